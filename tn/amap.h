@@ -1,0 +1,98 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "tn/allocator.h"
+#include "tn/handler.h"
+#include "tn/store.h"
+
+namespace tn {
+
+/// An object of a map: what it tells and takes as a message.
+class Object {
+  public:
+    virtual ~Object() = default;
+    virtual void getConfig(message& out, uint32_t flags) const = 0;
+    virtual void setConfig(const message& in) = 0;
+    uint32_t id = kNoId;
+};
+
+/// A handler that keeps objects of one class by id, persistently: loads them from its store, answers the object commands
+/// and get-all, and asks the derived class before each change. A change is made on a copy, asked for, written to the
+/// store, and only then put in place, so an error reply means that nothing changed. Each change is notified
+/// (cmd::Changed) and recorded for undo.
+class AMap : public Handler {
+  public:
+    /// @param storePath  platform path; empty for a map that isn't kept
+    /// @param what       what one object is called in error texts and undo records ("snmp community")
+    AMap(const std::string& storePath, std::string what);
+
+    message cmdGetAll(const message& request) override;
+    message cmdGetObj(const message& request) override;
+    message cmdSetObj(const message& request) override;
+    message cmdAddObj(const message& request) override;
+    message cmdRemoveObj(const message& request) override;
+    message getObject(uint32_t id) override;
+    uint32_t getObjectCount() override;
+
+    [[nodiscard]] bool hasStore() const { return store_ != nullptr; }
+
+  protected:
+    [[nodiscard]] virtual std::unique_ptr<Object> make() const = 0;
+    [[nodiscard]] virtual std::unique_ptr<Object> copy(const Object& object) const = 0;
+    /// Each allows the change with an empty reply and refuses it with an error reply.
+    virtual message mayAdd(Object* added) = 0;
+    virtual message maySet(Object* current, Object* changed) = 0;
+    virtual message mayRemove(Object* removed) = 0;
+
+    void load();  ///< reads every object of the store
+    /// Puts an object that needs no asking in place and stores it; false when the store refuses.
+    bool insert(std::unique_ptr<Object> object);
+
+    using Objects = std::map<uint32_t, std::unique_ptr<Object>>;
+    [[nodiscard]] const Objects& objects() const { return objects_; }
+    Allocator allocator_;
+
+  private:
+    [[nodiscard]] message describe(const Object& object, uint32_t flags) const;
+
+    std::string what_;
+    std::unique_ptr<Store> store_;
+    Objects objects_;
+};
+
+/// AMap with the object's own type in place of Object. Hooks: doAdd, doSet, doRemove with Item*.
+template <class Item>
+class Map : public AMap {
+  public:
+    using AMap::AMap;
+
+  protected:
+    virtual message doAdd(Item* added) = 0;
+    virtual message doSet(Item* current, Item* changed) = 0;
+    virtual message doRemove(Item* removed) = 0;
+
+    /// Calls f(const Item&) in ascending id order until it returns true; the item it returned true for, or nullptr.
+    template <class F>
+    [[nodiscard]] Item* findIf(F f) const {
+        for (const auto& [id, object] : objects())
+            if (auto* item = static_cast<Item*>(object.get()); f(*item)) return item;
+        return nullptr;
+    }
+
+  private:
+    [[nodiscard]] std::unique_ptr<Object> make() const final { return std::make_unique<Item>(); }
+    [[nodiscard]] std::unique_ptr<Object> copy(const Object& object) const final {
+        return std::make_unique<Item>(static_cast<const Item&>(object));
+    }
+    message mayAdd(Object* added) final { return doAdd(static_cast<Item*>(added)); }
+    message maySet(Object* current, Object* changed) final {
+        return doSet(static_cast<Item*>(current), static_cast<Item*>(changed));
+    }
+    message mayRemove(Object* removed) final { return doRemove(static_cast<Item*>(removed)); }
+};
+
+}  // namespace tn

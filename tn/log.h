@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <string_view>
+
+namespace tn {
+
+/// Where log streams write. Standard output and error lines go there whatever the target is, except for None.
+enum class LogTarget { Stderr, Syslog, None };
+void setLogTarget(LogTarget target);
+
+/// A stream of log lines. One statement is one line:
+///
+///     slog << "packet from: " << source << " version: " << version;
+///
+/// What isn't printable is escaped (\n, \t, \x1b), so that no peer can write a line of its own. One cause, that is one
+/// first piece of text on one stream, may write a burst of 256 lines and one a second after that; a line that tells how
+/// many were left out follows when there is room again. A muted stream formats nothing.
+class lstream {
+  public:
+    enum class Sink { Log, Stdout, Stderr };
+
+    /// @param topic  number shown with the line in the system log
+    /// @param level  0 for what operators should see, 5 for debugging; streams of level 5 start muted
+    explicit lstream(unsigned topic, unsigned level = 0) : topic_(topic), level_(level), muted_(level >= 5) {}
+    explicit lstream(Sink sink) : sink_(sink) {}
+
+    [[nodiscard]] bool isMuted() const { return muted_; }
+    void mute(bool on = true) { muted_ = on; }
+
+    /// A line being written; it ends with the statement.
+    class Line {
+      public:
+        explicit Line(const lstream* stream) : stream_(stream) {
+            if (stream_ != nullptr) text_ = std::make_unique<std::ostringstream>();
+        }
+        Line(Line&&) noexcept = default;
+        Line(const Line&) = delete;
+        Line& operator=(const Line&) = delete;
+        Line& operator=(Line&&) = delete;
+        ~Line() {
+            if (text_) stream_->write(cause_, text_->str());
+        }
+        template <class T>
+        Line&& operator<<(const T& piece) && {
+            if (text_) {
+                *text_ << piece;
+                if (cause_.empty()) cause_ = text_->str();
+            }
+            return std::move(*this);
+        }
+
+      private:
+        const lstream* stream_;
+        std::unique_ptr<std::ostringstream> text_;
+        std::string cause_;
+    };
+
+    template <class T>
+    Line operator<<(const T& piece) const {
+        Line line(muted_ ? nullptr : this);
+        std::move(line) << piece;
+        return line;
+    }
+
+  private:
+    void write(std::string_view cause, std::string_view text) const;
+
+    Sink sink_ = Sink::Log;
+    unsigned topic_ = 0;
+    unsigned level_ = 0;
+    bool muted_ = false;
+};
+
+/// The process's own lines on standard output and standard error.
+extern lstream sout;
+extern lstream serr;
+
+/// The text with everything that isn't printable ASCII or UTF-8 escaped.
+[[nodiscard]] std::string escaped(std::string_view text);
+
+}  // namespace tn

@@ -1,0 +1,147 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "tn/address.h"
+#include "tn/fields.h"
+#include "tn/ids.h"
+
+namespace tn {
+
+/// The bytes of one message, as they travel in a packet or lie in a store.
+using flat_message = std::vector<uint8_t>;
+
+constexpr size_t kMaxPacket = 256 * 1024;  ///< octets of one flattened message on the bus
+constexpr size_t kMaxNesting = 16;         ///< messages within messages, the outermost counted
+
+/// An unordered set of typed fields. Inserting a field that is there replaces it. A getter of a field that isn't there
+/// gives the default; one that returns a reference then refers to an empty value.
+///
+/// Fields lie in one array in the order of insertion and a look-up starts where the last one ended: rows are read in
+/// the order in which they were written, so reading a row of n fields takes n steps. A message may therefore be read by
+/// one thread at a time, even through const.
+class message {
+  public:
+    message();
+    message(const message&);
+    message(message&&) noexcept;
+    message& operator=(const message&);
+    message& operator=(message&&) noexcept;
+    ~message();
+
+    void insert_bool(bool_id id, bool value);
+    void insert_u32(u32_id id, uint32_t value);
+    void insert_be32(be32_id id, uint32_t value);  ///< value with the first octet in the most significant byte
+    void insert_u64(u64_id id, uint64_t value);
+    void insert_addr6(addr6_id id, const IPAddr6& value);
+    void insert_string(string_id id, std::string value);
+    void insert_raw(raw_id id, std::span<const uint8_t> value);
+    void insert_message(message_id id, message value);
+    void insert_u32_array(u32_array_id id, std::vector<uint32_t> value);
+    void insert_be32_array(be32_array_id id, std::span<const uint32_t> value);
+    void insert_string_array(string_array_id id, std::vector<std::string> value);
+    void insert_message_array(message_array_id id, std::vector<message> value);
+    /// Appends numbers to a u32 array, creating it when it isn't there.
+    void insert_vector(u32_array_id id, std::span<const uint32_t> values);
+    void insert_vector(u32_array_id id, uint32_t value) { insert_vector(id, std::span(&value, 1)); }
+
+    [[nodiscard]] bool get_bool(bool_id id, bool absent = false) const;
+    [[nodiscard]] uint32_t get_u32(u32_id id, uint32_t absent = 0) const;
+    [[nodiscard]] uint32_t get_be32(be32_id id, uint32_t absent = 0) const;
+    [[nodiscard]] uint64_t get_u64(u64_id id, uint64_t absent = 0) const;
+    [[nodiscard]] IPAddr6 get_addr6(addr6_id id, const IPAddr6& absent = {}) const;
+    [[nodiscard]] std::string get_string(string_id id, std::string_view absent = {}) const;
+    [[nodiscard]] std::vector<uint8_t> get_raw(raw_id id) const;
+    [[nodiscard]] const message& get_message(message_id id) const;
+    [[nodiscard]] const std::vector<uint32_t>& get_u32_array(u32_array_id id) const;
+    [[nodiscard]] std::vector<uint32_t> get_be32_array(be32_array_id id) const;
+    [[nodiscard]] const std::vector<std::string>& get_string_array(string_array_id id) const;
+    [[nodiscard]] const std::vector<message>& get_message_array(message_array_id id) const;
+
+    /// The field's own value, created empty when it isn't there. Valid until the message is changed otherwise.
+    std::vector<uint32_t>& get_u32_array_ref(u32_array_id id);
+    std::vector<std::string>& get_string_array_ref(string_array_id id);
+    std::vector<message>& get_message_array_ref(message_array_id id);
+    message& get_message_ref(message_id id);
+
+    template <Kind K, int View>
+    [[nodiscard]] bool has(field_id<K, View> id) const {
+        return find(id.full()) != nullptr;
+    }
+    [[nodiscard]] bool has_array(u32_array_id id) const { return has(id); }
+    [[nodiscard]] bool has_array(string_array_id id) const { return has(id); }
+    [[nodiscard]] bool has_array(message_array_id id) const { return has(id); }
+    /// Number of elements; 0 when the field isn't there.
+    [[nodiscard]] size_t size(u32_array_id id) const { return get_u32_array(id).size(); }
+    [[nodiscard]] size_t size(string_array_id id) const { return get_string_array(id).size(); }
+    [[nodiscard]] size_t size(message_array_id id) const { return get_message_array(id).size(); }
+    template <Kind K, int View>
+    void remove(field_id<K, View> id) {
+        removeField(id.full());
+    }
+
+    [[nodiscard]] bool empty() const { return fields_.empty(); }
+    [[nodiscard]] size_t size() const { return fields_.size(); }
+    void clear();
+    void reserve(size_t fields);
+
+    /// Appends the flattened message to `out`. The layout is private to this library; see flatten.cc.
+    void flattenTo(flat_message& out) const;
+    [[nodiscard]] flat_message flatten() const;
+    /// Rebuilds a message from bytes that may come from anybody: every length is checked, nesting is bounded, memory is
+    /// bounded by a small multiple of the bytes. False leaves `out` empty.
+    [[nodiscard]] static bool unflatten(std::span<const uint8_t> bytes, message& out);
+
+    /// Every field as number:kind=value, for people; `indent` columns to the right.
+    void print(std::ostream& out, unsigned indent = 0) const;
+
+    /// The same fields with the same values, in whatever order.
+    friend bool operator==(const message& a, const message& b);
+
+    struct Field;
+    [[nodiscard]] const std::vector<Field>& fields() const { return fields_; }
+
+  private:
+    [[nodiscard]] const Field* find(uint32_t fullId) const;
+    template <class T>
+    [[nodiscard]] const T* value(uint32_t fullId) const;
+    template <class T>
+    T& slot(uint32_t fullId);
+    void removeField(uint32_t fullId);
+
+    std::vector<Field> fields_;
+    uint32_t greatest_ = 0;      ///< greatest full id inserted: a greater one is new without a look-up
+    mutable uint32_t next_ = 0;  ///< where the next look-up starts
+};
+
+/// One field. Bool, u32 and u64 are held as u64 (be32 in network order), string and raw as std::string.
+struct message::Field {
+    using Value = std::variant<uint64_t, IPAddr6, std::string, std::vector<uint32_t>, std::vector<std::string>,
+                               std::vector<message>, std::unique_ptr<message>>;
+    uint32_t id = 0;  ///< number, kind and array bit
+    Value value;
+
+    [[nodiscard]] uint32_t number() const { return id & kFieldNumberMask; }
+    [[nodiscard]] Kind kind() const { return static_cast<Kind>(id & ~kFieldNumberMask); }
+};
+
+std::ostream& operator<<(std::ostream& out, const message& m);
+
+/// An error reply: a code of tn::error and one line for people.
+[[nodiscard]] message errorMsg(uint32_t code, std::string text);
+/// True for an error reply; fills what is asked for, and leaves it alone otherwise.
+bool isError(const message& reply, uint32_t* code = nullptr, std::string* text = nullptr);
+[[nodiscard]] std::string getError(const message& reply);
+
+/// A request to `path` with a command.
+[[nodiscard]] message request(std::span<const uint32_t> path, uint32_t command);
+
+}  // namespace tn
