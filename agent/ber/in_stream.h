@@ -1,0 +1,80 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "agent/ber/oid.h"
+#include "agent/ber/uber_stream.h"
+
+namespace snmp {
+
+/// A cursor over one received message, read as the subset of BER that SNMP uses (RFC 3417, 8).
+///
+/// Each getter steps over one tag without looking at it, on purpose: the caller asks getType() first and decides. It
+/// reads a length, then the content, and returns true with the cursor behind the value. On failure it returns false,
+/// leaves its result untouched, says why in one line on standard output, and leaves the cursor where the failing step
+/// stopped: the caller abandons the message. No read goes past the end of the data, whatever the lengths say; the ends
+/// of entered values bound nothing but isSeqEnd(), on purpose: the agent answers what its lenient peers send.
+class InStream : public UberStream {
+  public:
+    /// A saved cursor.
+    struct StreamPos {
+        size_t pos = 0;
+        std::vector<size_t> seqEnds;
+    };
+
+    explicit InStream(std::span<const uint8_t> message) : UberStream(message) {}
+
+    /// The tag at the cursor, which stays; kNoTag at the end of the data.
+    [[nodiscard]] uint8_t getType() const;
+    /// Reads a definite length of at most four octets. Negative on failure; one of 2^31 or more is read and is
+    /// negative.
+    int getLen();
+    /// INTEGER or any 32-bit application type, sign-extended from at most 4 octets; 5 octets when the first is 0.
+    bool getInt(unsigned int* value);
+    /// Counter64 of at most 8 octets.
+    bool get64(unsigned long long* value);
+    /// NULL or one of the three exceptions.
+    bool getNull();
+    /// The content of an OCTET STRING, IpAddress or Opaque.
+    bool getString(std::string* text);
+    /// The content of a BIT STRING, the count of unused bits (0 to 7) included as the first octet.
+    bool getBits(std::vector<unsigned char>* bits);
+    /// OBJECT IDENTIFIER. Its first octet is split by 40 whatever the first arc; no content at all is 0.0.
+    bool getOID(OID* oid);
+
+    /// Enters a constructed value: the length of its content, the cursor at its first octet; -1 when the length can't
+    /// be read or the content would end past the data.
+    int enterSeq();
+    /// Leaves the innermost value entered, at its end wherever the cursor is; says so when none is entered.
+    void exitSeq();
+    /// Whether the cursor is at or past the end of the innermost value entered, or at the end of the data.
+    [[nodiscard]] bool isSeqEnd() const;
+    void saveSeq(StreamPos& saved) const;
+    void restoreSeq(const StreamPos& saved);
+    /// Back to the first octet, with no value entered; the version already read stays known.
+    void reset();
+
+    /// The message's version; -1 when it can't be read. The first call enters the message and reads it, later calls
+    /// don't touch the stream.
+    int getVersion();
+
+    /// Octets before the cursor.
+    [[nodiscard]] size_t position() const { return pos_; }
+
+  protected:
+    std::vector<size_t> seqEnds_;  ///< ends of the values entered, innermost last
+    size_t pos_ = 0;               ///< never past the end of data_
+
+  private:
+    [[nodiscard]] bool has(int wanted) const;
+    int tagAndLen();
+    int contentLen(std::string_view overflow);
+    [[nodiscard]] size_t countSubIds(size_t length, size_t* end) const;
+
+    int version_ = 0;
+    bool versionRead_ = false;
+};
+
+}  // namespace snmp

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <span>
+#include <vector>
+
+namespace snmp {
+
+/// The octets of one message, common to the reader and the writer.
+class UberStream {
+  public:
+    UberStream() = default;
+    /// Copies the octets: the receive buffer may be used again at once.
+    explicit UberStream(std::span<const uint8_t> octets) : data_(octets.begin(), octets.end()) {}
+
+    [[nodiscard]] size_t size() const { return data_.size(); }
+    [[nodiscard]] std::span<const uint8_t> bytes() const { return data_; }
+    /// Writes each octet as two hexadecimal digits and a space, sixteen a line, and a line break at the end.
+    void dump(std::ostream& stream) const;
+
+  protected:
+    std::vector<uint8_t> data_;
+};
+
+}  // namespace snmp
