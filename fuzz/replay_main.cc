@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -18,6 +19,10 @@ size_t replay(const std::filesystem::path& path) {
         return files;
     }
     std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        std::fprintf(stderr, "%s: can't be read\n", path.c_str());
+        std::exit(1);
+    }
     const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
     LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
     return 1;

@@ -1,0 +1,46 @@
+#!/usr/bin/env python3
+"""Who may include whom. A file's row is that of the longest folder it lies under; a folder may always include itself."""
+import pathlib
+import re
+import sys
+
+MAY_INCLUDE = {
+    "tn": [],
+    "hostd": ["tn"],
+    "tnctl": ["tn"],
+    "node": ["tn", "agent", "hostd"],
+    "plugins": ["tn", "agent"],
+    "tests": ["tn", "agent", "hostd", "tnctl"],
+    "fuzz": ["tn", "agent", "hostd", "tests"],
+    "bench": ["tn", "agent"],
+    "agent/core": ["tn", "agent"],
+    "agent/ber": ["tn"],
+    "agent/mib": ["tn", "agent/ber"],
+    "agent/security": ["tn", "agent/ber"],
+    "agent/system": ["tn", "agent/ber", "agent/mib", "agent/security"],
+    "agent/traps": ["tn", "agent/ber", "agent/mib", "agent/security", "agent/system"],
+    "agent/modules": ["tn", "agent/ber", "agent/mib", "agent/security", "agent/system", "agent/traps",
+                      "agent/core/snmp_looper.h"],
+}
+
+
+def under(path, folder):
+    return path == folder or path.startswith(folder + "/")
+
+
+def faults():
+    for top in sorted({row.split("/")[0] for row in MAY_INCLUDE}):
+        for file in sorted(pathlib.Path(top).rglob("*.[ch]*")):
+            row = max((r for r in MAY_INCLUDE if under(str(file), r)), key=len, default=None)
+            if row is None:
+                yield f"{file}: a folder without a row in tools/check_layers.py"
+                continue
+            for number, line in enumerate(file.read_text().splitlines(), 1):
+                include = re.match(r'\s*#\s*include\s*"([^"]+)"', line)
+                if include and not any(under(include[1], a) for a in [row, *MAY_INCLUDE[row]]):
+                    yield f'{file}:{number}: {row} may not include "{include[1]}"'
+
+
+found = list(faults())
+print(*found, sep="\n", end="\n" if found else "", file=sys.stderr)
+sys.exit(bool(found))
