@@ -89,18 +89,19 @@ class message {
     }
 
     [[nodiscard]] bool empty() const { return fields_.empty(); }
-    [[nodiscard]] size_t size() const { return fields_.size(); }
+    [[nodiscard]] size_t size() const;
     void clear();
     void reserve(size_t fields);
 
-    /// Appends the flattened message to `out`. The layout is private to this library; see flatten.cc.
-    void flattenTo(flat_message& out) const;
-    [[nodiscard]] flat_message flatten() const;
+    /// Appends the flattened message to `out`. The layout is private to this library; see flatten.cc. False, `out` as
+    /// it was, for a message nested deeper than kMaxNesting, which nobody could rebuild.
+    bool flattenTo(flat_message& out) const;
+    [[nodiscard]] flat_message flatten() const;  ///< no bytes at all for a message nested too deep
     /// Rebuilds a message from bytes that may come from anybody: every length is checked, nesting is bounded, memory is
     /// bounded by a small multiple of the bytes. False leaves `out` empty.
     [[nodiscard]] static bool unflatten(std::span<const uint8_t> bytes, message& out);
 
-    /// Every field as number:kind=value, for people; `indent` columns to the right.
+    /// Every field as number:kind=value, a line each, for people; `indent` columns to the right.
     void print(std::ostream& out, unsigned indent = 0) const;
 
     /// The same fields with the same values, in whatever order.
@@ -110,6 +111,9 @@ class message {
     [[nodiscard]] const std::vector<Field>& fields() const { return fields_; }
 
   private:
+    class Reader;
+
+    [[nodiscard]] bool hasDistinctFields() const;
     [[nodiscard]] const Field* find(uint32_t fullId) const;
     template <class T>
     [[nodiscard]] const T* value(uint32_t fullId) const;
@@ -133,6 +137,12 @@ struct message::Field {
     [[nodiscard]] Kind kind() const { return static_cast<Kind>(id & ~kFieldNumberMask); }
 };
 
+inline size_t message::size() const { return fields_.size(); }
+
+/// "bool", "u32", "string" and so on, "u32-array" for arrays: how a kind is written for people.
+[[nodiscard]] std::string_view kindName(Kind kind);
+
+/// The whole message in one line, for logs.
 std::ostream& operator<<(std::ostream& out, const message& m);
 
 /// An error reply: a code of tn::error and one line for people.
