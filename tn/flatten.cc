@@ -37,29 +37,45 @@ constexpr size_t kSmallestElement = 4;  // number, empty string or empty message
 // nested into promises doesn't multiply.
 constexpr size_t kReadAhead = 64;
 
-class Writer {
-  public:
-    explicit Writer(flat_message& out) : out_(out) {}
-
-    void number(std::unsigned_integral auto n) { octets(&n, sizeof n); }
-    void size(size_t n) { number(static_cast<uint32_t>(n)); }
+/// Where the octets go: first they are only counted, then copied into room of just that size.
+struct Counter {
+    size_t count = 0;
+    void octets(const void*, size_t length) { count += length; }
+};
+struct Copier {
+    uint8_t* to;
     void octets(const void* from, size_t length) {
-        const auto* first = static_cast<const uint8_t*>(from);
-        out_.insert(out_.end(), first, first + length);
+        if (length > 0) std::memcpy(to, from, length);
+        to += length;
     }
-    void string(const std::string& s) {
-        size(s.size());
-        octets(s.data(), s.size());
-    }
-    bool body(const message& m, size_t depth);
-
-  private:
-    bool value(const message::Field& field, size_t depth);
-
-    flat_message& out_;
 };
 
-bool Writer::body(const message& m, size_t depth) {
+template <class Out>
+class Writer {
+  public:
+    explicit Writer(Out out) : out_(out) {}
+
+    [[nodiscard]] bool flattened(const message& m) {
+        number(kVersion);
+        return body(m, 1);
+    }
+    [[nodiscard]] const Out& out() const { return out_; }
+
+  private:
+    void number(std::unsigned_integral auto n) { out_.octets(&n, sizeof n); }
+    void size(size_t n) { number(static_cast<uint32_t>(n)); }
+    void string(const std::string& s) {
+        size(s.size());
+        out_.octets(s.data(), s.size());
+    }
+    bool body(const message& m, size_t depth);
+    bool value(const message::Field& field, size_t depth);
+
+    Out out_;
+};
+
+template <class Out>
+bool Writer<Out>::body(const message& m, size_t depth) {
     if (depth > kMaxNesting) return false;
     size(m.size());
     return std::all_of(m.fields().begin(), m.fields().end(), [&](const message::Field& field) {
@@ -68,7 +84,8 @@ bool Writer::body(const message& m, size_t depth) {
     });
 }
 
-bool Writer::value(const message::Field& field, size_t depth) {
+template <class Out>
+bool Writer<Out>::value(const message::Field& field, size_t depth) {
     switch (field.kind()) {
         case Kind::Bool:
             number(static_cast<uint8_t>(std::get<uint64_t>(field.value)));
@@ -80,7 +97,7 @@ bool Writer::value(const message::Field& field, size_t depth) {
             number(std::get<uint64_t>(field.value));
             return true;
         case Kind::Addr6:
-            octets(std::get<IPAddr6>(field.value).octets().data(), 16);
+            out_.octets(std::get<IPAddr6>(field.value).octets().data(), 16);
             return true;
         case Kind::String:
         case Kind::Raw:
@@ -91,7 +108,7 @@ bool Writer::value(const message::Field& field, size_t depth) {
         case Kind::U32Array: {
             const auto& numbers = std::get<std::vector<uint32_t>>(field.value);
             size(numbers.size());
-            octets(numbers.data(), numbers.size() * sizeof(uint32_t));
+            out_.octets(numbers.data(), numbers.size() * sizeof(uint32_t));
             return true;
         }
         case Kind::StringArray: {
@@ -216,18 +233,21 @@ bool message::hasDistinctFields() const {
     return std::adjacent_find(ids.begin(), ids.end()) == ids.end();
 }
 
+size_t message::flatSize() const {
+    Writer counter{Counter()};
+    return counter.flattened(*this) ? counter.out().count : 0;
+}
+
 bool message::flattenTo(flat_message& out) const {
+    const size_t size = flatSize();
+    if (size == 0) return false;
     const size_t before = out.size();
-    Writer writer(out);
-    writer.number(kVersion);
-    if (writer.body(*this, 1)) return true;
-    out.resize(before);
-    return false;
+    out.resize(before + size);
+    return Writer(Copier{out.data() + before}).flattened(*this);
 }
 
 flat_message message::flatten() const {
     flat_message out;
-    out.reserve(512);
     flattenTo(out);
     return out;
 }

@@ -13,7 +13,7 @@ namespace tn {
 
 namespace {
 
-constexpr size_t kFirstFields = 16;  // room made at the first insertion: most rows fit, so they never move
+constexpr size_t kFirstFields = 24;  // room made at the first insertion: most rows fit, so they never move
 
 const message kEmptyMessage;
 const std::vector<uint32_t> kNoNumbers;

@@ -97,6 +97,7 @@ class message {
     /// it was, for a message nested deeper than kMaxNesting, which nobody could rebuild.
     bool flattenTo(flat_message& out) const;
     [[nodiscard]] flat_message flatten() const;  ///< no bytes at all for a message nested too deep
+    [[nodiscard]] size_t flatSize() const;       ///< octets that flatten() gives
     /// Rebuilds a message from bytes that may come from anybody: every length is checked, nesting is bounded, memory is
     /// bounded by a small multiple of the bytes. False leaves `out` empty.
     [[nodiscard]] static bool unflatten(std::span<const uint8_t> bytes, message& out);
