@@ -71,7 +71,7 @@ class InStream : public UberStream {
     [[nodiscard]] bool has(int wanted) const;
     int tagAndLen();
     int contentLen(std::string_view overflow);
-    [[nodiscard]] size_t countSubIds(size_t length, size_t* end) const;
+    [[nodiscard]] size_t oidEnd(size_t length, size_t* subIds) const;
 
     int version_ = 0;
     bool versionRead_ = false;

@@ -69,8 +69,8 @@ class OID : public std::vector<unsigned int> {
 
     /// The only sub-identifier; false and *value untouched unless there is exactly one.
     bool asUnsigned(unsigned int* value) const;
-    /// An IPv4 address, first octet in the most significant byte, of the first 4. False when fewer are there (those are
-    /// put in from the high byte on, the rest is 0) or when one of them is 256 or more (*address is 0).
+    /// An IPv4 address, first octet in the most significant byte, of the first 4. False when fewer are there or one is
+    /// 256 or more: then *address holds those before, from the high byte on, and zeros.
     bool asIP(unsigned int* address) const;
     /// An IPv6 address of the first 16; false as for asIP.
     bool asIP6(tn::IPAddr6* address) const;
@@ -85,7 +85,8 @@ class OID : public std::vector<unsigned int> {
     bool asOID(OID* oid) const;
 
   private:
-    [[nodiscard]] bool octets(size_t first, size_t n) const;
+    [[nodiscard]] bool areOctets(size_t first, size_t n) const;
+    [[nodiscard]] bool hasCounted() const;
     bool pop(size_t n, OID* out);
 };
 

@@ -46,7 +46,7 @@ class OutStream : public UberStream {
 
     /// Whether the message has become larger than a UDP datagram carries.
     [[nodiscard]] bool overflowed() const;
-    /// Cuts the output back to this size, but never behind the start of the innermost open value.
+    /// Cuts the output back to this size, but never in front of the content of the innermost open value.
     void truncate(size_t position);
 
   protected:
@@ -56,7 +56,7 @@ class OutStream : public UberStream {
     uint8_t* grow(size_t n);
     uint8_t* startValue(size_t contentLen, uint8_t tag);
     void addUnsigned(uint64_t value, uint8_t tag);
-    void widen(size_t at, size_t n);
+    void insert(size_t at, size_t n);
 
     size_t errorStatusPos_ = 0;  ///< its content octet; 0 while not written
     size_t errorIndexPos_ = 0;   ///< its first content octet; 0 while not written

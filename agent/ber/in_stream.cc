@@ -1,0 +1,206 @@
+#include "agent/ber/in_stream.h"
+
+#include "agent/ber/tags.h"
+#include "tn/log.h"
+
+namespace snmp {
+
+namespace {
+
+// One piece, so that each text is a cause of its own and one flood doesn't hide the others.
+tn::lstream::Line say(std::string_view text) { return tn::sout << std::string("SNMP InStream: ").append(text); }
+
+}  // namespace
+
+// The one place where lengths of either sign meet what is left; every read is built on it.
+bool InStream::has(int wanted) const { return wanted >= 0 && static_cast<size_t>(wanted) <= data_.size() - pos_; }
+
+uint8_t InStream::getType() const { return has(1) ? data_[pos_] : kNoTag; }
+
+int InStream::getLen() {
+    if (!has(1)) return -1;
+    const uint8_t first = data_[pos_];
+    if (first == 0x80) {
+        say("we don't support indefinite lengths");
+        return -1;
+    }
+    if (first > 0x84) {
+        say("we can't support data lengths that long");
+        return -1;
+    }
+    ++pos_;
+    if (first < 0x80) return first;
+
+    const int count = first & 0x7F;
+    if (!has(count)) {
+        say("malformed in getLen");
+        return -1;
+    }
+    unsigned int length = 0;
+    for (int i = 0; i < count; ++i) length = length << 8 | data_[pos_++];
+    return static_cast<int>(length);
+}
+
+int InStream::tagAndLen() {
+    if (!has(1)) return -1;
+    ++pos_;
+    return getLen();
+}
+
+// The length of a value's content, which lies wholly inside the data; -1 when there is no such value.
+int InStream::contentLen(std::string_view overflow) {
+    const int length = tagAndLen();
+    if (length < 0) return -1;
+    if (has(length)) return length;
+    say(overflow);
+    return -1;
+}
+
+bool InStream::getInt(unsigned int* value) {
+    int length = contentLen("get int overflow of message");
+    if (length < 0) return false;
+    if (length > 5) {
+        say("I don't support such large integers");
+        return false;
+    }
+    if (length == 5 && data_[pos_] != 0) {
+        say("I don't support such large integers 2");
+        return false;
+    }
+    const bool negative = length > 0 && data_[pos_] >= 0x80;
+    unsigned int bits = negative ? ~0U : 0U;
+    for (; length > 0; --length) bits = bits << 8 | data_[pos_++];
+    *value = bits;
+    return true;
+}
+
+bool InStream::get64(unsigned long long* value) {
+    int length = contentLen("get 64 overflow of message");
+    if (length < 0) return false;
+    if (length > 8) {
+        // Nine octets with a leading zero are refused as well, on purpose: the agent has no writable Counter64.
+        say("invalig counter64 size");
+        return false;
+    }
+    unsigned long long bits = 0;
+    for (; length > 0; --length) bits = bits << 8 | data_[pos_++];
+    *value = bits;
+    return true;
+}
+
+bool InStream::getNull() {
+    const int length = tagAndLen();
+    if (length > 0) say("malformed null");
+    return length == 0;
+}
+
+bool InStream::getString(std::string* text) {
+    const int length = contentLen("get string overflow of message");
+    if (length < 0) return false;
+    const auto content = std::span(data_).subspan(pos_, static_cast<size_t>(length));
+    text->assign(content.begin(), content.end());
+    pos_ += content.size();
+    return true;
+}
+
+bool InStream::getBits(std::vector<unsigned char>* bits) {
+    const int length = contentLen("get bits overflow of message");
+    if (length < 0) return false;
+    if (length == 0 || data_[pos_] > 7) {
+        say("Invalid bitstring");
+        return false;
+    }
+    const auto content = std::span(data_).subspan(pos_, static_cast<size_t>(length));
+    bits->assign(content.begin(), content.end());
+    pos_ += content.size();
+    return true;
+}
+
+// Where a name of this content length ends, and how many octets end a sub-identifier after the first octet. A last
+// sub-identifier whose octets all say "more" reads on behind the content, on purpose: only the end of the data stops
+// it, and then the result lies past that end.
+size_t InStream::oidEnd(size_t length, size_t* subIds) const {
+    const size_t contentEnd = pos_ + length;
+    size_t at = pos_ + 1;
+    *subIds = 0;
+    while (at < contentEnd) {
+        while (at < data_.size() && data_[at] >= 0x80) ++at;
+        ++at;
+        ++*subIds;
+    }
+    return at;
+}
+
+bool InStream::getOID(OID* oid) {
+    const int length = tagAndLen();
+    if (length < 0) return false;
+    if (!has(length)) {
+        say("get oid overflow of message") << pos_ << " " << length << " " << data_.size();
+        return false;
+    }
+    if (length == 0) {
+        *oid = {0, 0};
+        return true;
+    }
+    size_t subIds = 0;
+    const size_t end = oidEnd(static_cast<size_t>(length), &subIds);
+    if (end > data_.size()) {
+        say("malformed oid");
+        pos_ = data_.size();
+        return false;
+    }
+    oid->resize(subIds + 2);
+    unsigned int* id = oid->data();
+    *id++ = data_[pos_] / 40U;
+    *id++ = data_[pos_++] % 40U;
+    for (; pos_ < end; ++id) {
+        unsigned int bits = 0;
+        while (data_[pos_] >= 0x80) bits = bits << 7 | (data_[pos_++] & 0x7F);
+        *id = bits << 7 | data_[pos_++];
+    }
+    return true;
+}
+
+int InStream::enterSeq() {
+    const int length = tagAndLen();
+    if (!has(length)) return -1;
+    seqEnds_.push_back(pos_ + static_cast<size_t>(length));
+    return length;
+}
+
+void InStream::exitSeq() {
+    if (seqEnds_.empty()) {
+        say("exitSeq when seqEndp is empty!");
+        return;
+    }
+    pos_ = seqEnds_.back();
+    seqEnds_.pop_back();
+}
+
+bool InStream::isSeqEnd() const { return pos_ >= (seqEnds_.empty() ? data_.size() : seqEnds_.back()) || !has(1); }
+
+void InStream::saveSeq(StreamPos& saved) const {
+    saved.pos = pos_;
+    saved.seqEnds = seqEnds_;
+}
+
+void InStream::restoreSeq(const StreamPos& saved) {
+    pos_ = saved.pos;
+    seqEnds_ = saved.seqEnds;
+}
+
+void InStream::reset() {
+    seqEnds_.clear();
+    pos_ = 0;
+}
+
+int InStream::getVersion() {
+    if (!versionRead_) {
+        versionRead_ = true;
+        unsigned int read = 0;
+        version_ = enterSeq() >= 0 && getInt(&read) ? static_cast<int>(read) : -1;
+    }
+    return version_;
+}
+
+}  // namespace snmp

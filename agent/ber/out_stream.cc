@@ -1,0 +1,193 @@
+#include "agent/ber/out_stream.h"
+
+#include <arpa/inet.h>
+
+#include <bit>
+#include <cstdlib>
+
+#include "agent/ber/tags.h"
+#include "tn/log.h"
+
+namespace snmp {
+
+namespace {
+
+constexpr size_t kUsualMessage = 1500;  // octets; what a reply rarely exceeds, taken at once
+constexpr size_t kUsualDepth = 8;       // open values
+
+void say(std::string_view text) { tn::sout << std::string("SNMP OutStream: ").append(text); }
+
+size_t lenOctets(size_t n) { return n < 0x80 ? 1 : n < 0x100 ? 2 : 3; }
+
+uint8_t* putLen(uint8_t* at, size_t n) {
+    if (n >= 0x100) {
+        *at++ = 0x82;
+        *at++ = static_cast<uint8_t>(n >> 8);  // longer ones are cut to 16 bits, on purpose: no datagram holds them
+    } else if (n >= 0x80) {
+        *at++ = 0x81;
+    }
+    *at++ = static_cast<uint8_t>(n);
+    return at;
+}
+
+// Octets of a number in two's complement with the sign bit clear.
+size_t numberOctets(uint64_t value) { return static_cast<size_t>(std::bit_width(value)) / 8 + 1; }
+
+void putNumber(uint8_t* at, size_t octets, uint64_t value) {
+    for (size_t i = octets; i-- > 0; value >>= 8) at[i] = static_cast<uint8_t>(value);
+}
+
+// Octets of a sub-identifier in base 128.
+size_t subIdOctets(unsigned int id) { return static_cast<size_t>(std::bit_width(id | 1U) + 6) / 7; }
+
+uint8_t* putSubId(uint8_t* at, unsigned int id) {
+    for (size_t more = subIdOctets(id) - 1; more > 0; --more) *at++ = static_cast<uint8_t>(0x80 | id >> (7 * more));
+    *at++ = id & 0x7F;
+    return at;
+}
+
+}  // namespace
+
+OutStream::OutStream() {
+    data_.reserve(kUsualMessage);
+    seqStarts_.reserve(kUsualDepth);
+}
+
+uint8_t* OutStream::grow(size_t n) {
+    data_.resize(data_.size() + n);
+    return data_.data() + data_.size() - n;
+}
+
+// Appends tag, length and room for the content, and tells where the content goes.
+uint8_t* OutStream::startValue(size_t contentLen, uint8_t tag) {
+    uint8_t* at = grow(1 + lenOctets(contentLen) + contentLen);
+    *at++ = tag;
+    return putLen(at, contentLen);
+}
+
+void OutStream::startSeq(uint8_t tag) {
+    startValue(0, tag);
+    seqStarts_.push_back(data_.size());
+}
+
+void OutStream::endSeq() {
+    if (seqStarts_.empty()) {
+        say("no sequence");
+        return;
+    }
+    const size_t start = seqStarts_.back();
+    seqStarts_.pop_back();
+    const size_t length = data_.size() - start;
+    if (length >= 0x10000) {
+        say("sequence too long");
+        return;
+    }
+    insert(start, lenOctets(length) - 1);
+    putLen(data_.data() + start - 1, length);
+}
+
+// Makes room in front of an octet, and keeps the positions of what moves.
+void OutStream::insert(size_t at, size_t n) {
+    if (n == 0) return;
+    data_.insert(data_.begin() + static_cast<std::ptrdiff_t>(at), n, 0);
+    for (size_t& start : seqStarts_) start += start >= at ? n : 0;
+    errorStatusPos_ += errorStatusPos_ >= at ? n : 0;
+    errorIndexPos_ += errorIndexPos_ >= at ? n : 0;
+}
+
+void OutStream::addLen(unsigned int n) { putLen(grow(lenOctets(n)), n); }
+
+void OutStream::addUnsigned(uint64_t value, uint8_t tag) {
+    const size_t octets = numberOctets(value);
+    putNumber(startValue(octets, tag), octets, value);
+}
+
+void OutStream::add(unsigned int value, uint8_t tag) {
+    if (tag != tag::Integer || value < 0x80000000) return addUnsigned(value, tag);
+    // A negative number keeps one 0xFF in front of what follows its leading ones, on purpose: one octet more than it
+    // needs, and the form that managers of this agent have always been sent.
+    const size_t octets = static_cast<size_t>(std::bit_width(~value) + 7) / 8 + 1;
+    putNumber(startValue(octets, tag), octets, uint64_t{value} | 0xFFFFFFFF00000000);
+}
+
+void OutStream::add(unsigned long value, uint8_t tag) { addUnsigned(value, tag); }
+
+void OutStream::add(std::string_view text, uint8_t tag) {
+    std::copy(text.begin(), text.end(), startValue(text.size(), tag));
+}
+
+void OutStream::add(const unsigned char* octets, unsigned int n, uint8_t tag) {
+    std::copy_n(octets, n, startValue(n, tag));
+}
+
+void OutStream::addOID(std::span<const unsigned int> oid, uint8_t tag) {
+    if (oid.size() < 2) return say("cannot encode OID shorter that 2");
+    // The second arc is bounded under a first arc of 2 as well, on purpose: the reader splits by 40 the same way.
+    if (oid[0] > 2 || oid[1] > 39) return say("encoding invalid OID");
+    const auto rest = oid.subspan(2);
+    size_t length = 1;
+    for (const unsigned int id : rest) length += subIdOctets(id);
+    uint8_t* at = startValue(length, tag);
+    *at++ = static_cast<uint8_t>(40 * oid[0] + oid[1]);
+    for (const unsigned int id : rest) at = putSubId(at, id);
+}
+
+void OutStream::addNull(uint8_t tag) { startValue(0, tag); }
+
+void OutStream::addBits(const unsigned char* octets, unsigned int n, uint8_t tag) {
+    if (n == 0 || octets[0] > 7) return say("building invalid bitstring");
+    add(octets, n, tag);
+}
+
+void OutStream::addErrorStatus(uint8_t status) {
+    if (errorStatusPos_ == 0) {
+        add(0U, tag::Integer);
+        errorStatusPos_ = data_.size() - 1;
+    }
+    data_[errorStatusPos_] = status;
+}
+
+void OutStream::addErrorIndex(unsigned int index) {
+    if (errorIndexPos_ == 0) {
+        add(0U, tag::Integer);
+        errorIndexPos_ = data_.size() - 1;
+    }
+    // A field once widened stays so: a smaller index gets leading zeros, which every reader takes.
+    const size_t width = data_[errorIndexPos_ - 1];
+    const size_t octets = std::max(width, numberOctets(index));
+    insert(errorIndexPos_ + 1, octets - width);
+    data_[errorIndexPos_ - 1] = static_cast<uint8_t>(octets);
+    putNumber(data_.data() + errorIndexPos_, octets, index);
+}
+
+void OutStream::addByType(const std::string& text, uint8_t tag) {
+    switch (tag) {
+        case tag::ObjectIdentifier:
+            return addOID(OID(text), tag);
+        case tag::OctetString:
+            return add(text, tag);
+        case tag::Null:
+            return addNull(tag);
+        case tag::IpAddress:
+            return add(ntohl(inet_addr(text.c_str())), tag);
+        case tag::Integer:
+        case tag::Counter32:
+        case tag::TimeTicks:
+        case tag::UInteger32:
+            return add(static_cast<unsigned int>(std::strtol(text.c_str(), nullptr, 10)), tag);
+        default:  // nothing, on purpose: no other type has a text form
+            return;
+    }
+}
+
+bool OutStream::overflowed() const { return data_.size() > kMaxMessage; }
+
+void OutStream::truncate(size_t position) {
+    position = std::max(position, seqStarts_.empty() ? 0 : seqStarts_.back());
+    if (position >= data_.size()) return;
+    if (errorStatusPos_ >= position) errorStatusPos_ = 0;
+    if (errorIndexPos_ > 0 && errorIndexPos_ + data_[errorIndexPos_ - 1] > position) errorIndexPos_ = 0;
+    data_.resize(position);
+}
+
+}  // namespace snmp
