@@ -18,15 +18,18 @@ void setLogTarget(LogTarget target);
 ///
 /// What isn't printable is escaped (\n, \t, \x1b), so that no peer can write a line of its own. One cause, that is one
 /// first piece of text on one stream, may write a burst of 256 lines and one a second after that; a line that tells how
-/// many were left out follows when there is room again. A muted stream formats nothing.
+/// many were left out follows with the next line of any stream when there is room again. So a statement begins with
+/// fixed text, and what a program was asked to print (tnctl's tables) goes elsewhere. A muted stream formats nothing.
 class lstream {
   public:
     enum class Sink { Log, Stdout, Stderr };
+    static constexpr unsigned kDebugLevel = 5;
 
     /// @param topic  number shown with the line in the system log
     /// @param level  0 for what operators should see, 5 for debugging; streams of level 5 start muted
-    explicit lstream(unsigned topic, unsigned level = 0) : topic_(topic), level_(level), muted_(level >= 5) {}
-    explicit lstream(Sink sink) : sink_(sink) {}
+    explicit constexpr lstream(unsigned topic, unsigned level = 0)
+        : topic_(topic), level_(level), muted_(level >= kDebugLevel) {}
+    explicit constexpr lstream(Sink sink) : sink_(sink) {}
 
     [[nodiscard]] bool isMuted() const { return muted_; }
     void mute(bool on = true) { muted_ = on; }
@@ -67,7 +70,8 @@ class lstream {
     }
 
   private:
-    void write(std::string_view cause, std::string_view text) const;
+    void write(std::string_view cause, std::string_view text) const;  ///< unless the cause has written too much
+    void emit(std::string_view text) const;
 
     Sink sink_ = Sink::Log;
     unsigned topic_ = 0;
@@ -75,11 +79,11 @@ class lstream {
     bool muted_ = false;
 };
 
-/// The process's own lines on standard output and standard error.
+/// The process's own lines on standard output and standard error, without a topic.
 extern lstream sout;
 extern lstream serr;
 
-/// The text with everything that isn't printable ASCII or UTF-8 escaped.
+/// The text with everything that isn't printable ASCII or UTF-8 escaped, and backslashes doubled.
 [[nodiscard]] std::string escaped(std::string_view text);
 
 }  // namespace tn

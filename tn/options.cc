@@ -1,0 +1,36 @@
+#include "tn/options.h"
+
+#include <map>
+#include <string>
+
+#include "tn/log.h"
+#include "tn/paths.h"
+
+namespace tn {
+
+namespace {
+
+const std::map<std::string, LogTarget> kLogTargets = {
+    {"stderr", LogTarget::Stderr},
+    {"syslog", LogTarget::Syslog},
+    {"none", LogTarget::None},
+};
+
+}  // namespace
+
+void addCommonOptions(CLI::App& app) {
+    app.add_option_function<std::string>(
+           "--root", [](const std::string& folder) { setRoot(folder); },
+           "Folder under which all files and sockets lie (default: $TERN_ROOT, else /)")
+        ->type_name("DIR")
+        ->trigger_on_parse();
+    app.add_option_function<std::string>(
+           "--log", [](const std::string& name) { setLogTarget(kLogTargets.at(name)); },
+           "Where log lines go (default: syslog)")
+        ->type_name("TARGET")
+        ->check(CLI::IsMember(&kLogTargets))
+        ->trigger_on_parse();
+    app.set_version_flag("--version", app.get_name() + " " TARNIX_VERSION);
+}
+
+}  // namespace tn
