@@ -1,0 +1,187 @@
+#include "agent/core/create_reply.h"
+
+#include <algorithm>
+
+#include "agent/core/operations.h"
+#include "agent/core/snmp_looper.h"
+#include "agent/log.h"
+
+namespace snmp {
+
+namespace {
+
+constexpr uint32_t kMaxRepetitions = 50;
+
+struct Operation {
+    uint8_t pdu;
+    ErrorStatus (*answer)(Context&);  ///< answers the varbind being served
+    bool Item::*access;               ///< what the community needs
+    ErrorStatus denied;               ///< and is told without it
+};
+
+constexpr Operation kOperations[] = {
+    {pdu::GetRequest, snmpGet, &Item::readAccess, ErrorStatus::NoSuchName},
+    {pdu::GetNextRequest, snmpGetNextGetBulk, &Item::readAccess, ErrorStatus::NoSuchName},
+    {pdu::GetBulkRequest, snmpGetNextGetBulk, &Item::readAccess, ErrorStatus::NoSuchName},
+    {pdu::SetRequest, snmpSet, &Item::writeAccess, ErrorStatus::ReadOnly},
+};
+
+/// What is known of the request beside its context.
+struct Request {
+    const Item* entry = nullptr;  ///< the community's
+    uint32_t repetitions = 0;     ///< GetBulk's max-repetitions, until the repeating part begins
+    InStream::StreamPos firstBinding;
+    size_t replyBindings = 0;  ///< where the reply's varbinds begin
+};
+
+bool drop(const tn::lstream& log, std::string_view why) {
+    log << why;
+    return false;
+}
+
+bool copyVersion(Context& c, const IPAddr6& source) {
+    const int version = c.in.getVersion();
+    if (!slog.isMuted()) slog << "packet from: " << source.str() << " version: " << version;
+    if (version == -1) return drop(dlog, "bad version");
+    c.version = static_cast<uint32_t>(version);
+    c.out.startSeq(tag::Sequence);
+    c.out.add(c.version, tag::Integer);
+    return true;
+}
+
+bool admitCommunity(Context& c, const IPAddr6& source, Request& request) {
+    if (!c.in.getString(&c.community)) return false;
+    if (!slog.isMuted()) slog << "community: " << c.community;
+    request.entry = loop->communities().find(c.community);
+    // An entry with a security level is a v3 user: its name alone opens nothing.
+    if (request.entry == nullptr || request.entry->security != 0 || !request.entry->accepts(source)) {
+        return drop(slog, " authentification failed");
+    }
+    c.out.add(c.community, tag::OctetString);
+    return true;
+}
+
+bool copyPduHeader(Context& c, Request& request) {
+    c.pduType = c.in.getType();
+    if (c.in.enterSeq() < 0) return drop(dlog, "bad packet");
+    c.out.startSeq(pdu::Response);
+    unsigned int requestId = 0;
+    if (!c.in.getInt(&requestId)) return drop(dlog, "bad packet");
+    c.out.add(requestId, tag::Integer);
+    if (!c.in.getInt(&c.nonRepeaters) || !c.in.getInt(&request.repetitions)) return drop(dlog, "bad packet");
+    c.out.addErrorStatus(0);
+    c.out.addErrorIndex(0);
+    if (c.in.enterSeq() < 0) return drop(dlog, "bad packet");
+    c.out.startSeq(tag::Sequence);
+    c.in.saveSeq(request.firstBinding);
+    request.replyBindings = c.out.size();
+    return true;
+}
+
+/// GetBulk's counters are checked; other PDUs carry error-status and error-index in their place, which mean nothing
+/// here.
+ErrorStatus checkRepetitions(Context& c, Request& request) {
+    if (!c.isBulk()) {
+        c.nonRepeaters = 0;
+        request.repetitions = 0;
+        return ErrorStatus::NoError;
+    }
+    if (request.repetitions == 0 && c.nonRepeaters == 0) {
+        dlog << "error: no data requested";
+        return ErrorStatus::BadValue;
+    }
+    if (request.repetitions > kMaxRepetitions) {
+        dlog << "error: max repetitions exceeded";
+        return ErrorStatus::TooBig;
+    }
+    return ErrorStatus::NoError;
+}
+
+ErrorStatus answerBinding(Context& c, const Operation& operation, Request& request) {
+    if (c.nonRepeaters == 0 && request.repetitions != 0) {
+        c.maxRepetitions = request.repetitions;
+        request.repetitions = 0;
+    }
+    if (!(request.entry->*operation.access)) return operation.denied;
+    const ErrorStatus status = operation.answer(c);
+    if (status == ErrorStatus::NoError && c.isBulk() && c.pendingEndOfView != 0 && !c.out.overflowed()) {
+        serr << "incomplete request " << c.pendingEndOfView;
+        c.addEndOfMibView(c.requestedName);
+    }
+    return status;
+}
+
+ErrorStatus answerBindings(Context& c, const Operation& operation, Request& request) {
+    while (!c.in.isSeqEnd()) {
+        if (!c.processSeqStart()) return ErrorStatus::Critical;
+        // With max-repetitions 0 the repeating names ask for nothing.
+        if (c.isBulk() && c.nonRepeaters == 0 && request.repetitions == 0 && c.maxRepetitions == 0) break;
+        const ErrorStatus status = answerBinding(c, operation, request);
+        if (status != ErrorStatus::NoError) return status;
+        if (c.out.overflowed()) return ErrorStatus::TooBig;
+        c.processSeqEnd();
+    }
+    return ErrorStatus::NoError;
+}
+
+void addNullBinding(Context& c) {
+    c.out.startSeq(tag::Sequence);
+    { c.processAddError(tag::Null); }
+    c.out.endSeq();
+}
+
+/// Turns the reply into an error response. A v1 reply carries the request's whole list, NULL from the failing varbind
+/// on (RFC 1157, 4.1.2); a later version's ends with the failing one. A reply that grew too large carries none.
+void rewriteAsError(Context& c, ErrorStatus status, const Request& request) {
+    if (!dlog.isMuted()) dlog << "error: " << errorStatusText(status);
+    c.out.addErrorStatus(static_cast<uint8_t>(status));
+    if (status == ErrorStatus::TooBig) {
+        c.out.truncate(request.replyBindings);
+        return;
+    }
+    const uint32_t failed = c.bindingIndex;
+    if (status == ErrorStatus::NoSuchName) c.out.addErrorIndex(failed);
+    if (!c.isV1()) {
+        if (failed > 0) addNullBinding(c);
+        return;
+    }
+    c.in.restoreSeq(request.firstBinding);
+    c.bindingIndex = 0;
+    while (!c.in.isSeqEnd() && c.processSeqStart()) {
+        if (c.bindingIndex >= failed) addNullBinding(c);
+        c.processSeqEnd();
+    }
+}
+
+bool closeMessage(Context& c) {
+    c.out.endSeq();  // varbind list
+    c.out.endSeq();  // PDU
+    c.out.endSeq();  // message
+    return true;
+}
+
+}  // namespace
+
+bool createReply(Context& c, const IPAddr6& source) {
+    Request request;
+    if (!copyVersion(c, source)) return false;
+    if (c.version >= kVersion3) return drop(dlog, "peer version not supported");
+    if (!admitCommunity(c, source, request)) return false;
+    if (!copyPduHeader(c, request)) return false;
+
+    ErrorStatus status = checkRepetitions(c, request);
+    if (status == ErrorStatus::NoError) {
+        const auto* operation = std::find_if(std::begin(kOperations), std::end(kOperations),
+                                             [&](const Operation& o) { return o.pdu == c.pduType; });
+        if (operation == std::end(kOperations)) {
+            dlog << "unknown request command: " << unsigned{c.pduType};
+            return false;
+        }
+        status = answerBindings(c, *operation, request);
+        if (status == ErrorStatus::Critical) return drop(dlog, "critical error");
+    }
+    if (status != ErrorStatus::NoError) rewriteAsError(c, status, request);
+    return closeMessage(c);
+}
+
+}  // namespace snmp

@@ -1,0 +1,150 @@
+#include "agent/core/snmp_looper.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <utility>
+
+#include "agent/core/create_reply.h"
+#include "agent/core/datagram.h"
+#include "agent/log.h"
+#include "agent/system/scribers.h"
+#include "tn/sources.h"
+
+namespace snmp {
+
+SnmpLooper* loop = nullptr;
+
+namespace {
+
+constexpr uint32_t kRecord = 0;             // id of the settings in their store
+constexpr uint32_t kJustBooted = 40;        // seconds of system uptime
+constexpr uint32_t kLeaveAfter = 1000;      // milliseconds
+constexpr unsigned kDatagramsPerCall = 32;  // before the bus and the timers get their turn
+constexpr uint32_t kDefaultGetFlags = 5;
+
+bool setOption(int fd, int level, int name) {
+    const int on = 1;
+    return setsockopt(fd, level, name, &on, sizeof on) == 0;
+}
+
+}  // namespace
+
+SnmpLooper::SnmpLooper(uint16_t port) : Looper({tn::number::Snmp}), store_("/tern/store/snmpd", 5), port_(port) {
+    loop = this;
+    serr << "communityKeep->init();";
+    communities_.init();
+    serr << "addHandler(snmp::ID_COMMUNITIES, communityKeep);";
+    addHandler(ID_COMMUNITIES, &communities_);
+}
+
+SnmpLooper::~SnmpLooper() {
+    disable();
+    loop = nullptr;
+}
+
+void SnmpLooper::init() {
+    policySet().add_policy(1, tn::right::Write);
+    if (store_.find(kRecord)) {
+        settings_ = Settings::read(store_.get(kRecord));
+        settings_.engineBoots = tn::getUptime() < kJustBooted ? 0 : settings_.engineBoots + 1;
+        serr << "engineBoots = " << settings_.engineBoots;
+        if (!store_.set(kRecord, settings_.getConfig())) serr << "settings not written: " << store_.lastError();
+    }
+    if (settings_.enabled) {
+        enable();
+    } else {
+        setupLeave(kLeaveAfter);
+    }
+}
+
+/// A bound dual-stack socket, or an IPv4 one where IPv6 isn't there; -1 with errno set.
+int SnmpLooper::openSocket() const {
+    sockaddr_in6 any6{};
+    sockaddr_in any4{};
+    any6.sin6_family = AF_INET6;
+    any6.sin6_port = htons(port_);
+    any4.sin_family = AF_INET;
+    any4.sin_port = htons(port_);
+
+    int fd = ::socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool dualStack = fd >= 0;
+    if (!dualStack) fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) return -1;
+
+    const auto* address = dualStack ? reinterpret_cast<sockaddr*>(&any6) : reinterpret_cast<sockaddr*>(&any4);
+    const socklen_t length = dualStack ? sizeof any6 : sizeof any4;
+    if ((!dualStack || setOption(fd, IPPROTO_IPV6, IPV6_RECVPKTINFO)) && setOption(fd, IPPROTO_IP, IP_PKTINFO) &&
+        setOption(fd, SOL_SOCKET, SO_REUSEADDR) && bind(fd, address, length) == 0) {
+        return fd;
+    }
+    const int reason = errno;
+    close(fd);
+    errno = reason;
+    return -1;
+}
+
+void SnmpLooper::enable() {
+    if (enabled()) return;
+    setupLeave(0);
+    const int fd = openSocket();
+    if (fd < 0) {
+        serr << "cannot create service connection";
+        return;
+    }
+    if (!addSocket(
+            fd, [this](int ready, unsigned) { receive(ready); }, EPOLLIN)) {
+        close(fd);
+        return;
+    }
+    socket_ = fd;
+}
+
+void SnmpLooper::disable() {
+    if (!enabled()) return;
+    removeSocket(socket_);
+    close(std::exchange(socket_, -1));
+    setupLeave(kLeaveAfter);
+}
+
+void SnmpLooper::receive(int fd) {
+    for (unsigned i = 0; i < kDatagramsPerCall; ++i) {
+        Datagram datagram;
+        if (!datagram.receive(fd)) return;
+        Context context(datagram.bytes());
+        if (createReply(context, datagram.source())) datagram.answer(fd, context.out.bytes());
+    }
+}
+
+tn::message SnmpLooper::getObject(uint32_t) { return settings_.getConfig(); }
+
+tn::message SnmpLooper::cmdGet(const tn::message& request) {
+    tn::message reply = settings_.getConfig();
+    if ((request.get_u32(tn::field::GetFlags, kDefaultGetFlags) & tn::kWantDefaults) != 0) {
+        reply.insert_message(tn::field::Defaults, Settings::defaults());
+    }
+    return reply;
+}
+
+tn::message SnmpLooper::cmdSet(const tn::message& request) {
+    if (request.has(tn::field::Source)) serr << "cmd_set from " << request.get_u32_array(tn::field::Source).front();
+    Settings next = settings_;
+    next.apply(request);
+    if (!store_.set(kRecord, next.getConfig())) return tn::errorMsg(tn::error::StoreFailed, store_.lastError());
+
+    tn::message undo = settings_.undoOf(request);
+    undo.insert_u32(tn::field::Command, tn::cmd::Set);
+    settings_ = std::move(next);
+    if (request.has(setting::TrapKinds)) restartSubscribers(settings_.trapKinds);
+    if (request.has(setting::Enabled)) settings_.enabled ? enable() : disable();
+
+    undo.insert_u32_array(tn::field::Destination, path());
+    sendUndo(request, std::move(undo), "changed snmp settings");
+    notifyChange(tn::kNoId, request);
+    return {};
+}
+
+}  // namespace snmp

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+
+#include "agent/security/community_keep.h"
+#include "agent/system/settings.h"
+#include "tn/looper.h"
+#include "tn/store.h"
+
+namespace snmp {
+
+/// The agent: the bus handler of its settings, {34}, and the owner of the SNMP socket. Requests are served strictly one
+/// after the other, on the one thread of the loop.
+class SnmpLooper : public tn::Looper {
+  public:
+    /// @param port  UDP port of the service
+    explicit SnmpLooper(uint16_t port);
+    ~SnmpLooper() override;
+
+    /// Loads the settings, counts this start in the engine boots, and opens the socket when the service is on. While it
+    /// is off the process may leave when nobody needs it.
+    void init();
+
+    void enable();   ///< opens the socket; nothing when it is open. A failure is one line on standard error
+    void disable();  ///< closes it; nothing when it is closed
+    [[nodiscard]] bool enabled() const { return socket_ >= 0; }
+
+    tn::message cmdGet(const tn::message& request) override;
+    tn::message cmdSet(const tn::message& request) override;
+    tn::message getObject(uint32_t id) override;  ///< the settings, whatever the id
+
+    [[nodiscard]] const Settings& settings() const { return settings_; }
+    [[nodiscard]] CommunityKeep& communities() { return communities_; }
+
+  private:
+    [[nodiscard]] int openSocket() const;
+    void receive(int fd);
+
+    tn::Store store_;
+    CommunityKeep communities_;
+    Settings settings_;
+    uint16_t port_;
+    int socket_ = -1;
+};
+
+/// The process's agent.
+extern SnmpLooper* loop;
+
+}  // namespace snmp

@@ -1,0 +1,41 @@
+#include "agent/core/start.h"
+
+#include "agent/log.h"
+#include "agent/modules/system_module.h"
+#include "agent/system/scribers.h"
+
+namespace snmp {
+
+namespace {
+
+void announce(SnmpLooper& agent) {
+    tn::message m;
+    m.insert_vector(tn::field::Destination, tn::number::Supervisor);
+    m.insert_u32(tn::announce::Number, tn::number::Snmp);
+    agent.sendCmd(std::move(m), tn::cmd::Announce);
+}
+
+}  // namespace
+
+void addOptions(CLI::App& app, Options& options) {
+    app.add_option("--port", options.port, "UDP port of the SNMP service")->check(CLI::Range(1, 65535));
+    app.add_flag("--log-requests", options.logRequests, "log two lines for each request, communities included");
+}
+
+std::unique_ptr<SnmpLooper> makeAgent(const Options& options) {
+    slog.mute(!options.logRequests);
+    serr << "loop = new SnmpLooper();";
+    return std::make_unique<SnmpLooper>(options.port);
+}
+
+int runAgent(SnmpLooper& agent) {
+    if (!agent.listen()) return 1;
+    serr << "loop->init();";
+    agent.init();
+    start_system_module();
+    startSubscribers(agent.settings().trapKinds);
+    announce(agent);
+    return agent.run();
+}
+
+}  // namespace snmp

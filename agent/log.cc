@@ -1,0 +1,18 @@
+#include "agent/log.h"
+
+namespace snmp {
+
+namespace {
+constexpr unsigned kTopic = 20;
+
+tn::lstream mutedLog() {
+    tn::lstream stream(kTopic);
+    stream.mute();
+    return stream;
+}
+}  // namespace
+
+tn::lstream slog = mutedLog();
+tn::lstream dlog(kTopic, 5);
+
+}  // namespace snmp

@@ -1,0 +1,102 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <span>
+#include <string_view>
+#include <variant>
+
+#include "agent/mib/branch.h"
+#include "agent/mib/keep.h"
+#include "agent/mib/packer.h"
+
+/// How a module tells what it serves. One array of rows for each group or table, in the MIB's order with the MIB's
+/// names:
+///
+///     // system, RFC 3418
+///     constexpr Column<Sysinfo> kUptime[] = {
+///         { 3, "sysUpTime", tag::TimeTicks, &Sysinfo::uptime },
+///     };
+///     addScalars(kSystem, kUptime, keep<GetProvider>(Sysinfo::build, ...));
+///
+/// To add a group: 1. a record, a struct derived from Data with one field for each value; 2. its build function, which
+/// fills the record from the owner's message; 3. the array of rows above; 4. the call in the module's start function;
+/// 5. a test with a scripted owner.
+namespace snmp {
+
+/// A value that is the same for every record.
+struct Constant {
+    int value;
+};
+
+/// Where a column's value comes from: a member of the record or a constant. A number with syntax IpAddress is an IPv4
+/// address, first octet in the most significant byte.
+template <class Record>
+using ColumnValue = std::variant<unsigned int Record::*, unsigned long long Record::*, std::string Record::*,
+                                 std::vector<unsigned char> Record::*, OID Record::*, IPAddr6 Record::*, Constant>;
+
+template <class Record>
+struct Column {
+    unsigned int number;    ///< last sub-identifier of the object
+    std::string_view name;  ///< descriptor of the object in its MIB
+    uint8_t syntax;         ///< BER tag of the value
+    ColumnValue<Record> value;
+};
+
+/// The packer of a row. A member of the record becomes a member of Data: a packer only ever sees its own records.
+template <class Record>
+const Packer* packerFor(const Column<Record>& column) {
+    const unsigned int syntax = column.syntax;
+    struct Maker {
+        unsigned int syntax;
+        const Packer* operator()(unsigned int Record::*member) const {
+            const auto field = static_cast<unsigned int Data::*>(member);
+            if (syntax == tag::IpAddress) return keep<DataIPPacker>(field, syntax);
+            return keep<DataNumPacker>(field, syntax);
+        }
+        const Packer* operator()(unsigned long long Record::*member) const {
+            return keep<DataBignumPacker>(static_cast<unsigned long long Data::*>(member), syntax);
+        }
+        const Packer* operator()(std::string Record::*member) const {
+            return keep<DataStringPacker>(static_cast<std::string Data::*>(member), syntax, 0U);
+        }
+        const Packer* operator()(std::vector<unsigned char> Record::*member) const {
+            return keep<DataRawPacker>(static_cast<std::vector<unsigned char> Data::*>(member), syntax, 0U);
+        }
+        const Packer* operator()(OID Record::*member) const {
+            return keep<DataOIDPacker>(static_cast<OID Data::*>(member), syntax);
+        }
+        const Packer* operator()(IPAddr6 Record::*member) const {
+            return keep<DataIP6Packer>(static_cast<IPAddr6 Data::*>(member), syntax);
+        }
+        const Packer* operator()(Constant constant) const {
+            return keep<ConstNumPacker>(static_cast<unsigned int>(constant.value), syntax);
+        }
+    };
+    return std::visit(Maker{syntax}, column.value);
+}
+
+/// Registers one scalar for each row, under the group's prefix.
+template <class Record, size_t N>
+void addScalars(std::span<const unsigned int> group, const Column<Record> (&rows)[N], DataProvider* provider) {
+    for (const Column<Record>& row : rows) addScalarLeaf(OID(group) + row.number, packerFor(row), provider);
+}
+
+// OIDs as the MIB writes them, parent and numbers: under(kMib2, 1) for { mib-2 1 }.
+
+template <size_t N, class... Numbers>
+constexpr std::array<unsigned int, N + sizeof...(Numbers)> under(const std::array<unsigned int, N>& parent,
+                                                                 Numbers... numbers) {
+    std::array<unsigned int, N + sizeof...(Numbers)> result{};
+    size_t i = 0;
+    for (const unsigned int number : parent) result[i++] = number;
+    ((result[i++] = static_cast<unsigned int>(numbers)), ...);
+    return result;
+}
+
+constexpr std::array<unsigned int, 4> kInternet = {1, 3, 6, 1};
+constexpr auto kMib2 = under(kInternet, 2, 1);
+constexpr auto kVendor = under(kInternet, 4, 1, 49999);  ///< Tarnix's enterprise number
+constexpr auto kVendorObjects = under(kVendor, 1, 1);
+
+}  // namespace snmp

@@ -1,0 +1,52 @@
+#include "agent/mib/context.h"
+
+namespace snmp {
+
+bool Context::processSeqStart() {
+    ++bindingIndex;
+    if (in.enterSeq() < 0 || !in.getOID(&requestedName)) return false;
+    oid = requestedName;
+    return true;
+}
+
+bool Context::processSeqEnd() {
+    in.exitSeq();
+    return true;
+}
+
+void Context::processAddError(uint8_t tag) {
+    out.addOID(requestedName, tag::ObjectIdentifier);
+    out.addNull(tag);
+}
+
+void Context::addEndOfMibView(const OID& name) {
+    for (; pendingEndOfView > 0 && !out.overflowed(); --pendingEndOfView) {
+        out.startSeq(tag::Sequence);
+        {
+            out.addOID(name, tag::ObjectIdentifier);
+            out.addNull(tag::EndOfMibView);
+        }
+        out.endSeq();
+    }
+}
+
+std::vector<RequestItem> Context::peek(const OID& prefix) {
+    const bool counting = nonRepeaters != 0;
+    std::vector<RequestItem> items{{oid}};
+    if (counting && --nonRepeaters == 0) return items;
+
+    InStream::StreamPos last;
+    in.saveSeq(last);
+    in.exitSeq();
+    OID name;
+    while (!in.isSeqEnd() && in.enterSeq() >= 0 && in.getOID(&name) && name.startsWith(prefix)) {
+        items.push_back({OID(name.data() + prefix.size(), name.data() + name.size())});
+        in.saveSeq(last);
+        in.exitSeq();
+        if (counting && --nonRepeaters == 0) break;
+    }
+    in.restoreSeq(last);
+    return items;
+}
+
+}  // namespace snmp

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "agent/ber/in_stream.h"
+#include "agent/ber/oid.h"
+#include "agent/ber/out_stream.h"
+#include "agent/ber/tags.h"
+#include "agent/mib/error_status.h"
+
+namespace snmp {
+
+constexpr uint32_t kVersion1 = 0;
+constexpr uint32_t kVersion2c = 1;
+constexpr uint32_t kVersion3 = 3;
+
+/// One varbind taken by Context::peek.
+struct RequestItem {
+    OID name;  ///< as read, less the prefix asked for
+};
+
+/// The state of one request being answered; every MIB operation receives it. The reply is written in the same pass in
+/// which the request is read.
+struct Context {
+    explicit Context(std::span<const uint8_t> datagram) : in(datagram) {}
+
+    // The request as read, and the reply.
+    InStream in;
+    OutStream out;
+    uint32_t version = kVersion1;
+    std::string community;     ///< community string or user name
+    uint8_t pduType = kNoTag;  ///< tag of the request PDU
+
+    // The varbind being served.
+    OID requestedName;          ///< its name, as read
+    uint32_t bindingIndex = 0;  ///< its position in the request, from 1
+    OID oid;                    ///< the name below the serving branch's prefix; the whole name for a Set
+    OID branchPrefix;           ///< the prefix under which the serving branch is registered
+    OID setPrefix, setSuffix;   ///< the two pieces of a Set's name
+    ErrorStatus branchStatus = ErrorStatus::NoError;  ///< set by a branch whose getNext failed for a reason of its own
+
+    // GetBulk bookkeeping; all 0 for other PDUs.
+    uint32_t nonRepeaters = 0;      ///< non-repeating varbinds still to serve
+    uint32_t maxRepetitions = 0;    ///< set once the non-repeaters are used up
+    uint32_t pendingEndOfView = 0;  ///< varbinds still owed for the name being served
+
+    [[nodiscard]] bool isV1() const { return version == kVersion1; }
+    [[nodiscard]] bool isBulk() const { return pduType == pdu::GetBulkRequest; }
+
+    /// Enters the next varbind and reads its name into requestedName and oid; false when that can't be done.
+    bool processSeqStart();
+    /// Leaves the varbind.
+    bool processSeqEnd();
+    /// Appends requestedName and an empty value; the caller opens and closes the varbind around it.
+    /// @param tag  NULL or one of the three exception values
+    void processAddError(uint8_t tag);
+    /// Appends a whole varbind { name, endOfMibView } for each one still owed.
+    void addEndOfMibView(const OID& name);
+
+    /// Takes the current varbind and those after it whose names begin with `prefix`, so that one fetch serves them all;
+    /// within the non-repeaters of a GetBulk no more than are left, which are counted down. The request then stands in
+    /// the last varbind taken, after its name. bindingIndex stays at the first.
+    [[nodiscard]] std::vector<RequestItem> peek(const OID& prefix);
+};
+
+}  // namespace snmp

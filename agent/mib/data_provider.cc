@@ -1,0 +1,34 @@
+#include "agent/mib/data_provider.h"
+
+#include "agent/log.h"
+#include "tn/looper.h"
+
+namespace snmp {
+
+GetProvider::GetProvider(BuildFunction build, std::vector<uint32_t> path, uint32_t getCommand, uint32_t setCommand,
+                         uint32_t objectClass)
+    : build_(build),
+      path_(std::move(path)),
+      getCommand_(getCommand),
+      setCommand_(setCommand),
+      objectClass_(objectClass) {}
+
+std::unique_ptr<Data> GetProvider::getData() {
+    tn::message request = tn::request(path_, getCommand_);
+    request.insert_u32(tn::field::GetFlags, objectClass_);
+    const tn::message reply = tn::getLooper()->exchangeMessage(std::move(request));
+    if (!tn::isError(reply)) return build_(reply);
+    serr << "GetProvider::getData error: " << tn::getError(reply);
+    return build_({});
+}
+
+bool GetProvider::setData(Data* record) {
+    tn::message request = tn::request(path_, setCommand_);
+    record->reverseBuild(request);
+    const tn::message reply = tn::getLooper()->exchangeMessage(std::move(request));
+    if (!tn::isError(reply)) return true;
+    serr << "GetProvider::setData error: " << tn::getError(reply);
+    return false;
+}
+
+}  // namespace snmp

@@ -1,0 +1,211 @@
+#include "agent/mib/packer.h"
+
+#include <algorithm>
+
+#include "agent/log.h"
+
+namespace snmp {
+
+namespace {
+
+OID octetsAsKey(std::span<const uint8_t> octets) {
+    OID key;
+    key.assign(octets.begin(), octets.end());
+    return key;
+}
+
+std::string octetsOfIPv4(unsigned int address) {
+    return {static_cast<char>(address >> 24), static_cast<char>(address >> 16), static_cast<char>(address >> 8),
+            static_cast<char>(address)};
+}
+
+std::span<const uint8_t> bytesOf(const std::string& text) {
+    return {reinterpret_cast<const uint8_t*>(text.data()), text.size()};
+}
+
+}  // namespace
+
+OID Packer::getAsKey(const Data*) const {
+    serr << "BUG: Packer::getAsKey called";
+    return {};
+}
+
+bool Packer::addKeyToMessage(OID&, tn::message&, uint32_t) const {
+    serr << "BUG: Packer::addKeyToMessage called";
+    return false;
+}
+
+void Packer::addKeyToMessage(const Data*, tn::message&, uint32_t) const {
+    serr << "BUG: Packer::addKeyToMessage called";
+}
+
+void NumPacker::pack(Context& c, const Data* record) const { c.out.add(get(record), type_); }
+
+bool NumPacker::unpack(Data* record, Context& c) const {
+    unsigned int value = 0;
+    if (!c.in.getInt(&value)) return false;
+    set(record, value);
+    return true;
+}
+
+OID NumPacker::getAsKey(const Data* record) const { return OID(get(record)); }
+
+bool NumPacker::addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const {
+    OID piece;
+    unsigned int value = 0;
+    if (!key.popUnsigned(&piece) || !piece.asUnsigned(&value)) return false;
+    m.insert_u32(fieldId, value);
+    return true;
+}
+
+void NumPacker::addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const {
+    m.insert_u32(fieldId, get(record));
+}
+
+void BignumPacker::pack(Context& c, const Data* record) const { c.out.add(get(record), type_); }
+
+bool BignumPacker::unpack(Data* record, Context& c) const {
+    unsigned long long value = 0;
+    if (!c.in.get64(&value)) return false;
+    set(record, value);
+    return true;
+}
+
+void StringPacker::pack(Context& c, const Data* record) const { c.out.add(get(record), type_); }
+
+bool StringPacker::unpack(Data* record, Context& c) const {
+    std::string value;
+    if (!c.in.getString(&value)) return false;
+    serr << "unpacked s = " << value;
+    set(record, value);
+    return true;
+}
+
+OID StringPacker::getAsKey(const Data* record) const {
+    const std::string value = get(record);
+    if (keyLength_ == 0) {
+        OID key(static_cast<unsigned int>(value.size()));
+        return key + octetsAsKey(bytesOf(value));
+    }
+    if (value.size() == keyLength_) return octetsAsKey(bytesOf(value));
+    serr << "inconsistent key length";
+    return {};
+}
+
+bool StringPacker::addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const {
+    OID piece;
+    std::string value;
+    if (keyLength_ == 0) {
+        if (!key.popString(&piece) || !piece.asString(&value)) return false;
+        insertKey(m, fieldId, value);
+        return true;
+    }
+    if (!key.popString(keyLength_, &piece)) return false;
+    const bool complete = piece.asString(keyLength_, &value);
+    // A short index names the nearest row: padded with zeros it orders before every row that begins with it.
+    value.resize(keyLength_, '\0');
+    insertKey(m, fieldId, value);
+    return complete;
+}
+
+void StringPacker::addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const {
+    insertKey(m, fieldId, get(record));
+}
+
+void StringPacker::insertKey(tn::message& m, uint32_t fieldId, const std::string& value) const {
+    m.insert_string(fieldId, value);
+}
+
+std::string DataRawPacker::get(const Data* record) const {
+    const std::vector<unsigned char>& octets = record->*member_;
+    return {octets.begin(), octets.end()};
+}
+
+void DataRawPacker::set(Data* record, const std::string& value) const {
+    (record->*member_).assign(value.begin(), value.end());
+}
+
+void DataRawPacker::insertKey(tn::message& m, uint32_t fieldId, const std::string& value) const {
+    std::string octets = value;
+    octets.resize(keyLength_, '\0');
+    m.insert_raw(fieldId, bytesOf(octets));
+}
+
+void OIDPacker::pack(Context& c, const Data* record) const { c.out.addOID(get(record), type_); }
+
+bool OIDPacker::unpack(Data* record, Context& c) const {
+    OID value;
+    if (!c.in.getOID(&value)) return false;
+    set(record, value);
+    return true;
+}
+
+OID OIDPacker::getAsKey(const Data* record) const {
+    const OID& value = get(record);
+    return OID(static_cast<unsigned int>(value.size())) + value;
+}
+
+void IPPacker::pack(Context& c, const Data* record) const { c.out.add(octetsOfIPv4(get(record)), type_); }
+
+bool IPPacker::unpack(Data* record, Context& c) const {
+    std::string octets;
+    if (!c.in.getString(&octets)) return false;
+    if (octets.size() != 4) {
+        serr << "bad ipv4 address";
+        return false;
+    }
+    unsigned int value = 0;
+    for (const char octet : octets) value = value << 8 | static_cast<uint8_t>(octet);
+    set(record, value);
+    return true;
+}
+
+OID IPPacker::getAsKey(const Data* record) const { return octetsAsKey(bytesOf(octetsOfIPv4(get(record)))); }
+
+bool IPPacker::addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const {
+    OID piece;
+    unsigned int value = 0;
+    key.popIP(&piece);
+    const bool complete = piece.asIP(&value);
+    m.insert_be32(fieldId, value);
+    return complete;
+}
+
+void IPPacker::addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const {
+    m.insert_be32(fieldId, get(record));
+}
+
+void IP6Packer::pack(Context& c, const Data* record) const {
+    const IPAddr6 address = get(record);
+    c.out.add(address.octets().data(), static_cast<unsigned int>(address.octets().size()), type_);
+}
+
+bool IP6Packer::unpack(Data* record, Context& c) const {
+    std::string octets;
+    if (!c.in.getString(&octets)) return false;
+    IPAddr6 value;
+    if (octets.size() != value.octets().size()) {
+        serr << "bad ipv6 address";
+        return false;
+    }
+    std::copy(octets.begin(), octets.end(), value.octets().begin());
+    set(record, value);
+    return true;
+}
+
+OID IP6Packer::getAsKey(const Data* record) const { return octetsAsKey(get(record).octets()); }
+
+bool IP6Packer::addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const {
+    OID piece;
+    IPAddr6 value;
+    key.popIP6(&piece);
+    const bool complete = piece.asIP6(&value);
+    m.insert_addr6(fieldId, value);
+    return complete;
+}
+
+void IP6Packer::addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const {
+    m.insert_addr6(fieldId, get(record));
+}
+
+}  // namespace snmp

@@ -1,0 +1,79 @@
+#include "agent/mib/scalar_leaf.h"
+
+namespace snmp {
+
+/// False when there ought to be a record and isn't. A constant has none.
+bool ScalarLeaf::fetch(std::unique_ptr<Data>& record) const {
+    if (provider_ == nullptr) return true;
+    record = provider_->get();
+    return record != nullptr;
+}
+
+/// Writes the varbind of the instance and leaves c.branchPrefix as it was.
+void ScalarLeaf::writeInstance(Context& c, const Data* record) const {
+    c.branchPrefix.push_back(ZERO_OID.front());
+    c.out.startSeq(tag::Sequence);
+    {
+        c.out.addOID(c.branchPrefix, tag::ObjectIdentifier);
+        packer_->pack(c, record);
+    }
+    c.out.endSeq();
+    c.branchPrefix.pop_back();
+}
+
+/// Hands the varbinds still owed to the branches behind this one; at the end of the tree they become endOfMibView.
+Answer ScalarLeaf::passOn(Context& c) {
+    if (c.pendingEndOfView == 0) return kAnswered;
+    const OID prefix = c.branchPrefix;
+    const Answer answer = getNextCompletion(c);
+    if (answer != kNotMine) c.addEndOfMibView(prefix);
+    return answer;
+}
+
+Answer ScalarLeaf::get(Context& c) {
+    std::unique_ptr<Data> record;
+    if (c.oid != ZERO_OID || !fetch(record)) return kNotMine;
+    writeInstance(c, record.get());
+    if (c.nonRepeaters > 0) --c.nonRepeaters;
+    return kAnswered;
+}
+
+Answer ScalarLeaf::getNext(Context& c) {
+    if (!c.oid.empty()) return kNotMine;
+
+    const bool continuing = c.pendingEndOfView > 0;
+    if (!continuing) {
+        c.pendingEndOfView = 1;
+        if (c.isBulk() && c.nonRepeaters == 0) c.pendingEndOfView = c.maxRepetitions;
+        if (c.nonRepeaters > 0) --c.nonRepeaters;
+    }
+    std::unique_ptr<Data> record;
+    if (!fetch(record)) {
+        if (continuing || !c.isV1()) return passOn(c);
+        c.pendingEndOfView = 0;  // v1 has no endOfMibView: the walk itself looks for the next object that is there
+        return kNotMine;
+    }
+    writeInstance(c, record.get());
+    --c.pendingEndOfView;
+    // What is owed at the end of the tree is told under the name of the scalar that began.
+    return continuing ? getNextCompletion(c) : passOn(c);
+}
+
+Answer ScalarLeaf::set(Context& c) {
+    if (provider_ == nullptr) return kNotMine;
+    const std::unique_ptr<Data> record = provider_->get();
+    if (record == nullptr) return kNotMine;
+    // A value of the wrong type or size and an owner that refuses leave things as they are; the varbind shows the
+    // record's value and succeeds all the same, on purpose.
+    packer_->unpack(record.get(), c);
+    provider_->set(record.get());
+    c.out.startSeq(tag::Sequence);
+    {
+        c.out.addOID(c.oid, tag::ObjectIdentifier);
+        packer_->pack(c, record.get());
+    }
+    c.out.endSeq();
+    return kAnswered;
+}
+
+}  // namespace snmp

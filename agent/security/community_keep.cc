@@ -1,0 +1,59 @@
+#include "agent/security/community_keep.h"
+
+namespace snmp {
+
+CommunityKeep::CommunityKeep() : Map("/tern/store/snmp-communities", "snmp community") {
+    // Communities and passwords are secrets: who may only read the configuration doesn't get them.
+    for (const uint32_t command : {tn::cmd::GetAll, tn::cmd::GetObj, tn::cmd::Subscribe})
+        policySet().add_policy(command, tn::right::Write);
+}
+
+void CommunityKeep::init() {
+    if (!hasStore()) return;
+    load();
+    if (!objects().empty()) return;
+    auto entry = std::make_unique<Item>();
+    entry->id = allocator_.allocate();
+    entry->name = "common";
+    insert(std::move(entry));
+}
+
+const Item* CommunityKeep::find(std::string_view name) const {
+    return findIf([&](const Item& item) { return item.name == name; });
+}
+
+bool CommunityKeep::check(std::string_view name, const IPAddr6& source) const {
+    const Item* item = find(name);
+    return item != nullptr && item->accepts(source);
+}
+
+bool CommunityKeep::canRead(std::string_view name) const {
+    const Item* item = find(name);
+    return item != nullptr && item->readAccess;
+}
+
+bool CommunityKeep::canWrite(std::string_view name) const {
+    const Item* item = find(name);
+    return item != nullptr && item->writeAccess;
+}
+
+uint32_t CommunityKeep::getSecurity(std::string_view name) const {
+    const Item* item = find(name);
+    return item != nullptr ? item->security : 0;
+}
+
+tn::message CommunityKeep::doAdd(Item* added) { return doSet(nullptr, added); }
+
+tn::message CommunityKeep::doSet(Item* current, Item* changed) {
+    const Item* other = findIf(
+        [&](const Item& item) { return item.name == changed->name && (current == nullptr || item.id != current->id); });
+    if (other == nullptr) return {};
+    return tn::errorMsg(tn::error::Refused, "community with the same name already exists!");
+}
+
+tn::message CommunityKeep::doRemove(Item* removed) {
+    if (removed->id != 0) return {};
+    return tn::errorMsg(tn::error::Refused, "can not remove default community");
+}
+
+}  // namespace snmp

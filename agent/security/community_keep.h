@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string_view>
+
+#include "agent/security/item.h"
+
+namespace snmp {
+
+/// The agent's one list of communities and users, at the bus path {34, ID_COMMUNITIES}, kept in
+/// /tern/store/snmp-communities. Names are unique; the default entry, id 0, can't be removed.
+class CommunityKeep : public tn::Map<Item> {
+  public:
+    CommunityKeep();
+
+    /// Loads the list; a new store gets the default entry "common".
+    void init();
+
+    /// The entry of exactly this name, or nullptr.
+    [[nodiscard]] const Item* find(std::string_view name) const;
+    // The same by name; an unknown name may do nothing.
+    [[nodiscard]] bool check(std::string_view name, const IPAddr6& source) const;
+    [[nodiscard]] bool canRead(std::string_view name) const;
+    [[nodiscard]] bool canWrite(std::string_view name) const;
+    [[nodiscard]] uint32_t getSecurity(std::string_view name) const;
+
+  protected:
+    tn::message doAdd(Item* added) override;
+    tn::message doSet(Item* current, Item* changed) override;
+    tn::message doRemove(Item* removed) override;
+};
+
+constexpr uint32_t ID_COMMUNITIES = 1;
+
+}  // namespace snmp
