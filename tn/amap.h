@@ -20,10 +20,13 @@ class Object {
     uint32_t id = kNoId;
 };
 
-/// A handler that keeps objects of one class by id, persistently: loads them from its store, answers the object commands
-/// and get-all, and asks the derived class before each change. A change is made on a copy, asked for, written to the
-/// store, and only then put in place, so an error reply means that nothing changed. Each change is notified
-/// (cmd::Changed) and recorded for undo.
+/// A handler that keeps objects of one class by id, persistently: loads them from its store, answers the object
+/// commands and get-all, and asks the derived class before each change. A change is made on a copy, asked for, written
+/// to the store, and only then put in place, so an error reply means that nothing changed. Each change is notified
+/// (cmd::Changed with the object's new configuration, or with field::Gone for a removed one) and recorded for undo.
+///
+/// Errors: error::NotFound for an unknown id, error::Refused for an id to add that is taken and whatever the derived
+/// class says, error::StoreFailed with the store's own text.
 class AMap : public Handler {
   public:
     /// @param storePath  platform path; empty for a map that isn't kept
@@ -49,7 +52,8 @@ class AMap : public Handler {
     virtual message mayRemove(Object* removed) = 0;
 
     void load();  ///< reads every object of the store
-    /// Puts an object that needs no asking in place and stores it; false when the store refuses.
+    /// Puts an object that needs no asking in place and stores it, under its id or, when it has none, the next free
+    /// one; false, and nothing done, when the store refuses.
     bool insert(std::unique_ptr<Object> object);
 
     using Objects = std::map<uint32_t, std::unique_ptr<Object>>;
@@ -57,7 +61,11 @@ class AMap : public Handler {
     Allocator allocator_;
 
   private:
-    [[nodiscard]] message describe(const Object& object, uint32_t flags) const;
+    /// Stores the object, or says why not; an empty message when there is no store.
+    [[nodiscard]] message write(const Object& object);
+    [[nodiscard]] message notFound(uint32_t id) const;
+    [[nodiscard]] message undoRequest(uint32_t command, uint32_t id) const;
+    void changed(const message& newRequest, message oldRequest, uint32_t id, const std::string& done);
 
     std::string what_;
     std::unique_ptr<Store> store_;
