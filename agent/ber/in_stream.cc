@@ -151,13 +151,15 @@ bool InStream::getOID(OID* oid) {
     }
     oid->resize(subIds + 2);
     unsigned int* id = oid->data();
-    *id++ = data_[pos_] / 40U;
-    *id++ = data_[pos_++] % 40U;
-    for (; pos_ < end; ++id) {
+    const uint8_t* at = data_.data() + pos_;
+    *id++ = *at / 40U;
+    *id++ = *at++ % 40U;
+    for (; subIds > 0; --subIds) {
         unsigned int bits = 0;
-        while (data_[pos_] >= 0x80) bits = bits << 7 | (data_[pos_++] & 0x7F);
-        *id = bits << 7 | data_[pos_++];
+        for (; *at >= 0x80; ++at) bits = bits << 7 | (*at & 0x7F);
+        *id++ = bits << 7 | *at++;
     }
+    pos_ = end;
     return true;
 }
 

@@ -38,10 +38,12 @@ void putNumber(uint8_t* at, size_t octets, uint64_t value) {
 }
 
 // Octets of a sub-identifier in base 128.
-size_t subIdOctets(unsigned int id) { return static_cast<size_t>(std::bit_width(id | 1U) + 6) / 7; }
+size_t subIdOctets(unsigned int id) { return id < 0x80 ? 1 : static_cast<size_t>(std::bit_width(id) + 6) / 7; }
 
 uint8_t* putSubId(uint8_t* at, unsigned int id) {
-    for (size_t more = subIdOctets(id) - 1; more > 0; --more) *at++ = static_cast<uint8_t>(0x80 | id >> (7 * more));
+    if (id >= 0x80) {
+        for (size_t more = subIdOctets(id) - 1; more > 0; --more) *at++ = static_cast<uint8_t>(0x80 | id >> (7 * more));
+    }
     *at++ = id & 0x7F;
     return at;
 }
