@@ -1,0 +1,106 @@
+#include "tnctl/access.h"
+
+#include <algorithm>
+#include <istream>
+#include <ostream>
+
+#include "tn/log.h"
+#include "tnctl/failure.h"
+#include "tnctl/listing.h"
+#include "tnctl/prefixes.h"
+#include "tnctl/snmp_fields.h"
+
+namespace tnctl {
+
+namespace {
+
+// A mask bit that is one tells 0 from 1 at its place, so a prefix that has both the first and the last address of a
+// range whose ends differ in every bit has all of it.
+bool isEverywhere(const tn::IPPrefix6& prefix) {
+    std::array<uint8_t, 16> last;
+    last.fill(0xff);
+    return (prefix.has(tn::IPAddr6::ofIPv4(0)) && prefix.has(tn::IPAddr6::ofIPv4(UINT32_MAX))) ||
+           (prefix.has(tn::IPAddr6()) && prefix.has(tn::IPAddr6(last)));
+}
+
+std::string prefixTexts(const std::vector<tn::IPPrefix6>& prefixes) {
+    std::string text;
+    for (const tn::IPPrefix6& prefix : prefixes) text += (text.empty() ? "" : ",") + prefix.str();
+    return text;
+}
+
+std::string_view withWhat(uint32_t security) {
+    if (security == 0) return "SNMPv1, v2c or v3";
+    return security == kAuthorized ? "SNMPv3, authenticated" : "SNMPv3, authenticated and encrypted";
+}
+
+Json toJson(const Access& access) {
+    Json from = Json::array();
+    for (const tn::IPPrefix6& prefix : access.from) from.push_back(prefix.str());
+    return {{"name", access.name},
+            {"read-access", access.read},
+            {"write-access", access.write},
+            {"addresses", from},
+            {"everyone", access.toEveryone()}};
+}
+
+}  // namespace
+
+bool Access::toEveryone() const { return grants() && std::any_of(from.begin(), from.end(), isEverywhere); }
+
+std::string Access::text() const {
+    const std::string who = tn::escaped(name);
+    if (!read && !write) return who + " may neither read nor write";
+    if (from.empty())
+        return who + " may do nothing yet: it has no addresses until it is edited, so everyone is refused";
+    const std::string what = read && write ? "read and write" : read ? "read" : "write";
+    const std::string where = toEveryone() ? "everywhere (" + prefixTexts(from) + ")" : prefixTexts(from);
+    return who + " may " + what + " from " + where + " with " + std::string(withWhat(security));
+}
+
+Access accessOf(const tn::message& entry) {
+    Access access;
+    access.name = entry.get_string(community::Name);
+    access.read = entry.get_bool(community::ReadAccess, access.read);
+    access.write = entry.get_bool(community::WriteAccess, access.write);
+    access.security = entry.get_u32(community::Security);
+    access.from = prefixesOf(entry.get_message_array(community::Addresses));
+    return access;
+}
+
+Access accessAfter(const tn::message& entry, const tn::message& change) {
+    Access access = accessOf(entry);
+    access.name = change.get_string(community::Name, access.name);
+    access.read = change.get_bool(community::ReadAccess, access.read);
+    access.write = change.get_bool(community::WriteAccess, access.write);
+    access.security = change.get_u32(community::Security, access.security);
+    if (change.has(community::Addresses)) access.from = prefixesOf(change.get_message_array(community::Addresses));
+    if (access.from.empty()) access.from.push_back(tn::IPPrefix6::ofIPv4(0, 0));
+    return access;
+}
+
+bool confirmAccess(const Session& session, const std::vector<Access>& accesses) {
+    const bool open = std::any_of(accesses.begin(), accesses.end(), [](const Access& a) { return a.toEveryone(); });
+    if (!open || session.options.yes) return false;
+    Console& console = session.console;
+    for (const Access& access : accesses) console.err << access.text() << '\n';
+    if (!console.interactive) throw Failure(kUsage, "that lets everyone in: nothing changed; say --yes if it is meant");
+    console.err << "That lets everyone in. Go on? [y/N] " << std::flush;
+    std::string answer;
+    std::getline(console.in, answer);
+    if (answer != "y" && answer != "Y" && answer != "yes") throw Failure(kFailed, "nothing changed");
+    return true;
+}
+
+void printAccess(const Session& session, const std::vector<Access>& accesses) {
+    std::ostream& out = session.console.out;
+    if (session.options.json) {
+        Json array = Json::array();
+        for (const Access& access : accesses) array.push_back(toJson(access));
+        out << jsonText(array) << '\n';
+        return;
+    }
+    for (const Access& access : accesses) out << access.text() << '\n';
+}
+
+}  // namespace tnctl

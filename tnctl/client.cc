@@ -1,0 +1,40 @@
+#include "tnctl/client.h"
+
+#include <iterator>
+#include <utility>
+
+#include "tn/looper.h"
+#include "tnctl/failure.h"
+
+namespace tnctl {
+
+namespace field = tn::field;
+
+tn::message Client::exchange(tn::message request) const {
+    tn::message reply = tn::getLooper()->exchangeMessage(std::move(request), timeoutMs_);
+    if (tn::isError(reply)) throw Failure(kFailed, tn::getError(reply));
+    return reply;
+}
+
+tn::message Client::ask(const Path& path, uint32_t command, tn::message fields) const {
+    fields.insert_u32_array(field::Destination, path);
+    fields.insert_u32(field::Command, command);
+    return exchange(std::move(fields));
+}
+
+std::vector<tn::message> Client::list(const Path& path) const {
+    std::vector<tn::message> items;
+    tn::message next;
+    while (true) {
+        tn::message page = ask(path, tn::cmd::GetAll, next);
+        std::vector<tn::message>& objects = page.get_message_array_ref(field::Objects);
+        const bool moved = !objects.empty();
+        items.insert(items.end(), std::make_move_iterator(objects.begin()), std::make_move_iterator(objects.end()));
+        if (!page.has(field::Continue)) return items;
+        // An owner that keeps saying "more" without giving any would never let us end.
+        if (!moved) throw Failure(kFailed, "the list was cut short: its owner promised more and sent none");
+        next.insert_u32(field::Continue, page.get_u32(field::Continue));
+    }
+}
+
+}  // namespace tnctl

@@ -1,0 +1,90 @@
+#include "tnctl/passwords.h"
+
+#include <termios.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <istream>
+#include <ostream>
+
+#include "tn/log.h"
+#include "tnctl/failure.h"
+#include "tnctl/snmp_fields.h"
+
+namespace tnctl {
+
+namespace {
+
+constexpr size_t kShortest = 8;  // characters of a password (RFC 3414, 11.2)
+
+/// The terminal of standard input shows nothing of what is typed while one of these lives.
+class EchoOff {
+  public:
+    EchoOff() : changed_(tcgetattr(STDIN_FILENO, &before_) == 0) {
+        if (!changed_) return;
+        termios silent = before_;
+        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
+    }
+    ~EchoOff() {
+        if (changed_) tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+    }
+    EchoOff(const EchoOff&) = delete;
+    EchoOff& operator=(const EchoOff&) = delete;
+
+  private:
+    termios before_{};
+    bool changed_;
+};
+
+std::string fromTerminal(const Console& console, const Word& word) {
+    console.err << word.name << ": " << std::flush;
+    std::string line;
+    {
+        const EchoOff silence;
+        std::getline(console.in, line);
+    }
+    console.err << '\n';
+    return line;
+}
+
+std::string fromFile(const Word& word, const std::string& name) {
+    std::ifstream file(name);
+    std::string line;
+    if (!std::getline(file, line))
+        throw Failure(kUsage, std::string(word.name) + ": " + tn::escaped(name) + ": " +
+                                  (file.is_open() ? "no line in it" : std::strerror(errno)));
+    return line;
+}
+
+void checkOne(tn::string_id number, std::string_view name, bool needed, const tn::message& current,
+              const tn::message& change) {
+    const bool given = change.has(number);
+    const std::string password = change.get_string(number, current.get_string(number));
+    if ((!given && !needed) || password.size() >= kShortest) return;
+    throw Failure(kUsage, std::string(name) + ": expected at least 8 characters" +
+                              (given ? "" : ", which this security level needs") + " (--force takes less)");
+}
+
+}  // namespace
+
+std::string readPassword(const Console& console, const Word& word, std::string_view value) {
+    if (value.starts_with('@')) return fromFile(word, std::string(value.substr(1)));
+    if (value != "-") return std::string(value);
+    if (console.interactive) return fromTerminal(console, word);
+    std::string line;
+    if (!std::getline(console.in, line))
+        throw Failure(kUsage, std::string(word.name) + ": expected a line on standard input");
+    return line;
+}
+
+void checkPasswords(const tn::message& current, const tn::message& change) {
+    // A level that doesn't change doesn't judge the passwords again: what was forced once stays settable.
+    const uint32_t level = change.get_u32(community::Security);
+    checkOne(community::AuthenticationPassword, "authentication-password", level >= kAuthorized, current, change);
+    checkOne(community::EncryptionPassword, "encryption-password", level >= kPrivate, current, change);
+}
+
+}  // namespace tnctl

@@ -1,0 +1,234 @@
+#include "tnctl/run.h"
+
+#include <CLI/CLI.hpp>
+#include <cmath>
+#include <functional>
+#include <optional>
+#include <ostream>
+
+#include "tn/log.h"
+#include "tn/paths.h"
+#include "tnctl/community_commands.h"
+#include "tnctl/failure.h"
+#include "tnctl/message_commands.h"
+#include "tnctl/nearest.h"
+#include "tnctl/settings_commands.h"
+#include "tnctl/snmp_words.h"
+#include "tnctl/supervisor_commands.h"
+
+namespace tnctl {
+
+namespace {
+
+/// The words of one command line, and the tree of commands that takes them apart.
+class CommandLine {
+  public:
+    CommandLine();
+    CommandLine(const CommandLine&) = delete;
+    CommandLine& operator=(const CommandLine&) = delete;
+
+    /// Throws CLI::ParseError.
+    void parse(const std::vector<std::string>& arguments) {
+        app_.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    }
+    void perform(Console& console);
+    /// Answers --help and --version, or tells what was wrong.
+    int explain(const CLI::ParseError& error, Console& console);
+
+  private:
+    using Action = std::function<void(const Session&)>;
+    CLI::App* add(CLI::App* parent, const std::string& name, const std::string& help, const std::string& examples);
+    void perform(CLI::App* command, Action action) { actions_.emplace_back(command, std::move(action)); }
+
+    void addSnmp();
+    void addCommunity(CLI::App* snmp);
+    void addSupervisor();
+    void addMessages();
+    void addYes(CLI::App* command) { command->add_flag("--yes", options_.yes, "Don't ask before letting everyone in"); }
+    void addForce(CLI::App* command) {
+        command->add_flag("--force", options_.force, "Take passwords of less than 8 characters");
+    }
+    void addSecrets(CLI::App* command) {
+        command->add_flag("--secrets", options_.secrets, "Show passwords instead of ***");
+    }
+    void addWords(CLI::App* command, std::span<const Word> words) {
+        command->add_option("WORDS", words_, "WORD=VALUE ..., see below")->required();
+        command->footer("Words:\n" + helpOnWords(words) + "\n" + command->get_footer());
+    }
+
+    CLI::App app_{"Configures, watches and debugs the SNMP agent and the daemons it asks.", "tnctl"};
+    Options options_;
+    double timeout_ = tn::kExchangeTimeout / 1000.0;  // seconds
+    std::string name_, path_, command_;
+    std::optional<std::string> id_, notification_;
+    std::vector<std::string> words_;
+    std::vector<std::pair<CLI::App*, Action>> actions_;  ///< inner commands before those that hold them
+};
+
+CommandLine::CommandLine() {
+    app_.fallthrough();
+    app_.require_subcommand(1);
+    app_.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    app_.add_option_function<std::string>(
+            "--root", [](const std::string& folder) { tn::setRoot(folder); },
+            "Folder under which the daemons' sockets lie (default: $TERN_ROOT, else /)")
+        ->type_name("DIR");
+    app_.add_flag("--json", options_.json, "Print JSON");
+    app_.add_option("--timeout", timeout_, "Seconds to wait for an answer")
+        ->type_name("S")
+        ->check(CLI::Range(0.001, 3600.0))
+        ->capture_default_str();
+    app_.set_version_flag("--version", "tnctl " TARNIX_VERSION);
+    app_.footer(
+        "Examples:\n  tnctl snmp\n  tnctl snmp set enabled=yes contact=noc\n  tnctl snmp community list\n"
+        "Each command has a --help of its own. Exit codes: 0 done, 1 refused or failed, 2 wrong word.");
+    addSnmp();
+    addSupervisor();
+    addMessages();
+}
+
+CLI::App* CommandLine::add(CLI::App* parent, const std::string& name, const std::string& help,
+                           const std::string& examples) {
+    CLI::App* command = parent->add_subcommand(name, help);
+    command->require_subcommand(0, 1);
+    command->footer("Examples:\n" + examples);
+    return command;
+}
+
+void CommandLine::addSnmp() {
+    CLI::App* snmp =
+        add(&app_, "snmp", "Show the agent's settings, or change them", "  tnctl snmp\n  tnctl --json snmp");
+    CLI::App* set = add(snmp, "set", "Change settings; what isn't named stays",
+                        "  tnctl snmp set enabled=yes contact=\"noc\" location=\"rack 4\" engine-id=core1\n"
+                        "  tnctl snmp set trap-version=2c trap-community=monitor trap-targets=192.0.2.1,2001:db8::1");
+    addWords(set, settingWords());
+    addYes(set);
+    addCommunity(snmp);
+    perform(set, [this](const Session& session) { setSettings(session, words_); });
+    perform(snmp, showSettings);
+}
+
+void CommandLine::addCommunity(CLI::App* snmp) {
+    CLI::App* community =
+        add(snmp, "community", "Communities, which are SNMPv3 users too", "  tnctl snmp community list");
+    community->require_subcommand(1);
+
+    CLI::App* list =
+        add(community, "list", "List them", "  tnctl snmp community list\n  tnctl --json snmp community list");
+    addSecrets(list);
+    perform(list, listCommunities);
+
+    CLI::App* added = add(community, "add", "Add one",
+                          "  tnctl snmp community add name=monitor addresses=127.0.0.0/8,::1/128 security=private \\\n"
+                          "        authentication-protocol=sha1 authentication-password=- encryption-password=@FILE");
+    addWords(added, communityWords());
+    addYes(added);
+    addForce(added);
+    perform(added, [this](const Session& session) { tnctl::addCommunity(session, words_); });
+
+    CLI::App* set = add(community, "set", "Change one; what isn't named stays",
+                        "  tnctl snmp community set common addresses=192.0.2.0/24 write-access=no\n"
+                        "  tnctl snmp community set 3 name=noc");
+    set->add_option("NAME", name_, "Its name or its id")->required();
+    addWords(set, communityWords());
+    addYes(set);
+    addForce(set);
+    perform(set, [this](const Session& session) { setCommunity(session, name_, words_); });
+
+    CLI::App* removed = add(community, "remove", "Remove one", "  tnctl snmp community remove monitor");
+    removed->add_option("NAME", name_, "Its name or its id")->required();
+    perform(removed, [this](const Session& session) { removeCommunity(session, name_); });
+}
+
+void CommandLine::addSupervisor() {
+    CLI::App* processes = add(&app_, "processes", "List the daemons and the numbers they serve", "  tnctl processes");
+    perform(processes, listProcesses);
+
+    CLI::App* undo = add(&app_, "undo", "Take the newest change back, or list what can be taken back",
+                         "  tnctl undo list\n  tnctl undo\n  tnctl undo 17");
+    undo->add_option("ID", id_, "Take this change back instead of the newest");
+    CLI::App* list = add(undo, "list", "List the changes that can be taken back, newest last", "  tnctl undo list");
+    perform(list, listUndo);
+    perform(undo, [this](const Session& session) { undoChange(session, id_); });
+}
+
+void CommandLine::addMessages() {
+    CLI::App* message =
+        add(&app_, "message", "Send any command to any path and print the reply",
+            "  tnctl message 24,2 get\n  tnctl message 24,2 0xfe000d\n"
+            "  tnctl message 34,1 get-object 0xfe0001:u32=0\n"
+            "  tnctl message 34,1 set-object 0xfe0001:u32=3 '27:message[]={8:be32=10.0.0.0 9:be32=255.0.0.0}'");
+    message->add_option("PATH", path_, "Numbers with commas between")->required();
+    message->add_option("COMMAND", command_, "A number, or a name such as get, get-all, set, set-object")->required();
+    message->add_option(
+        "FIELDS", words_,
+        "NUMBER:KIND=VALUE ...; kinds: bool u32 be32 u64 addr6 string raw message, and arrays of values "
+        "with commas between: u32[] be32[] string[] message[]");
+    addSecrets(message);
+    perform(message, [this](const Session& session) { sendMessage(session, path_, command_, words_); });
+
+    CLI::App* watched = add(&app_, "watch", "Print notifications as they come, until Ctrl-C",
+                            "  tnctl watch 34\n  tnctl watch 20,0 0x10004");
+    watched->add_option("PATH", path_, "Numbers with commas between")->required();
+    watched->add_option("NOTIFICATION", notification_, "Its number or name (default: changed)");
+    addSecrets(watched);
+    perform(watched, [this](const Session& session) { watch(session, path_, notification_); });
+}
+
+void CommandLine::perform(Console& console) {
+    options_.timeoutMs = static_cast<uint32_t>(std::lround(timeout_ * 1000));
+    const Session session{console, options_};
+    for (const auto& [command, action] : actions_)
+        if (command->parsed()) return action(session);
+}
+
+int CommandLine::explain(const CLI::ParseError& error, Console& console) {
+    if (error.get_exit_code() == 0) return app_.exit(error, console.out, console.err);
+    CLI::App* innermost = &app_;
+    std::string where = "tnctl";
+    while (!innermost->get_subcommands().empty()) {
+        innermost = innermost->get_subcommands().front();
+        where += " " + innermost->get_name();
+    }
+    std::vector<std::string> names;
+    const std::vector<std::string> extras = app_.remaining(/*recurse=*/true);
+    const bool isOption = !extras.empty() && extras.front().starts_with('-');
+    if (isOption) {
+        for (const CLI::App* level : {innermost, &app_})
+            for (const CLI::Option* option : level->get_options())
+                if (option->nonpositional()) names.push_back("--" + option->get_lnames().front());
+    } else {
+        for (const CLI::App* command : innermost->get_subcommands({})) names.push_back(command->get_name());
+    }
+    const std::vector<std::string_view> known(names.begin(), names.end());
+    console.err << where << ": ";
+    if (!extras.empty())
+        console.err << tn::escaped(extras.front()) << ": unknown word"
+                    << (known.empty() ? "" : ": expected " + expectedOneOf(extras.front(), known)) << '\n';
+    else if (innermost->get_require_subcommand_min() > 0)
+        console.err << "expected a command: " << expectedOneOf("", known) << '\n';
+    else
+        console.err << error.what() << '\n';
+    return kUsage;
+}
+
+}  // namespace
+
+int run(const std::vector<std::string>& arguments, Console console) {
+    CommandLine line;
+    int code = kDone;
+    try {
+        line.parse(arguments);
+        line.perform(console);
+    } catch (const CLI::ParseError& error) {
+        code = line.explain(error, console);
+    } catch (const Failure& failure) {
+        console.err << "tnctl: " << failure.what() << '\n';
+        code = failure.code;
+    }
+    if (console.out.flush() || code != kDone) return code;
+    console.err << "tnctl: standard output: can't be written\n";
+    return kFailed;
+}
+
+}  // namespace tnctl

@@ -1,0 +1,56 @@
+#include "tnctl/settings_commands.h"
+
+#include <utility>
+
+#include "tnctl/access.h"
+#include "tnctl/client.h"
+#include "tnctl/community_commands.h"
+#include "tnctl/failure.h"
+#include "tnctl/listing.h"
+#include "tnctl/snmp_fields.h"
+#include "tnctl/snmp_words.h"
+
+namespace tnctl {
+
+namespace {
+
+constexpr tn::string_id kCommunityReference{setting::TrapCommunity.number};  // as typed, see kCommunity
+
+// The name of the community that traps are sent as, in place of its id. The id stays when no community has it.
+Json communityName(const Client& client, const Json& id) {
+    for (const tn::message& entry : client.list(communitiesPath()))
+        if (entry.get_u32(tn::field::ObjectId, tn::kNoId) == id) return entry.get_string(community::Name);
+    return id;
+}
+
+}  // namespace
+
+void showSettings(const Session& session) {
+    const Client client(session.options.timeoutMs);
+    Json settings = showWords(settingWords(), client.ask(settingsPath(), tn::cmd::Get), session.options.secrets);
+    Json& trapCommunity = settings["trap-community"];
+    if (trapCommunity.is_number()) trapCommunity = communityName(client, trapCommunity);
+    printObject(session, settings);
+}
+
+void setSettings(const Session& session, const std::vector<std::string>& words) {
+    tn::message change =
+        parseWords(settingWords(), words, [](const Word&, std::string_view value) { return std::string(value); });
+    const bool enables = change.get_bool(setting::Enabled);
+    const Client client(session.options.timeoutMs);
+    std::vector<tn::message> communities;
+    if (enables || change.has(kCommunityReference)) communities = client.list(communitiesPath());
+    if (change.has(kCommunityReference)) {
+        const tn::message& sender = communityCalled(communities, change.get_string(kCommunityReference));
+        change.insert_u32(setting::TrapCommunity, sender.get_u32(tn::field::ObjectId));
+        change.remove(kCommunityReference);
+    }
+    std::vector<Access> access;
+    if (enables)
+        for (const tn::message& entry : communities) access.push_back(accessOf(entry));
+    const bool told = confirmAccess(session, access);
+    client.ask(settingsPath(), tn::cmd::Set, std::move(change));
+    if (enables && !told) printAccess(session, access);
+}
+
+}  // namespace tnctl

@@ -1,0 +1,103 @@
+#include "tnctl/supervisor_commands.h"
+
+#include <algorithm>
+#include <ctime>
+#include <ostream>
+#include <utility>
+
+#include "tn/log.h"
+#include "tnctl/client.h"
+#include "tnctl/failure.h"
+#include "tnctl/listing.h"
+#include "tnctl/numbers.h"
+
+namespace tnctl {
+
+namespace field = tn::field;
+namespace undo = tn::undo;
+
+namespace {
+
+// An item of {1}, as the supervisor lists it.
+namespace process {
+constexpr tn::u32_array_id Numbers{5};
+constexpr tn::u32_id Pid{6};
+constexpr tn::u32_id Age{7};  // seconds since it announced itself
+}  // namespace process
+
+const Path kProcesses{tn::number::Supervisor};
+const Path kJournal{tn::number::Supervisor, 1};
+
+// Local time, as log lines have it.
+std::string timeText(uint32_t seconds) {
+    const std::time_t when = seconds;
+    std::tm local{};
+    localtime_r(&when, &local);
+    char text[32];
+    return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local)};
+}
+
+std::string ageText(uint32_t seconds) {
+    constexpr uint32_t kMinute = 60, kHour = 60 * kMinute, kDay = 24 * kHour;
+    if (seconds < kMinute) return std::to_string(seconds) + "s";
+    if (seconds < kHour) return std::to_string(seconds / kMinute) + "m" + std::to_string(seconds % kMinute) + "s";
+    if (seconds < kDay) return std::to_string(seconds / kHour) + "h" + std::to_string(seconds % kHour / kMinute) + "m";
+    return std::to_string(seconds / kDay) + "d" + std::to_string(seconds % kDay / kHour) + "h";
+}
+
+uint32_t newestRecord(const Client& client) {
+    uint32_t newest = 0;
+    const std::vector<tn::message> records = client.list(kJournal);
+    if (records.empty()) throw Failure(kFailed, "nothing to undo");
+    for (const tn::message& record : records) newest = std::max(newest, record.get_u32(field::ObjectId));
+    return newest;
+}
+
+uint32_t recordId(const std::string& text) {
+    const auto id = parseNumber(text);
+    if (!id) throw Failure(kUsage, tn::escaped(text) + ": expected an id from `tnctl undo list`, or list");
+    return static_cast<uint32_t>(*id);
+}
+
+}  // namespace
+
+void listProcesses(const Session& session) {
+    std::vector<Json> rows;
+    for (const tn::message& item : Client(session.options.timeoutMs).list(kProcesses)) {
+        const uint32_t age = item.get_u32(process::Age);
+        rows.push_back({{"pid", item.get_u32(process::Pid)},
+                        {"name", item.get_string(field::Name)},
+                        {"numbers", item.get_u32_array(process::Numbers)},
+                        {"age", session.options.json ? Json(age) : Json(ageText(age))}});
+    }
+    printList(session, {{"PID", "pid"}, {"NAME", "name"}, {"UP", "age"}, {"NUMBERS", "numbers"}}, rows);
+}
+
+void listUndo(const Session& session) {
+    std::vector<Json> rows;
+    for (const tn::message& record : Client(session.options.timeoutMs).list(kJournal)) {
+        const uint32_t when = record.get_u32(undo::When);
+        rows.push_back({{"id", record.get_u32(field::ObjectId)},
+                        {"when", session.options.json ? Json(when) : Json(timeText(when))},
+                        {"text", record.get_string(undo::Text)}});
+    }
+    printList(session, {{"ID", "id"}, {"WHEN", "when"}, {"WHAT", "text"}}, rows);
+}
+
+void undoChange(const Session& session, const std::optional<std::string>& id) {
+    tn::message which;
+    if (id) which.insert_u32(field::ObjectId, recordId(*id));
+    const Client client(session.options.timeoutMs);
+    if (!id) which.insert_u32(field::ObjectId, newestRecord(client));
+    const tn::message record = client.ask(kJournal, tn::cmd::GetObj, which);
+
+    tn::message takeBack = record.get_message(undo::Old);
+    takeBack.insert_bool(field::NoUndo, true);
+    (void)client.exchange(std::move(takeBack));  // ends here, the record kept, when its owner refuses
+
+    const std::string text = tn::escaped(record.get_string(undo::Text));
+    session.console.out << "undone: " << text << '\n';
+    client.ask(kJournal, tn::cmd::RemoveObj, std::move(which));
+}
+
+}  // namespace tnctl

@@ -1,0 +1,175 @@
+#include "tnctl/value_types.h"
+
+#include <array>
+#include <set>
+#include <utility>
+
+#include "tnctl/numbers.h"
+#include "tnctl/prefixes.h"
+#include "tnctl/snmp_fields.h"
+
+namespace tnctl {
+
+namespace {
+
+bool parseYesNo(std::string_view text, uint32_t number, tn::message& out) {
+    const bool yes = text == "yes" || text == "true" || text == "on";
+    if (!yes && text != "no" && text != "false" && text != "off") return false;
+    out.insert_bool(number, yes);
+    return true;
+}
+
+Json showBool(const tn::message& in, uint32_t number) { return in.get_bool(number); }
+
+template <size_t Least, size_t Most>
+bool parseText(std::string_view text, uint32_t number, tn::message& out) {
+    if (text.size() < Least || text.size() > Most) return false;
+    out.insert_string(number, std::string(text));
+    return true;
+}
+
+Json showText(const tn::message& in, uint32_t number) { return in.get_string(number); }
+
+struct Choice {
+    uint32_t value;
+    std::string_view text;
+};
+
+constexpr std::array<Choice, 3> kSecurityChoices{{{0, "none"}, {kAuthorized, "authorized"}, {kPrivate, "private"}}};
+constexpr std::array<Choice, 2> kAuthenticationChoices{{{0, "md5"}, {1, "sha1"}}};
+constexpr std::array<Choice, 1> kEncryptionChoices{{{0, "des"}}};
+constexpr std::array<Choice, 3> kVersionChoices{{{0, "1"}, {1, "2c"}, {3, "3"}}};
+
+template <const auto& Choices>
+bool parseChoice(std::string_view text, uint32_t number, tn::message& out) {
+    for (const Choice& choice : Choices) {
+        if (choice.text != text) continue;
+        out.insert_u32(number, choice.value);
+        return true;
+    }
+    return false;
+}
+
+template <const auto& Choices>
+Json showChoice(const tn::message& in, uint32_t number) {
+    const uint32_t value = in.get_u32(number);
+    for (const Choice& choice : Choices)
+        if (choice.value == value) return choice.text;
+    return value;
+}
+
+bool parseNothing(std::string_view, uint32_t, tn::message&) { return false; }
+Json showNumber(const tn::message& in, uint32_t number) { return in.get_u32(number); }
+
+bool parsePrefixes(std::string_view text, uint32_t number, tn::message& out) {
+    std::vector<tn::message> prefixes;
+    for (const std::string_view piece : splitAtCommas(text)) {
+        const auto prefix = tn::IPPrefix6::parse(piece);
+        if (!prefix) return false;
+        prefixes.push_back(prefixMessage(*prefix));
+    }
+    out.insert_message_array(number, std::move(prefixes));
+    return true;
+}
+
+Json showPrefixes(const tn::message& in, uint32_t number) {
+    Json texts = Json::array();
+    for (const tn::IPPrefix6& prefix : prefixesOf(in.get_message_array(number))) texts.push_back(prefix.str());
+    return texts;
+}
+
+tn::message targetMessage(const tn::IPAddr6& address) {
+    tn::message target;
+    if (address.isIPv4())
+        target.insert_be32(setting::Target4, address.getIPv4());
+    else
+        target.insert_addr6(setting::Target6, address);
+    return target;
+}
+
+bool parseTargets(std::string_view text, uint32_t number, tn::message& out) {
+    std::vector<tn::message> targets;
+    if (text != "none") {
+        for (const std::string_view piece : splitAtCommas(text)) {
+            const auto address = tn::IPAddr6::parse(piece);
+            if (!address) return false;
+            targets.push_back(targetMessage(*address));
+        }
+    }
+    out.insert_message_array(number, std::move(targets));
+    return true;
+}
+
+Json showTargets(const tn::message& in, uint32_t number) {
+    Json texts = Json::array();
+    for (const tn::message& target : in.get_message_array(number)) {
+        if (target.has(setting::Target6))
+            texts.push_back(target.get_addr6(setting::Target6).str());
+        else if (target.has(setting::Target4))
+            texts.push_back(tn::IPAddr6::ofIPv4(target.get_be32(setting::Target4)).str());
+    }
+    return texts;
+}
+
+bool parseInterfaces(std::string_view text, uint32_t number, tn::message& out) {
+    std::vector<uint32_t> ids;
+    if (text == "all")
+        ids.push_back(0);
+    else if (text != "none") {
+        const auto given = parseNumbers(text);
+        if (!given) return false;
+        ids = *given;
+        for (const uint32_t id : ids)
+            if (id == 0) return false;  // it would silently mean all of them
+    }
+    std::vector<tn::message> filter(ids.size());
+    for (size_t i = 0; i < ids.size(); ++i) filter[i].insert_u32(setting::Interface, ids[i]);
+    out.insert_message_array(number, std::move(filter));
+    return true;
+}
+
+Json showInterfaces(const tn::message& in, uint32_t number) {
+    Json ids = Json::array();
+    for (const tn::message& element : in.get_message_array(number)) {
+        const uint32_t id = element.get_u32(setting::Interface, tn::kNoId);
+        if (id == 0) return "all";
+        ids.push_back(id);
+    }
+    return ids.empty() ? Json("none") : ids;
+}
+
+bool parseCommunity(std::string_view text, uint32_t number, tn::message& out) {
+    if (text == "none")
+        out.insert_u32(number, tn::kNoId);
+    else if (text.empty())
+        return false;
+    else
+        out.insert_string(number, std::string(text));
+    return true;
+}
+
+Json showCommunity(const tn::message& in, uint32_t number) {
+    const uint32_t id = in.get_u32(number, tn::kNoId);
+    return id == tn::kNoId ? Json("none") : Json(id);
+}
+
+}  // namespace
+
+const ValueType kYesNo{"yes or no", parseYesNo, showBool};
+const ValueType kText{"a text of at most 255 octets", parseText<0, 255>, showText};
+const ValueType kName{"a text of 1 to 255 octets", parseText<1, 255>, showText};
+const ValueType kEngineId{"a text of at most 27 octets", parseText<0, 27>, showText};
+const ValueType kPassword{"a password, - to read it from standard input, or @FILE", parseText<0, 1024>, showText,
+                          /*secret=*/true};
+const ValueType kCounter{"nothing", parseNothing, showNumber};
+const ValueType kSecurity{"none, authorized or private", parseChoice<kSecurityChoices>, showChoice<kSecurityChoices>};
+const ValueType kAuthenticationProtocol{"md5 or sha1", parseChoice<kAuthenticationChoices>,
+                                        showChoice<kAuthenticationChoices>};
+const ValueType kEncryptionProtocol{"des", parseChoice<kEncryptionChoices>, showChoice<kEncryptionChoices>};
+const ValueType kTrapVersion{"1, 2c or 3", parseChoice<kVersionChoices>, showChoice<kVersionChoices>};
+const ValueType kPrefixes{"prefixes such as 192.0.2.0/24,2001:db8::/32", parsePrefixes, showPrefixes};
+const ValueType kTargets{"addresses such as 192.0.2.1,2001:db8::1, or none", parseTargets, showTargets};
+const ValueType kInterfaces{"all, none or interface ids such as 1,2,3", parseInterfaces, showInterfaces};
+const ValueType kCommunity{"a community's name or id, or none", parseCommunity, showCommunity};
+
+}  // namespace tnctl
