@@ -1,0 +1,169 @@
+#include "tn/message.h"
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+namespace tn {
+namespace {
+
+using testing::ElementsAre;
+
+TEST(Message, FieldThatIsNotThereGivesTheDefault) {
+    const message m;
+    EXPECT_TRUE(m.get_bool(1, true));
+    EXPECT_EQ(m.get_u32(1, 7), 7U);
+    EXPECT_EQ(m.get_be32(1, 0x7f000001), 0x7f000001U);
+    EXPECT_EQ(m.get_u64(1, 1ULL << 40), 1ULL << 40);
+    EXPECT_EQ(m.get_addr6(1, IPAddr6::ofIPv4(5)), IPAddr6::ofIPv4(5));
+    EXPECT_EQ(m.get_string(1, "absent"), "absent");
+    EXPECT_TRUE(m.get_raw(1).empty());
+    EXPECT_TRUE(m.get_message(1).empty());
+    EXPECT_TRUE(m.get_u32_array(1).empty());
+    EXPECT_EQ(m.size(message_array_id(1)), 0U);
+}
+
+TEST(Message, SameNumberUnderTwoKindsIsTwoFields) {
+    message m;
+    m.insert_bool(6, true);
+    m.insert_string(6, "six");
+    m.insert_u32(6, 66);
+    m.insert_u32_array(6, {6, 6});
+    EXPECT_TRUE(m.get_bool(6));
+    EXPECT_EQ(m.get_string(6), "six");
+    EXPECT_EQ(m.get_u32(6), 66U);
+    EXPECT_THAT(m.get_u32_array(6), ElementsAre(6, 6));
+    EXPECT_EQ(m.size(), 4U);
+    EXPECT_FALSE(m.has(u64_id(6)));
+}
+
+TEST(Message, AccessorsKeepTheLowBitsOfANumber) {
+    message m;
+    m.insert_u32(0xf8000005, 1);
+    EXPECT_EQ(m.get_u32(5), 1U);
+}
+
+TEST(Message, InsertingAgainReplacesWhateverTheOrder) {
+    message m;
+    for (const uint32_t id : {9U, 3U, 5U}) m.insert_u32(id, id);
+    for (const uint32_t id : {3U, 9U, 5U}) m.insert_u32(id, id + 100);
+    EXPECT_EQ(m.size(), 3U);
+    for (const uint32_t id : {5U, 3U, 9U}) EXPECT_EQ(m.get_u32(id), id + 100);
+}
+
+TEST(Message, Be32IsTheSameFieldInNetworkOrder) {
+    message m;
+    m.insert_be32(8, 0xc0000201);
+    EXPECT_EQ(m.get_be32(8), 0xc0000201U);
+    const uint32_t held = m.get_u32(8);
+    const auto* octets = reinterpret_cast<const uint8_t*>(&held);
+    EXPECT_THAT(std::vector<int>(octets, octets + 4), ElementsAre(0xc0, 0, 2, 1));
+    const std::vector<uint32_t> addresses = {1, 0x7f000001};
+    m.insert_be32_array(8, addresses);
+    EXPECT_EQ(m.get_be32_array(8), addresses);
+}
+
+TEST(Message, PathGrowsByInsertVector) {
+    message m;
+    m.insert_vector(field::Destination, 24);
+    m.insert_vector(field::Destination, std::vector<uint32_t>{1, 2});
+    EXPECT_THAT(m.get_u32_array(field::Destination), ElementsAre(24, 1, 2));
+}
+
+TEST(Message, ReferencesCreateTheFieldAndSurviveItsNeighboursGrowth) {
+    message m;
+    message& nested = m.get_message_ref(1);
+    for (uint32_t id = 2; id < 200; ++id) m.insert_u32(id, id);
+    nested.insert_u32(1, 42);
+    EXPECT_EQ(m.get_message(1).get_u32(1), 42U);
+    m.get_message_array_ref(7).emplace_back().insert_bool(1, true);
+    EXPECT_TRUE(m.get_message_array(7).at(0).get_bool(1));
+}
+
+TEST(Message, RemovedFieldIsGoneAndCanComeBack) {
+    message m;
+    for (uint32_t id = 1; id <= 4; ++id) m.insert_u32(id, id);
+    EXPECT_EQ(m.get_u32(4), 4U);  // leaves the next look-up at the end
+    m.remove(u32_id(4));
+    m.remove(u32_id(77));
+    EXPECT_FALSE(m.has(u32_id(4)));
+    m.insert_u32(4, 5);
+    EXPECT_EQ(m.get_u32(4), 5U);
+    m.clear();
+    EXPECT_TRUE(m.empty());
+    m.insert_u32(1, 9);
+    EXPECT_EQ(m.get_u32(1), 9U);
+}
+
+TEST(Message, CopiesAreDeepAndMovedFromIsEmpty) {
+    message m;
+    m.insert_u32(9, 1);
+    m.get_message_ref(3).insert_string(1, "inner");
+    message copy = m;
+    copy.get_message_ref(3).insert_string(1, "changed");
+    EXPECT_EQ(m.get_message(3).get_string(1), "inner");
+    EXPECT_FALSE(copy == m);
+
+    const message taken = std::move(copy);
+    EXPECT_TRUE(copy.empty());  // NOLINT(bugprone-use-after-move): that is the point
+    copy.insert_u32(2, 2);
+    EXPECT_EQ(copy.get_u32(2), 2U);
+    EXPECT_EQ(taken.get_u32(9), 1U);
+}
+
+TEST(Message, CanBeReplacedByWhatItHolds) {
+    message m;
+    m.get_message_ref(3).insert_string(1, "inner");
+    m = std::move(m.get_message_ref(3));
+    EXPECT_EQ(m.get_string(1), "inner");
+}
+
+TEST(Message, EqualityIgnoresOrderButNotValues) {
+    message a;
+    a.insert_u32(1, 1);
+    a.get_message_ref(2).insert_bool(1, true);
+    message b;
+    b.get_message_ref(2).insert_bool(1, true);
+    b.insert_u32(1, 1);
+    EXPECT_TRUE(a == b);
+    b.get_message_ref(2).insert_bool(1, false);
+    EXPECT_FALSE(a == b);
+    a.remove(message_id(2));
+    EXPECT_FALSE(a == b);
+}
+
+TEST(Message, ErrorReplyIsToldFromSuccess) {
+    uint32_t code = 5;
+    std::string text = "untouched";
+    EXPECT_FALSE(isError(message(), &code, &text));
+    EXPECT_EQ(code, 5U);
+    EXPECT_EQ(text, "untouched");
+    EXPECT_TRUE(isError(errorMsg(error::NotFound, "no row"), &code, &text));
+    EXPECT_EQ(code, error::NotFound);
+    EXPECT_EQ(text, "no row");
+}
+
+TEST(Message, PrintsOneFieldPerLineAndNeverRawOctets) {
+    message m;
+    m.insert_bool(1, true);
+    m.insert_string(2, "a\x1b[2J\n");
+    m.insert_raw(3, std::vector<uint8_t>{0x00, 0xff});
+    m.get_message_ref(4).insert_u32_array(1, {20, 0});
+    m.get_message_array_ref(5).resize(1);
+    std::ostringstream out;
+    m.print(out, 2);
+    EXPECT_EQ(out.str(),
+              "  0x1:bool=yes\n"
+              "  0x2:string=\"a\\x1b[2J\\n\"\n"
+              "  0x3:raw=00ff\n"
+              "  0x4:message={\n"
+              "    0x1:u32-array=20,0\n"
+              "  }\n"
+              "  0x5:message-array={}\n");
+    std::ostringstream line;
+    line << m.get_message(4);
+    EXPECT_EQ(line.str(), "{0x1:u32-array=20,0}");
+}
+
+}  // namespace
+}  // namespace tn
