@@ -1,5 +1,6 @@
 #include "tn/options.h"
 
+#include <iostream>
 #include <map>
 #include <string>
 
@@ -31,6 +32,18 @@ void addCommonOptions(CLI::App& app) {
         ->check(CLI::IsMember(&kLogTargets))
         ->trigger_on_parse();
     app.set_version_flag("--version", app.get_name() + " " TARNIX_VERSION);
+}
+
+std::optional<int> parseOptions(CLI::App& app, int argc, const char* const* argv) {
+    try {
+        app.parse(argc, argv);
+        return {};
+    } catch (const CLI::Success& asked) {
+        return app.exit(asked);
+    } catch (const CLI::ParseError& wrong) {
+        std::cerr << app.get_name() << ": " << wrong.what() << " (see --help)\n";
+        return 2;
+    }
 }
 
 }  // namespace tn

@@ -1,0 +1,76 @@
+#include <algorithm>
+#include <iostream>
+#include <optional>
+
+#include "hostd/owners.h"
+#include "hostd/spawner.h"
+#include "tn/bus_socket.h"
+#include "tn/options.h"
+#include "tn/paths.h"
+
+namespace {
+
+constexpr uint32_t kSpawned = tn::number::Snmp;  // what the spawned program serves
+
+/// The spawned program's command line: our root and log target, then what stands after "--". Empty, with a line on
+/// standard error, when there is no such program.
+std::vector<std::string> spawnCommand(const std::string& name, const CLI::App& app, std::span<char*> rest) {
+    const std::string path = hostd::findProgram(name);
+    if (path.empty()) {
+        std::cerr << app.get_name() << ": --spawn: " << name << " is neither beside this program nor in $PATH\n";
+        return {};
+    }
+    std::vector<std::string> command = {path, "--root", tn::root()};
+    if (const CLI::Option* log = app.get_option("--log"); log->count() > 0)
+        command.insert(command.end(), {"--log", log->as<std::string>()});
+    command.insert(command.end(), rest.begin(), rest.end());
+    return command;
+}
+
+/// Runs the loop with the program beside it. @return exit status
+int runWithSpawned(tn::Looper& looper, const std::vector<std::string>& command) {
+    std::string why;
+    tn::BusListener listener = tn::openBusListener(kSpawned, why);
+    if (!listener.socket) {
+        std::cerr << why << "\n";
+        return 1;
+    }
+    int status = 1;
+    {
+        hostd::Spawner spawner(looper, {command, listener.socket.get(), std::to_string(kSpawned)});
+        if (spawner.start()) status = looper.run();
+    }
+    listener.close(kSpawned);
+    return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Answers on the message bus for what this Linux host is and does", "tarnix-hostd");
+    app.footer("What stands after -- goes to PROGRAM: tarnix-hostd --spawn tarnix-snmpd -- --port 1161");
+    hostd::Options options;
+    std::string program;
+    tn::addCommonOptions(app);
+    hostd::addOptions(app, options);
+    app.add_option("--spawn", program, "Start PROGRAM, and again when it crashes or someone calls it on the bus")
+        ->type_name("PROGRAM");
+
+    const std::span words(argv, static_cast<size_t>(argc));
+    const auto divider = std::find(words.begin(), words.end(), std::string_view("--"));
+    if (const auto leave = tn::parseOptions(app, static_cast<int>(divider - words.begin()), argv)) return *leave;
+    const std::span<char*> rest(divider == words.end() ? divider : divider + 1, words.end());
+    if (program.empty() && divider != words.end()) {
+        std::cerr << app.get_name() << ": -- is expected only together with --spawn PROGRAM\n";
+        return 2;
+    }
+    std::vector<std::string> command;
+    if (!program.empty()) command = spawnCommand(program, app, rest);
+    if (!program.empty() && command.empty()) return 1;
+
+    hostd::Owners owners(options);
+    tn::Looper looper({});
+    owners.addTo(looper);
+    if (!looper.listen()) return 1;
+    return program.empty() ? looper.run() : runWithSpawned(looper, command);
+}

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace hostd {
+
+/// Main memory in KiB; what the kernel didn't tell is absent.
+struct Memory {
+    std::optional<uint64_t> total;
+    std::optional<uint64_t> available;  ///< what programs can still have without swapping
+
+    friend bool operator==(const Memory&, const Memory&) = default;
+};
+
+/// Reads the text of /proc/meminfo (proc(5)): MemTotal and MemAvailable. A line that is missing, has no number or is
+/// impossible (more available than there is) gives an absent value.
+[[nodiscard]] Memory parseMeminfo(std::string_view text);
+
+}  // namespace hostd

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tn/looper.h"
+
+namespace hostd {
+
+struct Options {
+    std::string proc = "/proc";  ///< read in place of the kernel's own tree, for tests
+    std::string sysfs = "/sys";
+    bool allowReboot = false;  ///< let callers on the bus restart the machine
+};
+
+/// Adds --proc DIR, --sysfs DIR and --allow-reboot.
+void addOptions(CLI::App& app, Options& options);
+
+class Supervisor;
+
+/// Every owner of this host's data: what stands behind which path. Must outlive the looper it is added to.
+class Owners {
+  public:
+    explicit Owners(const Options& options);
+    ~Owners();
+    Owners(const Owners&) = delete;
+    Owners& operator=(const Owners&) = delete;
+
+    /// Registers all owners with a looper, whose process thereby serves their numbers.
+    void addTo(tn::Looper& looper);
+
+  private:
+    struct Owner {
+        std::vector<uint32_t> path;
+        std::unique_ptr<tn::Handler> handler;
+    };
+    std::vector<Owner> owners_;
+    Supervisor* supervisor_ = nullptr;
+};
+
+}  // namespace hostd

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tn/thin_runner.h"
+
+namespace hostd {
+
+/// Keeps a program ready behind a listening socket. The program is started once at start, then whenever a connection
+/// waits at the socket while it doesn't run, and again after a crash (any end but exit status 0); never twice within
+/// kPause. It gets the socket as sd_listen_fds(3) tells: descriptor 3, LISTEN_FDS=1, LISTEN_PID, LISTEN_FDNAMES.
+///
+/// The program ends with this process: by SIGTERM from the kernel when this process dies, by the destructor otherwise.
+class Spawner {
+  public:
+    static constexpr uint64_t kPause = 1000;  ///< ms between two starts
+    static constexpr uint64_t kPatience =
+        7000;  ///< ms after SIGTERM until SIGKILL: longer than any exchange on the bus
+
+    struct Program {
+        std::vector<std::string> command;  ///< words of the command line, the program's path first
+        int listener = -1;                 ///< listening socket; stays the caller's
+        std::string listenerName;          ///< in LISTEN_FDNAMES
+    };
+    Spawner(tn::ThinRunner& runner, Program program);
+    ~Spawner();  ///< stop()
+    Spawner(const Spawner&) = delete;
+    Spawner& operator=(const Spawner&) = delete;
+
+    /// The first start. False, with a line on standard error, when the program can't be started.
+    bool start();
+    /// Ends the program with SIGTERM and waits for it; with SIGKILL when it hasn't gone after kPatience.
+    void stop();
+
+    [[nodiscard]] pid_t child() const { return child_; }  ///< 0 when it doesn't run
+
+  private:
+    bool launch();
+    void launchWhenDue();
+    void waitForConnection();
+    void childEnded();
+
+    tn::ThinRunner& runner_;
+    Program program_;
+    pid_t child_ = 0;
+    int childFd_ = -1;  ///< pidfd_open(2) of the child: readable once it has ended
+    uint64_t launched_ = 0;
+    tn::ThinRunner::TimerId timer_ = 0;
+};
+
+/// Where a program is: a name with a slash as it is; else beside this program's own file, else along PATH. Empty when
+/// it is nowhere.
+[[nodiscard]] std::string findProgram(const std::string& name);
+
+}  // namespace hostd

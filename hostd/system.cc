@@ -1,0 +1,121 @@
+#include "hostd/system.h"
+
+#include <sys/reboot.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+
+#include "hostd/processors.h"
+#include "hostd/version.h"
+#include "tn/sources.h"
+
+namespace hostd {
+
+std::string rebootMachine() {
+    ::sync();
+    ::reboot(RB_AUTOBOOT);
+    return std::strerror(errno);
+}
+
+// ---- {24}
+
+tn::message System::cmdUnknown(const tn::message& request, uint32_t command) {
+    if (command != tn::cmd::Reboot) return Handler::cmdUnknown(request, command);
+    if (!reboot_) {
+        hostLog << "reboot asked for and refused: --allow-reboot isn't given";
+        return tn::errorMsg(tn::error::Refused, "reboot isn't allowed here: start with --allow-reboot");
+    }
+    hostLog << "reboot asked for: restarting";
+    const std::string reason = reboot_();
+    if (reason.empty()) return {};
+    hostLog << "reboot failed: " << reason;
+    return tn::errorMsg(tn::error::Refused, "reboot failed: " + reason);
+}
+
+// ---- {24, 0}
+
+tn::message SystemTime::cmdGet(const tn::message&) {
+    const int64_t now = tn::sources().wallSeconds();
+    const time_t moment = now;
+    tm local{};
+    ::tzset();  // localtime_r alone doesn't notice that the administrator has changed the zone
+    ::localtime_r(&moment, &local);
+    tn::message reply;
+    reply.insert_u32(system_time::Seconds, static_cast<uint32_t>(now));
+    reply.insert_u32(system_time::Offset, static_cast<uint32_t>(local.tm_gmtoff));
+    return reply;
+}
+
+// ---- {24, 1}
+
+tn::message Identity::cmdGet(const tn::message&) {
+    utsname host{};
+    ::uname(&host);
+    tn::message reply;
+    reply.insert_string(identity::Name, host.nodename);
+    return reply;
+}
+
+tn::message Identity::cmdSet(const tn::message&) {
+    return tn::errorMsg(tn::error::Refused, "the host's name can't be set from here: use hostnamectl on the machine");
+}
+
+// ---- {24, 2}
+
+namespace {
+
+constexpr uint64_t kMost = UINT32_MAX;
+
+uint32_t saturated(uint64_t value) { return static_cast<uint32_t>(std::min(value, kMost)); }
+
+void insertSizes(tn::message& reply, tn::u32_id totalField, uint64_t total, tn::u32_id freeField, uint64_t free) {
+    reply.insert_u32(totalField, saturated(total));
+    reply.insert_u32(freeField, saturated(total) - saturated(total - free));
+}
+
+}  // namespace
+
+SystemInfo::SystemInfo(const Places& places)
+    : version_(versionText(readFile(places.osRelease))),
+      meminfo_(places.proc + "/meminfo"),
+      online_(places.sysfs + "/devices/system/cpu/online"),
+      disks_(
+          "disks", [proc = places.proc, sizeOf = places.sizeOfDisk] { return sumOfDisks(proc, sizeOf); }, kDisksMaxAge,
+          kDisksPatience) {
+    const uint64_t now = tn::getMilliseconds();
+    disks_.readFirst(now, std::chrono::milliseconds(kDisksFirst));
+    sample(now);
+    if (!memory_.total) hostLog << places.proc << "/meminfo: no memory sizes to be had from it";
+}
+
+void SystemInfo::sample(uint64_t now) {
+    sampled_ = now;
+    memory_ = parseMeminfo(meminfo_.read());
+    processors_ = countProcessors(online_.read());
+}
+
+tn::message SystemInfo::cmdGet(const tn::message&) {
+    const uint64_t now = tn::getMilliseconds();
+    if (now - sampled_ >= kMaxAge) sample(now);
+
+    tn::message reply;
+    reply.reserve(7);
+    reply.insert_u32(system_info::Uptime, static_cast<uint32_t>(now / 1000));
+    if (memory_.total && memory_.available)
+        insertSizes(reply, system_info::MemoryTotal, *memory_.total, system_info::MemoryFree, *memory_.available);
+    else if (memory_.total)
+        reply.insert_u32(system_info::MemoryTotal, saturated(*memory_.total));
+    if (processors_) reply.insert_u32(system_info::Processors, *processors_);
+    if (const auto disks = disks_.latest(now); disks && *disks)
+        insertSizes(reply, system_info::DiskTotal, (*disks)->total, system_info::DiskFree, (*disks)->free);
+    reply.insert_string(system_info::Version, version_);
+    return reply;
+}
+
+tn::message SystemInfo::cmdSet(const tn::message&) { return {}; }
+
+}  // namespace hostd

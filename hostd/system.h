@@ -1,0 +1,104 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "hostd/background.h"
+#include "hostd/disks.h"
+#include "hostd/kept_file.h"
+#include "hostd/memory.h"
+#include "tn/handler.h"
+
+namespace hostd {
+
+/// Restarts the machine; what it returns is the reason why that failed.
+using Reboot = std::function<std::string()>;
+
+/// Writes what is unwritten to the disks and restarts the machine at once (reboot(2)). Returns only when the kernel
+/// refuses.
+[[nodiscard]] std::string rebootMachine();
+
+/// {24}: the machine as a whole. cmd::Reboot restarts it when that was allowed on the command line, else
+/// error::Refused.
+class System : public tn::Handler {
+  public:
+    /// @param reboot  empty when it isn't allowed
+    explicit System(Reboot reboot) : reboot_(std::move(reboot)) {}
+    tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
+
+  private:
+    Reboot reboot_;
+};
+
+/// {24, 0}: the time of day.
+class SystemTime : public tn::Handler {
+  public:
+    tn::message cmdGet(const tn::message& request) override;
+};
+
+/// {24, 1}: who the machine is. Its name is given on the machine itself, so a set is refused.
+class Identity : public tn::Handler {
+  public:
+    tn::message cmdGet(const tn::message& request) override;
+    tn::message cmdSet(const tn::message& request) override;
+};
+
+/// {24, 2}: uptime, memory, disks, version. A set is accepted and changes nothing: whoever asks for a reboot sets the
+/// record it was written through as well.
+///
+/// Each request for any of these values comes here, so an answer waits for nothing and reads no file more often than
+/// every kMaxAge; only the uptime is of the moment.
+class SystemInfo : public tn::Handler {
+  public:
+    static constexpr uint64_t kMaxAge = 250;           ///< ms, of memory and processors
+    static constexpr uint64_t kDisksMaxAge = 5000;     ///< ms
+    static constexpr uint64_t kDisksPatience = 60000;  ///< ms; past it the disks' sizes are absent
+    static constexpr uint64_t kDisksFirst = 200;       ///< ms to wait for the first reading, at the start
+
+    struct Places {
+        std::string proc = "/proc";
+        std::string sysfs = "/sys";
+        std::string osRelease = "/etc/os-release";
+        DiskSizer sizeOfDisk = hostd::sizeOfDisk;  ///< runs on a helper thread
+    };
+    /// Takes the first reading of everything.
+    explicit SystemInfo(const Places& places);
+
+    tn::message cmdGet(const tn::message& request) override;
+    tn::message cmdSet(const tn::message& request) override;
+
+  private:
+    void sample(uint64_t now);
+
+    std::string version_;
+    KeptFile meminfo_;
+    KeptFile online_;
+    Background<std::optional<DiskSize>> disks_;
+    uint64_t sampled_ = 0;
+    Memory memory_;
+    std::optional<uint32_t> processors_;
+};
+
+/// The contract of {24, 0}, {24, 1} and {24, 2}: fields of a get reply. A value that can't be had is absent. Sizes that
+/// don't fit into 32 bits (4 TiB) stop there, and total less free is then what is used as far as that fits.
+namespace system_time {
+//                                         unit             source
+constexpr tn::u32_id Seconds{7};  // s since epoch    clock_gettime(CLOCK_REALTIME)
+constexpr tn::u32_id Offset{27};  // s, two's         local time less UTC at that moment: TZ, /etc/localtime
+                                  // complement
+}  // namespace system_time
+namespace identity {
+constexpr tn::string_id Name{12};  //                  uname(2), nodename
+}  // namespace identity
+namespace system_info {
+constexpr tn::u32_id Uptime{1};       // s                clock_gettime(CLOCK_BOOTTIME)
+constexpr tn::u32_id MemoryTotal{2};  // KiB              PROC/meminfo, MemTotal
+constexpr tn::u32_id MemoryFree{3};   // KiB              PROC/meminfo, MemAvailable
+constexpr tn::u32_id Processors{6};   // online           SYSFS/devices/system/cpu/online
+constexpr tn::u32_id DiskTotal{10};   // KiB              statvfs(3) of each block device of PROC/self/mountinfo
+constexpr tn::u32_id DiskFree{11};    // KiB              the same
+constexpr tn::string_id Version{25};  //                  os-release(5), uname(2)
+}  // namespace system_info
+
+}  // namespace hostd

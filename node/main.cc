@@ -1,0 +1,18 @@
+#include "agent/core/start.h"
+#include "hostd/owners.h"
+#include "tn/options.h"
+
+int main(int argc, char** argv) {
+    CLI::App app("Tarnix SNMP agent and the owners of this host's data in one process", "tarnix-node");
+    snmp::Options agentOptions;
+    hostd::Options hostOptions;
+    tn::addCommonOptions(app);
+    snmp::addOptions(app, agentOptions);
+    hostd::addOptions(app, hostOptions);
+    if (const auto leave = tn::parseOptions(app, argc, argv)) return *leave;
+
+    hostd::Owners owners(hostOptions);
+    const auto agent = snmp::makeAgent(agentOptions);
+    owners.addTo(*agent);  // before it runs: it asks for the version text at its start
+    return snmp::runAgent(*agent);
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <string_view>
+
+namespace hostd::test {
+
+/// A folder of its own for one test, gone with it.
+class TempTree {
+  public:
+    TempTree() {
+        std::string name = std::filesystem::temp_directory_path() / "hostd-test-XXXXXX";
+        path_ = ::mkdtemp(name.data());
+    }
+    ~TempTree() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    TempTree(const TempTree&) = delete;
+    TempTree& operator=(const TempTree&) = delete;
+
+    [[nodiscard]] const std::string& path() const { return path_; }
+    [[nodiscard]] std::string path(std::string_view name) const { return path_ + "/" + std::string(name); }
+    void write(std::string_view name, std::string_view content) const {
+        const std::filesystem::path file = path(name);
+        std::filesystem::create_directories(file.parent_path());
+        std::ofstream(file, std::ios::binary) << content;
+    }
+    void remove(std::string_view name) const { std::filesystem::remove_all(path(name)); }
+
+  private:
+    std::string path_;
+};
+
+}  // namespace hostd::test
