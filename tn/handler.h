@@ -14,8 +14,8 @@ class Looper;
 
 constexpr uint32_t kExchangeTimeout = 6000;  ///< milliseconds
 
-/// Which rights each command needs. A command without an entry needs right::Read or right::Write when it is a reading one
-/// (get, get-all, get-object, get-count, get-policies, subscribe, unsubscribe) and right::Write otherwise.
+/// Which rights each command needs. A command without an entry needs right::Read or right::Write when it is a reading
+/// one (get, get-all, get-object, get-count, get-policies, subscribe, unsubscribe) and right::Write otherwise.
 class policies {
   public:
     /// @param mask  rights of which the caller must hold one
@@ -27,8 +27,8 @@ class policies {
     std::map<uint32_t, uint32_t> masks_;
 };
 
-/// What stands behind a path on the bus. A message reaches `handle`, which checks the caller's rights and calls the hook
-/// of its command; the message a hook returns is the reply. An empty reply means success.
+/// What stands behind a path on the bus. A message reaches `handle`, which checks the caller's rights and calls the
+/// hook of its command; the message a hook returns is the reply. An empty reply means success.
 class Handler {
   public:
     Handler() = default;
@@ -43,12 +43,12 @@ class Handler {
     virtual message handle(const message& request, uint32_t rights = right::All);
     /// A message to a path below this handler that nobody serves.
     virtual message handleBrkpath(const message& request);
-    /// A reply to a message sent with sendCmd, or one that came after its exchange had given up.
+    /// A reply that came after its exchange had given up.
     virtual void handleReply(const message& reply);
     virtual message handleCmd(const message& request, uint32_t command);
 
-    virtual message cmdGetPolicies(const message& request);
-    virtual message cmdGet(const message& request);  ///< getObject(kNoId)
+    virtual message cmdGetPolicies(const message& request);  ///< field number command: its mask
+    virtual message cmdGet(const message& request);          ///< getObject(kNoId)
     virtual message cmdSet(const message& request);
     virtual message cmdReset(const message& request);
     virtual message cmdGetObj(const message& request);
@@ -75,8 +75,8 @@ class Handler {
     /// Sends a message one way: `command` is put into it, its destination is the path already in it. False, with a line
     /// in the log, when the peer isn't there.
     bool sendCmd(message m, uint32_t command);
-    /// Sends a request and waits for its reply. Never throws, never hangs past the time-out; what goes wrong is an error
-    /// reply.
+    /// Sends a request and waits for its reply. Never throws, never hangs past the time-out; what goes wrong is an
+    /// error reply.
     message exchangeCmd(message m, uint32_t command, uint32_t timeoutMs = kExchangeTimeout);
     /// Tells subscribers of cmd::Changed; kNoId means the whole handler.
     void notifyChange(uint32_t objectId, message changed);
@@ -87,8 +87,9 @@ class Handler {
     /// recorded when newRequest carries field::NoUndo.
     void sendUndo(const message& newRequest, message oldRequest, const std::string& text);
 
-    /// Asks for another handler's notifications; they arrive at this handler's `handle` with `command`. The subscription
-    /// is kept until unsubscribe: when the owner restarts or isn't there yet, it is made again without anyone's help.
+    /// Asks for another handler's notifications; they arrive at this handler's `handle` with `command`. The
+    /// subscription is kept until unsubscribe: when the owner restarts or isn't there yet, it is made again without
+    /// anyone's help.
     void subscribe(std::span<const uint32_t> path, uint32_t command, const message& filter);
     void unsubscribe(std::span<const uint32_t> path, uint32_t command, const message& filter);
 
@@ -97,6 +98,8 @@ class Handler {
 
   private:
     friend class Looper;
+    void address(message& m, uint32_t command) const;  ///< puts in the command and this handler as the source
+
     std::vector<uint32_t> path_;  ///< set when the handler is added to a looper
     policies policies_;
 };

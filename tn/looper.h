@@ -14,8 +14,8 @@ namespace tn {
 
 class Bus;
 
-/// A process on the bus: the loop, the handlers that live in it, and the way to everybody else's. A message to a handler
-/// of the same process is a function call; to another process it is a packet.
+/// A process on the bus: the loop, the handlers that live in it, and the way to everybody else's. A message to a
+/// handler of the same process is a function call; to another process it is a packet.
 ///
 /// There is one looper in a process (getLooper). It is itself the handler of its first number.
 class Looper : public Handler, public ThinRunner {
@@ -27,7 +27,7 @@ class Looper : public Handler, public ThinRunner {
     /// Registers a handler under {first own number, id}.
     void addHandler(uint32_t id, Handler* handler);
     /// Registers a handler under a path; a first element not served yet becomes one of the process's numbers. The
-    /// handler must outlive the looper.
+    /// handler must outlive the looper, or be destroyed outside its own callbacks. Calls its loadPermData.
     void addHandler(std::span<const uint32_t> path, Handler* handler);
     /// The handler of exactly this path in this process, or nullptr.
     [[nodiscard]] Handler* findHandler(std::span<const uint32_t> path) const;
@@ -37,9 +37,10 @@ class Looper : public Handler, public ThinRunner {
     /// can't be made. Called by run() when nobody has called it before.
     bool listen();
 
-    int run() override;         ///< listen, onInit, tell the service manager READY, loop; 0, or 1 when listen failed
+    int run() override;  ///< listen, onInit, tell the service manager READY, loop; 0, or 1 when listen failed
     void shutdown() override;
 
+    /// Sends one way: nothing comes back but an error reply when the message couldn't be handed over.
     virtual message sendMessage(message m);
     /// Sends and waits. The destination path is in the message.
     virtual message exchangeMessage(message m, uint32_t timeoutMs = kExchangeTimeout);
@@ -58,6 +59,10 @@ class Looper : public Handler, public ThinRunner {
   private:
     friend class Handler;
     friend class Bus;
+
+    void addNumber(uint32_t number);
+    [[nodiscard]] bool serves(uint32_t number) const;
+    void forget(Handler& handler);  ///< the handler is being destroyed
 
     std::map<std::vector<uint32_t>, Handler*> handlers_;
     std::vector<uint32_t> numbers_;

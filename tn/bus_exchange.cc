@@ -1,0 +1,207 @@
+#include <poll.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "tn/bus.h"
+#include "tn/log.h"
+#include "tn/looper.h"
+#include "tn/sources.h"
+
+namespace tn {
+
+namespace {
+
+constexpr size_t kMaxKept = 4096;                   // packets that came in the middle of exchanges
+constexpr size_t kMaxKeptOctets = 64 * kMaxPacket;  // 16 MiB
+constexpr uint64_t kOwedFor = 30'000;               // milliseconds
+
+std::string about(uint32_t number, const char* what) { return "bus: " + std::to_string(number) + ": " + what; }
+
+uint32_t left(uint64_t deadline) {
+    const uint64_t now = getMilliseconds();
+    return deadline <= now ? 0 : static_cast<uint32_t>(std::min<uint64_t>(deadline - now, UINT32_MAX));
+}
+
+}  // namespace
+
+// --- messages to others ----------------------------------------------------------------------------------------------
+
+message Bus::nobodyThere(uint32_t number) {
+    if (errno == EAGAIN) return errorMsg(error::TimedOut, about(number, "no answer"));
+    const bool absent = errno == ENOENT || errno == ECONNREFUSED || errno == ECONNRESET || errno == EPIPE;
+    const std::string text = about(number, absent ? "nobody there" : strerror(errno));
+    // A process that serves others says it once; the caller of a client sees the error itself.
+    if (listening() && absent_.insert(number).second) serr << text;
+    return errorMsg(error::Unreachable, text);
+}
+
+void Bus::prepare(message& m) const {
+    m.remove(field::ReplyTo);
+    m.remove(field::CallerPid);
+    if (!m.has(field::Source) && !looper_.path().empty()) m.insert_u32_array(field::Source, looper_.path());
+}
+
+message Bus::send(message m) {
+    touch();
+    const uint32_t number = m.get_u32_array(field::Destination).front();
+    prepare(m);
+    m.remove(field::RequestId);
+    const flat_message packet = m.flatten();
+    if (packet.size() > kMaxPacket) return errorMsg(error::TooLarge, about(number, "the message doesn't fit"));
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        const Link connection = dial(number, 0);
+        if (!connection) return nobodyThere(number);
+        if (sendPacket(connection, packet)) return {};
+        if (!connection->closed()) return errorMsg(error::TimedOut, about(number, "doesn't read its messages"));
+    }
+    errno = ECONNRESET;
+    return nobodyThere(number);
+}
+
+message Bus::exchange(message m, uint32_t timeoutMs) {
+    touch();
+    const uint32_t number = m.get_u32_array(field::Destination).front();
+    const uint64_t deadline = getMilliseconds() + timeoutMs;
+    const uint32_t requestId = newRequestId();
+    prepare(m);
+    m.insert_u32(field::RequestId, requestId);
+    out_.clear();
+    m.flattenTo(out_);
+    if (out_.size() > kMaxPacket) return errorMsg(error::TooLarge, about(number, "the request doesn't fit"));
+
+    // A request that the peer provably hasn't read is sent once more: to the process that has taken its place, perhaps.
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        const auto known = dialled_.find(number);
+        const Link connection = known != dialled_.end() ? known->second : dial(number, std::max(left(deadline), 1U));
+        if (!connection) return nobodyThere(number);
+        if (stillOwes(connection)) return errorMsg(error::TimedOut, about(number, "owes an earlier answer"));
+        const Sent sent = sendWaiting(connection, deadline);
+        if (sent == Sent::TooLarge) return errorMsg(error::TooLarge, about(number, "the request doesn't fit"));
+        if (sent == Sent::Blocked) return errorMsg(error::TimedOut, about(number, "doesn't read its requests"));
+        if (sent == Sent::Gone) continue;
+        message answer;
+        switch (awaitReply(connection, requestId, deadline, answer)) {
+            case Received::Packet:
+                return answer;
+            case Received::Unread:
+                continue;
+            case Received::Nothing:
+                connection->owed = {requestId, getMilliseconds() + kOwedFor, m.get_u32_array(field::Source)};
+                return errorMsg(error::TimedOut, about(number, "no answer"));
+            default:
+                return errorMsg(error::Unreachable, about(number, "died before it answered"));
+        }
+    }
+    errno = ECONNRESET;
+    return nobodyThere(number);
+}
+
+Sent Bus::sendWaiting(const Link& connection, uint64_t deadline) {
+    for (;;) {
+        if (connection->hasQueue()) flush(connection);
+        if (connection->closed()) return Sent::Gone;
+        const Sent sent = connection->hasQueue() ? Sent::Blocked : connection->send(out_);
+        if (sent == Sent::Gone) loseAfterReading(connection);
+        if (sent != Sent::Blocked) {
+            connection->stuck = false;
+            return sent;
+        }
+        const uint32_t wait = left(deadline);
+        if (connection->stuck || wait == 0) {
+            connection->stuck = true;
+            return Sent::Blocked;
+        }
+        // Reading goes on meanwhile: the peer may be waiting for room in the other direction.
+        pollfd socket = {.fd = connection->fd(), .events = POLLOUT | POLLIN, .revents = 0};
+        if (poll(&socket, 1, static_cast<int>(std::min<uint32_t>(wait, INT32_MAX))) > 0 &&
+            (socket.revents & POLLIN) != 0) {
+            takeWaiting(connection);
+        }
+    }
+}
+
+Received Bus::awaitReply(const Link& connection, uint32_t requestId, uint64_t deadline, message& answer) {
+    ++exchanges_;
+    Received received = Received::Nothing;
+    for (uint32_t wait = left(deadline); wait > 0; wait = left(deadline)) {
+        connection->setReceiveTimeout(wait);
+        received = connection->receive(buffer_, /*wait=*/true, answer);
+        if (received == Received::Interrupted) continue;
+        if (received != Received::Packet || answer.get_u32(field::ReplyTo) == requestId) break;
+        received = Received::Nothing;
+        if (!keep(connection, std::move(answer))) {
+            received = Received::Bad;
+            break;
+        }
+    }
+    --exchanges_;
+    if (received == Received::Interrupted) received = Received::Nothing;
+    if (received == Received::Packet) answer.remove(field::ReplyTo);
+    if (received != Received::Packet && received != Received::Nothing) {
+        if (received == Received::Bad) {
+            serr << about(*connection->dialled(), "sends bad packets, connection closed");
+        }
+        if (received == Received::Unread) takeWaiting(connection);
+        lose(connection);
+    }
+    return received;
+}
+
+// --- what came in between --------------------------------------------------------------------------------------------
+
+bool Bus::stillOwes(const Link& connection) {
+    if (!connection->owed) return false;
+    takeWaiting(connection);
+    if (connection->closed() || !connection->owed) return false;
+    if (getMilliseconds() < connection->owed->until) return true;
+    connection->owed.reset();
+    return false;
+}
+
+// Reads what is there without waiting, and keeps it for the loop.
+void Bus::takeWaiting(const Link& connection) {
+    for (;;) {
+        message packet;
+        const Received received = connection->receive(buffer_, /*wait=*/false, packet);
+        if (received == Received::Nothing) return;
+        if (received == Received::Interrupted || received == Received::Unread) continue;  // told once, packets follow
+        if (received != Received::Packet || !keep(connection, std::move(packet))) return lose(connection);
+    }
+}
+
+// False when the peer has sent more than can be kept.
+bool Bus::keep(const Link& connection, message packet) {
+    const size_t octets = connection->lastPacket();
+    if (kept_.size() >= kMaxKept || keptOctets_ + octets > kMaxKeptOctets) return false;
+    if (packet.has(field::ReplyTo)) settle(*connection, packet);
+    if (kept_.empty()) looper_.defer([this] { runKept(); });
+    keptOctets_ += octets;
+    kept_.push_back({connection, std::move(packet), octets});
+    return true;
+}
+
+// Only what is there now: handlers may add to it by exchanges of their own, and others wait for the loop.
+void Bus::runKept() {
+    for (size_t count = kept_.size(); count > 0; --count) {
+        Kept next = std::move(kept_.front());
+        kept_.pop_front();
+        keptOctets_ -= next.octets;
+        if (next.packet.has(field::ReplyTo)) {
+            handleReply(next.packet);
+        } else {
+            handleRequest(next.connection, next.packet);
+        }
+    }
+    if (!kept_.empty()) looper_.defer([this] { runKept(); });
+}
+
+// What the peer sent before it went isn't lost with it.
+void Bus::loseAfterReading(const Link& connection) {
+    takeWaiting(connection);
+    lose(connection);
+}
+
+}  // namespace tn

@@ -1,0 +1,134 @@
+#include "tn/bus_listeners.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <systemd/sd-daemon.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include "tn/log.h"
+#include "tn/paths.h"
+
+namespace tn {
+
+namespace {
+
+constexpr uint64_t kPause = 1000;  // milliseconds without accepting, when there are no descriptors left
+
+struct FreeNames {
+    void operator()(char** names) const {
+        for (char** name = names; *name != nullptr; ++name) std::free(*name);
+        std::free(names);
+    }
+};
+
+/// The group whose members may connect: that of the socket's file.
+gid_t groupOf(uint32_t number) {
+    struct stat status = {};
+    if (stat((busFolder() + "/" + std::to_string(number)).c_str(), &status) != 0) return getegid();
+    return status.st_gid;
+}
+
+}  // namespace
+
+bool BusListeners::open(std::span<const uint32_t> numbers) {
+    if (!open_) takeOver();
+    open_ = true;
+    for (const uint32_t number : numbers) {
+        if (listeners_.contains(number)) continue;
+        std::string why;
+        BusListener listener = openBusListener(number, why);
+        if (!listener.socket) {
+            serr << why;
+            open_ = false;
+            return false;
+        }
+        watch(listeners_.emplace(number, std::move(listener)).first->second);
+    }
+    return true;
+}
+
+void BusListeners::takeOver() {
+    char** received = nullptr;
+    const int count = sd_listen_fds_with_names(/*unset_environment=*/0, &received);
+    if (count <= 0) return;
+    const std::unique_ptr<char*, FreeNames> names(received);
+    for (int i = 0; i < count; ++i) {
+        const int fd = SD_LISTEN_FDS_START + i;
+        const std::string_view name = names.get()[i];
+        uint32_t number = 0;
+        const auto [end, bad] = std::from_chars(name.data(), name.data() + name.size(), number);
+        if (bad != std::errc() || end != name.data() + name.size() || listeners_.contains(number)) continue;
+        if (sd_is_socket_unix(fd, SOCK_SEQPACKET, /*listening=*/1, nullptr, 0) <= 0) {
+            serr << "bus: " << number << ": the descriptor handed over is no listening socket of the bus";
+            continue;
+        }
+        fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
+        BusListener listener;
+        listener.socket = Descriptor(fd);
+        listener.group = groupOf(number);
+        listener.ours = false;
+        watch(listeners_.emplace(number, std::move(listener)).first->second);
+    }
+}
+
+void BusListeners::watch(const BusListener& listener) {
+    runner_.addSocket(
+        listener.socket.get(), [this, &listener](int, unsigned) { accept(listener); }, EPOLLIN);
+}
+
+void BusListeners::accept(const BusListener& listener) {
+    Descriptor connection(accept4(listener.socket.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    if (connection) {
+        accepted_(std::move(connection), listener.group);
+    } else if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
+        serr << "bus: can't take connections: " << strerror(errno);
+        pause(listener);
+    }
+}
+
+// Without a free descriptor the socket stays readable and the loop would spin on it.
+void BusListeners::pause(const BusListener& listener) {
+    runner_.removeSocket(listener.socket.get());
+    if (resume_ != 0) return;
+    resume_ = runner_.addTimer(
+        [this] {
+            resume_ = 0;
+            for (const auto& [number, paused] : listeners_) watch(paused);
+        },
+        kPause);
+}
+
+bool BusListeners::callersWait() const {
+    return std::ranges::any_of(listeners_, [](const auto& entry) {
+        pollfd socket = {.fd = entry.second.socket.get(), .events = POLLIN, .revents = 0};
+        return poll(&socket, 1, 0) > 0;
+    });
+}
+
+void BusListeners::withdraw() {
+    runner_.removeTimer(resume_);
+    resume_ = 0;
+    for (auto& [number, listener] : listeners_) {
+        runner_.removeSocket(listener.socket.get());
+        listener.withdraw(number);
+    }
+}
+
+void BusListeners::close() {
+    withdraw();
+    listeners_.clear();
+    open_ = false;
+}
+
+}  // namespace tn

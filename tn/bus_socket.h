@@ -1,0 +1,59 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+
+namespace tn {
+
+/// A descriptor that is closed with its owner.
+class Descriptor {
+  public:
+    Descriptor() = default;
+    explicit Descriptor(int fd) : fd_(fd) {}
+    Descriptor(Descriptor&& other) noexcept : fd_(other.release()) {}
+    Descriptor& operator=(Descriptor&& other) noexcept;
+    ~Descriptor() { reset(); }
+
+    [[nodiscard]] int get() const { return fd_; }
+    explicit operator bool() const { return fd_ >= 0; }
+    void reset();
+    int release();
+
+  private:
+    int fd_ = -1;
+};
+
+/// The listening socket of one number, busFolder()/NUMBER, mode 0660. Whoever holds it may serve the number itself or
+/// hand the socket to a process that it starts (sd_listen_fds, the number as the name).
+struct BusListener {
+    Descriptor socket;
+    Descriptor lock;   ///< NUMBER.lock, locked with flock for as long as this process holds the number
+    gid_t group = 0;   ///< its members may read
+    bool ours = true;  ///< false: handed over by a spawner, which keeps socket and lock
+
+    /// Closes the socket and takes its file away, which stays when it was handed over. The lock is held on.
+    void withdraw(uint32_t number);
+};
+
+/// Opens the listening socket of a number; a socket left behind by a dead process is replaced.
+/// @param why  one line when that fails: another live process serves the number, the folder can't be made
+/// @return nothing in `socket` when that fails
+[[nodiscard]] BusListener openBusListener(uint32_t number, std::string& why);
+
+/// Connects to the process that serves a number. Nothing, errno set, when nobody does (ENOENT, ECONNREFUSED) or it
+/// didn't get round to taking the connection within `milliseconds` (EAGAIN; 0 doesn't wait).
+[[nodiscard]] Descriptor dialBus(uint32_t number, uint32_t milliseconds);
+
+/// Makes room for one packet of kMaxPacket octets in either direction.
+void makeRoomForPackets(int fd);
+
+/// Process at the other end of a connection (SO_PEERCRED), and what it may do here.
+struct BusPeer {
+    pid_t pid = 0;
+    uint32_t rights = 0;  ///< right::All for uid 0 and our own uid, right::Reading for members of `group`
+};
+[[nodiscard]] BusPeer peerOf(int fd, gid_t group);
+
+}  // namespace tn

@@ -1,0 +1,83 @@
+#include "tn/connection.h"
+
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace tn {
+
+namespace {
+
+constexpr size_t kMaxQueued = 4096;                   // packets
+constexpr size_t kMaxQueuedOctets = 32 * kMaxPacket;  // 8 MiB
+
+}  // namespace
+
+Received Connection::receive(std::span<uint8_t> buffer, bool wait, message& out) {
+    const ssize_t got = recv(fd(), buffer.data(), buffer.size(), MSG_TRUNC | (wait ? 0 : MSG_DONTWAIT));
+    if (got > 0) {
+        const auto length = static_cast<size_t>(got);  // of the whole packet, also when the buffer was too small
+        if (length > buffer.size() || !message::unflatten(buffer.first(length), out)) return Received::Bad;
+        lastPacket_ = length;
+        return Received::Packet;
+    }
+    if (got == 0) return Received::Ended;
+    if (errno == EAGAIN) return Received::Nothing;
+    if (errno == EINTR) return Received::Interrupted;
+    return errno == ECONNRESET ? Received::Unread : Received::Ended;
+}
+
+void Connection::setReceiveTimeout(uint32_t milliseconds) {
+    milliseconds = std::max(milliseconds, 1U);
+    if (milliseconds == receiveTimeout_) return;
+    const timeval limit = {.tv_sec = static_cast<time_t>(milliseconds / 1000),
+                           .tv_usec = static_cast<suseconds_t>(milliseconds % 1000) * 1000};
+    if (setsockopt(fd(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) == 0) receiveTimeout_ = milliseconds;
+}
+
+Sent Connection::send(std::span<const uint8_t> packet) {
+    if (closed()) return Sent::Gone;
+    if (packet.size() > kMaxPacket) return Sent::TooLarge;
+    for (;;) {
+        if (::send(fd(), packet.data(), packet.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >= 0) return Sent::Yes;
+        if (errno == EINTR) continue;
+        if (errno == EAGAIN || errno == ENOBUFS || errno == ENOMEM) return Sent::Blocked;
+        return errno == EMSGSIZE ? Sent::TooLarge : Sent::Gone;
+    }
+}
+
+bool Connection::queue(flat_message packet) {
+    if (out_.size() >= kMaxQueued || outOctets_ + packet.size() > kMaxQueuedOctets) return false;
+    outOctets_ += packet.size();
+    out_.push(std::move(packet));
+    return true;
+}
+
+bool Connection::queue(NoteKey key, flat_message packet, bool& merged) {
+    if (out_.size() >= kMaxQueued || outOctets_ + packet.size() > kMaxQueuedOctets) return false;
+    outOctets_ += packet.size();
+    merged = !out_.push(std::move(key), packet);
+    if (merged) outOctets_ -= packet.size();  // now the older one
+    return true;
+}
+
+Sent Connection::flush(std::vector<Handler*>& passed) {
+    while (!out_.empty()) {
+        const Sent sent = send(out_.front());
+        if (sent == Sent::Blocked || sent == Sent::Gone) return sent;
+        outOctets_ -= out_.front().size();
+        if (Handler* owner = out_.pop()) passed.push_back(owner);
+    }
+    return Sent::Yes;
+}
+
+void Connection::dropQueue(std::vector<Handler*>& dropped) {
+    while (!out_.empty()) {
+        if (Handler* owner = out_.pop()) dropped.push_back(owner);
+    }
+    outOctets_ = 0;
+}
+
+}  // namespace tn

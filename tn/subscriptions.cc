@@ -1,0 +1,162 @@
+#include "tn/subscriptions.h"
+
+#include <algorithm>
+
+#include "tn/bus.h"
+#include "tn/connection.h"
+#include "tn/log.h"
+#include "tn/looper.h"
+
+namespace tn {
+
+namespace {
+
+constexpr uint32_t kFirstDelay = 100;     // milliseconds
+constexpr uint32_t kLongestDelay = 5000;  // milliseconds
+
+}  // namespace
+
+message Subscriptions::requestOf(const Subscription& subscription, uint32_t command) {
+    message m = request(subscription.path, command);
+    if (!subscription.subscriber->path().empty()) m.insert_u32_array(field::Source, subscription.subscriber->path());
+    m.insert_u32(field::NotifyCommand, subscription.command);
+    m.insert_message(field::NotifyFilter, subscription.filter);
+    return m;
+}
+
+void Subscriptions::add(Handler& subscriber, std::span<const uint32_t> path, uint32_t command, const message& filter) {
+    if (path.empty()) return;
+    const bool known = std::ranges::any_of(list_, [&](const Subscription& s) {
+        return s.subscriber == &subscriber && std::ranges::equal(s.path, path) && s.command == command &&
+               s.filter == filter;
+    });
+    if (known) return;
+    list_.push_back({.subscriber = &subscriber,
+                     .path = {path.begin(), path.end()},
+                     .command = command,
+                     .filter = filter,
+                     .state = State::Missing,
+                     .request = 0});
+    establish(path.front());
+}
+
+void Subscriptions::remove(Handler& subscriber, std::span<const uint32_t> path, uint32_t command,
+                           const message& filter) {
+    const auto found = std::ranges::find_if(list_, [&](const Subscription& s) {
+        return s.subscriber == &subscriber && std::ranges::equal(s.path, path) && s.command == command &&
+               s.filter == filter;
+    });
+    if (found == list_.end()) return;
+    const message cancel = requestOf(*found, cmd::Unsubscribe);
+    const bool told = found->state == State::Asked || found->state == State::InForce;
+    list_.erase(found);
+    stopUnneeded();
+    if (told) bus_.looper().sendMessage(cancel);
+}
+
+void Subscriptions::establish(uint32_t number) {
+    if (bus_.servesHere(number)) {
+        for (Subscription& s : list_) {
+            if (s.path.front() == number && s.state == State::Missing) askHere(s);
+        }
+    } else if (const std::shared_ptr<Connection> connection = bus_.dial(number, 0)) {
+        connected(number, connection);
+    }
+    if (isMissing(number)) lookLater(number);
+}
+
+void Subscriptions::askHere(Subscription& subscription) {
+    if (bus_.looper().findHandler(subscription.path) == nullptr) return;
+    const bool refused = isError(bus_.dispatchLocal(requestOf(subscription, cmd::Subscribe)));
+    subscription.state = refused ? State::Refused : State::InForce;
+}
+
+void Subscriptions::connected(uint32_t number, const std::shared_ptr<Connection>& connection) {
+    for (Subscription& s : list_) {
+        if (s.path.front() == number && s.state == State::Missing) ask(s, connection);
+    }
+}
+
+void Subscriptions::ask(Subscription& subscription, const std::shared_ptr<Connection>& connection) {
+    message m = requestOf(subscription, cmd::Subscribe);
+    subscription.request = bus_.newRequestId();
+    m.insert_u32(field::RequestId, subscription.request);
+    if (bus_.sendPacket(connection, m.flatten())) subscription.state = State::Asked;
+}
+
+bool Subscriptions::takeReply(uint32_t requestId, const message& reply) {
+    const auto found = std::ranges::find_if(
+        list_, [&](const Subscription& s) { return s.state == State::Asked && s.request == requestId; });
+    if (found == list_.end()) return false;
+    const uint32_t number = found->path.front();
+    uint32_t code = 0;
+    if (!isError(reply, &code)) {
+        found->state = State::InForce;
+        stopUnneeded();
+    } else if (code == error::NoSuchHandler) {
+        found->state = State::Missing;  // the owner is still starting
+        lookLater(number);
+    } else {
+        found->state = State::Refused;  // until the owner is started again
+        serr << "bus: " << number << ": subscription refused: " << getError(reply);
+    }
+    return true;
+}
+
+bool Subscriptions::wants(const message& notification) const {
+    const std::vector<uint32_t>& source = notification.get_u32_array(field::Source);
+    const std::vector<uint32_t>& destination = notification.get_u32_array(field::Destination);
+    const uint32_t command = notification.get_u32(field::Command);
+    return std::ranges::any_of(list_, [&](const Subscription& s) {
+        return s.command == command && s.path == source && s.subscriber->path() == destination;
+    });
+}
+
+void Subscriptions::connectionLost(uint32_t number) {
+    bool any = false;
+    for (Subscription& s : list_) {
+        if (s.path.front() != number) continue;
+        s.state = State::Missing;
+        any = true;
+    }
+    if (any) lookLater(number);
+}
+
+void Subscriptions::handlerAdded() {
+    for (Subscription& s : list_) {
+        if (s.state == State::Missing && bus_.servesHere(s.path.front())) askHere(s);
+    }
+    stopUnneeded();
+}
+
+void Subscriptions::lookLater(uint32_t number) {
+    Search& search = searches_[number];
+    if (search.timer != 0) return;
+    search.delay = search.delay == 0 ? kFirstDelay : std::min(search.delay * 2, kLongestDelay);
+    search.timer = bus_.looper().addTimer(
+        [this, number] {
+            searches_[number].timer = 0;
+            establish(number);
+        },
+        search.delay);
+}
+
+bool Subscriptions::isMissing(uint32_t number) const {
+    return std::ranges::any_of(
+        list_, [&](const Subscription& s) { return s.path.front() == number && s.state == State::Missing; });
+}
+
+void Subscriptions::stopUnneeded() {
+    std::erase_if(searches_, [&](const auto& entry) {
+        if (isMissing(entry.first)) return false;
+        bus_.looper().removeTimer(entry.second.timer);
+        return true;
+    });
+}
+
+void Subscriptions::forget(const Handler& handler) {
+    std::erase_if(list_, [&](const Subscription& s) { return s.subscriber == &handler; });
+    stopUnneeded();
+}
+
+}  // namespace tn

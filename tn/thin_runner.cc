@@ -1,0 +1,287 @@
+#include "tn/thin_runner.h"
+
+#include <fcntl.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <systemd/sd-event.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <cstring>
+#include <mutex>
+#include <unordered_map>
+#include <vector>
+
+#include "tn/log.h"
+
+namespace tn {
+
+namespace {
+
+constexpr uint64_t kMicroseconds = 1000;              // in a millisecond
+constexpr uint64_t kTimerAccuracy = 1000;             // microseconds; the default of 250 ms is for housekeeping
+constexpr uint64_t kLongestWait = UINT64_MAX / 4000;  // milliseconds; what is longer would overflow when added to now
+
+// What a signal handler may touch. A handler rather than a blocked signal read by the loop: it works whichever thread
+// the kernel picks, whatever was started before run(), and children don't inherit a blocked signal.
+std::atomic<int> signalWakeUp{-1};
+volatile std::sig_atomic_t endAsked = 0;
+
+void onEndSignal(int) {
+    const int saved = errno;
+    endAsked = 1;
+    const uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = write(signalWakeUp, &one, sizeof one);
+    errno = saved;
+}
+
+/// SIGTERM and SIGINT end the loop for as long as this lives.
+class EndSignals {
+  public:
+    explicit EndSignals(int wakeUp) {
+        signalWakeUp = wakeUp;
+        struct sigaction action = {};
+        action.sa_handler = onEndSignal;
+        action.sa_flags = SA_RESTART;
+        sigaction(SIGTERM, &action, &oldTerm_);
+        sigaction(SIGINT, &action, &oldInt_);
+    }
+    ~EndSignals() {
+        sigaction(SIGTERM, &oldTerm_, nullptr);
+        sigaction(SIGINT, &oldInt_, nullptr);
+        signalWakeUp = -1;
+    }
+    EndSignals(const EndSignals&) = delete;
+    EndSignals& operator=(const EndSignals&) = delete;
+
+  private:
+    struct sigaction oldTerm_ = {};
+    struct sigaction oldInt_ = {};
+};
+
+}  // namespace
+
+struct ThinRunner::Impl {
+    struct Entry {
+        explicit Entry(Impl* impl) : owner(impl) {}
+        ~Entry() { sd_event_source_disable_unref(source); }
+        Entry(const Entry&) = delete;
+        Entry& operator=(const Entry&) = delete;
+
+        Impl* owner;
+        sd_event_source* source = nullptr;
+        TimerId id = 0;
+        SocketCallback onSocket;
+        TimerCallback onTimer;
+    };
+    using EntryPtr = std::unique_ptr<Entry>;
+
+    explicit Impl(ThinRunner* runner);
+    ~Impl();
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
+
+    void retire(EntryPtr entry);
+    void runDeferred();
+    void runPosted();
+    bool round(uint64_t microseconds);
+
+    static int socketReady(sd_event_source* source, int fd, uint32_t events, void* data);
+    static int timerFired(sd_event_source* source, uint64_t now, void* data);
+    static int deferredReady(sd_event_source* source, void* data);
+    static int wokenUp(sd_event_source* source, int fd, uint32_t events, void* data);
+
+    ThinRunner* self;
+    sd_event* event = nullptr;
+    sd_event_source* deferSource = nullptr;
+    sd_event_source* wakeSource = nullptr;
+    int wakeUp = -1;
+
+    std::unordered_map<int, EntryPtr> sockets;
+    std::unordered_map<TimerId, EntryPtr> timers;
+    TimerId lastTimer = 0;
+    std::vector<TimerCallback> deferred;
+
+    // A callback that removes its own entry is still running in it: entries removed meanwhile live to the round's end.
+    std::vector<EntryPtr> retired;
+    bool inRound = false;
+    bool stopping = false;
+
+    std::mutex postedLock;
+    std::vector<TimerCallback> posted;
+};
+
+ThinRunner::Impl::Impl(ThinRunner* runner) : self(runner) {
+    wakeUp = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    int result = sd_event_new(&event);
+    if (result >= 0) result = sd_event_add_defer(event, &deferSource, deferredReady, this);
+    if (result >= 0) result = sd_event_source_set_enabled(deferSource, SD_EVENT_OFF);
+    if (result >= 0) result = sd_event_add_io(event, &wakeSource, wakeUp, EPOLLIN, wokenUp, this);
+    if (result < 0) serr << "loop: can't be made: " << strerror(-result);
+}
+
+ThinRunner::Impl::~Impl() {
+    sockets.clear();
+    timers.clear();
+    retired.clear();
+    sd_event_source_disable_unref(wakeSource);
+    sd_event_source_disable_unref(deferSource);
+    sd_event_unref(event);
+    if (wakeUp >= 0) close(wakeUp);
+}
+
+void ThinRunner::Impl::retire(EntryPtr entry) {
+    if (!inRound) return;
+    entry->source = sd_event_source_disable_unref(entry->source);
+    retired.push_back(std::move(entry));
+}
+
+void ThinRunner::Impl::runDeferred() {
+    std::vector<TimerCallback> due;
+    due.swap(deferred);
+    for (TimerCallback& callback : due) callback();
+    // What the callbacks deferred has enabled the source again; sockets get their turn in between.
+}
+
+void ThinRunner::Impl::runPosted() {
+    uint64_t count = 0;
+    [[maybe_unused]] const ssize_t got = read(wakeUp, &count, sizeof count);
+    std::vector<TimerCallback> due;
+    {
+        const std::lock_guard lock(postedLock);
+        due.swap(posted);
+    }
+    for (TimerCallback& callback : due) callback();
+    if (endAsked != 0) {
+        endAsked = 0;
+        self->shutdown();
+    }
+}
+
+bool ThinRunner::Impl::round(uint64_t microseconds) {
+    inRound = true;
+    const int result = sd_event_run(event, microseconds);
+    inRound = false;
+    retired.clear();
+    if (result < 0 && result != -EINTR) {
+        serr << "loop: failed: " << strerror(-result);
+        stopping = true;
+    }
+    return result > 0;
+}
+
+int ThinRunner::Impl::socketReady(sd_event_source*, int fd, uint32_t events, void* data) {
+    static_cast<Entry*>(data)->onSocket(fd, events);
+    return 0;
+}
+
+int ThinRunner::Impl::timerFired(sd_event_source*, uint64_t, void* data) {
+    auto* entry = static_cast<Entry*>(data);
+    Impl* impl = entry->owner;
+    const auto found = impl->timers.find(entry->id);
+    EntryPtr fired = std::move(found->second);
+    impl->timers.erase(found);
+    fired->onTimer();
+    impl->retire(std::move(fired));
+    return 0;
+}
+
+int ThinRunner::Impl::deferredReady(sd_event_source*, void* data) {
+    static_cast<Impl*>(data)->runDeferred();
+    return 0;
+}
+
+int ThinRunner::Impl::wokenUp(sd_event_source*, int, uint32_t, void* data) {
+    static_cast<Impl*>(data)->runPosted();
+    return 0;
+}
+
+ThinRunner::ThinRunner() : impl_(std::make_unique<Impl>(this)) {}
+ThinRunner::~ThinRunner() = default;
+
+bool ThinRunner::addSocket(int fd, SocketCallback callback, unsigned events) {
+    removeSocket(fd);
+    auto entry = std::make_unique<Impl::Entry>(impl_.get());
+    entry->onSocket = std::move(callback);
+    const int result = sd_event_add_io(impl_->event, &entry->source, fd, events, Impl::socketReady, entry.get());
+    if (result < 0) {
+        serr << "loop: socket " << fd << ": " << strerror(-result);
+        return false;
+    }
+    impl_->sockets.emplace(fd, std::move(entry));
+    return true;
+}
+
+void ThinRunner::removeSocket(int fd) {
+    const auto found = impl_->sockets.find(fd);
+    if (found == impl_->sockets.end()) return;
+    Impl::EntryPtr entry = std::move(found->second);
+    impl_->sockets.erase(found);
+    impl_->retire(std::move(entry));
+}
+
+ThinRunner::TimerId ThinRunner::addTimer(TimerCallback callback, uint64_t milliseconds) {
+    auto entry = std::make_unique<Impl::Entry>(impl_.get());
+    entry->id = ++impl_->lastTimer;
+    entry->onTimer = std::move(callback);
+    const uint64_t microseconds = std::min(milliseconds, kLongestWait) * kMicroseconds;
+    const int result = sd_event_add_time_relative(impl_->event, &entry->source, CLOCK_MONOTONIC, microseconds,
+                                                  kTimerAccuracy, Impl::timerFired, entry.get());
+    if (result < 0) serr << "loop: timer: " << strerror(-result);
+    const TimerId id = entry->id;
+    impl_->timers.emplace(id, std::move(entry));
+    return id;
+}
+
+void ThinRunner::removeTimer(TimerId id) {
+    const auto found = impl_->timers.find(id);
+    if (found == impl_->timers.end()) return;
+    Impl::EntryPtr entry = std::move(found->second);
+    impl_->timers.erase(found);
+    impl_->retire(std::move(entry));
+}
+
+void ThinRunner::defer(TimerCallback callback) {
+    if (impl_->deferred.empty()) sd_event_source_set_enabled(impl_->deferSource, SD_EVENT_ONESHOT);
+    impl_->deferred.push_back(std::move(callback));
+}
+
+void ThinRunner::post(TimerCallback callback) {
+    {
+        const std::lock_guard lock(impl_->postedLock);
+        impl_->posted.push_back(std::move(callback));
+    }
+    const uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = write(impl_->wakeUp, &one, sizeof one);
+}
+
+uint64_t ThinRunner::sleepTime() const {
+    uint64_t next = UINT64_MAX;
+    for (const auto& [id, entry] : impl_->timers) {
+        uint64_t due = 0;
+        if (sd_event_source_get_time(entry->source, &due) >= 0) next = std::min(next, due);
+    }
+    if (next == UINT64_MAX) return UINT64_MAX;
+    timespec clock = {};
+    clock_gettime(CLOCK_MONOTONIC, &clock);
+    const auto now = static_cast<uint64_t>(clock.tv_sec) * 1'000'000 + static_cast<uint64_t>(clock.tv_nsec) / 1000;
+    return next <= now ? 0 : (next - now + kMicroseconds - 1) / kMicroseconds;
+}
+
+void ThinRunner::shutdown() { impl_->stopping = true; }
+
+int ThinRunner::run() {
+    const EndSignals signals(impl_->wakeUp);
+    sd_event_set_watchdog(impl_->event, 1);  // does nothing unless the service manager asked for it
+    while (!impl_->stopping) impl_->round(UINT64_MAX);
+    impl_->stopping = false;
+    return 0;
+}
+
+bool ThinRunner::runOnce(uint64_t milliseconds) {
+    return impl_->round(std::min(milliseconds, kLongestWait) * kMicroseconds);
+}
+
+}  // namespace tn
