@@ -210,7 +210,7 @@ void Store::Impl::giveUp(const std::string& reason) {
     usable = false;
     if (db) sqlite3_db_config(db.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     lastError = "store: " + file + ": " + reason;
-    serr << lastError << "; it is left as it is";
+    serr << "store: " << file << ": " << reason << "; it is left as it is";
 }
 
 /// Keeps SQLite's reason for the caller. @return false

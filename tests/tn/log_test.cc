@@ -1,0 +1,126 @@
+#include "tn/log.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <ostream>
+
+#include "tn/sources.h"
+
+namespace tn {
+namespace {
+
+class HandSetClock : public Sources {
+  public:
+    uint64_t bootNanoseconds() override { return seconds * 1'000'000'000; }
+    uint64_t seconds = 1000;
+};
+
+class LogTest : public testing::Test {
+  protected:
+    LogTest() {
+        setSources(&clock);
+        setLogTarget(LogTarget::Stderr);
+    }
+    ~LogTest() override {
+        setLogTarget(LogTarget::Syslog);
+        setSources(nullptr);
+    }
+
+    template <class F>
+    static std::string written(F f) {
+        testing::internal::CaptureStderr();
+        f();
+        return testing::internal::GetCapturedStderr();
+    }
+    static size_t lines(const std::string& text) {
+        return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+    }
+    static std::string storm(const lstream& stream, const char* cause, int lines) {
+        return written([&] {
+            for (int i = 0; i < lines; ++i) stream << cause << i;
+        });
+    }
+
+    HandSetClock clock;
+    lstream log{20};
+};
+
+TEST_F(LogTest, StatementIsALineWithItsTopic) {
+    EXPECT_EQ(written([&] {
+                  log << "packet from: "
+                      << "192.0.2.1"
+                      << " version: " << 3;
+              }),
+              "[20] packet from: 192.0.2.1 version: 3\n");
+    EXPECT_EQ(written([&] { serr << "cannot start"; }), "cannot start\n");
+}
+
+TEST_F(LogTest, TargetNoneSilencesStandardErrorToo) {
+    setLogTarget(LogTarget::None);
+    EXPECT_EQ(written([&] { log << "none one", serr << "none two"; }), "");
+}
+
+/// Counts how often it is written.
+struct Counted {
+    int* written;
+    friend std::ostream& operator<<(std::ostream& out, const Counted& c) { return ++*c.written, out << "counted"; }
+};
+
+TEST_F(LogTest, MutedStreamFormatsNothing) {
+    int formatted = 0;
+    lstream debug{20, 5};
+    EXPECT_TRUE(debug.isMuted());
+    EXPECT_EQ(written([&] { debug << Counted{&formatted} << Counted{&formatted}; }), "");
+    EXPECT_EQ(formatted, 0);
+    debug.mute(false);
+    EXPECT_EQ(written([&] { debug << Counted{&formatted}; }), "[20] counted\n");
+}
+
+TEST_F(LogTest, NobodyWritesALineOfHisOwn) {
+    const struct {
+        std::string_view raw, shown;
+    } cases[] = {
+        {"two\nlines\ttab", "two\\nlines\\ttab"},
+        {std::string_view("nul\0esc\x1b[2J", 11), "nul\\x00esc\\x1b[2J"},
+        {"back\\slash", "back\\\\slash"},
+        {"gr\xc3\xbc\xc3\x9f \xe2\x82\xac", "gr\xc3\xbc\xc3\x9f \xe2\x82\xac"},
+        {"cut \xe2\x82", "cut \\xe2\\x82"},
+        {"overlong \xc0\xaf", "overlong \\xc0\\xaf"},
+        {"surrogate \xed\xa0\x80", "surrogate \\xed\\xa0\\x80"},
+        {"C1 \xc2\x9b", "C1 \\xc2\\x9b"},
+        {"override \xe2\x80\xae", "override \\xe2\\x80\\xae"},
+    };
+    for (const auto& [raw, shown] : cases) {
+        EXPECT_EQ(escaped(raw), shown);
+        EXPECT_EQ(written([&, text = raw] { log << "name: " << text; }), "[20] name: " + std::string(shown) + "\n");
+    }
+}
+
+TEST_F(LogTest, OneCauseIsBoundedAndSaysHowMuchIsMissing) {
+    EXPECT_EQ(lines(storm(log, "storm: ", 1000)), 256U);
+    EXPECT_EQ(written([&] { log << "another cause"; }), "[20] another cause\n") << "other causes aren't held back";
+
+    clock.seconds += 1;
+    EXPECT_EQ(written([&] { log << "third cause"; }),
+              "[20] 744 lines left out that begin with: storm: \n[20] third cause\n")
+        << "the account comes with the next line of any cause";
+    clock.seconds += 10;
+    EXPECT_EQ(lines(storm(log, "storm: ", 100)), 10U) << "one a second";
+    clock.seconds += 1000;
+    EXPECT_EQ(lines(storm(log, "storm: ", 1000)), 256U) << "90 are accounted for in one line, then 255 more";
+}
+
+TEST_F(LogTest, CausesBeyondTheTableShareOneBucket) {
+    const lstream stream{21};
+    const std::string text = written([&] {
+        for (int i = 0; i < 5000; ++i) stream << "cause " + std::to_string(i);
+    });
+    EXPECT_LT(lines(text), 600U);
+    EXPECT_GT(lines(text), 255U);
+    clock.seconds += 10'000;  // leaves the table as other tests want it
+    written([&] { stream << "cause"; });
+}
+
+}  // namespace
+}  // namespace tn
