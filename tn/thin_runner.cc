@@ -90,12 +90,10 @@ struct ThinRunner::Impl {
 
     static int socketReady(sd_event_source* source, int fd, uint32_t events, void* data);
     static int timerFired(sd_event_source* source, uint64_t now, void* data);
-    static int deferredReady(sd_event_source* source, void* data);
     static int wokenUp(sd_event_source* source, int fd, uint32_t events, void* data);
 
     ThinRunner* self;
     sd_event* event = nullptr;
-    sd_event_source* deferSource = nullptr;
     sd_event_source* wakeSource = nullptr;
     int wakeUp = -1;
 
@@ -116,8 +114,6 @@ struct ThinRunner::Impl {
 ThinRunner::Impl::Impl(ThinRunner* runner) : self(runner) {
     wakeUp = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     int result = sd_event_new(&event);
-    if (result >= 0) result = sd_event_add_defer(event, &deferSource, deferredReady, this);
-    if (result >= 0) result = sd_event_source_set_enabled(deferSource, SD_EVENT_OFF);
     if (result >= 0) result = sd_event_add_io(event, &wakeSource, wakeUp, EPOLLIN, wokenUp, this);
     if (result < 0) serr << "loop: can't be made: " << strerror(-result);
 }
@@ -127,7 +123,6 @@ ThinRunner::Impl::~Impl() {
     timers.clear();
     retired.clear();
     sd_event_source_disable_unref(wakeSource);
-    sd_event_source_disable_unref(deferSource);
     sd_event_unref(event);
     if (wakeUp >= 0) close(wakeUp);
 }
@@ -142,7 +137,6 @@ void ThinRunner::Impl::runDeferred() {
     std::vector<TimerCallback> due;
     due.swap(deferred);
     for (TimerCallback& callback : due) callback();
-    // What the callbacks deferred has enabled the source again; sockets get their turn in between.
 }
 
 void ThinRunner::Impl::runPosted() {
@@ -160,16 +154,20 @@ void ThinRunner::Impl::runPosted() {
     }
 }
 
+// One batch of deferred callbacks, then one of sd-event's: neither side can starve the other, whereas a defer source of
+// sd-event that is enabled again and again stays the oldest one pending.
 bool ThinRunner::Impl::round(uint64_t microseconds) {
     inRound = true;
-    const int result = sd_event_run(event, microseconds);
+    const bool ran = !deferred.empty();
+    runDeferred();
+    const int result = stopping ? 0 : sd_event_run(event, ran || !deferred.empty() ? 0 : microseconds);
     inRound = false;
     retired.clear();
     if (result < 0 && result != -EINTR) {
         serr << "loop: failed: " << strerror(-result);
         stopping = true;
     }
-    return result > 0;
+    return ran || result > 0;
 }
 
 int ThinRunner::Impl::socketReady(sd_event_source*, int fd, uint32_t events, void* data) {
@@ -185,11 +183,6 @@ int ThinRunner::Impl::timerFired(sd_event_source*, uint64_t, void* data) {
     impl->timers.erase(found);
     fired->onTimer();
     impl->retire(std::move(fired));
-    return 0;
-}
-
-int ThinRunner::Impl::deferredReady(sd_event_source*, void* data) {
-    static_cast<Impl*>(data)->runDeferred();
     return 0;
 }
 
@@ -243,10 +236,7 @@ void ThinRunner::removeTimer(TimerId id) {
     impl_->retire(std::move(entry));
 }
 
-void ThinRunner::defer(TimerCallback callback) {
-    if (impl_->deferred.empty()) sd_event_source_set_enabled(impl_->deferSource, SD_EVENT_ONESHOT);
-    impl_->deferred.push_back(std::move(callback));
-}
+void ThinRunner::defer(TimerCallback callback) { impl_->deferred.push_back(std::move(callback)); }
 
 void ThinRunner::post(TimerCallback callback) {
     {

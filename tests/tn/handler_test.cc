@@ -1,0 +1,265 @@
+#include "tn/handler.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "temp_root.h"
+#include "tn/looper.h"
+
+namespace tn {
+namespace {
+
+/// Tells which hook a message reached.
+class Recorder : public Handler {
+  public:
+    message cmdSet(const message&) override { return said("set"); }
+    message cmdReset(const message&) override { return said("reset"); }
+    message cmdSetObj(const message&) override { return said("set-obj"); }
+    message cmdGetAll(const message&) override { return said("get-all"); }
+    message cmdAddObj(const message&) override { return said("add"); }
+    message cmdRemoveObj(const message&) override { return said("remove"); }
+    message cmdMoveObj(const message&) override { return said("move"); }
+    message cmdUnknown(const message&, uint32_t command) override { return said("unknown " + std::to_string(command)); }
+    message getObject(uint32_t id) override { return said("object " + std::to_string(id)); }
+    uint32_t getObjectCount() override { return 7; }
+    void loadPermData() override { ++loads; }
+    void savePermData() override { ++saves; }
+    void subscribed(uint32_t notification, const message&) override { subscriptions.push_back(notification); }
+    void unsubscribed(uint32_t notification, const message&) override {
+        subscriptions.erase(std::ranges::find(subscriptions, notification));
+    }
+    bool shouldNotify(const message& filter, const message& notification) override {
+        return !filter.has(u32_id(1)) || filter.get_u32(1) == notification.get_u32(1);
+    }
+    void notifiesSent() override { ++sent; }
+
+    message said(const std::string& what) {
+        message reply;
+        reply.insert_string(1, what);
+        return reply;
+    }
+
+    int loads = 0;
+    int saves = 0;
+    int sent = 0;
+    std::vector<uint32_t> subscriptions;
+};
+
+/// Keeps what comes with command 0x10004.
+class Listener : public Handler {
+  public:
+    message cmdUnknown(const message& m, uint32_t command) override {
+        if (command == 0x10004) got.push_back(m.get_u32(1));
+        last = m;
+        return {};
+    }
+    std::vector<uint32_t> got;
+    message last;
+};
+
+uint32_t errorOf(const message& reply) {
+    uint32_t code = 0;
+    isError(reply, &code);
+    return code;
+}
+
+class HandlerTest : public testing::Test {
+  protected:
+    HandlerTest() { looper_.addHandler(kPath, &recorder_); }
+    message ask(uint32_t command, uint32_t rights = right::All) {
+        return looper_.dispatchMessage(request(kPath, command), rights);
+    }
+    void settle() {
+        for (int i = 0; i < 10; ++i) looper_.runOnce(0);
+    }
+
+    static constexpr uint32_t kPath[] = {24, 2};
+    TempRoot root_;
+    Looper looper_{{24}};
+    Recorder recorder_;
+};
+
+TEST_F(HandlerTest, EachCommandReachesItsHook) {
+    const std::vector<std::pair<uint32_t, std::string>> hooks = {
+        {cmd::Get, "object 4294967295"}, {cmd::Set, "set"},        {cmd::Reset, "reset"},
+        {cmd::SetObj, "set-obj"},        {cmd::GetAll, "get-all"}, {cmd::AddObj, "add"},
+        {cmd::RemoveObj, "remove"},      {cmd::MoveObj, "move"},   {0x10004, "unknown 65540"},
+    };
+    for (const auto& [command, hook] : hooks) EXPECT_EQ(ask(command).get_string(1), hook);
+    EXPECT_EQ(ask(cmd::GetCount).get_u32(field::Count), 7U);
+    message one = request(kPath, cmd::GetObj);
+    one.insert_u32(field::ObjectId, 5);
+    EXPECT_EQ(looper_.exchangeMessage(one).get_string(1), "object 5");
+}
+
+TEST_F(HandlerTest, DefaultsRefuseInWords) {
+    Handler plain;
+    looper_.addHandler(9, &plain);
+    const std::vector<std::pair<uint32_t, uint32_t>> errors = {
+        {cmd::Get, error::NotFound},         {cmd::Set, error::NoSuchCommand}, {cmd::GetAll, error::NoSuchCommand},
+        {cmd::AddObj, error::NoSuchCommand}, {12345, error::NoSuchCommand},
+    };
+    for (const auto& [command, code] : errors) {
+        const message reply = plain.exchangeCmd(request(plain.path(), 0), command);
+        EXPECT_EQ(errorOf(reply), code) << command;
+        EXPECT_FALSE(getError(reply).empty());
+    }
+    const uint32_t below[] = {24, 9, 1};
+    const uint32_t elsewhere[] = {24, 77};
+    EXPECT_EQ(errorOf(looper_.exchangeMessage(request(below, cmd::Get))), error::NoSuchHandler);
+    EXPECT_EQ(errorOf(looper_.exchangeMessage(request(elsewhere, cmd::Get))), error::NoSuchHandler);
+    EXPECT_EQ(errorOf(looper_.exchangeMessage(message())), error::NoSuchHandler);
+    EXPECT_FALSE(plain.sendCmd(request(elsewhere, 0), 3));
+    EXPECT_TRUE(plain.sendCmd(request(kPath, 0), 3));
+}
+
+TEST_F(HandlerTest, PolicyNamesTheRightsOfWhichOneIsNeeded) {
+    // Without a policy: reading needs Read or Write, the rest Write.
+    EXPECT_EQ(errorOf(ask(cmd::Get, right::Reading)), 0U);
+    EXPECT_EQ(errorOf(ask(cmd::Get, right::Monitor)), error::NotPermitted);
+    EXPECT_EQ(errorOf(ask(cmd::Set, right::Reading)), error::NotPermitted);
+    EXPECT_EQ(errorOf(ask(0x10004, right::Reading)), error::NotPermitted);
+    EXPECT_EQ(errorOf(ask(cmd::Set, right::Write)), 0U);
+    EXPECT_EQ(errorOf(ask(cmd::Get, 0)), error::NotPermitted);
+
+    recorder_.policySet().add_policy(cmd::GetAll, right::Write);
+    recorder_.policySet().add_policy(1, right::Monitor | right::Write);
+    EXPECT_EQ(errorOf(ask(cmd::GetAll, right::Reading)), error::NotPermitted);
+    EXPECT_EQ(ask(1, right::Reading).get_string(1), "unknown 1");
+    EXPECT_EQ(ask(cmd::GetPolicies).get_u32(cmd::GetAll), right::Write);
+
+    // Rights are checked before a path below a handler is looked at.
+    const uint32_t below[] = {24, 2, 3};
+    EXPECT_EQ(errorOf(looper_.dispatchMessage(request(below, cmd::Set), right::Reading)), error::NotPermitted);
+}
+
+TEST_F(HandlerTest, RequestsCarryTheSendersPathOverWhateverTheyHeld) {
+    Listener listener;
+    looper_.addHandler(3, &listener);
+    message m = request(listener.path(), 0);
+    m.insert_u32_array(field::Source, {99});
+    recorder_.exchangeCmd(m, 5);
+    EXPECT_EQ(listener.last.get_u32_array(field::Source), recorder_.path());
+    EXPECT_EQ(listener.last.get_u32(field::Command), 5U);
+}
+
+TEST_F(HandlerTest, NotificationsPassTheFilterAndComeFromTheLoop) {
+    Listener all;
+    Listener some;
+    looper_.addHandler(3, &all);
+    looper_.addHandler(4, &some);
+    message filter;
+    filter.insert_u32(1, 2);
+    all.subscribe(kPath, 0x10004, {});
+    some.subscribe(kPath, 0x10004, filter);
+    some.subscribe(kPath, cmd::Changed, {});
+    EXPECT_EQ(recorder_.subscriptions.size(), 3U);
+
+    for (uint32_t i = 1; i <= 3; ++i) {
+        message m;
+        m.insert_u32(1, i);
+        recorder_.notify(0x10004, m);
+    }
+    EXPECT_TRUE(all.got.empty()) << "a notification ran inside the notifier";
+    settle();
+    EXPECT_EQ(all.got, (std::vector<uint32_t>{1, 2, 3}));
+    EXPECT_EQ(some.got, (std::vector<uint32_t>{2}));
+    EXPECT_EQ(some.last.get_u32_array(field::Source), recorder_.path());
+    EXPECT_EQ(recorder_.sent, 1);
+
+    recorder_.notifyChange(kNoId, {});
+    recorder_.notifyChange(5, {});
+    settle();
+    EXPECT_EQ(some.last.get_u32(field::Command), cmd::Changed);
+    EXPECT_EQ(some.last.get_u32(field::ObjectId), 5U);
+
+    some.unsubscribe(kPath, 0x10004, filter);
+    some.unsubscribe(kPath, cmd::Changed, {});
+    EXPECT_EQ(recorder_.subscriptions, (std::vector<uint32_t>{0x10004}));
+    message again;
+    again.insert_u32(1, 2);
+    recorder_.notify(0x10004, again);
+    settle();
+    EXPECT_EQ(some.got.size(), 1U);
+    EXPECT_EQ(all.got.size(), 4U);
+}
+
+TEST_F(HandlerTest, FloodOfNotificationsIsMergedToTheLatestStateOfEachObject) {
+    Listener listener;
+    looper_.addHandler(3, &listener);
+    listener.subscribe(kPath, 0x10004, {});
+    for (uint32_t i = 0; i < 10'000; ++i) {
+        message m;
+        m.insert_u32(field::ObjectId, i % 10);
+        m.insert_u32(1, i);
+        recorder_.notify(0x10004, m);
+    }
+    settle();
+    ASSERT_LE(listener.got.size(), 300U);
+    const std::vector<uint32_t> last(listener.got.end() - 10, listener.got.end());
+    for (const uint32_t state : last) EXPECT_GE(state, 9'990U);
+    EXPECT_EQ(recorder_.sent, 1);
+}
+
+TEST_F(HandlerTest, SubscriptionWaitsForAHandlerThatComesLater) {
+    Listener listener;
+    looper_.addHandler(3, &listener);
+    const uint32_t later[] = {20, 0};
+    listener.subscribe(later, 0x10004, {});
+    Recorder owner;
+    looper_.addHandler(later, &owner);
+    EXPECT_EQ(owner.subscriptions.size(), 1U);
+    EXPECT_FALSE(looper_.canLeave());
+    EXPECT_EQ(looper_.sleepTime(), UINT64_MAX) << "still looking for an owner that is there";
+}
+
+TEST_F(HandlerTest, DestroyedHandlerIsForgottenEverywhere) {
+    {
+        Listener listener;
+        Recorder owner;
+        looper_.addHandler(3, &listener);
+        looper_.addHandler(4, &owner);
+        listener.subscribe(owner.path(), 0x10004, {});
+        owner.notify(0x10004, {});
+    }
+    settle();
+    const uint32_t gone[] = {24, 3};
+    EXPECT_EQ(errorOf(looper_.exchangeMessage(request(gone, cmd::Get))), error::NoSuchHandler);
+    EXPECT_TRUE(looper_.canLeave());
+}
+
+TEST_F(HandlerTest, UndoRecordHoldsBothRequestsAndIsNotMadeForAnUndo) {
+    struct Supervisor : Handler {
+        message cmdUnknown(const message& m, uint32_t command) override {
+            if (command == cmd::RecordUndo) records.push_back(m);
+            return {};
+        }
+        std::vector<message> records;
+    } supervisor;
+    const uint32_t one[] = {number::Supervisor};
+    looper_.addHandler(one, &supervisor);
+    message changed;
+    changed.insert_u32(1, 2);
+    message old = request(kPath, cmd::Set);
+    recorder_.sendUndo(changed, old, "changed it");
+    ASSERT_EQ(supervisor.records.size(), 1U);
+    EXPECT_EQ(supervisor.records[0].get_message(undo::Old), old);
+    EXPECT_EQ(supervisor.records[0].get_message(undo::New), changed);
+    changed.insert_bool(field::NoUndo, true);
+    recorder_.sendUndo(changed, old, "changed it");
+    EXPECT_EQ(supervisor.records.size(), 1U);
+}
+
+TEST_F(HandlerTest, RunLoadsAndSavesEachHandlerOnce) {
+    EXPECT_EQ(recorder_.loads, 1);
+    looper_.defer([&] { ask(cmd::Get); });
+    looper_.defer([&] { looper_.exchangeMessage(request(looper_.path(), cmd::Shutdown)); });
+    EXPECT_EQ(looper_.run(), 0);
+    EXPECT_EQ(recorder_.saves, 1);
+}
+
+}  // namespace
+}  // namespace tn

@@ -1,0 +1,154 @@
+#include "tn/thin_runner.h"
+
+#include <gtest/gtest.h>
+#include <sys/epoll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <string>
+#include <thread>
+
+namespace tn {
+namespace {
+
+class ThinRunnerTest : public testing::Test {
+  protected:
+    void SetUp() override { ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends_), 0); }
+    void TearDown() override {
+        runner_.removeSocket(ends_[0]);
+        close(ends_[0]);
+        close(ends_[1]);
+    }
+    void poke() { ASSERT_EQ(write(ends_[1], "x", 1), 1); }
+    /// Runs rounds until the condition holds; false when it doesn't within 5 s.
+    template <class Condition>
+    bool runUntil(Condition condition) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        while (!condition() && std::chrono::steady_clock::now() < end) runner_.runOnce(20);
+        return condition();
+    }
+
+    ThinRunner runner_;
+    int ends_[2] = {};
+};
+
+TEST_F(ThinRunnerTest, CallbackMayRemoveItselfOthersAndPutNewOnesInPlace) {
+    int other[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, other), 0);
+    ASSERT_EQ(write(other[1], "x", 1), 1);
+    poke();
+    // Both are ready in the same round; the first to run removes both and itself, so the second must not run.
+    int calls = 0;
+    const std::string witness = "the callback's own captures outlive its removal";
+    const auto callback = [&, witness](int, unsigned) {
+        ++calls;
+        runner_.removeSocket(ends_[0]);
+        runner_.removeSocket(other[0]);
+        EXPECT_EQ(witness.size(), 47U);
+    };
+    ASSERT_TRUE(runner_.addSocket(ends_[0], callback, EPOLLIN));
+    ASSERT_TRUE(runner_.addSocket(other[0], callback, EPOLLIN));
+    for (int i = 0; i < 5; ++i) runner_.runOnce(0);
+    EXPECT_EQ(calls, 1);
+
+    int replaced = 0;
+    ASSERT_TRUE(runner_.addSocket(
+        ends_[0],
+        [&](int fd, unsigned) {
+            runner_.addSocket(
+                fd, [&](int, unsigned) { ++replaced; }, EPOLLIN);
+        },
+        EPOLLIN));
+    EXPECT_TRUE(runUntil([&] { return replaced > 0; }));
+    close(other[0]);
+    close(other[1]);
+}
+
+TEST_F(ThinRunnerTest, RefusedDescriptorIsReportedNotFatal) {
+    EXPECT_FALSE(runner_.addSocket(
+        -1, [](int, unsigned) {}, EPOLLIN));
+    const int null = dup(STDOUT_FILENO);
+    close(null);
+    EXPECT_FALSE(runner_.addSocket(
+        null, [](int, unsigned) {}, EPOLLIN));
+    runner_.removeSocket(null);
+}
+
+TEST_F(ThinRunnerTest, TimersFireOnceInOrderAndCanBeRemovedFromCallbacks) {
+    std::string order;
+    EXPECT_EQ(runner_.sleepTime(), UINT64_MAX);
+    const ThinRunner::TimerId removed = runner_.addTimer([&] { order += 'x'; }, 30);
+    runner_.addTimer([&] { order += 'b'; }, 20);
+    runner_.addTimer(
+        [&] {
+            order += 'a';
+            runner_.removeTimer(removed);
+        },
+        5);
+    EXPECT_NE(removed, 0U);
+    EXPECT_LE(runner_.sleepTime(), 5U);
+    EXPECT_TRUE(runUntil([&] { return order == "ab"; }));
+    runner_.removeTimer(removed);
+    bool last = false;
+    runner_.addTimer([&] { last = true; }, 40);
+    EXPECT_TRUE(runUntil([&] { return last; }));
+    EXPECT_EQ(order, "ab");
+
+    runner_.addTimer([] { FAIL() << "a timer of ages fired at once"; }, UINT64_MAX);
+    EXPECT_FALSE(runner_.runOnce(5));
+}
+
+TEST_F(ThinRunnerTest, DeferredRunBeforeWaitingAndDoNotStarveSockets) {
+    bool socketSeen = false;
+    poke();
+    ASSERT_TRUE(runner_.addSocket(
+        ends_[0], [&](int, unsigned) { socketSeen = true; }, EPOLLIN));
+    std::function<void()> again = [&] { runner_.defer(again); };
+    runner_.defer(again);
+    EXPECT_TRUE(runUntil([&] { return socketSeen; }));
+}
+
+TEST_F(ThinRunnerTest, PostedFromThreadsRunOnTheLoopsThread) {
+    const auto loop = std::this_thread::get_id();
+    int ran = 0;
+    std::thread helper([&] {
+        for (int i = 0; i < 1000; ++i) {
+            runner_.post([&] {
+                EXPECT_EQ(std::this_thread::get_id(), loop);
+                if (++ran == 1000) runner_.shutdown();
+            });
+        }
+    });
+    EXPECT_EQ(runner_.run(), 0);
+    helper.join();
+    EXPECT_EQ(ran, 1000);
+}
+
+TEST_F(ThinRunnerTest, SignalsEndTheLoopWhicheverThreadTakesThem) {
+    for (const int number : {SIGTERM, SIGINT}) {
+        runner_.defer([number] { std::thread([number] { raise(number); }).join(); });
+        EXPECT_EQ(runner_.run(), 0);
+    }
+}
+
+TEST_F(ThinRunnerTest, ShutdownBeforeRunReturnsAtOnceAndOnlyOnce) {
+    runner_.shutdown();
+    EXPECT_EQ(runner_.run(), 0);
+    runner_.addTimer([&] { runner_.shutdown(); }, 1);
+    EXPECT_EQ(runner_.run(), 0);
+}
+
+TEST_F(ThinRunnerTest, IdleLoopDoesNotWakeUp) {
+    rusage before = {};
+    rusage after = {};
+    getrusage(RUSAGE_THREAD, &before);
+    EXPECT_FALSE(runner_.runOnce(300));
+    getrusage(RUSAGE_THREAD, &after);
+    EXPECT_LE(after.ru_nvcsw - before.ru_nvcsw, 3);
+}
+
+}  // namespace
+}  // namespace tn
