@@ -1,9 +1,11 @@
 #include "tnctl/client.h"
 
 #include <iterator>
+#include <string>
 #include <utility>
 
 #include "tn/looper.h"
+#include "tn/paths.h"
 #include "tnctl/failure.h"
 
 namespace tnctl {
@@ -12,8 +14,11 @@ namespace field = tn::field;
 
 tn::message Client::exchange(tn::message request) const {
     tn::message reply = tn::getLooper()->exchangeMessage(std::move(request), timeoutMs_);
-    if (tn::isError(reply)) throw Failure(kFailed, tn::getError(reply));
-    return reply;
+    uint32_t code = 0;
+    std::string text;
+    if (!tn::isError(reply, &code, &text)) return reply;
+    if (code == tn::error::Unreachable) text += " (looked in " + tn::busFolder() + ", see --root)";
+    throw Failure(kFailed, text);
 }
 
 tn::message Client::ask(const Path& path, uint32_t command, tn::message fields) const {

@@ -51,6 +51,9 @@ std::string timeOfDay() {
     return {text, std::strftime(text, sizeof text, "%H:%M:%S", &local)};
 }
 
+// Where notifications come in: 0 is no process's number, and connections tell clients apart.
+const Path kOwnPath{0, 1};
+
 class Watcher : public tn::Handler {
   public:
     Watcher(const Session& session, Secrets secrets) : session_(session), secrets_(secrets) {}
@@ -111,9 +114,9 @@ void watch(const Session& session, const std::string& path, const std::optional<
     checkOwner(session, to);
     Watcher watcher(session, secretsOf(session, to));
     tn::Looper& looper = *tn::getLooper();
-    looper.addHandler(1, &watcher);
+    looper.addHandler(kOwnPath, &watcher);
     watcher.subscribe(to, command, {});
-    looper.run();
+    looper.ThinRunner::run();  // not the looper's own, which would open a socket for others to call
     watcher.unsubscribe(to, command, {});
 }
 

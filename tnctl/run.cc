@@ -40,6 +40,10 @@ class CommandLine {
     CLI::App* add(CLI::App* parent, const std::string& name, const std::string& help, const std::string& examples);
     void perform(CLI::App* command, Action action) { actions_.emplace_back(command, std::move(action)); }
 
+    [[nodiscard]] static std::vector<std::string> commandNames(CLI::App& level);
+    /// Of this command, and those of the whole program.
+    [[nodiscard]] std::vector<std::string> optionNames(CLI::App& level);
+
     void addSnmp();
     void addCommunity(CLI::App* snmp);
     void addSupervisor();
@@ -182,6 +186,21 @@ void CommandLine::perform(Console& console) {
         if (command->parsed()) return action(session);
 }
 
+std::vector<std::string> CommandLine::commandNames(CLI::App& level) {
+    std::vector<std::string> names;
+    for (const CLI::App* command : level.get_subcommands({})) names.push_back(command->get_name());
+    return names;
+}
+
+std::vector<std::string> CommandLine::optionNames(CLI::App& level) {
+    std::vector<std::string> names;
+    for (CLI::App* from = &level; from != nullptr; from = from == &app_ ? nullptr : &app_)
+        for (const CLI::Option* option : from->get_options())
+            if (option->nonpositional() && (from == &app_ || option != from->get_help_ptr()))
+                names.push_back("--" + option->get_lnames().front());
+    return names;
+}
+
 int CommandLine::explain(const CLI::ParseError& error, Console& console) {
     if (error.get_exit_code() == 0) return app_.exit(error, console.out, console.err);
     CLI::App* innermost = &app_;
@@ -190,16 +209,9 @@ int CommandLine::explain(const CLI::ParseError& error, Console& console) {
         innermost = innermost->get_subcommands().front();
         where += " " + innermost->get_name();
     }
-    std::vector<std::string> names;
     const std::vector<std::string> extras = app_.remaining(/*recurse=*/true);
-    const bool isOption = !extras.empty() && extras.front().starts_with('-');
-    if (isOption) {
-        for (const CLI::App* level : {innermost, &app_})
-            for (const CLI::Option* option : level->get_options())
-                if (option->nonpositional()) names.push_back("--" + option->get_lnames().front());
-    } else {
-        for (const CLI::App* command : innermost->get_subcommands({})) names.push_back(command->get_name());
-    }
+    const std::vector<std::string> names =
+        !extras.empty() && extras.front().starts_with('-') ? optionNames(*innermost) : commandNames(*innermost);
     const std::vector<std::string_view> known(names.begin(), names.end());
     console.err << where << ": ";
     if (!extras.empty())
@@ -208,7 +220,7 @@ int CommandLine::explain(const CLI::ParseError& error, Console& console) {
     else if (innermost->get_require_subcommand_min() > 0)
         console.err << "expected a command: " << expectedOneOf("", known) << '\n';
     else
-        console.err << error.what() << '\n';
+        console.err << error.what() << " (see " << where << " --help)\n";
     return kUsage;
 }
 

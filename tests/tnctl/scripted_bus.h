@@ -1,0 +1,106 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tn/looper.h"
+#include "tnctl/client.h"
+#include "tnctl/failure.h"
+#include "tnctl/run.h"
+#include "tnctl/snmp_fields.h"
+
+namespace tnctl {
+
+/// A handler that answers each command with what the test put there, and remembers what it was asked.
+class ScriptedOwner : public tn::Handler {
+  public:
+    tn::message handle(const tn::message& request, uint32_t) override {
+        const uint32_t command = request.get_u32(tn::field::Command);
+        // Subscriptions and the reading of policies are the platform's own business.
+        if (command == tn::cmd::Subscribe || command == tn::cmd::Unsubscribe || command == tn::cmd::GetPolicies)
+            return handleCmd(request, command);
+        asked.push_back(request);
+        return command == tn::cmd::GetAll ? page(request.get_u32(tn::field::Continue)) : answers[command];
+    }
+
+    /// The requests that were more than reading.
+    [[nodiscard]] std::vector<tn::message> changes() const {
+        std::vector<tn::message> found;
+        for (const tn::message& request : asked) {
+            const uint32_t command = request.get_u32(tn::field::Command);
+            if (command != tn::cmd::Get && command != tn::cmd::GetAll && command != tn::cmd::GetObj)
+                found.push_back(request);
+        }
+        return found;
+    }
+
+    std::vector<tn::message> rows;
+    size_t rowsPerPage = 100;
+    std::map<uint32_t, tn::message> answers;  ///< by command
+    std::vector<tn::message> asked;
+
+  private:
+    [[nodiscard]] tn::message page(size_t from) const {
+        tn::message reply;
+        const size_t to = std::min(rows.size(), from + rowsPerPage);
+        for (size_t i = from; i < to; ++i) reply.get_message_array_ref(tn::field::Objects).push_back(rows[i]);
+        if (to < rows.size()) reply.insert_u32(tn::field::Continue, static_cast<uint32_t>(to));
+        return reply;
+    }
+};
+
+/// Every owner tnctl has commands for, in this process, and a way to type a command line.
+class CommandTest : public testing::Test {
+  protected:
+    CommandTest() {
+        looper.addHandler(Path{34}, &settings);
+        looper.addHandler(Path{34, 1}, &communities);
+        looper.addHandler(Path{1}, &supervisor);
+        looper.addHandler(Path{1, 1}, &journal);
+    }
+
+    /// Runs words as a shell would pass them; what was printed lies in `out` and `err` afterwards.
+    int type(const std::vector<std::string>& words, const std::string& input = {}, bool interactive = false) {
+        std::istringstream in(input);
+        std::ostringstream outStream;
+        std::ostringstream errStream;
+        const int code = run(words, {in, outStream, errStream, interactive});
+        out = outStream.str();
+        err = errStream.str();
+        return code;
+    }
+
+    static tn::message communityRow(uint32_t id, const std::string& name, const std::vector<std::string>& from) {
+        tn::message row;
+        row.insert_u32(tn::field::ObjectId, id);
+        row.insert_string(community::Name, name);
+        row.insert_bool(community::ReadAccess, true);
+        row.insert_bool(community::WriteAccess, false);
+        std::vector<tn::message>& list = row.get_message_array_ref(community::Addresses);
+        for (const std::string& text : from) {
+            const auto prefix = tn::IPPrefix6::parse(text);
+            tn::message& element = list.emplace_back();
+            element.insert_be32(community::Address4, prefix->address().getIPv4());
+            element.insert_be32(community::Mask4, prefix->mask4());
+        }
+        return row;
+    }
+
+    /// The fields of a request without the two that say where it goes.
+    static tn::message fieldsOf(tn::message request) {
+        request.remove(tn::field::Destination);
+        request.remove(tn::field::Command);
+        return request;
+    }
+
+    ScriptedOwner settings, communities, supervisor, journal;  // outlive the looper
+    tn::Looper looper{std::vector<uint32_t>{}};
+    std::string out, err;
+};
+
+}  // namespace tnctl
