@@ -40,7 +40,7 @@ int runWithSpawned(tn::Looper& looper, const std::vector<std::string>& command) 
         hostd::Spawner spawner(looper, {command, listener.socket.get(), std::to_string(kSpawned)});
         if (spawner.start()) status = looper.run();
     }
-    listener.close(kSpawned);
+    listener.withdraw(kSpawned);
     return status;
 }
 

@@ -41,7 +41,8 @@ class SupervisorTest : public ::testing::Test {
     /// "pid name: numbers" of each, in order.
     std::vector<std::string> listed() {
         std::vector<std::string> all;
-        for (const tn::message& item : ask(tn::cmd::GetAll).get_message_array(field::Objects)) {
+        const tn::message reply = ask(tn::cmd::GetAll);
+        for (const tn::message& item : reply.get_message_array(field::Objects)) {
             std::string line = std::to_string(item.get_u32(process::Pid)) + " " + item.get_string(process::Name) + ":";
             for (const uint32_t number : item.get_u32_array(process::Numbers)) line += " " + std::to_string(number);
             all.push_back(std::move(line));
@@ -84,7 +85,7 @@ TEST_F(SupervisorTest, LeavesOutWhatHasGone) {
     hasProcess(101, "zombie", 10);
     hasProcess(102, "reused", 10);
     hasProcess(103, "moved", 10);
-    for (const uint32_t pid : {100, 101, 102, 103}) announces(pid, pid - 60);
+    for (const uint32_t pid : {100U, 101U, 102U, 103U}) announces(pid, pid - 60);
     announces(999, 50);  // has ended before its announcement was read
     tree.remove("proc/100");
     hasProcess(101, "zombie", 10, 'Z');
