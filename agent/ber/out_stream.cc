@@ -125,7 +125,7 @@ void OutStream::add(const unsigned char* octets, unsigned int n, uint8_t tag) {
 void OutStream::addOID(std::span<const unsigned int> oid, uint8_t tag) {
     if (oid.size() < 2) return say("cannot encode OID shorter that 2");
     // The second arc is bounded under a first arc of 2 as well, on purpose: the reader splits by 40 the same way.
-    if (oid[0] > 2 || oid[1] > 39) return say("encoding invalid OID");
+    if (oid[0] > kGreatestFirstArc || oid[1] > 39) return say("encoding invalid OID");
     const auto rest = oid.subspan(2);
     size_t length = 1;
     for (const unsigned int id : rest) length += subIdOctets(id);
@@ -182,7 +182,10 @@ void OutStream::addByType(const std::string& text, uint8_t tag) {
     }
 }
 
-bool OutStream::overflowed() const { return data_.size() > kMaxMessage; }
+bool OutStream::overflowed() const {
+    // Each value still open will get two more length octets when a message this large is closed.
+    return data_.size() + 2 * seqStarts_.size() > kMaxMessage;
+}
 
 void OutStream::truncate(size_t position) {
     position = std::max(position, seqStarts_.empty() ? 0 : seqStarts_.back());

@@ -44,7 +44,7 @@ class OutStream : public UberStream {
     /// IpAddress, or a number as INTEGER, Counter32, TimeTicks or UInteger32. Any other type writes nothing.
     void addByType(const std::string& text, uint8_t tag);
 
-    /// Whether the message has become larger than a UDP datagram carries.
+    /// Whether the message, once closed, is larger than a UDP datagram carries.
     [[nodiscard]] bool overflowed() const;
     /// Cuts the output back to this size, but never in front of the content of the innermost open value.
     void truncate(size_t position);

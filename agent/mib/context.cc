@@ -5,6 +5,8 @@ namespace snmp {
 bool Context::processSeqStart() {
     ++bindingIndex;
     if (in.enterSeq() < 0 || !in.getOID(&requestedName)) return false;
+    // The reader splits any first octet by 40; a name that no reply can carry again is as good as unreadable.
+    if (requestedName.front() > kGreatestFirstArc) return false;
     oid = requestedName;
     return true;
 }

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "agent/core/create_reply.h"
+#include "agent/core/snmp_looper.h"
+#include "agent/mib/branch.h"
+#include "tests/agent/wire.h"
+#include "tn/looper.h"
+#include "tn/paths.h"
+#include "tn/sources.h"
+
+namespace snmp {
+
+/// A clock set by hand, and random numbers that repeat.
+class TestSources : public tn::Sources {
+  public:
+    uint64_t bootNanoseconds() override { return uptime * 1'000'000'000ULL; }
+    int64_t wallSeconds() override { return 1'700'000'000; }
+    uint32_t random32() override { return random = random * 1664525U + 1013904223U; }
+    uint64_t uptime = 1000;  // seconds
+    uint32_t random = 1;
+};
+
+/// An owner that answers what it is told to and remembers what it was asked.
+class ScriptedOwner : public tn::Handler {
+  public:
+    tn::message handle(const tn::message& request, uint32_t) override {
+        requests.push_back(request);
+        return reply;
+    }
+    tn::message reply;
+    std::vector<tn::message> requests;
+};
+
+/// The real agent with scripted owners in the same process: no sockets, no sleeping.
+class AgentTest : public testing::Test {
+  protected:
+    AgentTest();
+    ~AgentTest() override;
+
+    /// The owner behind a path, made when first named.
+    ScriptedOwner& owner(const std::vector<uint32_t>& path);
+
+    /// Lets the community "common" read (and write) from everywhere.
+    void opensCommon(bool write = false);
+    void addEntry(const std::string& name, const std::string& addresses, uint32_t security = 0);
+
+    /// The agent's answer, checked by a strict decoder; nothing when it stays silent.
+    std::optional<wire::Message> ask(const wire::Message& request, const std::string& source = "127.0.0.1");
+    std::optional<wire::Message> askBytes(const wire::Bytes& request, const std::string& source = "127.0.0.1");
+
+    wire::Message get(const std::vector<std::string>& names, uint32_t version = kVersion2c);
+    wire::Message next(const std::vector<std::string>& names, uint32_t version = kVersion2c);
+    wire::Message bulk(const std::vector<std::string>& names, uint32_t nonRepeaters, uint32_t repetitions);
+    wire::Message set(const std::vector<wire::Binding>& bindings, uint32_t version = kVersion2c);
+
+    /// Starts the agent again on the same stores.
+    void restart();
+
+    static wire::Binding null(const std::string& name) { return {name, tag::Null, ""}; }
+    static wire::Binding endOfView(const std::string& name) { return {name, tag::EndOfMibView, ""}; }
+    static wire::Binding number(const std::string& name, uint32_t value) {
+        return {name, tag::Integer, std::to_string(value)};
+    }
+    static wire::Binding text(const std::string& name, const std::string& value) {
+        return {name, tag::OctetString, value};
+    }
+
+    TestSources sources;
+    std::unique_ptr<SnmpLooper> agent;
+    std::map<std::vector<uint32_t>, std::unique_ptr<ScriptedOwner>> owners;
+
+  private:
+    wire::Message must(const wire::Message& request);
+    std::string root_;
+};
+
+}  // namespace snmp

@@ -1,0 +1,192 @@
+#include "agent/core/create_reply.h"
+
+#include <gmock/gmock.h>
+
+#include "tests/agent/agent_test.h"
+
+namespace snmp {
+namespace {
+
+using testing::ElementsAre;
+
+/// 1.3.1 to 1.3.4 are the numbers 1 to 4.
+class CreateReplyTest : public AgentTest {
+  protected:
+    CreateReplyTest() {
+        opensCommon();
+        for (unsigned i = 1; i <= 4; ++i) addScalarConstNumLeaf(OID{1, 3, i}, static_cast<int>(i), tag::Integer);
+    }
+
+    static wire::Message getOf(const std::string& name) { return {.pdu = pdu::GetRequest, .bindings = {null(name)}}; }
+};
+
+TEST_F(CreateReplyTest, AnswersUnderTheRequestsOwnVersionCommunityAndId) {
+    for (const uint32_t version : {kVersion1, kVersion2c, 2U}) {
+        wire::Message request = getOf("1.3.1.0");
+        request.version = version;
+        request.requestId = 0x7ffffff0;
+        const auto reply = ask(request);
+        ASSERT_TRUE(reply);
+        EXPECT_EQ(reply->version, version);
+        EXPECT_EQ(reply->community, "common");
+        EXPECT_EQ(reply->pdu, pdu::Response);
+        EXPECT_EQ(reply->requestId, 0x7ffffff0U);
+        EXPECT_THAT(reply->bindings, ElementsAre(number("1.3.1.0", 1)));
+    }
+}
+
+TEST_F(CreateReplyTest, SaysNothingToWhomItDoesNotAdmit) {
+    wire::Message request = getOf("1.3.1.0");
+    addEntry("inside", "192.0.2.0/24");
+    addEntry("user", "0.0.0.0/0", 1);
+
+    request.community = "Common";
+    EXPECT_FALSE(ask(request));
+    request.community = "inside";
+    EXPECT_FALSE(ask(request, "192.0.3.1"));
+    EXPECT_FALSE(ask(request, "2001:db8::1"));
+    EXPECT_TRUE(ask(request, "192.0.2.255"));
+    request.community = "user";  // a v3 user's name alone opens nothing
+    EXPECT_FALSE(ask(request));
+}
+
+TEST_F(CreateReplyTest, SaysNothingToWhatIsNoRequestItServes) {
+    for (const uint8_t tag :
+         {pdu::Response, pdu::TrapV1, pdu::InformRequest, pdu::TrapV2, pdu::Report, uint8_t{0x30}}) {
+        wire::Message request = getOf("1.3.1.0");
+        request.pdu = tag;
+        EXPECT_FALSE(ask(request)) << unsigned{tag};
+    }
+    for (const uint32_t version : {3U, 5U, 0xffffffffU}) {
+        wire::Message request = getOf("1.3.1.0");
+        request.version = version;
+        EXPECT_FALSE(ask(request)) << version;
+    }
+}
+
+TEST_F(CreateReplyTest, V1ErrorCarriesTheWholeListAndV2cEndsWithTheFailure) {
+    const wire::Message v1 = get({"1.3.1.0", "1.3.9.0", "1.3.2.0"}, kVersion1);
+    EXPECT_EQ(v1.errorStatus, 2U);
+    EXPECT_EQ(v1.errorIndex, 2U);
+    EXPECT_THAT(v1.bindings, ElementsAre(number("1.3.1.0", 1), null("1.3.9.0"), null("1.3.2.0")));
+
+    const wire::Message v2 = get({"1.3.1.0", "1.3.9.0", "1.3.2.0"});
+    EXPECT_EQ(v2.errorStatus, 2U);
+    EXPECT_EQ(v2.errorIndex, 2U);
+    EXPECT_THAT(v2.bindings, ElementsAre(number("1.3.1.0", 1), null("1.3.9.0")));
+}
+
+TEST_F(CreateReplyTest, ErrorIndexIsThePositionInTheRequestWhateverWasWalked) {
+    std::vector<std::string> names(299, "1.3.1");
+    names.emplace_back("1.4");
+    const wire::Message reply = next(names);
+    EXPECT_EQ(reply.errorStatus, 2U);
+    EXPECT_EQ(reply.errorIndex, 300U);
+    EXPECT_EQ(reply.bindings.size(), 300U);
+    EXPECT_EQ(get({"1.3.1.0", "1.3.2.0", "1.3.2.1"}).errorIndex, 3U);
+}
+
+TEST_F(CreateReplyTest, AccessRightsDecideReadsAndWrites) {
+    const wire::Message denied = set({number("1.3.1.0", 5)});
+    EXPECT_EQ(denied.errorStatus, 4U);
+    EXPECT_EQ(denied.errorIndex, 0U);
+    EXPECT_THAT(denied.bindings, ElementsAre(null("1.3.1.0")));
+
+    tn::message change = tn::request(agent->communities().path(), tn::cmd::SetObj);
+    change.insert_u32(tn::field::ObjectId, 0);
+    change.insert_bool(6, false);
+    ASSERT_FALSE(tn::isError(agent->exchangeMessage(change)));
+    const wire::Message unreadable = get({"1.3.1.0"});
+    EXPECT_EQ(unreadable.errorStatus, 2U);
+    EXPECT_EQ(unreadable.errorIndex, 1U);
+}
+
+TEST_F(CreateReplyTest, BulkLimits) {
+    EXPECT_EQ(bulk({"1.3"}, 0, 50).errorStatus, 0U);
+    const wire::Message tooMany = bulk({"1.3"}, 0, 51);
+    EXPECT_EQ(tooMany.errorStatus, 1U);
+    EXPECT_TRUE(tooMany.bindings.empty());
+    EXPECT_EQ(bulk({"1.3"}, 0xffffffff, 51).errorStatus, 1U);
+    const wire::Message nothing = bulk({"1.3"}, 0, 0);
+    EXPECT_EQ(nothing.errorStatus, 3U);
+    EXPECT_EQ(nothing.errorIndex, 0U);
+    EXPECT_TRUE(nothing.bindings.empty());
+}
+
+TEST_F(CreateReplyTest, BulkAnswersNonRepeatersOnceAndTheRestRepeatedly) {
+    EXPECT_THAT(bulk({"1.3.1", "1.3.1"}, 1, 3).bindings,
+                ElementsAre(number("1.3.1.0", 1), number("1.3.1.0", 1), number("1.3.2.0", 2), number("1.3.3.0", 3)));
+    EXPECT_THAT(bulk({"1.3.1", "1.3.2"}, 1, 0).bindings, ElementsAre(number("1.3.1.0", 1)));
+    EXPECT_THAT(bulk({"1.3.1", "1.3.2"}, 9, 50).bindings, ElementsAre(number("1.3.1.0", 1), number("1.3.2.0", 2)));
+    EXPECT_THAT(bulk({"1.3.4"}, 0, 3).bindings,
+                ElementsAre(number("1.3.4.0", 4), endOfView("1.3.4"), endOfView("1.3.4")));
+}
+
+TEST_F(CreateReplyTest, CountersThatPass255GiveWhatWasAskedForAndNoMore) {
+    for (const size_t count : {255U, 256U, 257U}) {
+        const std::vector<std::string> names(count, "1.3.1");
+        EXPECT_EQ(next(names).bindings.size(), count);
+        EXPECT_EQ(bulk(names, static_cast<uint32_t>(count), 0).bindings.size(), count);
+        EXPECT_EQ(bulk(names, 0, 1).bindings.size(), count);
+        EXPECT_EQ(bulk(names, static_cast<uint32_t>(count), 50).bindings.size(), count);
+        const wire::Message all = bulk(names, static_cast<uint32_t>(count) - 1, 50);
+        EXPECT_EQ(all.bindings.size(), count + 49);
+        const wire::Message repeated = bulk(names, 0, 50);
+        EXPECT_TRUE(repeated.errorStatus == 1 ? repeated.bindings.empty() : repeated.bindings.size() == count * 50);
+    }
+}
+
+TEST_F(CreateReplyTest, AReplyThatCanNotBeSentIsTooBigAndEmpty) {
+    addScalarConstStringLeaf(OID{1, 3, 5}, std::string(30000, 'x'), tag::OctetString);
+    EXPECT_EQ(get({"1.3.5.0", "1.3.5.0"}).bindings.size(), 2U);
+    for (const uint32_t version : {kVersion1, kVersion2c}) {
+        const wire::Message reply = get({"1.3.5.0", "1.3.1.0", "1.3.5.0", "1.3.5.0"}, version);
+        EXPECT_EQ(reply.errorStatus, 1U);
+        EXPECT_TRUE(reply.bindings.empty());
+    }
+    EXPECT_EQ(bulk({"1.3.4", "1.3.4", "1.3.4"}, 0, 50).errorStatus, 1U);
+}
+
+TEST_F(CreateReplyTest, TheLargestReplyThatFitsIsSent) {
+    for (size_t length = 65400; length <= 65507; ++length) {
+        addScalarConstStringLeaf(OID{1, 3, 5}, std::string(length, 'x'), tag::OctetString);
+        const wire::Bytes request = wire::encode(getOf("1.3.5.0"));
+        Context context(request);
+        ASSERT_TRUE(createReply(context, *tn::IPAddr6::parse("127.0.0.1")));
+        const size_t whole = length + 45;  // headers, version, community, PDU header, name
+        if (whole <= kMaxMessage) {
+            ASSERT_EQ(context.out.size(), whole);
+        } else {
+            ASSERT_LT(context.out.size(), 100U);
+        }
+    }
+}
+
+TEST_F(CreateReplyTest, ALongHeaderNeverCorruptsTheErrorFields) {
+    const std::string name(500, 'n');
+    addEntry(name, "::/0");
+    wire::Message request{.community = name, .pdu = pdu::GetRequest, .bindings = {null("1.3.9.0")}};
+    const auto reply = ask(request);
+    ASSERT_TRUE(reply);
+    EXPECT_EQ(reply->community, name);
+    EXPECT_EQ(reply->errorStatus, 2U);
+    EXPECT_EQ(reply->errorIndex, 1U);
+}
+
+TEST_F(CreateReplyTest, TruncatedAndMutatedRequestsAreDroppedOrAnsweredWell) {
+    const wire::Bytes request = wire::encode(
+        {.pdu = pdu::GetBulkRequest, .errorStatus = 1, .errorIndex = 3, .bindings = {null("1.3.1"), null("1.3.2")}});
+    for (size_t length = 0; length < request.size(); ++length) {
+        EXPECT_FALSE(askBytes(wire::Bytes(request.begin(), request.begin() + static_cast<std::ptrdiff_t>(length))));
+    }
+    for (size_t at = 0; at < request.size(); ++at) {
+        for (unsigned value = 0; value < 256; ++value) {
+            wire::Bytes mutated = request;
+            mutated[at] = static_cast<uint8_t>(value);
+            (void)askBytes(mutated);  // the strict decoder judges whatever is answered
+        }
+    }
+}
+
+}  // namespace
+}  // namespace snmp

@@ -1,0 +1,133 @@
+#include "agent/core/operations.h"
+
+#include <gmock/gmock.h>
+
+#include "agent/mib/data_provider.h"
+#include "agent/mib/keep.h"
+#include "agent/mib/packer.h"
+#include "tests/agent/agent_test.h"
+
+namespace snmp {
+namespace {
+
+using testing::ElementsAre;
+
+struct Sample : Data {
+    unsigned int value = 0;
+};
+
+bool present = true;
+std::unique_ptr<Data> sample() { return present ? std::make_unique<Sample>() : nullptr; }
+
+/// 1.3.1 is a constant, 1.3.2 and 1.3.4 are there while `present`, 1.3.3 a constant.
+class OperationsTest : public AgentTest {
+  protected:
+    OperationsTest() {
+        opensCommon(true);
+        present = true;
+        addScalarConstNumLeaf(OID{1, 3, 1}, 1, tag::Integer);
+        addScalarConstNumLeaf(OID{1, 3, 3}, 3, tag::Integer);
+        for (const unsigned i : {2U, 4U}) {
+            addScalarLeaf(
+                OID{1, 3, i},
+                keep<DataNumPacker>(static_cast<unsigned int Data::*>(&Sample::value), unsigned{tag::Integer}),
+                keep<ProxyDataProvider>(sample));
+        }
+    }
+};
+
+TEST_F(OperationsTest, GetWantsExactlyTheInstance) {
+    EXPECT_EQ(get({"1.3.2.0"}).errorStatus, 0U);
+    for (const char* name : {"0.0", "1.3", "1.3.2", "1.3.2.1", "1.3.2.0.0", "1.3.9.0", "2.0"})
+        EXPECT_EQ(get({name}).errorStatus, 2U) << name;
+    present = false;
+    EXPECT_EQ(get({"1.3.2.0"}).errorStatus, 2U);
+}
+
+TEST_F(OperationsTest, GetNextFindsTheFirstObjectBehindTheName) {
+    const std::pair<const char*, const char*> steps[] = {
+        {"0.0", "1.3.1.0"},     {"1.3", "1.3.1.0"},       {"1.3.1", "1.3.1.0"},
+        {"1.3.1.0", "1.3.2.0"}, {"1.3.1.0.7", "1.3.2.0"}, {"1.3.2.4294967295", "1.3.3.0"},
+    };
+    for (const uint32_t version : {kVersion1, kVersion2c}) {
+        for (const auto& [name, expected] : steps) {
+            const wire::Message reply = next({name}, version);
+            ASSERT_EQ(reply.bindings.size(), 1U);
+            EXPECT_EQ(reply.bindings[0].name, expected) << "after " << name;
+        }
+        EXPECT_EQ(next({"1.3.4.0"}, version).errorStatus, 2U);
+        EXPECT_EQ(next({"2.5"}, version).errorStatus, 2U);
+    }
+}
+
+TEST_F(OperationsTest, AnObjectWithoutARecordIsSkipped) {
+    present = false;
+    EXPECT_THAT(next({"1.3.1.0", "1.3.1.0"}, kVersion1).bindings,
+                ElementsAre(number("1.3.3.0", 3), number("1.3.3.0", 3)));
+    EXPECT_THAT(next({"1.3.1.0", "1.3.1.0"}).bindings, ElementsAre(number("1.3.3.0", 3), number("1.3.3.0", 3)));
+    EXPECT_THAT(bulk({"1.3.1"}, 0, 4).bindings,
+                ElementsAre(number("1.3.1.0", 1), number("1.3.3.0", 3), endOfView("1.3.4"), endOfView("1.3.4")));
+    EXPECT_THAT(bulk({"1.3.2", "1.3.2", "1.3.2"}, 1, 2).bindings,
+                ElementsAre(number("1.3.3.0", 3), number("1.3.3.0", 3), endOfView("1.3.4"), number("1.3.3.0", 3),
+                            endOfView("1.3.4")));
+    EXPECT_EQ(next({"1.3.3.0"}, kVersion1).errorStatus, 2U);
+    EXPECT_THAT(next({"1.3.3.0"}).bindings, ElementsAre(endOfView("1.3.4")));
+}
+
+/// Takes Sets under 1.3.9 and remembers how their names were split.
+class Recorder : public Branch {
+  public:
+    Answer get(Context&) override { return kNotMine; }
+    Answer getNext(Context&) override { return kNotMine; }
+    Answer set(Context& c) override {
+        splits.emplace_back(c.setPrefix.str(), c.setSuffix.str());
+        return kAnswered;
+    }
+    std::vector<std::pair<std::string, std::string>> splits;
+};
+
+TEST_F(OperationsTest, SetIsServedByTheLongestPrefixAndSplitsEachNameAfresh) {
+    Recorder outer, inner;
+    addBranch(OID{1, 3, 9}) = &outer;
+    addBranch(OID{1, 3, 9, 1, 1}) = &inner;
+    const wire::Message reply =
+        set({number("1.3.9.1.1.5.0", 1), number("1.3.9.1.2", 1), number("1.3.9", 1), number("1.3.9.1.1", 1)});
+    EXPECT_EQ(reply.errorStatus, 0U);
+    EXPECT_THAT(inner.splits, ElementsAre(std::pair(".1.3.9.1.1", ".5.0"), std::pair(".1.3.9.1.1", "")));
+    EXPECT_THAT(outer.splits, ElementsAre(std::pair(".1.3.9", ".1.2"), std::pair(".1.3.9", "")));
+    EXPECT_EQ(set({number("1.2.3", 1)}).errorStatus, 2U);
+    EXPECT_EQ(set({number("1.3.1.0", 1)}).errorStatus, 2U);  // a constant
+}
+
+/// Takes every varbind of a request under 1.3.9 at once.
+class Grouper : public Branch {
+  public:
+    Answer get(Context& c) override {
+        for (const RequestItem& item : c.peek(c.branchPrefix)) taken.push_back(item.name.str());
+        return kAnswered;
+    }
+    Answer getNext(Context& c) override { return get(c); }
+    Answer set(Context&) override { return kNotMine; }
+    std::vector<std::string> taken;
+};
+
+TEST_F(OperationsTest, PeekTakesNeighboursUnderTheWholePrefixWithinTheNonRepeaters) {
+    Grouper table;
+    addBranch(OID{1, 3, 9}) = &table;
+    (void)get({"1.3.9.1", "1.3.9.2.7", "1.3.9", "1.3.1.0", "1.3.9.4"});
+    EXPECT_THAT(table.taken, ElementsAre(".1", ".2.7", "", ".4"));
+    table.taken.clear();
+    (void)get({"1.3.9.1", "1.3"});  // shorter than the prefix: not taken
+    EXPECT_THAT(table.taken, ElementsAre(".1"));
+    table.taken.clear();
+    (void)bulk({"1.3.9.1", "1.3.9.2", "1.3.9.3"}, 2, 0);
+    EXPECT_THAT(table.taken, ElementsAre(".1", ".2"));
+}
+
+TEST_F(OperationsTest, RegisteringAPrefixAgainReplacesTheBranch) {
+    addScalarConstNumLeaf(OID{1, 3, 1}, 77, tag::Integer);
+    EXPECT_THAT(get({"1.3.1.0"}).bindings, ElementsAre(number("1.3.1.0", 77)));
+}
+
+}  // namespace
+}  // namespace snmp

@@ -1,0 +1,149 @@
+#include "agent/system/settings.h"
+
+#include <gmock/gmock.h>
+
+#include "agent/system/scribers.h"
+#include "tests/agent/agent_test.h"
+
+namespace snmp {
+namespace {
+
+using testing::ElementsAre;
+
+std::vector<std::string> calls;
+
+class SettingsTest : public AgentTest {
+  protected:
+    SettingsTest() { calls.clear(); }
+    tn::message exchange(tn::message m, uint32_t command) {
+        m.insert_vector(tn::field::Destination, tn::number::Snmp);
+        m.insert_u32(tn::field::Command, command);
+        return agent->exchangeMessage(m);
+    }
+    void set(const tn::message& m) {
+        const tn::message reply = exchange(m, tn::cmd::Set);
+        EXPECT_TRUE(reply.empty()) << reply;
+    }
+    tn::message get() { return exchange({}, tn::cmd::Get); }
+    static tn::message flag(tn::bool_id id, bool value) {
+        tn::message m;
+        m.insert_bool(id, value);
+        return m;
+    }
+};
+
+TEST_F(SettingsTest, AFreshAgentHasDefaultsAndWritesNothing) {
+    agent->init();
+    const tn::message m = get();
+    EXPECT_EQ(m.get_string(setting::Community), "common");
+    EXPECT_EQ(m.get_string(setting::EngineId), "");
+    EXPECT_EQ(m.get_u32(setting::TrapCommunity), kNoCommunity);
+    EXPECT_FALSE(m.has(setting::Interfaces));
+    EXPECT_FALSE(m.get_bool(setting::Enabled));
+    EXPECT_FALSE(tn::Store("/tern/store/snmpd").find(0));
+}
+
+TEST_F(SettingsTest, WhatIsSetIsReportedAndSurvivesARestart) {
+    agent->init();
+    tn::message m;
+    m.insert_string(setting::Contact, "noc");
+    m.insert_string(setting::EngineId, "x");
+    tn::message six, four, neither, interface;
+    six.insert_addr6(setting::Target6, *IPAddr6::parse("2001:db8::1"));
+    four.insert_be32(setting::Target4, 0xc0000201);
+    m.insert_message_array(setting::TrapTargets, {six, neither, four});
+    interface.insert_u32(setting::Interface, 5);
+    m.insert_message_array(setting::Interfaces, {interface});
+    m.insert_u32(setting::TrapVersion, 3);
+    set(m);
+    EXPECT_EQ(agent->settings().engineId, std::string("\x80\x00\xC3\x4F\x04x", 6));
+
+    const tn::message before = get();
+    restart();
+    tn::message after = get();
+    EXPECT_EQ(after.get_u32(setting::EngineBoots), 1U);
+    after.insert_u32(setting::EngineBoots, 0);
+    EXPECT_EQ(after, before);
+    EXPECT_THAT(agent->settings().trapTargets,
+                ElementsAre(*IPAddr6::parse("2001:db8::1"), IPAddr6::ofIPv4(0xc0000201)));
+}
+
+TEST_F(SettingsTest, ASingleTargetAtTopLevelIsAdded) {
+    tn::message m;
+    m.insert_be32(setting::Target4, 0xc0000201);
+    set(m);
+    EXPECT_THAT(agent->settings().trapTargets, ElementsAre(IPAddr6::ofIPv4(0xc0000201)));
+    set(flag(setting::Enabled, false));  // nothing said of targets: they stay
+    EXPECT_EQ(agent->settings().trapTargets.size(), 1U);
+}
+
+TEST_F(SettingsTest, EngineBootsCountStartsAndRestartAtZero) {
+    set(flag(setting::Enabled, false));
+    restart();
+    restart();
+    EXPECT_EQ(agent->settings().engineBoots, 2U);
+    sources.uptime = 39;  // the system itself has just booted
+    restart();
+    EXPECT_EQ(agent->settings().engineBoots, 0U);
+    sources.uptime = 40;
+    restart();
+    EXPECT_EQ(agent->settings().engineBoots, 1U);
+
+    set(flag(setting::Enabled, true));
+    EXPECT_EQ(agent->settings().engineBoots, 0U);
+    EXPECT_TRUE(agent->enabled());
+    tn::message boots;
+    boots.insert_u32(setting::EngineBoots, 9);
+    set(boots);
+    set(flag(setting::Enabled, true));  // already on: stays
+    EXPECT_EQ(agent->settings().engineBoots, 9U);
+    set(flag(setting::Enabled, false));
+    EXPECT_FALSE(agent->enabled());
+}
+
+TEST_F(SettingsTest, GeneratorsAreStoppedAndStartedByTheList) {
+    scribers.push_back({"a", [] { calls.emplace_back("+a"); }, [] { calls.emplace_back("-a"); }});
+    scribers.push_back({"b", [] { calls.emplace_back("+b"); }, [] { calls.emplace_back("-b"); }});
+    tn::message m;
+    m.insert_u32_array(setting::TrapKinds, {1, 0, 1, 0xabc0001, 0});
+    set(m);
+    EXPECT_THAT(agent->settings().trapKinds, ElementsAre(1, 0, 0xabc0001));
+    EXPECT_THAT(calls, ElementsAre("-a", "-b", "+b", "+a"));
+    calls.clear();
+    startSubscribers(agent->settings().trapKinds);
+    EXPECT_THAT(calls, ElementsAre("+b", "+a"));
+}
+
+TEST_F(SettingsTest, DefaultsComeWhenAskedFor) {
+    tn::message m;
+    m.insert_u32(tn::field::GetFlags, tn::kWantDefaults);
+    const tn::message defaults = exchange(m, tn::cmd::Get).get_message(tn::field::Defaults);
+    EXPECT_EQ(defaults.get_u32(setting::TrapCommunity), kNoCommunity);
+    EXPECT_TRUE(defaults.has(setting::TrapTargets));
+    EXPECT_FALSE(get().has(tn::field::Defaults));
+}
+
+TEST_F(SettingsTest, AnUndoRecordTakesTheChangeBack) {
+    ScriptedOwner& supervisor = owner({tn::number::Supervisor});
+    tn::message m;
+    m.insert_string(setting::Contact, "old");
+    set(m);
+    m.insert_string(setting::Contact, "new");
+    tn::message interface;
+    interface.insert_u32(setting::Interface, 5);
+    m.insert_message_array(setting::Interfaces, {interface});
+    set(m);
+    ASSERT_EQ(supervisor.requests.size(), 2U);
+    EXPECT_EQ(supervisor.requests[1].get_string(tn::undo::Text), "changed snmp settings");
+
+    tn::message undo = supervisor.requests[1].get_message(tn::undo::Old);
+    EXPECT_EQ(undo.get_u32(tn::field::Command), tn::cmd::Set);
+    undo.insert_bool(tn::field::NoUndo, true);
+    EXPECT_TRUE(agent->exchangeMessage(undo).empty());
+    EXPECT_EQ(agent->settings().contact, "old");
+    EXPECT_TRUE(agent->settings().interfaceFilter.empty());
+    EXPECT_EQ(supervisor.requests.size(), 2U);  // an undo isn't recorded
+}
+
+}  // namespace
+}  // namespace snmp

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+/// A small SNMP codec of the tests' own, strict where the agent is lenient, so that the agent's codec isn't its own
+/// judge: definite minimal lengths, minimal integers, nothing left over.
+namespace wire {
+
+using Bytes = std::vector<uint8_t>;
+
+struct Binding {
+    std::string name;  ///< dotted, no leading dot
+    uint8_t tag = 0;
+    std::string value;  ///< numbers in decimal, OIDs dotted, anything else the octets
+    friend bool operator==(const Binding&, const Binding&) = default;
+};
+std::ostream& operator<<(std::ostream& out, const Binding& b);
+
+struct Message {
+    uint32_t version = 1;
+    std::string community = "common";
+    uint8_t pdu = 0;
+    uint32_t requestId = 1;
+    uint32_t errorStatus = 0;  ///< or non-repeaters
+    uint32_t errorIndex = 0;   ///< or max-repetitions
+    std::vector<Binding> bindings;
+};
+
+/// The octets of tag, length and content.
+Bytes tlv(uint8_t tag, std::span<const uint8_t> content);
+Bytes encode(const Message& message);
+/// Nothing when a strict reader refuses the message; `why` tells the reason.
+std::optional<Message> decode(std::span<const uint8_t> bytes, std::string& why);
+
+}  // namespace wire
