@@ -1,0 +1,254 @@
+#include "tn/amap.h"
+
+#include <gmock/gmock.h>
+
+#include "tests/tn/temp_root.h"
+#include "tn/looper.h"
+
+namespace tn {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr char kStore[] = "/tern/store/shelf";
+constexpr uint32_t kShelf = 70;
+constexpr string_id kName{5};
+constexpr u32_id kPages{6};
+constexpr uint32_t kWithAuthor = 2;  // GetFlags
+
+struct Book : Object {
+    void getConfig(message& out, uint32_t flags) const override {
+        out.insert_string(kName, name);
+        out.insert_u32(kPages, pages);
+        if ((flags & kWithAuthor) != 0) out.insert_string(7, "anonymous");
+    }
+    void setConfig(const message& in) override {
+        name = in.get_string(kName, name);
+        pages = in.get_u32(kPages, pages);
+    }
+    std::string name;
+    uint32_t pages = 0;
+};
+
+/// Refuses two books of one name, and to give away the first.
+class Shelf : public Map<Book> {
+  public:
+    explicit Shelf(const std::string& store) : Map(store, "book") { load(); }
+    using AMap::insert;
+
+  private:
+    message doAdd(Book* added) override { return doSet(nullptr, added); }
+    message doSet(Book* current, Book* changed) override {
+        const Book* same = findIf([&](const Book& book) {
+            return book.name == changed->name && (current == nullptr || book.id != current->id);
+        });
+        return same == nullptr ? message() : errorMsg(error::Refused, "two of " + changed->name);
+    }
+    message doRemove(Book* removed) override {
+        return removed->id == 0 ? errorMsg(error::Refused, "never") : message();
+    }
+};
+
+/// Remembers the undo records that would go to the supervisor.
+class Supervisor : public Handler {
+  public:
+    message handle(const message& request, uint32_t) override {
+        if (request.get_u32(field::Command) == cmd::RecordUndo) records.push_back(request);
+        return {};
+    }
+    std::vector<message> records;
+};
+
+class MapTest : public testing::Test {
+  protected:
+    MapTest() {
+        looper.addHandler(std::vector<uint32_t>{number::Supervisor}, &supervisor);
+        open();
+    }
+    void open(const std::string& store = kStore) {
+        shelf = std::make_unique<Shelf>(store);
+        looper.addHandler(std::vector<uint32_t>{kShelf, 1}, shelf.get());
+    }
+    message ask(uint32_t command, message m = {}) {
+        m.insert_u32_array(field::Destination, {kShelf, 1});
+        m.insert_u32(field::Command, command);
+        return looper.dispatchMessage(m);
+    }
+    static message of(uint32_t id) {
+        message m;
+        m.insert_u32(field::ObjectId, id);
+        return m;
+    }
+    static message book(const std::string& name, uint32_t pages = 1) {
+        message m;
+        m.insert_string(kName, name);
+        m.insert_u32(kPages, pages);
+        return m;
+    }
+    static message book(uint32_t id, const std::string& name) {
+        message m = book(name);
+        m.insert_u32(field::ObjectId, id);
+        return m;
+    }
+    uint32_t add(const std::string& name) { return ask(cmd::AddObj, book(name)).get_u32(field::ObjectId, kNoId); }
+    std::vector<std::string> names() {
+        std::vector<std::string> found;
+        const message reply = ask(cmd::GetAll);
+        for (const message& item : reply.get_message_array(field::Objects)) {
+            found.push_back(std::to_string(item.get_u32(field::ObjectId)) + " " + item.get_string(kName));
+        }
+        return found;
+    }
+    static uint32_t code(const message& reply) {
+        uint32_t number = 0;
+        isError(reply, &number);
+        return number;
+    }
+    /// Does what the last undo record says.
+    message undo() {
+        if (supervisor.records.empty()) return errorMsg(error::NotFound, "nothing recorded");
+        message old = supervisor.records.back().get_message(undo::Old);
+        old.insert_bool(field::NoUndo, true);
+        return looper.dispatchMessage(old);
+    }
+
+    TempRoot temporary;
+    Looper looper{{kShelf}};
+    Supervisor supervisor;
+    std::unique_ptr<Shelf> shelf;
+};
+
+TEST_F(MapTest, ObjectsGetTheLowestFreeIdAndOutliveTheProcess) {
+    EXPECT_EQ(add("a"), 0U);
+    EXPECT_EQ(add("b"), 1U);
+    EXPECT_EQ(add("c"), 2U);
+    EXPECT_THAT(ask(cmd::RemoveObj, of(1)), IsEmpty());
+    open();
+    EXPECT_THAT(names(), ElementsAre("0 a", "2 c"));
+    EXPECT_EQ(add("d"), 1U);
+    EXPECT_EQ(ask(cmd::GetCount).get_u32(field::Count), 3U);
+}
+
+TEST_F(MapTest, RefusedChangeChangesNothing) {
+    add("a");
+    add("b");
+    EXPECT_EQ(code(ask(cmd::SetObj, book(1, "a"))), error::Refused);
+    EXPECT_EQ(code(ask(cmd::AddObj, book("a"))), error::Refused);
+    EXPECT_EQ(code(ask(cmd::AddObj, book(1, "c"))), error::Refused) << "its id is taken";
+    EXPECT_EQ(code(ask(cmd::RemoveObj, of(0))), error::Refused);
+    EXPECT_EQ(supervisor.records.size(), 2U);
+    open();
+    EXPECT_THAT(names(), ElementsAre("0 a", "1 b"));
+    EXPECT_EQ(add("c"), 2U) << "a refused addition gives its id back";
+}
+
+TEST_F(MapTest, UnknownIdIsToldInWords) {
+    for (const uint32_t command : {cmd::GetObj, cmd::SetObj, cmd::RemoveObj}) {
+        EXPECT_EQ(code(ask(command, of(9))), error::NotFound);
+        EXPECT_EQ(getError(ask(command, of(9))), "there is no book 9");
+        EXPECT_EQ(code(ask(command)), error::NotFound) << "no id at all";
+    }
+}
+
+TEST_F(MapTest, StoreThatRefusesLeavesTheOldValue) {
+    std::filesystem::create_directories(rooted("/tern/store/taken"));
+    testing::internal::CaptureStderr();
+    open("/tern/store/taken");
+    testing::internal::GetCapturedStderr();
+    const message reply = ask(cmd::AddObj, book("a"));
+    EXPECT_EQ(code(reply), error::StoreFailed);
+    EXPECT_THAT(getError(reply), HasSubstr("is a directory"));
+    EXPECT_THAT(names(), IsEmpty());
+    EXPECT_FALSE(shelf->insert(std::make_unique<Book>()));
+    EXPECT_THAT(names(), IsEmpty());
+    EXPECT_THAT(supervisor.records, IsEmpty());
+}
+
+TEST_F(MapTest, EachChangeCanBeTakenBack) {
+    add("a");
+    add("b");
+    EXPECT_THAT(ask(cmd::SetObj, book(1, "renamed")), IsEmpty());
+    EXPECT_FALSE(isError(undo()));
+    EXPECT_THAT(names(), ElementsAre("0 a", "1 b"));
+
+    add("c");
+    EXPECT_THAT(ask(cmd::RemoveObj, of(1)), IsEmpty());
+    EXPECT_EQ(supervisor.records.back().get_string(undo::Text), "book 1 removed");
+    EXPECT_EQ(undo().get_u32(field::ObjectId), 1U);
+    EXPECT_THAT(names(), ElementsAre("0 a", "1 b", "2 c"));
+
+    add("d");
+    const message again = supervisor.records.back().get_message(undo::New);
+    EXPECT_FALSE(isError(undo()));
+    EXPECT_THAT(names(), ElementsAre("0 a", "1 b", "2 c"));
+    EXPECT_EQ(looper.dispatchMessage(again).get_u32(field::ObjectId), 3U) << "done again under the same id";
+}
+
+TEST_F(MapTest, GetAllGoesOnWhereThePageEnded) {
+    for (const char* name : {"a", "b", "c", "d", "e"}) add(name);
+    message page;
+    page.insert_u32(field::MaxObjects, 2);
+    message reply = ask(cmd::GetAll, page);
+    EXPECT_EQ(reply.size(field::Objects), 2U);
+    EXPECT_EQ(reply.get_u32(field::Continue), 2U);
+
+    ask(cmd::RemoveObj, of(2));
+    page.insert_u32(field::Continue, 2);
+    reply = ask(cmd::GetAll, page);
+    EXPECT_EQ(reply.get_message_array(field::Objects).at(0).get_string(kName), "d") << "its start has gone meanwhile";
+    EXPECT_FALSE(reply.has(field::Continue)) << "that was the last one";
+
+    page.insert_u32(field::Continue, 99);
+    EXPECT_EQ(ask(cmd::GetAll, page).size(field::Objects), 0U);
+}
+
+TEST_F(MapTest, PagesFitIntoAPacketWhateverTheObjectsHold) {
+    open("");  // not kept: a hundred durable additions take a second
+    const size_t large = kMaxPacket / 10;
+    for (char c = 0; c < 100; ++c) add(std::string(large, c));
+    size_t seen = 0;
+    message page;
+    for (int pages = 0; pages < 100; ++pages) {
+        const message reply = ask(cmd::GetAll, page);
+        EXPECT_LT(reply.flatSize(), kMaxPacket - 1000);
+        seen += reply.size(field::Objects);
+        if (!reply.has(field::Continue)) break;
+        page.insert_u32(field::Continue, reply.get_u32(field::Continue));
+    }
+    EXPECT_EQ(seen, 100U);
+}
+
+TEST_F(MapTest, FlagsReachTheObject) {
+    add("a");
+    message m = of(0);
+    EXPECT_FALSE(ask(cmd::GetObj, m).has(string_id(7)));
+    m.insert_u32(field::GetFlags, kWithAuthor);
+    EXPECT_TRUE(ask(cmd::GetObj, m).has(string_id(7)));
+    EXPECT_TRUE(ask(cmd::GetAll, m).get_message_array(field::Objects).at(0).has(string_id(7)));
+}
+
+TEST_F(MapTest, SubscribersHearOfEachChange) {
+    class Reader : public Handler {
+      public:
+        message handle(const message& m, uint32_t) override {
+            heard.push_back(std::to_string(m.get_u32(field::ObjectId)) + " " +
+                            (m.get_bool(field::Gone) ? "gone" : m.get_string(kName)));
+            return {};
+        }
+        std::vector<std::string> heard;
+    };
+    Reader reader;
+    looper.addHandler(2, &reader);
+    reader.subscribe(std::vector<uint32_t>{kShelf, 1}, cmd::Changed, {});
+    add("a");
+    add("b");
+    ask(cmd::SetObj, book(1, "c"));
+    ask(cmd::RemoveObj, of(1));
+    for (int i = 0; i < 20 && reader.heard.size() < 4; ++i) looper.runOnce(0);
+    EXPECT_THAT(reader.heard, ElementsAre("0 a", "1 b", "1 c", "1 gone"));
+}
+
+}  // namespace
+}  // namespace tn
