@@ -77,7 +77,8 @@ class Watcher : public tn::Handler {
 
   private:
     // What only says how the notification got here.
-    static constexpr const char* kRouting[] = {"0xff0001:u32[]", "0xff0002:u32[]", "0xff0003:u32", "0xff0007:u32"};
+    static constexpr const char* kRouting[] = {"0xff0001:u32[]", "0xff0002:u32[]", "0xff0003:u32", "0xff0007:u32",
+                                               "0xff000d:u32"};
 
     const Session& session_;
     Secrets secrets_;

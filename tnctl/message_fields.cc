@@ -188,12 +188,12 @@ bool routes(uint32_t number) {
     return false;
 }
 
-uint32_t parseFieldNumber(std::string_view where, std::string_view text) {
+uint32_t parseFieldNumber(std::string_view where, std::string_view text, size_t depth) {
     const auto number = parseNumber(text, tn::kFieldNumberMask);
     if (!number)
         throw Failure(kUsage, tn::escaped(where) + ": expected " + std::string(kFieldSyntax) +
                                   ", where NUMBER is at most 0x7ffffff");
-    if (routes(static_cast<uint32_t>(*number)))
+    if (depth == 1 && routes(static_cast<uint32_t>(*number)))
         throw Failure(kUsage, tn::escaped(where) + ": expected no field that the bus itself fills in");
     return static_cast<uint32_t>(*number);
 }
@@ -204,7 +204,7 @@ void parseField(std::string_view text, tn::message& out, size_t depth) {
     const size_t colon = where.find(':');
     if (colon == std::string_view::npos || equals == std::string_view::npos)
         throw Failure(kUsage, tn::escaped(where) + ": expected " + std::string(kFieldSyntax));
-    const uint32_t number = parseFieldNumber(where, where.substr(0, colon));
+    const uint32_t number = parseFieldNumber(where, where.substr(0, colon), depth);
     const KindWord& kind = findKind(where, where.substr(colon + 1));
     const size_t before = out.size();
     if (!kind.put(number, text.substr(equals + 1), out, depth))

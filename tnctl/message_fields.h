@@ -19,7 +19,7 @@ constexpr std::string_view kFieldSyntax = "NUMBER:KIND=VALUE";
 ///     message     {FIELD FIELD ...}           u32[] be32[] string[] message[]   values between commas
 ///
 /// Ends the command (exit code 2) with what was expected; texts are never repeated there, they may be secrets. Fields
-/// that route the request (destination, source, command, ids) can't be given.
+/// that route the request (destination, source, command, ids) can't be given, but may stand in a nested message.
 [[nodiscard]] tn::message parseFields(const std::vector<std::string>& texts);
 
 }  // namespace tnctl

@@ -12,7 +12,7 @@ TEST(MessageFields, EachKindBecomesItsField) {
     const tn::message m = parseFields({"1:bool=yes", "0x10:u32=0xff", "2:be32=192.0.2.1", "3:u64=18446744073709551615",
                                        "4:addr6=2001:db8::1", "5:string=a=b:c", "6:raw=00ff7f", "7:u32[]=1,2,3",
                                        "8:string[]=a,,b", "9:be32[]=10.0.0.1,10.0.0.2", "10:u32[]=", "5:u32=7",
-                                       "11:message={1:bool=no 2:message={3:u32=4}}", "12:message[]={1:u32=1},{}"});
+                                       "11:message={0xff0007:u32=5 2:message={3:u32=4}}", "12:message[]={1:u32=1},{}"});
     EXPECT_TRUE(m.get_bool(1));
     EXPECT_EQ(m.get_u32(0x10), 0xffU);
     EXPECT_EQ(m.get_be32(2), 0xc0000201U);
