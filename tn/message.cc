@@ -3,17 +3,15 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <ostream>
 #include <utility>
-
-#include "tn/log.h"
 
 namespace tn {
 
 namespace {
 
-constexpr size_t kFirstFields = 24;  // room made at the first insertion: most rows fit, so they never move
+// Room made at the first insertion: most rows fit, so they never move, and it is the most that malloc still serves from
+// its cache for the thread (1,032 octets).
+constexpr size_t kFirstFields = 21;
 
 const message kEmptyMessage;
 const std::vector<uint32_t> kNoNumbers;
