@@ -73,8 +73,10 @@ message Bus::exchange(message m, uint32_t timeoutMs) {
     if (out_.size() > kMaxPacket) return errorMsg(error::TooLarge, about(number, "the request doesn't fit"));
 
     // A request that the peer provably hasn't read is sent once more: to the process that has taken its place, perhaps.
-    for (int attempt = 0; attempt < 2; ++attempt) {
+    // A kept connection that died meanwhile doesn't count.
+    for (int dials = 0; dials < 2;) {
         const auto known = dialled_.find(number);
+        if (known == dialled_.end()) ++dials;
         const Link connection = known != dialled_.end() ? known->second : dial(number, std::max(left(deadline), 1U));
         if (!connection) return nobodyThere(number);
         if (stillOwes(connection)) return errorMsg(error::TimedOut, about(number, "owes an earlier answer"));

@@ -1,0 +1,463 @@
+#include "tn/bus.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "peers.h"
+#include "temp_root.h"
+#include "tn/paths.h"
+#include "tn/sources.h"
+
+namespace tn {
+namespace {
+
+constexpr uint32_t kEcho = 1;      // answers with the request
+constexpr uint32_t kLong = 2;      // answers with as many octets as asked in field 1
+constexpr uint32_t kDie = 3;       // ends the process without an answer
+constexpr uint32_t kAskOther = 4;  // exchanges with the path in field 2 and passes the answer on
+constexpr uint32_t kSleep = 5;     // blocks for field 1 milliseconds
+constexpr uint32_t kCount = 6;     // number of kOneWay messages so far in field 1
+constexpr uint32_t kOneWay = 7;
+
+class Server : public Handler {
+  public:
+    Server() {
+        for (uint32_t command = kEcho; command <= kCount; ++command) {
+            policySet().add_policy(command, right::Read | right::Write);
+        }
+    }
+    message cmdUnknown(const message& m, uint32_t command) override {
+        message reply;
+        switch (command) {
+            case kEcho:
+                return m;
+            case kLong:
+                reply.insert_string(1, std::string(m.get_u32(1), 'x'));
+                return reply;
+            case kDie:
+                _exit(0);
+            case kAskOther:
+                return exchangeCmd(request(m.get_u32_array(2), 0), kEcho, 1000);
+            case kSleep:
+                usleep(m.get_u32(1) * 1000);
+                return reply;
+            case kCount:
+                reply.insert_u32(1, oneWays_);
+                return reply;
+            case kOneWay:
+                ++oneWays_;
+                return reply;
+            default:
+                return Handler::cmdUnknown(m, command);
+        }
+    }
+    message handleBrkpath(const message&) override { return errorMsg(error::NotFound, "below"); }
+
+  private:
+    uint32_t oneWays_ = 0;
+};
+
+/// Keeps replies and notifications that come to it.
+class Client : public Handler {
+  public:
+    void handleReply(const message& reply) override { late.push_back(reply.get_u32(1)); }
+    message cmdUnknown(const message& m, uint32_t command) override {
+        if (command == 0x10004) notes.push_back(m.get_u32(1));
+        return {};
+    }
+    std::vector<uint32_t> late;
+    std::vector<uint32_t> notes;
+};
+
+void serve(Looper& looper) {
+    static Server server;
+    const uint32_t path[] = {24, 2};
+    looper.addHandler(path, &server);
+}
+
+message ask(uint32_t command, uint32_t parameter = 0) {
+    const uint32_t path[] = {24, 2};
+    message m = request(path, command);
+    m.insert_u32(1, parameter);
+    return m;
+}
+
+uint64_t millisecondsOf(const std::function<void()>& work) {
+    const uint64_t start = getMilliseconds();
+    work();
+    return getMilliseconds() - start;
+}
+
+class BusTest : public testing::Test {
+  protected:
+    BusTest() { looper_.addHandler(1, &client_); }
+    message exchange(const message& m, uint32_t timeoutMs = 1000) { return looper_.exchangeMessage(m, timeoutMs); }
+
+    TempRoot root_;
+    Looper looper_{{34}};
+    Client client_;
+};
+
+TEST_F(BusTest, RequestAndReplyCrossUnchangedAndTheCallerIsNamedByTheKernel) {
+    const Peer peer({24}, serve);
+    message m = ask(kEcho, 7);
+    m.insert_u32(field::CallerPid, 1);
+    m.insert_string(3, std::string("\0binary", 7));
+    const message reply = exchange(m);
+    EXPECT_EQ(reply.get_u32(1), 7U);
+    EXPECT_EQ(reply.get_string(3), std::string("\0binary", 7));
+    EXPECT_EQ(reply.get_u32(field::CallerPid), static_cast<uint32_t>(getpid()));
+    EXPECT_EQ(reply.get_u32_array(field::Source), std::vector<uint32_t>{34});
+    EXPECT_EQ(client_.exchangeCmd(m, kEcho).get_u32_array(field::Source), (std::vector<uint32_t>{34, 1}));
+    EXPECT_TRUE(exchange(ask(kSleep)).empty()) << "an empty reply means success and must arrive empty";
+
+    const uint32_t below[] = {24, 2, 9};
+    const uint32_t beside[] = {24, 3};
+    EXPECT_EQ(getError(exchange(request(below, kEcho))), "below");
+    EXPECT_EQ(errorOf(exchange(request(beside, kEcho))), error::NoSuchHandler);
+    EXPECT_EQ(errorOf(exchange(ask(99))), error::NoSuchCommand);
+}
+
+TEST_F(BusTest, LargestPacketsPassAndLargerOnesAreAnErrorAtOnce) {
+    const Peer peer({24}, serve);
+    EXPECT_EQ(exchange(ask(kLong, kMaxPacket - 100)).get_string(1).size(), kMaxPacket - 100);
+    EXPECT_EQ(errorOf(exchange(ask(kLong, 300 * 1024))), error::TooLarge);
+    message large = ask(kEcho);
+    large.insert_string(2, std::string(kMaxPacket - 200, 'x'));
+    EXPECT_EQ(errorOf(exchange(large)), 0U);
+    large.insert_string(2, std::string(kMaxPacket, 'x'));
+    EXPECT_EQ(errorOf(exchange(large)), error::TooLarge);
+    EXPECT_EQ(errorOf(looper_.sendMessage(large)), error::TooLarge);
+}
+
+TEST_F(BusTest, NobodyThereIsAnErrorAtOnceBeforeAndAfterAProcessLived) {
+    EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable); }), 500U);
+    EXPECT_FALSE(client_.sendCmd(ask(0), kOneWay));
+    {
+        Peer peer({24}, serve);
+        EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
+        peer.end(SIGKILL);  // leaves its socket behind
+    }
+    EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable); }), 500U);
+    const Peer restarted({24}, serve);
+    ASSERT_TRUE(restarted.listening()) << "the socket left behind wasn't replaced";
+    EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
+}
+
+TEST_F(BusTest, RestartWhileIdleIsNotNoticedByTheCaller) {
+    for (int i = 0; i < 3; ++i) {
+        Peer peer({24}, serve);
+        EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
+        peer.end(SIGTERM);
+    }
+    EXPECT_FALSE(std::filesystem::exists(busFolder() + "/24")) << "a process that leaves takes its socket away";
+}
+
+TEST_F(BusTest, PeerThatDiesUnderTheExchangeIsAnErrorAtOnce) {
+    const Peer peer({24}, serve);
+    EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(ask(kDie), 5000)), error::Unreachable); }), 1000U);
+}
+
+TEST_F(BusTest, RequestThatWasNotReadIsSentOnceMoreAndOnlyOnce) {
+    {
+        // The first connection closes with the request unread; the second answers.
+        const RawPeer peer(24, {[](int connection) {
+                                    pollfd socket = {.fd = connection, .events = POLLIN, .revents = 0};
+                                    poll(&socket, 1, 2000);
+                                },
+                                [](int connection) { RawPeer::answer(connection, RawPeer::read(connection)); }});
+        EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
+    }
+    int connections = 0;
+    {
+        const auto refuse = [&](int connection) {
+            ++connections;
+            pollfd socket = {.fd = connection, .events = POLLIN, .revents = 0};
+            poll(&socket, 1, 2000);
+        };
+        const RawPeer peer(24, {refuse, refuse});
+        EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable);
+    }
+    EXPECT_EQ(connections, 2);
+}
+
+TEST_F(BusTest, AfterATimeOutThePeerOwesAReplyUntilItComes) {
+    Descriptor ends[2];
+    int go[2];
+    ASSERT_EQ(pipe(go), 0);
+    const RawPeer peer(24, {[&](int connection) {
+                           const message first = RawPeer::read(connection);
+                           char byte = 0;
+                           EXPECT_EQ(read(go[0], &byte, 1), 1);
+                           RawPeer::answer(connection, first);
+                           RawPeer::answer(connection, RawPeer::read(connection));
+                       }});
+    EXPECT_GE(millisecondsOf([&] { EXPECT_EQ(errorOf(client_.exchangeCmd(ask(0), kEcho, 50)), error::TimedOut); }),
+              45U);
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho), 2000)), error::TimedOut); }), 500U);
+    }
+    ASSERT_EQ(write(go[1], "g", 1), 1);
+    // The late reply goes to who asked, and not to the next exchange.
+    EXPECT_TRUE(eventually(&looper_, [&] { return !client_.late.empty(); }));
+    const message reply = exchange(ask(kEcho));
+    EXPECT_EQ(errorOf(reply), 0U);
+    EXPECT_NE(reply.get_u32(1), client_.late[0]);
+    EXPECT_EQ(client_.late.size(), 1U);
+    close(go[0]);
+    close(go[1]);
+}
+
+TEST_F(BusTest, HungPeerThatIsReplacedIsAskedAgainAtOnce) {
+    {
+        Peer hung({24}, serve);
+        EXPECT_EQ(errorOf(exchange(ask(kSleep, 60'000), 50)), error::TimedOut);
+        EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::TimedOut);
+        hung.end(SIGKILL);
+    }
+    const Peer fresh({24}, serve);
+    EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
+}
+
+TEST_F(BusTest, StraysNeitherDelayTheTimeOutNorGetLostOrReordered) {
+    message note;
+    note.insert_u32_array(field::Destination, {34, 1});
+    note.insert_u32_array(field::Source, {24, 2});
+    note.insert_u32(field::Command, 0x10004);
+    const RawPeer peer(24, {[&](int connection) {
+                           const message asked = RawPeer::read(connection);
+                           for (uint32_t i = 0; i < 100; ++i) {
+                               note.insert_u32(1, i);
+                               RawPeer::write(connection, note);
+                           }
+                           RawPeer::answer(connection, asked);
+                           RawPeer::read(connection);
+                           // Never answers, but never stops talking.
+                           pollfd end = {.fd = connection, .events = POLLIN, .revents = 0};
+                           for (uint32_t i = 100; i < 300 && poll(&end, 1, 1) == 0; ++i) {
+                               note.insert_u32(1, i);
+                               RawPeer::write(connection, note);
+                           }
+                       }});
+    EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
+    EXPECT_TRUE(client_.notes.empty()) << "kept for the loop";
+    EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho), 100)), error::TimedOut); }), 400U);
+    EXPECT_TRUE(eventually(&looper_, [&] { return client_.notes.size() >= 150; }));
+    for (uint32_t i = 0; i < client_.notes.size(); ++i) ASSERT_EQ(client_.notes[i], i);
+}
+
+TEST_F(BusTest, MessagesUnderAnothersNameAndBadPacketsEndTheConnection) {
+    message forged;
+    forged.insert_u32_array(field::Destination, {34, 1});
+    forged.insert_u32_array(field::Source, {20, 0});
+    forged.insert_u32(field::Command, 0x10004);
+    const std::string rubbish(100, '\xff');
+    const RawPeer peer(24, {[&](int connection) {
+                                RawPeer::write(connection, forged);
+                                RawPeer::answer(connection, RawPeer::read(connection));
+                                RawPeer::waitForEnd(connection);
+                            },
+                            [&](int connection) {
+                                RawPeer::read(connection);
+                                send(connection, rubbish.data(), rubbish.size(), MSG_NOSIGNAL);
+                                RawPeer::waitForEnd(connection);
+                            }});
+    EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
+    for (int i = 0; i < 5; ++i) looper_.runOnce(1);
+    EXPECT_TRUE(client_.notes.empty());
+    EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable);
+}
+
+TEST_F(BusTest, PeerThatDoesNotReadCannotBlockTheCallerPastItsTimeOut) {
+    int done[2];
+    ASSERT_EQ(pipe(done), 0);
+    {
+        const RawPeer peer(24, {[&](int) {
+                               char byte = 0;
+                               EXPECT_EQ(read(done[0], &byte, 1), 1);
+                           }});
+        message large = ask(kEcho);
+        large.insert_string(2, std::string(200'000, 'x'));
+        bool full = false;
+        for (int i = 0; i < 200 && !full; ++i) full = isError(looper_.sendMessage(large));
+        EXPECT_TRUE(full) << "what waits for a peer that doesn't read must be bounded";
+        EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(large, 100)), error::TimedOut); }), 400U);
+        EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(large, 5000)), error::TimedOut); }), 400U);
+        EXPECT_EQ(write(done[1], "g", 1), 1);
+    }
+    close(done[0]);
+    close(done[1]);
+}
+
+TEST_F(BusTest, HandlerMayExchangeWhileItsOwnRequestIsServed) {
+    const Peer other({20}, [](Looper& looper) {
+        static Server server;
+        const uint32_t path[] = {20, 0};
+        looper.addHandler(path, &server);
+    });
+    const Peer peer({24}, serve);
+    message m = ask(kAskOther);
+    m.insert_u32_array(2, {20, 0});
+    EXPECT_EQ(exchange(m).get_u32_array(field::Source), (std::vector<uint32_t>{24, 2}));
+    m.insert_u32_array(2, {99});
+    EXPECT_EQ(errorOf(exchange(m)), error::Unreachable) << "the error of the inner exchange reaches the outer caller";
+}
+
+TEST_F(BusTest, TwoLiveProcessesCannotServeOneNumber) {
+    const Peer first({24}, serve);
+    const Peer second({24}, serve);
+    EXPECT_TRUE(first.listening());
+    EXPECT_FALSE(second.listening());
+    EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U) << "the first one's socket was taken away";
+    struct stat status = {};
+    ASSERT_EQ(stat((busFolder() + "/24").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0660U);
+    ASSERT_EQ(stat(busFolder().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0750U);
+}
+
+TEST_F(BusTest, LongRootsWork) {
+    const std::string root = root_.folder() + "/" + std::string(120, 'r');
+    setRoot(root);
+    const Peer peer({24}, serve);
+    EXPECT_TRUE(peer.listening());
+    EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
+    setRoot(root_.folder());
+}
+
+TEST_F(BusTest, ServerOutlivesRubbishFloodsAndCallersThatDoNotRead) {
+    const Peer peer({24}, serve);
+    std::vector<Descriptor> crowd;
+    const flat_message wanted = [] {
+        message m = ask(kLong, 200'000);
+        m.insert_u32(field::RequestId, 1);
+        return m.flatten();
+    }();
+    for (int i = 0; i < 60; ++i) {
+        Descriptor caller = dialBus(24, 1000);
+        ASSERT_TRUE(caller);
+        if (i % 3 == 0) {
+            std::vector<uint8_t> rubbish(static_cast<size_t>(i) * 1000 + 1, static_cast<uint8_t>(i));
+            send(caller.get(), rubbish.data(), rubbish.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        } else if (i % 3 == 1) {
+            while (send(caller.get(), wanted.data(), wanted.size(), MSG_NOSIGNAL | MSG_DONTWAIT) > 0) continue;
+        }
+        crowd.push_back(std::move(caller));
+    }
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(errorOf(exchange(ask(kEcho), 3000)), 0U);
+    char byte = 0;
+    EXPECT_EQ(recv(crowd[0].get(), &byte, 1, 0), 0) << "rubbish ends the connection";
+    crowd.clear();
+    EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
+}
+
+TEST_F(BusTest, MoreConnectionsThanAllowedAreRefusedNotServedBadly) {
+    EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable);
+    const Peer peer({24}, serve);
+    EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
+    std::vector<Descriptor> crowd;
+    for (int i = 0; i < 600; ++i) crowd.push_back(dialBus(24, 1000));
+    EXPECT_EQ(errorOf(exchange(ask(kEcho), 3000)), 0U) << "who was there before isn't pushed out";
+    crowd.clear();
+    EXPECT_TRUE(eventually(nullptr, [&] { return errorOf(exchange(ask(kEcho))) == 0; }));
+}
+
+TEST_F(BusTest, RightsFollowTheCallersUserAndGroup) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs to become other users";
+    constexpr gid_t kGroup = 54321;
+    const Peer peer({24}, serve, [] { ASSERT_EQ(setegid(kGroup), 0); });
+    std::filesystem::permissions(root_.folder(), std::filesystem::perms(0755));
+    ASSERT_EQ(chmod(busFolder().c_str(), 0755), 0);
+    ASSERT_EQ(chmod((busFolder() + "/24").c_str(), 0666), 0);  // so that strangers get as far as the rights
+    const auto errorFor = [](gid_t group, std::vector<gid_t> others, uint32_t command) {
+        const pid_t child = fork();
+        if (child == 0) {
+            if (setgroups(others.size(), others.data()) != 0 || setgid(group) != 0 || setuid(65534) != 0) _exit(9);
+            Looper stranger({});
+            const uint32_t code = errorOf(stranger.exchangeMessage(ask(command), 1000));
+            _exit(code == 0 ? 0 : code == error::NotPermitted ? 1 : 2);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        return WEXITSTATUS(status);
+    };
+    EXPECT_EQ(errorFor(65534, {}, kEcho), 1);
+    EXPECT_EQ(errorFor(kGroup, {}, kEcho), 0);
+    EXPECT_EQ(errorFor(65534, {kGroup}, kEcho), 0);
+    EXPECT_EQ(errorFor(65534, {kGroup}, kOneWay), 1) << "members of the group may only read";
+    EXPECT_EQ(errorFor(65534, {}, cmd::Subscribe), 1);
+}
+
+// --- leaving and being started again ---------------------------------------------------------------------------------
+
+TEST_F(BusTest, IdleProcessLeavesAndABusyOneStays) {
+    Peer peer({24}, [](Looper& looper) {
+        serve(looper);
+        looper.setupLeave(60);
+    });
+    const uint64_t end = getMilliseconds() + 200;
+    while (getMilliseconds() < end) ASSERT_EQ(errorOf(exchange(ask(kEcho))), 0U);
+    EXPECT_TRUE(peer.ended());
+    EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable);
+}
+
+TEST_F(BusTest, SubscriberKeepsAProcessFromLeavingUntilItGoes) {
+    Peer peer({24}, [](Looper& looper) {
+        serve(looper);
+        looper.setupLeave(30);
+    });
+    const uint32_t path[] = {24, 2};
+    client_.subscribe(path, 0x10004, {});
+    for (int i = 0; i < 10; ++i) looper_.runOnce(10);
+    EXPECT_EQ(kill(peer.pid(), 0), 0);
+    EXPECT_EQ(waitpid(peer.pid(), nullptr, WNOHANG), 0) << "left its subscriber";
+    client_.unsubscribe(path, 0x10004, {});
+    EXPECT_TRUE(peer.ended());
+}
+
+/// Starts the owner again whenever a message waits at the socket that it holds, as a spawner does.
+TEST_F(BusTest, NoRequestIsLostWhileTheOwnerLeavesAndIsStartedAgain) {
+    std::string why;
+    BusListener held = openBusListener(24, why);
+    ASSERT_TRUE(held.socket) << why;
+    std::atomic<bool> over = false;
+    std::atomic<int> starts = 0;
+    std::thread spawner([&] {
+        while (!over) {
+            pollfd socket = {.fd = held.socket.get(), .events = POLLIN, .revents = 0};
+            if (poll(&socket, 1, 20) != 1) continue;
+            ++starts;
+            Peer owner(
+                {24},
+                [](Looper& looper) {
+                    serve(looper);
+                    looper.setupLeave(1);
+                },
+                [&] {
+                    const int fd = dup(held.socket.get());
+                    dup2(fd, 3);  // the first descriptor handed over
+                    fcntl(3, F_SETFD, 0);
+                    setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
+                    setenv("LISTEN_FDS", "1", 1);
+                    setenv("LISTEN_FDNAMES", "24", 1);
+                });
+            EXPECT_TRUE(owner.ended());
+        }
+    });
+    int failures = 0;
+    for (int i = 0; i < 1000 && starts < 30; ++i) {
+        failures += errorOf(exchange(ask(kEcho), 3000)) == 0 ? 0 : 1;
+        std::this_thread::sleep_for(std::chrono::microseconds(1200 + i % 20 * 100));  // about when it leaves
+    }
+    EXPECT_EQ(failures, 0);
+    over = true;
+    spawner.join();
+    EXPECT_GE(starts, 30);
+    held.withdraw(24);
+}
+
+}  // namespace
+}  // namespace tn

@@ -1,0 +1,160 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "tn/bus_socket.h"
+#include "tn/log.h"
+#include "tn/looper.h"
+
+namespace tn {
+
+inline uint32_t errorOf(const message& reply) {
+    uint32_t code = 0;
+    isError(reply, &code);
+    return code;
+}
+
+/// Polls the condition, running the loop meanwhile when there is one; false when it doesn't hold within 5 s.
+template <class Condition>
+bool eventually(Looper* looper, Condition condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (!condition() && std::chrono::steady_clock::now() < end) {
+        if (looper != nullptr) {
+            looper->runOnce(10);
+        } else {
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+    }
+    return condition();
+}
+
+/// A process that serves numbers with handlers of its own, ended with this object.
+class Peer {
+  public:
+    using Setup = std::function<void(Looper&)>;
+
+    /// Returns when the process listens. @param before  run first in the child, for other users and descriptors
+    Peer(std::vector<uint32_t> numbers, const Setup& setup, const std::function<void()>& before = {}) {
+        int ready[2];
+        if (pipe(ready) != 0) std::abort();
+        pid_ = fork();
+        if (pid_ == 0) {
+            if (before) before();
+            _exit(serve(std::move(numbers), setup, ready[1]));
+        }
+        close(ready[1]);
+        char byte = 0;
+        listening_ = read(ready[0], &byte, 1) == 1;
+        close(ready[0]);
+    }
+    ~Peer() { end(SIGKILL); }
+    Peer(const Peer&) = delete;
+    Peer& operator=(const Peer&) = delete;
+
+    [[nodiscard]] bool listening() const { return listening_; }
+    [[nodiscard]] pid_t pid() const { return pid_; }
+    /// Signals the process and waits for its end. @return its wait status
+    int end(int signal) {
+        int status = 0;
+        if (pid_ > 0) {
+            kill(pid_, signal);
+            waitpid(pid_, &status, 0);
+            pid_ = 0;
+        }
+        return status;
+    }
+    /// Waits up to 5 s for the process to end by itself.
+    bool ended() {
+        return eventually(nullptr, [&] {
+            if (pid_ > 0 && waitpid(pid_, nullptr, WNOHANG) == pid_) pid_ = 0;
+            return pid_ == 0;
+        });
+    }
+
+  private:
+    static int serve(std::vector<uint32_t> numbers, const Setup& setup, int ready) {
+        alarm(60);  // whatever happens to the test
+        Looper looper(std::move(numbers));
+        setup(looper);
+        if (!looper.listen()) return 1;
+        [[maybe_unused]] const ssize_t written = write(ready, "r", 1);
+        close(ready);
+        return looper.run();
+    }
+
+    pid_t pid_ = 0;
+    bool listening_ = false;
+};
+
+/// A thread that serves a number by hand, for peers that misbehave on the wire.
+class RawPeer {
+  public:
+    using Conversation = std::function<void(int connection)>;
+
+    /// Each conversation gets one connection, in order; it is closed when the conversation returns.
+    RawPeer(uint32_t number, std::vector<Conversation> conversations) : number_(number) {
+        std::string why;
+        listener_ = openBusListener(number, why);
+        if (!listener_.socket) std::abort();
+        thread_ = std::thread([this, talks = std::move(conversations)] {
+            for (const Conversation& talk : talks) {
+                pollfd socket = {.fd = listener_.socket.get(), .events = POLLIN, .revents = 0};
+                if (poll(&socket, 1, 5000) != 1) return;
+                const Descriptor connection(accept(listener_.socket.get(), nullptr, nullptr));
+                makeRoomForPackets(connection.get());
+                talk(connection.get());
+            }
+        });
+    }
+    ~RawPeer() {
+        thread_.join();
+        listener_.withdraw(number_);
+    }
+    RawPeer(const RawPeer&) = delete;
+    RawPeer& operator=(const RawPeer&) = delete;
+
+    static message read(int connection) {
+        std::vector<uint8_t> buffer(kMaxPacket);
+        message m;
+        const ssize_t got = recv(connection, buffer.data(), buffer.size(), 0);
+        const size_t length = got > 0 ? static_cast<size_t>(got) : 0;
+        EXPECT_TRUE(length == 0 || message::unflatten(std::span(buffer).first(length), m));
+        return m;
+    }
+    static void write(int connection, const message& m) {
+        const flat_message bytes = m.flatten();
+        send(connection, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    }
+    /// Answers `asked` with its own RequestId as field 1.
+    static void answer(int connection, const message& asked) {
+        message reply;
+        reply.insert_u32(1, asked.get_u32(field::RequestId));
+        reply.insert_u32(field::ReplyTo, asked.get_u32(field::RequestId));
+        write(connection, reply);
+    }
+    /// Reads and drops until the other end closes.
+    static void waitForEnd(int connection) {
+        std::vector<uint8_t> buffer(kMaxPacket);
+        while (recv(connection, buffer.data(), buffer.size(), 0) > 0) continue;
+    }
+
+  private:
+    uint32_t number_;
+    BusListener listener_;
+    std::thread thread_;
+};
+
+}  // namespace tn
