@@ -12,7 +12,7 @@ namespace {
 constexpr size_t kMostText = 1000;
 
 bool canBeSent(const tn::message& request) {
-    return request.has(tn::field::Command) && request.size(tn::field::Destination) > 0;
+    return request.has(tn::field::Command) && !request.get_u32_array(tn::field::Destination).empty();
 }
 
 }  // namespace
