@@ -6,7 +6,7 @@ int main(int argc, char** argv) {
     snmp::Options options;
     tn::addCommonOptions(app);
     snmp::addOptions(app, options);
-    CLI11_PARSE(app, argc, argv);
+    if (const auto status = tn::parseOptions(app, argc, argv)) return *status;
 
     const auto agent = snmp::makeAgent(options);
     return snmp::runAgent(*agent);

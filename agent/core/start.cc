@@ -1,6 +1,7 @@
 #include "agent/core/start.h"
 
 #include "agent/log.h"
+#include "agent/modules/interface_module.h"
 #include "agent/modules/system_module.h"
 #include "agent/system/scribers.h"
 
@@ -33,6 +34,7 @@ int runAgent(SnmpLooper& agent) {
     serr << "loop->init();";
     agent.init();
     start_system_module();
+    start_interface_module();
     startSubscribers(agent.settings().trapKinds);
     announce(agent);
     return agent.run();

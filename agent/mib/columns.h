@@ -7,33 +7,49 @@
 #include <variant>
 
 #include "agent/mib/branch.h"
+#include "agent/mib/columnar_branch.h"
 #include "agent/mib/keep.h"
 #include "agent/mib/packer.h"
 
 /// How a module tells what it serves. One array of rows for each group or table, in the MIB's order with the MIB's
 /// names:
 ///
-///     // system, RFC 3418
-///     constexpr Column<Sysinfo> kUptime[] = {
-///         { 3, "sysUpTime", tag::TimeTicks, &Sysinfo::uptime },
+///     // hrProcessorEntry, RFC 2790. INDEX { hrDeviceIndex }
+///     constexpr Column<Cpu> kProcessorColumns[] = {
+///         {2, "hrProcessorLoad", tag::Integer, &Cpu::load},   // percent
 ///     };
-///     addScalars(kSystem, kUptime, keep<GetProvider>(Sysinfo::build, ...));
 ///
-/// To add a group: 1. a record, a struct derived from Data with one field for each value; 2. its build function, which
-/// fills the record from the owner's message; 3. the array of rows above; 4. the call in the module's start function;
-/// 5. a test with a scripted owner.
+/// To add a table: 1. a record, a struct derived from Data with one field for each value; 2. its build function, which
+/// fills the record from one item of the owner's list; 3. the array of columns; 4. in the module's start function:
+///
+///     auto* rows = keep<GetAllProvider>(path, oneRow<Cpu::build>, objectClass);
+///     MapTable* table = keepTable(rows, {{packerFor(kIndex), tn::field::ObjectId.number}});
+///     addColumns(addColumnarBranch(OID(kProcessorEntry), table), kProcessorColumns);
+///
+/// 5. a test with a scripted owner. Scalars are the same with addScalars and a GetProvider.
 namespace snmp {
 
 /// A value that is the same for every record.
 struct Constant {
     int value;
 };
+struct ConstantOID {
+    std::span<const unsigned int> value;
+};
+
+/// One element of a record's array of counters.
+template <class Record>
+struct Element {
+    Counters Record::*array;
+    size_t index;
+};
 
 /// Where a column's value comes from: a member of the record or a constant. A number with syntax IpAddress is an IPv4
 /// address, first octet in the most significant byte.
 template <class Record>
 using ColumnValue = std::variant<unsigned int Record::*, unsigned long long Record::*, std::string Record::*,
-                                 std::vector<unsigned char> Record::*, OID Record::*, IPAddr6 Record::*, Constant>;
+                                 std::vector<unsigned char> Record::*, OID Record::*, IPAddr6 Record::*,
+                                 Element<Record>, Constant, ConstantOID>;
 
 template <class Record>
 struct Column {
@@ -69,7 +85,16 @@ const Packer* packerFor(const Column<Record>& column) {
         const Packer* operator()(IPAddr6 Record::*member) const {
             return keep<DataIP6Packer>(static_cast<IPAddr6 Data::*>(member), syntax);
         }
+        const Packer* operator()(Element<Record> element) const {
+            return keep<DataElementPacker>(static_cast<Counters Data::*>(element.array), element.index, syntax);
+        }
+        const Packer* operator()(ConstantOID constant) const {
+            return keep<ConstOIDPacker>(OID(constant.value), syntax);
+        }
         const Packer* operator()(Constant constant) const {
+            if (syntax == tag::Counter64) {
+                return keep<ConstBignumPacker>(static_cast<unsigned long long>(constant.value), syntax);
+            }
             return keep<ConstNumPacker>(static_cast<unsigned int>(constant.value), syntax);
         }
     };
@@ -80,6 +105,27 @@ const Packer* packerFor(const Column<Record>& column) {
 template <class Record, size_t N>
 void addScalars(std::span<const unsigned int> group, const Column<Record> (&rows)[N], DataProvider* provider) {
     for (const Column<Record>& row : rows) addScalarLeaf(OID(group) + row.number, packerFor(row), provider);
+}
+
+/// Adds each row to a table as a column.
+template <class Record, size_t N>
+void addColumns(ColumnarBranch* branch, const Column<Record> (&columns)[N]) {
+    for (const Column<Record>& column : columns) branch->addLeaf(column.number, packerFor(column));
+}
+
+/// A table with its indexes, each a packer and the message field that carries it to the owner.
+inline MapTable* keepTable(TableProvider* provider, std::initializer_list<std::pair<const Packer*, uint32_t>> indexes) {
+    auto* table = keep<MapTable>(provider, /*noStdKey=*/false);
+    for (const auto& [packer, fieldId] : indexes) table->addIndex(packer, fieldId);
+    return table;
+}
+
+/// Columns stand in the MIB's order; for a static_assert beside each array.
+template <class Record, size_t N>
+constexpr bool ascending(const Column<Record> (&columns)[N]) {
+    for (size_t i = 1; i < N; ++i)
+        if (columns[i - 1].number >= columns[i].number) return false;
+    return true;
 }
 
 // OIDs as the MIB writes them, parent and numbers: under(kMib2, 1) for { mib-2 1 }.
@@ -97,6 +143,7 @@ constexpr std::array<unsigned int, N + sizeof...(Numbers)> under(const std::arra
 constexpr std::array<unsigned int, 4> kInternet = {1, 3, 6, 1};
 constexpr auto kMib2 = under(kInternet, 2, 1);
 constexpr auto kVendor = under(kInternet, 4, 1, 49999);  ///< Tarnix's enterprise number
+constexpr std::array<unsigned int, 2> kZeroDotZero = {0, 0};
 constexpr auto kVendorObjects = under(kVendor, 1, 1);
 
 }  // namespace snmp

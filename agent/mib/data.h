@@ -17,6 +17,14 @@ struct Data {
     virtual void reverseBuild(tn::message&) {}
 };
 
+/// Rows in the order of their index.
+using Rows = std::vector<std::unique_ptr<Data>>;
+
+/// A list of rows, as tables hand them around.
+struct VData : Data {
+    Rows rows;
+};
+
 /// Builds one record from a reply; an empty message gives the record's default values.
 using BuildFunction = std::unique_ptr<Data> (*)(const tn::message&);
 

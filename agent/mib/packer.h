@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -189,6 +190,21 @@ class DataBignumPacker : public BignumPacker {
 
   private:
     unsigned long long Data::*member_;
+};
+
+/// A record's array of counters, as many as the largest set of statistics has.
+using Counters = std::array<unsigned long long, 65>;
+
+class DataElementPacker : public BignumPacker {
+  public:
+    DataElementPacker(Counters Data::*member, size_t index, unsigned int type)
+        : BignumPacker(type), member_(member), index_(index) {}
+    unsigned long long get(const Data* record) const override { return (record->*member_)[index_]; }
+    void set(Data* record, unsigned long long value) const override { (record->*member_)[index_] = value; }
+
+  private:
+    Counters Data::*member_;
+    size_t index_;
 };
 
 class DataStringPacker : public StringPacker {

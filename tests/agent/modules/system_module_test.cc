@@ -7,6 +7,7 @@
 #include <fstream>
 
 #include "tests/agent/agent_test.h"
+#include "tests/agent/table_owner.h"
 
 namespace snmp {
 namespace {
@@ -92,6 +93,66 @@ TEST_F(SystemModuleTest, WritingTheControlsReachesTheirOwners) {
     EXPECT_EQ(reboot.requests[0].get_u32(tn::field::Command), tn::cmd::Reboot);
     ASSERT_EQ(usb.requests.size(), 1U);
     EXPECT_EQ(usb.requests[0].get_u32(1), 3U);
+}
+
+TEST_F(SystemModuleTest, StorageIsMemoryAndThenTheDisks) {
+    TableOwner disks;
+    agent->addHandler(std::vector<uint32_t>{79, 2}, &disks);
+    disks.row(3).insert_string(1, "/");
+    disks.row(3).insert_u32(5, 1000);
+    disks.row(3).insert_u32(6, 400);
+    disks.row(4);
+    start_system_module();
+    const std::string entry = "1.3.6.1.2.1.25.2.3.1.";
+    EXPECT_EQ(next({entry + "1"}).bindings[0].value, "65536");
+    EXPECT_EQ(next({entry + "1.65536"}).bindings[0].value, "131075");
+    const std::pair<const char*, const char*> expected[] = {{"2.65536", "1.3.6.1.2.1.25.2.1.1"},
+                                                            {"3.65536", "main memory"},
+                                                            {"5.65536", "2000000"},
+                                                            {"6.65536", "1500000"},
+                                                            {"2.131075", "1.3.6.1.2.1.25.2.1.4"},
+                                                            {"3.131075", "disk: /"},
+                                                            {"3.131076", "disk"},
+                                                            {"4.131075", "1024"},
+                                                            {"5.131075", "1000"},
+                                                            {"6.131075", "600"},
+                                                            {"7.131075", "0"}};
+    for (const auto& [name, text] : expected) EXPECT_EQ(value(entry + name), text) << name;
+}
+
+TEST_F(SystemModuleTest, ScriptsRunAndAreRenamed) {
+    TableOwner scripts;
+    agent->addHandler(std::vector<uint32_t>{48, 101}, &scripts);
+    scripts.row(2).insert_string(102, "backup");
+    start_system_module();
+    const std::string entry = "1.3.6.1.4.1.49999.1.1.8.1.1.";
+    EXPECT_EQ(value(entry + "2.2"), "backup");
+    EXPECT_EQ(value(entry + "3.2"), "0");
+    (void)set({number(entry + "3.2", 1)});
+    EXPECT_EQ(scripts.requests.back().get_u32(tn::field::Command), 1U);
+    EXPECT_EQ(scripts.requests.back().get_u32(tn::field::ObjectId), 2U);
+    (void)set({text(entry + "2.2", "save")});
+    EXPECT_EQ(scripts.requests.back().get_u32(tn::field::Command), tn::cmd::Set);
+    EXPECT_EQ(scripts.requests.back().get_string(102), "save");
+}
+
+TEST_F(SystemModuleTest, ProcessorsAndNeighboursAreListed) {
+    TableOwner neighbors;
+    agent->addHandler(std::vector<uint32_t>{10, 1}, &neighbors);
+    neighbors.row(1).insert_be32(1, 0xc0000201);
+    neighbors.row(1).insert_raw(2, std::vector<uint8_t>{1, 2, 3, 4, 5, 6});
+    const std::pair<uint32_t, const char*> texts[] = {{7, "id"}, {8, "platform"}, {6, "version"}, {11, "port"}};
+    for (const auto& [field, text] : texts) neighbors.row(1).insert_string(field, text);
+    tn::message cpu;
+    cpu.insert_u32(tn::field::ObjectId, 1);
+    cpu.insert_u32(9, 42);
+    owner({24, 2}).reply.insert_message_array(tn::field::Objects, {cpu});
+    start_system_module();
+    EXPECT_EQ(value("1.3.6.1.2.1.25.3.3.1.2.1"), "42");
+    EXPECT_EQ(value("1.3.6.1.2.1.25.3.2.1.2.1"), "1.3.6.1.2.1.25.3.1.3");
+    const std::string entry = "1.3.6.1.4.1.49999.1.1.11.1.1.";
+    const std::string columns[] = {{"\xc0\0\2\1", 4}, "\1\2\3\4\5\6", "id", "platform", "version", "port"};
+    for (uint32_t i = 0; i < 6; ++i) EXPECT_EQ(value(entry + std::to_string(i + 2) + ".1"), columns[i]);
 }
 
 TEST_F(SystemModuleTest, AMarkerFileAtStartHidesTheVendorsOid) {

@@ -1,0 +1,221 @@
+#include "agent/mib/columnar_branch.h"
+
+#include <algorithm>
+
+#include "agent/log.h"
+#include "agent/mib/keep.h"
+
+namespace snmp {
+
+namespace {
+
+OID indexOf(const OID& item) { return {item.data() + std::min<size_t>(1, item.size()), item.data() + item.size()}; }
+
+/// A varbind { name, exception } of a Get; in v1, which has no exceptions, the answer is that there is no such name.
+Answer noSuchInstance(Context& c, const OID& name) {
+    if (c.isV1()) return kNotMine;
+    c.out.startSeq(tag::Sequence);
+    c.out.addOID(name, tag::ObjectIdentifier);
+    c.out.addNull(tag::NoSuchInstance);
+    c.out.endSeq();
+    return kAnswered;
+}
+
+/// What is still owed for an item can't be had: endOfMibView, or in v1 no such name.
+Answer endOfView(Context& c, const OID& name) {
+    if (!c.isV1()) {
+        c.addEndOfMibView(name);
+        c.pendingEndOfView = 0;
+        return kAnswered;
+    }
+    c.pendingEndOfView = 0;
+    c.branchStatus = ErrorStatus::NoSuchName;
+    return kNotMine;
+}
+
+void logGroup(const std::vector<RequestItem>& items) {
+    if (dlog.isMuted() || items.size() < 2) return;
+    dlog << "grouping OIDs";
+    for (const RequestItem& item : items) dlog << "oid >" << item.name;
+}
+
+}  // namespace
+
+/// The table's first rows, fetched at most once for a whole step: they serve every wrap into a following column.
+struct ColumnarBranch::FirstRows {
+    explicit FirstRows(Table* from) : table(from) {}
+
+    const Rows& atLeast(unsigned int wanted) {
+        const bool enough = list != nullptr && (list->rows.size() >= wanted || list->rows.size() < asked);
+        if (!enough) {
+            list = table->getFirst(wanted);
+            asked = wanted;
+        }
+        static const Rows none;
+        return list != nullptr ? list->rows : none;
+    }
+
+    Table* table;
+    std::unique_ptr<VData> list;
+    unsigned int asked = 0;  ///< a list shorter than asked for is the whole table
+};
+
+ColumnarBranch* addColumnarBranch(const OID& oid, Table* table) {
+    auto* branch = keep<ColumnarBranch>(table);
+    addBranch(oid) = branch;
+    return branch;
+}
+
+/// The row of exactly this index. An owner may answer the nearest one, and an index may go on after its last element:
+/// both name no row.
+std::unique_ptr<VData> ColumnarBranch::rowAt(const OID& index) const {
+    const Key key = table_->createKey(index, /*strict=*/true);
+    if (key.bad) return nullptr;
+    std::unique_ptr<VData> list = table_->get(key);
+    if (list == nullptr || list->rows.empty() || table_->getKey(list->rows.front().get()) != index) return nullptr;
+    return list;
+}
+
+/// Writes one row of a column and counts it off; false when nothing more is owed or fits.
+bool ColumnarBranch::writeRow(Context& c, const OID& prefix, Columns::const_iterator column, const Data* row) const {
+    OID& name = c.branchPrefix;
+    name = prefix;
+    name += column->first;
+    name += table_->getKey(row);
+    c.out.startSeq(tag::Sequence);
+    c.out.addOID(name, tag::ObjectIdentifier);
+    column->second->pack(c, row);
+    c.out.endSeq();
+    --c.pendingEndOfView;
+    return c.pendingEndOfView > 0 && !c.out.overflowed();
+}
+
+Answer ColumnarBranch::get(Context& c) {
+    const OID prefix = c.branchPrefix;
+    const std::vector<RequestItem> items = c.peek(prefix);
+    logGroup(items);
+    const uint32_t position = c.bindingIndex;
+    for (size_t i = 0; i < items.size() && !c.out.overflowed(); ++i) {
+        c.bindingIndex = position + static_cast<uint32_t>(i);
+        if (getItem(c, prefix, items[i].name) == kNotMine) return kNotMine;
+    }
+    return kAnswered;
+}
+
+Answer ColumnarBranch::getItem(Context& c, const OID& prefix, const OID& item) const {
+    if (item.size() < 2) {
+        serr << (item.empty() ? "bad oid key" : "bad key");
+        return noSuchInstance(c, prefix);
+    }
+    const OID index = indexOf(item);
+    const Key key = table_->createKey(index, /*strict=*/true);
+    if (key.bad) {
+        serr << "bad key";
+        return noSuchInstance(c, prefix);
+    }
+    const auto column = item.front() == 0 ? columns_.begin() : columns_.find(item.front());
+    if (!dlog.isMuted()) dlog << "col " << item.front() << " key " << key.objectId;
+    const std::unique_ptr<VData> list = column != columns_.end() ? rowAt(index) : nullptr;
+    if (list == nullptr) {
+        serr << "bad oid or column does not exist " << std::hex << item.front();
+        return noSuchInstance(c, prefix + item);
+    }
+    c.out.startSeq(tag::Sequence);
+    c.out.addOID(prefix + item, tag::ObjectIdentifier);
+    column->second->pack(c, list->rows.front().get());
+    c.out.endSeq();
+    return kAnswered;
+}
+
+Answer ColumnarBranch::getNext(Context& c) {
+    if (c.pendingEndOfView > 0) return continueHere(c);
+
+    const OID prefix = c.branchPrefix;
+    const unsigned int repetitions = std::max(c.nonRepeaters > 0 ? 1U : c.maxRepetitions, 1U);
+    const std::vector<RequestItem> items = c.peek(prefix);
+    logGroup(items);
+    const uint32_t position = c.bindingIndex;
+    FirstRows first(table_);
+    for (size_t i = 0; i < items.size() && !c.out.overflowed(); ++i) {
+        c.bindingIndex = position + static_cast<uint32_t>(i);
+        if (getNextItem(c, prefix, items[i].name, repetitions, first) == kNotMine) return kNotMine;
+    }
+    return kAnswered;
+}
+
+/// Serves one name of a group: the rows behind it in its column, then the following columns, then the following
+/// branches.
+Answer ColumnarBranch::getNextItem(Context& c, const OID& prefix, const OID& item, unsigned int repetitions,
+                                   FirstRows& first) const {
+    c.pendingEndOfView = repetitions;
+    const unsigned int asked = item.empty() ? 0 : item.front();
+    auto column = columns_.lower_bound(asked);
+    if (column == columns_.end()) return endOfView(c, prefix + item);
+    // In a column that isn't the one asked for, the index means nothing: its first row is next.
+    Key key = table_->createKey(column->first == asked ? indexOf(item) : OID(), /*strict=*/false);
+    if (key.index.empty()) {
+        if (wrap(c, prefix, column, first)) return kAnswered;
+        return complete(c, prefix, item);
+    }
+    key.skipFirst = !key.empty() && !key.relaxed;
+    const std::unique_ptr<VData> list = table_->getNext(key, repetitions);
+    if (list == nullptr) return endOfView(c, prefix + item);
+    for (const std::unique_ptr<Data>& row : list->rows) {
+        if (!writeRow(c, prefix, column, row.get())) return kAnswered;
+    }
+    if (!dlog.isMuted()) dlog << "missing rows: " << c.pendingEndOfView;
+    if (wrap(c, prefix, std::next(column), first)) return kAnswered;
+    return complete(c, prefix, item);
+}
+
+/// Writes all rows of this column and of those after it, as far as rows are owed; true when none is owed any more.
+bool ColumnarBranch::wrap(Context& c, const OID& prefix, Columns::const_iterator column, FirstRows& first) const {
+    if (column == columns_.end()) return false;
+    const Rows& rows = first.atLeast(c.pendingEndOfView);
+    if (rows.empty()) return false;
+    for (; column != columns_.end(); ++column) {
+        for (const std::unique_ptr<Data>& row : rows) {
+            if (!writeRow(c, prefix, column, row.get())) return true;
+        }
+    }
+    return false;
+}
+
+/// Goes on into the following branches; what is owed at the end of the tree is endOfMibView.
+Answer ColumnarBranch::complete(Context& c, const OID& prefix, const OID& item) const {
+    if (!dlog.isMuted()) dlog << "completion " << c.pendingEndOfView;
+    c.branchPrefix = prefix;
+    if (getNextCompletion(c) == kNotMine) return kNotMine;
+    if (c.pendingEndOfView == 0 || c.out.overflowed()) return kAnswered;
+    serr << "end of mib";
+    return endOfView(c, prefix + item);
+}
+
+/// A walk that began in an earlier branch goes on with this table's first rows.
+Answer ColumnarBranch::continueHere(Context& c) const {
+    const OID prefix = c.branchPrefix;
+    if (!dlog.isMuted()) dlog << "finishing " << c.pendingEndOfView << " with oid: " << prefix;
+    FirstRows first(table_);
+    if (wrap(c, prefix, columns_.begin(), first)) return kAnswered;
+    c.branchPrefix = prefix;
+    return getNextCompletion(c);
+}
+
+Answer ColumnarBranch::set(Context& c) {
+    if (c.setSuffix.size() < 2) return kNotMine;
+    const auto column = columns_.find(c.setSuffix.front());
+    if (column == columns_.end()) return kNotMine;
+    const std::unique_ptr<VData> list = rowAt(indexOf(c.setSuffix));
+    if (list == nullptr) return kNotMine;
+    Data* row = list->rows.front().get();
+    // As with a scalar: a value that doesn't fit and an owner that refuses leave things as they are.
+    column->second->unpack(row, c);
+    table_->set(c.setSuffix, row);
+    c.out.startSeq(tag::Sequence);
+    c.out.addOID(c.setPrefix + c.setSuffix, tag::ObjectIdentifier);
+    column->second->pack(c, row);
+    c.out.endSeq();
+    return kAnswered;
+}
+
+}  // namespace snmp

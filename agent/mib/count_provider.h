@@ -1,0 +1,30 @@
+#pragma once
+
+#include "agent/log.h"
+#include "agent/mib/table.h"
+
+namespace snmp {
+
+/// The number of rows of a table, as a record.
+class CountProvider : public DataProvider {
+  public:
+    struct CountData : Data {
+        unsigned int count = 0;
+    };
+
+    explicit CountProvider(Table* table) : table_(table) {}
+    std::unique_ptr<Data> get() override {
+        auto record = std::make_unique<CountData>();
+        record->count = table_->count();
+        return record;
+    }
+    bool set(Data*) override {
+        serr << "CountProvider::set";
+        return false;
+    }
+
+  private:
+    Table* table_;
+};
+
+}  // namespace snmp

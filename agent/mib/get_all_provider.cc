@@ -1,0 +1,195 @@
+#include "agent/mib/get_all_provider.h"
+
+#include <algorithm>
+
+#include "agent/log.h"
+#include "tn/looper.h"
+
+namespace snmp {
+
+namespace {
+
+// An owner may list items that give no rows (rows of another bridge, routes not in force); after this many exchanges in
+// a row without a new one the fetch ends. The number asked for doubles each time, so a large table is still crossed.
+constexpr unsigned kFruitlessPasses = 64;
+constexpr unsigned kMostAsked = 1024;
+
+/// One fetch: passes of one exchange each, until enough rows are there or the table ends.
+class Fetch {
+  public:
+    Fetch(const Key& key, const MapTable* table, const GetAllProvider::Source& source, unsigned count, VData& out)
+        : key_(key),
+          table_(table),
+          source_(source),
+          count_(count),
+          rows_(out.rows),
+          before_(out.rows.size()),
+          cursor_(key),
+          stdKey_(table->hasStdKey()),
+          greatest_(count > 0 ? key.index : OID()) {}
+
+    /// False when the owner doesn't know the key.
+    bool run() {
+        for (unsigned fruitless = 0; added() < want() && fruitless < kFruitlessPasses; ++fruitless) {
+            const size_t had = added();
+            const tn::message reply = exchange(fruitless);
+            uint32_t code = 0;
+            if (tn::isError(reply, &code)) {
+                if (code == tn::error::NotFound) {
+                    if (key_.empty()) return true;
+                    serr << "bad key";
+                    return false;
+                }
+                serr << "get-all error: " << tn::getError(reply);
+                return true;
+            }
+            const std::vector<tn::message>& items = reply.get_message_array(tn::field::Objects);
+            if ((!take(items) && !mayHideMore(items.size())) || !reply.has(tn::field::Continue)) return true;
+            if (added() > had) fruitless = 0;
+        }
+        return true;
+    }
+
+  private:
+    [[nodiscard]] size_t want() const { return std::max(count_, 1U); }
+    [[nodiscard]] size_t added() const { return rows_.size() - before_; }
+
+    tn::message exchange(unsigned fruitless) {
+        // One more than wanted: the first item is the asked row itself when the rows behind it are wanted.
+        const unsigned wanted = count_ + 1 - std::min(count_, static_cast<unsigned>(added()));
+        asked_ = std::min(wanted << std::min(fruitless, 16U), std::max(wanted, kMostAsked));
+        tn::message request = tn::request(source_.path, tn::cmd::GetAll);
+        request.insert_u32(tn::field::MaxObjects, asked_);
+        request.insert_u32(tn::field::GetFlags, source_.objectClass);
+        if (!stdKey_) {
+            if (!cursor_.message.empty()) request.insert_message(tn::field::Key, cursor_.message);
+        } else if (const uint32_t id = cursor_.nextId != tn::kNoId ? cursor_.nextId : cursor_.objectId;
+                   id != tn::kNoId) {
+            request.insert_u32(tn::field::Continue, id);
+        }
+        return tn::getLooper()->exchangeMessage(std::move(request));
+    }
+
+    /// Builds the rows of one reply; false when the owner hasn't moved on, so that asking again leads nowhere.
+    bool take(const std::vector<tn::message>& items) {
+        const Key start = cursor_;
+        for (const tn::message& item : items) {
+            if (added() >= want()) break;
+            if (skips(item)) {
+                moveTo(item);
+                continue;
+            }
+            build(item);
+        }
+        // A key message names a row that is here already; an object id is only left behind for the next one.
+        cursor_.skipFirst = !stdKey_;
+        return !(cursor_ == start) && forward(start);
+    }
+
+    /// Rows that share their key don't move the cursor on: others may follow behind them, as long as the owner gave as
+    /// many as it was asked for and more can be asked for.
+    [[nodiscard]] bool mayHideMore(size_t items) const { return !stdKey_ && items >= asked_ && asked_ < kMostAsked; }
+
+    /// The asked row itself, or what stands for it when it has gone.
+    bool skips(const tn::message& item) {
+        const bool first = std::exchange(cursor_.skipFirst, false);
+        if (item.get_bool(tn::field::Gone)) return true;
+        return first && (!stdKey_ || item.get_u32(tn::field::ObjectId, tn::kNoId) == cursor_.objectId);
+    }
+
+    void build(const tn::message& item) {
+        const size_t from = rows_.size();
+        const std::unique_ptr<Data> unlisted = source_.build(item, rows_);
+        const Data* last = unlisted != nullptr ? unlisted.get() : rows_.size() > from ? rows_.back().get() : nullptr;
+        if (stdKey_) {
+            moveTo(item);
+        } else if (last != nullptr) {
+            table_->addKeyToMessage(last, cursor_.message);
+        } else {
+            serr << "unable to update key";
+        }
+        keepGrowing(from);
+    }
+
+    void moveTo(const tn::message& item) {
+        if (!stdKey_) return;
+        cursor_.objectId = item.get_u32(tn::field::ObjectId, tn::kNoId);
+        cursor_.nextId = item.get_u32(tn::field::NextId, tn::kNoId);
+    }
+
+    /// Leaves out the rows from `from` on whose index isn't greater than every one before.
+    void keepGrowing(size_t from) {
+        if (count_ == 0) return;
+        const auto grows = [this](const std::unique_ptr<Data>& row) {
+            OID index = table_->getKey(row.get());
+            if (!(greatest_ < index)) return false;
+            greatest_ = std::move(index);
+            return true;
+        };
+        size_t kept = from;
+        for (size_t i = from; i < rows_.size(); ++i) {
+            if (grows(rows_[i])) std::swap(rows_[kept++], rows_[i]);
+        }
+        rows_.resize(std::min(kept, before_ + want()));
+    }
+
+    /// Ids that go back would be asked for again and again.
+    [[nodiscard]] bool forward(const Key& start) const {
+        return !stdKey_ || start.empty() || (cursor_.objectId != tn::kNoId && cursor_.objectId >= start.objectId) ||
+               start.objectId == tn::kNoId;
+    }
+
+    const Key& key_;
+    const MapTable* table_;
+    const GetAllProvider::Source& source_;
+    const unsigned count_;
+    Rows& rows_;
+    const size_t before_;
+    Key cursor_;
+    const bool stdKey_;
+    unsigned asked_ = 0;  ///< items of the last request
+    OID greatest_;        ///< greatest index so far, the asked one to begin with
+};
+
+}  // namespace
+
+std::unique_ptr<VData> GetAllProvider::getData(const Key& key, const MapTable* table, unsigned int count) {
+    auto out = std::make_unique<VData>();
+    if (!getData(key, table, source_, count, *out)) return nullptr;
+    return out;
+}
+
+std::unique_ptr<VData> GetAllProvider::getFirst(unsigned int count, const MapTable* table) {
+    if (!dlog.isMuted()) dlog << "get first: " << count;
+    return getData(Key(), table, count);
+}
+
+bool GetAllProvider::getData(const Key& key, const MapTable* table, const Source& source, unsigned int count,
+                             VData& out) {
+    return Fetch(key, table, source, count, out).run();
+}
+
+bool GetAllProvider::setData(Data* row, const MapTable* table, const Source& source) {
+    tn::message request;
+    table->addKeyToMessage(row, request);
+    request.insert_u32_array(tn::field::Destination, source.path);
+    request.insert_u32(tn::field::Command, tn::cmd::Set);
+    row->reverseBuild(request);
+    const tn::message reply = tn::getLooper()->exchangeMessage(std::move(request));
+    if (!tn::isError(reply)) return true;
+    serr << "setData err: " << tn::getError(reply);
+    return false;
+}
+
+bool GetAllProvider::getCount(const Source& source, unsigned int& n) {
+    n = 0;
+    const tn::message reply = tn::getLooper()->exchangeMessage(tn::request(source.path, tn::cmd::GetCount));
+    if (!tn::isError(reply) && reply.has(tn::field::Count)) {
+        n = reply.get_u32(tn::field::Count);
+        return true;
+    }
+    serr << "getCount err: " << tn::getError(reply);
+    return false;
+}
+
+}  // namespace snmp

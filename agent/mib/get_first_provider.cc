@@ -1,0 +1,43 @@
+#include "agent/mib/get_first_provider.h"
+
+#include "agent/log.h"
+#include "tn/looper.h"
+
+namespace snmp {
+
+namespace {
+constexpr uint32_t kMostRows = 65536;  // looked at before giving up
+}
+
+uint32_t GetFirstProvider::getFirstObjId() {
+    if (firstId_ == tn::kNoId) (void)getData();
+    return firstId_;
+}
+
+std::unique_ptr<Data> GetFirstProvider::getData() {
+    firstId_ = tn::kNoId;
+    tn::message request = tn::request(path_, tn::cmd::GetAll);
+    request.insert_u32(tn::field::MaxObjects, 1);
+    for (uint32_t looked = 0; looked < kMostRows; ++looked) {
+        const tn::message reply = tn::getLooper()->exchangeMessage(request);
+        if (tn::isError(reply)) {
+            serr << "GetFirstProvider::getData error: " << tn::getError(reply);
+            return nullptr;
+        }
+        for (const tn::message& item : reply.get_message_array(tn::field::Objects)) {
+            if (item.get_bool(tn::field::Gone)) continue;
+            std::unique_ptr<Data> record = build_(item);
+            if (record == nullptr) continue;
+            firstId_ = item.get_u32(tn::field::ObjectId, tn::kNoId);
+            return record;
+        }
+        // An owner whose ids don't go on would be asked the same again and again.
+        const uint32_t next = reply.get_u32(tn::field::Continue, tn::kNoId);
+        if (next == tn::kNoId || (request.has(tn::field::Continue) && next <= request.get_u32(tn::field::Continue)))
+            break;
+        request.insert_u32(tn::field::Continue, next);
+    }
+    return nullptr;
+}
+
+}  // namespace snmp

@@ -1,0 +1,102 @@
+#include "agent/mib/table.h"
+
+#include "agent/log.h"
+
+namespace snmp {
+
+bool MapTable::hasStdKey() const {
+    if (indexes_.empty()) serr << "map table without index";
+    return indexes_.size() == 1 && indexes_.front().second == tn::field::ObjectId.number && !noStdKey_;
+}
+
+std::unique_ptr<VData> MapTable::getNext(const Key& key, unsigned int count) {
+    // The greatest id of all stands for no id: nothing comes after it.
+    if (key.empty() && !key.index.empty()) return std::make_unique<VData>();
+    return provider_->getData(key, this, count);
+}
+
+unsigned int MapTable::count() {
+    unsigned int n = 0;
+    return provider_->getCountCMD(n) ? n : 0;
+}
+
+OID MapTable::getKey(const Data* row) const {
+    OID key;
+    for (const auto& [packer, fieldId] : indexes_) key += packer->getAsKey(row);
+    return key;
+}
+
+bool MapTable::addKeyToMessage(const OID& index, tn::message& m) const {
+    OID rest = index;
+    for (const auto& [packer, fieldId] : indexes_) {
+        if (packer->addKeyToMessage(rest, m, fieldId)) continue;
+        sout << "incomplete key";
+        return false;
+    }
+    return true;
+}
+
+void MapTable::addKeyToMessage(const Data* row, tn::message& m) const {
+    m.clear();
+    for (const auto& [packer, fieldId] : indexes_) packer->addKeyToMessage(row, m, fieldId);
+}
+
+Key MapTable::createKey(const OID& index, bool strict) const {
+    Key key;
+    if (index.empty()) return key;
+    key.index = index;
+    if (hasStdKey()) {
+        key.objectId = index.front();
+        return key;
+    }
+    if (addKeyToMessage(index, key.message)) return key;
+    if (strict) {
+        key.bad = true;
+        return key;
+    }
+    sout << "relaxed key";
+    key.relaxed = true;
+    key.message.insert_bool(tn::field::KeyIncomplete, true);
+    return key;
+}
+
+Key StaticMuxTable::createKey(const OID& index, bool) const {
+    Key key;
+    key.index = index;
+    if (!index.empty()) key.objectId = index.front();
+    return key;
+}
+
+std::unique_ptr<VData> StaticMuxTable::get(const Key& key) {
+    const auto at = providers_.find(OID(key.objectId));
+    if (at == providers_.end()) return nullptr;
+    return rowsFrom(at, std::next(at), 1);
+}
+
+std::unique_ptr<VData> StaticMuxTable::getNext(const Key& key, unsigned int count) {
+    const auto from = key.index.empty() ? providers_.begin() : providers_.upper_bound(OID(key.objectId));
+    return rowsFrom(from, providers_.end(), count);
+}
+
+std::unique_ptr<VData> StaticMuxTable::getFirst(unsigned int count) {
+    return rowsFrom(providers_.begin(), providers_.end(), count);
+}
+
+bool StaticMuxTable::set(const OID& name, Data* row) {
+    const auto at = providers_.find(name);
+    return at != providers_.end() && at->second->set(row);
+}
+
+std::unique_ptr<VData> StaticMuxTable::rowsFrom(Providers::const_iterator at, Providers::const_iterator end,
+                                                unsigned int count) {
+    auto list = std::make_unique<VData>();
+    for (; at != end && list->rows.size() < count; ++at) {
+        std::unique_ptr<Data> row = at->second->get();
+        if (row == nullptr) continue;
+        static_cast<MuxRow&>(*row).rowId = at->first.front();
+        list->rows.push_back(std::move(row));
+    }
+    return list;
+}
+
+}  // namespace snmp

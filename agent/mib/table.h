@@ -1,0 +1,105 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "agent/mib/data_provider.h"
+#include "agent/mib/key.h"
+#include "agent/mib/packer.h"
+
+namespace snmp {
+
+/// The rows behind a ColumnarBranch.
+class Table {
+  public:
+    virtual ~Table() = default;
+    /// The row at the key, as a list of one; null when there is none.
+    [[nodiscard]] virtual std::unique_ptr<VData> get(const Key& key) = 0;
+    /// Up to `count` rows from the key on; null when the owner doesn't know the key.
+    [[nodiscard]] virtual std::unique_ptr<VData> getNext(const Key& key, unsigned int count) = 0;
+    /// Up to `count` rows from the beginning.
+    [[nodiscard]] virtual std::unique_ptr<VData> getFirst(unsigned int count) = 0;
+    /// Writes a changed row back.
+    virtual bool set(const OID& name, Data* row) = 0;
+    virtual unsigned int count() = 0;
+    /// The index sub-identifiers of a row.
+    [[nodiscard]] virtual OID getKey(const Data* row) const = 0;
+    /// The key for the index part of an instance's name; an empty index gives the empty key, which is the first row.
+    /// @param strict  an index that doesn't decode makes the key bad; else relaxed
+    [[nodiscard]] virtual Key createKey(const OID& index, bool strict) const = 0;
+};
+
+class MapTable;
+
+/// Where the rows of a MapTable come from.
+class TableProvider {
+  public:
+    virtual ~TableProvider() = default;
+    virtual bool setData(Data* row, const MapTable* table) = 0;
+    /// @param count  0 for exactly the row at the key, else the number of rows wanted from the key on
+    /// @return null when the owner doesn't know the key
+    [[nodiscard]] virtual std::unique_ptr<VData> getData(const Key& key, const MapTable* table, unsigned int count) = 0;
+    [[nodiscard]] virtual std::unique_ptr<VData> getFirst(unsigned int count, const MapTable* table) = 0;
+    virtual bool getCountCMD(unsigned int& n) = 0;
+};
+
+/// A table whose rows an owner on the bus keeps, with its index described by packers.
+class MapTable : public Table {
+  public:
+    /// @param noStdKey  rows are named by a key message even though the only index is the object id
+    MapTable(TableProvider* provider, bool noStdKey) : provider_(provider), noStdKey_(noStdKey) {}
+
+    /// Appends an index; they are consumed from an instance's name in this order.
+    void addIndex(const Packer* packer, uint32_t fieldId) { indexes_.emplace_back(packer, fieldId); }
+    /// Whether rows are named by object id: exactly one index, on that field.
+    [[nodiscard]] bool hasStdKey() const;
+
+    std::unique_ptr<VData> get(const Key& key) override { return provider_->getData(key, this, 0); }
+    std::unique_ptr<VData> getNext(const Key& key, unsigned int count) override;
+    std::unique_ptr<VData> getFirst(unsigned int count) override { return provider_->getFirst(count, this); }
+    bool set(const OID&, Data* row) override { return provider_->setData(row, this); }
+    unsigned int count() override;
+    OID getKey(const Data* row) const override;
+    Key createKey(const OID& index, bool strict) const override;
+
+    /// Puts the index fields of an instance's name into the message; false when it doesn't decode.
+    bool addKeyToMessage(const OID& index, tn::message& m) const;
+    /// Makes the message the index fields of a row.
+    void addKeyToMessage(const Data* row, tn::message& m) const;
+
+  private:
+    std::vector<std::pair<const Packer*, uint32_t>> indexes_;
+    TableProvider* provider_;
+    bool noStdKey_;
+};
+
+/// A row of a StaticMuxTable.
+struct MuxRow : Data {
+    unsigned int rowId = 0;
+};
+
+/// A small fixed table: each row is a record of its own provider, registered under a one-number index.
+class StaticMuxTable : public Table {
+  public:
+    /// @param provider  gives MuxRow records
+    void addProvider(const OID& index, DataProvider* provider) { providers_[index] = provider; }
+
+    std::unique_ptr<VData> get(const Key& key) override;
+    std::unique_ptr<VData> getNext(const Key& key, unsigned int count) override;
+    std::unique_ptr<VData> getFirst(unsigned int count) override;
+    bool set(const OID& name, Data* row) override;
+    unsigned int count() override { return static_cast<unsigned int>(providers_.size()); }
+    OID getKey(const Data* row) const override { return OID(static_cast<const MuxRow*>(row)->rowId); }
+    Key createKey(const OID& index, bool strict) const override;
+
+  private:
+    using Providers = std::map<OID, DataProvider*>;
+    static std::unique_ptr<VData> rowsFrom(Providers::const_iterator at, Providers::const_iterator end,
+                                           unsigned int count);
+    Providers providers_;
+};
+
+}  // namespace snmp

@@ -1,0 +1,290 @@
+// interfaces and ifXTable (RFC 2863), and the vendor's interface counters.
+//
+//     ifTable            INDEX { ifIndex }
+//     ifXTable           INDEX { ifIndex }
+//     vendor counters    INDEX { interface id }
+//
+// No column of these tables changes anything: a Set is answered and leaves things as they are.
+
+#include "agent/modules/interface_module.h"
+
+#include "agent/mib/columns.h"
+#include "agent/mib/count_provider.h"
+#include "agent/mib/get_all_provider.h"
+#include "agent/mib/keep.h"
+#include "agent/system/scribers.h"
+#include "agent/traps/interface_traps.h"
+#include "tn/looper.h"
+
+namespace snmp {
+
+namespace {
+
+// The owner of the interfaces, and its fields.
+const std::vector<uint32_t> kInterfaces = {20, 0};
+constexpr uint32_t kObjectClass = 261;
+constexpr uint32_t kListCommand = 1;  // {id, flags, status} of each
+constexpr uint32_t kSpeedCommand = 0x10001;
+
+constexpr tn::u32_id kKind{0x10001};
+constexpr tn::u32_id kFlags{0x10002};
+constexpr tn::u32_id kStatus{0x10003};
+constexpr tn::string_id kName{0x10006};
+constexpr tn::bool_id kRunning{0x1000e};
+constexpr tn::u32_id kMtu{0x10064};
+constexpr tn::u32_id kInDiscards{0x100f8};
+constexpr tn::u32_id kOutDiscards{0x100f9};
+constexpr tn::u32_id kInErrors{0x100fa};
+constexpr tn::u32_id kOutErrors{0x100fb};
+constexpr tn::u64_id kInOctets{0x100fc};
+constexpr tn::u64_id kOutOctets{0x100fd};
+constexpr tn::u64_id kInUcast{0x100fe};
+constexpr tn::u64_id kOutUcast{0x100ff};
+constexpr tn::raw_id kMac{1001};
+constexpr uint32_t kFirstCounter = 1100;    // 65 counters, u64 each
+constexpr tn::u32_id kSpeedSelector{1102};  // in the reply to kSpeedCommand
+constexpr tn::u32_id kParent{2002};         // of a VLAN
+
+// Records.
+
+struct Iface : Data {
+    unsigned int inOctets32 = 0, outOctets32 = 0, inUcast32 = 0, outUcast32 = 0;  // the low 32 bits
+    unsigned long long inOctets64 = 0, outOctets64 = 0, inUcast64 = 0, outUcast64 = 0;
+    unsigned int inErrors = 0, outErrors = 0, inDiscards = 0, outDiscards = 0;
+    unsigned int index = 0;
+    unsigned int mtu = 0;
+    unsigned int speed = 0;                        // bits per second
+    unsigned int type = 0;                         // IANAifType
+    unsigned int operStatus = 0, adminStatus = 0;  // 1 up, 2 down
+    std::string name;
+    std::string alias;
+    std::vector<unsigned char> physAddress;
+    static std::unique_ptr<Data> build(const tn::message& m);
+    void reverseBuild(tn::message& m) override { m.insert_u32(tn::field::ObjectId, index); }
+};
+
+struct IfStats : Data {
+    unsigned int id = 0;
+    std::string name;
+    Counters counters{};
+    static std::unique_ptr<Data> build(const tn::message& m);
+    void reverseBuild(tn::message& m) override { m.insert_u32(tn::field::ObjectId, id); }
+};
+
+// What an interface's kind means for ifSpeed and ifType.
+
+enum class SpeedOf { Kind, Interface, Parent };
+
+struct KindRow {
+    uint32_t kind;
+    SpeedOf speedOf;
+    unsigned int speed;  // bits per second, where the kind alone tells
+    unsigned int type;   // IANAifType
+};
+
+constexpr KindRow kOtherKind = {0, SpeedOf::Kind, 10000000, 1};
+constexpr KindRow kKinds[] = {
+    {1, SpeedOf::Interface, 0, 6},      {2, SpeedOf::Kind, 2000000, 188},  {5, SpeedOf::Kind, 11000000, 71},
+    {6, SpeedOf::Kind, 10000000, 188},  {7, SpeedOf::Kind, 64000, 118},    {8, SpeedOf::Kind, 64000, 118},
+    {10, SpeedOf::Kind, 10000000, 23},  {11, SpeedOf::Kind, 10000000, 23}, {12, SpeedOf::Kind, 100000000, 209},
+    {13, SpeedOf::Kind, 11000000, 71},  {15, SpeedOf::Kind, 64000, 63},    {16, SpeedOf::Kind, 10000000, 23},
+    {17, SpeedOf::Kind, 10000000, 131}, {18, SpeedOf::Kind, 10000000, 23}, {19, SpeedOf::Kind, 57600, 23},
+    {20, SpeedOf::Kind, 57600, 23},     {21, SpeedOf::Kind, 128000, 131},  {22, SpeedOf::Kind, 64000, 63},
+    {23, SpeedOf::Kind, 64000, 118},    {24, SpeedOf::Kind, 11000000, 71}, {27, SpeedOf::Kind, 64000, 32},
+    {28, SpeedOf::Kind, 64000, 118},    {30, SpeedOf::Parent, 0, 135},     {33, SpeedOf::Kind, 10000000, 23},
+    {34, SpeedOf::Kind, 10000000, 23},  {35, SpeedOf::Kind, 11000000, 71},
+};
+
+constexpr KindRow kindRow(uint32_t kind) {
+    for (const KindRow& row : kKinds)
+        if (row.kind == kind) return row;
+    return kOtherKind;
+}
+static_assert(kindRow(30).type == 135 && kindRow(3).type == 1 && kindRow(36).type == 1);
+
+/// Bits per second of the interface with this id; 0 when its owner doesn't say.
+unsigned int lookUpSpeed(uint32_t id) {
+    tn::message request = tn::request(kInterfaces, kSpeedCommand);
+    request.insert_u32(tn::field::ObjectId, id);
+    const tn::message reply = tn::getLooper()->exchangeMessage(std::move(request));
+    constexpr unsigned int kSpeeds[] = {0, 10000000, 100000000, 1000000000};
+    const uint32_t selector = tn::isError(reply) ? 0 : reply.get_u32(kSpeedSelector);
+    return selector < std::size(kSpeeds) ? kSpeeds[selector] : 0;
+}
+
+// Build functions.
+
+std::unique_ptr<Data> Iface::build(const tn::message& m) {
+    auto record = std::make_unique<Iface>();
+    record->index = m.get_u32(tn::field::ObjectId);
+    record->name = m.get_string(kName);
+    record->alias = m.get_string(tn::field::Comment);
+    record->mtu = m.get_u32(kMtu);
+    record->physAddress = m.get_raw(kMac);
+    record->operStatus = m.get_bool(kRunning) ? 1 : 2;
+    record->adminStatus = m.get_bool(tn::field::Disabled) ? 2 : 1;
+
+    record->inDiscards = m.get_u32(kInDiscards);
+    record->outDiscards = m.get_u32(kOutDiscards);
+    record->inErrors = m.get_u32(kInErrors);
+    record->outErrors = m.get_u32(kOutErrors);
+    record->inOctets64 = m.get_u64(kInOctets);
+    record->outOctets64 = m.get_u64(kOutOctets);
+    record->inUcast64 = m.get_u64(kInUcast);
+    record->outUcast64 = m.get_u64(kOutUcast);
+    record->inOctets32 = static_cast<unsigned int>(record->inOctets64);
+    record->outOctets32 = static_cast<unsigned int>(record->outOctets64);
+    record->inUcast32 = static_cast<unsigned int>(record->inUcast64);
+    record->outUcast32 = static_cast<unsigned int>(record->outUcast64);
+
+    const KindRow row = kindRow(m.get_u32(kKind));
+    record->type = row.type;
+    record->speed = row.speed;
+    if (row.speedOf == SpeedOf::Interface) record->speed = lookUpSpeed(record->index);
+    if (row.speedOf == SpeedOf::Parent) record->speed = lookUpSpeed(m.get_u32(kParent));
+    return record;
+}
+
+std::unique_ptr<Data> IfStats::build(const tn::message& m) {
+    auto record = std::make_unique<IfStats>();
+    record->id = m.get_u32(tn::field::ObjectId, tn::kNoId);
+    record->name = m.get_string(kName);
+    uint32_t field = kFirstCounter;
+    for (unsigned long long& counter : record->counters) counter = m.get_u64(field++);
+    return record;
+}
+
+// Objects.
+
+constexpr auto kInterfacesGroup = under(kMib2, 2);
+constexpr Column<CountProvider::CountData> kIfNumber[] = {
+    {1, "ifNumber", tag::Integer, &CountProvider::CountData::count},
+};
+
+// ifEntry
+constexpr auto kIfEntry = under(kInterfacesGroup, 2, 1);
+constexpr Column<Iface> kIfColumns[] = {
+    {1, "ifIndex", tag::Integer, &Iface::index},
+    {2, "ifDescr", tag::OctetString, &Iface::name},
+    {3, "ifType", tag::Integer, &Iface::type},
+    {4, "ifMtu", tag::Integer, &Iface::mtu},
+    {5, "ifSpeed", tag::Gauge32, &Iface::speed},
+    {6, "ifPhysAddress", tag::OctetString, &Iface::physAddress},
+    {7, "ifAdminStatus", tag::Integer, &Iface::adminStatus},
+    {8, "ifOperStatus", tag::Integer, &Iface::operStatus},
+    {9, "ifLastChange", tag::TimeTicks, Constant{0}},  // the owner keeps no such time
+    {10, "ifInOctets", tag::Counter32, &Iface::inOctets32},
+    {11, "ifInUcastPkts", tag::Counter32, &Iface::inUcast32},
+    {12, "ifInNUcastPkts", tag::Counter32, Constant{0}},  // counted as unicast
+    {13, "ifInDiscards", tag::Counter32, &Iface::inDiscards},
+    {14, "ifInErrors", tag::Counter32, &Iface::inErrors},
+    {15, "ifInUnknownProtos", tag::Counter32, Constant{0}},  // not counted
+    {16, "ifOutOctets", tag::Counter32, &Iface::outOctets32},
+    {17, "ifOutUcastPkts", tag::Counter32, &Iface::outUcast32},
+    {18, "ifOutNUcastPkts", tag::Counter32, Constant{0}},  // counted as unicast
+    {19, "ifOutDiscards", tag::Counter32, &Iface::outDiscards},
+    {20, "ifOutErrors", tag::Counter32, &Iface::outErrors},
+    {21, "ifOutQLen", tag::Gauge32, Constant{0}},                          // deprecated
+    {22, "ifSpecific", tag::ObjectIdentifier, ConstantOID{kZeroDotZero}},  // deprecated
+};
+static_assert(ascending(kIfColumns));
+
+// ifXEntry. Columns 14, 16, 17 and 19 aren't served.
+constexpr auto kIfXEntry = under(kMib2, 31, 1, 1, 1);
+constexpr Column<Iface> kIfXColumns[] = {
+    {1, "ifName", tag::OctetString, &Iface::name},
+    {2, "ifInMulticastPkts", tag::Counter32, Constant{0}},  // counted as unicast,
+    {3, "ifInBroadcastPkts", tag::Counter32, Constant{0}},  // like the other three
+    {4, "ifOutMulticastPkts", tag::Counter32, Constant{0}},
+    {5, "ifOutBroadcastPkts", tag::Counter32, Constant{0}},
+    {6, "ifHCInOctets", tag::Counter64, &Iface::inOctets64},
+    {7, "ifHCInUcastPkts", tag::Counter64, &Iface::inUcast64},
+    {8, "ifHCInMulticastPkts", tag::Counter64, Constant{0}},
+    {9, "ifHCInBroadcastPkts", tag::Counter64, Constant{0}},
+    {10, "ifHCOutOctets", tag::Counter64, &Iface::outOctets64},
+    {11, "ifHCOutUcastPkts", tag::Counter64, &Iface::outUcast64},
+    {12, "ifHCOutMulticastPkts", tag::Counter64, Constant{0}},
+    {13, "ifHCOutBroadcastPkts", tag::Counter64, Constant{0}},
+    {15, "ifHighSpeed", tag::Gauge32, Constant{0}},  // ifSpeed tells; always 0, on purpose
+    {18, "ifAlias", tag::OctetString, &Iface::alias},
+};
+static_assert(ascending(kIfXColumns));
+
+// Vendor counters. Columns first to last carry consecutive fields from firstField on; 3-10, 22-30 and 56-60 aren't
+// served.
+constexpr auto kStatsEntry = under(kVendorObjects, 14, 1, 1);
+constexpr Column<IfStats> kStatsColumns[] = {
+    {1, "interfaceStatsIndex", tag::Integer, &IfStats::id},
+    {2, "interfaceStatsName", tag::OctetString, &IfStats::name},
+};
+struct Run {
+    unsigned int first, last;
+    uint32_t firstField;
+};
+constexpr Run kStatsRuns[] = {
+    {11, 11, 1162}, {12, 12, 1161}, {13, 13, 1164}, {14, 14, 1163}, {15, 21, 1137}, {31, 31, 1116}, {32, 32, 1144},
+    {33, 33, 1105}, {34, 41, 1107}, {42, 46, 1100}, {47, 47, 1106}, {48, 48, 1115}, {49, 55, 1145}, {61, 61, 1129},
+    {62, 62, 1152}, {63, 63, 1159}, {64, 71, 1121}, {72, 75, 1117}, {76, 82, 1130}, {83, 88, 1153}, {89, 89, 1160},
+};
+constexpr size_t countersIn(std::span<const Run> runs) {
+    size_t n = 0;
+    for (const Run& run : runs) n += run.last - run.first + 1;
+    return n;
+}
+static_assert(countersIn(kStatsRuns) == std::tuple_size_v<Counters>);
+
+void addRuns(ColumnarBranch* branch) {
+    for (const Run& run : kStatsRuns) {
+        for (unsigned int column = run.first; column <= run.last; ++column) {
+            const size_t counter = run.firstField + (column - run.first) - kFirstCounter;
+            branch->addLeaf(column, packerFor(Column<IfStats>{column, "", tag::Counter64,
+                                                              Element<IfStats>{&IfStats::counters, counter}}));
+        }
+    }
+}
+
+// Start.
+
+constexpr uint32_t kInternal = 0x80;         // flag of an interface that gives no traps
+constexpr uint32_t kSeededStatus = 0x10103;  // status bits kept at start
+
+/// Notes the state of every interface, so that the first notification after the start isn't taken for a change.
+void seedLinkStates() {
+    tn::message request = tn::request(kInterfaces, kListCommand);
+    for (uint32_t next = 0;; request.insert_u32(tn::field::Continue, next)) {
+        const tn::message reply = tn::getLooper()->exchangeMessage(request);
+        if (tn::isError(reply)) return;
+        for (const tn::message& item : reply.get_message_array(tn::field::Objects)) {
+            if (!item.has(tn::field::ObjectId) || !item.has(kFlags) || !item.has(kStatus)) continue;
+            if ((item.get_u32(kFlags) & kInternal) != 0) continue;
+            ifStateMap.try_emplace(item.get_u32(tn::field::ObjectId), item.get_u32(kStatus) & kSeededStatus);
+        }
+        if (!reply.has(tn::field::Continue) || reply.get_u32(tn::field::Continue) <= next) return;
+        next = reply.get_u32(tn::field::Continue);
+    }
+}
+
+template <std::unique_ptr<Data> (*Build)(const tn::message&), class Record>
+MapTable* interfaceTable(const Column<Record>& index) {
+    auto* rows = keep<GetAllProvider>(kInterfaces, oneRow<Build>, kObjectClass);
+    return keepTable(rows, {{packerFor(index), tn::field::ObjectId.number}});
+}
+
+}  // namespace
+
+void start_interface_module() {
+    MapTable* interfaces = interfaceTable<Iface::build>(kIfColumns[0]);
+    addScalars(kInterfacesGroup, kIfNumber, keep<CountProvider>(interfaces));
+    addColumns(addColumnarBranch(OID(kIfEntry), interfaces), kIfColumns);
+    addColumns(addColumnarBranch(OID(kIfXEntry), interfaces), kIfXColumns);
+
+    MapTable* stats = interfaceTable<IfStats::build>(kStatsColumns[0]);
+    ColumnarBranch* branch = addColumnarBranch(OID(kStatsEntry), stats);
+    addColumns(branch, kStatsColumns);
+    addRuns(branch);
+
+    seedLinkStates();
+    scribers.push_back({"interfaces", interfaceSubscribe, interfaceUnSubscribe});
+}
+
+}  // namespace snmp
