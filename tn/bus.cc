@@ -306,7 +306,7 @@ void Bus::tryLeave() {
     leaveTimer_ = 0;
     const uint64_t idleFor = getMilliseconds() - lastUse_;
     if (idleFor < leaveAfter_) return armLeave(leaveAfter_ - idleFor);
-    if (!looper_.canLeave()) return;
+    if (!looper_.canLeave() || !listeners_.handedOver()) return;
     if (requestsWait()) return touch();
     looper_.shutdown();
 }
@@ -336,7 +336,7 @@ void Bus::drain() {
 void Bus::close() {
     while (!accepted_.empty()) lose(accepted_.begin()->second);
     while (!dialled_.empty()) lose(dialled_.begin()->second);
-    kept_.clear();
+    while (!kept_.empty()) kept_.pop();
     listeners_.close();
 }
 

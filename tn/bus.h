@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <memory>
 #include <set>
@@ -12,6 +11,7 @@
 #include "tn/bus_listeners.h"
 #include "tn/connection.h"
 #include "tn/handler.h"
+#include "tn/merge_queue.h"
 #include "tn/subscribers.h"
 #include "tn/subscriptions.h"
 #include "tn/thin_runner.h"
@@ -115,7 +115,7 @@ class Bus {
     uint32_t lastRequest_ = 0;
     unsigned exchanges_ = 0;  ///< under way, one inside the other
 
-    std::deque<Kept> kept_;  ///< came while an exchange waited for something else, in order
+    MergeQueue<Kept> kept_;  ///< came while an exchange waited for something else, in order
     size_t keptOctets_ = 0;
 
     std::set<uint32_t> absent_;  ///< numbers reported as having nobody there

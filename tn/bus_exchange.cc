@@ -14,7 +14,7 @@ namespace tn {
 
 namespace {
 
-constexpr size_t kMaxKept = 4096;                   // packets that came in the middle of exchanges
+constexpr size_t kMaxKept = 16384;                  // packets that came in the middle of exchanges
 constexpr size_t kMaxKeptOctets = 64 * kMaxPacket;  // 16 MiB
 constexpr uint64_t kOwedFor = 30'000;               // milliseconds
 
@@ -23,6 +23,19 @@ std::string about(uint32_t number, const char* what) { return "bus: " + std::to_
 uint32_t left(uint64_t deadline) {
     const uint64_t now = getMilliseconds();
     return deadline <= now ? 0 : static_cast<uint32_t>(std::min<uint64_t>(deadline - now, UINT32_MAX));
+}
+
+/// The same notification about the same object from the same handler to the same one.
+NoteKey keyOf(const message& notification) {
+    NoteKey key{.owner = nullptr,
+                .command = notification.get_u32(field::Command),
+                .object = std::nullopt,
+                .subscriber = notification.get_u32_array(field::Destination)};
+    if (notification.has(field::ObjectId)) key.object = notification.get_u32(field::ObjectId);
+    key.subscriber.push_back(kNoId);
+    const std::vector<uint32_t>& source = notification.get_u32_array(field::Source);
+    key.subscriber.insert(key.subscriber.end(), source.begin(), source.end());
+    return key;
 }
 
 }  // namespace
@@ -135,20 +148,28 @@ Received Bus::awaitReply(const Link& connection, uint32_t requestId, uint64_t de
         if (received != Received::Packet || answer.get_u32(field::ReplyTo) == requestId) break;
         received = Received::Nothing;
         if (!keep(connection, std::move(answer))) {
-            received = Received::Bad;
+            received = Received::Ended;
             break;
         }
     }
     --exchanges_;
-    if (received == Received::Interrupted) received = Received::Nothing;
-    if (received == Received::Packet) answer.remove(field::ReplyTo);
-    if (received != Received::Packet && received != Received::Nothing) {
-        if (received == Received::Bad) {
+    switch (received) {
+        case Received::Packet:
+            answer.remove(field::ReplyTo);
+            return received;
+        case Received::Nothing:
+        case Received::Interrupted:
+            return Received::Nothing;
+        case Received::Unread:
+            loseAfterReading(connection);
+            return received;
+        case Received::Bad:
             serr << about(*connection->dialled(), "sends bad packets, connection closed");
-        }
-        if (received == Received::Unread) takeWaiting(connection);
-        lose(connection);
+            break;
+        case Received::Ended:
+            break;
     }
+    lose(connection);
     return received;
 }
 
@@ -174,22 +195,33 @@ void Bus::takeWaiting(const Link& connection) {
     }
 }
 
-// False when the peer has sent more than can be kept.
+// False when the peer has sent more than can be kept. Notifications are merged as their sender would merge them if they
+// weren't read at all.
 bool Bus::keep(const Link& connection, message packet) {
-    const size_t octets = connection->lastPacket();
-    if (kept_.size() >= kMaxKept || keptOctets_ + octets > kMaxKeptOctets) return false;
-    if (packet.has(field::ReplyTo)) settle(*connection, packet);
+    size_t octets = connection->lastPacket();
+    if (kept_.size() >= kMaxKept || keptOctets_ + octets > kMaxKeptOctets) {
+        serr << about(*connection->dialled(), "sends more than can be kept, connection closed");
+        return false;
+    }
     if (kept_.empty()) looper_.defer([this] { runKept(); });
+    const bool isReply = packet.has(field::ReplyTo);
+    if (isReply) settle(*connection, packet);
     keptOctets_ += octets;
-    kept_.push_back({connection, std::move(packet), octets});
+    const bool isNote = !isReply && !packet.has(field::RequestId);
+    Kept kept{.connection = connection, .packet = std::move(packet), .octets = octets};
+    if (!isNote) {
+        kept_.push(std::move(kept));
+    } else if (NoteKey key = keyOf(kept.packet); !kept_.push(std::move(key), kept)) {
+        keptOctets_ -= kept.octets;  // those of the older one, which is now here
+    }
     return true;
 }
 
 // Only what is there now: handlers may add to it by exchanges of their own, and others wait for the loop.
 void Bus::runKept() {
-    for (size_t count = kept_.size(); count > 0; --count) {
+    for (size_t count = kept_.size(); count > 0 && !kept_.empty(); --count) {
         Kept next = std::move(kept_.front());
-        kept_.pop_front();
+        kept_.pop();
         keptOctets_ -= next.octets;
         if (next.packet.has(field::ReplyTo)) {
             handleReply(next.packet);

@@ -116,6 +116,10 @@ bool BusListeners::callersWait() const {
     });
 }
 
+bool BusListeners::handedOver() const {
+    return std::ranges::none_of(listeners_, [](const auto& entry) { return entry.second.ours; });
+}
+
 void BusListeners::withdraw() {
     runner_.removeTimer(resume_);
     resume_ = 0;

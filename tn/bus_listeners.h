@@ -27,6 +27,8 @@ class BusListeners {
     void close();
     [[nodiscard]] bool isOpen() const { return open_; }
     [[nodiscard]] bool callersWait() const;  ///< a connection waits to be accepted
+    /// Whether someone else keeps every socket, and so can start this process again when a caller comes.
+    [[nodiscard]] bool handedOver() const;
 
   private:
     void takeOver();

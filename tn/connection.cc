@@ -10,7 +10,7 @@ namespace tn {
 
 namespace {
 
-constexpr size_t kMaxQueued = 4096;                   // packets
+constexpr size_t kMaxQueued = 16384;                  // packets
 constexpr size_t kMaxQueuedOctets = 32 * kMaxPacket;  // 8 MiB
 
 }  // namespace

@@ -53,7 +53,8 @@ class Looper : public Handler, public ThinRunner {
     /// Whether an idle process may leave: no exchange is under way, no subscriber and no subscription exists.
     virtual bool canLeave() const;
 
-    /// Leaves the loop when nothing has happened on the bus for that long and canLeave() holds; 0 cancels.
+    /// Leaves the loop when nothing has happened on the bus for that long and canLeave() holds; 0 cancels. A process
+    /// with a bus socket of its own making stays: nobody would start it again.
     void setupLeave(uint32_t milliseconds);
 
   private:

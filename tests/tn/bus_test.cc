@@ -393,22 +393,57 @@ TEST_F(BusTest, RightsFollowTheCallersUserAndGroup) {
 
 // --- leaving and being started again ---------------------------------------------------------------------------------
 
-TEST_F(BusTest, IdleProcessLeavesAndABusyOneStays) {
+/// In a new process: takes the socket of {24} over from whoever holds it, as a spawner's child does.
+void takeOver(const BusListener& held) {
+    const int fd = dup(held.socket.get());
+    dup2(fd, 3);  // the first descriptor handed over
+    fcntl(3, F_SETFD, 0);
+    setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
+    setenv("LISTEN_FDS", "1", 1);
+    setenv("LISTEN_FDNAMES", "24", 1);
+}
+
+BusListener hold() {
+    std::string why;
+    BusListener held = openBusListener(24, why);
+    EXPECT_TRUE(held.socket) << why;
+    return held;
+}
+
+TEST_F(BusTest, ProcessThatNobodyWouldStartAgainStays) {
     Peer peer({24}, [](Looper& looper) {
         serve(looper);
-        looper.setupLeave(60);
+        looper.setupLeave(10);
     });
+    for (int i = 0; i < 10; ++i) looper_.runOnce(10);
+    EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
+}
+
+TEST_F(BusTest, IdleProcessLeavesAndABusyOneStays) {
+    BusListener held = hold();
+    Peer peer(
+        {24},
+        [](Looper& looper) {
+            serve(looper);
+            looper.setupLeave(60);
+        },
+        [&] { takeOver(held); });
     const uint64_t end = getMilliseconds() + 200;
     while (getMilliseconds() < end) ASSERT_EQ(errorOf(exchange(ask(kEcho))), 0U);
     EXPECT_TRUE(peer.ended());
+    held.withdraw(24);
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable);
 }
 
 TEST_F(BusTest, SubscriberKeepsAProcessFromLeavingUntilItGoes) {
-    Peer peer({24}, [](Looper& looper) {
-        serve(looper);
-        looper.setupLeave(30);
-    });
+    BusListener held = hold();
+    Peer peer(
+        {24},
+        [](Looper& looper) {
+            serve(looper);
+            looper.setupLeave(30);
+        },
+        [&] { takeOver(held); });
     const uint32_t path[] = {24, 2};
     client_.subscribe(path, 0x10004, {});
     for (int i = 0; i < 10; ++i) looper_.runOnce(10);
@@ -420,9 +455,7 @@ TEST_F(BusTest, SubscriberKeepsAProcessFromLeavingUntilItGoes) {
 
 /// Starts the owner again whenever a message waits at the socket that it holds, as a spawner does.
 TEST_F(BusTest, NoRequestIsLostWhileTheOwnerLeavesAndIsStartedAgain) {
-    std::string why;
-    BusListener held = openBusListener(24, why);
-    ASSERT_TRUE(held.socket) << why;
+    BusListener held = hold();
     std::atomic<bool> over = false;
     std::atomic<int> starts = 0;
     std::thread spawner([&] {
@@ -436,14 +469,7 @@ TEST_F(BusTest, NoRequestIsLostWhileTheOwnerLeavesAndIsStartedAgain) {
                     serve(looper);
                     looper.setupLeave(1);
                 },
-                [&] {
-                    const int fd = dup(held.socket.get());
-                    dup2(fd, 3);  // the first descriptor handed over
-                    fcntl(3, F_SETFD, 0);
-                    setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
-                    setenv("LISTEN_FDS", "1", 1);
-                    setenv("LISTEN_FDNAMES", "24", 1);
-                });
+                [&] { takeOver(held); });
             EXPECT_TRUE(owner.ended());
         }
     });

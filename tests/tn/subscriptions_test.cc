@@ -1,0 +1,235 @@
+#include "tn/subscriptions.h"
+
+#include <algorithm>
+#include <set>
+
+#include "peers.h"
+#include "temp_root.h"
+
+namespace tn {
+namespace {
+
+constexpr uint32_t kNote = 0x10004;
+constexpr uint32_t kPath[] = {24, 2};
+
+constexpr uint32_t kNotify = 1;       // sends field 1 notifications about field 2 objects
+constexpr uint32_t kHistory = 2;      // what happened to its subscribers, as strings in field 1
+constexpr uint32_t kNotifyLarge = 3;  // one of field 1 octets
+
+class Owner : public Handler {
+  public:
+    message cmdUnknown(const message& m, uint32_t command) override {
+        message reply;
+        if (command == kNotify) {
+            for (uint32_t i = 0; i < m.get_u32(1); ++i) {
+                message note;
+                note.insert_u32(field::ObjectId, i % m.get_u32(2, 1));
+                note.insert_u32(1, i);
+                notify(kNote, note);
+            }
+        } else if (command == kNotifyLarge) {
+            message note;
+            note.insert_string(2, std::string(m.get_u32(1), 'x'));
+            notify(kNote, note);
+        } else if (command == kHistory) {
+            reply.insert_string_array(1, history_);
+        }
+        return reply;
+    }
+    bool shouldNotify(const message& filter, const message& note) override {
+        return !filter.has(u32_id(9)) || filter.get_u32(9) == note.get_u32(field::ObjectId);
+    }
+    void subscribed(uint32_t, const message&) override { history_.emplace_back("subscribed"); }
+    void unsubscribed(uint32_t, const message&) override { history_.emplace_back("unsubscribed"); }
+    void cmdDisconnected(const message& m) override {
+        const std::vector<uint32_t>& who = m.get_u32_array(field::Source);
+        history_.push_back("gone " + (who.empty() ? "stranger" : std::to_string(who.back())));
+    }
+    void notifiesSent() override { history_.emplace_back("sent"); }
+
+  private:
+    std::vector<std::string> history_;
+};
+
+void serve(Looper& looper) {
+    static Owner owner;
+    looper.addHandler(kPath, &owner);
+}
+
+class Subscriber : public Handler {
+  public:
+    message cmdUnknown(const message& m, uint32_t command) override {
+        if (command == kNote) notes.push_back(m);
+        return {};
+    }
+    std::vector<message> notes;
+};
+
+class SubscriptionsTest : public testing::Test {
+  protected:
+    SubscriptionsTest() { looper_.addHandler(1, &subscriber_); }
+    message command(uint32_t number, uint32_t first = 0, uint32_t second = 1) {
+        message m = request(kPath, number);
+        m.insert_u32(1, first);
+        m.insert_u32(2, second);
+        return looper_.exchangeMessage(m, 2000);
+    }
+    bool receives(size_t count) {
+        return eventually(&looper_, [&] { return subscriber_.notes.size() >= count; });
+    }
+    bool historyHas(const std::string& event) {
+        return eventually(&looper_, [&] {
+            const std::vector<std::string> history = command(kHistory).get_string_array(1);
+            return std::ranges::find(history, event) != history.end();
+        });
+    }
+
+    /// Asks the owner over another connection, so that it has handled what we sent before.
+    static bool otherCallerIsAnswered() {
+        const Descriptor caller = dialBus(24, 1000);
+        message m = request(kPath, kHistory);
+        m.insert_u32(field::RequestId, 1);
+        const flat_message packet = m.flatten();
+        send(caller.get(), packet.data(), packet.size(), MSG_NOSIGNAL);
+        pollfd reply = {.fd = caller.get(), .events = POLLIN, .revents = 0};
+        return poll(&reply, 1, 5000) == 1;
+    }
+
+    TempRoot root_;
+    Looper looper_{{34}};
+    Subscriber subscriber_;
+};
+
+TEST_F(SubscriptionsTest, NotificationsArriveInOrderFilteredAndMarkedWithTheirSource) {
+    const Peer owner({24}, serve);
+    message filter;
+    filter.insert_u32(9, 1);
+    subscriber_.subscribe(kPath, kNote, filter);
+    EXPECT_FALSE(isError(command(kNotify, 6, 2)));
+    ASSERT_TRUE(receives(3));
+    for (uint32_t i = 0; i < 3; ++i) {
+        EXPECT_EQ(subscriber_.notes[i].get_u32(1), 1 + 2 * i);
+        EXPECT_EQ(subscriber_.notes[i].get_u32_array(field::Source), (std::vector<uint32_t>{24, 2}));
+    }
+    // A second filter that lets the same notification through doesn't double it.
+    subscriber_.subscribe(kPath, kNote, {});
+    command(kNotify, 2, 2);
+    ASSERT_TRUE(receives(5));
+    subscriber_.unsubscribe(kPath, kNote, {});
+    subscriber_.unsubscribe(kPath, kNote, filter);
+    command(kNotify, 2, 2);
+    for (int i = 0; i < 5; ++i) looper_.runOnce(1);
+    EXPECT_EQ(subscriber_.notes.size(), 5U);
+    EXPECT_TRUE(looper_.canLeave());
+}
+
+TEST_F(SubscriptionsTest, SubscriptionIsMadeWhenTheOwnerAppearsAndAgainWhenItIsRestarted) {
+    subscriber_.subscribe(kPath, kNote, {});
+    EXPECT_LE(looper_.sleepTime(), 100U);
+    for (int life = 0; life < 3; ++life) {
+        subscriber_.notes.clear();
+        Peer owner({24}, serve);
+        ASSERT_TRUE(historyHas("subscribed"));
+        EXPECT_TRUE(eventually(&looper_, [&] { return looper_.sleepTime() == UINT64_MAX; }))
+            << "still looking for an owner that is there";
+        command(kNotify, 1);
+        EXPECT_TRUE(receives(1));
+        owner.end(life == 1 ? SIGTERM : SIGKILL);
+        EXPECT_TRUE(eventually(&looper_, [&] { return looper_.sleepTime() <= 5000; }));
+    }
+}
+
+TEST_F(SubscriptionsTest, OwnerThatStartsItsHandlersLateIsAskedAgain) {
+    const Peer owner({24}, [](Looper& looper) { looper.addTimer([&looper] { serve(looper); }, 50); });
+    subscriber_.subscribe(kPath, kNote, {});
+    EXPECT_TRUE(historyHas("subscribed"));
+    command(kNotify, 1);
+    EXPECT_TRUE(receives(1));
+}
+
+TEST_F(SubscriptionsTest, OwnerLearnsThatASubscriberHasGone) {
+    const Peer owner({24}, serve);
+    {
+        const Peer other({35}, [](Looper& looper) {
+            static Subscriber subscriber;
+            looper.addHandler(7, &subscriber);
+            subscriber.subscribe(kPath, kNote, {});
+        });
+        ASSERT_TRUE(historyHas("subscribed"));
+    }
+    EXPECT_TRUE(historyHas("gone 7"));
+    EXPECT_TRUE(historyHas("unsubscribed"));
+}
+
+TEST_F(SubscriptionsTest, SlowSubscriberGetsTheLatestStateOfEveryObject) {
+    const Peer owner({24}, serve);
+    subscriber_.subscribe(kPath, kNote, {});
+    // Far more than the sockets hold. First nobody reads while they are made, then an exchange does, for its reply.
+    for (const bool exchanging : {false, true}) {
+        subscriber_.notes.clear();
+        if (exchanging) {
+            EXPECT_FALSE(isError(command(kNotify, 20'000, 50)));
+        } else {
+            message m = request(kPath, kNotify);
+            m.insert_u32(1, 20'000);
+            m.insert_u32(2, 50);
+            EXPECT_FALSE(isError(looper_.sendMessage(m)));
+            ASSERT_TRUE(otherCallerIsAnswered());
+        }
+        std::set<uint32_t> latest;
+        EXPECT_TRUE(eventually(&looper_,
+                               [&] {
+                                   for (const message& note : subscriber_.notes) {
+                                       if (note.get_u32(1) >= 19'950) latest.insert(note.get_u32(field::ObjectId));
+                                   }
+                                   return latest.size() == 50;
+                               }))
+            << "latest states received: " << latest.size();
+        EXPECT_LT(subscriber_.notes.size(), 5'000U);
+    }
+    EXPECT_TRUE(historyHas("sent"));
+}
+
+TEST_F(SubscriptionsTest, SubscriberThatNeverReadsIsDroppedBeforeItExhaustsTheOwner) {
+    const Peer owner({24}, serve);
+    const Descriptor deaf = dialBus(24, 1000);
+    message subscribe = request(kPath, cmd::Subscribe);
+    subscribe.insert_u32(field::NotifyCommand, kNote);
+    const flat_message packet = subscribe.flatten();
+    ASSERT_EQ(send(deaf.get(), packet.data(), packet.size(), 0), static_cast<ssize_t>(packet.size()));
+    ASSERT_TRUE(historyHas("subscribed"));
+    EXPECT_FALSE(isError(command(kNotify, 30'000, 30'000)));  // each about another object: nothing can be merged
+    EXPECT_TRUE(historyHas("unsubscribed"));
+}
+
+TEST_F(SubscriptionsTest, RefusedSubscriptionIsReportedOnceAndNotRepeated) {
+    const Peer owner({24}, [](Looper& looper) {
+        struct Refusing : Owner {
+            message handleCmd(const message& m, uint32_t command) override {
+                if (command == cmd::Subscribe) return errorMsg(error::Refused, "none here");
+                return Owner::handleCmd(m, command);
+            }
+        };
+        static Refusing refusing;
+        looper.addHandler(kPath, &refusing);
+    });
+    subscriber_.subscribe(kPath, kNote, {});
+    EXPECT_TRUE(eventually(&looper_, [&] { return looper_.sleepTime() == UINT64_MAX; }));
+}
+
+TEST_F(SubscriptionsTest, OversizedNotificationIsDroppedAndTheNextOneArrives) {
+    const Peer owner({24}, serve);
+    subscriber_.subscribe(kPath, kNote, {});
+    command(kNotifyLarge, 300'000);
+    command(kNotifyLarge, 200'000);
+    ASSERT_TRUE(receives(1));
+    EXPECT_EQ(subscriber_.notes[0].get_string(2).size(), 200'000U);
+}
+
+TEST_F(SubscriptionsTest, DisconnectedCannotBeForgedFromOutside) {
+    const Peer owner({24}, serve);
+    EXPECT_TRUE(isError(command(cmd::Disconnected)));
+}
+
+}  // namespace
+}  // namespace tn
