@@ -1,0 +1,21 @@
+// Any datagram through createReply over a populated tree: an answer, if there is one, is well formed and fits.
+#include <cstdlib>
+
+#include "agent/core/create_reply.h"
+#include "fuzz/support/world.h"
+#include "tests/agent/wire.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static World world;
+    snmp::Context c({data, size});
+    if (!snmp::createReply(c, tn::IPAddr6::ofIPv4(0x7f000001))) return 0;
+    std::string why;
+    const auto reply = wire::decode(c.out.bytes(), why);
+    if (!reply || c.out.size() > snmp::kMaxMessage || reply->pdu != snmp::pdu::Response) std::abort();
+    // A walk only goes forward: the last answer of a GetNext is greater than the last name asked for.
+    if (c.pduType == snmp::pdu::GetNextRequest && reply->errorStatus == 0 && !reply->bindings.empty()) {
+        const wire::Binding& last = reply->bindings.back();
+        if (last.tag != snmp::tag::EndOfMibView && !(c.requestedName < snmp::OID(last.name))) std::abort();
+    }
+    return 0;
+}
