@@ -28,7 +28,7 @@ Bus::Bus(Looper& looper)
       listeners_(looper, [this](Descriptor socket, gid_t group) { accepted(std::move(socket), group); }),
       subscribers_(*this),
       subscriptions_(*this),
-      buffer_(kMaxPacket) {}
+      buffer_(std::make_unique_for_overwrite<uint8_t[]>(kMaxPacket)) {}
 
 Bus::~Bus() {
     setupLeave(0);
@@ -133,7 +133,7 @@ void Bus::onEvents(const Link& connection, unsigned events) {
 void Bus::readOne(const Link& connection) {
     if (!kept_.empty()) return runKept();  // what came earlier comes first
     message packet;
-    switch (connection->receive(buffer_, /*wait=*/false, packet)) {
+    switch (connection->receive(buffer(), /*wait=*/false, packet)) {
         case Received::Packet:
             return handlePacket(connection, packet);
         case Received::Nothing:
@@ -327,7 +327,7 @@ void Bus::drain() {
         // From here on the peer's sends fail, so it knows that it must try elsewhere; what it has sent is answered.
         ::shutdown(connection->fd(), SHUT_RD);
         message packet;
-        while (!connection->closed() && connection->receive(buffer_, /*wait=*/false, packet) == Received::Packet) {
+        while (!connection->closed() && connection->receive(buffer(), /*wait=*/false, packet) == Received::Packet) {
             handlePacket(connection, packet);
         }
     }

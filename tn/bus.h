@@ -21,8 +21,8 @@ namespace tn {
 class Looper;
 
 /// The way to the handlers of other processes, and theirs to ours: Unix SOCK_SEQPACKET sockets, one packet a flattened
-/// message, no broker in between. A process dials a number on first use and keeps the connection; requests and
-/// notifications travel on connections in the direction in which they were dialled and against it, respectively.
+/// message, no broker in between. A process dials a number on first use and keeps the connection. Requests go out on
+/// the connections that we dialled, and the notifications that we asked for come back on them.
 class Bus {
   public:
     explicit Bus(Looper& looper);
@@ -72,6 +72,7 @@ class Bus {
         size_t octets = 0;
     };
 
+    [[nodiscard]] std::span<uint8_t> buffer() const { return {buffer_.get(), kMaxPacket}; }
     void accepted(Descriptor socket, gid_t group);
     void onEvents(const Link& connection, unsigned events);
     void readOne(const Link& connection);
@@ -110,8 +111,8 @@ class Bus {
     std::unordered_map<int, Link> accepted_;
     size_t restricted_ = 0;          ///< accepted connections of callers without all rights
     const Link* current_ = nullptr;  ///< connection whose request is being handled; nullptr for one from this process
-    std::vector<uint8_t> buffer_;    ///< for one received packet
-    flat_message out_;               ///< the request of the exchange under way
+    std::unique_ptr<uint8_t[]> buffer_;  ///< kMaxPacket octets for a received packet, untouched until one is that large
+    flat_message out_;                   ///< the request of the exchange under way
     uint32_t lastRequest_ = 0;
     unsigned exchanges_ = 0;  ///< under way, one inside the other
 

@@ -143,7 +143,7 @@ Received Bus::awaitReply(const Link& connection, uint32_t requestId, uint64_t de
     Received received = Received::Nothing;
     for (uint32_t wait = left(deadline); wait > 0; wait = left(deadline)) {
         connection->setReceiveTimeout(wait);
-        received = connection->receive(buffer_, /*wait=*/true, answer);
+        received = connection->receive(buffer(), /*wait=*/true, answer);
         if (received == Received::Interrupted) continue;
         if (received != Received::Packet || answer.get_u32(field::ReplyTo) == requestId) break;
         received = Received::Nothing;
@@ -188,7 +188,7 @@ bool Bus::stillOwes(const Link& connection) {
 void Bus::takeWaiting(const Link& connection) {
     for (;;) {
         message packet;
-        const Received received = connection->receive(buffer_, /*wait=*/false, packet);
+        const Received received = connection->receive(buffer(), /*wait=*/false, packet);
         if (received == Received::Nothing) return;
         if (received == Received::Interrupted || received == Received::Unread) continue;  // told once, packets follow
         if (received != Received::Packet || !keep(connection, std::move(packet))) return lose(connection);

@@ -185,7 +185,6 @@ TEST_F(BusTest, RequestThatWasNotReadIsSentOnceMoreAndOnlyOnce) {
 }
 
 TEST_F(BusTest, AfterATimeOutThePeerOwesAReplyUntilItComes) {
-    Descriptor ends[2];
     int go[2];
     ASSERT_EQ(pipe(go), 0);
     const RawPeer peer(24, {[&](int connection) {
@@ -209,6 +208,29 @@ TEST_F(BusTest, AfterATimeOutThePeerOwesAReplyUntilItComes) {
     EXPECT_EQ(client_.late.size(), 1U);
     close(go[0]);
     close(go[1]);
+}
+
+/// The machine's clock, some time ahead.
+struct ClockAhead : Sources {
+    uint64_t bootNanoseconds() override { return Sources::bootNanoseconds() + seconds * 1'000'000'000; }
+    uint64_t seconds = 0;
+};
+
+TEST_F(BusTest, PeerThatStillOwesAReplyGetsAnotherChanceAfterAWhile) {
+    ClockAhead clock;
+    setSources(&clock);
+    {
+        const RawPeer peer(24, {[](int connection) {
+                               RawPeer::read(connection);
+                               RawPeer::answer(connection, RawPeer::read(connection));
+                           }});
+        EXPECT_EQ(errorOf(exchange(ask(kEcho), 50)), error::TimedOut);
+        clock.seconds = 29;
+        EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::TimedOut);
+        clock.seconds = 31;
+        EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
+    }
+    setSources(nullptr);
 }
 
 TEST_F(BusTest, HungPeerThatIsReplacedIsAskedAgainAtOnce) {
