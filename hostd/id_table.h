@@ -3,36 +3,33 @@
 #include <cstdint>
 #include <optional>
 
-#include "tn/handler.h"
+#include "hostd/owner_table.h"
 
 namespace hostd {
 
-/// An owner of rows that are known by id. It answers get-all, get-object and get-count; a derived class supplies rows
-/// in ascending order of their ids, and no more.
-///
-/// get-all starts at the row asked for (field::Continue), or at the first one, and gives at most field::MaxObjects
-/// items, by default kPage. An item has its row's id and, where a row follows, that row's as field::NextId; the reply
-/// has field::Continue when more follow than fit. Asked for one item at a row that isn't there: error::NotFound. Asked
-/// for more: the first item stands for that row and says field::Gone, so that a walk goes on from a row that was
-/// removed.
-class IdTable : public tn::Handler {
-  public:
-    tn::message cmdGetAll(const tn::message& request) override;
-    tn::message cmdGetObj(const tn::message& request) override;
-
+/// An owner whose rows are known by id alone: what an OwnerTable's source comes to when it is a map by id. A derived
+/// class supplies the next id and the fields of a row.
+class IdTable : public OwnerTable {
   protected:
-    static constexpr uint32_t kPage = 64;  ///< items, so that rows of up to 3 KiB fit into one packet
-
-    /// Called once before a request reads rows.
-    virtual void refresh() {}
     /// The id of the first row at or after this one.
     [[nodiscard]] virtual std::optional<uint32_t> firstFrom(uint32_t id) const = 0;
-    /// The fields of a row that is there, as listed by get-all; the id is added by the caller.
     virtual void listRow(uint32_t id, tn::message& row) const = 0;
-    /// The same for get-object, when that tells more.
     virtual void wholeRow(uint32_t id, tn::message& row) const { listRow(id, row); }
+    virtual tn::message setRow(uint32_t id, const tn::message& request);
+    /// Called with the rows that are about to be shown.
+    virtual void refreshIds(std::span<const uint32_t>) {}
 
-    [[nodiscard]] std::optional<uint32_t> rowAfter(uint32_t id) const;
+  private:
+    [[nodiscard]] Row lowerBound(const RowKey& key) const final { return rowFrom(key.u32(0)); }
+    [[nodiscard]] Row after(Row row) const final { return row == tn::kNoId ? kEnd : rowFrom(idOfRow(row) + 1); }
+    [[nodiscard]] RowKey keyOf(Row row) const final { return RowKey::ofId(idOfRow(row)); }
+    void refreshRows(std::span<const Row> rows) final;
+    void writeRow(Row row, tn::message& item) const final { listRow(idOfRow(row), item); }
+    void writeWhole(Row row, tn::message& item) const final { wholeRow(idOfRow(row), item); }
+    tn::message changeRow(Row row, const tn::message& request) final { return setRow(idOfRow(row), request); }
+
+    [[nodiscard]] Row rowFrom(uint32_t id) const;
+    static uint32_t idOfRow(Row row) { return static_cast<uint32_t>(row); }
 };
 
 }  // namespace hostd

@@ -48,11 +48,6 @@ void Supervisor::refresh() {
     std::erase_if(processes_, [this](const auto& entry) { return startTime(entry.first) != entry.second.started; });
 }
 
-uint32_t Supervisor::getObjectCount() {
-    refresh();
-    return static_cast<uint32_t>(processes_.size());
-}
-
 std::optional<uint32_t> Supervisor::firstFrom(uint32_t pid) const {
     const auto found = processes_.lower_bound(pid);
     return found == processes_.end() ? std::nullopt : std::optional(found->first);

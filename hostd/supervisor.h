@@ -21,7 +21,6 @@ class Supervisor : public IdTable {
     Supervisor(std::string proc, UndoJournal& journal) : proc_(std::move(proc)), journal_(journal) {}
 
     tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
-    uint32_t getObjectCount() override;
 
     /// Notes that process `pid` serves `number` from now on, and whoever announced it before no more. A process that
     /// has ended meanwhile is passed over.
@@ -29,6 +28,7 @@ class Supervisor : public IdTable {
 
   protected:
     void refresh() override;
+    [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(processes_.size()); }
     [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t pid) const override;
     void listRow(uint32_t pid, tn::message& row) const override;
 

@@ -18,13 +18,13 @@ class UndoJournal : public IdTable {
 
     void loadPermData() override;
     tn::message cmdRemoveObj(const tn::message& request) override;
-    uint32_t getObjectCount() override { return static_cast<uint32_t>(ids_.size()); }
 
     /// Keeps a record and drops the oldest past kKept. Errors: error::Refused for a record that can't be undone because
     /// its old request has no command or destination, error::StoreFailed; the journal is then as it was.
     tn::message record(const tn::message& request);
 
   protected:
+    [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(ids_.size()); }
     [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t id) const override;
     void listRow(uint32_t id, tn::message& row) const override;
     void wholeRow(uint32_t id, tn::message& row) const override;
