@@ -26,11 +26,11 @@ struct Access {
 };
 
 /// The access a community gives as it stands.
-[[nodiscard]] Access accessOf(const tn::message& community);
+[[nodiscard]] Access accessOf(const tn::message& entry);
 
 /// The access it will give once the fields of `change` have been set: as the agent does, an address list that is still
-/// empty then becomes 0.0.0.0/0. An empty `community` is one that will be added.
-[[nodiscard]] Access accessAfter(const tn::message& community, const tn::message& change);
+/// empty then becomes 0.0.0.0/0. An empty `entry` is one that will be added.
+[[nodiscard]] Access accessAfter(const tn::message& entry, const tn::message& change);
 
 /// Makes sure that letting everyone in is meant: with nobody at a terminal and no --yes, or when the answer isn't yes,
 /// the command ends here.

@@ -94,7 +94,8 @@ void printFields(std::ostream& out, const Json& fields, size_t indent) {
         const std::string_view number = std::string_view(key).substr(0, key.find(':'));
         const std::string_view name = fieldName(static_cast<uint32_t>(parseNumber(number).value_or(0)));
         out << std::string(indent, ' ') << key << '=';
-        if (!nested && value != "" && value != Json::array()) out << cellText(value);
+        const bool empty = value.is_string() ? value.get_ref<const std::string&>().empty() : value.empty();
+        if (!nested && !empty) out << cellText(value);
         if (!name.empty()) out << "  # " << name;
         out << '\n';
         if (nested) printNested(out, value, indent + 2);

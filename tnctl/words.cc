@@ -72,7 +72,7 @@ Json showWords(std::span<const Word> words, const tn::message& in, bool secrets)
     Json object = Json::object();
     for (const Word& word : words) {
         Json value = word.type.show(in, word.number);
-        if (word.type.secret && !secrets && value != "") value = "***";
+        if (word.type.secret && !secrets && !value.get_ref<const std::string&>().empty()) value = "***";
         object[std::string(word.name)] = std::move(value);
     }
     return object;
