@@ -13,7 +13,14 @@ tn::lstream::Line say(std::string_view text) { return tn::sout << std::string("S
 }  // namespace
 
 // The one place where lengths of either sign meet what is left; every read is built on it.
-bool InStream::has(int wanted) const { return wanted >= 0 && static_cast<size_t>(wanted) <= data_.size() - pos_; }
+bool InStream::has(int wanted) const { return wanted >= 0 && static_cast<size_t>(wanted) <= size_ - pos_; }
+
+void InStream::read(std::span<const uint8_t> message) {
+    data_.assign(message.begin(), message.end());
+    size_ = message.size();
+    reset();
+    versionRead_ = false;
+}
 
 uint8_t InStream::getType() const { return has(1) ? data_[pos_] : kNoTag; }
 
@@ -124,7 +131,7 @@ size_t InStream::oidEnd(size_t length, size_t* subIds) const {
     size_t at = pos_ + 1;
     *subIds = 0;
     while (at < contentEnd) {
-        while (at < data_.size() && data_[at] >= 0x80) ++at;
+        while (at < size_ && data_[at] >= 0x80) ++at;
         ++at;
         ++*subIds;
     }
@@ -135,7 +142,7 @@ bool InStream::getOID(OID* oid) {
     const int length = tagAndLen();
     if (length < 0) return false;
     if (!has(length)) {
-        say("get oid overflow of message") << pos_ << " " << length << " " << data_.size();
+        say("get oid overflow of message") << pos_ << " " << length << " " << size_;
         return false;
     }
     if (length == 0) {
@@ -144,9 +151,9 @@ bool InStream::getOID(OID* oid) {
     }
     size_t subIds = 0;
     const size_t end = oidEnd(static_cast<size_t>(length), &subIds);
-    if (end > data_.size()) {
+    if (end > size_) {
         say("malformed oid");
-        pos_ = data_.size();
+        pos_ = size_;
         return false;
     }
     oid->resize(subIds + 2);
@@ -179,7 +186,7 @@ void InStream::exitSeq() {
     seqEnds_.pop_back();
 }
 
-bool InStream::isSeqEnd() const { return pos_ >= (seqEnds_.empty() ? data_.size() : seqEnds_.back()) || !has(1); }
+bool InStream::isSeqEnd() const { return pos_ >= (seqEnds_.empty() ? size_ : seqEnds_.back()) || !has(1); }
 
 void InStream::saveSeq(StreamPos& saved) const {
     saved.pos = pos_;

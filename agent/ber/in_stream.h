@@ -26,6 +26,9 @@ class InStream : public UberStream {
 
     explicit InStream(std::span<const uint8_t> message) : UberStream(message) {}
 
+    /// Starts over with another message; the memory of the last one is used again.
+    void read(std::span<const uint8_t> message);
+
     /// The tag at the cursor, which stays; kNoTag at the end of the data.
     [[nodiscard]] uint8_t getType() const;
     /// Reads a definite length of at most four octets. Negative on failure; one of 2^31 or more is read and is

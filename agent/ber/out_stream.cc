@@ -51,13 +51,21 @@ uint8_t* putSubId(uint8_t* at, unsigned int id) {
 }  // namespace
 
 OutStream::OutStream() {
-    data_.reserve(kUsualMessage);
+    data_.resize(kUsualMessage);
     seqStarts_.reserve(kUsualDepth);
 }
 
+void OutStream::clear() {
+    size_ = 0;
+    seqStarts_.clear();
+    errorStatusPos_ = 0;
+    errorIndexPos_ = 0;
+}
+
 uint8_t* OutStream::grow(size_t n) {
-    data_.resize(data_.size() + n);
-    return data_.data() + data_.size() - n;
+    if (size_ + n > data_.size()) data_.resize(2 * (size_ + n));
+    size_ += n;
+    return data_.data() + size_ - n;
 }
 
 // Appends tag, length and room for the content, and tells where the content goes.
@@ -69,7 +77,7 @@ uint8_t* OutStream::startValue(size_t contentLen, uint8_t tag) {
 
 void OutStream::startSeq(uint8_t tag) {
     startValue(0, tag);
-    seqStarts_.push_back(data_.size());
+    seqStarts_.push_back(size_);
 }
 
 void OutStream::endSeq() {
@@ -79,7 +87,7 @@ void OutStream::endSeq() {
     }
     const size_t start = seqStarts_.back();
     seqStarts_.pop_back();
-    const size_t length = data_.size() - start;
+    const size_t length = size_ - start;
     if (length >= 0x10000) {
         say("sequence too long");
         return;
@@ -91,7 +99,9 @@ void OutStream::endSeq() {
 // Makes room in front of an octet, and keeps the positions of what moves.
 void OutStream::insert(size_t at, size_t n) {
     if (n == 0) return;
-    data_.insert(data_.begin() + static_cast<std::ptrdiff_t>(at), n, 0);
+    grow(n);
+    std::copy_backward(data_.data() + at, data_.data() + size_ - n, data_.data() + size_);
+    std::fill_n(data_.data() + at, n, 0);
     for (size_t& start : seqStarts_) start += start >= at ? n : 0;
     errorStatusPos_ += errorStatusPos_ >= at ? n : 0;
     errorIndexPos_ += errorIndexPos_ >= at ? n : 0;
@@ -144,7 +154,7 @@ void OutStream::addBits(const unsigned char* octets, unsigned int n, uint8_t tag
 void OutStream::addErrorStatus(uint8_t status) {
     if (errorStatusPos_ == 0) {
         add(0U, tag::Integer);
-        errorStatusPos_ = data_.size() - 1;
+        errorStatusPos_ = size_ - 1;
     }
     data_[errorStatusPos_] = status;
 }
@@ -152,7 +162,7 @@ void OutStream::addErrorStatus(uint8_t status) {
 void OutStream::addErrorIndex(unsigned int index) {
     if (errorIndexPos_ == 0) {
         add(0U, tag::Integer);
-        errorIndexPos_ = data_.size() - 1;
+        errorIndexPos_ = size_ - 1;
     }
     // A field once widened stays so: a smaller index gets leading zeros, which every reader takes.
     const size_t width = data_[errorIndexPos_ - 1];
@@ -184,15 +194,15 @@ void OutStream::addByType(const std::string& text, uint8_t tag) {
 
 bool OutStream::overflowed() const {
     // Each value still open will get two more length octets when a message this large is closed.
-    return data_.size() + 2 * seqStarts_.size() > kMaxMessage;
+    return size_ + 2 * seqStarts_.size() > kMaxMessage;
 }
 
 void OutStream::truncate(size_t position) {
     position = std::max(position, seqStarts_.empty() ? 0 : seqStarts_.back());
-    if (position >= data_.size()) return;
+    if (position >= size_) return;
     if (errorStatusPos_ >= position) errorStatusPos_ = 0;
     if (errorIndexPos_ > 0 && errorIndexPos_ + data_[errorIndexPos_ - 1] > position) errorIndexPos_ = 0;
-    data_.resize(position);
+    size_ = position;
 }
 
 }  // namespace snmp

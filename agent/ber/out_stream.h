@@ -15,6 +15,8 @@ namespace snmp {
 class OutStream : public UberStream {
   public:
     OutStream();
+    /// Starts over with an empty message; the memory of the last one is used again.
+    void clear();
 
     void startSeq(uint8_t tag);
     /// Closes the innermost open value. One of 65,536 octets or more keeps the length 0.

@@ -8,7 +8,7 @@ namespace snmp {
 void UberStream::dump(std::ostream& stream) const {
     const char fill = stream.fill('0');
     stream << std::hex;
-    for (size_t i = 0; i < data_.size(); ++i) {
+    for (size_t i = 0; i < size_; ++i) {
         stream << std::setw(2) << unsigned{data_[i]} << ' ';
         if (i % 16 == 15) stream << '\n';
     }

@@ -12,15 +12,16 @@ class UberStream {
   public:
     UberStream() = default;
     /// Copies the octets: the receive buffer may be used again at once.
-    explicit UberStream(std::span<const uint8_t> octets) : data_(octets.begin(), octets.end()) {}
+    explicit UberStream(std::span<const uint8_t> octets) : data_(octets.begin(), octets.end()), size_(octets.size()) {}
 
-    [[nodiscard]] size_t size() const { return data_.size(); }
-    [[nodiscard]] std::span<const uint8_t> bytes() const { return data_; }
+    [[nodiscard]] size_t size() const { return size_; }
+    [[nodiscard]] std::span<const uint8_t> bytes() const { return {data_.data(), size_}; }
     /// Writes each octet as two hexadecimal digits and a space, sixteen a line, and a line break at the end.
     void dump(std::ostream& stream) const;
 
   protected:
-    std::vector<uint8_t> data_;
+    std::vector<uint8_t> data_;  ///< the message and, while one is written, room for more
+    size_t size_ = 0;            ///< octets of the message
 };
 
 }  // namespace snmp

@@ -30,8 +30,7 @@ constexpr Operation kOperations[] = {
 struct Request {
     const Item* entry = nullptr;  ///< the community's
     uint32_t repetitions = 0;     ///< GetBulk's max-repetitions, until the repeating part begins
-    InStream::StreamPos firstBinding;
-    size_t replyBindings = 0;  ///< where the reply's varbinds begin
+    size_t replyBindings = 0;     ///< where the reply's varbinds begin
 };
 
 bool drop(const tn::lstream& log, std::string_view why) {
@@ -73,7 +72,7 @@ bool copyPduHeader(Context& c, Request& request) {
     c.out.addErrorIndex(0);
     if (c.in.enterSeq() < 0) return drop(dlog, "bad packet");
     c.out.startSeq(tag::Sequence);
-    c.in.saveSeq(request.firstBinding);
+    c.in.saveSeq(c.firstBinding);
     request.replyBindings = c.out.size();
     return true;
 }
@@ -145,7 +144,7 @@ void rewriteAsError(Context& c, ErrorStatus status, const Request& request) {
         if (failed > 0) addNullBinding(c);
         return;
     }
-    c.in.restoreSeq(request.firstBinding);
+    c.in.restoreSeq(c.firstBinding);
     c.bindingIndex = 0;
     while (!c.in.isSeqEnd() && c.processSeqStart()) {
         if (c.bindingIndex >= failed) addNullBinding(c);

@@ -9,8 +9,6 @@ namespace snmp {
 
 namespace {
 
-OID below(const OID& name, const OID& prefix) { return {name.data() + prefix.size(), name.data() + name.size()}; }
-
 /// Whether the two agree over the shorter one's length.
 bool sameStart(const OID& a, const OID& b) {
     const auto n = static_cast<std::ptrdiff_t>(std::min(a.size(), b.size()));
@@ -41,7 +39,7 @@ ErrorStatus snmpGetNextGetBulk(Context& c) {
         dlog << line.str();
         sout << line.str();
     }
-    const OID name = c.oid;
+    const OID& name = c.requestedName;
     auto at = branches.upper_bound(name);
     if (at != branches.begin() && !sameStart(name, (--at)->first)) ++at;
 
@@ -51,7 +49,8 @@ ErrorStatus snmpGetNextGetBulk(Context& c) {
         // takes the first object everywhere else.
         const bool covered = first && name.startsWith(prefix);
         if (!dlog.isMuted()) sout << (covered ? "getnext found match   " : "getnext found         ") << prefix.str();
-        c.oid = covered ? below(name, prefix) : OID();
+        c.oid.clear();
+        if (covered) c.oid.assign(name.begin() + static_cast<std::ptrdiff_t>(prefix.size()), name.end());
         c.branchPrefix = prefix;
         if (branch->getNext(c) != kNotMine) return ErrorStatus::NoError;
         if (c.branchStatus != ErrorStatus::NoError) return c.branchStatus;

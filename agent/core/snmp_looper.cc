@@ -114,8 +114,8 @@ void SnmpLooper::receive(int fd) {
     for (unsigned i = 0; i < kDatagramsPerCall; ++i) {
         Datagram datagram;
         if (!datagram.receive(fd)) return;
-        Context context(datagram.bytes());
-        if (createReply(context, datagram.source())) datagram.answer(fd, context.out.bytes());
+        context_.begin(datagram.bytes());
+        if (createReply(context_, datagram.source())) datagram.answer(fd, context_.out.bytes());
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "agent/mib/context.h"
 #include "agent/security/community_keep.h"
 #include "agent/system/settings.h"
 #include "tn/looper.h"
@@ -41,6 +42,7 @@ class SnmpLooper : public tn::Looper {
     Settings settings_;
     uint16_t port_;
     int socket_ = -1;
+    Context context_{{}};  ///< of the request being answered
 };
 
 /// The process's agent.

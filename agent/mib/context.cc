@@ -2,6 +2,24 @@
 
 namespace snmp {
 
+void Context::begin(std::span<const uint8_t> datagram) {
+    in.read(datagram);
+    out.clear();
+    version = kVersion1;
+    community.clear();
+    pduType = kNoTag;
+    requestedName.clear();
+    bindingIndex = 0;
+    oid.clear();
+    branchPrefix.clear();
+    setPrefix.clear();
+    setSuffix.clear();
+    branchStatus = ErrorStatus::NoError;
+    nonRepeaters = 0;
+    maxRepetitions = 0;
+    pendingEndOfView = 0;
+}
+
 bool Context::processSeqStart() {
     ++bindingIndex;
     if (in.enterSeq() < 0 || !in.getOID(&requestedName)) return false;

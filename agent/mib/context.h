@@ -26,13 +26,16 @@ struct RequestItem {
 /// which the request is read.
 struct Context {
     explicit Context(std::span<const uint8_t> datagram) : in(datagram) {}
+    /// Starts over with another request; the memory of the last one is used again.
+    void begin(std::span<const uint8_t> datagram);
 
     // The request as read, and the reply.
     InStream in;
     OutStream out;
     uint32_t version = kVersion1;
-    std::string community;     ///< community string or user name
-    uint8_t pduType = kNoTag;  ///< tag of the request PDU
+    std::string community;             ///< community string or user name
+    uint8_t pduType = kNoTag;          ///< tag of the request PDU
+    InStream::StreamPos firstBinding;  ///< where its varbinds begin
 
     // The varbind being served.
     OID requestedName;          ///< its name, as read
