@@ -182,7 +182,8 @@ std::string Store::Impl::verify() {
     const Statement check = prepare(db.get(), "PRAGMA quick_check(1)");
     if (!check || sqlite3_step(check.get()) != SQLITE_ROW) return sqlite3_errmsg(db.get());
     const std::string verdict(reinterpret_cast<const char*>(sqlite3_column_text(check.get(), 0)));
-    if (verdict != "ok") return "is damaged: " + verdict;
+    // A line that only names the database may stand before the finding.
+    if (verdict != "ok") return "is damaged: " + verdict.substr(verdict.rfind('\n') + 1);
 
     const Statement layout = prepare(db.get(), "PRAGMA user_version");
     if (!layout || sqlite3_step(layout.get()) != SQLITE_ROW) return sqlite3_errmsg(db.get());

@@ -19,8 +19,10 @@
 namespace tn {
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
 
 constexpr char kStore[] = "/tern/store/snmpd";
 
@@ -88,7 +90,7 @@ class StoreTest : public testing::Test {
             EXPECT_TRUE(store.ids().empty());
             EXPECT_FALSE(store.set(0, numbered(1)));
             EXPECT_FALSE(store.remove(0));
-            EXPECT_THAT(store.lastError(), HasSubstr(reason));
+            EXPECT_THAT(store.lastError(), AllOf(HasSubstr(reason), Not(HasSubstr("\n"))));
         }
         const std::string lines = testing::internal::GetCapturedStderr();
         EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 1) << lines;
