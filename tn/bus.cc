@@ -159,8 +159,8 @@ void Bus::flush(const Link& connection) {
     }
 }
 
-void Bus::lose(const Link& lost) {
-    const Link connection = lost;  // the caller's may be the one that is erased here
+void Bus::lose(const Link& link) {
+    const Link connection = link;  // the caller's may be the one that is erased here
     if (connection->closed()) return;
     looper_.removeSocket(connection->fd());
     if (connection->dialled()) {

@@ -78,7 +78,7 @@ class Bus {
     void readOne(const Link& connection);
     void flush(const Link& connection);
     void watch(const Link& connection);
-    void lose(const Link& connection);
+    void lose(const Link& link);
     void loseSoon(const Link& connection);
     void loseAfterReading(const Link& connection);
 

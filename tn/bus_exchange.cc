@@ -143,14 +143,16 @@ Received Bus::awaitReply(const Link& connection, uint32_t requestId, uint64_t de
     Received received = Received::Nothing;
     for (uint32_t wait = left(deadline); wait > 0; wait = left(deadline)) {
         connection->setReceiveTimeout(wait);
-        received = connection->receive(buffer(), /*wait=*/true, answer);
+        message packet;
+        received = connection->receive(buffer(), /*wait=*/true, packet);
         if (received == Received::Interrupted) continue;
-        if (received != Received::Packet || answer.get_u32(field::ReplyTo) == requestId) break;
-        received = Received::Nothing;
-        if (!keep(connection, std::move(answer))) {
-            received = Received::Ended;
+        if (received != Received::Packet) break;
+        if (packet.get_u32(field::ReplyTo) == requestId) {
+            answer = std::move(packet);
             break;
         }
+        received = keep(connection, std::move(packet)) ? Received::Nothing : Received::Ended;
+        if (received == Received::Ended) break;
     }
     --exchanges_;
     switch (received) {

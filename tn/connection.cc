@@ -37,7 +37,7 @@ void Connection::setReceiveTimeout(uint32_t milliseconds) {
     if (setsockopt(fd(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) == 0) receiveTimeout_ = milliseconds;
 }
 
-Sent Connection::send(std::span<const uint8_t> packet) {
+Sent Connection::send(std::span<const uint8_t> packet) const {
     if (closed()) return Sent::Gone;
     if (packet.size() > kMaxPacket) return Sent::TooLarge;
     for (;;) {

@@ -37,7 +37,7 @@ class Connection {
     void setReceiveTimeout(uint32_t milliseconds);
 
     /// Sends at once or not at all; never waits.
-    Sent send(std::span<const uint8_t> packet);
+    Sent send(std::span<const uint8_t> packet) const;
     /// Lines a packet up. False when the queue is full: the peer doesn't read.
     bool queue(flat_message packet);
     /// Lines a notification up. @param merged  set when it took the place of an older one

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 
+#include "echo_server.h"
 #include "peers.h"
 #include "temp_root.h"
 #include "tn/paths.h"
@@ -13,52 +14,6 @@
 
 namespace tn {
 namespace {
-
-constexpr uint32_t kEcho = 1;      // answers with the request
-constexpr uint32_t kLong = 2;      // answers with as many octets as asked in field 1
-constexpr uint32_t kDie = 3;       // ends the process without an answer
-constexpr uint32_t kAskOther = 4;  // exchanges with the path in field 2 and passes the answer on
-constexpr uint32_t kSleep = 5;     // blocks for field 1 milliseconds
-constexpr uint32_t kCount = 6;     // number of kOneWay messages so far in field 1
-constexpr uint32_t kOneWay = 7;
-
-class Server : public Handler {
-  public:
-    Server() {
-        for (uint32_t command = kEcho; command <= kCount; ++command) {
-            policySet().add_policy(command, right::Read | right::Write);
-        }
-    }
-    message cmdUnknown(const message& m, uint32_t command) override {
-        message reply;
-        switch (command) {
-            case kEcho:
-                return m;
-            case kLong:
-                reply.insert_string(1, std::string(m.get_u32(1), 'x'));
-                return reply;
-            case kDie:
-                _exit(0);
-            case kAskOther:
-                return exchangeCmd(request(m.get_u32_array(2), 0), kEcho, 1000);
-            case kSleep:
-                usleep(m.get_u32(1) * 1000);
-                return reply;
-            case kCount:
-                reply.insert_u32(1, oneWays_);
-                return reply;
-            case kOneWay:
-                ++oneWays_;
-                return reply;
-            default:
-                return Handler::cmdUnknown(m, command);
-        }
-    }
-    message handleBrkpath(const message&) override { return errorMsg(error::NotFound, "below"); }
-
-  private:
-    uint32_t oneWays_ = 0;
-};
 
 /// Keeps replies and notifications that come to it.
 class Client : public Handler {
@@ -71,19 +26,6 @@ class Client : public Handler {
     std::vector<uint32_t> late;
     std::vector<uint32_t> notes;
 };
-
-void serve(Looper& looper) {
-    static Server server;
-    const uint32_t path[] = {24, 2};
-    looper.addHandler(path, &server);
-}
-
-message ask(uint32_t command, uint32_t parameter = 0) {
-    const uint32_t path[] = {24, 2};
-    message m = request(path, command);
-    m.insert_u32(1, parameter);
-    return m;
-}
 
 uint64_t millisecondsOf(const std::function<void()>& work) {
     const uint64_t start = getMilliseconds();
@@ -411,100 +353,6 @@ TEST_F(BusTest, RightsFollowTheCallersUserAndGroup) {
     EXPECT_EQ(errorFor(65534, {kGroup}, kEcho), 0);
     EXPECT_EQ(errorFor(65534, {kGroup}, kOneWay), 1) << "members of the group may only read";
     EXPECT_EQ(errorFor(65534, {}, cmd::Subscribe), 1);
-}
-
-// --- leaving and being started again ---------------------------------------------------------------------------------
-
-/// In a new process: takes the socket of {24} over from whoever holds it, as a spawner's child does.
-void takeOver(const BusListener& held) {
-    const int fd = dup(held.socket.get());
-    dup2(fd, 3);  // the first descriptor handed over
-    fcntl(3, F_SETFD, 0);
-    setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
-    setenv("LISTEN_FDS", "1", 1);
-    setenv("LISTEN_FDNAMES", "24", 1);
-}
-
-BusListener hold() {
-    std::string why;
-    BusListener held = openBusListener(24, why);
-    EXPECT_TRUE(held.socket) << why;
-    return held;
-}
-
-TEST_F(BusTest, ProcessThatNobodyWouldStartAgainStays) {
-    Peer peer({24}, [](Looper& looper) {
-        serve(looper);
-        looper.setupLeave(10);
-    });
-    for (int i = 0; i < 10; ++i) looper_.runOnce(10);
-    EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
-}
-
-TEST_F(BusTest, IdleProcessLeavesAndABusyOneStays) {
-    BusListener held = hold();
-    Peer peer(
-        {24},
-        [](Looper& looper) {
-            serve(looper);
-            looper.setupLeave(60);
-        },
-        [&] { takeOver(held); });
-    const uint64_t end = getMilliseconds() + 200;
-    while (getMilliseconds() < end) ASSERT_EQ(errorOf(exchange(ask(kEcho))), 0U);
-    EXPECT_TRUE(peer.ended());
-    held.withdraw(24);
-    EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable);
-}
-
-TEST_F(BusTest, SubscriberKeepsAProcessFromLeavingUntilItGoes) {
-    BusListener held = hold();
-    Peer peer(
-        {24},
-        [](Looper& looper) {
-            serve(looper);
-            looper.setupLeave(30);
-        },
-        [&] { takeOver(held); });
-    const uint32_t path[] = {24, 2};
-    client_.subscribe(path, 0x10004, {});
-    for (int i = 0; i < 10; ++i) looper_.runOnce(10);
-    EXPECT_EQ(kill(peer.pid(), 0), 0);
-    EXPECT_EQ(waitpid(peer.pid(), nullptr, WNOHANG), 0) << "left its subscriber";
-    client_.unsubscribe(path, 0x10004, {});
-    EXPECT_TRUE(peer.ended());
-}
-
-/// Starts the owner again whenever a message waits at the socket that it holds, as a spawner does.
-TEST_F(BusTest, NoRequestIsLostWhileTheOwnerLeavesAndIsStartedAgain) {
-    BusListener held = hold();
-    std::atomic<bool> over = false;
-    std::atomic<int> starts = 0;
-    std::thread spawner([&] {
-        while (!over) {
-            pollfd socket = {.fd = held.socket.get(), .events = POLLIN, .revents = 0};
-            if (poll(&socket, 1, 20) != 1) continue;
-            ++starts;
-            Peer owner(
-                {24},
-                [](Looper& looper) {
-                    serve(looper);
-                    looper.setupLeave(1);
-                },
-                [&] { takeOver(held); });
-            EXPECT_TRUE(owner.ended());
-        }
-    });
-    int failures = 0;
-    for (int i = 0; i < 1000 && starts < 30; ++i) {
-        failures += errorOf(exchange(ask(kEcho), 3000)) == 0 ? 0 : 1;
-        std::this_thread::sleep_for(std::chrono::microseconds(1200 + i % 20 * 100));  // about when it leaves
-    }
-    EXPECT_EQ(failures, 0);
-    over = true;
-    spawner.join();
-    EXPECT_GE(starts, 30);
-    held.withdraw(24);
 }
 
 }  // namespace

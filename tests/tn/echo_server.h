@@ -1,0 +1,71 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <string>
+
+#include "tn/looper.h"
+
+namespace tn {
+
+constexpr uint32_t kEcho = 1;      // answers with the request
+constexpr uint32_t kLong = 2;      // answers with as many octets as asked in field 1
+constexpr uint32_t kDie = 3;       // ends the process without an answer
+constexpr uint32_t kAskOther = 4;  // exchanges with the path in field 2 and passes the answer on
+constexpr uint32_t kSleep = 5;     // blocks for field 1 milliseconds
+constexpr uint32_t kCount = 6;     // number of kOneWay messages so far in field 1
+constexpr uint32_t kOneWay = 7;
+
+/// The handler {24, 2} of most peers.
+class Server : public Handler {
+  public:
+    Server() {
+        for (uint32_t command = kEcho; command <= kCount; ++command) {
+            policySet().add_policy(command, right::Read | right::Write);
+        }
+    }
+    message cmdUnknown(const message& m, uint32_t command) override {
+        message reply;
+        switch (command) {
+            case kEcho:
+                return m;
+            case kLong:
+                reply.insert_string(1, std::string(m.get_u32(1), 'x'));
+                return reply;
+            case kDie:
+                _exit(0);
+            case kAskOther:
+                return exchangeCmd(request(m.get_u32_array(2), 0), kEcho, 1000);
+            case kSleep:
+                usleep(m.get_u32(1) * 1000);
+                return reply;
+            case kCount:
+                reply.insert_u32(1, oneWays_);
+                return reply;
+            case kOneWay:
+                ++oneWays_;
+                return reply;
+            default:
+                return Handler::cmdUnknown(m, command);
+        }
+    }
+    message handleBrkpath(const message&) override { return errorMsg(error::NotFound, "below"); }
+
+  private:
+    uint32_t oneWays_ = 0;
+};
+
+inline void serve(Looper& looper) {
+    static Server server;
+    const uint32_t path[] = {24, 2};
+    looper.addHandler(path, &server);
+}
+
+inline message ask(uint32_t command, uint32_t parameter = 0) {
+    const uint32_t path[] = {24, 2};
+    message m = request(path, command);
+    m.insert_u32(1, parameter);
+    return m;
+}
+
+}  // namespace tn

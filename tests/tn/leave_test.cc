@@ -1,0 +1,119 @@
+#include <fcntl.h>
+#include <poll.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "echo_server.h"
+#include "peers.h"
+#include "temp_root.h"
+#include "tn/sources.h"
+
+namespace tn {
+namespace {
+
+class LeaveTest : public testing::Test {
+  protected:
+    LeaveTest() { looper_.addHandler(1, &client_); }
+    message exchange(const message& m, uint32_t timeoutMs = 1000) { return looper_.exchangeMessage(m, timeoutMs); }
+
+    TempRoot root_;
+    Looper looper_{{34}};
+    Handler client_;
+};
+
+/// In a new process: takes the socket of {24} over from whoever holds it, as a spawner's child does.
+void takeOver(const BusListener& held) {
+    const int fd = dup(held.socket.get());
+    dup2(fd, 3);  // the first descriptor handed over
+    fcntl(3, F_SETFD, 0);
+    setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
+    setenv("LISTEN_FDS", "1", 1);
+    setenv("LISTEN_FDNAMES", "24", 1);
+}
+
+BusListener hold() {
+    std::string why;
+    BusListener held = openBusListener(24, why);
+    EXPECT_TRUE(held.socket) << why;
+    return held;
+}
+
+TEST_F(LeaveTest, ProcessThatNobodyWouldStartAgainStays) {
+    Peer peer({24}, [](Looper& looper) {
+        serve(looper);
+        looper.setupLeave(10);
+    });
+    for (int i = 0; i < 10; ++i) looper_.runOnce(10);
+    EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
+}
+
+TEST_F(LeaveTest, IdleProcessLeavesAndABusyOneStays) {
+    BusListener held = hold();
+    Peer peer(
+        {24},
+        [](Looper& looper) {
+            serve(looper);
+            looper.setupLeave(60);
+        },
+        [&] { takeOver(held); });
+    const uint64_t end = getMilliseconds() + 200;
+    while (getMilliseconds() < end) ASSERT_EQ(errorOf(exchange(ask(kEcho))), 0U);
+    EXPECT_TRUE(peer.ended());
+    held.withdraw(24);
+    EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable);
+}
+
+TEST_F(LeaveTest, SubscriberKeepsAProcessFromLeavingUntilItGoes) {
+    BusListener held = hold();
+    Peer peer(
+        {24},
+        [](Looper& looper) {
+            serve(looper);
+            looper.setupLeave(30);
+        },
+        [&] { takeOver(held); });
+    const uint32_t path[] = {24, 2};
+    client_.subscribe(path, 0x10004, {});
+    for (int i = 0; i < 10; ++i) looper_.runOnce(10);
+    EXPECT_EQ(kill(peer.pid(), 0), 0);
+    EXPECT_EQ(waitpid(peer.pid(), nullptr, WNOHANG), 0) << "left its subscriber";
+    client_.unsubscribe(path, 0x10004, {});
+    EXPECT_TRUE(peer.ended());
+}
+
+/// Starts the owner again whenever a message waits at the socket that it holds, as a spawner does.
+TEST_F(LeaveTest, NoRequestIsLostWhileTheOwnerLeavesAndIsStartedAgain) {
+    BusListener held = hold();
+    std::atomic<bool> over = false;
+    std::atomic<int> starts = 0;
+    std::thread spawner([&] {
+        while (!over) {
+            pollfd socket = {.fd = held.socket.get(), .events = POLLIN, .revents = 0};
+            if (poll(&socket, 1, 20) != 1) continue;
+            ++starts;
+            Peer owner(
+                {24},
+                [](Looper& looper) {
+                    serve(looper);
+                    looper.setupLeave(1);
+                },
+                [&] { takeOver(held); });
+            EXPECT_TRUE(owner.ended());
+        }
+    });
+    int failures = 0;
+    for (int i = 0; i < 1000 && starts < 30; ++i) {
+        failures += errorOf(exchange(ask(kEcho), 3000)) == 0 ? 0 : 1;
+        std::this_thread::sleep_for(std::chrono::microseconds(1200 + i % 20 * 100));  // about when it leaves
+    }
+    EXPECT_EQ(failures, 0);
+    over = true;
+    spawner.join();
+    EXPECT_GE(starts, 30);
+    held.withdraw(24);
+}
+
+}  // namespace
+}  // namespace tn
