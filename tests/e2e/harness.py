@@ -1,0 +1,271 @@
+"""What the end-to-end tests share: the real programs in a root of their own, and clients that ask them.
+
+Everything started here is ended by its pid and reaped, and every root removed, however the test ends: by unittest's
+clean-ups, and by the kernel when the test process itself is killed. Nothing sleeps for a fixed time; what has to happen
+is waited for, up to PATIENCE.
+"""
+
+import contextlib
+import ctypes
+import os
+import pathlib
+import random
+import re
+import shutil
+import signal
+import socket
+import subprocess
+import tempfile
+import time
+
+BUILD = pathlib.Path(os.environ["TARNIX_BUILD"]).resolve()
+PATIENCE = 60.0  # seconds until something that has to happen hasn't: a sanitizer build on a busy machine
+PROGRAMS = ("tarnix-snmpd", "tarnix-hostd", "tarnix-node", "tnctl")
+
+SYSTEM = "1.3.6.1.2.1.1"
+SYS_DESCR, SYS_OBJECT_ID, SYS_UPTIME, SYS_CONTACT, SYS_NAME, SYS_LOCATION, SYS_SERVICES = (
+    f"{SYSTEM}.{i}.0" for i in range(1, 8))
+HR_SYSTEM_UPTIME, HR_SYSTEM_DATE, HR_MEMORY_SIZE = "1.3.6.1.2.1.25.1.1.0", "1.3.6.1.2.1.25.1.2.0", "1.3.6.1.2.1.25.2.2.0"
+
+_libc = ctypes.CDLL(None, use_errno=True)
+_PR_SET_PDEATHSIG = 1
+
+
+def program(name):
+    return str(BUILD / name)
+
+
+def eventually(condition, what, patience=PATIENCE):
+    """Polls until condition() is true and returns its value; fails with `what` when it isn't in time."""
+    end = time.monotonic() + patience
+    while True:
+        value = condition()
+        if value:
+            return value
+        if time.monotonic() > end:
+            raise AssertionError(f"not within {patience:g} s: {what}")
+        time.sleep(0.01)
+
+
+def for_a_while(seconds, condition, what):
+    """Fails with `what` as soon as condition() isn't true within the time: for what must stay as it is."""
+    end = time.monotonic() + seconds
+    while time.monotonic() < end:
+        if not condition():
+            raise AssertionError(what)
+        time.sleep(0.05)
+
+
+def free_port():
+    """A UDP port that nobody has, outside the range from which the kernel takes ports for clients."""
+    for _ in range(1000):
+        port = random.randint(12000, 31999)
+        with socket.socket(socket.AF_INET6, socket.SOCK_DGRAM) as probe, contextlib.suppress(OSError):
+            probe.bind(("::", port))
+            return port
+    raise AssertionError("no free UDP port")
+
+
+class Daemon:
+    """One process of ours; what it writes goes to a file."""
+
+    def __init__(self, words, output, prefix=()):
+        self.words = [str(word) for word in words]
+        self.output = pathlib.Path(output)
+        with open(self.output, "ab") as sink:
+            self.process = subprocess.Popen([*prefix, *self.words], stdin=subprocess.DEVNULL, stdout=sink, stderr=sink,
+                                            preexec_fn=lambda: _libc.prctl(_PR_SET_PDEATHSIG, signal.SIGKILL))
+
+    @property
+    def pid(self):
+        return self.process.pid
+
+    def alive(self):
+        return self.process.poll() is None
+
+    def end(self, how=signal.SIGTERM):
+        """Ends and reaps it. Returns its exit status, negative for a signal."""
+        if self.process.poll() is None:
+            self.process.send_signal(how)
+            try:
+                self.process.wait(PATIENCE)
+            except subprocess.TimeoutExpired:
+                self.process.kill()
+                self.process.wait()
+                raise AssertionError(f"{self.words[0]} didn't end:\n{self.said()}") from None
+        return self.process.returncode
+
+    def said(self):
+        return self.output.read_text(errors="replace") if self.output.exists() else ""
+
+    def children(self):
+        """Pids of its living children."""
+        text = ""
+        with contextlib.suppress(OSError):
+            text = pathlib.Path(f"/proc/{self.pid}/task/{self.pid}/children").read_text()
+        return [int(pid) for pid in text.split() if not is_zombie(int(pid))]
+
+
+def is_zombie(pid):
+    """Whether a process has ended, reaped or not."""
+    try:
+        return pathlib.Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()[0] in "ZX"
+    except OSError:
+        return True
+
+
+class Answer:
+    """What a client printed, and how it ended."""
+
+    def __init__(self, done):
+        self.status, self.out, self.err = done.returncode, done.stdout, done.stderr
+
+    def __repr__(self):
+        return f"status {self.status}\n{self.out}{self.err}"
+
+    def values(self):
+        """{name: value} of a client that was told to print -On."""
+        pairs = re.findall(r"^\.?([\d.]+) = (.*?)(?=^\.?[\d.]+ = |\Z)", self.out, re.M | re.S)
+        return {name: value.rstrip("\n") for name, value in pairs}
+
+    def names(self):
+        """The names of objects in the order in which they came, as tuples of numbers."""
+        return [tuple(int(part) for part in name.split("."))
+                for name in re.findall(r"^\.?([\d.]+) = (?!No more variables)", self.out, re.M)]
+
+
+class Deployment:
+    """The agent and its owners on a root of their own: kind "node" is tarnix-node, "spawn" tarnix-hostd --spawn
+    tarnix-snmpd, "apart" tarnix-hostd and tarnix-snmpd started each by itself."""
+
+    def __init__(self, kind, prefix=()):
+        self.kind = kind
+        self.prefix = tuple(prefix)  # of every command line: a network namespace
+        self.root = pathlib.Path(tempfile.mkdtemp(prefix="tarnix-e2e-"))
+        self.port = free_port()
+        self.daemons = {}
+        self.output = self.root / "output"
+
+    # --- processes
+
+    def start(self):
+        self.start_part("node" if self.kind == "node" else "hostd")
+        self.wait_for("24,2")
+        if self.kind == "apart":  # the agent asks for the system's description once, when it starts
+            self.start_part("snmpd")
+        self.wait_for("34")
+        return self
+
+    def start_part(self, part):
+        words = [program("tarnix-" + part), "--root", self.root, "--log", "stderr"]
+        if part != "hostd":
+            words += ["--port", self.port]
+        elif self.kind == "spawn":
+            words += ["--spawn", "tarnix-snmpd", "--", "--port", self.port]
+        self.daemons[part] = Daemon(words, self.output, self.prefix)
+        return self.daemons[part]
+
+    def wait_for(self, path):
+        """Until who serves that path answers on the bus."""
+        def answers():
+            if not any(daemon.alive() for daemon in self.daemons.values()):
+                raise AssertionError(f"no daemon lives:\n{self.said()}")
+            return self.tnctl("message", path, "get").status == 0
+
+        eventually(answers, f"{{{path}}} answers")
+
+    def stop(self, how=signal.SIGTERM):
+        """Ends all daemons, the agent first. Returns their exit statuses."""
+        return [self.daemons.pop(part).end(how) for part in ("snmpd", "node", "hostd") if part in self.daemons]
+
+    def close(self):
+        """The last clean-up: nothing stays."""
+        try:
+            self.stop()
+        finally:
+            for daemon in self.daemons.values():
+                daemon.end(signal.SIGKILL)
+            shutil.rmtree(self.root, ignore_errors=True)
+
+    def agent_pids(self):
+        """The process that serves {34}; none while a spawned agent has left."""
+        if self.kind == "spawn":
+            return self.daemons["hostd"].children()
+        agent = self.daemons["node" if self.kind == "node" else "snmpd"]
+        return [agent.pid] if agent.alive() else []
+
+    def said(self):
+        return self.output.read_text(errors="replace") if self.output.exists() else ""
+
+    def store(self, name):
+        return self.root / "tern/store" / name
+
+    # --- clients
+
+    def tnctl(self, *words, stdin=""):
+        return Answer(subprocess.run([program("tnctl"), "--root", str(self.root), *map(str, words)], input=stdin,
+                                     capture_output=True, text=True, timeout=PATIENCE))
+
+    def configure(self, *words):
+        """tnctl snmp WORDS, which has to work."""
+        answer = self.tnctl("snmp", *words)
+        assert answer.status == 0, f"tnctl snmp {words}: {answer}\n{self.said()}"
+        return answer
+
+    def open(self):
+        """The first configuration: requests from this machine are answered, and `private` may write."""
+        loopback = "addresses=127.0.0.0/8,::1/128"
+        self.configure("community", "set", "common", loopback)
+        self.configure("community", "add", "name=private", "write-access=yes", loopback)
+        self.configure("set", "enabled=yes", "engine-id=e2e")
+        return self
+
+    def snmp(self, client, *words, version="2c", community="common", host="127.0.0.1", timeout=1, retries=10):
+        """Runs one of Debian's clients, snmp + `client`, numbers instead of names. No answer within the time-out is
+        asked for again, since a busy machine may be that slow."""
+        return Answer(subprocess.run(
+            [*self.prefix, "snmp" + client, "-v" + version, "-c", community, "-On", "-t", str(timeout),
+             "-r", str(retries), f"{host}:{self.port}", *map(str, words)],
+            capture_output=True, text=True, timeout=PATIENCE * 2))
+
+    def get(self, name, **how):
+        """The value of one object as the client prints it."""
+        answer = self.snmp("get", name, **how)
+        assert answer.status == 0, f"get {name}: {answer}\n{self.said()}"
+        return answer.values()[name]
+
+
+# --- requests made by hand, for what Debian's clients can't show: silence, and whom an answer comes from
+
+GET, GET_NEXT = 0xA0, 0xA1
+_FIRST_ID = 0x10000000  # so that BER writes each request id with four octets
+
+
+def _tlv(tag, content):
+    size = len(content)
+    length = bytes([size]) if size < 128 else b"\x82" + size.to_bytes(2, "big")
+    return bytes([tag]) + length + content
+
+
+def _name(text):
+    first, second, *rest = (int(part) for part in text.split("."))
+    octets = bytes([first * 40 + second])
+    for part in rest:
+        groups = [part & 0x7F]
+        while part := part >> 7:
+            groups.append(part & 0x7F | 0x80)
+        octets += bytes(reversed(groups))
+    return _tlv(0x06, octets)
+
+
+def request(request_id, name, community="common", pdu=GET):
+    """A v2c message that asks for one object."""
+    binding = _tlv(0x30, _name(name) + b"\x05\x00")
+    content = _tlv(0x02, (_FIRST_ID + request_id).to_bytes(4, "big")) + b"\x02\x01\x00\x02\x01\x00" + _tlv(0x30, binding)
+    return _tlv(0x30, b"\x02\x01\x01" + _tlv(0x04, community.encode()) + _tlv(pdu, content))
+
+
+def request_id_of(reply):
+    """Which request() this is the response to; None when it is none."""
+    found = re.search(rb"\xa2(?:[\x00-\x7f]|\x81.|\x82..)\x02\x04(....)", reply, re.S)
+    return int.from_bytes(found.group(1), "big") - _FIRST_ID if found else None
