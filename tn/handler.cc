@@ -142,7 +142,7 @@ message Handler::exchangeCmd(message m, uint32_t command, uint32_t timeoutMs) {
     Looper* looper = getLooper();
     if (looper == nullptr) return errorMsg(error::Unreachable, "no loop in this process");
     address(m, command);
-    return looper->exchangeMessage(std::move(m), timeoutMs);
+    return looper->exchangeMessage(m, timeoutMs);
 }
 
 void Handler::notifyChange(uint32_t objectId, message changed) {

@@ -86,11 +86,11 @@ message Looper::sendMessage(message m) {
     return isError(reply, &code) && code == error::NoSuchHandler ? reply : message();
 }
 
-message Looper::exchangeMessage(message m, uint32_t timeoutMs) {
+message Looper::exchangeMessage(const message& m, uint32_t timeoutMs) {
     const std::vector<uint32_t>& path = m.get_u32_array(field::Destination);
     if (path.empty()) return errorMsg(error::NoSuchHandler, "no destination");
     if (serves(path.front())) return bus_->dispatchLocal(m);
-    return bus_->exchange(std::move(m), timeoutMs);
+    return bus_->exchange(m, timeoutMs);
 }
 
 bool Looper::filterMessage(const message&) { return true; }

@@ -43,7 +43,7 @@ class Looper : public Handler, public ThinRunner {
     /// Sends one way: nothing comes back but an error reply when the message couldn't be handed over.
     virtual message sendMessage(message m);
     /// Sends and waits. The destination path is in the message.
-    virtual message exchangeMessage(message m, uint32_t timeoutMs = kExchangeTimeout);
+    virtual message exchangeMessage(const message& m, uint32_t timeoutMs = kExchangeTimeout);
 
     virtual void onInit() {}
     /// False keeps a message from its handler; it is then answered with error::NotPermitted.

@@ -13,7 +13,7 @@ namespace tnctl {
 namespace field = tn::field;
 
 tn::message Client::exchange(tn::message request) const {
-    tn::message reply = tn::getLooper()->exchangeMessage(std::move(request), timeoutMs_);
+    tn::message reply = tn::getLooper()->exchangeMessage(request, timeoutMs_);
     uint32_t code = 0;
     std::string text;
     if (!tn::isError(reply, &code, &text)) return reply;

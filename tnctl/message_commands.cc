@@ -87,7 +87,7 @@ class Watcher : public tn::Handler {
 // A wrong path ends the command now; an owner that isn't up yet is waited for.
 void checkOwner(const Session& session, const Path& path) {
     tn::message probe = tn::request(path, tn::cmd::GetPolicies);
-    const tn::message reply = tn::getLooper()->exchangeMessage(std::move(probe), session.options.timeoutMs);
+    const tn::message reply = tn::getLooper()->exchangeMessage(probe, session.options.timeoutMs);
     uint32_t code = 0;
     if (!tn::isError(reply, &code)) return;
     if (code != tn::error::Unreachable && code != tn::error::TimedOut) throw Failure(kFailed, tn::getError(reply));

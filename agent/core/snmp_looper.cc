@@ -130,7 +130,8 @@ tn::message SnmpLooper::cmdGet(const tn::message& request) {
 }
 
 tn::message SnmpLooper::cmdSet(const tn::message& request) {
-    if (request.has(tn::field::Source)) serr << "cmd_set from " << request.get_u32_array(tn::field::Source).front();
+    const std::vector<uint32_t>& source = request.get_u32_array(tn::field::Source);
+    if (!source.empty()) serr << "cmd_set from " << source.front();
     Settings next = settings_;
     next.apply(request);
     if (!store_.set(kRecord, next.getConfig())) return tn::errorMsg(tn::error::StoreFailed, store_.lastError());

@@ -7,16 +7,12 @@ namespace snmp {
 
 GetProvider::GetProvider(BuildFunction build, std::vector<uint32_t> path, uint32_t getCommand, uint32_t setCommand,
                          uint32_t objectClass)
-    : build_(build),
-      path_(std::move(path)),
-      getCommand_(getCommand),
-      setCommand_(setCommand),
-      objectClass_(objectClass) {}
+    : build_(build), path_(std::move(path)), setCommand_(setCommand), get_(tn::request(path_, getCommand)) {
+    get_.insert_u32(tn::field::GetFlags, objectClass);
+}
 
 std::unique_ptr<Data> GetProvider::getData() {
-    tn::message request = tn::request(path_, getCommand_);
-    request.insert_u32(tn::field::GetFlags, objectClass_);
-    const tn::message reply = tn::getLooper()->exchangeMessage(std::move(request));
+    const tn::message reply = tn::getLooper()->exchangeMessage(get_);
     if (!tn::isError(reply)) return build_(reply);
     serr << "GetProvider::getData error: " << tn::getError(reply);
     return build_({});
@@ -25,7 +21,7 @@ std::unique_ptr<Data> GetProvider::getData() {
 bool GetProvider::setData(Data* record) {
     tn::message request = tn::request(path_, setCommand_);
     record->reverseBuild(request);
-    const tn::message reply = tn::getLooper()->exchangeMessage(std::move(request));
+    const tn::message reply = tn::getLooper()->exchangeMessage(request);
     if (!tn::isError(reply)) return true;
     serr << "GetProvider::setData error: " << tn::getError(reply);
     return false;

@@ -42,9 +42,8 @@ class GetProvider : public SingleProvider {
   private:
     BuildFunction build_;
     std::vector<uint32_t> path_;
-    uint32_t getCommand_;
     uint32_t setCommand_;
-    uint32_t objectClass_;
+    tn::message get_;  ///< the same each time
 };
 
 /// A record that a function makes. It can't be written.

@@ -67,7 +67,7 @@ class Fetch {
                    id != tn::kNoId) {
             request.insert_u32(tn::field::Continue, id);
         }
-        return tn::getLooper()->exchangeMessage(std::move(request));
+        return tn::getLooper()->exchangeMessage(request);
     }
 
     /// Builds the rows of one reply; false when the owner hasn't moved on, so that asking again leads nowhere.
@@ -175,7 +175,7 @@ bool GetAllProvider::setData(Data* row, const MapTable* table, const Source& sou
     request.insert_u32_array(tn::field::Destination, source.path);
     request.insert_u32(tn::field::Command, tn::cmd::Set);
     row->reverseBuild(request);
-    const tn::message reply = tn::getLooper()->exchangeMessage(std::move(request));
+    const tn::message reply = tn::getLooper()->exchangeMessage(request);
     if (!tn::isError(reply)) return true;
     serr << "setData err: " << tn::getError(reply);
     return false;

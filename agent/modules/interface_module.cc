@@ -106,7 +106,7 @@ static_assert(kindRow(30).type == 135 && kindRow(3).type == 1 && kindRow(36).typ
 unsigned int lookUpSpeed(uint32_t id) {
     tn::message request = tn::request(kInterfaces, kSpeedCommand);
     request.insert_u32(tn::field::ObjectId, id);
-    const tn::message reply = tn::getLooper()->exchangeMessage(std::move(request));
+    const tn::message reply = tn::getLooper()->exchangeMessage(request);
     constexpr unsigned int kSpeeds[] = {0, 10000000, 100000000, 1000000000};
     const uint32_t selector = tn::isError(reply) ? 0 : reply.get_u32(kSpeedSelector);
     return selector < std::size(kSpeeds) ? kSpeeds[selector] : 0;

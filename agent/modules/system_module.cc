@@ -158,7 +158,7 @@ void TheSystem::reverseBuild(tn::message&) {
         serr << "TheSystem usb reset";
         tn::message request = tn::request(kUsb, kResetUsb);
         request.insert_u32(1, usbReset);
-        const tn::message reply = tn::getLooper()->exchangeMessage(std::move(request));
+        const tn::message reply = tn::getLooper()->exchangeMessage(request);
         if (tn::isError(reply)) sout << reply;
     }
 }
@@ -235,7 +235,7 @@ class SnmpdatProvider : public DataProvider {
         tn::message request = tn::request(tn::getLooper()->path(), tn::cmd::Set);
         request.insert_string(setting::Contact, record.contact);
         request.insert_string(setting::Location, record.location);
-        return !tn::isError(tn::getLooper()->exchangeMessage(std::move(request)));
+        return !tn::isError(tn::getLooper()->exchangeMessage(request));
     }
 };
 
