@@ -1,0 +1,22 @@
+#!/usr/bin/env python3
+"""Every line that operators can see is explained: the texts of all log statements stand in docs/messages.md."""
+import pathlib
+import re
+import sys
+
+FOLDERS = ("tn", "agent", "hostd", "node")  # tnctl answers its caller: it has no log
+SAYS = re.compile(r"\b(?:serr|sout|slog|hostLog|std::cerr)\s*<<(.*?);|\bsay\((.*?)\)", re.S)
+TEXT = re.compile(r'"((?:[^"\\]|\\.)*)"')
+COMMENT = re.compile(r"^\s*//.*$", re.M)
+
+explained = pathlib.Path("docs/messages.md").read_text()
+missing = []
+for file in sorted(f for folder in FOLDERS for f in pathlib.Path(folder).rglob("*.[ch]*")):
+    source = COMMENT.sub("", file.read_text())
+    for statement in SAYS.finditer(source):
+        for text in TEXT.findall(statement[1] or statement[2] or ""):
+            text = text.replace("\\n", "").replace('\\"', '"').strip()
+            if re.search("[A-Za-z]{3}", text) and text not in explained:
+                missing.append(f'{file}: "{text}" isn\'t explained in docs/messages.md')
+print(*missing, sep="\n", end="\n" if missing else "", file=sys.stderr)
+sys.exit(bool(missing))
