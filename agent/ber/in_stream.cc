@@ -123,19 +123,12 @@ bool InStream::getBits(std::vector<unsigned char>* bits) {
     return true;
 }
 
-// Where a name of this content length ends, and how many octets end a sub-identifier after the first octet. A last
-// sub-identifier whose octets all say "more" reads on behind the content, on purpose: only the end of the data stops
-// it, and then the result lies past that end.
-size_t InStream::oidEnd(size_t length, size_t* subIds) const {
-    const size_t contentEnd = pos_ + length;
-    size_t at = pos_ + 1;
-    *subIds = 0;
-    while (at < contentEnd) {
-        while (at < size_ && data_[at] >= 0x80) ++at;
-        ++at;
-        ++*subIds;
-    }
-    return at;
+// Where a name whose content ends here really ends. A last sub-identifier whose octets all say "more" reads on behind
+// the content, on purpose: only the end of the data stops it, and then the result lies past that end.
+size_t InStream::oidEnd(size_t contentEnd) const {
+    if (data_[contentEnd - 1] < 0x80 || contentEnd == pos_ + 1) return contentEnd;
+    while (contentEnd < size_ && data_[contentEnd] >= 0x80) ++contentEnd;
+    return contentEnd + 1;
 }
 
 bool InStream::getOID(OID* oid) {
@@ -149,23 +142,23 @@ bool InStream::getOID(OID* oid) {
         *oid = {0, 0};
         return true;
     }
-    size_t subIds = 0;
-    const size_t end = oidEnd(static_cast<size_t>(length), &subIds);
+    const size_t end = oidEnd(pos_ + static_cast<size_t>(length));
     if (end > size_) {
         say("malformed oid");
         pos_ = size_;
         return false;
     }
-    oid->resize(subIds + 2);
+    oid->resize(end - pos_ + 1);  // as many as there can be: the first octet gives two
     unsigned int* id = oid->data();
     const uint8_t* at = data_.data() + pos_;
     *id++ = *at / 40U;
     *id++ = *at++ % 40U;
-    for (; subIds > 0; --subIds) {
+    for (const uint8_t* const last = data_.data() + end; at < last;) {
         unsigned int bits = 0;
         for (; *at >= 0x80; ++at) bits = bits << 7 | (*at & 0x7F);
         *id++ = bits << 7 | *at++;
     }
+    oid->resize(static_cast<size_t>(id - oid->data()));
     pos_ = end;
     return true;
 }

@@ -74,7 +74,7 @@ class InStream : public UberStream {
     [[nodiscard]] bool has(int wanted) const;
     int tagAndLen();
     int contentLen(std::string_view overflow);
-    [[nodiscard]] size_t oidEnd(size_t length, size_t* subIds) const;
+    [[nodiscard]] size_t oidEnd(size_t contentEnd) const;
 
     int version_ = 0;
     bool versionRead_ = false;

@@ -1,5 +1,7 @@
 #include "agent/ber/oid.h"
 
+#include <cstring>
+
 #include <ostream>
 
 namespace snmp {
@@ -49,6 +51,9 @@ OID& OID::operator+=(const OID& tail) {
 
 int OID::compare(const unsigned int* first1, const unsigned int* last1, const unsigned int* first2,
                  const unsigned int* last2) {
+    // Names of one tree begin alike: two at a time while they are equal.
+    const auto sameTwo = [&] { return std::memcmp(first1, first2, 2 * sizeof *first1) == 0; };
+    while (last1 - first1 >= 2 && last2 - first2 >= 2 && sameTwo()) first1 += 2, first2 += 2;
     for (; first1 != last1 && first2 != last2; ++first1, ++first2) {
         if (*first1 != *first2) return *first1 < *first2 ? -1 : 1;
     }

@@ -14,6 +14,7 @@ namespace {
 
 constexpr size_t kUsualMessage = 1500;  // octets; what a reply rarely exceeds, taken at once
 constexpr size_t kUsualDepth = 8;       // open values
+constexpr size_t kLongestHeader = 4;    // tag and length octets
 
 void say(std::string_view text) { tn::sout << std::string("SNMP OutStream: ").append(text); }
 
@@ -136,12 +137,18 @@ void OutStream::addOID(std::span<const unsigned int> oid, uint8_t tag) {
     if (oid.size() < 2) return say("cannot encode OID shorter that 2");
     // The second arc is bounded under a first arc of 2 as well, on purpose: the reader splits by 40 the same way.
     if (oid[0] > kGreatestFirstArc || oid[1] > 39) return say("encoding invalid OID");
-    const auto rest = oid.subspan(2);
-    size_t length = 1;
-    for (const unsigned int id : rest) length += subIdOctets(id);
-    uint8_t* at = startValue(length, tag);
+    // Room for the longest form; the length octets before the content are one for nearly every name.
+    const size_t start = size_;
+    uint8_t* const content = grow(kLongestHeader + 5 * oid.size()) + 2;
+    uint8_t* at = content;
     *at++ = static_cast<uint8_t>(40 * oid[0] + oid[1]);
-    for (const unsigned int id : rest) at = putSubId(at, id);
+    for (const unsigned int id : oid.subspan(2)) at = putSubId(at, id);
+    const auto length = static_cast<size_t>(at - content);
+    const size_t header = 1 + lenOctets(length);
+    if (header > 2) std::copy_backward(content, at, at + header - 2);
+    data_[start] = tag;
+    putLen(data_.data() + start + 1, length);
+    size_ = start + header + length;
 }
 
 void OutStream::addNull(uint8_t tag) { startValue(0, tag); }
