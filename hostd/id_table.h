@@ -14,9 +14,10 @@ class IdTable : public OwnerTable {
     /// The id of the first row at or after this one.
     [[nodiscard]] virtual std::optional<uint32_t> firstFrom(uint32_t id) const = 0;
     virtual void listRow(uint32_t id, tn::message& row) const = 0;
+    virtual void briefRow(uint32_t id, tn::message& row) const { listRow(id, row); }
     virtual void wholeRow(uint32_t id, tn::message& row) const { listRow(id, row); }
     virtual tn::message setRow(uint32_t id, const tn::message& request);
-    /// Called with the rows that are about to be shown.
+    /// Called with the rows that are about to be shown, unless it is in brief.
     virtual void refreshIds(std::span<const uint32_t>) {}
 
   private:
@@ -25,6 +26,7 @@ class IdTable : public OwnerTable {
     [[nodiscard]] RowKey keyOf(Row row) const final { return RowKey::ofId(idOfRow(row)); }
     void refreshRows(std::span<const Row> rows) final;
     void writeRow(Row row, tn::message& item) const final { listRow(idOfRow(row), item); }
+    void writeBrief(Row row, tn::message& item) const final { briefRow(idOfRow(row), item); }
     void writeWhole(Row row, tn::message& item) const final { wholeRow(idOfRow(row), item); }
     tn::message changeRow(Row row, const tn::message& request) final { return setRow(idOfRow(row), request); }
 

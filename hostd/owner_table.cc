@@ -18,11 +18,12 @@ OwnerTable::OwnerTable(std::vector<KeyField> key) : key_(std::move(key)) {
     for (const KeyField& part : key_) keySize_ += part.width();
 }
 
-tn::message OwnerTable::cmdGetAll(const tn::message& request) {
+tn::message OwnerTable::page(const tn::message& request, Detail detail) {
     if (!isKnownById_ && request.has(field::Continue) && !request.has(field::Key))
         return tn::errorMsg(tn::error::Refused, "the rows here have no ids: ask by key");
     refresh();
-    const size_t most = std::clamp(request.get_u32(field::MaxObjects, kPage), 1U, kMostItems);
+    const size_t most =
+        std::clamp(request.get_u32(field::MaxObjects, detail == Detail::Brief ? kMostItems : kPage), 1U, kMostItems);
     const Start from = start(request);
     if (from.isGone && most == 1) return notFound();
 
@@ -30,7 +31,7 @@ tn::message OwnerTable::cmdGetAll(const tn::message& request) {
     const size_t placeholders = from.isGone ? 1 : 0;
     // One row more than is shown: an item tells which row follows it.
     const std::vector<Row> rows = collect(from.row, most - placeholders + 1, groupOctets);
-    refreshRows(std::span(rows).first(std::min(rows.size(), most - placeholders)));
+    if (detail == Detail::Listed) refreshRows(std::span(rows).first(std::min(rows.size(), most - placeholders)));
 
     tn::message reply;
     auto& items = reply.get_message_array_ref(field::Objects);
@@ -39,7 +40,7 @@ tn::message OwnerTable::cmdGetAll(const tn::message& request) {
     size_t shown = 0;
     size_t octets = 0;
     for (; shown < rows.size() && items.size() < most; ++shown) {
-        tn::message shownItem = item(rows[shown], shown + 1 < rows.size() ? rows[shown + 1] : kEnd);
+        tn::message shownItem = item(rows[shown], shown + 1 < rows.size() ? rows[shown + 1] : kEnd, detail);
         // Rows are measured only where so many are asked for that they might not fit.
         if (most * kMostRow > kRoomForItems && (octets += shownItem.flatSize()) > kRoomForItems && shown > 0) break;
         items.push_back(std::move(shownItem));
@@ -150,9 +151,12 @@ tn::message OwnerTable::placeholder(const Start& start) const {
     return gone;
 }
 
-tn::message OwnerTable::item(Row row, Row next) const {
+tn::message OwnerTable::item(Row row, Row next, Detail detail) const {
     tn::message item;
-    writeRow(row, item);
+    if (detail == Detail::Brief)
+        writeBrief(row, item);
+    else
+        writeRow(row, item);
     // After the row's own fields: these come in ascending order, which a message takes without looking for them.
     if (!isKnownById_) return item;
     item.insert_u32(field::ObjectId, idOf(row));

@@ -30,7 +30,7 @@ namespace hostd {
 /// Whatever the table's size, a request costs O(log n + items) as long as lowerBound costs O(log n) and after O(1).
 class OwnerTable : public tn::Handler {
   public:
-    tn::message cmdGetAll(const tn::message& request) final;
+    tn::message cmdGetAll(const tn::message& request) final { return page(request, Detail::Listed); }
     tn::message cmdGetObj(const tn::message& request) override;
     tn::message cmdGet(const tn::message& request) override;
     tn::message cmdSet(const tn::message& request) override;
@@ -46,13 +46,18 @@ class OwnerTable : public tn::Handler {
     using Row = uint64_t;
     static constexpr Row kEnd = UINT64_MAX;
 
+    /// How much of a row an item tells.
+    enum class Detail { Listed, Brief };
+    /// Answers a command that lists rows as get-all does; brief rows by default kMostItems of them.
+    [[nodiscard]] tn::message page(const tn::message& request, Detail detail);
+
     OwnerTable() : OwnerTable({tn::field::ObjectId}) { isKnownById_ = true; }
     /// @param key  the fields that tell rows apart, in the order in which they sort; at most RowKey::kMost octets
     explicit OwnerTable(std::vector<KeyField> key);
 
     /// Called once before a request reads rows: what the source has to take in, it takes in now.
     virtual void refresh() {}
-    /// Called with the rows that are about to be shown. Must leave them where they are.
+    /// Called with the rows that are about to be shown, unless it is in brief. Must leave them where they are.
     virtual void refreshRows(std::span<const Row>) {}
 
     [[nodiscard]] virtual uint32_t rowCount() const = 0;
@@ -64,6 +69,8 @@ class OwnerTable : public tn::Handler {
 
     /// The fields of a row as listed by get-all, at most kMostRow octets of them; its id is added by the caller.
     virtual void writeRow(Row row, tn::message& item) const = 0;
+    /// The same for a brief listing, for a table that has one.
+    virtual void writeBrief(Row row, tn::message& item) const { writeRow(row, item); }
     /// The same for get and get-object, when that tells more.
     virtual void writeWhole(Row row, tn::message& item) const { writeRow(row, item); }
     /// Changes a row; refused unless overridden.
@@ -86,7 +93,7 @@ class OwnerTable : public tn::Handler {
     [[nodiscard]] Row next(Row row, size_t groupOctets) const;
     [[nodiscard]] std::vector<Row> collect(Row row, size_t most, size_t groupOctets) const;
     [[nodiscard]] tn::message placeholder(const Start& start) const;
-    [[nodiscard]] tn::message item(Row row, Row next) const;
+    [[nodiscard]] tn::message item(Row row, Row next, Detail detail) const;
     [[nodiscard]] uint32_t idOf(Row row) const { return keyOf(row).u32(0); }
 
     std::vector<KeyField> key_;

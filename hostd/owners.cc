@@ -2,9 +2,14 @@
 
 #include <unistd.h>
 
+#include "hostd/disk_table.h"
+#include "hostd/interfaces.h"
+#include "hostd/neighbors.h"
+#include "hostd/scripts.h"
 #include "hostd/supervisor.h"
 #include "hostd/system.h"
 #include "hostd/undo_journal.h"
+#include "tn/paths.h"
 
 namespace hostd {
 
@@ -35,6 +40,10 @@ Owners::Owners(const Options& options) {
     own({kSystem, 0}, std::make_unique<SystemTime>());
     own({kSystem, 1}, std::make_unique<Identity>());
     own({kSystem, 2}, std::make_unique<SystemInfo>(places));
+    own({10, 1}, std::make_unique<Neighbors>());
+    own({20, 0}, std::make_unique<Interfaces>(options.sysfs));
+    own({48, 101}, std::make_unique<Scripts>(tn::rooted("/tern/scripts")));
+    own({79, 2}, std::make_unique<DiskTable>(options.proc));
 }
 
 Owners::~Owners() = default;

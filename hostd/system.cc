@@ -10,6 +10,7 @@
 #include <ctime>
 
 #include "hostd/processors.h"
+#include "hostd/sizes.h"
 #include "hostd/version.h"
 #include "tn/sources.h"
 
@@ -66,22 +67,10 @@ tn::message Identity::cmdSet(const tn::message&) {
 
 // ---- {24, 2}
 
-namespace {
-
-constexpr uint64_t kMost = UINT32_MAX;
-
-uint32_t saturated(uint64_t value) { return static_cast<uint32_t>(std::min(value, kMost)); }
-
-void insertSizes(tn::message& reply, tn::u32_id totalField, uint64_t total, tn::u32_id freeField, uint64_t free) {
-    reply.insert_u32(totalField, saturated(total));
-    reply.insert_u32(freeField, saturated(total) - saturated(total - free));
-}
-
-}  // namespace
-
 SystemInfo::SystemInfo(const Places& places)
     : version_(versionText(readFile(places.osRelease))),
       meminfo_(places.proc + "/meminfo"),
+      stat_(places.proc + "/stat"),
       online_(places.sysfs + "/devices/system/cpu/online"),
       disks_(
           "disks", [proc = places.proc, sizeOf = places.sizeOfDisk] { return sumOfDisks(proc, sizeOf); }, kDisksMaxAge,
@@ -96,11 +85,18 @@ void SystemInfo::sample(uint64_t now) {
     sampled_ = now;
     memory_ = parseMeminfo(meminfo_.read());
     processors_ = countProcessors(online_.read());
+    loads_.update(stat_.read());
 }
 
-tn::message SystemInfo::cmdGet(const tn::message&) {
+void SystemInfo::refresh() {
     const uint64_t now = tn::getMilliseconds();
     if (now - sampled_ >= kMaxAge) sample(now);
+}
+
+tn::message SystemInfo::cmdGet(const tn::message& request) {
+    if (request.has(tn::field::ObjectId)) return cmdGetObj(request);
+    refresh();
+    const uint64_t now = tn::getMilliseconds();
 
     tn::message reply;
     reply.reserve(7);
@@ -117,5 +113,14 @@ tn::message SystemInfo::cmdGet(const tn::message&) {
 }
 
 tn::message SystemInfo::cmdSet(const tn::message&) { return {}; }
+
+std::optional<uint32_t> SystemInfo::firstFrom(uint32_t id) const {
+    const auto found = loads_.percent().lower_bound(id);
+    return found == loads_.percent().end() ? std::nullopt : std::optional(found->first);
+}
+
+void SystemInfo::listRow(uint32_t id, tn::message& row) const {
+    row.insert_u32(system_info::Load, loads_.percent().at(id));
+}
 
 }  // namespace hostd

@@ -6,8 +6,10 @@
 
 #include "hostd/background.h"
 #include "hostd/disks.h"
+#include "hostd/id_table.h"
 #include "hostd/kept_file.h"
 #include "hostd/memory.h"
+#include "hostd/processor_loads.h"
 #include "tn/handler.h"
 
 namespace hostd {
@@ -44,12 +46,12 @@ class Identity : public tn::Handler {
     tn::message cmdSet(const tn::message& request) override;
 };
 
-/// {24, 2}: uptime, memory, disks, version. A set is accepted and changes nothing: whoever asks for a reboot sets the
-/// record it was written through as well.
+/// {24, 2}: uptime, memory, disks, version; its rows are the processors. A set is accepted and changes nothing: whoever
+/// asks for a reboot sets the record it was written through as well.
 ///
 /// Each request for any of these values comes here, so an answer waits for nothing and reads no file more often than
 /// every kMaxAge; only the uptime is of the moment.
-class SystemInfo : public tn::Handler {
+class SystemInfo : public IdTable {
   public:
     static constexpr uint64_t kMaxAge = 250;           ///< ms, of memory and processors
     static constexpr uint64_t kDisksMaxAge = 5000;     ///< ms
@@ -68,16 +70,24 @@ class SystemInfo : public tn::Handler {
     tn::message cmdGet(const tn::message& request) override;
     tn::message cmdSet(const tn::message& request) override;
 
+  protected:
+    void refresh() override;
+    [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(loads_.percent().size()); }
+    [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t id) const override;
+    void listRow(uint32_t id, tn::message& row) const override;
+
   private:
     void sample(uint64_t now);
 
     std::string version_;
     KeptFile meminfo_;
+    KeptFile stat_;
     KeptFile online_;
     Background<std::optional<DiskSize>> disks_;
     uint64_t sampled_ = 0;
     Memory memory_;
     std::optional<uint32_t> processors_;
+    ProcessorLoads loads_;
 };
 
 /// The contract of {24, 0}, {24, 1} and {24, 2}: fields of a get reply. A value that can't be had is absent. Sizes that
@@ -99,6 +109,8 @@ constexpr tn::u32_id Processors{6};   // online           SYSFS/devices/system/c
 constexpr tn::u32_id DiskTotal{10};   // KiB              statvfs(3) of each block device of PROC/self/mountinfo
 constexpr tn::u32_id DiskFree{11};    // KiB              the same
 constexpr tn::string_id Version{25};  //                  os-release(5), uname(2)
+// Of a row; its id is the kernel's number of the processor + 1, since an SNMP index begins at 1.
+constexpr tn::u32_id Load{9};  // percent busy     PROC/stat, between its last two readings
 }  // namespace system_info
 
 }  // namespace hostd

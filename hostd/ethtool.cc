@@ -1,0 +1,139 @@
+#include "hostd/ethtool.h"
+
+#include <linux/ethtool.h>
+#include <linux/ethtool_netlink.h>
+#include <linux/genetlink.h>
+
+#include "hostd/netlink.h"
+
+namespace hostd {
+
+namespace {
+
+constexpr uint32_t kSpeedUnknown = UINT32_MAX;  // SPEED_UNKNOWN
+constexpr uint32_t kGroups =
+    1U << ETHTOOL_STATS_ETH_PHY | 1U << ETHTOOL_STATS_ETH_MAC | 1U << ETHTOOL_STATS_ETH_CTRL | 1U << ETHTOOL_STATS_RMON;
+
+DriverGroup groupOf(uint32_t id) {
+    switch (id) {
+        case ETHTOOL_STATS_ETH_PHY:
+            return DriverGroup::Phy;
+        case ETHTOOL_STATS_ETH_MAC:
+            return DriverGroup::Mac;
+        case ETHTOOL_STATS_ETH_CTRL:
+            return DriverGroup::Control;
+        case ETHTOOL_STATS_RMON:
+            return DriverGroup::Rmon;
+        default:
+            return DriverGroup::None;
+    }
+}
+
+uint64_t u64Of(const nlattr& attribute) {
+    uint64_t value = 0;
+    if (mnl_attr_get_payload_len(&attribute) == sizeof value)
+        std::memcpy(&value, mnl_attr_get_payload(&attribute), sizeof value);
+    return value;
+}
+
+void readSizes(const nlattr& range, DriverGroup group, DriverCounters& counters) {
+    const Attributes<ETHTOOL_A_STATS_GRP_MAX> attributes(&range);
+    const auto low = attributes.number<uint32_t>(ETHTOOL_A_STATS_GRP_HIST_BKT_LOW);
+    const auto value = attributes.number<uint64_t>(ETHTOOL_A_STATS_GRP_HIST_VAL);
+    if (low && value) counters.add(group, sizeClass(*low), *value);
+}
+
+void readGroup(const nlattr& group, DriverCounters& counters) {
+    const auto id = Attributes<ETHTOOL_A_STATS_GRP_MAX>(&group).number<uint32_t>(ETHTOOL_A_STATS_GRP_ID);
+    if (!id) return;
+    forEachAttribute(octetsOf(&group), [&](const nlattr& member) {
+        switch (mnl_attr_get_type(&member)) {
+            case ETHTOOL_A_STATS_GRP_STAT:
+                forEachAttribute(octetsOf(&member), [&](const nlattr& counter) {
+                    counters.add(groupOf(*id), mnl_attr_get_type(&counter), u64Of(counter));
+                });
+                break;
+            case ETHTOOL_A_STATS_GRP_HIST_RX:
+                readSizes(member, DriverGroup::RxSizes, counters);
+                break;
+            case ETHTOOL_A_STATS_GRP_HIST_TX:
+                readSizes(member, DriverGroup::TxSizes, counters);
+                break;
+            default:
+                break;
+        }
+    });
+}
+
+/// The number under which the kernel serves ethtool; 0 when it doesn't.
+uint16_t findFamily(NetlinkSocket& socket) {
+    NetlinkRequests requests;
+    auto& header = requests.add<genlmsghdr>(GENL_ID_CTRL, NLM_F_ACK, 0);
+    header.cmd = CTRL_CMD_GETFAMILY;
+    header.version = 1;
+    mnl_attr_put_strz(requests.current(), CTRL_ATTR_FAMILY_NAME, ETHTOOL_GENL_NAME);
+    requests.finish();
+    uint16_t family = 0;
+    if (!socket.send(requests.bytes())) return 0;
+    (void)socket.takeAnswer([&](const nlmsghdr& message) {
+        const Attributes<CTRL_ATTR_MAX> attributes(message, sizeof(genlmsghdr));
+        family = attributes.number<uint16_t>(CTRL_ATTR_FAMILY_ID).value_or(0);
+    });
+    return family;
+}
+
+void ask(NetlinkSocket& socket, uint16_t family, uint8_t command, uint32_t index, DriverReading& reading) {
+    const bool isStats = command == ETHTOOL_MSG_STATS_GET;
+    NetlinkRequests requests;
+    auto& header = requests.add<genlmsghdr>(family, NLM_F_ACK, index);
+    header.cmd = command;
+    header.version = ETHTOOL_GENL_VERSION;
+    nlmsghdr* request = requests.current();
+    nlattr* device =
+        mnl_attr_nest_start(request, isStats ? uint16_t{ETHTOOL_A_STATS_HEADER} : uint16_t{ETHTOOL_A_LINKMODES_HEADER});
+    mnl_attr_put_u32(request, ETHTOOL_A_HEADER_DEV_INDEX, index);
+    mnl_attr_nest_end(request, device);
+    if (isStats) {
+        nlattr* groups = mnl_attr_nest_start(request, ETHTOOL_A_STATS_GROUPS);
+        mnl_attr_put(request, ETHTOOL_A_BITSET_NOMASK, 0, "");
+        mnl_attr_put_u32(request, ETHTOOL_A_BITSET_SIZE, __ETHTOOL_STATS_CNT);
+        mnl_attr_put_u32(request, ETHTOOL_A_BITSET_VALUE, kGroups);
+        mnl_attr_nest_end(request, groups);
+    }
+    requests.finish();
+    if (!socket.send(requests.bytes())) return;
+    // A driver that doesn't know the question refuses it: nothing is told then.
+    (void)socket.takeAnswer([&](const nlmsghdr& message) { readDriverAnswer(message, reading); });
+}
+
+}  // namespace
+
+DriverReadings readDrivers(std::span<const uint32_t> indexes, uint64_t now) {
+    DriverReadings readings{now, {}};
+    NetlinkSocket socket;
+    if (!socket.open(NETLINK_GENERIC, 0)) return readings;
+    const uint16_t family = findFamily(socket);
+    if (family == 0) return readings;
+    for (const uint32_t index : indexes) {
+        DriverReading& reading = readings.links[index];
+        ask(socket, family, ETHTOOL_MSG_LINKMODES_GET, index, reading);
+        ask(socket, family, ETHTOOL_MSG_STATS_GET, index, reading);
+    }
+    return readings;
+}
+
+void readDriverAnswer(const nlmsghdr& message, DriverReading& reading) {
+    const auto* header = payload<genlmsghdr>(message);
+    if (header == nullptr) return;
+    if (header->cmd == ETHTOOL_MSG_LINKMODES_GET_REPLY) {
+        const Attributes<ETHTOOL_A_LINKMODES_MAX> attributes(message, sizeof *header);
+        const auto speed = attributes.number<uint32_t>(ETHTOOL_A_LINKMODES_SPEED);
+        if (speed && *speed != 0 && *speed != kSpeedUnknown) reading.speed = speed;
+    } else if (header->cmd == ETHTOOL_MSG_STATS_GET_REPLY) {
+        forEachAttribute(attributesOf(message, sizeof *header), [&](const nlattr& attribute) {
+            if (mnl_attr_get_type(&attribute) == ETHTOOL_A_STATS_GRP) readGroup(attribute, reading.counters);
+        });
+    }
+}
+
+}  // namespace hostd

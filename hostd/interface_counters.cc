@@ -1,0 +1,33 @@
+#include "hostd/interface_counters.h"
+
+#include <algorithm>
+
+namespace hostd {
+
+void DriverCounters::add(DriverGroup group, uint32_t number, uint64_t value) {
+    const auto counter = std::ranges::find_if(
+        kCounters, [&](const InterfaceCounter& known) { return known.group == group && known.number == number; });
+    if (counter == kCounters.end() || group == DriverGroup::None) return;
+    const auto at = static_cast<size_t>(counter - kCounters.begin());
+    values_[at] += value;
+    kept_[at] = true;
+}
+
+uint32_t sizeClass(uint32_t lowerBound) {
+    constexpr std::array kLowest = {0U, 65U, 128U, 256U, 512U, 1024U, 1025U};
+    static_assert(kLowest.size() == kSizeClasses);
+    return static_cast<uint32_t>(std::ranges::upper_bound(kLowest, lowerBound) - kLowest.begin() - 1);
+}
+
+void insertCounters(tn::message& row, const rtnl_link_stats64& kernel, const DriverCounters* driver) {
+    for (size_t i = 0; i < kCounters.size(); ++i) {
+        const InterfaceCounter& counter = kCounters[i];
+        if (counter.kernel != nullptr) {
+            if (const uint64_t value = kernel.*counter.kernel; value != 0) row.insert_u64(counter.field, value);
+        } else if (driver != nullptr && driver->isKept(i)) {
+            row.insert_u64(counter.field, driver->value(i));
+        }
+    }
+}
+
+}  // namespace hostd

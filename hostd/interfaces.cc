@@ -1,0 +1,160 @@
+#include "hostd/interfaces.h"
+
+#include <sys/epoll.h>
+#include <unistd.h>
+
+#include "tn/looper.h"
+#include "tn/sources.h"
+
+namespace hostd {
+
+namespace {
+
+constexpr size_t kPacketsAtOnce = 64;     // before the loop looks after others
+constexpr size_t kPacketsBefore = 16384;  // an answer
+
+bool isRadio(const std::string& sysfs, const std::string& name) {
+    return ::access((sysfs + "/class/net/" + name + "/phy80211").c_str(), F_OK) == 0;
+}
+
+uint32_t low(uint64_t value) { return static_cast<uint32_t>(value); }
+
+}  // namespace
+
+Interfaces::Interfaces(const std::string& sysfs)
+    : links_([sysfs](const std::string& name) { return isRadio(sysfs, name); },
+             [this](const Link& link, uint32_t status) { statusChanged(link, status); }),
+      monitor_(links_) {
+    policySet().add_policy(interface::kList, tn::right::Reading);
+    policySet().add_policy(interface::kSpeed, tn::right::Reading);
+}
+
+Interfaces::~Interfaces() {
+    if (tn::Looper* looper = tn::getLooper(); looper != nullptr && watchedFd_ >= 0) looper->removeSocket(watchedFd_);
+}
+
+void Interfaces::loadPermData() {
+    isWatching_ = true;
+    drain(kPacketsBefore);
+    drivers_.ask(tn::getMilliseconds());
+}
+
+void Interfaces::drain(size_t packets) {
+    if (!isWatching_) return;
+    monitor_.drain(tn::getMilliseconds(), packets);
+    if (links_.version() != driversVersion_) watchDrivers();
+    tn::Looper* looper = tn::getLooper();
+    if (looper == nullptr || !monitor_.isOpen() || watchedFd_ == monitor_.fd()) return;
+    watchedFd_ = monitor_.fd();
+    looper->addSocket(
+        watchedFd_, [this](int, unsigned) { drain(kPacketsAtOnce); }, EPOLLIN);
+}
+
+void Interfaces::watchDrivers() {
+    driversVersion_ = links_.version();
+    std::vector<uint32_t> made;
+    for (const Link* link = links_.firstFrom(0); link != nullptr; link = links_.firstFrom(link->index + 1))
+        if (link->hasDriver) made.push_back(link->index);
+    drivers_.setInterfaces(std::move(made));
+}
+
+void Interfaces::take(const nlmsghdr& message) { links_.take(message, tn::getMilliseconds()); }
+
+void Interfaces::refresh() { drain(kPacketsBefore); }
+
+void Interfaces::refreshIds(std::span<const uint32_t> ids) {
+    const uint64_t now = tn::getMilliseconds();
+    monitor_.refreshCounters(ids, now, kMaxAge);
+    drivers_.ask(now);
+}
+
+std::optional<uint32_t> Interfaces::firstFrom(uint32_t id) const {
+    const Link* link = links_.firstFrom(id);
+    return link == nullptr ? std::nullopt : std::optional(link->index);
+}
+
+void Interfaces::listRow(uint32_t id, tn::message& row) const {
+    const Link& link = *links_.find(id);
+    const rtnl_link_stats64& counters = link.counters;
+    // In the order in which a message takes fields without looking for them: by kind, then by number.
+    if (link.isRunning()) row.insert_bool(interface::Running, true);
+    if (!link.isEnabled()) row.insert_bool(tn::field::Disabled, true);
+    if (link.bridgePriority) row.insert_u32(interface::Priority, *link.bridgePriority);
+    if (link.parent != 0) row.insert_u32(interface::Parent, link.parent);
+    row.insert_u32(interface::Kind, link.kind);
+    row.insert_u32(interface::Flags, 0);
+    row.insert_u32(interface::Status, link.status());
+    row.insert_u32(interface::Mtu, link.mtu);
+    if (link.countersAt != 0) {
+        row.insert_u32(interface::InDiscards, low(counters.rx_dropped));
+        row.insert_u32(interface::OutDiscards, low(counters.tx_dropped));
+        row.insert_u32(interface::InErrors, low(counters.rx_errors));
+        row.insert_u32(interface::OutErrors, low(counters.tx_errors));
+        insertCounters(row, counters, drivers_.counters(id));
+        row.insert_u64(interface::InOctets, counters.rx_bytes);
+        row.insert_u64(interface::OutOctets, counters.tx_bytes);
+        row.insert_u64(interface::InUnicast, counters.rx_packets);
+        row.insert_u64(interface::OutUnicast, counters.tx_packets);
+    }
+    row.insert_string(interface::Name, link.name);
+    if (!link.alias.empty()) row.insert_string(tn::field::Comment, link.alias);
+    if (!link.address.empty()) row.insert_raw(interface::Mac, link.address);
+}
+
+void Interfaces::briefRow(uint32_t id, tn::message& row) const {
+    row.insert_u32(interface::Flags, 0);
+    row.insert_u32(interface::Status, links_.find(id)->status());
+}
+
+tn::message Interfaces::setRow(uint32_t, const tn::message&) { return {}; }
+
+tn::message Interfaces::cmdUnknown(const tn::message& request, uint32_t command) {
+    switch (command) {
+        case interface::kList:
+            return page(request, Detail::Brief);
+        case interface::kSpeed:
+            return speedOf(request);
+        default:
+            return IdTable::cmdUnknown(request, command);
+    }
+}
+
+tn::message Interfaces::speedOf(const tn::message& request) {
+    const uint32_t id = request.get_u32(tn::field::ObjectId);
+    const Link* link = std::as_const(links_).find(id);
+    if (link == nullptr) return tn::errorMsg(tn::error::NotFound, "no such interface");
+    tn::message reply;
+    if (!link->hasDriver) return reply;
+    drivers_.ask(tn::getMilliseconds());
+    switch (drivers_.speed(id).value_or(0)) {
+        case 10:
+            reply.insert_u32(interface::SpeedClass, 1);
+            break;
+        case 100:
+            reply.insert_u32(interface::SpeedClass, 2);
+            break;
+        case 1000:
+            reply.insert_u32(interface::SpeedClass, 3);
+            break;
+        default:
+            break;
+    }
+    return reply;
+}
+
+void Interfaces::statusChanged(const Link& link, uint32_t status) {
+    tn::message changed;
+    changed.insert_u32(interface::Flags, 0);
+    changed.insert_u32(interface::Status, status);
+    changed.insert_u32(tn::field::ObjectId, link.index);
+    changed.insert_string(interface::Name, link.name);
+    notify(interface::kStatusChanged, changed);
+}
+
+bool Interfaces::shouldNotify(const tn::message& filter, const tn::message& notification) {
+    const uint32_t wanted = filter.get_u32(interface::Status, interface::kStatusChanges);
+    const uint32_t unwanted = filter.get_u32(interface::Flags);
+    return (wanted & interface::kStatusChanges) != 0 && (notification.get_u32(interface::Flags) & unwanted) == 0;
+}
+
+}  // namespace hostd

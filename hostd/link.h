@@ -1,0 +1,64 @@
+#pragma once
+
+#include <linux/if_link.h>
+#include <linux/netlink.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace hostd {
+
+/// What sort of interface a link is, in the numbers of the contract of {20, 0}.
+namespace link_kind {
+constexpr uint32_t Other = 0;     // loopback and what has no number of its own
+constexpr uint32_t Ethernet = 1;  // frames of Ethernet and none of the sorts below: devices, veth, macvlan, tap, bond
+constexpr uint32_t Wireless = 5;
+constexpr uint32_t Ppp = 10;
+constexpr uint32_t Bridge = 12;
+constexpr uint32_t Tunnel = 17;
+constexpr uint32_t Vlan = 30;
+}  // namespace link_kind
+
+/// Bits of a link's status.
+namespace link_status {
+constexpr uint32_t Up = 0x100;           // enabled, and with carrier
+constexpr uint32_t Operational = 0x400;  // can pass packets (RFC 2863, ifOperStatus up)
+}  // namespace link_status
+
+/// A network interface, as the kernel last told.
+struct Link {
+    uint32_t index = 0;
+    uint32_t kind = link_kind::Other;
+    uint32_t flags = 0;  ///< net_device_flags of <linux/if.h>
+    uint32_t mtu = 0;
+    uint32_t parent = 0;  ///< of a VLAN, the index of what it lies on
+    std::optional<uint32_t> bridgePriority;
+    bool hasDriver = false;  ///< made by a driver, or stands for several (bond): its ethtool data mean something
+    std::string name;
+    std::string alias;
+    std::vector<uint8_t> address;  ///< empty when it has none
+    rtnl_link_stats64 counters{};
+    uint64_t countersAt = 0;  ///< milliseconds of tn::getMilliseconds when they were read; 0 for never
+
+    [[nodiscard]] bool isEnabled() const;
+    [[nodiscard]] bool isRunning() const;
+    [[nodiscard]] uint32_t status() const;  ///< bits of link_status
+};
+
+/// Reads RTM_NEWLINK (rtnetlink(7)) into a link; what the message doesn't tell stays. False, the link as it was, for a
+/// message that isn't about a whole link: too short, a bridge's view of its port (AF_BRIDGE), a wireless event.
+/// @param now  milliseconds, for Link::countersAt
+[[nodiscard]] bool readLink(const nlmsghdr& message, uint64_t now, Link& link);
+
+/// The index of the link that RTM_DELLINK tells has gone; nothing when it is only a bridge that lost its port.
+[[nodiscard]] std::optional<uint32_t> readGoneLink(const nlmsghdr& message);
+
+/// Reads the counters of RTM_NEWSTATS into a link. False when they aren't in the message.
+[[nodiscard]] bool readCounters(const nlmsghdr& message, uint64_t now, Link& link);
+
+/// The index of the link that RTM_NEWSTATS is about; 0 when the message is too short.
+[[nodiscard]] uint32_t countedLink(const nlmsghdr& message);
+
+}  // namespace hostd
