@@ -1,0 +1,302 @@
+// The interfaces, from messages such as the kernel sends.
+
+#include "hostd/interfaces.h"
+
+#include <gmock/gmock.h>
+#include <linux/ethtool.h>
+#include <linux/genetlink.h>
+
+#include "tests/hostd/hand_clock.h"
+#include "tests/hostd/link_messages.h"
+
+namespace hostd {
+
+namespace {
+
+namespace field = tn::field;
+using test::LinkMessage;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr unsigned kUp = IFF_UP | IFF_RUNNING | IFF_LOWER_UP;
+
+/// A table of links, and what it told of their status: "name=status".
+class LinkTableTest : public ::testing::Test {
+  protected:
+    void takes(const LinkMessage& message) { links.take(message.message(), 1000); }
+    const Link& link(uint32_t index) { return *links.find(index); }
+    std::vector<uint32_t> indexes() const {
+        std::vector<uint32_t> all;
+        for (const Link* link = links.firstFrom(0); link != nullptr; link = links.firstFrom(link->index + 1))
+            all.push_back(link->index);
+        return all;
+    }
+    std::vector<std::string> told;
+    LinkTable links{
+        [](const std::string& name) { return name == "wlan0"; },
+        [this](const Link& link, uint32_t status) { told.push_back(link.name + "=" + std::to_string(status)); }};
+};
+
+}  // namespace
+
+TEST_F(LinkTableTest, KindsAreToldByHowTheLinkWasMadeOrWhatItCarries) {
+    struct Case {
+        const char* name;
+        const char* made;  ///< nullptr: by a driver
+        unsigned short hardware;
+        uint32_t kind;
+    } const cases[] = {
+        {"eth0", nullptr, ARPHRD_ETHER, 1},    {"veth0", "veth", ARPHRD_ETHER, 1},
+        {"tap0", "tun", ARPHRD_ETHER, 1},      {"macvlan0", "macvlan", ARPHRD_ETHER, 1},
+        {"wlan0", nullptr, ARPHRD_ETHER, 5},   {"ppp0", "ppp", ARPHRD_PPP, 10},
+        {"br0", "bridge", ARPHRD_ETHER, 12},   {"tun0", "tun", ARPHRD_NONE, 17},
+        {"vxlan0", "vxlan", ARPHRD_ETHER, 17}, {"gre0", "gre", ARPHRD_IPGRE, 17},
+        {"wg0", "wireguard", ARPHRD_NONE, 17}, {"vlan5", "vlan", ARPHRD_ETHER, 30},
+        {"lo", nullptr, ARPHRD_LOOPBACK, 0},   {"can0", nullptr, ARPHRD_CAN, 0},
+    };
+    int index = 1;
+    for (const Case& c : cases) {
+        LinkMessage message(index, c.name, 0, c.hardware);
+        if (c.made != nullptr) message.kind(c.made);
+        takes(message);
+        EXPECT_EQ(link(static_cast<uint32_t>(index)).kind, c.kind) << c.name;
+        takes(message);  // and so they stay
+        EXPECT_EQ(link(static_cast<uint32_t>(index)).kind, c.kind) << c.name;
+        ++index;
+    }
+    EXPECT_EQ(links.size(), std::size(cases));
+    EXPECT_TRUE(link(1).hasDriver);
+    EXPECT_FALSE(link(2).hasDriver);
+}
+
+TEST_F(LinkTableTest, TakesWhatAMessageTellsAndKeepsTheRest) {
+    takes(LinkMessage(4, "br0").kind("bridge", 0x7000).octets(IFLA_ADDRESS, {2, 0, 0, 0, 0, 1}).number(IFLA_MTU, 1400));
+    takes(LinkMessage(9, "br0.5").kind("vlan").number(IFLA_LINK, 4).text(IFLA_IFALIAS, "uplink"));
+    takes(LinkMessage(5, "veth0").kind("veth").number(IFLA_LINK, 4));  // its peer, not what it lies on
+    EXPECT_EQ(link(4).bridgePriority, 0x7000U);
+    EXPECT_EQ(link(4).mtu, 1400U);
+    EXPECT_THAT(link(4).address, ElementsAre(2, 0, 0, 0, 0, 1));
+    EXPECT_EQ(link(9).parent, 4U);
+    EXPECT_EQ(link(9).alias, "uplink");
+    EXPECT_EQ(link(5).parent, 0U);
+    EXPECT_THAT(indexes(), ElementsAre(4, 5, 9));
+
+    takes(LinkMessage(9, "renamed").kind("vlan").number(IFLA_LINK, 4));
+    EXPECT_EQ(link(9).name, "renamed");
+    EXPECT_EQ(link(9).alias, "");
+    takes(LinkMessage(1, "lo", 0, ARPHRD_LOOPBACK).octets(IFLA_ADDRESS, {0, 0, 0, 0, 0, 0}));
+    EXPECT_THAT(link(1).address, IsEmpty());
+    takes(LinkMessage(2, "gre0", 0, ARPHRD_IPGRE).octets(IFLA_ADDRESS, {192, 0, 2, 1}));
+    EXPECT_THAT(link(2).address, IsEmpty());
+}
+
+TEST_F(LinkTableTest, MessagesThatAreNotAboutAWholeLinkChangeNothing) {
+    takes(LinkMessage(4, "port", kUp).number(IFLA_MTU, 1500));
+    told.clear();
+    takes(LinkMessage(4, "port").family(AF_BRIDGE));                                // a bridge's view of its port
+    takes(LinkMessage(4, "port", 0, ARPHRD_ETHER, RTM_DELLINK).family(AF_BRIDGE));  // it has left the bridge
+    takes(LinkMessage(4, "port").octets(IFLA_WIRELESS, {1, 2, 3, 4}));
+    takes(LinkMessage(4));
+    takes(LinkMessage(-4, "below"));
+    takes(LinkMessage(0, "none"));
+    takes(LinkMessage(77, "gone", 0, ARPHRD_ETHER, RTM_DELLINK));
+    LinkMessage cut(5, "cut");
+    cut.raw()->nlmsg_len = NLMSG_HDRLEN + 8;
+    takes(cut);
+    EXPECT_THAT(indexes(), ElementsAre(4));
+    EXPECT_EQ(link(4).mtu, 1500U);
+    EXPECT_THAT(told, IsEmpty());
+}
+
+TEST_F(LinkTableTest, EachChangeOfStatusIsToldOnce) {
+    takes(LinkMessage(4, "a", IFF_UP | IFF_LOWER_UP));  // with carrier, dormant
+    takes(LinkMessage(4, "a", kUp));
+    takes(LinkMessage(4, "a", kUp | IFF_PROMISC));
+    takes(LinkMessage(4, "b", kUp));
+    takes(LinkMessage(4, "b", IFF_UP));
+    takes(LinkMessage(4, "b", 0));
+    takes(LinkMessage(5, "born-down", 0));
+    takes(LinkMessage(6, "born-up", kUp));
+    takes(LinkMessage(5, "born-down", 0, ARPHRD_ETHER, RTM_DELLINK));
+    takes(LinkMessage(6, "born-up", kUp, ARPHRD_ETHER, RTM_DELLINK));
+    EXPECT_THAT(told, ElementsAre("a=256", "a=1280", "b=0", "born-up=1280", "born-up=0"));
+}
+
+TEST_F(LinkTableTest, AListingBringsTheTableUpToDate) {
+    for (int index : {1, 2, 3, 5}) takes(LinkMessage(index, "x", kUp));
+    told.clear();
+    links.beginListing();
+    takes(LinkMessage(2, "x", kUp));
+    takes(LinkMessage(5, "x", 0));
+    takes(LinkMessage(4, "new", kUp));
+    links.endListing();
+    EXPECT_THAT(indexes(), ElementsAre(2, 4, 5));
+    EXPECT_THAT(told, ElementsAre("x=0", "new=1280", "x=0", "x=0"));
+}
+
+TEST_F(LinkTableTest, CountersMayBeFewerOrMoreThanAreKnownHere) {
+    rtnl_link_stats64 counters{};
+    counters.rx_packets = 7;
+    counters.tx_dropped = 9;
+    counters.rx_otherhost_dropped = 11;
+    takes(LinkMessage(4, "old").counters(counters, offsetof(rtnl_link_stats64, rx_otherhost_dropped)));
+    EXPECT_EQ(link(4).counters.tx_dropped, 9U);
+    EXPECT_EQ(link(4).counters.rx_otherhost_dropped, 0U);
+    EXPECT_EQ(link(4).countersAt, 1000U);
+}
+
+class InterfacesTest : public ::testing::Test {
+  protected:
+    void takes(const LinkMessage& message) { interfaces.take(message.message()); }
+    tn::message ask(uint32_t command, tn::message request = {}) {
+        request.insert_u32(field::Command, command);
+        return interfaces.handle(request, tn::right::Read);
+    }
+    test::HandClock clock;
+    Interfaces interfaces{"/nowhere"};
+};
+
+TEST_F(InterfacesTest, ARowHasWhatIsKnownAndNothingElse) {
+    rtnl_link_stats64 counters{};
+    counters.rx_bytes = 0x1'0000'0002;
+    counters.rx_packets = 20;
+    counters.tx_bytes = 30;
+    counters.rx_errors = 0x1'0000'0007;
+    counters.collisions = 3;
+    takes(LinkMessage(7, "veth0", kUp)
+              .kind("veth")
+              .number(IFLA_MTU, 1500)
+              .octets(IFLA_ADDRESS, {2, 0, 0, 0, 0, 7})
+              .counters(counters));
+    takes(LinkMessage(8, "down").text(IFLA_IFALIAS, "spare"));
+    const tn::message reply = ask(tn::cmd::GetAll);
+    const auto& items = reply.get_message_array(field::Objects);
+    ASSERT_EQ(items.size(), 2U);
+    const tn::message& up = items[0];
+    EXPECT_EQ(up.get_u32(field::ObjectId), 7U);
+    EXPECT_EQ(up.get_u32(interface::Kind), 1U);
+    EXPECT_EQ(up.get_u32(interface::Status), 0x500U);
+    EXPECT_TRUE(up.get_bool(interface::Running));
+    EXPECT_FALSE(up.has(field::Disabled));
+    EXPECT_FALSE(up.has(field::Comment));
+    EXPECT_EQ(up.get_u64(interface::InOctets), 0x1'0000'0002U);
+    EXPECT_EQ(up.get_u64(interface::InUnicast), 20U);
+    EXPECT_EQ(up.get_u32(interface::InErrors), 7U);
+    EXPECT_EQ(up.get_u64(1130), 3U);
+    EXPECT_EQ(up.get_u64(1162), 0x1'0000'0002U);
+    EXPECT_FALSE(up.has(tn::u64_id(1116)));  // the device keeps no such count
+    EXPECT_EQ(up.get_raw(interface::Mac), (std::vector<uint8_t>{2, 0, 0, 0, 0, 7}));
+    const tn::message& down = items[1];
+    EXPECT_TRUE(down.get_bool(field::Disabled));
+    EXPECT_FALSE(down.get_bool(interface::Running));
+    EXPECT_EQ(down.get_string(field::Comment), "spare");
+    EXPECT_FALSE(down.has(interface::Mac));
+    EXPECT_FALSE(down.has(interface::InOctets));  // never read
+}
+
+TEST_F(InterfacesTest, ReadersMayListAskForSpeedsAndNothingMore) {
+    for (int index = 1; index <= 2000; ++index) takes(LinkMessage(index, "x", kUp).kind("veth"));
+    size_t listed = 0;
+    tn::message request;
+    for (int pages = 0; pages < 10; ++pages) {
+        const tn::message reply = ask(interface::kList, request);
+        listed += reply.size(field::Objects);
+        EXPECT_EQ(reply.get_message_array(field::Objects)[0].get_u32(interface::Status), 0x500U);
+        EXPECT_FALSE(reply.get_message_array(field::Objects)[0].has(interface::Name));
+        if (!reply.has(field::Continue)) break;
+        request.insert_u32(field::Continue, reply.get_u32(field::Continue));
+    }
+    EXPECT_EQ(listed, 2000U);
+    tn::message which;
+    which.insert_u32(field::ObjectId, 5);
+    EXPECT_FALSE(tn::isError(ask(interface::kSpeed, which)));
+    EXPECT_FALSE(ask(interface::kSpeed, which).has(interface::SpeedClass));
+    which.insert_u32(field::ObjectId, 5000);
+    EXPECT_TRUE(tn::isError(ask(interface::kSpeed, which)));
+    which.insert_u32(field::ObjectId, 5);
+    EXPECT_TRUE(tn::isError(ask(tn::cmd::Set, which)));
+    which.insert_u32(field::Command, tn::cmd::Set);
+    EXPECT_FALSE(tn::isError(interfaces.handle(which, tn::right::Write)));
+}
+
+TEST_F(InterfacesTest, AFilterAsksForChangesOfStatusAndLeavesFlagsOut) {
+    tn::message notification;
+    notification.insert_u32(interface::Flags, 0x80);
+    const auto passes = [&](std::optional<uint32_t> flags, std::optional<uint32_t> status) {
+        tn::message filter;
+        if (flags) filter.insert_u32(interface::Flags, *flags);
+        if (status) filter.insert_u32(interface::Status, *status);
+        return interfaces.shouldNotify(filter, notification);
+    };
+    EXPECT_TRUE(passes(0, 128));
+    EXPECT_TRUE(passes({}, {}));
+    EXPECT_TRUE(passes(0x40, 0xff));
+    EXPECT_FALSE(passes(0, 0));
+    EXPECT_FALSE(passes(0x80, 128));
+}
+
+TEST(DriverAnswer, GivesSpeedAndTheCountersThatAreKept) {
+    std::vector<uint8_t> bytes(4096);
+    nlmsghdr* header = mnl_nlmsg_put_header(bytes.data());
+    auto* about = static_cast<genlmsghdr*>(mnl_nlmsg_put_extra_header(header, sizeof(genlmsghdr)));
+    about->cmd = ETHTOOL_MSG_STATS_GET_REPLY;
+    const auto group = [&](uint32_t id, const auto& fill) {
+        nlattr* nest = mnl_attr_nest_start(header, ETHTOOL_A_STATS_GRP);
+        mnl_attr_put_u32(header, ETHTOOL_A_STATS_GRP_ID, id);
+        fill();
+        mnl_attr_nest_end(header, nest);
+    };
+    const auto counter = [&](uint16_t type, uint64_t value) {
+        nlattr* nest = mnl_attr_nest_start(header, ETHTOOL_A_STATS_GRP_STAT);
+        mnl_attr_put_u64(header, type, value);
+        mnl_attr_nest_end(header, nest);
+    };
+    const auto sizes = [&](uint32_t low, uint32_t high, uint64_t value) {
+        nlattr* nest = mnl_attr_nest_start(header, ETHTOOL_A_STATS_GRP_HIST_TX);
+        mnl_attr_put_u32(header, ETHTOOL_A_STATS_GRP_HIST_BKT_LOW, low);
+        mnl_attr_put_u32(header, ETHTOOL_A_STATS_GRP_HIST_BKT_HI, high);
+        mnl_attr_put_u64(header, ETHTOOL_A_STATS_GRP_HIST_VAL, value);
+        mnl_attr_nest_end(header, nest);
+    };
+    group(ETHTOOL_STATS_ETH_MAC, [&] {
+        counter(ETHTOOL_A_STATS_ETH_MAC_14_RX_BYTES, 5);
+        counter(ETHTOOL_A_STATS_ETH_MAC_6_FCS_ERR, 0);
+        counter(999, 1);
+    });
+    group(ETHTOOL_STATS_RMON, [&] {
+        counter(ETHTOOL_A_STATS_RMON_JABBER, 6);
+        sizes(0, 64, 1);
+        sizes(1519, 2047, 10);
+        sizes(2048, 4095, 20);
+    });
+    group(77, [&] { counter(0, 1); });
+    DriverReading reading;
+    readDriverAnswer(*header, reading);
+
+    tn::message row;
+    insertCounters(row, {}, &reading.counters);
+    EXPECT_EQ(row.size(), 5U);
+    EXPECT_EQ(row.get_u64(1116), 5U);
+    EXPECT_TRUE(row.has(tn::u64_id(1103)));  // kept, and 0
+    EXPECT_EQ(row.get_u64(1115), 6U);
+    EXPECT_EQ(row.get_u64(1121), 1U);
+    EXPECT_EQ(row.get_u64(1127), 30U);
+
+    header = mnl_nlmsg_put_header(bytes.data());
+    about = static_cast<genlmsghdr*>(mnl_nlmsg_put_extra_header(header, sizeof(genlmsghdr)));
+    about->cmd = ETHTOOL_MSG_LINKMODES_GET_REPLY;
+    mnl_attr_put_u32(header, ETHTOOL_A_LINKMODES_SPEED, UINT32_MAX);
+    readDriverAnswer(*header, reading);
+    EXPECT_EQ(reading.speed, std::nullopt);
+    mnl_attr_put_u32(header, ETHTOOL_A_LINKMODES_SPEED, 1000);
+    readDriverAnswer(*header, reading);
+    EXPECT_EQ(reading.speed, 1000U);
+}
+
+TEST(SizeClass, IsThatOfARangesLowerBound) {
+    const std::pair<uint32_t, uint32_t> cases[] = {{0, 0},   {64, 0},   {65, 1},   {127, 1},  {128, 2}, {256, 3},
+                                                   {512, 4}, {1024, 5}, {1519, 6}, {9217, 6}, {1025, 6}};
+    for (const auto& [low, expected] : cases) EXPECT_EQ(sizeClass(low), expected) << low;
+}
+
+}  // namespace hostd
