@@ -1,0 +1,234 @@
+"""Tables of a running agent, compared with what this machine says of itself: links in a network namespace of the test,
+disks, memory and processors, scripts. Each test runs in one process and over the bus."""
+
+import json
+import os
+import pathlib
+import re
+import stat
+import subprocess
+import sys
+import threading
+import unittest
+
+from harness import Deployment, eventually
+
+NAMESPACE = f"tarnix-e2e-{os.getpid()}-tables"
+IF_NUMBER, IF_ENTRY, IFX_ENTRY = "1.3.6.1.2.1.2.1.0", "1.3.6.1.2.1.2.2.1", "1.3.6.1.2.1.31.1.1.1"
+STATS_ENTRY = "1.3.6.1.4.1.49999.1.1.14.1.1"
+STORAGE_ENTRY, DEVICE_ENTRY, PROCESSOR_ENTRY = (f"1.3.6.1.2.1.25.{table}.1" for table in ("2.3", "3.2", "3.3"))
+SCRIPT_ENTRY = "1.3.6.1.4.1.49999.1.1.8.1.1"
+(INDEX, DESCR, TYPE, MTU, _, MAC, ADMIN, OPER, _, IN_OCTETS, IN_PACKETS, _, IN_DISCARDS, IN_ERRORS, _, OUT_OCTETS,
+ OUT_PACKETS, _, OUT_DISCARDS, OUT_ERRORS) = range(1, 21)
+HC_IN_OCTETS, HC_OUT_OCTETS, ALIAS = 6, 10, 18
+UP, DOWN = "1", "2"
+
+LINKS = [["link", "set", "lo", "up"],
+         ["link", "add", "left", "type", "veth", "peer", "name", "right"],
+         ["link", "add", "br0", "type", "bridge"],
+         ["link", "add", "mac0", "link", "left", "type", "macvlan", "mode", "bridge"],
+         ["tuntap", "add", "tun0", "mode", "tun"],
+         ["link", "set", "right", "master", "br0"],
+         ["link", "set", "left", "up"], ["link", "set", "right", "up"], ["link", "set", "br0", "up"],
+         ["link", "set", "left", "alias", "to the right"]]
+
+
+def ip(*words):
+    return subprocess.run(["ip", "-n", NAMESPACE, *words], capture_output=True, text=True)
+
+
+def links():
+    """{ifindex: link} as the kernel tells it."""
+    return {link["ifindex"]: link for link in json.loads(ip("-json", "-s", "-d", "link").stdout)}
+
+
+def plain(value):
+    """The value without the client's type: text unquoted, octets as lower-case hex, numbers as they are."""
+    kind, _, rest = value.partition(": ")
+    if kind == "Hex-STRING":
+        return rest.replace(" ", "").replace("\n", "").lower()
+    return rest.strip('"') if rest else value.strip('"')
+
+
+class Tables:
+    """The tests; the classes below say who answers."""
+
+    kind = ""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.addClassCleanup(subprocess.run, ["ip", "netns", "del", NAMESPACE], capture_output=True)
+        made = subprocess.run(["ip", "netns", "add", NAMESPACE], capture_output=True, text=True)
+        for words in LINKS if made.returncode == 0 else []:
+            made = ip(*words)
+            if made.returncode != 0:
+                break
+        if made.returncode != 0:
+            print(f"\n*** NOT TESTED: {made.args}: {made.stderr.strip()} ***", file=sys.stderr)
+            raise unittest.SkipTest(made.stderr)
+        cls.agent = Deployment(cls.kind, prefix=["ip", "netns", "exec", NAMESPACE])
+        cls.addClassCleanup(cls.agent.close)
+        cls.agent.start().open()
+
+    def walk(self, prefix, client="bulkwalk", *words):
+        """{(column, index): value} of a table."""
+        answer = self.agent.snmp(client, *words, prefix)
+        self.assertEqual(answer.status, 0, answer)
+        names = answer.names()
+        self.assertEqual(names, sorted(set(names)), "the walk goes back or repeats itself")
+        start = len(prefix.split("."))
+        keys = [(name[start], ".".join(map(str, name[start + 1:]))) for name in names]
+        return dict(zip(keys, map(plain, answer.values().values())))
+
+    def column(self, entry, column):
+        return {index: value for (at, index), value in self.walk(f"{entry}").items() if at == column}
+
+    def link(self, name):
+        return next(link for link in links().values() if link["ifname"] == name)
+
+    def test_interfaces_are_those_of_the_kernel(self):
+        before = links()
+        table, extension = self.walk(IF_ENTRY), self.walk(IFX_ENTRY)
+        after = links()
+        self.assertEqual(self.agent.get(IF_NUMBER), f"INTEGER: {len(before)}")
+        self.assertEqual([int(index) for column, index in table if column == INDEX], sorted(before))
+        for ifindex, link in before.items():
+            with self.subTest(link=link["ifname"]):
+                row = {column: value for (column, index), value in table.items() if index == str(ifindex)}
+                self.assertEqual(row[DESCR], link["ifname"])
+                self.assertEqual(extension[1, str(ifindex)], link["ifname"])
+                self.assertEqual(extension[ALIAS, str(ifindex)], link.get("ifalias", ""))
+                self.assertEqual(int(row[MTU]), link["mtu"])
+                mac = link["address"].replace(":", "") if link["link_type"] == "ether" else ""
+                self.assertEqual(row[MAC], mac)
+                self.assertEqual(row[ADMIN], UP if "UP" in link["flags"] else DOWN)
+                if link["operstate"] in ("UP", "DOWN"):
+                    self.assertEqual(row[OPER], UP if link["operstate"] == "UP" else DOWN)
+                stats, later = link["stats64"], after[ifindex]["stats64"]
+                for column, side, counter in [(IN_OCTETS, "rx", "bytes"), (IN_PACKETS, "rx", "packets"),
+                                              (IN_DISCARDS, "rx", "dropped"), (IN_ERRORS, "rx", "errors"),
+                                              (OUT_OCTETS, "tx", "bytes"), (OUT_PACKETS, "tx", "packets"),
+                                              (OUT_DISCARDS, "tx", "dropped"), (OUT_ERRORS, "tx", "errors")]:
+                    self.assertLessEqual(int(row[column]), later[side][counter] % 2**32, f"column {column}")
+                    if later[side][counter] == stats[side][counter]:
+                        self.assertEqual(int(row[column]), stats[side][counter] % 2**32, f"column {column}")
+        types = {link["ifname"]: table[TYPE, str(ifindex)] for ifindex, link in before.items()}
+        self.assertEqual((types["left"], types["br0"]), ("6", "209"))
+
+    def test_every_way_of_walking_shows_the_same(self):
+        shape = lambda table: [key for key in table]
+        entry = self.walk(IF_ENTRY, "walk")
+        for repetitions in (1, 2, 3, 7, 50):
+            self.assertEqual(shape(self.walk(IF_ENTRY, "bulkwalk", f"-Cr{repetitions}")), shape(entry))
+        self.assertEqual(len(entry), 22 * len(links()))
+        printed = self.agent.snmp("table", "-Ci", IF_ENTRY.rsplit(".", 1)[0])
+        self.assertIn(printed.status, (0, 1))  # without MIB files the client can't name the columns
+
+    def test_counters_follow_traffic(self):
+        index = str(self.link("left")["ifindex"])
+        before = self.walk(IFX_ENTRY)
+        for family in ("10.98.0.1/24",):
+            ip("addr", "add", family, "dev", "left")
+        ip("neigh", "replace", "10.98.0.2", "lladdr", "02:00:00:00:00:02", "dev", "left", "nud", "permanent")
+        send = "import socket; s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)\n" \
+               "for i in range(100): s.sendto(bytes(1000), ('10.98.0.2', 9))"
+        subprocess.run(["ip", "netns", "exec", NAMESPACE, sys.executable, "-c", send], check=True)
+        grown = lambda: int(self.walk(IFX_ENTRY)[HC_OUT_OCTETS, index]) - int(before[HC_OUT_OCTETS, index]) >= 100_000
+        eventually(grown, "ifHCOutOctets has grown by what was sent", 5)
+        right = str(self.link("right")["ifindex"])
+        self.assertGreaterEqual(int(self.walk(IFX_ENTRY)[HC_IN_OCTETS, right]) - int(before[HC_IN_OCTETS, right]), 100_000)
+        vendor = self.walk(STATS_ENTRY)
+        self.assertIn((11, index), vendor)
+
+    def test_a_change_shows_in_the_next_read(self):
+        index = str(self.link("mac0")["ifindex"])
+        changes = [(["mtu", "1280"], IF_ENTRY, MTU, "1280"), (["alias", "spare"], IFX_ENTRY, ALIAS, "spare"),
+                   (["address", "02:00:00:aa:bb:cc"], IF_ENTRY, MAC, "020000aabbcc"),
+                   (["up"], IF_ENTRY, ADMIN, UP), (["down"], IF_ENTRY, ADMIN, DOWN)]
+        for words, entry, column, expected in changes:
+            self.assertEqual(ip("link", "set", "mac0", *words).returncode, 0)
+            eventually(lambda: plain(self.agent.get(f"{entry}.{column}.{index}")) == expected, f"{words} shows", 5)
+
+    def test_a_set_is_answered_and_changes_nothing(self):
+        index = self.link("br0")["ifindex"]
+        answer = self.agent.snmp("set", f"{IF_ENTRY}.{ADMIN}.{index}", "i", DOWN, community="private")
+        self.assertEqual(answer.status, 0, answer)
+        self.assertIn("UP", links()[index]["flags"])
+
+    def test_links_come_and_go_during_walks(self):
+        permanent = {link["ifname"] for link in links().values()}
+        done = threading.Event()
+
+        def churn():
+            while not done.is_set():
+                ip("link", "add", "come", "type", "veth", "peer", "name", "go")
+                ip("link", "del", "come")
+
+        other = threading.Thread(target=churn)
+        other.start()
+        try:
+            for turn in range(30):
+                client, words = ("walk", ()) if turn % 2 else ("bulkwalk", (f"-Cr{turn + 1}",))
+                table = self.walk(IF_ENTRY, client, *words)  # which checks that it strictly increases
+                for column in (DESCR,):
+                    seen = {value for (at, _), value in table.items() if at == column}
+                    self.assertLessEqual(permanent, seen)
+                self.assertIn(OUT_ERRORS + 2, {column for column, _ in table}, "the walk ended early")
+        finally:
+            done.set()
+            other.join()
+
+    def test_storage_is_memory_and_the_mounted_disks(self):
+        table = self.walk(STORAGE_ENTRY)
+        self.assertEqual(table[3, "65536"], "main memory")
+        memory = dict(re.findall(r"^(\w+):\s+(\d+)", pathlib.Path("/proc/meminfo").read_text(), re.M))
+        self.assertEqual(table[5, "65536"], memory["MemTotal"])
+        disks = {value.removeprefix("disk: "): index for (column, index), value in table.items()
+                 if column == 3 and value.startswith("disk")}
+        for path, index in disks.items():
+            size = os.statvfs(path)
+            self.assertEqual(int(table[5, index]), size.f_blocks * size.f_frsize // 1024, path)
+            used = (size.f_blocks - size.f_bfree) * size.f_frsize // 1024
+            self.assertLess(abs(int(table[6, index]) - used), 2 * 1024 * 1024, path)
+            self.assertGreaterEqual(int(index), 0x20000)
+
+    def test_processors_and_their_load(self):
+        numbers = re.findall(r"^cpu(\d+)", pathlib.Path("/proc/stat").read_text(), re.M)
+        loads = self.column(PROCESSOR_ENTRY, 2)
+        self.assertEqual(len(loads), len(numbers))
+        for load in loads.values():
+            self.assertLessEqual(int(load), 100)
+        self.assertEqual(set(self.column(DEVICE_ENTRY, 2).values()), {".1.3.6.1.2.1.25.3.1.3"})
+        # A busy processor shows: keep one at work between two readings.
+        with subprocess.Popen([sys.executable, "-c", "while True: pass"]) as busy:
+            try:
+                eventually(lambda: max(map(int, self.column(PROCESSOR_ENTRY, 2).values())) >= 50, "a load is seen", 20)
+            finally:
+                busy.kill()
+
+    def test_a_script_is_listed_run_and_renamed(self):
+        folder = self.agent.root / "tern/scripts"
+        folder.mkdir(parents=True, exist_ok=True)
+        trace = self.agent.root / "ran"
+        script = folder / "mark"
+        script.write_text(f"#!/bin/sh\necho done > {trace}\n")
+        script.chmod(script.stat().st_mode | stat.S_IXUSR)
+        names = lambda: {value: index for index, value in self.column(SCRIPT_ENTRY, 2).items()}
+        index = eventually(lambda: names().get("mark"), "the script is listed", 10)
+        run = self.agent.snmp("set", f"{SCRIPT_ENTRY}.3.{index}", "i", "1", community="private")
+        self.assertEqual(run.status, 0, run)
+        eventually(trace.exists, "the script has run", 10)
+        self.agent.snmp("set", f"{SCRIPT_ENTRY}.2.{index}", "s", "sign", community="private")
+        eventually(lambda: (folder / "sign").exists() and "sign" in names(), "the script is renamed", 10)
+
+
+class InOneProcess(Tables, unittest.TestCase):
+    kind = "node"
+
+
+class OverTheBus(Tables, unittest.TestCase):
+    kind = "apart"
+
+
+if __name__ == "__main__":
+    unittest.main()
