@@ -1,0 +1,255 @@
+// Processors, disks, scripts and neighbours, each from a source made by the test.
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <thread>
+
+#include "hostd/disk_table.h"
+#include "hostd/neighbors.h"
+#include "hostd/processor_loads.h"
+#include "hostd/scripts.h"
+#include "hostd/system.h"
+#include "tests/hostd/hand_clock.h"
+#include "tests/hostd/temp_tree.h"
+#include "tn/looper.h"
+
+namespace hostd {
+
+namespace {
+
+namespace field = tn::field;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Pair;
+
+tn::message ask(tn::Handler& table, uint32_t command, tn::message request = {}) {
+    request.insert_u32(field::Command, command);
+    return table.handle(request);
+}
+
+/// "id:text" of each row.
+std::vector<std::string> listed(tn::Handler& table, tn::string_id text) {
+    std::vector<std::string> all;
+    const tn::message reply = ask(table, tn::cmd::GetAll);
+    for (const tn::message& item : reply.get_message_array(field::Objects))
+        all.push_back(std::to_string(item.get_u32(field::ObjectId)) + ":" + item.get_string(text));
+    return all;
+}
+
+/// Asks until a condition holds, at most five seconds.
+bool becomesTrue(const std::function<bool()>& condition) {
+    for (int i = 0; i < 500; ++i) {
+        if (condition()) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
+
+uint32_t errorOf(const tn::message& reply) {
+    uint32_t code = 0;
+    return tn::isError(reply, &code) ? code : 0;
+}
+
+}  // namespace
+
+TEST(ProcessorLoads, AreThoseBetweenTwoReadings) {
+    ProcessorLoads loads;
+    loads.update("cpu  9 9 9 9\ncpu0 100 0 0 100 0 0 0 0 50 0\ncpu2 0 0 0 10 0 0 0 0\nintr 5\n");
+    EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 50), Pair(3, 0)));
+    // 100 ticks: 10 user, 5 system, 1 irq, 70 idle, 14 waiting for disks.
+    loads.update("cpu0 110 0 5 170 14 1 0 0\ncpu2 0 0 0 10 0 0 0 0\n");
+    EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 16), Pair(3, 0)));
+    loads.update("cpu0 110 0 5 170 14 1 0 0\ncpu2 3 0 0 10 0 0 0 0\n");
+    EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 16), Pair(3, 100)));  // the first hasn't moved
+    loads.update("cpu0 110 0 5 60 0 1 0 0\ncpux 5\ncpu\n");                // idle time went back, one has gone
+    EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 16)));
+    loads.update("");
+    EXPECT_THAT(loads.percent(), IsEmpty());
+}
+
+TEST(ProcessorTable, SharesAReadingBetweenTheColumnsOfAWalk) {
+    test::HandClock clock;
+    test::TempTree tree;
+    tree.write("stat", "cpu0 10 0 0 90 0 0 0 0\n");
+    SystemInfo info(
+        {.proc = tree.path(), .sysfs = tree.path("none"), .osRelease = tree.path("none"), .sizeOfDisk = sizeOfDisk});
+    const auto load = [&] {
+        const tn::message reply = ask(info, tn::cmd::GetAll);
+        return reply.get_message_array(field::Objects).at(0).get_u32(system_info::Load);
+    };
+    EXPECT_EQ(load(), 10U);
+    tree.write("stat", "cpu0 60 0 0 140 0 0 0 0\n");
+    EXPECT_EQ(load(), 10U);
+    clock.milliseconds += SystemInfo::kMaxAge;
+    EXPECT_EQ(load(), 50U);
+    tn::message first;
+    first.insert_u32(field::ObjectId, 1);
+    EXPECT_EQ(ask(info, tn::cmd::Get, first).get_u32(system_info::Load), 50U);
+    EXPECT_TRUE(ask(info, tn::cmd::Get).has(system_info::Uptime));
+    EXPECT_EQ(ask(info, tn::cmd::GetCount).get_u32(field::Count), 1U);
+}
+
+TEST(DiskTable, KeepsIdsWhileMounted) {
+    test::HandClock clock;
+    test::TempTree tree;
+    const auto mounts = [&](const std::string& names) {
+        std::string text;
+        for (const char name : names)
+            text += std::string("1 1 8:") + name + " / /" + name + " rw - ext4 /dev/sd" + name + " rw\n";
+        tree.write("self/mountinfo", text);
+        clock.milliseconds += DiskTable::kMaxAge;
+    };
+    mounts("abc");
+    DiskTable table(tree.path(), [](const std::string& point) -> std::optional<DiskSize> {
+        if (point == "/x") return {};
+        return DiskSize{point == "/a" ? 0x1'0000'0000U : 100U, 40};
+    });
+    const auto becomes = [&](const std::vector<std::string>& expected) {
+        return becomesTrue([&] { return listed(table, disk::MountPoint) == expected; });
+    };
+    EXPECT_TRUE(becomes({"1:/a", "2:/b", "3:/c"}));
+    const tn::message reply = ask(table, tn::cmd::GetAll);
+    EXPECT_EQ(reply.get_message_array(field::Objects)[0].get_u32(disk::Size), UINT32_MAX);
+    EXPECT_EQ(reply.get_message_array(field::Objects)[1].get_u32(disk::Size), 100U);
+    EXPECT_EQ(reply.get_message_array(field::Objects)[1].get_u32(disk::Free), 40U);
+    mounts("acdxe");
+    EXPECT_TRUE(becomes({"1:/a", "2:/d", "3:/c", "4:/e"}));
+    mounts("e");
+    EXPECT_TRUE(becomes({"4:/e"}));
+}
+
+TEST(Neighbors, KeepTheirIdsAndGoWithTheDaemon) {
+    test::HandClock clock;
+    std::mutex mutex;
+    NeighborReading heard{"", {{"eth0-a", 0xc0000201, {1, 2, 3, 4, 5, 6}, "a", "", "OS 1", "port 1"}}};
+    Neighbors table([&] {
+        const std::lock_guard lock(mutex);
+        return heard;
+    });
+    const auto becomes = [&](const std::vector<std::string>& expected) {
+        return becomesTrue([&] { return listed(table, neighbor::Identity) == expected; });
+    };
+    const auto hears = [&](NeighborReading now) {
+        const std::lock_guard lock(mutex);
+        heard = std::move(now);
+        clock.milliseconds += Neighbors::kMaxAge;
+    };
+    EXPECT_TRUE(becomes({"1:a"}));
+    const tn::message row = ask(table, tn::cmd::GetAll).get_message_array(field::Objects)[0];
+    EXPECT_EQ(row.get_be32(neighbor::Address), 0xc0000201U);
+    EXPECT_EQ(row.get_raw(neighbor::Mac).size(), 6U);
+    EXPECT_EQ(row.get_string(neighbor::Version), "OS 1");
+    EXPECT_FALSE(row.has(neighbor::Platform));
+
+    hears({"", {{"eth1-b", 0, {}, "b", "", "", ""}, {"eth0-a", 0, {}, "a2", "", "", ""}}});
+    EXPECT_TRUE(becomes({"1:a2", "2:b"}));
+    hears({"", {{"eth1-b", 0, {}, "b", "", "", ""}}});
+    EXPECT_TRUE(becomes({"2:b"}));
+    hears({"", {{"eth0-a", 0, {}, "a", "", "", ""}, {"eth1-b", 0, {}, std::string(9999, 'b'), "", "", ""}}});
+    EXPECT_TRUE(becomes({"2:" + std::string(Neighbors::kMostText, 'b'), "3:a"}));
+    hears({"lldpd doesn't answer", {}});
+    EXPECT_TRUE(becomes({}));
+}
+
+class ScriptsTest : public ::testing::Test {
+  protected:
+    void has(const std::string& name, const std::string& text = "", mode_t mode = 0755) {
+        tree.write(name, "#!/bin/sh\n" + text + "\n");
+        ::chmod(tree.path(name).c_str(), mode);
+    }
+    std::vector<std::string> names() { return listed(scripts, script::Name); }
+    tn::message of(uint32_t id) {
+        tn::message m;
+        m.insert_u32(field::ObjectId, id);
+        return m;
+    }
+    uint32_t rename(uint32_t id, const std::string& name) {
+        tn::message request = of(id);
+        request.insert_string(script::Name, name);
+        return errorOf(ask(scripts, tn::cmd::Set, request));
+    }
+    std::string content(const std::string& name) {
+        std::ifstream file(tree.path(name));
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+    test::HandClock clock;
+    test::TempTree tree;
+    Scripts scripts{tree.path()};
+};
+
+TEST_F(ScriptsTest, AreTheExecutableFilesOfTheFolder) {
+    EXPECT_THAT(names(), IsEmpty());
+    has("b");
+    has("a");
+    has(".hidden");
+    has("text", "", 0644);
+    has("sub/inner");
+    EXPECT_THAT(names(), ElementsAre("1:a", "2:b"));
+    tree.remove("a");
+    has("c");
+    EXPECT_THAT(names(), ElementsAre("2:b", "3:c"));
+    has("a");
+    EXPECT_THAT(names(), ElementsAre("2:b", "3:c", "4:a"));
+    ::chmod(tree.path("text").c_str(), 0755);  // the folder's own time doesn't tell
+    clock.milliseconds += Scripts::kMaxAge;
+    EXPECT_THAT(names(), ElementsAre("2:b", "3:c", "4:a", "5:text"));
+    EXPECT_THAT(listed(*std::make_unique<Scripts>(tree.path("none")), script::Name), IsEmpty());
+}
+
+TEST_F(ScriptsTest, AreRenamedUnlessTheNameIsBadOrTaken) {
+    has("a", "echo a");
+    has("b", "echo b");
+    EXPECT_THAT(names(), ElementsAre("1:a", "2:b"));
+    EXPECT_EQ(rename(1, "renamed"), 0U);
+    EXPECT_THAT(names(), ElementsAre("1:renamed", "2:b"));
+    EXPECT_TRUE(std::filesystem::exists(tree.path("renamed")));
+    for (const std::string& bad : {std::string("b"), std::string("x/y"), std::string("../x"), std::string(".x"),
+                                   std::string(), std::string("x\0y", 3), std::string(256, 'x')})
+        EXPECT_EQ(rename(1, bad), tn::error::Refused) << bad;
+    EXPECT_EQ(rename(9, "x"), tn::error::NotFound);
+    EXPECT_EQ(rename(1, "renamed"), 0U);
+    EXPECT_NE(content("b").find("echo b"), std::string::npos);
+    EXPECT_THAT(names(), ElementsAre("1:renamed", "2:b"));
+}
+
+TEST_F(ScriptsTest, RunDetachedAndAreReaped) {
+    // In a process group and session of its own, with nothing to read, and without our descriptors.
+    has("run",
+        "cut -d' ' -f5,6 /proc/self/stat > \"$0.session\"; cat > \"$0.stdin\"; ls /proc/self/fd > \"$0.fds\"\n"
+        "echo out; echo err >&2; echo done > \"$0.done\"");
+    tree.write("bad", "#!/no/such/interpreter\n");
+    ::chmod(tree.path("bad").c_str(), 0755);
+    EXPECT_THAT(names(), ElementsAre("1:bad", "2:run"));
+    tn::Looper looper({});
+    EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(1))), tn::error::Refused);
+    EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(9))), tn::error::NotFound);
+    EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(2))), 0U);
+    const bool isDone = becomesTrue([&] {
+        looper.runOnce(1);
+        return content("run.done") == "done\n";
+    });
+    ASSERT_TRUE(isDone);
+    EXPECT_EQ(content("run.stdin"), "");
+    EXPECT_EQ(content("run.fds"), "0\n1\n2\n3\n");  // 3 is the listed folder
+    EXPECT_NE(content("run.session").find(' '), std::string::npos);
+    EXPECT_EQ(content("run.session").find(std::to_string(::getpgrp()) + " "), std::string::npos);
+}
+
+TEST_F(ScriptsTest, OnlySoManyRunAtOnce) {
+    has("sleep", "exec sleep 0.3");
+    EXPECT_THAT(names(), ElementsAre("1:sleep"));
+    tn::Looper looper({});
+    for (size_t i = 0; i < Scripts::kMostRuns; ++i) EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(1))), 0U);
+    EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(1))), tn::error::Refused);
+    EXPECT_TRUE(becomesTrue([&] {
+        looper.runOnce(10);
+        return errorOf(ask(scripts, Scripts::kRun, of(1))) == 0;
+    }));
+}
+
+}  // namespace hostd
