@@ -86,9 +86,15 @@ void LinkMonitor::refreshCounters(std::span<const uint32_t> indexes, uint64_t no
 void LinkMonitor::readCounters(std::span<const uint32_t> indexes, uint64_t now) {
     NetlinkRequests requests;
     for (const uint32_t index : indexes) {
-        auto& header = requests.add<if_stats_msg>(RTM_GETSTATS, 0, index);
-        header.ifindex = index;
-        header.filter_mask = IFLA_STATS_FILTER_BIT(IFLA_STATS_LINK_64);
+        const Link* link = std::as_const(table_).find(index);
+        if (link != nullptr && !link->isEnabled()) {
+            // Of a link that is down the kernel doesn't tell every change (its alias, its MTU): it is read whole.
+            requests.add<ifinfomsg>(RTM_GETLINK, 0, index).ifi_index = static_cast<int>(index);
+        } else {
+            auto& header = requests.add<if_stats_msg>(RTM_GETSTATS, 0, index);
+            header.ifindex = index;
+            header.filter_mask = IFLA_STATS_FILTER_BIT(IFLA_STATS_LINK_64);
+        }
         requests.finish();
     }
     // The kernel has answered, or refused, each by the time the sending returns.

@@ -9,6 +9,7 @@ import stat
 import subprocess
 import sys
 import threading
+import time
 import unittest
 
 from harness import Deployment, eventually
@@ -88,6 +89,7 @@ class Tables:
 
     def test_interfaces_are_those_of_the_kernel(self):
         before = links()
+        time.sleep(0.3)  # counters shown may be 250 ms old
         table, extension = self.walk(IF_ENTRY), self.walk(IFX_ENTRY)
         after = links()
         self.assertEqual(self.agent.get(IF_NUMBER), f"INTEGER: {len(before)}")
@@ -110,25 +112,20 @@ class Tables:
                                               (OUT_OCTETS, "tx", "bytes"), (OUT_PACKETS, "tx", "packets"),
                                               (OUT_DISCARDS, "tx", "dropped"), (OUT_ERRORS, "tx", "errors")]:
                     self.assertLessEqual(int(row[column]), later[side][counter] % 2**32, f"column {column}")
-                    if later[side][counter] == stats[side][counter]:
-                        self.assertEqual(int(row[column]), stats[side][counter] % 2**32, f"column {column}")
+                    self.assertGreaterEqual(int(row[column]), stats[side][counter] % 2**32, f"column {column}")
         types = {link["ifname"]: table[TYPE, str(ifindex)] for ifindex, link in before.items()}
         self.assertEqual((types["left"], types["br0"]), ("6", "209"))
 
     def test_every_way_of_walking_shows_the_same(self):
-        shape = lambda table: [key for key in table]
         entry = self.walk(IF_ENTRY, "walk")
         for repetitions in (1, 2, 3, 7, 50):
-            self.assertEqual(shape(self.walk(IF_ENTRY, "bulkwalk", f"-Cr{repetitions}")), shape(entry))
+            self.assertEqual(list(self.walk(IF_ENTRY, "bulkwalk", f"-Cr{repetitions}")), list(entry))
         self.assertEqual(len(entry), 22 * len(links()))
-        printed = self.agent.snmp("table", "-Ci", IF_ENTRY.rsplit(".", 1)[0])
-        self.assertIn(printed.status, (0, 1))  # without MIB files the client can't name the columns
 
     def test_counters_follow_traffic(self):
         index = str(self.link("left")["ifindex"])
         before = self.walk(IFX_ENTRY)
-        for family in ("10.98.0.1/24",):
-            ip("addr", "add", family, "dev", "left")
+        ip("addr", "add", "10.98.0.1/24", "dev", "left")
         ip("neigh", "replace", "10.98.0.2", "lladdr", "02:00:00:00:00:02", "dev", "left", "nud", "permanent")
         send = "import socket; s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)\n" \
                "for i in range(100): s.sendto(bytes(1000), ('10.98.0.2', 9))"
@@ -170,9 +167,7 @@ class Tables:
             for turn in range(30):
                 client, words = ("walk", ()) if turn % 2 else ("bulkwalk", (f"-Cr{turn + 1}",))
                 table = self.walk(IF_ENTRY, client, *words)  # which checks that it strictly increases
-                for column in (DESCR,):
-                    seen = {value for (at, _), value in table.items() if at == column}
-                    self.assertLessEqual(permanent, seen)
+                self.assertLessEqual(permanent, {value for (column, _), value in table.items() if column == DESCR})
                 self.assertIn(OUT_ERRORS + 2, {column for column, _ in table}, "the walk ended early")
         finally:
             done.set()
