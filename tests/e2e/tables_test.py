@@ -67,6 +67,8 @@ class Tables:
         if made.returncode != 0:
             print(f"\n*** NOT TESTED: {made.args}: {made.stderr.strip()} ***", file=sys.stderr)
             raise unittest.SkipTest(made.stderr)
+        settled = lambda: {link["ifname"] for link in links().values() if link["operstate"] == "UP"} >= {"left", "right", "br0"}
+        eventually(settled, "the links are up")
         cls.agent = Deployment(cls.kind, prefix=["ip", "netns", "exec", NAMESPACE])
         cls.addClassCleanup(cls.agent.close)
         cls.agent.start().open()
