@@ -19,11 +19,12 @@ MISTAKES = {
     "tarnix-node": DAEMON_MISTAKES + AGENT_MISTAKES,
     "tarnix-hostd": DAEMON_MISTAKES + [["--port", "161"], ["--spawn"], ["--", "--port", "161"]],
     "tnctl": [[], ["--nonsense", "snmp"], ["smnp"], ["snmp", "set"], ["snmp", "set", "contact"],
-              ["snmp", "set", "contakt=noc"], ["snmp", "set", "enabled=maybe"], ["snmp", "set", "trap-targets=somewhere"],
-              ["snmp", "set", "engine-id=" + 28 * "x"], ["snmp", "community"], ["snmp", "community", "add", "addresses=::/0"],
+              ["snmp", "set", "contakt=noc"], ["snmp", "set", "enabled=maybe"],
+              ["snmp", "set", "trap-targets=somewhere"], ["snmp", "set", "engine-id=" + 28 * "x"],
+              ["snmp", "community"], ["snmp", "community", "add", "addresses=::/0"],
               ["snmp", "community", "add", "name=x", "addresses=1.2.3.4/33"], ["snmp", "community", "set", "common"],
-              ["undo", "first"], ["message", "24", "fetch"], ["message", "24,x", "get"], ["message", "24,2", "get", "1:u32=x"],
-              ["watch"], ["--timeout", "soon", "snmp"]],
+              ["undo", "first"], ["message", "24", "fetch"], ["message", "24,x", "get"],
+              ["message", "24,2", "get", "1:u32=x"], ["watch"], ["--timeout", "soon", "snmp"]],
 }
 
 
@@ -171,7 +172,8 @@ class EveryoneIsNotLetInByAccident(unittest.TestCase):
         self.assertEqual(answer.status, 1, answer)
 
     def test_watch_prints_a_change(self):
-        watcher = Daemon([program("tnctl"), "--root", self.agent.root, "--json", "watch", "34"], self.agent.root / "watched")
+        watcher = Daemon([program("tnctl"), "--root", self.agent.root, "--json", "watch", "34"],
+                         self.agent.root / "watched")
         self.addCleanup(watcher.end, signal.SIGKILL)
 
         def told():  # the change may come before the subscription: it is made until it is seen

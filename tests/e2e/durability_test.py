@@ -155,7 +155,8 @@ class StoreThatCannotBeRead(unittest.TestCase):
 
                 complaints = [line for line in agent.said().splitlines() if line.startswith("store: ")]
                 self.assertEqual(len(complaints), 1, agent.said())
-                self.assertRegex(complaints[0], f"^store: {re.escape(str(agent.store(name)))}: .*; it is left as it is$")
+                where = re.escape(str(agent.store(name)))
+                self.assertRegex(complaints[0], f"^store: {where}: .*; it is left as it is$")
                 self.assertEqual(agent.store(name).read_bytes(), spoilt)
                 agent.store(name).write_bytes(whole)
 

@@ -25,7 +25,8 @@ PROGRAMS = ("tarnix-snmpd", "tarnix-hostd", "tarnix-node", "tnctl")
 SYSTEM = "1.3.6.1.2.1.1"
 SYS_DESCR, SYS_OBJECT_ID, SYS_UPTIME, SYS_CONTACT, SYS_NAME, SYS_LOCATION, SYS_SERVICES = (
     f"{SYSTEM}.{i}.0" for i in range(1, 8))
-HR_SYSTEM_UPTIME, HR_SYSTEM_DATE, HR_MEMORY_SIZE = "1.3.6.1.2.1.25.1.1.0", "1.3.6.1.2.1.25.1.2.0", "1.3.6.1.2.1.25.2.2.0"
+HR_SYSTEM_UPTIME, HR_SYSTEM_DATE = "1.3.6.1.2.1.25.1.1.0", "1.3.6.1.2.1.25.1.2.0"
+HR_MEMORY_SIZE = "1.3.6.1.2.1.25.2.2.0"
 
 _libc = ctypes.CDLL(None, use_errno=True)
 _PR_SET_PDEATHSIG = 1
@@ -261,7 +262,8 @@ def _name(text):
 def request(request_id, name, community="common", pdu=GET):
     """A v2c message that asks for one object."""
     binding = _tlv(0x30, _name(name) + b"\x05\x00")
-    content = _tlv(0x02, (_FIRST_ID + request_id).to_bytes(4, "big")) + b"\x02\x01\x00\x02\x01\x00" + _tlv(0x30, binding)
+    numbers = _tlv(0x02, (_FIRST_ID + request_id).to_bytes(4, "big")) + b"\x02\x01\x00\x02\x01\x00"
+    content = numbers + _tlv(0x30, binding)
     return _tlv(0x30, b"\x02\x01\x01" + _tlv(0x04, community.encode()) + _tlv(pdu, content))
 
 

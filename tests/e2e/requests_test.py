@@ -40,7 +40,8 @@ class Requests:
         self.agent.configure("set", "contact=noc", "location=rack 4")
 
     def assert_system_group(self, values, before, after):
-        release = dict(line.split("=", 1) for line in pathlib.Path("/etc/os-release").read_text().splitlines() if "=" in line)
+        lines = pathlib.Path("/etc/os-release").read_text().splitlines()
+        release = dict(line.split("=", 1) for line in lines if "=" in line)
         host = os.uname()
         description = f'{release["PRETTY_NAME"].strip(chr(34))}, {host.sysname} {host.release} {host.machine}'
         self.assertEqual(values[SYS_DESCR], f'STRING: "Tarnix {description}"')
@@ -111,7 +112,8 @@ class Requests:
                 # snmpget takes the failing name out and asks for the rest.
                 self.assertIn(reason, answer.err)
                 self.assertIn(SYS_DESCR, answer.values(), answer)
-                self.assertNotIn(SYSTEM + ".99.0", [n for n, v in answer.values().items() if not v.startswith("No Such")])
+                there = [name for name, value in answer.values().items() if not value.startswith("No Such")]
+                self.assertNotIn(SYSTEM + ".99.0", there)
 
     def test_set_is_seen_by_the_next_request_and_by_tnctl(self):
         for version in ("1", "2c"):
