@@ -20,6 +20,8 @@ void announce(SnmpLooper& agent) {
 
 void addOptions(CLI::App& app, Options& options) {
     app.add_option("--port", options.port, "UDP port of the SNMP service")->check(CLI::Range(1, 65535));
+    app.add_option("--trap-port", options.trapPort, "UDP port of the trap targets (this version sends no traps yet)")
+        ->check(CLI::Range(1, 65535));
     app.add_flag("--log-requests", options.logRequests, "log two lines for each request, communities included");
 }
 

@@ -11,6 +11,7 @@ namespace snmp {
 /// The agent's command line, beside the options that every daemon has.
 struct Options {
     uint16_t port = 161;
+    uint16_t trapPort = 162;
     bool logRequests = false;
 };
 

@@ -113,6 +113,7 @@ Answer ColumnarBranch::getItem(Context& c, const OID& prefix, const OID& item) c
         serr << "bad key";
         return noSuchInstance(c, prefix);
     }
+    if (key.empty()) serr << "empty key";
     const auto column = item.front() == 0 ? columns_.begin() : columns_.find(item.front());
     if (!dlog.isMuted()) dlog << "col " << item.front() << " key " << key.objectId;
     const std::unique_ptr<VData> list = column != columns_.end() ? rowAt(index) : nullptr;
@@ -205,12 +206,13 @@ Answer ColumnarBranch::set(Context& c) {
     if (c.setSuffix.size() < 2) return kNotMine;
     const auto column = columns_.find(c.setSuffix.front());
     if (column == columns_.end()) return kNotMine;
-    const std::unique_ptr<VData> list = rowAt(indexOf(c.setSuffix));
+    const OID index = indexOf(c.setSuffix);
+    const std::unique_ptr<VData> list = rowAt(index);
     if (list == nullptr) return kNotMine;
     Data* row = list->rows.front().get();
     // As with a scalar: a value that doesn't fit and an owner that refuses leave things as they are.
     column->second->unpack(row, c);
-    table_->set(c.setSuffix, row);
+    table_->set(index, row);
     c.out.startSeq(tag::Sequence);
     c.out.addOID(c.setPrefix + c.setSuffix, tag::ObjectIdentifier);
     column->second->pack(c, row);

@@ -81,9 +81,12 @@ class Fetch {
             }
             build(item);
         }
+        if (!dlog.isMuted()) dlog << "added: " << added();
         // A key message names a row that is here already; an object id is only left behind for the next one.
         cursor_.skipFirst = !stdKey_;
-        return !(cursor_ == start) && forward(start);
+        if (!(cursor_ == start) && forward(start)) return true;
+        trace("no more data");
+        return false;
     }
 
     /// Rows that share their key don't move the cursor on: others may follow behind them, as long as the owner gave as
@@ -93,8 +96,10 @@ class Fetch {
     /// The asked row itself, or what stands for it when it has gone.
     bool skips(const tn::message& item) {
         const bool first = std::exchange(cursor_.skipFirst, false);
-        if (item.get_bool(tn::field::Gone)) return true;
-        return first && (!stdKey_ || item.get_u32(tn::field::ObjectId, tn::kNoId) == cursor_.objectId);
+        const bool asked = !stdKey_ || item.get_u32(tn::field::ObjectId, tn::kNoId) == cursor_.objectId;
+        if (!item.get_bool(tn::field::Gone) && !(first && asked)) return false;
+        trace("skip first");
+        return true;
     }
 
     void build(const tn::message& item) {
@@ -104,11 +109,16 @@ class Fetch {
         if (stdKey_) {
             moveTo(item);
         } else if (last != nullptr) {
+            trace("update key");
             table_->addKeyToMessage(last, cursor_.message);
         } else {
             serr << "unable to update key";
         }
         keepGrowing(from);
+    }
+
+    static void trace(const char* what) {
+        if (!dlog.isMuted()) dlog << what;
     }
 
     void moveTo(const tn::message& item) {

@@ -82,8 +82,8 @@ std::unique_ptr<VData> StaticMuxTable::getFirst(unsigned int count) {
     return rowsFrom(providers_.begin(), providers_.end(), count);
 }
 
-bool StaticMuxTable::set(const OID& name, Data* row) {
-    const auto at = providers_.find(name);
+bool StaticMuxTable::set(const OID& index, Data* row) {
+    const auto at = providers_.find(index);
     return at != providers_.end() && at->second->set(row);
 }
 

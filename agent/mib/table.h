@@ -22,8 +22,8 @@ class Table {
     [[nodiscard]] virtual std::unique_ptr<VData> getNext(const Key& key, unsigned int count) = 0;
     /// Up to `count` rows from the beginning.
     [[nodiscard]] virtual std::unique_ptr<VData> getFirst(unsigned int count) = 0;
-    /// Writes a changed row back.
-    virtual bool set(const OID& name, Data* row) = 0;
+    /// Writes the changed row of this index back.
+    virtual bool set(const OID& index, Data* row) = 0;
     virtual unsigned int count() = 0;
     /// The index sub-identifiers of a row.
     [[nodiscard]] virtual OID getKey(const Data* row) const = 0;
@@ -90,7 +90,7 @@ class StaticMuxTable : public Table {
     std::unique_ptr<VData> get(const Key& key) override;
     std::unique_ptr<VData> getNext(const Key& key, unsigned int count) override;
     std::unique_ptr<VData> getFirst(unsigned int count) override;
-    bool set(const OID& name, Data* row) override;
+    bool set(const OID& index, Data* row) override;
     unsigned int count() override { return static_cast<unsigned int>(providers_.size()); }
     OID getKey(const Data* row) const override { return OID(static_cast<const MuxRow*>(row)->rowId); }
     Key createKey(const OID& index, bool strict) const override;

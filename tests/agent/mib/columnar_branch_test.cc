@@ -409,6 +409,44 @@ TEST_F(MultiTableTest, ASourceThatIsDownCostsItsOwnRowsAndASetFindsItsSource) {
     EXPECT_EQ(walked[1].value, std::to_string(0x30001));
 }
 
+struct Slot : MuxRow {
+    unsigned int value = 0;
+};
+
+/// Gives a record with this value, and takes another in its place.
+class SlotProvider : public DataProvider {
+  public:
+    std::unique_ptr<Data> get() override {
+        auto slot = std::make_unique<Slot>();
+        slot->value = value;
+        return slot;
+    }
+    bool set(Data* record) override {
+        value = static_cast<Slot*>(record)->value;
+        return true;
+    }
+    unsigned int value = 0;
+};
+
+TEST_F(ColumnarTest, AFixedTableServesItsRegisteredRecords) {
+    SlotProvider slots[3];
+    StaticMuxTable table;
+    for (unsigned int i : {2U, 0U, 1U}) {
+        slots[i].value = i + 10;
+        table.addProvider(OID{(i + 1) * 5}, &slots[i]);
+    }
+    constexpr Column<Slot> kValue = {1, "value", tag::Integer, &Slot::value};
+    addColumnarBranch(OID{1, 3, 9}, &table)->addLeaf(1, packerFor(kValue));
+    const auto rows = walk("1.3.9");
+    EXPECT_THAT(rows, ElementsAre(number("1.3.9.1.5", 10), number("1.3.9.1.10", 11), number("1.3.9.1.15", 12)));
+    EXPECT_THAT(bulk({"1.3.9.1.7"}, 0, 3).bindings,
+                ElementsAre(number("1.3.9.1.10", 11), number("1.3.9.1.15", 12), endOfView("1.3.9.1.7")));
+    EXPECT_EQ(table.count(), 3U);
+    (void)set({number("1.3.9.1.10", 99)});
+    EXPECT_EQ(slots[1].value, 99U);
+    EXPECT_EQ(get({"1.3.9.1.6"}).bindings.at(0).tag, tag::NoSuchInstance);
+}
+
 TEST_F(ColumnarTest, TheFirstMatchingRowIsFoundAnew) {
     GetFirstProvider first({20, 0}, [](const tn::message& m) -> std::unique_ptr<Data> {
         return m.get_u32(2) >= 30 ? Port::build(m) : nullptr;
