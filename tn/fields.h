@@ -12,12 +12,12 @@ constexpr u32_array_id Source{0xff0002};       // path of the handler it comes f
 constexpr u32_id RequestId{0xff0003};          // sender's number for a request that wants a reply
 constexpr u32_id ReplyTo{0xff0004};            // in a reply: RequestId of the request it answers
 constexpr u32_id Command{0xff0007};
-constexpr u32_id ErrorCode{0xff0008};          // in an error reply: one of tn::error
-constexpr string_id ErrorText{0xff0009};       // in an error reply: one line for people
-constexpr bool_id NoUndo{0xff000a};            // this change is itself an undo: don't record it
+constexpr u32_id ErrorCode{0xff0008};         // in an error reply: one of tn::error
+constexpr string_id ErrorText{0xff0009};      // in an error reply: one line for people
+constexpr bool_id NoUndo{0xff000a};           // this change is itself an undo: don't record it
 constexpr u32_id CallerPid{0xff000d};         // set by the receiving bus: process the message came from
-constexpr u32_id NotifyCommand{0xff000b};      // in (un)subscribe: the notification wanted
-constexpr message_id NotifyFilter{0xff000c};   // in (un)subscribe: passed to Handler::shouldNotify
+constexpr u32_id NotifyCommand{0xff000b};     // in (un)subscribe: the notification wanted
+constexpr message_id NotifyFilter{0xff000c};  // in (un)subscribe: passed to Handler::shouldNotify
 
 constexpr u32_id ObjectId{0xfe0001};           // row's id in its owner
 constexpr message_array_id Objects{0xfe0002};  // items of a get-all reply
@@ -34,11 +34,11 @@ constexpr string_id Name{0xfe0010};            // list item: its name
 constexpr u32_id Count{0xfe0014};              // get-count reply
 constexpr message_id Key{0xfe001b};            // index fields of a row, for tables keyed by content
 constexpr message_id Defaults{0xfe001d};
-constexpr bool_id Gone{0xfe00ff};              // item: placeholder for the asked row, which isn't there any more
+constexpr bool_id Gone{0xfe00ff};  // item: placeholder for the asked row, which isn't there any more
 }  // namespace field
 
-constexpr uint32_t kWantDefaults = 1U << 29;  // GetFlags
-constexpr uint32_t kTopLevelFirst = 1U << 31; // GetFlags: repeat the first element of a list at top level
+constexpr uint32_t kWantDefaults = 1U << 29;   // GetFlags
+constexpr uint32_t kTopLevelFirst = 1U << 31;  // GetFlags: repeat the first element of a list at top level
 
 namespace cmd {
 constexpr uint32_t Announce = 3;  // to the supervisor {1}: announce::Number is up
@@ -68,10 +68,10 @@ constexpr u32_id Number{5};
 
 /// An undo record, as sent to {1} with cmd::RecordUndo and kept there in its journal.
 namespace undo {
-constexpr message_id New{1};      // the request that made the change
-constexpr message_id Old{2};      // the request that takes it back: command and destination set
-constexpr string_id Text{3};      // what was done, for people
-constexpr u32_id When{4};         // seconds since the epoch, set by the supervisor
+constexpr message_id New{1};  // the request that made the change
+constexpr message_id Old{2};  // the request that takes it back: command and destination set
+constexpr string_id Text{3};  // what was done, for people
+constexpr u32_id When{4};     // seconds since the epoch, set by the supervisor
 }  // namespace undo
 
 namespace error {
@@ -82,8 +82,8 @@ constexpr uint32_t Refused = 0xfe0006;       // configuration change not allowed
 constexpr uint32_t NotPermitted = 0xfe0009;  // the caller lacks the right
 constexpr uint32_t Unreachable = 0xfe000a;   // nobody serves the number, or the connection died
 constexpr uint32_t TimedOut = 0xfe000b;
-constexpr uint32_t TooLarge = 0xfe000c;      // the message doesn't fit into one packet
-constexpr uint32_t StoreFailed = 0xfe000d;   // not written: the old value stays
+constexpr uint32_t TooLarge = 0xfe000c;     // the message doesn't fit into one packet
+constexpr uint32_t StoreFailed = 0xfe000d;  // not written: the old value stays
 }  // namespace error
 
 /// Rights a policy can name; a caller needs one of those named.

@@ -65,8 +65,8 @@ class lstream {
     template <class T>
     Line operator<<(const T& piece) const {
         Line line(muted_ ? nullptr : this);
-        std::move(line) << piece;
-        return line;
+        std::move(line) << piece;  // moves nothing: the piece is added to the line
+        return line;               // NOLINT(bugprone-use-after-move)
     }
 
   private:

@@ -18,8 +18,8 @@ class Sources {
 /// Puts other sources in place; nullptr brings the machine's own back. They must outlive their use.
 void setSources(Sources* replacement);
 
-[[nodiscard]] uint32_t getUptime();   ///< seconds since the machine started
-[[nodiscard]] uint32_t getJiffies();  ///< hundredths of a second since the machine started; wraps after 497 days
+[[nodiscard]] uint32_t getUptime();        ///< seconds since the machine started
+[[nodiscard]] uint32_t getJiffies();       ///< hundredths of a second since the machine started; wraps after 497 days
 [[nodiscard]] uint64_t getMilliseconds();  ///< since the machine started
 
 }  // namespace tn

@@ -9,8 +9,8 @@
 
 namespace tn {
 
-/// A file of messages keyed by a 32-bit id, kept in SQLite. A set or remove that returned true survives a killed process
-/// and a pulled plug (WAL, synchronous=FULL).
+/// A file of messages keyed by a 32-bit id, kept in SQLite. A set or remove that returned true survives a killed
+/// process and a pulled plug (WAL, synchronous=FULL).
 ///
 /// A file that is corrupt or not ours is reported with one line on standard error and never written: the store is then
 /// empty and every change fails with a text that says so.
@@ -24,7 +24,7 @@ class Store {
     Store& operator=(const Store&) = delete;
 
     [[nodiscard]] bool find(uint32_t id) const;
-    [[nodiscard]] message get(uint32_t id) const;  ///< empty when it isn't there
+    [[nodiscard]] message get(uint32_t id) const;     ///< empty when it isn't there
     [[nodiscard]] std::vector<uint32_t> ids() const;  ///< ascending
     [[nodiscard]] bool set(uint32_t id, const message& m);
     [[nodiscard]] bool remove(uint32_t id);

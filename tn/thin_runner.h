@@ -38,8 +38,8 @@ class ThinRunner {
 
     [[nodiscard]] uint64_t sleepTime() const;  ///< milliseconds to the next timer; all ones without one
 
-    virtual void shutdown();           ///< leaves run() after the current callback
-    virtual int run();                 ///< until shutdown(); 0
+    virtual void shutdown();              ///< leaves run() after the current callback
+    virtual int run();                    ///< until shutdown(); 0
     bool runOnce(uint64_t milliseconds);  ///< waits that long for one round of callbacks; false when there was none
 
   private:
