@@ -19,14 +19,34 @@ uint32_t sizeClass(uint32_t lowerBound) {
     return static_cast<uint32_t>(std::ranges::upper_bound(kLowest, lowerBound) - kLowest.begin() - 1);
 }
 
+namespace {
+
+constexpr size_t kKernelCount = static_cast<size_t>(
+    std::ranges::count_if(kCounters, [](const InterfaceCounter& counter) { return counter.kernel != nullptr; }));
+
+/// Those of the kernel alone: most interfaces have no others, and are told of often.
+constexpr auto kKernelCounters = [] {
+    std::array<InterfaceCounter, kKernelCount> found{};
+    std::ranges::copy_if(kCounters, found.begin(), [](const InterfaceCounter& c) { return c.kernel != nullptr; });
+    return found;
+}();
+
+void insertKernel(tn::message& row, const rtnl_link_stats64& kernel, const InterfaceCounter& counter) {
+    if (const uint64_t value = kernel.*counter.kernel; value != 0) row.insert_u64(counter.field, value);
+}
+
+}  // namespace
+
 void insertCounters(tn::message& row, const rtnl_link_stats64& kernel, const DriverCounters* driver) {
+    if (driver == nullptr) {
+        for (const InterfaceCounter& counter : kKernelCounters) insertKernel(row, kernel, counter);
+        return;
+    }
     for (size_t i = 0; i < kCounters.size(); ++i) {
-        const InterfaceCounter& counter = kCounters[i];
-        if (counter.kernel != nullptr) {
-            if (const uint64_t value = kernel.*counter.kernel; value != 0) row.insert_u64(counter.field, value);
-        } else if (driver != nullptr && driver->isKept(i)) {
-            row.insert_u64(counter.field, driver->value(i));
-        }
+        if (kCounters[i].kernel != nullptr)
+            insertKernel(row, kernel, kCounters[i]);
+        else if (driver->isKept(i))
+            row.insert_u64(kCounters[i].field, driver->value(i));
     }
 }
 

@@ -34,16 +34,19 @@ tn::message OwnerTable::page(const tn::message& request, Detail detail) {
     if (detail == Detail::Listed) refreshRows(std::span(rows).first(std::min(rows.size(), most - placeholders)));
 
     tn::message reply;
+    reply.reserve(2);
     auto& items = reply.get_message_array_ref(field::Objects);
     items.reserve(std::min(rows.size() + placeholders, most));
     if (from.isGone) items.push_back(placeholder(from));
     size_t shown = 0;
     size_t octets = 0;
     for (; shown < rows.size() && items.size() < most; ++shown) {
-        tn::message shownItem = item(rows[shown], shown + 1 < rows.size() ? rows[shown + 1] : kEnd, detail);
+        tn::message& item = items.emplace_back();
+        writeItem(rows[shown], shown + 1 < rows.size() ? rows[shown + 1] : kEnd, detail, item);
         // Rows are measured only where so many are asked for that they might not fit.
-        if (most * kMostRow > kRoomForItems && (octets += shownItem.flatSize()) > kRoomForItems && shown > 0) break;
-        items.push_back(std::move(shownItem));
+        if (most * kMostRow <= kRoomForItems || (octets += item.flatSize()) <= kRoomForItems || shown == 0) continue;
+        items.pop_back();
+        break;
     }
     if (shown < rows.size()) reply.insert_u32(field::Continue, isKnownById_ ? idOf(rows[shown]) : tn::kNoId);
     return reply;
@@ -151,17 +154,15 @@ tn::message OwnerTable::placeholder(const Start& start) const {
     return gone;
 }
 
-tn::message OwnerTable::item(Row row, Row next, Detail detail) const {
-    tn::message item;
+void OwnerTable::writeItem(Row row, Row next, Detail detail, tn::message& item) const {
     if (detail == Detail::Brief)
         writeBrief(row, item);
     else
         writeRow(row, item);
     // After the row's own fields: these come in ascending order, which a message takes without looking for them.
-    if (!isKnownById_) return item;
+    if (!isKnownById_) return;
     item.insert_u32(field::ObjectId, idOf(row));
     if (next != kEnd) item.insert_u32(field::NextId, idOf(next));
-    return item;
 }
 
 }  // namespace hostd

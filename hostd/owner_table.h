@@ -93,7 +93,7 @@ class OwnerTable : public tn::Handler {
     [[nodiscard]] Row next(Row row, size_t groupOctets) const;
     [[nodiscard]] std::vector<Row> collect(Row row, size_t most, size_t groupOctets) const;
     [[nodiscard]] tn::message placeholder(const Start& start) const;
-    [[nodiscard]] tn::message item(Row row, Row next, Detail detail) const;
+    void writeItem(Row row, Row next, Detail detail, tn::message& item) const;
     [[nodiscard]] uint32_t idOf(Row row) const { return keyOf(row).u32(0); }
 
     std::vector<KeyField> key_;
