@@ -1,8 +1,8 @@
 #include "bench/snmp_request.h"
 
+#include <algorithm>
 #include <charconv>
 #include <map>
-#include <optional>
 #include <stdexcept>
 
 namespace bench {
@@ -29,21 +29,7 @@ std::string integer(uint32_t value) {
     return element(kInteger, out);
 }
 
-std::vector<uint32_t> numbers(const std::string& dotted) {
-    std::vector<uint32_t> out;
-    const char* at = dotted.data();
-    const char* const end = at + dotted.size();
-    while (at < end) {
-        const auto [next, error] = std::from_chars(at, end, out.emplace_back());
-        if (error != std::errc{} || (next < end && *next != '.')) break;
-        at = next + 1;
-    }
-    if (at != end + 1 || out.size() < 2 || out[0] > 2) throw std::invalid_argument("not an OID: " + dotted);
-    return out;
-}
-
-std::string oid(const std::string& dotted) {
-    const std::vector<uint32_t> all = numbers(dotted);
+std::string encoded(const Oid& all) {
     std::string out(1, static_cast<char>(all[0] * 40 + all[1]));
     for (size_t i = 2; i < all.size(); ++i) {
         for (int shift = 28; shift > 0; shift -= 7) {
@@ -91,22 +77,88 @@ std::optional<Octets> take(Octets& from, uint8_t tag) {
     return element && element->tag == tag ? std::optional(element->content) : std::nullopt;
 }
 
+bool isException(uint8_t tag) { return tag >= kNoSuchObject && tag <= kEndOfMibView; }
+
 bool haveValues(Octets bindings) {
     if (bindings.empty()) return false;
     while (!bindings.empty()) {
         auto binding = take(bindings, kSequence);
         if (!binding || !take(*binding, kOid)) return false;
         const auto value = take(*binding);
-        if (!value || (value->tag >= kNoSuchObject && value->tag <= kEndOfMibView)) return false;
+        if (!value || isException(value->tag)) return false;
     }
     return true;
 }
 
+/// The numbers of an encoded name; empty when it is cut short or a number has more than 32 bits.
+Oid decoded(Octets octets) {
+    Oid out;
+    uint64_t number = 0;
+    bool open = false;
+    for (const uint8_t octet : octets) {
+        number = number << 7 | (octet & 0x7f);
+        if (number > UINT32_MAX) return {};
+        open = (octet & 0x80) != 0;
+        if (open) continue;
+        const auto whole = static_cast<uint32_t>(number);
+        if (out.empty())
+            out = {std::min(whole / 40, 2U), whole - 40 * std::min(whole / 40, 2U)};
+        else
+            out.push_back(whole);
+        number = 0;
+    }
+    return open ? Oid{} : out;
+}
+
+std::optional<Binding> readBinding(Octets& bindings) {
+    auto binding = take(bindings, kSequence);
+    if (!binding) return {};
+    const auto name = take(*binding, kOid);
+    const auto value = take(*binding);
+    if (!name || !value) return {};
+    Binding out{decoded(*name), !isException(value->tag)};
+    return out.name.empty() ? std::nullopt : std::optional(std::move(out));
+}
+
+struct Head {
+    uint32_t id = 0;
+    Octets bindings;
+};
+
+/// What leads to the bindings; nothing when it makes no sense or carries an error-status.
+std::optional<Head> readHead(Octets answer, AnswerKind kind) {
+    auto message = take(answer, kSequence);
+    if (!message || !take(*message, kInteger) || !take(*message, kOctets)) return {};
+    auto pdu = take(*message);
+    if (!pdu || (kind == AnswerKind::Response && pdu->tag != kResponse)) return {};
+    const auto id = take(pdu->content, kInteger);
+    const auto status = take(pdu->content, kInteger);
+    const auto index = take(pdu->content, kInteger);
+    const auto bindings = take(pdu->content, kSequence);
+    if (!id || id->size() != 4 || !status || status->size() != 1 || (*status)[0] != 0 || !index || !bindings) return {};
+    uint32_t number = 0;
+    for (const uint8_t octet : *id) number = number << 8 | octet;
+    return Head{number, *bindings};
+}
+
 }  // namespace
+
+Oid parseOid(const std::string& dotted) {
+    Oid out;
+    const char* at = dotted.data();
+    const char* const end = at + dotted.size();
+    while (at < end) {
+        const auto [next, error] = std::from_chars(at, end, out.emplace_back());
+        if (error != std::errc{} || (next < end && *next != '.')) break;
+        at = next + 1;
+    }
+    if (at != end + 1 || out.size() < 2 || out[0] > 2) throw std::invalid_argument("not an OID: " + dotted);
+    return out;
+}
 
 Datagram::Datagram(const Request& request) {
     std::string bindings;
-    for (const std::string& name : request.oids) bindings += element(kSequence, oid(name) + element(kNull, ""));
+    for (const Oid& name : request.oids) bindings += element(kSequence, encoded(name) + element(kNull, ""));
     const uint8_t tag = tagOf(request.operation);
     const std::string pdu = integer(0x7fffffff) + integer(0) + integer(tag == kGetBulk ? request.maxRepetitions : 0) +
                             element(kSequence, bindings);
@@ -121,18 +173,20 @@ std::span<const uint8_t> Datagram::withId(uint32_t id) {
 }
 
 uint32_t checkAnswer(std::span<const uint8_t> answer, AnswerKind kind) {
-    auto message = take(answer, kSequence);
-    if (!message || !take(*message, kInteger) || !take(*message, kOctets)) return 0;
-    auto pdu = take(*message);
-    if (!pdu || (kind == AnswerKind::Response && pdu->tag != kResponse)) return 0;
-    const auto id = take(pdu->content, kInteger);
-    const auto status = take(pdu->content, kInteger);
-    const auto index = take(pdu->content, kInteger);
-    const auto bindings = take(pdu->content, kSequence);
-    if (!id || id->size() != 4 || !status || status->size() != 1 || (*status)[0] != 0 || !index) return 0;
-    if (!bindings || !haveValues(*bindings)) return 0;
-    return static_cast<uint32_t>((*id)[0]) << 24 | static_cast<uint32_t>((*id)[1]) << 16 |
-           static_cast<uint32_t>((*id)[2]) << 8 | (*id)[3];
+    const auto head = readHead(answer, kind);
+    return head && haveValues(head->bindings) ? head->id : 0;
+}
+
+std::optional<Response> readResponse(std::span<const uint8_t> answer) {
+    auto head = readHead(answer, AnswerKind::Response);
+    if (!head) return {};
+    Response out{head->id, {}};
+    while (!head->bindings.empty()) {
+        auto binding = readBinding(head->bindings);
+        if (!binding) return {};
+        out.bindings.push_back(std::move(*binding));
+    }
+    return out;
 }
 
 }  // namespace bench

@@ -1,20 +1,13 @@
 // Closed-loop load: keeps a window of requests outstanding, and counts what the servers pay for each answer.
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <stdexcept>
-#include <thread>
 
+#include "bench/server_cost.h"
 #include "bench/snmp_request.h"
+#include "bench/udp_client.h"
 
 namespace {
 
@@ -23,6 +16,7 @@ using namespace std::chrono_literals;
 
 constexpr unsigned kWindowBits = 10;
 constexpr auto kLost = 500ms;         // an answer later than that is taken for lost and its request sent again
+constexpr auto kTick = 100ms;         // how often lost requests are looked for
 constexpr unsigned kMostResends = 5;  // in a row, for one request: then the server is taken for dead
 
 struct Options {
@@ -33,40 +27,13 @@ struct Options {
     unsigned warmup = 500;
     bool echo = false;
     std::vector<int> pids;
+    std::vector<std::string> names;
 };
-
-/// Nanoseconds on a processor, user and system, of all threads of these processes (the first figure of schedstat).
-uint64_t cpuTime(const std::vector<int>& pids) {
-    // A running thread's figure is brought up to date when it sleeps or at the next tick.
-    std::this_thread::sleep_for(10ms);
-    uint64_t sum = 0;
-    for (const int pid : pids) {
-        for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
-            uint64_t nanoseconds = 0;
-            std::ifstream(task.path() / "schedstat") >> nanoseconds;
-            sum += nanoseconds;
-        }
-    }
-    return sum;
-}
 
 class Load {
   public:
     explicit Load(const Options& options)
-        : options_(options), datagram_(options.request), slots_(options.window), fd_(socket(AF_INET, SOCK_DGRAM, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(options.port);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        const timeval wait{0, 100000};
-        setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-        if (fd_ < 0 || connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) {
-            throw std::runtime_error("no socket");
-        }
-    }
-    ~Load() { close(fd_); }
-    Load(const Load&) = delete;
-    Load& operator=(const Load&) = delete;
+        : options_(options), datagram_(options.request), slots_(options.window), socket_(options.port, kTick) {}
 
     /// Sends this many requests and waits for all their answers.
     /// @throws std::runtime_error when the server stops answering or answers with an error
@@ -111,9 +78,8 @@ class Load {
     }
 
     void send(size_t slot) {
-        const auto octets = datagram_.withId(id(slot));
         slots_[slot].sent = Clock::now();
-        if (::send(fd_, octets.data(), octets.size(), 0) < 0) throw std::runtime_error("send: nobody listens");
+        socket_.send(datagram_.withId(id(slot)));
     }
 
     void sendNext(size_t slot) {
@@ -125,12 +91,10 @@ class Load {
 
     /// The slot whose answer came; kNone when none came within a tenth of a second, or a late one.
     size_t receive() {
-        static std::array<uint8_t, 65536> answer;
-        const ssize_t size = recv(fd_, answer.data(), answer.size(), 0);
-        if (size < 0 && errno != EAGAIN && errno != EINTR) throw std::runtime_error("recv: nobody listens");
-        if (size < 0) return kNone;
+        const auto answer = socket_.receive();
+        if (answer.empty()) return kNone;
         const auto kind = options_.echo ? bench::AnswerKind::Echo : bench::AnswerKind::Response;
-        const uint32_t got = bench::checkAnswer({answer.data(), static_cast<size_t>(size)}, kind);
+        const uint32_t got = bench::checkAnswer(answer, kind);
         if (got == 0) throw std::runtime_error("an answer with an error, an exception or no sense");
         const size_t slot = got & ((1U << kWindowBits) - 1);
         if (slot >= slots_.size() || got != id(slot) || !slots_[slot].waiting) return kNone;
@@ -153,17 +117,17 @@ class Load {
     std::vector<Slot> slots_;
     std::vector<Clock::duration> latencies_;
     unsigned resent_ = 0;
-    int fd_;
+    bench::UdpClient socket_;
 };
 
 void measure(const Options& options) {
     Load load(options);
     load.run(options.warmup);
-    const uint64_t cpuBefore = cpuTime(options.pids);
+    const uint64_t cpuBefore = bench::cpuTime(options.pids);
     const auto started = Clock::now();
     load.run(options.requests);
     const double seconds = std::chrono::duration<double>(Clock::now() - started).count();
-    const double cpu = static_cast<double>(cpuTime(options.pids) - cpuBefore) / 1000 / options.requests;
+    const double cpu = static_cast<double>(bench::cpuTime(options.pids) - cpuBefore) / 1000 / options.requests;
     std::printf(R"({"rate": %.0f, "p50_us": %.2f, "p99_us": %.2f, "cpu_us": %.3f, "resent": %u})"
                 "\n",
                 options.requests / seconds, load.latency(0.5), load.latency(0.99), cpu, load.resent());
@@ -183,9 +147,10 @@ int main(int argc, char** argv) {
     app.add_option("--max-repetitions", options.request.maxRepetitions, "of a getbulk");
     app.add_option("--community", options.request.community);
     app.add_flag("--echo", options.echo, "the server sends the request back");
-    app.add_option("OID", options.request.oids, "names asked, each request the same")->required();
+    app.add_option("OID", options.names, "names asked, each request the same")->required();
     CLI11_PARSE(app, argc, argv);
     try {
+        for (const std::string& name : options.names) options.request.oids.push_back(bench::parseOid(name));
         measure(options);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "udp-load: %s\n", error.what());

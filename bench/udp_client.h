@@ -1,0 +1,28 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <span>
+
+namespace bench {
+
+/// A socket connected to a UDP port of 127.0.0.1. Operations throw std::runtime_error when nobody listens there.
+class UdpClient {
+  public:
+    /// @param patience  how long receive waits
+    UdpClient(uint16_t port, std::chrono::milliseconds patience);
+    ~UdpClient();
+    UdpClient(const UdpClient&) = delete;
+    UdpClient& operator=(const UdpClient&) = delete;
+
+    void send(std::span<const uint8_t> octets);
+    /// The next datagram, valid until the next call; empty when none came in time.
+    [[nodiscard]] std::span<const uint8_t> receive();
+
+  private:
+    int fd_;
+    std::array<uint8_t, 65536> buffer_{};
+};
+
+}  // namespace bench

@@ -1,0 +1,178 @@
+// Walks tables as a manager does, one request outstanding, and counts what the servers pay for it.
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <stdexcept>
+#include <thread>
+
+#include "bench/server_cost.h"
+#include "bench/snmp_request.h"
+#include "bench/udp_client.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+constexpr auto kPatience = 10s;  // nothing is lost on the loopback: a server that takes longer has failed
+
+struct Options {
+    bench::Request request;
+    uint16_t port = 0;
+    size_t atOnce = 1;
+    unsigned walks = 1;
+    unsigned pause = 300;
+    std::vector<int> pids;
+    std::vector<std::string> prefixes;
+};
+
+std::string dotted(const bench::Oid& name) {
+    std::string out;
+    for (const uint32_t number : name) out += (out.empty() ? "" : ".") + std::to_string(number);
+    return out;
+}
+
+/// What lies under one prefix, and how far the walk has come.
+struct Cursor {
+    bench::Oid prefix, last;
+    bool done = false;
+
+    [[nodiscard]] bool covers(const bench::Oid& name) const {
+        return name.size() > prefix.size() && std::equal(prefix.begin(), prefix.end(), name.begin());
+    }
+};
+
+/// RFC 3416, 4.2.3 interleaves the names of a GetBulk; an agent may also answer all repetitions of a name together.
+enum class Order { Unknown, Interleaved, ColumnByColumn };
+
+struct Figures {
+    uint64_t requests = 0, varbinds = 0;
+};
+
+class Walk {
+  public:
+    explicit Walk(const Options& options)
+        : request_(options.request), atOnce_(options.atOnce), socket_(options.port, kPatience) {
+        for (const std::string& prefix : options.prefixes) prefixes_.push_back(bench::parseOid(prefix));
+    }
+
+    /// Walks everything once.
+    /// @throws std::runtime_error on an error, silence, or a name that isn't greater than the one before
+    Figures run() {
+        figures_ = {};
+        for (size_t at = 0; at < prefixes_.size(); at += atOnce_) {
+            std::vector<Cursor> cursors;
+            for (size_t i = at; i < std::min(at + atOnce_, prefixes_.size()); ++i) {
+                cursors.push_back({prefixes_[i], prefixes_[i]});
+            }
+            walkTogether(cursors);
+        }
+        return figures_;
+    }
+
+  private:
+    void walkTogether(std::vector<Cursor>& cursors) {
+        Order order = Order::Unknown;
+        while (!cursors.empty()) {
+            const bench::Response response = ask(cursors);
+            if (response.bindings.empty()) throw std::runtime_error("an answer without a binding");
+            if (order == Order::Unknown) order = orderOf(response, cursors);
+            for (size_t i = 0; i < response.bindings.size(); ++i) {
+                // An answer cut short leaves out the end of the order, whichever that is.
+                const size_t of = order == Order::Interleaved ? i % cursors.size() : i / request_.maxRepetitions;
+                if (of >= cursors.size()) throw std::runtime_error("more bindings than asked");
+                advance(cursors[of], response.bindings[i]);
+            }
+            std::erase_if(cursors, [](const Cursor& cursor) { return cursor.done; });
+        }
+    }
+
+    /// Told from the first answer: only there does no column run over into another one's prefix.
+    static Order orderOf(const bench::Response& response, const std::vector<Cursor>& cursors) {
+        const bool secondIsOfFirst = response.bindings.size() > 1 && cursors[0].covers(response.bindings[1].name);
+        return cursors.size() > 1 && secondIsOfFirst ? Order::ColumnByColumn : Order::Interleaved;
+    }
+
+    /// A binding behind the end of the prefix is what a GetBulk runs over into: it isn't counted.
+    void advance(Cursor& cursor, const bench::Binding& binding) {
+        if (cursor.done) return;
+        cursor.done = !binding.hasValue || !cursor.covers(binding.name);
+        if (cursor.done) return;
+        if (binding.name <= cursor.last) {
+            throw std::runtime_error(dotted(binding.name) + " came after " + dotted(cursor.last));
+        }
+        cursor.last = binding.name;
+        ++figures_.varbinds;
+    }
+
+    bench::Response ask(const std::vector<Cursor>& cursors) {
+        request_.oids.clear();
+        for (const Cursor& cursor : cursors) request_.oids.push_back(cursor.last);
+        bench::Datagram datagram(request_);
+        id_ = (id_ + 1) | 0x40000000;
+        socket_.send(datagram.withId(id_));
+        ++figures_.requests;
+        const auto answer = socket_.receive();
+        if (answer.empty()) throw std::runtime_error("no answer after " + dotted(cursors.front().last));
+        const auto response = bench::readResponse(answer);
+        if (!response || response->id != id_) {
+            throw std::runtime_error("an answer with an error or no sense after " + dotted(cursors.front().last));
+        }
+        return *response;
+    }
+
+    bench::Request request_;
+    size_t atOnce_;
+    std::vector<bench::Oid> prefixes_;
+    uint32_t id_ = 0x40000000;
+    Figures figures_;
+    bench::UdpClient socket_;
+};
+
+void measure(const Options& options) {
+    Walk walk(options);
+    Figures figures;
+    Clock::duration took{};
+    const uint64_t cpuBefore = bench::cpuTime(options.pids);
+    for (unsigned i = 0; i < options.walks; ++i) {
+        // Between two walks the servers' caches grow old, as between two visits of a poller.
+        if (i != 0) std::this_thread::sleep_for(std::chrono::milliseconds(options.pause));
+        const auto started = Clock::now();
+        figures = walk.run();
+        took += Clock::now() - started;
+    }
+    const double cpu = static_cast<double>(bench::cpuTime(options.pids) - cpuBefore) / 1e9;
+    std::printf(R"({"requests": %lu, "varbinds": %lu, "seconds": %.6f, "cpu_seconds": %.6f})"
+                "\n",
+                figures.requests, figures.varbinds, std::chrono::duration<double>(took).count() / options.walks,
+                cpu / options.walks);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    options.request.operation = "getbulk";
+    CLI::App app{
+        "Walks subtrees of the agent at 127.0.0.1 by SNMP v2c and checks that names strictly increase; prints one line "
+        "of JSON, figures of one walk"};
+    app.add_option("--port", options.port, "UDP port of the server")->required();
+    app.add_option("--operation", options.request.operation, "getnext or getbulk")
+        ->check(CLI::IsMember({"getnext", "getbulk"}));
+    app.add_option("--max-repetitions", options.request.maxRepetitions, "of a getbulk")->check(CLI::Range(1U, 1000U));
+    app.add_option("--at-once", options.atOnce, "prefixes walked side by side, in one request")
+        ->check(CLI::Range(1U, 100U));
+    app.add_option("--walks", options.walks, "one after another; figures are their mean")->check(CLI::Range(1U, 1000U));
+    app.add_option("--pause", options.pause, "milliseconds between two walks");
+    app.add_option("--pid", options.pids, "processes whose CPU time is counted")->allow_extra_args(false);
+    app.add_option("--community", options.request.community);
+    app.add_option("PREFIX", options.prefixes, "subtrees, walked in this order")->required();
+    CLI11_PARSE(app, argc, argv);
+    try {
+        measure(options);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "udp-walk: %s\n", error.what());
+        return 1;
+    }
+}
