@@ -1,12 +1,11 @@
 // A packet of netlink messages about links: whatever it holds, the table stays in order and in bounds.
-#include <libmnl/libmnl.h>
-
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
 #include "hostd/ethtool.h"
 #include "hostd/link_table.h"
+#include "hostd/netlink.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<uint32_t> packet(size / 4 + 1);  // aligned as the kernel's are
@@ -16,12 +15,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                                if (link.name.empty() || (status & ~0x500U) != 0) std::abort();
                            });
     hostd::DriverReading driver;
-    int left = static_cast<int>(size);
-    const auto* message = reinterpret_cast<const nlmsghdr*>(packet.data());
-    for (; mnl_nlmsg_ok(message, left); message = mnl_nlmsg_next(message, &left)) {
-        links.take(*message, 1);
-        hostd::readDriverAnswer(*message, driver);
-    }
+    const std::span bytes(reinterpret_cast<const uint8_t*>(packet.data()), size);
+    hostd::forEachMessage(bytes, [&](const nlmsghdr& message) {
+        links.take(message, 1);
+        hostd::readDriverAnswer(message, driver);
+    });
     uint32_t last = 0;
     for (const auto* link = links.firstFrom(0); link != nullptr; link = links.firstFrom(last + 1)) {
         if (link->index <= last || links.find(link->index) != link || link->address.size() > 32) std::abort();

@@ -13,17 +13,6 @@ namespace {
 constexpr size_t kPacket = 32768;
 constexpr int kPatience = 1000;  // milliseconds
 
-/// Calls for each message of a packet; a message that runs past it ends it.
-template <class Call>
-void forEachMessage(std::span<const uint8_t> packet, const Call& call) {
-    int left = static_cast<int>(packet.size());
-    const auto* message = reinterpret_cast<const nlmsghdr*>(packet.data());
-    while (mnl_nlmsg_ok(message, left)) {
-        call(*message);
-        message = mnl_nlmsg_next(message, &left);
-    }
-}
-
 }  // namespace
 
 void NetlinkRequests::begin(uint16_t type, uint16_t flags, uint32_t number) {

@@ -15,6 +15,18 @@
 
 namespace hostd {
 
+/// Calls for each message (const nlmsghdr&) of a packet, which must lie at a multiple of four; one that runs past it
+/// ends it. The library's own check takes a length past 2^31 for a small one.
+template <class Call>
+void forEachMessage(std::span<const uint8_t> packet, const Call& call) {
+    while (packet.size() >= sizeof(nlmsghdr)) {
+        const auto& message = *reinterpret_cast<const nlmsghdr*>(packet.data());
+        if (message.nlmsg_len < sizeof(nlmsghdr) || message.nlmsg_len > packet.size()) return;
+        call(message);
+        packet = packet.subspan(std::min<size_t>(MNL_ALIGN(message.nlmsg_len), packet.size()));
+    }
+}
+
 /// The fixed header of a netlink message's payload; nullptr when the message is too short for it.
 template <class Header>
 const Header* payload(const nlmsghdr& message) {
