@@ -29,7 +29,7 @@ class TableOwner : public tn::Handler {
 
   private:
     tn::message getAll(const tn::message& request) const;
-    [[nodiscard]] std::vector<uint32_t> keyOf(const tn::message& row) const;
+    [[nodiscard]] std::vector<uint32_t> keyOf(const tn::message& m) const;
 };
 
 }  // namespace snmp

@@ -13,7 +13,6 @@ namespace snmp {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 struct Port : Data {
@@ -211,7 +210,7 @@ TEST_F(ColumnarTest, AnOwnerThatIsDownCostsItsOwnRows) {
 
 TEST_F(ColumnarTest, NonsenseOfAnOwnerIsBoundedAndNeverAnswered) {
     hasPorts({1, 2, 3});
-    const auto items = [](std::vector<uint32_t> ids, uint32_t next) {
+    const auto items = [](const std::vector<uint32_t>& ids, uint32_t next) {
         tn::message reply;
         for (const uint32_t id : ids) {
             tn::message& item = reply.get_message_array_ref(tn::field::Objects).emplace_back();
