@@ -89,7 +89,7 @@ class OwnerTable : public tn::Handler {
     [[nodiscard]] Start start(const tn::message& request) const;
     [[nodiscard]] Start startAtKey(const tn::message& key) const;
     void locate(Start& start) const;
-    [[nodiscard]] Row rowOf(const tn::message& fields) const;
+    [[nodiscard]] Row rowOf(const tn::message& request) const;
     [[nodiscard]] Row next(Row row, size_t groupOctets) const;
     [[nodiscard]] std::vector<Row> collect(Row row, size_t most, size_t groupOctets) const;
     [[nodiscard]] tn::message placeholder(const Start& start) const;
