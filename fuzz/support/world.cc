@@ -18,7 +18,10 @@ World::World() {
     agent_ = std::make_unique<snmp::SnmpLooper>(uint16_t{0});
     const std::pair<std::vector<uint32_t>, snmp::TableOwner*> owners[] = {
         {{24, 2}, &system_}, {{20, 0}, &interfaces_}, {{79, 2}, &disks_}};
-    for (const auto& [path, owner] : owners) agent_->addHandler(path, owner);
+    for (const auto& [path, owner] : owners) {
+        owner->remembers = false;
+        agent_->addHandler(path, owner);
+    }
     for (uint32_t id = 1; id <= 20; ++id) {
         interfaces_.row(id).insert_string(0x10006, "if" + std::to_string(id));
         interfaces_.row(id).insert_u64(0x100fc, uint64_t{id} << 40);

@@ -23,6 +23,7 @@ class TableOwner : public tn::Handler {
     std::vector<tn::be32_id> keyFields;  ///< empty for a table keyed by id
     size_t pageSize = 1000;              ///< items of one reply at most
     std::vector<tn::message> requests;
+    bool remembers = true;  ///< a fuzzer never stops asking
     unsigned fetches = 0;
     /// Put in the place of the true answer when set, to answer nonsense.
     std::function<tn::message(const tn::message&)> lies;
