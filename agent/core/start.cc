@@ -23,10 +23,12 @@ void addOptions(CLI::App& app, Options& options) {
     app.add_option("--trap-port", options.trapPort, "UDP port of the trap targets (this version sends no traps yet)")
         ->check(CLI::Range(1, 65535));
     app.add_flag("--log-requests", options.logRequests, "log two lines for each request, communities included");
+    app.add_flag("--debug", options.debug, "log the steps of each request");
 }
 
 std::unique_ptr<SnmpLooper> makeAgent(const Options& options) {
     slog.mute(!options.logRequests);
+    dlog.mute(!options.debug);
     serr << "loop = new SnmpLooper();";
     return std::make_unique<SnmpLooper>(options.port);
 }

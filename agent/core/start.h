@@ -13,6 +13,7 @@ struct Options {
     uint16_t port = 161;
     uint16_t trapPort = 162;
     bool logRequests = false;
+    bool debug = false;
 };
 
 void addOptions(CLI::App& app, Options& options);
