@@ -28,7 +28,8 @@ def measure(arms, options):
         for work in options.works:
             for window in options.windows:
                 for arm in arms:
-                    figures.setdefault((work, window, arm.name), []).append(arm.load(WORKS[work], window, options.requests))
+                    one = arm.load(WORKS[work], window, options.requests)
+                    figures.setdefault((work, window, arm.name), []).append(one)
     return figures
 
 
