@@ -24,7 +24,7 @@ UdpClient::UdpClient(uint16_t port, std::chrono::milliseconds patience) : fd_(so
 
 UdpClient::~UdpClient() { close(fd_); }
 
-void UdpClient::send(std::span<const uint8_t> octets) {
+void UdpClient::send(std::span<const uint8_t> octets) const {
     if (::send(fd_, octets.data(), octets.size(), 0) < 0) throw std::runtime_error("send: nobody listens");
 }
 

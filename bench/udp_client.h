@@ -16,7 +16,7 @@ class UdpClient {
     UdpClient(const UdpClient&) = delete;
     UdpClient& operator=(const UdpClient&) = delete;
 
-    void send(std::span<const uint8_t> octets);
+    void send(std::span<const uint8_t> octets) const;
     /// The next datagram, valid until the next call; empty when none came in time.
     [[nodiscard]] std::span<const uint8_t> receive();
 
