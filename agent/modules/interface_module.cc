@@ -104,7 +104,7 @@ static_assert(kindRow(30).type == 135 && kindRow(3).type == 1 && kindRow(36).typ
 
 /// Bits per second of the interface with this id; 0 when its owner doesn't say.
 unsigned int lookUpSpeed(uint32_t id) {
-    tn::message request = tn::request(kInterfaces, kSpeedCommand);
+    static tn::message request = tn::request(kInterfaces, kSpeedCommand);  // asked for each row: made once
     request.insert_u32(tn::field::ObjectId, id);
     const tn::message reply = tn::getLooper()->exchangeMessage(request);
     constexpr unsigned int kSpeeds[] = {0, 10000000, 100000000, 1000000000};
