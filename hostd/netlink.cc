@@ -47,7 +47,7 @@ bool NetlinkSocket::send(std::span<const uint8_t> requests) {
     return mnl_socket_sendto(socket_, requests.data(), requests.size()) == static_cast<ssize_t>(requests.size());
 }
 
-NetlinkSocket::Outcome NetlinkSocket::take(size_t packets, const Taker& taker) {
+NetlinkSocket::Outcome NetlinkSocket::take(size_t packets, const Taker& taker) const {
     alignas(nlmsghdr) std::array<uint8_t, kPacket> packet;  // filled by recv
     while (packets-- > 0) {
         const ssize_t n = ::recv(fd(), packet.data(), packet.size(), MSG_DONTWAIT);

@@ -27,7 +27,7 @@ constexpr uint64_t kRefill = 1000;  // milliseconds until a cause may write one 
 constexpr size_t kMaxCauses = 256;  // each with a bucket of its own; any others share one for each stream
 constexpr std::string_view kOtherCauses;
 
-std::atomic<LogTarget> target{LogTarget::Syslog};
+std::atomic<LogTarget> currentTarget{LogTarget::Syslog};
 
 void writeLine(int fd, const std::string& text) {
     // One call for a line, so that lines of several processes don't mix. A line that can't be written has nobody to
@@ -142,7 +142,7 @@ class Utf8 {
 
 }  // namespace
 
-void setLogTarget(LogTarget wanted) { target = wanted; }
+void setLogTarget(LogTarget target) { currentTarget = target; }
 
 std::string escaped(std::string_view text) {
     const Utf8 decoder;
@@ -161,7 +161,7 @@ std::string escaped(std::string_view text) {
 }
 
 void lstream::emit(std::string_view text) const {
-    const LogTarget to = target;
+    const LogTarget to = currentTarget;
     if (to == LogTarget::None) return;
     if (sink_ != Sink::Log) return writeLine(sink_ == Sink::Stdout ? STDOUT_FILENO : STDERR_FILENO, escaped(text));
     const std::string line = "[" + std::to_string(topic_) + "] " + escaped(text);

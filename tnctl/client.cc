@@ -12,7 +12,7 @@ namespace tnctl {
 
 namespace field = tn::field;
 
-tn::message Client::exchange(tn::message request) const {
+tn::message Client::exchange(const tn::message& request) const {
     tn::message reply = tn::getLooper()->exchangeMessage(request, timeoutMs_);
     uint32_t code = 0;
     std::string text;
@@ -24,7 +24,7 @@ tn::message Client::exchange(tn::message request) const {
 tn::message Client::ask(const Path& path, uint32_t command, tn::message fields) const {
     fields.insert_u32_array(field::Destination, path);
     fields.insert_u32(field::Command, command);
-    return exchange(std::move(fields));
+    return exchange(fields);
 }
 
 std::vector<tn::message> Client::list(const Path& path) const {

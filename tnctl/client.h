@@ -16,7 +16,7 @@ class Client {
     explicit Client(uint32_t timeoutMs) : timeoutMs_(timeoutMs) {}
 
     /// Sends a request whose command and destination are set, as it is.
-    [[nodiscard]] tn::message exchange(tn::message request) const;
+    [[nodiscard]] tn::message exchange(const tn::message& request) const;
     /// Puts path and command into the fields and sends them.
     tn::message ask(const Path& path, uint32_t command, tn::message fields = {}) const;
     /// All items of a get-all, however many pages they come in.

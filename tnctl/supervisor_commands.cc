@@ -93,7 +93,7 @@ void undoChange(const Session& session, const std::optional<std::string>& id) {
 
     tn::message takeBack = record.get_message(undo::Old);
     takeBack.insert_bool(field::NoUndo, true);
-    (void)client.exchange(std::move(takeBack));  // ends here, the record kept, when its owner refuses
+    (void)client.exchange(takeBack);  // ends here, the record kept, when its owner refuses
 
     const std::string text = tn::escaped(record.get_string(undo::Text));
     session.console.out << "undone: " << text << '\n';
