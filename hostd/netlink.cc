@@ -59,7 +59,7 @@ NetlinkSocket::Outcome NetlinkSocket::take(size_t packets, const Taker& taker) c
     return Outcome::Full;
 }
 
-bool NetlinkSocket::takeAnswer(const Taker& taker) {
+bool NetlinkSocket::takeAnswer(const Taker& taker) const {
     bool isDone = false;
     bool isWhole = true;
     const auto look = [&](const nlmsghdr& message) {

@@ -145,7 +145,7 @@ class NetlinkSocket {
     Outcome take(size_t packets, const Taker& taker) const;
     /// Waits for the messages of a dump, or of one request with NLM_F_ACK. False when it failed, was interrupted by a
     /// change (NLM_F_DUMP_INTR), or nothing came for a second.
-    bool takeAnswer(const Taker& taker);
+    bool takeAnswer(const Taker& taker) const;
 
   private:
     mnl_socket* socket_ = nullptr;
