@@ -24,10 +24,12 @@ SCRIPT_ENTRY = "1.3.6.1.4.1.49999.1.1.8.1.1"
 HC_IN_OCTETS, HC_OUT_OCTETS, ALIAS = 6, 10, 18
 UP, DOWN = "1", "2"
 
+# The client prints octets as text when they happen to be printable: these addresses never are.
 LINKS = [["link", "set", "lo", "up"],
-         ["link", "add", "left", "type", "veth", "peer", "name", "right"],
-         ["link", "add", "br0", "type", "bridge"],
-         ["link", "add", "mac0", "link", "left", "type", "macvlan", "mode", "bridge"],
+         ["link", "add", "left", "address", "02:00:00:00:00:01", "type", "veth", "peer", "name", "right", "address",
+          "02:00:00:00:00:02"],
+         ["link", "add", "br0", "address", "02:00:00:00:00:03", "type", "bridge"],
+         ["link", "add", "mac0", "link", "left", "address", "02:00:00:00:00:04", "type", "macvlan", "mode", "bridge"],
          ["tuntap", "add", "tun0", "mode", "tun"],
          ["link", "set", "right", "master", "br0"],
          ["link", "set", "left", "up"], ["link", "set", "right", "up"], ["link", "set", "br0", "up"],
