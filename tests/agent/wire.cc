@@ -1,6 +1,8 @@
 #include "tests/agent/wire.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <ostream>
 #include <sstream>
 
@@ -36,20 +38,14 @@ Bytes objectId(const std::string& dotted) {
 
 Bytes text(uint8_t tag, const std::string& octets) { return tlv(tag, Bytes(octets.begin(), octets.end())); }
 
+bool isNumber(uint8_t tag) {
+    constexpr uint8_t kNumbers[] = {0x02, 0x41, 0x42, 0x43, 0x46, 0x47};
+    return std::find(std::begin(kNumbers), std::end(kNumbers), tag) != std::end(kNumbers);
+}
+
 Bytes value(const Binding& b) {
-    switch (b.tag) {
-        case 0x02:
-        case 0x41:
-        case 0x42:
-        case 0x43:
-        case 0x46:
-        case 0x47:
-            return integer(std::stoull(b.value), b.tag);
-        case 0x06:
-            return objectId(b.value);
-        default:
-            return text(b.tag, b.value);
-    }
+    if (isNumber(b.tag)) return integer(std::stoull(b.value), b.tag);
+    return b.tag == 0x06 ? objectId(b.value) : text(b.tag, b.value);
 }
 
 /// A cursor that remembers the first thing it didn't like.
@@ -140,20 +136,10 @@ Binding binding(Reader& in) {
     Binding b;
     b.name = in.objectId();
     b.tag = in.peek();
-    switch (b.tag) {
-        case 0x02:
-        case 0x41:
-        case 0x42:
-        case 0x43:
-        case 0x46:
-        case 0x47:
-            b.value = std::to_string(in.number(b.tag));
-            break;
-        case 0x06:
-            b.value = in.objectId();
-            break;
-        default:
-            b.value = in.octets(b.tag);
+    if (isNumber(b.tag)) {
+        b.value = std::to_string(in.number(b.tag));
+    } else {
+        b.value = b.tag == 0x06 ? in.objectId() : in.octets(b.tag);
     }
     return b;
 }
