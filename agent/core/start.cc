@@ -1,9 +1,11 @@
 #include "agent/core/start.h"
 
+#include "agent/core/plugins.h"
 #include "agent/log.h"
 #include "agent/modules/interface_module.h"
 #include "agent/modules/system_module.h"
 #include "agent/system/scribers.h"
+#include "tn/paths.h"
 
 namespace snmp {
 
@@ -39,6 +41,7 @@ int runAgent(SnmpLooper& agent) {
     agent.init();
     start_system_module();
     start_interface_module();
+    loadPlugins(tn::rooted("/tern/lib/snmp"));
     startSubscribers(agent.settings().trapKinds);
     announce(agent);
     return agent.run();

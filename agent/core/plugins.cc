@@ -1,0 +1,98 @@
+#include "agent/core/plugins.h"
+
+#include <dlfcn.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <exception>
+#include <filesystem>
+#include <string_view>
+
+#include "agent/log.h"
+
+namespace snmp {
+
+namespace {
+
+constexpr size_t kLongestPath = 128;     // octets
+constexpr unsigned kMostFolders = 1000;  // two symlinks to the folder they lie in are 2^60 paths
+constexpr std::string_view kSuffix = ".so";
+
+bool othersMayWrite(const struct stat& file) {
+    const bool owned = file.st_uid == 0 || file.st_uid == geteuid();
+    return !owned || (file.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+}
+
+/// Whether the object was built for this version, or doesn't say for which.
+bool fits(void* object, const std::string& path) {
+    const auto built = reinterpret_cast<const char* (*)()>(dlsym(object, "tarnixPluginVersion"));
+    if (built == nullptr || std::string_view(built()) == TARNIX_VERSION) return true;
+    serr << "plugin built for another version: " << path << ": " << built() << ", this is " << TARNIX_VERSION;
+    return false;
+}
+
+void start(void* object, const std::string& path) {
+    const auto autorun = reinterpret_cast<void (*)()>(dlsym(object, "autorun"));
+    if (autorun == nullptr) {
+        serr << "plugin " << path << " has no symbol autorun";
+        return;
+    }
+    try {
+        autorun();
+    } catch (const std::exception& fault) {
+        serr << "plugin failed in autorun: " << path << ": " << fault.what();
+    } catch (...) {
+        serr << "plugin failed in autorun: " << path;
+    }
+}
+
+void load(const std::string& path, const struct stat& file) {
+    if (othersMayWrite(file)) {
+        serr << "plugin refused: " << path << ": others than root and the agent's own user may write it";
+        return;
+    }
+    void* object = dlopen(path.c_str(), RTLD_NOW);
+    if (object == nullptr) {
+        serr << "failed dlopen: " << path << ":";
+        serr << dlerror();
+        return;
+    }
+    serr << "plugin loaded: " << path;
+    if (fits(object, path)) start(object, path);
+}
+
+void search(const std::string& directory, unsigned& folders) {
+    if (directory.size() > kLongestPath) {
+        serr << "Refusing to search for snmp plugins in following directory, because it's path is longer than 128 "
+                "characters (recursive symlink?):";
+        serr << directory;
+        return;
+    }
+    if (++folders > kMostFolders) {
+        if (folders == kMostFolders + 1) serr << "plugins: more than 1000 folders: not searched from " << directory;
+        return;
+    }
+    std::error_code fault;
+    std::filesystem::directory_iterator entry(directory, fault);
+    for (; !fault && entry != std::filesystem::directory_iterator(); entry.increment(fault)) {
+        const std::string name = entry->path().filename();
+        if (name.starts_with('.')) continue;
+        const std::string path = directory + "/" + name;
+        struct stat file {};
+        if (stat(path.c_str(), &file) != 0) return;
+        if (S_ISDIR(file.st_mode)) {
+            search(path, folders);
+        } else if (S_ISREG(file.st_mode) && name.size() > kSuffix.size() && name.ends_with(kSuffix)) {
+            load(path, file);
+        }
+    }
+}
+
+}  // namespace
+
+void loadPlugins(const std::string& directory) {
+    unsigned folders = 0;
+    search(directory, folders);
+}
+
+}  // namespace snmp
