@@ -2,10 +2,12 @@
 
 #include <arpa/inet.h>
 
+#include <array>
 #include <bit>
 #include <cstdlib>
 
 #include "agent/ber/tags.h"
+#include "agent/ber/variable_binding.h"
 #include "tn/log.h"
 
 namespace snmp {
@@ -187,8 +189,10 @@ void OutStream::addByType(const std::string& text, uint8_t tag) {
             return add(text, tag);
         case tag::Null:
             return addNull(tag);
-        case tag::IpAddress:
-            return add(ntohl(inet_addr(text.c_str())), tag);
+        case tag::IpAddress: {
+            const auto octets = std::bit_cast<std::array<unsigned char, 4>>(inet_addr(text.c_str()));
+            return add(octets.data(), octets.size(), tag);
+        }
         case tag::Integer:
         case tag::Counter32:
         case tag::TimeTicks:
@@ -197,6 +201,13 @@ void OutStream::addByType(const std::string& text, uint8_t tag) {
         default:  // nothing, on purpose: no other type has a text form
             return;
     }
+}
+
+void OutStream::addVarBind(const VariableBinding& binding) {
+    startSeq(tag::Sequence);
+    addOID(binding.name, tag::ObjectIdentifier);
+    addByType(binding.value, static_cast<uint8_t>(binding.type));
+    endSeq();
 }
 
 bool OutStream::overflowed() const {

@@ -9,6 +9,8 @@
 
 namespace snmp {
 
+struct VariableBinding;
+
 /// Builds one message as BER. Values are appended; a constructed value gets a length of one octet that is widened when
 /// it is closed. A value that can't be encoded isn't written, one line on standard output says so, and the message goes
 /// on without it: nothing here fails.
@@ -43,8 +45,11 @@ class OutStream : public UberStream {
     void addErrorIndex(unsigned int index);
 
     /// A value given as text, as trap settings hold it: an OID, an OCTET STRING, NULL (the text is ignored), an
-    /// IpAddress, or a number as INTEGER, Counter32, TimeTicks or UInteger32. Any other type writes nothing.
+    /// IpAddress (what is no dotted address becomes 255.255.255.255), or a number as INTEGER, Counter32, TimeTicks or
+    /// UInteger32. Any other type writes nothing.
     void addByType(const std::string& text, uint8_t tag);
+    /// A whole varbind, its value by addByType.
+    void addVarBind(const VariableBinding& binding);
 
     /// Whether the message, once closed, is larger than a UDP datagram carries.
     [[nodiscard]] bool overflowed() const;

@@ -22,6 +22,10 @@ const Item* CommunityKeep::find(std::string_view name) const {
     return findIf([&](const Item& item) { return item.name == name; });
 }
 
+const Item* CommunityKeep::findId(uint32_t id) const {
+    return findIf([&](const Item& item) { return item.id == id; });
+}
+
 bool CommunityKeep::check(std::string_view name, const IPAddr6& source) const {
     const Item* item = find(name);
     return item != nullptr && item->accepts(source);

@@ -15,6 +15,8 @@ class CommunityKeep : public tn::Map<Item> {
     /// Loads the list; a new store gets the default entry "common".
     void init();
 
+    /// The entry with this object id, or nullptr.
+    [[nodiscard]] const Item* findId(uint32_t id) const;
     /// The entry of exactly this name, or nullptr.
     [[nodiscard]] const Item* find(std::string_view name) const;
     // The same by name; an unknown name may do nothing.

@@ -7,6 +7,7 @@
 
 #include "agent/ber/in_stream.h"
 #include "agent/ber/tags.h"
+#include "agent/ber/variable_binding.h"
 #include "tests/agent/ber/octets.h"
 
 namespace snmp {
@@ -219,8 +220,8 @@ TEST(OutStream, TextBecomesAValueOfTheTypeAsked) {
         {tag::OctetString, "1.3", "04 03 31 2E 33"},
         {tag::Null, "ignored", "05 00"},
         {tag::IpAddress, "10.1.2.3", "40 04 0A 01 02 03"},
-        {tag::IpAddress, "0.0.1.2", "40 02 01 02"},  // the number rule: no leading zeros
-        {tag::IpAddress, "nonsense", "40 05 00 FF FF FF FF"},
+        {tag::IpAddress, "0.0.1.2", "40 04 00 00 01 02"},
+        {tag::IpAddress, "nonsense", "40 04 FF FF FF FF"},
         {tag::Integer, " -2x", "02 02 FF FE"},
         {tag::Integer, "", "02 01 00"},
         {tag::Counter32, "-1", "41 05 00 FF FF FF FF"},
@@ -233,6 +234,14 @@ TEST(OutStream, TextBecomesAValueOfTheTypeAsked) {
     for (const auto& [type, text, expected] : cases) {
         EXPECT_EQ(written([t = type, x = text](OutStream& out) { out.addByType(x, t); }), expected) << text;
     }
+}
+
+TEST(OutStream, AVarbindOfATrapKeepsItsNameWhenItsTypeHasNoText) {
+    EXPECT_EQ(written([](OutStream& out) {
+                  out.addVarBind({OID{1, 3, 6}, tag::Integer, "5"});
+              }),
+              "30 07 06 02 2B 06 02 01 05");
+    EXPECT_EQ(written([](OutStream& out) { out.addVarBind({OID{1, 3, 6}, tag::Gauge32, "5"}); }), "30 04 06 02 2B 06");
 }
 
 TEST(OutStream, OverflowIsMoreThanADatagramCarries) {
