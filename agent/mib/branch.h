@@ -32,7 +32,7 @@ class Branch {
 class DataProvider;
 class Packer;
 
-/// Every object served: prefix to branch, in the order of a walk. Filled at start-up, read-only afterwards.
+/// Every object served: prefix to branch, in the order of a walk. Filled at start-up; later only grows.
 extern std::map<OID, Branch*> branches;
 
 /// The instance of a scalar, 0.

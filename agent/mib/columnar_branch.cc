@@ -66,14 +66,15 @@ ColumnarBranch* addColumnarBranch(const OID& oid, Table* table) {
     return branch;
 }
 
-/// The row of exactly this index. An owner may answer the nearest one, and an index may go on after its last element:
-/// both name no row.
+/// The row of exactly this index. An owner may answer the nearest one or several that belong together, and an index may
+/// go on after its last element.
 std::unique_ptr<VData> ColumnarBranch::rowAt(const OID& index) const {
     const Key key = table_->createKey(index, /*strict=*/true);
     if (key.bad) return nullptr;
     std::unique_ptr<VData> list = table_->get(key);
-    if (list == nullptr || list->rows.empty() || table_->getKey(list->rows.front().get()) != index) return nullptr;
-    return list;
+    if (list == nullptr) return nullptr;
+    std::erase_if(list->rows, [&](const std::unique_ptr<Data>& row) { return table_->getKey(row.get()) != index; });
+    return list->rows.empty() ? nullptr : std::move(list);
 }
 
 /// Writes one row of a column and counts it off; false when nothing more is owed or fits.
@@ -81,7 +82,7 @@ bool ColumnarBranch::writeRow(Context& c, const OID& prefix, Columns::const_iter
     OID& name = c.branchPrefix;
     name = prefix;
     name += column->first;
-    name += table_->getKey(row);
+    table_->addKeyToName(row, name);
     c.out.startSeq(tag::Sequence);
     c.out.addOID(name, tag::ObjectIdentifier);
     column->second->pack(c, row);

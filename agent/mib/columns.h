@@ -36,6 +36,16 @@ struct Constant {
 struct ConstantOID {
     std::span<const unsigned int> value;
 };
+struct ConstantText {
+    std::string_view value;
+};
+
+/// Octets of which every row has the same number: as an index, that many sub-identifiers.
+template <class Record>
+struct FixedOctets {
+    std::vector<unsigned char> Record::*member;
+    unsigned int length;
+};
 
 /// One element of a record's array of counters.
 template <class Record>
@@ -49,7 +59,7 @@ struct Element {
 template <class Record>
 using ColumnValue = std::variant<unsigned int Record::*, unsigned long long Record::*, std::string Record::*,
                                  std::vector<unsigned char> Record::*, OID Record::*, IPAddr6 Record::*,
-                                 Element<Record>, Constant, ConstantOID>;
+                                 FixedOctets<Record>, Element<Record>, Constant, ConstantOID, ConstantText>;
 
 template <class Record>
 struct Column {
@@ -79,6 +89,10 @@ const Packer* packerFor(const Column<Record>& column) {
         const Packer* operator()(std::vector<unsigned char> Record::*member) const {
             return keep<DataRawPacker>(static_cast<std::vector<unsigned char> Data::*>(member), syntax, 0U);
         }
+        const Packer* operator()(FixedOctets<Record> octets) const {
+            return keep<DataRawPacker>(static_cast<std::vector<unsigned char> Data::*>(octets.member), syntax,
+                                       octets.length);
+        }
         const Packer* operator()(OID Record::*member) const {
             return keep<DataOIDPacker>(static_cast<OID Data::*>(member), syntax);
         }
@@ -90,6 +104,9 @@ const Packer* packerFor(const Column<Record>& column) {
         }
         const Packer* operator()(ConstantOID constant) const {
             return keep<ConstOIDPacker>(OID(constant.value), syntax);
+        }
+        const Packer* operator()(ConstantText constant) const {
+            return keep<ConstStringPacker>(std::string(constant.value), syntax, 0U);
         }
         const Packer* operator()(Constant constant) const {
             if (syntax == tag::Counter64) {

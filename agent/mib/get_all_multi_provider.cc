@@ -6,10 +6,12 @@ namespace snmp {
 
 void GetAllMultiProvider::addSource(GetAllProvider::BuildRows build, std::vector<uint32_t> path, uint32_t objectClass,
                                     uint32_t base) {
-    insert({base, nullptr, {std::move(path), build, objectClass}});
+    insert({base, nullptr, nullptr, {std::move(path), build, objectClass}});
 }
 
-void GetAllMultiProvider::addSource(RowsFunction function, uint32_t base) { insert({base, function, {}}); }
+void GetAllMultiProvider::addSource(RowsFunction function, uint32_t base, WriteFunction write) {
+    insert({base, function, write, {}});
+}
 
 void GetAllMultiProvider::insert(MultiSource source) {
     const auto at = std::find_if(sources_.begin(), sources_.end(),
@@ -91,8 +93,10 @@ bool GetAllMultiProvider::getCountCMD(unsigned int& n) {
 
 bool GetAllMultiProvider::setData(Data* row, const MapTable* table) {
     const size_t owner = sourceOf(table->getKey(row).front());
-    if (owner == sources_.size() || sources_[owner].function != nullptr) return false;
-    return GetAllProvider::setData(row, table, sources_[owner].source);
+    if (owner == sources_.size()) return false;
+    const MultiSource& s = sources_[owner];
+    if (s.function != nullptr) return s.write != nullptr && s.write(*row);
+    return GetAllProvider::setData(row, table, s.source);
 }
 
 }  // namespace snmp

@@ -14,10 +14,12 @@ class GetAllMultiProvider : public TableProvider {
   public:
     /// Appends every row of a source that is a function: a few rows that are always there.
     using RowsFunction = void (*)(Rows&);
+    /// Writes a changed row of such a source; false when it couldn't be written, which the function has told.
+    using WriteFunction = bool (*)(const Data&);
 
     /// An owner on the bus; its row ids lie under the base with the base's bits cleared.
     void addSource(GetAllProvider::BuildRows build, std::vector<uint32_t> path, uint32_t objectClass, uint32_t base);
-    void addSource(RowsFunction function, uint32_t base);
+    void addSource(RowsFunction function, uint32_t base, WriteFunction write = nullptr);
 
     bool setData(Data* row, const MapTable* table) override;
     std::unique_ptr<VData> getData(const Key& key, const MapTable* table, unsigned int count) override;
@@ -28,6 +30,7 @@ class GetAllMultiProvider : public TableProvider {
     struct MultiSource {
         uint32_t base;
         RowsFunction function;  ///< null for an owner on the bus
+        WriteFunction write;    ///< null when its rows can't be written
         GetAllProvider::Source source;
     };
     void insert(MultiSource source);

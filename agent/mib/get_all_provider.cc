@@ -30,7 +30,7 @@ class Fetch {
 
     /// False when the owner doesn't know the key.
     bool run() {
-        for (unsigned fruitless = 0; added() < want() && fruitless < kFruitlessPasses; ++fruitless) {
+        for (unsigned fruitless = 0; !full() && fruitless < kFruitlessPasses; ++fruitless) {
             const size_t had = added();
             const tn::message reply = exchange(fruitless);
             uint32_t code = 0;
@@ -44,6 +44,10 @@ class Fetch {
                 return true;
             }
             const std::vector<tn::message>& items = reply.get_message_array(tn::field::Objects);
+            if (count_ == 0) {  // exactly the row at the key: no other will do
+                if (!items.empty()) build(items.front());
+                return true;
+            }
             if ((!take(items) && !mayHideMore(items.size())) || !reply.has(tn::field::Continue)) return true;
             if (added() > had) fruitless = 0;
         }
@@ -51,12 +55,12 @@ class Fetch {
     }
 
   private:
-    [[nodiscard]] size_t want() const { return std::max(count_, 1U); }
     [[nodiscard]] size_t added() const { return rows_.size() - before_; }
+    [[nodiscard]] bool full() const { return count_ > 0 && added() >= count_; }
 
     tn::message exchange(unsigned fruitless) {
         // One more than wanted: the first item is the asked row itself when the rows behind it are wanted.
-        const unsigned wanted = count_ + 1 - std::min(count_, static_cast<unsigned>(added()));
+        const unsigned wanted = count_ + 1 - static_cast<unsigned>(added());
         asked_ = std::min(wanted << std::min(fruitless, 16U), std::max(wanted, kMostAsked));
         tn::message request = tn::request(source_.path, tn::cmd::GetAll);
         request.insert_u32(tn::field::MaxObjects, asked_);
@@ -74,14 +78,12 @@ class Fetch {
     bool take(const std::vector<tn::message>& items) {
         const Key start = cursor_;
         for (const tn::message& item : items) {
-            if (added() >= want()) break;
-            if (skips(item)) {
-                moveTo(item);
-                continue;
-            }
-            build(item);
+            if (full()) break;
+            if (!skips(item)) build(item);
+            if (stdKey_) moveTo(item);
         }
         if (!dlog.isMuted()) dlog << "added: " << added();
+        if (!stdKey_) updateKey();
         // A key message names a row that is here already; an object id is only left behind for the next one.
         cursor_.skipFirst = !stdKey_;
         if (!(cursor_ == start) && forward(start)) return true;
@@ -104,17 +106,21 @@ class Fetch {
 
     void build(const tn::message& item) {
         const size_t from = rows_.size();
-        const std::unique_ptr<Data> unlisted = source_.build(item, rows_);
-        const Data* last = unlisted != nullptr ? unlisted.get() : rows_.size() > from ? rows_.back().get() : nullptr;
-        if (stdKey_) {
-            moveTo(item);
-        } else if (last != nullptr) {
+        std::unique_ptr<Data> unlisted = source_.build(item, rows_);
+        unbuilt_ = unlisted == nullptr && rows_.size() == from;
+        if (unlisted != nullptr) unlisted_ = std::move(unlisted);
+        if (rows_.size() > from && count_ > 0) keepGrowing(from);
+    }
+
+    /// The last row seen, listed or not, is where the next pass begins.
+    void updateKey() {
+        const Data* last = unlisted_ != nullptr ? unlisted_.get() : added() > 0 ? rows_.back().get() : nullptr;
+        if (last != nullptr) {
             trace("update key");
             table_->addKeyToMessage(last, cursor_.message);
-        } else {
+        } else if (std::exchange(unbuilt_, false)) {
             serr << "unable to update key";
         }
-        keepGrowing(from);
     }
 
     static void trace(const char* what) {
@@ -122,25 +128,25 @@ class Fetch {
     }
 
     void moveTo(const tn::message& item) {
-        if (!stdKey_) return;
         cursor_.objectId = item.get_u32(tn::field::ObjectId, tn::kNoId);
         cursor_.nextId = item.get_u32(tn::field::NextId, tn::kNoId);
     }
 
     /// Leaves out the rows from `from` on whose index isn't greater than every one before.
     void keepGrowing(size_t from) {
-        if (count_ == 0) return;
-        const auto grows = [this](const std::unique_ptr<Data>& row) {
-            OID index = table_->getKey(row.get());
-            if (!(greatest_ < index)) return false;
-            greatest_ = std::move(index);
-            return true;
-        };
         size_t kept = from;
         for (size_t i = from; i < rows_.size(); ++i) {
-            if (grows(rows_[i])) std::swap(rows_[kept++], rows_[i]);
+            index_.clear();
+            table_->addKeyToName(rows_[i].get(), index_);
+            unlisted_ = nullptr;
+            if (greatest_ < index_ && kept - before_ < count_) {
+                greatest_.swap(index_);
+                std::swap(rows_[kept++], rows_[i]);
+            } else {
+                unlisted_ = std::move(rows_[i]);
+            }
         }
-        rows_.resize(std::min(kept, before_ + want()));
+        rows_.resize(kept);
     }
 
     /// Ids that go back would be asked for again and again.
@@ -157,8 +163,11 @@ class Fetch {
     const size_t before_;
     Key cursor_;
     const bool stdKey_;
-    unsigned asked_ = 0;  ///< items of the last request
-    OID greatest_;        ///< greatest index so far, the asked one to begin with
+    unsigned asked_ = 0;              ///< items of the last request
+    OID greatest_;                    ///< greatest index so far, the asked one to begin with
+    OID index_;                       ///< of the row being looked at
+    std::unique_ptr<Data> unlisted_;  ///< the last row seen, when it isn't listed
+    bool unbuilt_ = false;            ///< the last item gave no row at all
 };
 
 }  // namespace

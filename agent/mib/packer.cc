@@ -8,11 +8,7 @@ namespace snmp {
 
 namespace {
 
-OID octetsAsKey(std::span<const uint8_t> octets) {
-    OID key;
-    key.assign(octets.begin(), octets.end());
-    return key;
-}
+void addOctets(std::span<const uint8_t> octets, OID& name) { name.insert(name.end(), octets.begin(), octets.end()); }
 
 std::string octetsOfIPv4(unsigned int address) {
     return {static_cast<char>(address >> 24), static_cast<char>(address >> 16), static_cast<char>(address >> 8),
@@ -25,9 +21,12 @@ std::span<const uint8_t> bytesOf(const std::string& text) {
 
 }  // namespace
 
-OID Packer::getAsKey(const Data*) const {
-    serr << "BUG: Packer::getAsKey called";
-    return {};
+void Packer::addKeyToName(const Data*, OID&) const { serr << "BUG: Packer::getAsKey called"; }
+
+OID Packer::getAsKey(const Data* record) const {
+    OID key;
+    addKeyToName(record, key);
+    return key;
 }
 
 bool Packer::addKeyToMessage(OID&, tn::message&, uint32_t) const {
@@ -48,7 +47,7 @@ bool NumPacker::unpack(Data* record, Context& c) const {
     return true;
 }
 
-OID NumPacker::getAsKey(const Data* record) const { return OID(get(record)); }
+void NumPacker::addKeyToName(const Data* record, OID& name) const { name += get(record); }
 
 bool NumPacker::addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const {
     OID piece;
@@ -60,6 +59,17 @@ bool NumPacker::addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) cons
 
 void NumPacker::addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const {
     m.insert_u32(fieldId, get(record));
+}
+
+bool ConstNumPacker::addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const {
+    OID piece;
+    if (!key.popUnsigned(&piece) || piece.front() != value_) return false;
+    addKeyToMessage(nullptr, m, fieldId);
+    return true;
+}
+
+void ConstNumPacker::addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const {
+    if (fieldId != kNoField) NumPacker::addKeyToMessage(record, m, fieldId);
 }
 
 void BignumPacker::pack(Context& c, const Data* record) const { c.out.add(get(record), type_); }
@@ -81,15 +91,14 @@ bool StringPacker::unpack(Data* record, Context& c) const {
     return true;
 }
 
-OID StringPacker::getAsKey(const Data* record) const {
+void StringPacker::addKeyToName(const Data* record, OID& name) const {
     const std::string value = get(record);
-    if (keyLength_ == 0) {
-        OID key(static_cast<unsigned int>(value.size()));
-        return key + octetsAsKey(bytesOf(value));
+    if (keyLength_ != 0 && value.size() != keyLength_) {
+        serr << "inconsistent key length";
+        return;
     }
-    if (value.size() == keyLength_) return octetsAsKey(bytesOf(value));
-    serr << "inconsistent key length";
-    return {};
+    if (keyLength_ == 0) name += static_cast<unsigned int>(value.size());
+    addOctets(bytesOf(value), name);
 }
 
 bool StringPacker::addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const {
@@ -140,9 +149,10 @@ bool OIDPacker::unpack(Data* record, Context& c) const {
     return true;
 }
 
-OID OIDPacker::getAsKey(const Data* record) const {
+void OIDPacker::addKeyToName(const Data* record, OID& name) const {
     const OID& value = get(record);
-    return OID(static_cast<unsigned int>(value.size())) + value;
+    name += static_cast<unsigned int>(value.size());
+    name += value;
 }
 
 void IPPacker::pack(Context& c, const Data* record) const { c.out.add(octetsOfIPv4(get(record)), type_); }
@@ -160,13 +170,19 @@ bool IPPacker::unpack(Data* record, Context& c) const {
     return true;
 }
 
-OID IPPacker::getAsKey(const Data* record) const { return octetsAsKey(bytesOf(octetsOfIPv4(get(record)))); }
+void IPPacker::addKeyToName(const Data* record, OID& name) const {
+    const unsigned int address = get(record);
+    for (const unsigned int shift : {24U, 16U, 8U, 0U}) name += address >> shift & 0xff;
+}
 
 bool IPPacker::addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const {
     OID piece;
     unsigned int value = 0;
     key.popIP(&piece);
     const bool complete = piece.asIP(&value);
+    // A number above 255 stands behind all addresses that begin like this one.
+    const auto above = std::find_if(piece.begin(), piece.end(), [](unsigned int id) { return id > 255; });
+    if (above != piece.end()) value |= 0xffffffffU >> 8 * (above - piece.begin());
     m.insert_be32(fieldId, value);
     return complete;
 }
@@ -193,7 +209,7 @@ bool IP6Packer::unpack(Data* record, Context& c) const {
     return true;
 }
 
-OID IP6Packer::getAsKey(const Data* record) const { return octetsAsKey(get(record).octets()); }
+void IP6Packer::addKeyToName(const Data* record, OID& name) const { addOctets(get(record).octets(), name); }
 
 bool IP6Packer::addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const {
     OID piece;

@@ -20,6 +20,8 @@ using tn::IPAddr6;
 /// holds it as a constant; one packer serves every record of a class.
 class Packer {
   public:
+    static constexpr uint32_t kNoField = 0xffffffff;  ///< as a field id: the owner doesn't know this index
+
     explicit Packer(unsigned int type) : type_(static_cast<uint8_t>(type)) {}
     Packer(const Packer&) = delete;
     Packer& operator=(const Packer&) = delete;
@@ -30,8 +32,9 @@ class Packer {
     /// Reads the Set's value into the record. A value of the wrong type or size leaves the record as it is; the result
     /// is the read's.
     virtual bool unpack(Data* record, Context& c) const = 0;
-    /// The value as index sub-identifiers (RFC 2578, section 7.7); empty for a type without an index form.
-    [[nodiscard]] virtual OID getAsKey(const Data* record) const;
+    /// Appends the value as index sub-identifiers (RFC 2578, section 7.7); none for a type without an index form.
+    virtual void addKeyToName(const Data* record, OID& name) const;
+    [[nodiscard]] OID getAsKey(const Data* record) const;
     /// Consumes this index from the front of `key` and puts it into the message; false when it isn't well formed.
     virtual bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const;
     /// Puts the record's value into the message.
@@ -47,7 +50,7 @@ class NumPacker : public Packer {
     using Packer::Packer;
     void pack(Context& c, const Data* record) const override;
     bool unpack(Data* record, Context& c) const override;
-    [[nodiscard]] OID getAsKey(const Data* record) const override;
+    void addKeyToName(const Data* record, OID& name) const override;
     bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const override;
     void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const override;
     [[nodiscard]] virtual unsigned int get(const Data* record) const = 0;
@@ -70,7 +73,7 @@ class StringPacker : public Packer {
     StringPacker(unsigned int type, unsigned int keyLength) : Packer(type), keyLength_(keyLength) {}
     void pack(Context& c, const Data* record) const override;
     bool unpack(Data* record, Context& c) const override;
-    [[nodiscard]] OID getAsKey(const Data* record) const override;
+    void addKeyToName(const Data* record, OID& name) const override;
     bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const override;
     void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const override;
     [[nodiscard]] virtual std::string get(const Data* record) const = 0;
@@ -86,7 +89,7 @@ class OIDPacker : public Packer {
     using Packer::Packer;
     void pack(Context& c, const Data* record) const override;
     bool unpack(Data* record, Context& c) const override;
-    [[nodiscard]] OID getAsKey(const Data* record) const override;
+    void addKeyToName(const Data* record, OID& name) const override;
     [[nodiscard]] virtual const OID& get(const Data* record) const = 0;
     virtual void set(Data* record, const OID& value) const = 0;
 };
@@ -97,7 +100,7 @@ class IPPacker : public Packer {
     using Packer::Packer;
     void pack(Context& c, const Data* record) const override;
     bool unpack(Data* record, Context& c) const override;
-    [[nodiscard]] OID getAsKey(const Data* record) const override;
+    void addKeyToName(const Data* record, OID& name) const override;
     bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const override;
     void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const override;
     [[nodiscard]] virtual unsigned int get(const Data* record) const = 0;
@@ -110,7 +113,7 @@ class IP6Packer : public Packer {
     using Packer::Packer;
     void pack(Context& c, const Data* record) const override;
     bool unpack(Data* record, Context& c) const override;
-    [[nodiscard]] OID getAsKey(const Data* record) const override;
+    void addKeyToName(const Data* record, OID& name) const override;
     bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const override;
     void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const override;
     [[nodiscard]] virtual IPAddr6 get(const Data* record) const = 0;
@@ -122,6 +125,9 @@ class IP6Packer : public Packer {
 class ConstNumPacker : public NumPacker {
   public:
     ConstNumPacker(unsigned int value, unsigned int type) : NumPacker(type), value_(value) {}
+    /// As an index: any other number names no row. A constant that is bound to no field doesn't go into the message.
+    bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const override;
+    void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const override;
     unsigned int get(const Data*) const override { return value_; }
     void set(Data*, unsigned int) const override {}
 

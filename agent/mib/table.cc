@@ -4,6 +4,12 @@
 
 namespace snmp {
 
+OID Table::getKey(const Data* row) const {
+    OID key;
+    addKeyToName(row, key);
+    return key;
+}
+
 bool MapTable::hasStdKey() const {
     if (indexes_.empty()) serr << "map table without index";
     return indexes_.size() == 1 && indexes_.front().second == tn::field::ObjectId.number && !noStdKey_;
@@ -20,10 +26,8 @@ unsigned int MapTable::count() {
     return provider_->getCountCMD(n) ? n : 0;
 }
 
-OID MapTable::getKey(const Data* row) const {
-    OID key;
-    for (const auto& [packer, fieldId] : indexes_) key += packer->getAsKey(row);
-    return key;
+void MapTable::addKeyToName(const Data* row, OID& name) const {
+    for (const auto& [packer, fieldId] : indexes_) packer->addKeyToName(row, name);
 }
 
 bool MapTable::addKeyToMessage(const OID& index, tn::message& m) const {

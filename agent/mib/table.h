@@ -25,8 +25,9 @@ class Table {
     /// Writes the changed row of this index back.
     virtual bool set(const OID& index, Data* row) = 0;
     virtual unsigned int count() = 0;
-    /// The index sub-identifiers of a row.
-    [[nodiscard]] virtual OID getKey(const Data* row) const = 0;
+    /// Appends the index sub-identifiers of a row.
+    virtual void addKeyToName(const Data* row, OID& name) const = 0;
+    [[nodiscard]] OID getKey(const Data* row) const;
     /// The key for the index part of an instance's name; an empty index gives the empty key, which is the first row.
     /// @param strict  an index that doesn't decode makes the key bad; else relaxed
     [[nodiscard]] virtual Key createKey(const OID& index, bool strict) const = 0;
@@ -53,6 +54,7 @@ class MapTable : public Table {
     MapTable(TableProvider* provider, bool noStdKey) : provider_(provider), noStdKey_(noStdKey) {}
 
     /// Appends an index; they are consumed from an instance's name in this order.
+    /// @param fieldId  the message field that carries it to the owner; Packer::kNoField for a constant
     void addIndex(const Packer* packer, uint32_t fieldId) { indexes_.emplace_back(packer, fieldId); }
     /// Whether rows are named by object id: exactly one index, on that field.
     [[nodiscard]] bool hasStdKey() const;
@@ -62,7 +64,7 @@ class MapTable : public Table {
     std::unique_ptr<VData> getFirst(unsigned int count) override { return provider_->getFirst(count, this); }
     bool set(const OID&, Data* row) override { return provider_->setData(row, this); }
     unsigned int count() override;
-    OID getKey(const Data* row) const override;
+    void addKeyToName(const Data* row, OID& name) const override;
     Key createKey(const OID& index, bool strict) const override;
 
     /// Puts the index fields of an instance's name into the message; false when it doesn't decode.
@@ -92,7 +94,7 @@ class StaticMuxTable : public Table {
     std::unique_ptr<VData> getFirst(unsigned int count) override;
     bool set(const OID& index, Data* row) override;
     unsigned int count() override { return static_cast<unsigned int>(providers_.size()); }
-    OID getKey(const Data* row) const override { return OID(static_cast<const MuxRow*>(row)->rowId); }
+    void addKeyToName(const Data* row, OID& name) const override { name += static_cast<const MuxRow*>(row)->rowId; }
     Key createKey(const OID& index, bool strict) const override;
 
   private:
