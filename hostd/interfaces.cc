@@ -1,17 +1,12 @@
 #include "hostd/interfaces.h"
 
-#include <sys/epoll.h>
 #include <unistd.h>
 
-#include "tn/looper.h"
 #include "tn/sources.h"
 
 namespace hostd {
 
 namespace {
-
-constexpr size_t kPacketsAtOnce = 64;     // before the loop looks after others
-constexpr size_t kPacketsBefore = 16384;  // an answer
 
 bool isRadio(const std::string& sysfs, const std::string& name) {
     return ::access((sysfs + "/class/net/" + name + "/phy80211").c_str(), F_OK) == 0;
@@ -29,25 +24,15 @@ Interfaces::Interfaces(const std::string& sysfs)
     policySet().add_policy(interface::kSpeed, tn::right::Reading);
 }
 
-Interfaces::~Interfaces() {
-    if (tn::Looper* looper = tn::getLooper(); looper != nullptr && watchedFd_ >= 0) looper->removeSocket(watchedFd_);
-}
-
 void Interfaces::loadPermData() {
-    isWatching_ = true;
-    drain(kPacketsBefore);
+    monitor_.start();
+    refresh();
     drivers_.ask(tn::getMilliseconds());
 }
 
-void Interfaces::drain(size_t packets) {
-    if (!isWatching_) return;
-    monitor_.drain(tn::getMilliseconds(), packets);
+void Interfaces::refresh() {
+    monitor_.catchUp();
     if (links_.version() != driversVersion_) watchDrivers();
-    tn::Looper* looper = tn::getLooper();
-    if (looper == nullptr || !monitor_.isOpen() || watchedFd_ == monitor_.fd()) return;
-    watchedFd_ = monitor_.fd();
-    looper->addSocket(
-        watchedFd_, [this](int, unsigned) { drain(kPacketsAtOnce); }, EPOLLIN);
 }
 
 void Interfaces::watchDrivers() {
@@ -59,8 +44,6 @@ void Interfaces::watchDrivers() {
 }
 
 void Interfaces::take(const nlmsghdr& message) { links_.take(message, tn::getMilliseconds()); }
-
-void Interfaces::refresh() { drain(kPacketsBefore); }
 
 void Interfaces::refreshIds(std::span<const uint32_t> ids) {
     const uint64_t now = tn::getMilliseconds();

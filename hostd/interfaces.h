@@ -20,7 +20,6 @@ class Interfaces : public IdTable {
 
     /// @param sysfs  the kernel's tree of devices ("/sys"): tells which of them are radios
     explicit Interfaces(const std::string& sysfs);
-    ~Interfaces() override;
 
     void loadPermData() override;
     tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
@@ -41,7 +40,6 @@ class Interfaces : public IdTable {
     tn::message setRow(uint32_t id, const tn::message& request) override;
 
   private:
-    void drain(size_t packets);
     void statusChanged(const Link& link, uint32_t status);
     tn::message speedOf(const tn::message& request);
     void watchDrivers();
@@ -50,8 +48,6 @@ class Interfaces : public IdTable {
     LinkMonitor monitor_;
     DriverWatch drivers_;
     uint64_t driversVersion_ = 0;  ///< of links_, when the drivers to watch were chosen
-    int watchedFd_ = -1;
-    bool isWatching_ = false;  ///< the kernel's notifications
 };
 
 /// The contract of {20, 0}. A set is accepted and changes nothing. Counters wrap as the kernel's do; those that are

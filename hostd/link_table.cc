@@ -59,7 +59,8 @@ void LinkTable::beginListing() {
     for (Entry& entry : links_) entry.isListed = false;
 }
 
-void LinkTable::endListing() {
+void LinkTable::endListing(bool isWhole) {
+    if (!isWhole) return;
     for (size_t at = links_.size(); at-- > 0;)
         if (!links_[at].isListed) remove(at);
 }

@@ -6,11 +6,12 @@
 #include <vector>
 
 #include "hostd/link.h"
+#include "hostd/netlink_follower.h"
 
 namespace hostd {
 
 /// The links of this host, ordered by index, kept up to date by the messages given to it.
-class LinkTable {
+class LinkTable : public FollowedTable {
   public:
     /// Told of each change of a link's status; a link that isn't there has status 0. `link` is as it is now, and is
     /// about to go when its status has become 0 by removal.
@@ -21,12 +22,10 @@ class LinkTable {
     LinkTable(IsWireless isWireless, StatusChanged statusChanged);
 
     /// Takes RTM_NEWLINK and RTM_DELLINK, and RTM_NEWSTATS for the links that are there; other messages are passed
-    /// over. @param now  milliseconds of tn::getMilliseconds
-    void take(const nlmsghdr& message, uint64_t now);
-
-    /// Between these two calls every link that is there is told of anew; the others are gone.
-    void beginListing();
-    void endListing();
+    /// over.
+    void take(const nlmsghdr& message, uint64_t now) override;
+    void beginListing() override;
+    void endListing(bool isWhole) override;
 
     [[nodiscard]] size_t size() const { return links_.size(); }
     /// The link with this index, or nullptr. A walk costs O(1) a step: the place of the last look-up is tried first.

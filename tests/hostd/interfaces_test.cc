@@ -129,7 +129,7 @@ TEST_F(LinkTableTest, AListingBringsTheTableUpToDate) {
     takes(LinkMessage(2, "x", kUp));
     takes(LinkMessage(5, "x", 0));
     takes(LinkMessage(4, "new", kUp));
-    links.endListing();
+    links.endListing(true);
     EXPECT_THAT(indexes(), ElementsAre(2, 4, 5));
     EXPECT_THAT(told, ElementsAre("x=0", "new=1280", "x=0", "x=0"));
 }

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "hostd/netlink.h"
+
+namespace hostd {
+
+/// What is kept of the things that a NetlinkFollower follows.
+class FollowedTable {
+  public:
+    virtual ~FollowedTable() = default;
+    /// Takes what the kernel tells of one thing; messages about others are passed over.
+    /// @param now  milliseconds of tn::getMilliseconds
+    virtual void take(const nlmsghdr& message, uint64_t now) = 0;
+    /// Between these two calls everything that is there is told of anew.
+    virtual void beginListing() = 0;
+    /// @param isWhole  what wasn't told of has gone; else the listing broke off, and says nothing of it
+    virtual void endListing(bool isWhole) = 0;
+};
+
+/// Keeps a table current with the kernel's notifications (rtnetlink(7)). It is listed whole at the start, and when
+/// notifications were lost because they came faster than they were read.
+class NetlinkFollower {
+  public:
+    /// What is followed.
+    struct Subject {
+        std::string what;                   ///< for the log: "interfaces"
+        unsigned groups;                    ///< RTMGRP_*
+        void (*request)(NetlinkRequests&);  ///< adds the one that lists it
+    };
+    /// @param table  must outlive this
+    NetlinkFollower(Subject subject, FollowedTable& table) : subject_(std::move(subject)), table_(table) {}
+    ~NetlinkFollower();
+    NetlinkFollower(const NetlinkFollower&) = delete;
+    NetlinkFollower& operator=(const NetlinkFollower&) = delete;
+
+    /// Lists the table, and has the process's loop, if there is one, take in from now on what comes. When the kernel
+    /// refuses, that is logged and tried again, once a second, by catchUp(). Before this nothing is read.
+    void start();
+    [[nodiscard]] bool isOpen() const { return notices_.isOpen(); }
+    /// Takes in what waits: before an answer.
+    void catchUp();
+
+  private:
+    void drain(size_t packets);
+    void open(uint64_t now);
+    void list(uint64_t now);
+
+    Subject subject_;
+    FollowedTable& table_;
+    NetlinkSocket notices_;
+    NetlinkSocket requests_;
+    uint64_t tried_ = 0;
+    int watchedFd_ = -1;
+    bool isStarted_ = false;
+    bool isBehind_ = false;  ///< the last listing failed
+    bool isLogged_ = false;
+};
+
+}  // namespace hostd
