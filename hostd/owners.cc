@@ -2,7 +2,10 @@
 
 #include <unistd.h>
 
+#include "hostd/addresses.h"
+#include "hostd/arp_entries.h"
 #include "hostd/disk_table.h"
+#include "hostd/forwarding.h"
 #include "hostd/interfaces.h"
 #include "hostd/neighbors.h"
 #include "hostd/scripts.h"
@@ -41,7 +44,10 @@ Owners::Owners(const Options& options) {
     own({kSystem, 1}, std::make_unique<Identity>());
     own({kSystem, 2}, std::make_unique<SystemInfo>(places));
     own({10, 1}, std::make_unique<Neighbors>());
+    own({16, 3}, std::make_unique<Forwarding>());
     own({20, 0}, std::make_unique<Interfaces>(options.sysfs));
+    own({20, 1}, std::make_unique<Addresses>());
+    own({20, 8}, std::make_unique<ArpEntries>());
     own({48, 101}, std::make_unique<Scripts>(tn::rooted("/tern/scripts")));
     own({79, 2}, std::make_unique<DiskTable>(options.proc));
 }
