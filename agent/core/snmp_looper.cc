@@ -6,12 +6,14 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "agent/core/create_reply.h"
 #include "agent/core/datagram.h"
 #include "agent/log.h"
 #include "agent/system/scribers.h"
+#include "agent/traps/interface_traps.h"
 #include "tn/sources.h"
 
 namespace snmp {
@@ -33,12 +35,18 @@ bool setOption(int fd, int level, int name) {
 
 }  // namespace
 
-SnmpLooper::SnmpLooper(uint16_t port) : Looper({tn::number::Snmp}), store_("/tern/store/snmpd", 5), port_(port) {
+SnmpLooper::SnmpLooper(uint16_t port, uint16_t trapPort)
+    : Looper({tn::number::Snmp}),
+      store_("/tern/store/snmpd", 5),
+      port_(port),
+      traps_(settings_, communities_, trapPort) {
     loop = this;
     serr << "communityKeep->init();";
     communities_.init();
     serr << "addHandler(snmp::ID_COMMUNITIES, communityKeep);";
     addHandler(ID_COMMUNITIES, &communities_);
+    trapHandler_.init();
+    addHandler(ID_TRAPS, &trapHandler_);
 }
 
 SnmpLooper::~SnmpLooper() {
@@ -47,9 +55,9 @@ SnmpLooper::~SnmpLooper() {
 }
 
 void SnmpLooper::init() {
-    policySet().add_policy(1, tn::right::Write);
+    policySet().add_policy(trap_request::kCommand, tn::right::Write);
     if (store_.find(kRecord)) {
-        settings_ = Settings::read(store_.get(kRecord));
+        adopt(Settings::read(store_.get(kRecord)));
         settings_.engineBoots = tn::getUptime() < kJustBooted ? 0 : settings_.engineBoots + 1;
         serr << "engineBoots = " << settings_.engineBoots;
         if (!store_.set(kRecord, settings_.getConfig())) serr << "settings not written: " << store_.lastError();
@@ -59,6 +67,11 @@ void SnmpLooper::init() {
     } else {
         setupLeave(kLeaveAfter);
     }
+}
+
+void SnmpLooper::adopt(Settings settings) {
+    settings_ = std::move(settings);
+    interfaceFilter = settings_.interfaceFilter;
 }
 
 /// A bound dual-stack socket, or an IPv4 one where IPv6 isn't there; -1 with errno set.
@@ -138,7 +151,7 @@ tn::message SnmpLooper::cmdSet(const tn::message& request) {
 
     tn::message undo = settings_.undoOf(request);
     undo.insert_u32(tn::field::Command, tn::cmd::Set);
-    settings_ = std::move(next);
+    adopt(std::move(next));
     if (request.has(setting::TrapKinds)) restartSubscribers(settings_.trapKinds);
     if (request.has(setting::Enabled)) settings_.enabled ? enable() : disable();
 
@@ -146,6 +159,19 @@ tn::message SnmpLooper::cmdSet(const tn::message& request) {
     sendUndo(request, std::move(undo), "changed snmp settings");
     notifyChange(tn::kNoId, request);
     return {};
+}
+
+tn::message SnmpLooper::cmdUnknown(const tn::message& request, uint32_t command) {
+    if (command == trap_request::kCommand || command == tn::cmd::Changed || command == kStatusChanged)
+        traps_.send(request);
+    return {};
+}
+
+void SnmpLooper::startup() {
+    if (!std::ranges::count(settings_.trapKinds, kStartTrap)) return;
+    trapMakers.push_back(startupTrapMaker);
+    traps_.send({});
+    trapMakers.pop_back();
 }
 
 }  // namespace snmp

@@ -5,6 +5,8 @@
 #include "agent/mib/context.h"
 #include "agent/security/community_keep.h"
 #include "agent/system/settings.h"
+#include "agent/traps/trap_handler.h"
+#include "agent/traps/trap_sender.h"
 #include "tn/looper.h"
 #include "tn/store.h"
 
@@ -14,8 +16,9 @@ namespace snmp {
 /// after the other, on the one thread of the loop.
 class SnmpLooper : public tn::Looper {
   public:
-    /// @param port  UDP port of the service
-    explicit SnmpLooper(uint16_t port);
+    /// @param port      UDP port of the service
+    /// @param trapPort  UDP port of the trap targets
+    explicit SnmpLooper(uint16_t port, uint16_t trapPort = kTrapPort);
     ~SnmpLooper() override;
 
     /// Loads the settings, counts this start in the engine boots, and opens the socket when the service is on. While it
@@ -29,6 +32,10 @@ class SnmpLooper : public tn::Looper {
     tn::message cmdGet(const tn::message& request) override;
     tn::message cmdSet(const tn::message& request) override;
     tn::message getObject(uint32_t id) override;  ///< the settings, whatever the id
+    /// Sends a trap for the commands that ask for one and for notifications; an empty reply to everything.
+    tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
+
+    void startup();  ///< sends the start-up trap when the settings name it
 
     [[nodiscard]] const Settings& settings() const { return settings_; }
     [[nodiscard]] CommunityKeep& communities() { return communities_; }
@@ -36,6 +43,7 @@ class SnmpLooper : public tn::Looper {
   private:
     [[nodiscard]] int openSocket() const;
     void receive(int fd);
+    void adopt(Settings settings);  ///< puts them in force
 
     tn::Store store_;
     CommunityKeep communities_;
@@ -43,6 +51,8 @@ class SnmpLooper : public tn::Looper {
     uint16_t port_;
     int socket_ = -1;
     Context context_{{}};  ///< of the request being answered
+    TrapSender traps_;
+    TrapHandler trapHandler_;
 };
 
 /// The process's agent.

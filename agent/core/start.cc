@@ -11,6 +11,8 @@ namespace snmp {
 
 namespace {
 
+constexpr uint64_t kStartupTrapAfter = 100;  // milliseconds
+
 void announce(SnmpLooper& agent) {
     tn::message m;
     m.insert_vector(tn::field::Destination, tn::number::Supervisor);
@@ -22,8 +24,7 @@ void announce(SnmpLooper& agent) {
 
 void addOptions(CLI::App& app, Options& options) {
     app.add_option("--port", options.port, "UDP port of the SNMP service")->check(CLI::Range(1, 65535));
-    app.add_option("--trap-port", options.trapPort, "UDP port of the trap targets (this version sends no traps yet)")
-        ->check(CLI::Range(1, 65535));
+    app.add_option("--trap-port", options.trapPort, "UDP port of the trap targets")->check(CLI::Range(1, 65535));
     app.add_flag("--log-requests", options.logRequests, "log two lines for each request, communities included");
     app.add_flag("--debug", options.debug, "log the steps of each request");
 }
@@ -32,7 +33,7 @@ std::unique_ptr<SnmpLooper> makeAgent(const Options& options) {
     slog.mute(!options.logRequests);
     dlog.mute(!options.debug);
     serr << "loop = new SnmpLooper();";
-    return std::make_unique<SnmpLooper>(options.port);
+    return std::make_unique<SnmpLooper>(options.port, options.trapPort);
 }
 
 int runAgent(SnmpLooper& agent) {
@@ -42,7 +43,9 @@ int runAgent(SnmpLooper& agent) {
     start_system_module();
     start_interface_module();
     loadPlugins(tn::rooted("/tern/lib/snmp"));
+    trapMakers.push_back(alderTrapMaker);
     startSubscribers(agent.settings().trapKinds);
+    agent.addTimer([&agent] { agent.startup(); }, kStartupTrapAfter);
     announce(agent);
     return agent.run();
 }

@@ -11,7 +11,7 @@ namespace snmp {
 /// The agent's command line, beside the options that every daemon has.
 struct Options {
     uint16_t port = 161;
-    uint16_t trapPort = 162;
+    uint16_t trapPort = kTrapPort;
     bool logRequests = false;
     bool debug = false;
 };

@@ -19,6 +19,9 @@ struct Scriber {
 
 extern std::vector<Scriber> scribers;
 
+/// What the settings name beside the indices: the trap at the agent's start, which needs no subscription.
+constexpr uint32_t kStartTrap = 0xabc0001;
+
 /// Subscribes to each generator of the list; indices beyond the table are skipped.
 void startSubscribers(const std::vector<uint32_t>& wanted);
 /// Stops every generator, then starts those of the list.

@@ -1,21 +1,81 @@
 #include "agent/traps/interface_traps.h"
 
-#include <vector>
+#include <algorithm>
+#include <string>
 
+#include "agent/ber/tags.h"
+#include "agent/log.h"
 #include "agent/system/scribers.h"
+#include "agent/traps/trap_makers.h"
 #include "tn/looper.h"
 
 namespace snmp {
 
 std::map<uint32_t, uint32_t> ifStateMap;
+std::set<uint32_t> interfaceFilter;
 
 namespace {
+
 const std::vector<uint32_t> kInterfaces = {20, 0};
-constexpr uint32_t kStatusChanged = 0x10004;
+constexpr tn::u32_id kStatus{0x10003};
+constexpr uint32_t kUp = 0x100;           // of kStatus
+constexpr uint32_t kOperational = 0x400;  // of kStatus
+
+const OID kIfIndex = {1, 3, 6, 1, 2, 1, 2, 2, 1, 1};
+const OID kIfAdminStatus = {1, 3, 6, 1, 2, 1, 2, 2, 1, 7};
+const OID kIfOperStatus = {1, 3, 6, 1, 2, 1, 2, 2, 1, 8};
+
+bool isWanted(uint32_t interface) {
+    return interfaceFilter.empty() || interfaceFilter.contains(0) || interfaceFilter.contains(interface);
+}
+
+/// False when the interface was known to be in this state. At the agent's start fewer bits are noted, on purpose: what
+/// an interface that was up tells first is always a change.
+bool noteState(uint32_t interface, uint32_t state) {
+    const auto [known, isNew] = ifStateMap.try_emplace(interface, state);
+    if (isNew) return true;
+    if (known->second == state) return false;
+    known->second = state;
+    return true;
+}
+
+std::string upOrDown(bool isUp) { return isUp ? "1" : "2"; }
+
 }  // namespace
 
-void interfaceSubscribe() { tn::getLooper()->subscribe(kInterfaces, kStatusChanged, notifyFilterMsg()); }
+void interfaceSubscribe() {
+    trapMakers.push_back(interfaceTrapMaker);
+    tn::getLooper()->subscribe(kInterfaces, kStatusChanged, notifyFilterMsg());
+}
 
-void interfaceUnSubscribe() { tn::getLooper()->unsubscribe(kInterfaces, kStatusChanged, notifyFilterMsg()); }
+void interfaceUnSubscribe() {
+    const auto maker = std::ranges::find(trapMakers, &interfaceTrapMaker);
+    if (maker != trapMakers.end()) trapMakers.erase(maker);
+    tn::getLooper()->unsubscribe(kInterfaces, kStatusChanged, notifyFilterMsg());
+}
+
+bool interfaceTrapMaker(std::vector<VariableBinding>& bindings, const tn::message& message, OID& trapOid,
+                        unsigned int& generic, unsigned int& specific) {
+    if (message.get_u32_array(tn::field::Source) != kInterfaces) return false;
+    if (!message.has(kStatus) || !message.has(tn::field::ObjectId)) return false;
+    const uint32_t interface = message.get_u32(tn::field::ObjectId);
+    if (!isWanted(interface)) {
+        sout << "trap filtred";
+        return false;
+    }
+    const uint32_t state = message.get_u32(kStatus) & (kUp | kOperational);
+    if (!noteState(interface, state)) {
+        sout << "same status";
+        return false;
+    }
+    const bool isUp = (state & kUp) != 0;
+    trapOid = isUp ? OID{1, 3, 6, 1, 6, 3, 1, 1, 5, 4} : OID{1, 3, 6, 1, 6, 3, 1, 1, 5, 3};
+    generic = isUp ? generic_trap::LinkUp : generic_trap::LinkDown;
+    specific = 0;
+    bindings.push_back({kIfIndex, tag::Integer, std::to_string(interface)});
+    bindings.push_back({kIfAdminStatus, tag::Integer, upOrDown(isUp)});
+    bindings.push_back({kIfOperStatus, tag::Integer, upOrDown((state & kOperational) != 0)});
+    return true;
+}
 
 }  // namespace snmp

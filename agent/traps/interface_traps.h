@@ -2,14 +2,31 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
+#include <vector>
+
+#include "agent/ber/oid.h"
+#include "agent/ber/variable_binding.h"
+#include "tn/message.h"
 
 namespace snmp {
+
+/// The interface owner's notification that an interface's status has changed.
+constexpr uint32_t kStatusChanged = 0x10004;
 
 /// Interface id to the last status bits reported; entries stay for the life of the process.
 extern std::map<uint32_t, uint32_t> ifStateMap;
 
+/// The interfaces whose changes give traps, as the settings name them. Empty, or with 0 in it: every one.
+extern std::set<uint32_t> interfaceFilter;
+
 // The trap generator "interfaces": asks the interface owner for its status notifications, and stops asking.
 void interfaceSubscribe();
 void interfaceUnSubscribe();
+
+/// linkUp and linkDown (RFC 2863), made of the interface owner's status notifications; one that tells nothing new makes
+/// none. The names of the bindings carry no index: which interface it is stands in the value of ifIndex.
+bool interfaceTrapMaker(std::vector<VariableBinding>& bindings, const tn::message& message, OID& trapOid,
+                        unsigned int& generic, unsigned int& specific);
 
 }  // namespace snmp

@@ -1,32 +1,23 @@
 #include "agent/traps/trap_makers.h"
 
-#include <algorithm>
-
 #include "agent/ber/tags.h"
 
 namespace snmp {
 
 std::vector<TrapMaker> trapMakers;
 
-namespace {
-
-// Generic traps of RFC 1157.
-constexpr unsigned int kWarmStart = 1;
-constexpr unsigned int kEnterpriseSpecific = 6;
-
-}  // namespace
-
-bool makeTrap(const tn::message& message, Trap& trap) {
-    return std::ranges::any_of(trapMakers, [&](TrapMaker maker) {
-        trap = {};
-        return maker(trap.bindings, message, trap.oid, trap.generic, trap.specific);
-    });
+std::optional<Trap> makeTrap(const tn::message& message) {
+    for (const TrapMaker maker : trapMakers) {
+        Trap trap;
+        if (maker(trap.bindings, message, trap.oid, trap.generic, trap.specific)) return trap;
+    }
+    return {};
 }
 
 bool startupTrapMaker(std::vector<VariableBinding>&, const tn::message&, OID& trapOid, unsigned int& generic,
                       unsigned int& specific) {
     trapOid = {1, 3, 6, 1, 6, 3, 1, 1, 5, 2};  // warmStart
-    generic = kWarmStart;
+    generic = generic_trap::WarmStart;
     specific = 0;
     return true;
 }
@@ -35,7 +26,7 @@ bool alderTrapMaker(std::vector<VariableBinding>& bindings, const tn::message& m
                     unsigned int& generic, unsigned int& specific) {
     if (message.get_u32(tn::field::Command) != trap_request::kCommand) return false;
     trapOid = {1, 3, 6, 1, 4, 1, 49999, 1, 1, 9};
-    generic = kEnterpriseSpecific;
+    generic = generic_trap::EnterpriseSpecific;
     specific = 1;
     if (!message.has(trap_request::Name) || !message.has(trap_request::Type)) return true;
     const uint32_t type = message.get_u32(trap_request::Type);

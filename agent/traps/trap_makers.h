@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "agent/ber/oid.h"
@@ -8,11 +9,19 @@
 
 namespace snmp {
 
-/// What a trap says, whatever its version: generic and specific are those of RFC 1157, 4.1.6.
+/// Values of generic-trap (RFC 1157, 4.1.6).
+namespace generic_trap {
+constexpr unsigned int WarmStart = 1;
+constexpr unsigned int LinkDown = 2;
+constexpr unsigned int LinkUp = 3;
+constexpr unsigned int EnterpriseSpecific = 6;
+}  // namespace generic_trap
+
+/// What a trap says, whatever its version.
 struct Trap {
     OID oid;
-    unsigned int generic = 0;
-    unsigned int specific = 0;
+    unsigned int generic = 0;   ///< one of generic_trap
+    unsigned int specific = 0;  ///< the number of an enterprise's own trap
     std::vector<VariableBinding> bindings;
 };
 
@@ -23,8 +32,8 @@ using TrapMaker = bool (*)(std::vector<VariableBinding>& bindings, const tn::mes
 /// Asked in this order; the first that returns true makes the trap.
 extern std::vector<TrapMaker> trapMakers;
 
-/// Asks the makers. False when none of them knows the message.
-[[nodiscard]] bool makeTrap(const tn::message& message, Trap& trap);
+/// Asks the makers; nothing when none of them makes a trap of the message.
+[[nodiscard]] std::optional<Trap> makeTrap(const tn::message& message);
 
 /// warmStart (RFC 3418), made of any message: among the makers only while the agent starts.
 bool startupTrapMaker(std::vector<VariableBinding>& bindings, const tn::message& message, OID& trapOid,

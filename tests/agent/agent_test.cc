@@ -4,6 +4,8 @@
 #include <filesystem>
 
 #include "agent/system/scribers.h"
+#include "agent/traps/interface_traps.h"
+#include "agent/traps/trap_makers.h"
 
 namespace snmp {
 
@@ -19,6 +21,9 @@ AgentTest::~AgentTest() {
     agent.reset();
     branches.clear();
     scribers.clear();
+    trapMakers.clear();
+    ifStateMap.clear();
+    interfaceFilter.clear();
     tn::setSources(nullptr);
     std::filesystem::remove_all(root_);
 }

@@ -1,0 +1,124 @@
+#include "agent/traps/trap_sender.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "agent/ber/tags.h"
+#include "agent/log.h"
+#include "agent/mib/context.h"
+
+namespace snmp {
+
+namespace {
+
+constexpr std::initializer_list<unsigned int> kSysUpTime = {1, 3, 6, 1, 2, 1, 1, 3, 0};
+constexpr std::initializer_list<unsigned int> kSnmpTrapOid = {1, 3, 6, 1, 6, 3, 1, 1, 4, 1, 0};
+
+/// The name of a trap in SNMPv2 (RFC 3584, 3.1).
+OID nameOf(const Trap& trap) {
+    return trap.generic == generic_trap::EnterpriseSpecific ? trap.oid + OID{0, trap.specific} : trap.oid;
+}
+
+void addBindings(OutStream& out, const std::vector<VariableBinding>& bindings) {
+    for (const VariableBinding& binding : bindings) out.addVarBind(binding);
+}
+
+}  // namespace
+
+void TrapSender::send(const tn::message& message) {
+    if (!settings_.enabled) {
+        serr << "send_trap: snmp disabled";
+        return;
+    }
+    if (settings_.trapTargets.empty() || settings_.trapCommunity == kNoCommunity) {
+        serr << "send_trap: no trap sink specified";
+        return;
+    }
+    if (!socket_.open()) {
+        serr << "send_trap: failed to open UDP socket: " << std::strerror(errno);
+        return;
+    }
+    if (sendToTargets(message)) socket_.close();
+}
+
+/// False when the trap was stopped on its way through the targets.
+bool TrapSender::sendToTargets(const tn::message& message) {
+    std::optional<Trap> trap;
+    for (const IPAddr6& target : settings_.trapTargets) {
+        if (!socket_.connect(target, port_)) {
+            serr << "send_trap: failed to connect: " << std::strerror(errno);
+            continue;
+        }
+        const std::optional<IPAddr6> local = socket_.local();
+        if (!local) {
+            serr << "send_trap: failed to getsockname: " << std::strerror(errno);
+            return false;
+        }
+        OutStream out;
+        if (!createTrap(out, message, *local, trap)) {
+            serr << "send_trap: createTrap failed";
+            return false;
+        }
+        if (!socket_.send(out.bytes())) serr << "send_trap: failed to send trap packet: " << std::strerror(errno);
+    }
+    return true;
+}
+
+bool TrapSender::createTrap(OutStream& out, const tn::message& message, const IPAddr6& local,
+                            std::optional<Trap>& trap) const {
+    const Item* community = communities_.findId(settings_.trapCommunity);
+    if (community == nullptr) {
+        serr << "createTrap: bad community";
+        return false;
+    }
+    if (!trap) trap = makeTrap(message);
+    if (!trap) {
+        serr << "Could not handle trap, msg dump: " << message;
+        return false;
+    }
+    out.startSeq(tag::Sequence);
+    out.add(settings_.trapVersion, tag::Integer);
+    out.add(community->name, tag::OctetString);
+    if (settings_.trapVersion == kVersion1) {
+        addPduV1(out, *trap, local);
+    } else {
+        addPduV2(out, *trap);
+    }
+    out.endSeq();
+    return true;
+}
+
+void TrapSender::addPduV1(OutStream& out, const Trap& trap, const IPAddr6& local) const {
+    out.startSeq(pdu::TrapV1);
+    out.addOID(trap.oid, tag::ObjectIdentifier);
+    // An IPv6 address has no place in this field: 0.0.0.0 then (RFC 3584, 3.2).
+    out.addByType(local.isIPv4() ? local.str() : "0.0.0.0", tag::IpAddress);
+    out.add(trap.generic, tag::Integer);
+    out.add(trap.specific, tag::Integer);
+    out.add(upTime(), tag::TimeTicks);
+    out.startSeq(tag::Sequence);
+    addBindings(out, trap.bindings);
+    out.endSeq();
+    out.endSeq();
+}
+
+void TrapSender::addPduV2(OutStream& out, const Trap& trap) const {
+    out.startSeq(pdu::TrapV2);
+    out.add(tn::sources().random32() >> 1, tag::Integer);  // request-id
+    out.addErrorStatus(0);
+    out.addErrorIndex(0);
+    out.startSeq(tag::Sequence);
+    out.startSeq(tag::Sequence);
+    out.addOID(OID(kSysUpTime), tag::ObjectIdentifier);
+    out.add(upTime(), tag::TimeTicks);
+    out.endSeq();
+    out.startSeq(tag::Sequence);
+    out.addOID(OID(kSnmpTrapOid), tag::ObjectIdentifier);
+    out.addOID(nameOf(trap), tag::ObjectIdentifier);
+    out.endSeq();
+    addBindings(out, trap.bindings);
+    out.endSeq();
+    out.endSeq();
+}
+
+}  // namespace snmp

@@ -1,0 +1,60 @@
+#include "agent/traps/trap_socket.h"
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace snmp {
+
+bool TrapSocket::open() {
+    if (socket_) return true;
+    constexpr int kType = SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC;
+    socket_ = tn::Descriptor(::socket(AF_INET6, kType, 0));
+    isIPv4_ = !socket_;
+    if (isIPv4_) {
+        socket_ = tn::Descriptor(::socket(AF_INET, kType, 0));
+        return static_cast<bool>(socket_);
+    }
+    const int off = 0;  // whatever the system's default is
+    (void)::setsockopt(socket_.get(), IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
+    return true;
+}
+
+bool TrapSocket::connect(const tn::IPAddr6& target, uint16_t port) {
+    // A connected socket keeps the source address of its first target, which may not lead to the next one.
+    const sockaddr nobody{.sa_family = AF_UNSPEC, .sa_data = {}};
+    (void)::connect(socket_.get(), &nobody, sizeof nobody);
+    if (!isIPv4_) {
+        sockaddr_in6 to{};
+        to.sin6_family = AF_INET6;
+        to.sin6_port = htons(port);
+        std::ranges::copy(target.octets(), to.sin6_addr.s6_addr);
+        return ::connect(socket_.get(), reinterpret_cast<sockaddr*>(&to), sizeof to) == 0;
+    }
+    if (!target.isIPv4()) {
+        errno = EAFNOSUPPORT;
+        return false;
+    }
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_port = htons(port);
+    to.sin_addr.s_addr = htonl(target.getIPv4());
+    return ::connect(socket_.get(), reinterpret_cast<sockaddr*>(&to), sizeof to) == 0;
+}
+
+std::optional<tn::IPAddr6> TrapSocket::local() const {
+    sockaddr_storage address{};
+    socklen_t length = sizeof address;
+    if (::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0) return {};
+    return tn::IPAddr6::ofSockaddr(reinterpret_cast<const sockaddr&>(address));
+}
+
+bool TrapSocket::send(std::span<const uint8_t> datagram) {
+    const auto attempt = [&] { return ::send(socket_.get(), datagram.data(), datagram.size(), MSG_NOSIGNAL) >= 0; };
+    // That a former target refused its trap is told to the first attempt after it, which then sends nothing.
+    return attempt() || attempt();
+}
+
+}  // namespace snmp
