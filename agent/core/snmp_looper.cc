@@ -57,10 +57,14 @@ SnmpLooper::~SnmpLooper() {
 void SnmpLooper::init() {
     policySet().add_policy(trap_request::kCommand, tn::right::Write);
     if (store_.find(kRecord)) {
-        adopt(Settings::read(store_.get(kRecord)));
-        settings_.engineBoots = tn::getUptime() < kJustBooted ? 0 : settings_.engineBoots + 1;
-        serr << "engineBoots = " << settings_.engineBoots;
+        Settings stored = Settings::read(store_.get(kRecord));
+        stored.engineBoots = tn::getUptime() < kJustBooted ? 0 : stored.engineBoots + 1;
+        serr << "engineBoots = " << stored.engineBoots;
+        adopt(std::move(stored));
         if (!store_.set(kRecord, settings_.getConfig())) serr << "settings not written: " << store_.lastError();
+    }
+    if (!v3Server_.strictDigest && communities_.hasUsers()) {
+        serr << "SNMPv3 users can be forged without a password: start the agent with --strict-usm";
     }
     if (settings_.enabled) {
         enable();
@@ -72,6 +76,9 @@ void SnmpLooper::init() {
 void SnmpLooper::adopt(Settings settings) {
     settings_ = std::move(settings);
     interfaceFilter = settings_.interfaceFilter;
+    v3Server_.engineBoots = settings_.engineBoots;
+    v3Server_.engineId = settings_.engineId;
+    communities_.setEngineId(settings_.engineId);
 }
 
 /// A bound dual-stack socket, or an IPv4 one where IPv6 isn't there; -1 with errno set.

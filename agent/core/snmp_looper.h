@@ -39,6 +39,7 @@ class SnmpLooper : public tn::Looper {
 
     [[nodiscard]] const Settings& settings() const { return settings_; }
     [[nodiscard]] CommunityKeep& communities() { return communities_; }
+    [[nodiscard]] V3ServerInfo& v3Server() { return v3Server_; }
 
   private:
     [[nodiscard]] int openSocket() const;
@@ -48,6 +49,7 @@ class SnmpLooper : public tn::Looper {
     tn::Store store_;
     CommunityKeep communities_;
     Settings settings_;
+    V3ServerInfo v3Server_;
     uint16_t port_;
     int socket_ = -1;
     Context context_{{}};  ///< of the request being answered

@@ -25,6 +25,8 @@ void announce(SnmpLooper& agent) {
 void addOptions(CLI::App& app, Options& options) {
     app.add_option("--port", options.port, "UDP port of the SNMP service")->check(CLI::Range(1, 65535));
     app.add_option("--trap-port", options.trapPort, "UDP port of the trap targets")->check(CLI::Range(1, 65535));
+    app.add_flag("--strict-usm", options.strictUsm,
+                 "take SNMPv3 messages with a whole digest (12 octets) only: without it users can be forged");
     app.add_flag("--log-requests", options.logRequests, "log two lines for each request, communities included");
     app.add_flag("--debug", options.debug, "log the steps of each request");
 }
@@ -33,7 +35,9 @@ std::unique_ptr<SnmpLooper> makeAgent(const Options& options) {
     slog.mute(!options.logRequests);
     dlog.mute(!options.debug);
     serr << "loop = new SnmpLooper();";
-    return std::make_unique<SnmpLooper>(options.port, options.trapPort);
+    auto agent = std::make_unique<SnmpLooper>(options.port, options.trapPort);
+    agent->v3Server().strictDigest = options.strictUsm;
+    return agent;
 }
 
 int runAgent(SnmpLooper& agent) {

@@ -12,6 +12,7 @@ namespace snmp {
 struct Options {
     uint16_t port = 161;
     uint16_t trapPort = kTrapPort;
+    bool strictUsm = false;
     bool logRequests = false;
     bool debug = false;
 };

@@ -2,12 +2,15 @@
 
 namespace snmp {
 
+std::array<uint32_t, kV3Errors> Context::v3counters{};
+
 void Context::begin(std::span<const uint8_t> datagram) {
     in.read(datagram);
     out.clear();
     version = kVersion1;
     community.clear();
     pduType = kNoTag;
+    v3Error = V3Error::None;
     requestedName.clear();
     bindingIndex = 0;
     oid.clear();

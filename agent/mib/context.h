@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -16,6 +17,8 @@ namespace snmp {
 constexpr uint32_t kVersion1 = 0;
 constexpr uint32_t kVersion2c = 1;
 constexpr uint32_t kVersion3 = 3;
+
+constexpr size_t kV3Errors = 6;
 
 /// One varbind taken by Context::peek.
 struct RequestItem {
@@ -35,7 +38,11 @@ struct Context {
     uint32_t version = kVersion1;
     std::string community;             ///< community string or user name
     uint8_t pduType = kNoTag;          ///< tag of the request PDU
+    V3Error v3Error = V3Error::None;   ///< what a Report tells instead of an answer
     InStream::StreamPos firstBinding;  ///< where its varbinds begin
+
+    /// Messages with each V3Error since the process started: usmStats (RFC 3414, 5).
+    static std::array<uint32_t, kV3Errors> v3counters;
 
     // The varbind being served.
     OID requestedName;          ///< its name, as read

@@ -1,5 +1,7 @@
 #include "agent/security/community_keep.h"
 
+#include "tn/looper.h"
+
 namespace snmp {
 
 CommunityKeep::CommunityKeep() : Map("/tern/store/snmp-communities", "snmp community") {
@@ -43,7 +45,30 @@ bool CommunityKeep::canWrite(std::string_view name) const {
 
 uint32_t CommunityKeep::getSecurity(std::string_view name) const {
     const Item* item = find(name);
-    return item != nullptr ? item->security : 0;
+    return item != nullptr ? item->security : security_level::None;
+}
+
+void CommunityKeep::setEngineId(const std::string& engineId) {
+    engineId_ = engineId;
+    regenerateKeys();
+}
+
+void CommunityKeep::regenerateKeys() {
+    if (makingKeys_ || engineId_.empty()) return;
+    makingKeys_ = true;
+    tn::getLooper()->defer([this] { makeNextKeys(); });
+}
+
+void CommunityKeep::makeNextKeys() {
+    makingKeys_ = false;
+    const Item* next = findIf([&](const Item& item) { return !item.hasKeys(engineId_); });
+    if (next == nullptr) return;
+    (void)keysOf(*next);
+    regenerateKeys();
+}
+
+bool CommunityKeep::hasUsers() const {
+    return findIf([](const Item& item) { return item.security != security_level::None; }) != nullptr;
 }
 
 tn::message CommunityKeep::doAdd(Item* added) { return doSet(nullptr, added); }
@@ -51,7 +76,10 @@ tn::message CommunityKeep::doAdd(Item* added) { return doSet(nullptr, added); }
 tn::message CommunityKeep::doSet(Item* current, Item* changed) {
     const Item* other = findIf(
         [&](const Item& item) { return item.name == changed->name && (current == nullptr || item.id != current->id); });
-    if (other == nullptr) return {};
+    if (other == nullptr) {
+        regenerateKeys();  // in the loop's next turn, when the change has been made
+        return {};
+    }
     return tn::errorMsg(tn::error::Refused, "community with the same name already exists!");
 }
 

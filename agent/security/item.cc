@@ -99,6 +99,36 @@ void Item::setConfig(const tn::message& in) {
     security = in.get_u32(kSecurity, security);
 }
 
+bool Item::PasswordKey::isOf(const std::string& other, uint32_t otherMethod) const {
+    return password == other && method == otherMethod;
+}
+
+void Item::PasswordKey::make(const std::string& from, uint32_t with) {
+    if (isOf(from, with)) return;
+    password = from;
+    method = with;
+    key = passwordToAKey(from, with);
+}
+
+bool Item::hasKeys(const std::string& engineId) const {
+    return keysEngine_ == engineId && authenticationKey_.isOf(authenticationPassword, authenticationProtocol) &&
+           encryptionKey_.isOf(encryptionPassword, authenticationProtocol);
+}
+
+const UserKeys& Item::keys(const std::string& engineId) const {
+    if (hasKeys(engineId)) return keys_;
+    authenticationKey_.make(authenticationPassword, authenticationProtocol);
+    encryptionKey_.make(encryptionPassword, authenticationProtocol);
+    keysEngine_ = engineId;
+    keys_ = {};
+    keys_.method = authenticationProtocol;
+    const Octets digestKey = aKeyToBKey(authenticationKey_.key, engineId, keys_.method);
+    if (engineId.empty() || digestKey.empty()) return keys_;
+    keys_.digest = bKeyToDKey(digestKey);
+    keys_.crypt = aKeyToBKey(encryptionKey_.key, engineId, keys_.method);
+    return keys_;
+}
+
 bool Item::accepts(const IPAddr6& source) const {
     return std::any_of(addresses.begin(), addresses.end(), [&](const IPPrefix6& p) { return p.has(source); });
 }

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "agent/ber/v3_info.h"
+#include "agent/security/usm_crypto.h"
 #include "tn/address.h"
 #include "tn/amap.h"
 
@@ -33,8 +35,8 @@ class Item : public tn::Object {
     std::string name;
     bool readAccess = true;
     bool writeAccess = false;
-    uint32_t security = 0;
-    uint32_t authenticationProtocol = 0;
+    uint32_t security = security_level::None;
+    uint32_t authenticationProtocol = digest_method::Md5;
     uint32_t encryptionProtocol = 0;
     std::string authenticationPassword;
     std::string encryptionPassword;
@@ -46,6 +48,27 @@ class Item : public tn::Object {
     /// What the message doesn't carry stays as it is; an empty address list becomes 0.0.0.0/0.
     void setConfig(const tn::message& in) override;
     [[nodiscard]] bool accepts(const IPAddr6& source) const;
+
+    /// The user's keys for this engine, none while the engine id is empty. The privacy key is made with the
+    /// authentication protocol's hash, too. Making them takes milliseconds for each password, and is done when they
+    /// are first asked for after passwords or protocol have changed; another engine id takes microseconds.
+    [[nodiscard]] const UserKeys& keys(const std::string& engineId) const;
+    [[nodiscard]] bool hasKeys(const std::string& engineId) const;  ///< asking for them takes no time
+
+  private:
+    /// The key of a password before it is localised, with what it was made from.
+    struct PasswordKey {
+        std::string password;
+        uint32_t method = digest_method::Md5;
+        Octets key;
+
+        [[nodiscard]] bool isOf(const std::string& password, uint32_t method) const;
+        void make(const std::string& password, uint32_t method);
+    };
+
+    mutable PasswordKey authenticationKey_, encryptionKey_;
+    mutable std::string keysEngine_;  ///< for which keys_ were made
+    mutable UserKeys keys_;
 };
 
 }  // namespace snmp

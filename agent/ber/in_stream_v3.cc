@@ -1,0 +1,114 @@
+#include <openssl/crypto.h>
+
+#include <algorithm>
+
+#include "agent/ber/in_stream.h"
+#include "agent/ber/tags.h"
+
+namespace snmp {
+
+namespace {
+
+/// Only the first thing found is reported.
+void found(V3Error& error, V3Error what) {
+    if (error == V3Error::None) error = what;
+}
+
+}  // namespace
+
+bool InStream::readV3Info(V3Error& error) {
+    level_ = security_level::None;
+    if (enterSeq() < 0 || !getInt(&v3_.msgID) || !getInt(&v3_.msgMaxSize) || !getString(&v3_.msgFlags) ||
+        !getInt(&v3_.msgSecurityModel)) {
+        return false;
+    }
+    exitSeq();
+    if (v3_.msgFlags.empty() || !readSecurityParameters()) return false;
+
+    const bool authenticated = (v3_.msgFlags[0] & kAuthFlag) != 0;
+    const bool encrypted = (v3_.msgFlags[0] & kPrivFlag) != 0;
+    if (authenticated) level_ = encrypted ? security_level::Private : security_level::Authorized;
+    if (encrypted && !authenticated) found(error, V3Error::UnsupportedLevel);
+    return true;
+}
+
+bool InStream::readSecurityParameters() {
+    if (enterSeq() < 0 || enterSeq() < 0 || !getString(&v3_.msgAuthoritativeEngineID) ||
+        !getInt(&v3_.msgAuthoritativeEngineBoots) || !getInt(&v3_.msgAuthoritativeEngineTime) ||
+        !getString(&v3_.msgUserName) || !getString(&v3_.msgAuthenticationParameters)) {
+        return false;
+    }
+    v3_.authParamsPosition = pos_ - v3_.msgAuthenticationParameters.size();
+    if (!getString(&v3_.msgPrivacyParameters)) return false;
+    const size_t end = pos_;
+    exitSeq();
+    exitSeq();
+    return end <= pos_;  // they are a message of their own inside their OCTET STRING
+}
+
+bool InStream::decryptAndCheckSignature(V3Error& error, const UserKeys& keys, V3ServerInfo& server) {
+    received_.clear();
+    if (level_ == security_level::Private && !decrypt(keys)) return false;
+    if (!readContext()) {
+        if (!received_.empty()) data_.swap(received_);
+        return false;
+    }
+    takeEngine(error, server);
+    if (level_ != security_level::None) checkTimeAndDigest(error, keys, server);
+    if (level_ == security_level::Private) v3_.msgPrivacyParameters = server.nextSalt();
+    v3_.msgAuthoritativeEngineBoots = server.engineBoots;
+    v3_.msgAuthoritativeEngineTime = server.engineTime();
+    return true;
+}
+
+// The plaintext takes the ciphertext's place.
+bool InStream::decrypt(const UserKeys& keys) {
+    const int length = contentLen("get string overflow of message");
+    if (length < 0) return false;
+    received_.assign(data_.begin(), data_.begin() + static_cast<std::ptrdiff_t>(size_));
+    const auto text = std::span(data_).subspan(pos_, static_cast<size_t>(length));
+    return cryptMessageDES(v3_.msgPrivacyParameters, keys.crypt, text, false);
+}
+
+bool InStream::readContext() {
+    return enterSeq() >= 0 && getString(&v3_.contextEngineID) && getString(&v3_.contextName);
+}
+
+void InStream::takeEngine(V3Error& error, const V3ServerInfo& server) {
+    if (v3_.msgAuthoritativeEngineID == server.engineId) return;
+    found(error, V3Error::UnknownEngineId);
+    v3_.msgAuthoritativeEngineID = server.engineId;
+    v3_.contextEngineID = server.engineId;
+}
+
+void InStream::checkTimeAndDigest(V3Error& error, const UserKeys& keys, V3ServerInfo& server) {
+    // Unsigned: a time ahead of the agent's is far behind it.
+    if (server.engineTime() - v3_.msgAuthoritativeEngineTime > kTimeWindow ||
+        server.engineBoots != v3_.msgAuthoritativeEngineBoots) {
+        found(error, V3Error::NotInTimeWindow);
+    }
+    const bool wellFormed = !server.strictDigest || v3_.msgAuthenticationParameters.size() == kAuthParamsSize;
+    if (keys.digest.empty()) {
+        found(error, V3Error::UnknownUserName);
+    } else if (!wellFormed || !isSigned(keys)) {
+        found(error, V3Error::WrongDigest);
+    }
+    if (!wellFormed) v3_.msgAuthenticationParameters.assign(kAuthParamsSize, '\0');  // the reply's is whole
+}
+
+// A field shorter or longer than the 12 octets of HMAC-96 is compared over its own length, as far as the digest goes,
+// on purpose: whoever was answered stays answered. Nothing but strictDigest keeps forgers with short fields out.
+bool InStream::isSigned(const UserKeys& keys) const {
+    const std::string& field = v3_.msgAuthenticationParameters;
+    const auto message = received_.empty() ? bytes() : std::span<const uint8_t>(received_);
+    const Octets digest = digestMessage(message, keys.digest, v3_.authParamsPosition, field.size(), keys.method);
+    return !digest.empty() && CRYPTO_memcmp(digest.data(), field.data(), std::min(field.size(), digest.size())) == 0;
+}
+
+void InStream::clearAuthPrivInfo() {
+    v3_.msgAuthenticationParameters.clear();
+    v3_.msgPrivacyParameters.clear();
+    v3_.msgFlags[0] = static_cast<char>(v3_.msgFlags[0] & ~(kAuthFlag | kPrivFlag));
+}
+
+}  // namespace snmp

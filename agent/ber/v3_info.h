@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace snmp {
+
+/// Security levels of a message and of a user (RFC 3414, 1.4): each includes those below it.
+namespace security_level {
+constexpr uint32_t None = 0;
+constexpr uint32_t Authorized = 1;  ///< authenticated
+constexpr uint32_t Private = 2;     ///< and encrypted
+}  // namespace security_level
+
+constexpr uint32_t kUserSecurityModel = 3;  ///< msgSecurityModel of RFC 3414
+constexpr char kAuthFlag = 1;               ///< bits of msgFlags (RFC 3412, 6.4)
+constexpr char kPrivFlag = 2;
+constexpr size_t kAuthParamsSize = 12;  ///< octets of an HMAC-96 digest (RFC 3414, 6.3.1)
+constexpr size_t kSaltSize = 8;         ///< octets of msgPrivacyParameters (RFC 3414, 8.1.1.1)
+constexpr uint32_t kTimeWindow = 15;    ///< seconds that a message may be old; RFC 3414 allows 150
+
+/// What is wrong with a v3 message, as its Report tells: the number is that of the usmStats object less one.
+enum class V3Error : int {
+    None = -1,
+    UnsupportedLevel = 0,
+    NotInTimeWindow = 1,
+    UnknownUserName = 2,
+    UnknownEngineId = 3,
+    WrongDigest = 4,
+    DecryptionError = 5,  ///< never set: what can't be decrypted is dropped
+};
+
+/// Header, security parameters and context of one v3 message (RFC 3412, 6; RFC 3414, 2.4). That of a request becomes
+/// that of its reply.
+struct V3Info {
+    uint32_t msgID = 0;
+    uint32_t msgMaxSize = 0;
+    std::string msgFlags;  ///< the first octet counts; never empty in a message that was read
+    uint32_t msgSecurityModel = kUserSecurityModel;
+    std::string msgAuthoritativeEngineID;
+    uint32_t msgAuthoritativeEngineBoots = 0;
+    uint32_t msgAuthoritativeEngineTime = 0;
+    std::string msgUserName;
+    std::string msgAuthenticationParameters;
+    std::string msgPrivacyParameters;
+    size_t authParamsPosition = 0;  ///< of their first octet in the message that was read
+    std::string contextEngineID;
+    std::string contextName;
+};
+
+/// The agent as authoritative engine (RFC 3414, 2).
+struct V3ServerInfo {
+    V3ServerInfo();
+
+    uint32_t engineBoots = 0;
+    uint32_t startUptime;       ///< seconds the machine was up when the agent was made
+    std::string engineId;       ///< empty until it is set
+    bool strictDigest = false;  ///< authentication parameters of any but 12 octets are refused
+
+    [[nodiscard]] uint32_t engineTime() const;  ///< seconds since startUptime
+    /// Privacy parameters of a message to send: boots, then a number that no other message has.
+    [[nodiscard]] std::string nextSalt();
+
+  private:
+    uint32_t salts_;
+};
+
+}  // namespace snmp
