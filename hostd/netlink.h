@@ -66,6 +66,7 @@ template <size_t Most>
 class Attributes {
   public:
     Attributes(const nlmsghdr& message, size_t headerSize) { take(attributesOf(message, headerSize)); }
+    explicit Attributes(std::span<const uint8_t> octets) { take(octets); }
     /// @param nest  may be nullptr
     explicit Attributes(const nlattr* nest) { take(octetsOf(nest)); }
 
