@@ -4,6 +4,7 @@
 
 #include "agent/core/operations.h"
 #include "agent/core/snmp_looper.h"
+#include "agent/core/v3_reply.h"
 #include "agent/log.h"
 
 namespace snmp {
@@ -28,7 +29,7 @@ constexpr Operation kOperations[] = {
 
 /// What is known of the request beside its context.
 struct Request {
-    const Item* entry = nullptr;  ///< the community's
+    const Item* entry = nullptr;  ///< the community's or user's
     uint32_t repetitions = 0;     ///< GetBulk's max-repetitions, until the repeating part begins
     size_t replyBindings = 0;     ///< where the reply's varbinds begin
 };
@@ -62,8 +63,9 @@ bool admitCommunity(Context& c, const IPAddr6& source, Request& request) {
 
 bool copyPduHeader(Context& c, Request& request) {
     c.pduType = c.in.getType();
-    if (c.in.enterSeq() < 0) return drop(dlog, "bad packet");
-    c.out.startSeq(pdu::Response);
+    const bool isReport = c.v3Error != V3Error::None;
+    if (c.in.enterSeq() < 0 || (isReport && !isReportable(c.pduType))) return drop(dlog, "bad packet");
+    c.out.startSeq(isReport ? pdu::Report : pdu::Response);
     unsigned int requestId = 0;
     if (!c.in.getInt(&requestId)) return drop(dlog, "bad packet");
     c.out.add(requestId, tag::Integer);
@@ -152,11 +154,22 @@ void rewriteAsError(Context& c, ErrorStatus status, const Request& request) {
     }
 }
 
-bool closeMessage(Context& c) {
+bool closeMessage(Context& c, const Request& request) {
     c.out.endSeq();  // varbind list
     c.out.endSeq();  // PDU
+    if (c.version == kVersion3) return closeV3(c, request.entry);
     c.out.endSeq();  // message
     return true;
+}
+
+/// Serves the varbinds of a request, or writes that of a Report.
+ErrorStatus answer(Context& c, Request& request) {
+    if (c.v3Error != V3Error::None) return snmpV3(c);
+    const auto* operation = std::find_if(std::begin(kOperations), std::end(kOperations),
+                                         [&](const Operation& o) { return o.pdu == c.pduType; });
+    if (operation != std::end(kOperations)) return answerBindings(c, *operation, request);
+    dlog << "unknown request command: " << unsigned{c.pduType};
+    return ErrorStatus::Critical;
 }
 
 }  // namespace
@@ -164,23 +177,16 @@ bool closeMessage(Context& c) {
 bool createReply(Context& c, const IPAddr6& source) {
     Request request;
     if (!copyVersion(c, source)) return false;
-    if (c.version >= kVersion3) return drop(dlog, "peer version not supported");
-    if (!admitCommunity(c, source, request)) return false;
-    if (!copyPduHeader(c, request)) return false;
+    if (c.version > kVersion3) return drop(dlog, "peer version not supported");
+    const bool admitted =
+        c.version == kVersion3 ? admitUser(c, source, request.entry) : admitCommunity(c, source, request);
+    if (!admitted || !copyPduHeader(c, request)) return false;
 
     ErrorStatus status = checkRepetitions(c, request);
-    if (status == ErrorStatus::NoError) {
-        const auto* operation = std::find_if(std::begin(kOperations), std::end(kOperations),
-                                             [&](const Operation& o) { return o.pdu == c.pduType; });
-        if (operation == std::end(kOperations)) {
-            dlog << "unknown request command: " << unsigned{c.pduType};
-            return false;
-        }
-        status = answerBindings(c, *operation, request);
-        if (status == ErrorStatus::Critical) return drop(dlog, "critical error");
-    }
+    if (status == ErrorStatus::NoError) status = answer(c, request);
+    if (status == ErrorStatus::Critical) return drop(dlog, "critical error");
     if (status != ErrorStatus::NoError) rewriteAsError(c, status, request);
-    return closeMessage(c);
+    return closeMessage(c, request);
 }
 
 }  // namespace snmp
