@@ -1,0 +1,90 @@
+// Spare parts on the shelf: rows that people keep with tnctl, an owner that stores them, and the table that shows them.
+//
+//     tnctl message 34,1000 add-object 1:string=fan 2:u32=3
+//     tnctl message 34,1000 get-all
+//
+//     spareTable    INDEX { spare id }
+
+#include "agent/mib/get_all_provider.h"
+#include "example.h"
+#include "tn/amap.h"
+#include "tn/looper.h"
+
+namespace example {
+
+// Below the agent's own number, so that no other socket is needed; 0 to 999 are the agent's.
+const std::vector<uint32_t> kSparesPath = {tn::number::Snmp, 1000};
+
+namespace {
+
+// The owner: a map of objects does the rest, their ids, store, undo and notifications.
+
+struct Spare : tn::Object {
+    std::string name;
+    uint32_t count = 0;
+
+    void getConfig(tn::message& out, uint32_t) const override {
+        out.insert_string(kName, name);
+        out.insert_u32(kCount, count);
+    }
+    /// What the message doesn't carry stays as it is.
+    void setConfig(const tn::message& in) override {
+        name = in.get_string(kName, name);
+        count = in.get_u32(kCount, count);
+    }
+};
+
+class Spares : public tn::Map<Spare> {
+  public:
+    Spares() : Map("/tern/store/example-spares", "spare part") {}
+    void loadPermData() override { load(); }
+
+  protected:
+    tn::message doAdd(Spare* added) override { return doSet(nullptr, added); }
+    tn::message doSet(Spare*, Spare* changed) override {
+        return changed->name.empty() ? tn::errorMsg(tn::error::Refused, "a spare part has a name") : tn::message();
+    }
+    tn::message doRemove(Spare*) override { return {}; }
+};
+
+// The table: a record of one row, its build function, its columns.
+
+struct SpareRow : snmp::Data {
+    unsigned int id = 0;
+    std::string name;
+    unsigned int count = 0;
+
+    static std::unique_ptr<snmp::Data> build(const tn::message& m) {
+        auto row = std::make_unique<SpareRow>();
+        row->id = m.get_u32(tn::field::ObjectId);
+        row->name = m.get_string(kName);
+        row->count = m.get_u32(kCount);
+        return row;
+    }
+    /// A Set of a column becomes a change of the owner's object.
+    void reverseBuild(tn::message& m) override {
+        m.insert_u32(tn::field::Command, tn::cmd::SetObj);
+        m.insert_string(kName, name);
+        m.insert_u32(kCount, count);
+    }
+};
+
+constexpr snmp::Column<SpareRow> kSpareIndex = {1, "spareIndex", snmp::tag::Integer, &SpareRow::id};  // not served
+constexpr snmp::Column<SpareRow> kSpareColumns[] = {
+    {kNameColumn, "spareName", snmp::tag::OctetString, &SpareRow::name},
+    {kCountColumn, "spareCount", snmp::tag::Integer, &SpareRow::count},
+};
+static_assert(snmp::ascending(kSpareColumns));
+
+}  // namespace
+
+void startSpares() {
+    tn::getLooper()->addHandler(kSparesPath, snmp::keep<Spares>());
+
+    constexpr uint32_t kWholeObject = 5;
+    auto* rows = snmp::keep<snmp::GetAllProvider>(kSparesPath, snmp::oneRow<SpareRow::build>, kWholeObject);
+    snmp::MapTable* table = snmp::keepTable(rows, {{snmp::packerFor(kSpareIndex), tn::field::ObjectId.number}});
+    snmp::addColumns(snmp::addColumnarBranch(snmp::OID(kSpareEntry), table), kSpareColumns);
+}
+
+}  // namespace example
