@@ -1,5 +1,7 @@
 #include "agent/mib/get_first_provider.h"
 
+#include <algorithm>
+
 #include "agent/log.h"
 #include "tn/looper.h"
 
@@ -7,6 +9,7 @@ namespace snmp {
 
 namespace {
 constexpr uint32_t kMostRows = 65536;  // looked at before giving up
+constexpr uint32_t kMostAsked = 64;    // rows of one exchange
 }
 
 uint32_t GetFirstProvider::getFirstObjId() {
@@ -17,8 +20,9 @@ uint32_t GetFirstProvider::getFirstObjId() {
 std::unique_ptr<Data> GetFirstProvider::getData() {
     firstId_ = tn::kNoId;
     tn::message request = tn::request(path_, tn::cmd::GetAll);
-    request.insert_u32(tn::field::MaxObjects, 1);
-    for (uint32_t looked = 0; looked < kMostRows; ++looked) {
+    // The row wanted is often the first; where it isn't, each exchange looks at twice as many.
+    for (uint32_t asked = 1, looked = 0; looked < kMostRows; looked += asked, asked = std::min(asked * 2, kMostAsked)) {
+        request.insert_u32(tn::field::MaxObjects, asked);
         const tn::message reply = tn::getLooper()->exchangeMessage(request);
         if (tn::isError(reply)) {
             serr << "GetFirstProvider::getData error: " << tn::getError(reply);

@@ -114,6 +114,24 @@ wire::Message AgentTest::bulk(const std::vector<std::string>& names, uint32_t no
         {.pdu = pdu::GetBulkRequest, .errorStatus = nonRepeaters, .errorIndex = repetitions, .bindings = named(names)});
 }
 
+std::vector<wire::Binding> AgentTest::walk(const std::string& prefix, uint32_t repetitions, uint32_t version) {
+    std::vector<wire::Binding> all;
+    for (OID last(prefix); all.size() < 100000;) {
+        const std::string from = all.empty() ? prefix : all.back().name;
+        const wire::Message reply = repetitions == 0 ? next({from}, version) : bulk({from}, 0, repetitions);
+        if (reply.errorStatus != 0 || reply.bindings.empty()) return all;
+        for (const wire::Binding& binding : reply.bindings) {
+            OID name(binding.name);
+            if (binding.tag == tag::EndOfMibView || !name.startsWith(OID(prefix))) return all;
+            EXPECT_LT(last, name);
+            if (!(last < name)) return all;
+            last = std::move(name);
+            all.push_back(binding);
+        }
+    }
+    return all;
+}
+
 wire::Message AgentTest::set(const std::vector<wire::Binding>& bindings, uint32_t version) {
     return must({.version = version, .pdu = pdu::SetRequest, .bindings = bindings});
 }

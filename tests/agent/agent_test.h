@@ -60,6 +60,11 @@ class AgentTest : public testing::Test {
     wire::Message next(const std::vector<std::string>& names, uint32_t version = kVersion2c);
     wire::Message bulk(const std::vector<std::string>& names, uint32_t nonRepeaters, uint32_t repetitions);
     wire::Message set(const std::vector<wire::Binding>& bindings, uint32_t version = kVersion2c);
+    std::string value(const std::string& name) { return get({name}).bindings.at(0).value; }
+
+    /// Every object under the prefix, by GetBulk with so many repetitions or, with 0, by GetNext. Ends at an error, and
+    /// at a name that isn't greater than the last.
+    std::vector<wire::Binding> walk(const std::string& prefix, uint32_t repetitions = 0, uint32_t version = kVersion2c);
 
     /// Starts the agent again on the same stores.
     void restart();

@@ -10,11 +10,42 @@ tn::message& TableOwner::row(uint32_t id) {
     return m;
 }
 
-std::vector<uint32_t> TableOwner::keyOf(const tn::message& m) const {
-    std::vector<uint32_t> key;
-    if (keyFields.empty()) return {m.get_u32(tn::field::ObjectId)};
-    for (const tn::be32_id field : keyFields) key.push_back(m.get_be32(field));
+namespace {
+
+std::string octetsOf(uint32_t value) {
+    return {static_cast<char>(value >> 24), static_cast<char>(value >> 16), static_cast<char>(value >> 8),
+            static_cast<char>(value)};
+}
+
+std::string octetsOf(const tn::message& m, tn::u32_id field) { return octetsOf(m.get_u32(field)); }
+std::string octetsOf(const tn::message& m, tn::be32_id field) { return octetsOf(m.get_be32(field)); }
+std::string octetsOf(const tn::message& m, tn::raw_id field) {
+    const std::vector<uint8_t> octets = m.get_raw(field);
+    return {octets.begin(), octets.end()};
+}
+
+}  // namespace
+
+TableOwner::RowKey TableOwner::keyOf(const tn::message& m) const {
+    if (keyFields.empty()) return {octetsOf(m, tn::field::ObjectId)};
+    RowKey key;
+    for (const KeyField& field : keyFields) key.push_back(std::visit([&m](auto id) { return octetsOf(m, id); }, field));
     return key;
+}
+
+/// The key as far as it is named; a field left out before a named one is as in the first row.
+TableOwner::RowKey TableOwner::askedKey(const tn::message& key, const Ordered& ordered) const {
+    RowKey asked = keyOf(key);
+    size_t named = 0;
+    for (size_t i = 0; i < keyFields.size(); ++i) {
+        if (std::visit([&key](auto id) { return key.has(id); }, keyFields[i])) {
+            named = i + 1;
+        } else if (!ordered.empty()) {
+            asked[i] = ordered.front().first[i];
+        }
+    }
+    asked.resize(named);
+    return asked;
 }
 
 tn::message TableOwner::handle(const tn::message& request, uint32_t) {
@@ -28,29 +59,37 @@ tn::message TableOwner::handle(const tn::message& request, uint32_t) {
 }
 
 tn::message TableOwner::getAll(const tn::message& request) const {
-    std::vector<std::pair<std::vector<uint32_t>, const tn::message*>> ordered;
+    Ordered ordered;
     for (const auto& [id, m] : rows) ordered.emplace_back(keyOf(m), &m);
     std::sort(ordered.begin(), ordered.end());
 
     const bool byId = request.has(tn::field::Continue);
     const bool asked = byId || request.has(tn::field::Key);
     const tn::message& keyMessage = request.get_message(tn::field::Key);
-    const std::vector<uint32_t> from = byId    ? std::vector{request.get_u32(tn::field::Continue)}
-                                       : asked ? keyOf(keyMessage)
-                                               : std::vector<uint32_t>();
-    auto at = std::find_if(ordered.begin(), ordered.end(), [&](const auto& r) { return r.first >= from; });
+    const RowKey from = byId    ? RowKey{octetsOf(request.get_u32(tn::field::Continue))}
+                        : asked ? askedKey(keyMessage, ordered)
+                                : RowKey();
+    const auto start = [&from](const RowKey& key) {
+        return RowKey(key.begin(), key.begin() + static_cast<std::ptrdiff_t>(from.size()));
+    };
+    auto at = std::find_if(ordered.begin(), ordered.end(), [&](const auto& r) { return start(r.first) >= from; });
 
     const uint32_t wanted = request.get_u32(tn::field::MaxObjects);
     tn::message reply;
     std::vector<tn::message>& items = reply.get_message_array_ref(tn::field::Objects);
-    const bool found = at != ordered.end() && at->first == from;
-    if (asked && !found && !keyMessage.get_bool(tn::field::KeyIncomplete)) {
+    const bool exact = asked && !keyMessage.get_bool(tn::field::KeyIncomplete);
+    const bool found = at != ordered.end() && start(at->first) == from;
+    if (exact && !found) {
         if (wanted == 1) return tn::errorMsg(tn::error::NotFound, "no such row");
         tn::message& gone = items.emplace_back();
         gone.insert_bool(tn::field::Gone, true);
-        if (byId) gone.insert_u32(tn::field::ObjectId, from.front());
+        if (byId) gone.insert_u32(tn::field::ObjectId, request.get_u32(tn::field::Continue));
     }
+    const auto counts = [&](Ordered::const_iterator row) {
+        return !exact || row == ordered.begin() || start(row->first) != start(std::prev(row)->first);
+    };
     for (; at != ordered.end() && items.size() < std::min<size_t>(wanted, pageSize); ++at) {
+        if (!counts(at)) continue;
         tn::message& item = items.emplace_back(*at->second);
         if (std::next(at) != ordered.end())
             item.insert_u32(tn::field::NextId, std::next(at)->second->get_u32(tn::field::ObjectId));

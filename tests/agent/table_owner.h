@@ -3,6 +3,8 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
+#include <variant>
 #include <vector>
 
 #include "tn/handler.h"
@@ -10,7 +12,8 @@
 namespace snmp {
 
 /// An owner of a table, in the process of the test: answers get-all as owners do, from rows that the test puts in and
-/// takes out. Rows are keyed by id; keyed by content when `keyFields` names the fields of the key, in order.
+/// takes out. Rows are keyed by id; keyed by content when `keyFields` names the fields of the key, in order. Asked by
+/// the first of these fields alone, rows that agree in them count as one.
 class TableOwner : public tn::Handler {
   public:
     tn::message handle(const tn::message& request, uint32_t rights) override;
@@ -20,8 +23,9 @@ class TableOwner : public tn::Handler {
     void loses(uint32_t id) { rows.erase(id); }
 
     std::map<uint32_t, tn::message> rows;
-    std::vector<tn::be32_id> keyFields;  ///< empty for a table keyed by id
-    size_t pageSize = 1000;              ///< items of one reply at most
+    using KeyField = std::variant<tn::u32_id, tn::be32_id, tn::raw_id>;
+    std::vector<KeyField> keyFields;  ///< empty for a table keyed by id
+    size_t pageSize = 1000;           ///< items of one reply at most
     std::vector<tn::message> requests;
     bool remembers = true;  ///< a fuzzer never stops asking
     unsigned fetches = 0;
@@ -29,8 +33,11 @@ class TableOwner : public tn::Handler {
     std::function<tn::message(const tn::message&)> lies;
 
   private:
+    using RowKey = std::vector<std::string>;  ///< the octets of each field of the key
+    using Ordered = std::vector<std::pair<RowKey, const tn::message*>>;
     tn::message getAll(const tn::message& request) const;
-    [[nodiscard]] std::vector<uint32_t> keyOf(const tn::message& m) const;
+    [[nodiscard]] RowKey keyOf(const tn::message& m) const;
+    [[nodiscard]] RowKey askedKey(const tn::message& key, const Ordered& ordered) const;
 };
 
 }  // namespace snmp

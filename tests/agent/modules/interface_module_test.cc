@@ -43,7 +43,6 @@ class InterfaceModuleTest : public AgentTest {
         m.insert_string(0x10006, "if" + std::to_string(id));
         return m;
     }
-    std::string value(const std::string& name) { return get({name}).bindings.at(0).value; }
     std::string ifEntry(uint32_t column, uint32_t id) {
         return value("1.3.6.1.2.1.2.2.1." + std::to_string(column) + "." + std::to_string(id));
     }

@@ -1,0 +1,120 @@
+// dot1dBase, dot1dStp and dot1dTpFdbTable (RFC 4188) of the first bridge.
+//
+//     dot1dTpFdbTable    INDEX { dot1dTpFdbAddress }
+//
+// No column changes anything: a Set is answered and leaves things as they are.
+
+#include "agent/modules/bridge_module.h"
+
+#include "agent/mib/columns.h"
+#include "agent/mib/get_all_provider.h"
+#include "agent/mib/get_first_provider.h"
+#include "agent/mib/keep.h"
+
+namespace snmp {
+
+namespace {
+
+// Owners.
+const std::vector<uint32_t> kInterfaces = {20, 0};
+const std::vector<uint32_t> kForwarding = {16, 3};
+constexpr uint32_t kWholeObject = 5;
+constexpr unsigned int kMacOctets = 6;
+
+namespace interface {
+constexpr tn::u32_id Priority{2};  // of a bridge
+constexpr tn::raw_id Mac{1001};
+constexpr tn::u32_id Kind{0x10001};
+constexpr uint32_t kBridge = 12;
+}  // namespace interface
+
+namespace host {
+constexpr tn::u32_id Port{1};  // id of the port's interface
+constexpr tn::raw_id Mac{2};
+constexpr tn::bool_id Local{4};  // the bridge's own address
+constexpr tn::u32_id BridgeId{5};
+}  // namespace host
+
+// Records.
+
+struct Bridge : Data {
+    std::vector<unsigned char> mac;
+    unsigned int priority = 0;
+    static std::unique_ptr<Data> build(const tn::message& m);
+};
+
+struct Host : Data {
+    unsigned int port = 0;
+    std::vector<unsigned char> mac;
+    unsigned int status = 0;  // dot1dTpFdbStatus
+    static std::unique_ptr<Data> build(const tn::message& m, Rows& rows);
+};
+
+GetFirstProvider* bridgeProvider = nullptr;
+
+// Build functions.
+
+std::unique_ptr<Data> Bridge::build(const tn::message& m) {
+    if (m.get_u32(interface::Kind) != interface::kBridge) return nullptr;
+    auto record = std::make_unique<Bridge>();
+    record->mac = m.get_raw(interface::Mac);
+    record->priority = m.get_u32(interface::Priority);
+    return record;
+}
+
+/// Hosts of other bridges give no row: they come behind those of the first one.
+std::unique_ptr<Data> Host::build(const tn::message& m, Rows& rows) {
+    enum { Learned = 3, Self = 4 };
+    if (m.get_u32(host::BridgeId) != bridgeProvider->getFirstObjId()) return nullptr;
+    auto record = std::make_unique<Host>();
+    record->port = m.get_u32(host::Port);
+    record->mac = m.get_raw(host::Mac);
+    record->status = m.get_bool(host::Local) ? Self : Learned;
+    rows.push_back(std::move(record));
+    return nullptr;
+}
+
+/// Looks for the first bridge anew with each fetch: bridges come and go.
+class HostProvider : public GetAllProvider {
+  public:
+    HostProvider() : GetAllProvider(kForwarding, Host::build, kWholeObject) {}
+    std::unique_ptr<VData> getData(const Key& key, const MapTable* table, unsigned int count) override {
+        if (bridgeProvider->get() == nullptr) return std::make_unique<VData>();
+        return GetAllProvider::getData(key, table, count);
+    }
+};
+
+// Objects.
+
+constexpr auto kDot1dBridge = under(kMib2, 17);
+constexpr auto kDot1dBase = under(kDot1dBridge, 1);
+constexpr auto kDot1dStp = under(kDot1dBridge, 2);
+constexpr int kIeee8021d = 3;  // dot1dStpProtocolSpecification
+
+constexpr Column<Bridge> kBaseObjects[] = {
+    {1, "dot1dBaseBridgeAddress", tag::OctetString, FixedOctets<Bridge>{&Bridge::mac, kMacOctets}},
+};
+constexpr Column<Bridge> kStpObjects[] = {{2, "dot1dStpPriority", tag::Integer, &Bridge::priority}};
+
+// dot1dTpFdbEntry
+constexpr Column<Host> kFdbColumns[] = {
+    {1, "dot1dTpFdbAddress", tag::OctetString, FixedOctets<Host>{&Host::mac, kMacOctets}},
+    {2, "dot1dTpFdbPort", tag::Integer, &Host::port},
+    {3, "dot1dTpFdbStatus", tag::Integer, &Host::status},
+};
+static_assert(ascending(kFdbColumns));
+
+}  // namespace
+
+void start_bridge_module() {
+    bridgeProvider = keep<GetFirstProvider>(kInterfaces, Bridge::build);
+
+    MapTable* hosts = keepTable(keep<HostProvider>(), {{packerFor(kFdbColumns[0]), host::Mac.number}});
+    addColumns(addColumnarBranch(OID(under(kDot1dBridge, 4, 3, 1)), hosts), kFdbColumns);
+
+    addScalars(kDot1dBase, kBaseObjects, bridgeProvider);
+    addScalarConstNumLeaf(OID(kDot1dStp) + 1, kIeee8021d, tag::Integer);
+    addScalars(kDot1dStp, kStpObjects, bridgeProvider);
+}
+
+}  // namespace snmp

@@ -1,0 +1,140 @@
+// entPhysicalTable (RFC 4133).
+//
+//     entPhysicalTable    INDEX { entPhysicalIndex }    the chassis, PCI devices, USB devices
+//
+// entPhysicalAlias and entPhysicalAssetID of the chassis can be written.
+
+#include "agent/modules/entity_module.h"
+
+#include "agent/log.h"
+#include "agent/mib/columns.h"
+#include "agent/mib/get_all_multi_provider.h"
+#include "agent/mib/keep.h"
+#include "tn/looper.h"
+#include "tn/store.h"
+
+namespace snmp {
+
+namespace {
+
+// Owners, and where the ids of each begin in entPhysicalIndex.
+const std::vector<uint32_t> kSystemInfo = {24, 2};
+const std::vector<uint32_t> kPciDevices = {24, 5};
+const std::vector<uint32_t> kUsbDevices = {24, 6};
+constexpr uint32_t kWholeObject = 5;
+constexpr uint32_t kChassisIndex = 0x10000;
+constexpr uint32_t kPciIndexes = 0x20000;
+constexpr uint32_t kUsbIndexes = 0x40000;
+
+enum PhysicalClass : unsigned int { Unknown = 2, Chassis = 3 };  // entPhysicalClass
+
+struct Resource : Data {
+    unsigned int index = 0;
+    std::string mfgName, modelName, serial, name, descr;
+    unsigned int physicalClass = Unknown;
+    unsigned int containedIn = kChassisIndex;
+    std::string assetId, alias;
+    static void chassis(Rows& rows);
+    static bool writeChassis(const Data& row);
+    static std::unique_ptr<Data> buildPCI(const tn::message& m);
+    static std::unique_ptr<Data> buildUSB(const tn::message& m);
+};
+
+// What is written is kept in one record of a store.
+constexpr uint32_t kChassisRecord = 0xfffffffe;
+constexpr tn::string_id kAssetId{1};
+constexpr tn::string_id kAlias{2};
+
+std::unique_ptr<tn::Store> openedStore;
+
+tn::Store& entityStore() {
+    if (openedStore == nullptr) openedStore = std::make_unique<tn::Store>("/tern/store/snmp_entity", 5);
+    return *openedStore;
+}
+
+// Build functions.
+
+void Resource::chassis(Rows& rows) {
+    auto record = std::make_unique<Resource>();
+    const tn::message kept = entityStore().get(kChassisRecord);
+    record->assetId = kept.get_string(kAssetId);
+    record->alias = kept.get_string(kAlias);
+    record->index = kChassisIndex;
+    record->physicalClass = Chassis;
+    record->containedIn = 0;
+
+    const tn::message system = tn::getLooper()->exchangeMessage(tn::request(kSystemInfo, tn::cmd::Get));
+    if (tn::isError(system)) sout << "exchangeCmd ID_SYSTEM ID_SYSINFO: " << tn::getError(system);
+    record->descr = "Tarnix " + system.get_string(22) + " on " + system.get_string(25);
+    record->name = system.get_string(4);
+    rows.push_back(std::move(record));
+}
+
+bool Resource::writeChassis(const Data& row) {
+    const auto& record = static_cast<const Resource&>(row);
+    tn::message kept;
+    kept.insert_string(kAssetId, record.assetId);
+    kept.insert_string(kAlias, record.alias);
+    if (entityStore().set(kChassisRecord, kept)) return true;
+    serr << "alias and asset id not written: " << entityStore().lastError();
+    return false;
+}
+
+std::unique_ptr<Data> Resource::buildPCI(const tn::message& m) {
+    auto record = std::make_unique<Resource>();
+    record->index = m.get_u32(tn::field::ObjectId, tn::kNoId) | kPciIndexes;
+    record->name = m.get_string(1);
+    record->descr = m.get_string(3) + " " + m.get_string(2);
+    record->mfgName = m.get_string(4);
+    record->modelName = m.get_string(5);
+    return record;
+}
+
+std::unique_ptr<Data> Resource::buildUSB(const tn::message& m) {
+    auto record = std::make_unique<Resource>();
+    record->index = m.get_u32(tn::field::ObjectId) | kUsbIndexes;
+    record->name = m.get_string(1);
+    record->descr = m.get_string(2) + " " + m.get_string(3);
+    record->serial = m.get_string(4);
+    record->mfgName = m.get_string(8);
+    record->modelName = m.get_string(9);
+    return record;
+}
+
+// Objects.
+
+// entPhysicalEntry
+constexpr auto kPhysicalEntry = under(kMib2, 47, 1, 1, 1, 1);
+constexpr Column<Resource> kPhysicalColumns[] = {
+    {1, "entPhysicalIndex", tag::Integer, &Resource::index},
+    {2, "entPhysicalDescr", tag::OctetString, &Resource::descr},
+    {3, "entPhysicalVendorType", tag::ObjectIdentifier, ConstantOID{kZeroDotZero}},
+    {4, "entPhysicalContainedIn", tag::Integer, &Resource::containedIn},
+    {5, "entPhysicalClass", tag::Integer, &Resource::physicalClass},
+    {6, "entPhysicalParentRelPos", tag::Integer, Constant{-1}},
+    {7, "entPhysicalName", tag::OctetString, &Resource::name},
+    {8, "entPhysicalHardwareRev", tag::OctetString, ConstantText{""}},
+    {9, "entPhysicalFirmwareRev", tag::OctetString, ConstantText{""}},
+    {10, "entPhysicalSoftwareRev", tag::OctetString, ConstantText{""}},
+    {11, "entPhysicalSerialNum", tag::OctetString, &Resource::serial},
+    {12, "entPhysicalMfgName", tag::OctetString, &Resource::mfgName},
+    {13, "entPhysicalModelName", tag::OctetString, &Resource::modelName},
+    {14, "entPhysicalAlias", tag::OctetString, &Resource::alias},
+    {15, "entPhysicalAssetID", tag::OctetString, &Resource::assetId},
+    {16, "entPhysicalIsFRU", tag::Integer, Constant{2}},  // false
+};
+static_assert(ascending(kPhysicalColumns));
+
+}  // namespace
+
+void start_entity_module() {
+    openedStore = nullptr;
+    auto* entities = keep<GetAllMultiProvider>();
+    entities->addSource(Resource::chassis, kChassisIndex, Resource::writeChassis);
+    entities->addSource(oneRow<Resource::buildPCI>, kPciDevices, kWholeObject, kPciIndexes);
+    entities->addSource(oneRow<Resource::buildUSB>, kUsbDevices, kWholeObject, kUsbIndexes);
+    MapTable* table = keepTable(entities, {{packerFor(kPhysicalColumns[0]), tn::field::ObjectId.number}});
+    addColumns(addColumnarBranch(OID(kPhysicalEntry), table), kPhysicalColumns);
+}
+
+}  // namespace snmp

@@ -1,0 +1,86 @@
+// The vendor's hardware health: what is measured on the board.
+
+#include "agent/modules/health_module.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "agent/log.h"
+#include "agent/mib/columns.h"
+#include "agent/mib/data_provider.h"
+#include "agent/mib/keep.h"
+
+namespace snmp {
+
+namespace {
+
+const std::vector<uint32_t> kHealth = {12, 1};
+constexpr uint32_t kWholeObject = 5;
+constexpr tn::u32_id kPowerSupply{12};
+constexpr tn::u32_id kVoltage{13};
+constexpr tn::u32_id kTemperature{14};
+constexpr tn::u32_id kCpuTemperature{17};
+
+/// Signed numbers are kept as their two's complement, as they travel.
+struct Health : Data {
+    unsigned int voltage = 0;                          // as its owner tells it
+    unsigned int temperature = 0, cpuTemperature = 0;  // tenths of a degree Celsius
+    std::string fan;
+    static std::unique_ptr<Data> build(const tn::message& m);
+};
+
+DataProvider* healthProvider = nullptr;
+
+constexpr auto kHealthBranch = under(kVendorObjects, 3);
+constexpr Column<Health> kFanObject[] = {{9, "healthActiveFan", tag::OctetString, &Health::fan}};
+
+/// A reading that is served from the first time on that its owner has it.
+struct Reading {
+    const char* name;
+    tn::u32_id field;
+    Column<Health> object;
+};
+constexpr Reading kReadings[] = {
+    {"voltage", kVoltage, {8, "healthVoltage", tag::Integer, &Health::voltage}},
+    {"temperature", kTemperature, {10, "healthTemperature", tag::Integer, &Health::temperature}},
+    {"cpu temperature", kCpuTemperature, {11, "healthCpuTemperature", tag::Integer, &Health::cpuTemperature}},
+};
+bool served[std::size(kReadings)];  // once served, always served
+
+void serveNewReadings(const tn::message& m) {
+    for (size_t i = 0; i < std::size(kReadings); ++i) {
+        const Reading& reading = kReadings[i];
+        if (served[i] || !m.has(reading.field)) continue;
+        addScalarLeaf(OID(kHealthBranch) + reading.object.number, packerFor(reading.object), healthProvider);
+        sout << "+ " << reading.name;
+        served[i] = true;
+    }
+}
+
+const char* fanString(uint32_t powerSupply) {
+    constexpr const char* kNames[] = {"aux", "main", "none"};
+    return powerSupply < std::size(kNames) ? kNames[powerSupply] : "n/a";
+}
+
+std::unique_ptr<Data> Health::build(const tn::message& m) {
+    constexpr auto kNotMeasured = static_cast<uint32_t>(-273);  // degrees Celsius
+    constexpr uint32_t kNoSupply = 42;
+    serveNewReadings(m);
+    auto record = std::make_unique<Health>();
+    record->voltage = m.get_u32(kVoltage);
+    record->temperature = m.get_u32(kTemperature, kNotMeasured) * 10;
+    record->cpuTemperature = m.get_u32(kCpuTemperature, kNotMeasured) * 10;
+    record->fan = fanString(m.get_u32(kPowerSupply, kNoSupply));
+    return record;
+}
+
+}  // namespace
+
+void start_health_module() {
+    std::ranges::fill(served, false);
+    healthProvider = keep<GetProvider>(Health::build, kHealth, tn::cmd::Get, tn::cmd::Set, kWholeObject);
+    (void)healthProvider->get();  // serves what is measured already
+    addScalars(kHealthBranch, kFanObject, healthProvider);
+}
+
+}  // namespace snmp

@@ -1,0 +1,118 @@
+// vmwVmTable of the published virtual machine MIB (enterprise 6876).
+//
+//     vmwVmTable    INDEX { vmwVmIdx }    podhost guests, KVM guests
+//
+// No column changes anything: a Set is answered and leaves things as they are.
+
+#include "agent/modules/vm_module.h"
+
+#include <span>
+
+#include "agent/mib/columns.h"
+#include "agent/mib/get_all_multi_provider.h"
+#include "agent/mib/keep.h"
+
+namespace snmp {
+
+namespace {
+
+// Owners, and where the ids of each begin in vmwVmIdx.
+const std::vector<uint32_t> kKvmGuests = {112, 1};
+const std::vector<uint32_t> kPodhostGuests = {109, 1};
+constexpr uint32_t kWholeObject = 5;
+constexpr uint32_t kKvmIndexes = 0x20000;
+constexpr uint32_t kPodhostIndexes = 0x10000;
+
+struct VM : Data {
+    unsigned int id = 0;
+    unsigned int memory = 0;  // MiB
+    unsigned int cpus = 0;
+    std::string name, config, comment, state;
+    static std::unique_ptr<Data> buildKvm(const tn::message& m);
+    static std::unique_ptr<Data> buildMeta(const tn::message& m);
+};
+
+// States, by their owner's numbers.
+
+constexpr const char* kKvmStates[] = {
+    "invalid",
+    "stopping",
+    "stopped",
+    "starting",
+    "running",
+    "restarting",
+    "failed",
+    "error image busy",
+    "error no kernel",
+    "error no disk image",
+    "error unsupported cpu",
+    "error vnc can't bind",
+    "error extract failed",
+};
+constexpr const char* kPodhostStates[] = {
+    "disabled", "stopped", "booting", "running", "rebooting", "shuttingdown", "importing",
+};
+
+const char* stateName(std::span<const char* const> names, uint32_t state) {
+    return state < names.size() ? names[state] : "unknown";
+}
+
+// Build functions.
+
+/// Appends one space, unless the text is empty or ends with one.
+void addSpace(std::string& text) {
+    if (!text.empty() && text.back() != ' ') text += ' ';
+}
+
+std::unique_ptr<Data> VM::buildKvm(const tn::message& m) {
+    auto record = std::make_unique<VM>();
+    record->id = m.get_u32(tn::field::ObjectId, tn::kNoId) | kKvmIndexes;
+    record->name = m.get_string(tn::field::Name);
+    record->comment = m.get_string(tn::field::Comment);
+    record->cpus = m.get_u32(6);
+    record->memory = m.get_u32(7);
+    record->state = stateName(kKvmStates, m.get_u32(5));
+    // Each part ends with a space, also the last one, on purpose: readers split the text there.
+    for (const uint32_t part : {2U, 3U, 4U}) {
+        record->config += m.get_string(part);
+        addSpace(record->config);
+    }
+    if (m.get_bool(12)) record->config += "[snapshot]";
+    return record;
+}
+
+std::unique_ptr<Data> VM::buildMeta(const tn::message& m) {
+    auto record = std::make_unique<VM>();
+    record->id = m.get_u32(tn::field::ObjectId, tn::kNoId) | kPodhostIndexes;
+    record->name = m.get_string(tn::field::Name);
+    record->comment = m.get_string(tn::field::Comment);
+    record->cpus = 1;
+    record->memory = m.get_u32(1);
+    record->config = "podhost";
+    record->state = stateName(kPodhostStates, m.get_u32(2));
+    return record;
+}
+
+// Objects.
+
+// vmwVmEntry. Columns 7 and 8 aren't served.
+constexpr auto kVmEntry = under(kInternet, 4, 1, 6876, 2, 1, 1);
+constexpr Column<VM> kVmIndex = {1, "vmwVmIdx", tag::Integer, &VM::id};  // not served
+constexpr Column<VM> kVmColumns[] = {
+    {2, "vmwVmDisplayName", tag::OctetString, &VM::name}, {3, "vmwVmConfigFile", tag::OctetString, &VM::config},
+    {4, "vmwVmGuestOS", tag::OctetString, &VM::comment},  {5, "vmwVmMemSize", tag::Integer, &VM::memory},
+    {6, "vmwVmState", tag::OctetString, &VM::state},      {9, "vmwVmCpus", tag::Integer, &VM::cpus},
+};
+static_assert(ascending(kVmColumns));
+
+}  // namespace
+
+void start_vm_module() {
+    auto* guests = keep<GetAllMultiProvider>();
+    guests->addSource(oneRow<VM::buildKvm>, kKvmGuests, kWholeObject, kKvmIndexes);
+    guests->addSource(oneRow<VM::buildMeta>, kPodhostGuests, kWholeObject, kPodhostIndexes);
+    MapTable* table = keepTable(guests, {{packerFor(kVmIndex), tn::field::ObjectId.number}});
+    addColumns(addColumnarBranch(OID(kVmEntry), table), kVmColumns);
+}
+
+}  // namespace snmp
