@@ -1,0 +1,71 @@
+#include "hostd/health.h"
+
+#include <cmath>
+
+#include "hostd/log.h"
+#include "hostd/sysfs.h"
+
+namespace hostd {
+
+namespace {
+
+constexpr double kTenths = 10;
+
+uint32_t rounded(double value) { return static_cast<uint32_t>(static_cast<int32_t>(std::lround(value))); }
+
+}  // namespace
+
+std::optional<Supply> readSupply(const std::string& sysfs) {
+    const std::string folder = sysfs + "/class/power_supply/";
+    std::optional<Supply> found;
+    for (const std::string& name : namesIn(folder)) {
+        const std::string at = folder + name + "/";
+        if (readAttribute(at + "scope") == "Device") continue;
+        const std::string type = readAttribute(at + "type");
+        const std::string status = readAttribute(at + "status");
+        if (type != "Battery" && type != "UPS") {
+            if (readNumber(at + "online", 10).value_or(0) != 0) return Supply::Main;
+        } else if (status == "Discharging") {
+            found = Supply::Auxiliary;
+        } else if (status == "Charging" || status == "Full" || status == "Not charging") {
+            if (!found || *found == Supply::None) found = Supply::Main;
+        }
+        if (!found) found = Supply::None;
+    }
+    return found;
+}
+
+HealthReading readHealth(const std::string& sysfs, const SensorChoice& choice) {
+    HealthReading reading;
+    if (sysfs == "/sys")
+        reading.sensors = readSensors(choice);
+    else
+        reading.sensors.problem = "not read: " + sysfs + " isn't the kernel's own tree";
+    reading.supply = readSupply(sysfs);
+    return reading;
+}
+
+Health::Health(std::function<HealthReading()> read) : watch_("sensors", std::move(read), kMaxAge, kPatience) {
+    watch_.readFirst(std::chrono::milliseconds(kFirst));
+}
+
+tn::message Health::cmdGet(const tn::message&) {
+    tn::message reply;
+    const auto reading = watch_.ask();
+    if (!reading) return reply;
+    const SensorReading& sensors = reading->sensors;
+    if (sensors.problem != problem_) {
+        problem_ = sensors.problem;
+        hostLog << "sensors: " << (problem_.empty() ? "all is well again" : problem_);
+    }
+    const auto insert = [&](tn::u32_id field, Measure measure, double scale) {
+        if (const auto& value = sensors.values[measure]) reply.insert_u32(field, rounded(*value * scale));
+    };
+    if (reading->supply) reply.insert_u32(health::Supply, static_cast<uint32_t>(*reading->supply));
+    insert(health::Voltage, kVoltage, kTenths);
+    insert(health::BoardTemperature, kBoardTemperature, 1);
+    insert(health::ProcessorTemperature, kCpuTemperature, 1);
+    return reply;
+}
+
+}  // namespace hostd

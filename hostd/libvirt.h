@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "hostd/watched_table.h"
+
+namespace hostd {
+
+/// What the description of a guest says (libvirt's domain XML).
+struct GuestConfig {
+    std::string disk;    ///< its first disk: a file, device, or name in a pool or on a server
+    std::string kernel;  ///< when it is booted with a kernel of the host
+    std::string initrd;
+    std::string comment;  ///< its title, or else its description
+};
+
+/// Absent parts are empty; all are when this is no domain XML.
+[[nodiscard]] GuestConfig parseGuest(std::string_view xml);
+
+struct Guest {
+    std::string key;  ///< UUID
+    std::string name;
+    int state = 0;        ///< virDomainState
+    int reason = 0;       ///< of that state
+    uint32_t memory = 0;  ///< MiB that it may have
+    uint32_t processors = 0;
+    bool hasSnapshot = false;
+    GuestConfig config;
+
+    /// By its UUID, so that a guest mostly has the same after a restart, whatever became of the others.
+    [[nodiscard]] uint32_t likedId() const;
+};
+
+/// Asks libvirt, whose library is loaded here, for all guests at a URI, also those that don't run. Waits for its
+/// daemon, so it can block.
+[[nodiscard]] Reading<Guest> readGuests(const std::string& uri);
+
+}  // namespace hostd

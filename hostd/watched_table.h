@@ -1,0 +1,66 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "hostd/id_table.h"
+#include "hostd/kept_ids.h"
+#include "hostd/log.h"
+#include "hostd/watch.h"
+
+namespace hostd {
+
+/// What a source had to tell.
+template <class Entry>
+struct Reading {
+    std::string problem;  ///< why there are none, or not all; empty when all is well
+    std::vector<Entry> rows;
+};
+
+/// A table whose rows a Watch reads. An Entry is as keepIds wants it. A derived class supplies
+/// the fields of a row.
+template <class Entry>
+class WatchedTable : public IdTable {
+  public:
+    /// @param what  what the rows are, for the log ("PCI devices")
+    /// @param read  runs on the helper thread, as Background's; the others too
+    WatchedTable(std::string what, std::function<Reading<Entry>()> read, uint64_t maxAge, uint64_t patience,
+                 IdRange range)
+        : what_(what), watch_(std::move(what), std::move(read), maxAge, patience), range_(range) {}
+
+  protected:
+    [[nodiscard]] Watch<Reading<Entry>>& watch() { return watch_; }
+    virtual void list(const Entry& entry, tn::message& item) const = 0;
+
+  private:
+    void refresh() override {
+        auto latest = watch_.ask();
+        if (latest == taken_) return;
+        taken_ = std::move(latest);
+        if (taken_ && taken_->problem != problem_) {
+            problem_ = taken_->problem;
+            hostLog << what_ << ": " << (problem_.empty() ? "all is well again" : problem_);
+        }
+        rows_ = keepIds(rows_, taken_ ? taken_->rows : std::vector<Entry>(), range_);
+    }
+    [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(rows_.size()); }
+    [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t id) const override {
+        const auto found = rows_.lower_bound(id);
+        return found == rows_.end() ? std::nullopt : std::optional(found->first);
+    }
+    void listRow(uint32_t id, tn::message& row) const override { list(rows_.at(id), row); }
+
+    std::string what_;
+    Watch<Reading<Entry>> watch_;
+    IdRange range_;
+    std::shared_ptr<const Reading<Entry>> taken_;
+    std::string problem_;
+    std::map<uint32_t, Entry> rows_;
+};
+
+}  // namespace hostd
