@@ -2,8 +2,13 @@
 
 #include "agent/core/plugins.h"
 #include "agent/log.h"
+#include "agent/modules/bridge_module.h"
+#include "agent/modules/entity_module.h"
+#include "agent/modules/health_module.h"
 #include "agent/modules/interface_module.h"
+#include "agent/modules/ip_module.h"
 #include "agent/modules/system_module.h"
+#include "agent/modules/vm_module.h"
 #include "agent/system/scribers.h"
 #include "tn/paths.h"
 
@@ -45,7 +50,12 @@ int runAgent(SnmpLooper& agent) {
     serr << "loop->init();";
     agent.init();
     start_system_module();
+    start_ip_module();
+    start_bridge_module();
     start_interface_module();
+    start_entity_module();
+    start_health_module();
+    start_vm_module();
     loadPlugins(tn::rooted("/tern/lib/snmp"));
     trapMakers.push_back(alderTrapMaker);
     startSubscribers(agent.settings().trapKinds);
