@@ -6,15 +6,30 @@
 #include "hostd/arp_entries.h"
 #include "hostd/disk_table.h"
 #include "hostd/forwarding.h"
+#include "hostd/guests.h"
+#include "hostd/health.h"
 #include "hostd/interfaces.h"
 #include "hostd/neighbors.h"
+#include "hostd/pci.h"
 #include "hostd/scripts.h"
 #include "hostd/supervisor.h"
 #include "hostd/system.h"
 #include "hostd/undo_journal.h"
+#include "hostd/usb.h"
+#include "hostd/usb_reset.h"
 #include "tn/paths.h"
 
 namespace hostd {
+
+namespace {
+
+void addSensor(CLI::App& app, const std::string& option, std::string& choice, const std::string& what) {
+    app.add_option(option, choice, "Take " + what + " from this sensor, as sensors(1) prints them, or from none")
+        ->check(checkChoice)
+        ->option_text("CHIP/FEATURE");
+}
+
+}  // namespace
 
 void addOptions(CLI::App& app, Options& options) {
     app.add_option("--proc", options.proc, "Read processes and memory from this tree")
@@ -23,7 +38,15 @@ void addOptions(CLI::App& app, Options& options) {
     app.add_option("--sysfs", options.sysfs, "Read devices from this tree")
         ->check(CLI::ExistingDirectory)
         ->option_text("DIR [/sys]");
+    addSensor(app, "--voltage-sensor", options.sensors[kVoltage], "the voltage");
+    addSensor(app, "--board-sensor", options.sensors[kBoardTemperature], "the board's temperature");
+    addSensor(app, "--cpu-sensor", options.sensors[kCpuTemperature], "the processor's temperature");
+    app.add_option("--guests-uri", options.guestsUri, "Ask this libvirt for virtual machines")
+        ->option_text("URI [qemu:///system]");
+    app.add_option("--podhost-uri", options.podhostUri, "Ask this libvirt for containers")
+        ->option_text("URI [lxc:///system]");
     app.add_flag("--allow-reboot", options.allowReboot, "Let whoever may write on the bus restart this machine");
+    app.add_flag("--allow-usb-reset", options.allowUsbReset, "Let them take the power from its USB ports for a while");
 }
 
 Owners::Owners(const Options& options) {
@@ -43,13 +66,19 @@ Owners::Owners(const Options& options) {
     own({kSystem, 0}, std::make_unique<SystemTime>());
     own({kSystem, 1}, std::make_unique<Identity>());
     own({kSystem, 2}, std::make_unique<SystemInfo>(places));
+    own({kSystem, 5}, std::make_unique<PciDevices>(options.sysfs));
+    own({kSystem, 6}, std::make_unique<UsbDevices>(options.sysfs));
     own({10, 1}, std::make_unique<Neighbors>());
+    own({12, 1}, std::make_unique<Health>([options] { return readHealth(options.sysfs, options.sensors); }));
     own({16, 3}, std::make_unique<Forwarding>());
     own({20, 0}, std::make_unique<Interfaces>(options.sysfs));
     own({20, 1}, std::make_unique<Addresses>());
     own({20, 8}, std::make_unique<ArpEntries>());
     own({48, 101}, std::make_unique<Scripts>(tn::rooted("/tern/scripts")));
     own({79, 2}, std::make_unique<DiskTable>(options.proc));
+    own({99, 6}, std::make_unique<UsbReset>(options.sysfs, options.allowUsbReset));
+    own({109, 1}, std::make_unique<PodhostGuests>([uri = options.podhostUri] { return readGuests(uri); }));
+    own({112, 1}, std::make_unique<VirtualMachines>([uri = options.guestsUri] { return readGuests(uri); }));
 }
 
 Owners::~Owners() = default;

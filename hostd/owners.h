@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "hostd/sensor_choice.h"
 #include "tn/looper.h"
 
 namespace hostd {
@@ -12,10 +13,14 @@ namespace hostd {
 struct Options {
     std::string proc = "/proc";  ///< read in place of the kernel's own tree, for tests
     std::string sysfs = "/sys";
-    bool allowReboot = false;  ///< let callers on the bus restart the machine
+    SensorChoice sensors;
+    std::string guestsUri = "qemu:///system";  ///< libvirt's name of where virtual machines are
+    std::string podhostUri = "lxc:///system";  ///< and containers
+    bool allowReboot = false;                  ///< let callers on the bus restart the machine
+    bool allowUsbReset = false;                ///< and take the power from its USB ports
 };
 
-/// Adds --proc DIR, --sysfs DIR and --allow-reboot.
+/// Adds --proc and --sysfs, those that say which sensor is which and where guests are, and --allow-reboot and the like.
 void addOptions(CLI::App& app, Options& options);
 
 class Supervisor;
