@@ -40,10 +40,10 @@ class Background {
         return state_->finished;
     }
 
-    /// Starts the first reading and waits for it, at most that long.
+    /// Starts a reading, unless one is under way or none is due, and waits for it, at most that long.
     void readFirst(uint64_t now, std::chrono::milliseconds atMost) {
+        (void)latest(now);
         std::unique_lock lock(state_->mutex);
-        start(now);
         state_->ended.wait_for(lock, atMost, [this] { return !state_->busy; });
     }
 

@@ -11,6 +11,8 @@
 #include "hostd/interfaces.h"
 #include "hostd/neighbors.h"
 #include "hostd/pci.h"
+#include "hostd/proxy.h"
+#include "hostd/queues.h"
 #include "hostd/scripts.h"
 #include "hostd/supervisor.h"
 #include "hostd/system.h"
@@ -45,6 +47,8 @@ void addOptions(CLI::App& app, Options& options) {
         ->option_text("URI [qemu:///system]");
     app.add_option("--podhost-uri", options.podhostUri, "Ask this libvirt for containers")
         ->option_text("URI [lxc:///system]");
+    app.add_option("--proxy-url", options.proxyUrl, "Ask this squid for the web proxy's counters")
+        ->option_text("URL [http://127.0.0.1:3128]");
     app.add_flag("--allow-reboot", options.allowReboot, "Let whoever may write on the bus restart this machine");
     app.add_flag("--allow-usb-reset", options.allowUsbReset, "Let them take the power from its USB ports for a while");
 }
@@ -74,8 +78,12 @@ Owners::Owners(const Options& options) {
     own({20, 0}, std::make_unique<Interfaces>(options.sysfs));
     own({20, 1}, std::make_unique<Addresses>());
     own({20, 8}, std::make_unique<ArpEntries>());
+    const auto queues = std::make_shared<QueueReadings>();
+    own({20, 9}, std::make_unique<InterfaceQueues>(queues));
+    own({20, 12}, std::make_unique<QueueTree>(queues));
     own({48, 101}, std::make_unique<Scripts>(tn::rooted("/tern/scripts")));
     own({79, 2}, std::make_unique<DiskTable>(options.proc));
+    own({96, 1}, std::make_unique<Proxy>([url = options.proxyUrl] { return readSquid(url); }));
     own({99, 6}, std::make_unique<UsbReset>(options.sysfs, options.allowUsbReset));
     own({109, 1}, std::make_unique<PodhostGuests>([uri = options.podhostUri] { return readGuests(uri); }));
     own({112, 1}, std::make_unique<VirtualMachines>([uri = options.guestsUri] { return readGuests(uri); }));

@@ -14,13 +14,15 @@ struct Options {
     std::string proc = "/proc";  ///< read in place of the kernel's own tree, for tests
     std::string sysfs = "/sys";
     SensorChoice sensors;
-    std::string guestsUri = "qemu:///system";  ///< libvirt's name of where virtual machines are
-    std::string podhostUri = "lxc:///system";  ///< and containers
-    bool allowReboot = false;                  ///< let callers on the bus restart the machine
-    bool allowUsbReset = false;                ///< and take the power from its USB ports
+    std::string guestsUri = "qemu:///system";        ///< libvirt's name of where virtual machines are
+    std::string podhostUri = "lxc:///system";        ///< and containers
+    std::string proxyUrl = "http://127.0.0.1:3128";  ///< where squid listens
+    bool allowReboot = false;                        ///< let callers on the bus restart the machine
+    bool allowUsbReset = false;                      ///< and take the power from its USB ports
 };
 
-/// Adds --proc and --sysfs, those that say which sensor is which and where guests are, and --allow-reboot and the like.
+/// Adds --proc and --sysfs, those that say which sensor is which and where guests and squid are, and --allow-reboot and
+/// the like.
 void addOptions(CLI::App& app, Options& options);
 
 class Supervisor;

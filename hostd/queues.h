@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "hostd/id_table.h"
+#include "hostd/netlink.h"
+#include "hostd/qdisc.h"
+
+namespace hostd {
+
+/// Reads the queues of all interfaces. Nothing when the kernel doesn't tell them.
+using QueueSource = std::function<std::optional<QueueRows>()>;
+[[nodiscard]] QueueSource kernelQueues();
+
+/// The last reading of the queues, shared by the tables that show it. The kernel gives no notice of counters, so they
+/// are read whole when somebody asks and the last reading is older than kMaxAge.
+class QueueReadings {
+  public:
+    static constexpr uint64_t kMaxAge = 250;  ///< ms
+
+    explicit QueueReadings(QueueSource source = kernelQueues()) : source_(std::move(source)) {}
+    void refresh();
+    [[nodiscard]] const QueueRows& rows() const { return rows_; }
+
+  private:
+    QueueSource source_;
+    QueueRows rows_;
+    std::optional<uint64_t> readAt_;
+    bool isLogged_ = false;
+};
+
+/// A table of the last reading.
+/// @tparam Rows  which of QueueRows' members it shows
+template <auto Rows>
+class QueueTable : public IdTable {
+  public:
+    explicit QueueTable(std::shared_ptr<QueueReadings> readings) : readings_(std::move(readings)) {}
+
+  protected:
+    [[nodiscard]] const auto& rows() const { return readings_->rows().*Rows; }
+    void refresh() final { readings_->refresh(); }
+    [[nodiscard]] uint32_t rowCount() const final { return static_cast<uint32_t>(rows().size()); }
+    [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t id) const final {
+        const auto found = rows().lower_bound(id);
+        return found == rows().end() ? std::nullopt : std::optional(found->first);
+    }
+
+  private:
+    std::shared_ptr<QueueReadings> readings_;
+};
+
+/// {20, 9}: what goes out and comes in through the queues of each interface, known by its ifindex: the counters of its
+/// root qdisc and of its ingress one. An interface that has neither, or only one that doesn't queue (noqueue), has no
+/// row.
+class InterfaceQueues : public QueueTable<&QueueRows::interfaces> {
+  public:
+    using QueueTable::QueueTable;
+
+  protected:
+    void listRow(uint32_t id, tn::message& row) const override;
+};
+
+/// {20, 12}: the classes of all interfaces, known by classId. A qdisc that hangs from a class continues its tree.
+class QueueTree : public QueueTable<&QueueRows::classes> {
+  public:
+    using QueueTable::QueueTable;
+
+  protected:
+    void listRow(uint32_t id, tn::message& row) const override;
+};
+
+/// The contract of {20, 9} and {20, 12}; docs/queues.md has it by column. A queue that isn't there has no counters.
+/// Those of packets and drops are the lower half of the kernel's.
+namespace queue {
+//                                            source
+constexpr tn::string_id Name{2};        // IFLA_IFNAME; of a class with its handle: "eth0 1:10"
+constexpr tn::u64_id SentOctets{200};   // TCA_STATS_BASIC of the root qdisc, or of the class
+constexpr tn::u32_id SentPackets{201};  // the same
+constexpr tn::u32_id SentDrops{213};    // TCA_STATS_QUEUE of it
+// Of {20, 9}
+constexpr tn::u32_id Interface{104};        // tcm_ifindex
+constexpr tn::u64_id ReceivedOctets{300};   // TCA_STATS_BASIC of the ingress qdisc
+constexpr tn::u32_id ReceivedPackets{301};  // the same
+constexpr tn::u32_id ReceivedDrops{313};    // TCA_STATS_QUEUE of it
+// Of {20, 12}
+constexpr tn::u32_id ParentId{1};          // the parent's row; 0 at the top
+constexpr tn::string_array_id Parent{12};  // its name, or the interface's
+}  // namespace queue
+
+}  // namespace hostd
