@@ -13,6 +13,7 @@
 #include "hostd/pci.h"
 #include "hostd/proxy.h"
 #include "hostd/queues.h"
+#include "hostd/routes.h"
 #include "hostd/scripts.h"
 #include "hostd/supervisor.h"
 #include "hostd/system.h"
@@ -81,6 +82,7 @@ Owners::Owners(const Options& options) {
     const auto queues = std::make_shared<QueueReadings>();
     own({20, 9}, std::make_unique<InterfaceQueues>(queues));
     own({20, 12}, std::make_unique<QueueTree>(queues));
+    own({44, 1}, std::make_unique<Routes>());
     own({48, 101}, std::make_unique<Scripts>(tn::rooted("/tern/scripts")));
     own({79, 2}, std::make_unique<DiskTable>(options.proc));
     own({96, 1}, std::make_unique<Proxy>([url = options.proxyUrl] { return readSquid(url); }));

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <linux/netlink.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace hostd {
+
+/// An IPv4 route of the kernel's main table, as rtnetlink(7) tells of it. Addresses have their first octet in the most
+/// significant byte.
+struct Route {
+    /// One way that its packets can take.
+    struct NextHop {
+        uint32_t gateway = 0;     ///< 0 for none, and for one that isn't IPv4
+        uint32_t link = 0;        ///< ifindex; 0 for none
+        bool hasGateway = false;  ///< of whichever family
+        bool isUsable = true;     ///< false: its link is down or without carrier
+        bool operator==(const NextHop& other) const { return gateway == other.gateway && link == other.link; }
+    };
+
+    uint32_t destination = 0;
+    uint8_t length = 0;  ///< of the prefix, 0 to 32
+    uint8_t tos = 0;
+    uint8_t type = 0;           ///< RTN_UNICAST, RTN_BLACKHOLE and so on
+    uint8_t protocol = 0;       ///< who made it: RTPROT_KERNEL and so on
+    uint32_t metric = 0;        ///< the least one wins
+    uint32_t nexthop = 0;       ///< id of the nexthop object that it goes through; 0 for none
+    std::vector<NextHop> hops;  ///< at least one
+};
+
+/// Reads RTM_NEWROUTE or RTM_DELROUTE. False, with no sense in `route`, for one that isn't about an IPv4 route of the
+/// main table, or is malformed.
+[[nodiscard]] bool readRoute(const nlmsghdr& message, Route& route);
+
+/// The mask of a prefix of this length, 0 to 32.
+[[nodiscard]] constexpr uint32_t maskOf(unsigned length) { return length == 0 ? 0 : UINT32_MAX << (32 - length); }
+
+}  // namespace hostd
