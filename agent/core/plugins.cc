@@ -14,8 +14,8 @@ namespace snmp {
 
 namespace {
 
-constexpr size_t kLongestPath = 128;     // octets
-constexpr unsigned kMostFolders = 1000;  // two symlinks to the folder they lie in are 2^60 paths
+constexpr size_t kLongestPath = 128;    // octets
+constexpr unsigned kMostFolders = 200;  // two symlinks to the folder they lie in are 2^60 paths
 constexpr std::string_view kSuffix = ".so";
 
 bool othersMayWrite(const struct stat& file) {
@@ -69,7 +69,7 @@ void search(const std::string& directory, unsigned& folders) {
         return;
     }
     if (++folders > kMostFolders) {
-        if (folders == kMostFolders + 1) serr << "plugins: more than 1000 folders: not searched from " << directory;
+        if (folders == kMostFolders + 1) serr << "plugins: more than 200 folders: not searched from " << directory;
         return;
     }
     std::error_code fault;
