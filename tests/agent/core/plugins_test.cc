@@ -1,0 +1,139 @@
+#include "agent/core/plugins.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/tn/temp_root.h"
+
+namespace snmp {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+using testing::UnorderedElementsAre;
+
+class PluginsTest : public testing::Test {
+  protected:
+    /// Puts a plug-in of tests/plugins into the folder under a name.
+    fs::path put(const std::string& plugin, const fs::path& name, mode_t mode = 0644) {
+        const fs::path file = folder / name;
+        fs::create_directories(file.parent_path());
+        fs::copy_file(TEST_PLUGINS + plugin + ".so", file);
+        EXPECT_EQ(chmod(file.c_str(), mode), 0);
+        return file;
+    }
+
+    /// The lines that loading the folder writes, the folder itself as ".".
+    std::vector<std::string> linesOfLoading() {
+        testing::internal::CaptureStderr();
+        loadPlugins(folder);
+        std::istringstream text(testing::internal::GetCapturedStderr());
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(text, line);) {
+            for (size_t at = 0; (at = line.find(folder, at)) != std::string::npos;)
+                line.replace(at, folder.size(), ".");
+            lines.push_back(line);
+        }
+        return lines;
+    }
+
+    tn::TempRoot root;
+    const std::string folder = root.folder();
+};
+
+TEST_F(PluginsTest, FilesThatEndInSoAreStartedWhereverTheyLie) {
+    put("speaks", "x.so");
+    put("speaks", ".hidden.so");
+    put("speaks", "plugin.so.1");
+    put("speaks", "plugins");
+    put("speaks", "d.so/inner.so");
+    put("speaks", ".git/below.so");
+    fs::create_directory(folder + "/empty.so");
+    EXPECT_THAT(linesOfLoading(),
+                UnorderedElementsAre("plugin loaded: ./x.so", "autorun", "plugin loaded: ./d.so/inner.so", "autorun"));
+    fs::remove_all(folder);
+    EXPECT_THAT(linesOfLoading(), IsEmpty());
+}
+
+TEST_F(PluginsTest, WhatIsWrongWithOneCostsThatOneAlone) {
+    std::ofstream(put("mute", "text.so")) << "no shared object";
+    EXPECT_THAT(linesOfLoading(), ElementsAre("failed dlopen: ./text.so:", StartsWith("./text.so: ")));
+
+    fs::remove(folder + "/text.so");
+    put("needy", "needy.so");
+    EXPECT_THAT(linesOfLoading(),
+                ElementsAre("failed dlopen: ./needy.so:", "./needy.so: undefined symbol: nowhereToBeFound"));
+
+    fs::remove(folder + "/needy.so");
+    put("mute", "mute.so");
+    put("old", "old.so");
+    put("throws", "throws.so");
+    put("speaks", "good.so");
+    EXPECT_THAT(
+        linesOfLoading(),
+        UnorderedElementsAre(
+            "plugin loaded: ./mute.so", "plugin ./mute.so has no symbol autorun", "plugin loaded: ./old.so",
+            "plugin built for another version: ./old.so: 0.0.1, this is " TARNIX_VERSION, "plugin loaded: ./throws.so",
+            "plugin failed in autorun: ./throws.so: no such sensor", "plugin loaded: ./good.so", "autorun"));
+}
+
+TEST_F(PluginsTest, OneThatOthersMayWriteIsRefused) {
+    const std::string refused = ": others than root and the agent's own user may write it";
+    put("speaks", "group.so", 0664);
+    put("speaks", "world.so", 0602);
+    put("speaks", "good.so", 0700);
+    EXPECT_THAT(linesOfLoading(),
+                UnorderedElementsAre("plugin refused: ./group.so" + refused, "plugin refused: ./world.so" + refused,
+                                     "plugin loaded: ./good.so", "autorun"));
+    if (geteuid() != 0) GTEST_SKIP() << "giving a file away takes root";
+    fs::remove_all(folder);
+    const fs::path theirs = put("speaks", "theirs.so");
+    fs::create_symlink(theirs, folder + "/link.so");
+    ASSERT_EQ(chown(theirs.c_str(), 65534, 65534), 0);
+    EXPECT_THAT(linesOfLoading(),
+                UnorderedElementsAre("plugin refused: ./theirs.so" + refused, "plugin refused: ./link.so" + refused));
+}
+
+constexpr const char* kTooLong =
+    "Refusing to search for snmp plugins in following directory, because it's path is longer than 128 characters "
+    "(recursive symlink?):";
+
+TEST_F(PluginsTest, A128OctetPathIsSearchedAndALongerOneIsNot) {
+    const size_t room = 128 - folder.size() - 1;
+    const std::string longest(room, 'a');
+    const std::string tooLong(room + 1, 'b');
+    put("speaks", longest + "/in.so");
+    put("speaks", tooLong + "/in.so");
+    EXPECT_THAT(linesOfLoading(),
+                UnorderedElementsAre("plugin loaded: ./" + longest + "/in.so", "autorun", kTooLong, "./" + tooLong));
+}
+
+TEST_F(PluginsTest, SymlinksToFoldersAboveEnd) {
+    fs::create_directory_symlink(".", folder + "/up");
+    std::vector<std::string> lines = linesOfLoading();
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[0], kTooLong);
+    EXPECT_EQ(lines[1].size() - 1 + folder.size(), 128 + 1 + (128 - folder.size()) % 3);
+
+    // Two of them have as many paths as a binary tree of that depth.
+    fs::create_directory_symlink(".", folder + "/down");
+    lines = linesOfLoading();
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(), [](const auto& l) { return l.starts_with("plugins: more"); }),
+              1);
+}
+
+TEST_F(PluginsTest, ABrokenLinkEndsItsOwnFolderOnly) {
+    put("speaks", "good.so");
+    fs::create_directory(folder + "/sub");
+    fs::create_symlink("nowhere", folder + "/sub/link.so");
+    EXPECT_THAT(linesOfLoading(), ElementsAre("plugin loaded: ./good.so", "autorun"));
+}
+
+}  // namespace
+}  // namespace snmp

@@ -1,0 +1,5 @@
+#include <cstdio>
+
+#include "agent/core/autorun.h"
+
+void autorun() { std::fputs("autorun\n", stderr); }
