@@ -11,8 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<uint32_t> packet(size / 4 + 1);  // aligned as the kernel's are
     if (size > 0) std::memcpy(packet.data(), data, size);
     hostd::LinkTable links([](const std::string& name) { return name.size() % 2 == 1; },
-                           [](const hostd::Link& link, uint32_t status) {
-                               if (link.name.empty() || (status & ~0x500U) != 0) std::abort();
+                           [](const hostd::Link& link, uint32_t before, uint32_t status) {
+                               if (link.name.empty() || before == status || (status & ~0x500U) != 0) std::abort();
                            });
     hostd::DriverReading driver;
     const std::span bytes(reinterpret_cast<const uint8_t*>(packet.data()), size);

@@ -2,6 +2,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+
+#include "tn/looper.h"
 #include "tn/sources.h"
 
 namespace hostd {
@@ -17,11 +20,19 @@ uint32_t low(uint64_t value) { return static_cast<uint32_t>(value); }
 }  // namespace
 
 Interfaces::Interfaces(const std::string& sysfs)
-    : links_([sysfs](const std::string& name) { return isRadio(sysfs, name); },
-             [this](const Link& link, uint32_t status) { statusChanged(link, status); }),
+    : news_([this](uint32_t id, const std::string& name, uint32_t status) { tell(id, name, status); }),
+      links_([sysfs](const std::string& name) { return isRadio(sysfs, name); },
+             [this](const Link& link, uint32_t before, uint32_t status) {
+                 news_.changed(link, before, status, tn::getMilliseconds());
+                 tellLastingLater();
+             }),
       monitor_(links_) {
     policySet().add_policy(interface::kList, tn::right::Reading);
     policySet().add_policy(interface::kSpeed, tn::right::Reading);
+}
+
+Interfaces::~Interfaces() {
+    if (tn::Looper* looper = tn::getLooper()) looper->removeTimer(timer_);
 }
 
 void Interfaces::loadPermData() {
@@ -125,13 +136,27 @@ tn::message Interfaces::speedOf(const tn::message& request) {
     return reply;
 }
 
-void Interfaces::statusChanged(const Link& link, uint32_t status) {
+void Interfaces::tell(uint32_t id, const std::string& name, uint32_t status) {
     tn::message changed;
     changed.insert_u32(interface::Flags, 0);
     changed.insert_u32(interface::Status, status);
-    changed.insert_u32(tn::field::ObjectId, link.index);
-    changed.insert_string(interface::Name, link.name);
+    changed.insert_u32(tn::field::ObjectId, id);
+    changed.insert_string(interface::Name, name);
     notify(interface::kStatusChanged, changed);
+}
+
+void Interfaces::tellLastingLater() {
+    tn::Looper* looper = tn::getLooper();
+    if (looper == nullptr || timer_ != 0) return;
+    const auto due = news_.due();
+    if (!due) return;
+    const auto look = [this] {
+        timer_ = 0;
+        refresh();  // what waits may be the other half
+        news_.tellLasting(tn::getMilliseconds());
+        tellLastingLater();
+    };
+    timer_ = looper->addTimer(look, *due - std::min(*due, tn::getMilliseconds()));
 }
 
 bool Interfaces::shouldNotify(const tn::message& filter, const tn::message& notification) {

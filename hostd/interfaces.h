@@ -6,6 +6,7 @@
 #include "hostd/driver_watch.h"
 #include "hostd/id_table.h"
 #include "hostd/link_monitor.h"
+#include "hostd/status_news.h"
 
 namespace hostd {
 
@@ -20,6 +21,7 @@ class Interfaces : public IdTable {
 
     /// @param sysfs  the kernel's tree of devices ("/sys"): tells which of them are radios
     explicit Interfaces(const std::string& sysfs);
+    ~Interfaces() override;
 
     void loadPermData() override;
     tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
@@ -40,10 +42,13 @@ class Interfaces : public IdTable {
     tn::message setRow(uint32_t id, const tn::message& request) override;
 
   private:
-    void statusChanged(const Link& link, uint32_t status);
+    void tell(uint32_t id, const std::string& name, uint32_t status);
+    void tellLastingLater();
     tn::message speedOf(const tn::message& request);
     void watchDrivers();
 
+    StatusNews news_;
+    tn::ThinRunner::TimerId timer_ = 0;  ///< for the news that have to last
     LinkTable links_;
     LinkMonitor monitor_;
     DriverWatch drivers_;
@@ -56,7 +61,7 @@ namespace interface {
 constexpr uint32_t kList = 1;                 // command: ObjectId, Flags and Status of each; pages like get-all
 constexpr uint32_t kSpeed = 0x10001;          // command: SpeedClass of ObjectId
 constexpr uint32_t kStatusChanged = 0x10004;  // notification: ObjectId, Flags, Status, Name, once for each change of
-                                              // Status; of an interface that has gone with Status 0
+                                              // Status (see StatusNews); of one that has gone with Status 0
 constexpr uint32_t kStatusChanges = 128;      // in a filter's Status: changes of status are wanted
 
 //                                             unit            source

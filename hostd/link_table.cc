@@ -36,7 +36,7 @@ void LinkTable::takeNew(const nlmsghdr& message, uint64_t now) {
     if (isRadio && link.kind == link_kind::Ethernet) link.kind = link_kind::Wireless;
     links_[at].isListed = true;
     ++version_;
-    if (link.status() != before) statusChanged_(link, link.status());
+    if (link.status() != before) statusChanged_(link, before, link.status());
 }
 
 void LinkTable::insert(size_t at, Link link) {
@@ -45,14 +45,14 @@ void LinkTable::insert(size_t at, Link link) {
     const auto entry = links_.insert(links_.begin() + static_cast<std::ptrdiff_t>(at),
                                      {index, true, std::make_unique<Link>(std::move(link))});
     ++version_;
-    if (entry->link->status() != 0) statusChanged_(*entry->link, entry->link->status());
+    if (entry->link->status() != 0) statusChanged_(*entry->link, 0, entry->link->status());
 }
 
 void LinkTable::remove(size_t at) {
     const Entry gone = std::move(links_[at]);
     links_.erase(links_.begin() + static_cast<std::ptrdiff_t>(at));
     ++version_;
-    if (gone.link->status() != 0) statusChanged_(*gone.link, 0);
+    if (gone.link->status() != 0) statusChanged_(*gone.link, gone.link->status(), 0);
 }
 
 void LinkTable::beginListing() {

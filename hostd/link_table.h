@@ -15,7 +15,7 @@ class LinkTable : public FollowedTable {
   public:
     /// Told of each change of a link's status; a link that isn't there has status 0. `link` is as it is now, and is
     /// about to go when its status has become 0 by removal.
-    using StatusChanged = std::function<void(const Link& link, uint32_t status)>;
+    using StatusChanged = std::function<void(const Link& link, uint32_t before, uint32_t status)>;
     /// Says whether the driver's Ethernet link with this name is a radio.
     using IsWireless = std::function<bool(const std::string& name)>;
 

@@ -32,9 +32,11 @@ class LinkTableTest : public ::testing::Test {
         return all;
     }
     std::vector<std::string> told;
-    LinkTable links{
-        [](const std::string& name) { return name == "wlan0"; },
-        [this](const Link& link, uint32_t status) { told.push_back(link.name + "=" + std::to_string(status)); }};
+    LinkTable links{[](const std::string& name) { return name == "wlan0"; },
+                    [this](const Link& link, uint32_t before, uint32_t status) {
+                        EXPECT_NE(before, status);
+                        told.push_back(link.name + "=" + std::to_string(status));
+                    }};
 };
 
 }  // namespace
