@@ -3,11 +3,12 @@
 #if __has_include(<lldpctl.h>)
 
 #include <arpa/inet.h>
-#include <dlfcn.h>
 #include <lldp-const.h>
 #include <lldpctl.h>
 
 #include <memory>
+
+#include "hostd/shared_library.h"
 
 namespace hostd {
 
@@ -17,8 +18,8 @@ constexpr const char* kLibrary = "liblldpctl.so.4";
 constexpr size_t kMacOctets = 6;
 constexpr size_t kMostNeighbors = 4096;
 
-/// The library's functions, those that are used here. It stays loaded once it was found.
-struct Library {
+/// The library's functions, those that are used here.
+struct Library : SharedLibrary {
     decltype(&::lldpctl_new) open = nullptr;
     decltype(&::lldpctl_release) release = nullptr;
     decltype(&::lldpctl_log_callback) logTo = nullptr;
@@ -32,35 +33,22 @@ struct Library {
     decltype(&::lldpctl_atom_iter_next) next = nullptr;
     decltype(&::lldpctl_atom_iter_value) value = nullptr;
     decltype(&::lldpctl_atom_dec_ref) drop = nullptr;
-    bool isWhole = true;
 
-    Library() {
-        void* handle = ::dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL);
-        if (handle == nullptr) {
-            isWhole = false;
-            return;
-        }
-        find(handle, "lldpctl_new", open);
-        find(handle, "lldpctl_release", release);
-        find(handle, "lldpctl_log_callback", logTo);
-        find(handle, "lldpctl_get_interfaces", interfaces);
-        find(handle, "lldpctl_get_port", port);
-        find(handle, "lldpctl_atom_get", get);
-        find(handle, "lldpctl_atom_get_str", text);
-        find(handle, "lldpctl_atom_get_int", number);
-        find(handle, "lldpctl_atom_get_buffer", buffer);
-        find(handle, "lldpctl_atom_iter", first);
-        find(handle, "lldpctl_atom_iter_next", next);
-        find(handle, "lldpctl_atom_iter_value", value);
-        find(handle, "lldpctl_atom_dec_ref", drop);
-        if (isWhole) logTo([](int, const char*) {});  // it would write to standard error
-    }
-
-  private:
-    template <class Function>
-    void find(void* handle, const char* name, Function& function) {
-        function = reinterpret_cast<Function>(::dlsym(handle, name));
-        isWhole = isWhole && function != nullptr;
+    Library() : SharedLibrary(kLibrary) {
+        find("lldpctl_new", open);
+        find("lldpctl_release", release);
+        find("lldpctl_log_callback", logTo);
+        find("lldpctl_get_interfaces", interfaces);
+        find("lldpctl_get_port", port);
+        find("lldpctl_atom_get", get);
+        find("lldpctl_atom_get_str", text);
+        find("lldpctl_atom_get_int", number);
+        find("lldpctl_atom_get_buffer", buffer);
+        find("lldpctl_atom_iter", first);
+        find("lldpctl_atom_iter_next", next);
+        find("lldpctl_atom_iter_value", value);
+        find("lldpctl_atom_dec_ref", drop);
+        if (isWhole()) logTo([](int, const char*) {});  // it would write to standard error
     }
 };
 
@@ -148,7 +136,7 @@ void addNeighborsOf(const Library& library, const Atom& interface, std::vector<N
 NeighborReading readNeighbors() {
     NeighborReading reading;
     const Library library;
-    if (!library.isWhole) {
+    if (!library.isWhole()) {
         reading.problem = std::string(kLibrary) + " isn't there";
         return reading;
     }

@@ -2,17 +2,10 @@
 
 #include <algorithm>
 
+#include "hostd/row_text.h"
 #include "tn/sources.h"
 
 namespace hostd {
-
-namespace {
-
-void insertText(tn::message& row, tn::string_id field, const std::string& text) {
-    if (!text.empty()) row.insert_string(field, text.substr(0, Neighbors::kMostText));
-}
-
-}  // namespace
 
 Neighbors::Neighbors(std::function<NeighborReading()> read)
     : background_("neighbours", std::move(read), kMaxAge, kPatience) {}

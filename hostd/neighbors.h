@@ -18,7 +18,6 @@ class Neighbors : public IdTable {
   public:
     static constexpr uint64_t kMaxAge = 5000;     ///< ms
     static constexpr uint64_t kPatience = 30000;  ///< ms
-    static constexpr size_t kMostText = 500;      ///< octets of each text
 
     /// @param read  runs on the helper thread
     explicit Neighbors(std::function<NeighborReading()> read = readNeighbors);

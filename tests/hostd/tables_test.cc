@@ -3,17 +3,17 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
-#include <thread>
 
 #include "hostd/disk_table.h"
 #include "hostd/neighbors.h"
 #include "hostd/processor_loads.h"
+#include "hostd/row_text.h"
 #include "hostd/scripts.h"
 #include "hostd/system.h"
+#include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
 #include "tests/hostd/temp_tree.h"
 #include "tn/looper.h"
@@ -23,37 +23,13 @@ namespace hostd {
 namespace {
 
 namespace field = tn::field;
+using test::ask;
+using test::becomesTrue;
+using test::errorOf;
+using test::listed;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Pair;
-
-tn::message ask(tn::Handler& table, uint32_t command, tn::message request = {}) {
-    request.insert_u32(field::Command, command);
-    return table.handle(request);
-}
-
-/// "id:text" of each row.
-std::vector<std::string> listed(tn::Handler& table, tn::string_id text) {
-    std::vector<std::string> all;
-    const tn::message reply = ask(table, tn::cmd::GetAll);
-    for (const tn::message& item : reply.get_message_array(field::Objects))
-        all.push_back(std::to_string(item.get_u32(field::ObjectId)) + ":" + item.get_string(text));
-    return all;
-}
-
-/// Asks until a condition holds, at most five seconds.
-bool becomesTrue(const std::function<bool()>& condition) {
-    for (int i = 0; i < 500; ++i) {
-        if (condition()) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
-}
-
-uint32_t errorOf(const tn::message& reply) {
-    uint32_t code = 0;
-    return tn::isError(reply, &code) ? code : 0;
-}
 
 }  // namespace
 
@@ -151,7 +127,7 @@ TEST(Neighbors, KeepTheirIdsAndGoWithTheDaemon) {
     hears({"", {{"eth1-b", 0, {}, "b", "", "", ""}}});
     EXPECT_TRUE(becomes({"2:b"}));
     hears({"", {{"eth0-a", 0, {}, "a", "", "", ""}, {"eth1-b", 0, {}, std::string(9999, 'b'), "", "", ""}}});
-    EXPECT_TRUE(becomes({"2:" + std::string(Neighbors::kMostText, 'b'), "3:a"}));
+    EXPECT_TRUE(becomes({"2:" + std::string(kMostText, 'b'), "3:a"}));
     hears({"lldpd doesn't answer", {}});
     EXPECT_TRUE(becomes({}));
 }
