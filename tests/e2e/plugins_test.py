@@ -1,0 +1,117 @@
+"""Plug-ins, built as their authors build them: against what `cmake --install` leaves behind, nothing else."""
+
+import os
+import pathlib
+import shutil
+import signal
+import socket
+import subprocess
+import tempfile
+import unittest
+
+from harness import BUILD, PATIENCE, SYS_SERVICES, Daemon, Deployment, eventually, program
+
+SOURCES = pathlib.Path(__file__).resolve().parents[2] / "plugins"
+EXAMPLE = "1.3.6.1.4.1.32473"
+SPARES = "34,1000"
+WARNINGS = "-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror"
+
+
+def run(*words):
+    done = subprocess.run([str(word) for word in words], capture_output=True, text=True, timeout=5 * PATIENCE)
+    assert done.returncode == 0, f"{words}: {done.stdout}{done.stderr}"
+    return done.stdout
+
+
+class Agent(Deployment):
+    """tarnix-node with plug-ins in its folder, and somebody who takes its traps."""
+
+    def __init__(self, *plugins):
+        super().__init__("node")
+        self.folder = self.root / "tern/lib/snmp"
+        self.folder.mkdir(parents=True)
+        for plugin in plugins:
+            shutil.copy(plugin, self.folder)
+        self.traps = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        self.traps.bind(("127.0.0.1", 0))
+        self.traps.settimeout(PATIENCE)
+
+    def start(self):
+        words = ["--root", self.root, "--port", self.port, "--trap-port", self.traps.getsockname()[1], "--log", "stderr"]
+        self.daemons["node"] = Daemon([program("tarnix-node"), *words], self.output)
+        self.wait_for("34")
+        return self
+
+    def close(self):
+        self.traps.close()
+        super().close()
+
+
+class TheExample(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        work = pathlib.Path(tempfile.mkdtemp(prefix="tarnix-e2e-"))
+        cls.addClassCleanup(shutil.rmtree, work)
+        run("cmake", "--install", BUILD, "--prefix", work / "usr")
+        shutil.copytree(SOURCES / "example", work / "example")  # nothing of the source tree is within its reach
+        run("cmake", "-G", "Ninja", "-S", work / "example", "-B", work / "build",
+            f"-DCMAKE_PREFIX_PATH={work / 'usr'}", f"-DCMAKE_CXX_FLAGS={WARNINGS}")
+        run("cmake", "--build", work / "build")
+        cls.plugin = work / "build/example.so"
+
+    def setUp(self):
+        self.agent = Agent(self.plugin)
+        self.addCleanup(self.agent.close)
+        self.agent.start().open()
+
+    def add(self, name, count):
+        answer = self.agent.tnctl("message", SPARES, "add-object", f"1:string={name}", f"2:u32={count}")
+        self.assertEqual(answer.status, 0, answer)
+
+    def test_its_scalars_tell_the_load(self):
+        before = os.getloadavg()
+        answers = [self.agent.get(f"{EXAMPLE}.1.{number}.0") for number in (1, 2, 3)]
+        for answer, *bounds in zip(answers, before, os.getloadavg()):
+            kind, value = answer.split(": ")
+            self.assertEqual(kind, "Gauge32")
+            self.assertTrue(min(bounds) - 0.02 < int(value) / 100 < max(bounds) + 0.02, (answers, bounds))
+
+    def test_its_table_shows_and_changes_what_its_owner_keeps(self):
+        self.add("fan", 3)
+        self.add("disk", 7)
+        rows = {f"{EXAMPLE}.2.1.2.0": 'STRING: "fan"', f"{EXAMPLE}.2.1.2.1": 'STRING: "disk"',
+                f"{EXAMPLE}.2.1.3.0": "INTEGER: 3", f"{EXAMPLE}.2.1.3.1": "INTEGER: 7"}
+        for client in ("walk", "bulkwalk"):
+            self.assertEqual(self.agent.snmp(client, f"{EXAMPLE}.2").values(), rows)
+        self.agent.snmp("set", f"{EXAMPLE}.2.1.3.1", "i", "6", community="private")
+        self.agent.stop()
+        self.agent.start()
+        self.assertEqual(self.agent.get(f"{EXAMPLE}.2.1.3.1"), "INTEGER: 6")
+
+    def test_its_trap_is_sent(self):
+        self.agent.configure("set", "trap-version=2c", "trap-community=common", "trap-targets=127.0.0.1")
+        self.add("fan", 3)
+        trap = self.agent.traps.recv(65536)
+        for part in ("2b060106030101040100" "060b" "2b0601040181fd59030001",  # snmpTrapOID.0 = EXAMPLE.3.0.1
+                     "2b0601040181fd5902010200" "0403" + b"fan".hex(),        # EXAMPLE.2.1.2.0 = "fan"
+                     "2b0601040181fd5902010300" "020103"):                    # EXAMPLE.2.1.3.0 = 3
+            self.assertIn(part, trap.hex())
+
+
+class WhateverLiesInTheFolder(unittest.TestCase):
+    def test_the_agent_starts_and_serves(self):
+        agent = Agent(BUILD / "plugins/crashes.so", BUILD / "plugins/mute.so", BUILD / "plugins/throws.so")
+        self.addCleanup(agent.close)
+        (agent.folder / "broken.so").write_text("no shared object")
+        (agent.folder / "loop").symlink_to(".")
+        agent.start().open()
+        self.assertEqual(agent.get(SYS_SERVICES), "INTEGER: 78")
+        self.assertEqual(agent.get(f"{EXAMPLE}.9.0"), "INTEGER: 7")
+        self.assertEqual(agent.said().count("Refusing to search for snmp plugins"), 1)
+        self.assertEqual(agent.stop(), [-signal.SIGABRT])
+        agent.start()
+        eventually(lambda: agent.snmp("get", f"{EXAMPLE}.9.0").status == 0, "it serves again")
+
+
+if __name__ == "__main__":
+    unittest.main()
