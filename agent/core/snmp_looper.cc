@@ -39,7 +39,7 @@ SnmpLooper::SnmpLooper(uint16_t port, uint16_t trapPort)
     : Looper({tn::number::Snmp}),
       store_("/tern/store/snmpd", 5),
       port_(port),
-      traps_(settings_, communities_, trapPort) {
+      traps_(settings_, communities_, v3Server_, trapPort) {
     loop = this;
     serr << "communityKeep->init();";
     communities_.init();

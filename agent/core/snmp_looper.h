@@ -40,6 +40,7 @@ class SnmpLooper : public tn::Looper {
     [[nodiscard]] const Settings& settings() const { return settings_; }
     [[nodiscard]] CommunityKeep& communities() { return communities_; }
     [[nodiscard]] V3ServerInfo& v3Server() { return v3Server_; }
+    [[nodiscard]] const TrapSender& traps() const { return traps_; }
 
   private:
     [[nodiscard]] int openSocket() const;

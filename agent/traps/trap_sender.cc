@@ -19,6 +19,9 @@ OID nameOf(const Trap& trap) {
     return trap.generic == generic_trap::EnterpriseSpecific ? trap.oid + OID{0, trap.specific} : trap.oid;
 }
 
+/// For request-id and msgID: 31 bits (RFC 3412, 6).
+uint32_t randomNumber() { return tn::sources().random32() >> 1; }
+
 void addBindings(OutStream& out, const std::vector<VariableBinding>& bindings) {
     for (const VariableBinding& binding : bindings) out.addVarBind(binding);
 }
@@ -78,6 +81,7 @@ bool TrapSender::createTrap(OutStream& out, const tn::message& message, const IP
     }
     out.startSeq(tag::Sequence);
     out.add(settings_.trapVersion, tag::Integer);
+    if (settings_.trapVersion == kVersion3) return addSecured(out, *community, *trap);
     out.add(community->name, tag::OctetString);
     if (settings_.trapVersion == kVersion1) {
         addPduV1(out, *trap, local);
@@ -86,6 +90,39 @@ bool TrapSender::createTrap(OutStream& out, const tn::message& message, const IP
     }
     out.endSeq();
     return true;
+}
+
+/// What follows the version, at the level that the user asks for, and the end of the message.
+bool TrapSender::addSecured(OutStream& out, const Item& user, const Trap& trap) const {
+    serr << "snmp v3 trap";
+    const V3Info header = headerFor(user);
+    const UserKeys& keys = communities_.keysOf(user);
+    out.writeV3Info(header, user.security);
+    addPduV2(out, trap);
+    if (!out.cryptPacket(header, keys)) return false;
+    out.endSeq();
+    return out.signPacket(header, keys);
+}
+
+V3Info TrapSender::headerFor(const Item& user) const {
+    V3Info header;
+    header.msgID = randomNumber();
+    header.msgMaxSize = kMaxMessage;
+    header.msgFlags.assign(1, '\0');
+    if (user.security >= security_level::Authorized) {
+        header.msgFlags.front() |= kAuthFlag;
+        header.msgAuthenticationParameters.assign(kAuthParamsSize, '\0');
+    }
+    if (user.security >= security_level::Private) {
+        header.msgFlags.front() |= kPrivFlag;
+        header.msgPrivacyParameters = engine_.nextSalt();
+    }
+    header.msgAuthoritativeEngineID = engine_.engineId;
+    header.msgAuthoritativeEngineBoots = engine_.engineBoots;
+    header.msgAuthoritativeEngineTime = engine_.engineTime();
+    header.msgUserName = user.name;
+    header.contextEngineID = engine_.engineId;
+    return header;
 }
 
 void TrapSender::addPduV1(OutStream& out, const Trap& trap, const IPAddr6& local) const {
@@ -104,7 +141,7 @@ void TrapSender::addPduV1(OutStream& out, const Trap& trap, const IPAddr6& local
 
 void TrapSender::addPduV2(OutStream& out, const Trap& trap) const {
     out.startSeq(pdu::TrapV2);
-    out.add(tn::sources().random32() >> 1, tag::Integer);  // request-id
+    out.add(randomNumber(), tag::Integer);  // request-id
     out.addErrorStatus(0);
     out.addErrorIndex(0);
     out.startSeq(tag::Sequence);
