@@ -1,0 +1,84 @@
+// A packet of netlink messages about addresses, neighbours, forwarding entries and queues: whatever it holds, the
+// tables stay in order and their counts true.
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <vector>
+
+#include "hostd/addresses.h"
+#include "hostd/arp_entries.h"
+#include "hostd/forwarding.h"
+#include "hostd/qdisc.h"
+
+namespace {
+
+namespace field = tn::field;
+
+void require(bool condition) {
+    if (!condition) std::abort();
+}
+
+/// Walks a table by its keys, two rows at a time: each row is after the one before, and there are as many as counted.
+void walk(hostd::OwnerTable& table, const std::vector<hostd::KeyField>& keyFields) {
+    tn::message request;
+    request.insert_u32(field::Command, tn::cmd::GetAll);
+    request.insert_u32(field::MaxObjects, 2);
+    uint32_t rows = 0;
+    std::vector<uint8_t> last;
+    for (;;) {
+        const tn::message reply = table.handle(request);
+        const auto& items = reply.get_message_array(field::Objects);
+        const size_t known = last.empty() ? 0 : 1;
+        if (items.size() <= known) break;
+        tn::message key;
+        std::vector<uint8_t> octets;
+        for (const hostd::KeyField& part : keyFields) {
+            std::vector<uint8_t> place(part.width());
+            require(part.isIn(items[known]) && part.read(items[known], place));
+            part.write(place, key);
+            octets.insert(octets.end(), place.begin(), place.end());
+        }
+        require(last.empty() || last < octets);
+        last = octets;
+        ++rows;
+        request.insert_message(field::Key, std::move(key));
+    }
+    require(rows == table.getObjectCount());
+}
+
+void checkQueues(const std::vector<hostd::Qdisc>& qdiscs) {
+    const auto nameOf = [](uint32_t ifindex) { return ifindex % 3 == 0 ? "" : "eth" + std::to_string(ifindex % 5); };
+    const hostd::QueueRows rows = hostd::makeQueueRows(qdiscs, qdiscs, nameOf);
+    for (const auto& [id, one] : rows.classes) {
+        require(id >= 1 && id <= INT32_MAX && !one.parent.empty());
+        const auto parent = rows.classes.find(one.parentId);
+        require(one.parentId == 0 || (parent != rows.classes.end() && parent->second.name == one.parent));
+    }
+    for (const auto& [ifindex, queue] : rows.interfaces)
+        require(ifindex != 0 && !queue.interface.empty() && (queue.sent || queue.received));
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    std::vector<uint32_t> packet(size / 4 + 1);  // aligned as the kernel's are
+    if (size > 0) std::memcpy(packet.data(), data, size);
+    hostd::Addresses addresses;
+    hostd::ArpEntries arpEntries;
+    hostd::Forwarding forwarding;
+    std::vector<hostd::Qdisc> qdiscs;
+    hostd::forEachMessage({reinterpret_cast<const uint8_t*>(packet.data()), size}, [&](const nlmsghdr& message) {
+        for (hostd::FollowedTable* table :
+             std::initializer_list<hostd::FollowedTable*>{&addresses, &arpEntries, &forwarding}) {
+            if (message.nlmsg_type == NLMSG_NOOP) table->beginListing();
+            if (message.nlmsg_type == NLMSG_DONE) table->endListing(message.nlmsg_flags % 2 == 0);
+            table->take(message, 1);
+        }
+        if (const auto qdisc = hostd::readQdisc(message)) qdiscs.push_back(*qdisc);
+    });
+    walk(addresses, {hostd::address::Address});
+    walk(arpEntries, {hostd::arp::IfIndex, hostd::arp::Address});
+    walk(forwarding, {hostd::forwarding::Bridge, {hostd::forwarding::Mac, 6}});
+    checkQueues(qdiscs);
+    return 0;
+}

@@ -1,0 +1,175 @@
+// Queues of interfaces and trees of classes, from messages such as the kernel sends.
+
+#include "hostd/queues.h"
+
+#include <gmock/gmock.h>
+#include <linux/gen_stats.h>
+#include <linux/pkt_sched.h>
+#include <linux/rtnetlink.h>
+
+#include "tests/hostd/ask.h"
+#include "tests/hostd/hand_clock.h"
+#include "tests/hostd/netlink_message.h"
+
+namespace hostd {
+
+namespace {
+
+namespace field = tn::field;
+using test::ask;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
+using TcMessage = test::NetlinkMessage<tcmsg>;
+
+constexpr uint32_t handle(uint32_t major, uint32_t minor = 0) { return major << 16 | minor; }
+
+Qdisc one(uint32_t ifindex, uint32_t handle, uint32_t parent, const char* kind, uint64_t octets = 0) {
+    return {ifindex, handle, parent, kind, {octets, octets / 100, 0}};
+}
+
+std::string nameOf(uint32_t ifindex) { return ifindex == 99 ? "" : "eth" + std::to_string(ifindex); }
+
+/// "name in parent" of each class; the parent's id must be that of the class with this name.
+std::vector<std::string> tree(const std::vector<Qdisc>& qdiscs, const std::vector<Qdisc>& classes) {
+    std::vector<std::string> all;
+    const QueueRows rows = makeQueueRows(qdiscs, classes, nameOf);
+    for (const auto& [id, queue] : rows.classes) {
+        all.push_back(queue.name + " in " + queue.parent);
+        EXPECT_EQ(queue.parentId == 0 ? nameOf(queue.parent.back() - '0') : rows.classes.at(queue.parentId).name,
+                  queue.parent);
+    }
+    return all;
+}
+
+}  // namespace
+
+TEST(Qdisc, IsReadWithTheCountersThatTheKernelHas) {
+    gnet_stats_basic basic{};
+    basic.bytes = 0x1'0000'0007;
+    basic.packets = 12;
+    gnet_stats_queue queue{};
+    queue.drops = 5;
+    TcMessage message(RTM_NEWTCLASS, {AF_UNSPEC, 0, 0, 3, handle(1, 0x10), handle(1, 1), 0});
+    message.text(TCA_KIND, "htb").nest(TCA_STATS2, [&](TcMessage& m) {
+        m.value(TCA_STATS_BASIC, basic).value(TCA_STATS_QUEUE, queue);
+    });
+    const auto read = readQdisc(message.message());
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->ifindex, 3U);
+    EXPECT_EQ(read->handle, handle(1, 0x10));
+    EXPECT_EQ(read->parent, handle(1, 1));
+    EXPECT_EQ(read->kind, "htb");
+    EXPECT_EQ(read->counters.octets, 0x1'0000'0007U);
+    EXPECT_EQ(read->counters.packets, 12U);
+    EXPECT_EQ(read->counters.drops, 5U);
+
+    TcMessage wide(RTM_NEWQDISC, {AF_UNSPEC, 0, 0, 3, handle(1), TC_H_ROOT, 0});
+    wide.nest(TCA_STATS2, [&](TcMessage& m) {
+        m.octets(TCA_STATS_BASIC, std::vector<uint8_t>(12, 1)).value(TCA_STATS_PKT64, uint64_t{0x2'0000'0000});
+        m.octets(TCA_STATS_QUEUE, std::vector<uint8_t>(4, 1));
+    });
+    const auto wideRead = readQdisc(wide.message());
+    ASSERT_TRUE(wideRead);
+    EXPECT_EQ(wideRead->counters.octets, 0x0101'0101'0101'0101U);
+    EXPECT_EQ(wideRead->counters.packets, 0x2'0000'0000U);
+    EXPECT_EQ(wideRead->counters.drops, 0U);
+
+    EXPECT_FALSE(readQdisc(TcMessage(RTM_DELQDISC, {AF_UNSPEC, 0, 0, 3, 0, 0, 0}).message()));
+    EXPECT_FALSE(readQdisc(TcMessage(RTM_NEWQDISC, {AF_UNSPEC, 0, 0, 0, 0, 0, 0}).message()));
+    message.raw()->nlmsg_len = NLMSG_HDRLEN + 16;
+    EXPECT_FALSE(readQdisc(message.message()));
+}
+
+TEST(Qdisc, OnlyThoseThatAnAdministratorLaidOutHaveClasses) {
+    EXPECT_TRUE(hasClasses(one(3, handle(1), TC_H_ROOT, "htb")));
+    EXPECT_FALSE(hasClasses(one(3, handle(1), TC_H_ROOT, "fq_codel")));
+    EXPECT_FALSE(hasClasses(one(3, 0, TC_H_ROOT, "mq")));
+    EXPECT_TRUE(hasClasses(one(3, handle(1), TC_H_ROOT, "mq")));
+}
+
+TEST(InterfaceQueues, AreTheRootAndTheIngressQdisc) {
+    const auto rows =
+        makeQueueRows({one(2, 0, TC_H_ROOT, "noqueue", 1), one(3, handle(1), TC_H_ROOT, "htb", 300),
+                       one(3, handle(10), handle(1, 1), "pfifo", 7),
+                       one(3, handle(0xffff), TC_H_INGRESS, "ingress", 400), one(4, 0, TC_H_ROOT, "noqueue", 1),
+                       one(4, handle(0xffff), TC_H_CLSACT, "clsact", 500), one(99, handle(1), TC_H_ROOT, "htb", 1)},
+                      {}, nameOf);
+    ASSERT_EQ(rows.interfaces.size(), 2U);
+    const InterfaceQueue& both = rows.interfaces.at(3);
+    EXPECT_EQ(both.interface, "eth3");
+    EXPECT_EQ(both.sent.value().octets, 300U);
+    EXPECT_EQ(both.received.value().octets, 400U);
+    EXPECT_FALSE(rows.interfaces.at(4).sent);
+    EXPECT_EQ(rows.interfaces.at(4).received.value().packets, 5U);
+}
+
+TEST(QueueTree, GoesOnAcrossQdiscsAndEndsAtTheInterface) {
+    // eth3 -> 1: htb -> 1:1 -> 1:10 -> a: prio -> a:1; a prio's classes name their qdisc as their parent.
+    const std::vector<Qdisc> qdiscs = {one(3, handle(1), TC_H_ROOT, "htb"), one(3, handle(10), handle(1, 0x10), "prio"),
+                                       one(5, handle(1), TC_H_ROOT, "htb")};
+    EXPECT_THAT(tree(qdiscs, {one(3, handle(1, 1), TC_H_ROOT, "htb"), one(3, handle(1, 0x10), handle(1, 1), "htb"),
+                              one(3, handle(10, 1), handle(10), "prio"), one(5, handle(1, 1), TC_H_ROOT, "htb"),
+                              one(6, handle(1, 1), TC_H_ROOT, "htb"), one(99, handle(1, 1), TC_H_ROOT, "htb")}),
+                UnorderedElementsAre("eth3 1:1 in eth3", "eth3 1:10 in eth3 1:1", "eth3 a:1 in eth3 1:10",
+                                     "eth5 1:1 in eth5", "eth6 1:1 in eth6"));
+}
+
+TEST(QueueTree, IdsDependOnNothingButTheNameAndAreUnique) {
+    const auto id = [](const QueueRows& rows, const std::string& name) {
+        for (const auto& [number, queue] : rows.classes)
+            if (queue.name == name) return number;
+        return 0U;
+    };
+    std::vector<Qdisc> classes;
+    for (uint32_t minor = 1; minor <= 0xffff; ++minor) classes.push_back(one(3, handle(1, minor), TC_H_ROOT, "htb"));
+    const QueueRows rows = makeQueueRows({}, classes, nameOf);
+    EXPECT_EQ(rows.classes.size(), classes.size());  // some of their names give the same
+    EXPECT_GE(rows.classes.begin()->first, 1U);
+    EXPECT_LE(rows.classes.rbegin()->first, 0x7fff'ffffU);
+    const QueueRows alone =
+        makeQueueRows({}, {one(7, handle(1, 0x10), TC_H_ROOT, "htb")}, [](uint32_t) { return std::string("eth3"); });
+    EXPECT_EQ(id(alone, "eth3 1:10"), id(rows, "eth3 1:10"));
+}
+
+TEST(QueueTables, ShareOneReadingAndAskTheKernelNotTooOften) {
+    test::HandClock clock;
+    int readings = 0;
+    bool isThere = true;
+    const auto shared = std::make_shared<QueueReadings>([&]() -> std::optional<QueueRows> {
+        if (!isThere) return {};
+        const uint64_t octets = 0x1'0000'0000U + static_cast<uint64_t>(++readings);
+        QueueRows rows;
+        rows.interfaces[3] = {"eth3", QueueCounters{octets, 0x1'0000'0002, 9}, {}};
+        rows.classes[7] = {"eth3 1:10", "eth3 1:1", 6, {octets, 4, 5}};
+        rows.classes[6] = {"eth3 1:1", "eth3", 0, {}};
+        return rows;
+    });
+    InterfaceQueues interfaces(shared);
+    QueueTree classes(shared);
+
+    tn::message row = test::rowsOf(interfaces).at(0);
+    EXPECT_EQ(row.get_u32(field::ObjectId), 3U);
+    EXPECT_EQ(row.get_string(queue::Name), "eth3");
+    EXPECT_EQ(row.get_u64(queue::SentOctets), 0x1'0000'0001U);
+    EXPECT_EQ(row.get_u32(queue::SentPackets), 2U);
+    EXPECT_EQ(row.get_u32(queue::SentDrops), 9U);
+    EXPECT_FALSE(row.has(queue::ReceivedOctets));
+    EXPECT_THAT(test::listed(classes, queue::Name), ElementsAre("6:eth3 1:1", "7:eth3 1:10"));
+    row = test::rowsOf(classes).at(1);
+    EXPECT_EQ(row.get_u32(queue::ParentId), 6U);
+    EXPECT_THAT(row.get_string_array(queue::Parent), ElementsAre("eth3 1:1"));
+    EXPECT_EQ(ask(classes, tn::cmd::GetCount).get_u32(field::Count), 2U);
+    EXPECT_EQ(readings, 1);
+    clock.milliseconds += QueueReadings::kMaxAge;
+    EXPECT_EQ(test::rowsOf(interfaces).at(0).get_u64(queue::SentOctets), 0x1'0000'0002U);
+
+    isThere = false;
+    clock.milliseconds += QueueReadings::kMaxAge;
+    EXPECT_THAT(test::rowsOf(interfaces), IsEmpty());
+    isThere = true;
+    clock.milliseconds += QueueReadings::kMaxAge;
+    EXPECT_EQ(test::rowsOf(interfaces).size(), 1U);
+}
+
+}  // namespace hostd
