@@ -1,0 +1,174 @@
+// PCI and USB devices of a prepared tree, and the USB reset.
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+
+#include "hostd/pci.h"
+#include "hostd/sysfs.h"
+#include "hostd/usb.h"
+#include "hostd/usb_reset.h"
+#include "tests/hostd/ask.h"
+#include "tests/hostd/hand_clock.h"
+#include "tests/hostd/temp_tree.h"
+
+namespace hostd {
+
+namespace {
+
+using test::ask;
+using test::becomesTrue;
+using test::errorOf;
+using test::listed;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Pair;
+
+constexpr const char* kIds =
+    "# names\n"
+    "8086  Intel Corporation\n"
+    "\t100e  82540EM Gigabit Ethernet Controller\n"
+    "1af4  Red Hat, Inc.\n";
+
+class DevicesTest : public ::testing::Test {
+  protected:
+    void plugPci(const std::string& name, const std::string& vendor, const std::string& device) {
+        tree.write("bus/pci/devices/" + name + "/vendor", vendor + "\n");
+        tree.write("bus/pci/devices/" + name + "/device", device + "\n");
+    }
+    void plugUsb(const std::string& name, const std::string& bus, const std::string& number,
+                 const std::string& vendor = "1d6b", const std::string& product = "0002") {
+        const std::string at = "bus/usb/devices/" + name;
+        tree.write(at + "/busnum", bus + "\n");
+        tree.write(at + "/devnum", number + "\n");
+        tree.write(at + "/idVendor", vendor + "\n");
+        tree.write(at + "/idProduct", product + "\n");
+    }
+    /// Asks until the table is as expected.
+    bool becomes(tn::Handler& table, tn::string_id text, const std::vector<std::string>& expected) {
+        clock.milliseconds += 10'000;
+        return becomesTrue([&] { return listed(table, text) == expected; });
+    }
+    test::HandClock clock;
+    test::TempTree tree;
+};
+
+}  // namespace
+
+TEST_F(DevicesTest, PciRowsAreNamedAndKeepTheirIds) {
+    tree.write("pci.ids", kIds);
+    plugPci("0000:00:1f.2", "0x8086", "0x100e");
+    plugPci("0000:01:00.0", "0x1af4", "0x1041");
+    plugPci("10000:00:1f.2", "0xabcd", "0x0001");  // a bus of its own behind a controller
+    plugPci("10001:00:1f.2", "0xabcd", "0x0001");
+    plugPci("nonsense", "0x8086", "0x100e");
+    plugPci("0000:00:20.0", "0x8086", "0x100e");                    // no such device number
+    tree.write("bus/pci/devices/0000:00:03.0/vendor", "0x8086\n");  // half gone
+    PciDevices table(tree.path(), tree.path("pci.ids"));
+    EXPECT_TRUE(becomes(table, pci::Name,
+                        {"250:0000:00:1f.2", "256:0000:01:00.0", "65786:10000:00:1f.2", "65787:10001:00:1f.2"}));
+    const auto rows = test::rowsOf(table);
+    const auto names = [&](size_t i) { return Pair(rows[i].get_string(pci::Maker), rows[i].get_string(pci::Model)); };
+    const auto pair = [](const char* a, const char* b) { return std::pair<std::string, std::string>(a, b); };
+    EXPECT_THAT(pair("Intel Corporation", "82540EM Gigabit Ethernet Controller"), names(0));
+    EXPECT_THAT(pair("Red Hat, Inc.", "Device 1041"), names(1));
+    EXPECT_THAT(pair("Vendor abcd", "Device 0001"), names(2));
+    EXPECT_EQ(rows[0].get_string(pci::MakerName), "Intel Corporation");
+    EXPECT_EQ(rows[0].get_string(pci::ModelName), "82540EM Gigabit Ethernet Controller");
+
+    // The index that the agent makes of an id must be one of its own.
+    for (const tn::message& row : rows) EXPECT_LT(row.get_u32(tn::field::ObjectId), 0x20000U);
+    tree.remove("bus/pci/devices/10000:00:1f.2");
+    EXPECT_TRUE(becomes(table, pci::Name, {"250:0000:00:1f.2", "256:0000:01:00.0", "65787:10001:00:1f.2"}));
+    plugPci("0000:00:03.0", "0x8086", "0x100e");
+    EXPECT_TRUE(becomes(table, pci::Model,
+                        {"24:82540EM Gigabit Ethernet Controller", "250:82540EM Gigabit Ethernet Controller",
+                         "256:Device 1041", "65787:Device 0001"}));
+}
+
+TEST_F(DevicesTest, ADamagedListOfNamesCostsNamesOnly) {
+    tree.write("pci.ids", "8086  Intel Corporation\n\t\tgarbage before any device\n");
+    plugPci("0000:00:1f.2", "0x8086", "0x100e");
+    for (const char* list : {"pci.ids", "none"}) {
+        PciReader reader(tree.path(), tree.path(list));
+        const Reading<PciDevice> reading = reader.read();
+        ASSERT_EQ(reading.rows.size(), 1U) << list;
+        EXPECT_EQ(reading.rows[0].model, "Device 100e");
+        EXPECT_NE(reading.problem, "");
+    }
+    EXPECT_THAT(PciReader(tree.path("none")).read().rows, IsEmpty());
+}
+
+TEST_F(DevicesTest, UsbRowsAreWhatDevicesSayAndTheListKnows) {
+    plugUsb("usb1", "1", "1");
+    tree.write("bus/usb/devices/usb1/manufacturer", "Linux 6.1 xhci-hcd\n");
+    tree.write("bus/usb/devices/usb1/product", "xHCI Host Controller\n");
+    tree.write("bus/usb/devices/usb1/serial", "0000:00:14.0\n");
+    plugUsb("1-1.4", "1", "9", "0403", "6001");
+    plugUsb("usb2", "2", "1", "dead", "beef");
+    tree.write("bus/usb/devices/1-0:1.0/bNumEndpoints", "01\n");
+    UsbDevices table(tree.path(), [](uint32_t vendor, uint32_t product) -> UsbNames {
+        if (vendor == 0x0403 && product == 0x6001) return {"Future Technology Devices International, Ltd", "FT232"};
+        if (vendor == 0x1d6b) return {"Linux Foundation", ""};
+        return {};
+    });
+    EXPECT_TRUE(becomes(table, usb::Name, {"129:usb1", "137:1-1.4", "257:usb2"}));
+    const auto rows = test::rowsOf(table);
+    const auto texts = [](const tn::message& row) {
+        std::vector<std::string> all;
+        for (const tn::string_id id : {usb::Maker, usb::Product, usb::Serial, usb::MakerName, usb::ModelName})
+            all.push_back(row.get_string(id));
+        return all;
+    };
+    EXPECT_THAT(texts(rows[0]), ElementsAre("Linux 6.1 xhci-hcd", "xHCI Host Controller", "0000:00:14.0",
+                                            "Linux Foundation", "xHCI Host Controller"));
+    EXPECT_THAT(texts(rows[1]), ElementsAre("Future Technology Devices International, Ltd", "FT232", "",
+                                            "Future Technology Devices International, Ltd", "FT232"));
+    EXPECT_THAT(texts(rows[2]), ElementsAre("Vendor dead", "Device beef", "", "Vendor dead", "Device beef"));
+
+    // Pulled out and plugged in again: the kernel counts on, and so does the table.
+    tree.remove("bus/usb/devices/1-1.4");
+    EXPECT_TRUE(becomes(table, usb::Name, {"129:usb1", "257:usb2"}));
+    plugUsb("1-1.4", "1", "10", "0403", "6001");
+    EXPECT_TRUE(becomes(table, usb::Name, {"129:usb1", "138:1-1.4", "257:usb2"}));
+}
+
+TEST_F(DevicesTest, UsbPortsAreSwitchedOffAndOnAgain) {
+    const std::vector<std::string> ports = {"bus/usb/devices/1-0:1.0/usb1-port1/disable",
+                                            "bus/usb/devices/2-0:1.0/usb2-port1/disable"};
+    const std::string behindHub = "bus/usb/devices/1-1:1.0/1-1-port1/disable";
+    tn::message request;
+    request.insert_u32(usb_reset::Seconds, UsbReset::kMostSeconds);
+    const auto reset = [&](UsbReset& owner) { return errorOf(ask(owner, UsbReset::kSwitchOff, request)); };
+    const auto are = [&](const std::string& value) {
+        return becomesTrue([&] {
+            return std::ranges::all_of(ports, [&](auto& port) { return readAttribute(tree.path(port)) == value; });
+        });
+    };
+    UsbReset without(tree.path(), true);
+    EXPECT_EQ(reset(without), tn::error::Refused);  // no port
+    for (const std::string& port : ports) tree.write(port, "0\n");
+    tree.write(behindHub, "0\n");
+    UsbReset forbidden(tree.path(), false);
+    EXPECT_EQ(reset(forbidden), tn::error::Refused);
+    EXPECT_TRUE(are("0"));
+
+    auto owner = std::make_unique<UsbReset>(tree.path(), true);
+    EXPECT_EQ(reset(*owner), 0U);
+    EXPECT_TRUE(are("1"));
+    EXPECT_EQ(reset(*owner), tn::error::Refused);  // under way
+    owner.reset();                                 // the process ends meanwhile
+    EXPECT_TRUE(are("0"));
+    EXPECT_EQ(readAttribute(tree.path(behindHub)), "0");
+
+    for (const uint32_t seconds : {0U, UsbReset::kMostSeconds + 1, 0xffffffffU}) {
+        request.insert_u32(usb_reset::Seconds, seconds);
+        EXPECT_EQ(reset(without), tn::error::Refused) << seconds;
+    }
+    request.insert_u32(usb_reset::Seconds, 1);
+    EXPECT_EQ(reset(without), 0U);
+    EXPECT_TRUE(are("1"));
+    EXPECT_TRUE(are("0"));  // by itself
+}
+
+}  // namespace hostd

@@ -1,0 +1,265 @@
+// Guests, from libvirt's own test driver and from sources that hang.
+
+#include "hostd/guests.h"
+
+#include <gmock/gmock.h>
+#include <libvirt/libvirt.h>
+#include <libvirt/virterror.h>
+
+#include <atomic>
+#include <future>
+#include <map>
+
+#include "tests/hostd/ask.h"
+#include "tests/hostd/hand_clock.h"
+#include "tn/looper.h"
+
+namespace hostd {
+
+namespace {
+
+namespace field = tn::field;
+using test::ask;
+using test::becomesTrue;
+using test::listed;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Pair;
+
+constexpr const char* kUri = "test:///default";
+
+using Connection = std::unique_ptr<virConnect, decltype(&::virConnectClose)>;
+using Domain = std::unique_ptr<virDomain, decltype(&::virDomainFree)>;
+
+/// libvirt's test driver. Its guests are those of the process as long as somebody is connected.
+class LibvirtTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        virSetErrorFunc(nullptr, [](void*, virErrorPtr) {});
+        ASSERT_NE(connection, nullptr);
+    }
+    [[nodiscard]] static std::string xml(const std::string& name) {
+        return "<domain type='test'><name>" + name +
+               "</name><memory unit='MiB'>512</memory><currentMemory unit='MiB'>256</currentMemory><vcpu>3</vcpu>"
+               "<title>the " +
+               name + "</title><os><type>hvm</type></os></domain>";
+    }
+    Domain create(const std::string& name) {
+        return {virDomainCreateXML(connection.get(), xml(name).c_str(), 0), virDomainFree};
+    }
+    /// name: state, of all rows.
+    static std::map<std::string, uint32_t> states(tn::Handler& table, tn::u32_id state) {
+        std::map<std::string, uint32_t> all;
+        for (const tn::message& row : test::rowsOf(table)) all[row.get_string(field::Name)] = row.get_u32(state);
+        return all;
+    }
+    test::HandClock clock;
+    Connection connection{virConnectOpen(kUri), virConnectClose};
+};
+
+}  // namespace
+
+TEST_F(LibvirtTest, GuestsAreListedWithTheirStates) {
+    const Domain paused = create("paused");
+    const Domain gone = create("gone");
+    const Domain defined(virDomainDefineXML(connection.get(), xml("defined").c_str()), virDomainFree);
+    ASSERT_TRUE(paused && gone && defined);
+    ASSERT_EQ(virDomainSuspend(paused.get()), 0);
+    VirtualMachines machines([] { return readGuests(kUri); });
+    PodhostGuests pods([] { return readGuests(kUri); });
+    using namespace virtual_machine;
+    const auto becomes = [&](const std::map<std::string, uint32_t>& expected) {
+        return becomesTrue([&] { return states(machines, State) == expected; });
+    };
+    EXPECT_TRUE(becomes({{"test", kRunning}, {"paused", kStopped}, {"gone", kRunning}, {"defined", kStopped}}));
+    for (const tn::message& row : test::rowsOf(machines)) {
+        if (row.get_string(field::Name) != "paused") continue;
+        EXPECT_EQ(row.get_u32(Memory), 512U);
+        EXPECT_EQ(row.get_u32(Processors), 3U);
+        EXPECT_EQ(row.get_string(field::Comment), "the paused");
+        EXPECT_FALSE(row.get_bool(HasSnapshot));
+        EXPECT_FALSE(row.has(Disk));
+    }
+    ASSERT_EQ(virDomainDestroy(gone.get()), 0);  // which never was on a disk
+    ASSERT_EQ(virDomainResume(paused.get()), 0);
+    ASSERT_EQ(virDomainCreate(defined.get()), 0);
+    const std::unique_ptr<virDomainSnapshot, decltype(&::virDomainSnapshotFree)> snapshot(
+        virDomainSnapshotCreateXML(defined.get(), "<domainsnapshot/>", 0), virDomainSnapshotFree);
+    ASSERT_TRUE(snapshot);
+    clock.milliseconds += Guests::kMaxAge;
+    EXPECT_TRUE(becomes({{"test", kRunning}, {"paused", kRunning}, {"defined", kRunning}}));
+    for (const tn::message& row : test::rowsOf(machines))
+        EXPECT_EQ(row.get_bool(HasSnapshot), row.get_string(field::Name) == "defined");
+    const std::map<std::string, uint32_t> expected = {
+        {"test", podhost::kRunning}, {"paused", podhost::kRunning}, {"defined", podhost::kRunning}};
+    EXPECT_TRUE(becomesTrue([&] { return states(pods, podhost::State) == expected; }));
+    virDomainSnapshotDelete(snapshot.get(), 0);
+    virDomainUndefine(defined.get());
+    virDomainDestroy(defined.get());
+    virDomainDestroy(paused.get());
+}
+
+TEST_F(LibvirtTest, WalksIncreaseWhileGuestsComeAndGo) {
+    std::atomic<bool> isDone = false;
+    std::atomic<int> turns = 0;
+    std::thread churn([&] {
+        for (; !isDone; ++turns) {
+            const Domain a = create("a" + std::to_string(turns % 7));
+            const Domain b = create("b" + std::to_string(turns % 5));
+            if (b) virDomainSuspend(b.get());
+            if (a) virDomainDestroy(a.get());
+            if (b) virDomainDestroy(b.get());
+        }
+    });
+    std::atomic<int> readings = 0;
+    VirtualMachines machines([&readings] {
+        auto reading = readGuests(kUri);
+        ++readings;
+        return reading;
+    });
+    EXPECT_TRUE(becomesTrue([&] { return !test::rowsOf(machines).empty(); }));
+    for (int walk = 0; walk < 100; ++walk) {
+        std::vector<uint32_t> ids;
+        bool isTestThere = false;
+        tn::message request;
+        request.insert_u32(field::MaxObjects, 2);
+        for (bool more = true; more;) {
+            clock.milliseconds += Guests::kMaxAge;
+            const int before = readings;
+            const tn::message reply = ask(machines, tn::cmd::GetAll, request);
+            EXPECT_TRUE(becomesTrue([&] { return readings > before; }));  // the next page is of other guests
+            for (const tn::message& row : reply.get_message_array(field::Objects)) {
+                if (ids.empty() || row.get_u32(field::ObjectId) != ids.back())
+                    ids.push_back(row.get_u32(field::ObjectId));
+                isTestThere = isTestThere || row.get_string(field::Name) == "test";
+            }
+            more = reply.has(field::Continue) && ids.size() < 1000;
+            request.insert_u32(field::Continue, reply.get_u32(field::Continue));
+        }
+        EXPECT_TRUE(std::ranges::is_sorted(ids)) << ::testing::PrintToString(ids);
+        EXPECT_TRUE(isTestThere);
+    }
+    isDone = true;
+    churn.join();
+    EXPECT_GT(turns, 0);
+}
+
+TEST(Guests, AreAbsentWithTheirReasonWithoutLibvirt) {
+    const Reading<Guest> reading = readGuests("test:///no/such/file.xml");
+    EXPECT_THAT(reading.rows, IsEmpty());
+    EXPECT_THAT(reading.problem, ::testing::StartsWith("test:///no/such/file.xml: "));
+}
+
+TEST(Guests, ThatHangDelayNoAnswer) {
+    test::HandClock clock;
+    std::promise<void> hang;
+    const std::shared_future<void> wakes = hang.get_future().share();
+    std::atomic<int> readings = 0;
+    VirtualMachines machines([&readings, wakes] {
+        Reading<Guest> reading;
+        reading.rows.emplace_back();
+        reading.rows[0].key = reading.rows[0].name = "a";
+        if (++readings == 2) wakes.wait();
+        return reading;
+    });
+    const auto names = [&] { return listed(machines, field::Name).size(); };
+    EXPECT_TRUE(becomesTrue([&] { return names() == 1; }));
+    clock.milliseconds += Guests::kMaxAge;
+    const auto before = std::chrono::steady_clock::now();
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(names(), 1U);  // what was read last
+    EXPECT_TRUE(becomesTrue([&] { return readings == 2; }));
+    clock.milliseconds += Guests::kPatience;
+    EXPECT_EQ(names(), 0U);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(2));
+    hang.set_value();
+    EXPECT_TRUE(becomesTrue([&] { return names() == 1; }));
+}
+
+TEST(Guests, StatesOfLibvirtHaveTheirNumbers) {
+    struct Case {
+        int state;
+        int reason;
+        uint32_t machine;
+        uint32_t pod;
+    } const cases[] = {
+        {VIR_DOMAIN_NOSTATE, 0, 0, 7},
+        {VIR_DOMAIN_RUNNING, VIR_DOMAIN_RUNNING_BOOTED, 4, 3},
+        {VIR_DOMAIN_BLOCKED, 0, 4, 3},
+        {VIR_DOMAIN_PAUSED, VIR_DOMAIN_PAUSED_USER, 2, 1},
+        {VIR_DOMAIN_PAUSED, VIR_DOMAIN_PAUSED_STARTING_UP, 3, 2},
+        {VIR_DOMAIN_PAUSED, VIR_DOMAIN_PAUSED_SHUTTING_DOWN, 1, 5},
+        {VIR_DOMAIN_PAUSED, VIR_DOMAIN_PAUSED_IOERROR, 6, 1},
+        {VIR_DOMAIN_PAUSED, VIR_DOMAIN_PAUSED_CRASHED, 6, 1},
+        {VIR_DOMAIN_SHUTDOWN, 0, 1, 5},
+        {VIR_DOMAIN_SHUTOFF, VIR_DOMAIN_SHUTOFF_DESTROYED, 2, 1},
+        {VIR_DOMAIN_SHUTOFF, VIR_DOMAIN_SHUTOFF_CRASHED, 6, 1},
+        {VIR_DOMAIN_SHUTOFF, VIR_DOMAIN_SHUTOFF_FAILED, 6, 1},
+        {VIR_DOMAIN_CRASHED, 0, 6, 1},
+        {VIR_DOMAIN_PMSUSPENDED, 0, 2, 1},
+        {99, 0, 0, 7},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(stateOfMachine(c.state, c.reason), c.machine) << c.state << " " << c.reason;
+        EXPECT_EQ(stateOfPodhost(c.state, c.reason), c.pod) << c.state << " " << c.reason;
+    }
+}
+
+TEST(GuestConfig, IsWhatTheDescriptionSays) {
+    const GuestConfig config = parseGuest(
+        "<domain type='kvm'><title>mail</title><description>old</description>"
+        "<os><kernel>/boot/k</kernel><initrd>/boot/i</initrd></os><devices>"
+        "<disk type='file' device='cdrom'><source file='/iso'/></disk>"
+        "<disk type='block' device='disk'><source dev='/dev/vg/mail'/></disk>"
+        "<disk type='file'><source file='/second'/></disk></devices></domain>");
+    EXPECT_EQ(config.disk, "/dev/vg/mail");
+    EXPECT_EQ(config.kernel, "/boot/k");
+    EXPECT_EQ(config.initrd, "/boot/i");
+    EXPECT_EQ(config.comment, "mail");
+    EXPECT_EQ(parseGuest("<domain><description>old &amp; slow</description></domain>").comment, "old & slow");
+    EXPECT_EQ(parseGuest("<domain><devices><disk type='network'><source protocol='rbd' name='pool/image'/></disk>"
+                         "</devices></domain>")
+                  .disk,
+              "pool/image");
+    for (const char* bad : {"", "<domain", "<domain><title>x</domain>", "text"})
+        EXPECT_EQ(parseGuest(bad).disk + parseGuest(bad).comment, "") << bad;
+}
+
+namespace {
+
+struct Thing {
+    std::string key;
+    uint32_t liked;
+    [[nodiscard]] uint32_t likedId() const { return liked; }
+};
+
+}  // namespace
+
+TEST(KeptIds, AreKeptAndNeverShared) {
+    constexpr IdRange kRange{1, 4};
+    const auto keys = [](const std::map<uint32_t, Thing>& rows) {
+        std::map<uint32_t, std::string> all;
+        for (const auto& [id, row] : rows) all[id] = row.key;
+        return all;
+    };
+    auto rows = keepIds<Thing>({}, {{"a", 3}, {"b", 3}}, kRange);
+    EXPECT_THAT(keys(rows), ElementsAre(Pair(1, "b"), Pair(3, "a")));
+    rows = keepIds(rows, {{"c", 1}, {"b", 3}, {"a", 3}}, kRange);
+    EXPECT_THAT(keys(rows), ElementsAre(Pair(1, "b"), Pair(2, "c"), Pair(3, "a")));
+    rows = keepIds(rows, {{"b", 3}, {"d", 1}, {"e", 1}, {"f", 1}}, kRange);  // no room for the last
+    EXPECT_THAT(keys(rows), ElementsAre(Pair(1, "b"), Pair(2, "d"), Pair(3, "e")));
+}
+
+TEST(Watch, StaysFreshAfterSomebodyAsked) {
+    const auto readings = std::make_shared<std::atomic<int>>(0);
+    Watch<int> watch(
+        "test", [readings] { return ++*readings; }, 10, 1000);
+    tn::Looper looper({});
+    static_cast<void>(watch.ask());
+    EXPECT_TRUE(becomesTrue([&] {
+        looper.runOnce(1);
+        return *readings >= 4;
+    }));
+    EXPECT_GE(*watch.ask(), 3);
+}
+
+}  // namespace hostd
