@@ -1,0 +1,132 @@
+#include "agent/traps/interface_traps.h"
+
+#include "agent/system/scribers.h"
+#include "agent/traps/trap_makers.h"
+#include "tests/agent/agent_test.h"
+
+namespace snmp {
+namespace {
+
+const std::vector<uint32_t> kOwner = {20, 0};
+
+class InterfaceTrapsTest : public AgentTest {
+  protected:
+    static tn::message notification(uint32_t id, uint32_t status) {
+        tn::message m;
+        m.insert_u32(tn::field::Command, kStatusChanged);
+        m.insert_u32_array(tn::field::Source, kOwner);
+        m.insert_u32(tn::field::ObjectId, id);
+        m.insert_u32(0x10003, status);
+        return m;
+    }
+    /// "oid generic: name=value ..." of the trap, or nothing.
+    static std::string made(const tn::message& m) {
+        std::vector<VariableBinding> bindings;
+        OID oid;
+        unsigned generic = 0;
+        unsigned specific = 99;
+        if (!interfaceTrapMaker(bindings, m, oid, generic, specific)) return "";
+        EXPECT_EQ(specific, 0U);
+        std::string text = oid.str() + " " + std::to_string(generic) + ":";
+        for (const VariableBinding& b : bindings) {
+            EXPECT_EQ(b.type, tag::Integer);
+            text += " " + b.name.str() + "=" + b.value;
+        }
+        return text;
+    }
+    static std::string linkUp(const std::string& id, const std::string& oper = "1") {
+        return ".1.3.6.1.6.3.1.1.5.4 3: .1.3.6.1.2.1.2.2.1.1=" + id +
+               " .1.3.6.1.2.1.2.2.1.7=1 .1.3.6.1.2.1.2.2.1.8=" + oper;
+    }
+    static std::string linkDown(const std::string& id, const std::string& oper = "2") {
+        return ".1.3.6.1.6.3.1.1.5.3 2: .1.3.6.1.2.1.2.2.1.1=" + id +
+               " .1.3.6.1.2.1.2.2.1.7=2 .1.3.6.1.2.1.2.2.1.8=" + oper;
+    }
+};
+
+TEST_F(InterfaceTrapsTest, EachNewStateMakesATrap) {
+    EXPECT_EQ(made(notification(5, 0x500)), linkUp("5"));
+    EXPECT_EQ(made(notification(5, 0x500 | 0x8f)), "");  // other bits don't matter
+    EXPECT_EQ(made(notification(5, 0x400)), linkDown("5", "1"));
+    EXPECT_EQ(made(notification(5, 0)), linkDown("5"));
+    EXPECT_EQ(made(notification(5, 0)), "");
+    EXPECT_EQ(made(notification(5, 0x100)), linkUp("5", "2"));
+    EXPECT_EQ(made(notification(6, 0)), linkDown("6"));  // not known before
+    // As noted at the start, with other bits: only one that is down and stays so is the same.
+    ifStateMap = {{7, 0x10103}, {8, 0}};
+    EXPECT_EQ(made(notification(7, 0x500)), linkUp("7"));
+    EXPECT_EQ(made(notification(8, 0)), "");
+}
+
+TEST_F(InterfaceTrapsTest, OnlyTheInterfaceOwnerIsBelieved) {
+    for (const auto& other : {std::vector<uint32_t>{20}, {20, 1}, {20, 0, 0}, {24, 0}}) {
+        tn::message m = notification(5, 0x500);
+        m.insert_u32_array(tn::field::Source, other);
+        EXPECT_EQ(made(m), "");
+    }
+    tn::message m = notification(5, 0x500);
+    m.remove(tn::field::Source);
+    EXPECT_EQ(made(m), "");
+    m = notification(5, 0x500);
+    m.remove(tn::field::ObjectId);
+    EXPECT_EQ(made(m), "");
+    m = notification(5, 0x500);
+    m.remove(tn::u32_id(0x10003));
+    EXPECT_EQ(made(m), "");
+    EXPECT_TRUE(ifStateMap.empty());
+}
+
+TEST_F(InterfaceTrapsTest, TheFilterNamesInterfacesOrAllByZeroOrNothing) {
+    const std::pair<std::set<uint32_t>, bool> cases[] = {
+        {{}, true}, {{0}, true}, {{5}, true}, {{0, 9}, true}, {{9}, false}};
+    for (const auto& [filter, passes] : cases) {
+        interfaceFilter = filter;
+        ifStateMap.clear();
+        EXPECT_EQ(!made(notification(5, 0x500)).empty(), passes);
+        EXPECT_EQ(ifStateMap.size(), passes ? 1U : 0U);
+    }
+    tn::message change = tn::request(agent->path(), tn::cmd::Set);
+    tn::message entry;
+    entry.insert_u32(setting::Interface, 9);
+    change.insert_message_array(setting::Interfaces, {entry});
+    interfaceFilter.clear();
+    ASSERT_FALSE(tn::isError(agent->exchangeMessage(change)));
+    EXPECT_EQ(interfaceFilter, (std::set<uint32_t>{9}));
+    interfaceFilter.clear();
+    restart();
+    EXPECT_EQ(interfaceFilter, (std::set<uint32_t>{9}));
+}
+
+/// Takes subscriptions as every handler does.
+class Owner : public tn::Handler {
+  public:
+    void subscribed(uint32_t command, const tn::message& filter) override {
+        EXPECT_EQ(command, kStatusChanged);
+        EXPECT_EQ(filter.get_u32(0x10002, 7), 0U);
+        EXPECT_EQ(filter.get_u32(0x10003), 128U);
+        ++subscribers;
+    }
+    void unsubscribed(uint32_t, const tn::message&) override { --subscribers; }
+    int subscribers = 0;
+};
+
+TEST_F(InterfaceTrapsTest, TheMakerIsThereAsLongAsTheSubscription) {
+    Owner interfaces;
+    agent->addHandler(kOwner, &interfaces);
+    scribers.push_back({"interfaces", interfaceSubscribe, interfaceUnSubscribe});
+    trapMakers.push_back(alderTrapMaker);
+    const auto choose = [&](std::vector<uint32_t> generators) {
+        tn::message change = tn::request(agent->path(), tn::cmd::Set);
+        change.insert_u32_array(setting::TrapKinds, std::move(generators));
+        ASSERT_FALSE(tn::isError(agent->exchangeMessage(change)));
+    };
+    for (const int wanted : {0, 1, 1, 0, 1}) {
+        choose(wanted == 1 ? std::vector<uint32_t>{0xabc0001, 0} : std::vector<uint32_t>{0xabc0001, 4});
+        EXPECT_EQ(interfaces.subscribers, wanted);
+        EXPECT_EQ(std::ranges::count(trapMakers, &interfaceTrapMaker), wanted);
+        EXPECT_EQ(trapMakers.front(), &alderTrapMaker);
+    }
+}
+
+}  // namespace
+}  // namespace snmp

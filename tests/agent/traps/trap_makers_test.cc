@@ -1,0 +1,88 @@
+#include "agent/traps/trap_makers.h"
+
+#include "agent/ber/tags.h"
+#include "agent/system/scribers.h"
+#include "agent/traps/trap_handler.h"
+#include "tests/agent/agent_test.h"
+
+namespace snmp {
+namespace {
+
+class TrapMakersTest : public AgentTest {
+  protected:
+    TrapMakersTest() { trapMakers.push_back(alderTrapMaker); }
+
+    static tn::message asked(std::optional<std::string> name, std::optional<uint32_t> type,
+                             std::optional<std::string> value) {
+        tn::message m;
+        m.insert_u32(tn::field::Command, trap_request::kCommand);
+        if (name) m.insert_string(trap_request::Name, *name);
+        if (type) m.insert_u32(trap_request::Type, *type);
+        if (value) m.insert_string(trap_request::Value, *value);
+        return m;
+    }
+};
+
+TEST_F(TrapMakersTest, ATrapAskedForHasItsVarbindWhenAllOfItIsThere) {
+    struct Case {
+        tn::message message;
+        size_t bindings;
+    } const cases[] = {
+        {asked("1.3.6.1.4.1.49999.1", tag::OctetString, "hello"), 1},
+        {asked("1.3.6.1.4.1.49999.1", tag::OctetString, ""), 1},
+        {asked("1.3.6.1.4.1.49999.1", tag::Null, {}), 1},
+        {asked("1.3.6.1.4.1.49999.1", tag::Integer, {}), 0},
+        {asked("1.3.6.1.4.1.49999.1", {}, "5"), 0},
+        {asked({}, tag::Integer, "5"), 0},
+        {asked({}, {}, {}), 0},
+    };
+    for (const Case& c : cases) {
+        const auto trap = makeTrap(c.message);
+        ASSERT_TRUE(trap) << c.message;
+        EXPECT_EQ(trap->oid, OID("1.3.6.1.4.1.49999.1.1.9"));
+        EXPECT_EQ(trap->generic, 6U);
+        EXPECT_EQ(trap->specific, 1U);
+        ASSERT_EQ(trap->bindings.size(), c.bindings) << c.message;
+    }
+    const auto trap = makeTrap(cases[0].message);
+    EXPECT_EQ(trap->bindings[0].name, OID("1.3.6.1.4.1.49999.1"));
+    EXPECT_EQ(trap->bindings[0].type, tag::OctetString);
+    EXPECT_EQ(trap->bindings[0].value, "hello");
+    tn::message changed;
+    changed.insert_u32(tn::field::Command, tn::cmd::Changed);
+    EXPECT_FALSE(makeTrap(changed));
+}
+
+TEST_F(TrapMakersTest, TheFirstThatKnowsTheMessageMakesTheTrapAndAlone) {
+    const TrapMaker leavesHalf = [](auto& bindings, const tn::message&, OID& oid, unsigned& generic, unsigned&) {
+        bindings.push_back({OID("1.2.3"), tag::Null, ""});
+        oid = OID("1.2.3");
+        generic = 5;
+        return false;
+    };
+    trapMakers.insert(trapMakers.begin(), leavesHalf);
+    trapMakers.push_back(startupTrapMaker);
+    EXPECT_EQ(makeTrap(asked({}, {}, {}))->specific, 1U);
+    const auto other = makeTrap({});
+    ASSERT_TRUE(other);
+    EXPECT_EQ(other->oid, OID("1.3.6.1.6.3.1.1.5.2"));
+    EXPECT_EQ(other->generic, 1U);
+    EXPECT_EQ(other->bindings.size(), 0U);
+}
+
+TEST_F(TrapMakersTest, ReadersAreToldWhichGeneratorsThereAre) {
+    scribers.push_back({"interfaces", [] {}, [] {}});
+    tn::message request = tn::request(std::vector<uint32_t>{34, ID_TRAPS}, 100);
+    const tn::message reply = agent->dispatchMessage(request, tn::right::Monitor);
+    const auto& list = reply.get_message_array(tn::field::Objects);
+    ASSERT_EQ(list.size(), 2U) << reply;
+    EXPECT_EQ(list[0].get_u32(tn::field::ObjectId), 0xabc0001U);
+    EXPECT_EQ(list[0].get_string(tn::field::Name), "start-trap");
+    EXPECT_EQ(list[1].get_u32(tn::field::ObjectId, 7), 0U);
+    EXPECT_EQ(list[1].get_string(tn::field::Name), "interfaces");
+    request.insert_u32(tn::field::Command, 101);
+    EXPECT_TRUE(agent->dispatchMessage(request).empty());
+}
+
+}  // namespace
+}  // namespace snmp
