@@ -58,6 +58,7 @@ void RouteMonitor::drain(uint64_t now, size_t packets) {
         case NetlinkSocket::Outcome::Overrun:
         case NetlinkSocket::Outcome::Failed:
             hostLog << "routes: notifications were lost: listing them anew";
+            wereLost_ = true;
             want(now);
             break;
     }
@@ -170,8 +171,8 @@ void RouteMonitor::fail(uint64_t now, int reason) {
 void RouteMonitor::end(uint64_t now) {
     state_ = State::Idle;
     earliest_ = now + (now - begun_) * kShare;
-    // Routes went unnoticed while they were listed: more of them may have gone since.
-    if (table_.swept() > 0) want(now);
+    // Routes may have gone on going unnoticed, and a notification behind lost ones may have been taken amiss.
+    if (table_.swept() > 0 || std::exchange(wereLost_, false)) want(now);
 }
 
 }  // namespace hostd

@@ -57,6 +57,7 @@ class RouteMonitor {
     std::unordered_map<uint32_t, unsigned> linkFlags_;
     State state_ = State::Idle;
     bool isWanted_ = false;
+    bool wereLost_ = false;  ///< notifications, since the last listing ended
     bool isLogged_ = false;
     uint64_t wantedAt_ = 0;  ///< not before that
     uint64_t earliest_ = 0;  ///< nor before that: the last one has taken its share

@@ -24,8 +24,17 @@ RouteEntry::RouteEntry(const Route& route, const Route::NextHop& hop, int32_t pl
 
 bool RouteEntry::isBetterThan(const RouteEntry& other) const {
     // A route for one TOS carries few packets, whatever its metric.
-    const auto rank = [](const RouteEntry& entry) { return std::tuple(entry.tos != 0, entry.metric, entry.place); };
+    const auto rank = [](const RouteEntry& entry) {
+        return std::tuple(entry.tos != 0, entry.metric, entry.place, entry.link);
+    };
     return rank(*this) < rank(other);
+}
+
+bool RouteEntry::isLike(const RouteEntry& other) const {
+    const auto all = [](const RouteEntry& entry) {
+        return std::tuple(entry.metric, entry.link, entry.nexthop, entry.tos, entry.protocol, entry.type);
+    };
+    return key() == other.key() && all(*this) == all(other);
 }
 
 bool RouteTable::Known::is(const Route& route) const {
@@ -52,11 +61,13 @@ void RouteTable::take(const nlmsghdr& message) {
 
 void RouteTable::takeNew(const Route& route, unsigned flags) {
     const bool replaces = (flags & NLM_F_REPLACE) != 0;
-    if (isListing_ && replaces) changed_.insert(Id(route));
     const std::vector<Known> all = known(route);
     for (const Known& one : all)
         if (one.is(route)) return update(route, one);
-    if (all.empty()) return put(route, 0);
+    if (all.empty()) {
+        if (replaces) isInDoubt_ = true;  // what it has replaced may still be listed
+        return put(route, 0);
+    }
     if ((flags & NLM_F_APPEND) != 0) return put(route, all.back().place + 1);
     if (!replaces) return put(route, all.front().place - 1);
     if (all.size() > 1) isInDoubt_ = true;  // which of them is the first one has been inferred
@@ -65,7 +76,8 @@ void RouteTable::takeNew(const Route& route, unsigned flags) {
 }
 
 void RouteTable::takeGone(const Route& route) {
-    if (isListing_) changed_.insert(Id(route));
+    if (isListing_)
+        for (const Route::NextHop& hop : route.hops) removed_.insert(RouteEntry(route, hop, 0, 0));
     const std::vector<Known> all = known(route);
     auto gone = std::ranges::find_if(all, [&](const Known& one) { return one.is(route); });
     if (gone == all.end() && all.size() == 1) gone = all.begin();  // whose next hops changed unnoticed
@@ -78,7 +90,7 @@ void RouteTable::takeGone(const Route& route) {
 void RouteTable::beginListing() {
     ++listing_;
     isListing_ = true;
-    changed_.clear();
+    removed_.clear();
     sweepAt_ = {};
     areSparesSwept_ = false;
     swept_ = 0;
@@ -86,11 +98,19 @@ void RouteTable::beginListing() {
 
 void RouteTable::list(const nlmsghdr& message) {
     if (message.nlmsg_type != RTM_NEWROUTE || !readRoute(message, read_)) return;
+    const Id id(read_);
+    if (id != lastListed_) lastPlace_ = INT32_MIN;
+    lastListed_ = id;
     const std::vector<Known> all = known(read_);
-    for (const Known& one : all)
-        if (one.is(read_)) return update(read_, one);
-    if (changed_.contains(Id(read_))) return;
-    put(read_, all.empty() ? 0 : all.back().place + 1);
+    const auto listed = std::ranges::find_if(all, [this](const Known& one) { return one.is(read_); });
+    if (listed == all.end() && wasRemoved(read_)) return;
+    if (listed != all.end() && listed->place > lastPlace_) {
+        lastPlace_ = listed->place;
+        return update(read_, *listed);
+    }
+    lastPlace_ = all.empty() ? 0 : all.back().place + 1;
+    if (listed != all.end()) remove(id, listed->place);  // it stands behind those that were thought to follow it
+    put(read_, lastPlace_);
 }
 
 bool RouteTable::sweep(size_t most) {
@@ -101,7 +121,7 @@ bool RouteTable::sweep(size_t most) {
     }
     if (!sweepIn(rows_, most)) return false;
     isListing_ = false;
-    changed_.clear();
+    removed_.clear();
     return true;
 }
 
@@ -166,11 +186,21 @@ template <class Set>
 void RouteTable::removeFrom(Set& set, const Id& id, int32_t place) {
     auto at = set.lower_bound(id.prefix());
     while (at != set.end() && id.isPrefixOf(*at)) {
-        if (id.isOf(*at) && at->place == place)
-            at = erase(at);
-        else
+        if (!id.isOf(*at) || at->place != place) {
             ++at;
+            continue;
+        }
+        if (isListing_) removed_.insert(*at);
+        at = erase(at);
     }
+}
+
+bool RouteTable::wasRemoved(const Route& route) const {
+    return std::ranges::all_of(route.hops, [&](const Route::NextHop& hop) {
+        const RouteEntry entry(route, hop, 0, 0);
+        const auto [first, last] = removed_.equal_range(entry.key());
+        return std::any_of(first, last, [&](const RouteEntry& removed) { return removed.isLike(entry); });
+    });
 }
 
 void RouteTable::insert(const RouteEntry& entry) {

@@ -16,13 +16,9 @@ namespace hostd {
 /// What tells the rows of a RouteTable apart, and their order: destination, mask, gateway, each unsigned.
 struct RouteKey {
     uint32_t destination = 0;
-    uint32_t gateway = 0;
     uint8_t length = 0;  ///< masks order as their lengths do
-    friend bool operator<(const RouteKey& a, const RouteKey& b) {
-        if (a.destination != b.destination) return a.destination < b.destination;
-        return a.length != b.length ? a.length < b.length : a.gateway < b.gateway;
-    }
-    friend bool operator==(const RouteKey&, const RouteKey&) = default;
+    uint32_t gateway = 0;
+    friend auto operator<=>(const RouteKey&, const RouteKey&) = default;
 };
 
 /// One next hop of one route, in 32 octets.
@@ -36,7 +32,9 @@ struct RouteEntry {
     mutable uint8_t listing;  ///< the last one that had it; set without moving the entry
 
     RouteEntry(const Route& route, const Route::NextHop& hop, int32_t placed, uint8_t listed);
-    [[nodiscard]] RouteKey key() const { return {destination, gateway, length}; }
+    [[nodiscard]] RouteKey key() const { return {destination, length, gateway}; }
+    /// Whether this is a next hop of one and the same route, as far as can be seen.
+    [[nodiscard]] bool isLike(const RouteEntry& other) const;
     /// Whether packets rather take this one of two with the same key.
     [[nodiscard]] bool isBetterThan(const RouteEntry& other) const;
 };
@@ -83,12 +81,13 @@ class RouteTable {
     using Spares = absl::btree_multiset<RouteEntry, ByKey>;
     /// The kernel's key of a route.
     struct Id {
-        uint32_t destination, metric;
-        uint8_t length, tos;
+        uint32_t destination = 0, metric = 0;
+        uint8_t length = 0, tos = 0;
+        Id() = default;
         explicit Id(const Route& route)
             : destination(route.destination), metric(route.metric), length(route.length), tos(route.tos) {}
-        friend auto operator<=>(const Id&, const Id&) = default;
-        [[nodiscard]] RouteKey prefix() const { return {destination, 0, length}; }
+        friend bool operator==(const Id&, const Id&) = default;
+        [[nodiscard]] RouteKey prefix() const { return {destination, length, 0}; }
         [[nodiscard]] bool isPrefixOf(const RouteEntry& entry) const {
             return entry.destination == destination && entry.length == length;
         }
@@ -108,6 +107,7 @@ class RouteTable {
     [[nodiscard]] std::vector<Known> known(const Route& route) const;
     void put(const Route& route, int32_t place);
     void update(const Route& route, const Known& known);
+    [[nodiscard]] bool wasRemoved(const Route& route) const;
     void remove(const Id& id, int32_t place);
     template <class Set>
     void removeFrom(Set& set, const Id& id, int32_t place);
@@ -129,7 +129,9 @@ class RouteTable {
     uint8_t listing_ = 0;
     bool isListing_ = false;
     bool isInDoubt_ = false;
-    absl::btree_set<Id> changed_;  ///< removed or replaced during this listing: what it says of them may be older
+    Spares removed_;  ///< by notifications, during this listing: where it has them, that is older
+    Id lastListed_;
+    int32_t lastPlace_ = INT32_MIN;  ///< of that one
     RouteKey sweepAt_;
     bool areSparesSwept_ = false;
     size_t swept_ = 0;

@@ -40,7 +40,7 @@ uint32_t kindOf(const RouteEntry& entry) {
 
 /// The first key of a route that isn't before this one, whose mask may have holes.
 RouteKey routeKey(const RowKey& key) {
-    RouteKey first{.destination = key.u32(0), .gateway = key.u32(kGatewayAt), .length = 0};
+    RouteKey first{.destination = key.u32(0), .length = 0, .gateway = key.u32(kGatewayAt)};
     const uint32_t mask = key.u32(kMaskAt);
     const auto ones = static_cast<unsigned>(std::countl_one(mask));
     const bool hasHoles = mask != maskOf(ones);
