@@ -16,6 +16,23 @@ std::optional<uint64_t> parseNumber(std::string_view text, uint64_t most) {
     return number;
 }
 
+bool isOid(std::string_view text) {
+    constexpr size_t kFewest = 2, kMost = 128;  // RFC 2578, 3.5
+    constexpr uint32_t kGreatest[] = {2, 39};
+    if (text.starts_with('.')) text.remove_prefix(1);
+    const char* const end = text.data() + text.size();
+    size_t count = 0;
+    for (const char* at = text.data();; ++at) {
+        uint32_t number = 0;
+        const auto [next, fault] = std::from_chars(at, end, number);
+        if (fault != std::errc() || (count < kFewest && number > kGreatest[count])) return false;
+        ++count;
+        if (next == end) return count >= kFewest && count <= kMost;
+        if (*next != '.') return false;
+        at = next;
+    }
+}
+
 std::vector<std::string_view> splitAtCommas(std::string_view text) {
     std::vector<std::string_view> pieces;
     for (size_t comma; (comma = text.find(',')) != std::string_view::npos; text.remove_prefix(comma + 1))

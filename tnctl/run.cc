@@ -15,6 +15,7 @@
 #include "tnctl/settings_commands.h"
 #include "tnctl/snmp_words.h"
 #include "tnctl/supervisor_commands.h"
+#include "tnctl/trap_commands.h"
 
 namespace tnctl {
 
@@ -46,6 +47,7 @@ class CommandLine {
 
     void addSnmp();
     void addCommunity(CLI::App* snmp);
+    void addTraps(CLI::App* snmp);
     void addSupervisor();
     void addMessages();
     void addYes(CLI::App* command) { command->add_flag("--yes", options_.yes, "Don't ask before letting everyone in"); }
@@ -55,8 +57,8 @@ class CommandLine {
     void addSecrets(CLI::App* command) {
         command->add_flag("--secrets", options_.secrets, "Show passwords instead of ***");
     }
-    void addWords(CLI::App* command, std::span<const Word> words) {
-        command->add_option("WORDS", words_, "WORD=VALUE ..., see below")->required();
+    void addWords(CLI::App* command, std::span<const Word> words, bool required = true) {
+        command->add_option("WORDS", words_, "WORD=VALUE ..., see below")->required(required);
         command->footer("Words:\n" + helpOnWords(words) + "\n" + command->get_footer());
     }
 
@@ -108,6 +110,7 @@ void CommandLine::addSnmp() {
     addWords(set, settingWords());
     addYes(set);
     addCommunity(snmp);
+    addTraps(snmp);
     perform(set, [this](const Session& session) { setSettings(session, words_); });
     perform(snmp, showSettings);
 }
@@ -142,6 +145,22 @@ void CommandLine::addCommunity(CLI::App* snmp) {
     CLI::App* removed = add(community, "remove", "Remove one", "  tnctl snmp community remove monitor");
     removed->add_option("NAME", name_, "Its name or its id")->required();
     perform(removed, [this](const Session& session) { removeCommunity(session, name_); });
+}
+
+void CommandLine::addTraps(CLI::App* snmp) {
+    CLI::App* trap = add(snmp, "trap", "Traps: what gives them, and one to try",
+                         "  tnctl snmp trap list\n"
+                         "  tnctl snmp set trap-generators=start-trap,interfaces interfaces=all");
+    trap->require_subcommand(1);
+
+    CLI::App* list = add(trap, "list", "List the trap generators", "  tnctl snmp trap list");
+    perform(list, listGenerators);
+
+    CLI::App* send = add(trap, "send", "Send a trap to every target, with one varbind or none",
+                         "  tnctl snmp trap send\n"
+                         "  tnctl snmp trap send oid=1.3.6.1.4.1.49999.1 type=string value=hello");
+    addWords(send, trapWords(), /*required=*/false);
+    perform(send, [this](const Session& session) { sendTrap(session, words_); });
 }
 
 void CommandLine::addSupervisor() {

@@ -5,22 +5,41 @@
 #include "tnctl/access.h"
 #include "tnctl/client.h"
 #include "tnctl/community_commands.h"
-#include "tnctl/failure.h"
+#include "tnctl/id_names.h"
 #include "tnctl/listing.h"
 #include "tnctl/snmp_fields.h"
 #include "tnctl/snmp_words.h"
+#include "tnctl/value_types.h"
 
 namespace tnctl {
 
 namespace {
 
-constexpr tn::string_id kCommunityReference{setting::TrapCommunity.number};  // as typed, see kCommunity
+// References as typed, see value_types.h.
+constexpr tn::string_id kCommunityReference{setting::TrapCommunity.number};
+constexpr tn::string_array_id kGeneratorReferences{setting::Generators.number};
+constexpr tn::string_array_id kInterfaceReferences{setting::Interfaces.number};
 
 // The name of the community that traps are sent as, in place of its id. The id stays when no community has it.
 Json communityName(const Client& client, const Json& id) {
     for (const tn::message& entry : client.list(communitiesPath()))
         if (entry.get_u32(tn::field::ObjectId, tn::kNoId) == id) return entry.get_string(community::Name);
     return id;
+}
+
+// Generators and interfaces by their ids.
+void resolveReferences(const Client& client, tn::message& change) {
+    if (change.has(kGeneratorReferences)) {
+        const auto& typed = change.get_string_array(kGeneratorReferences);
+        change.insert_u32_array(setting::Generators, idsCalled(generatorNames(client), "trap generator", typed));
+        change.remove(kGeneratorReferences);
+    }
+    if (change.has(kInterfaceReferences)) {
+        const auto& typed = change.get_string_array(kInterfaceReferences);
+        change.insert_message_array(setting::Interfaces,
+                                    interfaceFilter(idsCalled(interfaceNames(client), "interface", typed)));
+        change.remove(kInterfaceReferences);
+    }
 }
 
 }  // namespace
@@ -30,6 +49,8 @@ void showSettings(const Session& session) {
     Json settings = showWords(settingWords(), client.ask(settingsPath(), tn::cmd::Get), session.options.secrets);
     Json& trapCommunity = settings["trap-community"];
     if (trapCommunity.is_number()) trapCommunity = communityName(client, trapCommunity);
+    nameIds(settings["trap-generators"], generatorNames, client);
+    nameIds(settings["interfaces"], interfaceNames, client);
     printObject(session, settings);
 }
 
@@ -45,6 +66,7 @@ void setSettings(const Session& session, const std::vector<std::string>& words) 
         change.insert_u32(setting::TrapCommunity, sender.get_u32(tn::field::ObjectId));
         change.remove(kCommunityReference);
     }
+    resolveReferences(client, change);
     std::vector<Access> access;
     if (enables)
         for (const tn::message& entry : communities) access.push_back(accessOf(entry));

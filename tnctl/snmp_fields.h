@@ -17,6 +17,7 @@ constexpr tn::addr6_id Target6{14};      // in an element of Targets
 constexpr tn::be32_id Target4{16};       // in an element of Targets
 constexpr tn::u32_id TrapCommunity{17};  // object id; tn::kNoId for none
 constexpr tn::u32_id TrapVersion{18};    // as in the message: 0 is SNMPv1, 1 is v2c, 3 is v3
+constexpr tn::u32_array_id Generators{19};
 constexpr tn::message_array_id Interfaces{24};
 constexpr tn::u32_id Interface{25};  // in an element of Interfaces; 0 stands for all
 constexpr tn::message_array_id Targets{26};
@@ -40,5 +41,29 @@ constexpr tn::message_array_id Addresses{27};
 
 constexpr uint32_t kAuthorized = 1;
 constexpr uint32_t kPrivate = 2;
+
+/// A request to {34} for a trap, with at most one varbind.
+namespace trap {
+constexpr uint32_t kSend = 1;
+constexpr tn::string_id Oid{1001};
+constexpr tn::u32_id Type{1002};  // BER tag
+constexpr tn::string_id Value{1003};
+}  // namespace trap
+
+/// A request to {34, 2} for the trap generators: a list of ids and names.
+constexpr uint32_t kListGenerators = 100;
+
+/// Types of a trap's varbind (RFC 2578): those that the agent writes from text.
+namespace tag {
+constexpr uint32_t Integer = 0x02;
+constexpr uint32_t OctetString = 0x04;
+constexpr uint32_t Null = 0x05;
+constexpr uint32_t ObjectIdentifier = 0x06;
+constexpr uint32_t IpAddress = 0x40;
+constexpr uint32_t Counter32 = 0x41;
+constexpr uint32_t TimeTicks = 0x43;
+}  // namespace tag
+
+constexpr tn::string_id kInterfaceName{0x10006};  // in an item of {20, 0}
 
 }  // namespace tnctl

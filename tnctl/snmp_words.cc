@@ -17,10 +17,15 @@ const Path& communitiesPath() {
     return path;
 }
 
+const Path& generatorsPath() {
+    static const Path path{tn::number::Snmp, 2};
+    return path;
+}
+
 std::span<const Word> settingWords() {
     namespace s = setting;
     // clang-format off
-    static const std::array<Word, 9> words{{
+    static const std::array<Word, 10> words{{
         {"enabled",         "ENABLED",         kYesNo,       s::Enabled.number,       "whether requests are answered"},
         {"contact",         "CONTACT",         kText,        s::Contact.number,       "sysContact"},
         {"location",        "LOCATION",        kText,        s::Location.number,      "sysLocation"},
@@ -29,6 +34,7 @@ std::span<const Word> settingWords() {
         {"trap-version",    "TRAP-VERSION",    kTrapVersion, s::TrapVersion.number,   "SNMP version of traps"},
         {"trap-community",  "TRAP-COMMUNITY",  kCommunity,   s::TrapCommunity.number, "community or SNMPv3 user that traps are sent as"},
         {"trap-targets",    "TRAP-TARGETS",    kTargets,     s::Targets.number,       "where traps go"},
+        {"trap-generators", "TRAP-GENERATORS", kGenerators,  s::Generators.number,    "what gives traps, see tnctl snmp trap list"},
         {"interfaces",      "INTERFACES",      kInterfaces,  s::Interfaces.number,    "filter of link traps; without one (none) every interface passes"},
     }};
     // clang-format on
@@ -50,6 +56,15 @@ std::span<const Word> communityWords() {
         {"addresses",               "ADDRESSES",     kPrefixes,               c::Addresses.number,              "sources it is accepted from (a new entry: everywhere)"},
     }};
     // clang-format on
+    return words;
+}
+
+std::span<const Word> trapWords() {
+    static const std::array<Word, 3> words{{
+        {"oid", "OID", kOid, trap::Oid.number, "name of the object that the trap tells of"},
+        {"type", "TYPE", kTrapType, trap::Type.number, "type of its value (without it: string)"},
+        {"value", "VALUE", kValueText, trap::Value.number, "its value"},
+    }};
     return words;
 }
 

@@ -7,12 +7,15 @@
 
 namespace tnctl {
 
-/// Where the agent's settings and its communities live.
+/// Where the agent's settings, its communities and its list of trap generators live.
 [[nodiscard]] const Path& settingsPath();
 [[nodiscard]] const Path& communitiesPath();
+[[nodiscard]] const Path& generatorsPath();
 
-/// The words of `snmp set` and of `snmp community add` and `set`, in the order in which they are shown.
+/// The words of `snmp set`, of `snmp community add` and `set`, and of `snmp trap send`, in the order in which they are
+/// shown.
 [[nodiscard]] std::span<const Word> settingWords();
 [[nodiscard]] std::span<const Word> communityWords();
+[[nodiscard]] std::span<const Word> trapWords();
 
 }  // namespace tnctl

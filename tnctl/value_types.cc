@@ -1,7 +1,8 @@
 #include "tnctl/value_types.h"
 
+#include <algorithm>
 #include <array>
-#include <set>
+#include <optional>
 #include <utility>
 
 #include "tnctl/numbers.h"
@@ -38,6 +39,13 @@ struct Choice {
 constexpr std::array<Choice, 3> kSecurityChoices{{{0, "none"}, {kAuthorized, "authorized"}, {kPrivate, "private"}}};
 constexpr std::array<Choice, 2> kAuthenticationChoices{{{0, "md5"}, {1, "sha1"}}};
 constexpr std::array<Choice, 1> kEncryptionChoices{{{0, "des"}}};
+constexpr std::array<Choice, 7> kTrapTypeChoices{{{tag::OctetString, "string"},
+                                                  {tag::Integer, "integer"},
+                                                  {tag::ObjectIdentifier, "oid"},
+                                                  {tag::IpAddress, "ipaddress"},
+                                                  {tag::Counter32, "counter32"},
+                                                  {tag::TimeTicks, "timeticks"},
+                                                  {tag::Null, "null"}}};
 constexpr std::array<Choice, 3> kVersionChoices{{{0, "1"}, {1, "2c"}, {3, "3"}}};
 
 template <const auto& Choices>
@@ -111,20 +119,37 @@ Json showTargets(const tn::message& in, uint32_t number) {
     return texts;
 }
 
-bool parseInterfaces(std::string_view text, uint32_t number, tn::message& out) {
-    std::vector<uint32_t> ids;
-    if (text == "all")
-        ids.push_back(0);
-    else if (text != "none") {
-        const auto given = parseNumbers(text);
-        if (!given) return false;
-        ids = *given;
-        for (const uint32_t id : ids)
-            if (id == 0) return false;  // it would silently mean all of them
+bool parseOid(std::string_view text, uint32_t number, tn::message& out) {
+    if (isOid(text)) out.insert_string(number, std::string(text));
+    return isOid(text);
+}
+
+// References as typed.
+bool parseReferences(std::string_view text, uint32_t number, tn::message& out) {
+    std::vector<std::string> references;
+    for (const std::string_view piece : splitAtCommas(text)) {
+        if (piece.empty()) return false;
+        references.emplace_back(piece);
     }
-    std::vector<tn::message> filter(ids.size());
-    for (size_t i = 0; i < ids.size(); ++i) filter[i].insert_u32(setting::Interface, ids[i]);
-    out.insert_message_array(number, std::move(filter));
+    out.insert_string_array(number, std::move(references));
+    return true;
+}
+
+bool parseGenerators(std::string_view text, uint32_t number, tn::message& out) {
+    auto ids = text == "none" ? std::vector<uint32_t>() : parseNumbers(text);
+    if (!ids) return parseReferences(text, number, out);
+    out.insert_u32_array(number, std::move(*ids));
+    return true;
+}
+
+Json showGenerators(const tn::message& in, uint32_t number) { return Json(in.get_u32_array(number)); }
+
+bool parseInterfaces(std::string_view text, uint32_t number, tn::message& out) {
+    auto ids = text == "all" ? std::vector<uint32_t>{0} : text == "none" ? std::vector<uint32_t>() : parseNumbers(text);
+    for (const std::string_view piece : splitAtCommas(text))
+        if (parseNumber(piece) == 0U) return false;  // it would silently mean all of them
+    if (!ids) return parseReferences(text, number, out);
+    out.insert_message_array(number, interfaceFilter(*ids));
     return true;
 }
 
@@ -155,6 +180,12 @@ Json showCommunity(const tn::message& in, uint32_t number) {
 
 }  // namespace
 
+std::vector<tn::message> interfaceFilter(const std::vector<uint32_t>& ids) {
+    std::vector<tn::message> filter(ids.size());
+    for (size_t i = 0; i < ids.size(); ++i) filter[i].insert_u32(setting::Interface, ids[i]);
+    return filter;
+}
+
 const ValueType kYesNo{"yes or no", parseYesNo, showBool};
 const ValueType kText{"a text of at most 255 octets", parseText<0, 255>, showText};
 const ValueType kName{"a text of 1 to 255 octets", parseText<1, 255>, showText};
@@ -169,7 +200,12 @@ const ValueType kEncryptionProtocol{"des", parseChoice<kEncryptionChoices>, show
 const ValueType kTrapVersion{"1, 2c or 3", parseChoice<kVersionChoices>, showChoice<kVersionChoices>};
 const ValueType kPrefixes{"prefixes such as 192.0.2.0/24,2001:db8::/32", parsePrefixes, showPrefixes};
 const ValueType kTargets{"addresses such as 192.0.2.1,2001:db8::1, or none", parseTargets, showTargets};
-const ValueType kInterfaces{"all, none or interface ids such as 1,2,3", parseInterfaces, showInterfaces};
+const ValueType kOid{"an OID such as 1.3.6.1.4.1.32473.1", parseOid, showText};
+const ValueType kTrapType{"string, integer, oid, ipaddress, counter32, timeticks or null",
+                          parseChoice<kTrapTypeChoices>, showChoice<kTrapTypeChoices>};
+const ValueType kValueText{"a text of at most 60000 octets", parseText<0, 60000>, showText};
+const ValueType kGenerators{"generators such as start-trap,interfaces, or none", parseGenerators, showGenerators};
+const ValueType kInterfaces{"all, none or interfaces such as eth0,eth1", parseInterfaces, showInterfaces};
 const ValueType kCommunity{"a community's name or id, or none", parseCommunity, showCommunity};
 
 }  // namespace tnctl

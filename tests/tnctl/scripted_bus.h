@@ -60,6 +60,8 @@ class CommandTest : public testing::Test {
     CommandTest() {
         looper.addHandler(Path{34}, &settings);
         looper.addHandler(Path{34, 1}, &communities);
+        looper.addHandler(Path{34, 2}, &generators);
+        looper.addHandler(Path{20, 0}, &interfaces);
         looper.addHandler(Path{1}, &supervisor);
         looper.addHandler(Path{1, 1}, &journal);
     }
@@ -98,7 +100,7 @@ class CommandTest : public testing::Test {
         return request;
     }
 
-    ScriptedOwner settings, communities, supervisor, journal;  // outlive the looper
+    ScriptedOwner settings, communities, generators, interfaces, supervisor, journal;  // outlive the looper
     tn::Looper looper{std::vector<uint32_t>{}};
     std::string out, err;
 };

@@ -59,8 +59,9 @@ TEST_F(Settings, ShowNamesTheTrapCommunity) {
     communities.rows = {communityRow(3, "monitor", {})};
     ASSERT_EQ(type({"snmp"}), kDone) << err;
     EXPECT_EQ(out,
-              "enabled         yes\ncontact         noc\nlocation        -\nengine-id       -\nengine-boots    9\n"
-              "trap-version    3\ntrap-community  monitor\ntrap-targets    -\ninterfaces      none\n");
+              "enabled          yes\ncontact          noc\nlocation         -\nengine-id        -\nengine-boots     9\n"
+              "trap-version     3\ntrap-community   monitor\ntrap-targets     -\ntrap-generators  -\ninterfaces       "
+              "none\n");
     ASSERT_EQ(type({"snmp", "--json"}), kDone) << err;
     const Json shown = Json::parse(out);
     EXPECT_EQ(shown["enabled"], true);
