@@ -7,6 +7,7 @@ is waited for, up to PATIENCE.
 
 import contextlib
 import ctypes
+import json
 import os
 import pathlib
 import random
@@ -15,8 +16,10 @@ import shutil
 import signal
 import socket
 import subprocess
+import sys
 import tempfile
 import time
+import unittest
 
 BUILD = pathlib.Path(os.environ["TARNIX_BUILD"]).resolve()
 PATIENCE = 60.0  # seconds until something that has to happen hasn't: a sanitizer build on a busy machine
@@ -135,13 +138,48 @@ class Answer:
                 for name in re.findall(r"^\.?([\d.]+) = (?!No more variables)", self.out, re.M)]
 
 
+def plain(value):
+    """The value without the client's type: text unquoted, octets as lower-case hex, numbers as they are."""
+    kind, _, rest = value.partition(": ")
+    if kind == "Hex-STRING":
+        return rest.replace(" ", "").replace("\n", "").lower()
+    return rest.strip('"') if rest else value.strip('"')
+
+
+class Namespace:
+    """A network namespace, gone with the test class that made it. Without the right to make one, or one of these
+    links, the class is skipped, loudly."""
+
+    def __init__(self, test_class, name, links=()):
+        self.name = f"tarnix-e2e-{os.getpid()}-{name}"
+        self.prefix = ("ip", "netns", "exec", self.name)  # of a command line that runs in it
+        test_class.addClassCleanup(subprocess.run, ["ip", "netns", "del", self.name], capture_output=True)
+        commands = [["ip", "netns", "add", self.name], *(["ip", "-n", self.name, *words] for words in links)]
+        for command in commands:
+            made = subprocess.run(command, capture_output=True, text=True)
+            if made.returncode != 0:
+                print(f"\n*** NOT TESTED: {made.args}: {made.stderr.strip()} ***", file=sys.stderr)
+                raise unittest.SkipTest(made.stderr)
+
+    def run(self, *words):
+        """What a command prints that runs in it, and has to succeed."""
+        done = subprocess.run([*self.prefix, *words], capture_output=True, text=True, timeout=PATIENCE)
+        assert done.returncode == 0, f"{words}: {done.stderr}"
+        return done.stdout
+
+    def ip(self, *words):
+        """What ip(8) says, from its JSON."""
+        return json.loads(self.run("ip", "-json", *words) or "[]")
+
+
 class Deployment:
     """The agent and its owners on a root of their own: kind "node" is tarnix-node, "spawn" tarnix-hostd --spawn
     tarnix-snmpd, "apart" tarnix-hostd and tarnix-snmpd started each by itself."""
 
-    def __init__(self, kind, prefix=()):
+    def __init__(self, kind, prefix=(), owner_words=()):
         self.kind = kind
         self.prefix = tuple(prefix)  # of every command line: a network namespace
+        self.owner_words = owner_words  # options of the program that has the owners in it
         self.root = pathlib.Path(tempfile.mkdtemp(prefix="tarnix-e2e-"))
         self.port = free_port()
         self.daemons = {}
@@ -159,6 +197,8 @@ class Deployment:
 
     def start_part(self, part):
         words = [program("tarnix-" + part), "--root", self.root, "--log", "stderr"]
+        if part != "snmpd":
+            words += self.owner_words
         if part != "hostd":
             words += ["--port", self.port]
         elif self.kind == "spawn":
@@ -234,6 +274,16 @@ class Deployment:
         answer = self.snmp("get", name, **how)
         assert answer.status == 0, f"get {name}: {answer}\n{self.said()}"
         return answer.values()[name]
+
+    def walk(self, prefix, client="bulkwalk", *words):
+        """{(column, index): plain value} of a table, given its entry; empty when it has no rows."""
+        answer = self.snmp(client, *words, prefix)
+        assert answer.status == 0, answer
+        names = answer.names() if "No Such" not in answer.out else []
+        assert names == sorted(set(names)), f"the walk goes back or repeats itself: {answer}"
+        start = len(prefix.split("."))
+        keys = [(name[start], ".".join(map(str, name[start + 1:]))) for name in names]
+        return dict(zip(keys, map(plain, answer.values().values())))
 
 
 # --- requests made by hand, for what Debian's clients can't show: silence, and whom an answer comes from

@@ -1,7 +1,6 @@
 """Tables of a running agent, compared with what this machine says of itself: links in a network namespace of the test,
 disks, memory and processors, scripts. Each test runs in one process and over the bus."""
 
-import json
 import os
 import pathlib
 import re
@@ -12,9 +11,8 @@ import threading
 import time
 import unittest
 
-from harness import Deployment, eventually
+from harness import Deployment, Namespace, eventually, plain
 
-NAMESPACE = f"tarnix-e2e-{os.getpid()}-tables"
 IF_NUMBER, IF_ENTRY, IFX_ENTRY = "1.3.6.1.2.1.2.1.0", "1.3.6.1.2.1.2.2.1", "1.3.6.1.2.1.31.1.1.1"
 STATS_ENTRY = "1.3.6.1.4.1.49999.1.1.14.1.1"
 STORAGE_ENTRY, DEVICE_ENTRY, PROCESSOR_ENTRY = (f"1.3.6.1.2.1.25.{table}.1" for table in ("2.3", "3.2", "3.3"))
@@ -36,23 +34,6 @@ LINKS = [["link", "set", "lo", "up"],
          ["link", "set", "left", "alias", "to the right"]]
 
 
-def ip(*words):
-    return subprocess.run(["ip", "-n", NAMESPACE, *words], capture_output=True, text=True)
-
-
-def links():
-    """{ifindex: link} as the kernel tells it."""
-    return {link["ifindex"]: link for link in json.loads(ip("-json", "-s", "-d", "link").stdout)}
-
-
-def plain(value):
-    """The value without the client's type: text unquoted, octets as lower-case hex, numbers as they are."""
-    kind, _, rest = value.partition(": ")
-    if kind == "Hex-STRING":
-        return rest.replace(" ", "").replace("\n", "").lower()
-    return rest.strip('"') if rest else value.strip('"')
-
-
 class Tables:
     """The tests; the classes below say who answers."""
 
@@ -60,42 +41,36 @@ class Tables:
 
     @classmethod
     def setUpClass(cls):
-        cls.addClassCleanup(subprocess.run, ["ip", "netns", "del", NAMESPACE], capture_output=True)
-        made = subprocess.run(["ip", "netns", "add", NAMESPACE], capture_output=True, text=True)
-        for words in LINKS if made.returncode == 0 else []:
-            made = ip(*words)
-            if made.returncode != 0:
-                break
-        if made.returncode != 0:
-            print(f"\n*** NOT TESTED: {made.args}: {made.stderr.strip()} ***", file=sys.stderr)
-            raise unittest.SkipTest(made.stderr)
-        settled = lambda: {link["ifname"] for link in links().values() if link["operstate"] == "UP"} >= {"left", "right", "br0"}
+        cls.namespace = Namespace(cls, "tables", LINKS)
+        settled = lambda: {link["ifname"] for link in cls.links().values() if link["operstate"] == "UP"} >= {
+            "left", "right", "br0"}
         eventually(settled, "the links are up")
-        cls.agent = Deployment(cls.kind, prefix=["ip", "netns", "exec", NAMESPACE])
+        cls.agent = Deployment(cls.kind, prefix=cls.namespace.prefix)
         cls.addClassCleanup(cls.agent.close)
         cls.agent.start().open()
 
+    @classmethod
+    def links(cls):
+        """{ifindex: link} as the kernel tells it."""
+        return {link["ifindex"]: link for link in cls.namespace.ip("-s", "-d", "link")}
+
+    def ip(self, *words):
+        self.namespace.run("ip", *words)
+
     def walk(self, prefix, client="bulkwalk", *words):
-        """{(column, index): value} of a table."""
-        answer = self.agent.snmp(client, *words, prefix)
-        self.assertEqual(answer.status, 0, answer)
-        names = answer.names()
-        self.assertEqual(names, sorted(set(names)), "the walk goes back or repeats itself")
-        start = len(prefix.split("."))
-        keys = [(name[start], ".".join(map(str, name[start + 1:]))) for name in names]
-        return dict(zip(keys, map(plain, answer.values().values())))
+        return self.agent.walk(prefix, client, *words)
 
     def column(self, entry, column):
         return {index: value for (at, index), value in self.walk(f"{entry}").items() if at == column}
 
     def link(self, name):
-        return next(link for link in links().values() if link["ifname"] == name)
+        return next(link for link in self.links().values() if link["ifname"] == name)
 
     def test_interfaces_are_those_of_the_kernel(self):
-        before = links()
+        before = self.links()
         time.sleep(0.3)  # counters shown may be 250 ms old
         table, extension = self.walk(IF_ENTRY), self.walk(IFX_ENTRY)
-        after = links()
+        after = self.links()
         self.assertEqual(self.agent.get(IF_NUMBER), f"INTEGER: {len(before)}")
         self.assertEqual([int(index) for column, index in table if column == INDEX], sorted(before))
         for ifindex, link in before.items():
@@ -124,16 +99,16 @@ class Tables:
         entry = self.walk(IF_ENTRY, "walk")
         for repetitions in (1, 2, 3, 7, 50):
             self.assertEqual(list(self.walk(IF_ENTRY, "bulkwalk", f"-Cr{repetitions}")), list(entry))
-        self.assertEqual(len(entry), 22 * len(links()))
+        self.assertEqual(len(entry), 22 * len(self.links()))
 
     def test_counters_follow_traffic(self):
         index = str(self.link("left")["ifindex"])
         before = self.walk(IFX_ENTRY)
-        ip("addr", "add", "10.98.0.1/24", "dev", "left")
-        ip("neigh", "replace", "10.98.0.2", "lladdr", "02:00:00:00:00:02", "dev", "left", "nud", "permanent")
+        self.ip("addr", "add", "10.98.0.1/24", "dev", "left")
+        self.ip("neigh", "replace", "10.98.0.2", "lladdr", "02:00:00:00:00:02", "dev", "left", "nud", "permanent")
         send = "import socket; s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)\n" \
                "for i in range(100): s.sendto(bytes(1000), ('10.98.0.2', 9))"
-        subprocess.run(["ip", "netns", "exec", NAMESPACE, sys.executable, "-c", send], check=True)
+        self.namespace.run(sys.executable, "-c", send)
         grown = lambda: int(self.walk(IFX_ENTRY)[HC_OUT_OCTETS, index]) - int(before[HC_OUT_OCTETS, index]) >= 100_000
         eventually(grown, "ifHCOutOctets has grown by what was sent", 5)
         right = str(self.link("right")["ifindex"])
@@ -147,23 +122,23 @@ class Tables:
                    (["address", "02:00:00:aa:bb:cc"], IF_ENTRY, MAC, "020000aabbcc"),
                    (["up"], IF_ENTRY, ADMIN, UP), (["down"], IF_ENTRY, ADMIN, DOWN)]
         for words, entry, column, expected in changes:
-            self.assertEqual(ip("link", "set", "mac0", *words).returncode, 0)
+            self.ip("link", "set", "mac0", *words)
             eventually(lambda: plain(self.agent.get(f"{entry}.{column}.{index}")) == expected, f"{words} shows", 5)
 
     def test_a_set_is_answered_and_changes_nothing(self):
         index = self.link("br0")["ifindex"]
         answer = self.agent.snmp("set", f"{IF_ENTRY}.{ADMIN}.{index}", "i", DOWN, community="private")
         self.assertEqual(answer.status, 0, answer)
-        self.assertIn("UP", links()[index]["flags"])
+        self.assertIn("UP", self.links()[index]["flags"])
 
     def test_links_come_and_go_during_walks(self):
-        permanent = {link["ifname"] for link in links().values()}
+        permanent = {link["ifname"] for link in self.links().values()}
         done = threading.Event()
 
         def churn():
             while not done.is_set():
-                ip("link", "add", "come", "type", "veth", "peer", "name", "go")
-                ip("link", "del", "come")
+                self.ip("link", "add", "come", "type", "veth", "peer", "name", "go")
+                self.ip("link", "del", "come")
 
         other = threading.Thread(target=churn)
         other.start()
