@@ -20,7 +20,7 @@ MISTAKES = {
     "tarnix-hostd": DAEMON_MISTAKES + [["--port", "161"], ["--spawn"], ["--", "--port", "161"]],
     "tnctl": [[], ["--nonsense", "snmp"], ["smnp"], ["snmp", "set"], ["snmp", "set", "contact"],
               ["snmp", "set", "contakt=noc"], ["snmp", "set", "enabled=maybe"],
-              ["snmp", "set", "trap-targets=somewhere"], ["snmp", "set", "engine-id=" + 28 * "x"],
+              ["snmp", "set", "trap-targets=somewhere"], ["snmp", "trap"], ["snmp", "trap", "send", "value=x"], ["snmp", "set", "engine-id=" + 28 * "x"],
               ["snmp", "community"], ["snmp", "community", "add", "addresses=::/0"],
               ["snmp", "community", "add", "name=x", "addresses=1.2.3.4/33"], ["snmp", "community", "set", "common"],
               ["undo", "first"], ["message", "24", "fetch"], ["message", "24,x", "get"],
@@ -87,11 +87,15 @@ class Examples(unittest.TestCase):
         words = [word.replace("@FILE", f"@{self.key}").replace("@/root/key", f"@{self.key}") for word in words]
         if "watch" in words:
             return self.run_watch(words)
+        if words[:3] == ["snmp", "trap", "send"]:
+            self.agent.configure("set", "trap-targets=127.0.0.1", "trap-community=common")
         if words[:2] == ["undo", "17"]:
             words[1] = re.findall(r"(?m)^(\d+)", self.agent.tnctl("undo", "list").out)[-1]
         answer = self.agent.tnctl(*words, stdin="long enough a password\n")
         self.assertEqual(answer.status, 0, f"{line}: {answer}")
         self.assertEqual(answer.err, "", line)
+        if "trap-targets" in line:
+            self.agent.configure("set", "trap-targets=none")  # no test sends anything to another machine
 
     def run_watch(self, words):
         """It never ends by itself: it has to be still there once the agent has answered something else."""
