@@ -9,6 +9,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static World world;
     snmp::Context c({data, size});
     if (!snmp::createReply(c, tn::IPAddr6::ofIPv4(0x7f000001))) return 0;
+    if (c.version == snmp::kVersion3) return 0;  // fuzz/usm.cc judges these
     std::string why;
     const auto reply = wire::decode(c.out.bytes(), why);
     if (!reply || c.out.size() > snmp::kMaxMessage || reply->pdu != snmp::pdu::Response) std::abort();

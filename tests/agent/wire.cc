@@ -163,7 +163,9 @@ Bytes tlv(uint8_t tag, std::span<const uint8_t> content) {
     return out;
 }
 
-Bytes encode(const Message& message) {
+namespace {
+
+Bytes encodePdu(const Message& message) {
     Bytes list;
     for (const Binding& b : message.bindings) {
         Bytes content = objectId(b.name);
@@ -174,35 +176,120 @@ Bytes encode(const Message& message) {
     append(pdu, integer(message.errorStatus));
     append(pdu, integer(message.errorIndex));
     append(pdu, tlv(0x30, list));
-    Bytes whole = integer(message.version);
-    append(whole, text(0x04, message.community));
-    append(whole, tlv(message.pdu, pdu));
-    return tlv(0x30, whole);
+    return tlv(message.pdu, pdu);
 }
 
-std::optional<Message> decode(std::span<const uint8_t> bytes, std::string& why) {
-    Reader in{bytes, &why};
+/// Everything but version and community.
+Message decodePdu(Reader& message) {
     Message m;
-    Reader message = in.enter(0x30);
-    in.end("the datagram");
-    m.version = static_cast<uint32_t>(message.number(0x02));
-    m.community = message.octets(0x04);
     m.pdu = message.peek();
     Reader pdu = message.enter(m.pdu);
-    message.end("the message");
     m.requestId = static_cast<uint32_t>(pdu.number(0x02));
     m.errorStatus = static_cast<uint32_t>(pdu.number(0x02));
     m.errorIndex = static_cast<uint32_t>(pdu.number(0x02));
     Reader list = pdu.enter(0x30);
     pdu.end("the PDU");
-    while (in.good && list.good && !list.rest.empty()) {
+    while (list.good && !list.rest.empty()) {
         Reader one = list.enter(0x30);
         m.bindings.push_back(binding(one));
         one.end("a varbind");
         if (!one.good) list.good = false;
     }
-    if (!in.good || !message.good || !pdu.good || !list.good) return std::nullopt;
+    if (!pdu.good || !list.good) message.good = false;
     return m;
+}
+
+}  // namespace
+
+Bytes encode(const Message& message) {
+    Bytes whole = integer(message.version);
+    append(whole, text(0x04, message.community));
+    append(whole, encodePdu(message));
+    return tlv(0x30, whole);
+}
+
+std::optional<Message> decode(std::span<const uint8_t> bytes, std::string& why) {
+    Reader in{bytes, &why};
+    Reader message = in.enter(0x30);
+    in.end("the datagram");
+    const auto version = static_cast<uint32_t>(message.number(0x02));
+    const std::string community = message.octets(0x04);
+    Message m = decodePdu(message);
+    message.end("the message");
+    if (!in.good || !message.good) return std::nullopt;
+    m.version = version;
+    m.community = community;
+    return m;
+}
+
+Bytes encode(const ScopedPdu& scoped) {
+    Bytes content = text(0x04, scoped.contextEngineId);
+    append(content, text(0x04, scoped.contextName));
+    append(content, encodePdu(scoped.body));
+    return tlv(0x30, content);
+}
+
+Bytes encode(V3Message& m) {
+    Bytes header = integer(m.id);
+    append(header, integer(m.maxSize));
+    append(header, text(0x04, m.flags));
+    append(header, integer(m.model));
+    Bytes security = text(0x04, m.engineId);
+    append(security, integer(m.boots));
+    append(security, integer(m.time));
+    append(security, text(0x04, m.user));
+    append(security, text(0x04, m.auth));
+    const Bytes priv = text(0x04, m.priv);
+    append(security, priv);
+    Bytes whole = integer(3);
+    append(whole, tlv(0x30, header));
+    append(whole, tlv(0x04, tlv(0x30, security)));
+    const size_t behindSecurity = m.data.size();
+    append(whole, m.data);
+    Bytes message = tlv(0x30, whole);
+    m.authAt = message.size() - behindSecurity - priv.size() - m.auth.size();
+    return message;
+}
+
+std::optional<V3Message> decodeV3(std::span<const uint8_t> bytes, std::string& why) {
+    Reader in{bytes, &why};
+    Reader message = in.enter(0x30);
+    in.end("the datagram");
+    if (message.number(0x02) != 3) message.refuse("version isn't 3");
+    V3Message m;
+    Reader header = message.enter(0x30);
+    m.id = static_cast<uint32_t>(header.number(0x02));
+    m.maxSize = static_cast<uint32_t>(header.number(0x02));
+    m.flags = header.octets(0x04);
+    m.model = static_cast<uint32_t>(header.number(0x02));
+    header.end("the header");
+    Reader octets = message.enter(0x04);
+    m.data.assign(message.rest.begin(), message.rest.end());
+    Reader security = octets.enter(0x30);
+    octets.end("the security parameters' octets");
+    m.engineId = security.octets(0x04);
+    m.boots = static_cast<uint32_t>(security.number(0x02));
+    m.time = static_cast<uint32_t>(security.number(0x02));
+    m.user = security.octets(0x04);
+    m.auth = security.octets(0x04);
+    m.authAt = bytes.size() - message.rest.size() - security.rest.size() - m.auth.size();
+    m.priv = security.octets(0x04);
+    security.end("the security parameters");
+    if (!in.good || !message.good || !header.good || !octets.good || !security.good) return std::nullopt;
+    return m;
+}
+
+std::optional<ScopedPdu> decodeScopedPdu(std::span<const uint8_t> bytes, bool padded, std::string& why) {
+    Reader in{bytes, &why};
+    Reader scoped = in.enter(0x30);
+    if (!padded) in.end("the message");
+    ScopedPdu out;
+    out.contextEngineId = scoped.octets(0x04);
+    out.contextName = scoped.octets(0x04);
+    out.body = decodePdu(scoped);
+    scoped.end("the scoped PDU");
+    if (!in.good || !scoped.good) return std::nullopt;
+    return out;
 }
 
 }  // namespace wire

@@ -1,0 +1,361 @@
+#include "agent/core/v3_reply.h"
+
+#include <gmock/gmock.h>
+
+#include "tests/agent/ber/octets.h"
+#include "tests/agent/core/v3_test.h"
+
+namespace snmp {
+namespace {
+
+using testing::ElementsAre;
+
+class V3ReplyTest : public V3Test {};
+
+TEST_F(V3ReplyTest, EveryLevelAndProtocolIsAnsweredAsItWasAsked) {
+    for (const char* user : {"md5", "sha"}) {
+        for (uint32_t level = 0; level <= 2; ++level) {
+            const wire::Manager m = manager(level, user);
+            const auto reply = ask(m);
+            ASSERT_TRUE(reply) << user << level;
+            EXPECT_EQ(reply->header.id, 7U);
+            EXPECT_EQ(reply->header.flags, m.header().flags);
+            EXPECT_EQ(reply->header.engineId, m.engineId);
+            EXPECT_EQ(reply->header.boots, kBoots);
+            EXPECT_EQ(reply->header.time, kTime);
+            EXPECT_EQ(reply->header.user, user);
+            EXPECT_EQ(reply->header.auth.size(), level > 0 ? 12U : 0U);
+            EXPECT_EQ(reply->header.priv.size(), level > 1 ? 8U : 0U);
+            EXPECT_EQ(reply->scoped.contextEngineId, m.engineId);
+            EXPECT_EQ(reply->scoped.body.requestId, 99U);
+            EXPECT_THAT(reply->scoped.body.bindings, ElementsAre(number("1.3.1.0", 1)));
+        }
+    }
+    EXPECT_EQ(Context::v3counters, (std::array<uint32_t, kV3Errors>{}));
+}
+
+TEST_F(V3ReplyTest, DiscoveryTellsEngineBootsAndTime) {
+    const wire::Manager nobody;
+    for (uint32_t count = 1; count <= 2; ++count) {
+        const auto reply = ask(nobody, {.pdu = pdu::GetRequest, .bindings = {}});
+        EXPECT_EQ(errorOf(reply), 3);
+        EXPECT_EQ(Context::v3counters[3], count);
+        EXPECT_EQ(reply->header.engineId, engineId("core1"));
+        EXPECT_EQ(reply->header.boots, kBoots);
+        EXPECT_EQ(reply->header.time, kTime);
+        EXPECT_EQ(reply->scoped.contextEngineId, engineId("core1"));
+    }
+}
+
+TEST_F(V3ReplyTest, AMessageIsTakenWithin15SecondsOfItsTimeAndNotBefore) {
+    const auto errorAt = [this](uint32_t boots, uint32_t time) {
+        wire::Manager m = manager(1);
+        m.boots = boots;
+        m.time = time;
+        const auto reply = ask(m);
+        EXPECT_EQ(reply->header.flags[0] & 3, 1);  // signed: managers set their clocks by it
+        EXPECT_EQ(reply->header.boots, kBoots);
+        EXPECT_EQ(reply->header.time, kTime);
+        return errorOf(reply);
+    };
+    EXPECT_EQ(errorAt(kBoots, kTime - 15), -1);
+    EXPECT_EQ(errorAt(kBoots, kTime - 16), 1);
+    EXPECT_EQ(errorAt(kBoots, kTime + 1), 1);
+    EXPECT_EQ(errorAt(kBoots - 1, kTime), 1);
+    EXPECT_EQ(errorAt(kBoots + 1, kTime), 1);
+    for (const uint32_t extreme : {0U, 0x7fffffffU, 0xffffffffU}) {
+        EXPECT_EQ(errorAt(kBoots, extreme), 1);
+        EXPECT_EQ(errorAt(extreme, kTime), 1);
+    }
+    wire::Manager unsigned_ = manager(0);  // nothing proves such a time, so it doesn't count
+    unsigned_.time = 1;
+    EXPECT_EQ(errorOf(unsigned_), -1);
+}
+
+TEST_F(V3ReplyTest, OfSeveralFaultsTheFirstIsReported) {
+    addUser("strict", false, "authentication", 2, "192.0.2.0/24");
+    wire::Manager m = manager(1, "strict");
+    m.engineId = "other";
+    m.time = 1;
+    m.authPassword = "wrong";
+    const auto error = [&](const char* source = "127.0.0.1") {
+        // The reply is signed with what the agent knows, not with what this manager believes.
+        wire::Manager right = manager(1, "strict");
+        return errorOf(send(right, m.request(getOne()), source));
+    };
+    EXPECT_EQ(error(), 0);
+    m.level = 2;
+    EXPECT_EQ(error(), std::nullopt);  // what can't be decrypted tells nothing
+    tn::message lower;
+    lower.insert_u32(15, 1);
+    setEntry("strict", lower);
+    m.level = 1;
+    EXPECT_EQ(error(), 3);
+    m.engineId = engineId("core1");
+    EXPECT_EQ(error(), 1);
+    m.time = kTime;
+    EXPECT_EQ(error(), 4);
+    m.authPassword = "authentication";
+    EXPECT_EQ(error(), 2);
+    EXPECT_EQ(error("192.0.2.1"), -1);
+    EXPECT_EQ(Context::v3counters, (std::array<uint32_t, kV3Errors>{1, 1, 1, 1, 1, 0}));
+}
+
+TEST_F(V3ReplyTest, ALevelBelowTheUsersIsNotEnough) {
+    addUser("private", false, "authentication", 2);
+    EXPECT_EQ(errorOf(manager(0, "private")), 0);
+    EXPECT_EQ(errorOf(manager(1, "private")), 0);
+    EXPECT_EQ(errorOf(manager(2, "private")), -1);
+
+    wire::V3Message header = manager(0).header();
+    header.flags = "\2";  // privacy without authentication
+    const auto reply = send(manager(0), manager(0).seal(header, wire::encode(wire::ScopedPdu{"", "", getOne()})));
+    EXPECT_EQ(errorOf(reply), 0);
+    EXPECT_EQ(reply->header.flags, std::string(1, '\0'));
+}
+
+TEST_F(V3ReplyTest, UsersThatAreUnknownOrElsewhereAreToldSoUnsigned) {
+    addUser("inside", false, "authentication", 1, "192.0.2.0/24");
+    EXPECT_EQ(errorOf(manager(0, "nobody")), 2);
+    for (const char* user : {"nobody", "inside"}) {
+        const wire::Manager m = manager(1, user);
+        const auto reply = ask(m);
+        EXPECT_EQ(errorOf(reply), 2);
+        EXPECT_EQ(reply->header.flags, "\4");
+        EXPECT_EQ(reply->header.auth, "");
+    }
+    wire::Manager elsewhere = manager(1, "nobody");  // there is no key to sign with, whatever was found first
+    elsewhere.time = 1;
+    const auto reply = ask(elsewhere);
+    EXPECT_EQ(errorOf(reply), 1);
+    EXPECT_EQ(reply->header.flags, "\4");
+
+    const wire::Manager encrypted = manager(2, "inside");
+    EXPECT_EQ(errorOf(send(encrypted, encrypted.request(getOne()))), 2);
+    EXPECT_FALSE(ask(manager(2, "nobody")));
+}
+
+// CVE-2008-0960: a digest field of one octet is guessed in 256 attempts, one of none needs no guess.
+TEST_F(V3ReplyTest, ShortDigestsAreComparedOverTheirOwnLengthUnlessStrict) {
+    for (const size_t size : {0U, 1U, 11U, 13U, 64U}) {
+        wire::Manager m = manager(1);
+        m.authSize = size;
+        const auto reply = ask(m);
+        EXPECT_EQ(errorOf(reply), -1) << size;
+        EXPECT_EQ(reply->header.auth.size(), size);
+    }
+    const auto forged = [this](uint8_t guess) {
+        wire::Manager m = manager(1);
+        m.authSize = 1;
+        wire::Bytes octets = m.request(getOne());
+        octets[wire::decodeV3(octets, *std::make_unique<std::string>())->authAt] = guess;
+        Context c(octets);
+        return createReply(c, IPAddr6::ofIPv4(0x7f000001)) && c.v3Error == V3Error::None;
+    };
+    unsigned accepted = 0;
+    for (unsigned guess = 0; guess < 256; ++guess) accepted += forged(static_cast<uint8_t>(guess)) ? 1 : 0;
+    EXPECT_EQ(accepted, 1U);
+
+    agent->v3Server().strictDigest = true;
+    for (const size_t size : {0U, 1U, 11U, 13U, 16U, 64U}) {
+        wire::Manager m = manager(1);
+        m.authSize = size;
+        const auto reply = ask(m);
+        EXPECT_EQ(errorOf(reply), 4) << size;
+        EXPECT_EQ(reply->header.auth.size(), 12U);
+    }
+    for (unsigned guess = 0; guess < 256; ++guess) EXPECT_FALSE(forged(static_cast<uint8_t>(guess)));
+    EXPECT_EQ(errorOf(manager(1)), -1);
+    EXPECT_EQ(errorOf(manager(2)), -1);
+}
+
+TEST_F(V3ReplyTest, WhatCanNotBeDecryptedIsDroppedAndNotCounted) {
+    const wire::Manager m = manager(2);
+    const wire::Bytes scoped = wire::encode(wire::ScopedPdu{m.engineId, "", getOne()});
+    wire::V3Message header = m.header();
+    // A manager that signs what it doesn't encrypt, so that only the ciphertext is at fault.
+    wire::Manager signer = manager(1);
+    for (const size_t size : {0U, 1U, 7U, 9U, 15U}) {
+        EXPECT_FALSE(send(m, signer.seal(header, wire::tlv(tag::OctetString, wire::Bytes(size, 0xAA))))) << size;
+    }
+    EXPECT_FALSE(send(m, signer.seal(header, scoped)));  // in clear, although the flags say otherwise
+    header.priv = "8octets";
+    EXPECT_FALSE(send(m, signer.seal(header, wire::tlv(tag::OctetString, wire::Bytes(64, 0xAA)))));
+    wire::Manager wrong = manager(2);
+    wrong.privPassword = "mistaken";
+    EXPECT_FALSE(ask(wrong));
+    EXPECT_EQ(Context::v3counters, (std::array<uint32_t, kV3Errors>{}));
+}
+
+TEST_F(V3ReplyTest, WhatNeedsNoAnswerGetsNoneNeitherResponseNorReport) {
+    for (const uint8_t tag : {pdu::Response, pdu::TrapV1, pdu::TrapV2, pdu::Report}) {
+        for (uint32_t level = 0; level <= 2; ++level) {
+            wire::Message body = getOne();
+            body.pdu = tag;
+            EXPECT_FALSE(ask(manager(level), body));
+            wire::Manager late = manager(level);
+            late.engineId = "other";
+            late.time = 1;
+            EXPECT_FALSE(send(manager(level), late.request(body)));
+        }
+    }
+}
+
+TEST_F(V3ReplyTest, EncryptedRepliesArePaddedWith5AndNeverShareASalt) {
+    std::set<std::string> salts;
+    for (size_t length = 0; length < 8; ++length) {
+        addScalarConstStringLeaf(OID{1, 3, 5}, std::string(length, 'x'), tag::OctetString);
+        wire::Message body = getOne();
+        body.bindings = {null("1.3.5.0")};
+        const auto reply = ask(manager(2, "sha"), body);
+        ASSERT_TRUE(reply);
+        EXPECT_LT(reply->padding.size(), 8U);
+        EXPECT_EQ(reply->padding, wire::Bytes(reply->padding.size(), 5));
+        EXPECT_EQ(reply->header.priv.substr(0, 4), std::string("\0\0\0\5", 4));  // boots
+        salts.insert(reply->header.priv);
+    }
+    EXPECT_EQ(salts.size(), 8U);
+}
+
+TEST_F(V3ReplyTest, PasswordsAndEngineIdChangeWhileTheAgentRuns) {
+    EXPECT_EQ(errorOf(manager(2)), -1);
+    tn::message password;
+    password.insert_string(11, "another one");
+    setEntry("md5", password);
+    wire::Manager m = manager(1);
+    EXPECT_EQ(errorOf(send(
+                  [&] {
+                      auto now = m;
+                      now.authPassword = "another one";
+                      return now;
+                  }(),
+                  m.request(getOne()))),
+              4);
+    m.authPassword = "another one";
+    m.level = 2;
+    EXPECT_EQ(errorOf(m), -1);
+
+    tn::message engine;
+    engine.insert_string(setting::EngineId, "core2");
+    change(engine);
+    wire::Manager moved = m;
+    moved.engineId = engineId("core2");
+    m.level = 1;
+    EXPECT_EQ(errorOf(send(moved, m.request(getOne()))), 3);
+    EXPECT_EQ(errorOf(moved), -1);
+}
+
+TEST_F(V3ReplyTest, AnEmptyPasswordIsAKeyThatAnybodyHas) {
+    addUser("open", false, "", 2);
+    wire::Manager m = manager(2, "open");
+    m.authPassword = m.privPassword = "";
+    EXPECT_EQ(errorOf(m), -1);
+}
+
+TEST_F(V3ReplyTest, ErrorsOfTheRequestAreResponses) {
+    const auto denied = ask(manager(2), {.pdu = pdu::SetRequest, .bindings = {number("1.3.1.0", 5)}});
+    EXPECT_EQ(denied->scoped.body.errorStatus, 4U);
+    const auto tooMany = ask(manager(2), {.pdu = pdu::GetBulkRequest, .errorIndex = 51, .bindings = {null("1.3")}});
+    EXPECT_EQ(tooMany->scoped.body.errorStatus, 1U);
+    EXPECT_TRUE(tooMany->scoped.body.bindings.empty());
+    const auto missing = ask(manager(1), {.pdu = pdu::GetRequest, .bindings = {null("1.3.9.0")}});
+    EXPECT_EQ(missing->scoped.body.errorStatus, 2U);
+    EXPECT_EQ(missing->scoped.body.errorIndex, 1U);
+}
+
+TEST_F(V3ReplyTest, TheLargestReplyThatFitsIsSentAtEveryLevel) {
+    for (uint32_t level = 0; level <= 2; ++level) {
+        size_t largest = 0;
+        for (size_t length = 65330; length <= 65480; ++length) {
+            addScalarConstStringLeaf(OID{1, 3, 5}, std::string(length, 'x'), tag::OctetString);
+            wire::Message body = getOne();
+            body.bindings = {null("1.3.5.0")};
+            const wire::Bytes octets = manager(level).request(body);
+            Context c(octets);
+            ASSERT_TRUE(createReply(c, IPAddr6::ofIPv4(0x7f000001)));
+            ASSERT_LE(c.out.size(), kMaxMessage);
+            largest = std::max(largest, c.out.size());
+        }
+        EXPECT_GT(largest, kMaxMessage - 16) << level;
+    }
+}
+
+TEST_F(V3ReplyTest, AnAgentWithoutAnEngineIdAuthenticatesNobody) {
+    agent->v3Server().engineId.clear();
+    agent->communities().setEngineId("");
+    wire::Manager m = manager(1);
+    m.engineId.clear();
+    EXPECT_EQ(errorOf(m), 2);
+    m.level = 2;
+    EXPECT_FALSE(ask(m));
+}
+
+TEST_F(V3ReplyTest, TruncatedAndAlteredMessagesAreDroppedOrAnsweredWell) {
+    for (uint32_t level = 0; level <= 2; ++level) {
+        const wire::Manager m = manager(level);
+        const wire::Bytes request =
+            m.request({.pdu = pdu::GetBulkRequest, .errorStatus = 1, .errorIndex = 3, .bindings = {null("1.3.1")}});
+        for (size_t length = 0; length < request.size(); ++length) {
+            EXPECT_FALSE(send(m, wire::Bytes(request.begin(), request.begin() + static_cast<std::ptrdiff_t>(length))));
+        }
+        for (size_t at = 0; at < request.size(); ++at) {
+            for (const unsigned flip : {1U, 2U, 4U, 0x80U, 0xffU}) {
+                wire::Bytes altered = request;
+                altered[at] = static_cast<uint8_t>(altered[at] ^ flip);
+                const auto reply = send(m, altered);
+                // Whatever was altered in a signed message, no value comes back.
+                if (level > 0 && reply && (reply->header.flags[0] & 1) != 0) {
+                    EXPECT_EQ(reply->scoped.body.pdu, pdu::Report) << at << "^" << flip;
+                }
+            }
+        }
+    }
+}
+
+// What Debian's client sent and this agent answered, with the clock, the counter and the salt of then.
+TEST_F(V3ReplyTest, AnswersDebiansClientOctetByOctet) {
+    sources.random = 0xc09e39a3;  // so that the next number is the salt that was sent
+    agent->v3Server() = V3ServerInfo();
+    agent->v3Server().startUptime = static_cast<uint32_t>(sources.uptime - 0x21c);
+    agent->v3Server().engineId = engineId("core1");
+    addUser("opm", false, "authpass1");
+    addUser("ops", true, "authpass1", 2);
+    tn::message password;
+    password.insert_string(12, "privpass1");
+    setEntry("ops", password);
+    addScalarConstNumLeaf(OID{1, 3, 6, 1, 2, 1, 1, 7}, 78, tag::Integer);
+    Context::v3counters[3] = 8;
+
+    struct Exchange {
+        const char* request;
+        const char* reply;
+    };
+    const Exchange exchanges[] = {
+        {"303e020103301102046db65aac020300ffe30401040201030410300e0400020100020100040004000400301404000400a00e02047e46c"
+         "5"
+         "d00201000201003000",
+         "3064020103301102046db65aac020300ffe3040104020103041b3019040a8000c34f04636f7265310201000202021c0400040004003"
+         "02f040a8000c34f04636f7265310400a81f02047e46c5d00201000201003011300f060a2b060106030f01010400410109"},
+        {"3070020103301102046db65aab020300ffe3040105020103042a3028040a8000c34f04636f7265310201000202021c04036f706d040c"
+         "818b25538d9a87c9dff95ec60400302c040a8000c34f04636f7265310400a01c02047e46c5cf020100020100300e300c06082b06010"
+         "2010107000500",
+         "3071020103301102046db65aab020300ffe3040105020103042a3028040a8000c34f04636f7265310201000202021c04036f706d040c"
+         "51110b7f3cc3a38a6fdccddc0400302d040a8000c34f04636f7265310400a21d02047e46c5cf020100020100300f300d06082b06010"
+         "20101070002014e"},
+        {"307c020103301102045d282cfe020300ffe304010702010304323030040a8000c34f04636f7265310201000202021c04036f7073040c"
+         "f3444dd72fac80a52ed163830408000000018c6d174c04302cdc2fa1c180f4ca9ab7b09b8ee9a7c2719584bfdfbc04d7a7c85aa0881"
+         "3824f57f83d672686928430c7a3e804f4e873",
+         "307c020103301102045d282cfe020300ffe304010702010304323030040a8000c34f04636f7265310201000202021c04036f7073040c"
+         "d5c4530dd708c8004f61bf1b040800000000b059d2a60430c3c0bd27c580365a95a4daea1cfcd7da75707438d86168b5596202e6dc3"
+         "1a601999ea6dbad50cb13867297622a90e6cc"},
+    };
+    for (const Exchange& e : exchanges) {
+        const wire::Bytes request = octets(e.request);
+        Context c(request);
+        ASSERT_TRUE(createReply(c, IPAddr6::ofIPv4(0x7f000001)));
+        EXPECT_EQ(hex(c.out.bytes()), hex(octets(e.reply)));
+    }
+}
+
+}  // namespace
+}  // namespace snmp
