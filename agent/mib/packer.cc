@@ -172,7 +172,8 @@ bool IPPacker::unpack(Data* record, Context& c) const {
 
 void IPPacker::addKeyToName(const Data* record, OID& name) const {
     const unsigned int address = get(record);
-    for (const unsigned int shift : {24U, 16U, 8U, 0U}) name += address >> shift & 0xff;
+    const unsigned int octets[] = {address >> 24, address >> 16 & 0xff, address >> 8 & 0xff, address & 0xff};
+    name.insert(name.end(), std::begin(octets), std::end(octets));
 }
 
 bool IPPacker::addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const {

@@ -9,6 +9,8 @@
 
 #include "agent/modules/ip_module.h"
 
+#include <arpa/inet.h>
+
 #include "agent/mib/columns.h"
 #include "agent/mib/count_provider.h"
 #include "agent/mib/get_all_provider.h"
@@ -110,8 +112,8 @@ constexpr const RouteKind& kindRow(uint32_t kind) {
 namespace route {
 constexpr tn::be32_id Dest{1};
 constexpr tn::be32_id Mask{2};
-constexpr tn::be32_id OwnAddress{3};  // next hop of a connected route; in a key the next hop of any
-constexpr tn::be32_array_id Gateways{4};
+constexpr tn::be32_id OwnAddress{3};       // next hop of a connected route; in a key the next hop of any
+constexpr tn::u32_array_id Gateways{4};    // in network byte order
 constexpr tn::u32_array_id Interfaces{5};  // one for each gateway
 constexpr tn::u32_array_id Used{6};        // likewise, 0 for a gateway that isn't used; all are when it is absent
 constexpr tn::u32_id Kind{7};
@@ -136,7 +138,8 @@ std::unique_ptr<IpRoute> routeBy(uint32_t nextHop, uint32_t ifIndex, const tn::m
 }
 
 /// One row for each gateway in use, or the one of a connected network.
-void addRoutes(const tn::message& m, const std::vector<uint32_t>& gateways, Rows& rows) {
+void addRoutes(const tn::message& m, Rows& rows) {
+    const std::vector<uint32_t>& gateways = m.get_u32_array(route::Gateways);
     const std::vector<uint32_t>& interfaces = m.get_u32_array(route::Interfaces);
     if (gateways.empty() && m.get_u32(route::Kind) == kConnected) {
         rows.push_back(routeBy(m.get_be32(route::OwnAddress), element(interfaces, 0), m));
@@ -146,17 +149,17 @@ void addRoutes(const tn::message& m, const std::vector<uint32_t>& gateways, Rows
     const bool allUsed = !m.has_array(route::Used);
     const std::vector<uint32_t>& used = m.get_u32_array(route::Used);
     for (size_t i = 0; i < gateways.size(); ++i) {
-        if (allUsed || element(used, i) != 0) rows.push_back(routeBy(gateways[i], element(interfaces, i), m));
+        if (allUsed || element(used, i) != 0) rows.push_back(routeBy(ntohl(gateways[i]), element(interfaces, i), m));
     }
 }
 
 /// A route that gives no row is handed back: any number of them may stand together, and a walk has to get past them.
 std::unique_ptr<Data> IpRoute::build(const tn::message& m, Rows& rows) {
-    const std::vector<uint32_t> gateways = m.get_be32_array(route::Gateways);
     const size_t before = rows.size();
-    if (!isInactive(m)) addRoutes(m, gateways, rows);
+    if (!isInactive(m)) addRoutes(m, rows);
     if (rows.size() > before) return nullptr;
-    return routeBy(gateways.empty() ? m.get_be32(route::OwnAddress) : gateways.back(), 0, m);
+    const std::vector<uint32_t>& gateways = m.get_u32_array(route::Gateways);
+    return routeBy(gateways.empty() ? m.get_be32(route::OwnAddress) : ntohl(gateways.back()), 0, m);
 }
 
 // Objects.
