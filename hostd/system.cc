@@ -11,6 +11,7 @@
 
 #include "hostd/processors.h"
 #include "hostd/sizes.h"
+#include "hostd/sysfs.h"
 #include "hostd/version.h"
 #include "tn/sources.h"
 
@@ -67,8 +68,20 @@ tn::message Identity::cmdSet(const tn::message&) {
 
 // ---- {24, 2}
 
+namespace {
+
+/// What the maker calls the machine: by its firmware, or by the device tree of boards that have none.
+std::string modelOf(const SystemInfo::Places& places) {
+    std::string model = readAttribute(places.sysfs + "/class/dmi/id/product_name");
+    if (model.empty()) model = readAttribute(places.proc + "/device-tree/model");
+    return model.substr(0, model.find('\0'));
+}
+
+}  // namespace
+
 SystemInfo::SystemInfo(const Places& places)
     : version_(versionText(readFile(places.osRelease))),
+      model_(modelOf(places)),
       meminfo_(places.proc + "/meminfo"),
       stat_(places.proc + "/stat"),
       online_(places.sysfs + "/devices/system/cpu/online"),
@@ -99,7 +112,7 @@ tn::message SystemInfo::cmdGet(const tn::message& request) {
     const uint64_t now = tn::getMilliseconds();
 
     tn::message reply;
-    reply.reserve(7);
+    reply.reserve(9);
     reply.insert_u32(system_info::Uptime, static_cast<uint32_t>(now / 1000));
     if (memory_.total && memory_.available)
         insertSizes(reply, system_info::MemoryTotal, *memory_.total, system_info::MemoryFree, *memory_.available);
@@ -108,6 +121,8 @@ tn::message SystemInfo::cmdGet(const tn::message& request) {
     if (processors_) reply.insert_u32(system_info::Processors, *processors_);
     if (const auto disks = disks_.latest(now); disks && *disks)
         insertSizes(reply, system_info::DiskTotal, (*disks)->total, system_info::DiskFree, (*disks)->free);
+    if (!model_.empty()) reply.insert_string(system_info::Model, model_);
+    reply.insert_string(system_info::Release, TARNIX_VERSION);
     reply.insert_string(system_info::Version, version_);
     return reply;
 }

@@ -46,8 +46,8 @@ class Identity : public tn::Handler {
     tn::message cmdSet(const tn::message& request) override;
 };
 
-/// {24, 2}: uptime, memory, disks, version; its rows are the processors. A set is accepted and changes nothing: whoever
-/// asks for a reboot sets the record it was written through as well.
+/// {24, 2}: uptime, memory, disks, model, version; its rows are the processors. A set is accepted and changes nothing:
+/// whoever asks for a reboot sets the record it was written through as well.
 ///
 /// Each request for any of these values comes here, so an answer waits for nothing and reads no file more often than
 /// every kMaxAge; only the uptime is of the moment.
@@ -80,6 +80,7 @@ class SystemInfo : public IdTable {
     void sample(uint64_t now);
 
     std::string version_;
+    std::string model_;
     KeptFile meminfo_;
     KeptFile stat_;
     KeptFile online_;
@@ -105,9 +106,11 @@ namespace system_info {
 constexpr tn::u32_id Uptime{1};       // s                clock_gettime(CLOCK_BOOTTIME)
 constexpr tn::u32_id MemoryTotal{2};  // KiB              PROC/meminfo, MemTotal
 constexpr tn::u32_id MemoryFree{3};   // KiB              PROC/meminfo, MemAvailable
+constexpr tn::string_id Model{4};     //                  SYSFS/class/dmi/id/product_name, or PROC/device-tree/model
 constexpr tn::u32_id Processors{6};   // online           SYSFS/devices/system/cpu/online
 constexpr tn::u32_id DiskTotal{10};   // KiB              statvfs(3) of each block device of PROC/self/mountinfo
 constexpr tn::u32_id DiskFree{11};    // KiB              the same
+constexpr tn::string_id Release{22};  //                  this program's
 constexpr tn::string_id Version{25};  //                  os-release(5), uname(2)
 // Of a row; its id is the kernel's number of the processor + 1, since an SNMP index begins at 1.
 constexpr tn::u32_id Load{9};  // percent busy     PROC/stat, between its last two readings

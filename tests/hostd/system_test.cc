@@ -104,6 +104,7 @@ class SystemInfoTest : public ::testing::Test {
         tree.write("proc/meminfo", "MemTotal: 1000 kB\nMemAvailable: 400 kB\n");
         tree.write("proc/self/mountinfo", "1 1 8:1 / / rw - ext4 /dev/sda1 rw\n");
         tree.write("sys/devices/system/cpu/online", "0-3\n");
+        tree.write("sys/class/dmi/id/product_name", "Router 9000\n");
         tree.write("os-release", "PRETTY_NAME=\"Test 1\"\n");
         places = {tree.path("proc"), tree.path("sys"), tree.path("os-release"), [](const std::string&) {
                       return DiskSize{5000, 3000};
@@ -124,6 +125,8 @@ TEST_F(SystemInfoTest, AnswersWithEverythingFromTheFirstAnswerOn) {
     EXPECT_EQ(reply.get_u32(10), 5000);
     EXPECT_EQ(reply.get_u32(11), 3000);
     EXPECT_TRUE(reply.get_string(25).starts_with("Test 1, Linux "));
+    EXPECT_EQ(reply.get_string(22), TARNIX_VERSION);
+    EXPECT_EQ(reply.get_string(4), "Router 9000");
     EXPECT_TRUE(ask(owner, tn::cmd::Set).empty());
     EXPECT_EQ(ask(owner, tn::cmd::Get), reply);
 }
@@ -135,6 +138,10 @@ TEST_F(SystemInfoTest, LeavesOutWhatCannotBeHad) {
     const tn::message reply = ask(owner, tn::cmd::Get);
     EXPECT_TRUE(reply.has(tn::u32_id(1)));
     for (const uint32_t absent : {2U, 3U, 6U, 10U, 11U}) EXPECT_FALSE(reply.has(tn::u32_id(absent))) << absent;
+    EXPECT_FALSE(reply.has(system_info::Model));
+    tree.write("proc/device-tree/model", std::string_view("Board 7\0", 8));  // a board without firmware tables
+    EXPECT_EQ(ask(*std::make_unique<SystemInfo>(places), tn::cmd::Get).get_string(4), "Board 7");
+    tree.remove("proc");
 
     tree.write("proc/meminfo", "MemTotal: 7 kB\n");  // a source that comes back is found again
     clock.milliseconds += SystemInfo::kMaxAge;
