@@ -30,10 +30,8 @@ std::string prefixTexts(const std::vector<tn::IPPrefix6>& prefixes) {
 }
 
 std::string_view withWhat(uint32_t security) {
-    // The agent doesn't answer SNMPv3 yet.
-    if (security == 0) return "SNMPv1 or v2c";
-    return security == kAuthorized ? "SNMPv3, authenticated, once the agent serves it"
-                                   : "SNMPv3, authenticated and encrypted, once the agent serves it";
+    if (security == 0) return "SNMPv1, v2c or v3";
+    return security == kAuthorized ? "SNMPv3, authenticated" : "SNMPv3, authenticated and encrypted";
 }
 
 Json toJson(const Access& access) {

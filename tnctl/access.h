@@ -21,7 +21,7 @@ struct Access {
     [[nodiscard]] bool grants() const { return (read || write) && !from.empty(); }
     /// Grants something to every IPv4 or every IPv6 source.
     [[nodiscard]] bool toEveryone() const;
-    /// "monitor may read from 127.0.0.0/8,::1/128 with SNMPv1 or v2c"
+    /// "monitor may read from 127.0.0.0/8,::1/128 with SNMPv1, v2c or v3"
     [[nodiscard]] std::string text() const;
 };
 
