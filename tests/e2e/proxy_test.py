@@ -1,0 +1,122 @@
+"""The web proxy's scalars of a running agent, compared with what squid's cache manager says. squid runs in a network
+namespace of the test, with a server behind it."""
+
+import os
+import pathlib
+import re
+import shutil
+import signal
+import sys
+import tempfile
+import time
+import unittest
+
+from harness import Daemon, Deployment, Namespace, eventually, plain
+
+CACHE = "1.3.6.1.4.1.3495.1"
+MEMORY, STORAGE, UPTIME = (f"{CACHE}.1.{i}.0" for i in (1, 2, 3))
+HITS, CLIENT_OUT, SERVER_REQUESTS, SERVER_IN, SERVER_OUT = (f"{CACHE}.3.2.{i}.0" for i in (2, 5, 10, 12, 13))
+PROXY, SERVER = "127.0.0.1:3999", "127.0.0.1:8000"
+OBJECT = 100_000  # octets
+
+FETCH = "import sys, urllib.request as r\n" \
+        "o = r.build_opener(r.ProxyHandler({'http': sys.argv[1]} if len(sys.argv) > 3 else {}))\n" \
+        "print(o.open(sys.argv[2], timeout=30).read().decode(errors='replace'))"
+CONFIGURATION = """
+http_port {proxy}
+pid_filename none
+access_log none
+cache_log {folder}/cache.log
+coredump_dir {folder}
+cache_mem 8 MB
+netdb_filename none
+pinger_enable off
+shutdown_lifetime 0 seconds
+http_access allow localhost manager
+http_access deny manager
+http_access allow localhost
+"""
+
+
+class Proxy(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        if shutil.which("squid") is None:
+            print("\n*** NOT TESTED: squid isn't installed ***", file=sys.stderr)
+            raise unittest.SkipTest("no squid")
+        cls.namespace = Namespace(cls, "proxy", [["link", "set", "lo", "up"]])
+        cls.folder = pathlib.Path(tempfile.mkdtemp(prefix="tarnix-e2e-squid-"))
+        cls.addClassCleanup(shutil.rmtree, cls.folder, ignore_errors=True)
+        cls.folder.chmod(0o777)  # squid gives up its rights
+        (cls.folder / "squid.conf").write_text(CONFIGURATION.format(proxy=PROXY, folder=cls.folder))
+        content = cls.folder / "content"
+        content.mkdir()
+        (content / "object").write_bytes(b"x" * OBJECT)
+        os.utime(content / "object", (0, time.time() - 30 * 86400))  # so old that a cache may keep it
+        host, port = SERVER.split(":")
+        server = Daemon([sys.executable, "-m", "http.server", port, "--bind", host, "--directory", content],
+                        cls.folder / "server.log", cls.namespace.prefix)
+        cls.addClassCleanup(server.end)
+        cls.agent = Deployment("node", cls.namespace.prefix, ["--proxy-url", f"http://{PROXY}"])
+        cls.addClassCleanup(cls.agent.close)
+        cls.agent.start().open()
+
+    def fetch(self, url, *through):
+        return self.namespace.run(sys.executable, "-c", FETCH, f"http://{PROXY}", url, *through)
+
+    def figures(self):
+        """{name: number} of both pages of the cache manager."""
+        pages = "".join(self.fetch(f"http://{PROXY}/squid-internal-mgr/{page}") for page in ("info", "counters"))
+        pairs = re.findall(r"^\s*([\w .]+?)\s*[:=]\s*([\d.]+)", pages, re.M)
+        return {name: float(value) for name, value in pairs}
+
+    def shown(self):
+        """{object: number} as the agent answers."""
+        return {name: int(plain(value)) for name, value in self.agent.snmp("walk", CACHE).values().items()}
+
+    def start_squid(self):
+        squid = Daemon(["squid", "-N", "-f", self.folder / "squid.conf"], self.folder / "squid.out",
+                       self.namespace.prefix)
+        self.addCleanup(squid.end, signal.SIGKILL)
+
+        def listens():
+            self.assertTrue(squid.alive(), squid.said())
+            return "LISTEN" in self.namespace.run("ss", "-Hltn", "src", PROXY)
+
+        eventually(listens, "squid listens")
+        return squid
+
+    def test_figures_are_those_of_the_cache_manager_as_squid_comes_and_goes(self):
+        without = self.shown()
+        self.assertEqual([without[name] for name in (MEMORY, STORAGE, HITS, CLIENT_OUT, SERVER_IN)], [0] * 5)
+        squid = self.start_squid()
+        for _ in range(3):
+            self.fetch(f"http://{SERVER}/object", "through")
+        told = self.figures()
+        self.assertEqual((told["client_http.hits"], told["server.all.requests"]), (2, 1))
+
+        # The agent's own questions count as what is sent to clients, a few KiB each.
+        found = lambda: self.shown()[CLIENT_OUT] >= told["client_http.kbytes_out"] * 1024
+        eventually(found, "the agent has found squid", 30)
+        shown = self.shown()
+        self.assertEqual(shown[HITS], told["client_http.hits"])
+        self.assertEqual(shown[SERVER_REQUESTS], told["server.all.requests"])
+        self.assertEqual(shown[SERVER_IN], told["server.all.kbytes_in"] * 1024)
+        self.assertEqual(shown[SERVER_OUT], told["server.all.kbytes_out"] * 1024)
+        self.assertGreaterEqual(shown[SERVER_IN], OBJECT - 1024)
+        self.assertEqual(shown[STORAGE], 0)
+        self.assertGreaterEqual(shown[MEMORY], OBJECT)
+        self.assertLess(abs(shown[MEMORY] - told["Storage Mem size"] * 1024), OBJECT)
+        self.assertLess(shown[UPTIME] - told["UP Time"], 30)
+        self.assertGreaterEqual(shown[UPTIME] + 1, int(told["UP Time"]))
+
+        squid.end(signal.SIGKILL)
+        eventually(lambda: self.shown()[HITS] == 0, "squid's figures go with it", 30)
+        self.start_squid()
+        eventually(lambda: self.shown()[MEMORY] > 0, "squid is found again", 30)
+        said = re.findall(r"proxy: (.*)", self.agent.said())
+        self.assertEqual([line == "squid answers" for line in said], [False, True, False, True], said)
+
+
+if __name__ == "__main__":
+    unittest.main()
