@@ -103,6 +103,10 @@ TEST_F(RouteTableTest, OfRoutesWithTheSameKeyTheBestIsShownAndNoneIsLost) {
     EXPECT_THAT(rows(), ElementsAre("10.0.0.0/8 10.0.1.2 dev 3"));
     removes(with(route, 0, 8));
     EXPECT_THAT(rows(), IsEmpty());
+    // A nexthop object of it has changed since.
+    adds(route);
+    removes(routeTo("10.0.0.0/8", {via("10.0.1.3", 3)}));
+    EXPECT_THAT(rows(), IsEmpty());
 }
 
 TEST_F(RouteTableTest, AReplacementMeansTheFirstOfThoseThatShareMetricAndTos) {
@@ -170,6 +174,12 @@ TEST_F(RouteTableTest, AListingBringsTheTableUpToDateWhileNotificationsGoOn) {
     lists({one(1), one(4)});  // which was without carrier, and isn't any more
     endsListing();
     EXPECT_THAT(rows(), ElementsAre("10.1.0.0/16 10.0.0.1 dev 3", "10.4.0.0/16 10.0.0.1 dev 3"));
+
+    // What was replaced before it could be listed may still come: only another listing can tell.
+    table.beginListing();
+    adds(one(9), NLM_F_REPLACE);
+    endsListing();
+    EXPECT_TRUE(table.takeDoubt());
 }
 
 namespace {
@@ -187,8 +197,10 @@ class Kernel {
 
     size_t any(size_t below) { return std::uniform_int_distribution<size_t>(0, below - 1)(random_); }
 
-    void change() {
-        switch (any(6)) {
+    /// A change that is told of, or, one in twelve, a link that goes or comes back.
+    void change() { any(12) == 0 ? changeLink() : changeRoute(); }
+    void changeRoute() {
+        switch (any(5)) {
             case 0:
             case 1:
                 return add(0);
@@ -196,10 +208,8 @@ class Kernel {
                 return add(NLM_F_APPEND);
             case 3:
                 return add(NLM_F_REPLACE);
-            case 4:
-                return remove();
             default:
-                return loseLink();
+                return remove();
         }
     }
 
@@ -268,8 +278,7 @@ class Kernel {
     }
 
     /// What goes by a link goes without a word.
-    void loseLink() {
-        if (any(4) != 0) return;
+    void changeLink() {
         const auto link = static_cast<uint32_t>(1 + any(3));
         for (Route& route : routes_)
             for (NextHop& hop : route.hops)
@@ -313,9 +322,7 @@ class Follower {
         }
         FAIL() << "listed over and over again";
     }
-    RouteTable table;
-
-  private:
+    /// Takes in as many notifications.
     void read(size_t most) {
         for (; most > 0 && !kernel_.notices.empty(); --most) {
             const Kernel::Notice& next = kernel_.notices.front();
@@ -323,6 +330,9 @@ class Follower {
             kernel_.notices.pop_front();
         }
     }
+    RouteTable table;
+
+  private:
     void begin() {
         isListing_ = true;
         isWanted_ = false;
@@ -360,6 +370,12 @@ TEST(RouteTable, EndsUpAsTheKernelIsWhateverIsLateOrLost) {
         }
         follower.settle();
         ASSERT_EQ(rowsOf(follower.table), kernel.rows()) << "seed " << seed;
+        // Nothing of what went before shows when more is told.
+        for (int i = 0; i < 20; ++i) {
+            kernel.changeRoute();
+            follower.read(SIZE_MAX);
+            ASSERT_EQ(rowsOf(follower.table), kernel.rows()) << "seed " << seed << ", change " << i;
+        }
     }
 }
 
