@@ -1,0 +1,48 @@
+"""What the agent serves of the vendor's tree has a name and the right type in mibs/."""
+
+import pathlib
+import re
+import subprocess
+import unittest
+
+from harness import PATIENCE, Deployment
+
+MIBS = pathlib.Path(__file__).resolve().parents[2] / "mibs"
+VENDOR = "1.3.6.1.4.1.49999"
+
+
+class TheVendorsMib(unittest.TestCase):
+    def setUp(self):
+        self.agent = Deployment("node")
+        self.addCleanup(self.agent.close)
+        scripts = self.agent.root / "tern/scripts"
+        scripts.mkdir(parents=True)
+        (scripts / "hello").write_text("#!/bin/sh\n")
+        (scripts / "hello").chmod(0o755)
+        self.agent.start().open()
+
+    def client(self, *words):
+        done = subprocess.run([words[0], "-M", MIBS, "-m", "TARNIX-MIB", *words[1:]], capture_output=True, text=True,
+                              timeout=PATIENCE)
+        self.assertEqual(done.returncode, 0, done)
+        self.assertNotIn("Cannot find module", done.stderr)
+        return done.stdout
+
+    def test_every_branch_has_a_name(self):
+        branches = re.findall(rf"(?m)^addBranch \.?({VENDOR}\.\S+)", self.agent.said())
+        self.assertGreater(len(branches), 6)
+        for name in self.client("snmptranslate", "-OS", *branches).split():
+            self.assertRegex(name, r"^TARNIX-MIB::\w+$")
+
+    def test_every_value_has_a_name_and_its_type(self):
+        walk = self.client("snmpbulkwalk", "-v2c", "-c", "common", "-t1", "-r10", f"127.0.0.1:{self.agent.port}", "tarnix")
+        self.assertNotIn("Wrong Type", walk)
+        for name in ("systemReboot.0", "scriptName.", "healthActiveFan.0", "interfaceStatsName.1",
+                     "interfaceStatsTxCompressed.1"):
+            self.assertIn(f"TARNIX-MIB::{name}", walk)
+        for line in walk.splitlines():
+            self.assertRegex(line, r"^TARNIX-MIB::[a-zA-Z0-9]+\.\d+ = ")
+
+
+if __name__ == "__main__":
+    unittest.main()
