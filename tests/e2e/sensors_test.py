@@ -1,0 +1,81 @@
+"""Sensors, power supply, USB devices and guests of a running node. /sys/class and /sys/bus are folders of the test, in
+mount namespaces of the processes: libsensors reads nothing but /sys. Guests are those of libvirt's test driver."""
+
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+from harness import Deployment, eventually
+
+HEALTH, ENTITY_ENTRY, VM_ENTRY = "1.3.6.1.4.1.49999.1.1.3", "1.3.6.1.2.1.47.1.1.1.1", "1.3.6.1.4.1.6876.2.1.1"
+VOLTAGE, SUPPLY, TEMPERATURE, CPU_TEMPERATURE = (f"{HEALTH}.{i}.0" for i in (8, 9, 10, 11))
+
+HWMON = {"name": "board", "in1_input": "24060", "in1_label": "vin", "temp1_input": "-4400", "temp1_label": "Board"}
+STICK = {"busnum": "1", "devnum": "7", "idVendor": "0951", "idProduct": "1666", "manufacturer": "Kingston",
+         "product": "DataTraveler 3.0", "serial": "E0D55EA573"}
+STICK_INDEX = 0x40000 + 128 + 7
+
+
+def write(folder, attributes):
+    folder.mkdir(parents=True, exist_ok=True)
+    for name, value in attributes.items():
+        (folder / name).write_text(value + "\n")
+
+
+class Sensors(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.tree = pathlib.Path(tempfile.mkdtemp(prefix="tarnix-e2e-sys-"))
+        cls.addClassCleanup(shutil.rmtree, cls.tree, True)
+        cls.hwmon, cls.stick = cls.tree / "class/hwmon/hwmon0", cls.tree / "bus/usb/devices/1-1.4"
+        write(cls.hwmon, HWMON)
+        write(cls.tree / "class/power_supply/AC", {"type": "Mains", "online": "1"})
+        write(cls.stick, STICK)
+        script = f'mount --bind {cls.tree}/class /sys/class && mount --bind {cls.tree}/bus /sys/bus && exec "$@"'
+        prefix = ["unshare", "--mount", "sh", "-c", script, "sh"]
+        made = subprocess.run([*prefix, "true"], capture_output=True, text=True)
+        if made.returncode != 0:
+            print(f"\n*** NOT TESTED: {made.args}: {made.stderr.strip()} ***", file=sys.stderr)
+            raise unittest.SkipTest(made.stderr)
+        guests = ["--guests-uri", "test:///default", "--podhost-uri", "test:///default"]
+        cls.agent = Deployment("node", prefix, guests)
+        cls.addClassCleanup(cls.agent.close)
+        cls.agent.start().open()
+
+    def shows(self, name, value):
+        eventually(lambda: self.agent.snmp("get", name).values().get(name) == value, f"{name} is {value}", 30)
+
+    def test_sensors_are_served_once_they_are_there(self):
+        self.assertEqual(self.agent.get(VOLTAGE), "INTEGER: 241")
+        self.assertEqual(self.agent.get(TEMPERATURE), "INTEGER: -40")
+        self.assertEqual(self.agent.get(SUPPLY), 'STRING: "main"')
+        self.assertNotIn(CPU_TEMPERATURE, self.agent.snmp("walk", HEALTH).values())
+        # A driver is loaded later, and the mains fail. Readings are at most some seconds old.
+        write(self.tree / "class/hwmon/hwmon1", {"name": "coretemp", "temp1_input": "61500"})
+        write(self.tree / "class/power_supply/AC", {"online": "0"})
+        self.shows(SUPPLY, 'STRING: "none"')
+        self.shows(CPU_TEMPERATURE, "INTEGER: 620")
+
+    def test_usb_devices_come_and_go(self):
+        texts = {2: "Kingston DataTraveler 3.0", 7: "1-1.4", 11: "E0D55EA573", 12: "Kingston", 13: "DataTraveler 3.0"}
+        for column, text in texts.items():
+            self.shows(f"{ENTITY_ENTRY}.{column}.{STICK_INDEX}", f'STRING: "{text}"')
+        shutil.rmtree(self.stick)
+        gone = lambda: f"{ENTITY_ENTRY}.1.{STICK_INDEX}" not in self.agent.snmp("walk", f"{ENTITY_ENTRY}.1").values()
+        eventually(gone, "the device has gone", 10)
+
+    def test_guests_of_both_kinds_are_in_one_walk(self):
+        walk = lambda: self.agent.snmp("bulkwalk", VM_ENTRY)
+        eventually(lambda: len(walk().names()) == 12, "one guest of each kind is listed")
+        names = walk().names()
+        self.assertEqual(names, sorted(names))
+        self.assertEqual({name[-1] >> 16 for name in names}, {1, 2})
+        self.assertEqual([text for name, text in walk().values().items() if name.startswith(f"{VM_ENTRY}.6.")],
+                         ['STRING: "running"'] * 2)
+
+
+if __name__ == "__main__":
+    unittest.main()
