@@ -1,0 +1,88 @@
+"""What is written on the chassis outlives restarts, crashes and a damaged store; a machine without sensors and devices
+shows what there is. In one process and over the bus."""
+
+import os
+import shutil
+import signal
+import sqlite3
+import tempfile
+import unittest
+
+from harness import Deployment, eventually
+
+ENTITY_ENTRY, VM_ENTRY = "1.3.6.1.2.1.47.1.1.1.1", "1.3.6.1.4.1.6876.2.1.1"
+HEALTH = "1.3.6.1.4.1.49999.1.1.3"
+CHASSIS = "65536"
+DESCR, CONTAINED_IN, CLASS, ALIAS, ASSET_ID = 2, 4, 5, 14, 15
+CHASSIS_ALIAS, CHASSIS_ASSET_ID = (f"{ENTITY_ENTRY}.{column}.{CHASSIS}" for column in (ALIAS, ASSET_ID))
+JUNK = os.urandom(20000)
+
+
+class Entity:
+    """The tests; the classes below say who answers."""
+
+    kind = ""
+
+    def setUp(self):
+        tree = tempfile.mkdtemp(prefix="tarnix-e2e-bare-")  # a machine with no sensors and no devices
+        self.addCleanup(shutil.rmtree, tree, True)
+        self.agent = Deployment(self.kind, owner_words=["--sysfs", tree])
+        self.addCleanup(self.agent.close)
+        self.agent.start().open()
+
+    def write(self, name, text):
+        answer = self.agent.snmp("set", name, "s", text, community="private")
+        self.assertEqual(answer.status, 0, answer)
+
+    def starts_again(self):
+        self.agent.start()
+        eventually(lambda: self.agent.snmp("get", CHASSIS_ALIAS, retries=0).status == 0, "the agent answers")
+
+    def test_alias_and_asset_id_outlive_restarts(self):
+        self.write(CHASSIS_ALIAS, "core router, rack 4")
+        self.write(CHASSIS_ASSET_ID, "0815")
+        refused = self.agent.snmp("set", CHASSIS_ALIAS, "s", "not mine")  # a community that may only read
+        self.assertNotEqual(refused.status, 0)
+        for signal_number, alias in ((signal.SIGTERM, "moved to rack 5"), (signal.SIGKILL, "moved to rack 6")):
+            self.write(CHASSIS_ALIAS, alias)
+            self.agent.stop(signal_number)
+            self.starts_again()
+            self.assertEqual(self.agent.get(CHASSIS_ALIAS), f'STRING: "{alias}"')
+            self.assertEqual(self.agent.get(CHASSIS_ASSET_ID), 'STRING: "0815"')
+
+    def test_a_damaged_store_is_left_alone(self):
+        self.write(CHASSIS_ALIAS, "core")
+        self.agent.stop()
+        file = self.agent.store("snmp_entity")
+        with sqlite3.connect(file) as store:  # nothing is left in the log beside it
+            store.execute("PRAGMA wal_checkpoint(TRUNCATE)")
+        store.close()
+        file.write_bytes(JUNK)
+        self.starts_again()
+        row = self.agent.walk(ENTITY_ENTRY)
+        self.assertEqual((row[CLASS, CHASSIS], row[ALIAS, CHASSIS], row[ASSET_ID, CHASSIS]), ("3", "", ""))
+        self.write(CHASSIS_ALIAS, "lost")
+        self.assertEqual(self.agent.get(CHASSIS_ALIAS), '""')
+        self.assertEqual(file.read_bytes(), JUNK)
+        self.assertIn("it is left as it is", self.agent.said())
+        self.assertIn("alias and asset id not written: ", self.agent.said())
+
+    def test_a_machine_without_sensors_and_devices(self):
+        for _ in range(3):
+            table = self.agent.walk(ENTITY_ENTRY)
+            self.assertEqual({index for _, index in table}, {CHASSIS})
+            self.assertEqual(self.agent.walk(HEALTH), {(9, "0"): "n/a"})
+            self.agent.walk(VM_ENTRY)
+        self.assertRegex(table[DESCR, CHASSIS], "^Tarnix .* on .")
+        self.assertEqual(table[CONTAINED_IN, CHASSIS], "0")
+        for missing in ("sensors", "PCI devices", "USB devices"):
+            lines = [line for line in self.agent.said().splitlines() if missing in line]
+            self.assertEqual(len(lines), 1, self.agent.said())  # said once, however often they are asked for
+
+
+class EntityInOneProcess(Entity, unittest.TestCase):
+    kind = "node"
+
+
+class EntityOverTheBus(Entity, unittest.TestCase):
+    kind = "apart"
