@@ -23,10 +23,11 @@ constexpr std::array<std::string_view, 12> kClassful = {"htb",  "hfsc",   "cbq",
 constexpr std::string_view kNoQueue = "noqueue";
 constexpr uint32_t kMostIds = INT32_MAX;  // an index of SNMP is one
 
-/// A kernel's structure may be longer or shorter than the one known here.
+/// A kernel's structure may be longer or shorter than the one known here, or absent.
 template <class Structure>
 Structure structureOf(std::span<const uint8_t> octets) {
     Structure structure{};
+    if (octets.empty()) return structure;  // nothing to point at
     std::memcpy(&structure, octets.data(), std::min(octets.size(), sizeof structure));
     return structure;
 }
