@@ -176,10 +176,11 @@ class Deployment:
     """The agent and its owners on a root of their own: kind "node" is tarnix-node, "spawn" tarnix-hostd --spawn
     tarnix-snmpd, "apart" tarnix-hostd and tarnix-snmpd started each by itself."""
 
-    def __init__(self, kind, prefix=(), owner_words=()):
+    def __init__(self, kind, prefix=(), owner_words=(), agent_words=()):
         self.kind = kind
         self.prefix = tuple(prefix)  # of every command line: a network namespace
         self.owner_words = owner_words  # options of the program that has the owners in it
+        self.agent_words = agent_words  # and of the one with the agent
         self.root = pathlib.Path(tempfile.mkdtemp(prefix="tarnix-e2e-"))
         self.port = free_port()
         self.daemons = {}
@@ -200,9 +201,9 @@ class Deployment:
         if part != "snmpd":
             words += self.owner_words
         if part != "hostd":
-            words += ["--port", self.port]
+            words += ["--port", self.port, *self.agent_words]
         elif self.kind == "spawn":
-            words += ["--spawn", "tarnix-snmpd", "--", "--port", self.port]
+            words += ["--spawn", "tarnix-snmpd", "--", "--port", self.port, *self.agent_words]
         self.daemons[part] = Daemon(words, self.output, self.prefix)
         return self.daemons[part]
 
