@@ -161,9 +161,9 @@ class Namespace:
                 print(f"\n*** NOT TESTED: {made.args}: {made.stderr.strip()} ***", file=sys.stderr)
                 raise unittest.SkipTest(made.stderr)
 
-    def run(self, *words):
+    def run(self, *words, stdin=""):
         """What a command prints that runs in it, and has to succeed."""
-        done = subprocess.run([*self.prefix, *words], capture_output=True, text=True, timeout=PATIENCE)
+        done = subprocess.run([*self.prefix, *words], input=stdin, capture_output=True, text=True, timeout=PATIENCE)
         assert done.returncode == 0, f"{words}: {done.stderr}"
         return done.stdout
 

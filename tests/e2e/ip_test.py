@@ -4,6 +4,7 @@ Each test runs in one process and over the bus."""
 
 import json
 import re
+import signal
 import sys
 import time
 import unittest
@@ -145,6 +146,21 @@ class Ip:
         self.assertEqual(plain(self.agent.get(f"{ARP_ENTRY}.4.{br1}.10.97.1.8")), STATIC)
         self.near.run("ip", "neigh", "del", "10.97.1.8", "dev", "br1")
         self.assertNotIn((br1, "10.97.1.8"), shown())
+
+    def test_more_changes_than_fit_into_a_socket_are_caught_up_with(self):
+        owner = self.agent.daemons["node" if self.kind == "node" else "hostd"]
+        flood = [f"10.97.{64 + i // 256}.{i % 256} lladdr 02:00:00:00:00:09 dev br2 nud permanent" for i in range(15000)]
+        owner.process.send_signal(signal.SIGSTOP)
+        try:
+            for change, entries in [("add", flood), ("del", flood), ("add", flood[-3:])]:
+                self.near.run("ip", "-batch", "-", stdin="".join(f"neigh {change} {entry}\n" for entry in entries))
+        finally:
+            owner.process.send_signal(signal.SIGCONT)
+        self.addCleanup(self.near.run, "ip", "neigh", "flush", "dev", "br2", "nud", "permanent")
+        shown = lambda: set(self.rows(ARP_ENTRY))
+        told = lambda: {f"{self.ifindex(entry['dev'])}.{entry['dst']}" for entry in self.near.ip("-4", "neigh")}
+        self.becomes(shown, told, "what was lost is listed anew")
+        self.assertIn("ARP entries: notifications were lost", self.agent.said())
 
     # --- bridges
 
