@@ -42,6 +42,7 @@ Settings Settings::read(const tn::message& record) {
     settings.community.clear();
     settings.engineId = kEngineIdPrefix;
     settings.apply(record);
+    settings.engineBoots = record.get_u32(setting::EngineBoots);  // a service found on isn't being switched on
     return settings;
 }
 

@@ -9,6 +9,8 @@ namespace snmp {
 namespace {
 
 using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
 
 std::vector<std::string> calls;
 
@@ -97,8 +99,26 @@ TEST_F(SettingsTest, EngineBootsCountStartsAndRestartAtZero) {
     set(boots);
     set(flag(setting::Enabled, true));  // already on: stays
     EXPECT_EQ(agent->settings().engineBoots, 9U);
+    restart();
+    restart();
+    EXPECT_EQ(agent->settings().engineBoots, 11U);
+    EXPECT_EQ(agent->v3Server().engineBoots, 11U);
     set(flag(setting::Enabled, false));
     EXPECT_FALSE(agent->enabled());
+}
+
+TEST_F(SettingsTest, UsersBehindShortDigestsAreWarnedOf) {
+    const auto saidAtStart = [this] {
+        testing::internal::CaptureStderr();
+        agent->init();
+        return testing::internal::GetCapturedStderr();
+    };
+    constexpr const char* kWarning = "can be forged without a password";
+    EXPECT_THAT(saidAtStart(), Not(HasSubstr(kWarning)));
+    addEntry("ops", "0.0.0.0/0", 1);
+    EXPECT_THAT(saidAtStart(), HasSubstr(kWarning));
+    agent->v3Server().strictDigest = true;
+    EXPECT_THAT(saidAtStart(), Not(HasSubstr(kWarning)));
 }
 
 TEST_F(SettingsTest, GeneratorsAreStoppedAndStartedByTheList) {
