@@ -13,8 +13,8 @@ WARNING = "can be forged without a password"
 
 
 class Agent(Deployment):
-    def user(self, name, security, protocol="sha1", *words):
-        self.configure("community", "add", f"name={name}", f"security={security}", "addresses=127.0.0.0/8",
+    def user(self, name, security, protocol="sha1", *words, addresses="127.0.0.0/8"):
+        self.configure("community", "add", f"name={name}", f"security={security}", f"addresses={addresses}",
                        f"authentication-protocol={protocol}", f"authentication-password={AUTH}",
                        f"encryption-password={PRIV}", *words)
 
@@ -59,7 +59,7 @@ class Usm(unittest.TestCase):
     def test_who_is_refused_and_what_is_told(self):
         agent = self.deploy()
         agent.user("ops", "private")
-        agent.user("elsewhere", "authorized", "sha1", "addresses=192.0.2.0/24")
+        agent.user("elsewhere", "authorized", addresses="192.0.2.0/24")
         once = {"retries": 1}
         for what, told, answer in [
             ("unknown user", "Unknown user name", agent.v3("get", "nobody", "authorized", SYS_SERVICES, **once)),

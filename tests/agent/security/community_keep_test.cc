@@ -120,6 +120,33 @@ TEST_F(CommunityKeepTest, ConfigurationGoesThereAndBack) {
     EXPECT_TRUE(copy.writeAccess);
 }
 
+TEST_F(CommunityKeepTest, KeysAreMadeOneEntryATurnOfTheLoopAndThenKept) {
+    const std::string engineId = "engine";
+    const auto without = [&] {
+        int count = 0;
+        for (const char* name : {"common", "one", "two", "three"})
+            count += keep().find(name)->hasKeys(engineId) ? 0 : 1;
+        return count;
+    };
+    keep().setEngineId(engineId);
+    for (const char* name : {"one", "two", "three"}) addEntry(name, "10.0.0.0/8");
+    EXPECT_EQ(without(), 4);
+    for (const int left : {3, 2, 1, 0, 0}) {
+        agent->runOnce(0);
+        EXPECT_EQ(without(), left);
+    }
+
+    tn::message password = change(tn::cmd::SetObj, keep().find("two")->id);
+    password.insert_string(11, "another");
+    EXPECT_EQ(errorOf(password), "");
+    EXPECT_EQ(without(), 1);
+    const UserKeys& keys = keep().keysOf(*keep().find("two"));  // asked for before its turn
+    EXPECT_EQ(without(), 0);
+    const uint8_t* const made = keys.digest.data();
+    agent->runOnce(0);
+    EXPECT_EQ(keep().keysOf(*keep().find("two")).digest.data(), made);
+}
+
 TEST_F(CommunityKeepTest, SecretsNeedTheRightToWrite) {
     const tn::message refused = keep().handle(tn::request(keep().path(), tn::cmd::GetAll), tn::right::Reading);
     uint32_t code = 0;
