@@ -7,6 +7,7 @@ extern "C" {
 #include <array>
 #include <charconv>
 #include <csetjmp>
+#include <cstdlib>
 #include <memory>
 
 #include "hostd/row_text.h"
@@ -16,9 +17,11 @@ namespace hostd {
 
 namespace {
 
-// The library ends the process when its list is damaged, unless it is given a function that doesn't return.
+// The library ends the process when its list is damaged, unless it is given a function that doesn't return. Once the
+// list is read, only a lack of memory remains.
 thread_local std::jmp_buf gaveUp;
-[[noreturn]] void giveUp(char*, ...) { std::longjmp(gaveUp, 1); }
+__attribute__((noreturn)) void giveUp(char*, ...) { std::longjmp(gaveUp, 1); }
+__attribute__((noreturn)) void end(char*, ...) { std::abort(); }
 void saysNothing(char*, ...) {}
 
 /// False when the list can't be read to its end; what stands before that place is known.
@@ -27,9 +30,13 @@ bool loadNames(pci_access* access) {
     access->error = giveUp;
     access->warning = saysNothing;
     access->debug = saysNothing;
-    if (setjmp(gaveUp) != 0) return false;
-    pci_init(access);
-    return pci_load_name_list(access) != 0;
+    bool isWhole = false;
+    if (setjmp(gaveUp) == 0) {
+        pci_init(access);
+        isWhole = pci_load_name_list(access) != 0;
+    }
+    access->error = end;
+    return isWhole;
 }
 
 template <class... Ids>
