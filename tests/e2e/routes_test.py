@@ -1,0 +1,180 @@
+"""Routes of a running agent, compared with what `ip -json route` says of a network namespace of the test. Each test
+runs in one process and over the bus."""
+
+import ipaddress
+import itertools
+import subprocess
+import threading
+import time
+import unittest
+
+from harness import Deployment, Namespace, eventually
+
+CIDR_NUMBER, CIDR_ENTRY, ROUTE_ENTRY = "1.3.6.1.2.1.4.24.3.0", "1.3.6.1.2.1.4.24.4.1", "1.3.6.1.2.1.4.21.1"
+IF_INDEX, TYPE, PROTO, METRIC = 5, 6, 7, 11  # columns of ipCidrRouteTable (RFC 2096)
+OTHER, LOCAL, REMOTE = "1", "3", "4"
+PROTOCOLS = {"boot": "3", "static": "3", "rip": "8", "ospf": "13", "bgp": "14"}
+
+# The client prints octets as text when they happen to be printable: these addresses never are.
+LINKS = [["link", "set", "lo", "up"], *(words for n in (1, 2, 3) for words in (
+    ["link", "add", f"v{n}", "address", f"02:00:00:00:00:0{n}", "type", "veth", "peer", "name", f"w{n}"],
+    ["address", "add", f"10.0.{n}.1/24", "dev", f"v{n}"],
+    ["link", "set", f"v{n}", "up"], ["link", "set", f"w{n}", "up"]))]
+ROUTES = [
+    ["default", "via", "10.0.1.2"],
+    ["10.9.0.0/16", "nexthop", "via", "10.0.1.2", "nexthop", "via", "10.0.2.2", "nexthop", "via", "10.0.3.2"],
+    ["10.5.5.5/32", "via", "10.0.2.2", "metric", "100"],
+    ["10.5.5.5/32", "via", "10.0.3.2", "metric", "50"],
+    ["10.5.5.5/32", "via", "10.0.3.2", "metric", "20", "proto", "bgp"],
+    ["10.7.0.0/16", "via", "inet6", "fe80::1", "dev", "v1", "proto", "bgp"],
+    ["10.8.0.0/16", "dev", "v3", "proto", "static"],
+    ["10.8.0.0/16", "via", "10.0.1.2", "tos", "8", "proto", "ospf"],
+    ["10.8.0.0/17", "via", "10.0.1.2", "proto", "rip"],
+    ["blackhole", "10.66.0.0/16"], ["unreachable", "10.67.0.0/16"], ["prohibit", "10.68.0.0/16"],
+    ["224.0.0.0/4", "dev", "v2"],
+]
+
+
+def prefix_of(route):
+    return ipaddress.ip_network("0.0.0.0/0" if route["dst"] == "default" else route["dst"])
+
+
+class Routes:
+    """The tests; the classes below say who answers."""
+
+    kind = ""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.namespace = Namespace(cls, "routes", LINKS)
+        up = lambda: [link["ifname"] for link in cls.namespace.ip("link") if link["operstate"] == "UP"]
+        eventually(lambda: len(up()) == 6, "the links are up")
+        cls.namespace.run("ip", "-batch", "-", stdin="".join(f"route add {' '.join(words)}\n" for words in ROUTES))
+        cls.agent = Deployment(cls.kind, prefix=cls.namespace.prefix)
+        cls.addClassCleanup(cls.agent.close)
+        cls.agent.start().open()
+
+    def column(self, entry, column, *words):
+        """{index: value}"""
+        listed = self.agent.walk(f"{entry}.{column}", "bulkwalk", *words)
+        return {f"{first}.{rest}": value for (first, rest), value in listed.items()}
+
+    def kernel_rows(self):
+        """{index: {column: value}} of ipCidrRouteTable as `ip` tells it: of routes with the same prefix and gateway the
+        one with the least metric, of next hops those that can be taken."""
+        numbers = {link["ifname"]: link["ifindex"] for link in self.namespace.ip("link")}
+        rows = {}
+        for route in self.namespace.ip("-details", "route"):
+            network = prefix_of(route)
+            discards = route["type"] in ("blackhole", "unreachable", "prohibit")
+            for hop in route.get("nexthops", [route]):
+                if {"linkdown", "dead"} & set(hop["flags"]):
+                    continue
+                is_connected = not discards and "gateway" not in hop and "via" not in hop
+                row = {IF_INDEX: str(numbers.get(hop.get("dev"), 0)),
+                       TYPE: OTHER if discards else LOCAL if is_connected else REMOTE,
+                       PROTO: "1" if discards else "2" if is_connected else PROTOCOLS[route["protocol"]],
+                       METRIC: str(route.get("metric", 0))}
+                rank = ("tos" in route, int(row[METRIC]))
+                index = f"{network.network_address}.{network.netmask}.0.{hop.get('gateway', '0.0.0.0')}"
+                if index not in rows or rank < rows[index][0]:
+                    rows[index] = rank, row
+        return {index: row for index, (_, row) in rows.items()}
+
+    def rows(self):
+        """{index: {column: value}} of ipCidrRouteTable, the columns of kernel_rows()."""
+        rows = {}
+        for column in (IF_INDEX, TYPE, PROTO, METRIC):
+            for index, value in self.column(CIDR_ENTRY, column).items():
+                rows.setdefault(index, {})[column] = value
+        return rows
+
+    def agrees(self):
+        return self.rows() == self.kernel_rows()
+
+    def test_the_table_is_the_kernels_and_follows_it(self):
+        def check(what):
+            eventually(self.agrees, f"the same as ip -json route after: {what}", 10)
+            self.assertEqual(self.agent.get(CIDR_NUMBER), f"Gauge32: {len(self.kernel_rows())}", what)
+
+        self.assertEqual(self.rows(), self.kernel_rows())
+        self.assertGreater(len(self.kernel_rows()), 14)
+        for words in [
+                ["route", "del", "10.5.5.5/32", "metric", "20"],      # what was behind it comes forth
+                ["route", "append", "10.5.5.5/32", "via", "10.0.1.2", "metric", "50"],
+                ["route", "replace", "10.5.5.5/32", "via", "10.0.1.9", "metric", "50"],  # the first of two
+                ["route", "replace", "default", "nexthop", "via", "10.0.2.2", "nexthop", "via", "10.0.2.3"],
+                ["nexthop", "add", "id", "7", "via", "10.0.3.2", "dev", "v3"],
+                ["nexthop", "add", "id", "8", "via", "10.0.2.2", "dev", "v2"],
+                ["nexthop", "add", "id", "9", "group", "7/8"],
+                ["route", "add", "10.11.0.0/16", "nhid", "7"],
+                ["route", "add", "10.12.0.0/16", "nhid", "9"],
+                ["nexthop", "replace", "id", "7", "via", "10.0.3.4", "dev", "v3"],
+                # From here on the kernel doesn't tell of each route.
+                ["nexthop", "del", "id", "8"],
+                ["link", "set", "w2", "down"],
+                ["link", "set", "w2", "up"],
+                ["link", "set", "v3", "down"],
+                ["link", "set", "v3", "up"],
+                ["address", "del", "10.0.3.1/24", "dev", "v3"],
+                ["link", "del", "v2"],
+        ]:
+            self.namespace.run("ip", *words)
+            check(" ".join(words))
+
+    def test_routes_to_one_destination_are_one_row_of_the_older_table(self):
+        for n in range(20, 28):
+            self.namespace.run("ip", "route", "replace", f"10.128.0.0/{n}", "via", "10.0.1.2")
+        destinations = {str(prefix_of(route).network_address) for route in self.namespace.ip("route")}
+        for repetitions in (1, 3, 50):
+            listed = self.column(ROUTE_ENTRY, 1, f"-Cr{repetitions}")
+            self.assertEqual(set(listed), destinations)
+        self.assertEqual(self.agent.get(f"{ROUTE_ENTRY}.11.10.128.0.0"), "IpAddress: 255.255.240.0")
+        self.namespace.run("ip", "route", "flush", "root", "10.128.0.0/16")
+
+    def test_a_walk_ends_and_misses_no_route_while_others_come_and_go(self):
+        stay = [f"10.{100 + n // 256}.{n % 256}.0/24" for n in range(0, 1024, 2)]
+        change = [f"10.{100 + n // 256}.{n % 256}.0/24" for n in range(1, 1024, 2)]
+        self.namespace.run("ip", "-batch", "-", stdin="".join(f"route add {prefix} via 10.0.1.2\n" for prefix in stay))
+        permanent = {f"{prefix[:-3]}.255.255.255.0.0.10.0.1.2" for prefix in stay}
+        done, changes = threading.Event(), 0
+
+        def churn():
+            nonlocal changes
+            command = [*self.namespace.prefix, "ip", "-batch", "-"]
+            with subprocess.Popen(command, stdin=subprocess.PIPE, text=True) as batch:
+                for verb in itertools.cycle(("replace", "del")):
+                    for at in range(0, len(change), 32):
+                        lines = [f"route {verb} {prefix} via 10.0.1.2\n" for prefix in change[at:at + 32]]
+                        batch.stdin.write("".join(lines))
+                        batch.stdin.flush()
+                        changes += len(lines)
+                        if done.wait(0.01):
+                            return batch.stdin.close()
+
+        other = threading.Thread(target=churn)
+        started = time.monotonic()
+        other.start()
+        try:
+            for turn in range(12):
+                listed = self.column(CIDR_ENTRY, TYPE, f"-Cr{turn * 4 + 1}")  # which strictly increases
+                self.assertLessEqual(permanent, set(listed))
+        finally:
+            took = time.monotonic() - started
+            done.set()
+            other.join()
+        self.assertGreater(changes / took, 1000, "changes a second")
+        eventually(self.agrees, "the same as ip -json route when all is quiet", 10)
+        self.namespace.run("ip", "-batch", "-", stdin="".join(f"route del {prefix}\n" for prefix in stay))
+
+
+class InOneProcess(Routes, unittest.TestCase):
+    kind = "node"
+
+
+class OverTheBus(Routes, unittest.TestCase):
+    kind = "apart"
+
+
+if __name__ == "__main__":
+    unittest.main()
