@@ -62,7 +62,7 @@ void checkVarbind(tn::message& varbind) {
 void checkSending(const tn::message& settings) {
     const char* missing = nullptr;
     if (settings.get_u32(setting::TrapCommunity, tn::kNoId) == tn::kNoId) missing = "trap-community=NAME";
-    if (settings.size(setting::Targets) == 0) missing = "trap-targets=ADDRESS";
+    if (settings.get_message_array(setting::Targets).empty()) missing = "trap-targets=ADDRESS";
     if (!settings.get_bool(setting::Enabled)) missing = "enabled=yes";
     if (missing != nullptr)
         throw Failure(kFailed, std::string("the agent sends no traps: first tnctl snmp set ") + missing);

@@ -8,7 +8,6 @@ namespace {
 
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::SizeIs;
 
 constexpr const char* kGeneratorList =
     "0xfe0002:message[]={0xfe0001:u32=0xabc0001 0xfe0010:string=start-trap},"
