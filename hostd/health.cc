@@ -17,22 +17,25 @@ uint32_t rounded(double value) { return static_cast<uint32_t>(static_cast<int32_
 
 std::optional<Supply> readSupply(const std::string& sysfs) {
     const std::string folder = sysfs + "/class/power_supply/";
-    std::optional<Supply> found;
+    bool isKnown = false;
+    bool drains = false;
+    bool isFed = false;
     for (const std::string& name : namesIn(folder)) {
         const std::string at = folder + name + "/";
         if (readAttribute(at + "scope") == "Device") continue;
         const std::string type = readAttribute(at + "type");
         const std::string status = readAttribute(at + "status");
-        if (type != "Battery" && type != "UPS") {
-            if (readNumber(at + "online", 10).value_or(0) != 0) return Supply::Main;
-        } else if (status == "Discharging") {
-            found = Supply::Auxiliary;
-        } else if (status == "Charging" || status == "Full" || status == "Not charging") {
-            if (!found || *found == Supply::None) found = Supply::Main;
+        isKnown = true;
+        if (type == "Battery" || type == "UPS") {
+            drains = drains || status == "Discharging";
+            isFed = isFed || status == "Charging" || status == "Full" || status == "Not charging";
+        } else if (readNumber(at + "online", 10).value_or(0) != 0) {
+            return Supply::Main;
         }
-        if (!found) found = Supply::None;
     }
-    return found;
+    if (!isKnown) return {};
+    if (drains) return Supply::Auxiliary;
+    return isFed ? Supply::Main : Supply::None;  // from what, if not from the mains
 }
 
 HealthReading readHealth(const std::string& sysfs, const SensorChoice& choice) {

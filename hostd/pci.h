@@ -18,7 +18,6 @@ struct PciDevice {
 
     /// Bus, device and function as 16 bits; 0x10000 more outside the first domain.
     [[nodiscard]] uint32_t likedId() const { return liked; }
-    friend bool operator==(const PciDevice&, const PciDevice&) = default;
 };
 
 /// Reads the devices in SYSFS/bus/pci and names them by libpci's list, which it reads only when a device is new: that

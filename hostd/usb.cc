@@ -22,7 +22,7 @@ const std::string& firstOf(const std::string& a, const std::string& b, const std
     return !a.empty() ? a : !b.empty() ? b : c;
 }
 
-/// Nothing when it went away meanwhile.
+/// Nothing when it went away meanwhile, or is none.
 std::optional<UsbDevice> readDevice(const std::string& folder, const std::string& name, const UsbNamer& namer) {
     const std::string at = folder + "/" + name + "/";
     const auto bus = readNumber(at + "busnum", 10);
@@ -30,6 +30,7 @@ std::optional<UsbDevice> readDevice(const std::string& folder, const std::string
     const auto vendor = readNumber(at + "idVendor", 16);
     const auto product = readNumber(at + "idProduct", 16);
     if (!bus || !number || !vendor || !product) return {};
+    if (*bus >= UsbDevice::kBuses || *number >= UsbDevice::kNumbers) return {};
 
     const std::string maker = readAttribute(at + "manufacturer");
     const std::string model = readAttribute(at + "product");

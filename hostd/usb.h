@@ -9,8 +9,7 @@
 namespace hostd {
 
 struct UsbDevice {
-    std::string
-        key;  ///< bus, ports on the way and number as the kernel counts them: a device plugged in anew is another
+    std::string key;      ///< name and number: a device plugged in anew is another
     std::string name;     ///< the kernel's: "1-1.4", "usb1"
     uint32_t bus = 0;     ///< from 1
     uint32_t number = 0;  ///< on its bus, 1 to 127; another one each time it is plugged in
@@ -20,7 +19,9 @@ struct UsbDevice {
     std::string makerName;  ///< as the list of ids says
     std::string modelName;
 
-    [[nodiscard]] uint32_t likedId() const { return bus << 7 | number; }
+    static constexpr uint32_t kBuses = 0x800;  ///< more than the kernel has
+    static constexpr uint32_t kNumbers = 0x80;
+    [[nodiscard]] uint32_t likedId() const { return bus * kNumbers + number; }
 };
 
 /// The names of a device by its numbers; what isn't known is empty.
