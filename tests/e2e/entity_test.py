@@ -52,7 +52,7 @@ class Entity:
 
     def test_a_damaged_store_is_left_alone(self):
         self.write(CHASSIS_ALIAS, "core")
-        self.agent.stop()
+        self.assertEqual(set(self.agent.stop()), {0})
         file = self.agent.store("snmp_entity")
         with sqlite3.connect(file) as store:  # nothing is left in the log beside it
             store.execute("PRAGMA wal_checkpoint(TRUNCATE)")
