@@ -88,14 +88,21 @@ class TheExample(unittest.TestCase):
         self.agent.start()
         self.assertEqual(self.agent.get(f"{EXAMPLE}.2.1.3.1"), "INTEGER: 6")
 
-    def test_its_trap_is_sent(self):
+    def test_its_trap_is_sent_and_others_still_are(self):
         self.agent.configure("set", "trap-version=2c", "trap-community=common", "trap-targets=127.0.0.1")
+        trap_oid = "2b060106030101040100"  # snmpTrapOID.0
         self.add("fan", 3)
-        trap = self.agent.traps.recv(65536)
-        for part in ("2b060106030101040100" "060b" "2b0601040181fd59030001",  # snmpTrapOID.0 = EXAMPLE.3.0.1
-                     "2b0601040181fd5902010200" "0403" + b"fan".hex(),        # EXAMPLE.2.1.2.0 = "fan"
-                     "2b0601040181fd5902010300" "020103"):                    # EXAMPLE.2.1.3.0 = 3
-            self.assertIn(part, trap.hex())
+        self.expect_trap(trap_oid + "060b" "2b0601040181fd59030001",          # EXAMPLE.3.0.1
+                         "2b0601040181fd5902010200" "0403" + b"fan".hex(),    # EXAMPLE.2.1.2.0
+                         "2b0601040181fd5902010300" "020103")                 # EXAMPLE.2.1.3.0
+        self.agent.configure("trap", "send", "oid=1.3.6.1.4.1.49999.1", "value=hello")
+        self.expect_trap(trap_oid + "060d" "2b0601040183864f0101090001",      # 1.3.6.1.4.1.49999.1.1.9.0.1
+                         "2b0601040183864f01" "0405" + b"hello".hex())
+
+    def expect_trap(self, *parts):
+        trap = self.agent.traps.recv(65536).hex()
+        for part in parts:
+            self.assertIn(part, trap)
 
 
 class WhateverLiesInTheFolder(unittest.TestCase):
