@@ -181,9 +181,6 @@ bool IPPacker::addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const
     unsigned int value = 0;
     key.popIP(&piece);
     const bool complete = piece.asIP(&value);
-    // A number above 255 stands behind all addresses that begin like this one.
-    const auto above = std::find_if(piece.begin(), piece.end(), [](unsigned int id) { return id > 255; });
-    if (above != piece.end()) value |= 0xffffffffU >> 8 * (above - piece.begin());
     m.insert_be32(fieldId, value);
     return complete;
 }

@@ -1,8 +1,28 @@
 #include "agent/mib/table.h"
 
+#include <algorithm>
+#include <span>
+
 #include "agent/log.h"
 
 namespace snmp {
+
+namespace {
+
+constexpr size_t kMostOctets = 16;  // of an index that is an address
+
+/// Octets that stand behind all those that begin like an index with a number above 255 in it; empty for any other. A
+/// walk goes on from there, instead of looking for such a row from the table's start on.
+OID lastBefore(std::span<const unsigned int> index) {
+    const auto above = std::ranges::find_if(index, [](unsigned int id) { return id > 255; });
+    OID octets;
+    if (above == index.end()) return octets;
+    octets.assign(index.begin(), above);
+    octets.resize(std::max(octets.size(), kMostOctets), 255);
+    return octets;
+}
+
+}  // namespace
 
 OID Table::getKey(const Data* row) const {
     OID key;
@@ -33,8 +53,11 @@ void MapTable::addKeyToName(const Data* row, OID& name) const {
 bool MapTable::addKeyToMessage(const OID& index, tn::message& m) const {
     OID rest = index;
     for (const auto& [packer, fieldId] : indexes_) {
+        const size_t left = rest.size();
         if (packer->addKeyToMessage(rest, m, fieldId)) continue;
         sout << "incomplete key";
+        OID nearest = lastBefore(std::span(index).last(left));
+        if (!nearest.empty()) (void)packer->addKeyToMessage(nearest, m, fieldId);
         return false;
     }
     return true;

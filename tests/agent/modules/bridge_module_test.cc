@@ -70,7 +70,9 @@ TEST_F(BridgeModuleTest, OnlyTheFirstBridgeIsServed) {
     }
     EXPECT_EQ(get({kFdb + "2" + at(2)}).bindings[0].tag, tag::NoSuchInstance);  // of the other bridge
     EXPECT_EQ(next({kFdb + "2.2.0.0"}).bindings[0].value, "5");
+    hosts.requests.clear();
     EXPECT_EQ(next({kFdb + "2.2.0.0.0.0.256"}).bindings[0].value, "6");
+    EXPECT_EQ(hosts.requests.at(0).get_message(tn::field::Key).get_raw(2), mac(0xff));  // not from the start on
 }
 
 TEST_F(BridgeModuleTest, AfterTheFirstBridgeHasGoneTheNextIsServed) {
