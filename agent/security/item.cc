@@ -99,8 +99,8 @@ void Item::setConfig(const tn::message& in) {
     security = in.get_u32(kSecurity, security);
 }
 
-bool Item::PasswordKey::isOf(const std::string& other, uint32_t otherMethod) const {
-    return password == other && method == otherMethod;
+bool Item::PasswordKey::isOf(const std::string& from, uint32_t with) const {
+    return password == from && method == with;
 }
 
 void Item::PasswordKey::make(const std::string& from, uint32_t with) {

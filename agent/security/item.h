@@ -62,8 +62,8 @@ class Item : public tn::Object {
         uint32_t method = digest_method::Md5;
         Octets key;
 
-        [[nodiscard]] bool isOf(const std::string& password, uint32_t method) const;
-        void make(const std::string& password, uint32_t method);
+        [[nodiscard]] bool isOf(const std::string& from, uint32_t with) const;
+        void make(const std::string& from, uint32_t with);
     };
 
     mutable PasswordKey authenticationKey_, encryptionKey_;
