@@ -2,6 +2,7 @@
 
 #include <compare>
 #include <cstdint>
+#include <tuple>
 #include <variant>
 
 #include "hostd/kernel_table.h"
@@ -15,7 +16,9 @@ struct AddressKey {
     uint32_t prefix = 0;  ///< bits of the network, 0 to 32
     uint32_t peer = 0;    ///< at the other end of a point-to-point link; else the address itself
 
-    auto operator<=>(const AddressKey&) const = default;
+    friend auto operator<=>(const AddressKey& a, const AddressKey& b) {
+        return std::tie(a.address, a.ifindex, a.prefix, a.peer) <=> std::tie(b.address, b.ifindex, b.prefix, b.peer);
+    }
     [[nodiscard]] RowKey row() const;
     static AddressKey least(const RowKey& row);
     [[nodiscard]] bool sharesRow(const AddressKey& other) const { return address == other.address; }

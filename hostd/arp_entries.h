@@ -3,6 +3,7 @@
 #include <array>
 #include <compare>
 #include <cstdint>
+#include <tuple>
 
 #include "hostd/kernel_table.h"
 
@@ -12,10 +13,14 @@ struct ArpKey {
     uint32_t ifindex = 0;
     uint32_t address = 0;  ///< IPv4, first octet most significant
 
-    auto operator<=>(const ArpKey&) const = default;
+    friend auto operator<=>(const ArpKey& a, const ArpKey& b) {
+        return std::tie(a.ifindex, a.address) <=> std::tie(b.ifindex, b.address);
+    }
     [[nodiscard]] RowKey row() const;
     static ArpKey least(const RowKey& row);
-    [[nodiscard]] bool sharesRow(const ArpKey& other) const { return *this == other; }
+    [[nodiscard]] bool sharesRow(const ArpKey& other) const {
+        return ifindex == other.ifindex && address == other.address;
+    }
 };
 
 /// What the kernel knows of an IPv4 neighbour.

@@ -3,6 +3,7 @@
 #include <array>
 #include <compare>
 #include <cstdint>
+#include <tuple>
 
 #include "hostd/kernel_table.h"
 
@@ -15,7 +16,9 @@ struct ForwardingKey {
     MacAddress mac{};
     uint16_t vlan = 0;  ///< 0 for none
 
-    auto operator<=>(const ForwardingKey&) const = default;
+    friend auto operator<=>(const ForwardingKey& a, const ForwardingKey& b) {
+        return std::tie(a.bridge, a.mac, a.vlan) <=> std::tie(b.bridge, b.mac, b.vlan);
+    }
     [[nodiscard]] RowKey row() const;
     static ForwardingKey least(const RowKey& row);
     [[nodiscard]] bool sharesRow(const ForwardingKey& other) const {

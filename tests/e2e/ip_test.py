@@ -149,7 +149,8 @@ class Ip:
 
     def test_more_changes_than_fit_into_a_socket_are_caught_up_with(self):
         owner = self.agent.daemons["node" if self.kind == "node" else "hostd"]
-        flood = [f"10.97.{64 + i // 256}.{i % 256} lladdr 02:00:00:00:00:09 dev br2 nud permanent" for i in range(15000)]
+        mac = "02:00:00:00:02:09"
+        flood = [f"10.97.{64 + i // 256}.{i % 256} lladdr {mac} dev br2 nud permanent" for i in range(15000)]
         owner.process.send_signal(signal.SIGSTOP)
         try:
             for change, entries in [("add", flood), ("del", flood), ("add", flood[-3:])]:

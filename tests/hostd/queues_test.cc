@@ -36,8 +36,9 @@ std::vector<std::string> tree(const std::vector<Qdisc>& qdiscs, const std::vecto
     const QueueRows rows = makeQueueRows(qdiscs, classes, nameOf);
     for (const auto& [id, queue] : rows.classes) {
         all.push_back(queue.name + " in " + queue.parent);
-        EXPECT_EQ(queue.parentId == 0 ? nameOf(queue.parent.back() - '0') : rows.classes.at(queue.parentId).name,
-                  queue.parent);
+        EXPECT_EQ(
+            queue.parentId == 0 ? queue.name.substr(0, queue.name.find(' ')) : rows.classes.at(queue.parentId).name,
+            queue.parent);
     }
     return all;
 }
