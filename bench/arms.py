@@ -11,6 +11,7 @@ import time
 
 SERVER_CPU, LOAD_CPU = 0, 1
 IN_MEMORY = "/dev/shm"  # no figure here is about the disk, but a start that syncs files would wait for it
+PASSWORD = "benchbench"  # both, of the SNMPv3 user bench, whom udp-load and udp-walk know
 SYS_OBJECT_ID = "1.3.6.1.2.1.1.2.0"  # every server answers it without looking further
 
 
@@ -77,8 +78,9 @@ class Arm:
             raise Failure(f"{self.name}: {done.stderr.strip()}\n{self.logs()}")
         return json.loads(done.stdout)
 
-    def load(self, names, window, requests):
-        return self.measure("udp-load", f"--window={window}", f"--requests={requests}", *self.load_options(), *names)
+    def load(self, names, window, requests, *words):
+        return self.measure("udp-load", f"--window={window}", f"--requests={requests}", *self.load_options(), *words,
+                            *names)
 
     def load_options(self):
         return []
@@ -138,6 +140,7 @@ class DebianSnmpd(Arm):
         pathlib.Path(conf).write_text(
             f"agentaddress udp:127.0.0.1:{self.port}\n"
             "rocommunity common 127.0.0.1\n"
+            f'createUser bench SHA "{PASSWORD}" DES "{PASSWORD}"\nrouser bench priv\n'
             "sysContact noc\nsysLocation bench\nsysServices 72\n")
         self.spawn("/usr/sbin/snmpd", "-f", "-Lo", "-C", "-c", conf, SNMP_PERSISTENT_DIR=self.folder)
 
@@ -145,11 +148,14 @@ class DebianSnmpd(Arm):
 class Agent(Arm):
     def launch(self):
         for program in self.programs:
-            port = [] if program == "tarnix-hostd" else [f"--port={self.port}"]
-            self.spawn(f"{self.build}/{program}", f"--root={self.folder}", "--log=stderr", *port)
+            agent = [] if program == "tarnix-hostd" else [f"--port={self.port}", "--strict-usm"]
+            self.spawn(f"{self.build}/{program}", f"--root={self.folder}", "--log=stderr", *agent)
 
     def configure(self):
         self.tnctl("community", "set", "common", "addresses=127.0.0.0/8")
+        self.tnctl("community", "add", "name=bench", "addresses=127.0.0.0/8", "security=private",
+                   "authentication-protocol=sha1", f"authentication-password={PASSWORD}",
+                   f"encryption-password={PASSWORD}")
         self.tnctl("set", "enabled=yes", "engine-id=bench")
 
     def tnctl(self, *words):

@@ -172,6 +172,12 @@ std::span<const uint8_t> Datagram::withId(uint32_t id) {
     return {reinterpret_cast<const uint8_t*>(octets_.data()), octets_.size()};
 }
 
+std::span<const uint8_t> pduOf(std::span<const uint8_t> message) {
+    auto content = take(message, kSequence);
+    if (!content || !take(*content, kInteger) || !take(*content, kOctets)) return {};
+    return *content;
+}
+
 uint32_t checkAnswer(std::span<const uint8_t> answer, AnswerKind kind) {
     const auto head = readHead(answer, kind);
     return head && haveValues(head->bindings) ? head->id : 0;

@@ -35,6 +35,9 @@ class Datagram {
     size_t idAt_ = 0;
 };
 
+/// The PDU of a message of v1 or v2c, its tag and length included.
+[[nodiscard]] std::span<const uint8_t> pduOf(std::span<const uint8_t> message);
+
 enum class AnswerKind { Response, Echo };
 
 /// Reads an answer.

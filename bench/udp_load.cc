@@ -6,8 +6,8 @@
 #include <stdexcept>
 
 #include "bench/server_cost.h"
+#include "bench/session.h"
 #include "bench/snmp_request.h"
-#include "bench/udp_client.h"
 
 namespace {
 
@@ -26,6 +26,7 @@ struct Options {
     unsigned requests = 10000;
     unsigned warmup = 500;
     bool echo = false;
+    bool v3 = false;
     std::vector<int> pids;
     std::vector<std::string> names;
 };
@@ -33,7 +34,10 @@ struct Options {
 class Load {
   public:
     explicit Load(const Options& options)
-        : options_(options), datagram_(options.request), slots_(options.window), socket_(options.port, kTick) {}
+        : options_(options),
+          datagram_(options.request),
+          slots_(options.window),
+          session_(options.port, kTick, options.v3) {}
 
     /// Sends this many requests and waits for all their answers.
     /// @throws std::runtime_error when the server stops answering or answers with an error
@@ -79,7 +83,7 @@ class Load {
 
     void send(size_t slot) {
         slots_[slot].sent = Clock::now();
-        socket_.send(datagram_.withId(id(slot)));
+        session_.send(datagram_.withId(id(slot)));
     }
 
     void sendNext(size_t slot) {
@@ -91,7 +95,7 @@ class Load {
 
     /// The slot whose answer came; kNone when none came within a tenth of a second, or a late one.
     size_t receive() {
-        const auto answer = socket_.receive();
+        const auto answer = session_.receive();
         if (answer.empty()) return kNone;
         const auto kind = options_.echo ? bench::AnswerKind::Echo : bench::AnswerKind::Response;
         const uint32_t got = bench::checkAnswer(answer, kind);
@@ -117,7 +121,7 @@ class Load {
     std::vector<Slot> slots_;
     std::vector<Clock::duration> latencies_;
     unsigned resent_ = 0;
-    bench::UdpClient socket_;
+    bench::Session session_;
 };
 
 void measure(const Options& options) {
@@ -137,7 +141,7 @@ void measure(const Options& options) {
 
 int main(int argc, char** argv) {
     Options options;
-    CLI::App app{"Sends SNMP v2c requests to 127.0.0.1 with a window of them outstanding; prints one line of JSON"};
+    CLI::App app{"Sends SNMP requests to 127.0.0.1 with a window of them outstanding; prints one line of JSON"};
     app.add_option("--port", options.port, "UDP port of the server")->required();
     app.add_option("--window", options.window, "requests outstanding")->check(CLI::Range(1U, 1U << kWindowBits));
     app.add_option("--requests", options.requests, "requests measured")->check(CLI::Range(1U, 1000000U));
@@ -146,6 +150,7 @@ int main(int argc, char** argv) {
     app.add_option("--operation", options.request.operation, "get, getnext or getbulk");
     app.add_option("--max-repetitions", options.request.maxRepetitions, "of a getbulk");
     app.add_option("--community", options.request.community);
+    app.add_flag("--v3", options.v3, bench::kV3Help);
     app.add_flag("--echo", options.echo, "the server sends the request back");
     app.add_option("OID", options.names, "names asked, each request the same")->required();
     CLI11_PARSE(app, argc, argv);

@@ -7,15 +7,13 @@
 #include <thread>
 
 #include "bench/server_cost.h"
+#include "bench/session.h"
 #include "bench/snmp_request.h"
-#include "bench/udp_client.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
-
-constexpr auto kPatience = 10s;  // nothing is lost on the loopback: a server that takes longer has failed
 
 struct Options {
     bench::Request request;
@@ -23,6 +21,8 @@ struct Options {
     size_t atOnce = 1;
     unsigned walks = 1;
     unsigned pause = 300;
+    unsigned patience = 10;  // nothing is lost on the loopback: a server that takes longer has failed
+    bool v3 = false;
     std::vector<int> pids;
     std::vector<std::string> prefixes;
 };
@@ -53,7 +53,7 @@ struct Figures {
 class Walk {
   public:
     explicit Walk(const Options& options)
-        : request_(options.request), atOnce_(options.atOnce), socket_(options.port, kPatience) {
+        : request_(options.request), atOnce_(options.atOnce), session_(options.port, std::chrono::seconds(options.patience), options.v3) {
         for (const std::string& prefix : options.prefixes) prefixes_.push_back(bench::parseOid(prefix));
     }
 
@@ -111,9 +111,9 @@ class Walk {
         for (const Cursor& cursor : cursors) request_.oids.push_back(cursor.last);
         bench::Datagram datagram(request_);
         id_ = (id_ + 1) | 0x40000000;
-        socket_.send(datagram.withId(id_));
+        session_.send(datagram.withId(id_));
         ++figures_.requests;
-        const auto answer = socket_.receive();
+        const auto answer = session_.receive();
         if (answer.empty()) throw std::runtime_error("no answer after " + dotted(cursors.front().last));
         const auto response = bench::readResponse(answer);
         if (!response || response->id != id_) {
@@ -127,7 +127,7 @@ class Walk {
     std::vector<bench::Oid> prefixes_;
     uint32_t id_ = 0x40000000;
     Figures figures_;
-    bench::UdpClient socket_;
+    bench::Session session_;
 };
 
 void measure(const Options& options) {
@@ -155,7 +155,7 @@ int main(int argc, char** argv) {
     Options options;
     options.request.operation = "getbulk";
     CLI::App app{
-        "Walks subtrees of the agent at 127.0.0.1 by SNMP v2c and checks that names strictly increase; prints one line "
+        "Walks subtrees of the agent at 127.0.0.1 and checks that names strictly increase; prints one line "
         "of JSON, figures of one walk"};
     app.add_option("--port", options.port, "UDP port of the server")->required();
     app.add_option("--operation", options.request.operation, "getnext or getbulk")
@@ -165,8 +165,10 @@ int main(int argc, char** argv) {
         ->check(CLI::Range(1U, 100U));
     app.add_option("--walks", options.walks, "one after another; figures are their mean")->check(CLI::Range(1U, 1000U));
     app.add_option("--pause", options.pause, "milliseconds between two walks");
+    app.add_option("--patience", options.patience, "seconds until an answer");
     app.add_option("--pid", options.pids, "processes whose CPU time is counted")->allow_extra_args(false);
     app.add_option("--community", options.request.community);
+    app.add_flag("--v3", options.v3, bench::kV3Help);
     app.add_option("PREFIX", options.prefixes, "subtrees, walked in this order")->required();
     CLI11_PARSE(app, argc, argv);
     try {

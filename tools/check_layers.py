@@ -12,7 +12,7 @@ MAY_INCLUDE = {
     "plugins": ["tn", "agent"],
     "tests": ["tn", "agent", "hostd", "tnctl"],
     "fuzz": ["tn", "agent", "hostd", "tests"],
-    "bench": ["tn", "agent"],
+    "bench": ["tn", "agent", "tests/agent/usm_manager.h"],
     "agent/core": ["tn", "agent"],
     "agent/log.h": ["tn"],
     "agent/log.cc": ["tn", "agent/log.h"],

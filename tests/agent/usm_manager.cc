@@ -119,9 +119,7 @@ std::optional<Manager::Reply> Manager::open(std::span<const uint8_t> reply, std:
     }
     auto scoped = decodeScopedPdu(plain, isEncrypted, why);
     if (!scoped) return std::nullopt;
-    const size_t size = encode(*scoped).size();
-    Bytes padding(plain.begin() + static_cast<std::ptrdiff_t>(std::min(size, plain.size())), plain.end());
-    return Reply{*header, *scoped, padding};
+    return Reply{*header, plain, *scoped};
 }
 
 }  // namespace wire

@@ -26,8 +26,8 @@ struct Manager {
 
     struct Reply {
         V3Message header;
+        Bytes data;  ///< the scoped PDU's octets and, when they were encrypted, padding
         ScopedPdu scoped;
-        Bytes padding;  ///< behind the scoped PDU, as decrypted
     };
     /// Nothing when the reply isn't well formed, or at a level that its flags claim isn't signed or encrypted right.
     [[nodiscard]] std::optional<Reply> open(std::span<const uint8_t> reply, std::string& why) const;
