@@ -15,6 +15,8 @@ bool isRadio(const std::string& sysfs, const std::string& name) {
     return ::access((sysfs + "/class/net/" + name + "/phy80211").c_str(), F_OK) == 0;
 }
 
+constexpr uint64_t kPause = 10;  // ms between looks at what is due and can't be told yet
+
 uint32_t low(uint64_t value) { return static_cast<uint32_t>(value); }
 
 }  // namespace
@@ -150,13 +152,14 @@ void Interfaces::tellLastingLater() {
     if (looper == nullptr || timer_ != 0) return;
     const auto due = news_.due();
     if (!due) return;
+    const uint64_t now = tn::getMilliseconds();
     const auto look = [this] {
+        // As long as something waits, the other half of a change may be there.
+        if (monitor_.catchUp(NetlinkFollower::kPacketsAtOnce)) news_.tellLasting(tn::getMilliseconds());
         timer_ = 0;
-        refresh();  // what waits may be the other half
-        news_.tellLasting(tn::getMilliseconds());
         tellLastingLater();
     };
-    timer_ = looper->addTimer(look, *due - std::min(*due, tn::getMilliseconds()));
+    timer_ = looper->addTimer(look, std::max(*due, now + kPause) - now);
 }
 
 bool Interfaces::shouldNotify(const tn::message& filter, const tn::message& notification) {

@@ -16,7 +16,7 @@ class LinkMonitor {
 
     /// From now on the links are followed.
     void start() { follower_.start(); }
-    void catchUp() { follower_.catchUp(); }
+    bool catchUp(size_t packets = NetlinkFollower::kPacketsBefore) { return follower_.catchUp(packets); }
 
     /// Reads the counters of those of these links that were read before `now` - maxAge, in few calls to the kernel.
     void refreshCounters(std::span<const uint32_t> indexes, uint64_t now, uint64_t maxAge);

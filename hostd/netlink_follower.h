@@ -4,6 +4,7 @@
 #include <string>
 
 #include "hostd/netlink.h"
+#include "tn/thin_runner.h"
 
 namespace hostd {
 
@@ -37,25 +38,25 @@ class NetlinkFollower {
     NetlinkFollower& operator=(const NetlinkFollower&) = delete;
 
     /// Lists the table, and has the process's loop, if there is one, take in from now on what comes. When the kernel
-    /// refuses, that is logged and tried again, once a second, by catchUp(). Before this nothing is read.
+    /// refuses, that is logged, and the loop tries again once a second. Before this nothing is read.
     void start();
     [[nodiscard]] bool isOpen() const { return notices_.isOpen(); }
-    /// Takes in what waits: before an answer.
-    void catchUp();
+    static constexpr size_t kPacketsAtOnce = 64;     ///< before the loop looks after others
+    static constexpr size_t kPacketsBefore = 16384;  ///< an answer
+    /// Takes in what waits, at most so many packets. False when there may be more.
+    bool catchUp(size_t packets = kPacketsBefore);
 
   private:
-    void drain(size_t packets);
-    void open(uint64_t now);
-    void list(uint64_t now);
+    void open();
+    void list();
+    void tryLater();
 
     Subject subject_;
     FollowedTable& table_;
     NetlinkSocket notices_;
     NetlinkSocket requests_;
-    uint64_t tried_ = 0;
+    tn::ThinRunner::TimerId timer_ = 0;  ///< for another attempt
     int watchedFd_ = -1;
-    bool isStarted_ = false;
-    bool isBehind_ = false;  ///< the last listing failed
     bool isLogged_ = false;
 };
 
