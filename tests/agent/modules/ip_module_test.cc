@@ -9,7 +9,6 @@ namespace snmp {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 const std::string kCidr = "1.3.6.1.2.1.4.24.4.1.";
