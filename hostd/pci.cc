@@ -42,7 +42,9 @@ bool loadNames(pci_access* access) {
 template <class... Ids>
 std::string lookUp(pci_access* access, int what, Ids... ids) {
     std::array<char, kMostText> text{};
-    const char* found = pci_lookup_name(access, text.data(), text.size(), what, ids...);
+    // udev's database has the same names, and without it the library leaks.
+    const int flags = what | PCI_LOOKUP_NO_HWDB;
+    const char* found = pci_lookup_name(access, text.data(), text.size(), flags, ids...);
     return found == nullptr ? "" : found;
 }
 

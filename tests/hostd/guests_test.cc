@@ -111,10 +111,10 @@ TEST_F(LibvirtTest, WalksIncreaseWhileGuestsComeAndGo) {
             if (b) virDomainDestroy(b.get());
         }
     });
-    std::atomic<int> readings = 0;
-    VirtualMachines machines([&readings] {
+    const auto readings = std::make_shared<std::atomic<int>>(0);  // the reader outlives this
+    VirtualMachines machines([readings] {
         auto reading = readGuests(kUri);
-        ++readings;
+        ++*readings;
         return reading;
     });
     EXPECT_TRUE(becomesTrue([&] { return !test::rowsOf(machines).empty(); }));
@@ -125,9 +125,9 @@ TEST_F(LibvirtTest, WalksIncreaseWhileGuestsComeAndGo) {
         request.insert_u32(field::MaxObjects, 2);
         for (bool more = true; more;) {
             clock.milliseconds += Guests::kMaxAge;
-            const int before = readings;
+            const int before = *readings;
             const tn::message reply = ask(machines, tn::cmd::GetAll, request);
-            EXPECT_TRUE(becomesTrue([&] { return readings > before; }));  // the next page is of other guests
+            EXPECT_TRUE(becomesTrue([&] { return *readings > before; }));  // the next page is of other guests
             for (const tn::message& row : reply.get_message_array(field::Objects)) {
                 if (ids.empty() || row.get_u32(field::ObjectId) != ids.back())
                     ids.push_back(row.get_u32(field::ObjectId));
@@ -154,12 +154,12 @@ TEST(Guests, ThatHangDelayNoAnswer) {
     test::HandClock clock;
     std::promise<void> hang;
     const std::shared_future<void> wakes = hang.get_future().share();
-    std::atomic<int> readings = 0;
-    VirtualMachines machines([&readings, wakes] {
+    const auto readings = std::make_shared<std::atomic<int>>(0);
+    VirtualMachines machines([readings, wakes] {
         Reading<Guest> reading;
         reading.rows.emplace_back();
         reading.rows[0].key = reading.rows[0].name = "a";
-        if (++readings == 2) wakes.wait();
+        if (++*readings == 2) wakes.wait();
         return reading;
     });
     const auto names = [&] { return listed(machines, field::Name).size(); };
@@ -167,7 +167,7 @@ TEST(Guests, ThatHangDelayNoAnswer) {
     clock.milliseconds += Guests::kMaxAge;
     const auto before = std::chrono::steady_clock::now();
     for (int i = 0; i < 100; ++i) EXPECT_EQ(names(), 1U);  // what was read last
-    EXPECT_TRUE(becomesTrue([&] { return readings == 2; }));
+    EXPECT_TRUE(becomesTrue([&] { return *readings == 2; }));
     clock.milliseconds += Guests::kPatience;
     EXPECT_EQ(names(), 0U);
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(2));

@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <future>
 
 #include "tests/hostd/ask.h"
@@ -81,13 +82,12 @@ TEST(Supply, IsWhatTheMachineRunsOn) {
 
 TEST(Health, TellsWhatIsThere) {
     test::HandClock clock;
-    HealthReading reading{{{12.049, -3.6, std::nullopt}, ""}, Supply::Main};
     std::promise<void> hang;
     const std::shared_future<void> wakes = hang.get_future().share();
-    std::atomic<bool> hangs = false;
-    Health owner([&, wakes] {
-        if (hangs) wakes.wait();
-        return reading;
+    const auto hangs = std::make_shared<std::atomic<bool>>(false);  // the reader outlives this
+    Health owner([hangs, wakes] {
+        if (*hangs) wakes.wait();
+        return HealthReading{{{12.049, -3.6, std::nullopt}, ""}, Supply::Main};
     });
     const tn::message reply = ask(owner, tn::cmd::Get);  // at once: the agent asks at its start what there is
     EXPECT_EQ(reply.get_u32(health::Voltage), 120U);
@@ -95,14 +95,14 @@ TEST(Health, TellsWhatIsThere) {
     EXPECT_FALSE(reply.has(health::ProcessorTemperature));
     EXPECT_EQ(reply.get_u32(health::Supply), 1U);
 
-    hangs = true;  // a driver
+    *hangs = true;  // a driver
     clock.milliseconds += Health::kMaxAge;
     const auto before = std::chrono::steady_clock::now();
     EXPECT_EQ(ask(owner, tn::cmd::Get).get_u32(health::Voltage), 120U);
     clock.milliseconds += Health::kPatience;
     EXPECT_TRUE(ask(owner, tn::cmd::Get).empty());
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(1));
-    hangs = false;
+    *hangs = false;
     hang.set_value();
     EXPECT_TRUE(becomesTrue([&] { return ask(owner, tn::cmd::Get).has(health::Voltage); }));
 }
