@@ -21,7 +21,7 @@ namespace {
 // list is read, only a lack of memory remains.
 thread_local std::jmp_buf gaveUp;
 __attribute__((noreturn)) void giveUp(char*, ...) { std::longjmp(gaveUp, 1); }
-__attribute__((noreturn)) void end(char*, ...) { std::abort(); }
+__attribute__((noreturn)) void endProcess(char*, ...) { std::abort(); }
 void saysNothing(char*, ...) {}
 
 /// False when the list can't be read to its end; what stands before that place is known.
@@ -35,7 +35,7 @@ bool loadNames(pci_access* access) {
         pci_init(access);
         isWhole = pci_load_name_list(access) != 0;
     }
-    access->error = end;
+    access->error = endProcess;
     return isWhole;
 }
 
