@@ -1,0 +1,259 @@
+#include "agent/traps/trap_sender.h"
+
+#include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "agent/traps/interface_traps.h"
+#include "tests/agent/agent_test.h"
+#include "tests/agent/ber/octets.h"
+#include "tests/agent/usm_manager.h"
+
+namespace snmp {
+namespace {
+
+using ::testing::ElementsAre;
+
+const std::string kUpTime = "1.3.6.1.2.1.1.3.0";
+const std::string kTrapOid = "1.3.6.1.6.3.1.1.4.1.0";
+
+tn::message entry(const char* address) {
+    tn::message m;
+    const auto parsed = tn::IPAddr6::parse(address);
+    if (parsed->isIPv4()) {
+        m.insert_be32(setting::Target4, parsed->getIPv4());
+    } else {
+        m.insert_addr6(setting::Target6, *parsed);
+    }
+    return m;
+}
+
+/// Traps of the agent, at a port of this machine's loopback where `receiver` listens.
+class TrapSenderTest : public AgentTest {
+  protected:
+    TrapSenderTest() : receiver_(socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+        trapMakers.push_back(alderTrapMaker);
+        EXPECT_GE(receiver_, 0);
+    }
+    ~TrapSenderTest() override { close(receiver_); }
+
+    /// Puts the receiver at an address, and an agent in place that sends there.
+    void listensAt(const char* address) {
+        sockaddr_in6 at{};
+        at.sin6_family = AF_INET6;
+        std::ranges::copy(tn::IPAddr6::parse(address)->octets(), at.sin6_addr.s6_addr);
+        socklen_t length = sizeof at;
+        ASSERT_EQ(bind(receiver_, reinterpret_cast<sockaddr*>(&at), length), 0);
+        ASSERT_EQ(getsockname(receiver_, reinterpret_cast<sockaddr*>(&at), &length), 0);
+        agent.reset();
+        agent = std::make_unique<SnmpLooper>(uint16_t{0}, ntohs(at.sin6_port));
+    }
+    void set(uint32_t version, std::initializer_list<const char*> targets, uint32_t community = 0) {
+        tn::message change = tn::request(agent->path(), tn::cmd::Set);
+        change.insert_bool(setting::Enabled, true);
+        change.insert_string(setting::EngineId, "trapper");
+        change.insert_u32(setting::TrapVersion, version);
+        change.insert_u32(setting::TrapCommunity, community);
+        std::vector<tn::message> list;
+        for (const char* target : targets) list.push_back(entry(target));
+        change.insert_message_array(setting::TrapTargets, list);
+        ASSERT_FALSE(tn::isError(agent->exchangeMessage(change)));
+    }
+    /// A user, its passwords "authentication" and "encryption"; its object id.
+    uint32_t hasUser(uint32_t security, uint32_t protocol) {
+        tn::message user = tn::request(agent->communities().path(), tn::cmd::AddObj);
+        user.insert_string(5, "trapper");
+        user.insert_u32(15, security);
+        user.insert_u32(20, protocol);
+        user.insert_string(11, "authentication");
+        user.insert_string(12, "encryption");
+        const tn::message reply = agent->exchangeMessage(user);
+        EXPECT_FALSE(tn::isError(reply)) << tn::getError(reply);
+        return agent->communities().find("trapper")->id;
+    }
+    static tn::message ask() {
+        tn::message m = tn::request(std::vector<uint32_t>{34}, trap_request::kCommand);
+        m.insert_string(trap_request::Name, "1.3.6.1.4.1.49999.1");
+        m.insert_u32(trap_request::Type, tag::OctetString);
+        m.insert_string(trap_request::Value, "hello");
+        return m;
+    }
+    std::optional<wire::Bytes> created(const tn::message& message, const char* local = "192.0.2.1") {
+        OutStream out;
+        std::optional<Trap> trap;
+        if (!agent->traps().createTrap(out, message, *tn::IPAddr6::parse(local), trap)) return {};
+        return wire::Bytes(out.bytes().begin(), out.bytes().end());
+    }
+    /// Has the agent send a trap.
+    void sends(const tn::message& message = ask()) { EXPECT_TRUE(agent->exchangeMessage(message).empty()); }
+    /// The traps that have come since the last call.
+    std::vector<wire::Message> received() {
+        std::vector<wire::Message> all;
+        std::array<uint8_t, 2048> buffer;
+        for (ssize_t n = 0; (n = recv(receiver_, buffer.data(), buffer.size(), 0)) >= 0;) {
+            std::string why;
+            const auto trap = wire::decode(std::span(buffer).first(static_cast<size_t>(n)), why);
+            EXPECT_TRUE(trap) << why;
+            if (trap) all.push_back(*trap);
+        }
+        return all;
+    }
+    static ptrdiff_t descriptors() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
+
+  private:
+    int receiver_;
+};
+
+TEST_F(TrapSenderTest, Version1) {
+    set(kVersion1, {"192.0.2.9"});
+    sources.uptime += 3;
+    const std::string head =
+        "30 40 02 01 00 04 06 63 6F 6D 6D 6F 6E A4 33 06 0B 2B 06 01 04 01 83 86 4F 01 01 09 40 04 ";
+    const std::string tail =
+        " 02 01 06 02 01 01 43 02 01 2C 30 14 30 12 06 09 2B 06 01 04 01 83 86 4F 01 04 05 68 65 6C 6C 6F";
+    EXPECT_EQ(hex(*created(ask())), head + "C0 00 02 01" + tail);
+    EXPECT_EQ(hex(*created(ask(), "2001:db8::1")), head + "00 00 00 00" + tail);
+    trapMakers.push_back(startupTrapMaker);
+    EXPECT_EQ(hex(*created({})),
+              "30 2A 02 01 00 04 06 63 6F 6D 6D 6F 6E A4 1D 06 09 2B 06 01 06 03 01 01 05 02 "
+              "40 04 C0 00 02 01 02 01 01 02 01 00 43 02 01 2C 30 00");
+}
+
+TEST_F(TrapSenderTest, Version2c) {
+    set(kVersion2c, {"192.0.2.9"});
+    sources.uptime += 3;
+    const auto decoded = [&](const tn::message& message) {
+        std::string why;
+        const auto trap = wire::decode(*created(message), why);
+        EXPECT_TRUE(trap) << why;
+        EXPECT_EQ(trap->version, kVersion2c);
+        EXPECT_EQ(trap->community, "common");
+        EXPECT_EQ(trap->pdu, pdu::TrapV2);
+        EXPECT_EQ(trap->errorStatus, 0U);
+        EXPECT_EQ(trap->errorIndex, 0U);
+        EXPECT_LT(trap->requestId, 0x80000000U);
+        return *trap;
+    };
+    const wire::Binding upTime{kUpTime, tag::TimeTicks, "300"};
+    // An enterprise's own trap: 0 and its number follow (RFC 3584, 3.1).
+    const wire::Message asked = decoded(ask());
+    EXPECT_THAT(asked.bindings,
+                ElementsAre(upTime, wire::Binding{kTrapOid, tag::ObjectIdentifier, "1.3.6.1.4.1.49999.1.1.9.0.1"},
+                            text("1.3.6.1.4.1.49999.1", "hello")));
+    EXPECT_NE(decoded(ask()).requestId, asked.requestId);
+    trapMakers.push_back(startupTrapMaker);
+    EXPECT_THAT(decoded({}).bindings,
+                ElementsAre(upTime, wire::Binding{kTrapOid, tag::ObjectIdentifier, "1.3.6.1.6.3.1.1.5.2"}));
+}
+
+TEST_F(TrapSenderTest, Version3AtTheLevelOfItsUser) {
+    for (const auto& [security, protocol] : {std::pair{0U, 0U}, {1U, 0U}, {1U, 1U}, {2U, 0U}, {2U, 1U}}) {
+        SCOPED_TRACE(std::to_string(security) + std::to_string(protocol));
+        const uint32_t user = hasUser(security, protocol);
+        set(kVersion3, {"192.0.2.9"}, user);
+        sources.uptime += 60;
+        wire::Manager manager;
+        manager.user = "trapper";
+        manager.level = security;
+        manager.sha = protocol == 1;
+        manager.authPassword = "authentication";
+        manager.privPassword = "encryption";
+        manager.engineId = std::string("\x80\x00\xC3\x4F\x04", 5) + "trapper";
+        std::string why;
+        const auto bytes = created(ask());
+        ASSERT_TRUE(bytes);
+        const auto trap = manager.open(*bytes, why);
+        ASSERT_TRUE(trap) << why;
+        EXPECT_EQ(trap->header.flags, std::string(1, static_cast<char>(security == 2 ? 3 : security)));
+        EXPECT_EQ(trap->header.model, 3U);
+        EXPECT_EQ(trap->header.maxSize, 65507U);
+        EXPECT_EQ(trap->header.engineId, manager.engineId);
+        EXPECT_EQ(trap->header.boots, agent->settings().engineBoots);
+        EXPECT_EQ(trap->header.time, agent->v3Server().engineTime());
+        EXPECT_EQ(trap->header.user, "trapper");
+        EXPECT_EQ(trap->header.auth.size(), security == 0 ? 0U : 12U);
+        EXPECT_EQ(trap->header.priv.size(), security == 2 ? 8U : 0U);
+        EXPECT_EQ(trap->scoped.contextEngineId, manager.engineId);
+        EXPECT_EQ(trap->scoped.contextName, "");
+        EXPECT_EQ(trap->scoped.body.pdu, pdu::TrapV2);
+        EXPECT_EQ(trap->scoped.body.bindings.size(), 3U);
+        EXPECT_EQ(trap->scoped.body.bindings.back(), text("1.3.6.1.4.1.49999.1", "hello"));
+        EXPECT_NE(created(ask()), bytes);
+        tn::message gone = tn::request(agent->communities().path(), tn::cmd::RemoveObj);
+        gone.insert_u32(tn::field::ObjectId, user);
+        ASSERT_FALSE(tn::isError(agent->exchangeMessage(gone)));
+        EXPECT_FALSE(created(ask())) << "sent for a user that has gone";
+    }
+}
+
+TEST_F(TrapSenderTest, EveryTargetThatCanBeReachedGetsTheTrapOnce) {
+    listensAt("::ffff:127.0.0.1");
+    trapMakers.insert(trapMakers.begin(), interfaceTrapMaker);  // which makes a trap of one state only once
+    // The first is refused by this machine itself, and the second answers that nobody listens there.
+    set(kVersion2c, {"255.255.255.255", "127.0.0.2", "127.0.0.1", "::1", "127.0.0.1"});
+    tn::message up = tn::request(std::vector<uint32_t>{34}, kStatusChanged);
+    up.insert_u32_array(tn::field::Source, {20, 0});
+    up.insert_u32(tn::field::ObjectId, 5);
+    up.insert_u32(0x10003, 0x500);
+    sends(up);
+    const auto traps = received();
+    ASSERT_EQ(traps.size(), 2U);
+    EXPECT_EQ(traps[0].bindings, traps[1].bindings);
+    EXPECT_EQ(traps[0].bindings[2], number("1.3.6.1.2.1.2.2.1.1", 5));
+    sends(up);
+    EXPECT_EQ(received().size(), 0U);
+}
+
+TEST_F(TrapSenderTest, NothingIsSentWithoutServiceTargetsOrCommunity) {
+    listensAt("::1");
+    const auto change = [&](auto put) {
+        set(kVersion2c, {"::1"});
+        sends();
+        EXPECT_EQ(received().size(), 1U);
+        tn::message m = tn::request(agent->path(), tn::cmd::Set);
+        put(m);
+        ASSERT_FALSE(tn::isError(agent->exchangeMessage(m)));
+        sends();
+        EXPECT_EQ(received().size(), 0U) << m;
+    };
+    change([](tn::message& m) { m.insert_bool(setting::Enabled, false); });
+    change([](tn::message& m) { m.insert_message_array(setting::TrapTargets, {}); });
+    change([](tn::message& m) { m.insert_u32(setting::TrapCommunity, kNoCommunity); });
+    change([](tn::message& m) { m.insert_u32(setting::TrapCommunity, 77); });
+}
+
+TEST_F(TrapSenderTest, AnyNumberOfStoppedTrapsHoldsOneDescriptor) {
+    listensAt("::1");
+    set(kVersion2c, {"::1"});
+    const auto before = descriptors();
+    const tn::message unknown = tn::request(std::vector<uint32_t>{34}, tn::cmd::Changed);
+    for (int i = 0; i < 20; ++i) sends(unknown);
+    EXPECT_LE(descriptors(), before + 1);
+    sends();
+    EXPECT_EQ(received().size(), 1U);
+    EXPECT_EQ(descriptors(), before);
+}
+
+TEST_F(TrapSenderTest, TheStartIsToldWhenTheSettingsSaySo) {
+    listensAt("::1");
+    set(kVersion2c, {"::1"});
+    agent->startup();
+    EXPECT_EQ(received().size(), 0U);
+    tn::message change = tn::request(agent->path(), tn::cmd::Set);
+    change.insert_u32_array(setting::TrapKinds, {0xabc0001});
+    ASSERT_FALSE(tn::isError(agent->exchangeMessage(change)));
+    agent->startup();
+    const auto traps = received();
+    ASSERT_EQ(traps.size(), 1U);
+    EXPECT_EQ(traps[0].bindings.at(1).value, "1.3.6.1.6.3.1.1.5.2");
+    EXPECT_THAT(trapMakers, ElementsAre(&alderTrapMaker));
+    // Commands that nobody knows are answered, and make no trap.
+    sends(tn::request(std::vector<uint32_t>{34}, 2));
+    EXPECT_EQ(received().size(), 0U);
+}
+
+}  // namespace
+}  // namespace snmp
