@@ -277,8 +277,8 @@ class Traps:
                 listener.join()
             happened = changes(kernel)
         grown = sum(map(resident, pids)) - before
-        print(f"\n{self.kind}: storm of {2 * PAIRS} links, {happened} changes in {lasted:.1f} s: {len(told)} traps, "
-              f"all is told after {current:.1f} s; {len(waits)} Gets, worst {max(waits) * 1000:.0f} ms; memory grown by "
+        print(f"\n{self.kind}: storm of {2 * PAIRS} links, {happened} changes in {lasted:.1f} s: {len(told)} traps, all "
+              f"told after {current:.1f} s; {len(waits)} Gets, worst {max(waits) * 1000:.0f} ms; memory grown by "
               f"{grown} KiB", file=sys.stderr)
         self.assertLessEqual(len(told), happened)
         self.assertLess(grown, 64 * 1024)
