@@ -53,7 +53,9 @@ struct Figures {
 class Walk {
   public:
     explicit Walk(const Options& options)
-        : request_(options.request), atOnce_(options.atOnce), session_(options.port, std::chrono::seconds(options.patience), options.v3) {
+        : request_(options.request),
+          atOnce_(options.atOnce),
+          session_(options.port, std::chrono::seconds(options.patience), options.v3) {
         for (const std::string& prefix : options.prefixes) prefixes_.push_back(bench::parseOid(prefix));
     }
 
