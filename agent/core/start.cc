@@ -8,6 +8,7 @@
 #include "agent/modules/interface_module.h"
 #include "agent/modules/ip_module.h"
 #include "agent/modules/system_module.h"
+#include "agent/modules/usm_module.h"
 #include "agent/modules/vm_module.h"
 #include "agent/system/scribers.h"
 #include "tn/paths.h"
@@ -56,6 +57,7 @@ int runAgent(SnmpLooper& agent) {
     start_entity_module();
     start_health_module();
     start_vm_module();
+    start_usm_module();
     loadPlugins(tn::rooted("/tern/lib/snmp"));
     trapMakers.push_back(alderTrapMaker);
     startSubscribers(agent.settings().trapKinds);

@@ -5,6 +5,7 @@
 
 #include "agent/core/snmp_looper.h"
 #include "agent/log.h"
+#include "agent/modules/usm_module.h"
 
 namespace snmp {
 
@@ -20,8 +21,6 @@ constexpr std::array<std::string_view, kV3Errors> kV3ErrorText = {
     "wrong digest",
     "decryption error",
 };
-
-constexpr unsigned kUsmStats[] = {1, 3, 6, 1, 6, 3, 15, 1, 1};  // SNMP-USER-BASED-SM-MIB (RFC 3414, 5)
 
 const UserKeys& keysOf(const Item* entry) {
     static const UserKeys none;

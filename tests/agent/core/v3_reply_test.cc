@@ -2,14 +2,17 @@
 
 #include <gmock/gmock.h>
 
+#include "agent/modules/usm_module.h"
 #include "tests/agent/ber/octets.h"
 #include "tests/agent/core/v3_test.h"
 
 namespace snmp {
 namespace {
 
+using testing::_;
 using testing::Each;
 using testing::ElementsAre;
+using testing::FieldsAre;
 
 class V3ReplyTest : public V3Test {};
 
@@ -46,6 +49,20 @@ TEST_F(V3ReplyTest, DiscoveryTellsEngineBootsAndTime) {
         EXPECT_EQ(reply->header.time, kTime);
         EXPECT_EQ(reply->scoped.contextEngineId, engineId("core1"));
     }
+}
+
+TEST_F(V3ReplyTest, WhatReportsTellCanBeAskedFor) {
+    start_usm_module();
+    Context::v3counters = {10, 20, 30, 40, 50, 60};
+    wire::Message body = getOne();
+    body.bindings.clear();
+    for (const char* number : {"1", "4", "6"})
+        body.bindings.push_back(null("1.3.6.1.6.3.15.1.1." + std::string(number) + ".0"));
+    const auto reply = ask(manager(1), body);
+    ASSERT_TRUE(reply);
+    EXPECT_THAT(reply->scoped.body.bindings,
+                ElementsAre(FieldsAre(_, tag::Counter32, "10"), FieldsAre(_, tag::Counter32, "40"),
+                            FieldsAre(_, tag::Counter32, "60")));
 }
 
 TEST_F(V3ReplyTest, AMessageIsTakenWithin15SecondsOfItsTimeAndNotBefore) {
