@@ -23,10 +23,10 @@ void insertSize(tn::message& m, tn::u32_id field, std::optional<uint64_t> value)
 Proxy::Proxy(std::function<SquidReading()> read) : background_("proxy", std::move(read), kMaxAge, kPatience) {}
 
 void Proxy::refresh(uint64_t now) {
-    const auto isOlder = [&](const auto& reading, uint64_t age) { return !reading || now - reading->at >= age; };
+    // A reading that was just waited for is younger than `now`.
+    const auto isOlder = [&](const auto& reading, uint64_t age) { return !reading || reading->at + age <= now; };
     auto latest = background_.latest(now);
-    const bool mayWait = problem_.empty() && (!waitedAt_ || now - *waitedAt_ >= kMaxAge);
-    if (isOlder(latest, kMaxAge) && mayWait) {
+    if (isOlder(latest, kMaxAge) && (!waitedAt_ || now - *waitedAt_ >= kMaxAge)) {
         waitedAt_ = now;
         background_.readFirst(now, std::chrono::milliseconds(kWait));
         latest = background_.latest(now);

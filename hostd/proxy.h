@@ -11,9 +11,8 @@
 namespace hostd {
 
 /// {96, 1}: the web proxy's counters. squid is asked on a helper thread, when somebody asks here and the last reading
-/// is older than kMaxAge. Whoever asks then waits for the new one, but at most kWait, and that once within kMaxAge and
-/// not while squid isn't to be had; else the older one is shown, up to kTooOld. Without squid all fields are absent; it
-/// is looked for again when somebody asks.
+/// is older than kMaxAge. Whoever asks then waits for the new one, but at most kWait, and that once within kMaxAge;
+/// else the older one is shown, up to kTooOld. Without squid all fields are absent.
 class Proxy : public tn::Handler {
   public:
     static constexpr uint64_t kMaxAge = 5000;      ///< ms; squid writes two lines for each reading into its log

@@ -42,8 +42,8 @@ size_t append(const char* octets, size_t, size_t count, void* page) {
     return count;
 }
 
-/// Fetches a page; empty, `problem` set, when that fails.
-std::string fetch(const Library& library, const std::string& url, std::string& problem) {
+/// Fetches a page; empty, `problem` set, when that fails. The problem doesn't tell the URL, which may hold a password.
+std::string fetch(const Library& library, const std::string& url, const std::string& name, std::string& problem) {
     const std::unique_ptr<CURL, decltype(&::curl_easy_cleanup)> request(library.open(), library.close);
     if (!request) {
         problem = "no memory for a request";
@@ -51,8 +51,8 @@ std::string fetch(const Library& library, const std::string& url, std::string& p
     }
     CURL* curl = request.get();
     std::string page;
-    library.set(curl, CURLOPT_URL, url.c_str());
-    library.set(curl, CURLOPT_PROXY, "");  // whatever the environment says
+    library.set(curl, CURLOPT_URL, (url + "/squid-internal-mgr/" + name).c_str());  // it is copied
+    library.set(curl, CURLOPT_PROXY, "");                                           // whatever the environment says
     library.set(curl, CURLOPT_PROTOCOLS_STR, "http,https");
     library.set(curl, CURLOPT_TIMEOUT_MS, kPatience);
     library.set(curl, CURLOPT_NOSIGNAL, 1L);
@@ -60,7 +60,7 @@ std::string fetch(const Library& library, const std::string& url, std::string& p
     library.set(curl, CURLOPT_WRITEFUNCTION, append);
     library.set(curl, CURLOPT_WRITEDATA, &page);
     if (const CURLcode result = library.perform(curl); result != CURLE_OK) {
-        problem = url + ": " + library.text(result);
+        problem = "squid's page " + name + ": " + library.text(result);
         return {};
     }
     return page;
@@ -116,13 +116,14 @@ SquidReading readSquid(const std::string& url) {
         reading.problem = std::string(kLibrary) + " isn't there";
         return reading;
     }
-    const std::string info = fetch(library, url + "/squid-internal-mgr/info", reading.problem);
+    const std::string base = url.substr(0, url.find_last_not_of('/') + 1);
+    const std::string info = fetch(library, base, "info", reading.problem);
     const double uptime = static_cast<double>(tn::getMilliseconds()) / 1000;
     if (!reading.problem.empty()) return reading;
-    const std::string counters = fetch(library, url + "/squid-internal-mgr/counters", reading.problem);
+    const std::string counters = fetch(library, base, "counters", reading.problem);
     if (!reading.problem.empty()) return reading;
     reading.figures = parseSquidPages(info, counters, uptime);
-    if (reading.figures == SquidFigures()) reading.problem = url + ": what answers isn't squid's cache manager";
+    if (reading.figures == SquidFigures()) reading.problem = "what answers isn't squid's cache manager";
     return reading;
 }
 
