@@ -53,8 +53,9 @@ std::optional<tn::IPAddr6> TrapSocket::local() const {
 
 bool TrapSocket::send(std::span<const uint8_t> datagram) {
     const auto attempt = [&] { return ::send(socket_.get(), datagram.data(), datagram.size(), MSG_NOSIGNAL) >= 0; };
+    if (attempt()) return true;
     // That a former target refused its trap is told to the first attempt after it, which then sends nothing.
-    return attempt() || attempt();
+    return attempt();
 }
 
 }  // namespace snmp
