@@ -10,7 +10,7 @@ namespace snmp {
 namespace {
 constexpr uint32_t kMostRows = 65536;  // looked at before giving up
 constexpr uint32_t kMostAsked = 64;    // rows of one exchange
-}
+}  // namespace
 
 uint32_t GetFirstProvider::getFirstObjId() {
     if (firstId_ == tn::kNoId) (void)getData();

@@ -36,7 +36,7 @@ struct TreeQueue : Data {
     unsigned int id = 0;
     std::string name, parent;
     unsigned int parentId = 0;  // 0 at the top
-    unsigned int bytes32 = 0;  // the low 32 bits
+    unsigned int bytes32 = 0;   // the low 32 bits
     unsigned long long bytes = 0;
     unsigned int packets = 0, dropped = 0;
     static std::unique_ptr<Data> build(const tn::message& m);
