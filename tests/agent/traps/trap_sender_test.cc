@@ -90,7 +90,7 @@ class TrapSenderTest : public AgentTest {
     /// Has the agent send a trap.
     void sends(const tn::message& message = ask()) { EXPECT_TRUE(agent->exchangeMessage(message).empty()); }
     /// The traps that have come since the last call.
-    std::vector<wire::Message> received() {
+    [[nodiscard]] std::vector<wire::Message> received() const {
         std::vector<wire::Message> all;
         std::array<uint8_t, 2048> buffer;
         for (ssize_t n = 0; (n = recv(receiver_, buffer.data(), buffer.size(), 0)) >= 0;) {
