@@ -15,7 +15,7 @@ namespace hostd {
 
 namespace {
 
-constexpr int kRoom = 32 * 1024 * 1024;  // octets of notifications that may wait: some ten thousand
+constexpr int kRoom = 16 * 1024 * 1024;  // octets, of which the kernel makes twice as many: some 40,000 notifications
 constexpr size_t kPacketsListed = 1;     // a slice: up to 32 KiB, some hundred routes
 constexpr size_t kPacketsSettled = 256;  // a slice
 constexpr size_t kEntriesSwept = 20000;  // a slice
@@ -40,7 +40,8 @@ bool RouteMonitor::open(uint64_t now) {
 
 uint64_t RouteMonitor::due() const {
     if (state_ != State::Idle) return 0;
-    return isWanted_ ? std::max(wantedAt_, earliest_) : kNever;
+    // The kernel goes on losing notifications, without saying so again, until all that wait have been read.
+    return isWanted_ && !isBehind_ ? std::max(wantedAt_, earliest_) : kNever;
 }
 
 void RouteMonitor::drain(uint64_t now, size_t packets) {
@@ -50,6 +51,7 @@ void RouteMonitor::drain(uint64_t now, size_t packets) {
     }
     switch (notices_.take(packets, [&](const nlmsghdr& message) { take(message, now); })) {
         case NetlinkSocket::Outcome::Empty:
+            isBehind_ = false;
             // What went before the listing's end has been told by now: what is neither listed nor told of has gone.
             if (state_ == State::Settling) state_ = State::Sweeping;
             break;
@@ -58,7 +60,7 @@ void RouteMonitor::drain(uint64_t now, size_t packets) {
         case NetlinkSocket::Outcome::Overrun:
         case NetlinkSocket::Outcome::Failed:
             hostLog << "routes: notifications were lost: listing them anew";
-            wereLost_ = true;
+            isBehind_ = wereLost_ = true;
             want(now);
             break;
     }

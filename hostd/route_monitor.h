@@ -57,6 +57,7 @@ class RouteMonitor {
     std::unordered_map<uint32_t, unsigned> linkFlags_;
     State state_ = State::Idle;
     bool isWanted_ = false;
+    bool isBehind_ = false;  ///< notifications were lost, and those before them wait still
     bool wereLost_ = false;  ///< notifications, since the last listing ended
     bool isLogged_ = false;
     uint64_t wantedAt_ = 0;  ///< not before that

@@ -3,7 +3,6 @@
 #include <linux/rtnetlink.h>
 
 #include <algorithm>
-#include <tuple>
 
 namespace hostd {
 

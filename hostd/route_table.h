@@ -5,6 +5,7 @@
 #include <compare>
 #include <cstdint>
 #include <optional>
+#include <tuple>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -18,7 +19,10 @@ struct RouteKey {
     uint32_t destination = 0;
     uint8_t length = 0;  ///< masks order as their lengths do
     uint32_t gateway = 0;
-    friend auto operator<=>(const RouteKey&, const RouteKey&) = default;
+    friend auto operator<=>(const RouteKey& a, const RouteKey& b) {
+        return std::tie(a.destination, a.length, a.gateway) <=> std::tie(b.destination, b.length, b.gateway);
+    }
+    friend bool operator==(const RouteKey&, const RouteKey&) = default;
 };
 
 /// One next hop of one route, in 32 octets.
