@@ -41,8 +41,8 @@ struct Users {
 
 wire::Bytes message(const wire::Manager& manager, std::span<const uint8_t> rest, bool altered) {
     if (!altered) return manager.seal(manager.header(), {rest.begin(), rest.end()});
-    wire::Bytes octets = manager.request(
-        {.pdu = snmp::pdu::GetNextRequest, .bindings = {{"1.3.6.1.2.1.1.1.0", snmp::tag::Null, ""}}});
+    wire::Bytes octets =
+        manager.request({.pdu = snmp::pdu::GetNextRequest, .bindings = {{"1.3.6.1.2.1.1.1.0", snmp::tag::Null, ""}}});
     // Two octets each: which one, and what it is flipped by; the last one, when alone, cuts the message off.
     for (; rest.size() > 1; rest = rest.subspan(2)) octets[rest[0] % octets.size()] ^= rest[1];
     if (!rest.empty()) octets.resize(std::min<size_t>(octets.size(), rest[0]));
