@@ -267,8 +267,7 @@ class Ip:
         self.assertEqual(int(names["near1 1:10"][7]), 0)
 
     def test_without_queues_their_tables_are_empty(self):
-        self.assertEqual(self.rows(QUEUE_ENTRY), {})
-        self.assertEqual(self.rows(CLASS_ENTRY), {})
+        self.becomes(lambda: (self.rows(QUEUE_ENTRY), self.rows(CLASS_ENTRY)), lambda: ({}, {}), "no rows")
 
 
 class InOneProcess(Ip, unittest.TestCase):
