@@ -3,6 +3,7 @@ runs in one process and over the bus."""
 
 import ipaddress
 import itertools
+import signal
 import subprocess
 import threading
 import time
@@ -53,6 +54,9 @@ class Routes:
         cls.agent = Deployment(cls.kind, prefix=cls.namespace.prefix)
         cls.addClassCleanup(cls.agent.close)
         cls.agent.start().open()
+
+    def batch(self, lines):
+        self.namespace.run("ip", "-batch", "-", stdin="\n".join(lines))
 
     def column(self, entry, column, *words):
         """{index: value}"""
@@ -132,10 +136,24 @@ class Routes:
         self.assertEqual(self.agent.get(f"{ROUTE_ENTRY}.11.10.128.0.0"), "IpAddress: 255.255.240.0")
         self.namespace.run("ip", "route", "flush", "root", "10.128.0.0/16")
 
+    def test_notifications_that_were_lost_are_made_good(self):
+        self.batch(f"route replace 10.144.{n}.0/24 via 10.0.1.2" for n in range(256))
+        eventually(self.agrees, "the same as ip -json route", 10)
+        owner = self.agent.daemons["node" if self.kind == "node" else "hostd"].process
+        owner.send_signal(signal.SIGSTOP)
+        try:
+            for verb in ("replace", "del"):  # more messages than the socket holds
+                self.batch(f"route {verb} 10.{144 + n // 256}.{n % 256}.0/24 via 10.0.1.2" for n in range(1, 25600))
+        finally:
+            owner.send_signal(signal.SIGCONT)
+        eventually(lambda: "routes: notifications were lost" in self.agent.said(), "the loss is noticed", 10)
+        eventually(self.agrees, "the same as ip -json route", 10)
+        self.batch(["route del 10.144.0.0/24"])
+
     def test_a_walk_ends_and_misses_no_route_while_others_come_and_go(self):
         stay = [f"10.{100 + n // 256}.{n % 256}.0/24" for n in range(0, 1024, 2)]
         change = [f"10.{100 + n // 256}.{n % 256}.0/24" for n in range(1, 1024, 2)]
-        self.namespace.run("ip", "-batch", "-", stdin="".join(f"route add {prefix} via 10.0.1.2\n" for prefix in stay))
+        self.batch(f"route add {prefix} via 10.0.1.2" for prefix in stay)
         permanent = {f"{prefix[:-3]}.255.255.255.0.0.10.0.1.2" for prefix in stay}
         done, changes = threading.Event(), 0
 
@@ -165,7 +183,7 @@ class Routes:
             other.join()
         self.assertGreater(changes / took, 1000, "changes a second")
         eventually(self.agrees, "the same as ip -json route when all is quiet", 10)
-        self.namespace.run("ip", "-batch", "-", stdin="".join(f"route del {prefix}\n" for prefix in stay))
+        self.batch(f"route del {prefix}" for prefix in stay)
 
 
 class InOneProcess(Routes, unittest.TestCase):

@@ -260,7 +260,8 @@ class Kernel {
 
     void add(uint16_t flags) {
         const Route route = anyRoute();
-        const auto [first, last] = std::ranges::equal_range(routes_, id(route), {}, id);
+        const auto first = std::ranges::lower_bound(routes_, id(route), {}, id);
+        const auto last = std::ranges::upper_bound(routes_, id(route), {}, id);
         if (std::any_of(first, last, [&](const Route& other) { return isSame(route, other); })) return;
         if (flags == NLM_F_REPLACE && first == last) flags = 0;
         notices.push_back({route, RTM_NEWROUTE, flags});
