@@ -244,6 +244,8 @@ class Traps:
                                                      f"link set {name}p up", f"link set {name} up")]
         self.addCleanup(ip, "link", "del", "group", "7")
         must(ip("-batch", "-", text="\n".join(lines)))
+        eventually(lambda: all(link["operstate"] == "UP" for link in json.loads(ip("-json", "link").stdout)
+                               if link["ifname"].startswith("s")), "the links are up")
         self.generators(0)
         self.addCleanup(self.generators)
         self.addCleanup(self.agent.configure, "set", TARGETS)
@@ -279,8 +281,8 @@ class Traps:
                 over.set()
                 listener.join()
         grown = sum(map(resident, pids)) - before
-        print(f"\n{self.kind}: storm of {2 * PAIRS} links, {changes.count} changes in {lasted:.1f} s: {len(told)} traps, "
-              f"all told after {current:.1f} s; {len(waits)} Gets, worst {max(waits) * 1000:.0f} ms; memory grown by "
+        print(f"\n{self.kind}: storm of {2 * PAIRS} links, {changes.count} changes in {lasted:.1f} s: {len(told)} "
+              f"traps, all told after {current:.1f} s; {len(waits)} Gets, worst {max(waits) * 1000:.0f} ms; memory grown by "
               f"{grown} KiB", file=sys.stderr)
         self.assertLessEqual(len(told), changes.count + 2 * PAIRS)  # a link that stays half way is told of too
         self.assertLess(grown, 64 * 1024)
