@@ -282,8 +282,8 @@ class Traps:
                 listener.join()
         grown = sum(map(resident, pids)) - before
         print(f"\n{self.kind}: storm of {2 * PAIRS} links, {changes.count} changes in {lasted:.1f} s: {len(told)} "
-              f"traps, all told after {current:.1f} s; {len(waits)} Gets, worst {max(waits) * 1000:.0f} ms; memory grown by "
-              f"{grown} KiB", file=sys.stderr)
+              f"traps, all told after {current:.1f} s; {len(waits)} Gets, worst {max(waits) * 1000:.0f} ms; memory grown "
+              f"by {grown} KiB", file=sys.stderr)
         self.assertLessEqual(len(told), changes.count + 2 * PAIRS)  # a link that stays half way is told of too
         self.assertLess(grown, 64 * 1024)
 
