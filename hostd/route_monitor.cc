@@ -94,17 +94,22 @@ void RouteMonitor::takeLink(const nlmsghdr& message, uint64_t now) {
         linkFlags_.erase(link);
     else
         linkFlags_[link] = flags;
-    if ((isGone || !isAsBefore) && table_.usesLink(link)) want(now);
+    if (isGone || !isAsBefore) wantFor(table_.usesLink(link), now);
 }
 
 void RouteMonitor::takeAddress(const nlmsghdr& message, uint64_t now) {
     const auto* about = payload<ifaddrmsg>(message);
-    if (about != nullptr && table_.usesLink(about->ifa_index)) want(now);
+    if (about != nullptr) wantFor(table_.usesLink(about->ifa_index), now);
 }
 
 void RouteMonitor::takeNexthop(const nlmsghdr& message, uint64_t now) {
     const Attributes<NHA_ID> attributes(message, sizeof(nhmsg));
-    if (table_.usesNexthop(attributes.number<uint32_t>(NHA_ID).value_or(0))) want(now);
+    wantFor(table_.usesNexthop(attributes.number<uint32_t>(NHA_ID).value_or(0)), now);
+}
+
+/// Something has changed that routes hang on, or, in the middle of a listing, may hang on.
+void RouteMonitor::wantFor(bool isUsed, uint64_t now) {
+    if (isUsed || state_ == State::Listing) want(now);
 }
 
 void RouteMonitor::want(uint64_t now) {
@@ -174,7 +179,8 @@ void RouteMonitor::end(uint64_t now) {
     state_ = State::Idle;
     earliest_ = now + (now - begun_) * kShare;
     // Routes may have gone on going unnoticed, and a notification behind lost ones may have been taken amiss.
-    if (table_.swept() > 0 || std::exchange(wereLost_, false)) want(now);
+    const bool wereLost = std::exchange(wereLost_, false);
+    if (wereLost || table_.swept() > 0) want(now);
 }
 
 }  // namespace hostd

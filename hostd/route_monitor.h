@@ -45,6 +45,7 @@ class RouteMonitor {
     void takeLink(const nlmsghdr& message, uint64_t now);
     void takeAddress(const nlmsghdr& message, uint64_t now);
     void takeNexthop(const nlmsghdr& message, uint64_t now);
+    void wantFor(bool isUsed, uint64_t now);
     void want(uint64_t now);
     void begin(uint64_t now);
     void takeListed(uint64_t now);
