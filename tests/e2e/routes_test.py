@@ -98,7 +98,7 @@ class Routes:
 
     def test_the_table_is_the_kernels_and_follows_it(self):
         def check(what):
-            eventually(self.agrees, f"the same as ip -json route after: {what}", 10)
+            eventually(self.agrees, f"the same as ip -json route after: {what}")
             self.assertEqual(self.agent.get(CIDR_NUMBER), f"Gauge32: {len(self.kernel_rows())}", what)
 
         self.assertEqual(self.rows(), self.kernel_rows())
@@ -138,7 +138,7 @@ class Routes:
 
     def test_notifications_that_were_lost_are_made_good(self):
         self.batch(f"route replace 10.144.{n}.0/24 via 10.0.1.2" for n in range(256))
-        eventually(self.agrees, "the same as ip -json route", 10)
+        eventually(self.agrees, "the same as ip -json route")
         owner = self.agent.daemons["node" if self.kind == "node" else "hostd"].process
         owner.send_signal(signal.SIGSTOP)
         try:
@@ -146,8 +146,8 @@ class Routes:
                 self.batch(f"route {verb} 10.{144 + n // 256}.{n % 256}.0/24 via 10.0.1.2" for n in range(1, 25600))
         finally:
             owner.send_signal(signal.SIGCONT)
-        eventually(lambda: "routes: notifications were lost" in self.agent.said(), "the loss is noticed", 10)
-        eventually(self.agrees, "the same as ip -json route", 10)
+        eventually(lambda: "routes: notifications were lost" in self.agent.said(), "the loss is noticed")
+        eventually(self.agrees, "the same as ip -json route")
         self.batch(["route del 10.144.0.0/24"])
 
     def test_a_walk_ends_and_misses_no_route_while_others_come_and_go(self):
@@ -182,7 +182,7 @@ class Routes:
             done.set()
             other.join()
         self.assertGreater(changes / took, 1000, "changes a second")
-        eventually(self.agrees, "the same as ip -json route when all is quiet", 10)
+        eventually(self.agrees, "the same as ip -json route when all is quiet")
         self.batch(f"route del {prefix}" for prefix in stay)
 
 
