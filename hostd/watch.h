@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -12,17 +13,27 @@
 
 namespace hostd {
 
-/// A source that can block, read on a helper thread and kept fresh: every `maxAge` as long as somebody asks, and for
-/// kLinger after that, so that a poller that comes every few minutes doesn't get what was true at its last visit. Needs
-/// the process's loop for that; without one it is read when somebody asks.
+/// A source that can block, read on a helper thread and kept fresh from the first question on: every `maxAge` as long
+/// as somebody asks and for kLinger after that, then every kPause for good, so that a poller that comes once an hour
+/// gets what is true and not what was at its last visit. Needs the process's loop for that; without one it is read when
+/// somebody asks.
 template <class T>
 class Watch {
   public:
-    static constexpr uint64_t kLinger = 600'000;  ///< ms
+    static constexpr uint64_t kLinger = 120'000;  ///< ms
+    static constexpr uint64_t kPause = 60'000;    ///< ms
+    static constexpr uint64_t kOldest = 120'000;  ///< ms since its begin; an older reading isn't shown
+    static constexpr std::chrono::milliseconds kFirstWait{200};
 
     /// As Background's.
     Watch(std::string what, std::function<T()> read, uint64_t maxAge, uint64_t patience)
-        : background_(std::move(what), std::move(read), maxAge, patience), maxAge_(maxAge) {}
+        : background_(
+              std::move(what),
+              [now = now_, read = std::move(read)] {
+                  return Dated{*now, read()};
+              },
+              maxAge, patience),
+          maxAge_(maxAge) {}
     ~Watch() {
         if (tn::Looper* looper = tn::getLooper(); looper != nullptr && timer_ != 0) looper->removeTimer(timer_);
     }
@@ -30,30 +41,49 @@ class Watch {
     Watch& operator=(const Watch&) = delete;
 
     /// Starts the first reading and waits for it, at most that long.
-    void readFirst(std::chrono::milliseconds atMost) { background_.readFirst(tn::getMilliseconds(), atMost); }
+    void readFirst(std::chrono::milliseconds atMost) {
+        *now_ = tn::getMilliseconds();
+        background_.readFirst(*now_, atMost);
+    }
 
-    /// The last finished reading; nullptr before there is one and while a reading is stuck.
+    /// The last finished reading; nullptr before there is one, while a reading is stuck, and when it is too old. Only
+    /// the first question waits for one, at most kFirstWait: the last reading may be the one of the start, days ago.
     [[nodiscard]] std::shared_ptr<const T> ask() {
-        asked_ = tn::getMilliseconds();
+        const bool isFirst = asked_ == 0;
+        asked_ = *now_ = tn::getMilliseconds();
         if (timer_ == 0) keepReading();
-        return background_.latest(asked_);
+        auto reading = current();
+        if (reading || !isFirst) return reading;
+        background_.readFirst(asked_, kFirstWait);
+        return current();
     }
 
   private:
+    struct Dated {
+        uint64_t begun;
+        T value;
+    };
+
+    std::shared_ptr<const T> current() {
+        const auto dated = background_.latest(asked_);
+        if (!dated || asked_ - dated->begun > kOldest) return nullptr;
+        return {dated, &dated->value};
+    }
     void keepReading() {
         tn::Looper* looper = tn::getLooper();
         if (looper == nullptr) return;
         const auto due = [this] {
             timer_ = 0;
-            const uint64_t now = tn::getMilliseconds();
-            if (now - asked_ >= kLinger) return;
-            static_cast<void>(background_.latest(now));
+            *now_ = tn::getMilliseconds();
+            static_cast<void>(background_.latest(*now_));
             keepReading();
         };
-        timer_ = looper->addTimer(due, maxAge_);
+        timer_ = looper->addTimer(due, tn::getMilliseconds() - asked_ < kLinger ? maxAge_ : kPause);
     }
 
-    Background<T> background_;
+    /// The loop's time, for the helper thread: a reading has the date of its begin.
+    std::shared_ptr<std::atomic<uint64_t>> now_ = std::make_shared<std::atomic<uint64_t>>(0);
+    Background<Dated> background_;
     uint64_t maxAge_;
     uint64_t asked_ = 0;
     tn::ThinRunner::TimerId timer_ = 0;
