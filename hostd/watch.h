@@ -14,26 +14,27 @@
 namespace hostd {
 
 /// A source that can block, read on a helper thread and kept fresh from the first question on: every `maxAge` as long
-/// as somebody asks and for kLinger after that, then every kPause for good, so that a poller that comes once an hour
+/// as somebody asks and for kLinger after that, then every `pause` for good, so that a poller that comes once an hour
 /// gets what is true and not what was at its last visit. Needs the process's loop for that; without one it is read when
 /// somebody asks.
 template <class T>
 class Watch {
   public:
     static constexpr uint64_t kLinger = 120'000;  ///< ms
-    static constexpr uint64_t kPause = 60'000;    ///< ms
-    static constexpr uint64_t kOldest = 120'000;  ///< ms since its begin; an older reading isn't shown
+    static constexpr uint64_t kPause = 30'000;    ///< ms
+    static constexpr uint64_t kOldest = 90'000;   ///< ms since its begin; an older reading isn't shown
     static constexpr std::chrono::milliseconds kFirstWait{200};
 
-    /// As Background's.
-    Watch(std::string what, std::function<T()> read, uint64_t maxAge, uint64_t patience)
+    /// As Background's, and `pause` in milliseconds.
+    Watch(std::string what, std::function<T()> read, uint64_t maxAge, uint64_t patience, uint64_t pause = kPause)
         : background_(
               std::move(what),
               [now = now_, read = std::move(read)] {
                   return Dated{*now, read()};
               },
               maxAge, patience),
-          maxAge_(maxAge) {}
+          maxAge_(maxAge),
+          pause_(pause) {}
     ~Watch() {
         if (tn::Looper* looper = tn::getLooper(); looper != nullptr && timer_ != 0) looper->removeTimer(timer_);
     }
@@ -46,16 +47,19 @@ class Watch {
         background_.readFirst(*now_, atMost);
     }
 
-    /// The last finished reading; nullptr before there is one, while a reading is stuck, and when it is too old. Only
-    /// the first question waits for one, at most kFirstWait: the last reading may be the one of the start, days ago.
+    /// The last finished reading; nullptr before there is one, while a reading is stuck, and when it is too old. When
+    /// the first question finds nothing but what was read at the start, long ago, it waits at most kFirstWait.
     [[nodiscard]] std::shared_ptr<const T> ask() {
         const bool isFirst = asked_ == 0;
         asked_ = *now_ = tn::getMilliseconds();
         if (timer_ == 0) keepReading();
-        auto reading = current();
-        if (reading || !isFirst) return reading;
-        background_.readFirst(asked_, kFirstWait);
-        return current();
+        auto dated = background_.latest(asked_);
+        if (isFirst && isOld(dated)) {
+            background_.readFirst(asked_, kFirstWait);
+            dated = background_.latest(asked_);
+        }
+        if (!dated || isOld(dated)) return nullptr;
+        return {dated, &dated->value};
     }
 
   private:
@@ -64,11 +68,7 @@ class Watch {
         T value;
     };
 
-    std::shared_ptr<const T> current() {
-        const auto dated = background_.latest(asked_);
-        if (!dated || asked_ - dated->begun > kOldest) return nullptr;
-        return {dated, &dated->value};
-    }
+    bool isOld(const std::shared_ptr<const Dated>& dated) const { return dated && asked_ - dated->begun > kOldest; }
     void keepReading() {
         tn::Looper* looper = tn::getLooper();
         if (looper == nullptr) return;
@@ -78,13 +78,14 @@ class Watch {
             static_cast<void>(background_.latest(*now_));
             keepReading();
         };
-        timer_ = looper->addTimer(due, tn::getMilliseconds() - asked_ < kLinger ? maxAge_ : kPause);
+        timer_ = looper->addTimer(due, tn::getMilliseconds() - asked_ < kLinger ? maxAge_ : pause_);
     }
 
     /// The loop's time, for the helper thread: a reading has the date of its begin.
     std::shared_ptr<std::atomic<uint64_t>> now_ = std::make_shared<std::atomic<uint64_t>>(0);
     Background<Dated> background_;
     uint64_t maxAge_;
+    uint64_t pause_;
     uint64_t asked_ = 0;
     tn::ThinRunner::TimerId timer_ = 0;
 };
