@@ -57,7 +57,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     wire::Manager manager = Users::managerOf((data[0] & kSha) != 0);
     manager.level = std::min(data[0] & kLevels, 2U);
     snmp::loop->v3Server().strictDigest = (data[0] & kStrict) != 0;
-    snmp::Context c(message(manager, {data + 1, size - 1}, (data[0] & kAltered) != 0));
+    static snmp::Context c({});  // one for all requests, as the agent has it
+    c.begin(message(manager, {data + 1, size - 1}, (data[0] & kAltered) != 0));
     if (!snmp::createReply(c, tn::IPAddr6::ofIPv4(0x7f000001))) return 0;
 
     std::string why;

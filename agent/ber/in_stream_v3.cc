@@ -50,7 +50,10 @@ bool InStream::decryptAndCheckSignature(V3Error& error, const UserKeys& keys, V3
     received_.clear();
     if (level_ == security_level::Private && !decrypt(keys)) return false;
     if (!readContext()) {
-        if (!received_.empty()) data_.swap(received_);
+        if (!received_.empty()) {
+            data_.swap(received_);
+            size_ = data_.size();
+        }
         return false;
     }
     takeEngine(error, server);
@@ -61,13 +64,16 @@ bool InStream::decryptAndCheckSignature(V3Error& error, const UserKeys& keys, V3
     return true;
 }
 
-// The plaintext takes the ciphertext's place.
+// The plaintext takes the ciphertext's place and ends the message: nothing that stands in clear behind it counts.
 bool InStream::decrypt(const UserKeys& keys) {
     const int length = contentLen("get string overflow of message");
     if (length < 0) return false;
     received_.assign(data_.begin(), data_.begin() + static_cast<std::ptrdiff_t>(size_));
     const auto text = std::span(data_).subspan(pos_, static_cast<size_t>(length));
-    return cryptMessageDES(v3_.msgPrivacyParameters, keys.crypt, text, false);
+    if (!cryptMessageDES(v3_.msgPrivacyParameters, keys.crypt, text, false)) return false;
+    size_ = pos_ + text.size();
+    for (size_t& end : seqEnds_) end = std::min(end, size_);
+    return true;
 }
 
 bool InStream::readContext() {

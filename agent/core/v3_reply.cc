@@ -81,7 +81,8 @@ bool closeV3(Context& c, const Item* entry) {
     const V3Info& info = c.in.v3Info();
     if (!c.out.cryptPacket(info, keysOf(entry))) return false;
     c.out.endSeq();  // message
-    return c.out.signPacket(info, keysOf(entry));
+    // A Report repeats names of the request of any length.
+    return c.out.size() <= kMaxMessage && c.out.signPacket(info, keysOf(entry));
 }
 
 }  // namespace snmp

@@ -194,10 +194,20 @@ TEST_F(V3ReplyTest, WhatCanNotBeDecryptedIsDroppedAndNotCounted) {
     wire::V3Message header = m.header();
     // A manager that signs what it doesn't encrypt, so that only the ciphertext is at fault.
     wire::Manager signer = manager(1);
+    std::string why;
     for (const size_t size : {0U, 1U, 7U, 9U, 15U}) {
         EXPECT_FALSE(send(m, signer.seal(header, wire::tlv(tag::OctetString, wire::Bytes(size, 0xAA))))) << size;
     }
     EXPECT_FALSE(send(m, signer.seal(header, scoped)));  // in clear, although the flags say otherwise
+    // In clear behind a ciphertext: an empty one, and the first block of one that was recorded.
+    wire::Bytes behind = wire::tlv(tag::OctetString, {});
+    behind.insert(behind.end(), scoped.begin(), scoped.end());
+    EXPECT_FALSE(send(m, signer.seal(header, behind)));
+    const auto recorded = wire::decodeV3(m.request(getOne()), why);
+    ASSERT_TRUE(recorded) << why;
+    behind = wire::tlv(tag::OctetString, {recorded->data.begin() + 2, recorded->data.begin() + 10});
+    behind.insert(behind.end(), scoped.begin() + 8, scoped.end());
+    EXPECT_FALSE(send(m, signer.seal(header, behind)));
     header.priv = "8octets";
     EXPECT_FALSE(send(m, signer.seal(header, wire::tlv(tag::OctetString, wire::Bytes(64, 0xAA)))));
     wire::Manager wrong = manager(2);

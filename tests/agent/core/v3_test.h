@@ -62,11 +62,11 @@ class V3Test : public AgentTest {
     /// What the agent answers, read by that manager; nothing when it stays silent.
     std::optional<wire::Manager::Reply> send(const wire::Manager& m, const wire::Bytes& octets,
                                              const std::string& source = "127.0.0.1") {
-        Context c(octets);
-        if (!createReply(c, *tn::IPAddr6::parse(source))) return std::nullopt;
-        EXPECT_LE(c.out.size(), kMaxMessage);
+        context_.begin(octets);
+        if (!createReply(context_, *tn::IPAddr6::parse(source))) return std::nullopt;
+        EXPECT_LE(context_.out.size(), kMaxMessage);
         std::string why;
-        const auto reply = m.open(c.out.bytes(), why);
+        const auto reply = m.open(context_.out.bytes(), why);
         EXPECT_TRUE(reply) << why;
         return reply;
     }
@@ -91,6 +91,9 @@ class V3Test : public AgentTest {
         return error;
     }
     std::optional<int> errorOf(const wire::Manager& m) { return errorOf(ask(m)); }
+
+  private:
+    Context context_{{}};  // one for all requests, as the agent has it
 };
 
 }  // namespace snmp
