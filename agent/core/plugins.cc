@@ -2,8 +2,11 @@
 
 #include <dlfcn.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <string_view>
@@ -16,11 +19,34 @@ namespace {
 
 constexpr size_t kLongestPath = 128;    // octets
 constexpr unsigned kMostFolders = 200;  // two symlinks to the folder they lie in are 2^60 paths
+constexpr unsigned kTrialTime = 10;     // seconds
+constexpr int kSurvived = 77;           // exit status
 constexpr std::string_view kSuffix = ".so";
 
 bool othersMayWrite(const struct stat& file) {
     const bool owned = file.st_uid == 0 || file.st_uid == geteuid();
     return !owned || (file.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+}
+
+/// Whether a process outlives the object's static constructors, of which nothing can be caught: a child tries.
+bool isSurvived(const std::string& path) {
+    const pid_t child = fork();
+    if (child < 0) return true;  // not to be found out
+    if (child == 0) {
+        alarm(kTrialTime);
+        // Declared not to throw, dlopen passes a constructor's exception on; the compiler mustn't know what is called.
+        void* (*volatile const open)(const char*, int) = dlopen;
+        try {
+            (void)open(path.c_str(), RTLD_NOW);
+        } catch (...) {
+            _exit(EXIT_FAILURE);
+        }
+        _exit(kSurvived);
+    }
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) && WEXITSTATUS(status) == kSurvived;
 }
 
 /// Whether the object was built for this version, or doesn't say for which.
@@ -49,6 +75,10 @@ void start(void* object, const std::string& path) {
 void load(const std::string& path, const struct stat& file) {
     if (othersMayWrite(file)) {
         serr << "plugin refused: " << path << ": others than root and the agent's own user may write it";
+        return;
+    }
+    if (!isSurvived(path)) {
+        serr << "plugin refused: " << path << ": loading it ends the process";
         return;
     }
     void* object = dlopen(path.c_str(), RTLD_NOW);
