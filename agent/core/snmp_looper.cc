@@ -63,14 +63,19 @@ void SnmpLooper::init() {
         adopt(std::move(stored));
         if (!store_.set(kRecord, settings_.getConfig())) serr << "settings not written: " << store_.lastError();
     }
-    if (!v3Server_.strictDigest && communities_.hasUsers()) {
-        serr << "SNMPv3 users can be forged without a password: start the agent with --strict-usm";
-    }
+    if (communities_.hasUsers()) warnOfUsers();
     if (settings_.enabled) {
         enable();
     } else {
         setupLeave(kLeaveAfter);
     }
+}
+
+void SnmpLooper::warnOfUsers() const {
+    if (!v3Server_.strictDigest)
+        serr << "SNMPv3 users can be forged without a password: start the agent with --strict-usm";
+    if (settings_.getConfig().get_string(setting::EngineId).empty())
+        serr << "SNMPv3 users, but no engine id of this agent's own: tnctl snmp set engine-id=TEXT";
 }
 
 void SnmpLooper::adopt(Settings settings) {
@@ -170,14 +175,14 @@ tn::message SnmpLooper::cmdSet(const tn::message& request) {
 
 tn::message SnmpLooper::cmdUnknown(const tn::message& request, uint32_t command) {
     if (command == trap_request::kCommand || command == tn::cmd::Changed || command == kStatusChanged)
-        traps_.send(request);
+        traps_.send_trap(request);
     return {};
 }
 
 void SnmpLooper::startup() {
     if (!std::ranges::count(settings_.trapKinds, kStartTrap)) return;
     trapMakers.push_back(startupTrapMaker);
-    traps_.send({});
+    traps_.send_trap({});
     trapMakers.pop_back();
 }
 

@@ -46,6 +46,7 @@ class SnmpLooper : public tn::Looper {
     [[nodiscard]] int openSocket() const;
     void receive(int fd);
     void adopt(Settings settings);  ///< puts them in force
+    void warnOfUsers() const;       ///< of what makes SNMPv3 unsafe or useless
 
     tn::Store store_;
     CommunityKeep communities_;

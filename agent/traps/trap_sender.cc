@@ -28,7 +28,7 @@ void addBindings(OutStream& out, const std::vector<VariableBinding>& bindings) {
 
 }  // namespace
 
-void TrapSender::send(const tn::message& message) {
+void TrapSender::send_trap(const tn::message& message) {
     if (!settings_.enabled) {
         serr << "send_trap: snmp disabled";
         return;

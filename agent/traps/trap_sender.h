@@ -25,7 +25,7 @@ class TrapSender {
 
     /// A target that can't be reached doesn't keep the trap from the others. A message that no maker knows, or a
     /// community that isn't there, stops it; the socket then stays for the next trap.
-    void send(const tn::message& message);
+    void send_trap(const tn::message& message);
 
     /// Writes the whole message (RFC 1157, 4.1.6; RFC 3416, 4.2.6; RFC 3414, 3.1, with this agent's engine as the
     /// authoritative one).
