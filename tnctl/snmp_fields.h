@@ -21,6 +21,7 @@ constexpr tn::u32_array_id Generators{19};
 constexpr tn::message_array_id Interfaces{24};
 constexpr tn::u32_id Interface{25};  // in an element of Interfaces; 0 stands for all
 constexpr tn::message_array_id Targets{26};
+constexpr uint32_t kTrapV3 = 3;  // TrapVersion
 }  // namespace setting
 
 namespace community {

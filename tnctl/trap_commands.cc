@@ -26,7 +26,7 @@ bool isNumber(std::string_view text) {
 
 bool isIPv4(std::string_view text) {
     const auto address = tn::IPAddr6::parse(text);
-    return address && address->isIPv4();
+    return address && address->isIPv4() && text.find(':') == text.npos;
 }
 
 // The text of a value, where its type asks for more than text.
@@ -59,9 +59,15 @@ void checkVarbind(tn::message& varbind) {
 }
 
 // The agent takes the request whether or not it can send anything; so what keeps it from sending is told here.
-void checkSending(const tn::message& settings) {
+void checkSending(const Client& client) {
+    const tn::message settings = client.ask(settingsPath(), tn::cmd::Get);
     const char* missing = nullptr;
-    if (settings.get_u32(setting::TrapCommunity, tn::kNoId) == tn::kNoId) missing = "trap-community=NAME";
+    const bool isV3 = settings.get_u32(setting::TrapVersion) == setting::kTrapV3;
+    if (isV3 && settings.get_string(setting::EngineId).empty()) missing = "engine-id=TEXT";
+    const std::vector<tn::message> communities = client.list(communitiesPath());
+    const uint32_t community = settings.get_u32(setting::TrapCommunity, tn::kNoId);
+    const auto isIt = [&](const tn::message& entry) { return entry.get_u32(tn::field::ObjectId) == community; };
+    if (std::ranges::none_of(communities, isIt)) missing = "trap-community=NAME";
     if (settings.get_message_array(setting::Targets).empty()) missing = "trap-targets=ADDRESS";
     if (!settings.get_bool(setting::Enabled)) missing = "enabled=yes";
     if (missing != nullptr)
@@ -85,7 +91,7 @@ void sendTrap(const Session& session, const std::vector<std::string>& words) {
         parseWords(trapWords(), words, [](const Word&, std::string_view value) { return std::string(value); });
     checkVarbind(request);
     const Client client(session.options.timeoutMs);
-    checkSending(client.ask(settingsPath(), tn::cmd::Get));
+    checkSending(client);
     client.ask(settingsPath(), trap::kSend, std::move(request));
 }
 

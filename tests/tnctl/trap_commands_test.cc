@@ -17,6 +17,7 @@ class Traps : public CommandTest {
   protected:
     Traps() {
         generators.answers[100] = parseFields({kGeneratorList});
+        communities.rows = {parseFields({"0xfe0001:u32=3", "5:string=monitor"})};
         interfaces.rows = {parseFields({"0xfe0001:u32=2", "0x10006:string=eth0"}),
                            parseFields({"0xfe0001:u32=9", "0x10006:string=wan"})};
         settings.answers[tn::cmd::Get] = parseFields({"1:bool=yes", "26:message[]={16:be32=127.0.0.1}", "17:u32=3",
@@ -114,7 +115,8 @@ TEST_F(Traps, SendRefusesWhatTheAgentWouldLeaveOut) {
         EXPECT_THAT(refusal({oid, "type=integer", std::string("value=") + wrong}), HasSubstr("expected a number"));
     EXPECT_THAT(refusal({oid, "type=counter32", "value=-1"}), HasSubstr("from 0 to 4294967295"));
     EXPECT_THAT(refusal({oid, "type=timeticks", "value=4294967296"}), HasSubstr("hundredths of a second"));
-    EXPECT_THAT(refusal({oid, "type=ipaddress", "value=::1"}), HasSubstr("IPv4"));
+    for (const char* wrong : {"value=::1", "value=::ffff:192.0.2.1"})
+        EXPECT_THAT(refusal({oid, "type=ipaddress", wrong}), HasSubstr("IPv4"));
     EXPECT_THAT(refusal({oid, "type=oid", "value=x"}), HasSubstr("OID"));
     EXPECT_THAT(refusal({oid, "type=null", "value=x"}), HasSubstr("no value"));
     EXPECT_THAT(refusal({oid, "type=gauge32", "value=1"}), HasSubstr("expected string, integer"));
@@ -125,7 +127,14 @@ TEST_F(Traps, SendRefusesWhatTheAgentWouldLeaveOut) {
 TEST_F(Traps, SendTellsWhatKeepsTheAgentFromSending) {
     settings.answers[tn::cmd::Get] = parseFields({"1:bool=yes", "26:message[]={16:be32=127.0.0.1}"});
     EXPECT_THAT(refusal({}, kFailed), HasSubstr("trap-community=NAME"));
-    settings.answers[tn::cmd::Get] = parseFields({"1:bool=yes", "17:u32=0"});
+    for (const char* community : {"17:u32=4", "17:u32=0xffffffff"}) {  // the first one is gone
+        settings.answers[tn::cmd::Get] = parseFields({"1:bool=yes", "26:message[]={16:be32=127.0.0.1}", community});
+        EXPECT_THAT(refusal({}, kFailed), HasSubstr("trap-community=NAME"));
+    }
+    settings.answers[tn::cmd::Get] =
+        parseFields({"1:bool=yes", "26:message[]={16:be32=127.0.0.1}", "17:u32=3", "18:u32=3"});
+    EXPECT_THAT(refusal({}, kFailed), HasSubstr("engine-id=TEXT"));
+    settings.answers[tn::cmd::Get] = parseFields({"1:bool=yes", "17:u32=3"});
     EXPECT_THAT(refusal({}, kFailed), HasSubstr("trap-targets=ADDRESS"));
     settings.answers[tn::cmd::Get] = parseFields({"1:bool=no"});
     EXPECT_THAT(refusal({}, kFailed), HasSubstr("enabled=yes"));
