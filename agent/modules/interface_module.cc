@@ -248,7 +248,7 @@ void addRuns(ColumnarBranch* branch) {
 constexpr uint32_t kInternal = 0x80;         // flag of an interface that gives no traps
 constexpr uint32_t kSeededStatus = 0x10103;  // status bits kept at start
 
-/// Notes the state of every interface, so that the first notification after the start isn't taken for a change.
+/// Notes the state of every interface, so that one that was down and tells so after the start makes no trap.
 void seedLinkStates() {
     tn::message request = tn::request(kInterfaces, kListCommand);
     for (uint32_t next = 0;; request.insert_u32(tn::field::Continue, next)) {
