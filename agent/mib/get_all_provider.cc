@@ -45,10 +45,11 @@ class Fetch {
             }
             const std::vector<tn::message>& items = reply.get_message_array(tn::field::Objects);
             if (count_ == 0) {  // exactly the row at the key: no other will do
-                if (!items.empty()) build(items.front());
+                if (!items.empty() && !items.front().get_bool(tn::field::Gone)) build(items.front());
                 return true;
             }
-            if ((!take(items) && !mayHideMore(items.size())) || !reply.has(tn::field::Continue)) return true;
+            const bool goesOn = take(items) || mayHideMore(items.size());
+            if (isAtEnd_ || !goesOn || !reply.has(tn::field::Continue)) return true;
             if (added() > had) fruitless = 0;
         }
         return true;
@@ -78,7 +79,8 @@ class Fetch {
     bool take(const std::vector<tn::message>& items) {
         const Key start = cursor_;
         for (const tn::message& item : items) {
-            if (full()) break;
+            isAtEnd_ = source_.isBehind != nullptr && source_.isBehind(item);
+            if (full() || isAtEnd_) break;
             if (!skips(item)) build(item);
             if (stdKey_) moveTo(item);
         }
@@ -168,6 +170,7 @@ class Fetch {
     OID index_;                       ///< of the row being looked at
     std::unique_ptr<Data> unlisted_;  ///< the last row seen, when it isn't listed
     bool unbuilt_ = false;            ///< the last item gave no row at all
+    bool isAtEnd_ = false;            ///< an item was seen that lies behind the table's rows
 };
 
 }  // namespace

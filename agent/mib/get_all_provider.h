@@ -16,14 +16,18 @@ class GetAllProvider : public TableProvider {
     /// isn't in force) is returned instead of appended.
     using BuildRows = std::unique_ptr<Data> (*)(const tn::message&, Rows&);
 
+    /// Whether an item, and with it all that follow, lies behind the rows of this table.
+    using IsBehind = bool (*)(const tn::message&);
+
     struct Source {
         std::vector<uint32_t> path;
         BuildRows build;
-        uint32_t objectClass;  ///< sent as tn::field::GetFlags
+        uint32_t objectClass;         ///< sent as tn::field::GetFlags
+        IsBehind isBehind = nullptr;  ///< null when the rows go on to the end of the owner's
     };
 
-    GetAllProvider(std::vector<uint32_t> path, BuildRows build, uint32_t objectClass)
-        : source_{std::move(path), build, objectClass} {}
+    GetAllProvider(std::vector<uint32_t> path, BuildRows build, uint32_t objectClass, IsBehind isBehind = nullptr)
+        : source_{std::move(path), build, objectClass, isBehind} {}
 
     bool setData(Data* row, const MapTable* table) override { return setData(row, table, source_); }
     std::unique_ptr<VData> getData(const Key& key, const MapTable* table, unsigned int count) override;

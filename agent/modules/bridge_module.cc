@@ -74,10 +74,13 @@ std::unique_ptr<Data> Host::build(const tn::message& m, Rows& rows) {
     return nullptr;
 }
 
-/// Looks for the first bridge anew with each fetch: bridges come and go.
+/// Their owner lists them by bridge, then by address.
+bool isOfLaterBridge(const tn::message& m) { return m.get_u32(host::BridgeId) > bridgeProvider->getFirstObjId(); }
+
+/// Makes sure of the first bridge with each fetch: bridges come and go.
 class HostProvider : public GetAllProvider {
   public:
-    HostProvider() : GetAllProvider(kForwarding, Host::build, kWholeObject) {}
+    HostProvider() : GetAllProvider(kForwarding, Host::build, kWholeObject, isOfLaterBridge) {}
     std::unique_ptr<VData> getData(const Key& key, const MapTable* table, unsigned int count) override {
         if (bridgeProvider->get() == nullptr) return std::make_unique<VData>();
         return GetAllProvider::getData(key, table, count);

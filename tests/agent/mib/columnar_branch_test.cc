@@ -181,6 +181,18 @@ TEST_F(ColumnarTest, AnOwnerThatIsDownCostsItsOwnRows) {
     EXPECT_THAT(next({"1.3.5.1.1"}).bindings, ElementsAre(endOfView("1.3.5.1.1")));  // it doesn't know the key
 }
 
+TEST_F(ColumnarTest, WhatStandsForARowThatHasGoneIsNoRow) {
+    ports.lies = [](const tn::message&) {
+        tn::message reply;
+        tn::message& gone = reply.get_message_array_ref(tn::field::Objects).emplace_back();
+        gone.insert_bool(tn::field::Gone, true);
+        gone.insert_u32(tn::field::ObjectId, 9);
+        return reply;
+    };
+    EXPECT_EQ(get({"1.3.5.1.9"}).bindings[0].tag, tag::NoSuchInstance);
+    EXPECT_THAT(next({"1.3.5.1.8"}).bindings, ElementsAre(number("1.3.6.0", 6)));
+}
+
 TEST_F(ColumnarTest, NonsenseOfAnOwnerIsBoundedAndNeverAnswered) {
     hasPorts({1, 2, 3});
     const auto items = [](const std::vector<uint32_t>& ids, uint32_t next) {
@@ -425,6 +437,7 @@ TEST_F(ColumnarTest, TheFirstMatchingRowIsFoundAnew) {
     });
     EXPECT_EQ(first.getFirstObjId(), tn::kNoId);
     hasPorts({1, 3, 4});
+    sources.uptime += 10;  // until then it isn't looked for
     EXPECT_EQ(first.getFirstObjId(), 3U);
     ports.loses(3);
     EXPECT_EQ(static_cast<Port&>(*first.get()).id, 4U);

@@ -71,6 +71,9 @@ TEST_F(BridgeModuleTest, OnlyTheFirstBridgeIsServed) {
     EXPECT_EQ(get({kFdb + "2" + at(2)}).bindings[0].tag, tag::NoSuchInstance);  // of the other bridge
     EXPECT_EQ(next({kFdb + "2.2.0.0"}).bindings[0].value, "5");
     hosts.requests.clear();
+    EXPECT_EQ(next({kFdb + "1" + at(300)}).bindings[0].value, "5");
+    EXPECT_EQ(hosts.requests.size(), 2U);  // behind the last row, and the first row of the next column
+    hosts.requests.clear();
     EXPECT_EQ(next({kFdb + "2.2.0.0.0.0.256"}).bindings[0].value, "6");
     EXPECT_EQ(hosts.requests.at(0).get_message(tn::field::Key).get_raw(2), mac(0xff));  // not from the start on
 }
@@ -85,6 +88,45 @@ TEST_F(BridgeModuleTest, AfterTheFirstBridgeHasGoneTheNextIsServed) {
     hosts.loses(2 << 16 | 1);
     EXPECT_THAT(walk(kFdb + "2"), ElementsAre(number(kFdb + "2" + at(2), 6)));
     EXPECT_EQ(value(kPriority), std::to_string(0x8003));
+}
+
+TEST_F(BridgeModuleTest, WhichBridgeIsFirstIsKeptForAWhile) {
+    for (uint32_t id = 1; id <= 100; ++id) hasInterface(id, id == 70 ? 12 : 1);
+    EXPECT_EQ(value(kPriority), std::to_string(0x8000 + 70));
+    interfaces.requests.clear();
+    interfaces.row(70).insert_u32(2, 5);
+    EXPECT_EQ(value(kPriority), "5");
+    ASSERT_EQ(interfaces.requests.size(), 1U);  // however many links there are
+    EXPECT_EQ(interfaces.requests[0].get_u32(tn::field::Continue), 70U);
+    EXPECT_EQ(interfaces.requests[0].get_u32(tn::field::MaxObjects), 1U);
+
+    hasInterface(40, 12);
+    sources.uptime += 9;
+    EXPECT_EQ(value(kPriority), "5");
+    sources.uptime += 1;
+    EXPECT_EQ(value(kPriority), std::to_string(0x8000 + 40));
+    hasInterface(40, 1);  // another link of that id
+    EXPECT_EQ(value(kPriority), "5");
+
+    // An owner that can't answer for once: its bridge isn't forgotten.
+    interfaces.requests.clear();
+    interfaces.lies = [](const tn::message&) { return tn::errorMsg(tn::error::TimedOut, "no answer"); };
+    EXPECT_EQ(get({kPriority}).errorStatus, 2U);
+    interfaces.lies = nullptr;
+    EXPECT_EQ(value(kPriority), "5");
+    EXPECT_EQ(interfaces.requests.size(), 2U);
+}
+
+TEST_F(BridgeModuleTest, ThatThereIsNoBridgeIsKeptForAWhile) {
+    for (uint32_t id = 1; id <= 100; ++id) hasInterface(id, 1);
+    EXPECT_EQ(get({kPriority}).errorStatus, 2U);
+    interfaces.requests.clear();
+    hasInterface(50, 12);
+    EXPECT_EQ(get({kPriority}).errorStatus, 2U);
+    EXPECT_THAT(walk(kFdb), IsEmpty());
+    EXPECT_THAT(interfaces.requests, IsEmpty());
+    sources.uptime += 10;
+    EXPECT_EQ(value(kPriority), std::to_string(0x8000 + 50));
 }
 
 }  // namespace
