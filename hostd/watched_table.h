@@ -46,7 +46,8 @@ class WatchedTable : public IdTable {
             problem_ = taken_->problem;
             hostLog << what_ << ": " << (problem_.empty() ? "all is well again" : problem_);
         }
-        rows_ = keepIds(rows_, taken_ ? taken_->rows : std::vector<Entry>(), range_);
+        rows_ = keepIds(known_, taken_ ? taken_->rows : std::vector<Entry>(), range_);
+        if (!rows_.empty()) known_ = rows_;
     }
     [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(rows_.size()); }
     [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t id) const override {
@@ -61,6 +62,7 @@ class WatchedTable : public IdTable {
     std::shared_ptr<const Reading<Entry>> taken_;
     std::string problem_;
     std::map<uint32_t, Entry> rows_;
+    std::map<uint32_t, Entry> known_;  ///< the last that were shown: what comes back after a failed reading has its id
 };
 
 }  // namespace hostd
