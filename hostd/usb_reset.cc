@@ -1,9 +1,12 @@
 #include "hostd/usb_reset.h"
 
+#include <unistd.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <fstream>
 #include <mutex>
+#include <system_error>
 #include <vector>
 
 #include "hostd/log.h"
@@ -13,7 +16,8 @@ namespace hostd {
 
 namespace {
 
-/// The switch of each root hub's port: SYSFS/bus/usb/devices/N-0:1.0/usbN-portM/disable (Linux 6.0 and later).
+/// The switch of each root hub's port: SYSFS/bus/usb/devices/N-0:1.0/usbN-portM/disable (Linux 6.0 and later). It isn't
+/// read: the kernel would ask the hub.
 std::vector<std::string> switchesOf(const std::string& sysfs) {
     std::vector<std::string> switches;
     const std::string folder = sysfs + "/bus/usb/devices/";
@@ -21,7 +25,7 @@ std::vector<std::string> switchesOf(const std::string& sysfs) {
         if (hub.find("-0:") == std::string::npos) continue;
         for (const std::string& port : namesIn(folder + hub)) {
             const std::string at = folder + hub + "/" + port + "/disable";
-            if (port.find("-port") != std::string::npos && !readAttribute(at).empty()) switches.push_back(at);
+            if (port.find("-port") != std::string::npos && ::access(at.c_str(), F_OK) == 0) switches.push_back(at);
         }
     }
     return switches;
@@ -52,14 +56,21 @@ tn::message UsbReset::cmdUnknown(const tn::message& request, uint32_t command) {
 
     hostLog << "USB reset asked for: " << switches.size() << " ports without power for " << seconds << " s";
     isBusy_ = true;
-    work_ = std::jthread([this, seconds, switches = std::move(switches)](const std::stop_token& stop) {
+    const auto work = [this, seconds, switches = std::move(switches)](const std::stop_token& stop) {
         write(switches, "1");
         std::mutex mutex;
         std::unique_lock lock(mutex);
         std::condition_variable_any().wait_for(lock, stop, std::chrono::seconds(seconds), [] { return false; });
         write(switches, "0");
         isBusy_ = false;
-    });
+    };
+    try {
+        work_ = std::jthread(work);
+    } catch (const std::system_error& failure) {
+        isBusy_ = false;
+        hostLog << "USB reset: not begun: " << failure.what();
+        return refused(std::string("USB reset: ") + failure.what());
+    }
     return {};
 }
 

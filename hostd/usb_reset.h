@@ -12,7 +12,7 @@ namespace hostd {
 /// {99, 6}: kSwitchOff takes the power from the ports of all root hubs for usb_reset::Seconds, so that what is plugged
 /// in there starts anew, when that was allowed on the command line. It is answered at once; the rest happens on a
 /// thread, since drivers are asked. error::Refused when it isn't allowed, while one is under way, when the time isn't 1
-/// to kMostSeconds, and when there is no port that can be switched.
+/// to kMostSeconds, when there is no port that can be switched, and when no thread is to be had.
 class UsbReset : public tn::Handler {
   public:
     static constexpr uint32_t kSwitchOff = 1;
