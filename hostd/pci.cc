@@ -89,7 +89,11 @@ Reading<PciDevice> PciReader::read() {
         devices[name] = {*vendor, *device};
         isNew = isNew || !names_.contains({*vendor, *device});
     }
-    if (isNew) problem_ = learn(devices);
+    const auto now = std::chrono::steady_clock::now();
+    if (isNew || (!problem_.empty() && now - learnt_ >= pause_)) {
+        problem_ = learn(devices);
+        learnt_ = now;
+    }
 
     Reading<PciDevice> reading{devices.empty() ? "there are none" : problem_, {}};
     for (const auto& [name, ids] : devices)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -21,11 +22,14 @@ struct PciDevice {
 };
 
 /// Reads the devices in SYSFS/bus/pci and names them by libpci's list, which it reads only when a device is new: that
-/// takes longer than all the rest.
+/// takes longer than all the rest. A list that is missing or damaged is read again after a while.
 class PciReader {
   public:
-    /// @param ids  path of the list of names; empty for libpci's own
-    explicit PciReader(std::string sysfs, std::string ids = "") : sysfs_(std::move(sysfs)), ids_(std::move(ids)) {}
+    /// @param ids    path of the list of names; empty for libpci's own
+    /// @param pause  until a list that wasn't whole is read again
+    explicit PciReader(std::string sysfs, std::string ids = "",
+                       std::chrono::milliseconds pause = std::chrono::minutes(1))
+        : sysfs_(std::move(sysfs)), ids_(std::move(ids)), pause_(pause) {}
     [[nodiscard]] Reading<PciDevice> read();
 
   private:
@@ -38,6 +42,8 @@ class PciReader {
 
     std::string sysfs_;
     std::string ids_;
+    std::chrono::milliseconds pause_;
+    std::chrono::steady_clock::time_point learnt_;
     std::string problem_;
     std::map<Ids, Names> names_;
 };

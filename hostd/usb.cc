@@ -22,9 +22,29 @@ const std::string& firstOf(const std::string& a, const std::string& b, const std
     return !a.empty() ? a : !b.empty() ? b : c;
 }
 
-/// Nothing when it went away meanwhile, or is none.
-std::optional<UsbDevice> readDevice(const std::string& folder, const std::string& name, const UsbNamer& namer) {
-    const std::string at = folder + "/" + name + "/";
+}  // namespace
+
+UsbNames lookUpUsb(uint32_t vendor, uint32_t product) {
+    sd_hwdb* opened = nullptr;
+    if (sd_hwdb_new(&opened) < 0) return {};
+    const std::unique_ptr<sd_hwdb, decltype(&sd_hwdb_unref)> database(opened, sd_hwdb_unref);
+    const std::string device = hex("usb:v%04X", vendor) + hex("p%04X", product);
+    const auto get = [&](const char* key) -> std::string {
+        const char* value = nullptr;
+        return sd_hwdb_get(database.get(), device.c_str(), key, &value) < 0 ? "" : value;
+    };
+    return {get("ID_VENDOR_FROM_DATABASE"), get("ID_MODEL_FROM_DATABASE")};
+}
+
+UsbNames UsbReader::namesOf(uint32_t vendor, uint32_t product) {
+    if (const auto found = names_.find({vendor, product}); found != names_.end()) return found->second;
+    UsbNames names = namer_(vendor, product);
+    if (!names.maker.empty()) names_[{vendor, product}] = names;
+    return names;
+}
+
+std::optional<UsbDevice> UsbReader::readDevice(const std::string& name) {
+    const std::string at = sysfs_ + "/bus/usb/devices/" + name + "/";
     const auto bus = readNumber(at + "busnum", 10);
     const auto number = readNumber(at + "devnum", 10);
     const auto vendor = readNumber(at + "idVendor", 16);
@@ -34,7 +54,7 @@ std::optional<UsbDevice> readDevice(const std::string& folder, const std::string
 
     const std::string maker = readAttribute(at + "manufacturer");
     const std::string model = readAttribute(at + "product");
-    const UsbNames known = namer(*vendor, *product);
+    const UsbNames known = namesOf(*vendor, *product);
     const std::string vendorNumber = hex("Vendor %04x", *vendor);
     const std::string productNumber = hex("Device %04x", *product);
     UsbDevice device;
@@ -50,26 +70,11 @@ std::optional<UsbDevice> readDevice(const std::string& folder, const std::string
     return device;
 }
 
-}  // namespace
-
-UsbNames lookUpUsb(uint32_t vendor, uint32_t product) {
-    sd_hwdb* opened = nullptr;
-    if (sd_hwdb_new(&opened) < 0) return {};
-    const std::unique_ptr<sd_hwdb, decltype(&sd_hwdb_unref)> database(opened, sd_hwdb_unref);
-    const std::string device = hex("usb:v%04X", vendor) + hex("p%04X", product);
-    const auto get = [&](const char* key) -> std::string {
-        const char* value = nullptr;
-        return sd_hwdb_get(database.get(), device.c_str(), key, &value) < 0 ? "" : value;
-    };
-    return {get("ID_VENDOR_FROM_DATABASE"), get("ID_MODEL_FROM_DATABASE")};
-}
-
-Reading<UsbDevice> readUsb(const std::string& sysfs, const UsbNamer& namer) {
+Reading<UsbDevice> UsbReader::read() {
     Reading<UsbDevice> reading;
-    const std::string folder = sysfs + "/bus/usb/devices";
-    for (const std::string& name : namesIn(folder)) {
+    for (const std::string& name : namesIn(sysfs_ + "/bus/usb/devices")) {
         if (name.find(':') != std::string::npos) continue;  // an interface of a device
-        if (auto device = readDevice(folder, name, namer)) reading.rows.push_back(std::move(*device));
+        if (auto device = readDevice(name)) reading.rows.push_back(std::move(*device));
     }
     if (reading.rows.empty()) reading.problem = "there are none";
     return reading;
@@ -77,7 +82,8 @@ Reading<UsbDevice> readUsb(const std::string& sysfs, const UsbNamer& namer) {
 
 UsbDevices::UsbDevices(const std::string& sysfs, const UsbNamer& namer)
     : WatchedTable(
-          "USB devices", [sysfs, namer] { return readUsb(sysfs, namer); }, kMaxAge, kPatience, kIds) {
+          "USB devices", [reader = std::make_shared<UsbReader>(sysfs, namer)] { return reader->read(); }, kMaxAge,
+          kPatience, kIds) {
     watch().readFirst(std::chrono::milliseconds(0));
 }
 

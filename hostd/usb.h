@@ -2,7 +2,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "hostd/watched_table.h"
 
@@ -35,7 +38,21 @@ using UsbNamer = std::function<UsbNames(uint32_t vendor, uint32_t product)>;
 [[nodiscard]] UsbNames lookUpUsb(uint32_t vendor, uint32_t product);
 
 /// Reads the devices in SYSFS/bus/usb. Their own texts stay locked while a device is being reset, so it can block.
-[[nodiscard]] Reading<UsbDevice> readUsb(const std::string& sysfs, const UsbNamer& namer);
+/// Names are looked up when a device is new, and again as long as it has none.
+class UsbReader {
+  public:
+    UsbReader(std::string sysfs, UsbNamer namer) : sysfs_(std::move(sysfs)), namer_(std::move(namer)) {}
+    [[nodiscard]] Reading<UsbDevice> read();
+
+  private:
+    [[nodiscard]] UsbNames namesOf(uint32_t vendor, uint32_t product);
+    /// Nothing when it went away meanwhile, or is none.
+    [[nodiscard]] std::optional<UsbDevice> readDevice(const std::string& name);
+
+    std::string sysfs_;
+    UsbNamer namer_;
+    std::map<std::pair<uint32_t, uint32_t>, UsbNames> names_;  ///< by vendor and product
+};
 
 /// {24, 6}: the USB devices, root hubs included. An id says bus and number, as lsusb(8) does: 128 for each bus.
 class UsbDevices : public WatchedTable<UsbDevice> {
