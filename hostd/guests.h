@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 
@@ -8,7 +9,7 @@
 
 namespace hostd {
 
-/// The guests of one kind, as libvirt tells them. Nothing is read, and the library isn't loaded, before somebody asks.
+/// The guests of one kind, as libvirt tells them.
 class Guests : public WatchedTable<Guest> {
   public:
     static constexpr uint64_t kMaxAge = 5000;     ///< ms
@@ -16,8 +17,11 @@ class Guests : public WatchedTable<Guest> {
     static constexpr IdRange kIds{1, 0x10000};
 
   protected:
+    /// Starts the first reading.
     Guests(std::string what, std::function<Reading<Guest>()> read)
-        : WatchedTable(std::move(what), std::move(read), kMaxAge, kPatience, kIds) {}
+        : WatchedTable(std::move(what), std::move(read), kMaxAge, kPatience, kIds) {
+        watch().readFirst(std::chrono::milliseconds(0));
+    }
 };
 
 /// {112, 1}: virtual machines (KVM).

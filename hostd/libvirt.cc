@@ -16,7 +16,6 @@ namespace hostd {
 namespace {
 
 constexpr const char* kLibrary = "libvirt.so.0";
-constexpr size_t kMostGuests = 4096;
 constexpr unsigned long kKibOfMib = 1024;
 
 /// The library's functions, those that are used here.
@@ -96,7 +95,7 @@ uint32_t Guest::likedId() const {
     return 1 + sum % 0xffff;
 }
 
-Reading<Guest> readGuests(const std::string& uri) {
+Reading<Guest> readGuests(const std::string& uri, size_t most) {
     const Library library;
     if (!library.isWhole()) return {std::string(kLibrary) + " isn't there", {}};
     const std::unique_ptr<virConnect, decltype(&::virConnectClose)> connection(library.open(uri.c_str()),
@@ -107,12 +106,17 @@ Reading<Guest> readGuests(const std::string& uri) {
     const std::unique_ptr<virDomainPtr, decltype(&std::free)> array(listed, std::free);
 
     Reading<Guest> reading;
+    size_t leftOut = 0;
     for (virDomainPtr raw : std::span(listed, static_cast<size_t>(count))) {
         const Domain domain(raw, library.drop);
         Guest guest;
-        if (reading.rows.size() < kMostGuests && describe(library, raw, guest))
+        if (reading.rows.size() >= most)
+            ++leftOut;
+        else if (describe(library, raw, guest))
             reading.rows.push_back(std::move(guest));
     }
+    if (leftOut > 0)
+        reading.problem = std::to_string(leftOut) + " more than the " + std::to_string(most) + " there is room for";
     return reading;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -33,8 +34,11 @@ struct Guest {
     [[nodiscard]] uint32_t likedId() const;
 };
 
-/// Asks libvirt, whose library is loaded here, for all guests at a URI, also those that don't run. Waits for its
+constexpr size_t kMostGuests = 4096;
+
+/// Asks libvirt, whose library is loaded here, for the guests at a URI, also those that don't run. Waits for its
 /// daemon, so it can block.
-[[nodiscard]] Reading<Guest> readGuests(const std::string& uri);
+/// @param most  how many; the problem says how many more there are
+[[nodiscard]] Reading<Guest> readGuests(const std::string& uri, size_t most = kMostGuests);
 
 }  // namespace hostd
