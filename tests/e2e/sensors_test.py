@@ -2,6 +2,7 @@
 mount namespaces of the processes: libsensors reads nothing but /sys. Guests are those of libvirt's test driver."""
 
 import pathlib
+import shlex
 import shutil
 import subprocess
 import sys
@@ -75,6 +76,36 @@ class Sensors(unittest.TestCase):
         self.assertEqual({name[-1] >> 16 for name in names}, {1, 2})
         self.assertEqual([text for name, text in walk().values().items() if name.startswith(f"{VM_ENTRY}.6.")],
                          ['STRING: "running"'] * 2)
+
+
+def devices_of_lspci():
+    """{name: (maker, model)} as lspci(8) says; empty without a PCI bus."""
+    said = subprocess.run(["lspci", "-Dmm"], capture_output=True, text=True)
+    lines = [[word for word in shlex.split(line) if not word.startswith("-")] for line in said.stdout.splitlines()]
+    return {words[0]: (words[2], words[3]) for words in lines}
+
+
+class PciDevices(unittest.TestCase):
+    def test_they_are_those_of_lspci(self):
+        expected = devices_of_lspci()
+        if not expected:
+            print("\n*** NOT TESTED: this machine has no PCI devices ***", file=sys.stderr)
+            self.skipTest("no PCI devices")
+        agent = Deployment("node")
+        self.addCleanup(agent.close)
+        agent.start().open()
+        names = lambda: {value for (column, _), value in agent.walk(ENTITY_ENTRY, "walk").items() if column == 7}
+        eventually(lambda: set(expected) <= names(), "the devices are listed")
+        table = agent.walk(ENTITY_ENTRY, "walk")
+        indexes = [index for column, index in table if column == 1 and 0x20000 <= int(index) < 0x40000]
+        shown = {table[7, index]: (table[12, index], table[13, index]) for index in indexes}
+        self.assertEqual(shown, expected)
+        for index in indexes:
+            domain, bus, device, function = (int(part, 16) for part in table[7, index].replace(".", ":").split(":"))
+            if domain == 0:
+                self.assertEqual(int(index), 0x20000 | bus << 8 | device << 3 | function)
+            self.assertEqual(table[2, index], " ".join(shown[table[7, index]]))
+            self.assertEqual(table[4, index], str(0x10000))
 
 
 if __name__ == "__main__":

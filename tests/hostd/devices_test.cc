@@ -1,6 +1,7 @@
 // PCI and USB devices of a prepared tree, and the USB reset.
 
 #include <gmock/gmock.h>
+#include <pthread.h>
 
 #include <algorithm>
 
@@ -97,6 +98,14 @@ TEST_F(DevicesTest, ADamagedListOfNamesCostsNamesOnly) {
         EXPECT_NE(reading.problem, "");
     }
     EXPECT_THAT(PciReader(tree.path("none")).read().rows, IsEmpty());
+
+    PciReader patient(tree.path(), tree.path("later"));
+    PciReader hasty(tree.path(), tree.path("later"), std::chrono::milliseconds(0));
+    for (PciReader* reader : {&patient, &hasty}) EXPECT_NE(reader->read().problem, "");
+    tree.write("later", kIds);
+    EXPECT_EQ(patient.read().rows.at(0).model, "Device 100e");  // not each second
+    EXPECT_EQ(hasty.read().rows.at(0).model, "82540EM Gigabit Ethernet Controller");
+    EXPECT_EQ(hasty.read().problem, "");
 }
 
 TEST_F(DevicesTest, UsbRowsAreWhatDevicesSayAndTheListKnows) {
@@ -133,6 +142,28 @@ TEST_F(DevicesTest, UsbRowsAreWhatDevicesSayAndTheListKnows) {
     EXPECT_TRUE(becomes(table, usb::Name, {"129:usb1", "138:1-1.4", "257:usb2"}));
 }
 
+TEST_F(DevicesTest, UsbNamesAreLookedUpOnceTheyAreKnown) {
+    plugUsb("usb1", "1", "1");
+    plugUsb("usb2", "2", "1");
+    plugUsb("usb3", "3", "1", "1d6b", "0003");
+    bool isThere = false;
+    int lookUps = 0;
+    UsbReader reader(tree.path(), [&](uint32_t, uint32_t product) -> UsbNames {
+        ++lookUps;
+        return isThere ? UsbNames{"Linux Foundation", std::to_string(product) + ".0 root hub"} : UsbNames{};
+    });
+    EXPECT_EQ(reader.read().rows.at(2).modelName, "Device 0003");
+    isThere = true;  // udev has made its database
+    lookUps = 0;
+    for (int i = 0; i < 3; ++i) {
+        const auto rows = reader.read().rows;
+        ASSERT_EQ(rows.size(), 3U);
+        EXPECT_EQ(rows[1].modelName, "2.0 root hub");
+        EXPECT_EQ(rows[2].modelName, "3.0 root hub");
+    }
+    EXPECT_EQ(lookUps, 2);
+}
+
 TEST_F(DevicesTest, UsbPortsAreSwitchedOffAndOnAgain) {
     const std::vector<std::string> ports = {"bus/usb/devices/1-0:1.0/usb1-port1/disable",
                                             "bus/usb/devices/2-0:1.0/usb2-port1/disable"};
@@ -146,12 +177,12 @@ TEST_F(DevicesTest, UsbPortsAreSwitchedOffAndOnAgain) {
         });
     };
     UsbReset without(tree.path(), true);
-    EXPECT_EQ(reset(without), tn::error::Refused);  // no port
-    for (const std::string& port : ports) tree.write(port, "0\n");
+    EXPECT_EQ(reset(without), tn::error::Refused);               // no port
+    for (const std::string& port : ports) tree.write(port, "");  // it isn't read: the kernel would ask the hub
     tree.write(behindHub, "0\n");
     UsbReset forbidden(tree.path(), false);
     EXPECT_EQ(reset(forbidden), tn::error::Refused);
-    EXPECT_TRUE(are("0"));
+    EXPECT_TRUE(are(""));
 
     auto owner = std::make_unique<UsbReset>(tree.path(), true);
     EXPECT_EQ(reset(*owner), 0U);
@@ -169,6 +200,27 @@ TEST_F(DevicesTest, UsbPortsAreSwitchedOffAndOnAgain) {
     EXPECT_EQ(reset(without), 0U);
     EXPECT_TRUE(are("1"));
     EXPECT_TRUE(are("0"));  // by itself
+}
+
+TEST_F(DevicesTest, AUsbResetWithoutAThreadIsRefusedAndLeavesNoneUnderWay) {
+    const std::string port = "bus/usb/devices/1-0:1.0/usb1-port1/disable";
+    tree.write(port, "0\n");
+    UsbReset owner(tree.path(), true);
+    tn::message request;
+    request.insert_u32(usb_reset::Seconds, UsbReset::kMostSeconds);
+    pthread_attr_t usual;
+    pthread_attr_t huge;
+    ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
+    ASSERT_EQ(pthread_getattr_default_np(&huge), 0);
+    pthread_attr_setstacksize(&huge, size_t{1} << 50);  // more than there are addresses
+    ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
+    EXPECT_EQ(errorOf(ask(owner, UsbReset::kSwitchOff, request)), tn::error::Refused);
+    ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
+    EXPECT_EQ(readAttribute(tree.path(port)), "0");
+    EXPECT_EQ(errorOf(ask(owner, UsbReset::kSwitchOff, request)), 0U);
+    EXPECT_TRUE(becomesTrue([&] { return readAttribute(tree.path(port)) == "1"; }));
+    pthread_attr_destroy(&usual);
+    pthread_attr_destroy(&huge);
 }
 
 }  // namespace hostd

@@ -6,6 +6,7 @@
 #include <libvirt/libvirt.h>
 #include <libvirt/virterror.h>
 
+#include <algorithm>
 #include <atomic>
 #include <future>
 #include <map>
@@ -127,7 +128,10 @@ TEST_F(LibvirtTest, WalksIncreaseWhileGuestsComeAndGo) {
             clock.milliseconds += Guests::kMaxAge;
             const int before = *readings;
             const tn::message reply = ask(machines, tn::cmd::GetAll, request);
-            EXPECT_TRUE(becomesTrue([&] { return *readings > before; }));  // the next page is of other guests
+            EXPECT_TRUE(becomesTrue([&] {                             // the next page is of other guests
+                static_cast<void>(ask(machines, tn::cmd::GetCount));  // a reading may have been about to end before
+                return *readings > before;
+            }));
             for (const tn::message& row : reply.get_message_array(field::Objects)) {
                 if (ids.empty() || row.get_u32(field::ObjectId) != ids.back())
                     ids.push_back(row.get_u32(field::ObjectId));
@@ -148,6 +152,44 @@ TEST(Guests, AreAbsentWithTheirReasonWithoutLibvirt) {
     const Reading<Guest> reading = readGuests("test:///no/such/file.xml");
     EXPECT_THAT(reading.rows, IsEmpty());
     EXPECT_THAT(reading.problem, ::testing::StartsWith("test:///no/such/file.xml: "));
+}
+
+TEST_F(LibvirtTest, GuestsWithoutRoomAreCounted) {
+    const Domain second = create("second");
+    const Domain third = create("third");
+    const Reading<Guest> reading = readGuests(kUri, 1);
+    EXPECT_EQ(reading.rows.size(), 1U);
+    EXPECT_EQ(reading.problem, "2 more than the 1 there is room for");
+    EXPECT_EQ(readGuests(kUri, 3).problem, "");
+    virDomainDestroy(second.get());
+    virDomainDestroy(third.get());
+}
+
+TEST(Guests, AreReadAtTheStartAndKeepTheirIdsThroughAFailure) {
+    test::HandClock clock;
+    const auto readings = std::make_shared<std::atomic<int>>(0);  // the reader outlives this
+    VirtualMachines machines([readings]() -> Reading<Guest> {
+        const int turn = ++*readings;
+        if (turn == 2) return {"no answer", {}};
+        Reading<Guest> reading;
+        for (const char* key : {"Aa", "BB"}) {  // both would like the same id
+            Guest guest;
+            guest.key = guest.name = key;
+            reading.rows.push_back(guest);
+        }
+        if (turn == 3) std::ranges::reverse(reading.rows);
+        return reading;
+    });
+    EXPECT_TRUE(becomesTrue([&] { return *readings == 1; }));  // before anybody asks
+    const auto names = [&] { return listed(machines, field::Name); };
+    EXPECT_TRUE(becomesTrue([&] { return names().size() == 2; }));
+    const auto before = names();
+    clock.milliseconds += Guests::kMaxAge;
+    EXPECT_TRUE(becomesTrue([&] { return names().empty(); }));
+    clock.milliseconds += Guests::kMaxAge;
+    EXPECT_TRUE(becomesTrue([&] { return !names().empty(); }));
+    EXPECT_EQ(*readings, 3);
+    EXPECT_EQ(names(), before);
 }
 
 TEST(Guests, ThatHangDelayNoAnswer) {
@@ -260,6 +302,60 @@ TEST(Watch, StaysFreshAfterSomebodyAsked) {
         return *readings >= 4;
     }));
     EXPECT_GE(*watch.ask(), 3);
+}
+
+TEST(Watch, TellsSeldomPollersWhatIsTrue) {
+    test::HandClock clock;
+    tn::Looper looper({});
+    const auto truth = std::make_shared<std::atomic<uint64_t>>(0);
+    const auto readings = std::make_shared<std::atomic<int>>(0);
+    Watch<uint64_t> watch(
+        "test",
+        [truth, readings] {
+            ++*readings;
+            return truth->load();
+        },
+        10, 1000, 10);
+    static_cast<void>(watch.ask());
+    for (const uint64_t minutes : {5U, 15U, 60U}) {
+        for (uint64_t passed = 0; passed < minutes * 60'000; passed += Watch<uint64_t>::kPause) {
+            const int before = *readings;
+            clock.milliseconds += Watch<uint64_t>::kPause;
+            *truth = clock.milliseconds;
+            ASSERT_TRUE(becomesTrue([&] {
+                looper.runOnce(1);
+                return *readings > before;
+            }));
+            watch.readFirst(std::chrono::seconds(5));  // none is due: waits for the one under way
+        }
+        clock.milliseconds += Watch<uint64_t>::kPause - 1;
+        const auto reading = watch.ask();
+        ASSERT_TRUE(reading) << minutes;
+        EXPECT_EQ(*reading, *truth) << minutes;
+    }
+}
+
+TEST(Watch, ShowsNothingOld) {
+    test::HandClock clock;
+    const auto truth = std::make_shared<std::atomic<int>>(1);
+    Watch<int> watch(
+        "test", [truth] { return truth->load(); }, 1000, 1000);
+    watch.readFirst(std::chrono::seconds(5));
+    clock.milliseconds += 86'400'000;
+    *truth = 2;
+    auto reading = watch.ask();  // the first question, a day after the start
+    ASSERT_TRUE(reading);
+    EXPECT_EQ(*reading, 2);
+
+    *truth = 3;
+    clock.milliseconds += Watch<int>::kOldest;
+    reading = watch.ask();
+    ASSERT_TRUE(reading);
+    EXPECT_EQ(*reading, 2);
+    watch.readFirst(std::chrono::seconds(5));
+    clock.milliseconds += Watch<int>::kOldest + 1;
+    EXPECT_FALSE(watch.ask());
+    EXPECT_TRUE(becomesTrue([&] { return watch.ask() != nullptr; }));
 }
 
 }  // namespace hostd
