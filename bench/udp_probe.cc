@@ -15,7 +15,7 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr auto kPatience = 120s;
+constexpr auto kPatience = 120s;  // a server may be at work for long
 
 volatile std::sig_atomic_t isEnded = 0;
 
