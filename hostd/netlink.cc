@@ -10,6 +10,8 @@ namespace hostd {
 namespace {
 
 // The kernel makes packets of a dump as large as the reader's buffer allows, up to 32 KiB.
+// Only of links with all their virtual functions, which nobody here asks for, it makes larger ones. A notification may
+// be longer: that of a route with thousands of next hops.
 constexpr size_t kPacket = 32768;
 constexpr int kPatience = 1000;  // milliseconds
 
@@ -49,14 +51,23 @@ bool NetlinkSocket::send(std::span<const uint8_t> requests) {
 
 NetlinkSocket::Outcome NetlinkSocket::take(size_t packets, const Taker& taker) const {
     alignas(nlmsghdr) std::array<uint8_t, kPacket> packet;  // filled by recv
+    bool isCut = false;
+    Outcome outcome = Outcome::Full;
     while (packets-- > 0) {
-        const ssize_t n = ::recv(fd(), packet.data(), packet.size(), MSG_DONTWAIT);
+        const ssize_t n = ::recv(fd(), packet.data(), packet.size(), MSG_DONTWAIT | MSG_TRUNC);
         if (n < 0 && errno == EINTR) continue;
-        if (n < 0 && errno == EAGAIN) return Outcome::Empty;
+        if (n < 0 && errno == EAGAIN) {
+            outcome = Outcome::Empty;
+            break;
+        }
         if (n < 0) return errno == ENOBUFS ? Outcome::Overrun : Outcome::Failed;
-        forEachMessage({packet.data(), static_cast<size_t>(n)}, taker);
+        const auto size = static_cast<size_t>(n);  // of the packet as it was sent
+        isCut = isCut || size > packet.size();
+        forEachMessage({packet.data(), std::min(size, packet.size())}, taker);
     }
-    return Outcome::Full;
+    if (!isCut) return outcome;
+    errno = EMSGSIZE;
+    return Outcome::Overrun;
 }
 
 bool NetlinkSocket::takeAnswer(const Taker& taker) const {

@@ -39,9 +39,9 @@ bool RouteMonitor::open(uint64_t now) {
 }
 
 uint64_t RouteMonitor::due() const {
-    if (state_ != State::Idle) return 0;
     // The kernel goes on losing notifications, without saying so again, until all that wait have been read.
-    return isWanted_ && !isBehind_ ? std::max(wantedAt_, earliest_) : kNever;
+    if (state_ != State::Idle || isBehind_) return 0;
+    return isWanted_ ? std::max(wantedAt_, earliest_) : kNever;
 }
 
 void RouteMonitor::drain(uint64_t now, size_t packets) {
@@ -137,7 +137,7 @@ void RouteMonitor::begin(uint64_t now) {
 void RouteMonitor::work(uint64_t now) {
     if (state_ == State::Listing) {
         takeListed(now);
-    } else if (state_ == State::Settling) {
+    } else if (state_ == State::Settling || isBehind_) {
         drain(now, kPacketsSettled);
     } else if (state_ == State::Sweeping) {
         if (table_.sweep(kEntriesSwept)) end(now);
