@@ -6,6 +6,8 @@
 
 #include <optional>
 
+#include "hostd/ipv4_mask.h"
+
 namespace hostd {
 
 namespace {
@@ -16,8 +18,6 @@ void requestAddresses(NetlinkRequests& requests) {
     requests.add<ifaddrmsg>(RTM_GETADDR, NLM_F_DUMP, 0).ifa_family = AF_INET;
     requests.finish();
 }
-
-uint32_t maskOf(uint32_t prefix) { return prefix == 0 ? 0 : UINT32_MAX << (kBits - prefix); }
 
 /// RTM_NEWADDR, RTM_DELADDR; nothing when it isn't about an IPv4 address.
 std::optional<AddressKey> readAddress(const nlmsghdr& message) {

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <linux/rtnetlink.h>
 
+#include "hostd/ipv4_mask.h"
 #include "hostd/netlink.h"
 
 namespace hostd {

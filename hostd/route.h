@@ -33,7 +33,4 @@ struct Route {
 /// main table, or is malformed.
 [[nodiscard]] bool readRoute(const nlmsghdr& message, Route& route);
 
-/// The mask of a prefix of this length, 0 to 32.
-[[nodiscard]] constexpr uint32_t maskOf(unsigned length) { return length == 0 ? 0 : UINT32_MAX << (32 - length); }
-
 }  // namespace hostd

@@ -91,7 +91,7 @@ void RouteTable::beginListing() {
     isListing_ = true;
     removed_.clear();
     sweepAt_ = {};
-    areSparesSwept_ = false;
+    isSweeping_ = areSparesSwept_ = false;
     swept_ = 0;
 }
 
@@ -113,13 +113,14 @@ void RouteTable::list(const nlmsghdr& message) {
 }
 
 bool RouteTable::sweep(size_t most) {
+    isSweeping_ = true;
     // Spares first, since they move up where rows go.
     if (!areSparesSwept_) {
         areSparesSwept_ = sweepIn(spares_, most);
         return false;
     }
     if (!sweepIn(rows_, most)) return false;
-    isListing_ = false;
+    isListing_ = isSweeping_ = false;
     removed_.clear();
     return true;
 }
@@ -213,10 +214,15 @@ void RouteTable::insert(const RouteEntry& entry) {
     if (isNew) return;
     if (!entry.isBetterThan(*at)) {
         spares_.insert(entry);
+        return;
+    }
+    if (isSweeping_ && at->listing != listing_) {  // among the spares it might be behind the sweep
+        count(*at, -1);
+        ++swept_;
     } else {
         spares_.insert(*at);
-        rows_.insert(rows_.erase(at), entry);
     }
+    rows_.insert(rows_.erase(at), entry);
 }
 
 /// What stands at that place afterwards: the best spare with the same key, or the next row.

@@ -137,6 +137,7 @@ class RouteTable {
     Id lastListed_;
     int32_t lastPlace_ = INT32_MIN;  ///< of that one
     RouteKey sweepAt_;
+    bool isSweeping_ = false;
     bool areSparesSwept_ = false;
     size_t swept_ = 0;
 };

@@ -5,6 +5,7 @@
 
 #include <bit>
 
+#include "hostd/ipv4_mask.h"
 #include "tn/looper.h"
 #include "tn/sources.h"
 
@@ -56,7 +57,10 @@ const RouteEntry& entryOf(uint64_t row) { return *reinterpret_cast<const RouteEn
 Routes::Routes() : OwnerTable({route::Destination, route::Mask, route::Gateway}) {}
 
 Routes::~Routes() {
-    if (tn::Looper* looper = tn::getLooper(); looper != nullptr && watchedFd_ >= 0) looper->removeSocket(watchedFd_);
+    tn::Looper* looper = tn::getLooper();
+    if (looper == nullptr) return;
+    if (watchedFd_ >= 0) looper->removeSocket(watchedFd_);
+    looper->removeTimer(timer_);
 }
 
 void Routes::loadPermData() {
@@ -96,10 +100,14 @@ void Routes::arrange() {
     arrangedFor_ = due;
     looper->removeTimer(timer_);
     const uint64_t now = tn::getMilliseconds();
-    if (due <= now)
-        looper->defer([this] { work(); });
-    else
+    if (due > now) {
         timer_ = looper->addTimer([this] { work(); }, due - now);
+        return;
+    }
+    // A timer of 0 ms may be late by one, as long as a slice takes.
+    looper->defer([this, here = std::weak_ptr<void>(isHere_)] {
+        if (!here.expired()) work();
+    });
 }
 
 Routes::Row Routes::lowerBound(const RowKey& key) const {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "hostd/owner_table.h"
 #include "hostd/route_monitor.h"
 
@@ -41,7 +43,8 @@ class Routes : public OwnerTable {
     bool isWatching_ = false;  ///< the kernel's notifications
     int watchedFd_ = -1;
     uint64_t timer_ = 0;
-    uint64_t arrangedFor_ = RouteMonitor::kNever;  ///< when work() will be called
+    std::shared_ptr<void> isHere_ = std::make_shared<char>();  ///< for work that the loop deferred: gone with this
+    uint64_t arrangedFor_ = RouteMonitor::kNever;              ///< when work() will be called
 };
 
 /// What sort of route one is, in the numbers of the contract of {44, 1}.

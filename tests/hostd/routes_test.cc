@@ -182,6 +182,20 @@ TEST_F(RouteTableTest, AListingBringsTheTableUpToDateWhileNotificationsGoOn) {
     EXPECT_TRUE(table.takeDoubt());
 }
 
+TEST_F(RouteTableTest, WhatIsToldDuringASweepBringsNothingBackThatHasGone) {
+    const Route route = routeTo("10.1.0.0/16", {via("10.0.0.1", 3)});
+    adds(with(route, 20));
+    table.beginListing();            // it has gone unnoticed
+    ASSERT_FALSE(table.sweep(100));  // those behind rows
+    adds(with(route, 10));
+    endsListing();
+    EXPECT_THAT(rows(), ElementsAre("10.1.0.0/16 10.0.0.1 dev 3 metric 10"));
+    EXPECT_EQ(table.swept(), 1U);
+    removes(with(route, 10));
+    EXPECT_THAT(rows(), IsEmpty());
+    EXPECT_FALSE(table.usesLink(3));
+}
+
 namespace {
 
 /// The main table of a kernel: routes in the order of its trie, and the notifications of each change.
@@ -348,7 +362,10 @@ class Follower {
         if (!packet.empty()) return;
         read(SIZE_MAX);
         while (!table.sweep(1))
-            if (!isSettling_) kernel_.change();
+            if (!isSettling_) {
+                kernel_.change();
+                read(kernel_.any(3));
+            }
         isListing_ = false;
         if (table.swept() > 0 || std::exchange(wereLost_, false)) isWanted_ = true;
     }
