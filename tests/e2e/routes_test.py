@@ -14,7 +14,8 @@ from harness import Deployment, Namespace, eventually
 CIDR_NUMBER, CIDR_ENTRY, ROUTE_ENTRY = "1.3.6.1.2.1.4.24.3.0", "1.3.6.1.2.1.4.24.4.1", "1.3.6.1.2.1.4.21.1"
 IF_INDEX, TYPE, PROTO, METRIC = 5, 6, 7, 11  # columns of ipCidrRouteTable (RFC 2096)
 OTHER, LOCAL, REMOTE = "1", "3", "4"
-PROTOCOLS = {"boot": "3", "static": "3", "rip": "8", "ospf": "13", "bgp": "14"}
+PROTOCOLS = {"boot": "3", "static": "3", "rip": "8", "ospf": "13", "bgp": "14",
+             "kernel": "3", "bird": "3", "zebra": "3", "dhcp": "3"}  # netmgmt(3): which protocol told them isn't known
 
 # The client prints octets as text when they happen to be printable: these addresses never are.
 LINKS = [["link", "set", "lo", "up"], *(words for n in (1, 2, 3) for words in (
@@ -31,6 +32,8 @@ ROUTES = [
     ["10.8.0.0/16", "dev", "v3", "proto", "static"],
     ["10.8.0.0/16", "via", "10.0.1.2", "tos", "8", "proto", "ospf"],
     ["10.8.0.0/17", "via", "10.0.1.2", "proto", "rip"],
+    *([f"10.21.{n}.0/24", "via", "10.0.1.2", "proto", name]
+      for n, name in enumerate(("kernel", "bird", "zebra", "dhcp"))),
     ["blackhole", "10.66.0.0/16"], ["unreachable", "10.67.0.0/16"], ["prohibit", "10.68.0.0/16"],
     ["224.0.0.0/4", "dev", "v2"],
 ]
