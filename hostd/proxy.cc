@@ -3,6 +3,7 @@
 #include <optional>
 #include <utility>
 
+#include "hostd/log.h"
 #include "hostd/sizes.h"
 #include "tn/sources.h"
 
@@ -20,30 +21,23 @@ void insertSize(tn::message& m, tn::u32_id field, std::optional<uint64_t> value)
 
 }  // namespace
 
-Proxy::Proxy(std::function<SquidReading()> read) : background_("proxy", std::move(read), kMaxAge, kPatience) {}
+Proxy::Proxy(std::function<SquidReading()> read) : watch_("proxy", std::move(read), kMaxAge, kPatience) {}
 
-void Proxy::refresh(uint64_t now) {
-    // A reading that was just waited for is younger than `now`.
-    const auto isOlder = [&](const auto& reading, uint64_t age) { return !reading || reading->at + age <= now; };
-    auto latest = background_.latest(now);
-    if (isOlder(latest, kMaxAge) && (!waitedAt_ || now - *waitedAt_ >= kMaxAge)) {
-        waitedAt_ = now;
-        background_.readFirst(now, std::chrono::milliseconds(kWait));
-        latest = background_.latest(now);
-    }
-    if (isOlder(latest, kTooOld)) latest = nullptr;
-    if (latest && latest->problem != problem_) {
-        problem_ = latest->problem;
+std::shared_ptr<const SquidReading> Proxy::latest() {
+    auto reading = watch_.ask();
+    if (!reading || reading->at + kTooOld <= tn::getMilliseconds()) return nullptr;
+    if (reading->problem != problem_) {
+        problem_ = reading->problem;
         hostLog << "proxy: " << (problem_.empty() ? "squid answers" : problem_);
     }
-    taken_ = std::move(latest);
+    return reading;
 }
 
 tn::message Proxy::cmdGet(const tn::message&) {
-    refresh(tn::getMilliseconds());
     tn::message reply;
-    if (!taken_) return reply;
-    const SquidFigures& figures = taken_->figures;
+    const auto reading = latest();
+    if (!reading) return reply;
+    const SquidFigures& figures = reading->figures;
     if (figures.startedAt) reply.insert_u32(proxy::StartedAt, *figures.startedAt);
     insertCounter(reply, proxy::ServerRequests, figures.serverRequests);
     insertCounter(reply, proxy::Hits, figures.hits);

@@ -4,20 +4,19 @@
 #include <memory>
 #include <string>
 
-#include "hostd/background.h"
 #include "hostd/squid.h"
+#include "hostd/watch.h"
 #include "tn/handler.h"
 
 namespace hostd {
 
-/// {96, 1}: the web proxy's counters. squid is asked on a helper thread, when somebody asks here and the last reading
-/// is older than kMaxAge. Whoever asks then waits for the new one, but at most kWait, and that once within kMaxAge;
-/// else the older one is shown, up to kTooOld. Without squid all fields are absent.
+/// {96, 1}: the web proxy's counters. squid is asked on a helper thread, every kMaxAge as long as somebody asks here
+/// (see Watch). Nobody waits for it: what is shown is the last answer, if it isn't older than kTooOld. Before there is
+/// one, and without squid, all fields are absent.
 class Proxy : public tn::Handler {
   public:
-    static constexpr uint64_t kMaxAge = 5000;      ///< ms; squid writes two lines for each reading into its log
+    static constexpr uint64_t kMaxAge = 15'000;    ///< ms; squid writes two lines for each reading into its log
     static constexpr uint64_t kTooOld = 60'000;    ///< ms
-    static constexpr uint64_t kWait = 100;         ///< ms
     static constexpr uint64_t kPatience = 15'000;  ///< ms
 
     /// @param read  runs on the helper thread
@@ -26,11 +25,9 @@ class Proxy : public tn::Handler {
     tn::message cmdGet(const tn::message& request) override;
 
   private:
-    void refresh(uint64_t now);
+    [[nodiscard]] std::shared_ptr<const SquidReading> latest();
 
-    Background<SquidReading> background_;
-    std::shared_ptr<const SquidReading> taken_;
-    std::optional<uint64_t> waitedAt_;
+    Watch<SquidReading> watch_;
     std::string problem_;
 };
 

@@ -10,30 +10,41 @@
 #include <utility>
 
 #include "hostd/log.h"
+#include "hostd/netlink.h"
+#include "tn/looper.h"
 #include "tn/sources.h"
 
 namespace hostd {
 
 namespace {
 
+constexpr uint64_t kPatience = 5000;  // ms
+
 uint32_t low(uint64_t value) { return static_cast<uint32_t>(value); }
 
 /// The kernel's queues, through a socket that is kept.
 class KernelQueues {
   public:
-    std::optional<QueueRows> read() {
+    QueueReading read() { return {.at = tn::getMilliseconds(), .rows = rows()}; }
+
+  private:
+    std::optional<QueueRows> rows() {
         if (!socket_.isOpen() && !socket_.open(NETLINK_ROUTE, 0)) return {};
         std::vector<Qdisc> qdiscs;
         std::vector<Qdisc> classes;
         bool isWhole = dump(RTM_GETQDISC, {}, qdiscs);
         for (const Qdisc& qdisc : qdiscs)
             if (isWhole && hasClasses(qdisc)) isWhole = dump(RTM_GETTCLASS, qdisc, classes);
-        if (isWhole) return makeQueueRows(qdiscs, classes, [this](uint32_t ifindex) { return nameOf(ifindex); });
+        std::map<uint32_t, std::string> names;  // asked for once: an interface can have thousands of classes
+        const auto nameOf = [&](uint32_t ifindex) {
+            const auto [known, isNew] = names.try_emplace(ifindex);
+            if (isNew) known->second = askName(ifindex);
+            return known->second;
+        };
+        if (isWhole) return makeQueueRows(qdiscs, classes, nameOf);
         socket_.close();  // with what is left of an answer
         return {};
     }
-
-  private:
     /// @param of  the one whose classes are wanted: the kernel lists all of them for a handle of 0
     bool dump(uint16_t type, const Qdisc& of, std::vector<Qdisc>& found) {
         NetlinkRequests requests;
@@ -45,7 +56,7 @@ class KernelQueues {
             if (auto one = readQdisc(message)) found.push_back(std::move(*one));
         });
     }
-    [[nodiscard]] std::string nameOf(uint32_t ifindex) const {
+    [[nodiscard]] std::string askName(uint32_t ifindex) const {
         ifreq request{};
         request.ifr_ifindex = static_cast<int>(ifindex);
         return ::ioctl(socket_.fd(), SIOCGIFNAME, &request) == 0 ? request.ifr_name : "";
@@ -60,14 +71,44 @@ QueueSource kernelQueues() {
     return [kernel = std::make_shared<KernelQueues>()] { return kernel->read(); };
 }
 
+QueueReadings::QueueReadings(QueueSource source) : background_("queues", std::move(source), kMaxAge, kPatience) {}
+
+QueueReadings::~QueueReadings() {
+    if (tn::Looper* looper = tn::getLooper()) looper->removeTimer(timer_);
+}
+
+void QueueReadings::keepReading() {
+    take();
+    tn::Looper* looper = tn::getLooper();
+    if (looper == nullptr) return;
+    isEager_ = askedAt_ && tn::getMilliseconds() - *askedAt_ < kLinger;
+    looper->removeTimer(timer_);
+    timer_ = looper->addTimer([this] { keepReading(); }, isEager_ ? kMaxAge : kIdleAge);
+}
+
 void QueueReadings::refresh() {
+    askedAt_ = tn::getMilliseconds();
+    if (isEager_)
+        take();
+    else
+        keepReading();  // faster from now on
+}
+
+void QueueReadings::take() {
     const uint64_t now = tn::getMilliseconds();
-    if (readAt_ && now - *readAt_ < kMaxAge) return;
-    readAt_ = now;
-    auto rows = source_();
-    if (!rows && !std::exchange(isLogged_, true)) hostLog << "queues: not read: the kernel doesn't tell them";
-    if (rows) isLogged_ = false;
-    rows_ = std::move(rows).value_or(QueueRows());
+    const auto latest = background_.latest(now);
+    if (latest && latest->rows) {
+        taken_ = latest;
+        isLogged_ = false;
+    }
+    if (taken_ && taken_->at + kTooOld <= now) taken_ = nullptr;
+    if (!taken_ && latest && !latest->rows && !std::exchange(isLogged_, true))
+        hostLog << "queues: not read: the kernel doesn't tell them";
+}
+
+const QueueRows& QueueReadings::rows() const {
+    static const QueueRows kNone;
+    return taken_ ? *taken_->rows : kNone;
 }
 
 void InterfaceQueues::listRow(uint32_t id, tn::message& row) const {

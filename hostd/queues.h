@@ -5,31 +5,52 @@
 #include <memory>
 #include <optional>
 
+#include "hostd/background.h"
 #include "hostd/id_table.h"
-#include "hostd/netlink.h"
 #include "hostd/qdisc.h"
+#include "tn/thin_runner.h"
 
 namespace hostd {
 
-/// Reads the queues of all interfaces. Nothing when the kernel doesn't tell them.
-using QueueSource = std::function<std::optional<QueueRows>()>;
+struct QueueReading {
+    uint64_t at = 0;                ///< milliseconds of tn::getMilliseconds, when it began
+    std::optional<QueueRows> rows;  ///< nothing when the kernel didn't tell them, or they changed meanwhile
+};
+
+/// Reads the queues of all interfaces. It can block: a dump waits for whoever changes the network's configuration.
+using QueueSource = std::function<QueueReading()>;
 [[nodiscard]] QueueSource kernelQueues();
 
-/// The last reading of the queues, shared by the tables that show it. The kernel gives no notice of counters, so they
-/// are read whole when somebody asks and the last reading is older than kMaxAge.
+/// The last whole reading of the queues, shared by the tables that show it; nobody who asks waits for one. The kernel
+/// gives no notice of counters, so they are read whole, on a helper thread: every kMaxAge while somebody asks, and
+/// every kIdleAge when nobody does, so that whoever comes every few minutes finds counters of this moment, too. A
+/// failure takes nothing away until the last whole reading is older than kTooOld.
 class QueueReadings {
   public:
-    static constexpr uint64_t kMaxAge = 250;  ///< ms
+    static constexpr uint64_t kMaxAge = 250;     ///< ms
+    static constexpr uint64_t kLinger = 5000;    ///< ms after a question, in which the next one is expected
+    static constexpr uint64_t kIdleAge = 5000;   ///< ms
+    static constexpr uint64_t kTooOld = 15'000;  ///< ms
 
-    explicit QueueReadings(QueueSource source = kernelQueues()) : source_(std::move(source)) {}
-    void refresh();
-    [[nodiscard]] const QueueRows& rows() const { return rows_; }
+    /// @param source  runs on the helper thread
+    explicit QueueReadings(QueueSource source = kernelQueues());
+    ~QueueReadings();
+    QueueReadings(const QueueReadings&) = delete;
+    QueueReadings& operator=(const QueueReadings&) = delete;
+
+    void keepReading();  ///< from now on; needs the process's loop, without which it is read when somebody asks
+    void refresh();      ///< somebody asks
+    [[nodiscard]] const QueueRows& rows() const;  ///< as of the last refresh
 
   private:
-    QueueSource source_;
-    QueueRows rows_;
-    std::optional<uint64_t> readAt_;
+    void take();
+
+    Background<QueueReading> background_;
+    std::shared_ptr<const QueueReading> taken_;
+    std::optional<uint64_t> askedAt_;
+    bool isEager_ = false;
     bool isLogged_ = false;
+    tn::ThinRunner::TimerId timer_ = 0;
 };
 
 /// A table of the last reading.
@@ -38,6 +59,7 @@ template <auto Rows>
 class QueueTable : public IdTable {
   public:
     explicit QueueTable(std::shared_ptr<QueueReadings> readings) : readings_(std::move(readings)) {}
+    void loadPermData() override { readings_->keepReading(); }
 
   protected:
     [[nodiscard]] const auto& rows() const { return readings_->rows().*Rows; }

@@ -6,16 +6,15 @@ import json
 import re
 import signal
 import sys
-import time
 import unittest
 
 from harness import Deployment, Namespace, eventually, plain
 
 ADDRESS_ENTRY, ARP_ENTRY, FORWARDING_ENTRY = "1.3.6.1.2.1.4.20.1", "1.3.6.1.2.1.4.22.1", "1.3.6.1.2.1.17.4.3.1"
+BRIDGE_ADDRESS, STP_PRIORITY = "1.3.6.1.2.1.17.1.1.0", "1.3.6.1.2.1.17.2.2.0"
 QUEUE_ENTRY, CLASS_ENTRY = "1.3.6.1.4.1.49999.1.1.2.1.1", "1.3.6.1.4.1.49999.1.1.2.2.1"
 INVALID, DYNAMIC, STATIC = "2", "3", "4"
 LEARNED, SELF = "3", "4"
-KEPT_COUNTERS = 0.3  # seconds: counters shown may be 250 ms old
 
 # MAC addresses with unprintable octets: the client prints the others as text.
 LINKS = [["link", "set", "lo", "up"],
@@ -191,6 +190,18 @@ class Ip:
         self.near.run("bridge", "fdb", "del", "02:00:00:00:01:99", "dev", "near1", "master")
         self.assertNotIn(octets("02:00:00:00:01:99"), shown())
 
+    def test_the_scalars_are_those_of_the_first_bridge(self):
+        def told():
+            link, = self.near.ip("-details", "link", "show", "br1")
+            return link["address"].replace(":", ""), str(link["linkinfo"]["info_data"]["priority"])
+
+        shown = lambda: tuple(plain(self.agent.get(name)) for name in (BRIDGE_ADDRESS, STP_PRIORITY))
+        self.assertEqual(shown(), told())
+        self.addCleanup(self.near.run, "ip", "link", "set", "br1", "type", "bridge", "priority", "32768")
+        self.near.run("ip", "link", "set", "br1", "type", "bridge", "priority", "4096")
+        self.becomes(shown, told, "a changed priority")
+        self.assertEqual(shown()[1], "4096")
+
     def test_the_owner_has_the_entries_of_every_bridge_in_order(self):
         self.answered("10.97.2.2")
 
@@ -235,15 +246,21 @@ class Ip:
 
         before = self.classes()
         qdiscs = json.loads(self.tc("-json", "-s", "qdisc", "show", "dev", "near1"))
-        time.sleep(KEPT_COUNTERS)
-        interfaces, tree = self.rows(QUEUE_ENTRY), self.rows(CLASS_ENTRY)
+        root = next(qdisc for qdisc in qdiscs if qdisc.get("root"))
+        ingress = next(qdisc for qdisc in qdiscs if qdisc["kind"] == "ingress")
+
+        def read_later():
+            interfaces, tree = self.rows(QUEUE_ENTRY), self.rows(CLASS_ENTRY)
+            row = interfaces.get(index, {})
+            is_later = int(row.get(9, -1)) >= root["bytes"] and int(row.get(8, -1)) >= ingress["bytes"]
+            return (interfaces, tree) if is_later else None
+
+        interfaces, tree = eventually(read_later, "counters not older than tc's", 10)
         after = self.classes()
 
         self.assertEqual(list(interfaces), [index])  # the others don't queue
         row = interfaces[index]
         self.assertEqual((row[2], row[3], row[7]), ("near1", "0.0.0.0", index))
-        root = next(qdisc for qdisc in qdiscs if qdisc.get("root"))
-        ingress = next(qdisc for qdisc in qdiscs if qdisc["kind"] == "ingress")
         for column, told in [(9, root["bytes"]), (11, root["packets"]), (13, root["drops"]), (8, ingress["bytes"]),
                              (10, ingress["packets"]), (12, ingress["drops"])]:
             self.assertLessEqual(told, int(row[column]), f"column {column}")

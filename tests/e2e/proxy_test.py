@@ -87,7 +87,11 @@ class Proxy(unittest.TestCase):
         return squid
 
     def test_figures_are_those_of_the_cache_manager_as_squid_comes_and_goes(self):
-        without = self.shown()
+        def without_squid():
+            shown = self.shown()
+            return shown if "proxy: " in self.agent.said() else None
+
+        without = eventually(without_squid, "squid's absence is noticed")
         self.assertEqual([without[name] for name in (MEMORY, STORAGE, HITS, CLIENT_OUT, SERVER_IN)], [0] * 5)
         squid = self.start_squid()
         for _ in range(3):
@@ -97,7 +101,7 @@ class Proxy(unittest.TestCase):
 
         # The agent's own questions count as what is sent to clients, a few KiB each.
         found = lambda: self.shown()[CLIENT_OUT] >= told["client_http.kbytes_out"] * 1024
-        eventually(found, "the agent has found squid", 30)
+        eventually(found, "the agent has found squid", 60)
         shown = self.shown()
         self.assertEqual(shown[HITS], told["client_http.hits"])
         self.assertEqual(shown[SERVER_REQUESTS], told["server.all.requests"])
@@ -111,9 +115,9 @@ class Proxy(unittest.TestCase):
         self.assertGreaterEqual(shown[UPTIME] + 1, int(told["UP Time"]))
 
         squid.end(signal.SIGKILL)
-        eventually(lambda: self.shown()[HITS] == 0, "squid's figures go with it", 30)
+        eventually(lambda: self.shown()[HITS] == 0, "squid's figures go with it", 60)
         self.start_squid()
-        eventually(lambda: self.shown()[MEMORY] > 0, "squid is found again", 30)
+        eventually(lambda: self.shown()[MEMORY] > 0, "squid is found again", 60)
         said = re.findall(r"proxy: (.*)", self.agent.said())
         self.assertEqual([line == "squid answers" for line in said], [False, True, False, True], said)
 

@@ -93,12 +93,10 @@ class ProxyTest : public ::testing::Test {
     Proxy proxy{[squid = squid] { return squid->read(); }};
 };
 
-TEST_F(ProxyTest, TheFirstToAskGetsFigures) {
+TEST_F(ProxyTest, TheFirstToAskStartsAReadingForThoseWhoFollow) {
+    EXPECT_TRUE(get().empty());
     tn::message reply;
-    for (int i = 0; i < 5 && reply.empty(); ++i) {  // a busy machine may take longer than anybody waits
-        Proxy fresh([squid = squid] { return squid->read(); });
-        reply = ask(fresh, tn::cmd::Get);
-    }
+    EXPECT_TRUE(becomesTrue([&] { return !(reply = get()).empty(); }));
     EXPECT_EQ(reply.get_u32(proxy::StartedAt), 900U);
     EXPECT_EQ(reply.get_u32(proxy::ServerRequests), 31U);
     EXPECT_EQ(reply.get_u32(proxy::Hits), 2U);             // a counter wraps
@@ -107,16 +105,17 @@ TEST_F(ProxyTest, TheFirstToAskGetsFigures) {
     EXPECT_EQ(reply.get_u32(proxy::ServerIn), 32U);
     EXPECT_EQ(reply.get_u32(proxy::ServerOut), 33U);
     EXPECT_EQ(reply.get_u32(proxy::ClientOut), 21U);
-    EXPECT_TRUE(becomesTrue([&] { return get().has(proxy::Hits); }));
-    const int readings = squid->readings;
     pass(Proxy::kMaxAge - 1);
     EXPECT_TRUE(get().has(proxy::Hits));
-    EXPECT_EQ(squid->readings, readings);
+    EXPECT_EQ(squid->readings, 1);
+    pass(1);
+    EXPECT_TRUE(get().has(proxy::Hits));
+    EXPECT_TRUE(becomesTrue([&] { return squid->readings == 2; }));
     EXPECT_TRUE(tn::isError(ask(proxy, tn::cmd::Set)));
 }
 
 TEST_F(ProxyTest, ASquidThatGoesTakesItsFiguresAlongAndIsFoundAgain) {
-    (void)get();
+    EXPECT_TRUE(becomesTrue([&] { return get().has(proxy::Hits); }));
     squid->becomes("connection refused");
     pass(Proxy::kMaxAge);
     EXPECT_TRUE(becomesTrue([&] { return get().empty(); }));
@@ -127,12 +126,12 @@ TEST_F(ProxyTest, ASquidThatGoesTakesItsFiguresAlongAndIsFoundAgain) {
     }));
 }
 
-TEST_F(ProxyTest, ASquidThatHangsHoldsNobodyUpForLong) {
+TEST_F(ProxyTest, ASquidThatHangsHoldsNobodyUp) {
     std::unique_lock hold(squid->slow);
     const auto started = std::chrono::steady_clock::now();
     for (int i = 0; i < 50; ++i) EXPECT_TRUE(get().empty());
     const auto took = std::chrono::steady_clock::now() - started;
-    EXPECT_LT(took, 10 * std::chrono::milliseconds(Proxy::kWait));  // one waited
+    EXPECT_LT(took, std::chrono::seconds(1));
     EXPECT_TRUE(becomesTrue([&] { return squid->readings == 1; }));
     hold.unlock();
     EXPECT_TRUE(becomesTrue([&] { return get().has(proxy::Hits); }));

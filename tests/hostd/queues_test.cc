@@ -7,9 +7,13 @@
 #include <linux/pkt_sched.h>
 #include <linux/rtnetlink.h>
 
+#include <atomic>
+#include <mutex>
+
 #include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
 #include "tests/hostd/netlink_message.h"
+#include "tn/looper.h"
 
 namespace hostd {
 
@@ -17,8 +21,8 @@ namespace {
 
 namespace field = tn::field;
 using test::ask;
+using test::becomesTrue;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 using TcMessage = test::NetlinkMessage<tcmsg>;
 
@@ -133,22 +137,48 @@ TEST(QueueTree, IdsDependOnNothingButTheNameAndAreUnique) {
     EXPECT_EQ(id(alone, "eth3 1:10"), id(rows, "eth3 1:10"));
 }
 
-TEST(QueueTables, ShareOneReadingAndAskTheKernelNotTooOften) {
-    test::HandClock clock;
-    int readings = 0;
-    bool isThere = true;
-    const auto shared = std::make_shared<QueueReadings>([&]() -> std::optional<QueueRows> {
-        if (!isThere) return {};
+/// A kernel that the test leads: 2^32 octets and as many as there were readings.
+struct Kernel {
+    QueueReading read() {
         const uint64_t octets = 0x1'0000'0000U + static_cast<uint64_t>(++readings);
+        const std::lock_guard waits(slow);
+        if (!tells) return {.at = now, .rows = {}};
         QueueRows rows;
         rows.interfaces[3] = {"eth3", QueueCounters{octets, 0x1'0000'0002, 9}, {}};
         rows.classes[7] = {"eth3 1:10", "eth3 1:1", 6, {octets, 4, 5}};
         rows.classes[6] = {"eth3 1:1", "eth3", 0, {}};
-        return rows;
-    });
-    InterfaceQueues interfaces(shared);
-    QueueTree classes(shared);
+        return {.at = now, .rows = rows};
+    }
+    std::atomic<int> readings = 0;
+    std::atomic<bool> tells = true;
+    std::atomic<uint64_t> now = 0;
+    std::mutex slow;  ///< held: it doesn't answer
+};
 
+class QueueTables : public ::testing::Test {
+  protected:
+    QueueTables() { pass(0); }
+    void pass(uint64_t milliseconds) {
+        clock.milliseconds += milliseconds;
+        kernel->now = clock.milliseconds;
+    }
+    size_t rowCount() { return test::rowsOf(interfaces).size(); }
+    /// Octets of the interface; 0 when it isn't listed.
+    uint64_t octets() {
+        const auto rows = test::rowsOf(interfaces);
+        return rows.empty() ? 0 : rows.at(0).get_u64(queue::SentOctets);
+    }
+
+    test::HandClock clock;
+    std::shared_ptr<Kernel> kernel = std::make_shared<Kernel>();  // a reading may outlive the test
+    std::shared_ptr<QueueReadings> shared =
+        std::make_shared<QueueReadings>([kernel = kernel] { return kernel->read(); });
+    InterfaceQueues interfaces{shared};
+    QueueTree classes{shared};
+};
+
+TEST_F(QueueTables, ShareOneReadingAndAskTheKernelNotTooOften) {
+    EXPECT_TRUE(becomesTrue([&] { return rowCount() == 1; }));
     tn::message row = test::rowsOf(interfaces).at(0);
     EXPECT_EQ(row.get_u32(field::ObjectId), 3U);
     EXPECT_EQ(row.get_string(queue::Name), "eth3");
@@ -161,16 +191,79 @@ TEST(QueueTables, ShareOneReadingAndAskTheKernelNotTooOften) {
     EXPECT_EQ(row.get_u32(queue::ParentId), 6U);
     EXPECT_THAT(row.get_string_array(queue::Parent), ElementsAre("eth3 1:1"));
     EXPECT_EQ(ask(classes, tn::cmd::GetCount).get_u32(field::Count), 2U);
-    EXPECT_EQ(readings, 1);
-    clock.milliseconds += QueueReadings::kMaxAge;
-    EXPECT_EQ(test::rowsOf(interfaces).at(0).get_u64(queue::SentOctets), 0x1'0000'0002U);
+    pass(QueueReadings::kMaxAge - 1);
+    EXPECT_EQ(octets(), 0x1'0000'0001U);
+    EXPECT_EQ(kernel->readings, 1);
+    pass(1);
+    EXPECT_TRUE(becomesTrue([&] { return octets() == 0x1'0000'0002U; }));
+}
 
-    isThere = false;
-    clock.milliseconds += QueueReadings::kMaxAge;
-    EXPECT_THAT(test::rowsOf(interfaces), IsEmpty());
-    isThere = true;
-    clock.milliseconds += QueueReadings::kMaxAge;
-    EXPECT_EQ(test::rowsOf(interfaces).size(), 1U);
+TEST_F(QueueTables, KeepTheirRowsThroughSomeSecondsOfFailure) {
+    EXPECT_TRUE(becomesTrue([&] { return rowCount() == 1; }));
+    kernel->tells = false;
+    for (uint64_t age = 1000; age < QueueReadings::kTooOld; age += 1000) {
+        const int readings = kernel->readings;
+        pass(1000);
+        EXPECT_EQ(octets(), 0x1'0000'0001U);
+        EXPECT_TRUE(becomesTrue([&] { return octets() > 0 && kernel->readings > readings; }));
+    }
+    pass(1000);
+    EXPECT_EQ(rowCount(), 0U);
+    EXPECT_EQ(ask(classes, tn::cmd::GetCount).get_u32(field::Count), 0U);
+    kernel->tells = true;
+    EXPECT_TRUE(becomesTrue([&] {
+        pass(QueueReadings::kMaxAge);
+        return rowCount() == 1;
+    }));
+}
+
+TEST_F(QueueTables, NobodyWaitsForAKernelThatHangs) {
+    std::unique_lock hold(kernel->slow);
+    const auto started = std::chrono::steady_clock::now();
+    for (int i = 0; i < 50; ++i) EXPECT_EQ(rowCount(), 0U);
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(1));
+    hold.unlock();
+    EXPECT_TRUE(becomesTrue([&] { return rowCount() == 1; }));
+    hold.lock();
+    pass(QueueReadings::kTooOld - 1);
+    EXPECT_EQ(rowCount(), 1U);
+    pass(1);
+    EXPECT_EQ(rowCount(), 0U);
+    hold.unlock();
+    EXPECT_TRUE(becomesTrue([&] {
+        pass(QueueReadings::kMaxAge);
+        return rowCount() == 1;
+    }));
+}
+
+TEST_F(QueueTables, AreReadFastAfterAQuestionAndSlowlyWithoutOne) {
+    tn::Looper looper({});
+    const auto isSlow = [&] {
+        const uint64_t next = looper.sleepTime();
+        return next > QueueReadings::kMaxAge && next <= QueueReadings::kIdleAge;
+    };
+    looper.addHandler(std::vector<uint32_t>{20, 9}, &interfaces);
+    looper.addHandler(std::vector<uint32_t>{20, 12}, &classes);
+    EXPECT_TRUE(becomesTrue([&] { return kernel->readings == 1; }));  // before anybody asks
+    EXPECT_TRUE(isSlow());
+
+    EXPECT_TRUE(becomesTrue([&] { return rowCount() == 1; }));
+    for (int readings = 2; readings <= 4; ++readings) {
+        pass(QueueReadings::kMaxAge);
+        EXPECT_FALSE(isSlow());
+        EXPECT_TRUE(becomesTrue([&] {
+            looper.runOnce(1);
+            return kernel->readings == readings;
+        }));
+    }
+    pass(QueueReadings::kLinger);
+    EXPECT_TRUE(becomesTrue([&] {
+        looper.runOnce(1);
+        return isSlow();
+    }));
+    EXPECT_TRUE(becomesTrue([&] { return kernel->readings == 5; }));
+    EXPECT_TRUE(becomesTrue([&] { return octets() == 0x1'0000'0005U; }));
+    EXPECT_FALSE(isSlow());
 }
 
 }  // namespace hostd
