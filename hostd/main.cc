@@ -2,6 +2,7 @@
 #include <iostream>
 #include <optional>
 
+#include "hostd/end_process.h"
 #include "hostd/owners.h"
 #include "hostd/spawner.h"
 #include "tn/bus_socket.h"
@@ -44,9 +45,8 @@ int runWithSpawned(tn::Looper& looper, const std::vector<std::string>& command) 
     return status;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+/// Everything from the command line to the end. @return exit status
+int serve(int argc, char** argv) {
     CLI::App app("Answers on the message bus for what this Linux host is and does", "tarnix-hostd");
     app.footer("What stands after -- goes to PROGRAM: tarnix-hostd --spawn tarnix-snmpd -- --port 1161");
     hostd::Options options;
@@ -74,3 +74,7 @@ int main(int argc, char** argv) {
     if (!looper.listen()) return 1;
     return program.empty() ? looper.run() : runWithSpawned(looper, command);
 }
+
+}  // namespace
+
+int main(int argc, char** argv) { hostd::endProcess(serve(argc, argv)); }

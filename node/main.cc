@@ -1,8 +1,12 @@
 #include "agent/core/start.h"
+#include "hostd/end_process.h"
 #include "hostd/owners.h"
 #include "tn/options.h"
 
-int main(int argc, char** argv) {
+namespace {
+
+/// Everything from the command line to the end. @return exit status
+int serve(int argc, char** argv) {
     CLI::App app("Tarnix SNMP agent and the owners of this host's data in one process", "tarnix-node");
     snmp::Options agentOptions;
     hostd::Options hostOptions;
@@ -16,3 +20,7 @@ int main(int argc, char** argv) {
     owners.addTo(*agent);  // before it runs: it asks for the version text at its start
     return snmp::runAgent(*agent);
 }
+
+}  // namespace
+
+int main(int argc, char** argv) { hostd::endProcess(serve(argc, argv)); }
