@@ -5,8 +5,6 @@
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
 
-#include <sstream>
-
 #include "hostd/addresses.h"
 #include "hostd/arp_entries.h"
 #include "hostd/forwarding.h"
@@ -17,6 +15,7 @@ namespace hostd {
 namespace {
 
 namespace field = tn::field;
+using test::dotted;
 using test::NetlinkMessage;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -42,12 +41,6 @@ NeighbourMessage forwardingMessage(uint32_t bridge, int port, uint8_t lastOfMac,
     message.octets(NDA_LLADDR, {2, 0, 0, 0, 0, lastOfMac}).value(NDA_MASTER, bridge);
     if (vlan != 0) message.value(NDA_VLAN, vlan);
     return message;
-}
-
-std::string dotted(uint32_t address) {
-    std::ostringstream out;
-    out << (address >> 24) << '.' << (address >> 16 & 255) << '.' << (address >> 8 & 255) << '.' << (address & 255);
-    return out.str();
 }
 
 /// A table, asked in process.

@@ -6,7 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "tn/address.h"
+
 namespace hostd::test {
+
+inline std::string dotted(uint32_t address) { return tn::IPAddr6::ofIPv4(address).str(); }
 
 /// A message as the kernel's rtnetlink writes them, with a fixed header such as ifaddrmsg.
 template <class Header>

@@ -70,4 +70,10 @@ inline RouteMessage messageOf(const Route& route, uint16_t type = RTM_NEWROUTE, 
     });
 }
 
+inline Route with(Route route, uint32_t metric, uint8_t tos = 0) {
+    route.metric = metric;
+    route.tos = tos;
+    return route;
+}
+
 }  // namespace hostd::test
