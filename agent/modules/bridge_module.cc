@@ -92,7 +92,7 @@ class HostProvider : public GetAllProvider {
 constexpr auto kDot1dBridge = under(kMib2, 17);
 constexpr auto kDot1dBase = under(kDot1dBridge, 1);
 constexpr auto kDot1dStp = under(kDot1dBridge, 2);
-constexpr int kIeee8021d = 3;  // dot1dStpProtocolSpecification
+constexpr int kIeee8021d = 3;  // RFC 1493, 4.2
 
 constexpr Column<Bridge> kBaseObjects[] = {
     {1, "dot1dBaseBridgeAddress", tag::OctetString, FixedOctets<Bridge>{&Bridge::mac, kMacOctets}},
