@@ -3,7 +3,6 @@
 import os
 import pathlib
 import shutil
-import signal
 import socket
 import subprocess
 import tempfile
@@ -115,7 +114,7 @@ class WhateverLiesInTheFolder(unittest.TestCase):
         self.assertEqual(agent.get(SYS_SERVICES), "INTEGER: 78")
         self.assertEqual(agent.get(f"{EXAMPLE}.9.0"), "INTEGER: 7")
         self.assertEqual(agent.said().count("Refusing to search for snmp plugins"), 1)
-        self.assertEqual(agent.stop(), [-signal.SIGABRT])
+        self.assertEqual(agent.stop(), [0])  # no destructors run where helper threads may be in a library
         agent.start()
         eventually(lambda: agent.snmp("get", f"{EXAMPLE}.9.0").status == 0, "it serves again")
 
