@@ -1,0 +1,38 @@
+// The description of a guest as libvirt gives it: whatever it holds, the guest's row fits into a message and comes out
+// of one as it went in.
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+#include "hostd/guests.h"
+#include "hostd/row_text.h"
+
+namespace {
+
+void require(bool condition) {
+    if (!condition) std::abort();
+}
+
+class Machines : public hostd::VirtualMachines {
+  public:
+    Machines() : VirtualMachines([] { return hostd::Reading<hostd::Guest>(); }) {}
+    using VirtualMachines::list;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static const Machines machines;
+    hostd::Guest guest;
+    guest.config = hostd::parseGuest({reinterpret_cast<const char*>(data), size});
+    tn::message row;
+    machines.list(guest, row);
+    for (const tn::string_id text : {tn::field::Comment, hostd::virtual_machine::Disk, hostd::virtual_machine::Kernel,
+                                     hostd::virtual_machine::Initrd}) {
+        const size_t length = row.get_string(text).size();
+        require(length <= hostd::kMostText && row.has(text) == (length > 0));
+    }
+    tn::message read;
+    require(tn::message::unflatten(row.flatten(), read) && read == row);
+    return 0;
+}
