@@ -118,6 +118,24 @@ def is_zombie(pid):
         return True
 
 
+def not_tested(why):
+    """Skips a test or a class of tests, loudly."""
+    print(f"\n*** NOT TESTED: {why.strip()} ***", file=sys.stderr)
+    raise unittest.SkipTest(why)
+
+
+def for_each_kind(*kinds):
+    """Of a class of tests makes one TestCase for each kind of Deployment, which finds it in `kind`."""
+    def decorate(tests):
+        for kind in kinds:
+            name = f"{tests.__name__}_{kind}"
+            members = {"kind": kind, "__module__": tests.__module__}
+            setattr(sys.modules[tests.__module__], name, type(name, (tests, unittest.TestCase), members))
+        return tests
+
+    return decorate
+
+
 class Answer:
     """What a client printed, and how it ended."""
 
@@ -158,8 +176,7 @@ class Namespace:
         for command in commands:
             made = subprocess.run(command, capture_output=True, text=True)
             if made.returncode != 0:
-                print(f"\n*** NOT TESTED: {made.args}: {made.stderr.strip()} ***", file=sys.stderr)
-                raise unittest.SkipTest(made.stderr)
+                not_tested(f"{made.args}: {made.stderr}")
 
     def run(self, *words, stdin=""):
         """What a command prints that runs in it, and has to succeed."""
@@ -185,6 +202,11 @@ class Deployment:
         self.port = free_port()
         self.daemons = {}
         self.output = self.root / "output"
+
+    def ends_with(self, test):
+        """Everything is cleaned up after the test, or after the class of tests."""
+        (test.addClassCleanup if isinstance(test, type) else test.addCleanup)(self.close)
+        return self
 
     # --- processes
 
@@ -289,33 +311,21 @@ class Deployment:
 
 # --- requests made by hand, for what Debian's clients can't show: silence, and whom an answer comes from
 
-GET, GET_NEXT = 0xA0, 0xA1
+_GET = 0xA0
 _FIRST_ID = 0x10000000  # so that BER writes each request id with four octets
 
 
 def _tlv(tag, content):
-    size = len(content)
-    length = bytes([size]) if size < 128 else b"\x82" + size.to_bytes(2, "big")
-    return bytes([tag]) + length + content
+    return bytes([tag, len(content)]) + content
 
 
-def _name(text):
-    first, second, *rest = (int(part) for part in text.split("."))
-    octets = bytes([first * 40 + second])
-    for part in rest:
-        groups = [part & 0x7F]
-        while part := part >> 7:
-            groups.append(part & 0x7F | 0x80)
-        octets += bytes(reversed(groups))
-    return _tlv(0x06, octets)
-
-
-def request(request_id, name, community="common", pdu=GET):
-    """A v2c message that asks for one object."""
-    binding = _tlv(0x30, _name(name) + b"\x05\x00")
+def request(request_id, name, community="common"):
+    """A v2c message, shorter than 128 octets, that asks for one object, whose numbers are below 128."""
+    octets = bytes([0x2B, *map(int, name.split(".")[2:])])  # 1.3 is one octet
+    binding = _tlv(0x30, _tlv(0x06, octets) + b"\x05\x00")
     numbers = _tlv(0x02, (_FIRST_ID + request_id).to_bytes(4, "big")) + b"\x02\x01\x00\x02\x01\x00"
     content = numbers + _tlv(0x30, binding)
-    return _tlv(0x30, b"\x02\x01\x01" + _tlv(0x04, community.encode()) + _tlv(pdu, content))
+    return _tlv(0x30, b"\x02\x01\x01" + _tlv(0x04, community.encode()) + _tlv(_GET, content))
 
 
 def request_id_of(reply):

@@ -13,8 +13,7 @@ VENDOR = "1.3.6.1.4.1.49999"
 
 class TheVendorsMib(unittest.TestCase):
     def setUp(self):
-        self.agent = Deployment("node")
-        self.addCleanup(self.agent.close)
+        self.agent = Deployment("node").ends_with(self)
         scripts = self.agent.root / "tern/scripts"
         scripts.mkdir(parents=True)
         (scripts / "hello").write_text("#!/bin/sh\n")
@@ -35,14 +34,11 @@ class TheVendorsMib(unittest.TestCase):
             self.assertRegex(name, r"^TARNIX-MIB::\w+$")
 
     def test_every_value_has_a_name_and_its_type(self):
-        walk = self.client("snmpbulkwalk", "-v2c", "-c", "common", "-t1", "-r10", f"127.0.0.1:{self.agent.port}", "tarnix")
+        agent = f"127.0.0.1:{self.agent.port}"
+        walk = self.client("snmpbulkwalk", "-v2c", "-c", "common", "-t1", "-r10", agent, "tarnix")
         self.assertNotIn("Wrong Type", walk)
         for name in ("systemReboot.0", "scriptName.", "healthActiveFan.0", "interfaceStatsName.1",
                      "interfaceStatsTxCompressed.1"):
             self.assertIn(f"TARNIX-MIB::{name}", walk)
         for line in walk.splitlines():
             self.assertRegex(line, r"^TARNIX-MIB::[a-zA-Z0-9]+\.\d+ = ")
-
-
-if __name__ == "__main__":
-    unittest.main()
