@@ -1,9 +1,9 @@
 """No change that was answered is lost, whenever a process is killed; and a store that can't be read is left alone."""
 
+import itertools
 import random
 import re
 import signal
-import sqlite3
 import threading
 import time
 import unittest
@@ -14,8 +14,8 @@ LONGEST_STORM = 0.3  # seconds
 
 
 class Storm:
-    """Changes of every kind at once, counting up, until nobody answers any more. What was answered last is remembered,
-    and so is what was under way, which may have happened or not."""
+    """Changes of every kind in turn, counting up, until it is over. What was answered last is remembered, and so is
+    what was under way, which may have happened or not."""
 
     def __init__(self, agent, first):
         self.agent = agent
@@ -23,8 +23,7 @@ class Storm:
         self.first = first
         self.asked = {}
         self.answered = {}
-        self.threads = [threading.Thread(target=self.run, args=(kind,)) for kind in
-                        (self.set_contact, self.set_location, self.add_community)]
+        self.thread = threading.Thread(target=self.run)
 
     def set_contact(self, number):
         return self.agent.tnctl("--timeout", 1, "snmp", "set", f"contact={number}").status == 0
@@ -37,32 +36,28 @@ class Storm:
         return self.agent.tnctl("--timeout", 1, "snmp", "community", "add", f"name=c{number}",
                                 "addresses=192.0.2.1/32").status == 0
 
-    def run(self, change):
-        number = self.first
-        while not self.over.is_set():
-            self.asked[change.__name__] = number
-            if change(number):
-                self.answered[change.__name__] = number
-            number += 1
+    def run(self):
+        for number in itertools.count(self.first):
+            for change in (self.set_contact, self.set_location, self.add_community):
+                if self.over.is_set():
+                    return
+                self.asked[change.__name__] = number
+                if change(number):
+                    self.answered[change.__name__] = number
 
     def __enter__(self):
-        for thread in self.threads:
-            thread.start()
+        self.thread.start()
         return self
 
     def __exit__(self, *_):
         self.over.set()
-        for thread in self.threads:
-            thread.join()
+        self.thread.join()
 
 
 class KilledAtAnyInstant(unittest.TestCase):
     def check(self, kind, victim, rounds):
-        """`victim` gives the pids to be killed, or a daemon to be killed and started again."""
-        agent = Deployment(kind)
-        self.addCleanup(agent.close)
-        agent.start().open()
-        answered = 0
+        """`victim` is the daemon to be killed and started again."""
+        agent = Deployment(kind).ends_with(self).start().open()
         for round_number in range(rounds):
             with Storm(agent, 1000 * round_number + 1) as storm:
                 # The instant is random, but something has been answered before it.
@@ -70,23 +65,13 @@ class KilledAtAnyInstant(unittest.TestCase):
                 time.sleep(random.uniform(0, LONGEST_STORM))
                 agent.daemons[victim].process.send_signal(signal.SIGKILL)
             agent.daemons.pop(victim).end(signal.SIGKILL)
-            if victim == "hostd" and kind == "spawn":
-                eventually(lambda: b"" == self.left_behind(agent), "the agent went too")
-            self.start_again(agent, victim)
+            if victim == "hostd":
+                gone = lambda: agent.tnctl("--timeout", 0.2, "message", "34", "get").status != 0
+                eventually(gone, "the spawned agent went too")
+            agent.start_part(victim)
+            agent.wait_for("24,2")
+            agent.wait_for("34")
             self.assert_kept(agent, storm)
-            answered += sum(storm.answered.values())
-        self.assertGreater(answered, 0)
-
-    @staticmethod
-    def left_behind(agent):
-        """What still holds the agent's number: a spawned agent that hasn't noticed yet."""
-        return b"" if agent.tnctl("--timeout", 0.2, "message", "34", "get").status != 0 else b"agent"
-
-    @staticmethod
-    def start_again(agent, victim):
-        agent.start_part(victim)
-        agent.wait_for("24,2")
-        agent.wait_for("34")
 
     def assert_kept(self, agent, storm):
         settings = agent.configure().out
@@ -109,67 +94,36 @@ class KilledAtAnyInstant(unittest.TestCase):
         self.check("spawn", "hostd", 8)
 
 
-def cut_off(content):
-    return content[:len(content) // 2]
-
-
-def overwritten(content):
-    return content[:4096] + b"\xff" * (len(content) - 4096)
-
-
 class StoreThatCannotBeRead(unittest.TestCase):
-    """For each store and each way to spoil it: one line, the file stays as it is, everything else goes on."""
+    """One line, the file stays as it is, everything else goes on."""
 
-    def spoil(self, agent, name, how):
-        path = agent.store(name)
-        if how == "foreign":
-            path.write_bytes(b"precious = yes\n" * 20)
-        elif how == "another database":
-            path.unlink()
-            with sqlite3.connect(path) as other:
-                other.execute("CREATE TABLE precious (id INTEGER)")
-            other.close()
-        else:
-            path.write_bytes({"cut off": cut_off, "overwritten": overwritten}[how](path.read_bytes()))
-        return path.read_bytes()
-
-    def check(self, name, refused, works):
-        """`refused` is a change that needs the store, `works` one that doesn't."""
-        agent = Deployment("node")
-        self.addCleanup(agent.close)
-        agent.start().open()
+    def test_settings_and_communities(self):
+        agent = Deployment("node").ends_with(self).start().open()
         agent.stop()
-        whole = agent.store(name).read_bytes()
-        for how in ("foreign", "another database", "cut off", "overwritten"):
-            with self.subTest(store=name, how=how):
-                spoilt = self.spoil(agent, name, how)
+        for name, refused, works in [  # a change that needs the store, and one that doesn't
+                ("snmpd", ["set", "contact=noc"], ["community", "set", "private", "write-access=no"]),
+                ("snmp-communities", ["community", "add", "name=x", "addresses=::1/128"], ["set", "contact=noc"])]:
+            with self.subTest(store=name):
+                store = agent.store(name)
+                whole = store.read_bytes()
+                spoilt = whole[:4096] + b"\xff" * (len(whole) - 4096)
+                store.write_bytes(spoilt)
                 agent.output.unlink()
                 agent.start()
                 answer = agent.tnctl("snmp", *refused)
                 self.assertEqual(answer.status, 1, answer)
-                self.assertIn(str(agent.store(name)), answer.err)
+                self.assertIn(str(store), answer.err)
                 self.assertEqual(len(answer.err.splitlines()), 1, answer)
-                answer = agent.tnctl("snmp", *works)
-                self.assertEqual(answer.status, 0, answer)
+                agent.configure(*works)
                 self.assertEqual(agent.stop(), [0])
 
-                complaints = [line for line in agent.said().splitlines() if line.startswith("store: ")]
-                self.assertEqual(len(complaints), 1, agent.said())
-                where = re.escape(str(agent.store(name)))
-                self.assertRegex(complaints[0], f"^store: {where}: .*; it is left as it is$")
-                self.assertEqual(agent.store(name).read_bytes(), spoilt)
-                agent.store(name).write_bytes(whole)
-
-    def test_settings(self):
-        self.check("snmpd", ["set", "contact=noc"], ["community", "set", "private", "write-access=no"])
-
-    def test_communities(self):
-        self.check("snmp-communities", ["community", "add", "name=other", "addresses=192.0.2.1/32"],
-                   ["set", "contact=noc"])
+                complaint, = [line for line in agent.said().splitlines() if line.startswith("store: ")]
+                self.assertRegex(complaint, f"^store: {re.escape(str(store))}: .*; it is left as it is$")
+                self.assertEqual(store.read_bytes(), spoilt)
+                store.write_bytes(whole)
 
     def test_undo_journal_loses_undo_alone(self):
-        agent = Deployment("node")
-        self.addCleanup(agent.close)
+        agent = Deployment("node").ends_with(self)
         agent.store("undo").parent.mkdir(parents=True)
         agent.store("undo").write_bytes(b"precious\n" * 20)
         agent.start().open()
