@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <future>
 
 #include "echo_server.h"
 #include "peers.h"
@@ -15,22 +16,19 @@
 namespace tn {
 namespace {
 
-/// Keeps replies and notifications that come to it.
-class Client : public Handler {
-  public:
-    void handleReply(const message& reply) override { late.push_back(reply.get_u32(1)); }
-    message cmdUnknown(const message& m, uint32_t command) override {
-        if (command == 0x10004) notes.push_back(m.get_u32(1));
-        return {};
-    }
-    std::vector<uint32_t> late;
-    std::vector<uint32_t> notes;
-};
-
 uint64_t millisecondsOf(const std::function<void()>& work) {
     const uint64_t start = getMilliseconds();
     work();
     return getMilliseconds() - start;
+}
+
+/// A notification for {34, 1}.
+message noteFrom(std::vector<uint32_t> source, uint32_t n) {
+    const uint32_t path[] = {34, 1};
+    message note = request(path, kNote);
+    note.insert_u32_array(field::Source, std::move(source));
+    note.insert_u32(1, n);
+    return note;
 }
 
 class BusTest : public testing::Test {
@@ -40,7 +38,7 @@ class BusTest : public testing::Test {
 
     TempRoot root_;
     Looper looper_{{34}};
-    Client client_;
+    Listener client_;
 };
 
 TEST_F(BusTest, RequestAndReplyCrossUnchangedAndTheCallerIsNamedByTheKernel) {
@@ -75,14 +73,14 @@ TEST_F(BusTest, LargestPacketsPassAndLargerOnesAreAnErrorAtOnce) {
     EXPECT_EQ(errorOf(looper_.sendMessage(large)), error::TooLarge);
 }
 
-TEST_F(BusTest, NobodyThereIsAnErrorAtOnceBeforeAndAfterAProcessLived) {
+TEST_F(BusTest, NobodyThereIsAnErrorAtOnceBeforeAndAfterAProcessDied) {
     EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable); }), 500U);
     EXPECT_FALSE(client_.sendCmd(ask(0), kOneWay));
     {
-        Peer peer({24}, serve);
+        const Peer peer({24}, serve);
         EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
-        peer.end(SIGKILL);  // leaves its socket behind
-    }
+        EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(ask(kDie), 5000)), error::Unreachable); }), 1000U);
+    }  // which leaves its socket behind
     EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable); }), 500U);
     const Peer restarted({24}, serve);
     ASSERT_TRUE(restarted.listening()) << "the socket left behind wasn't replaced";
@@ -98,58 +96,44 @@ TEST_F(BusTest, RestartWhileIdleIsNotNoticedByTheCaller) {
     EXPECT_FALSE(std::filesystem::exists(busFolder() + "/24")) << "a process that leaves takes its socket away";
 }
 
-TEST_F(BusTest, PeerThatDiesUnderTheExchangeIsAnErrorAtOnce) {
-    const Peer peer({24}, serve);
-    EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(ask(kDie), 5000)), error::Unreachable); }), 1000U);
-}
-
 TEST_F(BusTest, RequestThatWasNotReadIsSentOnceMoreAndOnlyOnce) {
+    int unread = 0;
+    const auto leavesUnread = [&](int connection) {
+        ++unread;
+        pollfd socket = {.fd = connection, .events = POLLIN, .revents = 0};
+        poll(&socket, 1, 2000);
+    };
     {
-        // The first connection closes with the request unread; the second answers.
-        const RawPeer peer(24, {[](int connection) {
-                                    pollfd socket = {.fd = connection, .events = POLLIN, .revents = 0};
-                                    poll(&socket, 1, 2000);
-                                },
-                                [](int connection) { RawPeer::answer(connection, RawPeer::read(connection)); }});
+        const RawPeer peer(24, {leavesUnread, RawPeer::answerNext});
         EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
     }
-    int connections = 0;
     {
-        const auto refuse = [&](int connection) {
-            ++connections;
-            pollfd socket = {.fd = connection, .events = POLLIN, .revents = 0};
-            poll(&socket, 1, 2000);
-        };
-        const RawPeer peer(24, {refuse, refuse});
+        const RawPeer peer(24, {leavesUnread, leavesUnread});
         EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable);
     }
-    EXPECT_EQ(connections, 2);
+    EXPECT_EQ(unread, 3);
 }
 
 TEST_F(BusTest, AfterATimeOutThePeerOwesAReplyUntilItComes) {
-    int go[2];
-    ASSERT_EQ(pipe(go), 0);
+    std::promise<void> go;
     const RawPeer peer(24, {[&](int connection) {
                            const message first = RawPeer::read(connection);
-                           char byte = 0;
-                           EXPECT_EQ(read(go[0], &byte, 1), 1);
+                           go.get_future().wait();
                            RawPeer::answer(connection, first);
-                           RawPeer::answer(connection, RawPeer::read(connection));
+                           RawPeer::answerNext(connection);
                        }});
     EXPECT_GE(millisecondsOf([&] { EXPECT_EQ(errorOf(client_.exchangeCmd(ask(0), kEcho, 50)), error::TimedOut); }),
               45U);
     for (int i = 0; i < 20; ++i) {
         EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho), 2000)), error::TimedOut); }), 500U);
     }
-    ASSERT_EQ(write(go[1], "g", 1), 1);
+    go.set_value();
     // The late reply goes to who asked, and not to the next exchange.
     EXPECT_TRUE(eventually(&looper_, [&] { return !client_.late.empty(); }));
     const message reply = exchange(ask(kEcho));
     EXPECT_EQ(errorOf(reply), 0U);
     EXPECT_NE(reply.get_u32(1), client_.late[0]);
     EXPECT_EQ(client_.late.size(), 1U);
-    close(go[0]);
-    close(go[1]);
 }
 
 /// The machine's clock, some time ahead.
@@ -164,7 +148,7 @@ TEST_F(BusTest, PeerThatStillOwesAReplyGetsAnotherChanceAfterAWhile) {
     {
         const RawPeer peer(24, {[](int connection) {
                                RawPeer::read(connection);
-                               RawPeer::answer(connection, RawPeer::read(connection));
+                               RawPeer::answerNext(connection);
                            }});
         EXPECT_EQ(errorOf(exchange(ask(kEcho), 50)), error::TimedOut);
         clock.seconds = 29;
@@ -187,41 +171,29 @@ TEST_F(BusTest, HungPeerThatIsReplacedIsAskedAgainAtOnce) {
 }
 
 TEST_F(BusTest, StraysNeitherDelayTheTimeOutNorGetLostOrReordered) {
-    message note;
-    note.insert_u32_array(field::Destination, {34, 1});
-    note.insert_u32_array(field::Source, {24, 2});
-    note.insert_u32(field::Command, 0x10004);
     const RawPeer peer(24, {[&](int connection) {
                            const message asked = RawPeer::read(connection);
-                           for (uint32_t i = 0; i < 100; ++i) {
-                               note.insert_u32(1, i);
-                               RawPeer::write(connection, note);
-                           }
+                           for (uint32_t i = 0; i < 100; ++i) RawPeer::write(connection, noteFrom({24, 2}, i));
                            RawPeer::answer(connection, asked);
                            RawPeer::read(connection);
                            // Never answers, but never stops talking.
                            pollfd end = {.fd = connection, .events = POLLIN, .revents = 0};
                            for (uint32_t i = 100; i < 300 && poll(&end, 1, 1) == 0; ++i) {
-                               note.insert_u32(1, i);
-                               RawPeer::write(connection, note);
+                               RawPeer::write(connection, noteFrom({24, 2}, i));
                            }
                        }});
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
-    EXPECT_TRUE(client_.notes.empty()) << "kept for the loop";
+    EXPECT_TRUE(client_.heard.empty()) << "kept for the loop";
     EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho), 100)), error::TimedOut); }), 400U);
-    EXPECT_TRUE(eventually(&looper_, [&] { return client_.notes.size() >= 150; }));
-    for (uint32_t i = 0; i < client_.notes.size(); ++i) ASSERT_EQ(client_.notes[i], i);
+    EXPECT_TRUE(eventually(&looper_, [&] { return client_.heard.size() >= 150; }));
+    for (uint32_t i = 0; i < client_.heard.size(); ++i) ASSERT_EQ(client_.heard[i].get_u32(1), i);
 }
 
 TEST_F(BusTest, MessagesUnderAnothersNameAndBadPacketsEndTheConnection) {
-    message forged;
-    forged.insert_u32_array(field::Destination, {34, 1});
-    forged.insert_u32_array(field::Source, {20, 0});
-    forged.insert_u32(field::Command, 0x10004);
     const std::string rubbish(100, '\xff');
     const RawPeer peer(24, {[&](int connection) {
-                                RawPeer::write(connection, forged);
-                                RawPeer::answer(connection, RawPeer::read(connection));
+                                RawPeer::write(connection, noteFrom({20, 0}, 1));
+                                RawPeer::answerNext(connection);
                                 RawPeer::waitForEnd(connection);
                             },
                             [&](int connection) {
@@ -231,36 +203,27 @@ TEST_F(BusTest, MessagesUnderAnothersNameAndBadPacketsEndTheConnection) {
                             }});
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
     for (int i = 0; i < 5; ++i) looper_.runOnce(1);
-    EXPECT_TRUE(client_.notes.empty());
+    EXPECT_TRUE(client_.heard.empty());
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable);
 }
 
 TEST_F(BusTest, PeerThatDoesNotReadCannotBlockTheCallerPastItsTimeOut) {
-    int done[2];
-    ASSERT_EQ(pipe(done), 0);
-    {
-        const RawPeer peer(24, {[&](int) {
-                               char byte = 0;
-                               EXPECT_EQ(read(done[0], &byte, 1), 1);
-                           }});
-        message large = ask(kEcho);
-        large.insert_string(2, std::string(200'000, 'x'));
-        bool full = false;
-        for (int i = 0; i < 200 && !full; ++i) full = isError(looper_.sendMessage(large));
-        EXPECT_TRUE(full) << "what waits for a peer that doesn't read must be bounded";
-        EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(large, 100)), error::TimedOut); }), 400U);
-        EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(large, 5000)), error::TimedOut); }), 400U);
-        EXPECT_EQ(write(done[1], "g", 1), 1);
-    }
-    close(done[0]);
-    close(done[1]);
+    std::promise<void> done;
+    const RawPeer peer(24, {[&](int) { done.get_future().wait(); }});
+    message large = ask(kEcho);
+    large.insert_string(2, std::string(200'000, 'x'));
+    bool full = false;
+    for (int i = 0; i < 200 && !full; ++i) full = isError(looper_.sendMessage(large));
+    EXPECT_TRUE(full) << "what waits for a peer that doesn't read must be bounded";
+    EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(large, 100)), error::TimedOut); }), 400U);
+    EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(large, 5000)), error::TimedOut); }), 400U);
+    done.set_value();
 }
 
 TEST_F(BusTest, HandlerMayExchangeWhileItsOwnRequestIsServed) {
     const Peer other({20}, [](Looper& looper) {
         static Server server;
-        const uint32_t path[] = {20, 0};
-        looper.addHandler(path, &server);
+        looper.addHandler(std::vector<uint32_t>{20, 0}, &server);
     });
     const Peer peer({24}, serve);
     message m = ask(kAskOther);

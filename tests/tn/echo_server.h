@@ -13,14 +13,13 @@ constexpr uint32_t kLong = 2;      // answers with as many octets as asked in fi
 constexpr uint32_t kDie = 3;       // ends the process without an answer
 constexpr uint32_t kAskOther = 4;  // exchanges with the path in field 2 and passes the answer on
 constexpr uint32_t kSleep = 5;     // blocks for field 1 milliseconds
-constexpr uint32_t kCount = 6;     // number of kOneWay messages so far in field 1
-constexpr uint32_t kOneWay = 7;
+constexpr uint32_t kOneWay = 6;
 
 /// The handler {24, 2} of most peers.
 class Server : public Handler {
   public:
     Server() {
-        for (uint32_t command = kEcho; command <= kCount; ++command) {
+        for (uint32_t command = kEcho; command < kOneWay; ++command) {
             policySet().add_policy(command, right::Read | right::Write);
         }
     }
@@ -39,20 +38,13 @@ class Server : public Handler {
             case kSleep:
                 usleep(m.get_u32(1) * 1000);
                 return reply;
-            case kCount:
-                reply.insert_u32(1, oneWays_);
-                return reply;
             case kOneWay:
-                ++oneWays_;
                 return reply;
             default:
                 return Handler::cmdUnknown(m, command);
         }
     }
     message handleBrkpath(const message&) override { return errorMsg(error::NotFound, "below"); }
-
-  private:
-    uint32_t oneWays_ = 0;
 };
 
 inline void serve(Looper& looper) {

@@ -34,6 +34,13 @@ void takeOver(const BusListener& held) {
     setenv("LISTEN_FDNAMES", "24", 1);
 }
 
+Peer::Setup leavesAfter(uint32_t milliseconds) {
+    return [milliseconds](Looper& looper) {
+        serve(looper);
+        looper.setupLeave(milliseconds);
+    };
+}
+
 BusListener hold() {
     std::string why;
     BusListener held = openBusListener(24, why);
@@ -42,23 +49,14 @@ BusListener hold() {
 }
 
 TEST_F(LeaveTest, ProcessThatNobodyWouldStartAgainStays) {
-    Peer peer({24}, [](Looper& looper) {
-        serve(looper);
-        looper.setupLeave(10);
-    });
+    Peer peer({24}, leavesAfter(10));
     for (int i = 0; i < 10; ++i) looper_.runOnce(10);
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
 }
 
 TEST_F(LeaveTest, IdleProcessLeavesAndABusyOneStays) {
     BusListener held = hold();
-    Peer peer(
-        {24},
-        [](Looper& looper) {
-            serve(looper);
-            looper.setupLeave(60);
-        },
-        [&] { takeOver(held); });
+    Peer peer({24}, leavesAfter(60), [&] { takeOver(held); });
     const uint64_t end = getMilliseconds() + 200;
     while (getMilliseconds() < end) ASSERT_EQ(errorOf(exchange(ask(kEcho))), 0U);
     EXPECT_TRUE(peer.ended());
@@ -68,13 +66,7 @@ TEST_F(LeaveTest, IdleProcessLeavesAndABusyOneStays) {
 
 TEST_F(LeaveTest, SubscriberKeepsAProcessFromLeavingUntilItGoes) {
     BusListener held = hold();
-    Peer peer(
-        {24},
-        [](Looper& looper) {
-            serve(looper);
-            looper.setupLeave(30);
-        },
-        [&] { takeOver(held); });
+    Peer peer({24}, leavesAfter(30), [&] { takeOver(held); });
     const uint32_t path[] = {24, 2};
     client_.subscribe(path, 0x10004, {});
     for (int i = 0; i < 10; ++i) looper_.runOnce(10);
@@ -110,13 +102,7 @@ class Spawner {
         pollfd socket = {.fd = held.socket.get(), .events = POLLIN, .revents = 0};
         while (poll(&socket, 1, -1) == 1) {
             ++*starts_;
-            Peer owner(
-                {24},
-                [](Looper& looper) {
-                    serve(looper);
-                    looper.setupLeave(1);
-                },
-                [&] { takeOver(held); });
+            Peer owner({24}, leavesAfter(1), [&] { takeOver(held); });
             if (!owner.ended()) break;
         }
         _exit(1);

@@ -15,17 +15,12 @@
 #include <utility>
 #include <vector>
 
+#include "listener.h"
 #include "tn/bus_socket.h"
 #include "tn/log.h"
 #include "tn/looper.h"
 
 namespace tn {
-
-inline uint32_t errorOf(const message& reply) {
-    uint32_t code = 0;
-    isError(reply, &code);
-    return code;
-}
 
 /// Polls the condition, running the loop meanwhile when there is one; false when it doesn't hold within 5 s.
 template <class Condition>
@@ -145,6 +140,7 @@ class RawPeer {
         reply.insert_u32(field::ReplyTo, asked.get_u32(field::RequestId));
         write(connection, reply);
     }
+    static void answerNext(int connection) { answer(connection, read(connection)); }
     /// Reads and drops until the other end closes.
     static void waitForEnd(int connection) {
         std::vector<uint8_t> buffer(kMaxPacket);

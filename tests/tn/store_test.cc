@@ -14,6 +14,7 @@
 #include <iterator>
 #include <map>
 
+#include "tests/tn/listener.h"
 #include "tests/tn/temp_root.h"
 
 namespace tn {
@@ -25,12 +26,6 @@ using testing::HasSubstr;
 using testing::Not;
 
 constexpr char kStore[] = "/tern/store/snmpd";
-
-message numbered(uint32_t n) {
-    message m;
-    m.insert_u32(1, n);
-    return m;
-}
 
 message sized(size_t octets) {
     message m;
@@ -47,10 +42,7 @@ class StoreTest : public testing::Test {
   protected:
     [[nodiscard]] static std::string file() { return rooted(kStore); }
 
-    static void write(const std::string& octets) {
-        std::filesystem::create_directories(std::filesystem::path(file()).parent_path());
-        std::ofstream(file(), std::ios::binary) << octets;
-    }
+    void write(const std::string& octets) const { temporary.write(kStore, octets); }
     /// A store of 20 messages, closed.
     static void fill() {
         Store store(kStore);
@@ -138,18 +130,16 @@ TEST_F(StoreTest, NobodyElseCanReadAnyOfItsFiles) {
     EXPECT_EQ(folder.st_mode & 07777, 0700U);
 }
 
-TEST_F(StoreTest, EmptyFileOfAFullDiskBecomesAStore) {
-    write("");
-    Store store(kStore);
-    EXPECT_TRUE(store.set(0, numbered(1))) << store.lastError();
-}
-
-TEST_F(StoreTest, MissingFileIsNotMadeUnlessAsked) {
+TEST_F(StoreTest, MissingFileIsNotMadeUnlessAskedAndAnEmptyOneBecomesAStore) {
     testing::internal::CaptureStderr();
     Store store(kStore, 4);
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("No such file"));
     EXPECT_FALSE(store.set(0, numbered(1)));
     EXPECT_FALSE(std::filesystem::exists(file()));
+
+    write("");  // what a full disk left of one
+    Store remade(kStore);
+    EXPECT_TRUE(remade.set(0, numbered(1))) << remade.lastError();
 }
 
 TEST_F(StoreTest, FileThatIsNotAStoreIsRefused) {
@@ -165,32 +155,23 @@ TEST_F(StoreTest, FileThatIsNotAStoreIsRefused) {
     expectRefused("isn't a regular file");
 }
 
-TEST_F(StoreTest, DatabaseOfAnotherApplicationIsRefused) {
-    write("");
-    execute("CREATE TABLE messages (id INTEGER PRIMARY KEY, value BLOB NOT NULL)");
-    expectRefused("another application's database");
-}
-
-TEST_F(StoreTest, LayoutOfALaterVersionIsRefused) {
-    fill();
-    execute("PRAGMA user_version = 2");
-    expectRefused("layout 2");
-}
-
-TEST_F(StoreTest, DamagedStoreIsRefused) {
-    fill();
-    overwrite(4096 * 2, std::string(4096, '\x5a'));
-    expectRefused("");
-
-    std::filesystem::remove(file());
-    fill();
-    std::filesystem::resize_file(file(), 4096 * 3 + 100);
-    expectRefused("");
-
-    std::filesystem::remove(file());
-    fill();
-    execute("UPDATE messages SET value = x'0102' WHERE id = 15");
-    expectRefused("message 15");
+TEST_F(StoreTest, DamagedOrForeignStoreIsRefused) {
+    const struct {
+        std::function<void()> happens;
+        const char* reason;
+    } cases[] = {
+        {[] { overwrite(4096 * 2, std::string(4096, '\x5a')); }, ""},
+        {[] { std::filesystem::resize_file(file(), 4096 * 3 + 100); }, ""},
+        {[] { execute("UPDATE messages SET value = x'0102' WHERE id = 15"); }, "message 15"},
+        {[] { execute("PRAGMA user_version = 2"); }, "layout 2"},
+        {[] { execute("PRAGMA application_id = 0"); }, "another application's database"},
+    };
+    for (const auto& [happens, reason] : cases) {
+        fill();
+        happens();
+        expectRefused(reason);
+        std::filesystem::remove(file());
+    }
 }
 
 TEST_F(StoreTest, DamagedStoreKeepsItsUnmergedChanges) {

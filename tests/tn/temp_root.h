@@ -2,34 +2,51 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <string>
+#include <string_view>
 
 #include "tn/paths.h"
 
 namespace tn {
 
-/// A root of its own for one test, gone with it.
-class TempRoot {
+/// A folder of its own for one test, gone with it.
+class TempTree {
   public:
-    TempRoot() {
-        std::string name = (std::filesystem::temp_directory_path() / "tn-test-XXXXXX").string();
+    TempTree() {
+        std::string name = std::filesystem::temp_directory_path() / "tn-test-XXXXXX";
         if (mkdtemp(name.data()) == nullptr) std::abort();
-        folder_ = name;
-        setRoot(folder_);
+        path_ = name;
     }
-    ~TempRoot() {
-        setRoot(before_);
+    ~TempTree() {
         std::error_code ignored;
-        std::filesystem::remove_all(folder_, ignored);
+        std::filesystem::remove_all(path_, ignored);
     }
-    TempRoot(const TempRoot&) = delete;
-    TempRoot& operator=(const TempRoot&) = delete;
+    TempTree(const TempTree&) = delete;
+    TempTree& operator=(const TempTree&) = delete;
 
-    [[nodiscard]] const std::string& folder() const { return folder_; }
+    [[nodiscard]] const std::string& path() const { return path_; }
+    [[nodiscard]] std::string path(std::string_view name) const { return path_ + "/" + std::string(name); }
+    void write(std::string_view name, std::string_view content) const {
+        const std::filesystem::path file = path(name);
+        std::filesystem::create_directories(file.parent_path());
+        std::ofstream(file, std::ios::binary) << content;
+    }
+    void remove(std::string_view name) const { std::filesystem::remove_all(path(name)); }
+
+  private:
+    std::string path_;
+};
+
+/// One that is the root as long as it lives.
+class TempRoot : public TempTree {
+  public:
+    TempRoot() { setRoot(path()); }
+    ~TempRoot() { setRoot(before_); }
+    [[nodiscard]] const std::string& folder() const { return path(); }
 
   private:
     std::string before_ = root();
-    std::string folder_;
 };
 
 }  // namespace tn

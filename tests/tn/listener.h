@@ -1,0 +1,43 @@
+#pragma once
+
+#include <vector>
+
+#include "tn/handler.h"
+
+namespace tn {
+
+constexpr uint32_t kNote = 0x10004;  // a notification
+
+/// The error code of a reply; 0 when it is none.
+inline uint32_t errorOf(const message& reply) {
+    uint32_t code = 0;
+    isError(reply, &code);
+    return code;
+}
+
+/// A message with this in field 1.
+inline message numbered(uint32_t n) {
+    message m;
+    m.insert_u32(1, n);
+    return m;
+}
+
+/// Keeps whatever comes to it.
+class Listener : public Handler {
+  public:
+    void handleReply(const message& reply) override { late.push_back(reply.get_u32(1)); }
+    message cmdUnknown(const message& m, uint32_t) override {
+        heard.push_back(m);
+        return {};
+    }
+    /// Field 1 of each that was heard.
+    [[nodiscard]] std::vector<uint32_t> numbers() const {
+        std::vector<uint32_t> all;
+        for (const message& m : heard) all.push_back(m.get_u32(1));
+        return all;
+    }
+    std::vector<message> heard;
+    std::vector<uint32_t> late;
+};
+
+}  // namespace tn
