@@ -11,7 +11,6 @@
 
 #include "hostd/log.h"
 #include "hostd/netlink.h"
-#include "tn/looper.h"
 #include "tn/sources.h"
 
 namespace hostd {
@@ -71,38 +70,26 @@ QueueSource kernelQueues() {
     return [kernel = std::make_shared<KernelQueues>()] { return kernel->read(); };
 }
 
-QueueReadings::QueueReadings(QueueSource source) : background_("queues", std::move(source), kMaxAge, kPatience) {}
+QueueReadings::QueueReadings(QueueSource source)
+    : known_("queues", keepingTheWhole(std::move(source)), kMaxAge, kPatience, kIdleAge, kLinger) {}
 
-QueueReadings::~QueueReadings() {
-    if (tn::Looper* looper = tn::getLooper()) looper->removeTimer(timer_);
-}
-
-void QueueReadings::keepReading() {
-    take();
-    tn::Looper* looper = tn::getLooper();
-    if (looper == nullptr) return;
-    isEager_ = askedAt_ && tn::getMilliseconds() - *askedAt_ < kLinger;
-    looper->removeTimer(timer_);
-    timer_ = looper->addTimer([this] { keepReading(); }, isEager_ ? kMaxAge : kIdleAge);
+std::function<QueueReadings::Known()> QueueReadings::keepingTheWhole(QueueSource source) {
+    return [source = std::move(source), known = std::make_shared<Known>()] {
+        auto next = std::make_shared<const QueueReading>(source());
+        known->isLast = next->rows.has_value();
+        if (known->isLast) known->whole = std::move(next);
+        return *known;
+    };
 }
 
 void QueueReadings::refresh() {
-    askedAt_ = tn::getMilliseconds();
-    if (isEager_)
-        take();
-    else
-        keepReading();  // faster from now on
-}
-
-void QueueReadings::take() {
-    const uint64_t now = tn::getMilliseconds();
-    const auto latest = background_.latest(now);
-    if (latest && latest->rows) {
-        taken_ = latest;
+    const auto latest = known_.ask();
+    if (latest) taken_ = latest->whole;
+    if (taken_ && taken_->at + kTooOld <= tn::getMilliseconds()) taken_ = nullptr;
+    if (!latest) return;
+    if (latest->isLast)
         isLogged_ = false;
-    }
-    if (taken_ && taken_->at + kTooOld <= now) taken_ = nullptr;
-    if (!taken_ && latest && !latest->rows && !std::exchange(isLogged_, true))
+    else if (!taken_ && !std::exchange(isLogged_, true))
         hostLog << "queues: not read: the kernel doesn't tell them";
 }
 

@@ -5,10 +5,9 @@
 #include <memory>
 #include <optional>
 
-#include "hostd/background.h"
 #include "hostd/id_table.h"
 #include "hostd/qdisc.h"
-#include "tn/thin_runner.h"
+#include "hostd/watch.h"
 
 namespace hostd {
 
@@ -34,23 +33,20 @@ class QueueReadings {
 
     /// @param source  runs on the helper thread
     explicit QueueReadings(QueueSource source = kernelQueues());
-    ~QueueReadings();
-    QueueReadings(const QueueReadings&) = delete;
-    QueueReadings& operator=(const QueueReadings&) = delete;
-
-    void keepReading();  ///< from now on; needs the process's loop, without which it is read when somebody asks
-    void refresh();      ///< somebody asks
+    void keepReading() { known_.keepReading(); }
+    void refresh();                               ///< somebody asks
     [[nodiscard]] const QueueRows& rows() const;  ///< as of the last refresh
 
   private:
-    void take();
+    struct Known {
+        std::shared_ptr<const QueueReading> whole;  ///< the last one; nullptr before there is one
+        bool isLast = false;                        ///< none has failed since
+    };
+    static std::function<Known()> keepingTheWhole(QueueSource source);
 
-    Background<QueueReading> background_;
+    Watch<Known> known_;
     std::shared_ptr<const QueueReading> taken_;
-    std::optional<uint64_t> askedAt_;
-    bool isEager_ = false;
     bool isLogged_ = false;
-    tn::ThinRunner::TimerId timer_ = 0;
 };
 
 /// A table of the last reading.
