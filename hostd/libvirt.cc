@@ -2,6 +2,7 @@
 
 #include <libvirt/libvirt.h>
 #include <libvirt/virterror.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdlib>
@@ -50,6 +51,15 @@ struct Library : SharedLibrary {
     }
 };
 
+/// False when the URI means a daemon of this machine that nobody has started: the one of its driver, or the one of all.
+bool isThereToAsk(const std::string& uri, const std::string& sockets) {
+    constexpr std::string_view kLocal = ":///system";
+    if (!uri.ends_with(kLocal)) return true;
+    const std::string driver = uri.substr(0, uri.size() - kLocal.size());
+    return ::access((sockets + "/virt" + driver + "d-sock-ro").c_str(), F_OK) == 0 ||
+           ::access((sockets + "/libvirt-sock-ro").c_str(), F_OK) == 0;
+}
+
 using Domain = std::unique_ptr<virDomain, decltype(&::virDomainFree)>;
 
 /// False when the guest went away meanwhile.
@@ -95,7 +105,8 @@ uint32_t Guest::likedId() const {
     return 1 + sum % 0xffff;
 }
 
-Reading<Guest> readGuests(const std::string& uri, size_t most) {
+Reading<Guest> readGuests(const std::string& uri, size_t most, const std::string& sockets) {
+    if (!isThereToAsk(uri, sockets)) return {uri + ": no daemon's socket in " + sockets, {}};
     const Library library;
     if (!library.isWhole()) return {std::string(kLibrary) + " isn't there", {}};
     const std::unique_ptr<virConnect, decltype(&::virConnectClose)> connection(library.open(uri.c_str()),

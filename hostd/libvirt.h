@@ -35,10 +35,13 @@ struct Guest {
 };
 
 constexpr size_t kMostGuests = 4096;
+constexpr const char* kLibvirtSockets = "/run/libvirt";
 
-/// Asks libvirt, whose library is loaded here, for the guests at a URI, also those that don't run. Waits for its
-/// daemon, so it can block.
-/// @param most  how many; the problem says how many more there are
-[[nodiscard]] Reading<Guest> readGuests(const std::string& uri, size_t most = kMostGuests);
+/// Asks libvirt for the guests at a URI, also those that don't run. Waits for its daemon, so it can block. Its library,
+/// 15 MB, is loaded here, unless a daemon of this machine is to be asked (DRIVER:///system) and none is there.
+/// @param most     how many; the problem says how many more there are
+/// @param sockets  the folder of the daemons' sockets
+[[nodiscard]] Reading<Guest> readGuests(const std::string& uri, size_t most = kMostGuests,
+                                        const std::string& sockets = kLibvirtSockets);
 
 }  // namespace hostd

@@ -13,6 +13,7 @@
 
 #include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
+#include "tests/hostd/temp_tree.h"
 #include "tn/looper.h"
 
 namespace hostd {
@@ -152,6 +153,16 @@ TEST(Guests, AreAbsentWithTheirReasonWithoutLibvirt) {
     const Reading<Guest> reading = readGuests("test:///no/such/file.xml");
     EXPECT_THAT(reading.rows, IsEmpty());
     EXPECT_THAT(reading.problem, ::testing::StartsWith("test:///no/such/file.xml: "));
+
+    const test::TempTree sockets;
+    const auto problem = [&] { return readGuests("lxc:///system", 1, sockets.path()).problem; };
+    const std::string nobody = "lxc:///system: no daemon's socket in " + sockets.path();
+    EXPECT_EQ(problem(), nobody);
+    for (const char* daemon : {"virtlxcd-sock-ro", "libvirt-sock-ro"}) {
+        sockets.write(daemon, "");
+        EXPECT_NE(problem(), nobody) << daemon;  // what the library says, which knows no such folder
+        sockets.remove(daemon);
+    }
 }
 
 TEST_F(LibvirtTest, GuestsWithoutRoomAreCounted) {
