@@ -1,18 +1,13 @@
 #include "tests/agent/agent_test.h"
 
-#include <cstdlib>
-#include <filesystem>
-
 #include "agent/system/scribers.h"
 #include "agent/traps/interface_traps.h"
 #include "agent/traps/trap_makers.h"
+#include "tests/agent/ber/octets.h"
 
 namespace snmp {
 
 AgentTest::AgentTest() {
-    std::string folder = (std::filesystem::temp_directory_path() / "tarnix-agent-XXXXXX").string();
-    root_ = mkdtemp(folder.data());
-    tn::setRoot(root_);
     tn::setSources(&sources);
     agent = std::make_unique<SnmpLooper>(uint16_t{0});
 }
@@ -25,7 +20,6 @@ AgentTest::~AgentTest() {
     ifStateMap.clear();
     interfaceFilter.clear();
     tn::setSources(nullptr);
-    std::filesystem::remove_all(root_);
 }
 
 ScriptedOwner& AgentTest::owner(const std::vector<uint32_t>& path) {
@@ -44,33 +38,37 @@ void AgentTest::restart() {
     agent->init();
 }
 
-void AgentTest::opensCommon(bool write) {
-    tn::message change = tn::request(agent->communities().path(), tn::cmd::SetObj);
-    change.insert_u32(tn::field::ObjectId, 0);
-    change.insert_bool(7, write);
-    tn::message anywhere;
-    anywhere.insert_addr6(22, {});
-    anywhere.insert_u32(23, 0);
-    change.insert_message_array(27, {anywhere});
-    ASSERT_FALSE(tn::isError(agent->exchangeMessage(change)));
+std::string AgentTest::errorOf(std::span<const uint32_t> path, uint32_t command, Fields fields) {
+    tn::message request = tn::request(path, command);
+    return tn::getError(agent->exchangeMessage(put(request, fields)));
 }
 
-void AgentTest::addEntry(const std::string& name, const std::string& addresses, uint32_t security) {
-    tn::message entry = tn::request(agent->communities().path(), tn::cmd::AddObj);
-    entry.insert_string(5, name);
-    entry.insert_u32(15, security);
+void AgentTest::change(Fields settings) { EXPECT_EQ(errorOf(agent->path(), tn::cmd::Set, settings), ""); }
+
+void AgentTest::changeEntry(const std::string& name, Fields what) {
+    tn::message request = tn::request(agent->communities().path(), tn::cmd::SetObj);
+    request.insert_u32(tn::field::ObjectId, agent->communities().find(name)->id);
+    EXPECT_EQ(tn::getError(agent->exchangeMessage(put(request, what))), "");
+}
+
+void AgentTest::opensCommon(bool write) {
+    const tn::message anywhere = messageOf({{22, tn::IPAddr6()}, {23, 0U}});
+    changeEntry("common", {{7, write}, {27, Messages{anywhere}}});
+}
+
+void AgentTest::addEntry(const std::string& name, const std::string& addresses, uint32_t security, Fields more) {
     const auto prefix = tn::IPPrefix6::parse(addresses);
-    tn::message address;
-    if (prefix->isIPv4()) {
-        address.insert_be32(8, prefix->address().getIPv4());
-        address.insert_be32(9, prefix->mask4());
-    } else {
-        address.insert_addr6(22, prefix->address());
-        address.insert_u32(23, prefix->length());
-    }
-    entry.insert_message_array(27, {address});
-    const tn::message reply = agent->exchangeMessage(entry);
-    ASSERT_FALSE(tn::isError(reply)) << tn::getError(reply);
+    const tn::message address = prefix->isIPv4()
+                                    ? messageOf({{8, Ip4{prefix->address().getIPv4()}}, {9, Ip4{prefix->mask4()}}})
+                                    : messageOf({{22, prefix->address()}, {23, uint32_t{prefix->length()}}});
+    tn::message entry = tn::request(agent->communities().path(), tn::cmd::AddObj);
+    put(entry, {{5, name}, {15, security}, {27, Messages{address}}});
+    EXPECT_EQ(tn::getError(agent->exchangeMessage(put(entry, more))), "");
+}
+
+void AgentTest::removeEntry(const std::string& name) {
+    const uint32_t id = agent->communities().find(name)->id;
+    EXPECT_EQ(errorOf(agent->communities().path(), tn::cmd::RemoveObj, {{tn::field::ObjectId, id}}), "");
 }
 
 std::optional<wire::Message> AgentTest::askBytes(const wire::Bytes& request, const std::string& source) {
@@ -93,25 +91,53 @@ wire::Message AgentTest::must(const wire::Message& request) {
     return reply.value_or(wire::Message{});
 }
 
-namespace {
-std::vector<wire::Binding> named(const std::vector<std::string>& names) {
-    std::vector<wire::Binding> bindings;
-    for (const std::string& name : names) bindings.push_back({name, tag::Null, ""});
-    return bindings;
+wire::Message AgentTest::must(uint8_t pdu, const std::vector<std::string>& names, wire::Message request) {
+    request.pdu = pdu;
+    for (const std::string& name : names) request.bindings.push_back(null(name));
+    return must(request);
 }
-}  // namespace
 
 wire::Message AgentTest::get(const std::vector<std::string>& names, uint32_t version) {
-    return must({.version = version, .pdu = pdu::GetRequest, .bindings = named(names)});
+    return must(pdu::GetRequest, names, {.version = version, .bindings = {}});
+}
+
+std::string AgentTest::shown(const std::vector<wire::Binding>& bindings) {
+    std::string all;
+    for (const auto& [name, tag, value] : bindings) {
+        std::string text = value;
+        const auto printable = [](char c) { return c >= ' ' && c <= '~'; };
+        if (tag == tag::Integer) {
+            text = std::to_string(static_cast<int32_t>(std::stoul(value)));
+        } else if (tag == tag::IpAddress) {
+            text.clear();
+            for (const char c : value) text += (text.empty() ? "" : ".") + std::to_string(static_cast<uint8_t>(c));
+        } else if (tag == tag::NoSuchInstance || value.empty()) {
+            text = tag == tag::OctetString ? "''" : "-";
+        } else if (!std::ranges::all_of(value, printable)) {
+            text = hex({reinterpret_cast<const uint8_t*>(value.data()), value.size()});
+        }
+        all += (all.empty() ? "" : " ") + text;
+    }
+    return all;
+}
+
+std::string AgentTest::values(const std::vector<std::string>& names) {
+    const wire::Message reply = get(names);
+    return reply.errorStatus == 0 ? shown(reply.bindings) : "error " + std::to_string(reply.errorStatus);
+}
+
+std::string AgentTest::row(const std::string& entry, const std::vector<uint32_t>& columns, const std::string& index) {
+    std::vector<std::string> names;
+    for (const uint32_t column : columns) names.push_back(entry + std::to_string(column) + "." + index);
+    return values(names);
 }
 
 wire::Message AgentTest::next(const std::vector<std::string>& names, uint32_t version) {
-    return must({.version = version, .pdu = pdu::GetNextRequest, .bindings = named(names)});
+    return must(pdu::GetNextRequest, names, {.version = version, .bindings = {}});
 }
 
 wire::Message AgentTest::bulk(const std::vector<std::string>& names, uint32_t nonRepeaters, uint32_t repetitions) {
-    return must(
-        {.pdu = pdu::GetBulkRequest, .errorStatus = nonRepeaters, .errorIndex = repetitions, .bindings = named(names)});
+    return must(pdu::GetBulkRequest, names, {.errorStatus = nonRepeaters, .errorIndex = repetitions, .bindings = {}});
 }
 
 std::vector<wire::Binding> AgentTest::walk(const std::string& prefix, uint32_t repetitions, uint32_t version) {

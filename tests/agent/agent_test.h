@@ -11,9 +11,10 @@
 #include "agent/core/create_reply.h"
 #include "agent/core/snmp_looper.h"
 #include "agent/mib/branch.h"
+#include "tests/agent/fields.h"
 #include "tests/agent/wire.h"
+#include "tests/tn/temp_root.h"
 #include "tn/looper.h"
-#include "tn/paths.h"
 #include "tn/sources.h"
 
 namespace snmp {
@@ -41,6 +42,9 @@ class ScriptedOwner : public tn::Handler {
 
 /// The real agent with scripted owners in the same process: no sockets, no sleeping.
 class AgentTest : public testing::Test {
+  private:
+    tn::TempRoot root_;
+
   protected:
     AgentTest();
     ~AgentTest() override;
@@ -50,7 +54,13 @@ class AgentTest : public testing::Test {
 
     /// Lets the community "common" read (and write) from everywhere.
     void opensCommon(bool write = false);
-    void addEntry(const std::string& name, const std::string& addresses, uint32_t security = 0);
+    void addEntry(const std::string& name, const std::string& addresses, uint32_t security = 0, Fields more = {});
+    void removeEntry(const std::string& name);
+    /// Changes settings, and an entry of the communities.
+    void change(Fields settings);
+    void changeEntry(const std::string& name, Fields what);
+    /// What the agent says to a command with fields at a path: the text of the error, or nothing.
+    std::string errorOf(std::span<const uint32_t> path, uint32_t command, Fields fields);
 
     /// The agent's answer, checked by a strict decoder; nothing when it stays silent.
     std::optional<wire::Message> ask(const wire::Message& request, const std::string& source = "127.0.0.1");
@@ -60,7 +70,14 @@ class AgentTest : public testing::Test {
     wire::Message next(const std::vector<std::string>& names, uint32_t version = kVersion2c);
     wire::Message bulk(const std::vector<std::string>& names, uint32_t nonRepeaters, uint32_t repetitions);
     wire::Message set(const std::vector<wire::Binding>& bindings, uint32_t version = kVersion2c);
-    std::string value(const std::string& name) { return get({name}).bindings.at(0).value; }
+    /// Values as people read them, a space between: addresses with dots, integers with their sign, octets that can't be
+    /// printed in hexadecimal digits, '' for none at all, and a - where there is no such object.
+    static std::string shown(const std::vector<wire::Binding>& bindings);
+    /// What a Get of one object gives, as it is shown: "error 2" when it fails.
+    std::string value(const std::string& name) { return values({name}); }
+    std::string values(const std::vector<std::string>& names);
+    /// Some columns of a row; the entry's name ends with a dot.
+    std::string row(const std::string& entry, const std::vector<uint32_t>& columns, const std::string& index);
 
     /// Every object under the prefix, by GetBulk with so many repetitions or, with 0, by GetNext. Ends at an error, and
     /// at a name that isn't greater than the last.
@@ -84,7 +101,7 @@ class AgentTest : public testing::Test {
 
   private:
     wire::Message must(const wire::Message& request);
-    std::string root_;
+    wire::Message must(uint8_t pdu, const std::vector<std::string>& names, wire::Message request);
 };
 
 }  // namespace snmp

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cctype>
 #include <cstdint>
 #include <cstdio>
 #include <span>
@@ -12,14 +11,11 @@ namespace snmp {
 
 /// The octets of hexadecimal text such as "02 01 FF".
 inline std::vector<uint8_t> octets(std::string_view hex) {
+    std::string digits(hex);
+    std::erase(digits, ' ');
     std::vector<uint8_t> out;
-    std::string pair;
-    for (const char c : hex) {
-        if (std::isxdigit(static_cast<unsigned char>(c)) != 0) pair += c;
-        if (pair.size() < 2) continue;
-        out.push_back(static_cast<uint8_t>(std::stoul(pair, nullptr, 16)));
-        pair.clear();
-    }
+    for (size_t at = 0; at + 1 < digits.size(); at += 2)
+        out.push_back(static_cast<uint8_t>(std::stoul(digits.substr(at, 2), nullptr, 16)));
     return out;
 }
 

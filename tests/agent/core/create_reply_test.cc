@@ -65,40 +65,32 @@ TEST_F(CreateReplyTest, SaysNothingToWhatIsNoRequestItServes) {
 }
 
 TEST_F(CreateReplyTest, V1ErrorCarriesTheWholeListAndV2cEndsWithTheFailure) {
-    const wire::Message v1 = get({"1.3.1.0", "1.3.9.0", "1.3.2.0"}, kVersion1);
-    EXPECT_EQ(v1.errorStatus, 2U);
-    EXPECT_EQ(v1.errorIndex, 2U);
-    EXPECT_THAT(v1.bindings, ElementsAre(number("1.3.1.0", 1), null("1.3.9.0"), null("1.3.2.0")));
-
-    const wire::Message v2 = get({"1.3.1.0", "1.3.9.0", "1.3.2.0"});
-    EXPECT_EQ(v2.errorStatus, 2U);
-    EXPECT_EQ(v2.errorIndex, 2U);
-    EXPECT_THAT(v2.bindings, ElementsAre(number("1.3.1.0", 1), null("1.3.9.0")));
+    for (const uint32_t version : {kVersion1, kVersion2c}) {
+        const wire::Message reply = get({"1.3.1.0", "1.3.9.0", "1.3.2.0"}, version);
+        EXPECT_EQ(std::pair(reply.errorStatus, reply.errorIndex), std::pair(2U, 2U));
+        std::vector<wire::Binding> bindings = {number("1.3.1.0", 1), null("1.3.9.0")};
+        if (version == kVersion1) bindings.push_back(null("1.3.2.0"));
+        EXPECT_EQ(reply.bindings, bindings);
+    }
 }
 
 TEST_F(CreateReplyTest, ErrorIndexIsThePositionInTheRequestWhateverWasWalked) {
     std::vector<std::string> names(299, "1.3.1");
     names.emplace_back("1.4");
     const wire::Message reply = next(names);
-    EXPECT_EQ(reply.errorStatus, 2U);
-    EXPECT_EQ(reply.errorIndex, 300U);
+    EXPECT_EQ(std::pair(reply.errorStatus, reply.errorIndex), std::pair(2U, 300U));
     EXPECT_EQ(reply.bindings.size(), 300U);
     EXPECT_EQ(get({"1.3.1.0", "1.3.2.0", "1.3.2.1"}).errorIndex, 3U);
 }
 
 TEST_F(CreateReplyTest, AccessRightsDecideReadsAndWrites) {
     const wire::Message denied = set({number("1.3.1.0", 5)});
-    EXPECT_EQ(denied.errorStatus, 4U);
-    EXPECT_EQ(denied.errorIndex, 0U);
+    EXPECT_EQ(std::pair(denied.errorStatus, denied.errorIndex), std::pair(4U, 0U));
     EXPECT_THAT(denied.bindings, ElementsAre(null("1.3.1.0")));
 
-    tn::message change = tn::request(agent->communities().path(), tn::cmd::SetObj);
-    change.insert_u32(tn::field::ObjectId, 0);
-    change.insert_bool(6, false);
-    ASSERT_FALSE(tn::isError(agent->exchangeMessage(change)));
+    changeEntry("common", {{6, false}});
     const wire::Message unreadable = get({"1.3.1.0"});
-    EXPECT_EQ(unreadable.errorStatus, 2U);
-    EXPECT_EQ(unreadable.errorIndex, 1U);
+    EXPECT_EQ(std::pair(unreadable.errorStatus, unreadable.errorIndex), std::pair(2U, 1U));
 }
 
 TEST_F(CreateReplyTest, BulkLimits) {
@@ -108,8 +100,7 @@ TEST_F(CreateReplyTest, BulkLimits) {
     EXPECT_TRUE(tooMany.bindings.empty());
     EXPECT_EQ(bulk({"1.3"}, 0xffffffff, 51).errorStatus, 1U);
     const wire::Message nothing = bulk({"1.3"}, 0, 0);
-    EXPECT_EQ(nothing.errorStatus, 3U);
-    EXPECT_EQ(nothing.errorIndex, 0U);
+    EXPECT_EQ(std::pair(nothing.errorStatus, nothing.errorIndex), std::pair(3U, 0U));
     EXPECT_TRUE(nothing.bindings.empty());
 }
 
@@ -145,32 +136,19 @@ TEST_F(CreateReplyTest, AReplyThatCanNotBeSentIsTooBigAndEmpty) {
         EXPECT_TRUE(reply.bindings.empty());
     }
     EXPECT_EQ(bulk({"1.3.4", "1.3.4", "1.3.4"}, 0, 50).errorStatus, 1U);
-}
 
-TEST_F(CreateReplyTest, TheLargestReplyThatFitsIsSent) {
-    for (size_t length = 65400; length <= 65507; ++length) {
+    const size_t around = 45;  // headers, version, community, PDU header, name
+    for (size_t length = kMaxMessage - around - 2; length <= kMaxMessage - around + 2; ++length) {
         addScalarConstStringLeaf(OID{1, 3, 5}, std::string(length, 'x'), tag::OctetString);
         const wire::Bytes request = wire::encode(getOf("1.3.5.0"));
         Context context(request);
         ASSERT_TRUE(createReply(context, *tn::IPAddr6::parse("127.0.0.1")));
-        const size_t whole = length + 45;  // headers, version, community, PDU header, name
-        if (whole <= kMaxMessage) {
-            ASSERT_EQ(context.out.size(), whole);
+        if (length + around <= kMaxMessage) {
+            ASSERT_EQ(context.out.size(), length + around);
         } else {
             ASSERT_LT(context.out.size(), 100U);
         }
     }
-}
-
-TEST_F(CreateReplyTest, ALongHeaderNeverCorruptsTheErrorFields) {
-    const std::string name(500, 'n');
-    addEntry(name, "::/0");
-    wire::Message request{.community = name, .pdu = pdu::GetRequest, .bindings = {null("1.3.9.0")}};
-    const auto reply = ask(request);
-    ASSERT_TRUE(reply);
-    EXPECT_EQ(reply->community, name);
-    EXPECT_EQ(reply->errorStatus, 2U);
-    EXPECT_EQ(reply->errorIndex, 1U);
 }
 
 TEST_F(CreateReplyTest, TruncatedAndMutatedRequestsAreDroppedOrAnsweredWell) {

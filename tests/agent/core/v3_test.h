@@ -12,10 +12,7 @@ class V3Test : public AgentTest {
     static constexpr uint32_t kTime = 100;
 
     V3Test() {
-        tn::message settings;
-        settings.insert_string(setting::EngineId, "core1");
-        settings.insert_u32(setting::EngineBoots, kBoots);
-        change(settings);
+        change({{setting::EngineId, "core1"}, {setting::EngineBoots, kBoots}});
         addUser("md5", false);
         addUser("sha", true);
         addScalarConstNumLeaf(OID{1, 3, 1}, 1, tag::Integer);
@@ -23,27 +20,10 @@ class V3Test : public AgentTest {
         Context::v3counters = {};
     }
 
-    void change(tn::message settings) {
-        settings.insert_vector(tn::field::Destination, tn::number::Snmp);
-        settings.insert_u32(tn::field::Command, tn::cmd::Set);
-        ASSERT_FALSE(tn::isError(agent->exchangeMessage(settings)));
-    }
-
     void addUser(const std::string& name, bool sha, const std::string& password = "authentication",
                  uint32_t security = 0, const std::string& addresses = "0.0.0.0/0") {
-        addEntry(name, addresses, security);
-        tn::message passwords;
-        passwords.insert_u32(20, sha ? 1 : 0);
-        passwords.insert_string(11, password);
-        passwords.insert_string(12, password.empty() ? "" : "encryption");
-        setEntry(name, passwords);
-    }
-
-    void setEntry(const std::string& name, tn::message what) {
-        what.insert_vector(tn::field::Destination, agent->communities().path());
-        what.insert_u32(tn::field::Command, tn::cmd::SetObj);
-        what.insert_u32(tn::field::ObjectId, agent->communities().find(name)->id);
-        ASSERT_FALSE(tn::isError(agent->exchangeMessage(what)));
+        addEntry(name, addresses, security,
+                 {{20, sha ? 1U : 0U}, {11, password}, {12, password.empty() ? "" : "encryption"}});
     }
 
     static wire::Manager manager(uint32_t level, const std::string& user = "md5") {
@@ -57,7 +37,9 @@ class V3Test : public AgentTest {
                 .time = kTime};
     }
     static std::string engineId(const std::string& text) { return std::string("\x80\x00\xC3\x4F\x04", 5) + text; }
-    static wire::Message getOne() { return {.pdu = pdu::GetRequest, .requestId = 99, .bindings = {null("1.3.1.0")}}; }
+    static wire::Message getOne(const std::string& name = "1.3.1.0") {
+        return {.pdu = pdu::GetRequest, .requestId = 99, .bindings = {null(name)}};
+    }
 
     /// What the agent answers, read by that manager; nothing when it stays silent.
     std::optional<wire::Manager::Reply> send(const wire::Manager& m, const wire::Bytes& octets,

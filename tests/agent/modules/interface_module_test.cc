@@ -38,84 +38,57 @@ class InterfaceModuleTest : public AgentTest {
         agent->addHandler(std::vector<uint32_t>{20, 0}, &interfaces);
     }
     tn::message& hasInterface(uint32_t id, uint32_t kind) {
-        tn::message& m = interfaces.row(id);
-        m.insert_u32(0x10001, kind);
-        m.insert_string(0x10006, "if" + std::to_string(id));
-        return m;
-    }
-    std::string ifEntry(uint32_t column, uint32_t id) {
-        return value("1.3.6.1.2.1.2.2.1." + std::to_string(column) + "." + std::to_string(id));
+        return put(interfaces.row(id), {{0x10001, kind}, {0x10006, "if" + std::to_string(id)}});
     }
     InterfaceOwner interfaces;
+    const std::string ifEntry = "1.3.6.1.2.1.2.2.1.", ifXEntry = "1.3.6.1.2.1.31.1.1.1.";
+    const std::string vendorEntry = "1.3.6.1.4.1.49999.1.1.14.1.1.";
 };
 
 TEST_F(InterfaceModuleTest, ARowShowsWhatTheOwnerSays) {
-    tn::message& m = hasInterface(7, 12);
-    m.insert_u32(0x10064, 1400);
-    m.insert_bool(0x1000e, true);
-    m.insert_bool(tn::field::Disabled, true);
-    m.insert_string(tn::field::Comment, "uplink");
-    m.insert_raw(1001, std::vector<uint8_t>{0, 1, 2, 3, 4, 255});
-    m.insert_u64(0x100fc, 0x100000005);
-    m.insert_u64(0x100fd, 6);
-    m.insert_u32(0x100fa, 3);
+    put(hasInterface(7, 12), {{0x10064, 1400U},
+                              {0x1000e, true},
+                              {tn::field::Disabled, true},
+                              {tn::field::Comment, "uplink"},
+                              {1001, Raw{0, 1, 2, 3, 4, 255}},
+                              {0x100fc, 0x100000005UL},
+                              {0x100fd, 6UL},
+                              {0x100fa, 3U}});
     hasInterface(8, 12);
     start_interface_module();
-
     EXPECT_EQ(value("1.3.6.1.2.1.2.1.0"), "2");
-    const std::pair<uint32_t, std::string> expected[] = {
-        {1, "7"},  {2, "if7"}, {4, "1400"}, {6, std::string("\0\1\2\3\4\xff", 6)},
-        {7, "2"},  {8, "1"},   {9, "0"},    {10, "5"},
-        {14, "3"}, {16, "6"},  {22, "0.0"},
-    };
-    for (const auto& [column, text] : expected) EXPECT_EQ(ifEntry(column, 7), text) << "column " << column;
-    EXPECT_EQ(ifEntry(6, 8), "");
-    EXPECT_EQ(ifEntry(8, 8), "2");
-    EXPECT_EQ(value("1.3.6.1.2.1.31.1.1.1.6.7"), "4294967301");
-    EXPECT_EQ(value("1.3.6.1.2.1.31.1.1.1.18.7"), "uplink");
-    EXPECT_EQ(value("1.3.6.1.2.1.31.1.1.1.15.7"), "0");
-    for (const uint32_t column : {14U, 16U, 17U, 19U})
-        EXPECT_EQ(get({"1.3.6.1.2.1.31.1.1.1." + std::to_string(column) + ".7"}).bindings[0].tag, tag::NoSuchInstance);
+    EXPECT_EQ(row(ifEntry, {1, 2, 4, 6, 7, 8, 9, 10, 14, 16, 22}, "7"), "7 if7 1400 00 01 02 03 04 FF 2 1 0 5 3 6 0.0");
+    EXPECT_EQ(row(ifEntry, {6, 8}, "8"), "'' 2");
+    EXPECT_EQ(row(ifXEntry, {6, 14, 15, 16, 17, 18, 19}, "7"), "4294967301 - 0 - - uplink -");
 }
 
 TEST_F(InterfaceModuleTest, SpeedAndTypeFollowTheKind) {
-    struct Case {
-        uint32_t kind;
-        const char *speed, *type;
-    };
-    const Case cases[] = {{1, "1000000000", "6"},  {5, "11000000", "71"}, {12, "100000000", "209"},
-                          {17, "10000000", "131"}, {21, "128000", "131"}, {3, "10000000", "1"},
-                          {36, "10000000", "1"},   {0, "10000000", "1"}};
+    const std::pair<uint32_t, const char*> cases[] = {{1, "1000000000 6"},  {5, "11000000 71"}, {12, "100000000 209"},
+                                                      {17, "10000000 131"}, {21, "128000 131"}, {3, "10000000 1"},
+                                                      {36, "10000000 1"},   {0, "10000000 1"}};
     uint32_t id = 10;
-    for (const Case& c : cases) hasInterface(id++, c.kind);
+    for (const auto& [kind, expected] : cases) hasInterface(id++, kind);
     hasInterface(50, 30).insert_u32(2002, 10);  // a VLAN on the first one
     hasInterface(51, 1);
     interfaces.speeds = {{10, 3}, {51, 4}};
     start_interface_module();
     id = 10;
-    for (const Case& c : cases) {
-        EXPECT_EQ(ifEntry(5, id), c.speed) << "kind " << c.kind;
-        EXPECT_EQ(ifEntry(3, id++), c.type) << "kind " << c.kind;
-    }
-    EXPECT_EQ(ifEntry(5, 50), "1000000000");
-    EXPECT_EQ(ifEntry(3, 50), "135");
-    EXPECT_EQ(ifEntry(5, 51), "0");  // a selector nobody knows
+    for (const auto& [kind, expected] : cases)
+        EXPECT_EQ(row(ifEntry, {5, 3}, std::to_string(id++)), expected) << "kind " << kind;
+    EXPECT_EQ(row(ifEntry, {5, 3}, "50"), "1000000000 135");
+    EXPECT_EQ(row(ifEntry, {5, 3}, "51"), "0 6");  // a selector nobody knows
 }
 
 TEST_F(InterfaceModuleTest, VendorCountersLieWhereTheMapSays) {
     tn::message& m = hasInterface(1, 0);
     for (uint32_t field = 1100; field <= 1164; ++field) m.insert_u64(field, field);
     start_interface_module();
-    const std::pair<uint32_t, uint32_t> map[] = {{11, 1162}, {12, 1161}, {13, 1164}, {14, 1163}, {15, 1137}, {21, 1143},
-                                                 {31, 1116}, {32, 1144}, {33, 1105}, {34, 1107}, {41, 1114}, {42, 1100},
-                                                 {46, 1104}, {47, 1106}, {48, 1115}, {49, 1145}, {55, 1151}, {61, 1129},
-                                                 {62, 1152}, {63, 1159}, {64, 1121}, {71, 1128}, {72, 1117}, {75, 1120},
-                                                 {76, 1130}, {82, 1136}, {83, 1153}, {88, 1158}, {89, 1160}};
-    const std::string entry = "1.3.6.1.4.1.49999.1.1.14.1.1.";
-    for (const auto& [column, field] : map)
-        EXPECT_EQ(value(entry + std::to_string(column) + ".1"), std::to_string(field)) << "column " << column;
-    for (const uint32_t column : {3U, 10U, 22U, 30U, 56U, 60U, 90U})
-        EXPECT_EQ(get({entry + std::to_string(column) + ".1"}).bindings[0].tag, tag::NoSuchInstance);
+    EXPECT_EQ(row(vendorEntry, {11, 12, 13, 14, 15, 21, 31, 32, 33, 34, 41, 42, 46, 47, 48}, "1"),
+              "1162 1161 1164 1163 1137 1143 1116 1144 1105 1107 1114 1100 1104 "
+              "1106 1115");
+    EXPECT_EQ(row(vendorEntry, {49, 55, 61, 62, 63, 64, 71, 72, 75, 76, 82, 83, 88, 89}, "1"),
+              "1145 1151 1129 1152 1159 1121 1128 1117 1120 1130 1136 1153 1158 1160");
+    EXPECT_EQ(row(vendorEntry, {3, 10, 22, 30, 56, 60, 90}, "1"), "- - - - - - -");
 }
 
 TEST_F(InterfaceModuleTest, ASetSucceedsAndChangesNothing) {
@@ -125,7 +98,7 @@ TEST_F(InterfaceModuleTest, ASetSucceedsAndChangesNothing) {
     const tn::message sent = interfaces.requests.back();
     EXPECT_EQ(sent.get_u32(tn::field::ObjectId), 1U);
     EXPECT_FALSE(sent.has(tn::field::Disabled));
-    EXPECT_EQ(ifEntry(7, 1), "1");
+    EXPECT_EQ(value(ifEntry + "7.1"), "1");
 }
 
 TEST_F(InterfaceModuleTest, LinkStatesAreSeededFromTheListing) {

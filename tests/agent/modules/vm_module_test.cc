@@ -11,6 +11,7 @@ namespace {
 using testing::ElementsAre;
 
 const std::string kVm = "1.3.6.1.4.1.6876.2.1.1.";
+const std::string kFirstKvm = "131073", kFirstPod = "65537";
 
 class VmModuleTest : public AgentTest {
   protected:
@@ -19,9 +20,6 @@ class VmModuleTest : public AgentTest {
         agent->addHandler(std::vector<uint32_t>{112, 1}, &kvm);
         agent->addHandler(std::vector<uint32_t>{109, 1}, &podhost);
         start_vm_module();
-    }
-    std::string of(uint32_t column, uint32_t index) {
-        return value(kVm + std::to_string(column) + "." + std::to_string(index));
     }
     TableOwner kvm, podhost;
 };
@@ -42,71 +40,52 @@ TEST_F(VmModuleTest, GuestsOfBothKindsAreOneTable) {
     EXPECT_EQ(next({name + "65538"}).bindings[0].value, "kvm1");
     kvm.lies = [](const tn::message&) { return tn::errorMsg(tn::error::TimedOut, "no answer"); };
     EXPECT_THAT(walk(kVm + "2"), ElementsAre(text(name + "65537", "pod1")));
-    for (const uint32_t column : {1U, 7U, 8U})
-        EXPECT_EQ(get({kVm + std::to_string(column) + ".65537"}).bindings[0].tag, tag::NoSuchInstance);
+    EXPECT_EQ(row(kVm, {1, 7, 8}, kFirstPod), "- - -");
 }
 
 TEST_F(VmModuleTest, EveryStateHasItsName) {
-    const std::vector<std::string> kvmStates = {"invalid",
-                                                "stopping",
-                                                "stopped",
-                                                "starting",
-                                                "running",
-                                                "restarting",
-                                                "failed",
-                                                "error image busy",
-                                                "error no kernel",
-                                                "error no disk image",
-                                                "error unsupported cpu",
-                                                "error vnc can't bind",
-                                                "error extract failed",
-                                                "unknown",
-                                                "unknown"};
-    const std::vector<std::string> podStates = {"disabled",     "stopped",   "booting", "running", "rebooting",
-                                                "shuttingdown", "importing", "unknown", "unknown"};
-    for (uint32_t state = 0; state < kvmStates.size(); ++state) {
-        kvm.row(1).insert_u32(5, state);
-        EXPECT_EQ(of(6, 131073), kvmStates[state]);
-    }
-    for (uint32_t state = 0; state < podStates.size(); ++state) {
-        podhost.row(1).insert_u32(2, state);
-        EXPECT_EQ(of(6, 65537), podStates[state]);
-    }
+    const std::string kvmStates =
+        "invalid,stopping,stopped,starting,running,restarting,failed,error image "
+        "busy,error no kernel,"
+        "error no disk image,error unsupported cpu,error vnc can't bind,error "
+        "extract failed,unknown,unknown,";
+    const std::string podStates =
+        "disabled,stopped,booting,running,rebooting,"
+        "shuttingdown,importing,unknown,unknown,";
+    const auto states = [this](TableOwner& guests, uint32_t field, const std::string& index, uint32_t count) {
+        std::string all;
+        for (uint32_t state = 0; state < count; ++state) {
+            guests.row(1).insert_u32(field, state);
+            all += value(kVm + "6." + index) + ",";
+        }
+        return all;
+    };
+    EXPECT_EQ(states(kvm, 5, kFirstKvm, 15), kvmStates);
+    EXPECT_EQ(states(podhost, 2, kFirstPod, 9), podStates);
     kvm.row(1).insert_u32(5, 0xffffffff);
-    EXPECT_EQ(of(6, 131073), "unknown");
+    EXPECT_EQ(value(kVm + "6." + kFirstKvm), "unknown");
 }
 
 TEST_F(VmModuleTest, AGuestsConfigurationIsOneText) {
-    struct Case {
-        const char* parts[3];
-        bool snapshot;
-        const char* config;
+    const std::tuple<const char*, const char*, const char*, bool, const char*> cases[] = {
+        {"disk", "kernel", "args", false, "disk kernel args "},
+        {"disk", "kernel", "args", true, "disk kernel args [snapshot]"},
+        {"", "", "", true, "[snapshot]"},
+        {"", "", "", false, "''"},
+        {"disk ", "", "args", false, "disk args "},
+        {"", "kernel", "", true, "kernel [snapshot]"},
     };
-    const Case cases[] = {
-        {{"disk", "kernel", "args"}, false, "disk kernel args "},
-        {{"disk", "kernel", "args"}, true, "disk kernel args [snapshot]"},
-        {{"", "", ""}, true, "[snapshot]"},
-        {{"", "", ""}, false, ""},
-        {{"disk ", "", "args"}, false, "disk args "},
-        {{"", "kernel", ""}, true, "kernel [snapshot]"},
-    };
-    for (const Case& c : cases) {
-        tn::message& m = kvm.row(1);
-        for (uint32_t i = 0; i < 3; ++i) m.insert_string(2 + i, c.parts[i]);
-        m.insert_bool(12, c.snapshot);
-        EXPECT_EQ(of(3, 131073), c.config);
+    for (const auto& [disk, kernel, args, snapshot, config] : cases) {
+        put(kvm.row(1), {{2, disk}, {3, kernel}, {4, args}, {12, snapshot}});
+        EXPECT_EQ(value(kVm + "3." + kFirstKvm), config);
     }
-    EXPECT_EQ(of(2, 131073), "");
 }
 
 TEST_F(VmModuleTest, SizesAndRemarks) {
-    kvm.row(1).insert_u32(7, 4096);
-    kvm.row(1).insert_u32(6, 8);
-    kvm.row(1).insert_string(tn::field::Comment, "build machine");
-    podhost.row(1).insert_u32(1, 256);
-    podhost.row(1).insert_u32(6, 8);
-    EXPECT_EQ(of(5, 131073) + " " + of(9, 131073) + " " + of(4, 131073), "4096 8 build machine");
-    EXPECT_EQ(of(5, 65537) + " " + of(9, 65537) + " " + of(3, 65537) + of(4, 65537), "256 1 podhost");
+    put(kvm.row(1), {{7, 4096U}, {6, 8U}, {tn::field::Comment, "build machine"}});
+    put(podhost.row(1), {{1, 256U}, {6, 8U}});
+    EXPECT_EQ(row(kVm, {2, 3, 4, 5, 9}, kFirstKvm), "'' '' build machine 4096 8");
+    EXPECT_EQ(row(kVm, {3, 4, 5, 9}, kFirstPod), "podhost '' 256 1");
 }
 
 }  // namespace

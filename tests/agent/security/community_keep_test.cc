@@ -10,79 +10,54 @@ namespace {
 class CommunityKeepTest : public AgentTest {
   protected:
     CommunityKeep& keep() { return agent->communities(); }
-    tn::message change(uint32_t command, uint32_t id) {
-        tn::message m = tn::request(keep().path(), command);
-        m.insert_u32(tn::field::ObjectId, id);
-        return m;
+    using AgentTest::errorOf;
+    std::string errorOf(uint32_t command, uint32_t id, const std::string& name) {
+        return errorOf(keep().path(), command, {{tn::field::ObjectId, id}, {5, name}});
     }
-    std::string errorOf(const tn::message& request) { return tn::getError(agent->exchangeMessage(request)); }
-    static bool admits(const Item* item, const char* source) { return item->accepts(*IPAddr6::parse(source)); }
+    bool admits(const std::string& name, const char* source) { return keep().check(name, *IPAddr6::parse(source)); }
 };
 
 TEST_F(CommunityKeepTest, TheFreshDefaultRefusesEveryoneUntilItIsEdited) {
-    ASSERT_NE(keep().find("common"), nullptr);
-    EXPECT_FALSE(keep().check("common", *IPAddr6::parse("127.0.0.1")));
+    EXPECT_FALSE(admits("common", "127.0.0.1"));
     EXPECT_TRUE(keep().canRead("common"));
     EXPECT_FALSE(keep().canWrite("common"));
 
-    EXPECT_EQ(errorOf(change(tn::cmd::SetObj, 0)), "");  // any change fills in 0.0.0.0/0: every IPv4 source
-    EXPECT_TRUE(keep().check("common", *IPAddr6::parse("198.51.100.7")));
-    EXPECT_FALSE(keep().check("common", *IPAddr6::parse("2001:db8::1")));
+    changeEntry("common", {});  // any change fills in 0.0.0.0/0: every IPv4 source
+    EXPECT_TRUE(admits("common", "198.51.100.7"));
+    EXPECT_FALSE(admits("common", "2001:db8::1"));
 }
 
 TEST_F(CommunityKeepTest, TheFreshDefaultIsFilledInByTheNextStart) {
     restart();
-    EXPECT_TRUE(keep().check("common", *IPAddr6::parse("198.51.100.7")));
+    EXPECT_TRUE(admits("common", "198.51.100.7"));
 }
 
 TEST_F(CommunityKeepTest, NamesAreUniqueAndTheDefaultStays) {
     addEntry("ops", "10.0.0.0/8");
     const uint32_t ops = keep().find("ops")->id;
-
-    tn::message rename = change(tn::cmd::SetObj, ops);
-    rename.insert_string(5, "common");
-    EXPECT_EQ(errorOf(rename), "community with the same name already exists!");
+    const std::string taken = "community with the same name already exists!";
+    EXPECT_EQ(errorOf(tn::cmd::SetObj, ops, "common"), taken);
     EXPECT_NE(keep().find("ops"), nullptr);
-    rename.insert_string(5, "ops");
-    EXPECT_EQ(errorOf(rename), "");
-    tn::message add = tn::request(keep().path(), tn::cmd::AddObj);
-    add.insert_string(5, "ops");
-    EXPECT_EQ(errorOf(add), "community with the same name already exists!");
-
-    EXPECT_EQ(errorOf(change(tn::cmd::RemoveObj, 0)), "can not remove default community");
-    EXPECT_EQ(errorOf(change(tn::cmd::RemoveObj, ops)), "");
+    EXPECT_EQ(errorOf(tn::cmd::SetObj, ops, "ops"), "");
+    EXPECT_EQ(errorOf(keep().path(), tn::cmd::AddObj, {{5, "ops"}}), taken);
+    EXPECT_EQ(errorOf(tn::cmd::RemoveObj, 0, ""), "can not remove default community");
+    removeEntry("ops");
     EXPECT_EQ(keep().find("ops"), nullptr);
 }
 
 TEST_F(CommunityKeepTest, UnknownNamesMayDoNothing) {
     EXPECT_FALSE(keep().canRead("Common"));
     EXPECT_FALSE(keep().canWrite(""));
-    EXPECT_FALSE(keep().check("commo", IPAddr6()));
+    EXPECT_FALSE(admits("commo", "::"));
     EXPECT_EQ(keep().getSecurity("nobody"), 0U);
-}
-
-TEST_F(CommunityKeepTest, EntriesSurviveARestart) {
-    addEntry("ops", "2001:db8::/32", 2);
-    restart();
-    const Item* ops = keep().find("ops");
-    ASSERT_NE(ops, nullptr);
-    EXPECT_EQ(ops->security, 2U);
-    EXPECT_TRUE(admits(ops, "2001:db8:7::1"));
-    EXPECT_FALSE(admits(ops, "2001:db9::1"));
 }
 
 TEST_F(CommunityKeepTest, AddressesOfEveryShapeAreTaken) {
     Item item;
-    tn::message both, nothing, four;
-    both.insert_addr6(22, *IPAddr6::parse("2001:db8::"));
-    both.insert_u32(23, 32);
-    both.insert_be32(8, 0x0a000000);
-    both.insert_be32(9, 0xff000000);
-    four.insert_be32(8, 0xc0000200);
-    four.insert_be32(9, 0xffffff00);
-    tn::message config;
-    config.insert_message_array(27, {both, nothing, four});
-    item.setConfig(config);
+    const tn::message four = messageOf({{8, Ip4{0xc0000200}}, {9, Ip4{0xffffff00}}});
+    const tn::message both =
+        messageOf({{22, *IPAddr6::parse("2001:db8::")}, {23, 32U}, {8, Ip4{0x0a000000}}, {9, Ip4{0xff000000}}});
+    item.setConfig(messageOf({{27, Messages{both, {}, four}}}));
     ASSERT_EQ(item.addresses.size(), 2U);
     EXPECT_EQ(item.addresses[0].str(), "2001:db8::/32");  // IPv6 goes first where both stand
     EXPECT_EQ(item.addresses[1].str(), "192.0.2.0/24");
@@ -91,33 +66,31 @@ TEST_F(CommunityKeepTest, AddressesOfEveryShapeAreTaken) {
     EXPECT_EQ(item.addresses.size(), 1U);
     item.setConfig({});  // nothing said: stays
     EXPECT_EQ(item.addresses.size(), 1U);
-    config.insert_message_array(27, {});
-    item.setConfig(config);
+    item.setConfig(messageOf({{27, Messages{}}}));
     EXPECT_EQ(item.addresses, (std::vector<IPPrefix6>{IPPrefix6::ofIPv4(0, 0)}));
 }
 
-TEST_F(CommunityKeepTest, ConfigurationGoesThereAndBack) {
-    Item item;
-    item.id = 0;
-    item.name = "n";
-    item.writeAccess = true;
-    item.security = 2;
-    item.authenticationProtocol = 1;
-    item.authenticationPassword = "secret";
-    item.addresses = {IPPrefix6::ofIPv4(0xc0000201, 0xffffffff), *IPPrefix6::parse("2001:db8::/32")};
+TEST_F(CommunityKeepTest, EntriesSurviveARestartAndAreReported) {
+    addEntry("ops", "2001:db8::/32", 2, {{7, true}, {20, 1U}, {11, "secret"}});
+    restart();
+    EXPECT_EQ(keep().getSecurity("ops"), 2U);
+    EXPECT_TRUE(keep().canWrite("ops"));
+    EXPECT_TRUE(admits("ops", "2001:db8:7::1"));
+    EXPECT_FALSE(admits("ops", "2001:db9::1"));
+    EXPECT_EQ(keep().find("ops")->authenticationPassword, "secret");
+    EXPECT_EQ(keep().find("ops")->authenticationProtocol, 1U);
+
     tn::message config;
-    item.getConfig(config, tn::kTopLevelFirst | tn::kWantDefaults);
+    Item standard;
+    standard.id = 0;
+    standard.addresses = {IPPrefix6::ofIPv4(0xc0000201, 0xffffffff), *IPPrefix6::parse("2001:db8::/32")};
+    standard.getConfig(config, tn::kTopLevelFirst | tn::kWantDefaults);
     EXPECT_EQ(config.get_be32(8), 0xc0000201U);
     EXPECT_TRUE(config.get_bool(tn::field::IsDefault));
     EXPECT_EQ(config.get_message(tn::field::Defaults).get_string(5), "common");
-
     Item copy;
     copy.setConfig(config);
-    EXPECT_EQ(copy.addresses, item.addresses);
-    EXPECT_EQ(copy.authenticationPassword, "secret");
-    EXPECT_EQ(copy.security, 2U);
-    EXPECT_EQ(copy.authenticationProtocol, 1U);
-    EXPECT_TRUE(copy.writeAccess);
+    EXPECT_EQ(copy.addresses, standard.addresses);
 }
 
 TEST_F(CommunityKeepTest, KeysAreMadeOneEntryATurnOfTheLoopAndThenKept) {
@@ -136,9 +109,7 @@ TEST_F(CommunityKeepTest, KeysAreMadeOneEntryATurnOfTheLoopAndThenKept) {
         EXPECT_EQ(without(), left);
     }
 
-    tn::message password = change(tn::cmd::SetObj, keep().find("two")->id);
-    password.insert_string(11, "another");
-    EXPECT_EQ(errorOf(password), "");
+    changeEntry("two", {{11, "another"}});
     EXPECT_EQ(without(), 1);
     const UserKeys& keys = keep().keysOf(*keep().find("two"));  // asked for before its turn
     EXPECT_EQ(without(), 0);
@@ -148,11 +119,13 @@ TEST_F(CommunityKeepTest, KeysAreMadeOneEntryATurnOfTheLoopAndThenKept) {
 }
 
 TEST_F(CommunityKeepTest, SecretsNeedTheRightToWrite) {
-    const tn::message refused = keep().handle(tn::request(keep().path(), tn::cmd::GetAll), tn::right::Reading);
-    uint32_t code = 0;
-    EXPECT_TRUE(tn::isError(refused, &code));
-    EXPECT_EQ(code, tn::error::NotPermitted);
-    EXPECT_FALSE(tn::isError(keep().handle(tn::request(keep().path(), tn::cmd::GetAll), tn::right::Write)));
+    const auto getAll = [this](uint32_t rights) {
+        uint32_t code = 0;
+        const tn::message reply = keep().handle(tn::request(keep().path(), tn::cmd::GetAll), rights);
+        return tn::isError(reply, &code) ? code : 0;
+    };
+    EXPECT_EQ(getAll(tn::right::Reading), tn::error::NotPermitted);
+    EXPECT_EQ(getAll(tn::right::Write), 0U);
 }
 
 }  // namespace

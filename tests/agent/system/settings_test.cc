@@ -19,21 +19,11 @@ std::vector<std::string> calls;
 class SettingsTest : public AgentTest {
   protected:
     SettingsTest() { calls.clear(); }
-    tn::message exchange(tn::message m, uint32_t command) {
-        m.insert_vector(tn::field::Destination, tn::number::Snmp);
-        m.insert_u32(tn::field::Command, command);
-        return agent->exchangeMessage(m);
+    tn::message get(uint32_t flags = 0) {
+        tn::message m = tn::request(agent->path(), tn::cmd::Get);
+        return agent->exchangeMessage(put(m, {{tn::field::GetFlags, flags}}));
     }
-    void set(const tn::message& m) {
-        const tn::message reply = exchange(m, tn::cmd::Set);
-        EXPECT_TRUE(reply.empty()) << reply;
-    }
-    tn::message get() { return exchange({}, tn::cmd::Get); }
-    static tn::message flag(tn::bool_id id, bool value) {
-        tn::message m;
-        m.insert_bool(id, value);
-        return m;
-    }
+    static Messages interfaces(uint32_t id) { return {messageOf({{setting::Interface, id}})}; }
 };
 
 TEST_F(SettingsTest, AFreshAgentHasDefaultsAndWritesNothing) {
@@ -49,17 +39,13 @@ TEST_F(SettingsTest, AFreshAgentHasDefaultsAndWritesNothing) {
 
 TEST_F(SettingsTest, WhatIsSetIsReportedAndSurvivesARestart) {
     agent->init();
-    tn::message m;
-    m.insert_string(setting::Contact, "noc");
-    m.insert_string(setting::EngineId, "x");
-    tn::message six, four, neither, interface;
-    six.insert_addr6(setting::Target6, *IPAddr6::parse("2001:db8::1"));
-    four.insert_be32(setting::Target4, 0xc0000201);
-    m.insert_message_array(setting::TrapTargets, {six, neither, four});
-    interface.insert_u32(setting::Interface, 5);
-    m.insert_message_array(setting::Interfaces, {interface});
-    m.insert_u32(setting::TrapVersion, 3);
-    set(m);
+    const tn::message six = messageOf({{setting::Target6, *IPAddr6::parse("2001:db8::1")}});
+    const tn::message four = messageOf({{setting::Target4, Ip4{0xc0000201}}});
+    change({{setting::Contact, "noc"},
+            {setting::EngineId, "x"},
+            {setting::TrapTargets, Messages{six, {}, four}},
+            {setting::Interfaces, interfaces(5)},
+            {setting::TrapVersion, 3U}});
     EXPECT_EQ(agent->settings().engineId, std::string("\x80\x00\xC3\x4F\x04x", 6));
 
     const tn::message before = get();
@@ -73,16 +59,14 @@ TEST_F(SettingsTest, WhatIsSetIsReportedAndSurvivesARestart) {
 }
 
 TEST_F(SettingsTest, ASingleTargetAtTopLevelIsAdded) {
-    tn::message m;
-    m.insert_be32(setting::Target4, 0xc0000201);
-    set(m);
+    change({{setting::Target4, Ip4{0xc0000201}}});
     EXPECT_THAT(agent->settings().trapTargets, ElementsAre(IPAddr6::ofIPv4(0xc0000201)));
-    set(flag(setting::Enabled, false));  // nothing said of targets: they stay
+    change({{setting::Enabled, false}});  // nothing said of targets: they stay
     EXPECT_EQ(agent->settings().trapTargets.size(), 1U);
 }
 
 TEST_F(SettingsTest, EngineBootsCountStartsAndRestartAtZero) {
-    set(flag(setting::Enabled, false));
+    change({{setting::Enabled, false}});
     restart();
     restart();
     EXPECT_EQ(agent->settings().engineBoots, 2U);
@@ -93,19 +77,17 @@ TEST_F(SettingsTest, EngineBootsCountStartsAndRestartAtZero) {
     restart();
     EXPECT_EQ(agent->settings().engineBoots, 1U);
 
-    set(flag(setting::Enabled, true));
+    change({{setting::Enabled, true}});
     EXPECT_EQ(agent->settings().engineBoots, 0U);
     EXPECT_TRUE(agent->enabled());
-    tn::message boots;
-    boots.insert_u32(setting::EngineBoots, 9);
-    set(boots);
-    set(flag(setting::Enabled, true));  // already on: stays
+    change({{setting::EngineBoots, 9U}});
+    change({{setting::Enabled, true}});  // already on: stays
     EXPECT_EQ(agent->settings().engineBoots, 9U);
     restart();
     restart();
     EXPECT_EQ(agent->settings().engineBoots, 11U);
     EXPECT_EQ(agent->v3Server().engineBoots, 11U);
-    set(flag(setting::Enabled, false));
+    change({{setting::Enabled, false}});
     EXPECT_FALSE(agent->enabled());
 }
 
@@ -120,18 +102,14 @@ TEST_F(SettingsTest, UsersBehindShortDigestsAreWarnedOf) {
     addEntry("ops", "0.0.0.0/0", 1);
     EXPECT_THAT(saidAtStart(), AllOf(HasSubstr(kWarning), HasSubstr("no engine id of this agent's own")));
     agent->v3Server().strictDigest = true;
-    tn::message engine;
-    engine.insert_string(setting::EngineId, "core1");
-    set(engine);
+    change({{setting::EngineId, "core1"}});
     EXPECT_THAT(saidAtStart(), Not(AnyOf(HasSubstr(kWarning), HasSubstr("engine id"))));
 }
 
 TEST_F(SettingsTest, GeneratorsAreStoppedAndStartedByTheList) {
     scribers.push_back({"a", [] { calls.emplace_back("+a"); }, [] { calls.emplace_back("-a"); }});
     scribers.push_back({"b", [] { calls.emplace_back("+b"); }, [] { calls.emplace_back("-b"); }});
-    tn::message m;
-    m.insert_u32_array(setting::TrapKinds, {1, 0, 1, 0xabc0001, 0});
-    set(m);
+    change({{setting::TrapKinds, std::vector<uint32_t>{1, 0, 1, 0xabc0001, 0}}});
     EXPECT_THAT(agent->settings().trapKinds, ElementsAre(1, 0, 0xabc0001));
     EXPECT_THAT(calls, ElementsAre("-a", "-b", "+b", "+a"));
     calls.clear();
@@ -140,9 +118,7 @@ TEST_F(SettingsTest, GeneratorsAreStoppedAndStartedByTheList) {
 }
 
 TEST_F(SettingsTest, DefaultsComeWhenAskedFor) {
-    tn::message m;
-    m.insert_u32(tn::field::GetFlags, tn::kWantDefaults);
-    const tn::message defaults = exchange(m, tn::cmd::Get).get_message(tn::field::Defaults);
+    const tn::message defaults = get(tn::kWantDefaults).get_message(tn::field::Defaults);
     EXPECT_EQ(defaults.get_u32(setting::TrapCommunity), kNoCommunity);
     EXPECT_TRUE(defaults.has(setting::TrapTargets));
     EXPECT_FALSE(get().has(tn::field::Defaults));
@@ -150,14 +126,8 @@ TEST_F(SettingsTest, DefaultsComeWhenAskedFor) {
 
 TEST_F(SettingsTest, AnUndoRecordTakesTheChangeBack) {
     ScriptedOwner& supervisor = owner({tn::number::Supervisor});
-    tn::message m;
-    m.insert_string(setting::Contact, "old");
-    set(m);
-    m.insert_string(setting::Contact, "new");
-    tn::message interface;
-    interface.insert_u32(setting::Interface, 5);
-    m.insert_message_array(setting::Interfaces, {interface});
-    set(m);
+    change({{setting::Contact, "old"}});
+    change({{setting::Contact, "new"}, {setting::Interfaces, interfaces(5)}});
     ASSERT_EQ(supervisor.requests.size(), 2U);
     EXPECT_EQ(supervisor.requests[1].get_string(tn::undo::Text), "changed snmp settings");
 

@@ -12,12 +12,10 @@ const std::vector<uint32_t> kOwner = {20, 0};
 class InterfaceTrapsTest : public AgentTest {
   protected:
     static tn::message notification(uint32_t id, uint32_t status) {
-        tn::message m;
-        m.insert_u32(tn::field::Command, kStatusChanged);
-        m.insert_u32_array(tn::field::Source, kOwner);
-        m.insert_u32(tn::field::ObjectId, id);
-        m.insert_u32(0x10003, status);
-        return m;
+        return messageOf({{tn::field::Command, kStatusChanged},
+                          {tn::field::Source, kOwner},
+                          {tn::field::ObjectId, id},
+                          {0x10003, status}});
     }
     /// "oid generic: name=value ..." of the trap, or nothing.
     static std::string made(const tn::message& m) {
@@ -61,18 +59,13 @@ TEST_F(InterfaceTrapsTest, EachNewStateMakesATrap) {
 TEST_F(InterfaceTrapsTest, OnlyTheInterfaceOwnerIsBelieved) {
     for (const auto& other : {std::vector<uint32_t>{20}, {20, 1}, {20, 0, 0}, {24, 0}}) {
         tn::message m = notification(5, 0x500);
-        m.insert_u32_array(tn::field::Source, other);
-        EXPECT_EQ(made(m), "");
+        EXPECT_EQ(made(put(m, {{tn::field::Source, other}})), "");
     }
-    tn::message m = notification(5, 0x500);
-    m.remove(tn::field::Source);
-    EXPECT_EQ(made(m), "");
-    m = notification(5, 0x500);
-    m.remove(tn::field::ObjectId);
-    EXPECT_EQ(made(m), "");
-    m = notification(5, 0x500);
-    m.remove(tn::u32_id(0x10003));
-    EXPECT_EQ(made(m), "");
+    tn::message incomplete[] = {notification(5, 0x500), notification(5, 0x500), notification(5, 0x500)};
+    incomplete[0].remove(tn::field::Source);
+    incomplete[1].remove(tn::field::ObjectId);
+    incomplete[2].remove(tn::u32_id(0x10003));
+    for (const tn::message& m : incomplete) EXPECT_EQ(made(m), "");
     EXPECT_TRUE(ifStateMap.empty());
 }
 
@@ -85,12 +78,8 @@ TEST_F(InterfaceTrapsTest, TheFilterNamesInterfacesOrAllByZeroOrNothing) {
         EXPECT_EQ(!made(notification(5, 0x500)).empty(), passes);
         EXPECT_EQ(ifStateMap.size(), passes ? 1U : 0U);
     }
-    tn::message change = tn::request(agent->path(), tn::cmd::Set);
-    tn::message entry;
-    entry.insert_u32(setting::Interface, 9);
-    change.insert_message_array(setting::Interfaces, {entry});
     interfaceFilter.clear();
-    ASSERT_FALSE(tn::isError(agent->exchangeMessage(change)));
+    change({{setting::Interfaces, Messages{messageOf({{setting::Interface, 9U}})}}});
     EXPECT_EQ(interfaceFilter, (std::set<uint32_t>{9}));
     interfaceFilter.clear();
     restart();
@@ -115,13 +104,8 @@ TEST_F(InterfaceTrapsTest, TheMakerIsThereAsLongAsTheSubscription) {
     agent->addHandler(kOwner, &interfaces);
     scribers.push_back({"interfaces", interfaceSubscribe, interfaceUnSubscribe});
     trapMakers.push_back(alderTrapMaker);
-    const auto choose = [&](std::vector<uint32_t> generators) {
-        tn::message change = tn::request(agent->path(), tn::cmd::Set);
-        change.insert_u32_array(setting::TrapKinds, std::move(generators));
-        ASSERT_FALSE(tn::isError(agent->exchangeMessage(change)));
-    };
     for (const int wanted : {0, 1, 1, 0, 1}) {
-        choose(wanted == 1 ? std::vector<uint32_t>{0xabc0001, 0} : std::vector<uint32_t>{0xabc0001, 4});
+        change({{setting::TrapKinds, std::vector<uint32_t>{0xabc0001, wanted == 1 ? 0U : 4U}}});
         EXPECT_EQ(interfaces.subscribers, wanted);
         EXPECT_EQ(std::ranges::count(trapMakers, &interfaceTrapMaker), wanted);
         EXPECT_EQ(trapMakers.front(), &alderTrapMaker);

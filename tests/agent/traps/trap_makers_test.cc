@@ -24,10 +24,7 @@ class TrapMakersTest : public AgentTest {
 };
 
 TEST_F(TrapMakersTest, ATrapAskedForHasItsVarbindWhenAllOfItIsThere) {
-    struct Case {
-        tn::message message;
-        size_t bindings;
-    } const cases[] = {
+    const std::pair<tn::message, size_t> cases[] = {
         {asked("1.3.6.1.4.1.49999.1", tag::OctetString, "hello"), 1},
         {asked("1.3.6.1.4.1.49999.1", tag::OctetString, ""), 1},
         {asked("1.3.6.1.4.1.49999.1", tag::Null, {}), 1},
@@ -36,21 +33,18 @@ TEST_F(TrapMakersTest, ATrapAskedForHasItsVarbindWhenAllOfItIsThere) {
         {asked({}, tag::Integer, "5"), 0},
         {asked({}, {}, {}), 0},
     };
-    for (const Case& c : cases) {
-        const auto trap = makeTrap(c.message);
-        ASSERT_TRUE(trap) << c.message;
+    for (const auto& [message, bindings] : cases) {
+        const auto trap = makeTrap(message);
+        ASSERT_TRUE(trap) << message;
         EXPECT_EQ(trap->oid, OID("1.3.6.1.4.1.49999.1.1.9"));
-        EXPECT_EQ(trap->generic, 6U);
-        EXPECT_EQ(trap->specific, 1U);
-        ASSERT_EQ(trap->bindings.size(), c.bindings) << c.message;
+        EXPECT_EQ(std::pair(trap->generic, trap->specific), std::pair(6U, 1U));
+        ASSERT_EQ(trap->bindings.size(), bindings) << message;
     }
-    const auto trap = makeTrap(cases[0].message);
+    const auto trap = makeTrap(cases[0].first);
     EXPECT_EQ(trap->bindings[0].name, OID("1.3.6.1.4.1.49999.1"));
     EXPECT_EQ(trap->bindings[0].type, tag::OctetString);
     EXPECT_EQ(trap->bindings[0].value, "hello");
-    tn::message changed;
-    changed.insert_u32(tn::field::Command, tn::cmd::Changed);
-    EXPECT_FALSE(makeTrap(changed));
+    EXPECT_FALSE(makeTrap(messageOf({{tn::field::Command, tn::cmd::Changed}})));
 }
 
 TEST_F(TrapMakersTest, TheFirstThatKnowsTheMessageMakesTheTrapAndAlone) {

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "tn/message.h"
+
+namespace snmp {
+
+/// An IPv4 address or mask as the value of a field; a bare uint32_t is a number.
+struct Ip4 {
+    uint32_t value;
+};
+using Raw = std::vector<uint8_t>;
+using Messages = std::vector<tn::message>;
+
+/// A field to put into a message; its kind is that of the value.
+struct Field {
+    using Value = std::variant<bool, uint32_t, uint64_t, Ip4, tn::IPAddr6, std::string, Raw, std::vector<uint32_t>,
+                               std::vector<std::string>, Messages>;
+    Field(uint32_t id, Value v) : number(id), value(std::move(v)) {}
+    template <tn::Kind kind, int view>
+    Field(tn::field_id<kind, view> id, Value v) : number(id.number), value(std::move(v)) {}
+
+    void into(tn::message& m) const {
+        struct Insert {
+            tn::message& m;
+            uint32_t id;
+            void operator()(bool v) { m.insert_bool(id, v); }
+            void operator()(uint32_t v) { m.insert_u32(id, v); }
+            void operator()(uint64_t v) { m.insert_u64(id, v); }
+            void operator()(Ip4 v) { m.insert_be32(id, v.value); }
+            void operator()(const tn::IPAddr6& v) { m.insert_addr6(id, v); }
+            void operator()(const std::string& v) { m.insert_string(id, v); }
+            void operator()(const Raw& v) { m.insert_raw(id, v); }
+            void operator()(const std::vector<uint32_t>& v) { m.insert_u32_array(id, v); }
+            void operator()(const std::vector<std::string>& v) { m.insert_string_array(id, v); }
+            void operator()(const Messages& v) { m.insert_message_array(id, v); }
+        };
+        std::visit(Insert{m, number}, value);
+    }
+
+    uint32_t number;
+    Value value;
+};
+using Fields = std::initializer_list<Field>;
+
+/// Puts fields into a message, in the place of those of the same number and kind.
+inline tn::message& put(tn::message& m, Fields fields) {
+    for (const Field& field : fields) field.into(m);
+    return m;
+}
+
+inline tn::message messageOf(Fields fields) {
+    tn::message m;
+    return put(m, fields);
+}
+
+}  // namespace snmp
