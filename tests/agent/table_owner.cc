@@ -17,19 +17,19 @@ std::string octetsOf(uint32_t value) {
             static_cast<char>(value)};
 }
 
-std::string octetsOf(const tn::message& m, tn::u32_id field) { return octetsOf(m.get_u32(field)); }
-std::string octetsOf(const tn::message& m, tn::be32_id field) { return octetsOf(m.get_be32(field)); }
-std::string octetsOf(const tn::message& m, tn::raw_id field) {
-    const std::vector<uint8_t> octets = m.get_raw(field);
+/// The octets of a field, as they are ordered.
+std::string octetsOf(const tn::message& m, const TableOwner::KeyField& field) {
+    if (const auto* number = std::get_if<tn::u32_id>(&field)) return octetsOf(m.get_u32(*number));
+    if (const auto* address = std::get_if<tn::be32_id>(&field)) return octetsOf(m.get_be32(*address));
+    const std::vector<uint8_t> octets = m.get_raw(std::get<tn::raw_id>(field));
     return {octets.begin(), octets.end()};
 }
 
 }  // namespace
 
 TableOwner::RowKey TableOwner::keyOf(const tn::message& m) const {
-    if (keyFields.empty()) return {octetsOf(m, tn::field::ObjectId)};
     RowKey key;
-    for (const KeyField& field : keyFields) key.push_back(std::visit([&m](auto id) { return octetsOf(m, id); }, field));
+    for (const KeyField& field : keyFields) key.push_back(octetsOf(m, field));
     return key;
 }
 
@@ -61,7 +61,7 @@ tn::message TableOwner::handle(const tn::message& request, uint32_t) {
 tn::message TableOwner::getAll(const tn::message& request) const {
     Ordered ordered;
     for (const auto& [id, m] : rows) ordered.emplace_back(keyOf(m), &m);
-    std::sort(ordered.begin(), ordered.end());
+    std::ranges::stable_sort(ordered, {}, &Ordered::value_type::first);
 
     const bool byId = request.has(tn::field::Continue);
     const bool asked = byId || request.has(tn::field::Key);

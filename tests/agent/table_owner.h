@@ -24,8 +24,8 @@ class TableOwner : public tn::Handler {
 
     std::map<uint32_t, tn::message> rows;
     using KeyField = std::variant<tn::u32_id, tn::be32_id, tn::raw_id>;
-    std::vector<KeyField> keyFields;  ///< empty for a table keyed by id
-    size_t pageSize = 1000;           ///< items of one reply at most
+    std::vector<KeyField> keyFields = {tn::field::ObjectId};
+    size_t pageSize = 1000;  ///< items of one reply at most
     std::vector<tn::message> requests;
     bool remembers = true;  ///< a fuzzer never stops asking
     unsigned fetches = 0;
