@@ -21,14 +21,9 @@ const std::string kUpTime = "1.3.6.1.2.1.1.3.0";
 const std::string kTrapOid = "1.3.6.1.6.3.1.1.4.1.0";
 
 tn::message entry(const char* address) {
-    tn::message m;
-    const auto parsed = tn::IPAddr6::parse(address);
-    if (parsed->isIPv4()) {
-        m.insert_be32(setting::Target4, parsed->getIPv4());
-    } else {
-        m.insert_addr6(setting::Target6, *parsed);
-    }
-    return m;
+    const auto target = *tn::IPAddr6::parse(address);
+    return target.isIPv4() ? messageOf({{setting::Target4, Ip4{target.getIPv4()}}})
+                           : messageOf({{setting::Target6, target}});
 }
 
 /// Traps of the agent, at a port of this machine's loopback where `receiver` listens.
@@ -52,34 +47,19 @@ class TrapSenderTest : public AgentTest {
         agent = std::make_unique<SnmpLooper>(uint16_t{0}, ntohs(at.sin6_port));
     }
     void set(uint32_t version, std::initializer_list<const char*> targets, uint32_t community = 0) {
-        tn::message change = tn::request(agent->path(), tn::cmd::Set);
-        change.insert_bool(setting::Enabled, true);
-        change.insert_string(setting::EngineId, "trapper");
-        change.insert_u32(setting::TrapVersion, version);
-        change.insert_u32(setting::TrapCommunity, community);
-        std::vector<tn::message> list;
+        Messages list;
         for (const char* target : targets) list.push_back(entry(target));
-        change.insert_message_array(setting::TrapTargets, list);
-        ASSERT_FALSE(tn::isError(agent->exchangeMessage(change)));
-    }
-    /// A user, its passwords "authentication" and "encryption"; its object id.
-    uint32_t hasUser(uint32_t security, uint32_t protocol) {
-        tn::message user = tn::request(agent->communities().path(), tn::cmd::AddObj);
-        user.insert_string(5, "trapper");
-        user.insert_u32(15, security);
-        user.insert_u32(20, protocol);
-        user.insert_string(11, "authentication");
-        user.insert_string(12, "encryption");
-        const tn::message reply = agent->exchangeMessage(user);
-        EXPECT_FALSE(tn::isError(reply)) << tn::getError(reply);
-        return agent->communities().find("trapper")->id;
+        change({{setting::Enabled, true},
+                {setting::EngineId, "trapper"},
+                {setting::TrapVersion, version},
+                {setting::TrapCommunity, community},
+                {setting::TrapTargets, list}});
     }
     static tn::message ask() {
         tn::message m = tn::request(std::vector<uint32_t>{34}, trap_request::kCommand);
-        m.insert_string(trap_request::Name, "1.3.6.1.4.1.49999.1");
-        m.insert_u32(trap_request::Type, tag::OctetString);
-        m.insert_string(trap_request::Value, "hello");
-        return m;
+        return put(m, {{trap_request::Name, "1.3.6.1.4.1.49999.1"},
+                       {trap_request::Type, uint32_t{tag::OctetString}},
+                       {trap_request::Value, "hello"}});
     }
     std::optional<wire::Bytes> created(const tn::message& message, const char* local = "192.0.2.1") {
         OutStream out;
@@ -152,16 +132,15 @@ TEST_F(TrapSenderTest, Version2c) {
 TEST_F(TrapSenderTest, Version3AtTheLevelOfItsUser) {
     for (const auto& [security, protocol] : {std::pair{0U, 0U}, {1U, 0U}, {1U, 1U}, {2U, 0U}, {2U, 1U}}) {
         SCOPED_TRACE(std::to_string(security) + std::to_string(protocol));
-        const uint32_t user = hasUser(security, protocol);
-        set(kVersion3, {"192.0.2.9"}, user);
+        addEntry("trapper", "0.0.0.0/0", security, {{20, protocol}, {11, "authentication"}, {12, "encryption"}});
+        set(kVersion3, {"192.0.2.9"}, agent->communities().find("trapper")->id);
         sources.uptime += 60;
-        wire::Manager manager;
-        manager.user = "trapper";
-        manager.level = security;
-        manager.sha = protocol == 1;
-        manager.authPassword = "authentication";
-        manager.privPassword = "encryption";
-        manager.engineId = std::string("\x80\x00\xC3\x4F\x04", 5) + "trapper";
+        const wire::Manager manager{.user = "trapper",
+                                    .level = security,
+                                    .sha = protocol == 1,
+                                    .authPassword = "authentication",
+                                    .privPassword = "encryption",
+                                    .engineId = std::string("\x80\x00\xC3\x4F\x04", 5) + "trapper"};
         std::string why;
         const auto bytes = created(ask());
         ASSERT_TRUE(bytes);
@@ -182,9 +161,7 @@ TEST_F(TrapSenderTest, Version3AtTheLevelOfItsUser) {
         EXPECT_EQ(trap->scoped.body.bindings.size(), 3U);
         EXPECT_EQ(trap->scoped.body.bindings.back(), text("1.3.6.1.4.1.49999.1", "hello"));
         EXPECT_NE(created(ask()), bytes);
-        tn::message gone = tn::request(agent->communities().path(), tn::cmd::RemoveObj);
-        gone.insert_u32(tn::field::ObjectId, user);
-        ASSERT_FALSE(tn::isError(agent->exchangeMessage(gone)));
+        removeEntry("trapper");
         EXPECT_FALSE(created(ask())) << "sent for a user that has gone";
     }
 }
@@ -195,9 +172,7 @@ TEST_F(TrapSenderTest, EveryTargetThatCanBeReachedGetsTheTrapOnce) {
     // The first is refused by this machine itself, and the second answers that nobody listens there.
     set(kVersion2c, {"255.255.255.255", "127.0.0.2", "127.0.0.1", "::1", "127.0.0.1"});
     tn::message up = tn::request(std::vector<uint32_t>{34}, kStatusChanged);
-    up.insert_u32_array(tn::field::Source, {20, 0});
-    up.insert_u32(tn::field::ObjectId, 5);
-    up.insert_u32(0x10003, 0x500);
+    put(up, {{tn::field::Source, std::vector<uint32_t>{20, 0}}, {tn::field::ObjectId, 5U}, {0x10003, 0x500U}});
     sends(up);
     const auto traps = received();
     ASSERT_EQ(traps.size(), 2U);
@@ -209,20 +184,18 @@ TEST_F(TrapSenderTest, EveryTargetThatCanBeReachedGetsTheTrapOnce) {
 
 TEST_F(TrapSenderTest, NothingIsSentWithoutServiceTargetsOrCommunity) {
     listensAt("::1");
-    const auto change = [&](auto put) {
+    const std::vector<Field> changes = {{setting::Enabled, false},
+                                        {setting::TrapTargets, Messages()},
+                                        {setting::TrapCommunity, kNoCommunity},
+                                        {setting::TrapCommunity, 77U}};
+    for (const Field& without : changes) {
         set(kVersion2c, {"::1"});
         sends();
         EXPECT_EQ(received().size(), 1U);
-        tn::message m = tn::request(agent->path(), tn::cmd::Set);
-        put(m);
-        ASSERT_FALSE(tn::isError(agent->exchangeMessage(m)));
+        change({without});
         sends();
-        EXPECT_EQ(received().size(), 0U) << m;
-    };
-    change([](tn::message& m) { m.insert_bool(setting::Enabled, false); });
-    change([](tn::message& m) { m.insert_message_array(setting::TrapTargets, {}); });
-    change([](tn::message& m) { m.insert_u32(setting::TrapCommunity, kNoCommunity); });
-    change([](tn::message& m) { m.insert_u32(setting::TrapCommunity, 77); });
+        EXPECT_EQ(received().size(), 0U) << without.number;
+    }
 }
 
 TEST_F(TrapSenderTest, AnyNumberOfStoppedTrapsHoldsOneDescriptor) {
@@ -242,9 +215,7 @@ TEST_F(TrapSenderTest, TheStartIsToldWhenTheSettingsSaySo) {
     set(kVersion2c, {"::1"});
     agent->startup();
     EXPECT_EQ(received().size(), 0U);
-    tn::message change = tn::request(agent->path(), tn::cmd::Set);
-    change.insert_u32_array(setting::TrapKinds, {0xabc0001});
-    ASSERT_FALSE(tn::isError(agent->exchangeMessage(change)));
+    change({{setting::TrapKinds, std::vector<uint32_t>{0xabc0001}}});
     agent->startup();
     const auto traps = received();
     ASSERT_EQ(traps.size(), 1U);
