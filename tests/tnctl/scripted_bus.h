@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <map>
 #include <sstream>
 #include <string>
@@ -11,17 +12,44 @@
 #include "tn/looper.h"
 #include "tnctl/client.h"
 #include "tnctl/failure.h"
+#include "tnctl/message_fields.h"
 #include "tnctl/run.h"
 #include "tnctl/snmp_fields.h"
+#include "tnctl/snmp_words.h"
+#include "tnctl/words.h"
 
 namespace tnctl {
 
-/// A handler that answers each command with what the test put there, and remembers what it was asked.
+/// What is told of wrong words.
+template <class Call>
+std::string refusalOf(const Call& call) {
+    try {
+        call();
+        ADD_FAILURE() << "was taken";
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.code, kUsage);
+        return failure.what();
+    }
+    return {};
+}
+
+inline uint32_t commandOf(const tn::message& request) { return request.get_u32(tn::field::Command); }
+
+/// The fields of a request without the two that say where it goes.
+inline tn::message fieldsOf(tn::message request) {
+    request.remove(tn::field::Destination);
+    request.remove(tn::field::Command);
+    return request;
+}
+
+/// A handler that answers each command with what the test put there, and
+/// remembers what it was asked.
 class ScriptedOwner : public tn::Handler {
   public:
     tn::message handle(const tn::message& request, uint32_t) override {
-        const uint32_t command = request.get_u32(tn::field::Command);
-        // Subscriptions and the reading of policies are the platform's own business.
+        const uint32_t command = commandOf(request);
+        // Subscriptions and the reading of policies are the platform's own
+        // business.
         if (command == tn::cmd::Subscribe || command == tn::cmd::Unsubscribe || command == tn::cmd::GetPolicies)
             return handleCmd(request, command);
         asked.push_back(request);
@@ -32,7 +60,7 @@ class ScriptedOwner : public tn::Handler {
     [[nodiscard]] std::vector<tn::message> changes() const {
         std::vector<tn::message> found;
         for (const tn::message& request : asked) {
-            const uint32_t command = request.get_u32(tn::field::Command);
+            const uint32_t command = commandOf(request);
             if (command != tn::cmd::Get && command != tn::cmd::GetAll && command != tn::cmd::GetObj)
                 found.push_back(request);
         }
@@ -54,7 +82,8 @@ class ScriptedOwner : public tn::Handler {
     }
 };
 
-/// Every owner tnctl has commands for, in this process, and a way to type a command line.
+/// Every owner tnctl has commands for, in this process, and a way to type a
+/// command line.
 class CommandTest : public testing::Test {
   protected:
     CommandTest() {
@@ -66,7 +95,8 @@ class CommandTest : public testing::Test {
         looper.addHandler(Path{1, 1}, &journal);
     }
 
-    /// Runs words as a shell would pass them; what was printed lies in `out` and `err` afterwards.
+    /// Runs words as a shell would pass them; what was printed lies in `out` and
+    /// `err` afterwards.
     int type(const std::vector<std::string>& words, const std::string& input = {}, bool interactive = false) {
         std::istringstream in(input);
         std::ostringstream outStream;
@@ -77,30 +107,23 @@ class CommandTest : public testing::Test {
         return code;
     }
 
-    static tn::message communityRow(uint32_t id, const std::string& name, const std::vector<std::string>& from) {
-        tn::message row;
+    /// The same of a line without quotes.
+    int type(const std::string& line, const std::string& input = {}, bool interactive = false) {
+        std::istringstream text(line);
+        return type(std::vector<std::string>(std::istream_iterator<std::string>(text), {}), input, interactive);
+    }
+
+    /// An entry that may read.
+    static tn::message communityRow(uint32_t id, const std::string& name, const std::string& addresses = {}) {
+        std::vector<std::string> words{"name=" + name, "read-access=yes", "write-access=no"};
+        if (!addresses.empty()) words.push_back("addresses=" + addresses);
+        tn::message row = parseWords(communityWords(), words, {});
         row.insert_u32(tn::field::ObjectId, id);
-        row.insert_string(community::Name, name);
-        row.insert_bool(community::ReadAccess, true);
-        row.insert_bool(community::WriteAccess, false);
-        std::vector<tn::message>& list = row.get_message_array_ref(community::Addresses);
-        for (const std::string& text : from) {
-            const auto prefix = tn::IPPrefix6::parse(text);
-            tn::message& element = list.emplace_back();
-            element.insert_be32(community::Address4, prefix->address().getIPv4());
-            element.insert_be32(community::Mask4, prefix->mask4());
-        }
         return row;
     }
 
-    /// The fields of a request without the two that say where it goes.
-    static tn::message fieldsOf(tn::message request) {
-        request.remove(tn::field::Destination);
-        request.remove(tn::field::Command);
-        return request;
-    }
-
-    ScriptedOwner settings, communities, generators, interfaces, supervisor, journal;  // outlive the looper
+    ScriptedOwner settings, communities, generators, interfaces, supervisor,
+        journal;  // outlive the looper
     tn::Looper looper{std::vector<uint32_t>{}};
     std::string out, err;
 };

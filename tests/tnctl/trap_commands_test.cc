@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include "tests/tnctl/scripted_bus.h"
-#include "tnctl/message_fields.h"
 
 namespace tnctl {
 namespace {
@@ -11,7 +10,8 @@ using testing::IsEmpty;
 
 constexpr const char* kGeneratorList =
     "0xfe0002:message[]={0xfe0001:u32=0xabc0001 0xfe0010:string=start-trap},"
-    "{0xfe0001:u32=0 0xfe0010:string=interfaces},{0xfe0001:u32=1 0xfe0010:string=7}";
+    "{0xfe0001:u32=0 0xfe0010:string=interfaces},{0xfe0001:u32=1 "
+    "0xfe0010:string=7}";
 
 class Traps : public CommandTest {
   protected:
@@ -24,120 +24,121 @@ class Traps : public CommandTest {
                                                       "19:u32[]=0xabc0001,5,0", "24:message[]={25:u32=9},{25:u32=4}"});
     }
 
-    tn::message changeOf(const std::vector<std::string>& words) {
+    /// What a line sends to the agent.
+    tn::message changeOf(const std::string& line) {
         settings.asked.clear();
-        EXPECT_EQ(type(words), kDone) << err;
+        EXPECT_EQ(type(line), kDone) << err;
         return settings.changes().size() == 1 ? fieldsOf(settings.changes()[0]) : tn::message();
     }
-    tn::message sent(const std::vector<std::string>& words) {
-        std::vector<std::string> all{"snmp", "trap", "send"};
-        all.insert(all.end(), words.begin(), words.end());
-        return changeOf(all);
-    }
-    std::string refusal(const std::vector<std::string>& words, int code = kUsage) {
+    std::string refusal(const std::string& words, int code = kUsage) {
         settings.asked.clear();
-        std::vector<std::string> all{"snmp", "trap", "send"};
-        all.insert(all.end(), words.begin(), words.end());
-        EXPECT_EQ(type(all), code);
+        EXPECT_EQ(type("snmp trap send " + words), code) << words;
         EXPECT_THAT(settings.changes(), IsEmpty());
         return err;
     }
 };
 
 TEST_F(Traps, GeneratorsAndInterfacesAreShownByNameAsFarAsTheyHaveOne) {
-    ASSERT_EQ(type({"snmp"}), kDone) << err;
+    ASSERT_EQ(type("snmp"), kDone) << err;
     EXPECT_THAT(out, HasSubstr("trap-generators  start-trap,5,interfaces\n"));
     EXPECT_THAT(out, HasSubstr("interfaces       wan,4\n"));
-    ASSERT_EQ(type({"--json", "snmp"}), kDone) << err;
+    ASSERT_EQ(type("--json snmp"), kDone) << err;
     EXPECT_EQ(Json::parse(out)["trap-generators"], (Json{"start-trap", 5, "interfaces"}));
 
     generators.answers[100] = tn::errorMsg(tn::error::NoSuchHandler, "no such handler");
     interfaces.rows.clear();
-    ASSERT_EQ(type({"snmp"}), kDone) << err;
+    ASSERT_EQ(type("snmp"), kDone) << err;
     EXPECT_THAT(out, HasSubstr("trap-generators  180092929,5,0\n"));
     EXPECT_THAT(out, HasSubstr("interfaces       9,4\n"));
 
     generators.answers[100] = parseFields({kGeneratorList});
-    ASSERT_EQ(type({"snmp", "trap", "list"}), kDone) << err;
+    ASSERT_EQ(type("snmp trap list"), kDone) << err;
     EXPECT_EQ(out,
-              "ID         NAME        ON\n0          interfaces  yes\n1          7           no\n"
+              "ID         NAME        ON\n0          interfaces  yes\n1     "
+              "     7           no\n"
               "180092929  start-trap  yes\n");
 }
 
 TEST_F(Traps, GeneratorsAndInterfacesAreSetByNameOrId) {
-    EXPECT_EQ(changeOf({"snmp", "set", "trap-generators=interfaces,start-trap,5", "interfaces=wan,2,eth0"}),
+    EXPECT_EQ(changeOf("snmp set trap-generators=interfaces,start-trap,5 "
+                       "interfaces=wan,2,eth0"),
               parseFields({"19:u32[]=0,0xabc0001,5", "24:message[]={25:u32=9},{25:u32=2},{25:u32=2}"}));
-    EXPECT_EQ(changeOf({"snmp", "set", "trap-generators=none", "interfaces=none"}),
-              parseFields({"19:u32[]=", "24:message[]="}));
+    EXPECT_EQ(changeOf("snmp set trap-generators=none interfaces=none"), parseFields({"19:u32[]=", "24:message[]="}));
 
     // Ids need nobody to tell names.
     generators.asked.clear();
     interfaces.asked.clear();
-    EXPECT_EQ(changeOf({"snmp", "set", "trap-generators=0xabc0001,0", "interfaces=9"}),
+    EXPECT_EQ(changeOf("snmp set trap-generators=0xabc0001,0 interfaces=9"),
               parseFields({"19:u32[]=0xabc0001,0", "24:message[]={25:u32=9}"}));
     EXPECT_THAT(generators.asked, IsEmpty());
     EXPECT_THAT(interfaces.asked, IsEmpty());
 
     settings.asked.clear();
-    EXPECT_EQ(type({"snmp", "set", "trap-generators=interfacs"}), kFailed);
+    EXPECT_EQ(type("snmp set trap-generators=interfacs"), kFailed);
     EXPECT_THAT(err, HasSubstr("did you mean interfaces?"));
-    EXPECT_EQ(type({"snmp", "set", "interfaces=lan"}), kFailed);
+    EXPECT_EQ(type("snmp set interfaces=lan"), kFailed);
     for (const char* word : {"trap-generators=", "trap-generators=interfaces,", "interfaces=wan,0", "interfaces="})
-        EXPECT_EQ(type({"snmp", "set", word}), kUsage) << word;
+        EXPECT_EQ(type(std::string("snmp set ") + word), kUsage) << word;
     EXPECT_THAT(settings.changes(), IsEmpty());
 }
 
 TEST_F(Traps, SendAsksForATrapWithTheVarbind) {
-    EXPECT_EQ(sent({}), tn::message());
-    EXPECT_EQ(settings.changes()[0].get_u32(tn::field::Command), 1U);
-    const std::string oid = "oid=.1.3.6.1.4.1.49999.1";
-    const std::string name = "1001:string=.1.3.6.1.4.1.49999.1";
-    const auto varbind = [&](const char* type, const std::string& value) {
-        return parseFields({name, std::string("1002:u32=") + type, "1003:string=" + value});
+    EXPECT_EQ(changeOf("snmp trap send"), tn::message());
+    EXPECT_EQ(commandOf(settings.changes()[0]), 1U);
+    const std::string oid = ".1.3.6.1.4.1.49999.1";
+    const auto varbind = [&](const std::string& words) {
+        const tn::message sent = changeOf("snmp trap send oid=" + oid + " " + words);
+        EXPECT_EQ(sent.get_string(1001), oid);
+        return std::to_string(sent.get_u32(1002)) + ": " + sent.get_string(1003, "no value");
     };
-    EXPECT_EQ(sent({oid, "type=string", "value=a b=c"}), varbind("4", "a b=c"));
-    EXPECT_EQ(sent({"value=", oid}), varbind("4", ""));
-    EXPECT_EQ(sent({oid, "type=integer", "value=-2147483648"}), varbind("2", "-2147483648"));
-    EXPECT_EQ(sent({oid, "type=oid", "value=2.39.4294967295"}), varbind("6", "2.39.4294967295"));
-    EXPECT_EQ(sent({oid, "type=ipaddress", "value=192.0.2.1"}), varbind("0x40", "192.0.2.1"));
-    EXPECT_EQ(sent({oid, "type=counter32", "value=4294967295"}), varbind("0x41", "4294967295"));
-    EXPECT_EQ(sent({oid, "type=timeticks", "value=0"}), varbind("0x43", "0"));
-    EXPECT_EQ(sent({oid, "type=null"}), parseFields({name, "1002:u32=5"}));
+    EXPECT_EQ(varbind("value=a=b type=string"), "4: a=b");
+    EXPECT_EQ(varbind("value="), "4: ");
+    EXPECT_EQ(varbind("type=integer value=-2147483648"), "2: -2147483648");
+    EXPECT_EQ(varbind("type=oid value=2.39.4294967295"), "6: 2.39.4294967295");
+    EXPECT_EQ(varbind("type=ipaddress value=192.0.2.1"), "64: 192.0.2.1");
+    EXPECT_EQ(varbind("type=counter32 value=4294967295"), "65: 4294967295");
+    EXPECT_EQ(varbind("type=timeticks value=0"), "67: 0");
+    EXPECT_EQ(varbind("type=null"), "5: no value");
 }
 
 TEST_F(Traps, SendRefusesWhatTheAgentWouldLeaveOut) {
-    const std::string oid = "oid=1.3.6";
-    for (const char* wrong : {"oid=", "oid=1", "oid=3.1", "oid=1.40", "oid=1..3", "oid=1.3.", "oid=1.3.x", "oid=1.3.-1",
-                              "oid=1.3.4294967296", "oid=sysName.0"})
-        EXPECT_THAT(refusal({wrong, "value=x"}), HasSubstr("expected an OID")) << wrong;
-    EXPECT_THAT(refusal({"oid=1.3" + std::string(300, '.'), "value=x"}), HasSubstr("expected an OID"));
-    for (const char* wrong : {"x", "", "0x10", "2147483648", " 1"})
-        EXPECT_THAT(refusal({oid, "type=integer", std::string("value=") + wrong}), HasSubstr("expected a number"));
-    EXPECT_THAT(refusal({oid, "type=counter32", "value=-1"}), HasSubstr("from 0 to 4294967295"));
-    EXPECT_THAT(refusal({oid, "type=timeticks", "value=4294967296"}), HasSubstr("hundredths of a second"));
-    for (const char* wrong : {"value=::1", "value=::ffff:192.0.2.1"})
-        EXPECT_THAT(refusal({oid, "type=ipaddress", wrong}), HasSubstr("IPv4"));
-    EXPECT_THAT(refusal({oid, "type=oid", "value=x"}), HasSubstr("OID"));
-    EXPECT_THAT(refusal({oid, "type=null", "value=x"}), HasSubstr("no value"));
-    EXPECT_THAT(refusal({oid, "type=gauge32", "value=1"}), HasSubstr("expected string, integer"));
-    EXPECT_THAT(refusal({oid}), HasSubstr("value=VALUE"));
-    EXPECT_THAT(refusal({"type=string", "value=x"}), HasSubstr("oid=OID"));
+    for (const char* oid : {"", "1", "3.1", "1.40", "1..3", "1.3.", "1.3.x", "1.3.-1", "1.3.4294967296", "sysName.0"})
+        EXPECT_THAT(refusal("value=x oid=" + std::string(oid)), HasSubstr("expected an OID")) << oid;
+    EXPECT_THAT(refusal("value=x oid=1.3" + std::string(300, '.')), HasSubstr("expected an OID"));
+    const std::pair<const char*, const char*> rows[] = {
+        {"type=integer value=x", "expected a number"},
+        {"type=integer value=", "expected a number"},
+        {"type=integer value=0x10", "expected a number"},
+        {"type=integer value=2147483648", "expected a number"},
+        {"type=counter32 value=-1", "from 0 to 4294967295"},
+        {"type=timeticks value=4294967296", "hundredths of a second"},
+        {"type=ipaddress value=::1", "IPv4"},
+        {"type=ipaddress value=::ffff:192.0.2.1", "IPv4"},
+        {"type=oid value=x", "OID"},
+        {"type=null value=x", "no value"},
+        {"type=gauge32 value=1", "expected string, integer"},
+        {"", "value=VALUE"},
+    };
+    for (const auto& [words, why] : rows)
+        EXPECT_THAT(refusal("oid=1.3.6 " + std::string(words)), HasSubstr(why)) << words;
+    EXPECT_THAT(refusal("type=string value=x"), HasSubstr("oid=OID"));
 }
 
 TEST_F(Traps, SendTellsWhatKeepsTheAgentFromSending) {
-    settings.answers[tn::cmd::Get] = parseFields({"1:bool=yes", "26:message[]={16:be32=127.0.0.1}"});
-    EXPECT_THAT(refusal({}, kFailed), HasSubstr("trap-community=NAME"));
-    for (const char* community : {"17:u32=4", "17:u32=0xffffffff"}) {  // the first one is gone
-        settings.answers[tn::cmd::Get] = parseFields({"1:bool=yes", "26:message[]={16:be32=127.0.0.1}", community});
-        EXPECT_THAT(refusal({}, kFailed), HasSubstr("trap-community=NAME"));
+    const std::string on = "1:bool=yes";
+    const std::string target = "26:message[]={16:be32=127.0.0.1}";
+    const std::pair<std::vector<std::string>, const char*> rows[] = {
+        {{on, target}, "trap-community=NAME"},
+        {{on, target, "17:u32=4"}, "trap-community=NAME"},  // it is gone
+        {{on, target, "17:u32=0xffffffff"}, "trap-community=NAME"},
+        {{on, target, "17:u32=3", "18:u32=3"}, "engine-id=TEXT"},
+        {{on, "17:u32=3"}, "trap-targets=ADDRESS"},
+        {{"1:bool=no"}, "enabled=yes"},
+    };
+    for (const auto& [fields, missing] : rows) {
+        settings.answers[tn::cmd::Get] = parseFields(fields);
+        EXPECT_THAT(refusal("", kFailed), HasSubstr(missing));
     }
-    settings.answers[tn::cmd::Get] =
-        parseFields({"1:bool=yes", "26:message[]={16:be32=127.0.0.1}", "17:u32=3", "18:u32=3"});
-    EXPECT_THAT(refusal({}, kFailed), HasSubstr("engine-id=TEXT"));
-    settings.answers[tn::cmd::Get] = parseFields({"1:bool=yes", "17:u32=3"});
-    EXPECT_THAT(refusal({}, kFailed), HasSubstr("trap-targets=ADDRESS"));
-    settings.answers[tn::cmd::Get] = parseFields({"1:bool=no"});
-    EXPECT_THAT(refusal({}, kFailed), HasSubstr("enabled=yes"));
 }
 
 }  // namespace
