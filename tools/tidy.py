@@ -54,7 +54,9 @@ def main():
     options.stamps = pathlib.Path(options.build, "tidy")
     options.stamps.mkdir(exist_ok=True)
     entries = json.loads(pathlib.Path(options.build, "compile_commands.json").read_text())
-    entries = [entry for entry in entries if not entry["file"].startswith(str(ROOT / "build"))]
+    # What several programs are made of is looked at once.
+    entries = list({entry["file"]: entry for entry in entries
+                    if not entry["file"].startswith(str(ROOT / "build"))}.values())
     bad = 0
     with concurrent.futures.ThreadPoolExecutor(len(os.sched_getaffinity(0))) as pool:
         for number, said in enumerate(pool.map(lambda entry: check(entry, options), entries), 1):
