@@ -23,9 +23,21 @@ constexpr unsigned kTrialTime = 10;     // seconds
 constexpr int kSurvived = 77;           // exit status
 constexpr std::string_view kSuffix = ".so";
 
-bool othersMayWrite(const struct stat& file) {
-    const bool owned = file.st_uid == 0 || file.st_uid == geteuid();
-    return !owned || (file.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+/// Whether nobody else may write a file, or swap those in a folder; says so when somebody may.
+bool isOurs(const std::string& path, const struct stat& status) {
+    const bool owned = status.st_uid == 0 || status.st_uid == geteuid();
+    if (owned && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0) return true;
+    serr << "plugin refused: " << path << ": others than root and the agent's own user may write it";
+    return false;
+}
+
+/// The same of the folder in which a file really lies.
+bool isFolderOurs(const std::string& path) {
+    std::error_code fault;
+    if (!std::filesystem::is_symlink(path, fault)) return true;  // looked at before it was searched
+    const std::string folder = std::filesystem::canonical(path, fault).parent_path();
+    struct stat status {};
+    return stat(folder.c_str(), &status) == 0 && isOurs(folder, status);
 }
 
 /// Whether a process outlives the object's static constructors, of which nothing can be caught: a child tries.
@@ -73,10 +85,7 @@ void start(void* object, const std::string& path) {
 }
 
 void load(const std::string& path, const struct stat& file) {
-    if (othersMayWrite(file)) {
-        serr << "plugin refused: " << path << ": others than root and the agent's own user may write it";
-        return;
-    }
+    if (!isOurs(path, file) || !isFolderOurs(path)) return;
     if (!isSurvived(path)) {
         serr << "plugin refused: " << path << ": loading it ends the process";
         return;
@@ -102,6 +111,8 @@ void search(const std::string& directory, unsigned& folders) {
         if (folders == kMostFolders + 1) serr << "plugins: more than 200 folders: not searched from " << directory;
         return;
     }
+    struct stat folder {};
+    if (stat(directory.c_str(), &folder) != 0 || !isOurs(directory, folder)) return;
     std::error_code fault;
     std::filesystem::directory_iterator entry(directory, fault);
     for (; !fault && entry != std::filesystem::directory_iterator(); entry.increment(fault)) {

@@ -44,6 +44,11 @@ class PluginsTest : public testing::Test {
         return lines;
     }
 
+    PluginsTest() {
+        if (!folder.starts_with(fs::temp_directory_path().string() + "/")) std::abort();  // it is removed whole
+        umask(S_IWGRP | S_IWOTH);  // folders that others may write are refused
+    }
+
     tn::TempRoot root;
     const std::string folder = root.folder();
 };
@@ -100,6 +105,22 @@ TEST_F(PluginsTest, OneThatOthersMayWriteIsRefused) {
     ASSERT_EQ(chown(theirs.c_str(), 65534, 65534), 0);
     EXPECT_THAT(linesOfLoading(),
                 UnorderedElementsAre("plugin refused: ./theirs.so" + refused, "plugin refused: ./link.so" + refused));
+}
+
+TEST_F(PluginsTest, AFolderThatOthersMayWriteIsRefusedWithAllThatIsInIt) {
+    const std::string refused = ": others than root and the agent's own user may write it";
+    put("speaks", "sticky/below/one.so");
+    put("speaks", "open/two.so");
+    put("speaks", ".hidden/three.so");
+    fs::create_symlink(".hidden/three.so", folder + "/link.so");
+    ASSERT_EQ(chmod((folder + "/sticky").c_str(), 01777) + chmod((folder + "/open").c_str(), 0775) +
+                  chmod((folder + "/.hidden").c_str(), 0757),
+              0);
+    EXPECT_THAT(linesOfLoading(),
+                UnorderedElementsAre("plugin refused: ./sticky" + refused, "plugin refused: ./open" + refused,
+                                     "plugin refused: ./.hidden" + refused));
+    ASSERT_EQ(chmod(folder.c_str(), 0770), 0);
+    EXPECT_THAT(linesOfLoading(), ElementsAre("plugin refused: ." + refused));
 }
 
 constexpr const char* kTooLong =
