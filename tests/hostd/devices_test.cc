@@ -11,7 +11,7 @@
 #include "hostd/usb_reset.h"
 #include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
-#include "tests/hostd/temp_tree.h"
+#include "tests/tn/temp_root.h"
 
 namespace hostd {
 
@@ -20,10 +20,8 @@ namespace {
 using test::ask;
 using test::becomesTrue;
 using test::errorOf;
-using test::listed;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::Pair;
 
 constexpr const char* kIds =
     "# names\n"
@@ -48,10 +46,20 @@ class DevicesTest : public ::testing::Test {
     /// Asks until the table is as expected.
     bool becomes(tn::Handler& table, tn::string_id text, const std::vector<std::string>& expected) {
         clock.milliseconds += 10'000;
-        return becomesTrue([&] { return listed(table, text) == expected; });
+        return test::become(table, text, expected);
+    }
+    static std::vector<std::string> texts(const tn::message& row, std::initializer_list<tn::string_id> fields) {
+        std::vector<std::string> all;
+        for (const tn::string_id id : fields) all.push_back(row.get_string(id));
+        return all;
+    }
+    static uint32_t switchOff(UsbReset& owner, uint32_t seconds = UsbReset::kMostSeconds) {
+        tn::message request;
+        request.insert_u32(usb_reset::Seconds, seconds);
+        return errorOf(ask(owner, UsbReset::kSwitchOff, request));
     }
     test::HandClock clock;
-    test::TempTree tree;
+    tn::TempTree tree;
 };
 
 }  // namespace
@@ -69,16 +77,11 @@ TEST_F(DevicesTest, PciRowsAreNamedAndKeepTheirIds) {
     EXPECT_TRUE(becomes(table, pci::Name,
                         {"250:0000:00:1f.2", "256:0000:01:00.0", "65786:10000:00:1f.2", "65787:10001:00:1f.2"}));
     const auto rows = test::rowsOf(table);
-    const auto names = [&](size_t i) { return Pair(rows[i].get_string(pci::Maker), rows[i].get_string(pci::Model)); };
-    const auto pair = [](const char* a, const char* b) { return std::pair<std::string, std::string>(a, b); };
-    EXPECT_THAT(pair("Intel Corporation", "82540EM Gigabit Ethernet Controller"), names(0));
-    EXPECT_THAT(pair("Red Hat, Inc.", "Device 1041"), names(1));
-    EXPECT_THAT(pair("Vendor abcd", "Device 0001"), names(2));
-    EXPECT_EQ(rows[0].get_string(pci::MakerName), "Intel Corporation");
-    EXPECT_EQ(rows[0].get_string(pci::ModelName), "82540EM Gigabit Ethernet Controller");
-
-    // The index that the agent makes of an id must be one of its own.
-    for (const tn::message& row : rows) EXPECT_LT(row.get_u32(tn::field::ObjectId), 0x20000U);
+    const char* const nic = "82540EM Gigabit Ethernet Controller";
+    const auto names = {pci::Maker, pci::Model, pci::MakerName, pci::ModelName};
+    EXPECT_THAT(texts(rows[0], names), ElementsAre("Intel Corporation", nic, "Intel Corporation", nic));
+    EXPECT_THAT(texts(rows[1], {pci::Maker, pci::Model}), ElementsAre("Red Hat, Inc.", "Device 1041"));
+    EXPECT_THAT(texts(rows[2], {pci::Maker, pci::Model}), ElementsAre("Vendor abcd", "Device 0001"));
     tree.remove("bus/pci/devices/10000:00:1f.2");
     EXPECT_TRUE(becomes(table, pci::Name, {"250:0000:00:1f.2", "256:0000:01:00.0", "65787:10001:00:1f.2"}));
     plugPci("0000:00:03.0", "0x8086", "0x100e");
@@ -123,17 +126,12 @@ TEST_F(DevicesTest, UsbRowsAreWhatDevicesSayAndTheListKnows) {
     });
     EXPECT_TRUE(becomes(table, usb::Name, {"129:usb1", "137:1-1.4", "257:usb2"}));
     const auto rows = test::rowsOf(table);
-    const auto texts = [](const tn::message& row) {
-        std::vector<std::string> all;
-        for (const tn::string_id id : {usb::Maker, usb::Product, usb::Serial, usb::MakerName, usb::ModelName})
-            all.push_back(row.get_string(id));
-        return all;
-    };
-    EXPECT_THAT(texts(rows[0]), ElementsAre("Linux 6.1 xhci-hcd", "xHCI Host Controller", "0000:00:14.0",
-                                            "Linux Foundation", "xHCI Host Controller"));
-    EXPECT_THAT(texts(rows[1]), ElementsAre("Future Technology Devices International, Ltd", "FT232", "",
-                                            "Future Technology Devices International, Ltd", "FT232"));
-    EXPECT_THAT(texts(rows[2]), ElementsAre("Vendor dead", "Device beef", "", "Vendor dead", "Device beef"));
+    const auto names = {usb::Maker, usb::Product, usb::Serial, usb::MakerName, usb::ModelName};
+    EXPECT_THAT(texts(rows[0], names), ElementsAre("Linux 6.1 xhci-hcd", "xHCI Host Controller", "0000:00:14.0",
+                                                   "Linux Foundation", "xHCI Host Controller"));
+    EXPECT_THAT(texts(rows[1], names), ElementsAre("Future Technology Devices International, Ltd", "FT232", "",
+                                                   "Future Technology Devices International, Ltd", "FT232"));
+    EXPECT_THAT(texts(rows[2], names), ElementsAre("Vendor dead", "Device beef", "", "Vendor dead", "Device beef"));
 
     // Pulled out and plugged in again: the kernel counts on, and so does the table.
     tree.remove("bus/usb/devices/1-1.4");
@@ -168,36 +166,30 @@ TEST_F(DevicesTest, UsbPortsAreSwitchedOffAndOnAgain) {
     const std::vector<std::string> ports = {"bus/usb/devices/1-0:1.0/usb1-port1/disable",
                                             "bus/usb/devices/2-0:1.0/usb2-port1/disable"};
     const std::string behindHub = "bus/usb/devices/1-1:1.0/1-1-port1/disable";
-    tn::message request;
-    request.insert_u32(usb_reset::Seconds, UsbReset::kMostSeconds);
-    const auto reset = [&](UsbReset& owner) { return errorOf(ask(owner, UsbReset::kSwitchOff, request)); };
     const auto are = [&](const std::string& value) {
         return becomesTrue([&] {
             return std::ranges::all_of(ports, [&](auto& port) { return readAttribute(tree.path(port)) == value; });
         });
     };
     UsbReset without(tree.path(), true);
-    EXPECT_EQ(reset(without), tn::error::Refused);               // no port
+    EXPECT_EQ(switchOff(without), tn::error::Refused);           // no port
     for (const std::string& port : ports) tree.write(port, "");  // it isn't read: the kernel would ask the hub
     tree.write(behindHub, "0\n");
     UsbReset forbidden(tree.path(), false);
-    EXPECT_EQ(reset(forbidden), tn::error::Refused);
+    EXPECT_EQ(switchOff(forbidden), tn::error::Refused);
     EXPECT_TRUE(are(""));
 
     auto owner = std::make_unique<UsbReset>(tree.path(), true);
-    EXPECT_EQ(reset(*owner), 0U);
+    EXPECT_EQ(switchOff(*owner), 0U);
     EXPECT_TRUE(are("1"));
-    EXPECT_EQ(reset(*owner), tn::error::Refused);  // under way
-    owner.reset();                                 // the process ends meanwhile
+    EXPECT_EQ(switchOff(*owner), tn::error::Refused);  // under way
+    owner.reset();                                     // the process ends meanwhile
     EXPECT_TRUE(are("0"));
     EXPECT_EQ(readAttribute(tree.path(behindHub)), "0");
 
-    for (const uint32_t seconds : {0U, UsbReset::kMostSeconds + 1, 0xffffffffU}) {
-        request.insert_u32(usb_reset::Seconds, seconds);
-        EXPECT_EQ(reset(without), tn::error::Refused) << seconds;
-    }
-    request.insert_u32(usb_reset::Seconds, 1);
-    EXPECT_EQ(reset(without), 0U);
+    for (const uint32_t seconds : {0U, UsbReset::kMostSeconds + 1, 0xffffffffU})
+        EXPECT_EQ(switchOff(without, seconds), tn::error::Refused) << seconds;
+    EXPECT_EQ(switchOff(without, 1), 0U);
     EXPECT_TRUE(are("1"));
     EXPECT_TRUE(are("0"));  // by itself
 }
@@ -206,18 +198,16 @@ TEST_F(DevicesTest, AUsbResetWithoutAThreadIsRefusedAndLeavesNoneUnderWay) {
     const std::string port = "bus/usb/devices/1-0:1.0/usb1-port1/disable";
     tree.write(port, "0\n");
     UsbReset owner(tree.path(), true);
-    tn::message request;
-    request.insert_u32(usb_reset::Seconds, UsbReset::kMostSeconds);
     pthread_attr_t usual;
     pthread_attr_t huge;
     ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
     ASSERT_EQ(pthread_getattr_default_np(&huge), 0);
     pthread_attr_setstacksize(&huge, size_t{1} << 50);  // more than there are addresses
     ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
-    EXPECT_EQ(errorOf(ask(owner, UsbReset::kSwitchOff, request)), tn::error::Refused);
+    EXPECT_EQ(switchOff(owner), tn::error::Refused);
     ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
     EXPECT_EQ(readAttribute(tree.path(port)), "0");
-    EXPECT_EQ(errorOf(ask(owner, UsbReset::kSwitchOff, request)), 0U);
+    EXPECT_EQ(switchOff(owner), 0U);
     EXPECT_TRUE(becomesTrue([&] { return readAttribute(tree.path(port)) == "1"; }));
     pthread_attr_destroy(&usual);
     pthread_attr_destroy(&huge);

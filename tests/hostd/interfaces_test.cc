@@ -6,6 +6,7 @@
 #include <linux/ethtool.h>
 #include <linux/genetlink.h>
 
+#include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
 #include "tests/hostd/link_messages.h"
 
@@ -15,6 +16,8 @@ namespace {
 
 namespace field = tn::field;
 using test::LinkMessage;
+using test::NetlinkMessage;
+using test::of;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -23,7 +26,7 @@ constexpr unsigned kUp = IFF_UP | IFF_RUNNING | IFF_LOWER_UP;
 /// A table of links, and what it told of their status: "name=status".
 class LinkTableTest : public ::testing::Test {
   protected:
-    void takes(const LinkMessage& message) { links.take(message.message(), 1000); }
+    void takes(const NetlinkMessage<ifinfomsg>& message) { links.take(message.message(), 1000); }
     const Link& link(uint32_t index) { return *links.find(index); }
     std::vector<uint32_t> indexes() const {
         std::vector<uint32_t> all;
@@ -72,9 +75,9 @@ TEST_F(LinkTableTest, KindsAreToldByHowTheLinkWasMadeOrWhatItCarries) {
 }
 
 TEST_F(LinkTableTest, TakesWhatAMessageTellsAndKeepsTheRest) {
-    takes(LinkMessage(4, "br0").kind("bridge", 0x7000).octets(IFLA_ADDRESS, {2, 0, 0, 0, 0, 1}).number(IFLA_MTU, 1400));
-    takes(LinkMessage(9, "br0.5").kind("vlan").number(IFLA_LINK, 4).text(IFLA_IFALIAS, "uplink"));
-    takes(LinkMessage(5, "veth0").kind("veth").number(IFLA_LINK, 4));  // its peer, not what it lies on
+    takes(LinkMessage(4, "br0").kind("bridge", 0x7000).octets(IFLA_ADDRESS, {2, 0, 0, 0, 0, 1}).value(IFLA_MTU, 1400U));
+    takes(LinkMessage(9, "br0.5").kind("vlan").value(IFLA_LINK, 4U).text(IFLA_IFALIAS, "uplink"));
+    takes(LinkMessage(5, "veth0").kind("veth").value(IFLA_LINK, 4U));  // its peer, not what it lies on
     EXPECT_EQ(link(4).bridgePriority, 0x7000U);
     EXPECT_EQ(link(4).mtu, 1400U);
     EXPECT_THAT(link(4).address, ElementsAre(2, 0, 0, 0, 0, 1));
@@ -83,7 +86,7 @@ TEST_F(LinkTableTest, TakesWhatAMessageTellsAndKeepsTheRest) {
     EXPECT_EQ(link(5).parent, 0U);
     EXPECT_THAT(indexes(), ElementsAre(4, 5, 9));
 
-    takes(LinkMessage(9, "renamed").kind("vlan").number(IFLA_LINK, 4));
+    takes(LinkMessage(9, "renamed").kind("vlan").value(IFLA_LINK, 4U));
     EXPECT_EQ(link(9).name, "renamed");
     EXPECT_EQ(link(9).alias, "");
     takes(LinkMessage(1, "lo", 0, ARPHRD_LOOPBACK).octets(IFLA_ADDRESS, {0, 0, 0, 0, 0, 0}));
@@ -93,10 +96,10 @@ TEST_F(LinkTableTest, TakesWhatAMessageTellsAndKeepsTheRest) {
 }
 
 TEST_F(LinkTableTest, MessagesThatAreNotAboutAWholeLinkChangeNothing) {
-    takes(LinkMessage(4, "port", kUp).number(IFLA_MTU, 1500));
+    takes(LinkMessage(4, "port", kUp).value(IFLA_MTU, 1500U));
     told.clear();
-    takes(LinkMessage(4, "port").family(AF_BRIDGE));                                // a bridge's view of its port
-    takes(LinkMessage(4, "port", 0, ARPHRD_ETHER, RTM_DELLINK).family(AF_BRIDGE));  // it has left the bridge
+    takes(LinkMessage(4, "port", 0, ARPHRD_ETHER, RTM_NEWLINK, AF_BRIDGE));  // a bridge's view of its port
+    takes(LinkMessage(4, "port", 0, ARPHRD_ETHER, RTM_DELLINK, AF_BRIDGE));  // it has left the bridge
     takes(LinkMessage(4, "port").octets(IFLA_WIRELESS, {1, 2, 3, 4}));
     takes(LinkMessage(4));
     takes(LinkMessage(-4, "below"));
@@ -149,10 +152,9 @@ TEST_F(LinkTableTest, CountersMayBeFewerOrMoreThanAreKnownHere) {
 
 class InterfacesTest : public ::testing::Test {
   protected:
-    void takes(const LinkMessage& message) { interfaces.take(message.message()); }
-    tn::message ask(uint32_t command, tn::message request = {}) {
-        request.insert_u32(field::Command, command);
-        return interfaces.handle(request, tn::right::Read);
+    void takes(const NetlinkMessage<ifinfomsg>& message) { interfaces.take(message.message()); }
+    tn::message asks(uint32_t command, uint32_t id, uint32_t rights = tn::right::Read) {
+        return test::ask(interfaces, command, of(id), rights);
     }
     test::HandClock clock;
     Interfaces interfaces{"/nowhere"};
@@ -167,15 +169,13 @@ TEST_F(InterfacesTest, ARowHasWhatIsKnownAndNothingElse) {
     counters.collisions = 3;
     takes(LinkMessage(7, "veth0", kUp)
               .kind("veth")
-              .number(IFLA_MTU, 1500)
-              .octets(IFLA_ADDRESS, {2, 0, 0, 0, 0, 7})
-              .counters(counters));
+              .counters(counters)
+              .value(IFLA_MTU, 1500U)
+              .octets(IFLA_ADDRESS, {2, 0, 0, 0, 0, 7}));
     takes(LinkMessage(8, "down").text(IFLA_IFALIAS, "spare"));
-    const tn::message reply = ask(tn::cmd::GetAll);
-    const auto& items = reply.get_message_array(field::Objects);
+    const auto items = test::rowsOf(interfaces);
     ASSERT_EQ(items.size(), 2U);
     const tn::message& up = items[0];
-    EXPECT_EQ(up.get_u32(field::ObjectId), 7U);
     EXPECT_EQ(up.get_u32(interface::Kind), 1U);
     EXPECT_EQ(up.get_u32(interface::Status), 0x500U);
     EXPECT_TRUE(up.get_bool(interface::Running));
@@ -198,27 +198,15 @@ TEST_F(InterfacesTest, ARowHasWhatIsKnownAndNothingElse) {
 
 TEST_F(InterfacesTest, ReadersMayListAskForSpeedsAndNothingMore) {
     for (int index = 1; index <= 2000; ++index) takes(LinkMessage(index, "x", kUp).kind("veth"));
-    size_t listed = 0;
-    tn::message request;
-    for (int pages = 0; pages < 10; ++pages) {
-        const tn::message reply = ask(interface::kList, request);
-        listed += reply.size(field::Objects);
-        EXPECT_EQ(reply.get_message_array(field::Objects)[0].get_u32(interface::Status), 0x500U);
-        EXPECT_FALSE(reply.get_message_array(field::Objects)[0].has(interface::Name));
-        if (!reply.has(field::Continue)) break;
-        request.insert_u32(field::Continue, reply.get_u32(field::Continue));
-    }
-    EXPECT_EQ(listed, 2000U);
-    tn::message which;
-    which.insert_u32(field::ObjectId, 5);
-    EXPECT_FALSE(tn::isError(ask(interface::kSpeed, which)));
-    EXPECT_FALSE(ask(interface::kSpeed, which).has(interface::SpeedClass));
-    which.insert_u32(field::ObjectId, 5000);
-    EXPECT_TRUE(tn::isError(ask(interface::kSpeed, which)));
-    which.insert_u32(field::ObjectId, 5);
-    EXPECT_TRUE(tn::isError(ask(tn::cmd::Set, which)));
-    which.insert_u32(field::Command, tn::cmd::Set);
-    EXPECT_FALSE(tn::isError(interfaces.handle(which, tn::right::Write)));
+    const auto listed = test::rowsOf(interfaces, interface::kList);
+    EXPECT_EQ(listed.size(), 2000U);
+    EXPECT_EQ(listed[0].get_u32(interface::Status), 0x500U);
+    EXPECT_FALSE(listed[0].has(interface::Name));
+    EXPECT_FALSE(tn::isError(asks(interface::kSpeed, 5)));
+    EXPECT_FALSE(asks(interface::kSpeed, 5).has(interface::SpeedClass));
+    EXPECT_TRUE(tn::isError(asks(interface::kSpeed, 5000)));
+    EXPECT_TRUE(tn::isError(asks(tn::cmd::Set, 5)));
+    EXPECT_FALSE(tn::isError(asks(tn::cmd::Set, 5, tn::right::Write)));
 }
 
 TEST_F(InterfacesTest, AFilterAsksForChangesOfStatusAndLeavesFlagsOut) {
@@ -238,27 +226,22 @@ TEST_F(InterfacesTest, AFilterAsksForChangesOfStatusAndLeavesFlagsOut) {
 }
 
 TEST(DriverAnswer, GivesSpeedAndTheCountersThatAreKept) {
-    std::vector<uint8_t> bytes(4096);
-    nlmsghdr* header = mnl_nlmsg_put_header(bytes.data());
-    auto* about = static_cast<genlmsghdr*>(mnl_nlmsg_put_extra_header(header, sizeof(genlmsghdr)));
-    about->cmd = ETHTOOL_MSG_STATS_GET_REPLY;
-    const auto group = [&](uint32_t id, const auto& fill) {
-        nlattr* nest = mnl_attr_nest_start(header, ETHTOOL_A_STATS_GRP);
-        mnl_attr_put_u32(header, ETHTOOL_A_STATS_GRP_ID, id);
-        fill();
-        mnl_attr_nest_end(header, nest);
+    using DriverMessage = NetlinkMessage<genlmsghdr>;
+    DriverMessage statistics(0, {.cmd = ETHTOOL_MSG_STATS_GET_REPLY, .version = 1, .reserved = 0});
+    const auto group = [&](uint32_t id, const std::function<void()>& fill) {
+        statistics.nest(ETHTOOL_A_STATS_GRP, [&](DriverMessage& inside) {
+            inside.value(ETHTOOL_A_STATS_GRP_ID, id);
+            fill();
+        });
     };
     const auto counter = [&](uint16_t type, uint64_t value) {
-        nlattr* nest = mnl_attr_nest_start(header, ETHTOOL_A_STATS_GRP_STAT);
-        mnl_attr_put_u64(header, type, value);
-        mnl_attr_nest_end(header, nest);
+        statistics.nest(ETHTOOL_A_STATS_GRP_STAT, [&](DriverMessage& inside) { inside.value(type, value); });
     };
     const auto sizes = [&](uint32_t low, uint32_t high, uint64_t value) {
-        nlattr* nest = mnl_attr_nest_start(header, ETHTOOL_A_STATS_GRP_HIST_TX);
-        mnl_attr_put_u32(header, ETHTOOL_A_STATS_GRP_HIST_BKT_LOW, low);
-        mnl_attr_put_u32(header, ETHTOOL_A_STATS_GRP_HIST_BKT_HI, high);
-        mnl_attr_put_u64(header, ETHTOOL_A_STATS_GRP_HIST_VAL, value);
-        mnl_attr_nest_end(header, nest);
+        statistics.nest(ETHTOOL_A_STATS_GRP_HIST_TX, [&](DriverMessage& inside) {
+            inside.value(ETHTOOL_A_STATS_GRP_HIST_BKT_LOW, low).value(ETHTOOL_A_STATS_GRP_HIST_BKT_HI, high);
+            inside.value(ETHTOOL_A_STATS_GRP_HIST_VAL, value);
+        });
     };
     group(ETHTOOL_STATS_ETH_MAC, [&] {
         counter(ETHTOOL_A_STATS_ETH_MAC_14_RX_BYTES, 5);
@@ -273,7 +256,7 @@ TEST(DriverAnswer, GivesSpeedAndTheCountersThatAreKept) {
     });
     group(77, [&] { counter(0, 1); });
     DriverReading reading;
-    readDriverAnswer(*header, reading);
+    readDriverAnswer(statistics.message(), reading);
 
     tn::message row;
     insertCounters(row, {}, &reading.counters);
@@ -284,15 +267,12 @@ TEST(DriverAnswer, GivesSpeedAndTheCountersThatAreKept) {
     EXPECT_EQ(row.get_u64(1121), 1U);
     EXPECT_EQ(row.get_u64(1127), 30U);
 
-    header = mnl_nlmsg_put_header(bytes.data());
-    about = static_cast<genlmsghdr*>(mnl_nlmsg_put_extra_header(header, sizeof(genlmsghdr)));
-    about->cmd = ETHTOOL_MSG_LINKMODES_GET_REPLY;
-    mnl_attr_put_u32(header, ETHTOOL_A_LINKMODES_SPEED, UINT32_MAX);
-    readDriverAnswer(*header, reading);
-    EXPECT_EQ(reading.speed, std::nullopt);
-    mnl_attr_put_u32(header, ETHTOOL_A_LINKMODES_SPEED, 1000);
-    readDriverAnswer(*header, reading);
-    EXPECT_EQ(reading.speed, 1000U);
+    for (const auto& [told, speed] :
+         {std::pair<uint32_t, std::optional<uint32_t>>(UINT32_MAX, std::nullopt), {1000, 1000}}) {
+        DriverMessage modes(0, {.cmd = ETHTOOL_MSG_LINKMODES_GET_REPLY, .version = 1, .reserved = 0});
+        readDriverAnswer(modes.value(ETHTOOL_A_LINKMODES_SPEED, told).message(), reading);
+        EXPECT_EQ(reading.speed, speed);
+    }
 }
 
 TEST(SizeClass, IsThatOfARangesLowerBound) {

@@ -3,6 +3,7 @@
 #include <libmnl/libmnl.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 

@@ -7,11 +7,9 @@
 #include <linux/pkt_sched.h>
 #include <linux/rtnetlink.h>
 
-#include <atomic>
-#include <mutex>
-
 #include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
+#include "tests/hostd/led_source.h"
 #include "tests/hostd/netlink_message.h"
 #include "tn/looper.h"
 
@@ -137,52 +135,43 @@ TEST(QueueTree, IdsDependOnNothingButTheNameAndAreUnique) {
     EXPECT_EQ(id(alone, "eth3 1:10"), id(rows, "eth3 1:10"));
 }
 
-/// A kernel that the test leads: 2^32 octets and as many as there were readings.
-struct Kernel {
-    QueueReading read() {
-        const uint64_t octets = 0x1'0000'0000U + static_cast<uint64_t>(++readings);
-        const std::lock_guard waits(slow);
-        if (!tells) return {.at = now, .rows = {}};
-        QueueRows rows;
-        rows.interfaces[3] = {"eth3", QueueCounters{octets, 0x1'0000'0002, 9}, {}};
-        rows.classes[7] = {"eth3 1:10", "eth3 1:1", 6, {octets, 4, 5}};
-        rows.classes[6] = {"eth3 1:1", "eth3", 0, {}};
-        return {.at = now, .rows = rows};
-    }
-    std::atomic<int> readings = 0;
-    std::atomic<bool> tells = true;
-    std::atomic<uint64_t> now = 0;
-    std::mutex slow;  ///< held: it doesn't answer
-};
-
 class QueueTables : public ::testing::Test {
   protected:
-    QueueTables() { pass(0); }
-    void pass(uint64_t milliseconds) {
-        clock.milliseconds += milliseconds;
-        kernel->now = clock.milliseconds;
+    QueueTables() { tells(1); }
+    /// What the kernel says from now on: 2^32 octets and this many.
+    void tells(uint64_t octets) {
+        QueueRows rows;
+        rows.interfaces[3] = {"eth3", QueueCounters{kWide + octets, 0x1'0000'0002, 9}, {}};
+        rows.classes[7] = {"eth3 1:10", "eth3 1:1", 6, {kWide + octets, 4, 5}};
+        rows.classes[6] = {"eth3 1:1", "eth3", 0, {}};
+        kernel.gives({.at = clock.milliseconds, .rows = rows});
     }
-    size_t rowCount() { return test::rowsOf(interfaces).size(); }
-    /// Octets of the interface; 0 when it isn't listed.
-    uint64_t octets() {
+    /// Octets of the interface, without kWide; nothing when it isn't listed.
+    std::optional<uint64_t> octets() {
         const auto rows = test::rowsOf(interfaces);
-        return rows.empty() ? 0 : rows.at(0).get_u64(queue::SentOctets);
+        return rows.empty() ? std::nullopt : std::optional(rows.at(0).get_u64(queue::SentOctets) - kWide);
+    }
+    bool comeBack() {
+        return becomesTrue([&] {
+            clock.milliseconds += QueueReadings::kMaxAge;
+            tells(1);
+            return octets() == 1U;
+        });
     }
 
+    static constexpr uint64_t kWide = 0x1'0000'0000;
     test::HandClock clock;
-    std::shared_ptr<Kernel> kernel = std::make_shared<Kernel>();  // a reading may outlive the test
-    std::shared_ptr<QueueReadings> shared =
-        std::make_shared<QueueReadings>([kernel = kernel] { return kernel->read(); });
+    test::LedSource<QueueReading> kernel{QueueReading{}};
+    std::shared_ptr<QueueReadings> shared = std::make_shared<QueueReadings>(kernel.reader());
     InterfaceQueues interfaces{shared};
     QueueTree classes{shared};
 };
 
 TEST_F(QueueTables, ShareOneReadingAndAskTheKernelNotTooOften) {
-    EXPECT_TRUE(becomesTrue([&] { return rowCount() == 1; }));
+    EXPECT_TRUE(becomesTrue([&] { return octets() == 1U; }));
     tn::message row = test::rowsOf(interfaces).at(0);
     EXPECT_EQ(row.get_u32(field::ObjectId), 3U);
     EXPECT_EQ(row.get_string(queue::Name), "eth3");
-    EXPECT_EQ(row.get_u64(queue::SentOctets), 0x1'0000'0001U);
     EXPECT_EQ(row.get_u32(queue::SentPackets), 2U);
     EXPECT_EQ(row.get_u32(queue::SentDrops), 9U);
     EXPECT_FALSE(row.has(queue::ReceivedOctets));
@@ -191,49 +180,38 @@ TEST_F(QueueTables, ShareOneReadingAndAskTheKernelNotTooOften) {
     EXPECT_EQ(row.get_u32(queue::ParentId), 6U);
     EXPECT_THAT(row.get_string_array(queue::Parent), ElementsAre("eth3 1:1"));
     EXPECT_EQ(ask(classes, tn::cmd::GetCount).get_u32(field::Count), 2U);
-    pass(QueueReadings::kMaxAge - 1);
-    EXPECT_EQ(octets(), 0x1'0000'0001U);
-    EXPECT_EQ(kernel->readings, 1);
-    pass(1);
-    EXPECT_TRUE(becomesTrue([&] { return octets() == 0x1'0000'0002U; }));
+    clock.milliseconds += QueueReadings::kMaxAge - 1;
+    tells(2);
+    EXPECT_EQ(octets(), 1U);
+    EXPECT_EQ(kernel.readings(), 1);
+    clock.milliseconds += 1;
+    EXPECT_TRUE(becomesTrue([&] { return octets() == 2U; }));
 }
 
 TEST_F(QueueTables, KeepTheirRowsThroughSomeSecondsOfFailure) {
-    EXPECT_TRUE(becomesTrue([&] { return rowCount() == 1; }));
-    kernel->tells = false;
+    EXPECT_TRUE(becomesTrue([&] { return octets() == 1U; }));
+    kernel.gives({.at = clock.milliseconds, .rows = {}});
     for (uint64_t age = 1000; age < QueueReadings::kTooOld; age += 1000) {
-        const int readings = kernel->readings;
-        pass(1000);
-        EXPECT_EQ(octets(), 0x1'0000'0001U);
-        EXPECT_TRUE(becomesTrue([&] { return octets() > 0 && kernel->readings > readings; }));
+        const int readings = kernel.readings();
+        clock.milliseconds += 1000;
+        EXPECT_EQ(octets(), 1U);
+        EXPECT_TRUE(becomesTrue([&] { return octets() == 1U && kernel.readings() > readings; }));
     }
-    pass(1000);
-    EXPECT_EQ(rowCount(), 0U);
+    clock.milliseconds += 1000;
+    EXPECT_EQ(octets(), std::nullopt);
     EXPECT_EQ(ask(classes, tn::cmd::GetCount).get_u32(field::Count), 0U);
-    kernel->tells = true;
-    EXPECT_TRUE(becomesTrue([&] {
-        pass(QueueReadings::kMaxAge);
-        return rowCount() == 1;
-    }));
+    EXPECT_TRUE(comeBack());
 }
 
 TEST_F(QueueTables, NobodyWaitsForAKernelThatHangs) {
-    std::unique_lock hold(kernel->slow);
-    const auto started = std::chrono::steady_clock::now();
-    for (int i = 0; i < 50; ++i) EXPECT_EQ(rowCount(), 0U);
-    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(1));
+    EXPECT_TRUE(becomesTrue([&] { return octets() == 1U; }));
+    auto hold = kernel.hangs();
+    clock.milliseconds += QueueReadings::kTooOld - 1;
+    EXPECT_EQ(octets(), 1U);
+    clock.milliseconds += 1;
+    EXPECT_EQ(octets(), std::nullopt);
     hold.unlock();
-    EXPECT_TRUE(becomesTrue([&] { return rowCount() == 1; }));
-    hold.lock();
-    pass(QueueReadings::kTooOld - 1);
-    EXPECT_EQ(rowCount(), 1U);
-    pass(1);
-    EXPECT_EQ(rowCount(), 0U);
-    hold.unlock();
-    EXPECT_TRUE(becomesTrue([&] {
-        pass(QueueReadings::kMaxAge);
-        return rowCount() == 1;
-    }));
+    EXPECT_TRUE(comeBack());
 }
 
 TEST_F(QueueTables, AreReadFastAfterAQuestionAndSlowlyWithoutOne) {
@@ -244,25 +222,19 @@ TEST_F(QueueTables, AreReadFastAfterAQuestionAndSlowlyWithoutOne) {
     };
     looper.addHandler(std::vector<uint32_t>{20, 9}, &interfaces);
     looper.addHandler(std::vector<uint32_t>{20, 12}, &classes);
-    EXPECT_TRUE(becomesTrue([&] { return kernel->readings == 1; }));  // before anybody asks
+    EXPECT_TRUE(becomesTrue([&] { return kernel.readings() == 1; }));  // before anybody asks
     EXPECT_TRUE(isSlow());
 
-    EXPECT_TRUE(becomesTrue([&] { return rowCount() == 1; }));
+    EXPECT_TRUE(becomesTrue([&] { return octets() == 1U; }));
     for (int readings = 2; readings <= 4; ++readings) {
-        pass(QueueReadings::kMaxAge);
+        clock.milliseconds += QueueReadings::kMaxAge;
         EXPECT_FALSE(isSlow());
-        EXPECT_TRUE(becomesTrue([&] {
-            looper.runOnce(1);
-            return kernel->readings == readings;
-        }));
+        EXPECT_TRUE(becomesTrue([&] { return kernel.readings() == readings; }, &looper));
     }
-    pass(QueueReadings::kLinger);
-    EXPECT_TRUE(becomesTrue([&] {
-        looper.runOnce(1);
-        return isSlow();
-    }));
-    EXPECT_TRUE(becomesTrue([&] { return kernel->readings == 5; }));
-    EXPECT_TRUE(becomesTrue([&] { return octets() == 0x1'0000'0005U; }));
+    clock.milliseconds += QueueReadings::kLinger;
+    tells(5);
+    EXPECT_TRUE(becomesTrue(isSlow, &looper));
+    EXPECT_TRUE(becomesTrue([&] { return octets() == 5U; }));
     EXPECT_FALSE(isSlow());
 }
 

@@ -7,7 +7,7 @@
 #include "hostd/memory.h"
 #include "hostd/processors.h"
 #include "hostd/version.h"
-#include "tests/hostd/temp_tree.h"
+#include "tests/tn/temp_root.h"
 
 namespace hostd {
 
@@ -60,7 +60,7 @@ TEST(Mountinfo, GivesEachBlockDeviceOnceUnderAPathThatLeadsToIt) {
 }
 
 TEST(Disks, AreSummedOverThoseThatAnswer) {
-    test::TempTree proc;
+    tn::TempTree proc;
     proc.write("self/mountinfo",
                "1 1 8:1 / / rw - ext4 /dev/sda1 rw\n2 1 8:2 / /b rw - ext4 /dev/sda2 rw\n"
                "3 1 8:3 / /dead rw - ext4 /dev/sda3 rw\n");
@@ -76,7 +76,7 @@ TEST(Disks, AreSummedOverThoseThatAnswer) {
 }
 
 TEST(KeptFile, SeesWhatTheFileHoldsNow) {
-    test::TempTree tree;
+    tn::TempTree tree;
     KeptFile file(tree.path("file"));
     EXPECT_EQ(file.read(), "");  // not there yet
     const std::string large(100'000, 'x');

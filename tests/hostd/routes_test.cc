@@ -105,25 +105,4 @@ TEST_F(RoutesTest, RowsAreFoundByAllOrSomeOfTheirKey) {
     EXPECT_EQ(test::ask(routes, tn::cmd::GetCount).get_u32(field::Count), 4U);
 }
 
-TEST_F(RoutesTest, AWalkGoesOnWhileRoutesComeAndGo) {
-    for (uint32_t n = 0; n < 1000; ++n)
-        takes(routeTo("10." + std::to_string(n / 250) + "." + std::to_string(n % 250) + ".0/24", {via("10.0.0.1", 3)}));
-    std::vector<std::string> seen;
-    tn::message at;
-    for (int requests = 0; requests < 200; ++requests) {
-        const tn::message reply = asksAt(at, 11);
-        const auto& items = reply.get_message_array(field::Objects);
-        const auto all = keys(reply);
-        seen.insert(seen.end(), all.begin() + (requests > 0 ? 1 : 0), all.end());
-        if (!reply.has(field::Continue)) break;
-        const uint32_t last = items.back().get_be32(route::Destination);
-        at = key(dotted(last).c_str(), "255.255.255.0", "10.0.0.1");
-        // The row that the walk stands on goes, and one comes in front of it.
-        routes.take(messageOf(routeTo(dotted(last) + "/24", {via("10.0.0.1", 3)}), RTM_DELROUTE).message());
-        takes(routeTo(dotted(last - 256) + "/25", {via("10.0.0.1", 3)}));
-    }
-    EXPECT_EQ(seen.size(), 1000U);
-    EXPECT_TRUE(std::ranges::none_of(seen, [](const std::string& row) { return row.ends_with("gone"); }));
-}
-
 }  // namespace hostd

@@ -11,7 +11,7 @@
 #include <cstring>
 #include <fstream>
 
-#include "tests/hostd/temp_tree.h"
+#include "tests/tn/temp_root.h"
 #include "tn/sources.h"
 
 namespace hostd {
@@ -36,6 +36,7 @@ class SpawnerTest : public ::testing::Test {
         EXPECT_EQ(::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
         return fd;
     }
+    bool exists(const std::string& name) { return ::access(tree.path(name).c_str(), F_OK) == 0; }
     std::vector<std::string> lines(const std::string& name) {
         std::vector<std::string> all;
         std::ifstream file(tree.path(name));
@@ -53,7 +54,7 @@ class SpawnerTest : public ::testing::Test {
         (void)within(milliseconds, [] { return false; });
     }
 
-    test::TempTree tree;
+    tn::TempTree tree;
     sockaddr_un address = {AF_UNIX, {}};
     int listener = -1;
     tn::ThinRunner runner;
@@ -71,13 +72,11 @@ TEST_F(SpawnerTest, HandsTheSocketOverAndNothingElse) {
                                    "ls /proc/$$/fd > fds; readlink /proc/$$/fd/3 > third;"
                                    "grep SigBlk /proc/self/status > mask; touch done; exec sleep 20"));
     ASSERT_TRUE(spawner.start());
-    ASSERT_TRUE(
-        within(5000, [this] { return lines("mask").size() == 1 && ::access(tree.path("done").c_str(), 0) == 0; }));
+    ASSERT_TRUE(within(5000, [this] { return exists("done"); }));
     const std::string pid = std::to_string(spawner.child());
     EXPECT_EQ(lines("env"), std::vector<std::string>{pid + " " + pid + " 1 34 []"});
     auto fds = lines("fds");
-    std::erase_if(fds,
-                  [](const std::string& fd) { return std::stoi(fd) >= 10 && std::stoi(fd) < 20; });  // the shell's own
+    std::erase_if(fds, [](const std::string& fd) { return fd.size() == 2 && fd[0] == '1'; });  // the shell's own
     EXPECT_EQ(fds, (std::vector<std::string>{"0", "1", "2", "3"}));
     EXPECT_TRUE(lines("third").at(0).starts_with("socket:"));
     EXPECT_EQ(lines("mask").at(0), "SigBlk:\t0000000000000000");
@@ -87,19 +86,11 @@ TEST_F(SpawnerTest, HandsTheSocketOverAndNothingElse) {
 }
 
 TEST_F(SpawnerTest, ACrashLoopStartsAtMostOnceASecond) {
-    Spawner spawner(runner, script("echo x >> starts; exit 1"));
+    Spawner spawner(runner, script("echo x >> starts; [ $(wc -l < starts) = 1 ] && exit 1; kill -KILL $$"));
     const uint64_t before = tn::getMilliseconds();
     ASSERT_TRUE(spawner.start());
     EXPECT_TRUE(within(20'000, [this] { return lines("starts").size() == 3; }));  // at 0, 1 and 2 s
     EXPECT_GE(tn::getMilliseconds() - before, 2 * Spawner::kPause);
-}
-
-TEST_F(SpawnerTest, AChildKilledBySignalIsStartedAgain) {
-    Spawner spawner(runner, script("exec sleep 20"));
-    ASSERT_TRUE(spawner.start());
-    const pid_t first = spawner.child();
-    ASSERT_EQ(::kill(first, SIGKILL), 0);
-    EXPECT_TRUE(within(5000, [&] { return spawner.child() > 0 && spawner.child() != first; }));
 }
 
 TEST_F(SpawnerTest, AChildThatLeftComesBackWhenSomebodyCalls) {
@@ -140,7 +131,7 @@ TEST_F(SpawnerTest, AProgramThatIsNotThereIsSaidAtOnce) {
 TEST_F(SpawnerTest, StopEndsTheChildAndWaitsForIt) {
     Spawner spawner(runner, script("trap 'echo ended > end; exit 0' TERM; touch ready; while :; do sleep 0.05; done"));
     ASSERT_TRUE(spawner.start());
-    ASSERT_TRUE(within(5000, [this] { return ::access(tree.path("ready").c_str(), F_OK) == 0; }));
+    ASSERT_TRUE(within(5000, [this] { return exists("ready"); }));
     const pid_t child = spawner.child();
     spawner.stop();
     EXPECT_EQ(lines("end"), std::vector<std::string>{"ended"});

@@ -4,9 +4,8 @@
 
 #include "hostd/interfaces.h"
 #include "tests/hostd/link_messages.h"
-#include "tests/hostd/temp_tree.h"
+#include "tests/tn/temp_root.h"
 #include "tn/looper.h"
-#include "tn/paths.h"
 
 namespace hostd {
 
@@ -98,11 +97,11 @@ class Listener : public tn::Handler {
 
 /// Interfaces that flap faster than a subscriber is told of it: it gets fewer notifications, and the last one of each.
 TEST(Interfaces, TheLastStatusOfEachArrivesHoweverManyFlap) {
+    constexpr int kFirst = 1'000'000;  // far from the indexes of this machine's own
     constexpr int kLinks = 500;
     constexpr int kFlaps = 21;  // an odd number: up in the end
     constexpr unsigned kLinkUp = IFF_UP | IFF_LOWER_UP | IFF_RUNNING;
-    test::TempTree tree;
-    tn::setRoot(tree.path("root"));
+    const tn::TempRoot root;
     tn::Looper looper({20});
     Interfaces interfaces("/nowhere");
     Listener listener;
@@ -112,24 +111,23 @@ TEST(Interfaces, TheLastStatusOfEachArrivesHoweverManyFlap) {
     filter.insert_u32(interface::Status, interface::kStatusChanges);
     listener.subscribe(interfaces.path(), interface::kStatusChanged, filter);
     const auto flap = [&](int link, bool up) {
-        const std::string name = "f" + std::to_string(link);
-        // Far from the indexes of this machine's own.
-        const int index = 1'000'000 + link;
-        if (up) interfaces.take(LinkMessage(index, name.c_str(), IFF_UP | IFF_LOWER_UP).message());
-        interfaces.take(LinkMessage(index, name.c_str(), up ? kLinkUp : 0).message());
+        if (up) interfaces.take(LinkMessage(kFirst + link, "f", IFF_UP | IFF_LOWER_UP).message());
+        interfaces.take(LinkMessage(kFirst + link, "f", up ? kLinkUp : 0).message());
+    };
+    const auto state = [&](int link) { return listener.state[static_cast<uint32_t>(kFirst + link)]; };
+    const auto settle = [&] {
+        while (looper.runOnce(0)) continue;
     };
     for (int i = 0; i < kFlaps; ++i)
         for (int link = 0; link < kLinks; ++link) flap(link, i % 2 == 0);
-    while (looper.runOnce(0)) {
-    }
+    settle();
     // 256 notifications wait as they are, then one for each interface.
     EXPECT_LE(listener.count, 256U + kLinks);
     for (int link = 0; link < kLinks; ++link) {
-        EXPECT_EQ(listener.state[1'000'000 + static_cast<uint32_t>(link)], kUp);
+        EXPECT_EQ(state(link), kUp);
         flap(link, false);
-        while (looper.runOnce(0)) {
-        }
-        EXPECT_EQ(listener.state[1'000'000 + static_cast<uint32_t>(link)], kDown);
+        settle();
+        EXPECT_EQ(state(link), kDown);
     }
 }
 

@@ -3,19 +3,22 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
-#include "tests/hostd/temp_tree.h"
-#include "tn/paths.h"
+#include "tests/tn/temp_root.h"
 
 namespace hostd {
 
 namespace {
 namespace field = tn::field;
+using test::ask;
+using test::errorOf;
+using test::of;
 
 class SupervisorTest : public ::testing::Test {
   protected:
-    SupervisorTest() {
-        tn::setRoot(tree.path("root"));
+    SupervisorTest() { restarts(); }
+    void restarts() {
         journal = std::make_unique<UndoJournal>();
         journal->loadPermData();
         supervisor = std::make_unique<Supervisor>(tree.path("proc"), *journal);
@@ -28,21 +31,16 @@ class SupervisorTest : public ::testing::Test {
                                          " 1 1 1 0 -1 4194560 1 0 0 0 2 3 0 0 20 0 1 0 " + std::to_string(started) +
                                          " 5000000 900 18446744073709551615\n");
     }
-    tn::message announces(uint32_t pid, uint32_t number) {
+    uint32_t announces(std::optional<uint32_t> pid, uint32_t number, uint32_t rights = tn::right::All) {
         tn::message request;
         request.insert_u32(tn::announce::Number, number);
-        request.insert_u32(field::CallerPid, pid);
-        return ask(tn::cmd::Announce, std::move(request));
-    }
-    tn::message ask(uint32_t command, tn::message request = {}) {
-        request.insert_u32(field::Command, command);
-        return supervisor->handle(request);
+        if (pid) request.insert_u32(field::CallerPid, *pid);
+        return errorOf(ask(*supervisor, tn::cmd::Announce, std::move(request), rights));
     }
     /// "pid name: numbers" of each, in order.
     std::vector<std::string> listed() {
         std::vector<std::string> all;
-        const tn::message reply = ask(tn::cmd::GetAll);
-        for (const tn::message& item : reply.get_message_array(field::Objects)) {
+        for (const tn::message& item : test::rowsOf(*supervisor)) {
             std::string line = std::to_string(item.get_u32(process::Pid)) + " " + item.get_string(process::Name) + ":";
             for (const uint32_t number : item.get_u32_array(process::Numbers)) line += " " + std::to_string(number);
             all.push_back(std::move(line));
@@ -51,7 +49,7 @@ class SupervisorTest : public ::testing::Test {
     }
     using Lines = std::vector<std::string>;
 
-    test::TempTree tree;
+    tn::TempRoot tree;
     test::HandClock clock;
     std::unique_ptr<UndoJournal> journal;
     std::unique_ptr<Supervisor> supervisor;
@@ -62,22 +60,14 @@ TEST_F(SupervisorTest, ListsEachProcessOnceWithAllItsNumbers) {
     hasProcess(own, "tarnix-hostd", 10);
     hasProcess(4'000'001, "a b) (c", 20);  // a name made to confuse
     supervisor->announce(own, 24);
-    supervisor->announce(own, 1);
-    EXPECT_TRUE(announces(4'000'001, 34).empty());
+    EXPECT_EQ(announces({}, 1), 0U);  // without a pid: this process's own
+    EXPECT_EQ(announces(4'000'001, 34), 0U);
     clock.milliseconds += 65'000;
-    EXPECT_TRUE(announces(4'000'001, 40).empty());
+    EXPECT_EQ(announces(4'000'001, 40), 0U);
+    EXPECT_EQ(announces(4'000'001, 41, tn::right::Reading), tn::error::NotPermitted);
+    EXPECT_TRUE(tn::isError(ask(*supervisor, tn::cmd::Announce)));  // which number?
     EXPECT_EQ(listed(), (Lines{std::to_string(own) + " tarnix-hostd: 1 24", "4000001 a b) (c: 34 40"}));
-    EXPECT_EQ(ask(tn::cmd::GetAll).get_message_array(field::Objects)[1].get_u32(process::Age), 65);
-    EXPECT_EQ(ask(tn::cmd::GetCount).get_u32(field::Count), 2);
-}
-
-TEST_F(SupervisorTest, AnAnnouncementWithoutAPidIsThisProcesss) {
-    hasProcess(static_cast<uint32_t>(::getpid()), "tarnix-node", 10);
-    tn::message request;
-    request.insert_u32(tn::announce::Number, 34);
-    EXPECT_TRUE(ask(tn::cmd::Announce, request).empty());
-    EXPECT_EQ(listed(), Lines{std::to_string(::getpid()) + " tarnix-node: 34"});
-    EXPECT_TRUE(tn::isError(ask(tn::cmd::Announce)));  // which number?
+    EXPECT_EQ(test::rowsOf(*supervisor)[1].get_u32(process::Age), 65);
 }
 
 TEST_F(SupervisorTest, LeavesOutWhatHasGone) {
@@ -93,20 +83,12 @@ TEST_F(SupervisorTest, LeavesOutWhatHasGone) {
     hasProcess(104, "successor", 30);
     announces(104, 43);  // takes the number of 103, which serves nothing any more
     EXPECT_EQ(listed(), Lines{"104 successor: 43"});
+    EXPECT_EQ(ask(*supervisor, tn::cmd::GetCount).get_u32(field::Count), 1);
 }
 
-TEST_F(SupervisorTest, RefusesAnnouncementsFromThoseWhoMayOnlyRead) {
-    tn::message request;
-    request.insert_u32(field::Command, tn::cmd::Announce);
-    request.insert_u32(tn::announce::Number, 34);
-    uint32_t code = 0;
-    EXPECT_TRUE(tn::isError(supervisor->handle(request, tn::right::Reading), &code));
-    EXPECT_EQ(code, tn::error::NotPermitted);
-}
-
-/// An undo record: `text` was done, and request `command` to {34} takes it back.
-tn::message undoRecord(const std::string& text, uint32_t command = tn::cmd::Set) {
-    tn::message oldRequest = tn::request(std::vector<uint32_t>{34}, command);
+/// An undo record: `text` was done, and a request to {34} takes it back.
+tn::message undoRecord(const std::string& text) {
+    tn::message oldRequest = tn::request(std::vector<uint32_t>{34}, tn::cmd::Set);
     oldRequest.insert_string(2, "contact before " + text);
     tn::message newRequest;
     newRequest.insert_string(2, text);
@@ -119,32 +101,12 @@ tn::message undoRecord(const std::string& text, uint32_t command = tn::cmd::Set)
 
 class UndoJournalTest : public SupervisorTest {
   protected:
-    tn::message askJournal(uint32_t command, tn::message request = {}, uint32_t rights = tn::right::All) {
-        request.insert_u32(field::Command, command);
-        return journal->handle(request, rights);
-    }
-    tn::message of(uint32_t id) {
-        tn::message request;
-        request.insert_u32(field::ObjectId, id);
-        return request;
-    }
-    /// Every record, page by page, as a client reads them.
-    std::vector<tn::message> all() {
-        std::vector<tn::message> records;
-        tn::message request;
-        for (int pages = 0; pages < 10; ++pages) {
-            const tn::message reply = askJournal(tn::cmd::GetAll, request);
-            for (const tn::message& item : reply.get_message_array(field::Objects)) records.push_back(item);
-            if (!reply.has(field::Continue)) return records;
-            request.insert_u32(field::Continue, reply.get_u32(field::Continue));
-        }
-        ADD_FAILURE() << "pages never end";
-        return records;
-    }
+    uint32_t records(const tn::message& record) { return errorOf(ask(*supervisor, tn::cmd::RecordUndo, record)); }
+    std::vector<tn::message> all() { return test::rowsOf(*journal); }
 };
 
 TEST_F(UndoJournalTest, TellsPasswordsOnlyToThoseWhoMayWrite) {
-    EXPECT_TRUE(ask(tn::cmd::RecordUndo, undoRecord("x")).empty());
+    EXPECT_EQ(records(undoRecord("x")), 0U);
     const auto listed = all();
     ASSERT_EQ(listed.size(), 1);
     EXPECT_EQ(listed[0].get_string(tn::undo::Text), "x");
@@ -152,113 +114,54 @@ TEST_F(UndoJournalTest, TellsPasswordsOnlyToThoseWhoMayWrite) {
     EXPECT_FALSE(listed[0].has(tn::undo::New));
     EXPECT_FALSE(listed[0].has(tn::undo::Old));
 
-    const uint32_t id = listed[0].get_u32(field::ObjectId);
-    uint32_t code = 0;
-    EXPECT_TRUE(tn::isError(askJournal(tn::cmd::GetObj, of(id), tn::right::Reading), &code));
-    EXPECT_EQ(code, tn::error::NotPermitted);
-    const tn::message whole = askJournal(tn::cmd::GetObj, of(id), tn::right::Write);
+    const tn::message one = of(listed[0].get_u32(field::ObjectId));
+    EXPECT_EQ(errorOf(ask(*journal, tn::cmd::GetObj, one, tn::right::Reading)), tn::error::NotPermitted);
+    const tn::message whole = ask(*journal, tn::cmd::GetObj, one, tn::right::Write);
     EXPECT_EQ(whole.get_message(tn::undo::Old), undoRecord("x").get_message(tn::undo::Old));
     EXPECT_EQ(whole.get_message(tn::undo::New), undoRecord("x").get_message(tn::undo::New));
 }
 
 TEST_F(UndoJournalTest, KeepsTheLastHundredOverARestart) {
-    for (int i = 1; i <= 101; ++i) ASSERT_TRUE(ask(tn::cmd::RecordUndo, undoRecord(std::to_string(i))).empty());
+    const std::string tail(5000, 'x');  // is cut, so that a page fits into a packet
+    for (int i = 1; i <= 101; ++i) ASSERT_EQ(records(undoRecord(std::to_string(i) + tail)), 0U);
     const auto before = all();
     ASSERT_EQ(before.size(), 100);
-    EXPECT_EQ(before.front().get_string(tn::undo::Text), "2");
-    EXPECT_EQ(before.back().get_string(tn::undo::Text), "101");
-    EXPECT_EQ(askJournal(tn::cmd::GetCount).get_u32(field::Count), 100);
+    EXPECT_TRUE(before.front().get_string(tn::undo::Text).starts_with("2x"));
+    EXPECT_TRUE(before.back().get_string(tn::undo::Text).starts_with("101x"));
+    EXPECT_LT(ask(*journal, tn::cmd::GetAll).flatten().size(), tn::kMaxPacket);
 
-    journal = std::make_unique<UndoJournal>();
-    journal->loadPermData();
+    restarts();
     EXPECT_EQ(all(), before);
-    supervisor = std::make_unique<Supervisor>(tree.path("proc"), *journal);
-    EXPECT_TRUE(ask(tn::cmd::RecordUndo, undoRecord("after")).empty());
-    EXPECT_EQ(all().size(), 100);
+    EXPECT_EQ(records(undoRecord("after")), 0U);
+    EXPECT_EQ(ask(*journal, tn::cmd::GetCount).get_u32(field::Count), 100);
     EXPECT_EQ(all().back().get_string(tn::undo::Text), "after");
     EXPECT_GT(all().back().get_u32(field::ObjectId), before.back().get_u32(field::ObjectId));
 }
 
 TEST_F(UndoJournalTest, ARecordGoesWhenItsUndoIsDone) {
-    for (const char* text : {"a", "b", "c"}) ask(tn::cmd::RecordUndo, undoRecord(text));
-    const uint32_t b = all()[1].get_u32(field::ObjectId);
-    EXPECT_TRUE(askJournal(tn::cmd::RemoveObj, of(b)).empty());
-    EXPECT_TRUE(tn::isError(askJournal(tn::cmd::RemoveObj, of(b))));
-    EXPECT_TRUE(tn::isError(askJournal(tn::cmd::GetObj, of(b))));
+    for (const char* text : {"a", "b", "c"}) records(undoRecord(text));
+    const tn::message b = of(all()[1].get_u32(field::ObjectId));
+    EXPECT_EQ(errorOf(ask(*journal, tn::cmd::RemoveObj, b)), 0U);
+    for (const uint32_t command : {tn::cmd::RemoveObj, tn::cmd::GetObj})
+        EXPECT_EQ(errorOf(ask(*journal, command, b)), tn::error::NotFound);
     ASSERT_EQ(all().size(), 2);
     EXPECT_EQ(all()[1].get_string(tn::undo::Text), "c");
 }
 
-TEST_F(UndoJournalTest, RefusesWhatCouldNotBeUndone) {
+TEST_F(UndoJournalTest, RefusesWhatCouldNotBeUndoneOrKept) {
     tn::message noDestination = undoRecord("x");
     noDestination.get_message_ref(tn::undo::Old).remove(field::Destination);
     tn::message noCommand = undoRecord("x");
     noCommand.get_message_ref(tn::undo::Old).remove(field::Command);
     for (const tn::message& bad : {tn::message(), noDestination, noCommand})
-        EXPECT_TRUE(tn::isError(ask(tn::cmd::RecordUndo, bad)));
-    EXPECT_TRUE(all().empty());
-}
+        EXPECT_EQ(records(bad), tn::error::Refused);
 
-TEST_F(UndoJournalTest, ALongTextIsCutSoThatAPageFitsIntoAPacket) {
-    for (int i = 0; i < 100; ++i) ask(tn::cmd::RecordUndo, undoRecord(std::string(5000, 'x')));
-    EXPECT_EQ(all().size(), 100);
-    EXPECT_LT(askJournal(tn::cmd::GetAll).flatten().size(), tn::kMaxPacket);
-}
-
-TEST_F(UndoJournalTest, AForeignStoreFileIsAnErrorReply) {
     journal.reset();
-    tree.remove("root/tern/store");
-    tree.write("root/tern/store/undo", std::string(8192, 'x'));
-    journal = std::make_unique<UndoJournal>();
-    journal->loadPermData();
-    supervisor = std::make_unique<Supervisor>(tree.path("proc"), *journal);
-    uint32_t code = 0;
-    EXPECT_TRUE(tn::isError(ask(tn::cmd::RecordUndo, undoRecord("x")), &code));
-    EXPECT_EQ(code, tn::error::StoreFailed);
+    tree.remove("tern/store");
+    tree.write("tern/store/undo", std::string(8192, 'x'));  // somebody else's file
+    restarts();
+    EXPECT_EQ(records(undoRecord("x")), tn::error::StoreFailed);
     EXPECT_TRUE(all().empty());
-}
-
-// ---- what get-all promises for every table keyed by id
-
-class IdTableTest : public UndoJournalTest {
-  protected:
-    IdTableTest() {
-        for (const char* text : {"1", "2", "3", "4"}) ask(tn::cmd::RecordUndo, undoRecord(text));
-        askJournal(tn::cmd::RemoveObj, of(2));
-    }
-    tn::message from(uint32_t start, uint32_t most) {
-        tn::message request;
-        request.insert_u32(field::Continue, start);
-        request.insert_u32(field::MaxObjects, most);
-        return askJournal(tn::cmd::GetAll, request);
-    }
-    /// "id>next" of each item, "!" for one that has gone, "..." when more follow.
-    static std::string shape(const tn::message& reply) {
-        std::string text;
-        for (const tn::message& item : reply.get_message_array(field::Objects)) {
-            text += std::to_string(item.get_u32(field::ObjectId));
-            if (item.get_bool(field::Gone)) text += "!";
-            if (item.has(field::NextId)) text += ">" + std::to_string(item.get_u32(field::NextId));
-            text += " ";
-        }
-        return text + (reply.has(field::Continue) ? "..." + std::to_string(reply.get_u32(field::Continue)) : "");
-    }
-};
-
-TEST_F(IdTableTest, ItemsStartAtTheRowAskedFor) {
-    EXPECT_EQ(shape(askJournal(tn::cmd::GetAll)), "1>3 3>4 4 ");
-    EXPECT_EQ(shape(from(3, 1)), "3>4 ...4");
-    EXPECT_EQ(shape(from(4, 5)), "4 ");
-    EXPECT_EQ(shape(from(1, 2)), "1>3 3>4 ...4");
-}
-
-TEST_F(IdTableTest, ARowThatHasGoneDoesNotEndAWalk) {
-    EXPECT_EQ(shape(from(2, 2)), "2!>3 3>4 ...4");
-    EXPECT_EQ(shape(from(9, 2)), "9! ");
-    EXPECT_EQ(shape(from(tn::kNoId, 2)), std::to_string(tn::kNoId) + "! ");
-    uint32_t code = 0;
-    EXPECT_TRUE(tn::isError(from(2, 1), &code));
-    EXPECT_EQ(code, tn::error::NotFound);
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <mutex>
 
 #include "hostd/disk_table.h"
 #include "hostd/neighbors.h"
@@ -15,7 +14,8 @@
 #include "hostd/system.h"
 #include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
-#include "tests/hostd/temp_tree.h"
+#include "tests/hostd/led_source.h"
+#include "tests/tn/temp_root.h"
 #include "tn/looper.h"
 
 namespace hostd {
@@ -24,9 +24,11 @@ namespace {
 
 namespace field = tn::field;
 using test::ask;
+using test::become;
 using test::becomesTrue;
 using test::errorOf;
 using test::listed;
+using test::of;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Pair;
@@ -50,29 +52,25 @@ TEST(ProcessorLoads, AreThoseBetweenTwoReadings) {
 
 TEST(ProcessorTable, SharesAReadingBetweenTheColumnsOfAWalk) {
     test::HandClock clock;
-    test::TempTree tree;
+    tn::TempTree tree;
     tree.write("stat", "cpu0 10 0 0 90 0 0 0 0\n");
     SystemInfo info(
         {.proc = tree.path(), .sysfs = tree.path("none"), .osRelease = tree.path("none"), .sizeOfDisk = sizeOfDisk});
-    const auto load = [&] {
-        const tn::message reply = ask(info, tn::cmd::GetAll);
-        return reply.get_message_array(field::Objects).at(0).get_u32(system_info::Load);
-    };
+    const auto load = [&] { return test::rowsOf(info).at(0).get_u32(system_info::Load); };
     EXPECT_EQ(load(), 10U);
     tree.write("stat", "cpu0 60 0 0 140 0 0 0 0\n");
+    clock.milliseconds += SystemInfo::kMaxAge - 1;
     EXPECT_EQ(load(), 10U);
-    clock.milliseconds += SystemInfo::kMaxAge;
+    clock.milliseconds += 1;
     EXPECT_EQ(load(), 50U);
-    tn::message first;
-    first.insert_u32(field::ObjectId, 1);
-    EXPECT_EQ(ask(info, tn::cmd::Get, first).get_u32(system_info::Load), 50U);
+    EXPECT_EQ(ask(info, tn::cmd::Get, of(1)).get_u32(system_info::Load), 50U);
     EXPECT_TRUE(ask(info, tn::cmd::Get).has(system_info::Uptime));
     EXPECT_EQ(ask(info, tn::cmd::GetCount).get_u32(field::Count), 1U);
 }
 
 TEST(DiskTable, KeepsIdsWhileMounted) {
     test::HandClock clock;
-    test::TempTree tree;
+    tn::TempTree tree;
     const auto mounts = [&](const std::string& names) {
         std::string text;
         for (const char name : names)
@@ -85,51 +83,41 @@ TEST(DiskTable, KeepsIdsWhileMounted) {
         if (point == "/x") return {};
         return DiskSize{point == "/a" ? 0x1'0000'0000U : 100U, 40};
     });
-    const auto becomes = [&](const std::vector<std::string>& expected) {
-        return becomesTrue([&] { return listed(table, disk::MountPoint) == expected; });
-    };
-    EXPECT_TRUE(becomes({"1:/a", "2:/b", "3:/c"}));
-    const tn::message reply = ask(table, tn::cmd::GetAll);
-    EXPECT_EQ(reply.get_message_array(field::Objects)[0].get_u32(disk::Size), UINT32_MAX);
-    EXPECT_EQ(reply.get_message_array(field::Objects)[1].get_u32(disk::Size), 100U);
-    EXPECT_EQ(reply.get_message_array(field::Objects)[1].get_u32(disk::Free), 40U);
+    EXPECT_TRUE(become(table, disk::MountPoint, {"1:/a", "2:/b", "3:/c"}));
+    const auto rows = test::rowsOf(table);
+    EXPECT_EQ(rows[0].get_u32(disk::Size), UINT32_MAX);
+    EXPECT_EQ(rows[1].get_u32(disk::Size), 100U);
+    EXPECT_EQ(rows[1].get_u32(disk::Free), 40U);
     mounts("acdxe");
-    EXPECT_TRUE(becomes({"1:/a", "2:/d", "3:/c", "4:/e"}));
+    EXPECT_TRUE(become(table, disk::MountPoint, {"1:/a", "2:/d", "3:/c", "4:/e"}));
     mounts("e");
-    EXPECT_TRUE(becomes({"4:/e"}));
+    EXPECT_TRUE(become(table, disk::MountPoint, {"4:/e"}));
 }
 
 TEST(Neighbors, KeepTheirIdsAndGoWithTheDaemon) {
     test::HandClock clock;
-    std::mutex mutex;
-    NeighborReading heard{"", {{"eth0-a", 0xc0000201, {1, 2, 3, 4, 5, 6}, "a", "", "OS 1", "port 1"}}};
-    Neighbors table([&] {
-        const std::lock_guard lock(mutex);
-        return heard;
-    });
-    const auto becomes = [&](const std::vector<std::string>& expected) {
-        return becomesTrue([&] { return listed(table, neighbor::Identity) == expected; });
-    };
-    const auto hears = [&](NeighborReading now) {
-        const std::lock_guard lock(mutex);
-        heard = std::move(now);
-        clock.milliseconds += Neighbors::kMaxAge;
-    };
-    EXPECT_TRUE(becomes({"1:a"}));
-    const tn::message row = ask(table, tn::cmd::GetAll).get_message_array(field::Objects)[0];
+    test::LedSource heard(NeighborReading{"", {{"eth0-a", 0xc0000201, {1, 2, 3, 4, 5, 6}, "a", "", "OS 1", "port 1"}}});
+    Neighbors table(heard.reader());
+    EXPECT_TRUE(become(table, neighbor::Identity, {"1:a"}));
+    const tn::message row = test::rowsOf(table)[0];
     EXPECT_EQ(row.get_be32(neighbor::Address), 0xc0000201U);
     EXPECT_EQ(row.get_raw(neighbor::Mac).size(), 6U);
     EXPECT_EQ(row.get_string(neighbor::Version), "OS 1");
     EXPECT_FALSE(row.has(neighbor::Platform));
 
-    hears({"", {{"eth1-b", 0, {}, "b", "", "", ""}, {"eth0-a", 0, {}, "a2", "", "", ""}}});
-    EXPECT_TRUE(becomes({"1:a2", "2:b"}));
-    hears({"", {{"eth1-b", 0, {}, "b", "", "", ""}}});
-    EXPECT_TRUE(becomes({"2:b"}));
-    hears({"", {{"eth0-a", 0, {}, "a", "", "", ""}, {"eth1-b", 0, {}, std::string(9999, 'b'), "", "", ""}}});
-    EXPECT_TRUE(becomes({"2:" + std::string(kMostText, 'b'), "3:a"}));
-    hears({"lldpd doesn't answer", {}});
-    EXPECT_TRUE(becomes({}));
+    const std::string lengthy(9999, 'b');
+    const std::pair<NeighborReading, std::vector<std::string>> cases[] = {
+        {{"", {{"eth1-b", 0, {}, "b", "", "", ""}, {"eth0-a", 0, {}, "a2", "", "", ""}}}, {"1:a2", "2:b"}},
+        {{"", {{"eth1-b", 0, {}, "b", "", "", ""}}}, {"2:b"}},
+        {{"", {{"eth0-a", 0, {}, "a", "", "", ""}, {"eth1-b", 0, {}, lengthy, "", "", ""}}},
+         {"2:" + lengthy.substr(0, kMostText), "3:a"}},
+        {{"lldpd doesn't answer", {}}, {}},
+    };
+    for (const auto& [reading, expected] : cases) {
+        heard.gives(reading);
+        clock.milliseconds += Neighbors::kMaxAge;
+        EXPECT_TRUE(become(table, neighbor::Identity, expected));
+    }
 }
 
 class ScriptsTest : public ::testing::Test {
@@ -139,11 +127,6 @@ class ScriptsTest : public ::testing::Test {
         ::chmod(tree.path(name).c_str(), mode);
     }
     std::vector<std::string> names() { return listed(scripts, script::Name); }
-    tn::message of(uint32_t id) {
-        tn::message m;
-        m.insert_u32(field::ObjectId, id);
-        return m;
-    }
     uint32_t rename(uint32_t id, const std::string& name) {
         tn::message request = of(id);
         request.insert_string(script::Name, name);
@@ -154,7 +137,7 @@ class ScriptsTest : public ::testing::Test {
         return {std::istreambuf_iterator<char>(file), {}};
     }
     test::HandClock clock;
-    test::TempTree tree;
+    tn::TempTree tree;
     Scripts scripts{tree.path()};
 };
 
@@ -205,11 +188,7 @@ TEST_F(ScriptsTest, RunDetachedAndAreReaped) {
     EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(1))), tn::error::Refused);
     EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(9))), tn::error::NotFound);
     EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(2))), 0U);
-    const bool isDone = becomesTrue([&] {
-        looper.runOnce(1);
-        return content("run.done") == "done\n";
-    });
-    ASSERT_TRUE(isDone);
+    ASSERT_TRUE(becomesTrue([&] { return content("run.done") == "done\n"; }, &looper));
     EXPECT_EQ(content("run.stdin"), "");
     EXPECT_EQ(content("run.fds"), "0\n1\n2\n3\n");  // 3 is the listed folder
     EXPECT_NE(content("run.session").find(' '), std::string::npos);
@@ -222,10 +201,7 @@ TEST_F(ScriptsTest, OnlySoManyRunAtOnce) {
     tn::Looper looper({});
     for (size_t i = 0; i < Scripts::kMostRuns; ++i) EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(1))), 0U);
     EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(1))), tn::error::Refused);
-    EXPECT_TRUE(becomesTrue([&] {
-        looper.runOnce(10);
-        return errorOf(ask(scripts, Scripts::kRun, of(1))) == 0;
-    }));
+    EXPECT_TRUE(becomesTrue([&] { return errorOf(ask(scripts, Scripts::kRun, of(1))) == 0; }, &looper));
 }
 
 }  // namespace hostd
