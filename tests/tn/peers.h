@@ -22,10 +22,10 @@
 
 namespace tn {
 
-/// Polls the condition, running the loop meanwhile when there is one; false when it doesn't hold within 5 s.
+/// Polls the condition, running the loop meanwhile when there is one; false when it doesn't hold within 30 s.
 template <class Condition>
 bool eventually(Looper* looper, Condition condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     while (!condition() && std::chrono::steady_clock::now() < end) {
         if (looper != nullptr) {
             looper->runOnce(10);
@@ -71,7 +71,7 @@ class Peer {
         }
         return status;
     }
-    /// Waits up to 5 s for the process to end by itself.
+    /// Waits up to 30 s for the process to end by itself.
     bool ended() {
         return eventually(nullptr, [&] {
             if (pid_ > 0 && waitpid(pid_, nullptr, WNOHANG) == pid_) pid_ = 0;
@@ -81,7 +81,7 @@ class Peer {
 
   private:
     static int serve(std::vector<uint32_t> numbers, const Setup& setup, int ready) {
-        alarm(60);  // whatever happens to the test
+        alarm(100);  // whatever happens to the test
         Looper looper(std::move(numbers));
         setup(looper);
         if (!looper.listen()) return 1;
@@ -107,7 +107,7 @@ class RawPeer {
         thread_ = std::thread([this, talks = std::move(conversations)] {
             for (const Conversation& talk : talks) {
                 pollfd socket = {.fd = listener_.socket.get(), .events = POLLIN, .revents = 0};
-                if (poll(&socket, 1, 5000) != 1) return;
+                if (poll(&socket, 1, 30'000) != 1) return;
                 const Descriptor connection(accept(listener_.socket.get(), nullptr, nullptr));
                 makeRoomForPackets(connection.get());
                 talk(connection.get());

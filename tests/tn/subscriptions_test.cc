@@ -83,7 +83,7 @@ class SubscriptionsTest : public testing::Test {
         m.insert_u32(field::RequestId, 1);
         RawPeer::write(caller.get(), m);
         pollfd reply = {.fd = caller.get(), .events = POLLIN, .revents = 0};
-        return poll(&reply, 1, 5000) == 1;
+        return poll(&reply, 1, 30'000) == 1;
     }
 
     TempRoot root_;
