@@ -28,26 +28,6 @@ const Item* CommunityKeep::findId(uint32_t id) const {
     return findIf([&](const Item& item) { return item.id == id; });
 }
 
-bool CommunityKeep::check(std::string_view name, const IPAddr6& source) const {
-    const Item* item = find(name);
-    return item != nullptr && item->accepts(source);
-}
-
-bool CommunityKeep::canRead(std::string_view name) const {
-    const Item* item = find(name);
-    return item != nullptr && item->readAccess;
-}
-
-bool CommunityKeep::canWrite(std::string_view name) const {
-    const Item* item = find(name);
-    return item != nullptr && item->writeAccess;
-}
-
-uint32_t CommunityKeep::getSecurity(std::string_view name) const {
-    const Item* item = find(name);
-    return item != nullptr ? item->security : security_level::None;
-}
-
 void CommunityKeep::setEngineId(const std::string& engineId) {
     engineId_ = engineId;
     regenerateKeys();

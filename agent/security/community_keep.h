@@ -20,11 +20,6 @@ class CommunityKeep : public tn::Map<Item> {
     [[nodiscard]] const Item* findId(uint32_t id) const;
     /// The entry of exactly this name, or nullptr.
     [[nodiscard]] const Item* find(std::string_view name) const;
-    // The same by name; an unknown name may do nothing.
-    [[nodiscard]] bool check(std::string_view name, const IPAddr6& source) const;
-    [[nodiscard]] bool canRead(std::string_view name) const;
-    [[nodiscard]] bool canWrite(std::string_view name) const;
-    [[nodiscard]] uint32_t getSecurity(std::string_view name) const;
 
     /// Takes the agent's engine id, to which all keys are localised.
     void setEngineId(const std::string& engineId);
