@@ -9,10 +9,10 @@ namespace hostd {
 
 namespace {
 
-// The kernel makes packets of a dump as large as the reader's buffer allows, up to 32 KiB.
-// Only of links with all their virtual functions, which nobody here asks for, it makes larger ones. A notification may
-// be longer: that of a route with thousands of next hops.
-constexpr size_t kPacket = 32768;
+// The kernel makes packets of a dump as large as the reader's buffer allows, up to 32 KiB, and larger ones only of
+// links with all their virtual functions, which nobody here asks for. A notification is as long as it has to be: that
+// of a route is hardly longer than the attribute of its next hops, up to 64 KiB. What isn't filled costs nothing.
+constexpr size_t kPacket = 128 * 1024;
 constexpr int kPatience = 1000;  // milliseconds
 
 }  // namespace

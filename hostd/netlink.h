@@ -143,7 +143,7 @@ class NetlinkSocket {
     bool send(std::span<const uint8_t> requests);
     /// Takes what waits, without waiting for more, at most `packets` of them.
     /// @return Empty: nothing waits any more; Full: so many packets were taken; Overrun: messages were lost,
-    /// since they came too fast (ENOBUFS), or one was longer than 32 KiB (EMSGSIZE)
+    /// since they came too fast (ENOBUFS), or one was longer than 128 KiB (EMSGSIZE)
     Outcome take(size_t packets, const Taker& taker) const;
     /// Waits for the messages of a dump, or of one request with NLM_F_ACK. False when it failed, was interrupted by a
     /// change (NLM_F_DUMP_INTR), or nothing came for a second.
