@@ -116,6 +116,7 @@ void Handler::subscribed(uint32_t, const message&) {}
 void Handler::unsubscribed(uint32_t, const message&) {}
 void Handler::cmdDisconnected(const message&) {}
 void Handler::notifiesSent() {}
+void Handler::resubscribed(std::span<const uint32_t>, uint32_t) {}
 
 message Handler::getObject(uint32_t) { return errorMsg(error::NotFound, "not found"); }
 uint32_t Handler::getObjectCount() { return 0; }

@@ -67,6 +67,8 @@ class Handler {
     virtual void unsubscribed(uint32_t notification, const message& filter);
     virtual void cmdDisconnected(const message& request);  ///< a peer that had subscriptions here has gone
     virtual void notifiesSent();                           ///< no subscriber has anything queued any more
+    /// A subscription of this handler's is in force after its owner was away: notifications may have been missed.
+    virtual void resubscribed(std::span<const uint32_t> path, uint32_t command);
 
     virtual message getObject(uint32_t id);  ///< error::NotFound unless overridden
     virtual uint32_t getObjectCount();

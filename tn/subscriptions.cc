@@ -1,6 +1,7 @@
 #include "tn/subscriptions.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "tn/bus.h"
 #include "tn/connection.h"
@@ -36,7 +37,8 @@ void Subscriptions::add(Handler& subscriber, std::span<const uint32_t> path, uin
                      .command = command,
                      .filter = filter,
                      .state = State::Missing,
-                     .request = 0});
+                     .request = 0,
+                     .wasMissed = false});
     establish(path.front());
 }
 
@@ -67,8 +69,23 @@ void Subscriptions::establish(uint32_t number) {
 
 void Subscriptions::askHere(Subscription& subscription) {
     if (bus_.looper().findHandler(subscription.path) == nullptr) return;
-    const bool refused = isError(bus_.dispatchLocal(requestOf(subscription, cmd::Subscribe)));
-    subscription.state = refused ? State::Refused : State::InForce;
+    if (isError(bus_.dispatchLocal(requestOf(subscription, cmd::Subscribe)))) {
+        subscription.state = State::Refused;
+    } else {
+        accepted(subscription);
+    }
+}
+
+void Subscriptions::accepted(Subscription& subscription) {
+    subscription.state = State::InForce;
+    if (!std::exchange(subscription.wasMissed, false)) return;
+    // From the loop: what the subscriber does then may change the list, and other subscribers.
+    bus_.looper().defer([this, who = subscription.subscriber, path = subscription.path, what = subscription.command] {
+        const auto isTheOne = [&](const Subscription& s) {
+            return s.subscriber == who && s.path == path && s.command == what && s.state == State::InForce;
+        };
+        if (std::ranges::any_of(list_, isTheOne)) who->resubscribed(path, what);
+    });
 }
 
 void Subscriptions::connected(uint32_t number, const std::shared_ptr<Connection>& connection) {
@@ -91,7 +108,7 @@ bool Subscriptions::takeReply(uint32_t requestId, const message& reply) {
     const uint32_t number = found->path.front();
     uint32_t code = 0;
     if (!isError(reply, &code)) {
-        found->state = State::InForce;
+        accepted(*found);
         stopUnneeded();
     } else if (code == error::NoSuchHandler) {
         found->state = State::Missing;  // the owner is still starting
@@ -130,6 +147,8 @@ void Subscriptions::handlerAdded() {
 }
 
 void Subscriptions::lookLater(uint32_t number) {
+    for (Subscription& s : list_)
+        if (s.path.front() == number && s.state == State::Missing) s.wasMissed = true;
     Search& search = searches_[number];
     if (search.timer != 0) return;
     search.delay = search.delay == 0 ? kFirstDelay : std::min(search.delay * 2, kLongestDelay);

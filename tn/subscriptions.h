@@ -45,6 +45,7 @@ class Subscriptions {
         message filter;
         State state = State::Missing;
         uint32_t request = 0;
+        bool wasMissed = false;  ///< its owner is, or was, away
     };
     struct Search {
         ThinRunner::TimerId timer = 0;
@@ -54,6 +55,7 @@ class Subscriptions {
     [[nodiscard]] static message requestOf(const Subscription& subscription, uint32_t command);
     void establish(uint32_t number);
     void askHere(Subscription& subscription);
+    void accepted(Subscription& subscription);
     void ask(Subscription& subscription, const std::shared_ptr<Connection>& connection);
     void lookLater(uint32_t number);
     [[nodiscard]] bool isMissing(uint32_t number) const;

@@ -179,6 +179,11 @@ tn::message SnmpLooper::cmdUnknown(const tn::message& request, uint32_t command)
     return {};
 }
 
+void SnmpLooper::resubscribed(std::span<const uint32_t>, uint32_t command) {
+    if (command != kStatusChanged) return;
+    for (const tn::message& change : missedStatusChanges()) cmdUnknown(change, command);
+}
+
 void SnmpLooper::startup() {
     if (!std::ranges::count(settings_.trapKinds, kStartTrap)) return;
     trapMakers.push_back(startupTrapMaker);

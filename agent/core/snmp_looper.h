@@ -34,6 +34,8 @@ class SnmpLooper : public tn::Looper {
     tn::message getObject(uint32_t id) override;  ///< the settings, whatever the id
     /// Sends a trap for the commands that ask for one and for notifications; an empty reply to everything.
     tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
+    /// Sends the traps of what has changed while the owner was away.
+    void resubscribed(std::span<const uint32_t> path, uint32_t command) override;
 
     void startup();  ///< sends the start-up trap when the settings name it
 

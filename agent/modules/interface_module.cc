@@ -23,12 +23,9 @@ namespace {
 // The owner of the interfaces, and its fields.
 const std::vector<uint32_t> kInterfaces = {20, 0};
 constexpr uint32_t kObjectClass = 261;
-constexpr uint32_t kListCommand = 1;  // {id, flags, status} of each
 constexpr uint32_t kSpeedCommand = 0x10001;
 
 constexpr tn::u32_id kKind{0x10001};
-constexpr tn::u32_id kFlags{0x10002};
-constexpr tn::u32_id kStatus{0x10003};
 constexpr tn::string_id kName{0x10006};
 constexpr tn::bool_id kRunning{0x1000e};
 constexpr tn::u32_id kMtu{0x10064};
@@ -244,25 +241,6 @@ void addRuns(ColumnarBranch* branch) {
 }
 
 // Start.
-
-constexpr uint32_t kInternal = 0x80;         // flag of an interface that gives no traps
-constexpr uint32_t kSeededStatus = 0x10103;  // status bits kept at start
-
-/// Notes the state of every interface, so that one that was down and tells so after the start makes no trap.
-void seedLinkStates() {
-    tn::message request = tn::request(kInterfaces, kListCommand);
-    for (uint32_t next = 0;; request.insert_u32(tn::field::Continue, next)) {
-        const tn::message reply = tn::getLooper()->exchangeMessage(request);
-        if (tn::isError(reply)) return;
-        for (const tn::message& item : reply.get_message_array(tn::field::Objects)) {
-            if (!item.has(tn::field::ObjectId) || !item.has(kFlags) || !item.has(kStatus)) continue;
-            if ((item.get_u32(kFlags) & kInternal) != 0) continue;
-            ifStateMap.try_emplace(item.get_u32(tn::field::ObjectId), item.get_u32(kStatus) & kSeededStatus);
-        }
-        if (!reply.has(tn::field::Continue) || reply.get_u32(tn::field::Continue) <= next) return;
-        next = reply.get_u32(tn::field::Continue);
-    }
-}
 
 template <std::unique_ptr<Data> (*Build)(const tn::message&), class Record>
 MapTable* interfaceTable(const Column<Record>& index) {

@@ -1,6 +1,7 @@
 #include "agent/traps/interface_traps.h"
 
 #include <algorithm>
+#include <functional>
 #include <string>
 
 #include "agent/ber/tags.h"
@@ -17,9 +18,13 @@ std::set<uint32_t> interfaceFilter;
 namespace {
 
 const std::vector<uint32_t> kInterfaces = {20, 0};
+constexpr uint32_t kListCommand = 1;  // {id, flags, status} of each
+constexpr tn::u32_id kFlags{0x10002};
 constexpr tn::u32_id kStatus{0x10003};
-constexpr uint32_t kUp = 0x100;           // of kStatus
-constexpr uint32_t kOperational = 0x400;  // of kStatus
+constexpr uint32_t kInternal = 0x80;         // of kFlags: an interface that gives no traps
+constexpr uint32_t kSeededStatus = 0x10103;  // of kStatus: what is noted at the start
+constexpr uint32_t kUp = 0x100;              // of kStatus
+constexpr uint32_t kOperational = 0x400;     // of kStatus
 
 const OID kIfIndex = {1, 3, 6, 1, 2, 1, 2, 2, 1, 1};
 const OID kIfAdminStatus = {1, 3, 6, 1, 2, 1, 2, 2, 1, 7};
@@ -27,6 +32,32 @@ const OID kIfOperStatus = {1, 3, 6, 1, 2, 1, 2, 2, 1, 8};
 
 bool isWanted(uint32_t interface) {
     return interfaceFilter.empty() || interfaceFilter.contains(0) || interfaceFilter.contains(interface);
+}
+
+bool areStatesSeeded = false;
+
+/// Calls for each interface that gives traps, with its id and status. False when its owner doesn't tell them all.
+bool forEachInterface(const std::function<void(uint32_t, uint32_t)>& take) {
+    tn::message request = tn::request(kInterfaces, kListCommand);
+    for (uint32_t next = 0;; request.insert_u32(tn::field::Continue, next)) {
+        const tn::message reply = tn::getLooper()->exchangeMessage(request);
+        if (tn::isError(reply)) return false;
+        for (const tn::message& item : reply.get_message_array(tn::field::Objects)) {
+            if (!item.has(tn::field::ObjectId) || !item.has(kFlags) || !item.has(kStatus)) continue;
+            if ((item.get_u32(kFlags) & kInternal) != 0) continue;
+            take(item.get_u32(tn::field::ObjectId), item.get_u32(kStatus));
+        }
+        if (!reply.has(tn::field::Continue) || reply.get_u32(tn::field::Continue) <= next) return true;
+        next = reply.get_u32(tn::field::Continue);
+    }
+}
+
+tn::message statusChange(uint32_t interface, uint32_t status) {
+    tn::message change = tn::request({}, kStatusChanged);
+    change.insert_u32_array(tn::field::Source, kInterfaces);
+    change.insert_u32(tn::field::ObjectId, interface);
+    change.insert_u32(kStatus, status);
+    return change;
 }
 
 /// False when the interface was known to be in this state. At the agent's start fewer bits are noted, on purpose: what
@@ -42,6 +73,27 @@ bool noteState(uint32_t interface, uint32_t state) {
 std::string upOrDown(bool isUp) { return isUp ? "1" : "2"; }
 
 }  // namespace
+
+void seedLinkStates() {
+    areStatesSeeded = forEachInterface(
+        [](uint32_t interface, uint32_t status) { ifStateMap.try_emplace(interface, status & kSeededStatus); });
+}
+
+std::vector<tn::message> missedStatusChanges() {
+    std::vector<tn::message> changes;
+    if (!areStatesSeeded) {
+        seedLinkStates();
+        return changes;
+    }
+    forEachInterface([&](uint32_t interface, uint32_t status) {
+        const bool isUp = (status & kUp) != 0;
+        if (isUp != ((status & kOperational) != 0)) return;
+        const auto known = ifStateMap.find(interface);
+        const bool wasUp = known != ifStateMap.end() && (known->second & kUp) != 0;  // what is seeded has no other bit
+        if (isUp != wasUp) changes.push_back(statusChange(interface, status));
+    });
+    return changes;
+}
 
 void interfaceSubscribe() {
     trapMakers.push_back(interfaceTrapMaker);

@@ -20,6 +20,16 @@ extern std::map<uint32_t, uint32_t> ifStateMap;
 /// The interfaces whose changes give traps, as the settings name them. Empty, or with 0 in it: every one.
 extern std::set<uint32_t> interfaceFilter;
 
+/// Notes the state of every interface that isn't known yet and gives traps, so that one that was down and tells so
+/// after the agent's start makes no trap.
+void seedLinkStates();
+
+/// What the interface owner would have told while it was away: a kStatusChanged notification of each interface that
+/// isn't any more as it was last known, up or down. One that is half way, with carrier and not operational or the other
+/// way round, is left out: the owner tells what becomes of it. So is one that has gone. None, the states being seeded,
+/// when the owner wasn't there to be asked at the agent's start.
+[[nodiscard]] std::vector<tn::message> missedStatusChanges();
+
 // The trap generator "interfaces": asks the interface owner for its status notifications, and stops asking.
 void interfaceSubscribe();
 void interfaceUnSubscribe();

@@ -54,6 +54,12 @@ void serve(Looper& looper) {
     looper.addHandler(kPath, &owner);
 }
 
+class Subscriber : public Listener {
+  public:
+    void resubscribed(std::span<const uint32_t>, uint32_t) override { ++renewals; }
+    int renewals = 0;
+};
+
 class SubscriptionsTest : public testing::Test {
   protected:
     SubscriptionsTest() { looper_.addHandler(1, &subscriber_); }
@@ -88,7 +94,7 @@ class SubscriptionsTest : public testing::Test {
 
     TempRoot root_;
     Looper looper_{{34}};
-    Listener subscriber_;
+    Subscriber subscriber_;
 };
 
 TEST_F(SubscriptionsTest, NotificationsArriveInOrderFilteredAndMarkedWithTheirSource) {
@@ -111,6 +117,7 @@ TEST_F(SubscriptionsTest, NotificationsArriveInOrderFilteredAndMarkedWithTheirSo
     command(kNotify, 2, 2);
     for (int i = 0; i < 5; ++i) looper_.runOnce(1);
     EXPECT_EQ(subscriber_.heard.size(), 5U);
+    EXPECT_EQ(subscriber_.renewals, 0);
     EXPECT_TRUE(looper_.canLeave());
 }
 
@@ -125,6 +132,7 @@ TEST_F(SubscriptionsTest, SubscriptionIsMadeWhenTheOwnerAppearsAndAgainWhenItIsR
             << "still looking for an owner that is there";
         command(kNotify, 1);
         EXPECT_TRUE(receives(1));
+        EXPECT_EQ(subscriber_.renewals, life + 1);  // the first time, too: it wasn't there
         owner.end(life == 1 ? SIGTERM : SIGKILL);
         EXPECT_TRUE(eventually(&looper_, [&] { return looper_.sleepTime() <= 5000; }));
     }
@@ -142,7 +150,7 @@ TEST_F(SubscriptionsTest, OwnerLearnsThatASubscriberHasGone) {
     const Peer owner({24}, serve);
     {
         const Peer other({35}, [](Looper& looper) {
-            static Listener subscriber;
+            static Subscriber subscriber;
             looper.addHandler(7, &subscriber);
             subscriber.subscribe(kPath, kNote, {});
         });

@@ -16,6 +16,8 @@ namespace snmp {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Pair;
 
 const std::string kUpTime = "1.3.6.1.2.1.1.3.0";
 const std::string kTrapOid = "1.3.6.1.6.3.1.1.4.1.0";
@@ -224,6 +226,34 @@ TEST_F(TrapSenderTest, TheStartIsToldWhenTheSettingsSaySo) {
     // Commands that nobody knows are answered, and make no trap.
     sends(tn::request(std::vector<uint32_t>{34}, 2));
     EXPECT_EQ(received().size(), 0U);
+}
+
+TEST_F(TrapSenderTest, WhatChangedWhileTheInterfaceOwnerWasAwayIsTold) {
+    listensAt("::1");
+    set(kVersion2c, {"::1"});
+    trapMakers.push_back(interfaceTrapMaker);
+    seedLinkStates();  // nobody there
+    const std::vector<uint32_t> interfaces = {20, 0};
+    using States = std::map<std::string, uint32_t>;
+    const auto toldOf = [&](const States& states) {
+        std::vector<tn::message>& items = owner(interfaces).reply.get_message_array_ref(tn::field::Objects);
+        items.clear();
+        for (const auto& [id, status] : states) {
+            const auto index = static_cast<uint32_t>(std::stoul(id));
+            items.push_back(messageOf({{tn::field::ObjectId, index}, {0x10002, 0U}, {0x10003, status}}));
+        }
+        agent->resubscribed(interfaces, kStatusChanged);
+        std::map<std::string, std::string> told;  // ifIndex: ifAdminStatus
+        for (const wire::Message& trap : received()) told[trap.bindings.at(2).value] = trap.bindings.at(3).value;
+        return told;
+    };
+    EXPECT_THAT(toldOf({{"1", 0x500}, {"2", 0}, {"3", 0x500}, {"4", 0x500}}), IsEmpty());  // as at the start
+    // The third is half way, the fourth has gone.
+    EXPECT_THAT(toldOf({{"1", 0x500}, {"2", 0x500}, {"3", 0x400}, {"5", 0x500}, {"6", 0}}),
+                ElementsAre(Pair("2", "1"), Pair("5", "1")));
+    interfaceFilter = {2};
+    EXPECT_THAT(toldOf({{"1", 0}, {"2", 0}}), ElementsAre(Pair("2", "2")));
+    EXPECT_THAT(toldOf({{"1", 0}, {"2", 0}}), IsEmpty());
 }
 
 }  // namespace
