@@ -84,8 +84,8 @@ int Descriptor::release() {
 
 BusListener openBusListener(uint32_t number, std::string& why) {
     const std::string name = std::to_string(number);
-    makeFolder(busFolder(), kFolderMode);
-    const Descriptor folder = openFolder();
+    Descriptor folder;
+    if (makeFolder(busFolder(), kFolderMode)) folder = openFolder();
     if (!folder) {
         why = reason(number, busFolder().c_str());
         return {};
