@@ -93,6 +93,9 @@ TEST_F(ProxyTest, TheFirstToAskStartsAReadingForThoseWhoFollow) {
 TEST_F(ProxyTest, ASquidThatHangsOrGoesTakesItsFiguresAlongAndIsFoundAgain) {
     pass(0);
     EXPECT_TRUE(becomesTrue([&] { return hasFigures(); }));
+    pass(Proxy::kTooOld + 2);
+    EXPECT_TRUE(get().empty());  // what there is is too old
+    EXPECT_TRUE(becomesTrue([&] { return hasFigures(); }));
     auto hold = squid.hangs();
     pass(Proxy::kMaxAge);
     EXPECT_TRUE(hasFigures());  // the older ones

@@ -138,6 +138,26 @@ TEST_F(RouteTableTest, AListingBringsTheTableUpToDateWhileNotificationsGoOn) {
     lists({one(1), one(4)});  // which was without carrier, and isn't any more
     endsListing();
     EXPECT_THAT(rows(), ElementsAre("10.1.0.0/16 10.0.0.1 dev 3", "10.4.0.0/16 10.0.0.1 dev 3"));
+
+    // What was replaced before it could be listed may still come: only another listing can tell.
+    table.beginListing();
+    adds(one(9), NLM_F_REPLACE);
+    endsListing();
+    EXPECT_TRUE(table.takeDoubt());
+}
+
+TEST_F(RouteTableTest, WhatIsToldDuringASweepBringsNothingBackThatHasGone) {
+    const Route route = routeTo("10.1.0.0/16", {via("10.0.0.1", 3)});
+    adds(with(route, 20));
+    table.beginListing();            // it has gone unnoticed
+    ASSERT_FALSE(table.sweep(100));  // those behind rows
+    adds(with(route, 10));
+    endsListing();
+    EXPECT_THAT(rows(), ElementsAre("10.1.0.0/16 10.0.0.1 dev 3 metric 10"));
+    EXPECT_EQ(table.swept(), 1U);
+    removes(with(route, 10));
+    EXPECT_THAT(rows(), IsEmpty());
+    EXPECT_FALSE(table.usesLink(3));
 }
 
 namespace {
