@@ -105,6 +105,9 @@ TEST_F(AddressesTest, AreOrderedByTheirOctetsWithTheirMasks) {
     takes(addressMessage(1, {127, 0, 0, 1}, 8));
     EXPECT_THAT(rows(), ElementsAre("9.255.0.1 0.0.0.0 on 2", "10.1.0.1 255.255.255.255 on 2",
                                     "127.0.0.1 255.0.0.0 on 1", "192.0.2.1 255.255.255.0 on 9"));
+    tn::message gone;
+    gone.insert_be32(address::Address, 0x0a010002);
+    EXPECT_EQ(text(asksAt(gone, 2).get_message_array(field::Objects).at(1)), "127.0.0.1 255.0.0.0 on 1");
 }
 
 TEST_F(AddressesTest, OneThatStandsSeveralTimesIsShownOnceUntilTheLastHasGone) {

@@ -90,7 +90,7 @@ TEST_F(ProxyTest, TheFirstToAskStartsAReadingForThoseWhoFollow) {
     EXPECT_TRUE(tn::isError(ask(proxy, tn::cmd::Set)));
 }
 
-TEST_F(ProxyTest, ASquidThatHangsOrGoesTakesItsFiguresAlongAndIsFoundAgain) {
+TEST_F(ProxyTest, FiguresGetTooOldAndASquidThatHangsHoldsNobodyUp) {
     pass(0);
     EXPECT_TRUE(becomesTrue([&] { return hasFigures(); }));
     pass(Proxy::kTooOld + 2);
@@ -103,8 +103,13 @@ TEST_F(ProxyTest, ASquidThatHangsOrGoesTakesItsFiguresAlongAndIsFoundAgain) {
     EXPECT_TRUE(get().empty());
     hold.unlock();
     EXPECT_TRUE(becomesTrue([&] { return hasFigures(); }));
+}
 
+TEST_F(ProxyTest, ASquidThatGoesTakesItsFiguresAlongAndIsFoundAgain) {
+    pass(0);
+    EXPECT_TRUE(becomesTrue([&] { return hasFigures(); }));
     pass(Proxy::kMaxAge, "connection refused");
+    EXPECT_TRUE(hasFigures());  // the older ones, once more
     EXPECT_TRUE(becomesTrue([&] { return get().empty(); }));
     EXPECT_TRUE(becomesTrue([&] {
         pass(Proxy::kTooOld);  // somebody who asks seldom

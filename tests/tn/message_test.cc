@@ -22,6 +22,7 @@ TEST(Message, SameNumberUnderTwoKindsIsTwoFields) {
     EXPECT_EQ(m.size(), 4U);
     EXPECT_FALSE(m.has(u64_id(6)));
     EXPECT_EQ(m.get_u64(6, 1ULL << 40), 1ULL << 40) << "the default of one that isn't there";
+    EXPECT_EQ(m.get_addr6(6, IPAddr6::ofIPv4(5)), IPAddr6::ofIPv4(5));
     EXPECT_TRUE(m.get_raw(6).empty() && m.get_message(6).empty() && m.get_message_array(6).empty());
     m.insert_u32(0xf8000005, 1);
     EXPECT_EQ(m.get_u32(5), 1U) << "the low bits of a number count";
