@@ -100,10 +100,9 @@ TEST_F(Communities, AddSendsItsFieldsAndTellsTheAccess) {
         << err;
     ASSERT_THAT(communities.changes(), SizeIs(1));
     EXPECT_EQ(commandOf(communities.changes()[0]), tn::cmd::AddObj);
-    tn::message expected = parseFields({"5:string=monitor",
-                                        "27:message[]={8:be32=127.0.0.0 "
-                                        "9:be32=255.0.0.0},{22:addr6=::1 23:u32=128}",
-                                        "15:u32=2", "20:u32=1", "11:string=first secret", "12:string=second secret"});
+    tn::message expected =
+        parseFields({"5:string=monitor", "27:message[]={8:be32=127.0.0.0 9:be32=255.0.0.0},{22:addr6=::1 23:u32=128}",
+                     "15:u32=2", "20:u32=1", "11:string=first secret", "12:string=second secret"});
     EXPECT_EQ(fieldsOf(communities.changes()[0]), expected);
     EXPECT_EQ(out,
               "monitor may read from 127.0.0.0/8,::1/128 with SNMPv3, "
