@@ -1,14 +1,15 @@
 #pragma once
 
-#include <chrono>
-#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "tn/looper.h"
+#include "tests/tn/eventually.h"
+#include "tests/tn/listener.h"
 
-namespace hostd::test {
+namespace hostd {
+
+using tn::errorOf;
+using tn::eventually;
 
 inline tn::message ask(tn::Handler& owner, uint32_t command, tn::message request = {},
                        uint32_t rights = tn::right::All) {
@@ -45,28 +46,9 @@ inline std::vector<std::string> listed(tn::Handler& table, tn::string_id text) {
     return all;
 }
 
-/// Asks until a condition holds, at most five seconds; the loop runs meanwhile when there is one.
-inline bool becomesTrue(const std::function<bool()>& condition, tn::Looper* looper = nullptr) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() >= end) return false;
-        if (looper == nullptr)
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        else
-            looper->runOnce(5);
-    }
-    return true;
-}
-
 /// Whether the rows get to be these, as in listed().
 inline bool become(tn::Handler& table, tn::string_id text, const std::vector<std::string>& expected) {
-    return becomesTrue([&] { return listed(table, text) == expected; });
+    return eventually([&] { return listed(table, text) == expected; });
 }
 
-/// The error code of a reply; 0 when it is none.
-inline uint32_t errorOf(const tn::message& reply) {
-    uint32_t code = 0;
-    return tn::isError(reply, &code) ? code : 0;
-}
-
-}  // namespace hostd::test
+}  // namespace hostd

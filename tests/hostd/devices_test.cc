@@ -17,9 +17,6 @@ namespace hostd {
 
 namespace {
 
-using test::ask;
-using test::becomesTrue;
-using test::errorOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -46,7 +43,7 @@ class DevicesTest : public ::testing::Test {
     /// Asks until the table is as expected.
     bool becomes(tn::Handler& table, tn::string_id text, const std::vector<std::string>& expected) {
         clock.milliseconds += 10'000;
-        return test::become(table, text, expected);
+        return become(table, text, expected);
     }
     static std::vector<std::string> texts(const tn::message& row, std::initializer_list<tn::string_id> fields) {
         std::vector<std::string> all;
@@ -58,7 +55,7 @@ class DevicesTest : public ::testing::Test {
         request.insert_u32(usb_reset::Seconds, seconds);
         return errorOf(ask(owner, UsbReset::kSwitchOff, request));
     }
-    test::HandClock clock;
+    HandClock clock;
     tn::TempTree tree;
 };
 
@@ -76,7 +73,7 @@ TEST_F(DevicesTest, PciRowsAreNamedAndKeepTheirIds) {
     PciDevices table(tree.path(), tree.path("pci.ids"));
     EXPECT_TRUE(becomes(table, pci::Name,
                         {"250:0000:00:1f.2", "256:0000:01:00.0", "65786:10000:00:1f.2", "65787:10001:00:1f.2"}));
-    const auto rows = test::rowsOf(table);
+    const auto rows = rowsOf(table);
     const char* const nic = "82540EM Gigabit Ethernet Controller";
     const auto names = {pci::Maker, pci::Model, pci::MakerName, pci::ModelName};
     EXPECT_THAT(texts(rows[0], names), ElementsAre("Intel Corporation", nic, "Intel Corporation", nic));
@@ -125,7 +122,7 @@ TEST_F(DevicesTest, UsbRowsAreWhatDevicesSayAndTheListKnows) {
         return {};
     });
     EXPECT_TRUE(becomes(table, usb::Name, {"129:usb1", "137:1-1.4", "257:usb2"}));
-    const auto rows = test::rowsOf(table);
+    const auto rows = rowsOf(table);
     const auto names = {usb::Maker, usb::Product, usb::Serial, usb::MakerName, usb::ModelName};
     EXPECT_THAT(texts(rows[0], names), ElementsAre("Linux 6.1 xhci-hcd", "xHCI Host Controller", "0000:00:14.0",
                                                    "Linux Foundation", "xHCI Host Controller"));
@@ -167,7 +164,7 @@ TEST_F(DevicesTest, UsbPortsAreSwitchedOffAndOnAgain) {
                                             "bus/usb/devices/2-0:1.0/usb2-port1/disable"};
     const std::string behindHub = "bus/usb/devices/1-1:1.0/1-1-port1/disable";
     const auto are = [&](const std::string& value) {
-        return becomesTrue([&] {
+        return eventually([&] {
             return std::ranges::all_of(ports, [&](auto& port) { return readAttribute(tree.path(port)) == value; });
         });
     };
@@ -208,7 +205,7 @@ TEST_F(DevicesTest, AUsbResetWithoutAThreadIsRefusedAndLeavesNoneUnderWay) {
     ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
     EXPECT_EQ(readAttribute(tree.path(port)), "0");
     EXPECT_EQ(switchOff(owner), 0U);
-    EXPECT_TRUE(becomesTrue([&] { return readAttribute(tree.path(port)) == "1"; }));
+    EXPECT_TRUE(eventually([&] { return readAttribute(tree.path(port)) == "1"; }));
     pthread_attr_destroy(&usual);
     pthread_attr_destroy(&huge);
 }

@@ -20,9 +20,6 @@ namespace hostd {
 namespace {
 
 namespace field = tn::field;
-using test::ask;
-using test::becomesTrue;
-using test::listed;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Pair;
@@ -51,13 +48,13 @@ class LibvirtTest : public ::testing::Test {
     }
     /// Whether the rows get to be these, as name and state.
     static bool become(tn::Handler& table, tn::u32_id state, const std::map<std::string, uint32_t>& expected) {
-        return becomesTrue([&] {
+        return eventually([&] {
             std::map<std::string, uint32_t> all;
-            for (const tn::message& row : test::rowsOf(table)) all[row.get_string(field::Name)] = row.get_u32(state);
+            for (const tn::message& row : rowsOf(table)) all[row.get_string(field::Name)] = row.get_u32(state);
             return all == expected;
         });
     }
-    test::HandClock clock;
+    HandClock clock;
     Connection connection{virConnectOpen(kUri), virConnectClose};
 };
 
@@ -74,7 +71,7 @@ TEST_F(LibvirtTest, GuestsAreListedWithTheirStates) {
     using namespace virtual_machine;
     EXPECT_TRUE(
         become(machines, State, {{"test", kRunning}, {"paused", kStopped}, {"gone", kRunning}, {"defined", kStopped}}));
-    for (const tn::message& row : test::rowsOf(machines)) {
+    for (const tn::message& row : rowsOf(machines)) {
         if (row.get_string(field::Name) != "paused") continue;
         EXPECT_EQ(row.get_u32(Memory), 512U);
         EXPECT_EQ(row.get_u32(Processors), 3U);
@@ -90,7 +87,7 @@ TEST_F(LibvirtTest, GuestsAreListedWithTheirStates) {
     ASSERT_TRUE(snapshot);
     clock.milliseconds += Guests::kMaxAge;
     EXPECT_TRUE(become(machines, State, {{"test", kRunning}, {"paused", kRunning}, {"defined", kRunning}}));
-    for (const tn::message& row : test::rowsOf(machines))
+    for (const tn::message& row : rowsOf(machines))
         EXPECT_EQ(row.get_bool(HasSnapshot), row.get_string(field::Name) == "defined");
     EXPECT_TRUE(become(pods, podhost::State,
                        {{"test", podhost::kRunning}, {"paused", podhost::kRunning}, {"defined", podhost::kRunning}}));
@@ -118,7 +115,7 @@ TEST_F(LibvirtTest, WalksIncreaseWhileGuestsComeAndGo) {
         ++*readings;
         return reading;
     });
-    EXPECT_TRUE(becomesTrue([&] { return !test::rowsOf(machines).empty(); }));
+    EXPECT_TRUE(eventually([&] { return !rowsOf(machines).empty(); }));
     for (int walk = 0; walk < 100; ++walk) {
         uint32_t last = 0;
         bool isIncreasing = true;
@@ -129,7 +126,7 @@ TEST_F(LibvirtTest, WalksIncreaseWhileGuestsComeAndGo) {
             clock.milliseconds += Guests::kMaxAge;
             const int before = *readings;
             const tn::message reply = ask(machines, tn::cmd::GetAll, request);
-            EXPECT_TRUE(becomesTrue([&] {                             // the next page is of other guests
+            EXPECT_TRUE(eventually([&] {                              // the next page is of other guests
                 static_cast<void>(ask(machines, tn::cmd::GetCount));  // a reading may have been about to end before
                 return *readings > before;
             }));
@@ -188,38 +185,38 @@ Reading<Guest> guests(const std::vector<const char*>& names) {
 }  // namespace
 
 TEST(Guests, AreReadAtTheStartAndKeepTheirIdsThroughAFailure) {
-    test::HandClock clock;
-    test::LedSource source(guests({"Aa", "BB"}));  // both would like the same id
+    HandClock clock;
+    LedSource source(guests({"Aa", "BB"}));  // both would like the same id
     VirtualMachines machines(source.reader());
-    EXPECT_TRUE(becomesTrue([&] { return source.readings() == 1; }));  // before anybody asks
+    EXPECT_TRUE(eventually([&] { return source.readings() == 1; }));  // before anybody asks
     const auto names = [&] { return listed(machines, field::Name); };
-    EXPECT_TRUE(becomesTrue([&] { return names().size() == 2; }));
+    EXPECT_TRUE(eventually([&] { return names().size() == 2; }));
     const auto before = names();
     for (const Reading<Guest>& next : {Reading<Guest>{"no answer", {}}, guests({"BB", "Aa"})}) {
         source.gives(next);
         clock.milliseconds += Guests::kMaxAge;
-        EXPECT_TRUE(becomesTrue([&] { return names().empty() == next.rows.empty(); }));
+        EXPECT_TRUE(eventually([&] { return names().empty() == next.rows.empty(); }));
     }
     EXPECT_EQ(source.readings(), 3);
     EXPECT_EQ(names(), before);
 }
 
 TEST(Guests, ThatHangDelayNoAnswer) {
-    test::HandClock clock;
-    test::LedSource source(guests({"a"}));
+    HandClock clock;
+    LedSource source(guests({"a"}));
     VirtualMachines machines(source.reader());
     const auto names = [&] { return listed(machines, field::Name).size(); };
-    EXPECT_TRUE(becomesTrue([&] { return names() == 1; }));
+    EXPECT_TRUE(eventually([&] { return names() == 1; }));
     auto hold = source.hangs();
     clock.milliseconds += Guests::kMaxAge;
     const auto before = std::chrono::steady_clock::now();
     for (int i = 0; i < 100; ++i) EXPECT_EQ(names(), 1U);  // what was read last
-    EXPECT_TRUE(becomesTrue([&] { return source.readings() == 2; }));
+    EXPECT_TRUE(eventually([&] { return source.readings() == 2; }));
     clock.milliseconds += Guests::kPatience;
     EXPECT_EQ(names(), 0U);
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(2));
     hold.unlock();
-    EXPECT_TRUE(becomesTrue([&] { return names() == 1; }));
+    EXPECT_TRUE(eventually([&] { return names() == 1; }));
 }
 
 TEST(Guests, StatesOfLibvirtHaveTheirNumbers) {

@@ -2,7 +2,7 @@
 
 #include "tn/sources.h"
 
-namespace hostd::test {
+namespace hostd {
 
 /// Clocks that the test sets; in place as long as this lives.
 class HandClock : public tn::Sources {
@@ -16,4 +16,4 @@ class HandClock : public tn::Sources {
     int64_t wall = 1'700'000'000;
 };
 
-}  // namespace hostd::test
+}  // namespace hostd

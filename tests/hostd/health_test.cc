@@ -17,9 +17,6 @@ namespace hostd {
 
 namespace {
 
-using test::ask;
-using test::becomesTrue;
-
 std::string chosen(std::span<const Sensor> sensors, Measure measure, const std::string& choice = "") {
     const Sensor* sensor = chooseSensor(sensors, measure, choice);
     return sensor == nullptr ? "" : sensor->chip + "/" + sensor->feature;
@@ -78,8 +75,8 @@ TEST(Supply, IsWhatTheMachineRunsOn) {
 }
 
 TEST(Health, TellsWhatIsThere) {
-    test::HandClock clock;
-    test::LedSource source(HealthReading{{{12.049, -3.6, std::nullopt}, ""}, Supply::Main});
+    HandClock clock;
+    LedSource source(HealthReading{{{12.049, -3.6, std::nullopt}, ""}, Supply::Main});
     Health owner(source.reader());
     const tn::message reply = ask(owner, tn::cmd::Get);  // at once: the agent asks at its start what there is
     EXPECT_EQ(reply.get_u32(health::Voltage), 120U);
@@ -93,7 +90,7 @@ TEST(Health, TellsWhatIsThere) {
     clock.milliseconds += Health::kPatience;
     EXPECT_TRUE(ask(owner, tn::cmd::Get).empty());
     hold.unlock();
-    EXPECT_TRUE(becomesTrue([&] { return ask(owner, tn::cmd::Get).has(health::Voltage); }));
+    EXPECT_TRUE(eventually([&] { return ask(owner, tn::cmd::Get).has(health::Voltage); }));
 }
 
 namespace {

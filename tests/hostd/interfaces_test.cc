@@ -15,9 +15,6 @@ namespace hostd {
 namespace {
 
 namespace field = tn::field;
-using test::LinkMessage;
-using test::NetlinkMessage;
-using test::of;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -154,9 +151,9 @@ class InterfacesTest : public ::testing::Test {
   protected:
     void takes(const NetlinkMessage<ifinfomsg>& message) { interfaces.take(message.message()); }
     tn::message asks(uint32_t command, uint32_t id, uint32_t rights = tn::right::Read) {
-        return test::ask(interfaces, command, of(id), rights);
+        return ask(interfaces, command, of(id), rights);
     }
-    test::HandClock clock;
+    HandClock clock;
     Interfaces interfaces{"/nowhere"};
 };
 
@@ -173,7 +170,7 @@ TEST_F(InterfacesTest, ARowHasWhatIsKnownAndNothingElse) {
               .value(IFLA_MTU, 1500U)
               .octets(IFLA_ADDRESS, {2, 0, 0, 0, 0, 7}));
     takes(LinkMessage(8, "down").text(IFLA_IFALIAS, "spare"));
-    const auto items = test::rowsOf(interfaces);
+    const auto items = rowsOf(interfaces);
     ASSERT_EQ(items.size(), 2U);
     const tn::message& up = items[0];
     EXPECT_EQ(up.get_u32(interface::Kind), 1U);
@@ -198,7 +195,7 @@ TEST_F(InterfacesTest, ARowHasWhatIsKnownAndNothingElse) {
 
 TEST_F(InterfacesTest, ReadersMayListAskForSpeedsAndNothingMore) {
     for (int index = 1; index <= 2000; ++index) takes(LinkMessage(index, "x", kUp).kind("veth"));
-    const auto listed = test::rowsOf(interfaces, interface::kList);
+    const auto listed = rowsOf(interfaces, interface::kList);
     EXPECT_EQ(listed.size(), 2000U);
     EXPECT_EQ(listed[0].get_u32(interface::Status), 0x500U);
     EXPECT_FALSE(listed[0].has(interface::Name));

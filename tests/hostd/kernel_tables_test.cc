@@ -16,8 +16,6 @@ namespace hostd {
 namespace {
 
 namespace field = tn::field;
-using test::dotted;
-using test::NetlinkMessage;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Octets = std::vector<uint8_t>;
@@ -56,12 +54,12 @@ class KernelTableTest : public ::testing::Test {
         tn::message request;
         request.insert_u32(field::MaxObjects, most);
         request.insert_message(field::Key, key);
-        return test::ask(table, tn::cmd::GetAll, request);
+        return ask(table, tn::cmd::GetAll, request);
     }
     /// Each row by `text`; as many as get-count says.
     std::vector<std::string> rows() {
         std::vector<std::string> all;
-        for (const tn::message& item : test::rowsOf(table)) all.push_back(text(item));
+        for (const tn::message& item : rowsOf(table)) all.push_back(text(item));
         EXPECT_EQ(table.getObjectCount(), all.size());
         return all;
     }

@@ -6,7 +6,7 @@
 #include <mutex>
 #include <utility>
 
-namespace hostd::test {
+namespace hostd {
 
 /// A source that the test leads, for owners that read on a helper thread.
 template <class T>
@@ -42,4 +42,4 @@ class LedSource {
     std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
-}  // namespace hostd::test
+}  // namespace hostd

@@ -7,7 +7,7 @@
 
 #include "tests/hostd/netlink_message.h"
 
-namespace hostd::test {
+namespace hostd {
 
 /// A message as the kernel's rtnetlink writes them about a link.
 class LinkMessage : public NetlinkMessage<ifinfomsg> {
@@ -32,4 +32,4 @@ class LinkMessage : public NetlinkMessage<ifinfomsg> {
     }
 };
 
-}  // namespace hostd::test
+}  // namespace hostd

@@ -9,7 +9,7 @@
 
 #include "tn/address.h"
 
-namespace hostd::test {
+namespace hostd {
 
 inline std::string dotted(uint32_t address) { return tn::IPAddr6::ofIPv4(address).str(); }
 
@@ -51,4 +51,4 @@ class NetlinkMessage {
     std::vector<uint8_t> bytes_;
 };
 
-}  // namespace hostd::test
+}  // namespace hostd

@@ -15,8 +15,6 @@ namespace hostd {
 namespace {
 
 namespace field = tn::field;
-using test::errorOf;
-using test::of;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -76,8 +74,8 @@ class Texts : public IdTable {
     }
 };
 
-tn::message ask(OwnerTable& table, const tn::message& request, uint32_t command = tn::cmd::GetAll) {
-    return test::ask(table, command, request);
+tn::message send(OwnerTable& table, const tn::message& request, uint32_t command = tn::cmd::GetAll) {
+    return ask(table, command, request);
 }
 
 tn::message from(std::optional<uint32_t> id, uint32_t most) {
@@ -135,33 +133,33 @@ uint32_t more(const tn::message& reply) { return reply.get_u32(field::Continue, 
 TEST(IdTable, ItemsStartAtTheRowAskedForAndTellWhatFollows) {
     Texts table;
     table.rows = {{2, "b"}, {5, "e"}, {tn::kNoId - 1, "last"}};
-    EXPECT_THAT(items(ask(table, {})), ElementsAre("2>5", "5>4294967294", "4294967294"));
-    EXPECT_EQ(more(ask(table, {})), kNone);
+    EXPECT_THAT(items(send(table, {})), ElementsAre("2>5", "5>4294967294", "4294967294"));
+    EXPECT_EQ(more(send(table, {})), kNone);
 
-    const tn::message two = ask(table, from({}, 2));
+    const tn::message two = send(table, from({}, 2));
     EXPECT_THAT(items(two), ElementsAre("2>5", "5>4294967294"));
     EXPECT_EQ(more(two), tn::kNoId - 1);
     EXPECT_THAT(table.shown, ElementsAre(2, 5));  // the row that only follows isn't read
 
-    EXPECT_THAT(items(ask(table, from(5, 1))), ElementsAre("5>4294967294"));
-    EXPECT_THAT(items(ask(table, from(tn::kNoId - 1, 9))), ElementsAre("4294967294"));
-    EXPECT_THAT(items(ask(table, from({}, 0))), ElementsAre("2>5"));
+    EXPECT_THAT(items(send(table, from(5, 1))), ElementsAre("5>4294967294"));
+    EXPECT_THAT(items(send(table, from(tn::kNoId - 1, 9))), ElementsAre("4294967294"));
+    EXPECT_THAT(items(send(table, from({}, 0))), ElementsAre("2>5"));
 
     table.rows.clear();
-    EXPECT_THAT(items(ask(table, {})), IsEmpty());
-    EXPECT_EQ(errorOf(ask(table, {})), 0U);
+    EXPECT_THAT(items(send(table, {})), IsEmpty());
+    EXPECT_EQ(errorOf(send(table, {})), 0U);
 }
 
 TEST(IdTable, ARowThatHasGoneIsAnErrorForAGetAndAPlaceholderForAWalk) {
     Texts table;
     table.rows = {{2, "b"}, {5, "e"}, {9, "i"}};
-    EXPECT_EQ(errorOf(ask(table, from(3, 1))), tn::error::NotFound);
-    const tn::message walk = ask(table, from(3, 2));
+    EXPECT_EQ(errorOf(send(table, from(3, 1))), tn::error::NotFound);
+    const tn::message walk = send(table, from(3, 2));
     EXPECT_THAT(items(walk), ElementsAre("3!>5", "5>9"));
     EXPECT_EQ(more(walk), 9U);
     EXPECT_FALSE(walk.get_message_array(field::Objects)[0].has(kText));
-    EXPECT_THAT(items(ask(table, from(10, 2))), ElementsAre("10!"));
-    EXPECT_THAT(items(ask(table, from(tn::kNoId, 2))), ElementsAre("4294967295!"));
+    EXPECT_THAT(items(send(table, from(10, 2))), ElementsAre("10!"));
+    EXPECT_THAT(items(send(table, from(tn::kNoId, 2))), ElementsAre("4294967295!"));
 }
 
 TEST(IdTable, WalksInStepsOfAnySizeGiveTheSameRowsWhileRowsComeAndGo) {
@@ -173,7 +171,7 @@ TEST(IdTable, WalksInStepsOfAnySizeGiveTheSameRowsWhileRowsComeAndGo) {
         std::vector<uint32_t> seen;
         std::optional<uint32_t> at;
         for (int requests = 0; requests < 300; ++requests) {
-            const tn::message reply = ask(table, from(at, step + 1));  // as a walk asks: the first one is skipped
+            const tn::message reply = send(table, from(at, step + 1));  // as a walk asks: the first one is skipped
             const auto& all = reply.get_message_array(field::Objects);
             for (size_t i = at ? 1 : 0; i < all.size(); ++i) seen.push_back(all[i].get_u32(field::ObjectId));
             if (all.empty() || !all.back().has(field::NextId)) break;
@@ -188,36 +186,36 @@ TEST(IdTable, WalksInStepsOfAnySizeGiveTheSameRowsWhileRowsComeAndGo) {
 TEST(IdTable, PagesByWhatFitsIntoOnePacket) {
     Texts table;
     for (uint32_t id = 1; id <= 1000; ++id) table.rows[id] = std::string(3900, 'x');
-    const tn::message page = ask(table, from({}, UINT32_MAX));
+    const tn::message page = send(table, from({}, UINT32_MAX));
     EXPECT_LE(page.flatSize(), tn::kMaxPacket);
     EXPECT_GT(items(page).size(), 50U);
-    EXPECT_LE(ask(table, {}).flatSize(), tn::kMaxPacket);  // without a number of items, too
-    EXPECT_EQ(test::rowsOf(table).size(), 1000U);
+    EXPECT_LE(send(table, {}).flatSize(), tn::kMaxPacket);  // without a number of items, too
+    EXPECT_EQ(rowsOf(table).size(), 1000U);
 }
 
 TEST(IdTable, OneRowIsReadAndSetById) {
     Texts table;
     table.rows = {{0, "zero"}, {7, "seven"}};
     for (const uint32_t command : {tn::cmd::Get, tn::cmd::GetObj}) {
-        EXPECT_EQ(ask(table, of(7), command).get_string(kText), "seven");
-        EXPECT_EQ(ask(table, of(7), command).get_u32(field::ObjectId), 7U);
+        EXPECT_EQ(send(table, of(7), command).get_string(kText), "seven");
+        EXPECT_EQ(send(table, of(7), command).get_u32(field::ObjectId), 7U);
         for (const tn::message& nobody : {tn::message(), of(6)})
-            EXPECT_EQ(errorOf(ask(table, nobody, command)), tn::error::NotFound);
+            EXPECT_EQ(errorOf(send(table, nobody, command)), tn::error::NotFound);
     }
     tn::message change = of(7);
     change.insert_string(kText, "new");
-    EXPECT_EQ(errorOf(ask(table, change, tn::cmd::Set)), 0U);
+    EXPECT_EQ(errorOf(send(table, change, tn::cmd::Set)), 0U);
     EXPECT_EQ(table.rows[7], "new");
     change.insert_u32(field::ObjectId, 8);
-    EXPECT_EQ(errorOf(ask(table, change, tn::cmd::Set)), tn::error::NotFound);
-    EXPECT_EQ(ask(table, {}, tn::cmd::GetCount).get_u32(field::Count), 2U);
+    EXPECT_EQ(errorOf(send(table, change, tn::cmd::Set)), tn::error::NotFound);
+    EXPECT_EQ(send(table, {}, tn::cmd::GetCount).get_u32(field::Count), 2U);
 }
 
 class KeyedTable : public ::testing::Test {
   protected:
     KeyedTable() { table.routes = {{0, 0, 1}, {10, 8, 1}, {10, 8, 2}, {10, 24, 1}, {20, 8, 1}, {kNone, kNone, kNone}}; }
     std::vector<std::string> routesAt(tn::message where, uint32_t most) {
-        return routes(ask(table, atKey(std::move(where), most)));
+        return routes(send(table, atKey(std::move(where), most)));
     }
     Routes table;
 };
@@ -226,11 +224,11 @@ TEST_F(KeyedTable, StartsAtTheRowWithTheKeyGiven) {
     EXPECT_THAT(routesAt(key(10, 8, 2), 3), ElementsAre("10/8/2", "10/24/1", "20/8/1"));
     EXPECT_THAT(routesAt(key(kNone, kNone, kNone), 3), ElementsAre("4294967295/4294967295/4294967295"));
     EXPECT_THAT(routesAt(key(10, 8, 3), 2), ElementsAre("10/8/3!", "10/24/1"));
-    EXPECT_EQ(errorOf(ask(table, atKey(key(10, 8, 3), 1))), tn::error::NotFound);
-    EXPECT_TRUE(ask(table, atKey(key(10, 8, 2), 3)).has(field::Continue));
-    EXPECT_FALSE(ask(table, atKey(key(10, 8, 2), 4)).has(field::Continue));
-    EXPECT_FALSE(ask(table, atKey(key(20), 2)).has(field::Continue));
-    EXPECT_EQ(errorOf(ask(table, from(1, 2))), tn::error::Refused);  // these rows have no ids
+    EXPECT_EQ(errorOf(send(table, atKey(key(10, 8, 3), 1))), tn::error::NotFound);
+    EXPECT_TRUE(send(table, atKey(key(10, 8, 2), 3)).has(field::Continue));
+    EXPECT_FALSE(send(table, atKey(key(10, 8, 2), 4)).has(field::Continue));
+    EXPECT_FALSE(send(table, atKey(key(20), 2)).has(field::Continue));
+    EXPECT_EQ(errorOf(send(table, from(1, 2))), tn::error::Refused);  // these rows have no ids
 }
 
 TEST_F(KeyedTable, AnIncompleteKeyStartsAtTheNearestRow) {
@@ -244,7 +242,7 @@ TEST_F(KeyedTable, RowsThatAgreeInTheFieldsNamedCountAsOne) {
     EXPECT_THAT(routesAt(key(10), 9), ElementsAre("10/8/1", "20/8/1", "4294967295/4294967295/4294967295"));
     EXPECT_THAT(routesAt(key(10, 8), 2), ElementsAre("10/8/1", "10/24/1"));
     EXPECT_THAT(routesAt(key(15), 2), ElementsAre("15!", "20/8/1"));
-    EXPECT_EQ(errorOf(ask(table, atKey(key(15), 1))), tn::error::NotFound);
+    EXPECT_EQ(errorOf(send(table, atKey(key(15), 1))), tn::error::NotFound);
     // A field left out before a named one is that of the first row.
     EXPECT_THAT(routesAt(key({}, 0), 2), ElementsAre("0/0/1", "10/8/1"));
 }
@@ -259,9 +257,9 @@ TEST_F(KeyedTable, CostsNoMoreInALargeTable) {
 }
 
 TEST_F(KeyedTable, OneRowIsReadByKeyAndNothingIsWrittenUnlessAllowed) {
-    EXPECT_EQ(ask(table, atKey(key(10, 24, 1), 1), tn::cmd::Get).get_be32(kMask), 24U);
-    EXPECT_EQ(errorOf(ask(table, key(10, 24, 1), tn::cmd::Set)), tn::error::Refused);
-    EXPECT_EQ(errorOf(ask(table, key(10, 25, 1), tn::cmd::Set)), tn::error::NotFound);
+    EXPECT_EQ(send(table, atKey(key(10, 24, 1), 1), tn::cmd::Get).get_be32(kMask), 24U);
+    EXPECT_EQ(errorOf(send(table, key(10, 24, 1), tn::cmd::Set)), tn::error::Refused);
+    EXPECT_EQ(errorOf(send(table, key(10, 25, 1), tn::cmd::Set)), tn::error::NotFound);
 }
 
 TEST(RowKey, KeepsTheOrderOfOctetsAndRefusesRawOfAnotherWidth) {

@@ -12,9 +12,6 @@ namespace hostd {
 
 namespace {
 
-using test::ask;
-using test::becomesTrue;
-
 constexpr std::string_view kInfo =
     "Squid Object Cache: Version 5.7\n"
     "\tStorage Swap size:\t4294967299 KB\n"
@@ -63,15 +60,15 @@ class ProxyTest : public ::testing::Test {
     tn::message get() { return ask(proxy, tn::cmd::Get); }
     bool hasFigures() { return get().has(proxy::Hits); }
 
-    test::HandClock clock;
-    test::LedSource<SquidReading> squid{SquidReading{}};
+    HandClock clock;
+    LedSource<SquidReading> squid{SquidReading{}};
     Proxy proxy{squid.reader()};
 };
 
 TEST_F(ProxyTest, TheFirstToAskStartsAReadingForThoseWhoFollow) {
     pass(0);
     EXPECT_TRUE(get().empty());
-    EXPECT_TRUE(becomesTrue([&] { return hasFigures(); }));
+    EXPECT_TRUE(eventually([&] { return hasFigures(); }));
     const tn::message reply = get();
     EXPECT_EQ(reply.get_u32(proxy::StartedAt), 900U);
     EXPECT_EQ(reply.get_u32(proxy::ServerRequests), 31U);
@@ -86,32 +83,32 @@ TEST_F(ProxyTest, TheFirstToAskStartsAReadingForThoseWhoFollow) {
     EXPECT_EQ(squid.readings(), 1);
     pass(1);
     EXPECT_TRUE(hasFigures());
-    EXPECT_TRUE(becomesTrue([&] { return squid.readings() == 2; }));
+    EXPECT_TRUE(eventually([&] { return squid.readings() == 2; }));
     EXPECT_TRUE(tn::isError(ask(proxy, tn::cmd::Set)));
 }
 
 TEST_F(ProxyTest, FiguresGetTooOldAndASquidThatHangsHoldsNobodyUp) {
     pass(0);
-    EXPECT_TRUE(becomesTrue([&] { return hasFigures(); }));
+    EXPECT_TRUE(eventually([&] { return hasFigures(); }));
     pass(Proxy::kTooOld + 2);
     EXPECT_TRUE(get().empty());  // what there is is too old
-    EXPECT_TRUE(becomesTrue([&] { return hasFigures(); }));
+    EXPECT_TRUE(eventually([&] { return hasFigures(); }));
     auto hold = squid.hangs();
     pass(Proxy::kMaxAge);
     EXPECT_TRUE(hasFigures());  // the older ones
     pass(Proxy::kTooOld);
     EXPECT_TRUE(get().empty());
     hold.unlock();
-    EXPECT_TRUE(becomesTrue([&] { return hasFigures(); }));
+    EXPECT_TRUE(eventually([&] { return hasFigures(); }));
 }
 
 TEST_F(ProxyTest, ASquidThatGoesTakesItsFiguresAlongAndIsFoundAgain) {
     pass(0);
-    EXPECT_TRUE(becomesTrue([&] { return hasFigures(); }));
+    EXPECT_TRUE(eventually([&] { return hasFigures(); }));
     pass(Proxy::kMaxAge, "connection refused");
     EXPECT_TRUE(hasFigures());  // the older ones, once more
-    EXPECT_TRUE(becomesTrue([&] { return get().empty(); }));
-    EXPECT_TRUE(becomesTrue([&] {
+    EXPECT_TRUE(eventually([&] { return get().empty(); }));
+    EXPECT_TRUE(eventually([&] {
         pass(Proxy::kTooOld);  // somebody who asks seldom
         return hasFigures();
     }));

@@ -18,11 +18,9 @@ namespace hostd {
 namespace {
 
 namespace field = tn::field;
-using test::ask;
-using test::becomesTrue;
 using ::testing::ElementsAre;
 using ::testing::UnorderedElementsAre;
-using TcMessage = test::NetlinkMessage<tcmsg>;
+using TcMessage = NetlinkMessage<tcmsg>;
 
 constexpr uint32_t handle(uint32_t major, uint32_t minor = 0) { return major << 16 | minor; }
 
@@ -148,11 +146,11 @@ class QueueTables : public ::testing::Test {
     }
     /// Octets of the interface, without kWide; nothing when it isn't listed.
     std::optional<uint64_t> octets() {
-        const auto rows = test::rowsOf(interfaces);
+        const auto rows = rowsOf(interfaces);
         return rows.empty() ? std::nullopt : std::optional(rows.at(0).get_u64(queue::SentOctets) - kWide);
     }
     bool comeBack() {
-        return becomesTrue([&] {
+        return eventually([&] {
             clock.milliseconds += QueueReadings::kMaxAge;
             tells(1);
             return octets() == 1U;
@@ -160,23 +158,23 @@ class QueueTables : public ::testing::Test {
     }
 
     static constexpr uint64_t kWide = 0x1'0000'0000;
-    test::HandClock clock;
-    test::LedSource<QueueReading> kernel{QueueReading{}};
+    HandClock clock;
+    LedSource<QueueReading> kernel{QueueReading{}};
     std::shared_ptr<QueueReadings> shared = std::make_shared<QueueReadings>(kernel.reader());
     InterfaceQueues interfaces{shared};
     QueueTree classes{shared};
 };
 
 TEST_F(QueueTables, ShareOneReadingAndAskTheKernelNotTooOften) {
-    EXPECT_TRUE(becomesTrue([&] { return octets() == 1U; }));
-    tn::message row = test::rowsOf(interfaces).at(0);
+    EXPECT_TRUE(eventually([&] { return octets() == 1U; }));
+    tn::message row = rowsOf(interfaces).at(0);
     EXPECT_EQ(row.get_u32(field::ObjectId), 3U);
     EXPECT_EQ(row.get_string(queue::Name), "eth3");
     EXPECT_EQ(row.get_u32(queue::SentPackets), 2U);
     EXPECT_EQ(row.get_u32(queue::SentDrops), 9U);
     EXPECT_FALSE(row.has(queue::ReceivedOctets));
-    EXPECT_THAT(test::listed(classes, queue::Name), ElementsAre("6:eth3 1:1", "7:eth3 1:10"));
-    row = test::rowsOf(classes).at(1);
+    EXPECT_THAT(listed(classes, queue::Name), ElementsAre("6:eth3 1:1", "7:eth3 1:10"));
+    row = rowsOf(classes).at(1);
     EXPECT_EQ(row.get_u32(queue::ParentId), 6U);
     EXPECT_THAT(row.get_string_array(queue::Parent), ElementsAre("eth3 1:1"));
     EXPECT_EQ(ask(classes, tn::cmd::GetCount).get_u32(field::Count), 2U);
@@ -185,17 +183,17 @@ TEST_F(QueueTables, ShareOneReadingAndAskTheKernelNotTooOften) {
     EXPECT_EQ(octets(), 1U);
     EXPECT_EQ(kernel.readings(), 1);
     clock.milliseconds += 1;
-    EXPECT_TRUE(becomesTrue([&] { return octets() == 2U; }));
+    EXPECT_TRUE(eventually([&] { return octets() == 2U; }));
 }
 
 TEST_F(QueueTables, KeepTheirRowsThroughSomeSecondsOfFailure) {
-    EXPECT_TRUE(becomesTrue([&] { return octets() == 1U; }));
+    EXPECT_TRUE(eventually([&] { return octets() == 1U; }));
     kernel.gives({.at = clock.milliseconds, .rows = {}});
     for (uint64_t age = 1000; age < QueueReadings::kTooOld; age += 1000) {
         const int readings = kernel.readings();
         clock.milliseconds += 1000;
         EXPECT_EQ(octets(), 1U);
-        EXPECT_TRUE(becomesTrue([&] { return octets() == 1U && kernel.readings() > readings; }));
+        EXPECT_TRUE(eventually([&] { return octets() == 1U && kernel.readings() > readings; }));
     }
     clock.milliseconds += 1000;
     EXPECT_EQ(octets(), std::nullopt);
@@ -204,7 +202,7 @@ TEST_F(QueueTables, KeepTheirRowsThroughSomeSecondsOfFailure) {
 }
 
 TEST_F(QueueTables, NobodyWaitsForAKernelThatHangs) {
-    EXPECT_TRUE(becomesTrue([&] { return octets() == 1U; }));
+    EXPECT_TRUE(eventually([&] { return octets() == 1U; }));
     auto hold = kernel.hangs();
     clock.milliseconds += QueueReadings::kTooOld - 1;
     EXPECT_EQ(octets(), 1U);
@@ -222,19 +220,19 @@ TEST_F(QueueTables, AreReadFastAfterAQuestionAndSlowlyWithoutOne) {
     };
     looper.addHandler(std::vector<uint32_t>{20, 9}, &interfaces);
     looper.addHandler(std::vector<uint32_t>{20, 12}, &classes);
-    EXPECT_TRUE(becomesTrue([&] { return kernel.readings() == 1; }));  // before anybody asks
+    EXPECT_TRUE(eventually([&] { return kernel.readings() == 1; }));  // before anybody asks
     EXPECT_TRUE(isSlow());
 
-    EXPECT_TRUE(becomesTrue([&] { return octets() == 1U; }));
+    EXPECT_TRUE(eventually([&] { return octets() == 1U; }));
     for (int readings = 2; readings <= 4; ++readings) {
         clock.milliseconds += QueueReadings::kMaxAge;
         EXPECT_FALSE(isSlow());
-        EXPECT_TRUE(becomesTrue([&] { return kernel.readings() == readings; }, &looper));
+        EXPECT_TRUE(eventually([&] { return kernel.readings() == readings; }, &looper));
     }
     clock.milliseconds += QueueReadings::kLinger;
     tells(5);
-    EXPECT_TRUE(becomesTrue(isSlow, &looper));
-    EXPECT_TRUE(becomesTrue([&] { return octets() == 5U; }));
+    EXPECT_TRUE(eventually(isSlow, &looper));
+    EXPECT_TRUE(eventually([&] { return octets() == 5U; }));
     EXPECT_FALSE(isSlow());
 }
 

@@ -8,7 +8,7 @@
 #include "hostd/route.h"
 #include "tests/hostd/netlink_message.h"
 
-namespace hostd::test {
+namespace hostd {
 
 using RouteMessage = NetlinkMessage<rtmsg>;
 
@@ -76,4 +76,4 @@ inline Route with(Route route, uint32_t metric, uint8_t tos = 0) {
     return route;
 }
 
-}  // namespace hostd::test
+}  // namespace hostd

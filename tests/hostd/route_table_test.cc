@@ -16,12 +16,6 @@ namespace hostd {
 
 namespace {
 
-using test::dotted;
-using test::messageOf;
-using test::routeTo;
-using test::through;
-using test::via;
-using test::with;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using NextHop = Route::NextHop;

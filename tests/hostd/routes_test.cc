@@ -12,13 +12,6 @@ namespace hostd {
 namespace {
 
 namespace field = tn::field;
-using test::address;
-using test::dotted;
-using test::messageOf;
-using test::routeTo;
-using test::through;
-using test::via;
-using test::with;
 using ::testing::ElementsAre;
 using NextHop = Route::NextHop;
 
@@ -29,7 +22,7 @@ class RoutesTest : public ::testing::Test {
         tn::message request;
         request.insert_u32(field::MaxObjects, most);
         request.insert_message(field::Key, key);
-        return test::ask(routes, tn::cmd::GetAll, std::move(request));
+        return ask(routes, tn::cmd::GetAll, std::move(request));
     }
     static tn::message key(const char* destination, const char* mask = nullptr, const char* gateway = nullptr) {
         tn::message key;
@@ -75,7 +68,7 @@ TEST_F(RoutesTest, KindTellsWhereARouteLeadsAndWhoMadeIt) {
         route.protocol = c.protocol;
         Routes fresh;
         fresh.take(messageOf(route).message());
-        const auto items = test::rowsOf(fresh);
+        const auto items = rowsOf(fresh);
         ASSERT_EQ(items.size(), 1U);
         EXPECT_EQ(items[0].get_u32(route::Kind), c.kind) << int{c.type} << " " << int{c.protocol};
         EXPECT_EQ(items[0].get_u32(route::Distance), 20U);
@@ -101,8 +94,8 @@ TEST_F(RoutesTest, RowsAreFoundByAllOrSomeOfTheirKey) {
                 ElementsAre("10.0.0.0/255.0.255.0 gone", "10.0.0.0/255.255.255.0 10.0.0.1"));
     EXPECT_THAT(keys(asksAt(key("10.0.0.0", "127.255.255.255", "255.255.255.255"), 2)),
                 ElementsAre("10.0.0.0/127.255.255.255 gone", "10.0.0.0/255.0.0.0 10.0.0.1"));
-    EXPECT_EQ(test::errorOf(asksAt(key("10.0.0.0", "0.0.0.1", "0.0.0.0"), 1)), tn::error::NotFound);
-    EXPECT_EQ(test::ask(routes, tn::cmd::GetCount).get_u32(field::Count), 4U);
+    EXPECT_EQ(errorOf(asksAt(key("10.0.0.0", "0.0.0.1", "0.0.0.0"), 1)), tn::error::NotFound);
+    EXPECT_EQ(ask(routes, tn::cmd::GetCount).get_u32(field::Count), 4U);
 }
 
 }  // namespace hostd

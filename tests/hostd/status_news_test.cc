@@ -11,7 +11,6 @@ namespace hostd {
 
 namespace {
 
-using test::LinkMessage;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 

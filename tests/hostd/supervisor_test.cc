@@ -11,9 +11,6 @@ namespace hostd {
 
 namespace {
 namespace field = tn::field;
-using test::ask;
-using test::errorOf;
-using test::of;
 
 class SupervisorTest : public ::testing::Test {
   protected:
@@ -40,7 +37,7 @@ class SupervisorTest : public ::testing::Test {
     /// "pid name: numbers" of each, in order.
     std::vector<std::string> listed() {
         std::vector<std::string> all;
-        for (const tn::message& item : test::rowsOf(*supervisor)) {
+        for (const tn::message& item : rowsOf(*supervisor)) {
             std::string line = std::to_string(item.get_u32(process::Pid)) + " " + item.get_string(process::Name) + ":";
             for (const uint32_t number : item.get_u32_array(process::Numbers)) line += " " + std::to_string(number);
             all.push_back(std::move(line));
@@ -50,7 +47,7 @@ class SupervisorTest : public ::testing::Test {
     using Lines = std::vector<std::string>;
 
     tn::TempRoot tree;
-    test::HandClock clock;
+    HandClock clock;
     std::unique_ptr<UndoJournal> journal;
     std::unique_ptr<Supervisor> supervisor;
 };
@@ -67,7 +64,7 @@ TEST_F(SupervisorTest, ListsEachProcessOnceWithAllItsNumbers) {
     EXPECT_EQ(announces(4'000'001, 41, tn::right::Reading), tn::error::NotPermitted);
     EXPECT_TRUE(tn::isError(ask(*supervisor, tn::cmd::Announce)));  // which number?
     EXPECT_EQ(listed(), (Lines{std::to_string(own) + " tarnix-hostd: 1 24", "4000001 a b) (c: 34 40"}));
-    EXPECT_EQ(test::rowsOf(*supervisor).at(1).get_u32(process::Age), 65);
+    EXPECT_EQ(rowsOf(*supervisor).at(1).get_u32(process::Age), 65);
 }
 
 TEST_F(SupervisorTest, LeavesOutWhatHasGone) {
@@ -102,7 +99,7 @@ tn::message undoRecord(const std::string& text) {
 class UndoJournalTest : public SupervisorTest {
   protected:
     uint32_t records(const tn::message& record) { return errorOf(ask(*supervisor, tn::cmd::RecordUndo, record)); }
-    std::vector<tn::message> all() { return test::rowsOf(*journal); }
+    std::vector<tn::message> all() { return rowsOf(*journal); }
 };
 
 TEST_F(UndoJournalTest, TellsPasswordsOnlyToThoseWhoMayWrite) {

@@ -13,12 +13,8 @@
 
 namespace hostd {
 
-using test::ask;
-using test::becomesTrue;
-using test::errorOf;
-
 TEST(SystemTime, TellsTheOffsetOfThatMoment) {
-    test::HandClock clock;
+    HandClock clock;
     SystemTime owner;
     struct Case {
         const char* zone;
@@ -82,8 +78,8 @@ class SystemInfoTest : public ::testing::Test {
                   [read = disk.reader()](const std::string&) { return read(); }};
     }
     tn::TempTree tree;
-    test::HandClock clock;
-    test::LedSource<DiskSize> disk{DiskSize{5000, 3000}};
+    HandClock clock;
+    LedSource<DiskSize> disk{DiskSize{5000, 3000}};
     SystemInfo::Places places;
 };
 
@@ -141,9 +137,9 @@ TEST_F(SystemInfoTest, ADeadDiskDelaysNothingAndItsSizesAreAbsentInTheEnd) {
     EXPECT_EQ(ask(owner, tn::cmd::Get).get_u32(10), 5000);
     clock.milliseconds += 1;
     EXPECT_FALSE(ask(owner, tn::cmd::Get).has(tn::u32_id(10)));
-    EXPECT_TRUE(becomesTrue([&] { return disk.readings() == 2; }));  // not one more stuck thread for each request
+    EXPECT_TRUE(eventually([&] { return disk.readings() == 2; }));  // not one more stuck thread for each request
     hold.unlock();
-    EXPECT_TRUE(becomesTrue([&] { return ask(owner, tn::cmd::Get).get_u32(10) == 6000; }));
+    EXPECT_TRUE(eventually([&] { return ask(owner, tn::cmd::Get).get_u32(10) == 6000; }));
 }
 
 TEST_F(SystemInfoTest, ADiskDeadFromTheStartHoldsItUpForABoundedTime) {

@@ -23,12 +23,6 @@ namespace hostd {
 namespace {
 
 namespace field = tn::field;
-using test::ask;
-using test::become;
-using test::becomesTrue;
-using test::errorOf;
-using test::listed;
-using test::of;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Pair;
@@ -51,12 +45,12 @@ TEST(ProcessorLoads, AreThoseBetweenTwoReadings) {
 }
 
 TEST(ProcessorTable, SharesAReadingBetweenTheColumnsOfAWalk) {
-    test::HandClock clock;
+    HandClock clock;
     tn::TempTree tree;
     tree.write("stat", "cpu0 10 0 0 90 0 0 0 0\n");
     SystemInfo info(
         {.proc = tree.path(), .sysfs = tree.path("none"), .osRelease = tree.path("none"), .sizeOfDisk = sizeOfDisk});
-    const auto load = [&] { return test::rowsOf(info).at(0).get_u32(system_info::Load); };
+    const auto load = [&] { return rowsOf(info).at(0).get_u32(system_info::Load); };
     EXPECT_EQ(load(), 10U);
     tree.write("stat", "cpu0 60 0 0 140 0 0 0 0\n");
     clock.milliseconds += SystemInfo::kMaxAge - 1;
@@ -69,7 +63,7 @@ TEST(ProcessorTable, SharesAReadingBetweenTheColumnsOfAWalk) {
 }
 
 TEST(DiskTable, KeepsIdsWhileMounted) {
-    test::HandClock clock;
+    HandClock clock;
     tn::TempTree tree;
     const auto mounts = [&](const std::string& names) {
         std::string text;
@@ -84,7 +78,7 @@ TEST(DiskTable, KeepsIdsWhileMounted) {
         return DiskSize{point == "/a" ? 0x1'0000'0000U : 100U, 40};
     });
     EXPECT_TRUE(become(table, disk::MountPoint, {"1:/a", "2:/b", "3:/c"}));
-    const auto rows = test::rowsOf(table);
+    const auto rows = rowsOf(table);
     EXPECT_EQ(rows[0].get_u32(disk::Size), UINT32_MAX);
     EXPECT_EQ(rows[1].get_u32(disk::Size), 100U);
     EXPECT_EQ(rows[1].get_u32(disk::Free), 40U);
@@ -95,11 +89,11 @@ TEST(DiskTable, KeepsIdsWhileMounted) {
 }
 
 TEST(Neighbors, KeepTheirIdsAndGoWithTheDaemon) {
-    test::HandClock clock;
-    test::LedSource heard(NeighborReading{"", {{"eth0-a", 0xc0000201, {1, 2, 3, 4, 5, 6}, "a", "", "OS 1", "port 1"}}});
+    HandClock clock;
+    LedSource heard(NeighborReading{"", {{"eth0-a", 0xc0000201, {1, 2, 3, 4, 5, 6}, "a", "", "OS 1", "port 1"}}});
     Neighbors table(heard.reader());
     EXPECT_TRUE(become(table, neighbor::Identity, {"1:a"}));
-    const tn::message row = test::rowsOf(table)[0];
+    const tn::message row = rowsOf(table)[0];
     EXPECT_EQ(row.get_be32(neighbor::Address), 0xc0000201U);
     EXPECT_EQ(row.get_raw(neighbor::Mac).size(), 6U);
     EXPECT_EQ(row.get_string(neighbor::Version), "OS 1");
@@ -136,7 +130,7 @@ class ScriptsTest : public ::testing::Test {
         std::ifstream file(tree.path(name));
         return {std::istreambuf_iterator<char>(file), {}};
     }
-    test::HandClock clock;
+    HandClock clock;
     tn::TempTree tree;
     Scripts scripts{tree.path()};
 };
@@ -188,7 +182,7 @@ TEST_F(ScriptsTest, RunDetachedAndAreReaped) {
     EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(1))), tn::error::Refused);
     EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(9))), tn::error::NotFound);
     EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(2))), 0U);
-    ASSERT_TRUE(becomesTrue([&] { return content("run.done") == "done\n"; }, &looper));
+    ASSERT_TRUE(eventually([&] { return content("run.done") == "done\n"; }, &looper));
     EXPECT_EQ(content("run.stdin"), "");
     EXPECT_EQ(content("run.fds"), "0\n1\n2\n3\n");  // 3 is the listed folder
     EXPECT_NE(content("run.session").find(' '), std::string::npos);
@@ -201,7 +195,7 @@ TEST_F(ScriptsTest, OnlySoManyRunAtOnce) {
     tn::Looper looper({});
     for (size_t i = 0; i < Scripts::kMostRuns; ++i) EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(1))), 0U);
     EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(1))), tn::error::Refused);
-    EXPECT_TRUE(becomesTrue([&] { return errorOf(ask(scripts, Scripts::kRun, of(1))) == 0; }, &looper));
+    EXPECT_TRUE(eventually([&] { return errorOf(ask(scripts, Scripts::kRun, of(1))) == 0; }, &looper));
 }
 
 }  // namespace hostd

@@ -8,20 +8,18 @@
 
 namespace hostd {
 
-using test::becomesTrue;
-
 TEST(Watch, StaysFreshAfterSomebodyAsked) {
-    const test::LedSource source(1);
+    const LedSource source(1);
     Watch<int> watch("test", source.reader(), 10, 1000);
     tn::Looper looper({});
     static_cast<void>(watch.ask());
-    EXPECT_TRUE(becomesTrue([&] { return source.readings() >= 4; }, &looper));
+    EXPECT_TRUE(eventually([&] { return source.readings() >= 4; }, &looper));
 }
 
 TEST(Watch, TellsSeldomPollersWhatIsTrue) {
-    test::HandClock clock;
+    HandClock clock;
     tn::Looper looper({});
-    test::LedSource<uint64_t> source(0);
+    LedSource<uint64_t> source(0);
     Watch<uint64_t> watch("test", source.reader(), 10, 1000, 10);
     static_cast<void>(watch.ask());
     for (const uint64_t minutes : {5U, 60U}) {
@@ -29,7 +27,7 @@ TEST(Watch, TellsSeldomPollersWhatIsTrue) {
             const int before = source.readings();
             clock.milliseconds += Watch<uint64_t>::kPause;
             source.gives(clock.milliseconds);
-            ASSERT_TRUE(becomesTrue([&] { return source.readings() > before; }, &looper));
+            ASSERT_TRUE(eventually([&] { return source.readings() > before; }, &looper));
             watch.readFirst(std::chrono::seconds(5));  // none is due: waits for the one under way
         }
         const uint64_t lastRead = clock.milliseconds;
@@ -41,8 +39,8 @@ TEST(Watch, TellsSeldomPollersWhatIsTrue) {
 }
 
 TEST(Watch, ShowsNothingOld) {
-    test::HandClock clock;
-    test::LedSource source(1);
+    HandClock clock;
+    LedSource source(1);
     Watch<int> watch("test", source.reader(), 1000, 1000);
     watch.readFirst(std::chrono::seconds(5));
     clock.milliseconds += 86'400'000;
@@ -59,7 +57,7 @@ TEST(Watch, ShowsNothingOld) {
     watch.readFirst(std::chrono::seconds(5));
     clock.milliseconds += Watch<int>::kOldest + 1;
     EXPECT_FALSE(watch.ask());
-    EXPECT_TRUE(becomesTrue([&] { return watch.ask() != nullptr; }));
+    EXPECT_TRUE(eventually([&] { return watch.ask() != nullptr; }));
 }
 
 }  // namespace hostd

@@ -129,7 +129,7 @@ TEST_F(BusTest, AfterATimeOutThePeerOwesAReplyUntilItComes) {
     }
     go.set_value();
     // The late reply goes to who asked, and not to the next exchange.
-    EXPECT_TRUE(eventually(&looper_, [&] { return !client_.late.empty(); }));
+    EXPECT_TRUE(eventually([&] { return !client_.late.empty(); }, &looper_));
     const message reply = exchange(ask(kEcho));
     EXPECT_EQ(errorOf(reply), 0U);
     EXPECT_NE(reply.get_u32(1), client_.late[0]);
@@ -185,7 +185,7 @@ TEST_F(BusTest, StraysNeitherDelayTheTimeOutNorGetLostOrReordered) {
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
     EXPECT_TRUE(client_.heard.empty()) << "kept for the loop";
     EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho), 100)), error::TimedOut); }), 400U);
-    EXPECT_TRUE(eventually(&looper_, [&] { return client_.heard.size() >= 150; }));
+    EXPECT_TRUE(eventually([&] { return client_.heard.size() >= 150; }, &looper_));
     for (uint32_t i = 0; i < client_.heard.size(); ++i) ASSERT_EQ(client_.heard[i].get_u32(1), i);
 }
 
@@ -289,7 +289,7 @@ TEST_F(BusTest, MoreConnectionsThanAllowedAreRefusedNotServedBadly) {
     for (int i = 0; i < 600; ++i) crowd.push_back(dialBus(24, 1000));
     EXPECT_EQ(errorOf(exchange(ask(kEcho), 3000)), 0U) << "who was there before isn't pushed out";
     crowd.clear();
-    EXPECT_TRUE(eventually(nullptr, [&] { return errorOf(exchange(ask(kEcho))) == 0; }));
+    EXPECT_TRUE(eventually([&] { return errorOf(exchange(ask(kEcho))) == 0; }));
 }
 
 TEST_F(BusTest, RightsFollowTheCallersUserAndGroup) {

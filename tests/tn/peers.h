@@ -6,7 +6,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
@@ -15,26 +14,13 @@
 #include <utility>
 #include <vector>
 
+#include "eventually.h"
 #include "listener.h"
 #include "tn/bus_socket.h"
 #include "tn/log.h"
 #include "tn/looper.h"
 
 namespace tn {
-
-/// Polls the condition, running the loop meanwhile when there is one; false when it doesn't hold within 30 s.
-template <class Condition>
-bool eventually(Looper* looper, Condition condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!condition() && std::chrono::steady_clock::now() < end) {
-        if (looper != nullptr) {
-            looper->runOnce(10);
-        } else {
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
-    }
-    return condition();
-}
 
 /// A process that serves numbers with handlers of its own, ended with this object.
 class Peer {
@@ -73,7 +59,7 @@ class Peer {
     }
     /// Waits up to 30 s for the process to end by itself.
     bool ended() {
-        return eventually(nullptr, [&] {
+        return eventually([&] {
             if (pid_ > 0 && waitpid(pid_, nullptr, WNOHANG) == pid_) pid_ = 0;
             return pid_ == 0;
         });

@@ -73,13 +73,15 @@ class SubscriptionsTest : public testing::Test {
         return m;
     }
     bool receives(size_t count) {
-        return eventually(&looper_, [&] { return subscriber_.heard.size() >= count; });
+        return eventually([&] { return subscriber_.heard.size() >= count; }, &looper_);
     }
     bool historyHas(const std::string& event) {
-        return eventually(&looper_, [&] {
-            const std::vector<std::string> history = command(kHistory).get_string_array(1);
-            return std::ranges::find(history, event) != history.end();
-        });
+        return eventually(
+            [&] {
+                const std::vector<std::string> history = command(kHistory).get_string_array(1);
+                return std::ranges::find(history, event) != history.end();
+            },
+            &looper_);
     }
 
     /// Asks the owner over another connection, so that it has handled what we sent before.
@@ -128,13 +130,13 @@ TEST_F(SubscriptionsTest, SubscriptionIsMadeWhenTheOwnerAppearsAndAgainWhenItIsR
         subscriber_.heard.clear();
         Peer owner({24}, serve);
         ASSERT_TRUE(historyHas("subscribed"));
-        EXPECT_TRUE(eventually(&looper_, [&] { return looper_.sleepTime() == UINT64_MAX; }))
+        EXPECT_TRUE(eventually([&] { return looper_.sleepTime() == UINT64_MAX; }, &looper_))
             << "still looking for an owner that is there";
         command(kNotify, 1);
         EXPECT_TRUE(receives(1));
         EXPECT_EQ(subscriber_.renewals, life + 1);  // the first time, too: it wasn't there
         owner.end(life == 1 ? SIGTERM : SIGKILL);
-        EXPECT_TRUE(eventually(&looper_, [&] { return looper_.sleepTime() <= 5000; }));
+        EXPECT_TRUE(eventually([&] { return looper_.sleepTime() <= 5000; }, &looper_));
     }
 }
 
@@ -174,13 +176,14 @@ TEST_F(SubscriptionsTest, SlowSubscriberGetsTheLatestStateOfEveryObject) {
             ASSERT_TRUE(otherCallerIsAnswered());
         }
         std::set<uint32_t> latest;
-        EXPECT_TRUE(eventually(&looper_,
-                               [&] {
-                                   for (const message& note : subscriber_.heard) {
-                                       if (note.get_u32(1) >= 19'950) latest.insert(note.get_u32(field::ObjectId));
-                                   }
-                                   return latest.size() == 50;
-                               }))
+        EXPECT_TRUE(eventually(
+            [&] {
+                for (const message& note : subscriber_.heard) {
+                    if (note.get_u32(1) >= 19'950) latest.insert(note.get_u32(field::ObjectId));
+                }
+                return latest.size() == 50;
+            },
+            &looper_))
             << "latest states received: " << latest.size();
         EXPECT_LT(subscriber_.heard.size(), 5'000U);
     }
@@ -210,7 +213,7 @@ TEST_F(SubscriptionsTest, RefusedSubscriptionIsReportedOnceAndNotRepeated) {
         looper.addHandler(kPath, &refusing);
     });
     subscriber_.subscribe(kPath, kNote, {});
-    EXPECT_TRUE(eventually(&looper_, [&] { return looper_.sleepTime() == UINT64_MAX; }));
+    EXPECT_TRUE(eventually([&] { return looper_.sleepTime() == UINT64_MAX; }, &looper_));
 }
 
 TEST_F(SubscriptionsTest, OversizedNotificationIsDroppedAndTheNextOneArrives) {

@@ -11,6 +11,8 @@
 #include <string>
 #include <thread>
 
+#include "eventually.h"
+
 namespace tn {
 namespace {
 
@@ -23,13 +25,6 @@ class ThinRunnerTest : public testing::Test {
         close(ends_[1]);
     }
     void poke() { ASSERT_EQ(write(ends_[1], "x", 1), 1); }
-    /// Runs rounds until the condition holds; false when it doesn't within 5 s.
-    template <class Condition>
-    bool runUntil(Condition condition) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-        while (!condition() && std::chrono::steady_clock::now() < end) runner_.runOnce(20);
-        return condition();
-    }
 
     ThinRunner runner_;
     int ends_[2] = {};
@@ -62,7 +57,7 @@ TEST_F(ThinRunnerTest, CallbackMayRemoveItselfOthersAndPutNewOnesInPlace) {
                 fd, [&](int, unsigned) { ++replaced; }, EPOLLIN);
         },
         EPOLLIN));
-    EXPECT_TRUE(runUntil([&] { return replaced > 0; }));
+    EXPECT_TRUE(eventually([&] { return replaced > 0; }, &runner_));
     close(other[0]);
     close(other[1]);
 }
@@ -90,11 +85,11 @@ TEST_F(ThinRunnerTest, TimersFireOnceInOrderAndCanBeRemovedFromCallbacks) {
         5);
     EXPECT_NE(removed, 0U);
     EXPECT_LE(runner_.sleepTime(), 5U);
-    EXPECT_TRUE(runUntil([&] { return order == "ab"; }));
+    EXPECT_TRUE(eventually([&] { return order == "ab"; }, &runner_));
     runner_.removeTimer(removed);
     bool last = false;
     runner_.addTimer([&] { last = true; }, 40);
-    EXPECT_TRUE(runUntil([&] { return last; }));
+    EXPECT_TRUE(eventually([&] { return last; }, &runner_));
     EXPECT_EQ(order, "ab");
 
     runner_.addTimer([] { FAIL() << "a timer of ages fired at once"; }, UINT64_MAX);
@@ -108,7 +103,7 @@ TEST_F(ThinRunnerTest, DeferredRunBeforeWaitingAndDoNotStarveSockets) {
         ends_[0], [&](int, unsigned) { socketSeen = true; }, EPOLLIN));
     std::function<void()> again = [&] { runner_.defer(again); };
     runner_.defer(again);
-    EXPECT_TRUE(runUntil([&] { return socketSeen; }));
+    EXPECT_TRUE(eventually([&] { return socketSeen; }, &runner_));
 }
 
 TEST_F(ThinRunnerTest, PostedFromThreadsRunOnTheLoopsThread) {
