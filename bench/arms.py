@@ -3,7 +3,6 @@ import contextlib
 import json
 import os
 import pathlib
-import shutil
 import socket
 import subprocess
 import tempfile
@@ -36,7 +35,9 @@ class Arm:
         self.build = build
         self.prefix = ["ip", "netns", "exec", namespace] if namespace else []
         self.port = free_port()
-        self.folder = tempfile.mkdtemp(prefix="tarnix-bench-", dir=IN_MEMORY if os.path.isdir(IN_MEMORY) else None)
+        self.tree = tempfile.TemporaryDirectory(prefix="tarnix-bench-",
+                                                dir=IN_MEMORY if os.path.isdir(IN_MEMORY) else None)
+        self.folder = self.tree.name
         self.processes = {}
 
     def spawn(self, *command, **environment):
@@ -67,7 +68,7 @@ class Arm:
 
     def remove(self):
         self.end()
-        shutil.rmtree(self.folder)
+        self.tree.cleanup()
 
     def measure(self, tool, *words):
         """What udp-load or udp-walk prints, the CPU time being that of all processes of this arm."""

@@ -1,20 +1,13 @@
 #include "fuzz/support/world.h"
 
-#include <cstdlib>
-#include <filesystem>
-
 #include "agent/mib/branch.h"
 #include "agent/modules/interface_module.h"
 #include "agent/modules/system_module.h"
 #include "tn/log.h"
-#include "tn/paths.h"
 
 World::World() {
     tn::setLogTarget(tn::LogTarget::None);
     tn::setSources(&still_);
-    std::string folder = (std::filesystem::temp_directory_path() / "tarnix-fuzz-XXXXXX").string();
-    root_ = mkdtemp(folder.data());
-    tn::setRoot(root_);
     agent_ = std::make_unique<snmp::SnmpLooper>(uint16_t{0});
     const std::pair<std::vector<uint32_t>, snmp::TableOwner*> owners[] = {
         {{24, 2}, &system_}, {{20, 0}, &interfaces_}, {{79, 2}, &disks_}};
@@ -33,11 +26,6 @@ World::World() {
     for (const unsigned setting : {4U, 6U}) snmp::branches.erase(snmp::OID{1, 3, 6, 1, 2, 1, 1, setting});
     add("r", false);
     add("w", true);
-}
-
-World::~World() {
-    agent_.reset();
-    std::filesystem::remove_all(root_);
 }
 
 void World::add(const std::string& community, bool write) {

@@ -5,6 +5,7 @@
 
 #include "agent/core/snmp_looper.h"
 #include "tests/agent/table_owner.h"
+#include "tests/tn/temp_root.h"
 #include "tn/sources.h"
 
 /// An agent with a populated tree and owners in the same process, for fuzz targets: the same input always meets the
@@ -12,7 +13,6 @@
 class World {
   public:
     World();
-    ~World();
 
   private:
     struct Still : tn::Sources {
@@ -23,7 +23,7 @@ class World {
     void add(const std::string& community, bool write);
 
     Still still_;
-    std::string root_;
-    std::unique_ptr<snmp::SnmpLooper> agent_;
+    tn::TempRoot root_;
     snmp::TableOwner system_, interfaces_, disks_;
+    std::unique_ptr<snmp::SnmpLooper> agent_;
 };

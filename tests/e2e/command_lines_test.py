@@ -8,7 +8,7 @@ import subprocess
 import tempfile
 import unittest
 
-from harness import PATIENCE, PROGRAMS, Daemon, Deployment, program
+from harness import NO_ROOT, PATIENCE, PROGRAMS, Daemon, Deployment, program, temp_folder
 
 MANUALS = pathlib.Path(__file__).resolve().parents[2] / "docs/man"
 
@@ -23,7 +23,7 @@ MISTAKES = {
 }
 
 
-def run(name, *words, root="/nonexistent"):
+def run(name, *words, root=NO_ROOT):
     return subprocess.run([program(name), *words], capture_output=True, text=True, timeout=PATIENCE,
                           stdin=subprocess.DEVNULL, env={"TERN_ROOT": root})
 
@@ -61,8 +61,7 @@ class WrongWords(unittest.TestCase):
                     self.assertRegex(done.stderr, r"(?m)^bus: \d+: .*: Not a directory$")
 
     def test_nobody_there(self):
-        with tempfile.TemporaryDirectory() as root:
-            done = run("tnctl", "snmp", root=root)
+        done = run("tnctl", "snmp", root=str(temp_folder(self)))
         self.assertEqual(done.returncode, 1)
         self.assertEqual(len(done.stderr.splitlines()), 1, done)
 

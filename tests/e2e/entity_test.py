@@ -2,11 +2,9 @@
 shows what there is. In one process and over the bus."""
 
 import os
-import shutil
 import signal
-import tempfile
 
-from harness import Deployment, eventually, for_each_kind
+from harness import Deployment, eventually, for_each_kind, temp_folder
 
 ENTITY_ENTRY, VM_ENTRY = "1.3.6.1.2.1.47.1.1.1.1", "1.3.6.1.4.1.6876.2.1.1"
 HEALTH = "1.3.6.1.4.1.49999.1.1.3"
@@ -19,8 +17,7 @@ JUNK = os.urandom(20000)
 @for_each_kind("node", "apart")
 class Entity:
     def setUp(self):
-        tree = tempfile.mkdtemp(prefix="tarnix-e2e-bare-")  # a machine with no sensors and no devices
-        self.addCleanup(shutil.rmtree, tree, True)
+        tree = temp_folder(self, "bare")  # a machine with no sensors and no devices
         self.agent = Deployment(self.kind, owner_words=["--sysfs", tree]).ends_with(self).start().open()
 
     def write(self, name, text):

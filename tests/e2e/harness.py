@@ -1,7 +1,8 @@
 """What the end-to-end tests share: the real programs in a root of their own, and clients that ask them.
 
 Everything started here is ended by its pid and reaped, and every root removed, however the test ends: by unittest's
-clean-ups, and by the kernel when the test process itself is killed. Nothing sleeps for a fixed time; what has to happen
+clean-ups, and by the kernel when the test process itself is killed. No other way is there to remove a folder or to
+signal a process that isn't a Popen: a test once emptied the machine it ran on. Nothing sleeps for a fixed time; what has to happen
 is waited for, up to PATIENCE.
 """
 
@@ -23,6 +24,7 @@ import unittest
 
 BUILD = pathlib.Path(os.environ["TARNIX_BUILD"]).resolve()
 PATIENCE = 60.0  # seconds until something that has to happen hasn't: a sanitizer build on a busy machine
+NO_ROOT = "/dev/null/no-root"  # where nothing can be made, not even by root
 PROGRAMS = ("tarnix-snmpd", "tarnix-hostd", "tarnix-node", "tnctl")
 
 SYSTEM = "1.3.6.1.2.1.1"
@@ -31,12 +33,44 @@ SYS_DESCR, SYS_OBJECT_ID, SYS_UPTIME, SYS_CONTACT, SYS_NAME, SYS_LOCATION, SYS_S
 HR_SYSTEM_UPTIME, HR_SYSTEM_DATE = "1.3.6.1.2.1.25.1.1.0", "1.3.6.1.2.1.25.1.2.0"
 HR_MEMORY_SIZE = "1.3.6.1.2.1.25.2.2.0"
 
+os.environ["TERN_ROOT"] = NO_ROOT  # of a program that isn't told its root
+os.umask(0o022)  # what others may write is refused
+
 _libc = ctypes.CDLL(None, use_errno=True)
 _PR_SET_PDEATHSIG = 1
 
 
 def program(name):
     return str(BUILD / name)
+
+
+_folders = set()  # made here, and so ours to remove
+
+
+def _make_folder(name):
+    folder = pathlib.Path(tempfile.mkdtemp(prefix=f"tarnix-e2e-{name}")).resolve()
+    _folders.add(folder)
+    return folder
+
+
+def temp_folder(test, name=""):
+    """An empty folder, gone after the test, or after the class of tests."""
+    folder = _make_folder(name)
+    (test.addClassCleanup if isinstance(test, type) else test.addCleanup)(remove_tree, folder)
+    return folder
+
+
+def remove_tree(path):
+    """Removes a folder that was made here, or one in it, with all that is in it."""
+    path = pathlib.Path(path).resolve()
+    assert _folders & {path, *path.parents}, f"{path} isn't this test's to remove"
+    shutil.rmtree(path, ignore_errors=True)
+
+
+def signal_process(pid, how=signal.SIGKILL):
+    """Signals one process: 0, -1 and their like would be many."""
+    assert isinstance(pid, int) and pid > 1, pid
+    os.kill(pid, how)
 
 
 def eventually(condition, what, patience=PATIENCE):
@@ -198,7 +232,7 @@ class Deployment:
         self.prefix = tuple(prefix)  # of every command line: a network namespace
         self.owner_words = owner_words  # options of the program that has the owners in it
         self.agent_words = agent_words  # and of the one with the agent
-        self.root = pathlib.Path(tempfile.mkdtemp(prefix="tarnix-e2e-"))
+        self.root = _make_folder(kind)
         self.port = free_port()
         self.daemons = {}
         self.output = self.root / "output"
@@ -249,7 +283,7 @@ class Deployment:
         finally:
             for daemon in self.daemons.values():
                 daemon.end(signal.SIGKILL)
-            shutil.rmtree(self.root, ignore_errors=True)
+            remove_tree(self.root)
 
     def agent_pids(self):
         """The process that serves {34}; none while a spawned agent has left."""

@@ -6,7 +6,7 @@ import signal
 import threading
 import unittest
 
-from harness import SYS_NAME, SYS_SERVICES, SYSTEM, Deployment, eventually, for_a_while
+from harness import SYS_NAME, SYS_SERVICES, SYSTEM, Deployment, eventually, for_a_while, signal_process
 
 LEAVES_AFTER = 1.0  # seconds without a message, when its service is off
 
@@ -53,7 +53,7 @@ class Lifecycle(unittest.TestCase):
         agent.open()
         pids = agent.agent_pids()
         for_a_while(2 * LEAVES_AFTER, lambda: agent.agent_pids() == pids, "an agent that is on stays")
-        os.kill(*pids, signal.SIGKILL)
+        signal_process(*pids)
         self.assertEqual(agent.get(SYS_SERVICES), "INTEGER: 78")
         self.assertIn("signal 9 (Killed); starting it again", agent.said())
 

@@ -5,10 +5,9 @@ import pathlib
 import shutil
 import socket
 import subprocess
-import tempfile
 import unittest
 
-from harness import BUILD, PATIENCE, Deployment, eventually
+from harness import BUILD, PATIENCE, Deployment, eventually, temp_folder
 
 SOURCES = pathlib.Path(__file__).resolve().parents[2] / "plugins"
 EXAMPLE = "1.3.6.1.4.1.32473"
@@ -43,8 +42,7 @@ class Agent(Deployment):
 class TheExample(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        work = pathlib.Path(tempfile.mkdtemp(prefix="tarnix-e2e-"))
-        cls.addClassCleanup(shutil.rmtree, work)
+        work = temp_folder(cls, "plugin")
         run("cmake", "--install", BUILD, "--prefix", work / "usr")
         shutil.copytree(SOURCES / "example", work / "example")  # nothing of the source tree is within its reach
         run("cmake", "-G", "Ninja", "-S", work / "example", "-B", work / "build",

@@ -2,16 +2,14 @@
 namespace of the test, with a server behind it."""
 
 import os
-import pathlib
 import re
 import shutil
 import signal
 import sys
-import tempfile
 import time
 import unittest
 
-from harness import Daemon, Deployment, Namespace, eventually, not_tested, plain
+from harness import Daemon, Deployment, Namespace, eventually, not_tested, plain, temp_folder
 
 CACHE = "1.3.6.1.4.1.3495.1"
 MEMORY, STORAGE, UPTIME = (f"{CACHE}.1.{i}.0" for i in (1, 2, 3))
@@ -44,8 +42,7 @@ class Proxy(unittest.TestCase):
         if shutil.which("squid") is None:
             not_tested("squid isn't installed")
         cls.namespace = Namespace(cls, "proxy", [["link", "set", "lo", "up"]])
-        cls.folder = pathlib.Path(tempfile.mkdtemp(prefix="tarnix-e2e-squid-"))
-        cls.addClassCleanup(shutil.rmtree, cls.folder, ignore_errors=True)
+        cls.folder = temp_folder(cls, "squid")
         cls.folder.chmod(0o777)  # squid gives up its rights
         (cls.folder / "squid.conf").write_text(CONFIGURATION.format(proxy=PROXY, folder=cls.folder))
         content = cls.folder / "content"

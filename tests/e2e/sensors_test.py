@@ -1,14 +1,11 @@
 """Sensors, power supply, USB devices and guests of a running node. /sys/class and /sys/bus are folders of the test, in
 mount namespaces of the processes: libsensors reads nothing but /sys. Guests are those of libvirt's test driver."""
 
-import pathlib
 import shlex
-import shutil
 import subprocess
-import tempfile
 import unittest
 
-from harness import Deployment, eventually, not_tested
+from harness import Deployment, eventually, not_tested, remove_tree, temp_folder
 
 HEALTH, ENTITY_ENTRY, VM_ENTRY = "1.3.6.1.4.1.49999.1.1.3", "1.3.6.1.2.1.47.1.1.1.1", "1.3.6.1.4.1.6876.2.1.1"
 VOLTAGE, SUPPLY, TEMPERATURE, CPU_TEMPERATURE = (f"{HEALTH}.{i}.0" for i in (8, 9, 10, 11))
@@ -28,8 +25,7 @@ def write(folder, attributes):
 class Sensors(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.tree = pathlib.Path(tempfile.mkdtemp(prefix="tarnix-e2e-sys-"))
-        cls.addClassCleanup(shutil.rmtree, cls.tree, True)
+        cls.tree = temp_folder(cls, "sys")
         cls.hwmon, cls.stick = cls.tree / "class/hwmon/hwmon0", cls.tree / "bus/usb/devices/1-1.4"
         write(cls.hwmon, HWMON)
         write(cls.tree / "class/power_supply/AC", {"type": "Mains", "online": "1"})
@@ -58,7 +54,7 @@ class Sensors(unittest.TestCase):
 
     def test_usb_devices_come_and_go(self):
         self.shows(STICK_DESCR, 'STRING: "Kingston DataTraveler 3.0"')
-        shutil.rmtree(self.stick)
+        remove_tree(self.stick)
         gone = lambda: STICK_DESCR not in self.agent.snmp("walk", f"{ENTITY_ENTRY}.2").values()
         eventually(gone, "the device has gone", 10)
 

@@ -14,7 +14,7 @@ import threading
 import time
 
 from harness import (SYS_SERVICES, Daemon, Deployment, Namespace, eventually, for_a_while, for_each_kind, request,
-                     request_id_of)
+                     request_id_of, temp_folder)
 
 LINKS = [["link", "set", "lo", "up"], ["link", "add", "left", "type", "veth", "peer", "name", "right"],
          ["link", "set", "left", "up"], ["link", "set", "right", "up"]]
@@ -76,9 +76,7 @@ class Traps:
 
     def setUp(self):
         self.settles()
-        folder = self.agent.root / "receiver"
-        folder.mkdir()
-        self.addCleanup(shutil.rmtree, folder)
+        folder = temp_folder(self, "receiver")
         (folder / "conf").write_text(RECEIVER)
         receiver = shutil.which("snmptrapd", path=os.environ["PATH"] + ":/usr/sbin")
         self.assertTrue(receiver, "snmptrapd isn't installed")

@@ -5,12 +5,12 @@
 #include <gmock/gmock.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
 #include "tests/hostd/led_source.h"
+#include "tests/tn/child.h"
 #include "tests/tn/temp_root.h"
 
 namespace hostd {
@@ -100,8 +100,7 @@ namespace {
 std::string readIn(const std::string& classes, const SensorChoice& choice) {
     int ends[2];
     if (::pipe(ends) != 0) return "no pipe";
-    const pid_t child = ::fork();
-    if (child == 0) {
+    tn::Child child([&] {
         std::string text = "no rights";
         if (::unshare(CLONE_NEWNS) == 0 && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
             ::mount(classes.c_str(), "/sys/class", nullptr, MS_BIND, nullptr) == 0) {
@@ -110,14 +109,13 @@ std::string readIn(const std::string& classes, const SensorChoice& choice) {
             for (const auto& value : reading.values) text += ";" + (value ? std::to_string(*value) : "-");
         }
         const ssize_t n = ::write(ends[1], text.data(), text.size());
-        ::_exit(n < 0);
-    }
+        return n < 0;
+    });
     ::close(ends[1]);
     std::string text;
     char piece[256];
     for (ssize_t n = 0; (n = ::read(ends[0], piece, sizeof piece)) > 0;) text.append(piece, static_cast<size_t>(n));
     ::close(ends[0]);
-    ::waitpid(child, nullptr, 0);
     return text;
 }
 

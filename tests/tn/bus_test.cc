@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <future>
 
+#include "child.h"
 #include "echo_server.h"
 #include "peers.h"
 #include "temp_root.h"
@@ -300,16 +301,13 @@ TEST_F(BusTest, RightsFollowTheCallersUserAndGroup) {
     ASSERT_EQ(chmod(busFolder().c_str(), 0755), 0);
     ASSERT_EQ(chmod((busFolder() + "/24").c_str(), 0666), 0);  // so that strangers get as far as the rights
     const auto errorFor = [](gid_t group, std::vector<gid_t> others, uint32_t command) {
-        const pid_t child = fork();
-        if (child == 0) {
-            if (setgroups(others.size(), others.data()) != 0 || setgid(group) != 0 || setuid(65534) != 0) _exit(9);
+        Child child([&] {
+            if (setgroups(others.size(), others.data()) != 0 || setgid(group) != 0 || setuid(65534) != 0) return 9;
             Looper stranger({});
             const uint32_t code = errorOf(stranger.exchangeMessage(ask(command), 1000));
-            _exit(code == 0 ? 0 : code == error::NotPermitted ? 1 : 2);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        return WEXITSTATUS(status);
+            return code == 0 ? 0 : code == error::NotPermitted ? 1 : 2;
+        });
+        return child.exitStatus();
     };
     EXPECT_EQ(errorFor(65534, {}, kEcho), 1);
     EXPECT_EQ(errorFor(kGroup, {}, kEcho), 0);

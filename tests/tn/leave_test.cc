@@ -4,8 +4,10 @@
 
 #include <atomic>
 #include <chrono>
+#include <optional>
 #include <thread>
 
+#include "child.h"
 #include "echo_server.h"
 #include "peers.h"
 #include "temp_root.h"
@@ -70,7 +72,6 @@ TEST_F(LeaveTest, SubscriberKeepsAProcessFromLeavingUntilItGoes) {
     const uint32_t path[] = {24, 2};
     client_.subscribe(path, 0x10004, {});
     for (int i = 0; i < 10; ++i) looper_.runOnce(10);
-    EXPECT_EQ(kill(peer.pid(), 0), 0);
     EXPECT_EQ(waitpid(peer.pid(), nullptr, WNOHANG), 0) << "left its subscriber";
     client_.unsubscribe(path, 0x10004, {});
     EXPECT_TRUE(peer.ended());
@@ -83,12 +84,10 @@ class Spawner {
     explicit Spawner(const BusListener& held)
         : starts_(static_cast<std::atomic<int>*>(
               mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))) {
-        pid_ = fork();
-        if (pid_ == 0) run(held);
+        child_.emplace([&] { return run(held); });
     }
     ~Spawner() {
-        kill(pid_, SIGKILL);
-        waitpid(pid_, nullptr, 0);
+        child_->end(SIGKILL);
         munmap(starts_, sizeof(*starts_));
     }
     Spawner(const Spawner&) = delete;
@@ -97,7 +96,7 @@ class Spawner {
     [[nodiscard]] int starts() const { return *starts_; }
 
   private:
-    [[noreturn]] void run(const BusListener& held) {
+    int run(const BusListener& held) {
         alarm(60);
         pollfd socket = {.fd = held.socket.get(), .events = POLLIN, .revents = 0};
         while (poll(&socket, 1, -1) == 1) {
@@ -105,11 +104,11 @@ class Spawner {
             Peer owner({24}, leavesAfter(1), [&] { takeOver(held); });
             if (!owner.ended()) break;
         }
-        _exit(1);
+        return 1;
     }
 
     std::atomic<int>* starts_;
-    pid_t pid_ = 0;
+    std::optional<Child> child_;
 };
 
 TEST_F(LeaveTest, NoRequestIsLostWhileTheOwnerLeavesAndIsStartedAgain) {

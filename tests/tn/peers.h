@@ -3,17 +3,18 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
 #include <functional>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "child.h"
 #include "eventually.h"
 #include "listener.h"
 #include "tn/bus_socket.h"
@@ -31,39 +32,19 @@ class Peer {
     Peer(std::vector<uint32_t> numbers, const Setup& setup, const std::function<void()>& before = {}) {
         int ready[2];
         if (pipe(ready) != 0) std::abort();
-        pid_ = fork();
-        if (pid_ == 0) {
+        child_.emplace([&] {
             if (before) before();
-            _exit(serve(std::move(numbers), setup, ready[1]));
-        }
+            return serve(std::move(numbers), setup, ready[1]);
+        });
         close(ready[1]);
         char byte = 0;
         listening_ = read(ready[0], &byte, 1) == 1;
         close(ready[0]);
     }
-    ~Peer() { end(SIGKILL); }
-    Peer(const Peer&) = delete;
-    Peer& operator=(const Peer&) = delete;
-
     [[nodiscard]] bool listening() const { return listening_; }
-    [[nodiscard]] pid_t pid() const { return pid_; }
-    /// Signals the process and waits for its end. @return its wait status
-    int end(int signal) {
-        int status = 0;
-        if (pid_ > 0) {
-            kill(pid_, signal);
-            waitpid(pid_, &status, 0);
-            pid_ = 0;
-        }
-        return status;
-    }
-    /// Waits up to 30 s for the process to end by itself.
-    bool ended() {
-        return eventually([&] {
-            if (pid_ > 0 && waitpid(pid_, nullptr, WNOHANG) == pid_) pid_ = 0;
-            return pid_ == 0;
-        });
-    }
+    [[nodiscard]] pid_t pid() const { return child_->pid(); }
+    int end(int signal) { return child_->end(signal); }
+    bool ended() { return child_->ended(); }
 
   private:
     static int serve(std::vector<uint32_t> numbers, const Setup& setup, int ready) {
@@ -76,7 +57,7 @@ class Peer {
         return looper.run();
     }
 
-    pid_t pid_ = 0;
+    std::optional<Child> child_;
     bool listening_ = false;
 };
 

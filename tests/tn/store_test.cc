@@ -4,7 +4,6 @@
 #include <sqlite3.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +13,7 @@
 #include <iterator>
 #include <map>
 
+#include "tests/tn/child.h"
 #include "tests/tn/listener.h"
 #include "tests/tn/temp_root.h"
 
@@ -182,10 +182,10 @@ TEST_F(StoreTest, DamagedStoreKeepsItsUnmergedChanges) {
 }
 
 /// Writes until it is killed, and tells each number once its set has returned true.
-[[noreturn]] void writeForever(int told) {
+int writeForever(int told) {
     Store store(kStore);
     for (uint32_t n = 1;; ++n) {
-        if (!store.set(n % 16, numbered(n)) || ::write(told, &n, sizeof n) != sizeof n) _exit(1);
+        if (!store.set(n % 16, numbered(n)) || ::write(told, &n, sizeof n) != sizeof n) return 1;
     }
 }
 
@@ -193,14 +193,12 @@ TEST_F(StoreTest, KilledProcessLosesNothingItWasToldIsSet) {
     for (int round = 0; round < 10; ++round) {
         int ends[2];
         ASSERT_EQ(pipe(ends), 0);
-        const pid_t child = fork();
-        if (child == 0) writeForever(ends[1]);
+        Child child([&] { return writeForever(ends[1]); });
         close(ends[1]);
         std::map<uint32_t, uint32_t> told;
         uint32_t n = 0;
         for (int i = 0; i < 20 + 7 * round && read(ends[0], &n, sizeof n) == sizeof n; ++i) told[n % 16] = n;
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
+        child.end(SIGKILL);
         while (read(ends[0], &n, sizeof n) == sizeof n) told[n % 16] = n;
         close(ends[0]);
         ASSERT_GE(told.size(), 16U);
@@ -217,19 +215,16 @@ constexpr int kNoRights = 77;
 
 /// Runs the body in a child that sees a 512 KiB file system under the root. @return its exit status
 int onSmallDisk(const std::function<void()>& body) {
-    const pid_t child = fork();
-    if (child == 0) {
+    Child child([&] {
         if (unshare(geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER) != 0 ||
             mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
             mount("tmpfs", root().c_str(), "tmpfs", 0, "size=512k") != 0) {
-            _exit(kNoRights);
+            return kNoRights;
         }
         body();
-        _exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return testing::Test::HasFailure() ? 1 : 0;
+    });
+    return child.exitStatus();
 }
 
 TEST_F(StoreTest, FullDiskFailsTheSetAndKeepsTheOldValue) {

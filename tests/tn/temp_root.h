@@ -16,12 +16,9 @@ class TempTree {
     TempTree() {
         std::string name = std::filesystem::temp_directory_path() / "tn-test-XXXXXX";
         if (mkdtemp(name.data()) == nullptr) std::abort();
-        path_ = name;
+        path_ = std::filesystem::canonical(name);
     }
-    ~TempTree() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
+    ~TempTree() { remove(); }
     TempTree(const TempTree&) = delete;
     TempTree& operator=(const TempTree&) = delete;
 
@@ -32,7 +29,14 @@ class TempTree {
         std::filesystem::create_directories(file.parent_path());
         std::ofstream(file, std::ios::binary) << content;
     }
-    void remove(std::string_view name) const { std::filesystem::remove_all(path(name)); }
+    /// Removes what has this name, or all of it, with what lies below. Tests remove folders through it alone: it aborts
+    /// when the name leads elsewhere, over a link or not.
+    void remove(std::string_view name = {}) const {
+        std::error_code failed;
+        const std::filesystem::path there = std::filesystem::weakly_canonical(path(name), failed);
+        if (failed || !(there / "").string().starts_with(path_ + "/")) std::abort();
+        std::filesystem::remove_all(there, failed);
+    }
 
   private:
     std::string path_;

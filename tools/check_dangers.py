@@ -1,0 +1,31 @@
+#!/usr/bin/env python3
+"""Nobody removes folders or signals processes but those files that guard it: a test once emptied the machine it ran on."""
+import pathlib
+import re
+import subprocess
+import sys
+
+FOLDERS = ("agent", "bench", "fuzz", "hostd", "node", "plugins", "tests", "tn", "tnctl", "tools", "dev", ".ci")
+RULES = [  # what, how it looks, where it may stand
+    ("removes a folder with all that is in it",
+     re.compile(r"\b(?:remove_all|rmtree|removedirs|nftw|fts_open)\b|\brm[\s\"',]+-\w*[rR]|\s-delete\b"),
+     {"tests/tn/temp_root.h", "tests/e2e/harness.py"}),
+    ("signals a process by its number",  # a Popen's kill() looks first whether it is its child still
+     re.compile(r"(?<![\w.])kill\s*\(|\bos\.kill(?:pg)?\b|\b(?:killpg|tgkill|sigqueue|pidfd_send_signal|pkill|killall)\b"),
+     {"tests/tn/child.h", "tests/e2e/harness.py", "hostd/spawner.cc"}),
+]
+COMMENT = {".cc": r"//.*", ".h": r"//.*", ".py": r"(?<!['\"])#.*"}
+
+listed = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard", "--", *FOLDERS],
+                        capture_output=True, text=True, check=True)
+found = []
+for file in map(pathlib.Path, listed.stdout.splitlines()):
+    if file.name == pathlib.Path(__file__).name or "corpus" in file.parts or not file.exists():
+        continue
+    for number, line in enumerate(file.read_text().splitlines(), 1):
+        code = re.sub(COMMENT.get(file.suffix, r"^\s*#.*"), "", line)
+        for what, pattern, allowed in RULES:
+            if str(file) not in allowed and pattern.search(code):
+                found.append(f"{file}:{number}: {what}; in tests, TempTree, Child and harness.py do")
+print(*found, sep="\n", end="\n" if found else "", file=sys.stderr)
+sys.exit(bool(found))
