@@ -1,0 +1,56 @@
+"""What ./dev does to the machine it runs on."""
+
+import os
+import pathlib
+import shutil
+import subprocess
+import unittest
+
+from harness import BUILD, not_tested, remove_tree, temp_folder
+
+TREE = pathlib.Path(__file__).resolve().parents[2]
+PROGRAMS = {
+    "cmake": """[ "$1" = --install ] || exit 0
+file=${4:-installed}  # where --prefix says
+touch "$file" && printf %s "$file" > build/release/install_manifest.txt""",
+    "dpkg-query": "echo installed",
+    "sudo": 'exec "$@"',
+}
+
+
+class Installation(unittest.TestCase):
+    def test_what_was_installed_goes_whatever_was_installed_elsewhere_since(self):
+        tree = temp_folder(self, "dev")
+        (tree / "build/release").mkdir(parents=True)
+        for name, text in PROGRAMS.items():
+            (tree / name).write_text(f"#!/bin/sh\n{text}\n")
+            (tree / name).chmod(0o755)
+        shutil.copy(TREE / "dev", tree)
+        run = lambda *words: subprocess.run(words, cwd=tree, env={**os.environ, "PATH": f"{tree}:{os.environ['PATH']}"},
+                                            capture_output=True, text=True)
+        self.assertEqual(run("./dev", "install").returncode, 0)
+        self.assertTrue((tree / "installed").exists())
+        run("cmake", "--install", "build/release", "--prefix", "elsewhere")
+        done = run("./dev", "uninstall")
+        self.assertEqual(done.returncode, 0, done)
+        self.assertEqual([(tree / name).exists() for name in ("installed", "elsewhere")], [False, True])
+        self.assertEqual(run("./dev", "uninstall").returncode, 1)
+
+
+class TheTestsThemselves(unittest.TestCase):
+    def test_they_write_and_remove_only_where_they_may(self):
+        mine = temp_folder(self)
+        for elsewhere in (TREE, pathlib.Path("/etc"), mine / "..", BUILD):
+            with self.assertRaises(AssertionError):
+                remove_tree(elsewhere)
+        if os.geteuid() != 0:
+            not_tested("only root's tests are confined")
+        places = TREE / "tests/written", BUILD / "written", mine / "written"
+        for place in places:
+            self.addCleanup(lambda place=place: place.exists() and place.unlink())
+        done = subprocess.run([TREE / "tools/confined", "sh", "-c", 'for f; do echo x > "$f"; done', "sh", *places],
+                              capture_output=True, text=True)
+        if "NOT PROTECTED: the whole machine" in done.stderr:
+            not_tested(done.stderr)
+        self.assertNotIn("NOT PROTECTED", done.stderr)
+        self.assertEqual([place.exists() for place in places], [False, True, True], done)
