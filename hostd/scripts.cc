@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -42,6 +43,34 @@ bool isName(const std::string& name) {
     constexpr size_t kMost = 255;  // NAME_MAX
     return !name.empty() && name.size() <= kMost && !name.starts_with('.') &&
            name.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
+}
+
+/// The part of a path, itself or a folder above it, that others than root and this process's user own or may write;
+/// empty when there is none. Nobody replaces what isn't theirs in a sticky folder above it.
+std::string exposedPart(const std::string& path) {
+    std::error_code failed;
+    const fs::path real = fs::canonical(path, failed);
+    if (failed) return path;
+    for (fs::path part = real;; part = part.parent_path()) {
+        struct stat status {};
+        if (::lstat(part.c_str(), &status) != 0) return part;
+        const bool isOwned = status.st_uid == 0 || status.st_uid == ::geteuid();
+        const bool isShielded = part != real && (status.st_mode & S_ISVTX) != 0;
+        if (!isOwned || ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0 && !isShielded)) return part;
+        if (part == part.root_path()) return {};
+    }
+}
+
+/// Why a script mustn't run with the rights of this process; empty when it may.
+std::string whyNotRun(const std::string& folder, const std::string& name) {
+    const auto isPrintable = [](char c) { return c >= ' ' && c <= '~'; };
+    if (name.starts_with('-') || !std::ranges::all_of(name, isPrintable))
+        return "its name begins with - or isn't all printable ASCII";
+    for (const std::string& path : {folder, folder + "/" + name}) {
+        const std::string part = exposedPart(path);
+        if (!part.empty()) return part + ": others than root and the daemon's own user may write it";
+    }
+    return {};
 }
 
 tn::message refused(const std::string& why) { return tn::errorMsg(tn::error::Refused, why); }
@@ -95,6 +124,8 @@ tn::message Scripts::run(const tn::message& request) {
     const auto found = names_.find(request.get_u32(tn::field::ObjectId, tn::kNoId));
     if (found == names_.end()) return tn::errorMsg(tn::error::NotFound, "no such script");
     if (runs_.size() >= kMostRuns) return refused("too many scripts are running");
+    const std::string why = whyNotRun(folder_, found->second);
+    if (!why.empty()) return refused("script " + tn::escaped(found->second) + " not run: " + why);
     auto run = std::make_unique<ScriptRun>(found->second);
     if (!run->start(folder_ + "/" + found->second))
         return refused("script " + found->second + " not started: " + std::strerror(errno));

@@ -116,6 +116,7 @@ TEST(Neighbors, KeepTheirIdsAndGoWithTheDaemon) {
 
 class ScriptsTest : public ::testing::Test {
   protected:
+    ScriptsTest() { ::umask(S_IWGRP | S_IWOTH); }  // what others may write isn't run
     void has(const std::string& name, const std::string& text = "", mode_t mode = 0755) {
         tree.write(name, "#!/bin/sh\n" + text + "\n");
         ::chmod(tree.path(name).c_str(), mode);
@@ -187,6 +188,49 @@ TEST_F(ScriptsTest, RunDetachedAndAreReaped) {
     EXPECT_EQ(content("run.fds"), "0\n1\n2\n3\n");  // 3 is the listed folder
     EXPECT_NE(content("run.session").find(' '), std::string::npos);
     EXPECT_EQ(content("run.session").find(std::to_string(::getpgrp()) + " "), std::string::npos);
+}
+
+TEST_F(ScriptsTest, AreListedAndNotRunWhenOthersMayHaveWrittenThem) {
+    const std::string others = ": others than root and the daemon's own user may write it";
+    const std::string badName = "its name begins with - or isn't all printable ASCII";
+    const struct {
+        std::string name, changed;  // of the script; of what gets the mode and the owner, below top
+        mode_t mode;
+        uid_t owner;
+        std::string refused;  // the end of the refusal; empty when it is run
+    } cases[] = {
+        {"a b~", "", 0755, 0, ""},
+        {"-a", "", 0755, 0, badName},
+        {"a\n", "", 0755, 0, badName},
+        {"\u00e4", "", 0755, 0, badName},
+        {"group", "/folder/group", 0775, 0, "/folder/group" + others},
+        {"world", "/folder/world", 0757, 0, "/folder/world" + others},
+        {"theirs", "/folder/theirs", 0755, 65534, "/folder/theirs" + others},
+        {"a", "/folder", 0775, 0, "/folder" + others},
+        {"a", "/folder", 01777, 0, "/folder" + others},
+        {"a", "/folder", 0755, 65534, "/folder" + others},
+        {"a", "", 0757, 0, others},
+        {"a", "", 01777, 0, ""},  // as /tmp is
+        {"link", "/elsewhere", 0757, 0, "/elsewhere" + others},
+    };
+    const tn::Looper looper({});
+    for (const auto& [name, changed, mode, owner, refused] : cases) {
+        if (owner != 0 && ::geteuid() != 0) continue;  // giving a file away takes root
+        tree.remove();
+        has(name == "link" ? "top/elsewhere/link" : "top/folder/" + name);
+        if (name == "link") {
+            std::filesystem::create_directory(tree.path("top/folder"));
+            std::filesystem::create_symlink("../elsewhere/link", tree.path("top/folder/link"));
+        }
+        const std::string target = tree.path("top" + changed);
+        ASSERT_EQ(::chmod(target.c_str(), mode), 0);
+        ASSERT_EQ(::chown(target.c_str(), owner != 0 ? owner : ::geteuid(), static_cast<gid_t>(-1)), 0);
+        Scripts found(tree.path("top/folder"));
+        EXPECT_THAT(listed(found, script::Name), ElementsAre("1:" + name));
+        const tn::message reply = ask(found, Scripts::kRun, of(1));
+        EXPECT_EQ(tn::isError(reply), !refused.empty()) << name << " " << target << ": " << tn::getError(reply);
+        EXPECT_THAT(tn::getError(reply), ::testing::EndsWith(refused));
+    }
 }
 
 TEST_F(ScriptsTest, OnlySoManyRunAtOnce) {
