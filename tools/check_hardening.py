@@ -1,0 +1,39 @@
+#!/usr/bin/env python3
+"""check_hardening.py BUILD PROGRAM...: whether what the compiler and linker were told to do for the programs' safety is in
+their ELF files. Landing pads and the shadow stack are looked for in the objects: the linker takes their mark away from a
+program that has one object without, and start-up code of Debian 12 is such a one."""
+import pathlib
+import re
+import subprocess
+import sys
+
+MARKS = {  # what: in `readelf -hldW --dyn-syms`
+    "position independence (-pie)": r"FLAGS_1\).*\bPIE\b",
+    "binding at the start (-z now)": r"\(FLAGS(?:_1)?\).*\b(?:BIND_)?NOW\b",
+    "read-only relocations (-z relro)": r"\bGNU_RELRO\b",
+    "stack protector (-fstack-protector-strong)": r"\b__stack_chk_fail\b",
+    "checked functions (_FORTIFY_SOURCE)": r"\b__\w+_chk@",
+}
+
+
+def readelf(*words):
+    return subprocess.run(["readelf", *words], capture_output=True, text=True, check=True).stdout
+
+
+def faults(build, programs):
+    for program in programs:
+        text = readelf("-hldW", "--dyn-syms", str(build / program))
+        for what, mark in MARKS.items():
+            if not re.search(mark, text):
+                yield f"{program}: missing: {what}"
+    if not re.search(r"Machine: .*(?:X86-64|80386)", readelf("-h", str(build / programs[0]))):
+        return
+    for library in sorted(build.glob("lib*.a")):
+        for text in readelf("-nW", str(library)).split("\nFile: ")[1:]:
+            if not re.search(r"x86 feature: .*IBT, SHSTK", text):
+                yield f"{text.splitlines()[0]}: missing: landing pads, shadow stack (-fcf-protection)"
+
+
+found = list(faults(pathlib.Path(sys.argv[1]), sys.argv[2:]))
+print(*found, sep="\n", end="\n" if found else "", file=sys.stderr)
+sys.exit(bool(found))
