@@ -1,8 +1,8 @@
 """What the end-to-end tests share: the real programs in a root of their own, and clients that ask them.
 
 Everything started here is ended by its pid and reaped, and every root removed, however the test ends: by unittest's
-clean-ups, and by the kernel when the test process itself is killed. No other way is there to remove a folder or to
-signal a process that isn't a Popen: a test once emptied the machine it ran on. Nothing sleeps for a fixed time; what has to happen
+clean-ups, and by the kernel when the test process itself is killed. Tests remove folders and signal processes through
+the functions here alone: a test once emptied the machine it ran on. Nothing sleeps for a fixed time; what has to happen
 is waited for, up to PATIENCE.
 """
 

@@ -210,6 +210,7 @@ TEST_F(ScriptsTest, AreListedAndNotRunWhenOthersMayHaveWrittenThem) {
         {"a", "/folder", 01777, 0, "/folder" + others},
         {"a", "/folder", 0755, 65534, "/folder" + others},
         {"a", "", 0757, 0, others},
+        {"a", "/..", 0757, 0, others},
         {"a", "", 01777, 0, ""},  // as /tmp is
         {"link", "/elsewhere", 0757, 0, "/elsewhere" + others},
     };

@@ -41,7 +41,9 @@ class Peer {
         listening_ = read(ready[0], &byte, 1) == 1;
         close(ready[0]);
     }
+
     [[nodiscard]] bool listening() const { return listening_; }
+    // As Child's.
     [[nodiscard]] pid_t pid() const { return child_->pid(); }
     int end(int signal) { return child_->end(signal); }
     bool ended() { return child_->ended(); }
