@@ -15,7 +15,7 @@ namespace {
 constexpr uint32_t kBits = 32;
 
 void requestAddresses(NetlinkRequests& requests) {
-    requests.add<ifaddrmsg>(RTM_GETADDR, NLM_F_DUMP, 0).ifa_family = AF_INET;
+    requests.add<ifaddrmsg>(RTM_GETADDR, NLM_F_DUMP).ifa_family = AF_INET;
     requests.finish();
 }
 

@@ -13,7 +13,7 @@ namespace hostd {
 namespace {
 
 void requestNeighbours(NetlinkRequests& requests) {
-    requests.add<ndmsg>(RTM_GETNEIGH, NLM_F_DUMP, 0).ndm_family = AF_INET;
+    requests.add<ndmsg>(RTM_GETNEIGH, NLM_F_DUMP).ndm_family = AF_INET;
     requests.finish();
 }
 

@@ -68,13 +68,13 @@ void readGroup(const nlattr& group, DriverCounters& counters) {
 /// The number under which the kernel serves ethtool; 0 when it doesn't.
 uint16_t findFamily(NetlinkSocket& socket) {
     NetlinkRequests requests;
-    auto& header = requests.add<genlmsghdr>(GENL_ID_CTRL, NLM_F_ACK, 0);
+    auto& header = requests.add<genlmsghdr>(GENL_ID_CTRL, NLM_F_ACK);
     header.cmd = CTRL_CMD_GETFAMILY;
     header.version = 1;
     mnl_attr_put_strz(requests.current(), CTRL_ATTR_FAMILY_NAME, ETHTOOL_GENL_NAME);
     requests.finish();
     uint16_t family = 0;
-    if (!socket.send(requests.bytes())) return 0;
+    if (!socket.send(requests)) return 0;
     (void)socket.takeAnswer([&](const nlmsghdr& message) {
         const Attributes<CTRL_ATTR_MAX> attributes(message, sizeof(genlmsghdr));
         family = attributes.number<uint16_t>(CTRL_ATTR_FAMILY_ID).value_or(0);
@@ -85,7 +85,7 @@ uint16_t findFamily(NetlinkSocket& socket) {
 void ask(NetlinkSocket& socket, uint16_t family, uint8_t command, uint32_t index, DriverReading& reading) {
     const bool isStats = command == ETHTOOL_MSG_STATS_GET;
     NetlinkRequests requests;
-    auto& header = requests.add<genlmsghdr>(family, NLM_F_ACK, index);
+    auto& header = requests.add<genlmsghdr>(family, NLM_F_ACK);
     header.cmd = command;
     header.version = ETHTOOL_GENL_VERSION;
     nlmsghdr* request = requests.current();
@@ -101,7 +101,7 @@ void ask(NetlinkSocket& socket, uint16_t family, uint8_t command, uint32_t index
         mnl_attr_nest_end(request, groups);
     }
     requests.finish();
-    if (!socket.send(requests.bytes())) return;
+    if (!socket.send(requests)) return;
     // A driver that doesn't know the question refuses it: nothing is told then.
     (void)socket.takeAnswer([&](const nlmsghdr& message) { readDriverAnswer(message, reading); });
 }

@@ -11,7 +11,7 @@ namespace hostd {
 namespace {
 
 void requestEntries(NetlinkRequests& requests) {
-    requests.add<ndmsg>(RTM_GETNEIGH, NLM_F_DUMP, 0).ndm_family = AF_BRIDGE;
+    requests.add<ndmsg>(RTM_GETNEIGH, NLM_F_DUMP).ndm_family = AF_BRIDGE;
     requests.finish();
 }
 

@@ -11,7 +11,7 @@ namespace {
 constexpr size_t kBatch = 64;  // requests in one call: their answers must fit into a socket's usual room
 
 void requestLinks(NetlinkRequests& requests) {
-    requests.add<ifinfomsg>(RTM_GETLINK, NLM_F_DUMP, 0);
+    requests.add<ifinfomsg>(RTM_GETLINK, NLM_F_DUMP);
     requests.finish();
 }
 
@@ -40,16 +40,16 @@ void LinkMonitor::readCounters(std::span<const uint32_t> indexes, uint64_t now) 
         const Link* link = std::as_const(table_).find(index);
         if (link != nullptr && !link->isEnabled()) {
             // Of a link that is down the kernel doesn't tell every change (its alias, its MTU): it is read whole.
-            requests.add<ifinfomsg>(RTM_GETLINK, 0, index).ifi_index = static_cast<int>(index);
+            requests.add<ifinfomsg>(RTM_GETLINK, 0).ifi_index = static_cast<int>(index);
         } else {
-            auto& header = requests.add<if_stats_msg>(RTM_GETSTATS, 0, index);
+            auto& header = requests.add<if_stats_msg>(RTM_GETSTATS, 0);
             header.ifindex = index;
             header.filter_mask = IFLA_STATS_FILTER_BIT(IFLA_STATS_LINK_64);
         }
         requests.finish();
     }
     // The kernel has answered, or refused, each by the time the sending returns.
-    if (!requests_.send(requests.bytes())) return;
+    if (!requests_.send(requests)) return;
     (void)requests_.take(SIZE_MAX, [&](const nlmsghdr& message) { table_.take(message, now); });
 }
 

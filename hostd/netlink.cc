@@ -17,13 +17,22 @@ constexpr int kPatience = 1000;  // milliseconds
 
 }  // namespace
 
-void NetlinkRequests::begin(uint16_t type, uint16_t flags, uint32_t number) {
+void NetlinkRequests::begin(uint16_t type, uint16_t flags) {
     begun_ = buffer_.size();
     buffer_.resize(begun_ + kMostRequest);
     nlmsghdr* header = mnl_nlmsg_put_header(buffer_.data() + begun_);
     header->nlmsg_type = type;
     header->nlmsg_flags = static_cast<uint16_t>(NLM_F_REQUEST | flags);
-    header->nlmsg_seq = number;
+}
+
+uint32_t NetlinkRequests::number(uint32_t first) {
+    uint32_t count = 0;
+    for (size_t at = 0; at < buffer_.size(); ++count) {
+        auto& header = *reinterpret_cast<nlmsghdr*>(buffer_.data() + at);
+        header.nlmsg_seq = first + count;
+        at += header.nlmsg_len;
+    }
+    return count;
 }
 
 bool NetlinkSocket::open(int bus, unsigned groups, int room) {
@@ -45,25 +54,38 @@ void NetlinkSocket::close() {
     socket_ = nullptr;
 }
 
-bool NetlinkSocket::send(std::span<const uint8_t> requests) {
-    return mnl_socket_sendto(socket_, requests.data(), requests.size()) == static_cast<ssize_t>(requests.size());
+bool NetlinkSocket::send(NetlinkRequests& requests) {
+    firstAsked_ += asked_;
+    asked_ = requests.number(firstAsked_);
+    const auto bytes = requests.bytes();
+    return mnl_socket_sendto(socket_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+}
+
+bool NetlinkSocket::isWanted(const nlmsghdr& message) const {
+    return asked_ == 0 || message.nlmsg_seq - firstAsked_ < asked_;  // numbers may wrap
 }
 
 NetlinkSocket::Outcome NetlinkSocket::take(size_t packets, const Taker& taker) const {
     alignas(nlmsghdr) std::array<uint8_t, kPacket> packet;  // filled by recv
+    sockaddr_nl from{};
     bool isCut = false;
     Outcome outcome = Outcome::Full;
     while (packets-- > 0) {
-        const ssize_t n = ::recv(fd(), packet.data(), packet.size(), MSG_DONTWAIT | MSG_TRUNC);
+        socklen_t length = sizeof from;
+        const ssize_t n = ::recvfrom(fd(), packet.data(), packet.size(), MSG_DONTWAIT | MSG_TRUNC,
+                                     reinterpret_cast<sockaddr*>(&from), &length);
         if (n < 0 && errno == EINTR) continue;
         if (n < 0 && errno == EAGAIN) {
             outcome = Outcome::Empty;
             break;
         }
         if (n < 0) return errno == ENOBUFS ? Outcome::Overrun : Outcome::Failed;
+        if (from.nl_pid != sender_) continue;
         const auto size = static_cast<size_t>(n);  // of the packet as it was sent
         isCut = isCut || size > packet.size();
-        forEachMessage({packet.data(), std::min(size, packet.size())}, taker);
+        forEachMessage({packet.data(), std::min(size, packet.size())}, [&](const nlmsghdr& message) {
+            if (isWanted(message)) taker(message);
+        });
     }
     if (!isCut) return outcome;
     errno = EMSGSIZE;
@@ -72,15 +94,15 @@ NetlinkSocket::Outcome NetlinkSocket::take(size_t packets, const Taker& taker) c
 
 bool NetlinkSocket::takeAnswer(const Taker& taker) const {
     bool isDone = false;
-    bool isWhole = true;
+    int problem = 0;
     const auto look = [&](const nlmsghdr& message) {
-        if ((message.nlmsg_flags & NLM_F_DUMP_INTR) != 0) isWhole = false;
+        if ((message.nlmsg_flags & NLM_F_DUMP_INTR) != 0) problem = EINTR;
         if (message.nlmsg_type == NLMSG_DONE) {
             isDone = true;
         } else if (message.nlmsg_type == NLMSG_ERROR) {
             const auto* error = payload<nlmsgerr>(message);
             isDone = true;
-            if (error == nullptr || error->error != 0) isWhole = false;
+            if (error == nullptr || error->error != 0) problem = error == nullptr ? EPROTO : -error->error;
         } else {
             taker(message);
         }
@@ -89,11 +111,13 @@ bool NetlinkSocket::takeAnswer(const Taker& taker) const {
         pollfd waiting{fd(), POLLIN, 0};
         const int ready = ::poll(&waiting, 1, kPatience);
         if (ready < 0 && errno == EINTR) continue;
+        if (ready == 0) errno = ETIMEDOUT;
         if (ready <= 0) return false;
         const Outcome outcome = take(1, look);
         if (outcome == Outcome::Overrun || outcome == Outcome::Failed) return false;
     }
-    return isWhole;
+    errno = problem;
+    return problem == 0;
 }
 
 }  // namespace hostd

@@ -98,35 +98,41 @@ class Attributes {
     std::array<const nlattr*, Most + 1> all_{};
 };
 
-/// One or more netlink requests in one buffer, numbered from 0.
+/// One or more netlink requests in one buffer.
 class NetlinkRequests {
   public:
     /// Begins a request and makes room for its fixed header, zeroed. Valid until the next one is begun.
     template <class Header>
-    Header& add(uint16_t type, uint16_t flags, uint32_t number) {
-        begin(type, flags, number);
+    Header& add(uint16_t type, uint16_t flags) {
+        begin(type, flags);
         return *static_cast<Header*>(mnl_nlmsg_put_extra_header(current(), sizeof(Header)));
     }
     /// The request begun last, to put attributes into. Ended by finish().
     [[nodiscard]] nlmsghdr* current() { return reinterpret_cast<nlmsghdr*>(buffer_.data() + begun_); }
     void finish() { buffer_.resize(begun_ + current()->nlmsg_len); }
+    /// Numbers the requests one by one. @return how many they are
+    uint32_t number(uint32_t first);
     [[nodiscard]] std::span<const uint8_t> bytes() const { return buffer_; }
 
   private:
     static constexpr size_t kMostRequest = 512;  // octets
-    void begin(uint16_t type, uint16_t flags, uint32_t number);
+    void begin(uint16_t type, uint16_t flags);
 
     std::vector<uint8_t> buffer_;
     size_t begun_ = 0;
 };
 
 /// A netlink socket. Not copied; closed with the object.
+///
+/// Any process may write to it. Only messages of the kernel are taken; once something has been sent only the answers to
+/// what was sent last, since one that was given up may still be answered.
 class NetlinkSocket {
   public:
     enum class Outcome { Empty, Full, Overrun, Failed };
     using Taker = std::function<void(const nlmsghdr&)>;
 
-    NetlinkSocket() = default;
+    /// @param sender  port id of the one whose messages are taken; 0 is the kernel's
+    explicit NetlinkSocket(uint32_t sender = 0) : sender_(sender) {}
     ~NetlinkSocket() { close(); }
     NetlinkSocket(const NetlinkSocket&) = delete;
     NetlinkSocket& operator=(const NetlinkSocket&) = delete;
@@ -140,17 +146,23 @@ class NetlinkSocket {
     [[nodiscard]] bool isOpen() const { return socket_ != nullptr; }
     [[nodiscard]] int fd() const { return mnl_socket_get_fd(socket_); }
 
-    bool send(std::span<const uint8_t> requests);
-    /// Takes what waits, without waiting for more, at most `packets` of them.
+    /// Gives the requests numbers of their own, which their answers have too.
+    bool send(NetlinkRequests& requests);
+    /// Takes what waits, without waiting for more, at most `packets` of them, those of others included.
     /// @return Empty: nothing waits any more; Full: so many packets were taken; Overrun: messages were lost,
     /// since they came too fast (ENOBUFS), or one was longer than 128 KiB (EMSGSIZE)
     Outcome take(size_t packets, const Taker& taker) const;
     /// Waits for the messages of a dump, or of one request with NLM_F_ACK. False when it failed, was interrupted by a
-    /// change (NLM_F_DUMP_INTR), or nothing came for a second.
+    /// change (NLM_F_DUMP_INTR), or nothing came for a second; errno is then the kernel's reason, EINTR or ETIMEDOUT.
     bool takeAnswer(const Taker& taker) const;
 
   private:
+    [[nodiscard]] bool isWanted(const nlmsghdr& message) const;
+
     mnl_socket* socket_ = nullptr;
+    uint32_t sender_;
+    uint32_t firstAsked_ = 0;  ///< number of the first of the requests sent last
+    uint32_t asked_ = 0;       ///< and how many they are
 };
 
 }  // namespace hostd

@@ -15,8 +15,7 @@ namespace hostd {
 namespace {
 
 constexpr int kRoom = 8 * 1024 * 1024;  // octets: some thousand links that change at once
-constexpr uint64_t kPause = 1000;       // ms between attempts
-constexpr int kListings = 3;            // while things come and go during them
+constexpr int kListings = 3;            // at the start, while things come and go during them
 
 }  // namespace
 
@@ -31,21 +30,24 @@ void NetlinkFollower::start() { open(); }
 
 bool NetlinkFollower::catchUp(size_t packets) {
     if (!notices_.isOpen()) return true;
+    using enum NetlinkSocket::Outcome;
     const uint64_t now = tn::getMilliseconds();
-    switch (notices_.take(packets, [&](const nlmsghdr& message) { table_.take(message, now); })) {
-        case NetlinkSocket::Outcome::Empty:
-            break;
-        case NetlinkSocket::Outcome::Full:
-            return false;
-        case NetlinkSocket::Outcome::Overrun:
-        case NetlinkSocket::Outcome::Failed:
-            hostLog << subject_.what << ": notifications were lost: listing them anew";
-            // What still waits is older than the listing will be.
-            (void)notices_.take(SIZE_MAX, [](const nlmsghdr&) {});
-            list();
-            break;
+    const auto takeIn = [&] {
+        return notices_.take(packets, [&](const nlmsghdr& message) { table_.take(message, now); });
+    };
+    auto outcome = takeIn();
+    if (outcome == Overrun || outcome == Failed) {
+        if (!std::exchange(isStale_, true)) hostLog << subject_.what << ": notifications were lost: listing them anew";
+        outcome = takeIn();  // what still waits is older than a listing
     }
-    return true;
+    if (isStale_) {
+        const uint64_t due = listed_ + kPause;
+        if (outcome == Empty && now >= due)
+            list(1);
+        else
+            tryLater(now < due ? due - now : kPause);
+    }
+    return outcome == Empty && !isStale_;
 }
 
 void NetlinkFollower::open() {
@@ -53,10 +55,10 @@ void NetlinkFollower::open() {
         if (!std::exchange(isLogged_, true))
             hostLog << subject_.what << ": no netlink socket: " << std::strerror(errno);
         notices_.close();
-        return tryLater();
+        return tryLater(kPause);
     }
     isLogged_ = false;
-    list();
+    list(kListings);
     tn::Looper* looper = tn::getLooper();
     if (looper == nullptr) return;
     watchedFd_ = notices_.fd();
@@ -64,31 +66,34 @@ void NetlinkFollower::open() {
         watchedFd_, [this](int, unsigned) { catchUp(kPacketsAtOnce); }, EPOLLIN);
 }
 
-void NetlinkFollower::list() {
+void NetlinkFollower::list(int attempts) {
     const uint64_t now = tn::getMilliseconds();
     NetlinkRequests requests;
     subject_.request(requests);
-    for (int i = 0; i < kListings; ++i) {
+    isStale_ = true;
+    while (isStale_ && attempts-- > 0) {
         table_.beginListing();
-        const bool isWhole = requests_.isOpen() && requests_.send(requests.bytes()) &&
+        const bool isWhole = requests_.isOpen() && requests_.send(requests) &&
                              requests_.takeAnswer([&](const nlmsghdr& message) { table_.take(message, now); });
         table_.endListing(isWhole);
-        if (isWhole) return;
+        isStale_ = !isWhole;
     }
+    listed_ = tn::getMilliseconds();
+    if (!isStale_) return;
     hostLog << subject_.what << ": not listed whole: they change too fast, or the kernel doesn't answer";
     (void)requests_.open(NETLINK_ROUTE, 0);  // what is left of an answer is gone with the socket
-    tryLater();
+    tryLater(kPause);
 }
 
-void NetlinkFollower::tryLater() {
+void NetlinkFollower::tryLater(uint64_t delay) {
     tn::Looper* looper = tn::getLooper();
     if (looper == nullptr || timer_ != 0) return;
     timer_ = looper->addTimer(
         [this] {
             timer_ = 0;
-            notices_.isOpen() ? list() : open();
+            notices_.isOpen() ? static_cast<void>(catchUp(kPacketsAtOnce)) : open();
         },
-        kPause);
+        delay);
 }
 
 }  // namespace hostd

@@ -22,7 +22,8 @@ class FollowedTable {
 };
 
 /// Keeps a table current with the kernel's notifications (rtnetlink(7)). It is listed whole at the start, and when
-/// notifications were lost because they came faster than they were read.
+/// notifications were lost because they came faster than they were read: then at most once every kPause, so that a
+/// flood of them costs no more than their reading.
 class NetlinkFollower {
   public:
     /// What is followed.
@@ -41,15 +42,16 @@ class NetlinkFollower {
     /// refuses, that is logged, and the loop tries again once a second. Before this nothing is read.
     void start();
     [[nodiscard]] bool isOpen() const { return notices_.isOpen(); }
+    static constexpr uint64_t kPause = 1000;         ///< ms, between listings and between attempts to open
     static constexpr size_t kPacketsAtOnce = 64;     ///< before the loop looks after others
     static constexpr size_t kPacketsBefore = 16384;  ///< an answer
-    /// Takes in what waits, at most so many packets. False when there may be more.
+    /// Takes in what waits, at most so many packets. False when there may be more, or some were lost.
     bool catchUp(size_t packets = kPacketsBefore);
 
   private:
     void open();
-    void list();
-    void tryLater();
+    void list(int attempts);
+    void tryLater(uint64_t delay);
 
     Subject subject_;
     FollowedTable& table_;
@@ -58,6 +60,8 @@ class NetlinkFollower {
     tn::ThinRunner::TimerId timer_ = 0;  ///< for another attempt
     int watchedFd_ = -1;
     bool isLogged_ = false;
+    bool isStale_ = false;  ///< to be listed anew
+    uint64_t listed_ = 0;
 };
 
 }  // namespace hostd

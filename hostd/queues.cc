@@ -47,11 +47,11 @@ class KernelQueues {
     /// @param of  the one whose classes are wanted: the kernel lists all of them for a handle of 0
     bool dump(uint16_t type, const Qdisc& of, std::vector<Qdisc>& found) {
         NetlinkRequests requests;
-        auto& header = requests.add<tcmsg>(type, NLM_F_DUMP, 0);
+        auto& header = requests.add<tcmsg>(type, NLM_F_DUMP);
         header.tcm_ifindex = static_cast<int>(of.ifindex);
         header.tcm_parent = of.handle;
         requests.finish();
-        return socket_.send(requests.bytes()) && socket_.takeAnswer([&](const nlmsghdr& message) {
+        return socket_.send(requests) && socket_.takeAnswer([&](const nlmsghdr& message) {
             if (auto one = readQdisc(message)) found.push_back(std::move(*one));
         });
     }

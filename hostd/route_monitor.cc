@@ -5,6 +5,7 @@
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -19,7 +20,7 @@ constexpr int kRoom = 16 * 1024 * 1024;  // octets, of which the kernel makes tw
 constexpr size_t kPacketsListed = 1;     // a slice: up to 32 KiB, some hundred routes
 constexpr size_t kPacketsSettled = 256;  // a slice
 constexpr size_t kEntriesSwept = 20000;  // a slice
-constexpr uint64_t kPause = 1000;        // ms between attempts
+constexpr uint64_t kPause = 1000;        // ms between attempts, and between listings when notifications are lost
 constexpr uint64_t kDelay = 100;         // ms: what made a listing necessary is over by then, mostly
 constexpr uint64_t kShare = 10;          // of the time, one part is for listings
 constexpr unsigned kLinkState = IFF_UP | IFF_RUNNING | IFF_LOWER_UP;
@@ -59,9 +60,10 @@ void RouteMonitor::drain(uint64_t now, size_t packets) {
             break;
         case NetlinkSocket::Outcome::Overrun:
         case NetlinkSocket::Outcome::Failed:
-            hostLog << "routes: notifications were lost: listing them anew";
-            isBehind_ = wereLost_ = true;
+            if (!std::exchange(wereLost_, true)) hostLog << "routes: notifications were lost: listing them anew";
+            isBehind_ = true;
             want(now);
+            earliest_ = std::max(earliest_, begun_ + kPause);
             break;
     }
     if (table_.takeDoubt()) want(now);
@@ -121,7 +123,7 @@ void RouteMonitor::begin(uint64_t now) {
     begun_ = now;
     isWanted_ = false;
     NetlinkRequests requests;
-    auto& about = requests.add<rtmsg>(RTM_GETROUTE, NLM_F_DUMP, 0);
+    auto& about = requests.add<rtmsg>(RTM_GETROUTE, NLM_F_DUMP);
     about.rtm_family = AF_INET;
     about.rtm_table = RT_TABLE_MAIN;
     requests.finish();
@@ -129,7 +131,7 @@ void RouteMonitor::begin(uint64_t now) {
     // The kernel then lists this table alone; one that can't (before Linux 4.20) lists all.
     const int isStrict = 1;
     (void)::setsockopt(listing_.fd(), SOL_NETLINK, NETLINK_GET_STRICT_CHK, &isStrict, sizeof isStrict);
-    if (!listing_.send(requests.bytes())) return fail(now, errno);
+    if (!listing_.send(requests)) return fail(now, errno);
     table_.beginListing();
     state_ = State::Listing;
 }
@@ -180,6 +182,7 @@ void RouteMonitor::end(uint64_t now) {
     earliest_ = now + (now - begun_) * kShare;
     // Routes may have gone on going unnoticed, and a notification behind lost ones may have been taken amiss.
     const bool wereLost = std::exchange(wereLost_, false);
+    if (wereLost) earliest_ = std::max(earliest_, begun_ + kPause);
     if (wereLost || table_.swept() > 0) want(now);
 }
 
