@@ -1,5 +1,5 @@
-// A packet of netlink messages about routes, as notifications and as a listing: whatever it holds, the rows stay in
-// order, and a sweep leaves what was listed and told of.
+// A packet of netlink messages about routes and nexthop objects, as notifications and as a listing: whatever it holds,
+// the rows stay in order, and a sweep leaves what was listed and told of.
 #include <linux/rtnetlink.h>
 
 #include <cstdlib>
@@ -41,6 +41,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         } else if (message.nlmsg_type == NLMSG_DONE && isListing) {
             while (!routes.sweep(1)) continue;
             isListing = false;
+        } else if (message.nlmsg_type == NLMSG_ERROR && isListing) {
+            routes.endNexthops();
         } else if (isListing && (message.nlmsg_flags & NLM_F_MULTI) != 0) {
             routes.list(message);
         } else {

@@ -10,8 +10,6 @@ namespace hostd {
 
 namespace {
 
-bool isUsable(unsigned flags) { return (flags & (RTNH_F_DEAD | RTNH_F_LINKDOWN)) == 0; }
-
 /// The gateway among a route's attributes, or among those of one of its next hops.
 template <class All>
 void readGateway(const All& attributes, Route::NextHop& hop) {
@@ -35,6 +33,8 @@ void readMultipath(std::span<const uint8_t> octets, std::vector<Route::NextHop>&
 }
 
 }  // namespace
+
+bool isUsable(unsigned flags) { return (flags & (RTNH_F_DEAD | RTNH_F_LINKDOWN)) == 0; }
 
 bool readRoute(const nlmsghdr& message, Route& route) {
     const auto* about = payload<rtmsg>(message);

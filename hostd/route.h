@@ -29,6 +29,9 @@ struct Route {
     std::vector<NextHop> hops;  ///< at least one
 };
 
+/// Whether packets can take a next hop with these flags, RTNH_F_*.
+[[nodiscard]] bool isUsable(unsigned flags);
+
 /// Reads RTM_NEWROUTE or RTM_DELROUTE. False, with no sense in `route`, for one that isn't about an IPv4 route of the
 /// main table, or is malformed.
 [[nodiscard]] bool readRoute(const nlmsghdr& message, Route& route);

@@ -105,6 +105,7 @@ void RouteMonitor::takeAddress(const nlmsghdr& message, uint64_t now) {
 }
 
 void RouteMonitor::takeNexthop(const nlmsghdr& message, uint64_t now) {
+    table_.take(message);
     const Attributes<NHA_ID> attributes(message, sizeof(nhmsg));
     wantFor(table_.usesNexthop(attributes.number<uint32_t>(NHA_ID).value_or(0)), now);
 }
@@ -122,22 +123,29 @@ void RouteMonitor::want(uint64_t now) {
 void RouteMonitor::begin(uint64_t now) {
     begun_ = now;
     isWanted_ = false;
+    if (!listing_.open(NETLINK_ROUTE, 0)) return fail(now, errno);
+    // The kernel then lists this table alone; one that can't (before Linux 4.20) lists all.
+    const int isStrict = 1;
+    (void)::setsockopt(listing_.fd(), SOL_NETLINK, NETLINK_GET_STRICT_CHK, &isStrict, sizeof isStrict);
+    NetlinkRequests requests;
+    requests.add<nhmsg>(RTM_GETNEXTHOP, NLM_F_DUMP);
+    requests.finish();
+    if (!listing_.send(requests)) return fail(now, errno);
+    table_.beginListing();
+    state_ = State::ListingNexthops;
+}
+
+bool RouteMonitor::askForRoutes() {
     NetlinkRequests requests;
     auto& about = requests.add<rtmsg>(RTM_GETROUTE, NLM_F_DUMP);
     about.rtm_family = AF_INET;
     about.rtm_table = RT_TABLE_MAIN;
     requests.finish();
-    if (!listing_.open(NETLINK_ROUTE, 0)) return fail(now, errno);
-    // The kernel then lists this table alone; one that can't (before Linux 4.20) lists all.
-    const int isStrict = 1;
-    (void)::setsockopt(listing_.fd(), SOL_NETLINK, NETLINK_GET_STRICT_CHK, &isStrict, sizeof isStrict);
-    if (!listing_.send(requests)) return fail(now, errno);
-    table_.beginListing();
-    state_ = State::Listing;
+    return listing_.send(requests);
 }
 
 void RouteMonitor::work(uint64_t now) {
-    if (state_ == State::Listing) {
+    if (state_ == State::ListingNexthops || state_ == State::Listing) {
         takeListed(now);
     } else if (state_ == State::Settling || isBehind_) {
         drain(now, kPacketsSettled);
@@ -163,8 +171,17 @@ void RouteMonitor::takeListed(uint64_t now) {
         }
     });
     if (outcome != NetlinkSocket::Outcome::Full) error = errno;
-    if (error != 0 && error != ENOENT) return fail(now, error);  // ENOENT: there never was a route, hence no table
+    const bool isForRoutes = state_ == State::Listing;
+    // There never was a route, hence no table; a kernel before Linux 5.3 has no nexthop objects.
+    const int harmless = isForRoutes ? ENOENT : EOPNOTSUPP;
+    if (error != 0 && error != harmless) return fail(now, error);
     if (!isDone) return;
+    if (!isForRoutes) {
+        table_.endNexthops();
+        state_ = State::Listing;
+        if (!askForRoutes()) fail(now, errno);
+        return;
+    }
     listing_.close();
     state_ = State::Settling;
 }

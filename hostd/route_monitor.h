@@ -39,7 +39,7 @@ class RouteMonitor {
     void work(uint64_t now);
 
   private:
-    enum class State { Idle, Listing, Settling, Sweeping };
+    enum class State { Idle, ListingNexthops, Listing, Settling, Sweeping };
 
     void take(const nlmsghdr& message, uint64_t now);
     void takeLink(const nlmsghdr& message, uint64_t now);
@@ -48,6 +48,7 @@ class RouteMonitor {
     void wantFor(bool isUsed, uint64_t now);
     void want(uint64_t now);
     void begin(uint64_t now);
+    bool askForRoutes();
     void takeListed(uint64_t now);
     void fail(uint64_t now, int reason);
     void end(uint64_t now);

@@ -49,9 +49,22 @@ const RouteEntry* RouteTable::Known::find(const Route::NextHop& hop) const {
     return found == entries.end() ? nullptr : *found;
 }
 
+bool RouteTable::read(const nlmsghdr& message) {
+    if (!readRoute(message, read_)) return false;
+    nexthops_.resolve(read_);
+    return true;
+}
+
+bool RouteTable::usesNexthop(uint32_t id) const {
+    return byNexthop_.contains(id) || std::ranges::any_of(nexthops_.groupsOf(id), [this](const auto& memberAndGroup) {
+               return byNexthop_.contains(memberAndGroup.second);
+           });
+}
+
 void RouteTable::take(const nlmsghdr& message) {
+    nexthops_.take(message);
     if (message.nlmsg_type != RTM_NEWROUTE && message.nlmsg_type != RTM_DELROUTE) return;
-    if (!readRoute(message, read_)) return;
+    if (!read(message)) return;
     if (message.nlmsg_type == RTM_NEWROUTE)
         takeNew(read_, message.nlmsg_flags);
     else
@@ -89,6 +102,7 @@ void RouteTable::takeGone(const Route& route) {
 void RouteTable::beginListing() {
     ++listing_;
     isListing_ = true;
+    nexthops_.beginListing();
     removed_.clear();
     sweepAt_ = {};
     isSweeping_ = areSparesSwept_ = false;
@@ -96,7 +110,8 @@ void RouteTable::beginListing() {
 }
 
 void RouteTable::list(const nlmsghdr& message) {
-    if (message.nlmsg_type != RTM_NEWROUTE || !readRoute(message, read_)) return;
+    nexthops_.list(message);
+    if (message.nlmsg_type != RTM_NEWROUTE || !read(message)) return;
     const Id id(read_);
     if (id != lastListed_) lastPlace_ = INT32_MIN;
     lastListed_ = id;

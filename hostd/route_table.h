@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "hostd/nexthop_table.h"
 #include "hostd/route.h"
 
 namespace hostd {
@@ -53,20 +54,24 @@ struct RouteEntry {
 /// append`); a replacement then means the first of them.
 class RouteTable {
   public:
-    /// Takes RTM_NEWROUTE and RTM_DELROUTE as notifications; other messages are passed over.
+    /// Takes RTM_NEWROUTE, RTM_DELROUTE, RTM_NEWNEXTHOP and RTM_DELNEXTHOP as notifications; other messages are passed
+    /// over. Routes through a nexthop object stay as they are when it changes, until they are listed anew.
     void take(const nlmsghdr& message);
 
-    /// Between these two every route is listed anew, while notifications go on. Then sweep() removes those that were
-    /// neither listed nor told of, looking at `most` entries a call; true when there are no more.
+    /// Every nexthop object, if there are any, and then every route is listed anew, while notifications go on. Then
+    /// sweep() removes routes that were neither listed nor told of, looking at `most` entries a call; true when there
+    /// are no more.
     void beginListing();
     void list(const nlmsghdr& message);
+    void endNexthops() { nexthops_.endListing(); }
     [[nodiscard]] bool sweep(size_t most);
     [[nodiscard]] size_t swept() const { return swept_; }  ///< entries removed since beginListing()
 
     /// Whether something was told that can't be followed exactly, so that routes should be listed anew. Asked once.
     [[nodiscard]] bool takeDoubt() { return std::exchange(isInDoubt_, false); }
     [[nodiscard]] bool usesLink(uint32_t link) const { return byLink_.contains(link); }
-    [[nodiscard]] bool usesNexthop(uint32_t id) const { return byNexthop_.contains(id); }
+    /// Whether routes go through this nexthop object, or a group that it is in.
+    [[nodiscard]] bool usesNexthop(uint32_t id) const;
 
     [[nodiscard]] size_t size() const { return rows_.size(); }
     /// The first row whose key isn't below this one, or nullptr. Rows stay where they are until the table changes.
@@ -109,6 +114,7 @@ class RouteTable {
     void takeGone(const Route& route);
     /// The routes that share this one's id, the first one first.
     [[nodiscard]] std::vector<Known> known(const Route& route) const;
+    [[nodiscard]] bool read(const nlmsghdr& message);
     void put(const Route& route, int32_t place);
     void update(const Route& route, const Known& known);
     [[nodiscard]] bool wasRemoved(const Route& route) const;
@@ -128,6 +134,7 @@ class RouteTable {
     mutable std::optional<Rows::const_iterator> cursor_;  ///< the row last given out, when nothing has changed since
     std::unordered_map<uint32_t, size_t> byLink_;         ///< entries of each
     std::unordered_map<uint32_t, size_t> byNexthop_;
+    NexthopTable nexthops_;
     Route read_;
 
     uint8_t listing_ = 0;

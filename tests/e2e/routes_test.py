@@ -46,6 +46,8 @@ class Routes:
     @classmethod
     def setUpClass(cls):
         cls.namespace = Namespace(cls, "routes", LINKS)
+        # 0: of a route through a nexthop object the kernel tells the object's number alone.
+        cls.namespace.run("sysctl", "-w", f"net.ipv4.nexthop_compat_mode={int(cls.kind == 'node')}")
         up = lambda: [link["ifname"] for link in cls.namespace.ip("link") if link["operstate"] == "UP"]
         eventually(lambda: len(up()) == 6, "the links are up")
         cls.batch(f"route add {' '.join(words)}" for words in ROUTES)
@@ -60,6 +62,13 @@ class Routes:
         listed = self.agent.walk(f"{CIDR_ENTRY}.{column}", "bulkwalk", *words)
         return {f"{first}.{rest}": value for (first, rest), value in listed.items()}
 
+    def hops(self, route):
+        """What `ip` says of a route's next hops, or of the objects that it goes through."""
+        if "nhid" not in route or "dev" in route or "nexthops" in route:
+            return route.get("nexthops", [route])
+        objects = {one["id"]: one for one in self.namespace.ip("nexthop")}
+        return [objects[member["id"]] for member in objects[route["nhid"]].get("group", [{"id": route["nhid"]}])]
+
     def kernel_rows(self):
         """{index: {column: value}} of ipCidrRouteTable as `ip` tells it: of routes with the same prefix and gateway the
         one with the least metric, of next hops those that can be taken."""
@@ -68,7 +77,7 @@ class Routes:
         for route in self.namespace.ip("-details", "route"):
             network = prefix_of(route)
             discards = route["type"] in ("blackhole", "unreachable", "prohibit")
-            for hop in route.get("nexthops", [route]):
+            for hop in self.hops(route):
                 if {"linkdown", "dead"} & set(hop["flags"]):
                     continue
                 is_connected = not discards and "gateway" not in hop and "via" not in hop

@@ -3,6 +3,7 @@
 #include "hostd/route_table.h"
 
 #include <gmock/gmock.h>
+#include <linux/nexthop.h>
 
 #include <algorithm>
 #include <deque>
@@ -35,9 +36,31 @@ std::vector<std::string> rowsOf(const RouteTable& table) {
     return all;
 }
 
+/// A nexthop object, or a group of them.
+NetlinkMessage<nhmsg> object(uint32_t id, const NextHop& hop, uint16_t type = RTM_NEWNEXTHOP) {
+    NetlinkMessage<nhmsg> message(type, {});
+    message.value(NHA_ID, id).value(NHA_OIF, hop.link);
+    if (hop.gateway != 0) return message.value(NHA_GATEWAY, htonl(hop.gateway));
+    return hop.hasGateway ? message.octets(NHA_GATEWAY, std::vector<uint8_t>(16, 1)) : message;
+}
+NetlinkMessage<nhmsg> groupOf(uint32_t id, const std::vector<uint32_t>& members) {
+    std::vector<nexthop_grp> group;
+    for (const uint32_t member : members) group.push_back({.id = member, .weight = 0, .resvd1 = 0, .resvd2 = 0});
+    NetlinkMessage<nhmsg> message(RTM_NEWNEXTHOP, {});
+    mnl_attr_put(message.raw(), NHA_GROUP, group.size() * sizeof group[0], group.data());
+    return message.value(NHA_ID, id);
+}
+/// A route of whose next hops the kernel tells the object's id alone.
+Route by(uint32_t nexthop, const std::string& prefix) {
+    Route route = routeTo(prefix, {NextHop{}});
+    route.nexthop = nexthop;
+    return route;
+}
+
 class RouteTableTest : public ::testing::Test {
   protected:
     void adds(const Route& route, uint16_t flags = 0) { table.take(messageOf(route, RTM_NEWROUTE, flags).message()); }
+    void takes(const NetlinkMessage<nhmsg>& nexthop) { table.take(nexthop.message()); }
     void removes(const Route& route) { table.take(messageOf(route, RTM_DELROUTE).message()); }
     void lists(const std::vector<Route>& routes) {
         for (const Route& route : routes) table.list(messageOf(route, RTM_NEWROUTE, NLM_F_MULTI).message());
@@ -138,6 +161,48 @@ TEST_F(RouteTableTest, AListingBringsTheTableUpToDateWhileNotificationsGoOn) {
     adds(one(9), NLM_F_REPLACE);
     endsListing();
     EXPECT_TRUE(table.takeDoubt());
+}
+
+TEST_F(RouteTableTest, RoutesThroughNexthopObjectsHaveTheHopsBehindThem) {
+    takes(object(7, via("10.0.3.2", 3)));
+    takes(object(8, via("10.0.2.2", 2)));
+    takes(groupOf(9, {7, 8, 77}));
+    Route told = by(7, "10.4.0.0/16");
+    told.hops = {via("10.0.4.4", 4)};  // net.ipv4.nexthop_compat_mode=1
+    Route discarded = by(7, "10.5.0.0/16");
+    discarded.type = RTN_BLACKHOLE;
+    for (const Route& route : {by(7, "10.1.0.0/16"), by(9, "10.2.0.0/16"), by(70, "10.3.0.0/16"), told, discarded})
+        adds(route);
+    EXPECT_THAT(rows(),
+                ElementsAre("10.1.0.0/16 10.0.3.2 dev 3", "10.2.0.0/16 10.0.2.2 dev 2", "10.2.0.0/16 10.0.3.2 dev 3",
+                            "10.4.0.0/16 10.0.4.4 dev 4", "10.5.0.0/16 0.0.0.0 dev 0"));
+    for (const uint32_t used : {7, 8, 9, 70, 77}) EXPECT_TRUE(table.usesNexthop(used)) << used;
+    EXPECT_FALSE(table.usesNexthop(10));
+
+    // When an object changes its routes are to be listed anew; what is told meanwhile is newer than what is listed.
+    table.beginListing();
+    takes(object(7, via("10.0.3.4", 3)));
+    takes(object(8, {}, RTM_DELNEXTHOP));
+    for (const auto& old : {object(7, via("10.0.3.2", 3)), object(8, via("10.0.2.2", 2)), groupOf(9, {7}),
+                            object(70, {.link = 5, .hasGateway = true})})
+        table.list(old.message());
+    table.endNexthops();
+    EXPECT_FALSE(table.usesNexthop(8));
+    EXPECT_FALSE(table.usesNexthop(77));
+    lists({by(7, "10.1.0.0/16"), by(9, "10.2.0.0/16"), by(70, "10.3.0.0/16")});
+    endsListing();
+    EXPECT_THAT(rows(),
+                ElementsAre("10.1.0.0/16 10.0.3.4 dev 3", "10.2.0.0/16 10.0.3.4 dev 3", "10.3.0.0/16 0.0.0.0 dev 5"));
+
+    table.beginListing();  // nothing is told of an object that goes with its link
+    table.list(object(7, via("10.0.3.4", 3)).message());
+    table.endNexthops();
+    lists({by(7, "10.1.0.0/16")});
+    endsListing();
+    adds(by(70, "10.3.0.0/16"));
+    EXPECT_THAT(rows(), ElementsAre("10.1.0.0/16 10.0.3.4 dev 3"));
+    removes(by(70, "10.3.0.0/16"));
+    EXPECT_FALSE(table.usesNexthop(70));
 }
 
 TEST_F(RouteTableTest, WhatIsToldDuringASweepBringsNothingBackThatHasGone) {
