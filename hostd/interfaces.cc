@@ -76,7 +76,7 @@ void Interfaces::listRow(uint32_t id, tn::message& row) const {
     if (link.isRunning()) row.insert_bool(interface::Running, true);
     if (!link.isEnabled()) row.insert_bool(tn::field::Disabled, true);
     if (link.bridgePriority) row.insert_u32(interface::Priority, *link.bridgePriority);
-    if (link.parent != 0) row.insert_u32(interface::Parent, link.parent);
+    if (link.kind == link_kind::Vlan && link.lower != 0) row.insert_u32(interface::Parent, link.lower);
     row.insert_u32(interface::Kind, link.kind);
     row.insert_u32(interface::Flags, 0);
     row.insert_u32(interface::Status, link.status());
@@ -120,9 +120,10 @@ tn::message Interfaces::speedOf(const tn::message& request) {
     const Link* link = std::as_const(links_).find(id);
     if (link == nullptr) return tn::errorMsg(tn::error::NotFound, "no such interface");
     tn::message reply;
-    if (!link->hasDriver) return reply;
+    const Link* driven = links_.drivenUnder(*link);
+    if (driven == nullptr) return reply;
     drivers_.ask(tn::getMilliseconds());
-    switch (drivers_.speed(id).value_or(0)) {
+    switch (drivers_.speed(driven->index).value_or(0)) {
         case 10:
             reply.insert_u32(interface::SpeedClass, 1);
             break;

@@ -86,7 +86,7 @@ constexpr tn::raw_id Mac{1001};             //                  IFLA_ADDRESS; ab
 // field::Comment                                              IFLA_IFALIAS; absent when empty
 // field::Disabled                                             not IFF_UP; absent when enabled
 constexpr tn::u32_id SpeedClass{1102};  // 1, 2, 3: 10, 100, 1000 Mbit/s; absent for other speeds, when it isn't
-                                        // known, and for what no driver has made (veth, tunnels)
+                                        // known, and for what has no driver under it (veth, tunnels)
 }  // namespace interface
 
 }  // namespace hostd

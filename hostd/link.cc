@@ -37,6 +37,13 @@ constexpr std::array kKinds = {
     KindName{"bareudp", link_kind::Tunnel},   KindName{"ppp", link_kind::Ppp},
 };
 
+// IFLA_INFO_KIND where IFLA_LINK is the device underneath. Of a veth it is the peer, of a switch's port the CPU's link.
+constexpr std::array<std::string_view, 5> kStacked = {"vlan", "macvlan", "macvtap", "ipvlan", "ipvtap"};
+// Kinds that have a driver nonetheless. Before Linux 6.1 a port of a DSA switch had none.
+constexpr std::array<std::string_view, 3> kDriven = {"bond", "team", "dsa"};
+
+bool isIn(const auto& names, std::string_view name) { return std::ranges::find(names, name) != names.end(); }
+
 /// The kind by the name under which rtnetlink makes such links, else by the frames that it carries (ARPHRD_*). Which
 /// of the driver's own Ethernet links are wireless isn't told here.
 uint32_t kindOf(std::string_view infoKind, unsigned hardware) {
@@ -63,7 +70,8 @@ void readInfo(const nlattr* info, unsigned hardware, Link& link) {
     const Attributes<IFLA_INFO_MAX> attributes(info);
     const std::string_view kind = attributes.text(IFLA_INFO_KIND);
     link.kind = kindOf(kind, hardware);
-    link.hasDriver = hardware == ARPHRD_ETHER && (kind.empty() || kind == "bond" || kind == "team");
+    link.hasDriver = hardware == ARPHRD_ETHER && (kind.empty() || isIn(kDriven, kind));
+    if (!isIn(kStacked, kind)) link.lower = 0;
     if (link.kind != link_kind::Bridge) return;
     const Attributes<IFLA_BR_MAX> bridge(attributes[IFLA_INFO_DATA]);
     if (const auto priority = bridge.number<uint16_t>(IFLA_BR_PRIORITY)) link.bridgePriority = *priority;
@@ -110,8 +118,9 @@ bool readLink(const nlmsghdr& message, uint64_t now, Link& link) {
     link.name = name;
     link.alias = attributes.text(IFLA_IFALIAS);
     link.mtu = attributes.number<uint32_t>(IFLA_MTU).value_or(link.mtu);
+    link.lower =
+        attributes[IFLA_LINK_NETNSID] != nullptr ? 0 : attributes.number<uint32_t>(IFLA_LINK).value_or(link.lower);
     readInfo(attributes[IFLA_LINKINFO], header->ifi_type, link);
-    link.parent = link.kind == link_kind::Vlan ? attributes.number<uint32_t>(IFLA_LINK).value_or(link.parent) : 0;
     readAddress(attributes.octets(IFLA_ADDRESS), link);
     copyCounters(attributes.octets(IFLA_STATS64), now, link);
     return true;

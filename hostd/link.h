@@ -33,9 +33,10 @@ struct Link {
     uint32_t kind = link_kind::Other;
     uint32_t flags = 0;  ///< net_device_flags of <linux/if.h>
     uint32_t mtu = 0;
-    uint32_t parent = 0;  ///< of a VLAN, the index of what it lies on
+    uint32_t lower = 0;  ///< index of the one that it lies on; 0 for none, and when that is another namespace's
     std::optional<uint32_t> bridgePriority;
-    bool hasDriver = false;  ///< made by a driver, or stands for several (bond): its ethtool data mean something
+    /// Made by a driver, as a switch's port is, or stands for several (bond): its ethtool data mean something.
+    bool hasDriver = false;
     std::string name;
     std::string alias;
     std::vector<uint8_t> address;  ///< empty when it has none

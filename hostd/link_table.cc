@@ -75,6 +75,13 @@ Link* LinkTable::find(uint32_t index) {
     return isAt(at, index) ? links_[at].link.get() : nullptr;
 }
 
+const Link* LinkTable::drivenUnder(const Link& link) const {
+    const Link* under = &link;
+    for (size_t steps = 0; under != nullptr && !under->hasDriver; ++steps)
+        under = under->lower == 0 || steps > links_.size() ? nullptr : find(under->lower);
+    return under;
+}
+
 const Link* LinkTable::firstFrom(uint32_t index) const {
     const size_t at = place(index);
     return at < links_.size() ? links_[at].link.get() : nullptr;

@@ -71,6 +71,32 @@ TEST_F(LinkTableTest, KindsAreToldByHowTheLinkWasMadeOrWhatItCarries) {
     EXPECT_FALSE(link(2).hasDriver);
 }
 
+TEST_F(LinkTableTest, TheDriverIsThatOfWhatALinkLiesOn) {
+    struct Case {
+        const char* made;
+        uint32_t lies;    ///< IFLA_LINK
+        uint32_t driven;  ///< 0 for none
+    } const cases[] = {
+        {nullptr, 0, 1}, {"vlan", 1, 1},  {"vlan", 2, 1}, {"macvlan", 3, 1}, {"ipvlan", 1, 1},   {"veth", 1, 0},
+        {"vlan", 6, 0},  {"vlan", 99, 0}, {"dsa", 1, 9},  {"vlan", 9, 9},    {"macvlan", 12, 0}, {"macvtap", 11, 0},
+    };
+    int index = 0;
+    for (const Case& c : cases) {
+        LinkMessage message(++index, "x");
+        if (c.made != nullptr) message.kind(c.made);
+        message.value(IFLA_LINK, c.lies);
+        takes(message);
+    }
+    index = 0;
+    for (const Case& c : cases) {
+        const Link* driven = links.drivenUnder(link(static_cast<uint32_t>(++index)));
+        EXPECT_EQ(driven == nullptr ? 0 : driven->index, c.driven) << index;
+    }
+    LinkMessage foreign(2, "x");
+    takes(foreign.kind("vlan").value(IFLA_LINK, 1U).value(IFLA_LINK_NETNSID, 0));
+    EXPECT_EQ(links.drivenUnder(link(2)), nullptr);  // the link 1 of another namespace
+}
+
 TEST_F(LinkTableTest, TakesWhatAMessageTellsAndKeepsTheRest) {
     takes(LinkMessage(4, "br0").kind("bridge", 0x7000).octets(IFLA_ADDRESS, {2, 0, 0, 0, 0, 1}).value(IFLA_MTU, 1400U));
     takes(LinkMessage(9, "br0.5").kind("vlan").value(IFLA_LINK, 4U).text(IFLA_IFALIAS, "uplink"));
@@ -78,9 +104,9 @@ TEST_F(LinkTableTest, TakesWhatAMessageTellsAndKeepsTheRest) {
     EXPECT_EQ(link(4).bridgePriority, 0x7000U);
     EXPECT_EQ(link(4).mtu, 1400U);
     EXPECT_THAT(link(4).address, ElementsAre(2, 0, 0, 0, 0, 1));
-    EXPECT_EQ(link(9).parent, 4U);
+    EXPECT_EQ(link(9).lower, 4U);
     EXPECT_EQ(link(9).alias, "uplink");
-    EXPECT_EQ(link(5).parent, 0U);
+    EXPECT_EQ(link(5).lower, 0U);
     EXPECT_THAT(indexes(), ElementsAre(4, 5, 9));
 
     takes(LinkMessage(9, "renamed").kind("vlan").value(IFLA_LINK, 4U));
