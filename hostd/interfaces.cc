@@ -82,7 +82,7 @@ void Interfaces::listRow(uint32_t id, tn::message& row) const {
     row.insert_u32(interface::Status, link.status());
     row.insert_u32(interface::Mtu, link.mtu);
     if (link.countersAt != 0) {
-        row.insert_u32(interface::InDiscards, low(counters.rx_dropped));
+        row.insert_u32(interface::InDiscards, low(counters.rx_dropped + counters.rx_missed_errors));
         row.insert_u32(interface::OutDiscards, low(counters.tx_dropped));
         row.insert_u32(interface::InErrors, low(counters.rx_errors));
         row.insert_u32(interface::OutErrors, low(counters.tx_errors));

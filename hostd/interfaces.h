@@ -73,7 +73,7 @@ constexpr tn::u32_id Status{0x10003};       // link_status      ifi_flags: IFF_U
 constexpr tn::string_id Name{0x10006};      //                  IFLA_IFNAME
 constexpr tn::bool_id Running{0x1000e};     //                  IFF_RUNNING; absent when not
 constexpr tn::u32_id Mtu{0x10064};          // octets           IFLA_MTU
-constexpr tn::u32_id InDiscards{0x100f8};   // packets          rx_dropped of rtnl_link_stats64
+constexpr tn::u32_id InDiscards{0x100f8};   // packets          rx_dropped, rx_missed_errors (rtnl_link_stats64)
 constexpr tn::u32_id OutDiscards{0x100f9};  // packets         tx_dropped
 constexpr tn::u32_id InErrors{0x100fa};     // packets          rx_errors
 constexpr tn::u32_id OutErrors{0x100fb};    // packets          tx_errors

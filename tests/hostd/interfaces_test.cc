@@ -190,6 +190,8 @@ TEST_F(InterfacesTest, ARowHasWhatIsKnownAndNothingElse) {
     counters.tx_bytes = 30;
     counters.rx_errors = 0x1'0000'0007;
     counters.collisions = 3;
+    counters.rx_dropped = 5;
+    counters.rx_missed_errors = 6;
     takes(LinkMessage(7, "veth0", kUp)
               .kind("veth")
               .counters(counters)
@@ -207,6 +209,7 @@ TEST_F(InterfacesTest, ARowHasWhatIsKnownAndNothingElse) {
     EXPECT_EQ(up.get_u64(interface::InOctets), 0x1'0000'0002U);
     EXPECT_EQ(up.get_u64(interface::InUnicast), 20U);
     EXPECT_EQ(up.get_u32(interface::InErrors), 7U);
+    EXPECT_EQ(up.get_u32(interface::InDiscards), 11U);
     EXPECT_EQ(up.get_u64(1130), 3U);
     EXPECT_EQ(up.get_u64(1162), 0x1'0000'0002U);
     EXPECT_FALSE(up.has(tn::u64_id(1116)));  // the device keeps no such count
