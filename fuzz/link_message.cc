@@ -1,4 +1,7 @@
-// A packet of netlink messages about links: whatever it holds, the table stays in order and in bounds.
+// A packet of netlink messages about links, and the names of drivers' counters: whatever it holds, the table stays in
+// order and in bounds.
+#include <linux/ethtool.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -20,6 +23,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         links.take(message, 1);
         hostd::readDriverAnswer(message, driver);
     });
+    // The same octets as names of counters.
+    const std::vector<uint64_t> values(size / ETH_GSTRING_LEN, 1);
+    hostd::readNamedCounters({reinterpret_cast<const char*>(packet.data()), values.size() * ETH_GSTRING_LEN}, values,
+                             driver.counters);
     uint32_t last = 0;
     for (const auto* link = links.firstFrom(0); link != nullptr; link = links.firstFrom(last + 1)) {
         if (link->index <= last || links.find(link->index) != link || link->address.size() > 32) std::abort();

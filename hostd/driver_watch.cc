@@ -2,25 +2,26 @@
 
 #include <utility>
 
-#include "tn/looper.h"
-#include "tn/sources.h"
-
 namespace hostd {
 
-DriverWatch::DriverWatch()
-    : background_(
-          "interface drivers",
-          [work = work_] {
-              std::unique_lock lock(work->mutex);
-              const std::vector<uint32_t> indexes = work->indexes;
-              const uint64_t now = work->now;
-              lock.unlock();
-              return readDrivers(indexes, now);
-          },
-          kMaxAge, kPatience) {}
+DriverWatch::DriverWatch(DriverSource source)
+    : watch_(
+          "interface drivers", [work = work_, source = std::move(source)] { return read(*work, source); }, kMaxAge,
+          kPatience) {}
 
-DriverWatch::~DriverWatch() {
-    if (tn::Looper* looper = tn::getLooper(); looper != nullptr && timer_ != 0) looper->removeTimer(timer_);
+DriverReadings DriverWatch::read(Work& work, const DriverSource& source) {
+    std::unique_lock lock(work.mutex);
+    const std::vector<uint32_t> indexes = work.indexes;
+    lock.unlock();
+    DriverReadings readings = source(indexes);
+    for (auto& [index, reading] : readings) {
+        const auto before = work.last.find(index);
+        if (reading.areCounted || before == work.last.end()) continue;
+        reading.counters = before->second.counters;
+        reading.areCounted = before->second.areCounted;
+    }
+    work.last = readings;
+    return readings;
 }
 
 void DriverWatch::setInterfaces(std::vector<uint32_t> indexes) {
@@ -30,45 +31,31 @@ void DriverWatch::setInterfaces(std::vector<uint32_t> indexes) {
     work_->indexes = std::move(indexes);
 }
 
-void DriverWatch::ask(uint64_t now) {
-    asked_ = now;
+void DriverWatch::readFirst() {
     if (!hasInterfaces_) return;
-    look(now);
-    if (timer_ == 0) keepLooking();
+    watch_.readFirst(Watch<DriverReadings>::kFirstWait);
+    ask();
 }
 
-void DriverWatch::look(uint64_t now) {
-    {
-        const std::lock_guard lock(work_->mutex);
-        work_->now = now;
-    }
-    looked_ = now;
-    readings_ = background_.latest(now);
+void DriverWatch::ask() {
+    if (!hasInterfaces_) return;
+    if (auto latest = watch_.ask()) readings_ = std::move(latest);
 }
 
-void DriverWatch::keepLooking() {
-    tn::Looper* looper = tn::getLooper();
-    if (looper == nullptr) return;
-    const auto due = [this] {
-        timer_ = 0;
-        const uint64_t now = tn::getMilliseconds();
-        if (!hasInterfaces_ || now - asked_ >= kLinger) return;
-        look(now);
-        keepLooking();
-    };
-    timer_ = looper->addTimer(due, kMaxAge);
+const DriverReading* DriverWatch::find(uint32_t index) const {
+    if (!readings_) return nullptr;
+    const auto found = readings_->find(index);
+    return found == readings_->end() ? nullptr : &found->second;
 }
 
 std::optional<uint32_t> DriverWatch::speed(uint32_t index) const {
-    if (!readings_) return {};
-    const auto found = readings_->links.find(index);
-    return found == readings_->links.end() ? std::nullopt : found->second.speed;
+    const DriverReading* reading = find(index);
+    return reading == nullptr ? std::nullopt : reading->speed;
 }
 
 const DriverCounters* DriverWatch::counters(uint32_t index) const {
-    if (!readings_ || looked_ - readings_->at >= kTooOld) return nullptr;
-    const auto found = readings_->links.find(index);
-    return found == readings_->links.end() ? nullptr : &found->second.counters;
+    const DriverReading* reading = find(index);
+    return reading == nullptr || !reading->areCounted ? nullptr : &reading->counters;
 }
 
 }  // namespace hostd

@@ -1,40 +1,43 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <span>
 #include <vector>
 
-#include "hostd/background.h"
 #include "hostd/ethtool.h"
-#include "tn/thin_runner.h"
+#include "hostd/watch.h"
 
 namespace hostd {
 
-/// What the drivers of some interfaces tell, read on a helper thread: once a second as long as somebody asks, and for
-/// kLinger after that, so that a poller that comes every few minutes finds it fresh. With no interfaces nothing is
-/// read.
+/// Asks the drivers of these interfaces, and may block.
+using DriverSource = std::function<DriverReadings(std::span<const uint32_t> indexes)>;
+
+/// What the drivers of some interfaces tell, read on a helper thread: once a second as long as somebody asks, and now
+/// and then for good, so that a poller that comes once an hour finds it fresh. With no interfaces nothing is read.
+///
+/// Counters never go back to nothing because a driver hangs or doesn't answer: what it told last stays.
 class DriverWatch {
   public:
     static constexpr uint64_t kMaxAge = 1000;      ///< ms
-    static constexpr uint64_t kLinger = 600'000;   ///< ms
-    static constexpr uint64_t kTooOld = 10'000;    ///< ms, of counters; a speed is the last known one
     static constexpr uint64_t kPatience = 10'000;  ///< ms after which a driver counts as stuck
     static constexpr size_t kMost = 256;           ///< interfaces
 
-    DriverWatch();
-    ~DriverWatch();
-    DriverWatch(const DriverWatch&) = delete;
-    DriverWatch& operator=(const DriverWatch&) = delete;
+    explicit DriverWatch(DriverSource source = readDrivers);
 
     /// The interfaces to read from now on; past kMost the others are left out.
     void setInterfaces(std::vector<uint32_t> indexes);
+    /// Starts the first reading and waits for it, at most 200 ms.
+    void readFirst();
     /// Somebody asks: takes what was read last, and has it read again when that is due.
-    void ask(uint64_t now);
+    void ask();
 
     /// Mbit/s; nothing when it isn't known.
     [[nodiscard]] std::optional<uint32_t> speed(uint32_t index) const;
-    /// nullptr when there are none, or none that are fresh.
+    /// nullptr when the driver has never told them.
     [[nodiscard]] const DriverCounters* counters(uint32_t index) const;
 
   private:
@@ -42,18 +45,15 @@ class DriverWatch {
     struct Work {
         std::mutex mutex;
         std::vector<uint32_t> indexes;
-        uint64_t now = 0;
+        DriverReadings last;  ///< the helper thread's
     };
-    void look(uint64_t now);
-    void keepLooking();
+    static DriverReadings read(Work& work, const DriverSource& source);
+    [[nodiscard]] const DriverReading* find(uint32_t index) const;
 
     std::shared_ptr<Work> work_ = std::make_shared<Work>();
-    Background<DriverReadings> background_;
+    Watch<DriverReadings> watch_;
     std::shared_ptr<const DriverReadings> readings_;
     bool hasInterfaces_ = false;
-    uint64_t asked_ = 0;
-    uint64_t looked_ = 0;
-    tn::ThinRunner::TimerId timer_ = 0;
 };
 
 }  // namespace hostd

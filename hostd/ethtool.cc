@@ -3,7 +3,14 @@
 #include <linux/ethtool.h>
 #include <linux/ethtool_netlink.h>
 #include <linux/genetlink.h>
+#include <linux/sockios.h>
+#include <net/if.h>
+#include <sys/ioctl.h>
 
+#include <cerrno>
+#include <vector>
+
+#include "hostd/driver_names.h"
 #include "hostd/netlink.h"
 
 namespace hostd {
@@ -13,6 +20,8 @@ namespace {
 constexpr uint32_t kSpeedUnknown = UINT32_MAX;  // SPEED_UNKNOWN
 constexpr uint32_t kGroups =
     1U << ETHTOOL_STATS_ETH_PHY | 1U << ETHTOOL_STATS_ETH_MAC | 1U << ETHTOOL_STATS_ETH_CTRL | 1U << ETHTOOL_STATS_RMON;
+
+constexpr size_t kMostNamed = 8192;  // counters of one driver by names of its own
 
 DriverGroup groupOf(uint32_t id) {
     switch (id) {
@@ -82,7 +91,8 @@ uint16_t findFamily(NetlinkSocket& socket) {
     return family;
 }
 
-void ask(NetlinkSocket& socket, uint16_t family, uint8_t command, uint32_t index, DriverReading& reading) {
+/// False when the driver hasn't answered; one that doesn't know the question has.
+bool ask(NetlinkSocket& socket, uint16_t family, uint8_t command, uint32_t index, DriverReading& reading) {
     const bool isStats = command == ETHTOOL_MSG_STATS_GET;
     NetlinkRequests requests;
     auto& header = requests.add<genlmsghdr>(family, NLM_F_ACK);
@@ -101,25 +111,71 @@ void ask(NetlinkSocket& socket, uint16_t family, uint8_t command, uint32_t index
         mnl_attr_nest_end(request, groups);
     }
     requests.finish();
-    if (!socket.send(requests)) return;
-    // A driver that doesn't know the question refuses it: nothing is told then.
-    (void)socket.takeAnswer([&](const nlmsghdr& message) { readDriverAnswer(message, reading); });
+    if (!socket.send(requests)) return false;
+    return socket.takeAnswer([&](const nlmsghdr& message) { readDriverAnswer(message, reading); }) ||
+           errno == EOPNOTSUPP;
+}
+
+/// Asks a driver in the old way, with a structure that begins with the command.
+bool ask(int fd, ifreq& device, void* question) {
+    device.ifr_data = static_cast<char*>(question);
+    return ::ioctl(fd, SIOCETHTOOL, &device) == 0;
+}
+
+/// Asks for the counters that a driver has by names of its own. False when it hasn't answered.
+bool askNamed(int fd, uint32_t index, DriverCounters& counters) {
+    ifreq device{};
+    device.ifr_ifindex = static_cast<int>(index);
+    if (::ioctl(fd, SIOCGIFNAME, &device) != 0) return false;
+    ethtool_drvinfo info{};
+    info.cmd = ETHTOOL_GDRVINFO;
+    if (!ask(fd, device, &info)) return errno == EOPNOTSUPP;
+    const size_t count = info.n_stats;
+    if (count == 0 || count > kMostNamed) return true;
+
+    // The kernel writes as many as the driver has by then, whatever the room for them: more when queues are added now.
+    const size_t room = 2 * count + 1024;
+    std::vector<uint64_t> strings((sizeof(ethtool_gstrings) + room * ETH_GSTRING_LEN) / sizeof(uint64_t) + 1);
+    std::vector<uint64_t> numbers(sizeof(ethtool_stats) / sizeof(uint64_t) + room);
+    auto* names = reinterpret_cast<ethtool_gstrings*>(strings.data());
+    names->cmd = ETHTOOL_GSTRINGS;
+    names->string_set = ETH_SS_STATS;
+    names->len = info.n_stats;
+    auto* values = reinterpret_cast<ethtool_stats*>(numbers.data());
+    values->cmd = ETHTOOL_GSTATS;
+    values->n_stats = info.n_stats;
+    if (!ask(fd, device, names) || !ask(fd, device, values)) return false;
+    if (names->len != count || values->n_stats != count) return false;
+    readNamedCounters({reinterpret_cast<const char*>(names + 1), count * ETH_GSTRING_LEN},
+                      {reinterpret_cast<const uint64_t*>(values + 1), count}, counters);
+    return true;
 }
 
 }  // namespace
 
-DriverReadings readDrivers(std::span<const uint32_t> indexes, uint64_t now) {
-    DriverReadings readings{now, {}};
+DriverReadings readDrivers(std::span<const uint32_t> indexes) {
+    DriverReadings readings;
+    for (const uint32_t index : indexes) readings[index] = {};
     NetlinkSocket socket;
     if (!socket.open(NETLINK_GENERIC, 0)) return readings;
     const uint16_t family = findFamily(socket);
     if (family == 0) return readings;
-    for (const uint32_t index : indexes) {
-        DriverReading& reading = readings.links[index];
-        ask(socket, family, ETHTOOL_MSG_LINKMODES_GET, index, reading);
-        ask(socket, family, ETHTOOL_MSG_STATS_GET, index, reading);
+    for (auto& [index, reading] : readings) {
+        (void)ask(socket, family, ETHTOOL_MSG_LINKMODES_GET, index, reading);
+        reading.areCounted = ask(socket, family, ETHTOOL_MSG_STATS_GET, index, reading);
+        if (reading.areCounted && !reading.counters.isAnyKept())
+            reading.areCounted = askNamed(socket.fd(), index, reading.counters);
     }
     return readings;
+}
+
+void readNamedCounters(std::span<const char> names, std::span<const uint64_t> values, DriverCounters& counters) {
+    for (const uint64_t value : values) {
+        const char* name = names.data();
+        const auto counter = counterNamed({name, ::strnlen(name, ETH_GSTRING_LEN)});
+        names = names.subspan(ETH_GSTRING_LEN);
+        if (counter) counters.add(counter->group, counter->number, value);
+    }
 }
 
 void readDriverAnswer(const nlmsghdr& message, DriverReading& reading) {

@@ -9,6 +9,8 @@ void DriverCounters::add(DriverGroup group, uint32_t number, uint64_t value) {
         kCounters, [&](const InterfaceCounter& known) { return known.group == group && known.number == number; });
     if (counter == kCounters.end() || group == DriverGroup::None) return;
     const auto at = static_cast<size_t>(counter - kCounters.begin());
+    const bool isRange = group == DriverGroup::RxSizes || group == DriverGroup::TxSizes;
+    if (kept_[at] && !isRange) return;
     values_[at] += value;
     kept_[at] = true;
 }
@@ -19,34 +21,15 @@ uint32_t sizeClass(uint32_t lowerBound) {
     return static_cast<uint32_t>(std::ranges::upper_bound(kLowest, lowerBound) - kLowest.begin() - 1);
 }
 
-namespace {
-
-constexpr size_t kKernelCount = static_cast<size_t>(
-    std::ranges::count_if(kCounters, [](const InterfaceCounter& counter) { return counter.kernel != nullptr; }));
-
-/// Those of the kernel alone: most interfaces have no others, and are told of often.
-constexpr auto kKernelCounters = [] {
-    std::array<InterfaceCounter, kKernelCount> found{};
-    std::ranges::copy_if(kCounters, found.begin(), [](const InterfaceCounter& c) { return c.kernel != nullptr; });
-    return found;
-}();
-
-void insertKernel(tn::message& row, const rtnl_link_stats64& kernel, const InterfaceCounter& counter) {
-    if (const uint64_t value = kernel.*counter.kernel; value != 0) row.insert_u64(counter.field, value);
-}
-
-}  // namespace
-
 void insertCounters(tn::message& row, const rtnl_link_stats64& kernel, const DriverCounters* driver) {
-    if (driver == nullptr) {
-        for (const InterfaceCounter& counter : kKernelCounters) insertKernel(row, kernel, counter);
-        return;
-    }
     for (size_t i = 0; i < kCounters.size(); ++i) {
-        if (kCounters[i].kernel != nullptr)
-            insertKernel(row, kernel, kCounters[i]);
-        else if (driver->isKept(i))
-            row.insert_u64(kCounters[i].field, driver->value(i));
+        const InterfaceCounter& counter = kCounters[i];
+        const bool isKernels = counter.group == DriverGroup::None;
+        if (!isKernels && driver == nullptr) continue;
+        if (!isKernels && driver->isKept(i))
+            row.insert_u64(counter.field, driver->value(i));
+        else if (counter.kernel != nullptr && kernel.*counter.kernel != 0)
+            row.insert_u64(counter.field, kernel.*counter.kernel);
     }
 }
 

@@ -20,16 +20,18 @@ constexpr size_t kSizeClasses = 7;
 struct InterfaceCounter {
     uint16_t field;
     const char* name;
-    __u64 rtnl_link_stats64::*kernel;  ///< nullptr: the driver's
-    DriverGroup group;
-    unsigned number;  ///< within the group
+    __u64 rtnl_link_stats64::*kernel;  ///< nullptr: the driver alone counts it
+    DriverGroup group;                 ///< None: the kernel alone does
+    unsigned number;                   ///< within the group
 };
 
 constexpr InterfaceCounter kernel(uint16_t field, const char* name, __u64 rtnl_link_stats64::*place) {
     return {field, name, place, DriverGroup::None, 0};
 }
-constexpr InterfaceCounter driver(uint16_t field, const char* name, DriverGroup group, unsigned number) {
-    return {field, name, nullptr, group, number};
+/// @param equal  the kernel's count of the same, for drivers that don't keep it
+constexpr InterfaceCounter driver(uint16_t field, const char* name, DriverGroup group, unsigned number,
+                                  __u64 rtnl_link_stats64::*equal = nullptr) {
+    return {field, name, equal, group, number};
 }
 
 constexpr uint16_t kFirstCounter = 1100;
@@ -37,10 +39,13 @@ constexpr uint16_t kFirstCounter = 1100;
 /// Every counter, in ascending order of its field. docs/interface-counters.md says the same by column.
 constexpr std::array kCounters = {
     driver(1100, "broadcast frames received", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_22_RX_BCAST),
-    driver(1101, "multicast frames received", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_21_RX_MCAST),
+    driver(1101, "multicast frames received", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_21_RX_MCAST,
+           &rtnl_link_stats64::multicast),
     kernel(1102, "multicast packets received, by the kernel's count", &rtnl_link_stats64::multicast),
-    driver(1103, "frame check sequence errors", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_6_FCS_ERR),
-    driver(1104, "alignment errors", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_7_ALIGN_ERR),
+    driver(1103, "frame check sequence errors", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_6_FCS_ERR,
+           &rtnl_link_stats64::rx_crc_errors),
+    driver(1104, "alignment errors", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_7_ALIGN_ERR,
+           &rtnl_link_stats64::rx_frame_errors),
     driver(1105, "undersize frames received", DriverGroup::Rmon, ETHTOOL_A_STATS_RMON_UNDERSIZE),
     driver(1106, "fragments received", DriverGroup::Rmon, ETHTOOL_A_STATS_RMON_FRAG),
     driver(1107, "frames received of up to 64 octets", DriverGroup::RxSizes, 0),
@@ -52,7 +57,8 @@ constexpr std::array kCounters = {
     driver(1113, "frames received of more octets", DriverGroup::RxSizes, 6),
     driver(1114, "oversize frames received", DriverGroup::Rmon, ETHTOOL_A_STATS_RMON_OVERSIZE),
     driver(1115, "jabbers received", DriverGroup::Rmon, ETHTOOL_A_STATS_RMON_JABBER),
-    driver(1116, "octets received", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_14_RX_BYTES),
+    driver(1116, "octets received", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_14_RX_BYTES,
+           &rtnl_link_stats64::rx_bytes),
     driver(1117, "broadcast frames sent", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_19_TX_BCAST),
     driver(1118, "multicast frames sent", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_18_TX_MCAST),
     driver(1119, "MAC control frames sent", DriverGroup::Control, ETHTOOL_A_STATS_ETH_CTRL_3_TX),
@@ -65,12 +71,14 @@ constexpr std::array kCounters = {
     driver(1126, "frames sent of 1024 to about 1518 octets", DriverGroup::TxSizes, 5),
     driver(1127, "frames sent of more octets", DriverGroup::TxSizes, 6),
     kernel(1128, "packets dropped before they were sent", &rtnl_link_stats64::tx_dropped),
-    driver(1129, "octets sent", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_8_TX_BYTES),
+    driver(1129, "octets sent", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_8_TX_BYTES, &rtnl_link_stats64::tx_bytes),
     kernel(1130, "collisions", &rtnl_link_stats64::collisions),
     driver(1131, "frames sent after one collision", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_3_SINGLE_COL),
     driver(1132, "frames sent after several collisions", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_4_MULTI_COL),
-    driver(1133, "late collisions", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_10_LATE_COL),
-    driver(1134, "frames given up after too many collisions", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_11_XS_COL),
+    driver(1133, "late collisions", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_10_LATE_COL,
+           &rtnl_link_stats64::tx_window_errors),
+    driver(1134, "frames given up after too many collisions", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_11_XS_COL,
+           &rtnl_link_stats64::tx_aborted_errors),
     driver(1135, "deferred frames", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_9_TX_DEFER),
     driver(1136, "frames deferred too long", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_20_XS_DEFER),
     kernel(1137, "receive errors: length", &rtnl_link_stats64::rx_length_errors),
@@ -80,7 +88,7 @@ constexpr std::array kCounters = {
     kernel(1141, "packets missed for want of buffers", &rtnl_link_stats64::rx_missed_errors),
     kernel(1142, "packets nobody wanted", &rtnl_link_stats64::rx_nohandler),
     kernel(1143, "packets dropped as meant for another host", &rtnl_link_stats64::rx_otherhost_dropped),
-    driver(1144, "frames received", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_5_RX_PKT),
+    driver(1144, "frames received", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_5_RX_PKT, &rtnl_link_stats64::rx_packets),
     driver(1145, "in-range length errors", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_23_IR_LEN_ERR),
     driver(1146, "out-of-range length fields", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_24_OOR_LEN),
     driver(1147, "frames received that were too long", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_25_TOO_LONG_ERR),
@@ -88,9 +96,10 @@ constexpr std::array kCounters = {
     driver(1149, "symbol errors during carrier", DriverGroup::Phy, ETHTOOL_A_STATS_ETH_PHY_5_SYM_ERR),
     driver(1150, "MAC control frames received", DriverGroup::Control, ETHTOOL_A_STATS_ETH_CTRL_4_RX),
     driver(1151, "unsupported MAC control opcodes received", DriverGroup::Control, ETHTOOL_A_STATS_ETH_CTRL_5_RX_UNSUP),
-    driver(1152, "frames sent", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_2_TX_PKT),
+    driver(1152, "frames sent", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_2_TX_PKT, &rtnl_link_stats64::tx_packets),
     driver(1153, "frames lost inside the device on sending", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_12_TX_INT_ERR),
-    driver(1154, "carrier sense errors", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_13_CS_ERR),
+    driver(1154, "carrier sense errors", DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_13_CS_ERR,
+           &rtnl_link_stats64::tx_carrier_errors),
     kernel(1155, "send errors: aborted", &rtnl_link_stats64::tx_aborted_errors),
     kernel(1156, "send errors: carrier", &rtnl_link_stats64::tx_carrier_errors),
     kernel(1157, "send errors: heartbeat", &rtnl_link_stats64::tx_heartbeat_errors),
@@ -113,8 +122,10 @@ static_assert(kCounters.size() == 65 && areConsecutive());
 /// What a driver has told of its counters.
 class DriverCounters {
   public:
-    /// Adds to a counter, which is thereby kept. Numbers that no counter has are passed over.
+    /// Takes a counter, which is thereby kept: of several values the first one, and the sum of those of frame sizes.
+    /// Numbers that no counter has are passed over.
     void add(DriverGroup group, uint32_t number, uint64_t value);
+    [[nodiscard]] bool isAnyKept() const { return kept_.any(); }
     [[nodiscard]] bool isKept(size_t counter) const { return kept_[counter]; }
     [[nodiscard]] uint64_t value(size_t counter) const { return values_[counter]; }
 
@@ -126,8 +137,10 @@ class DriverCounters {
 /// The size class of a driver's range of frame sizes, by its lower bound in octets.
 [[nodiscard]] uint32_t sizeClass(uint32_t lowerBound);
 
-/// Puts the counters into a row: the kernel's that aren't 0, the driver's that it keeps.
-/// @param driver  nullptr when there are none
+/// Puts the counters into a row: the driver's that it keeps, the kernel's that aren't 0.
+/// @param driver  nullptr when it hasn't told yet: its counters are absent then, since the kernel's equals differ
+/// enough
+///                from them to look like a jump
 void insertCounters(tn::message& row, const rtnl_link_stats64& kernel, const DriverCounters* driver);
 
 }  // namespace hostd

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "tn/looper.h"
 #include "tn/sources.h"
@@ -21,14 +22,15 @@ uint32_t low(uint64_t value) { return static_cast<uint32_t>(value); }
 
 }  // namespace
 
-Interfaces::Interfaces(const std::string& sysfs)
+Interfaces::Interfaces(const std::string& sysfs, DriverSource drivers)
     : news_([this](uint32_t id, const std::string& name, uint32_t status) { tell(id, name, status); }),
       links_([sysfs](const std::string& name) { return isRadio(sysfs, name); },
              [this](const Link& link, uint32_t before, uint32_t status) {
                  news_.changed(link, before, status, tn::getMilliseconds());
                  tellLastingLater();
              }),
-      monitor_(links_) {
+      monitor_(links_),
+      drivers_(std::move(drivers)) {
     policySet().add_policy(interface::kList, tn::right::Reading);
     policySet().add_policy(interface::kSpeed, tn::right::Reading);
 }
@@ -40,7 +42,7 @@ Interfaces::~Interfaces() {
 void Interfaces::loadPermData() {
     monitor_.start();
     refresh();
-    drivers_.ask(tn::getMilliseconds());
+    drivers_.readFirst();
 }
 
 void Interfaces::refresh() {
@@ -61,7 +63,7 @@ void Interfaces::take(const nlmsghdr& message) { links_.take(message, tn::getMil
 void Interfaces::refreshIds(std::span<const uint32_t> ids) {
     const uint64_t now = tn::getMilliseconds();
     monitor_.refreshCounters(ids, now, kMaxAge);
-    drivers_.ask(now);
+    drivers_.ask();
 }
 
 std::optional<uint32_t> Interfaces::firstFrom(uint32_t id) const {
@@ -86,7 +88,8 @@ void Interfaces::listRow(uint32_t id, tn::message& row) const {
         row.insert_u32(interface::OutDiscards, low(counters.tx_dropped));
         row.insert_u32(interface::InErrors, low(counters.rx_errors));
         row.insert_u32(interface::OutErrors, low(counters.tx_errors));
-        insertCounters(row, counters, drivers_.counters(id));
+        static const DriverCounters kNone;
+        insertCounters(row, counters, link.hasDriver ? drivers_.counters(id) : &kNone);
         row.insert_u64(interface::InOctets, counters.rx_bytes);
         row.insert_u64(interface::OutOctets, counters.tx_bytes);
         row.insert_u64(interface::InUnicast, counters.rx_packets);
@@ -122,7 +125,7 @@ tn::message Interfaces::speedOf(const tn::message& request) {
     tn::message reply;
     const Link* driven = links_.drivenUnder(*link);
     if (driven == nullptr) return reply;
-    drivers_.ask(tn::getMilliseconds());
+    drivers_.ask();
     switch (drivers_.speed(driven->index).value_or(0)) {
         case 10:
             reply.insert_u32(interface::SpeedClass, 1);

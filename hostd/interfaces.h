@@ -20,7 +20,8 @@ class Interfaces : public IdTable {
     static constexpr uint64_t kMaxAge = 250;  ///< ms, of the kernel's counters
 
     /// @param sysfs  the kernel's tree of devices ("/sys"): tells which of them are radios
-    explicit Interfaces(const std::string& sysfs);
+    /// @param drivers  for tests
+    explicit Interfaces(const std::string& sysfs, DriverSource drivers = readDrivers);
     ~Interfaces() override;
 
     void loadPermData() override;

@@ -3,7 +3,6 @@
 #include <linux/netlink.h>
 
 #include <cstdint>
-#include <ranges>
 #include <set>
 #include <unordered_map>
 #include <utility>
@@ -29,9 +28,12 @@ class NexthopTable {
     /// Gives a route that goes through an object the next hops that it has now, unless the kernel told them itself. One
     /// whose object isn't known has none that packets can take.
     void resolve(Route& route) const;
-    /// The groups that an object is in, each as the pair of the object's id and the group's.
-    [[nodiscard]] auto groupsOf(uint32_t id) const {
-        return std::ranges::subrange(members_.lower_bound({id, 0}), members_.upper_bound({id, UINT32_MAX}));
+    /// Whether the condition holds for the id of one of the groups that an object is in.
+    template <class Condition>
+    [[nodiscard]] bool anyGroupOf(uint32_t id, const Condition& holds) const {
+        for (auto at = members_.lower_bound({id, 0}); at != members_.end() && at->first == id; ++at)
+            if (holds(at->second)) return true;
+        return false;
     }
 
   private:

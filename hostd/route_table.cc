@@ -56,9 +56,8 @@ bool RouteTable::read(const nlmsghdr& message) {
 }
 
 bool RouteTable::usesNexthop(uint32_t id) const {
-    return byNexthop_.contains(id) || std::ranges::any_of(nexthops_.groupsOf(id), [this](const auto& memberAndGroup) {
-               return byNexthop_.contains(memberAndGroup.second);
-           });
+    const auto isUsed = [this](uint32_t one) { return byNexthop_.contains(one); };
+    return isUsed(id) || nexthops_.anyGroupOf(id, isUsed);
 }
 
 void RouteTable::take(const nlmsghdr& message) {

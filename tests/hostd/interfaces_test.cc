@@ -8,6 +8,7 @@
 
 #include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
+#include "tests/hostd/led_source.h"
 #include "tests/hostd/link_messages.h"
 
 namespace hostd {
@@ -212,7 +213,8 @@ TEST_F(InterfacesTest, ARowHasWhatIsKnownAndNothingElse) {
     EXPECT_EQ(up.get_u32(interface::InDiscards), 11U);
     EXPECT_EQ(up.get_u64(1130), 3U);
     EXPECT_EQ(up.get_u64(1162), 0x1'0000'0002U);
-    EXPECT_FALSE(up.has(tn::u64_id(1116)));  // the device keeps no such count
+    EXPECT_EQ(up.get_u64(1116), 0x1'0000'0002U);  // nor has the device another count
+    EXPECT_FALSE(up.has(tn::u64_id(1115)));
     EXPECT_EQ(up.get_raw(interface::Mac), (std::vector<uint8_t>{2, 0, 0, 0, 0, 7}));
     const tn::message& down = items[1];
     EXPECT_TRUE(down.get_bool(field::Disabled));
@@ -233,6 +235,38 @@ TEST_F(InterfacesTest, ReadersMayListAskForSpeedsAndNothingMore) {
     EXPECT_TRUE(tn::isError(asks(interface::kSpeed, 5000)));
     EXPECT_TRUE(tn::isError(asks(tn::cmd::Set, 5)));
     EXPECT_FALSE(tn::isError(asks(tn::cmd::Set, 5, tn::right::Write)));
+}
+
+TEST_F(InterfacesTest, SpeedAndCountersAreTheDrivers) {
+    Interfaces driven("/nowhere", [](std::span<const uint32_t> indexes) {
+        DriverReadings readings;
+        for (const uint32_t index : indexes) readings[index] = {.speed = 1000, .counters = {}, .areCounted = true};
+        readings[1].counters.add(DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_14_RX_BYTES, 7);
+        return readings;
+    });
+    struct Case {
+        const char* made;
+        uint32_t lies, speedClass;
+    } const cases[] = {{nullptr, 0, 3},   {"vlan", 1, 3}, {"vlan", 2, 3},
+                       {"macvlan", 1, 3}, {"veth", 1, 0}, {"dsa", 1, 3}};
+    rtnl_link_stats64 counters{};
+    counters.rx_bytes = 8;
+    int index = 0;
+    for (const Case& c : cases) {
+        LinkMessage message(++index, "x", kUp);
+        if (c.made != nullptr) message.kind(c.made);
+        message.value(IFLA_LINK, c.lies);
+        driven.take(message.counters(counters).message());
+    }
+    const auto speed = [&](uint32_t id) {
+        return ask(driven, interface::kSpeed, of(id)).get_u32(interface::SpeedClass);
+    };
+    ASSERT_EQ(rowsOf(driven).size(), std::size(cases));  // which has the drivers read
+    ASSERT_TRUE(eventually([&] { return speed(1) == 3; }));
+    for (uint32_t id = 1; id <= std::size(cases); ++id) EXPECT_EQ(speed(id), cases[id - 1].speedClass) << id;
+    const auto rows = rowsOf(driven);
+    EXPECT_EQ(rows[0].get_u64(1116), 7U);
+    EXPECT_EQ(rows[1].get_u64(1116), 8U);
 }
 
 TEST_F(InterfacesTest, AFilterAsksForChangesOfStatusAndLeavesFlagsOut) {
@@ -293,6 +327,16 @@ TEST(DriverAnswer, GivesSpeedAndTheCountersThatAreKept) {
     EXPECT_EQ(row.get_u64(1121), 1U);
     EXPECT_EQ(row.get_u64(1127), 30U);
 
+    rtnl_link_stats64 kernel{};
+    kernel.rx_bytes = 7;
+    kernel.tx_bytes = 8;
+    tn::message silent, mixed;
+    insertCounters(silent, kernel, nullptr);
+    EXPECT_FALSE(silent.has(tn::u64_id(1116)));  // until the driver has told
+    insertCounters(mixed, kernel, &reading.counters);
+    EXPECT_EQ(mixed.get_u64(1116), 5U);
+    EXPECT_EQ(mixed.get_u64(1129), 8U);  // which the driver doesn't keep
+
     for (const auto& [told, speed] :
          {std::pair<uint32_t, std::optional<uint32_t>>(UINT32_MAX, std::nullopt), {1000, 1000}}) {
         DriverMessage modes(0, {.cmd = ETHTOOL_MSG_LINKMODES_GET_REPLY, .version = 1, .reserved = 0});
@@ -301,10 +345,78 @@ TEST(DriverAnswer, GivesSpeedAndTheCountersThatAreKept) {
     }
 }
 
-TEST(SizeClass, IsThatOfARangesLowerBound) {
-    const std::pair<uint32_t, uint32_t> cases[] = {{0, 0},   {64, 0},   {65, 1},   {127, 1},  {128, 2}, {256, 3},
-                                                   {512, 4}, {1024, 5}, {1519, 6}, {9217, 6}, {1025, 6}};
-    for (const auto& [low, expected] : cases) EXPECT_EQ(sizeClass(low), expected) << low;
+TEST(DriverNames, MeanTheSameCounterHoweverTheyAreSpelled) {
+    struct Case {
+        uint16_t field;
+        std::vector<const char*> names;
+    } const cases[] = {
+        {1100,
+         {"rx_broadcast", "rx_bcast_packets", "RxBroadcastPkts", "in_broadcasts", "port.rx_broadcast", "broadcast"}},
+        {1101, {"rx_multicast", "rx_mcast_packets", "rx_multicast_frames", "RxMulti"}},
+        {1103, {"rx_crc_errors", "rx_fcs_errors", "RxFCSErrs", "in_fcs_error"}},
+        {1107, {"rx_64_or_less_octet_packets", "port.rx_size_64", "rx_64_byte_frames", "RxPkts64Octets", "RxPktSz64"}},
+        {1108,
+         {"rx_65_to_127_octet_packets", "rx_size_127.nic", "rx_65_127_byte_frames", "RxPktSz65To127", "rx_65_127"}},
+        {1112, {"rx_1024_to_1522_octet_packets", "rx_size_1522", "RxPkts1024to1522Octets", "rx_1024_1518_byte_frames"}},
+        {1109, {"rx_128_to_255_byte_packets"}},
+        {1113, {"rx_1523_to_2047_octet_packets", "rx_size_big", "rx_greater_than_1518_byte_frames"}},
+        {1116, {"rx_bytes", "rx_octets", "in_good_octets"}},
+        {1127, {"tx_1523_to_9022_byte_packets", "tx_4096_to_8191_octet_packets"}},
+        {1131, {"tx_single_coll_ok", "tx_single_collisions", "TxSingleCollision", "single"}},
+        {1150, {"rx_mac_ctrl_rcvd"}},
+        {0,
+         {"", "rx", "rx_queue_0_packets", "rx0_bytes", "rx_64", "tx_crc_errors", "rx_deferred", "unicast", "64",
+          "rx_99999999999_to_1_octet_packets", "\xff\xfe"}},
+    };
+    const auto rowOf = [](const std::vector<const char*>& names) {
+        std::string octets;
+        std::vector<uint64_t> values;
+        for (const char* name : names) {
+            octets += name;
+            values.push_back(values.size() + 1);
+            octets.resize(values.size() * ETH_GSTRING_LEN);
+        }
+        DriverCounters counters;
+        readNamedCounters(octets, values, counters);
+        tn::message row;
+        insertCounters(row, {}, &counters);
+        return row;
+    };
+    for (const Case& c : cases)
+        for (const char* name : c.names) {
+            EXPECT_EQ(rowOf({name}).size(), c.field == 0 ? 0U : 1U) << name;
+            EXPECT_EQ(rowOf({name}).get_u64(c.field), c.field == 0 ? 0U : 1U) << name;
+        }
+    const tn::message row =
+        rowOf({"rx_octets", "rx_1523_to_2047_octet_packets", "rx_bytes", "rx_2048_to_4095_octet_packets"});
+    EXPECT_EQ(row.get_u64(1116), 1U);  // the first one told
+    EXPECT_EQ(row.get_u64(1113), 6U);  // ranges add up
+}
+
+TEST(DriverWatch, CountersStayHoweverLongNobodyAsksAndWhateverADriverFailsToTell) {
+    HandClock clock;
+    DriverReadings told{{3, {}}, {4, {}}};
+    told[3].counters.add(DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_14_RX_BYTES, 7);
+    told[3].areCounted = true;
+    LedSource<DriverReadings> source(told);
+    DriverWatch watch([read = source.reader()](std::span<const uint32_t>) { return read(); });
+    const auto areKept = [&] {
+        watch.ask();
+        return watch.counters(3) != nullptr && watch.counters(3)->isAnyKept();
+    };
+    watch.setInterfaces({3, 4});
+    watch.readFirst();
+    ASSERT_TRUE(eventually(areKept));
+    EXPECT_EQ(watch.counters(4), nullptr);  // which has never told
+    source.gives({{3, {}}, {4, {}}});       // as after a time-out
+    for (int i = 0; i < 3; ++i) {
+        const int before = source.readings();
+        clock.milliseconds += 3'600'000;
+        EXPECT_TRUE(areKept());
+        EXPECT_TRUE(eventually([&] { return areKept() && source.readings() > before; }));
+    }
+    const auto hanging = source.hangs();
+    for (int i = 0; i < 3; ++i, clock.milliseconds += 3'600'000) EXPECT_TRUE(areKept());
 }
 
 }  // namespace hostd

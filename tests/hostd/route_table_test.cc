@@ -176,7 +176,7 @@ TEST_F(RouteTableTest, RoutesThroughNexthopObjectsHaveTheHopsBehindThem) {
     EXPECT_THAT(rows(),
                 ElementsAre("10.1.0.0/16 10.0.3.2 dev 3", "10.2.0.0/16 10.0.2.2 dev 2", "10.2.0.0/16 10.0.3.2 dev 3",
                             "10.4.0.0/16 10.0.4.4 dev 4", "10.5.0.0/16 0.0.0.0 dev 0"));
-    for (const uint32_t used : {7, 8, 9, 70, 77}) EXPECT_TRUE(table.usesNexthop(used)) << used;
+    for (const uint32_t used : {7U, 8U, 9U, 70U, 77U}) EXPECT_TRUE(table.usesNexthop(used)) << used;
     EXPECT_FALSE(table.usesNexthop(10));
 
     // When an object changes its routes are to be listed anew; what is told meanwhile is newer than what is listed.
