@@ -9,9 +9,9 @@
 #include <cstring>
 #include <ctime>
 
+#include "hostd/model.h"
 #include "hostd/processors.h"
 #include "hostd/sizes.h"
-#include "hostd/sysfs.h"
 #include "hostd/version.h"
 #include "tn/sources.h"
 
@@ -68,20 +68,9 @@ tn::message Identity::cmdSet(const tn::message&) {
 
 // ---- {24, 2}
 
-namespace {
-
-/// What the maker calls the machine: by its firmware, or by the device tree of boards that have none.
-std::string modelOf(const SystemInfo::Places& places) {
-    std::string model = readAttribute(places.sysfs + "/class/dmi/id/product_name");
-    if (model.empty()) model = readAttribute(places.proc + "/device-tree/model");
-    return model.substr(0, model.find('\0'));
-}
-
-}  // namespace
-
 SystemInfo::SystemInfo(const Places& places)
     : version_(versionText(readFile(places.osRelease))),
-      model_(modelOf(places)),
+      model_(readModel(places.sysfs, places.proc)),
       meminfo_(places.proc + "/meminfo"),
       stat_(places.proc + "/stat"),
       online_(places.sysfs + "/devices/system/cpu/online"),

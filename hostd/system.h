@@ -106,7 +106,7 @@ namespace system_info {
 constexpr tn::u32_id Uptime{1};       // s                clock_gettime(CLOCK_BOOTTIME)
 constexpr tn::u32_id MemoryTotal{2};  // KiB              PROC/meminfo, MemTotal
 constexpr tn::u32_id MemoryFree{3};   // KiB              PROC/meminfo, MemAvailable
-constexpr tn::string_id Model{4};     //                  SYSFS/class/dmi/id/product_name, or PROC/device-tree/model
+constexpr tn::string_id Model{4};     //                  SYSFS/class/dmi/id, or PROC/device-tree/model
 constexpr tn::u32_id Processors{6};   // online           SYSFS/devices/system/cpu/online
 constexpr tn::u32_id DiskTotal{10};   // KiB              statvfs(3) of each block device of PROC/self/mountinfo
 constexpr tn::u32_id DiskFree{11};    // KiB              the same

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "hostd/model.h"
 #include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
 #include "tests/hostd/led_source.h"
@@ -107,14 +108,43 @@ TEST_F(SystemInfoTest, LeavesOutWhatCannotBeHad) {
     EXPECT_TRUE(reply.has(tn::u32_id(1)));
     for (const uint32_t absent : {2U, 3U, 6U, 10U, 11U}) EXPECT_FALSE(reply.has(tn::u32_id(absent))) << absent;
     EXPECT_FALSE(reply.has(system_info::Model));
-    tree.write("proc/device-tree/model", std::string_view("Board 7\0", 8));  // a board without firmware tables
-    EXPECT_EQ(ask(*std::make_unique<SystemInfo>(places), tn::cmd::Get).get_string(4), "Board 7");
-    tree.remove("proc");
 
     tree.write("proc/meminfo", "MemTotal: 7 kB\n");  // a source that comes back is found again
     clock.milliseconds += SystemInfo::kMaxAge;
     EXPECT_EQ(ask(owner, tn::cmd::Get).get_u32(2), 7);
     EXPECT_FALSE(ask(owner, tn::cmd::Get).has(tn::u32_id(3)));
+}
+
+TEST(Model, IsTheMainBoardsWhereTheFirmwareNamesNoProduct) {
+    struct Case {
+        const char* product;
+        const char* vendor;
+        const char* boardVendor;
+        const char* board;
+        const char* expected;
+    } const cases[] = {
+        {"Router 9000", "Acme", "Acme", "X1", "Router 9000"},
+        {" 7X06 ", "Acme", "", "", "7X06"},
+        {"To be filled by O.E.M.", "Acme", "ASRock", "B450M Pro4 ", "ASRock B450M Pro4"},
+        {"SYSTEM PRODUCT NAME", "System manufacturer", "ASUSTeK COMPUTER INC.", "PRIME X570-P",
+         "ASUSTeK COMPUTER INC. PRIME X570-P"},
+        {"", "Supermicro", "Default string", "X11SSL", "Supermicro X11SSL"},
+        {"0000000", "", "", "X11SSL", "X11SSL"},
+        {"Default string", "Acme", "Acme", "Default string", "Device tree 7"},
+        {"", "", "", "", "Device tree 7"},
+    };
+    for (const Case& c : cases) {
+        const tn::TempTree tree;
+        const std::pair<const char*, const char*> files[] = {{"product_name", c.product},
+                                                             {"sys_vendor", c.vendor},
+                                                             {"board_vendor", c.boardVendor},
+                                                             {"board_name", c.board}};
+        for (const auto& [name, text] : files)
+            tree.write("class/dmi/id/" + std::string(name), std::string(text) + "\n");
+        tree.write("device-tree/model", std::string_view("Device tree 7\0", 14));
+        EXPECT_EQ(readModel(tree.path(), tree.path()), c.expected) << c.product;
+    }
+    EXPECT_EQ(readModel("/no/such", "/no/such"), "");
 }
 
 TEST_F(SystemInfoTest, PastThirtyTwoBitsUptimeGoesOnAndSizesKeepWhatIsUsed) {
