@@ -24,8 +24,8 @@ std::optional<uint64_t> takeNumber(std::string_view& line) {
 }  // namespace
 
 // "cpu3 user nice system idle iowait irq softirq steal guest guest_nice", in clock ticks
-void ProcessorLoads::update(std::string_view stat) {
-    std::map<uint32_t, Times> times;
+std::vector<ProcessorLoads::Times> ProcessorLoads::parse(std::string_view stat) {
+    std::vector<Times> all;
     while (!stat.empty()) {
         std::string_view line = stat.substr(0, stat.find('\n'));
         stat.remove_prefix(std::min(line.size() + 1, stat.size()));
@@ -38,24 +38,50 @@ void ProcessorLoads::update(std::string_view stat) {
         constexpr size_t kKinds = 8;
         constexpr size_t kIdle = 3;
         constexpr size_t kIoWait = 4;
-        Times now;
+        Times times{static_cast<uint32_t>(*number) + 1};
         for (size_t i = 0; i < kKinds; ++i) {
             const uint64_t ticks = takeNumber(line).value_or(0);
-            now.total += ticks;
-            if (i != kIdle && i != kIoWait) now.busy += ticks;
+            times.total += ticks;
+            if (i != kIdle && i != kIoWait) times.busy += ticks;
         }
-        times[static_cast<uint32_t>(*number) + 1] = now;
+        all.push_back(times);
     }
+    std::ranges::sort(all, {}, &Times::id);
+    return all;
+}
+
+ProcessorLoads::Times ProcessorLoads::startOfInterval(uint64_t now, uint32_t id) const {
+    Times start;  // of the machine
+    for (const Reading& reading : readings_) {
+        if (now - reading.at < kSpacing) break;
+        const auto found = std::ranges::lower_bound(reading.times, id, {}, &Times::id);
+        if (found == reading.times.end() || found->id != id) continue;
+        start = *found;
+        if (now - reading.at <= kOldest) break;
+    }
+    return start;
+}
+
+/// All before the latest that is old enough can't be needed any more.
+void ProcessorLoads::forget(uint64_t now) {
+    const auto isInside = [now](const Reading& reading) { return now - reading.at < kWindow; };
+    const auto inside = std::ranges::find_if(readings_, isInside);
+    if (inside - readings_.begin() > 1) readings_.erase(readings_.begin(), inside - 1);
+}
+
+void ProcessorLoads::update(uint64_t now, std::string_view stat) {
+    forget(now);
+    std::vector<Times> current = parse(stat);
     std::map<uint32_t, uint32_t> percent;
-    for (const auto& [id, now] : times) {
-        const Times before = times_.contains(id) ? times_[id] : Times();
-        const bool moved = now.total > before.total && now.busy >= before.busy;
-        const uint64_t total = now.total - before.total;
-        const uint64_t busy = std::min(now.busy - before.busy, total);
-        percent[id] = moved ? static_cast<uint32_t>((busy * 100 + total / 2) / total) : percent_[id];
+    for (const Times& times : current) {
+        const Times before = startOfInterval(now, times.id);
+        const bool moved = times.total > before.total && times.busy >= before.busy;
+        const uint64_t total = times.total - before.total;
+        const uint64_t busy = std::min(times.busy - before.busy, total);
+        percent[times.id] = moved ? static_cast<uint32_t>((busy * 100 + total / 2) / total) : percent_[times.id];
     }
-    times_ = std::move(times);
     percent_ = std::move(percent);
+    if (readings_.empty() || now - readings_.back().at >= kSpacing) readings_.push_back({now, std::move(current)});
 }
 
 }  // namespace hostd

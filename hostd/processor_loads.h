@@ -3,25 +3,44 @@
 #include <cstdint>
 #include <map>
 #include <string_view>
+#include <vector>
 
 namespace hostd {
 
-/// How busy each processor is: percent of the time between the last two readings of /proc/stat.
+/// Load of each processor: percent busy over the last minute (RFC 2790, hrProcessorLoad). Readings of /proc/stat are
+/// remembered, so the load depends neither on who else queries it nor on how often.
+///
+/// The interval measured ends now and begins at the latest reading that is at least kWindow old. It is shorter while
+/// there is none, or none but one older than kOldest, left from before a pause. Where a reading at least kSpacing old
+/// is missing as well, it begins at that old one, or when the machine started.
 class ProcessorLoads {
   public:
-    /// Takes the text of /proc/stat (proc(5)). Processors that it doesn't list are gone; one whose counters haven't
-    /// moved, or have gone back (the kernel's idle time may), keeps its load.
-    void update(std::string_view stat);
+    static constexpr uint64_t kWindow = 60'000;  ///< ms
+    static constexpr uint64_t kOldest = 2 * kWindow;
+    static constexpr uint64_t kSpacing = 5'000;  ///< ms, least time between two remembered readings
+
+    /// Applies the text of /proc/stat (proc(5)), read at `now` (tn::getMilliseconds). Processors that it doesn't list
+    /// are dropped. One whose counters haven't moved, or have gone back (the kernel's idle time may), keeps its load.
+    void update(uint64_t now, std::string_view stat);
 
     /// Percent, by row id: the kernel's number of the processor + 1, since an SNMP index begins at 1.
     [[nodiscard]] const std::map<uint32_t, uint32_t>& percent() const { return percent_; }
 
   private:
     struct Times {
+        uint32_t id = 0;
         uint64_t busy = 0;  ///< clock ticks
         uint64_t total = 0;
     };
-    std::map<uint32_t, Times> times_;
+    struct Reading {
+        uint64_t at;               ///< ms
+        std::vector<Times> times;  ///< by id
+    };
+    static std::vector<Times> parse(std::string_view stat);
+    [[nodiscard]] Times startOfInterval(uint64_t now, uint32_t id) const;
+    void forget(uint64_t now);
+
+    std::vector<Reading> readings_;  ///< oldest first; at most the first is older than kWindow
     std::map<uint32_t, uint32_t> percent_;
 };
 

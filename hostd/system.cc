@@ -13,6 +13,7 @@
 #include "hostd/processors.h"
 #include "hostd/sizes.h"
 #include "hostd/version.h"
+#include "tn/looper.h"
 #include "tn/sources.h"
 
 namespace hostd {
@@ -76,29 +77,43 @@ SystemInfo::SystemInfo(const Places& places)
       online_(places.sysfs + "/devices/system/cpu/online"),
       disks_(
           "disks", [proc = places.proc, sizeOf = places.sizeOfDisk] { return sumOfDisks(proc, sizeOf); }, kDisksMaxAge,
-          kDisksPatience) {
+          kDisksPatience),
+      loadInterval_(places.loadInterval) {
     const uint64_t now = tn::getMilliseconds();
     disks_.readFirst(now, std::chrono::milliseconds(kDisksFirst));
     sample(now);
+    loads_.update(now, stat_.read());
     if (!memory_.total) hostLog << places.proc << "/meminfo: no memory sizes to be had from it";
+}
+
+SystemInfo::~SystemInfo() {
+    if (tn::Looper* looper = tn::getLooper()) looper->removeTimer(loadTimer_);
 }
 
 void SystemInfo::sample(uint64_t now) {
     sampled_ = now;
     memory_ = parseMeminfo(meminfo_.read());
     processors_ = countProcessors(online_.read());
-    loads_.update(stat_.read());
 }
 
 void SystemInfo::refresh() {
-    const uint64_t now = tn::getMilliseconds();
-    if (now - sampled_ >= kMaxAge) sample(now);
+    loadsAsked_ = tn::getMilliseconds();
+    if (loadsAsked_ - loadsRead_ >= kMaxAge) readLoads();
+}
+
+void SystemInfo::readLoads() {
+    loadsRead_ = tn::getMilliseconds();
+    loads_.update(loadsRead_, stat_.read());
+    tn::Looper* looper = tn::getLooper();
+    if (looper == nullptr) return;
+    looper->removeTimer(loadTimer_);
+    if (loadsRead_ - loadsAsked_ < kLoadLinger) loadTimer_ = looper->addTimer([this] { readLoads(); }, loadInterval_);
 }
 
 tn::message SystemInfo::cmdGet(const tn::message& request) {
     if (request.has(tn::field::ObjectId)) return cmdGetObj(request);
-    refresh();
     const uint64_t now = tn::getMilliseconds();
+    if (now - sampled_ >= kMaxAge) sample(now);
 
     tn::message reply;
     reply.reserve(9);

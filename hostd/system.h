@@ -11,6 +11,7 @@
 #include "hostd/memory.h"
 #include "hostd/processor_loads.h"
 #include "tn/handler.h"
+#include "tn/thin_runner.h"
 
 namespace hostd {
 
@@ -50,22 +51,31 @@ class Identity : public tn::Handler {
 /// whoever asks for a reboot sets the record it was written through as well.
 ///
 /// Each request for any of these values comes here, so an answer waits for nothing and reads no file more often than
-/// every kMaxAge; only the uptime is of the moment.
+/// every kMaxAge; only the uptime is of the moment. The processors' counters are read every loadInterval as well, from
+/// the first request for a row until kLoadLinger after the last one, so that a poller gets the mean of the last minute
+/// however seldom it comes. After that, and without the process's loop, nothing is read until the next request, which
+/// then gets the mean since the last reading.
 class SystemInfo : public IdTable {
   public:
-    static constexpr uint64_t kMaxAge = 250;           ///< ms, of memory and processors
-    static constexpr uint64_t kDisksMaxAge = 5000;     ///< ms
-    static constexpr uint64_t kDisksPatience = 60000;  ///< ms; past it the disks' sizes are absent
-    static constexpr uint64_t kDisksFirst = 200;       ///< ms to wait for the first reading, at the start
+    static constexpr uint64_t kMaxAge = 250;            ///< ms, of memory and processors
+    static constexpr uint64_t kLoadInterval = 15'000;   ///< ms
+    static constexpr uint64_t kLoadLinger = 3'900'000;  ///< ms; hourly pollers are served, too
+    static constexpr uint64_t kDisksMaxAge = 5000;      ///< ms
+    static constexpr uint64_t kDisksPatience = 60000;   ///< ms; past it the disks' sizes are absent
+    static constexpr uint64_t kDisksFirst = 200;        ///< ms to wait for the first reading, at the start
 
     struct Places {
         std::string proc = "/proc";
         std::string sysfs = "/sys";
         std::string osRelease = "/etc/os-release";
         DiskSizer sizeOfDisk = hostd::sizeOfDisk;  ///< runs on a helper thread
+        uint64_t loadInterval = kLoadInterval;
     };
     /// Takes the first reading of everything.
     explicit SystemInfo(const Places& places);
+    ~SystemInfo() override;
+    SystemInfo(const SystemInfo&) = delete;
+    SystemInfo& operator=(const SystemInfo&) = delete;
 
     tn::message cmdGet(const tn::message& request) override;
     tn::message cmdSet(const tn::message& request) override;
@@ -78,6 +88,7 @@ class SystemInfo : public IdTable {
 
   private:
     void sample(uint64_t now);
+    void readLoads();
 
     std::string version_;
     std::string model_;
@@ -89,6 +100,10 @@ class SystemInfo : public IdTable {
     Memory memory_;
     std::optional<uint32_t> processors_;
     ProcessorLoads loads_;
+    uint64_t loadInterval_;
+    uint64_t loadsAsked_ = 0;
+    uint64_t loadsRead_ = 0;
+    tn::ThinRunner::TimerId loadTimer_ = 0;
 };
 
 /// The contract of {24, 0}, {24, 1} and {24, 2}: fields of a get reply. A value that can't be had is absent. Sizes that
@@ -113,7 +128,7 @@ constexpr tn::u32_id DiskFree{11};    // KiB              the same
 constexpr tn::string_id Release{22};  //                  this program's
 constexpr tn::string_id Version{25};  //                  os-release(5), uname(2)
 // Of a row; its id is the kernel's number of the processor + 1, since an SNMP index begins at 1.
-constexpr tn::u32_id Load{9};  // percent busy     PROC/stat, between its last two readings
+constexpr tn::u32_id Load{9};  // percent busy     PROC/stat, mean of the last minute
 }  // namespace system_info
 
 }  // namespace hostd

@@ -29,37 +29,71 @@ using ::testing::Pair;
 
 }  // namespace
 
-TEST(ProcessorLoads, AreThoseBetweenTwoReadings) {
+TEST(ProcessorLoads, AreTheMeanOfTheLastMinuteHoweverOftenTheyAreRead) {
+    for (const uint64_t step : {1U, 5U, 15U, 30U}) {
+        ProcessorLoads loads;
+        // 100 ticks a second: idle for two minutes, then at work for half of one.
+        for (uint64_t s = 0; s <= 150; s += step) {
+            const uint64_t busy = s > 120 ? (s - 120) * 100 : 0;
+            loads.update(1'000'000 + s * 1000,
+                         "cpu0 " + std::to_string(busy) + " 0 0 " + std::to_string(s * 100 - busy));
+        }
+        EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 50))) << step;
+    }
+}
+
+TEST(ProcessorLoads, BeginAtTheBootAndGoWithTheirProcessors) {
     ProcessorLoads loads;
-    loads.update("cpu  9 9 9 9\ncpu0 100 0 0 100 0 0 0 0 50 0\ncpu2 0 0 0 10 0 0 0 0\nintr 5\n");
+    loads.update(0, "cpu  9 9 9 9\ncpu2 0 0 0 10 0 0 0 0\ncpu0 100 0 0 100 0 0 0 0 50 0\nintr 5\n");
     EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 50), Pair(3, 0)));
+    loads.update(ProcessorLoads::kSpacing - 1, "cpu0 200 0 0 100\ncpu2 0 0 0 10\n");  // too short to say more
+    EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 67), Pair(3, 0)));
     // 100 ticks: 10 user, 5 system, 1 irq, 70 idle, 14 waiting for disks.
-    loads.update("cpu0 110 0 5 170 14 1 0 0\ncpu2 0 0 0 10 0 0 0 0\n");
-    EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 16), Pair(3, 0)));
-    loads.update("cpu0 110 0 5 170 14 1 0 0\ncpu2 3 0 0 10 0 0 0 0\n");
-    EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 16), Pair(3, 100)));  // the first hasn't moved
-    loads.update("cpu0 110 0 5 60 0 1 0 0\ncpux 5\ncpu\n");                // idle time went back, one has gone
-    EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 16)));
-    loads.update("");
+    loads.update(5'000, "cpu0 110 0 5 170 14 1 0 0\ncpu2 3 0 0 10 0 0 0 0\n");
+    EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 16), Pair(3, 100)));
+    loads.update(10'000, "cpu0 110 0 5 60 0 1 0 0\ncpu3 1 0 0 3\ncpux 5\ncpu\n");  // idle time went back
+    EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 16), Pair(4, 25)));
+    loads.update(80'000, "cpu0 120 0 5 60 0 1 0 0\ncpu3 1 0 0 6\n");  // since 10 s; and nobody asked for a minute
+    EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 100), Pair(4, 0)));
+    loads.update(86'400'000, "cpu0 140 0 5 120 0 1 0 0\n");  // the mean of a pause, as long as nothing else is known
+    EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 25)));
+    loads.update(86'405'000, "cpu0 140 0 5 130 0 1 0 0\n");
+    EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 0)));
+    loads.update(86'405'000, "");
     EXPECT_THAT(loads.percent(), IsEmpty());
 }
 
-TEST(ProcessorTable, SharesAReadingBetweenTheColumnsOfAWalk) {
+TEST(ProcessorTable, IsOfTheLastMinuteForSeldomPollersAndCostsNothingInTheEnd) {
     HandClock clock;
+    tn::Looper looper({});
     tn::TempTree tree;
-    tree.write("stat", "cpu0 10 0 0 90 0 0 0 0\n");
-    SystemInfo info(
-        {.proc = tree.path(), .sysfs = tree.path("none"), .osRelease = tree.path("none"), .sizeOfDisk = sizeOfDisk});
-    const auto load = [&] { return rowsOf(info).at(0).get_u32(system_info::Load); };
-    EXPECT_EQ(load(), 10U);
-    tree.write("stat", "cpu0 60 0 0 140 0 0 0 0\n");
-    clock.milliseconds += SystemInfo::kMaxAge - 1;
-    EXPECT_EQ(load(), 10U);
-    clock.milliseconds += 1;
-    EXPECT_EQ(load(), 50U);
-    EXPECT_EQ(ask(info, tn::cmd::Get, of(1)).get_u32(system_info::Load), 50U);
+    uint64_t busy = 10;
+    uint64_t idle = 90;
+    const auto passes = [&](uint64_t busyTicks, uint64_t idleTicks, uint64_t milliseconds) {
+        tree.write("stat", "cpu0 " + std::to_string(busy += busyTicks) + " 0 0 " + std::to_string(idle += idleTicks));
+        clock.milliseconds += milliseconds;
+    };
+    passes(0, 0, 0);
+    SystemInfo info({.proc = tree.path(), .sysfs = tree.path("none"), .osRelease = "", .loadInterval = 1});
     EXPECT_TRUE(ask(info, tn::cmd::Get).has(system_info::Uptime));
+    EXPECT_FALSE(looper.runOnce(20));  // that wants no load
+    const auto load = [&] { return rowsOf(info).at(0).get_u32(system_info::Load); };
+    EXPECT_EQ(load(), 10U);  // since the boot
+    passes(50, 50, SystemInfo::kMaxAge - 1);
+    EXPECT_EQ(load(), 10U);  // one reading for the columns of a walk
+    clock.milliseconds += 1;
+    EXPECT_EQ(load(), 30U);
+    EXPECT_EQ(ask(info, tn::cmd::Get, of(1)).get_u32(system_info::Load), 30U);
     EXPECT_EQ(ask(info, tn::cmd::GetCount).get_u32(field::Count), 1U);
+    for (int minutes = 0; minutes < 59; ++minutes) {
+        passes(6000, 0, 60'000);
+        ASSERT_TRUE(looper.runOnce(5000));  // read without being asked
+    }
+    passes(1500, 4500, 60'000);
+    EXPECT_EQ(load(), 25U);
+    clock.milliseconds += SystemInfo::kLoadLinger;
+    ASSERT_TRUE(looper.runOnce(5000));
+    EXPECT_FALSE(looper.runOnce(20));
 }
 
 TEST(DiskTable, KeepsIdsWhileMounted) {
