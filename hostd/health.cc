@@ -39,12 +39,9 @@ std::optional<Supply> readSupply(const std::string& sysfs) {
 }
 
 HealthReading readHealth(const std::string& sysfs, const SensorChoice& choice) {
-    HealthReading reading;
-    if (sysfs == "/sys")
-        reading.sensors = readSensors(choice);
-    else
-        reading.sensors.problem = "not read: " + sysfs + " isn't the kernel's own tree";
-    reading.supply = readSupply(sysfs);
+    HealthReading reading{readSensors(sysfs, choice), readSupply(sysfs)};
+    if (const auto& isFed = reading.sensors.isFed; isFed && !reading.supply)
+        reading.supply = *isFed ? Supply::Main : Supply::None;
     return reading;
 }
 

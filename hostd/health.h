@@ -28,7 +28,8 @@ struct HealthReading {
     std::optional<Supply> supply;
 };
 
-/// Sensors and supply. A tree other than the kernel's has no sensors: libsensors reads no other.
+/// Sensors and supply. Where class/power_supply knows no supply, those whose input voltage is measured say whether the
+/// mains are there (PMBus drivers have no other interface).
 [[nodiscard]] HealthReading readHealth(const std::string& sysfs, const SensorChoice& choice);
 
 /// {12, 1}: the readings of the machine's sensors, and what it runs on.
@@ -51,11 +52,11 @@ class Health : public tn::Handler {
 /// The contract of {12, 1}. What can't be had is absent.
 namespace health {
 //                                                 unit               source
-constexpr tn::u32_id Supply{12};                // hostd::Supply      SYSFS/class/power_supply
-constexpr tn::u32_id Voltage{13};               // tenths of a volt   libsensors
-constexpr tn::u32_id BoardTemperature{14};      // degrees Celsius,   libsensors
+constexpr tn::u32_id Supply{12};                // hostd::Supply      SYSFS/class/power_supply, inputs of PMBus supplies
+constexpr tn::u32_id Voltage{13};               // tenths of a volt   libsensors, SYSFS/class/power_supply
+constexpr tn::u32_id BoardTemperature{14};      // degrees Celsius,   libsensors, SYSFS/class/{thermal,power_supply}
                                                 // two's complement
-constexpr tn::u32_id ProcessorTemperature{17};  // the same           libsensors
+constexpr tn::u32_id ProcessorTemperature{17};  // the same           the same
 }  // namespace health
 
 }  // namespace hostd

@@ -15,12 +15,14 @@ struct Rule {
 };
 
 constexpr Rule kVoltageRules[] = {
-    {"*", "+12V*"}, {"*", "12V*"}, {"*", "P12V*"},  {"*", "+24V*"}, {"*", "24V*"}, {"*", "+48V*"},
-    {"*", "48V*"},  {"*", "VIN*"}, {"*", "input*"}, {"*", "+5V"},   {"*", "5V"},   {"*", "P5V"},
+    {"*", "+12V*"},  {"*", "12V*"},  {"*", "P12V*"}, {"*", "v_out +12V*"}, {"*", "+24V*"},
+    {"*", "24V*"},   {"*", "+48V*"}, {"*", "48V*"},  {"*", "VIN*"},        {"*", "v_in"},
+    {"*", "input*"}, {"*", "+5V"},   {"*", "5V"},    {"*", "P5V"},         {"power_supply-*", "battery"},
 };
 constexpr Rule kBoardRules[] = {
-    {"*", "SYSTIN*"}, {"*", "M/B*"},      {"*", "MB[ _]*"},  {"*", "*motherboard*"}, {"*", "*board*"},
-    {"*", "system*"}, {"*", "*ambient*"}, {"acpitz-*", "*"}, {"lm75-*", "*"},        {"tmp10[0-9]-*", "*"},
+    {"*", "SYSTIN*"}, {"*", "M/B*"},         {"*", "MB[ _]*"},     {"*", "*motherboard*"}, {"*", "*board*"},
+    {"*", "system*"}, {"*", "*ambient*"},    {"*", "*inlet*"},     {"acpitz-*", "*"},      {"thermal_zone*", "acpitz"},
+    {"lm75-*", "*"},  {"tmp10[0-9]-*", "*"}, {"pmbus-*", "temp1"},
 };
 constexpr Rule kCpuRules[] = {
     {"coretemp-*", "Package id*"},
@@ -32,7 +34,10 @@ constexpr Rule kCpuRules[] = {
     {"via_cputemp-*", "*"},
     {"cpu*thermal-*", "*"},
     {"soc*thermal-*", "*"},
+    {"thermal_zone*", "x86_pkg_temp"},
     {"*", "CPU*"},
+    {"thermal_zone*", "soc*"},
+    {"thermal_zone*", "TCPU*"},
 };
 
 bool matches(const char* pattern, const std::string& text) {

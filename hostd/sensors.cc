@@ -2,10 +2,14 @@
 
 #include <sensors/error.h>
 #include <sensors/sensors.h>
+#include <strings.h>
 
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <vector>
+
+#include "hostd/class_sensors.h"
 
 namespace hostd {
 
@@ -68,27 +72,44 @@ std::optional<double> read(const Handle& handle) {
     return valueOf(handle, SENSORS_SUBFEATURE_TEMP_INPUT);
 }
 
+/// PMBus drivers label the input of a power supply so; its voltage is 0, or next to nothing, when the mains fail.
+bool isInput(const Sensor& sensor) {
+    return sensor.isVoltage &&
+           (::strcasecmp(sensor.label.c_str(), "vin") == 0 || ::strcasecmp(sensor.label.c_str(), "v_in") == 0);
+}
+constexpr double kDeadInput = 1;  // V
+
 }  // namespace
 
-SensorReading readSensors(const SensorChoice& choice) {
-    const Library library;
-    std::vector<Handle> handles;
+SensorReading readSensors(const std::string& sysfs, const SensorChoice& choice) {
+    std::unique_ptr<Library> library;
+    if (sysfs == "/sys") library = std::make_unique<Library>();
     std::vector<Sensor> sensors;
-    library.forEach([&](const sensors_chip_name* chip, const sensors_feature* feature) {
-        if (feature->type != SENSORS_FEATURE_IN && feature->type != SENSORS_FEATURE_TEMP) return;
-        handles.push_back({chip, feature});
-        sensors.push_back(describe(handles.back()));
-    });
+    std::vector<std::function<std::optional<double>()>> readers;
+    if (library)
+        library->forEach([&](const sensors_chip_name* chip, const sensors_feature* feature) {
+            if (feature->type != SENSORS_FEATURE_IN && feature->type != SENSORS_FEATURE_TEMP) return;
+            const Handle handle{chip, feature};
+            sensors.push_back(describe(handle));
+            readers.emplace_back([handle] { return read(handle); });
+        });
+    for (ClassSensor& found : findClassSensors(sysfs)) {
+        sensors.push_back(found.sensor);
+        readers.emplace_back([found = std::move(found)] { return readClassSensor(found); });
+    }
 
     SensorReading reading;
     for (const Measure measure : {kVoltage, kBoardTemperature, kCpuTemperature}) {
         const std::string& chosen = choice[measure];
         const Sensor* sensor = chooseSensor(sensors, measure, chosen);
-        if (sensor != nullptr) reading.values[measure] = read(handles[static_cast<size_t>(sensor - sensors.data())]);
+        if (sensor != nullptr) reading.values[measure] = readers[static_cast<size_t>(sensor - sensors.data())]();
         if (reading.values[measure] || chosen == "none") continue;
         reading.problem += reading.problem.empty() ? "none for " : ", ";
         reading.problem += kNames[measure] + (chosen.empty() ? "" : " (" + chosen + ")");
     }
+    for (size_t i = 0; i < sensors.size(); ++i)
+        if (const auto volts = isInput(sensors[i]) ? readers[i]() : std::nullopt)
+            reading.isFed = reading.isFed.value_or(false) || *volts > kDeadInput;
     return reading;
 }
 

@@ -46,8 +46,8 @@ class Sensors(unittest.TestCase):
         self.assertEqual(self.agent.get(TEMPERATURE), "INTEGER: -40")
         self.assertEqual(self.agent.get(SUPPLY), 'STRING: "main"')
         self.assertNotIn(CPU_TEMPERATURE, self.agent.snmp("walk", HEALTH).values())
-        # A driver is loaded later, and the mains fail. Readings are at most some seconds old.
-        write(self.tree / "class/hwmon/hwmon1", {"name": "coretemp", "temp1_input": "61500"})
+        # A driver is loaded later, one without a hwmon chip, and the mains fail. Readings are at most some seconds old.
+        write(self.tree / "class/thermal/thermal_zone0", {"type": "x86_pkg_temp", "temp": "61500"})
         write(self.tree / "class/power_supply/AC", {"online": "0"})
         self.shows(SUPPLY, 'STRING: "none"')
         self.shows(CPU_TEMPERATURE, "INTEGER: 620")

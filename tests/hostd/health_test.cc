@@ -95,19 +95,23 @@ TEST(Health, TellsWhatIsThere) {
 
 namespace {
 
-/// readSensors in a process of its own whose /sys/class is this folder: libsensors reads nothing but a mounted sysfs.
-/// As text, since only that comes back; "no rights" when no such thing can be made.
+/// As text, since only that comes back from another process.
+std::string textOf(const HealthReading& reading) {
+    std::string text = reading.sensors.problem;
+    for (const auto& value : reading.sensors.values) text += ";" + (value ? std::to_string(*value) : "-");
+    return text + (reading.supply ? ";" + std::to_string(static_cast<int>(*reading.supply)) : "");
+}
+
+/// readHealth in a process of its own whose /sys/class is this folder: libsensors reads nothing but a mounted sysfs.
+/// "no rights" when no such thing can be made.
 std::string readIn(const std::string& classes, const SensorChoice& choice) {
     int ends[2];
     if (::pipe(ends) != 0) return "no pipe";
     tn::Child child([&] {
         std::string text = "no rights";
         if (::unshare(CLONE_NEWNS) == 0 && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-            ::mount(classes.c_str(), "/sys/class", nullptr, MS_BIND, nullptr) == 0) {
-            const SensorReading reading = readSensors(choice);
-            text = reading.problem;
-            for (const auto& value : reading.values) text += ";" + (value ? std::to_string(*value) : "-");
-        }
+            ::mount(classes.c_str(), "/sys/class", nullptr, MS_BIND, nullptr) == 0)
+            text = textOf(readHealth("/sys", choice));
         const ssize_t n = ::write(ends[1], text.data(), text.size());
         return n < 0;
     });
@@ -137,15 +141,41 @@ TEST(Sensors, AreReadThroughTheLibrary) {
     chip("1", "psu", {{"in1_input", "24100"}, {"in1_label", "vin"}, {"temp1_input", "-5000"}, {"temp2_input", "1000"}});
     const std::string byDefault = readIn(tree.path(), {});
     if (byDefault == "no rights") GTEST_SKIP() << "*** NOT TESTED: a mount namespace can't be made here ***";
-    EXPECT_EQ(byDefault, "none for board temperature;24.100000;-;45.600000");
-    EXPECT_EQ(readIn(tree.path(), {"none", "psu-*/temp1", "coretemp-virtual-0/Core 0"}), ";-;-5.000000;40.000000");
-    EXPECT_EQ(readIn(tree.path(), {"psu-*/in9", "", "none"}), "none for voltage (psu-*/in9), board temperature;-;-;-");
+    EXPECT_EQ(byDefault, "none for board temperature;24.100000;-;45.600000;1");
+    EXPECT_EQ(readIn(tree.path(), {"none", "psu-*/temp1", "coretemp-virtual-0/Core 0"}), ";-;-5.000000;40.000000;1");
+    tree.write("hwmon/hwmon1/in1_input", "300\n");  // the mains fail
+    EXPECT_EQ(readIn(tree.path(), {"psu-*/in9", "", "none"}),
+              "none for voltage (psu-*/in9), board temperature;-;-;-;2");
+    chip("2", "psu", {{"in1_input", "230000"}, {"in1_label", "vin"}});
+    EXPECT_EQ(readIn(tree.path(), {"none", "none", "none"}), ";-;-;-;1");
+    tree.remove("hwmon/hwmon2");
     tree.write("hwmon/hwmon1/temp1_fault", "1\n");
     tree.remove("hwmon/hwmon1/in1_input");
     EXPECT_EQ(readIn(tree.path(), {"psu-*/vin", "psu-*/temp1", "none"}),
               "none for voltage (psu-*/vin), board temperature (psu-*/temp1);-;-;-");
     tree.remove("hwmon");
     EXPECT_EQ(readIn(tree.path(), {}), "none for voltage, board temperature, processor temperature;-;-;-");
+}
+
+TEST(Sensors, WithoutHwmonAreThoseOfThermalZonesAndSupplies) {
+    const tn::TempTree tree;
+    const auto has = [&](const std::string& name, const std::vector<std::pair<std::string, std::string>>& attributes) {
+        for (const auto& [attribute, value] : attributes) tree.write("class/" + name + "/" + attribute, value + "\n");
+    };
+    const auto read = [&](const SensorChoice& choice = {}) { return textOf(readHealth(tree.path(), choice)); };
+    has("thermal/cooling_device0", {{"type", "Fan"}, {"temp", "1000"}});
+    has("thermal/thermal_zone0", {{"type", "acpitz"}, {"temp", "27800"}});
+    has("thermal/thermal_zone1", {{"type", "x86_pkg_temp"}, {"temp", "-51000"}});
+    has("thermal/thermal_zone2", {{"type", "cpu-thermal"}, {"temp", "-274000"}});  // not measured yet
+    has("power_supply/BAT0",
+        {{"type", "Battery"}, {"status", "Discharging"}, {"voltage_now", "12100000"}, {"temp", "315"}});
+    has("power_supply/mouse", {{"type", "Battery"}, {"scope", "Device"}, {"voltage_now", "3000000"}});
+    EXPECT_EQ(read(), ";12.100000;27.800000;-51.000000;0");
+    EXPECT_EQ(read({"none", "power_supply-BAT*/temp", "thermal_zone*/cpu-thermal"}),
+              "none for processor temperature (thermal_zone*/cpu-thermal);-;31.500000;-;0");
+    has("power_supply/psu1", {{"type", "Mains"}, {"online", "1"}, {"voltage_now", "24050000"}, {"temp_ambient", "-5"}});
+    EXPECT_EQ(read({"", "", "power_supply-mouse/voltage_now"}),
+              "none for processor temperature (power_supply-mouse/voltage_now);24.050000;-0.500000;-;1");
 }
 
 }  // namespace hostd
