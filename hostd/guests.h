@@ -44,8 +44,8 @@ class PodhostGuests : public Guests {
     void list(const Guest& guest, tn::message& item) const override;
 };
 
-/// The contracts of {112, 1} and {109, 1}, both with tn::field::Name and tn::field::Comment: title, or else
-/// description. What isn't there is absent.
+/// The contracts of {112, 1} and {109, 1}, both with tn::field::Name and tn::field::Comment: the operating system, or
+/// else title or description. What isn't there is absent.
 namespace virtual_machine {
 //                                         unit  source
 constexpr tn::string_id Disk{2};        //      domain XML, the first disk's source

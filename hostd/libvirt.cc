@@ -4,6 +4,7 @@
 #include <libvirt/virterror.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <memory>
@@ -79,6 +80,25 @@ bool describe(const Library& library, virDomainPtr domain, Guest& guest) {
     return true;
 }
 
+/// The operating system that a guest was made for, which libosinfo's tools note in its metadata: "debian 12" of
+/// <libosinfo:os id="http://debian.org/debian/12"/>. Empty when they haven't.
+std::string operatingSystem(pugi::xml_node metadata) {
+    constexpr std::string_view kNamespace = "http://libosinfo.org/xmlns/libvirt/domain/1.0";
+    for (const pugi::xml_node node : metadata.children()) {
+        const std::string name = node.name();
+        const size_t colon = name.find(':');
+        const std::string prefix = colon == std::string::npos ? "" : name.substr(0, colon + 1);
+        const std::string declaration = prefix.empty() ? "xmlns" : "xmlns:" + name.substr(0, colon);
+        if (name != prefix + "libosinfo" || node.attribute(declaration.c_str()).value() != kNamespace) continue;
+        std::string id = node.child((prefix + "os").c_str()).attribute("id").value();
+        if (const size_t scheme = id.find("://"); scheme != std::string::npos)
+            id.erase(0, std::min(id.find('/', scheme + 3), id.size() - 1) + 1);
+        std::ranges::replace(id, '/', ' ');
+        return id;
+    }
+    return {};
+}
+
 }  // namespace
 
 GuestConfig parseGuest(std::string_view xml) {
@@ -89,7 +109,8 @@ GuestConfig parseGuest(std::string_view xml) {
     GuestConfig config;
     config.kernel = os.child_value("kernel");
     config.initrd = os.child_value("initrd");
-    config.comment = domain.child_value("title");
+    config.comment = operatingSystem(domain.child("metadata"));
+    if (config.comment.empty()) config.comment = domain.child_value("title");
     if (config.comment.empty()) config.comment = domain.child_value("description");
     for (const pugi::xml_node disk : domain.child("devices").children("disk")) {
         if (std::string_view(disk.attribute("device").as_string("disk")) != "disk") continue;

@@ -14,7 +14,7 @@ struct GuestConfig {
     std::string disk;    ///< its first disk: a file, device, or name in a pool or on a server
     std::string kernel;  ///< when it is booted with a kernel of the host
     std::string initrd;
-    std::string comment;  ///< its title, or else its description
+    std::string comment;  ///< its operating system by libosinfo, or else its title, or its description
 };
 
 /// Absent parts are empty; all are when this is no domain XML.

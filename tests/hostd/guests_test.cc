@@ -6,8 +6,6 @@
 #include <libvirt/libvirt.h>
 #include <libvirt/virterror.h>
 
-#include <algorithm>
-#include <atomic>
 #include <map>
 
 #include "tests/hostd/ask.h"
@@ -95,54 +93,6 @@ TEST_F(LibvirtTest, GuestsAreListedWithTheirStates) {
     virDomainUndefine(defined.get());
     virDomainDestroy(defined.get());
     virDomainDestroy(paused.get());
-}
-
-TEST_F(LibvirtTest, WalksIncreaseWhileGuestsComeAndGo) {
-    std::atomic<bool> isDone = false;
-    std::atomic<int> turns = 0;
-    std::thread churn([&] {
-        for (; !isDone; ++turns) {
-            const Domain a = create("a" + std::to_string(turns % 7));
-            const Domain b = create("b" + std::to_string(turns % 5));
-            if (b) virDomainSuspend(b.get());
-            if (a) virDomainDestroy(a.get());
-            if (b) virDomainDestroy(b.get());
-        }
-    });
-    const auto readings = std::make_shared<std::atomic<int>>(0);  // the reader outlives this
-    VirtualMachines machines([readings] {
-        auto reading = readGuests(kUri);
-        ++*readings;
-        return reading;
-    });
-    EXPECT_TRUE(eventually([&] { return !rowsOf(machines).empty(); }));
-    for (int walk = 0; walk < 100; ++walk) {
-        uint32_t last = 0;
-        bool isIncreasing = true;
-        bool isTestThere = false;
-        tn::message request;
-        request.insert_u32(field::MaxObjects, 2);
-        for (bool more = true; more;) {
-            clock.milliseconds += Guests::kMaxAge;
-            const int before = *readings;
-            const tn::message reply = ask(machines, tn::cmd::GetAll, request);
-            EXPECT_TRUE(eventually([&] {                              // the next page is of other guests
-                static_cast<void>(ask(machines, tn::cmd::GetCount));  // a reading may have been about to end before
-                return *readings > before;
-            }));
-            for (const tn::message& row : reply.get_message_array(field::Objects)) {
-                isIncreasing = isIncreasing && row.get_u32(field::ObjectId) > last;
-                last = row.get_u32(field::ObjectId);
-                isTestThere = isTestThere || row.get_string(field::Name) == "test";
-            }
-            more = isIncreasing && reply.has(field::Continue);
-            request.insert_u32(field::Continue, reply.get_u32(field::Continue));
-        }
-        EXPECT_TRUE(isIncreasing && isTestThere);
-    }
-    isDone = true;
-    churn.join();
-    EXPECT_GT(turns, 0);
 }
 
 TEST_F(LibvirtTest, WhyGuestsAreAbsentIsSaid) {
@@ -260,6 +210,17 @@ TEST(GuestConfig, IsWhatTheDescriptionSays) {
     EXPECT_EQ(config.initrd, "/boot/i");
     EXPECT_EQ(config.comment, "mail");
     EXPECT_EQ(parseGuest("<domain><description>old &amp; slow</description></domain>").comment, "old & slow");
+    const auto os = [](const std::string& metadata) {
+        return parseGuest("<domain><title>mail</title><metadata><x/>" + metadata + "</metadata></domain>").comment;
+    };
+    const std::string space = "='http://libosinfo.org/xmlns/libvirt/domain/1.0'>";
+    const std::string id = "os id='http://debian.org/debian/12'/>";
+    EXPECT_EQ(os("<libosinfo:libosinfo xmlns:libosinfo" + space + "<libosinfo:" + id + "</libosinfo:libosinfo>"),
+              "debian 12");
+    EXPECT_EQ(os("<libosinfo xmlns" + space + "<" + id + "</libosinfo>"), "debian 12");
+    EXPECT_EQ(os("<o:libosinfo xmlns:o='http://other'><o:" + id + "</o:libosinfo>"), "mail");
+    for (const char* odd : {"<os/>", "<os id='http://'/>", "<os id='http://debian.org'/>"})
+        EXPECT_EQ(os("<libosinfo xmlns" + space + odd + "</libosinfo>"), "mail") << odd;
     EXPECT_EQ(parseGuest("<domain><devices><disk type='network'><source protocol='rbd' name='pool/image'/></disk>"
                          "</devices></domain>")
                   .disk,
