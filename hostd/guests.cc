@@ -68,7 +68,7 @@ void VirtualMachines::list(const Guest& guest, tn::message& item) const {
 void PodhostGuests::list(const Guest& guest, tn::message& item) const {
     insertText(item, tn::field::Name, guest.name);
     insertText(item, tn::field::Comment, guest.config.comment);
-    item.insert_u32(podhost::Memory, guest.memory);
+    if (guest.memory > 0) item.insert_u32(podhost::Memory, guest.memory);
     item.insert_u32(podhost::State, stateOfPodhost(guest.state, guest.reason));
 }
 

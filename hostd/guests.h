@@ -34,7 +34,7 @@ class VirtualMachines : public Guests {
     void list(const Guest& guest, tn::message& item) const override;
 };
 
-/// {109, 1}: podhost guests (containers).
+/// {109, 1}: podhost guests (containers), those of libvirt or of systemd-machined.
 class PodhostGuests : public Guests {
   public:
     /// @param read  runs on the helper thread
@@ -62,8 +62,8 @@ enum : uint32_t { kInvalid, kStopping, kStopped, kStarting, kRunning, kRestartin
 
 namespace podhost {
 //                                    unit  source
-constexpr tn::u32_id Memory{1};  // MiB  virDomainGetInfo, maxMem
-constexpr tn::u32_id State{2};   //      virDomainGetState
+constexpr tn::u32_id Memory{1};  // MiB  virDomainGetInfo, maxMem; systemd's MemoryMax
+constexpr tn::u32_id State{2};   //      virDomainGetState; machined's State
 
 /// Numbers of State. The last one has no name, which is what a guest without a state should have.
 enum : uint32_t { kDisabled, kStopped, kBooting, kRunning, kRebooting, kShuttingDown, kImporting, kUnknown };

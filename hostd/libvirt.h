@@ -21,16 +21,16 @@ struct GuestConfig {
 [[nodiscard]] GuestConfig parseGuest(std::string_view xml);
 
 struct Guest {
-    std::string key;  ///< UUID
+    std::string key;  ///< UUID; of a machine of systemd-machined its name
     std::string name;
     int state = 0;        ///< virDomainState
     int reason = 0;       ///< of that state
-    uint32_t memory = 0;  ///< MiB that it may have
+    uint32_t memory = 0;  ///< MiB that it may have; 0 without a limit
     uint32_t processors = 0;
     bool hasSnapshot = false;
     GuestConfig config;
 
-    /// By its UUID, so that a guest mostly has the same after a restart, whatever became of the others.
+    /// By its key, so that a guest mostly has the same after a restart, whatever became of the others.
     [[nodiscard]] uint32_t likedId() const;
 };
 

@@ -9,6 +9,7 @@
 #include "hostd/guests.h"
 #include "hostd/health.h"
 #include "hostd/interfaces.h"
+#include "hostd/machined.h"
 #include "hostd/neighbors.h"
 #include "hostd/pci.h"
 #include "hostd/proxy.h"
@@ -87,7 +88,9 @@ Owners::Owners(const Options& options) {
     own({79, 2}, std::make_unique<DiskTable>(options.proc));
     own({96, 1}, std::make_unique<Proxy>([url = options.proxyUrl] { return readSquid(url); }));
     own({99, 6}, std::make_unique<UsbReset>(options.sysfs, options.allowUsbReset));
-    own({109, 1}, std::make_unique<PodhostGuests>([uri = options.podhostUri] { return readGuests(uri); }));
+    own({109, 1}, std::make_unique<PodhostGuests>([uri = options.podhostUri, machined = std::make_shared<Machined>()] {
+            return readContainers(uri, *machined);
+        }));
     own({112, 1}, std::make_unique<VirtualMachines>([uri = options.guestsUri] { return readGuests(uri); }));
 }
 

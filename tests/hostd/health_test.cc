@@ -149,6 +149,10 @@ TEST(Sensors, AreReadThroughTheLibrary) {
     chip("2", "psu", {{"in1_input", "230000"}, {"in1_label", "vin"}});
     EXPECT_EQ(readIn(tree.path(), {"none", "none", "none"}), ";-;-;-;1");
     tree.remove("hwmon/hwmon2");
+    tree.write("power_supply/UPS/type", "UPS\n");  // the kernel's word counts
+    tree.write("power_supply/UPS/status", "Discharging\n");
+    EXPECT_EQ(readIn(tree.path(), {"none", "none", "none"}), ";-;-;-;0");
+    tree.remove("power_supply");
     tree.write("hwmon/hwmon1/temp1_fault", "1\n");
     tree.remove("hwmon/hwmon1/in1_input");
     EXPECT_EQ(readIn(tree.path(), {"psu-*/vin", "psu-*/temp1", "none"}),
@@ -169,13 +173,13 @@ TEST(Sensors, WithoutHwmonAreThoseOfThermalZonesAndSupplies) {
     has("thermal/thermal_zone2", {{"type", "cpu-thermal"}, {"temp", "-274000"}});  // not measured yet
     has("power_supply/BAT0",
         {{"type", "Battery"}, {"status", "Discharging"}, {"voltage_now", "12100000"}, {"temp", "315"}});
-    has("power_supply/mouse", {{"type", "Battery"}, {"scope", "Device"}, {"voltage_now", "3000000"}});
+    has("power_supply/mouse", {{"type", "Battery"}, {"scope", "Device"}, {"temp", "300"}});
     EXPECT_EQ(read(), ";12.100000;27.800000;-51.000000;0");
     EXPECT_EQ(read({"none", "power_supply-BAT*/temp", "thermal_zone*/cpu-thermal"}),
               "none for processor temperature (thermal_zone*/cpu-thermal);-;31.500000;-;0");
     has("power_supply/psu1", {{"type", "Mains"}, {"online", "1"}, {"voltage_now", "24050000"}, {"temp_ambient", "-5"}});
-    EXPECT_EQ(read({"", "", "power_supply-mouse/voltage_now"}),
-              "none for processor temperature (power_supply-mouse/voltage_now);24.050000;-0.500000;-;1");
+    EXPECT_EQ(read({"", "", "power_supply-mouse/temp"}),
+              "none for processor temperature (power_supply-mouse/temp);24.050000;-0.500000;-;1");
 }
 
 }  // namespace hostd
