@@ -6,6 +6,7 @@
 #include "hostd/owners.h"
 #include "hostd/spawner.h"
 #include "tn/bus_socket.h"
+#include "tn/daemon.h"
 #include "tn/options.h"
 #include "tn/paths.h"
 
@@ -69,6 +70,10 @@ int serve(int argc, char** argv) {
     if (!program.empty() && command.empty()) return 1;
 
     hostd::Owners owners(options);
+    std::vector<uint32_t> numbers = owners.numbers();
+    if (!program.empty()) numbers.push_back(kSpawned);
+    if (!tn::startDaemon(numbers)) return 1;
+
     tn::Looper looper({});
     owners.addTo(looper);
     if (!looper.listen()) return 1;

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <set>
+
 #include "hostd/addresses.h"
 #include "hostd/arp_entries.h"
 #include "hostd/disk_table.h"
@@ -95,6 +97,12 @@ Owners::Owners(const Options& options) {
 }
 
 Owners::~Owners() = default;
+
+std::vector<uint32_t> Owners::numbers() const {
+    std::set<uint32_t> all;
+    for (const Owner& owner : owners_) all.insert(owner.path.front());
+    return {all.begin(), all.end()};
+}
 
 void Owners::addTo(tn::Looper& looper) {
     for (const Owner& owner : owners_) {

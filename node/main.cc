@@ -1,6 +1,7 @@
 #include "agent/core/start.h"
 #include "hostd/end_process.h"
 #include "hostd/owners.h"
+#include "tn/daemon.h"
 #include "tn/options.h"
 
 namespace {
@@ -16,6 +17,10 @@ int serve(int argc, char** argv) {
     if (const auto leave = tn::parseOptions(app, argc, argv)) return *leave;
 
     hostd::Owners owners(hostOptions);
+    std::vector<uint32_t> numbers = owners.numbers();
+    numbers.push_back(tn::number::Snmp);
+    if (!tn::startDaemon(numbers)) return 1;
+
     const auto agent = snmp::makeAgent(agentOptions);
     owners.addTo(*agent);  // before it runs: it asks for the version text at its start
     return snmp::runAgent(*agent);

@@ -11,10 +11,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <string_view>
+#include <string>
 
 #include "tn/log.h"
 #include "tn/paths.h"
@@ -24,13 +22,6 @@ namespace tn {
 namespace {
 
 constexpr uint64_t kPause = 1000;  // milliseconds without accepting, when there are no descriptors left
-
-struct FreeNames {
-    void operator()(char** names) const {
-        for (char** name = names; *name != nullptr; ++name) std::free(*name);
-        std::free(names);
-    }
-};
 
 /// The group whose members may connect: that of the socket's file.
 gid_t groupOf(uint32_t number) {
@@ -59,13 +50,7 @@ bool BusListeners::open(std::span<const uint32_t> numbers) {
 }
 
 void BusListeners::takeOver() {
-    char** received = nullptr;
-    const int count = sd_listen_fds_with_names(/*unset_environment=*/0, &received);
-    if (count <= 0) return;
-    const std::unique_ptr<char*, FreeNames> names(received);
-    for (int i = 0; i < count; ++i) {
-        const int fd = SD_LISTEN_FDS_START + i;
-        const std::string_view name = names.get()[i];
+    for (const auto& [name, fd] : receivedSockets()) {
         uint32_t number = 0;
         const auto [end, bad] = std::from_chars(name.data(), name.data() + name.size(), number);
         if (bad != std::errc() || end != name.data() + name.size() || listeners_.contains(number)) continue;

@@ -6,11 +6,15 @@
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
+#include <systemd/sd-daemon.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include "tn/fields.h"
@@ -26,7 +30,17 @@ constexpr mode_t kFolderMode = 0750;
 constexpr mode_t kSocketMode = 0660;
 constexpr mode_t kLockMode = 0600;
 
-Descriptor openFolder() { return Descriptor(open(busFolder().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)); }
+struct FreeNames {
+    void operator()(char** names) const {
+        for (char** name = names; *name != nullptr; ++name) std::free(*name);
+        std::free(names);
+    }
+};
+
+Descriptor openFolder() { return Descriptor(open(busFolder().c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)); }
+
+/// Locks of claimed numbers whose sockets aren't open yet.
+std::map<uint32_t, Descriptor> claimed;
 
 /// The address of a number's socket. A root too long for sun_path is reached through the folder's descriptor.
 sockaddr_un addressOf(uint32_t number, const Descriptor& folder) {
@@ -47,6 +61,23 @@ timeval timeOf(uint32_t milliseconds) {
 
 std::string reason(uint32_t number, const char* what) {
     return "bus: " + std::to_string(number) + ": " + what + ": " + strerror(errno);
+}
+
+Descriptor makeBusFolder(uint32_t number, std::string& why) {
+    Descriptor folder;
+    if (makeFolder(busFolder(), kFolderMode)) folder = openFolder();
+    if (!folder) why = reason(number, busFolder().c_str());
+    return folder;
+}
+
+/// The lock file stays when its holder goes: taking it away would let two processes lock two files of one name.
+Descriptor lockNumber(const Descriptor& folder, uint32_t number, std::string& why) {
+    const std::string name = std::to_string(number);
+    constexpr int kFlags = O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC;
+    Descriptor lock(openat(folder.get(), (name + ".lock").c_str(), kFlags, kLockMode));
+    if (lock && flock(lock.get(), LOCK_EX | LOCK_NB) == 0) return lock;
+    why = errno == EWOULDBLOCK ? "bus: " + name + ": another process serves this number" : reason(number, "lock");
+    return {};
 }
 
 bool belongsTo(int fd, gid_t group) {
@@ -82,21 +113,39 @@ int Descriptor::release() {
     return fd;
 }
 
+std::multimap<std::string, int> receivedSockets() {
+    std::multimap<std::string, int> all;
+    char** received = nullptr;
+    const int count = sd_listen_fds_with_names(/*unset_environment=*/0, &received);
+    if (count <= 0) return all;
+    const std::unique_ptr<char*, FreeNames> names(received);
+    for (int i = 0; i < count; ++i) all.emplace(names.get()[i], SD_LISTEN_FDS_START + i);
+    return all;
+}
+
+bool claimBusNumbers(std::span<const uint32_t> numbers, std::string& why) {
+    const auto handedOver = receivedSockets();
+    for (const uint32_t number : numbers) {
+        const Descriptor folder = makeBusFolder(number, why);
+        if (!folder) return false;
+        Descriptor lock = lockNumber(folder, number, why);
+        if (!lock && !handedOver.contains(std::to_string(number))) return false;
+        if (lock) claimed.insert_or_assign(number, std::move(lock));
+    }
+    return true;
+}
+
 BusListener openBusListener(uint32_t number, std::string& why) {
     const std::string name = std::to_string(number);
-    Descriptor folder;
-    if (makeFolder(busFolder(), kFolderMode)) folder = openFolder();
-    if (!folder) {
-        why = reason(number, busFolder().c_str());
-        return {};
-    }
-    // The lock file stays when its holder goes: taking it away would let two processes lock two files of one name.
+    const Descriptor folder = makeBusFolder(number, why);
+    if (!folder) return {};
     BusListener listener;
-    listener.lock = Descriptor(openat(folder.get(), (name + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kLockMode));
-    if (!listener.lock || flock(listener.lock.get(), LOCK_EX | LOCK_NB) != 0) {
-        why = errno == EWOULDBLOCK ? "bus: " + name + ": another process serves this number" : reason(number, "lock");
-        return {};
+    if (const auto known = claimed.extract(number)) {
+        listener.lock = std::move(known.mapped());
+    } else {
+        listener.lock = lockNumber(folder, number, why);
     }
+    if (!listener.lock) return {};
     unlinkat(folder.get(), name.c_str(), 0);
     listener.socket = Descriptor(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const sockaddr_un address = addressOf(number, folder);

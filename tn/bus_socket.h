@@ -3,6 +3,8 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <map>
+#include <span>
 #include <string>
 
 namespace tn {
@@ -36,6 +38,14 @@ struct BusListener {
     /// Closes the socket and takes its file away, which stays when it was handed over. The lock is held on.
     void withdraw(uint32_t number);
 };
+
+/// Takes the locks of these numbers before anything else of the root is opened; openBusListener takes them over. A
+/// number whose socket was handed over is its spawner's to lock.
+/// @param why  one line when that fails: another live process serves one of them, the folder can't be made
+[[nodiscard]] bool claimBusNumbers(std::span<const uint32_t> numbers, std::string& why);
+
+/// The listening sockets that a service manager or spawner has handed over, by what they are called (sd_listen_fds).
+[[nodiscard]] std::multimap<std::string, int> receivedSockets();
 
 /// Opens the listening socket of a number; a socket left behind by a dead process is replaced.
 /// @param why  one line when that fails: another live process serves the number, the folder can't be made

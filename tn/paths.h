@@ -11,7 +11,12 @@ void setRoot(std::string_view root);
 /// A platform path ("/tern/store/snmpd") under the root.
 [[nodiscard]] std::string rooted(std::string_view path);
 [[nodiscard]] std::string busFolder();
-/// Makes the folder and those above it, with this mode for the last one. False, errno set, when that fails.
+/// Makes a folder under the root and those above it, whatever the umask: those between the root and the last one with
+/// mode 0755, the last one with this mode. What is there stays as it is. False, errno set, when that fails.
 bool makeFolder(const std::string& path, unsigned mode);
+/// Whether no other user can swap what lies in the platform's folders: those that exist belong to root or to us, and
+/// only their owner may write them. The root itself may belong to anyone.
+/// @param why  one line when it isn't so
+[[nodiscard]] bool isRootSafe(std::string& why);
 
 }  // namespace tn

@@ -1,4 +1,5 @@
 #include "agent/core/start.h"
+#include "tn/daemon.h"
 #include "tn/options.h"
 
 int main(int argc, char** argv) {
@@ -8,6 +9,8 @@ int main(int argc, char** argv) {
     snmp::addOptions(app, options);
     if (const auto status = tn::parseOptions(app, argc, argv)) return *status;
 
+    constexpr uint32_t kNumber = tn::number::Snmp;
+    if (!tn::startDaemon({&kNumber, 1})) return 1;
     const auto agent = snmp::makeAgent(options);
     return snmp::runAgent(*agent);
 }

@@ -1,0 +1,92 @@
+#include "tn/daemon.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tests/tn/temp_root.h"
+#include "tn/bus_socket.h"
+
+namespace tn {
+namespace {
+
+constexpr uint32_t kNumber = 7;
+constexpr uid_t kStranger = 12345;
+
+mode_t modeOf(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
+
+class DaemonTest : public testing::Test {
+  protected:
+    /// What it says when it can't start; empty when it can.
+    static std::string refusal() {
+        testing::internal::CaptureStderr();
+        const bool started = startDaemon({&kNumber, 1});
+        std::string line = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(started, line.empty()) << line;
+        return line;
+    }
+    TempRoot temporary;
+};
+
+TEST_F(DaemonTest, NumberIsClaimedUntilItsListenerHasGone) {
+    EXPECT_EQ(refusal(), "");
+    const std::string taken = "bus: 7: another process serves this number";
+    EXPECT_EQ(refusal(), taken + "\n");
+    std::string why;
+    BusListener listener = openBusListener(kNumber, why);
+    EXPECT_TRUE(listener.socket) << why;
+    EXPECT_FALSE(openBusListener(kNumber, why).socket);
+    EXPECT_EQ(why, taken);
+    listener = {};
+    EXPECT_TRUE(openBusListener(kNumber, why).socket);
+}
+
+TEST_F(DaemonTest, FoldersAreForTheirOwnerToWriteWhateverTheUmask) {
+    for (const mode_t mask : {0077U, 0U}) {
+        const TempRoot root;
+        const mode_t before = umask(mask);
+        EXPECT_EQ(refusal(), "");
+        umask(before);
+        EXPECT_EQ(modeOf(rooted("/tern")), 0755U);
+        EXPECT_EQ(modeOf(rooted("/tern/run")), 0755U);
+        EXPECT_EQ(modeOf(busFolder()), 0750U);
+        std::string why;
+        (void)openBusListener(kNumber, why);  // gives the number back
+    }
+}
+
+TEST_F(DaemonTest, RootThatOthersCanChangeIsRefused) {
+    const auto reason = [](const std::string& folder, const std::string& what) {
+        return "root refused: " + folder + ": " + what + "\n";
+    };
+    for (const char* each : {"/tern", "/tern/store", "/tern/run", "/tern/run/bus"}) {
+        const TempRoot root;
+        const std::string folder = rooted(each);
+        std::filesystem::create_directories(folder);
+        for (const mode_t mode : {0775U, 0757U, 01777U}) {
+            ASSERT_EQ(chmod(folder.c_str(), mode), 0);
+            EXPECT_EQ(refusal(), reason(folder, "others than its owner may write it"));
+        }
+        ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
+        if (chown(folder.c_str(), kStranger, getegid()) != 0) continue;  // for root alone to try
+        EXPECT_EQ(refusal(), reason(folder, "belongs to user 12345"));
+        ASSERT_EQ(chown(folder.c_str(), 0, getegid()), 0);
+        const std::string elsewhere = root.path("elsewhere");
+        std::filesystem::rename(folder, elsewhere);
+        std::filesystem::create_symlink(elsewhere, folder);
+        ASSERT_EQ(lchown(folder.c_str(), kStranger, getegid()), 0);
+        EXPECT_EQ(refusal(), reason(folder, "belongs to user 12345"));
+    }
+    ASSERT_EQ(chmod(root().c_str(), 0777), 0);
+    EXPECT_EQ(refusal(), reason(root(), "everyone may write it"));
+    ASSERT_EQ(chmod(root().c_str(), 01777), 0) << "as /tmp is";
+    EXPECT_EQ(refusal(), "");
+    std::string why;
+    (void)openBusListener(kNumber, why);
+}
+
+}  // namespace
+}  // namespace tn
