@@ -69,9 +69,10 @@ TEST_F(SpawnerTest, HandsTheSocketOverAndNothingElse) {
     ::sigemptyset(&blocked);
     ::sigaddset(&blocked, SIGTERM);
     ::sigprocmask(SIG_BLOCK, &blocked, &before);
+    const auto pipeSignal = ::signal(SIGPIPE, SIG_IGN);
     Spawner spawner(runner, script("echo $$ $LISTEN_PID $LISTEN_FDS $LISTEN_FDNAMES [$NOTIFY_SOCKET] > env;"
                                    "ls /proc/$$/fd > fds; readlink /proc/$$/fd/3 > third;"
-                                   "grep SigBlk /proc/self/status > mask; touch done; exec sleep 20"));
+                                   "grep -E 'SigBlk|SigIgn' /proc/self/status > mask; touch done; exec sleep 20"));
     ASSERT_TRUE(spawner.start());
     ASSERT_TRUE(within(5000, [this] { return exists("done"); }));
     const std::string pid = std::to_string(spawner.child());
@@ -80,7 +81,8 @@ TEST_F(SpawnerTest, HandsTheSocketOverAndNothingElse) {
     std::erase_if(fds, [](const std::string& fd) { return fd.size() == 2 && fd[0] == '1'; });  // the shell's own
     EXPECT_EQ(fds, (std::vector<std::string>{"0", "1", "2", "3"}));
     EXPECT_TRUE(lines("third").at(0).starts_with("socket:"));
-    EXPECT_EQ(lines("mask").at(0), "SigBlk:\t0000000000000000");
+    EXPECT_EQ(lines("mask"), (std::vector<std::string>{"SigBlk:\t0000000000000000", "SigIgn:\t0000000000000000"}));
+    ::signal(SIGPIPE, pipeSignal);
     ::sigprocmask(SIG_SETMASK, &before, nullptr);
     ::close(leaked);
     ::unsetenv("NOTIFY_SOCKET");

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 
@@ -209,15 +210,19 @@ TEST_F(ScriptsTest, RunDetachedAndAreReaped) {
     // In a process group and session of its own, with nothing to read, and without our descriptors.
     has("run",
         "cut -d' ' -f5,6 /proc/self/stat > \"$0.session\"; cat > \"$0.stdin\"; ls /proc/self/fd > \"$0.fds\"\n"
+        "grep SigIgn /proc/self/status > \"$0.ignored\"\n"
         "echo out; echo err >&2; echo done > \"$0.done\"");
     tree.write("bad", "#!/no/such/interpreter\n");
     ::chmod(tree.path("bad").c_str(), 0755);
     EXPECT_THAT(names(), ElementsAre("1:bad", "2:run"));
     tn::Looper looper({});
+    const auto before = ::signal(SIGPIPE, SIG_IGN);  // as daemons have it
     EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(1))), tn::error::Refused);
     EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(9))), tn::error::NotFound);
     EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(2))), 0U);
     ASSERT_TRUE(eventually([&] { return content("run.done") == "done\n"; }, &looper));
+    ::signal(SIGPIPE, before);
+    EXPECT_EQ(std::stoull(content("run.ignored").substr(8), nullptr, 16) >> (SIGPIPE - 1) & 1, 0U);
     EXPECT_EQ(content("run.stdin"), "");
     EXPECT_EQ(content("run.fds"), "0\n1\n2\n3\n");  // 3 is the listed folder
     EXPECT_NE(content("run.session").find(' '), std::string::npos);
