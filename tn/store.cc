@@ -70,8 +70,8 @@ std::string errnoText() { return std::strerror(errno); }
 /// Why this file isn't a store, told from its first octets, so that SQLite never opens a file that isn't ours; empty
 /// when it is one.
 std::string notAStore(const std::string& file) {
-    const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (fd < 0) return errnoText();
+    const int fd = open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0) return errno == ELOOP ? "is a symbolic link" : errnoText();
     struct stat status {};
     std::array<char, kHeader> header{};
     ssize_t length = -1;
@@ -150,6 +150,7 @@ struct Store::Impl {
     void giveUp(const std::string& reason);
     bool failed(std::string_view what);
     bool change(const Use& use, std::string_view what);
+    bool next(const Use& use);
 };
 
 /// @return why the file can't be used, or empty
@@ -165,8 +166,8 @@ std::string Store::Impl::open(unsigned flags) {
     if (std::string reason = openDatabase(file, db); !reason.empty()) return reason;
     if (std::string reason = verify(); !reason.empty()) return reason;
 
-    for (const char* side : {"", "-wal", "-shm"})
-        chmod((file + side).c_str(), 0600);  // what SQLite makes later copies it
+    // What SQLite makes later copies it. Not fchmod: closing any descriptor of a file drops SQLite's locks on it.
+    for (const char* side : {"", "-wal", "-shm"}) fchmodat(AT_FDCWD, (file + side).c_str(), 0600, AT_SYMLINK_NOFOLLOW);
     if (!execute(db.get(), "PRAGMA journal_mode = WAL")) return sqlite3_errmsg(db.get());
     execute(db.get(), (flags & kWriteThrough) != 0 ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
     upsert =
@@ -222,6 +223,13 @@ bool Store::Impl::failed(std::string_view what) {
 
 bool Store::Impl::change(const Use& use, std::string_view what) { return use.step() == SQLITE_DONE || failed(what); }
 
+/// Whether there is a row, or one more. A failure, a busy or unreadable file say, is the end of the store.
+bool Store::Impl::next(const Use& use) {
+    const int result = use.step();
+    if (result != SQLITE_ROW && result != SQLITE_DONE) giveUp(sqlite3_errmsg(db.get()));
+    return result == SQLITE_ROW;
+}
+
 Store::Store(const std::string& path, unsigned flags) : impl_(std::make_unique<Impl>()) {
     impl_->file = rooted(path);
     const std::string reason = impl_->open(flags);
@@ -233,18 +241,14 @@ Store::~Store() = default;
 
 bool Store::find(uint32_t id) const {
     if (!impl_->usable) return false;
-    return Use(impl_->select, id).step() == SQLITE_ROW;
+    return impl_->next(Use(impl_->select, id));
 }
 
 message Store::get(uint32_t id) const {
     message m;
     if (!impl_->usable) return m;
     const Use use(impl_->select, id);
-    const int result = use.step();
-    if (result == SQLITE_DONE) return m;
-    if (result != SQLITE_ROW) {
-        impl_->giveUp(sqlite3_errmsg(impl_->db.get()));
-    } else if (!message::unflatten(use.bytes(1), m)) {
+    if (impl_->next(use) && !message::unflatten(use.bytes(1), m)) {
         impl_->giveUp("is damaged: message " + std::to_string(id) + " can't be read");
     }
     return m;
@@ -254,7 +258,8 @@ std::vector<uint32_t> Store::ids() const {
     std::vector<uint32_t> found;
     if (!impl_->usable) return found;
     const Use use(impl_->list);
-    while (use.step() == SQLITE_ROW) found.push_back(static_cast<uint32_t>(use.number(0)));
+    while (impl_->next(use)) found.push_back(static_cast<uint32_t>(use.number(0)));
+    if (!impl_->usable) found.clear();
     return found;
 }
 

@@ -153,6 +153,9 @@ TEST_F(StoreTest, FileThatIsNotAStoreIsRefused) {
     std::filesystem::remove(file());
     ASSERT_EQ(mkfifo(file().c_str(), 0600), 0);
     expectRefused("isn't a regular file");
+    std::filesystem::rename(file(), file() + "-elsewhere");
+    std::filesystem::create_symlink(file() + "-elsewhere", file());
+    expectRefused("is a symbolic link");
 }
 
 TEST_F(StoreTest, DamagedOrForeignStoreIsRefused) {
@@ -179,6 +182,27 @@ TEST_F(StoreTest, DamagedStoreKeepsItsUnmergedChanges) {
     execute("UPDATE messages SET value = x'0102' WHERE id = 15", /*merge=*/false);
     ASSERT_GT(std::filesystem::file_size(file() + "-wal"), 0U);
     expectRefused("message 15");
+}
+
+TEST_F(StoreTest, WhatCannotBeReadForAMomentIsNotTakenForMissing) {
+    const std::function<bool(const Store&)> reads[] = {
+        [](const Store& store) { return store.find(0); },
+        [](const Store& store) { return !store.get(0).empty(); },
+        [](const Store& store) { return !store.ids().empty(); },
+    };
+    for (const auto& read : reads) {
+        Store store(kStore);
+        ASSERT_TRUE(store.set(0, sized(1500)));
+        execute("UPDATE messages SET id = 0", /*merge=*/false);  // by another process: not in this one's cache
+        const std::string wal = contents(file() + "-wal");
+        std::filesystem::resize_file(file() + "-wal", 0);  // reading it fails
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(read(store));
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("it is left as it is"));
+        std::ofstream(file() + "-wal", std::ios::binary) << wal;
+        EXPECT_FALSE(store.set(0, numbered(1))) << "defaults take the place of what is there";
+        EXPECT_THAT(store.lastError(), HasSubstr(file()));
+    }
 }
 
 /// Writes until it is killed, and tells each number once its set has returned true.
