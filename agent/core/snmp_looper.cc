@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "agent/core/create_reply.h"
@@ -28,9 +29,8 @@ constexpr uint32_t kLeaveAfter = 1000;      // milliseconds
 constexpr unsigned kDatagramsPerCall = 32;  // before the bus and the timers get their turn
 constexpr uint32_t kDefaultGetFlags = 5;
 
-bool setOption(int fd, int level, int name) {
-    const int on = 1;
-    return setsockopt(fd, level, name, &on, sizeof on) == 0;
+bool setOption(int fd, int level, int name, int value = 1) {
+    return setsockopt(fd, level, name, &value, sizeof value) == 0;
 }
 
 }  // namespace
@@ -103,7 +103,9 @@ int SnmpLooper::openSocket() const {
     const auto* address = dualStack ? reinterpret_cast<sockaddr*>(&any6) : reinterpret_cast<sockaddr*>(&any4);
     const socklen_t length = dualStack ? sizeof any6 : sizeof any4;
     if ((!dualStack || setOption(fd, IPPROTO_IPV6, IPV6_RECVPKTINFO)) && setOption(fd, IPPROTO_IP, IP_PKTINFO) &&
-        setOption(fd, SOL_SOCKET, SO_REUSEADDR) && bind(fd, address, length) == 0) {
+        setOption(fd, SOL_SOCKET, SO_REUSEADDR) && bind(fd, address, length) == 0 &&
+        // Kept, it would let any user bind a port of 1024 or more once again, and get our requests.
+        setOption(fd, SOL_SOCKET, SO_REUSEADDR, 0)) {
         return fd;
     }
     const int reason = errno;
@@ -117,7 +119,9 @@ void SnmpLooper::enable() {
     setupLeave(0);
     const int fd = openSocket();
     if (fd < 0) {
+        const int reason = errno;
         serr << "cannot create service connection";
+        serr << "UDP port " << port_ << ": " << std::strerror(reason);
         return;
     }
     if (!addSocket(
