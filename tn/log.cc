@@ -1,12 +1,16 @@
 #include "tn/log.h"
 
 #include <locale.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cwchar>
 #include <cwctype>
 #include <map>
@@ -19,23 +23,65 @@ namespace tn {
 
 constinit lstream sout(lstream::Sink::Stdout);
 constinit lstream serr(lstream::Sink::Stderr);
+constinit lstream strangersOut(lstream::Sink::Stdout, lstream::About::Strangers);
+constinit lstream strangersErr(lstream::Sink::Stderr, lstream::About::Strangers);
 
 namespace {
 
-constexpr uint64_t kBurst = 256;    // lines of one cause at once
-constexpr uint64_t kRefill = 1000;  // milliseconds until a cause may write one line more
+constexpr uint64_t kBurst = 256;        // lines of one cause at once
+constexpr uint64_t kRefill = 1000;      // milliseconds until a cause may write one line more
+constexpr size_t kStrangersLines = 10;  // in any time of this many milliseconds:
+constexpr uint64_t kStrangersTime = 1000;
 constexpr size_t kMaxCauses = 256;  // each with a bucket of its own; any others share one for each stream
 constexpr std::string_view kOtherCauses;
 
 std::atomic<LogTarget> currentTarget{LogTarget::Syslog};
 
-void writeLine(int fd, const std::string& text) {
-    // One call for a line, so that lines of several processes don't mix. A line that can't be written has nobody to
-    // tell.
-    const std::string line = text + "\n";
-    while (write(fd, line.data(), line.size()) < 0 && errno == EINTR) {
-    }
+/// Writes what there is room for. @return octets written, or -1
+ssize_t writeWithoutWaiting(int fd, std::string_view octets) {
+    const ssize_t sent = send(fd, octets.data(), octets.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (sent >= 0 || errno != ENOTSOCK) return sent;
+    // The descriptor is shared with whoever started us, so O_NONBLOCK isn't ours to set. A pipe that is writable has
+    // room for PIPE_BUF octets.
+    pollfd output = {.fd = fd, .events = POLLOUT, .revents = 0};
+    if (poll(&output, 1, 0) != 1) return -1;
+    return write(fd, octets.data(), std::min<size_t>(octets.size(), PIPE_BUF));
 }
+
+/// Standard output or standard error.
+class Output {
+  public:
+    explicit constexpr Output(int fd) : fd_(fd) {}
+
+    void writeLine(const std::string& text) {
+        const std::lock_guard lock(mutex_);
+        if (lost_ > 0 && put(std::to_string(lost_) + " lines lost here: their reader was too slow")) lost_ = 0;
+        if (lost_ > 0 || !put(text)) ++lost_;
+    }
+
+  private:
+    /// One call for a line, mostly, so that lines of several processes don't mix.
+    bool put(const std::string& text) {
+        const std::string line = (cut_ ? "\n" : "") + text + "\n";
+        std::string_view rest = line;
+        while (!rest.empty()) {
+            const ssize_t written = writeWithoutWaiting(fd_, rest);
+            if (written < 0 && errno == EINTR) continue;
+            if (written <= 0) break;
+            rest.remove_prefix(static_cast<size_t>(written));
+        }
+        if (rest.size() < line.size()) cut_ = !rest.empty();
+        return rest.empty();
+    }
+
+    int fd_;
+    std::mutex mutex_;
+    bool cut_ = false;  ///< the last line ends in its middle
+    uint64_t lost_ = 0;
+};
+
+constinit Output standardOutput(STDOUT_FILENO);
+constinit Output standardError(STDERR_FILENO);
 
 /// How much one cause may write: a bucket of kBurst tokens that gets one back each kRefill.
 struct Bucket {
@@ -51,23 +97,39 @@ struct Bucket {
     }
 };
 
+/// When strangers brought about their last lines.
+struct Window {
+    std::array<uint64_t, kStrangersLines> written{};
+    size_t oldest = 0;
+    uint64_t leftOut = 0;
+
+    bool take(uint64_t now) {
+        if (now - written[oldest] < kStrangersTime) return false;
+        written[oldest] = now;
+        oldest = (oldest + 1) % written.size();
+        return true;
+    }
+};
+
 /// The buckets of the process. Helper threads log too, so all of it is under one lock.
 class Limiter {
   public:
-    /// Whether a line may be written; `summary` is called, under the lock, for each cause that has room to tell how
-    /// much of it was left out.
+    /// Whether a line may be written; `summary` is called, under the lock, for each cause, and for strangers, when
+    /// there is room to tell how much of theirs was left out.
     template <class Summary>
     bool admit(const lstream& stream, std::string_view cause, Summary summary) {
         const std::lock_guard lock(mutex_);
         const uint64_t now = getMilliseconds();
         for (auto& [key, bucket] : buckets_) {
             if (bucket.leftOut == 0 || !bucket.take(now)) continue;
-            summary(bucket.origin, key.second, std::exchange(bucket.leftOut, 0));
+            summary(bucket.origin, "that begin with: " + key.second, std::exchange(bucket.leftOut, 0));
         }
+        if (strangers_.leftOut > 0 && strangers_.take(now)) {
+            summary(serr, "that strangers brought about", std::exchange(strangers_.leftOut, 0));
+        }
+        if (stream.isAboutStrangers()) return strangers_.take(now) || (++strangers_.leftOut, false);
         Bucket& bucket = bucketOf(stream, cause, now);
-        if (bucket.take(now)) return true;
-        ++bucket.leftOut;
-        return false;
+        return bucket.take(now) || (++bucket.leftOut, false);
     }
 
   private:
@@ -86,6 +148,7 @@ class Limiter {
 
     std::mutex mutex_;
     std::map<Key, Bucket> buckets_;
+    Window strangers_;
 };
 
 Limiter& limiter() {
@@ -163,16 +226,18 @@ std::string escaped(std::string_view text) {
 void lstream::emit(std::string_view text) const {
     const LogTarget to = currentTarget;
     if (to == LogTarget::None) return;
-    if (sink_ != Sink::Log) return writeLine(sink_ == Sink::Stdout ? STDOUT_FILENO : STDERR_FILENO, escaped(text));
+    if (sink_ == Sink::Stdout) return standardOutput.writeLine(escaped(text));
+    if (sink_ == Sink::Stderr) return standardError.writeLine(escaped(text));
     const std::string line = "[" + std::to_string(topic_) + "] " + escaped(text);
-    if (to == LogTarget::Stderr) return writeLine(STDERR_FILENO, line);
+    if (to == LogTarget::Stderr) return standardError.writeLine(line);
     syslog(LOG_DAEMON | (level_ >= kDebugLevel ? LOG_DEBUG : LOG_INFO), "%s", line.c_str());
 }
 
 void lstream::write(std::string_view cause, std::string_view text) const {
-    const bool admitted = limiter().admit(*this, cause, [](const lstream& origin, std::string_view of, uint64_t lines) {
-        origin.emit(std::to_string(lines) + " lines left out that begin with: " + std::string(of));
-    });
+    const bool admitted =
+        limiter().admit(*this, cause, [](const lstream& origin, const std::string& which, uint64_t lines) {
+            origin.emit(std::to_string(lines) + " lines left out " + which);
+        });
     if (admitted) emit(text);
 }
 

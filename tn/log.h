@@ -8,7 +8,9 @@
 
 namespace tn {
 
-/// Where log streams write. Standard output and error lines go there whatever the target is, except for None.
+/// Where log streams write. Nothing waits there for a reader: when a pipe or terminal is full, lines are lost, and a
+/// line that tells how many comes first when it has room again. Standard output and error lines go there whatever the
+/// target is, except for None.
 enum class LogTarget { Stderr, Syslog, None };
 void setLogTarget(LogTarget target);
 
@@ -20,17 +22,22 @@ void setLogTarget(LogTarget target);
 /// first piece of text on one stream, may write a burst of 256 lines and one a second after that; a line that tells how
 /// many were left out follows with the next line of any stream when there is room again. So a statement begins with
 /// fixed text, and what a program was asked to print (tnctl's tables) goes elsewhere. A muted stream formats nothing.
+///
+/// Lines that strangers bring about, peers that haven't shown that they may ask anything, are at most 10 in any second,
+/// whatever their causes; how many were left out is told in the same way.
 class lstream {
   public:
     enum class Sink { Log, Stdout, Stderr };
+    enum class About { Ourselves, Strangers };
     static constexpr unsigned kDebugLevel = 5;
 
     /// @param topic  number shown with the line in the system log
     /// @param level  0 for what operators should see, 5 for debugging; streams of level 5 start muted
     explicit constexpr lstream(unsigned topic, unsigned level = 0)
         : topic_(topic), level_(level), muted_(level >= kDebugLevel) {}
-    explicit constexpr lstream(Sink sink) : sink_(sink) {}
+    explicit constexpr lstream(Sink sink, About about = About::Ourselves) : sink_(sink), about_(about) {}
 
+    [[nodiscard]] bool isAboutStrangers() const { return about_ == About::Strangers; }
     [[nodiscard]] bool isMuted() const { return muted_; }
     void mute(bool on = true) { muted_ = on; }
 
@@ -74,6 +81,7 @@ class lstream {
     void emit(std::string_view text) const;
 
     Sink sink_ = Sink::Log;
+    About about_ = About::Ourselves;
     unsigned topic_ = 0;
     unsigned level_ = 0;
     bool muted_ = false;
@@ -82,6 +90,9 @@ class lstream {
 /// The process's own lines on standard output and standard error, without a topic.
 extern lstream sout;
 extern lstream serr;
+/// The same, for lines that strangers bring about.
+extern lstream strangersOut;
+extern lstream strangersErr;
 
 /// The text with everything that isn't printable ASCII or UTF-8 escaped, and backslashes doubled.
 [[nodiscard]] std::string escaped(std::string_view text);

@@ -8,7 +8,7 @@ namespace snmp {
 namespace {
 
 // One piece, so that each text is a cause of its own and one flood doesn't hide the others.
-tn::lstream::Line say(std::string_view text) { return tn::sout << std::string("SNMP InStream: ").append(text); }
+tn::lstream::Line say(std::string_view text) { return tn::strangersOut << std::string("SNMP InStream: ").append(text); }
 
 }  // namespace
 

@@ -11,7 +11,7 @@ namespace snmp {
 
 namespace {
 
-constexpr size_t kDumped = 1024;  // octets of a bad message that are logged: its header is among them
+constexpr size_t kDumped = 150;  // octets of a bad message that are logged, its header among them: ten lines
 
 constexpr std::array<std::string_view, kV3Errors> kV3ErrorText = {
     "unsupported security level",
@@ -31,7 +31,7 @@ bool drop(const Context& c, std::string_view why) {
     dlog << why;
     std::stringstream octets;
     UberStream(c.in.bytes().first(std::min(c.in.size(), kDumped))).dump(octets);
-    for (std::string line; std::getline(octets, line);) serr << "v3 packet: " << line;
+    for (std::string line; std::getline(octets, line);) tn::strangersErr << "v3 packet: " << line;
     return false;
 }
 

@@ -1,6 +1,8 @@
 #include "tn/log.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <functional>
@@ -13,8 +15,9 @@ namespace {
 
 class HandSetClock : public Sources {
   public:
-    uint64_t bootNanoseconds() override { return seconds * 1'000'000'000; }
+    uint64_t bootNanoseconds() override { return seconds * 1'000'000'000 + milliseconds * 1'000'000; }
     uint64_t seconds = 1000;
+    uint64_t milliseconds = 0;
 };
 
 class LogTest : public testing::Test {
@@ -113,6 +116,47 @@ TEST_F(LogTest, CausesBeyondTheTableShareOneBucket) {
     EXPECT_GT(lines(text), 255U);
     clock.seconds += 10'000;  // leaves the table as other tests want it
     written([&] { stream << "cause"; });
+}
+
+TEST_F(LogTest, StrangersWriteTenLinesASecondWhateverTheirCauses) {
+    const auto flood = [] {
+        for (int i = 0; i < 50; ++i) (i % 2 == 0 ? strangersOut : strangersErr) << "cause " + std::to_string(i);
+    };
+    testing::internal::CaptureStdout();
+    const std::string first = written([&] { flood(), clock.milliseconds = 999, flood(); });
+    EXPECT_EQ(lines(first) + lines(testing::internal::GetCapturedStdout()), 10U);
+
+    clock.milliseconds = 1000;
+    EXPECT_EQ(written([&] { log << "ours"; }), "90 lines left out that strangers brought about\n[20] ours\n");
+    testing::internal::CaptureStdout();
+    const std::string next = written(flood);
+    EXPECT_EQ(lines(next) + lines(testing::internal::GetCapturedStdout()), 9U) << "the account is one of the ten";
+    clock.seconds += 1;
+    written([&] { log << "ours"; });  // leaves no account to other tests
+}
+
+TEST_F(LogTest, FullPipeHoldsNobodyUpAndSaysHowManyLinesAreMissing) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    ASSERT_EQ(fcntl(ends[0], F_SETFL, O_NONBLOCK), 0);
+    const int before = dup(STDERR_FILENO);
+    dup2(ends[1], STDERR_FILENO);
+    const auto read = [&] {
+        std::string text(1 << 20, '\0');
+        const ssize_t octets = ::read(ends[0], text.data(), text.size());
+        return text.substr(0, octets < 0 ? 0 : static_cast<size_t>(octets));
+    };
+    for (int i = 0; i < 30; ++i) log << "long: " << std::string(5000, 'x');  // more than PIPE_BUF
+    const std::string text = read();
+    log << "short";
+    const std::string rest = read();
+    dup2(before, STDERR_FILENO);
+    for (const int fd : {ends[0], ends[1], before}) close(fd);
+
+    EXPECT_LT(lines(text), 30U);
+    const std::string cut = text.ends_with('\n') ? "" : "\n";
+    EXPECT_EQ(rest,
+              cut + std::to_string(30 - lines(text)) + " lines lost here: their reader was too slow\n[20] short\n");
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "agent/ber/tags.h"
 #include "tests/agent/ber/octets.h"
+#include "tn/sources.h"
 
 namespace snmp {
 namespace {
@@ -70,6 +71,11 @@ TEST(InStream, RefusedOctetsGiveTheirReasonAndStopWhereTheyFail) {
         {kSeq, "30 84 80 00 00 00", "", 6},
         {kSeq, "", "", 0},
     };
+    struct : tn::Sources {
+        uint64_t bootNanoseconds() override { return now += 1'000'000'000; }
+        uint64_t now = 0;
+    } clock;  // lines are left out when they follow each other too fast
+    tn::setSources(&clock);
     for (const Case& c : cases) {
         InStream in(octets(c.hex));
         testing::internal::CaptureStdout();
@@ -79,6 +85,7 @@ TEST(InStream, RefusedOctetsGiveTheirReasonAndStopWhereTheyFail) {
         EXPECT_EQ(said, *c.reason == '\0' ? "" : "SNMP InStream: " + std::string(c.reason) + "\n") << c.hex;
         EXPECT_EQ(in.position(), c.pos) << c.hex;
     }
+    tn::setSources(nullptr);
 }
 
 template <auto getter, class T>

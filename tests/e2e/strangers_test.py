@@ -1,0 +1,98 @@
+"""What other users of the machine, strangers on the network, and whoever reads the log can do to the daemons."""
+
+import contextlib
+import errno
+import os
+import re
+import socket
+import subprocess
+import time
+import unittest
+
+from harness import PATIENCE, SYS_SERVICES, Deployment, eventually, program
+
+GARBAGE = (b"\x30\x80", b"\x30\x85", b"\x30\x02\x02\x01", b"\x30\x06\x02\x01\x01\x04\x7f\x41",
+           b"\x30\x0d\x02\x01\x03\x30\x02\x02\x00\x04\x00\x30\x02\x05\x00")
+
+
+def send(port, *datagrams):
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as stranger:
+        for datagram in datagrams:
+            stranger.sendto(datagram, ("127.0.0.1", port))
+
+
+class Port(unittest.TestCase):
+    def test_nobody_binds_behind_the_agent(self):
+        agent = Deployment("node").ends_with(self).start().open()
+        for family, host in ((socket.AF_INET6, "::"), (socket.AF_INET, ""), (socket.AF_INET, "127.0.0.1")):
+            for option in (socket.SO_REUSEADDR, socket.SO_REUSEPORT):
+                with socket.socket(family, socket.SOCK_DGRAM) as thief, self.subTest(host=host, option=option):
+                    thief.setsockopt(socket.SOL_SOCKET, option, 1)
+                    with self.assertRaises(OSError) as refused:
+                        thief.bind((host, agent.port))
+                    self.assertEqual(refused.exception.errno, errno.EADDRINUSE)
+        second = Deployment("node").ends_with(self)
+        second.port = agent.port
+        second.start().open()
+        self.assertIn(f"cannot create service connection\nUDP port {agent.port}: Address already in use\n",
+                      second.said())
+        self.assertEqual(agent.get(SYS_SERVICES), "INTEGER: 78")
+
+
+class Log(unittest.TestCase):
+    def test_strangers_write_ten_lines_a_second(self):
+        agent = Deployment("node").ends_with(self).start().open()
+        began, before = time.monotonic(), len(agent.said())
+        for _ in range(5):
+            send(agent.port, *GARBAGE * 5)
+            agent.get(SYS_SERVICES)  # everything before it has been received
+        seconds = int(time.monotonic() - began) + 1
+        lines = re.findall(r"(?m)^(SNMP InStream: .*|v3 packet: .*|\d+ lines left out.*)$", agent.said()[before:])
+        self.assertGreaterEqual(len(lines), 10)
+        self.assertLessEqual(len(lines), 10 * seconds, lines)
+        eventually(lambda: send(agent.port, *GARBAGE) or "lines left out that strangers" in agent.said(), "the account")
+
+    def test_reader_that_stops_or_ends_stops_nothing(self):
+        for kind in ("node", "spawn"):
+            with self.subTest(kind=kind):
+                self.check_reader(Deployment(kind).ends_with(self))
+
+    def check_reader(self, agent):
+        os.mkfifo(agent.output)
+        reader = os.open(agent.output, os.O_RDONLY | os.O_NONBLOCK)
+        filler = os.open(agent.output, os.O_WRONLY | os.O_NONBLOCK)
+        agent.said = lambda: "it is in a pipe"
+        agent.start().open()
+        try:
+            with self.assertRaises(BlockingIOError):
+                while True:
+                    os.write(filler, b"x" * 512)
+            send(agent.port, *GARBAGE)
+            self.assertEqual(agent.get(SYS_SERVICES), "INTEGER: 78", "its log is full")
+
+            def account():
+                send(agent.port, GARBAGE[0])
+                with contextlib.suppress(BlockingIOError):
+                    return b"lines lost here" in os.read(reader, 1 << 20)
+
+            eventually(account, "how many lines were lost")
+        finally:
+            os.close(filler)
+            os.close(reader)
+        time.sleep(1)  # until strangers may write again
+        send(agent.port, *GARBAGE)
+        pids = agent.agent_pids()
+        self.assertEqual(agent.get(SYS_SERVICES), "INTEGER: 78", "nobody reads its log")
+        self.assertEqual(agent.agent_pids(), pids)
+        self.assertEqual(agent.stop(), [0])
+
+
+class Root(unittest.TestCase):
+    def test_second_process_ends_before_it_opens_anything(self):
+        for kind in ("node", "spawn"):
+            agent = Deployment(kind).ends_with(self).start()
+            for name in ("tarnix-node", "tarnix-hostd", "tarnix-snmpd"):
+                done = subprocess.run([program(name), "--root", agent.root], capture_output=True, text=True,
+                                      timeout=PATIENCE)
+                self.assertEqual((done.returncode, done.stdout), (1, ""), name)
+                self.assertRegex(done.stderr, r"\Abus: \d+: another process serves this number\n\Z", name)
