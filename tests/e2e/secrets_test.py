@@ -1,0 +1,131 @@
+"""Passwords and communities come out nowhere, and the memory that holds them is for root alone to see."""
+
+import os
+import pathlib
+import re
+import subprocess
+import time
+import unittest
+
+from harness import BUILD, SYS_CONTACT, Daemon, eventually, not_tested, program
+from usm_test import Agent
+
+NOBODY = 65534
+UNITS = pathlib.Path(__file__).resolve().parents[2] / "packaging/systemd"
+
+# One for each place where it goes in. Those that are only guessed are somebody's, too.
+COMMUNITIES = {place: f"canary-{place}" for place in ("own", "renamed", "trap", "guessed")}
+PASSWORDS = {place: f"canary-{place}" for place in ("word", "priv-word", "input", "file", "message", "last", "guess")}
+PASSWORDS["too-short"] = "can-ary"
+
+
+def as_nobody(*groups):
+    """Prefix of a command line: another user, in these groups. Skips the test where that can't run our programs."""
+    prefix = ["setpriv", f"--reuid={NOBODY}", f"--regid={NOBODY}",
+              "--groups=" + ",".join(map(str, groups)) if groups else "--clear-groups"]
+    done = subprocess.run([*prefix, program("tnctl"), "--version"], capture_output=True, text=True)
+    return prefix if done.returncode == 0 else not_tested(f"no programs as another user: {done.stderr}")
+
+
+class Canaries(unittest.TestCase):
+    def setUp(self):
+        self.agent = Agent("spawn", agent_words=["--strict-usm", "--debug"]).ends_with(self).start().open()
+        self.agent.root.chmod(0o755)
+        self.printed = []  # by tnctl, for who may do everything
+
+    def tnctl(self, *words, stdin="", status=0):
+        answer = self.agent.tnctl(*words, stdin=stdin)
+        self.assertEqual(answer.status, status, answer)
+        self.printed.append(str(answer))
+        return answer.out
+
+    def watch(self, *words, prefix=()):
+        """A tnctl for each path that has secrets behind it; what comes in goes to a file."""
+        watchers = []
+        for path in ("34", "34,1", "1,1"):
+            command = [*prefix, program("tnctl"), "--root", self.agent.root, "watch", *words, path]
+            watchers.append(Daemon(command, self.agent.root / f"watched-{len(command)}-{path}"))
+            self.addCleanup(watchers[-1].end)
+        return watchers
+
+    def assert_user_has(self, auth, priv, has=True):
+        answer = self.agent.v3("get", "user", "private", SYS_CONTACT, auth=PASSWORDS[auth], priv=PASSWORDS[priv])
+        self.assertEqual(answer.status == 0, has, answer)
+
+    def use_every_place(self):
+        """Gives each secret in, uses it, changes it, takes that back, and looks at everything."""
+        self.tnctl("snmp", "set", "trap-targets=127.0.0.1")
+        for place in ("own", "trap"):
+            self.tnctl("snmp", "community", "add", f"name={COMMUNITIES[place]}", "addresses=127.0.0.0/8")
+        self.tnctl("snmp", "set", f"trap-community={COMMUNITIES['trap']}")
+        self.tnctl("snmp", "trap", "send")
+        for version in ("1", "2c"):
+            self.agent.get(SYS_CONTACT, version=version, community=COMMUNITIES["own"])
+            self.agent.snmp("get", SYS_CONTACT, version=version, community=COMMUNITIES["guessed"],
+                            timeout=0.1, retries=0)
+
+        user, file = ("snmp", "community", "set", "user"), self.agent.root / "password"
+        self.tnctl("snmp", "community", "add", "name=user", "addresses=127.0.0.0/8", "security=private",
+                   "authentication-protocol=sha1", f"authentication-password={PASSWORDS['word']}",
+                   f"encryption-password={PASSWORDS['priv-word']}")
+        self.assert_user_has("word", "priv-word")
+        self.assert_user_has("guess", "priv-word", has=False)
+        file.write_text(PASSWORDS["file"] + "\n")
+        self.tnctl(*user, "authentication-password=-", f"encryption-password=@{file}", stdin=PASSWORDS["input"] + "\n")
+        file.unlink()
+        self.assert_user_has("input", "file")
+        self.tnctl(*user, f"authentication-password={PASSWORDS['too-short']}", status=2)
+        row = re.search(r"(?m)^(\d+) +user ", self.tnctl("snmp", "community", "list"))[1]
+        self.tnctl("message", "34,1", "set-object", f"0xfe0001:u32={row}", f"11:string={PASSWORDS['message']}")
+        self.assert_user_has("message", "file")
+        self.tnctl(*user, f"authentication-password={PASSWORDS['last']}")
+        self.tnctl("undo")
+        self.tnctl("snmp", "community", "set", COMMUNITIES["own"], f"name={COMMUNITIES['renamed']}")
+        self.tnctl("snmp", "community", "remove", COMMUNITIES["renamed"])
+        for words in (["snmp"], ["processes"], ["undo", "list"], ["--json", "snmp", "community", "list"],
+                      ["message", "34", "get"], ["message", "34,1", "get-all"], ["message", "1,1", "get-all"]):
+            self.tnctl(*words)
+
+    def assert_none(self, secrets, text, where):
+        self.assertEqual([place for place, secret in secrets.items() if secret in text], [], where)
+
+    def test_come_out_nowhere(self):
+        agent, every, reader = self.agent, COMMUNITIES | PASSWORDS, as_nobody(os.getegid())
+        owner, readers = self.watch(), self.watch(prefix=reader) + self.watch("--secrets", prefix=reader)
+
+        def told():
+            agent.configure("set", f"contact=noc {time.monotonic()}")
+            return all("noc" in watchers[0].said() for watchers in (owner, readers, readers[3:]))
+
+        eventually(told, "who reads the bus hears of settings")
+        self.use_every_place()
+        for pid in [agent.daemons["hostd"].pid, *agent.agent_pids()]:
+            for file in ("cmdline", "environ", "status"):
+                self.assert_none(every, pathlib.Path(f"/proc/{pid}/{file}").read_text(errors="replace"), file)
+        agent.stop()
+        agent.start().stop()  # everything has been read from its store again
+
+        self.assert_none(every, agent.said(), "log")
+        self.assert_none(PASSWORDS, "\n".join(self.printed), "tnctl")
+        for watcher in readers:
+            self.assert_none(every, watcher.said(), watcher.words)
+        holders = set()  # the other watchers' files are among those
+        for file in filter(pathlib.Path.is_file, agent.root.rglob("*")):
+            if any(secret.encode() in file.read_bytes() for secret in PASSWORDS.values()):
+                holders.add(file.name)
+                self.assertEqual(file.stat().st_mode & 0o777, 0o600, file)
+        self.assertEqual(holders, {"snmp-communities", "undo"})
+
+
+class Memory(unittest.TestCase):
+    def test_is_for_root_alone(self):
+        if "CMAKE_BUILD_TYPE:STRING=Debug\n" in (BUILD / "CMakeCache.txt").read_text():
+            not_tested("debug builds can be dumped and traced")
+        agent = Agent("spawn", prefix=as_nobody()).ends_with(self)
+        os.chown(agent.root, NOBODY, NOBODY)
+        agent.start()
+        for pid in [agent.daemons["hostd"].pid, *agent.agent_pids()]:
+            # Files of a process that can't be dumped belong to root: proc(5).
+            self.assertEqual(pathlib.Path(f"/proc/{pid}/environ").stat().st_uid, 0)
+        for unit in ("hostd", "node", "snmpd"):
+            self.assertIn("\nLimitCORE=0\nUMask=0077\n", (UNITS / f"tarnix-{unit}.service.in").read_text())
