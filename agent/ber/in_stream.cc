@@ -20,6 +20,8 @@ void InStream::read(std::span<const uint8_t> message) {
     size_ = message.size();
     reset();
     versionRead_ = false;
+    nameOctets_ = 0;
+    authenticated_ = sealed_ = false;
 }
 
 uint8_t InStream::getType() const { return has(1) ? data_[pos_] : kNoTag; }

@@ -69,9 +69,10 @@ class InStream : public UberStream {
     /// msgFlags is empty; the flag for privacy without the one for authentication is an error.
     bool readV3Info(V3Error& error);
     /// Decrypts the scoped PDU when the message says that it is encrypted, reads its context, and checks engine, time
-    /// and digest (RFC 3414, 3.2); the cursor is then at the PDU. What is wrong is told in `error` unless something
-    /// else was wrong before. The record becomes that of the reply: the agent's engine id where another was named, the
-    /// agent's boots and time, a salt of its own.
+    /// and digest (RFC 3414, 3.2); the cursor is then at the PDU. A strict server decrypts only what is authenticated:
+    /// the rest stays sealed, and has an error. What is wrong is told in `error` unless something else was wrong
+    /// before. The record becomes that of the reply: the agent's engine id where another was named, the agent's boots
+    /// and time, a salt of its own.
     /// @return false when nothing can be answered: it can't be decrypted or has no scoped PDU. The message is then
     ///         again as it was received
     bool decryptAndCheckSignature(V3Error& error, const UserKeys& keys, V3ServerInfo& server);
@@ -80,6 +81,10 @@ class InStream : public UberStream {
     [[nodiscard]] const V3Info& v3Info() const { return v3_; }
     /// What the message's flags claim, one of security_level.
     [[nodiscard]] uint32_t securityLevel() const { return level_; }
+    /// Whether the digest was right.
+    [[nodiscard]] bool isAuthenticated() const { return authenticated_; }
+    /// Whether the PDU is encrypted and was left so.
+    [[nodiscard]] bool isSealed() const { return sealed_; }
 
     /// Octets before the cursor.
     [[nodiscard]] size_t position() const { return pos_; }
@@ -96,14 +101,18 @@ class InStream : public UberStream {
     bool readSecurityParameters();
     bool decrypt(const UserKeys& keys);
     bool readContext();
-    [[nodiscard]] bool isSigned(const UserKeys& keys) const;
+    bool openScopedPdu(const UserKeys& keys);
+    [[nodiscard]] bool isSigned(const UserKeys& keys, bool wholeDigest) const;
     void takeEngine(V3Error& error, const V3ServerInfo& server);
-    void checkTimeAndDigest(V3Error& error, const UserKeys& keys, V3ServerInfo& server);
+    void checkTimeAndDigest(V3Error& error, const UserKeys& keys, const V3ServerInfo& server);
 
     int version_ = 0;
     bool versionRead_ = false;
+    size_t nameOctets_ = 0;  ///< of all names read so far
     V3Info v3_;
     uint32_t level_ = security_level::None;
+    bool authenticated_ = false;
+    bool sealed_ = false;
     std::vector<uint8_t> received_;  ///< the message as it came, while data_ has the plaintext in it
 };
 

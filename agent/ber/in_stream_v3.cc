@@ -48,12 +48,12 @@ bool InStream::readSecurityParameters() {
 
 bool InStream::decryptAndCheckSignature(V3Error& error, const UserKeys& keys, V3ServerInfo& server) {
     received_.clear();
-    if (level_ == security_level::Private && !decrypt(keys)) return false;
-    if (!readContext()) {
-        if (!received_.empty()) {
-            data_.swap(received_);
-            size_ = data_.size();
-        }
+    authenticated_ = level_ != security_level::None && isSigned(keys, server.strictDigest);
+    sealed_ = level_ == security_level::Private && server.strictDigest && !authenticated_;
+    if (sealed_) {
+        v3_.contextEngineID = server.engineId;
+        v3_.contextName.clear();
+    } else if (!openScopedPdu(keys)) {
         return false;
     }
     takeEngine(error, server);
@@ -62,6 +62,16 @@ bool InStream::decryptAndCheckSignature(V3Error& error, const UserKeys& keys, V3
     v3_.msgAuthoritativeEngineBoots = server.engineBoots;
     v3_.msgAuthoritativeEngineTime = server.engineTime();
     return true;
+}
+
+bool InStream::openScopedPdu(const UserKeys& keys) {
+    if (level_ == security_level::Private && !decrypt(keys)) return false;
+    if (readContext()) return true;
+    if (!received_.empty()) {
+        data_.swap(received_);
+        size_ = data_.size();
+    }
+    return false;
 }
 
 // The plaintext takes the ciphertext's place and ends the message: nothing that stands in clear behind it counts.
@@ -87,27 +97,23 @@ void InStream::takeEngine(V3Error& error, const V3ServerInfo& server) {
     v3_.contextEngineID = server.engineId;
 }
 
-void InStream::checkTimeAndDigest(V3Error& error, const UserKeys& keys, V3ServerInfo& server) {
+// Time first, on purpose, unless the server is strict: then nothing is told of what the digest doesn't prove.
+void InStream::checkTimeAndDigest(V3Error& error, const UserKeys& keys, const V3ServerInfo& server) {
     // Unsigned: a time ahead of the agent's is far behind it.
-    if (server.engineTime() - v3_.msgAuthoritativeEngineTime > kTimeWindow ||
-        server.engineBoots != v3_.msgAuthoritativeEngineBoots) {
-        found(error, V3Error::NotInTimeWindow);
-    }
-    const bool wellFormed = !server.strictDigest || v3_.msgAuthenticationParameters.size() == kAuthParamsSize;
-    if (keys.digest.empty()) {
-        found(error, V3Error::UnknownUserName);
-    } else if (!wellFormed || !isSigned(keys)) {
-        found(error, V3Error::WrongDigest);
-    }
-    if (!wellFormed) v3_.msgAuthenticationParameters.assign(kAuthParamsSize, '\0');  // the reply's is whole
+    const bool isTimely = server.engineTime() - v3_.msgAuthoritativeEngineTime <= kTimeWindow &&
+                          server.engineBoots == v3_.msgAuthoritativeEngineBoots;
+    if (!isTimely && !server.strictDigest) found(error, V3Error::NotInTimeWindow);
+    if (keys.digest.empty()) found(error, V3Error::UnknownUserName);
+    if (!authenticated_) found(error, V3Error::WrongDigest);
+    if (!isTimely) found(error, V3Error::NotInTimeWindow);
 }
 
 // A field shorter or longer than the 12 octets of HMAC-96 is compared over its own length, as far as the digest goes,
-// on purpose: whoever was answered stays answered. Nothing but strictDigest keeps forgers with short fields out.
-bool InStream::isSigned(const UserKeys& keys) const {
+// on purpose: whoever was answered stays answered. Nothing but wholeDigest keeps forgers with short fields out.
+bool InStream::isSigned(const UserKeys& keys, bool wholeDigest) const {
     const std::string& field = v3_.msgAuthenticationParameters;
-    const auto message = received_.empty() ? bytes() : std::span<const uint8_t>(received_);
-    const Octets digest = digestMessage(message, keys.digest, v3_.authParamsPosition, field.size(), keys.method);
+    if (keys.digest.empty() || (wholeDigest && field.size() != kAuthParamsSize)) return false;
+    const Octets digest = digestMessage(bytes(), keys.digest, v3_.authParamsPosition, field.size(), keys.method);
     return !digest.empty() && CRYPTO_memcmp(digest.data(), field.data(), std::min(field.size(), digest.size())) == 0;
 }
 

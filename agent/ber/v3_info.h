@@ -16,6 +16,7 @@ constexpr uint32_t Private = 2;     ///< and encrypted
 constexpr uint32_t kUserSecurityModel = 3;  ///< msgSecurityModel of RFC 3414
 constexpr char kAuthFlag = 1;               ///< bits of msgFlags (RFC 3412, 6.4)
 constexpr char kPrivFlag = 2;
+constexpr char kReportableFlag = 4;
 constexpr size_t kAuthParamsSize = 12;  ///< octets of an HMAC-96 digest (RFC 3414, 6.3.1)
 constexpr size_t kSaltSize = 8;         ///< octets of msgPrivacyParameters (RFC 3414, 8.1.1.1)
 constexpr uint32_t kTimeWindow = 15;    ///< seconds that a message may be old; RFC 3414 allows 150
@@ -54,9 +55,10 @@ struct V3ServerInfo {
     V3ServerInfo();
 
     uint32_t engineBoots = 0;
-    uint32_t startUptime;       ///< seconds the machine was up when the agent was made
-    std::string engineId;       ///< empty until it is set
-    bool strictDigest = false;  ///< authentication parameters of any but 12 octets are refused
+    uint32_t startUptime;  ///< seconds the machine was up when the agent was made
+    std::string engineId;  ///< empty until it is set
+    /// Authentication parameters of any but 12 octets are refused, and nothing is told of what they don't prove.
+    bool strictDigest = false;
 
     [[nodiscard]] uint32_t engineTime() const;  ///< seconds since startUptime
     /// Privacy parameters of a message to send: boots, then a number that no other message has.

@@ -30,8 +30,9 @@ constexpr Operation kOperations[] = {
 /// What is known of the request beside its context.
 struct Request {
     const Item* entry = nullptr;  ///< the community's or user's
-    uint32_t repetitions = 0;     ///< GetBulk's max-repetitions, until the repeating part begins
-    size_t replyBindings = 0;     ///< where the reply's varbinds begin
+    uint32_t id = 0;
+    uint32_t repetitions = 0;  ///< GetBulk's max-repetitions, until the repeating part begins
+    size_t replyBindings = 0;  ///< where the reply's varbinds begin
 };
 
 bool drop(const tn::lstream& log, std::string_view why) {
@@ -61,20 +62,26 @@ bool admitCommunity(Context& c, const IPAddr6& source, Request& request) {
     return true;
 }
 
-bool copyPduHeader(Context& c, Request& request) {
+/// Reads as far as the first varbind.
+bool readPduHeader(Context& c, Request& request) {
     c.pduType = c.in.getType();
-    const bool isReport = c.v3Error != V3Error::None;
-    if (c.in.enterSeq() < 0 || (isReport && !isReportable(c.pduType))) return drop(dlog, "bad packet");
-    c.out.startSeq(isReport ? pdu::Report : pdu::Response);
-    unsigned int requestId = 0;
-    if (!c.in.getInt(&requestId)) return drop(dlog, "bad packet");
-    c.out.add(requestId, tag::Integer);
-    if (!c.in.getInt(&c.nonRepeaters) || !c.in.getInt(&request.repetitions)) return drop(dlog, "bad packet");
+    if (c.in.enterSeq() < 0 || (c.v3Error != V3Error::None && !isReportable(c.pduType))) return false;
+    if (!c.in.getInt(&request.id) || !c.in.getInt(&c.nonRepeaters) || !c.in.getInt(&request.repetitions) ||
+        c.in.enterSeq() < 0) {
+        return false;
+    }
+    c.in.saveSeq(c.firstBinding);
+    return true;
+}
+
+bool copyPduHeader(Context& c, Request& request) {
+    // A Report on a message that stays sealed has the request id 0 (RFC 3412, 7.1).
+    if (!c.in.isSealed() && !readPduHeader(c, request)) return drop(dlog, "bad packet");
+    c.out.startSeq(c.v3Error != V3Error::None ? pdu::Report : pdu::Response);
+    c.out.add(request.id, tag::Integer);
     c.out.addErrorStatus(0);
     c.out.addErrorIndex(0);
-    if (c.in.enterSeq() < 0) return drop(dlog, "bad packet");
     c.out.startSeq(tag::Sequence);
-    c.in.saveSeq(c.firstBinding);
     request.replyBindings = c.out.size();
     return true;
 }

@@ -31,8 +31,10 @@ void announce(SnmpLooper& agent) {
 void addOptions(CLI::App& app, Options& options) {
     app.add_option("--port", options.port, "UDP port of the SNMP service")->check(CLI::Range(1, 65535));
     app.add_option("--trap-port", options.trapPort, "UDP port of the trap targets")->check(CLI::Range(1, 65535));
-    app.add_flag("--strict-usm", options.strictUsm,
-                 "take SNMPv3 messages with a whole digest (12 octets) only: without it users can be forged");
+    app.add_flag(
+        "--strict-usm", options.strictUsm,
+        "reject SNMPv3 messages whose digest isn't 12 octets, and sign no Report for strangers: without it users "
+        "can be forged and their passwords tried offline");
     app.add_flag("--log-requests", options.logRequests, "log two lines for each request, communities included");
     app.add_flag("--debug", options.debug, "log the steps of each request");
 }

@@ -48,15 +48,23 @@ bool admitUser(Context& c, const IPAddr6& source, const Item*& entry) {
     c.community = c.in.v3Info().msgUserName;
     if (!slog.isMuted()) slog << "user: " << c.community;
     entry = loop->communities().find(c.community);
+    const bool strict = loop->v3Server().strictDigest;
+    // To strangers a strict agent has no users: nothing comes back that a password could be tried on.
+    if (strict && entry != nullptr && !entry->accepts(source)) entry = nullptr;
     uint32_t level = c.in.securityLevel();
+    const bool isBelow = entry != nullptr && level < entry->security;
     const auto found = [&c](V3Error what) {  // the first one is reported
         if (c.v3Error == V3Error::None) c.v3Error = what;
     };
-    if (entry != nullptr && level < entry->security) found(V3Error::UnsupportedLevel);
+    if (isBelow && !strict) found(V3Error::UnsupportedLevel);
     const UserKeys& keys = keysOf(entry);
     if (!c.in.decryptAndCheckSignature(c.v3Error, keys, loop->v3Server())) return drop(c, "bad v3 packet signature");
+    // Whether a Report may be sent is told by the PDU, or by a flag where that can't be read (RFC 3412, 7.1).
+    if (c.in.isSealed() && (c.in.v3Info().msgFlags[0] & kReportableFlag) == 0) return drop(c, "bad v3 packet digest");
+    if (isBelow) found(V3Error::UnsupportedLevel);
     if (entry == nullptr || !entry->accepts(source)) found(V3Error::UnknownUserName);
-    if (c.v3Error == V3Error::UnknownUserName || keys.digest.empty()) level = security_level::None;
+    if (c.v3Error == V3Error::UnknownUserName || keys.digest.empty() || (strict && !c.in.isAuthenticated()))
+        level = security_level::None;
     if (level == security_level::None) c.in.clearAuthPrivInfo();
     if (c.v3Error != V3Error::None) countError(c);
     c.out.writeV3Info(c.in.v3Info(), level);

@@ -173,11 +173,57 @@ TEST_F(V3ReplyTest, ShortDigestsAreComparedOverTheirOwnLengthUnlessStrict) {
     for (const size_t size : {0U, 1U, 11U, 13U, 16U, 64U}) {
         const auto reply = ask(withDigestOf(size));
         EXPECT_EQ(errorOf(reply), 4) << size;
-        EXPECT_EQ(reply->header.auth.size(), 12U);
+        EXPECT_EQ(reply->header.auth, "");
     }
     for (unsigned guess = 0; guess < 256; ++guess) EXPECT_FALSE(forged(static_cast<uint8_t>(guess)));
     EXPECT_EQ(errorOf(manager(1)), -1);
     EXPECT_EQ(errorOf(manager(2)), -1);
+}
+
+// What is signed for a stranger is something to try passwords on.
+TEST_F(V3ReplyTest, AStrictAgentSignsReportsOnAuthenticatedRequestsAlone) {
+    agent->v3Server().strictDigest = true;
+    addUser("ops", false, "authentication", 2, "192.0.2.0/24");
+    struct Case {
+        const char* source;
+        uint32_t level;
+        bool knowsPassword, inTime;
+        int error;
+        bool isSigned;
+    };
+    const Case cases[] = {
+        {"192.0.2.1", 2, true, true, -1, true},   {"192.0.2.1", 2, true, false, 1, true},
+        {"192.0.2.1", 1, true, true, 0, true},    {"192.0.2.1", 1, true, false, 1, true},
+        {"192.0.2.1", 2, false, false, 4, false}, {"192.0.2.1", 1, false, false, 4, false},
+        {"192.0.2.1", 0, false, false, 0, false}, {"127.0.0.1", 2, true, true, 2, false},
+        {"127.0.0.1", 1, true, false, 2, false},  {"127.0.0.1", 0, false, false, 2, false},
+    };
+    for (const auto& [source, level, knowsPassword, inTime, error, isSigned] : cases) {
+        wire::Manager m = manager(level, "ops");
+        if (!knowsPassword) m.authPassword = "guess";
+        if (!inTime) m.time = 1;
+        const auto reply = send(manager(level, "ops"), m.request(getOne()), source);
+        EXPECT_EQ(errorOf(reply), error) << source << " " << level;
+        EXPECT_EQ(reply->header.flags[0] & 3, isSigned ? m.header().flags[0] & 3 : 0) << source << " " << level;
+        EXPECT_EQ(reply->header.auth.size(), isSigned ? 12U : 0U);
+        EXPECT_EQ(reply->scoped.body.requestId, level == 2 && !isSigned ? 0U : 99U);
+        expectEngine(*reply);
+    }
+    wire::Manager m = manager(1);
+    m.engineId = "other";
+    EXPECT_EQ(ask(m)->header.flags, "\4");
+
+    // Without the PDU a flag says whether it wants a Report; and nothing of this lasts.
+    m = manager(2);
+    wire::V3Message header = m.header();
+    header.flags = "\3";
+    m.authPassword = "guess";
+    const wire::Bytes sealed = m.seal(header, wire::encode(wire::ScopedPdu{m.engineId, "", getOne()}));
+    Context c(sealed);
+    EXPECT_FALSE(createReply(c, IPAddr6::ofIPv4(0x7f000001)));
+    opensCommon();
+    c.begin(wire::encode(getOne()));
+    EXPECT_TRUE(createReply(c, IPAddr6::ofIPv4(0x7f000001)));
 }
 
 TEST_F(V3ReplyTest, WhatCanNotBeDecryptedIsDroppedAndNotCounted) {
