@@ -138,27 +138,30 @@ void addNullBinding(Context& c) {
     c.out.endSeq();
 }
 
-/// Turns the reply into an error response. A v1 reply carries the request's whole list, NULL from the failing varbind
-/// on (RFC 1157, 4.1.2); a later version's ends with the failing one. A reply that grew too large carries none.
-void rewriteAsError(Context& c, ErrorStatus status, const Request& request) {
-    if (!dlog.isMuted()) dlog << "error: " << errorStatusText(status);
-    c.out.addErrorStatus(static_cast<uint8_t>(status));
-    if (status == ErrorStatus::TooBig) {
-        c.out.truncate(request.replyBindings);
-        return;
-    }
-    const uint32_t failed = c.bindingIndex;
-    if (status == ErrorStatus::NoSuchName) c.out.addErrorIndex(failed);
-    if (!c.isV1()) {
-        if (failed > 0) addNullBinding(c);
-        return;
-    }
+/// Appends the failing varbind, in v1 (RFC 1157, 4.1.2) those after it too, as far as a reply can carry them.
+void addUnserved(Context& c, uint32_t failed) {
+    if (!c.isV1()) return addNullBinding(c);
     c.in.restoreSeq(c.firstBinding);
     c.bindingIndex = 0;
-    while (!c.in.isSeqEnd() && c.processSeqStart()) {
+    while (!c.out.overflowed() && !c.in.isSeqEnd() && c.processSeqStart()) {
         if (c.bindingIndex >= failed) addNullBinding(c);
         c.processSeqEnd();
     }
+}
+
+/// Turns the reply into an error response: what was served, then NULL for what wasn't. One that would be too large, or
+/// that no varbind gave rise to, carries none.
+void rewriteAsError(Context& c, ErrorStatus status, const Request& request) {
+    if (!dlog.isMuted()) dlog << "error: " << errorStatusText(status);
+    const uint32_t failed = c.bindingIndex;
+    if (failed > 0 && status != ErrorStatus::TooBig) addUnserved(c, failed);
+    if (status == ErrorStatus::NoSuchName && !c.out.overflowed()) c.out.addErrorIndex(failed);
+    if (c.out.overflowed()) {
+        status = ErrorStatus::TooBig;
+        c.out.addErrorIndex(0);
+    }
+    c.out.addErrorStatus(static_cast<uint8_t>(status));
+    if (status == ErrorStatus::TooBig) c.out.truncate(request.replyBindings);
 }
 
 bool closeMessage(Context& c, const Request& request) {

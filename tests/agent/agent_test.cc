@@ -136,8 +136,10 @@ wire::Message AgentTest::next(const std::vector<std::string>& names, uint32_t ve
     return must(pdu::GetNextRequest, names, {.version = version, .bindings = {}});
 }
 
-wire::Message AgentTest::bulk(const std::vector<std::string>& names, uint32_t nonRepeaters, uint32_t repetitions) {
-    return must(pdu::GetBulkRequest, names, {.errorStatus = nonRepeaters, .errorIndex = repetitions, .bindings = {}});
+wire::Message AgentTest::bulk(const std::vector<std::string>& names, uint32_t nonRepeaters, uint32_t repetitions,
+                              uint32_t version) {
+    return must(pdu::GetBulkRequest, names,
+                {.version = version, .errorStatus = nonRepeaters, .errorIndex = repetitions, .bindings = {}});
 }
 
 std::vector<wire::Binding> AgentTest::walk(const std::string& prefix, uint32_t repetitions, uint32_t version) {

@@ -68,7 +68,8 @@ class AgentTest : public testing::Test {
 
     wire::Message get(const std::vector<std::string>& names, uint32_t version = kVersion2c);
     wire::Message next(const std::vector<std::string>& names, uint32_t version = kVersion2c);
-    wire::Message bulk(const std::vector<std::string>& names, uint32_t nonRepeaters, uint32_t repetitions);
+    wire::Message bulk(const std::vector<std::string>& names, uint32_t nonRepeaters, uint32_t repetitions,
+                       uint32_t version = kVersion2c);
     wire::Message set(const std::vector<wire::Binding>& bindings, uint32_t version = kVersion2c);
     /// Values as people read them, a space between: addresses with dots, integers with their sign, octets that can't be
     /// printed in hexadecimal digits, '' for none at all, and a - where there is no such object.

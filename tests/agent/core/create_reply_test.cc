@@ -17,6 +17,11 @@ class CreateReplyTest : public AgentTest {
         for (unsigned i = 1; i <= 4; ++i) addScalarConstNumLeaf(OID{1, 3, i}, static_cast<int>(i), tag::Integer);
     }
 
+    static std::string repeated(const std::string& text, size_t times) {
+        std::string all;
+        while (times-- > 0) all += text;
+        return all;
+    }
     static wire::Message getOf(const std::string& name) { return {.pdu = pdu::GetRequest, .bindings = {null(name)}}; }
 };
 
@@ -62,6 +67,7 @@ TEST_F(CreateReplyTest, SaysNothingToWhatIsNoRequestItServes) {
         request.version = version;
         EXPECT_FALSE(ask(request)) << version;
     }
+    EXPECT_FALSE(ask(getOf("3.0.1")));  // a name that can't be written again
 }
 
 TEST_F(CreateReplyTest, V1ErrorCarriesTheWholeListAndV2cEndsWithTheFailure) {
@@ -94,14 +100,16 @@ TEST_F(CreateReplyTest, AccessRightsDecideReadsAndWrites) {
 }
 
 TEST_F(CreateReplyTest, BulkLimits) {
-    EXPECT_EQ(bulk({"1.3"}, 0, 50).errorStatus, 0U);
-    const wire::Message tooMany = bulk({"1.3"}, 0, 51);
-    EXPECT_EQ(tooMany.errorStatus, 1U);
-    EXPECT_TRUE(tooMany.bindings.empty());
-    EXPECT_EQ(bulk({"1.3"}, 0xffffffff, 51).errorStatus, 1U);
-    const wire::Message nothing = bulk({"1.3"}, 0, 0);
-    EXPECT_EQ(std::pair(nothing.errorStatus, nothing.errorIndex), std::pair(3U, 0U));
-    EXPECT_TRUE(nothing.bindings.empty());
+    for (const uint32_t version : {kVersion1, kVersion2c}) {
+        EXPECT_EQ(bulk({"1.3"}, 0, 50, version).errorStatus, 0U);
+        const wire::Message tooMany = bulk({"1.3"}, 0, 51, version);
+        EXPECT_EQ(std::pair(tooMany.errorStatus, tooMany.errorIndex), std::pair(1U, 0U));
+        EXPECT_TRUE(tooMany.bindings.empty());
+        EXPECT_EQ(bulk({"1.3"}, 0xffffffff, 51, version).errorStatus, 1U);
+        const wire::Message nothing = bulk({"1.3"}, 0, 0, version);
+        EXPECT_EQ(std::pair(nothing.errorStatus, nothing.errorIndex), std::pair(3U, 0U));
+        EXPECT_TRUE(nothing.bindings.empty());
+    }
 }
 
 TEST_F(CreateReplyTest, BulkAnswersNonRepeatersOnceAndTheRestRepeatedly) {
@@ -136,6 +144,9 @@ TEST_F(CreateReplyTest, AReplyThatCanNotBeSentIsTooBigAndEmpty) {
         EXPECT_TRUE(reply.bindings.empty());
     }
     EXPECT_EQ(bulk({"1.3.4", "1.3.4", "1.3.4"}, 0, 50).errorStatus, 1U);
+    const wire::Message noRoomForNull = get({"1.3.5.0", "1.3.5.0", "1.3.9" + repeated(".1", 6000)});
+    EXPECT_EQ(std::pair(noRoomForNull.errorStatus, noRoomForNull.errorIndex), std::pair(1U, 0U));
+    EXPECT_TRUE(noRoomForNull.bindings.empty());
 
     const size_t around = 45;  // headers, version, community, PDU header, name
     for (size_t length = kMaxMessage - around - 2; length <= kMaxMessage - around + 2; ++length) {
