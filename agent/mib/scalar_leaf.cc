@@ -42,17 +42,16 @@ Answer ScalarLeaf::getNext(Context& c) {
     if (!c.oid.empty()) return kNotMine;
 
     const bool continuing = c.pendingEndOfView > 0;
+    std::unique_ptr<Data> record;
+    const bool isThere = fetch(record);
+    // v1 has no endOfMibView: the walk itself looks for the next object that is there.
+    if (!isThere && !continuing && c.isV1()) return kNotMine;
     if (!continuing) {
         c.pendingEndOfView = 1;
         if (c.isBulk() && c.nonRepeaters == 0) c.pendingEndOfView = c.maxRepetitions;
         if (c.nonRepeaters > 0) --c.nonRepeaters;
     }
-    std::unique_ptr<Data> record;
-    if (!fetch(record)) {
-        if (continuing || !c.isV1()) return passOn(c);
-        c.pendingEndOfView = 0;  // v1 has no endOfMibView: the walk itself looks for the next object that is there
-        return kNotMine;
-    }
+    if (!isThere) return passOn(c);
     writeInstance(c, record.get());
     --c.pendingEndOfView;
     // What is owed at the end of the tree is told under the name of the scalar that began.

@@ -16,31 +16,36 @@ struct Sample : Data {
     unsigned int value = 0;
 };
 
-bool present = true;
-std::unique_ptr<Data> sample() { return present ? std::make_unique<Sample>() : nullptr; }
+/// A record that may be missing.
+class SampleProvider : public DataProvider {
+  public:
+    std::unique_ptr<Data> get() override { return present ? std::make_unique<Sample>() : nullptr; }
+    bool set(Data*) override { return false; }
+    bool present = true;
+};
 
-/// 1.3.1 is a constant, 1.3.2 and 1.3.4 are there while `present`, 1.3.3 a constant.
+/// 1.3.1 and 1.3.3 are constants, 1.3.2 and 1.3.4 are there while `present`.
 class OperationsTest : public AgentTest {
   protected:
     OperationsTest() {
         opensCommon(true);
-        present = true;
         addScalarConstNumLeaf(OID{1, 3, 1}, 1, tag::Integer);
         addScalarConstNumLeaf(OID{1, 3, 3}, 3, tag::Integer);
-        for (const unsigned i : {2U, 4U}) {
-            addScalarLeaf(
-                OID{1, 3, i},
-                keep<DataNumPacker>(static_cast<unsigned int Data::*>(&Sample::value), unsigned{tag::Integer}),
-                keep<ProxyDataProvider>(sample));
-        }
+        for (const unsigned i : {2U, 4U}) addSample(i, samples[i]);
     }
+    static void addSample(unsigned i, SampleProvider& provider) {
+        static const DataNumPacker packer(static_cast<unsigned int Data::*>(&Sample::value), unsigned{tag::Integer});
+        addScalarLeaf(OID{1, 3, i}, &packer, &provider);
+    }
+
+    SampleProvider samples[6];
 };
 
 TEST_F(OperationsTest, GetWantsExactlyTheInstance) {
     EXPECT_EQ(get({"1.3.2.0"}).errorStatus, 0U);
     for (const char* name : {"0.0", "1.3", "1.3.2", "1.3.2.1", "1.3.2.0.0", "1.3.9.0", "2.0"})
         EXPECT_EQ(get({name}).errorStatus, 2U) << name;
-    present = false;
+    samples[2].present = false;
     EXPECT_EQ(get({"1.3.2.0"}).errorStatus, 2U);
 }
 
@@ -61,7 +66,7 @@ TEST_F(OperationsTest, GetNextFindsTheFirstObjectBehindTheName) {
 }
 
 TEST_F(OperationsTest, AnObjectWithoutARecordIsSkipped) {
-    present = false;
+    samples[2].present = samples[4].present = false;
     for (const uint32_t version : {kVersion1, kVersion2c})
         EXPECT_EQ(shown(next({"1.3.1.0", "1.3.1.0"}, version).bindings), "3 3");
     EXPECT_THAT(bulk({"1.3.1"}, 0, 4).bindings,
@@ -71,6 +76,40 @@ TEST_F(OperationsTest, AnObjectWithoutARecordIsSkipped) {
                             endOfView("1.3.4")));
     EXPECT_EQ(next({"1.3.3.0"}, kVersion1).errorStatus, 2U);
     EXPECT_THAT(next({"1.3.3.0"}).bindings, ElementsAre(endOfView("1.3.4")));
+}
+
+TEST_F(OperationsTest, GetBulkGivesAsManyAsAskedInOrderWhateverIsMissing) {
+    const unsigned asked[] = {1, 2, 4};
+    serr.mute(true);
+    for (unsigned i = 1; i <= 5; ++i) addSample(i, samples[i]);
+    for (unsigned present = 0; present < 64; present += 2) {
+        for (unsigned i = 1; i <= 5; ++i) samples[i].present = (present >> i & 1) != 0;
+        for (unsigned cell = 1; cell < 4 * 4 * 2; ++cell) {
+            const unsigned nonRepeaters = cell % 4, repetitions = cell / 4 % 4;
+            const uint32_t version = cell / 16 == 0 ? kVersion1 : kVersion2c;
+            if (nonRepeaters + repetitions == 0) continue;
+            std::string expected;
+            unsigned failed = 0;  // the name behind which there is nothing: v1 has no other answer
+            for (unsigned n = 0; n < 3 && failed == 0; ++n) {
+                unsigned owed = n < nonRepeaters ? 1 : repetitions;
+                const unsigned all = owed;
+                for (unsigned i = asked[n]; i <= 5 && owed > 0; ++i) {
+                    if (samples[i].present) expected += "1.3." + std::to_string(i) + ".0 ", --owed;
+                }
+                if (all > 0 && owed == all && version == kVersion1) failed = n + 1;
+                for (; owed > 0 && failed == 0; --owed) expected += "end ";
+            }
+            const wire::Message reply = bulk({"1.3.1", "1.3.2", "1.3.4"}, nonRepeaters, repetitions, version);
+            std::string given;
+            for (const auto& [name, tag, value] : reply.bindings) {
+                if (tag != tag::Null) given += (tag == tag::EndOfMibView ? "end" : name) + " ";
+            }
+            ASSERT_EQ(given, expected) << "v" << version + 1 << " " << nonRepeaters << "/" << repetitions << " with "
+                                       << present;
+            ASSERT_EQ(reply.errorIndex, failed);
+        }
+    }
+    serr.mute(false);
 }
 
 /// Takes Sets under 1.3.9 and remembers how their names were split.
