@@ -7,6 +7,8 @@ namespace snmp {
 
 namespace {
 
+constexpr size_t kNamePasses = 3;  // over a message, at most
+
 // One piece, so that each text is a cause of its own and one flood doesn't hide the others.
 tn::lstream::Line say(std::string_view text) { return tn::strangersOut << std::string("SNMP InStream: ").append(text); }
 
@@ -148,6 +150,11 @@ bool InStream::getOID(OID* oid) {
     if (end > size_) {
         say("malformed oid");
         pos_ = size_;
+        return false;
+    }
+    nameOctets_ += end - pos_;
+    if (nameOctets_ > kNamePasses * size_) {
+        say("names overlap");
         return false;
     }
     oid->resize(end - pos_ + 1);  // as many as there can be: the first octet gives two

@@ -46,7 +46,9 @@ class InStream : public UberStream {
     bool getString(std::string* text);
     /// The content of a BIT STRING, the count of unused bits (0 to 7) included as the first octet.
     bool getBits(std::vector<unsigned char>* bits);
-    /// OBJECT IDENTIFIER. Its first octet is split by 40 whatever the first arc; no content at all is 0.0.
+    /// OBJECT IDENTIFIER. Its first octet is split by 40 whatever the first arc; no content at all is 0.0. Fails once
+    /// the names read have three times the message's octets in all: reading them, grouping them and repeating them in a
+    /// v1 error takes one pass each, and only names that overlap need more.
     bool getOID(OID* oid);
 
     /// Enters a constructed value: the length of its content, the cursor at its first octet; -1 when the length can't

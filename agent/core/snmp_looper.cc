@@ -26,7 +26,8 @@ namespace {
 constexpr uint32_t kRecord = 0;             // id of the settings in their store
 constexpr uint32_t kJustBooted = 40;        // seconds of system uptime
 constexpr uint32_t kLeaveAfter = 1000;      // milliseconds
-constexpr unsigned kDatagramsPerCall = 32;  // before the bus and the timers get their turn
+constexpr unsigned kDatagramsPerCall = 32;  // before the bus and the timers get their turn,
+constexpr uint64_t kReceiveTime = 20;       // and milliseconds
 constexpr uint32_t kDefaultGetFlags = 5;
 
 bool setOption(int fd, int level, int name, int value = 1) {
@@ -140,11 +141,13 @@ void SnmpLooper::disable() {
 }
 
 void SnmpLooper::receive(int fd) {
-    for (unsigned i = 0; i < kDatagramsPerCall; ++i) {
+    const uint64_t end = tn::getMilliseconds() + kReceiveTime;
+    for (unsigned i = 0; i < kDatagramsPerCall && tn::getMilliseconds() < end; ++i) {
         Datagram datagram;
         if (!datagram.receive(fd)) return;
         context_.begin(datagram.bytes());
         if (createReply(context_, datagram.source())) datagram.answer(fd, context_.out.bytes());
+        context_.end();
     }
 }
 

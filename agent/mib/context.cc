@@ -2,6 +2,10 @@
 
 namespace snmp {
 
+namespace {
+constexpr size_t kMostKept = size_t{256} << 10;  // octets of memory from one request to the next
+}
+
 std::array<uint32_t, kV3Errors> Context::v3counters{};
 
 void Context::begin(std::span<const uint8_t> datagram) {
@@ -21,6 +25,13 @@ void Context::begin(std::span<const uint8_t> datagram) {
     nonRepeaters = 0;
     maxRepetitions = 0;
     pendingEndOfView = 0;
+}
+
+void Context::end() {
+    size_t held = in.capacity() + out.capacity();
+    for (const OID* name : {&requestedName, &oid, &branchPrefix, &setPrefix, &setSuffix})
+        held += name->capacity() * sizeof name->front();
+    if (held > kMostKept) *this = Context({});
 }
 
 bool Context::processSeqStart() {

@@ -13,6 +13,15 @@ from harness import (HR_MEMORY_SIZE, HR_SYSTEM_DATE, HR_SYSTEM_UPTIME, SYS_CONTA
 SYSTEM_GROUP = [SYS_DESCR, SYS_OBJECT_ID, SYS_UPTIME, SYS_CONTACT, SYS_NAME, SYS_LOCATION, SYS_SERVICES]
 
 
+def cpu_milliseconds(pid):
+    return sum(int(task.read_text().split()[0]) for task in pathlib.Path(f"/proc/{pid}/task").glob("*/schedstat")) / 1e6
+
+
+def peak_memory(pid):
+    """KiB resident, at most so far."""
+    return int(re.search(r"VmHWM:\s+(\d+)", pathlib.Path(f"/proc/{pid}/status").read_text()).group(1))
+
+
 def uptime():
     return float(pathlib.Path("/proc/uptime").read_text().split()[0])
 
@@ -100,6 +109,23 @@ class Requests:
         self.assertEqual(self.agent.snmp("get", "--clientaddr=127.0.0.7", SYS_SERVICES).status, 0)
         self.assert_silence("127.0.0.1", "127.0.0.1")
         self.assert_silence("::1", "::1")
+
+    def test_no_datagram_costs_much_time_or_memory(self):
+        self.agent.configure("community", "add", "name=r", "addresses=127.0.0.0/8")
+        pid, = self.agent.agent_pids()
+        seeds = pathlib.Path(__file__).parents[2] / "fuzz/corpus/datagram"
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as client:
+            client.settimeout(10)
+            client.connect(("127.0.0.1", self.agent.port))
+            for seed in ("get_v1_overlapping_names", "next_overlapping_names"):
+                with self.subTest(seed):
+                    time, peak = cpu_milliseconds(pid), peak_memory(pid)
+                    client.send((seeds / seed).read_bytes())
+                    client.send(request(1, SYS_SERVICES, "private"))
+                    while request_id_of(client.recv(65536)) != 1:
+                        pass
+                    self.assertLess(cpu_milliseconds(pid) - time, 50)
+                    self.assertLess(peak_memory(pid) - peak, 16384)
 
     def assert_silence(self, source, destination, community="common"):
         """Requests are answered in the order in which they come, so once a later one that is allowed has its answer,
