@@ -1,4 +1,6 @@
 // Any octets, read by every getter wherever entering and skipping values leads; a name that was read can be written.
+#include <algorithm>
+
 #include "agent/ber/in_stream.h"
 #include "agent/ber/out_stream.h"
 #include "agent/ber/tags.h"
@@ -6,6 +8,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     tn::sout.mute();
+    size = std::min<size_t>(size, 4096);  // each step copies the message
     snmp::InStream in({data, size});
     for (size_t step = 0; step < size && in.getType() != snmp::kNoTag; ++step) {
         unsigned number = 0;
