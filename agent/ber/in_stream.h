@@ -106,7 +106,7 @@ class InStream : public UberStream {
     bool openScopedPdu(const UserKeys& keys);
     [[nodiscard]] bool isSigned(const UserKeys& keys, bool wholeDigest) const;
     void takeEngine(V3Error& error, const V3ServerInfo& server);
-    void checkTimeAndDigest(V3Error& error, const UserKeys& keys, const V3ServerInfo& server);
+    void checkTimeAndDigest(V3Error& error, const UserKeys& keys, const V3ServerInfo& server) const;
 
     int version_ = 0;
     bool versionRead_ = false;

@@ -98,7 +98,7 @@ void InStream::takeEngine(V3Error& error, const V3ServerInfo& server) {
 }
 
 // Time first, on purpose, unless the server is strict: then nothing is told of what the digest doesn't prove.
-void InStream::checkTimeAndDigest(V3Error& error, const UserKeys& keys, const V3ServerInfo& server) {
+void InStream::checkTimeAndDigest(V3Error& error, const UserKeys& keys, const V3ServerInfo& server) const {
     // Unsigned: a time ahead of the agent's is far behind it.
     const bool isTimely = server.engineTime() - v3_.msgAuthoritativeEngineTime <= kTimeWindow &&
                           server.engineBoots == v3_.msgAuthoritativeEngineBoots;

@@ -123,14 +123,6 @@ TEST(OutStream, LengthsAreWidenedWhenTheValueIsClosed) {
     EXPECT_EQ(written([](OutStream& out) { out.startSeq(pdu::Response), out.endSeq(); }), "A2 00");
 }
 
-TEST(OutStream, BareLengthsKeepTheirLowSixteenBits) {
-    const std::pair<unsigned, const char*> cases[] = {
-        {127, "7F"}, {128, "81 80"}, {256, "82 01 00"}, {65535, "82 FF FF"}, {65537, "82 00 01"}};
-    for (const auto& [n, expected] : cases) {
-        EXPECT_EQ(written([v = n](OutStream& out) { out.addLen(v); }), expected);
-    }
-}
-
 // A reply whose error fields are filled in again when all else is there, behind a header and before a value whose sizes
 // decide which lengths are widened. An `early` index has widened its field before.
 OutStream reply(const wire::Message& m, bool early) {
@@ -211,14 +203,6 @@ TEST(OutStream, TextBecomesAValueOfTheTypeAsked) {
     };
     EXPECT_EQ(varbind(tag::Integer), "30 07 06 02 2B 06 02 01 05");
     EXPECT_EQ(varbind(tag::Gauge32), "30 04 06 02 2B 06");  // its type has no text: the name stands alone
-}
-
-TEST(OutStream, OverflowIsMoreThanADatagramCarries) {
-    OutStream out;
-    addFiller(out, kMaxMessage);
-    EXPECT_FALSE(out.overflowed());
-    out.addNull(tag::Null);
-    EXPECT_TRUE(out.overflowed());
 }
 
 TEST(OutStream, CuttingBackKeepsOpenValuesWhole) {

@@ -25,25 +25,6 @@ class V3ReplyTest : public V3Test {
     }
 };
 
-TEST_F(V3ReplyTest, EveryLevelAndProtocolIsAnsweredAsItWasAsked) {
-    for (const char* user : {"md5", "sha"}) {
-        for (uint32_t level = 0; level <= 2; ++level) {
-            const wire::Manager m = manager(level, user);
-            const auto reply = ask(m);
-            ASSERT_TRUE(reply) << user << level;
-            EXPECT_EQ(reply->header.id, 7U);
-            EXPECT_EQ(reply->header.flags, m.header().flags);
-            expectEngine(*reply);
-            EXPECT_EQ(reply->header.user, user);
-            EXPECT_EQ(reply->header.auth.size(), level > 0 ? 12U : 0U);
-            EXPECT_EQ(reply->header.priv.size(), level > 1 ? 8U : 0U);
-            EXPECT_EQ(reply->scoped.body.requestId, 99U);
-            EXPECT_THAT(reply->scoped.body.bindings, ElementsAre(number("1.3.1.0", 1)));
-        }
-    }
-    EXPECT_EQ(Context::v3counters, (std::array<uint32_t, kV3Errors>{}));
-}
-
 TEST_F(V3ReplyTest, DiscoveryTellsEngineBootsAndTime) {
     for (uint32_t count = 1; count <= 2; ++count) {
         const auto reply = ask(wire::Manager(), {.pdu = pdu::GetRequest, .bindings = {}});
