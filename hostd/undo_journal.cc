@@ -17,7 +17,12 @@ bool canBeSent(const tn::message& request) {
 
 }  // namespace
 
-UndoJournal::UndoJournal() { policySet().add_policy(tn::cmd::GetObj, tn::right::Write); }
+UndoJournal::UndoJournal() {
+    policySet().protectData();
+    // These show text and time alone.
+    for (const uint32_t command : {tn::cmd::GetAll, tn::cmd::Subscribe})
+        policySet().add_policy(command, tn::right::Read | tn::right::Write);
+}
 
 void UndoJournal::loadPermData() {
     store_ = std::make_unique<tn::Store>("/tern/store/undo");

@@ -42,7 +42,7 @@ class UndoJournal : public IdTable {
 //    3  string   Text, at most 1,000  cmd::RecordUndo                     get-all, get-object, cmd::Changed
 //    4  u32      When, s since epoch  the clock as the record arrives     get-all, get-object, cmd::Changed
 //
-// New and Old hold what the change held, passwords included: get-object needs right::Write.
+// New and Old hold what the change held, passwords included: get and get-object need right::Write.
 //
 // Undoing is the client's work. It reads the whole record with get-object, sends Old to the destination and with the
 // command found in it, adding field::NoUndo so that the undo isn't recorded itself, and when that was answered without

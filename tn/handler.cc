@@ -27,6 +27,11 @@ message noSuchCommand() { return errorMsg(error::NoSuchCommand, "no such command
 
 }  // namespace
 
+void policies::protectData() {
+    for (const uint32_t command : {cmd::Get, cmd::GetAll, cmd::GetObj, cmd::Subscribe})
+        add_policy(command, right::Write);
+}
+
 uint32_t policies::needed(uint32_t command) const {
     const auto found = masks_.find(command);
     if (found != masks_.end()) return found->second;

@@ -6,8 +6,7 @@ namespace snmp {
 
 CommunityKeep::CommunityKeep() : Map("/tern/store/snmp-communities", "snmp community") {
     // Communities and passwords are secrets: who may only read the configuration doesn't get them.
-    for (const uint32_t command : {tn::cmd::GetAll, tn::cmd::GetObj, tn::cmd::Subscribe})
-        policySet().add_policy(command, tn::right::Write);
+    policySet().protectData();
 }
 
 void CommunityKeep::init() {

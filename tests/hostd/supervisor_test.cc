@@ -5,7 +5,9 @@
 
 #include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
+#include "tests/tn/tellers.h"
 #include "tests/tn/temp_root.h"
+#include "tn/looper.h"
 
 namespace hostd {
 
@@ -111,11 +113,24 @@ TEST_F(UndoJournalTest, TellsPasswordsOnlyToThoseWhoMayWrite) {
     EXPECT_FALSE(listed[0].has(tn::undo::New));
     EXPECT_FALSE(listed[0].has(tn::undo::Old));
 
-    const tn::message one = of(listed[0].get_u32(field::ObjectId));
-    EXPECT_EQ(errorOf(ask(*journal, tn::cmd::GetObj, one, tn::right::Reading)), tn::error::NotPermitted);
-    const tn::message whole = ask(*journal, tn::cmd::GetObj, one, tn::right::Write);
+    const tn::message whole = ask(*journal, tn::cmd::GetObj, of(listed[0].get_u32(field::ObjectId)), tn::right::Write);
     EXPECT_EQ(whole.get_message(tn::undo::Old), undoRecord("x").get_message(tn::undo::Old));
     EXPECT_EQ(whole.get_message(tn::undo::New), undoRecord("x").get_message(tn::undo::New));
+
+    const std::string secret = "contact before x";
+    EXPECT_EQ(tellers(*journal, 1, secret, tn::right::Reading), std::set<uint32_t>());
+    EXPECT_EQ(tellers(*journal, 1, secret, tn::right::Write), (std::set{tn::cmd::GetObj, tn::cmd::Get}));
+
+    tn::Looper looper({1});
+    tn::Listener subscriber;
+    looper.addHandler(1, journal.get());
+    looper.addHandler(2, &subscriber);
+    subscriber.subscribe(journal->path(), tn::cmd::Changed, {});
+    EXPECT_EQ(records(undoRecord("y")), 0U);
+    looper.runOnce(0);
+    ASSERT_EQ(subscriber.heard.size(), 1U);
+    EXPECT_EQ(subscriber.heard[0].get_string(tn::undo::Text), "y");
+    EXPECT_FALSE(tn::holds(subscriber.heard[0], "contact before y"));
 }
 
 TEST_F(UndoJournalTest, KeepsTheLastHundredOverARestart) {

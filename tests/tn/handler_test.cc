@@ -17,15 +17,8 @@ namespace {
 class Recorder : public Handler {
   public:
     message cmdSet(const message&) override { return said("set"); }
-    message cmdReset(const message&) override { return said("reset"); }
-    message cmdSetObj(const message&) override { return said("set-obj"); }
-    message cmdGetAll(const message&) override { return said("get-all"); }
-    message cmdAddObj(const message&) override { return said("add"); }
-    message cmdRemoveObj(const message&) override { return said("remove"); }
-    message cmdMoveObj(const message&) override { return said("move"); }
     message cmdUnknown(const message&, uint32_t command) override { return said("unknown " + std::to_string(command)); }
     message getObject(uint32_t id) override { return said("object " + std::to_string(id)); }
-    uint32_t getObjectCount() override { return 7; }
     void loadPermData() override { ++loads; }
     void savePermData() override { ++saves; }
     void subscribed(uint32_t notification, const message&) override { subscriptions.push_back(notification); }
@@ -64,19 +57,6 @@ class HandlerTest : public testing::Test {
     Looper looper_{{24}};
     Recorder recorder_;
 };
-
-TEST_F(HandlerTest, EachCommandReachesItsHook) {
-    const std::vector<std::pair<uint32_t, std::string>> hooks = {
-        {cmd::Get, "object 4294967295"}, {cmd::Set, "set"},        {cmd::Reset, "reset"},
-        {cmd::SetObj, "set-obj"},        {cmd::GetAll, "get-all"}, {cmd::AddObj, "add"},
-        {cmd::RemoveObj, "remove"},      {cmd::MoveObj, "move"},   {kNote, "unknown 65540"},
-    };
-    for (const auto& [command, hook] : hooks) EXPECT_EQ(ask(command).get_string(1), hook);
-    EXPECT_EQ(ask(cmd::GetCount).get_u32(field::Count), 7U);
-    message one = request(kPath, cmd::GetObj);
-    one.insert_u32(field::ObjectId, 5);
-    EXPECT_EQ(looper_.exchangeMessage(one).get_string(1), "object 5");
-}
 
 TEST_F(HandlerTest, DefaultsRefuseInWords) {
     Handler plain;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/agent/agent_test.h"
+#include "tests/tn/tellers.h"
 
 namespace snmp {
 namespace {
@@ -118,13 +119,12 @@ TEST_F(CommunityKeepTest, KeysAreMadeOneEntryATurnOfTheLoopAndThenKept) {
 }
 
 TEST_F(CommunityKeepTest, SecretsNeedTheRightToWrite) {
-    const auto getAll = [this](uint32_t rights) {
-        uint32_t code = 0;
-        const tn::message reply = keep().handle(tn::request(keep().path(), tn::cmd::GetAll), rights);
-        return tn::isError(reply, &code) ? code : 0;
-    };
-    EXPECT_EQ(getAll(tn::right::Reading), tn::error::NotPermitted);
-    EXPECT_EQ(getAll(tn::right::Write), 0U);
+    addEntry("ops", "10.0.0.0/8", 2, {{11, "secret"}});
+    const uint32_t ops = keep().find("ops")->id;
+    EXPECT_EQ(tellers(keep(), ops, "secret", tn::right::Reading), std::set<uint32_t>());
+    EXPECT_EQ(tellers(keep(), ops, "secret", tn::right::Write), (std::set{tn::cmd::GetAll, tn::cmd::GetObj}));
+    // Notifications of a change hold the whole entry.
+    EXPECT_TRUE(tn::isError(keep().handle(tn::request(keep().path(), tn::cmd::Subscribe), tn::right::Reading)));
 }
 
 }  // namespace
