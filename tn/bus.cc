@@ -217,12 +217,13 @@ bool Bus::sendNotification(const Link& connection, NoteKey key, const message& n
 
 void Bus::handlePacket(const Link& connection, message& packet) {
     touch();
-    if (packet.has(field::ReplyTo)) {
-        settle(*connection, packet);
-        handleReply(packet);
-    } else {
-        handleRequest(connection, packet);
+    if (!packet.has(field::ReplyTo)) return handleRequest(connection, packet);
+    if (!connection->dialled()) {  // requests go out on the others alone
+        serr << "bus: reply from process " << connection->peer().pid << ", which was never asked, connection closed";
+        return lose(connection);
     }
+    settle(*connection, packet);
+    handleReply(packet);
 }
 
 // Consumers of notifications trust the source: what comes over a connection to a number comes from that number.

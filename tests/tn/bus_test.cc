@@ -254,6 +254,20 @@ TEST_F(BusTest, LongRootsWork) {
     EXPECT_TRUE(peer.listening());
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
     setRoot(root_.folder());
+TEST_F(BusTest, RepliesAreAcceptedOnlyFromPeersThatWeDialled) {
+    ASSERT_TRUE(looper_.listen());
+    const Descriptor stranger = dialBus(34, 1000);
+    message reply = numbered(1);
+    reply.insert_u32(field::ReplyTo, 1);
+    reply.insert_u32_array(field::Destination, client_.path());
+    RawPeer::write(stranger.get(), reply);
+    pollfd end = {.fd = stranger.get(), .events = POLLIN, .revents = 0};
+    EXPECT_TRUE(eventually([&] { return poll(&end, 1, 0) > 0; }, &looper_));
+    char byte = 0;
+    EXPECT_EQ(recv(stranger.get(), &byte, 1, MSG_DONTWAIT), 0);
+    EXPECT_TRUE(client_.late.empty());
+}
+
 }
 
 TEST_F(BusTest, ServerOutlivesRubbishFloodsAndCallersThatDoNotRead) {
