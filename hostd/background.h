@@ -40,12 +40,16 @@ class Background {
         return state_->finished;
     }
 
-    /// Starts a reading, unless one is under way or none is due, and waits for it, at most that long.
-    void readFirst(uint64_t now, std::chrono::milliseconds atMost) {
-        (void)latest(now);
+    /// Waits until then for the reading under way, only once for each reading: a source that hangs delays one caller.
+    /// @return whether it has ended
+    bool wait(std::chrono::steady_clock::time_point until) {
+        if (std::exchange(isWaitedFor_, true)) return false;
         std::unique_lock lock(state_->mutex);
-        state_->ended.wait_for(lock, atMost, [this] { return !state_->busy; });
+        return state_->ended.wait_until(lock, until, [this] { return !state_->busy; });
     }
+
+    /// When the last reading was started.
+    [[nodiscard]] uint64_t started() const { return started_; }
 
   private:
     struct State {
@@ -66,6 +70,7 @@ class Background {
                 state->ended.notify_all();
             }).detach();
             state_->busy = true;
+            isWaitedFor_ = false;
         } catch (const std::system_error& failure) {  // no thread to be had: the last reading stays, tried again later
             hostLog << what_ << ": not read: " << failure.what();
         }
@@ -83,6 +88,7 @@ class Background {
     uint64_t patience_;
     uint64_t started_ = 0;
     bool isStuck_ = false;
+    bool isWaitedFor_ = true;
     std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 

@@ -1,47 +1,36 @@
 #pragma once
 
-#include <map>
+#include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
+#include <utility>
 
-#include "hostd/background.h"
-#include "hostd/disks.h"
-#include "hostd/id_table.h"
+#include "hostd/disk_reader.h"
+#include "hostd/watched_table.h"
 
 namespace hostd {
 
-/// {79, 2}: the mounted block file systems. They are read on a helper thread when somebody asks and the last reading is
-/// older than kMaxAge. A disk keeps its id, from 1 and below kMostIds, as long as it is mounted there; while a disk
-/// doesn't answer for kPatience there are none.
-class DiskTable : public IdTable {
-  public:
-    static constexpr uint64_t kMaxAge = 5000;     ///< ms
-    static constexpr uint64_t kPatience = 60000;  ///< ms
-    static constexpr uint64_t kFirst = 200;       ///< ms to wait for the first reading, at the start
-    static constexpr uint32_t kMostIds = 0x10000;
+/// The disks, read once for all that show them.
+using Disks = Watch<Reading<Disk>>;
 
-    /// @param proc    where the kernel's mount list is ("/proc")
-    /// @param sizeOf  runs on the helper thread
-    explicit DiskTable(const std::string& proc, const DiskSizer& sizeOf = sizeOfDisk);
+constexpr uint64_t kDisksMaxAge = 5000;  // ms
+
+/// Starts the first reading.
+/// @param proc    where the kernel's mount list is ("/proc")
+/// @param sizeOf  runs on helper threads, several at once
+[[nodiscard]] std::shared_ptr<Disks> watchDisks(const std::string& proc, const DiskSizer& sizeOf = sizeOfDisk);
+
+/// {79, 2}: the mounted file systems that keep data, those that tell their size. A disk keeps its id as long as it is
+/// mounted there.
+class DiskTable : public WatchedTable<Disk> {
+  public:
+    static constexpr IdRange kIds{1, 0x10000};
+
+    explicit DiskTable(std::shared_ptr<Disks> disks) : WatchedTable("disks", std::move(disks), kIds) {}
 
   protected:
-    void refresh() override;
-    [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(disks_.size()); }
-    [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t id) const override;
-    void listRow(uint32_t id, tn::message& row) const override;
-
-  private:
-    struct Disk {
-        Mount mount;
-        DiskSize size;
-    };
-    using Reading = std::vector<Disk>;
-    void take(const Reading& reading);
-
-    Background<Reading> background_;
-    std::shared_ptr<const Reading> taken_;
-    std::map<uint32_t, Disk> disks_;
+    void list(const Disk& disk, tn::message& item) const override;
+    [[nodiscard]] bool isShown(const Disk& disk) const override { return disk.size.has_value(); }
 };
 
 /// The contract of {79, 2}. Sizes that don't fit into 32 bits (4 TiB) stop there; Size less Free is then what is used

@@ -3,11 +3,8 @@
 #include <sys/statvfs.h>
 
 #include <algorithm>
-#include <array>
 #include <map>
 #include <set>
-
-#include "hostd/kept_file.h"
 
 namespace hostd {
 
@@ -35,23 +32,44 @@ std::string unescaped(std::string_view name) {
     return plain;
 }
 
+/// Nothing for what keeps no data, or shows what is listed anyway.
+std::optional<Mount::Kind> kindOf(std::string_view type, std::string_view source, std::string_view point) {
+    static constexpr std::string_view kRemote[] = {
+        "nfs", "nfs4", "cifs", "smb3", "ceph", "lustre", "9p", "virtiofs", "fuse.sshfs", "fuse.glusterfs", "fuse.ceph",
+    };
+    static constexpr std::string_view kOverlays[] = {"overlay", "aufs", "fuse.fuse-overlayfs"};
+    if (std::ranges::find(kRemote, type) != std::end(kRemote)) return Mount::Kind::Remote;
+    if (type == "zfs" && source.find('@') == std::string_view::npos) return Mount::Kind::Dataset;  // @: a snapshot
+    if (std::ranges::find(kOverlays, type) != std::end(kOverlays) && point == "/") return Mount::Kind::Overlay;
+    // A volume of raw flash is named by its number or by its name: "ubi0_3", "ubi0:rootfs", "mtd:data".
+    if (type == "ubifs" || type == "jffs2") return Mount::Kind::Local;
+    if (source.starts_with("/dev/") && !type.starts_with("fuse.") && type != "fuse") return Mount::Kind::Local;
+    return {};
+}
+
 struct Line {
     Mount mount;
-    bool isBlock = false;
+    bool isShown = false;
 };
 
 // "36 35 98:0 /root /mount/point rw,noatime master:1 - ext3 /dev/root rw,errors=continue"
 std::optional<Line> parseLine(std::string_view line) {
     nextWord(line);  // mount id
     nextWord(line);  // parent's mount id
-    const std::string_view device = nextWord(line);
-    nextWord(line);  // root within the file system
-    const std::string_view point = nextWord(line);
+    Line parsed;
+    Mount& mount = parsed.mount;
+    mount.device = nextWord(line);
+    mount.isWhole = nextWord(line) == "/";
+    mount.point = unescaped(nextWord(line));
     const size_t separator = line.find(" - ");
-    if (point.empty() || separator == std::string_view::npos) return {};
+    if (mount.point.empty() || separator == std::string_view::npos) return {};
     line.remove_prefix(separator + 3);
-    nextWord(line);  // type
-    return Line{{std::string(device), unescaped(point)}, nextWord(line).starts_with("/dev/")};
+    const std::string_view type = nextWord(line);
+    mount.source = unescaped(nextWord(line));
+    const auto kind = kindOf(type, mount.source, mount.point);
+    parsed.isShown = kind.has_value();
+    mount.kind = kind.value_or(Mount::Kind::Local);
+    return parsed;
 }
 
 }  // namespace
@@ -71,7 +89,7 @@ std::vector<Mount> parseMountinfo(std::string_view text) {
     std::set<std::string> seen;
     for (size_t i = 0; i < lines.size(); ++i) {
         const Mount& mount = lines[i].mount;
-        if (lines[i].isBlock && uppermost[mount.point] == i && seen.insert(mount.device).second)
+        if (lines[i].isShown && uppermost[mount.point] == i && seen.insert(mount.device).second)
             mounts.push_back(mount);
     }
     return mounts;
@@ -79,7 +97,7 @@ std::vector<Mount> parseMountinfo(std::string_view text) {
 
 std::optional<DiskSize> sizeOfDisk(const std::string& mountPoint) {
     struct statvfs fs {};
-    if (::statvfs(mountPoint.c_str(), &fs) != 0) return {};
+    if (::statvfs(mountPoint.c_str(), &fs) != 0 || fs.f_blocks == 0) return {};  // 0: it has no size to tell
     const auto kib = [&fs](uint64_t blocks) {
         const uint64_t unit = fs.f_frsize;
         return unit >= 1024 ? blocks * (unit / 1024) : blocks * unit / 1024;
@@ -87,14 +105,41 @@ std::optional<DiskSize> sizeOfDisk(const std::string& mountPoint) {
     return DiskSize{kib(fs.f_blocks), kib(std::min(fs.f_bfree, fs.f_blocks))};
 }
 
-std::optional<DiskSize> sumOfDisks(const std::string& proc, const DiskSizer& sizeOf) {
+void removeCopies(std::vector<Disk>& disks) {
+    const auto root = std::ranges::find(disks, Mount::Kind::Overlay, [](const Disk& disk) { return disk.mount.kind; });
+    if (root == disks.end() || !root->size) return;
+    std::erase_if(disks, [total = root->size->total](const Disk& disk) {
+        return !disk.mount.isWhole && disk.size && disk.size->total == total;
+    });
+}
+
+std::optional<DiskSize> sumOfDisks(std::span<const Disk> disks) {
     std::optional<DiskSize> sum;
-    for (const Mount& mount : parseMountinfo(readFile(proc + "/self/mountinfo"))) {
-        const auto size = sizeOf(mount.point);
-        if (!size) continue;
+    std::optional<DiskSize> overlay;
+    std::set<uint64_t> totals;
+    std::map<std::string_view, DiskSize> pools;  // what a dataset calls its total is its own files and all that is free
+    for (const auto& [mount, size, key] : disks) {
+        if (!size || mount.kind == Mount::Kind::Remote) continue;
         if (!sum) sum.emplace();
-        sum->total += size->total;
-        sum->free += size->free;
+        if (mount.kind == Mount::Kind::Overlay) {
+            overlay = size;
+        } else if (mount.kind == Mount::Kind::Dataset) {
+            DiskSize& pool = pools[std::string_view(mount.source).substr(0, mount.source.find('/'))];
+            pool.total += size->total - size->free;
+            pool.free = std::max(pool.free, size->free);
+        } else {
+            totals.insert(size->total);
+            sum->total += size->total;
+            sum->free += size->free;
+        }
+    }
+    for (const auto& [name, pool] : pools) {
+        sum->total += pool.total + pool.free;
+        sum->free += pool.free;
+    }
+    if (overlay && !totals.contains(overlay->total)) {
+        sum->total += overlay->total;
+        sum->free += overlay->free;
     }
     return sum;
 }

@@ -3,22 +3,32 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace hostd {
 
-/// A mounted block file system.
+/// A mounted file system that keeps data.
 struct Mount {
+    enum class Kind {
+        Local,    ///< on a device of this machine's, or on raw flash
+        Dataset,  ///< of ZFS: its free space is that of its pool
+        Overlay,  ///< the root of a container or live system: its space is that of the file system written to
+        Remote,   ///< another machine's, or the host's of this one
+    };
     std::string device;  ///< major:minor, the same for each mount of one file system
     std::string point;   ///< where it is mounted
+    std::string source;  ///< a device, a dataset, "server:/path"
+    Kind kind = Kind::Local;
+    bool isWhole = true;  ///< false for a mount of one of its folders or files
 
-    friend bool operator==(const Mount&, const Mount&) = default;
+    friend auto operator<=>(const Mount&, const Mount&) = default;
 };
 
-/// Reads the text of /proc/self/mountinfo (proc(5)): the file systems whose source is a device, each device once, under
-/// its first mount point that isn't hidden by a later mount. A line that can't be read is passed over.
+/// Reads the text of /proc/self/mountinfo (proc(5)): the file systems that keep data, each device once, under its first
+/// mount point that isn't hidden by a later mount. A line that can't be read is passed over.
 [[nodiscard]] std::vector<Mount> parseMountinfo(std::string_view text);
 
 /// Sizes in KiB.
@@ -29,13 +39,25 @@ struct DiskSize {
     friend bool operator==(const DiskSize&, const DiskSize&) = default;
 };
 
+/// A mount and its size; nothing when it doesn't tell.
+struct Disk {
+    Mount mount;
+    std::optional<DiskSize> size;
+    std::string key = mount.device + " " + mount.point;
+
+    [[nodiscard]] static uint32_t likedId() { return 1; }
+};
+
 /// The size of the file system mounted at a path (statvfs); nothing when it can't be had. Can block for as long as the
-/// disk does.
+/// disk or the server does.
 [[nodiscard]] std::optional<DiskSize> sizeOfDisk(const std::string& mountPoint);
 
 using DiskSizer = std::function<std::optional<DiskSize>(const std::string& mountPoint)>;
 
-/// The sum over every mounted block file system of `proc`/self/mountinfo; nothing when there is none. Can block.
-[[nodiscard]] std::optional<DiskSize> sumOfDisks(const std::string& proc, const DiskSizer& sizeOf);
+/// Removes what shows the overlay root's space again: a container has files of the host's file system mounted into it.
+void removeCopies(std::vector<Disk>& disks);
+
+/// The space of this machine's own disks, each counted once; nothing when no disk tells its size.
+[[nodiscard]] std::optional<DiskSize> sumOfDisks(std::span<const Disk> disks);
 
 }  // namespace hostd

@@ -12,16 +12,12 @@ namespace hostd {
 /// The guests of one kind, as libvirt tells them.
 class Guests : public WatchedTable<Guest> {
   public:
-    static constexpr uint64_t kMaxAge = 5000;     ///< ms
-    static constexpr uint64_t kPatience = 30000;  ///< ms
+    static constexpr uint64_t kMaxAge = 5000;  ///< ms
     static constexpr IdRange kIds{1, 0x10000};
 
   protected:
-    /// Starts the first reading.
-    Guests(std::string what, std::function<Reading<Guest>()> read)
-        : WatchedTable(std::move(what), std::move(read), kMaxAge, kPatience, kIds) {
-        watch().readFirst(std::chrono::milliseconds(0));
-    }
+    Guests(const std::string& what, std::function<Reading<Guest>()> read)
+        : WatchedTable(what, std::move(read), kMaxAge, kIds) {}
 };
 
 /// {112, 1}: virtual machines (KVM).

@@ -45,8 +45,8 @@ HealthReading readHealth(const std::string& sysfs, const SensorChoice& choice) {
     return reading;
 }
 
-Health::Health(std::function<HealthReading()> read) : watch_("sensors", std::move(read), kMaxAge, kPatience) {
-    watch_.readFirst(std::chrono::milliseconds(kFirst));
+Health::Health(std::function<HealthReading()> read) : watch_("sensors", std::move(read), kMaxAge) {
+    watch_.keepReading();
 }
 
 tn::message Health::cmdGet(const tn::message&) {

@@ -35,10 +35,7 @@ struct HealthReading {
 /// {12, 1}: the readings of the machine's sensors, and what it runs on.
 class Health : public tn::Handler {
   public:
-    static constexpr uint64_t kMaxAge = 5000;     ///< ms
-    static constexpr uint64_t kPatience = 10000;  ///< ms; past it all is absent
-    static constexpr uint64_t kFirst = 200;  ///< ms to wait for the first reading: the agent asks at its start what
-                                             ///< there is
+    static constexpr uint64_t kMaxAge = 5000;  ///< ms
 
     /// @param read  runs on the helper thread
     explicit Health(std::function<HealthReading()> read);

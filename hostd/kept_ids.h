@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace hostd {
@@ -12,6 +13,13 @@ struct IdRange {
     uint32_t first = 1;
     uint32_t end = 0x10000;
 };
+
+/// An id, from 1 to 0xffff, that follows from what tells a row apart.
+[[nodiscard]] inline uint32_t likedIdOf(std::string_view key) {
+    uint32_t sum = 0;
+    for (const char letter : key) sum = sum * 31 + static_cast<unsigned char>(letter);
+    return 1 + sum % 0xffff;
+}
 
 /// Gives rows their ids: one that was there keeps its own, a new one gets the id it would like or else the first free
 /// one behind that. Rows past the range's end are left out. An Entry has `key`, which tells it apart, and `likedId()`.

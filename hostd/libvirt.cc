@@ -120,11 +120,7 @@ GuestConfig parseGuest(std::string_view xml) {
     return config;
 }
 
-uint32_t Guest::likedId() const {
-    uint32_t sum = 0;
-    for (const char letter : key) sum = sum * 31 + static_cast<unsigned char>(letter);
-    return 1 + sum % 0xffff;
-}
+uint32_t Guest::likedId() const { return likedIdOf(key); }
 
 Reading<Guest> readGuests(const std::string& uri, size_t most, const std::string& sockets) {
     if (!isThereToAsk(uri, sockets)) return {uri + ": no daemon's socket in " + sockets, {}};

@@ -1,7 +1,5 @@
 #include "hostd/lldp.h"
 
-#if __has_include(<lldpctl.h>)
-
 #include <arpa/inet.h>
 #include <lldp-const.h>
 #include <lldpctl.h>
@@ -133,8 +131,8 @@ void addNeighborsOf(const Library& library, const Atom& interface, std::vector<N
 
 }  // namespace
 
-NeighborReading readNeighbors() {
-    NeighborReading reading;
+Reading<Neighbor> readNeighbors() {
+    Reading<Neighbor> reading;
     const Library library;
     if (!library.isWhole()) {
         reading.problem = std::string(kLibrary) + " isn't there";
@@ -147,18 +145,8 @@ NeighborReading readNeighbors() {
         reading.problem = "lldpd doesn't answer";
         return reading;
     }
-    interfaces.forEach([&](const Atom& interface) { addNeighborsOf(library, interface, reading.neighbors); });
+    interfaces.forEach([&](const Atom& interface) { addNeighborsOf(library, interface, reading.rows); });
     return reading;
 }
 
 }  // namespace hostd
-
-#else  // its package brings the daemon along, which not everyone wants on the machine that builds
-
-namespace hostd {
-
-NeighborReading readNeighbors() { return {"built without lldpctl.h", {}}; }
-
-}  // namespace hostd
-
-#endif

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "hostd/watched_table.h"
+
 namespace hostd {
 
 /// A device that told of itself on one of our interfaces (LLDP, IEEE 802.1AB).
@@ -16,15 +18,11 @@ struct Neighbor {
     std::string version;       ///< system description
     std::string port;          ///< description of its port, or else the port's id
 
-    friend bool operator==(const Neighbor&, const Neighbor&) = default;
-};
-
-struct NeighborReading {
-    std::string problem;  ///< why there are none; empty when all is well
-    std::vector<Neighbor> neighbors;
+    /// By its key, so that a neighbour mostly has the same after a restart, and no other's.
+    [[nodiscard]] uint32_t likedId() const { return likedIdOf(key); }
 };
 
 /// Asks lldpd through its library, which is loaded here. Waits for the daemon, so it can block.
-[[nodiscard]] NeighborReading readNeighbors();
+[[nodiscard]] Reading<Neighbor> readNeighbors();
 
 }  // namespace hostd

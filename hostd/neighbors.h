@@ -1,41 +1,27 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
-#include <map>
-#include <memory>
-#include <string>
+#include <utility>
 
-#include "hostd/background.h"
-#include "hostd/id_table.h"
 #include "hostd/lldp.h"
+#include "hostd/watched_table.h"
 
 namespace hostd {
 
-/// {10, 1}: the neighbours that lldpd has heard. They are read on a helper thread when somebody asks and the last
-/// reading is older than kMaxAge; without lldpd there are none, and it is looked for again. A neighbour keeps its id as
-/// long as it is heard.
-class Neighbors : public IdTable {
+/// {10, 1}: the neighbours that lldpd has heard; without lldpd there are none, and it is looked for again. A neighbour
+/// keeps its id as long as it is heard.
+class Neighbors : public WatchedTable<Neighbor> {
   public:
-    static constexpr uint64_t kMaxAge = 5000;     ///< ms
-    static constexpr uint64_t kPatience = 30000;  ///< ms
+    static constexpr uint64_t kMaxAge = 5000;  ///< ms
+    static constexpr IdRange kIds{1, 0x10000};
 
     /// @param read  runs on the helper thread
-    explicit Neighbors(std::function<NeighborReading()> read = readNeighbors);
+    explicit Neighbors(std::function<Reading<Neighbor>()> read = readNeighbors)
+        : WatchedTable("neighbours", std::move(read), kMaxAge, kIds) {}
 
   protected:
-    void refresh() override;
-    [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(neighbors_.size()); }
-    [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t id) const override;
-    void listRow(uint32_t id, tn::message& row) const override;
-
-  private:
-    void take(const NeighborReading& reading);
-
-    Background<NeighborReading> background_;
-    std::shared_ptr<const NeighborReading> taken_;
-    std::string problem_;
-    std::map<uint32_t, Neighbor> neighbors_;
-    uint32_t lastId_ = 0;
+    void list(const Neighbor& heard, tn::message& item) const override;
 };
 
 /// The contract of {10, 1}: what the neighbour told by LLDP. What it didn't tell is absent.

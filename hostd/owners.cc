@@ -73,7 +73,8 @@ Owners::Owners(const Options& options) {
     own({kSystem}, std::make_unique<System>(options.allowReboot ? rebootMachine : Reboot()));
     own({kSystem, 0}, std::make_unique<SystemTime>());
     own({kSystem, 1}, std::make_unique<Identity>());
-    own({kSystem, 2}, std::make_unique<SystemInfo>(places));
+    const auto disks = watchDisks(options.proc);
+    own({kSystem, 2}, std::make_unique<SystemInfo>(places, disks));
     own({kSystem, 5}, std::make_unique<PciDevices>(options.sysfs));
     own({kSystem, 6}, std::make_unique<UsbDevices>(options.sysfs));
     own({10, 1}, std::make_unique<Neighbors>());
@@ -87,7 +88,7 @@ Owners::Owners(const Options& options) {
     own({20, 12}, std::make_unique<QueueTree>(queues));
     own({44, 1}, std::make_unique<Routes>());
     own({48, 101}, std::make_unique<Scripts>(tn::rooted("/tern/scripts")));
-    own({79, 2}, std::make_unique<DiskTable>(options.proc));
+    own({79, 2}, std::make_unique<DiskTable>(disks));
     own({96, 1}, std::make_unique<Proxy>([url = options.proxyUrl] { return readSquid(url); }));
     own({99, 6}, std::make_unique<UsbReset>(options.sysfs, options.allowUsbReset));
     own({109, 1}, std::make_unique<PodhostGuests>([uri = options.podhostUri, machined = std::make_shared<Machined>()] {

@@ -105,9 +105,7 @@ Reading<PciDevice> PciReader::read() {
 PciDevices::PciDevices(const std::string& sysfs, const std::string& ids)
     : WatchedTable(
           "PCI devices", [reader = std::make_shared<PciReader>(sysfs, ids)] { return reader->read(); }, kMaxAge,
-          kPatience, kOtherDomains) {
-    watch().readFirst(std::chrono::milliseconds(0));
-}
+          kOtherDomains) {}
 
 void PciDevices::list(const PciDevice& device, tn::message& item) const {
     insertText(item, pci::Name, device.key);

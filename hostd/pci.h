@@ -52,11 +52,9 @@ class PciReader {
 /// those of other domains begin at 0x10000.
 class PciDevices : public WatchedTable<PciDevice> {
   public:
-    static constexpr uint64_t kMaxAge = 1000;     ///< ms
-    static constexpr uint64_t kPatience = 30000;  ///< ms
+    static constexpr uint64_t kMaxAge = 1000;  ///< ms
     static constexpr IdRange kOtherDomains{0x10000, 0x20000};
 
-    /// Starts the first reading.
     explicit PciDevices(const std::string& sysfs, const std::string& ids = "");
 
   protected:

@@ -5,7 +5,6 @@
 
 #include "hostd/log.h"
 #include "hostd/sizes.h"
-#include "tn/sources.h"
 
 namespace hostd {
 
@@ -21,12 +20,11 @@ void insertSize(tn::message& m, tn::u32_id field, std::optional<uint64_t> value)
 
 }  // namespace
 
-Proxy::Proxy(std::function<SquidReading()> read) : watch_("proxy", std::move(read), kMaxAge, kPatience) {}
+Proxy::Proxy(std::function<SquidReading()> read) : watch_("proxy", std::move(read), kMaxAge) {}
 
 std::shared_ptr<const SquidReading> Proxy::latest() {
     auto reading = watch_.ask();
-    if (!reading || reading->at + kTooOld <= tn::getMilliseconds()) return nullptr;
-    if (reading->problem != problem_) {
+    if (reading && reading->problem != problem_) {
         problem_ = reading->problem;
         hostLog << "proxy: " << (problem_.empty() ? "squid answers" : problem_);
     }

@@ -11,13 +11,10 @@
 namespace hostd {
 
 /// {96, 1}: the web proxy's counters. squid is asked on a helper thread, every kMaxAge as long as somebody asks here,
-/// then less often (see Watch). Nobody waits for it: what is shown is the last answer, if it isn't older than kTooOld.
-/// Before there is one, and without squid, all fields are absent.
+/// then less often (see Watch). Before its first answer, and without squid, all fields are absent.
 class Proxy : public tn::Handler {
   public:
-    static constexpr uint64_t kMaxAge = 15'000;    ///< ms; squid writes two lines for each reading into its log
-    static constexpr uint64_t kTooOld = 60'000;    ///< ms
-    static constexpr uint64_t kPatience = 15'000;  ///< ms
+    static constexpr uint64_t kMaxAge = 15'000;  ///< ms; squid writes two lines for each reading into its log
 
     /// @param read  runs on the helper thread
     explicit Proxy(std::function<SquidReading()> read);

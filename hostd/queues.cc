@@ -17,8 +17,6 @@ namespace hostd {
 
 namespace {
 
-constexpr uint64_t kPatience = 5000;  // ms
-
 uint32_t low(uint64_t value) { return static_cast<uint32_t>(value); }
 
 /// The kernel's queues, through a socket that is kept.
@@ -71,7 +69,7 @@ QueueSource kernelQueues() {
 }
 
 QueueReadings::QueueReadings(QueueSource source)
-    : known_("queues", keepingTheWhole(std::move(source)), kMaxAge, kPatience, kIdleAge, kLinger) {}
+    : known_("queues", keepingTheWhole(std::move(source)), kMaxAge, kIdleAge, kLinger) {}
 
 std::function<QueueReadings::Known()> QueueReadings::keepingTheWhole(QueueSource source) {
     return [source = std::move(source), known = std::make_shared<Known>()] {
@@ -84,7 +82,7 @@ std::function<QueueReadings::Known()> QueueReadings::keepingTheWhole(QueueSource
 
 void QueueReadings::refresh() {
     const auto latest = known_.ask();
-    if (latest) taken_ = latest->whole;
+    taken_ = latest ? latest->whole : nullptr;
     if (taken_ && taken_->at + kTooOld <= tn::getMilliseconds()) taken_ = nullptr;
     if (!latest) return;
     if (latest->isLast)

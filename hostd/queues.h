@@ -20,16 +20,15 @@ struct QueueReading {
 using QueueSource = std::function<QueueReading()>;
 [[nodiscard]] QueueSource kernelQueues();
 
-/// The last whole reading of the queues, shared by the tables that show it; nobody who asks waits for one. The kernel
-/// gives no notice of counters, so they are read whole, on a helper thread: every kMaxAge while somebody asks, and
-/// every kIdleAge when nobody does, so that whoever comes every few minutes finds counters of this moment, too. A
+/// The last whole reading of the queues, shared by the tables that show it. The kernel gives no notice of counters, so
+/// they are read whole, on a helper thread: every kMaxAge while somebody asks, and every kIdleAge when nobody does. A
 /// failure takes nothing away until the last whole reading is older than kTooOld.
 class QueueReadings {
   public:
-    static constexpr uint64_t kMaxAge = 250;     ///< ms
-    static constexpr uint64_t kLinger = 5000;    ///< ms after a question, in which the next one is expected
-    static constexpr uint64_t kIdleAge = 5000;   ///< ms
-    static constexpr uint64_t kTooOld = 15'000;  ///< ms
+    static constexpr uint64_t kMaxAge = 250;    ///< ms
+    static constexpr uint64_t kLinger = 5000;   ///< ms after a question, in which the next one is expected
+    static constexpr uint64_t kIdleAge = 5000;  ///< ms
+    static constexpr uint64_t kTooOld = Watch<QueueReading>::kOldest;
 
     /// @param source  runs on the helper thread
     explicit QueueReadings(QueueSource source = kernelQueues());

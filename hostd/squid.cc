@@ -110,7 +110,7 @@ SquidFigures parseSquidPages(std::string_view info, std::string_view counters, d
 }
 
 SquidReading readSquid(const std::string& url) {
-    SquidReading reading{.at = tn::getMilliseconds(), .problem = "", .figures = {}};
+    SquidReading reading;
     const Library library;
     if (!library.isWhole()) {
         reading.problem = std::string(kLibrary) + " isn't there";

@@ -26,7 +26,6 @@ struct SquidFigures {
 [[nodiscard]] SquidFigures parseSquidPages(std::string_view info, std::string_view counters, double uptime);
 
 struct SquidReading {
-    uint64_t at = 0;      ///< milliseconds of tn::getMilliseconds
     std::string problem;  ///< why there are no figures; empty when all is well
     SquidFigures figures;
 };

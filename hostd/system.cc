@@ -69,18 +69,15 @@ tn::message Identity::cmdSet(const tn::message&) {
 
 // ---- {24, 2}
 
-SystemInfo::SystemInfo(const Places& places)
+SystemInfo::SystemInfo(const Places& places, std::shared_ptr<Disks> disks)
     : version_(versionText(readFile(places.osRelease))),
       model_(readModel(places.sysfs, places.proc)),
       meminfo_(places.proc + "/meminfo"),
       stat_(places.proc + "/stat"),
       online_(places.sysfs + "/devices/system/cpu/online"),
-      disks_(
-          "disks", [proc = places.proc, sizeOf = places.sizeOfDisk] { return sumOfDisks(proc, sizeOf); }, kDisksMaxAge,
-          kDisksPatience),
+      disks_(std::move(disks)),
       loadInterval_(places.loadInterval) {
     const uint64_t now = tn::getMilliseconds();
-    disks_.readFirst(now, std::chrono::milliseconds(kDisksFirst));
     sample(now);
     loads_.update(now, stat_.read());
     if (!memory_.total) hostLog << places.proc << "/meminfo: no memory sizes to be had from it";
@@ -114,17 +111,20 @@ tn::message SystemInfo::cmdGet(const tn::message& request) {
     if (request.has(tn::field::ObjectId)) return cmdGetObj(request);
     const uint64_t now = tn::getMilliseconds();
     if (now - sampled_ >= kMaxAge) sample(now);
+    if (auto disks = disks_->ask(); disks != summed_) {
+        summed_ = std::move(disks);
+        diskSize_ = summed_ ? sumOfDisks(summed_->rows) : std::nullopt;
+    }
 
     tn::message reply;
     reply.reserve(9);
-    reply.insert_u32(system_info::Uptime, static_cast<uint32_t>(now / 1000));
+    reply.insert_u32(system_info::Uptime, static_cast<uint32_t>(tn::getMilliseconds() / 1000));
     if (memory_.total && memory_.available)
         insertSizes(reply, system_info::MemoryTotal, *memory_.total, system_info::MemoryFree, *memory_.available);
     else if (memory_.total)
         reply.insert_u32(system_info::MemoryTotal, saturated(*memory_.total));
     if (processors_) reply.insert_u32(system_info::Processors, *processors_);
-    if (const auto disks = disks_.latest(now); disks && *disks)
-        insertSizes(reply, system_info::DiskTotal, (*disks)->total, system_info::DiskFree, (*disks)->free);
+    if (diskSize_) insertSizes(reply, system_info::DiskTotal, diskSize_->total, system_info::DiskFree, diskSize_->free);
     if (!model_.empty()) reply.insert_string(system_info::Model, model_);
     reply.insert_string(system_info::Release, TARNIX_VERSION);
     reply.insert_string(system_info::Version, version_);

@@ -1,11 +1,11 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
-#include "hostd/background.h"
-#include "hostd/disks.h"
+#include "hostd/disk_table.h"
 #include "hostd/id_table.h"
 #include "hostd/kept_file.h"
 #include "hostd/memory.h"
@@ -50,29 +50,25 @@ class Identity : public tn::Handler {
 /// {24, 2}: uptime, memory, disks, model, version; its rows are the processors. A set is accepted and changes nothing:
 /// whoever asks for a reboot sets the record it was written through as well.
 ///
-/// Each request for any of these values comes here, so an answer waits for nothing and reads no file more often than
-/// every kMaxAge; only the uptime is of the moment. The processors' counters are read every loadInterval as well, from
-/// the first request for a row until kLoadLinger after the last one, so that a poller gets the mean of the last minute
-/// however seldom it comes. After that, and without the process's loop, nothing is read until the next request, which
-/// then gets the mean since the last reading.
+/// Each request for any of these values comes here, so an answer reads no file more often than every kMaxAge, and waits
+/// for nothing but disks that nobody asked for lately (see Watch); only the uptime is of the moment. The processors'
+/// counters are read every loadInterval as well, from the first request for a row until kLoadLinger after the last one,
+/// so that a poller gets the mean of the last minute however seldom it comes. After that, and without the process's
+/// loop, nothing is read until the next request, which then gets the mean since the last reading.
 class SystemInfo : public IdTable {
   public:
     static constexpr uint64_t kMaxAge = 250;            ///< ms, of memory and processors
     static constexpr uint64_t kLoadInterval = 15'000;   ///< ms
     static constexpr uint64_t kLoadLinger = 3'900'000;  ///< ms; hourly pollers are served, too
-    static constexpr uint64_t kDisksMaxAge = 5000;      ///< ms
-    static constexpr uint64_t kDisksPatience = 60000;   ///< ms; past it the disks' sizes are absent
-    static constexpr uint64_t kDisksFirst = 200;        ///< ms to wait for the first reading, at the start
 
     struct Places {
         std::string proc = "/proc";
         std::string sysfs = "/sys";
         std::string osRelease = "/etc/os-release";
-        DiskSizer sizeOfDisk = hostd::sizeOfDisk;  ///< runs on a helper thread
         uint64_t loadInterval = kLoadInterval;
     };
     /// Takes the first reading of everything.
-    explicit SystemInfo(const Places& places);
+    SystemInfo(const Places& places, std::shared_ptr<Disks> disks);
     ~SystemInfo() override;
     SystemInfo(const SystemInfo&) = delete;
     SystemInfo& operator=(const SystemInfo&) = delete;
@@ -95,7 +91,9 @@ class SystemInfo : public IdTable {
     KeptFile meminfo_;
     KeptFile stat_;
     KeptFile online_;
-    Background<std::optional<DiskSize>> disks_;
+    std::shared_ptr<Disks> disks_;
+    std::shared_ptr<const Reading<Disk>> summed_;
+    std::optional<DiskSize> diskSize_;  ///< of that reading
     uint64_t sampled_ = 0;
     Memory memory_;
     std::optional<uint32_t> processors_;
@@ -123,7 +121,7 @@ constexpr tn::u32_id MemoryTotal{2};  // KiB              PROC/meminfo, MemTotal
 constexpr tn::u32_id MemoryFree{3};   // KiB              PROC/meminfo, MemAvailable
 constexpr tn::string_id Model{4};     //                  SYSFS/class/dmi/id, or PROC/device-tree/model
 constexpr tn::u32_id Processors{6};   // online           SYSFS/devices/system/cpu/online
-constexpr tn::u32_id DiskTotal{10};   // KiB              statvfs(3) of each block device of PROC/self/mountinfo
+constexpr tn::u32_id DiskTotal{10};   // KiB              statvfs(3) of the local disks of PROC/self/mountinfo
 constexpr tn::u32_id DiskFree{11};    // KiB              the same
 constexpr tn::string_id Release{22};  //                  this program's
 constexpr tn::string_id Version{25};  //                  os-release(5), uname(2)

@@ -83,9 +83,7 @@ Reading<UsbDevice> UsbReader::read() {
 UsbDevices::UsbDevices(const std::string& sysfs, const UsbNamer& namer)
     : WatchedTable(
           "USB devices", [reader = std::make_shared<UsbReader>(sysfs, namer)] { return reader->read(); }, kMaxAge,
-          kPatience, kIds) {
-    watch().readFirst(std::chrono::milliseconds(0));
-}
+          kIds) {}
 
 void UsbDevices::list(const UsbDevice& device, tn::message& item) const {
     insertText(item, usb::Name, device.name);

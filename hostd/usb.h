@@ -57,11 +57,9 @@ class UsbReader {
 /// {24, 6}: the USB devices, root hubs included. An id says bus and number, as lsusb(8) does: 128 for each bus.
 class UsbDevices : public WatchedTable<UsbDevice> {
   public:
-    static constexpr uint64_t kMaxAge = 1000;     ///< ms
-    static constexpr uint64_t kPatience = 30000;  ///< ms
+    static constexpr uint64_t kMaxAge = 1000;  ///< ms
     static constexpr IdRange kIds{1, 0x40000};
 
-    /// Starts the first reading.
     explicit UsbDevices(const std::string& sysfs, const UsbNamer& namer = lookUpUsb);
 
   protected:

@@ -22,24 +22,31 @@ struct Reading {
     std::vector<Entry> rows;
 };
 
-/// A table whose rows a Watch reads. An Entry is as keepIds wants it. A derived class supplies
-/// the fields of a row.
+/// A table whose rows a Watch reads, from its construction on. An Entry is as keepIds wants it. A derived class
+/// supplies the fields of a row.
 template <class Entry>
 class WatchedTable : public IdTable {
   public:
+    using Source = Watch<Reading<Entry>>;
+
     /// @param what  what the rows are, for the log ("PCI devices")
-    /// @param read  runs on the helper thread, as Background's; the others too
-    WatchedTable(std::string what, std::function<Reading<Entry>()> read, uint64_t maxAge, uint64_t patience,
-                 IdRange range)
-        : what_(what), watch_(std::move(what), std::move(read), maxAge, patience), range_(range) {}
+    /// @param read  runs on the helper thread, as Watch's; the others too
+    WatchedTable(const std::string& what, std::function<Reading<Entry>()> read, uint64_t maxAge, IdRange range)
+        : WatchedTable(what, std::make_shared<Source>(what, std::move(read), maxAge), range) {}
+    /// @param source  others may show it, too
+    WatchedTable(std::string what, std::shared_ptr<Source> source, IdRange range)
+        : what_(std::move(what)), source_(std::move(source)), range_(range) {
+        source_->keepReading();
+    }
 
   protected:
-    [[nodiscard]] Watch<Reading<Entry>>& watch() { return watch_; }
     virtual void list(const Entry& entry, tn::message& item) const = 0;
+    /// One that isn't shown keeps its id meanwhile.
+    [[nodiscard]] virtual bool isShown(const Entry&) const { return true; }
 
   private:
     void refresh() override {
-        auto latest = watch_.ask();
+        auto latest = source_->ask();
         if (latest == taken_) return;
         taken_ = std::move(latest);
         if (taken_ && taken_->problem != problem_) {
@@ -48,6 +55,7 @@ class WatchedTable : public IdTable {
         }
         rows_ = keepIds(known_, taken_ ? taken_->rows : std::vector<Entry>(), range_);
         if (!rows_.empty()) known_ = rows_;
+        std::erase_if(rows_, [this](const auto& row) { return !isShown(row.second); });
     }
     [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(rows_.size()); }
     [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t id) const override {
@@ -57,12 +65,12 @@ class WatchedTable : public IdTable {
     void listRow(uint32_t id, tn::message& row) const override { list(rows_.at(id), row); }
 
     std::string what_;
-    Watch<Reading<Entry>> watch_;
+    std::shared_ptr<Source> source_;
     IdRange range_;
     std::shared_ptr<const Reading<Entry>> taken_;
     std::string problem_;
     std::map<uint32_t, Entry> rows_;
-    std::map<uint32_t, Entry> known_;  ///< the last that were shown: what comes back after a failed reading has its id
+    std::map<uint32_t, Entry> known_;  ///< the last that there were: what comes back after a failed reading has its id
 };
 
 }  // namespace hostd

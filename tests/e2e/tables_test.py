@@ -7,10 +7,12 @@ import re
 import stat
 import subprocess
 import sys
+import tempfile
 import threading
 import time
+import unittest
 
-from harness import Deployment, Namespace, eventually, for_each_kind, plain
+from harness import Deployment, Namespace, eventually, for_each_kind, not_tested, plain
 
 IF_NUMBER, IF_ENTRY, IFX_ENTRY = "1.3.6.1.2.1.2.1.0", "1.3.6.1.2.1.2.2.1", "1.3.6.1.2.1.31.1.1.1"
 STATS_ENTRY = "1.3.6.1.4.1.49999.1.1.14.1.1"
@@ -160,3 +162,34 @@ class Tables:
         eventually(trace.exists, "the script has run", 10)
         self.agent.snmp("set", f"{SCRIPT_ENTRY}.2.{index}", "s", "sign", community="private")
         eventually(lambda: (folder / "sign").exists() and "sign" in names(), "the script is renamed", 10)
+
+
+# Mounts a file system whose server never answers, then becomes the program: its end is that of the server.
+HANGING_MOUNT = """
+import ctypes, os, sys
+point, *program = sys.argv[1:]
+server = os.open("/dev/fuse", os.O_RDWR)
+os.set_inheritable(server, True)
+options = f"fd={server},rootmode=40000,user_id=0,group_id=0"
+libc = ctypes.CDLL(None, use_errno=True)
+if libc.mount(b"server:/export", point.encode(), b"fuse.sshfs", 0, options.encode()) != 0:
+    sys.exit(os.strerror(ctypes.get_errno()))
+os.execvp(program[0], program)
+"""
+
+
+class HangingFileSystem(unittest.TestCase):
+    def test_it_costs_its_own_row_only(self):
+        folder = tempfile.TemporaryDirectory(prefix="tarnix-e2e-mount-")
+        self.addCleanup(folder.cleanup)
+        prefix = ["unshare", "--mount", "--propagation", "private", sys.executable, "-c", HANGING_MOUNT, folder.name]
+        made = subprocess.run([*prefix, "true"], capture_output=True, text=True)
+        if made.returncode != 0:
+            not_tested(f"a mount in a namespace: {made.stderr}")
+        agent = Deployment("node", prefix).ends_with(self).start().open()
+        said = f"disks: no answer: {folder.name}"
+        disks = {text for (column, _), text in agent.walk(STORAGE_ENTRY).items() if column == 3} - {"main memory"}
+        self.assertTrue(disks, "the others are listed at once")
+        self.assertNotIn(f"disk: {folder.name}", disks)
+        self.assertIn(said, agent.said())
+        self.assertEqual(agent.stop(), [0])

@@ -151,24 +151,6 @@ TEST(Guests, AreReadAtTheStartAndKeepTheirIdsThroughAFailure) {
     EXPECT_EQ(names(), before);
 }
 
-TEST(Guests, ThatHangDelayNoAnswer) {
-    HandClock clock;
-    LedSource source(guests({"a"}));
-    VirtualMachines machines(source.reader());
-    const auto names = [&] { return listed(machines, field::Name).size(); };
-    EXPECT_TRUE(eventually([&] { return names() == 1; }));
-    auto hold = source.hangs();
-    clock.milliseconds += Guests::kMaxAge;
-    const auto before = std::chrono::steady_clock::now();
-    for (int i = 0; i < 100; ++i) EXPECT_EQ(names(), 1U);  // what was read last
-    EXPECT_TRUE(eventually([&] { return source.readings() == 2; }));
-    clock.milliseconds += Guests::kPatience;
-    EXPECT_EQ(names(), 0U);
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(2));
-    hold.unlock();
-    EXPECT_TRUE(eventually([&] { return names() == 1; }));
-}
-
 TEST(Guests, StatesOfLibvirtHaveTheirNumbers) {
     struct Case {
         int state;

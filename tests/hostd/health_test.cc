@@ -84,13 +84,9 @@ TEST(Health, TellsWhatIsThere) {
     EXPECT_FALSE(reply.has(health::ProcessorTemperature));
     EXPECT_EQ(reply.get_u32(health::Supply), 1U);
 
-    auto hold = source.hangs();  // a driver
+    source.gives({});
     clock.milliseconds += Health::kMaxAge;
-    EXPECT_EQ(ask(owner, tn::cmd::Get).get_u32(health::Voltage), 120U);
-    clock.milliseconds += Health::kPatience;
     EXPECT_TRUE(ask(owner, tn::cmd::Get).empty());
-    hold.unlock();
-    EXPECT_TRUE(eventually([&] { return ask(owner, tn::cmd::Get).has(health::Voltage); }));
 }
 
 namespace {

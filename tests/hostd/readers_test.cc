@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "hostd/disks.h"
 #include "hostd/kept_file.h"
 #include "hostd/memory.h"
 #include "hostd/processors.h"
@@ -37,42 +36,6 @@ TEST(Processors, AreCountedFromTheKernelsList) {
     EXPECT_EQ(countProcessors("0-65535"), 65536);
     for (const char* rubbish : {"", "\n", "x", "0-", "3-1", "0,", "0 1", "-1", "0-70000"})
         EXPECT_EQ(countProcessors(rubbish), std::nullopt) << rubbish;
-}
-
-TEST(Mountinfo, GivesEachBlockDeviceOnceUnderAPathThatLeadsToIt) {
-    const auto mounts = parseMountinfo(
-        "22 27 0:21 / /proc rw,relatime - proc proc rw\n"
-        "27 1 254:0 / / rw,relatime shared:1 master:2 - ext4 /dev/vda rw\n"
-        "30 27 254:16 / /mnt rw - xfs /dev/vdb rw\n"  // hidden by the next line
-        "31 27 8:1 / /mnt rw - ext4 /dev/sda1 rw\n"
-        "32 27 254:16 / /with\\040space rw - xfs /dev/vdb rw\n"
-        "33 27 254:0 /etc/hosts /bound rw - ext4 /dev/vda rw\n"  // bind mount of the first
-        "34 27 0:40 /a /sub rw - btrfs /dev/sdb rw\n"            // subvolumes of one file system
-        "35 27 0:40 /b /sub2 rw - btrfs /dev/sdb rw\n"
-        "36 27 0:50 / /net rw - nfs4 server:/dev/x rw\n"
-        "37 27 7:0 / /cut\n"
-        "rubbish\n"
-        "\n"
-        "38 27 7:1 / /last ro - squashfs /dev/loop1");
-    const std::vector<Mount> expected = {
-        {"254:0", "/"}, {"8:1", "/mnt"}, {"254:16", "/with space"}, {"0:40", "/sub"}, {"7:1", "/last"}};
-    EXPECT_EQ(mounts, expected);
-}
-
-TEST(Disks, AreSummedOverThoseThatAnswer) {
-    tn::TempTree proc;
-    proc.write("self/mountinfo",
-               "1 1 8:1 / / rw - ext4 /dev/sda1 rw\n2 1 8:2 / /b rw - ext4 /dev/sda2 rw\n"
-               "3 1 8:3 / /dead rw - ext4 /dev/sda3 rw\n");
-    const auto sizeOf = [](const std::string& point) -> std::optional<DiskSize> {
-        if (point == "/dead") return {};
-        return DiskSize{100, point == "/" ? 40U : 5U};
-    };
-    EXPECT_EQ(sumOfDisks(proc.path(), sizeOf), (DiskSize{200, 45}));
-    EXPECT_EQ(sumOfDisks(proc.path("nothing"), sizeOf), std::nullopt);
-    EXPECT_EQ(sizeOfDisk("/no/such/place"), std::nullopt);
-    ASSERT_TRUE(sizeOfDisk("/").has_value());
-    EXPECT_GE(sizeOfDisk("/")->total, sizeOfDisk("/")->free);
 }
 
 TEST(KeptFile, SeesWhatTheFileHoldsNow) {

@@ -75,8 +75,10 @@ class SystemInfoTest : public ::testing::Test {
         tree.write("sys/devices/system/cpu/online", "0-3\n");
         tree.write("sys/class/dmi/id/product_name", "Router 9000\n");
         tree.write("os-release", "PRETTY_NAME=\"Test 1\"\n");
-        places = {tree.path("proc"), tree.path("sys"), tree.path("os-release"),
-                  [read = disk.reader()](const std::string&) { return read(); }};
+        places = {tree.path("proc"), tree.path("sys"), tree.path("os-release")};
+    }
+    SystemInfo make() {
+        return {places, watchDisks(places.proc, [read = disk.reader()](const std::string&) { return read(); })};
     }
     tn::TempTree tree;
     HandClock clock;
@@ -85,7 +87,7 @@ class SystemInfoTest : public ::testing::Test {
 };
 
 TEST_F(SystemInfoTest, AnswersWithEverythingFromTheFirstAnswerOn) {
-    SystemInfo owner(places);
+    SystemInfo owner = make();
     const tn::message reply = ask(owner, tn::cmd::Get);
     EXPECT_EQ(reply.get_u32(1), 1000);
     EXPECT_EQ(reply.get_u32(2), 1000);
@@ -103,7 +105,7 @@ TEST_F(SystemInfoTest, AnswersWithEverythingFromTheFirstAnswerOn) {
 TEST_F(SystemInfoTest, LeavesOutWhatCannotBeHad) {
     tree.remove("proc");
     tree.remove("sys");
-    SystemInfo owner(places);
+    SystemInfo owner = make();
     const tn::message reply = ask(owner, tn::cmd::Get);
     EXPECT_TRUE(reply.has(tn::u32_id(1)));
     for (const uint32_t absent : {2U, 3U, 6U, 10U, 11U}) EXPECT_FALSE(reply.has(tn::u32_id(absent))) << absent;
@@ -149,35 +151,12 @@ TEST(Model, IsTheMainBoardsWhereTheFirmwareNamesNoProduct) {
 
 TEST_F(SystemInfoTest, PastThirtyTwoBitsUptimeGoesOnAndSizesKeepWhatIsUsed) {
     disk.gives({10ULL << 32, (10ULL << 32) - 1234});
-    SystemInfo owner(places);
+    SystemInfo owner = make();
     clock.milliseconds = 5'000'000'000;
     const tn::message reply = ask(owner, tn::cmd::Get);
     EXPECT_EQ(reply.get_u32(1), 5'000'000);
     EXPECT_EQ(reply.get_u32(10), 0xffffffff);
     EXPECT_EQ(reply.get_u32(10) - reply.get_u32(11), 1234);
-}
-
-TEST_F(SystemInfoTest, ADeadDiskDelaysNothingAndItsSizesAreAbsentInTheEnd) {
-    SystemInfo owner(places);
-    disk.gives({6000, 3000});
-    auto hold = disk.hangs();
-    clock.milliseconds += SystemInfo::kDisksMaxAge;
-    EXPECT_EQ(ask(owner, tn::cmd::Get).get_u32(10), 5000);  // starts the reading that hangs
-    clock.milliseconds += SystemInfo::kDisksPatience - 1;
-    EXPECT_EQ(ask(owner, tn::cmd::Get).get_u32(10), 5000);
-    clock.milliseconds += 1;
-    EXPECT_FALSE(ask(owner, tn::cmd::Get).has(tn::u32_id(10)));
-    EXPECT_TRUE(eventually([&] { return disk.readings() == 2; }));  // not one more stuck thread for each request
-    hold.unlock();
-    EXPECT_TRUE(eventually([&] { return ask(owner, tn::cmd::Get).get_u32(10) == 6000; }));
-}
-
-TEST_F(SystemInfoTest, ADiskDeadFromTheStartHoldsItUpForABoundedTime) {
-    const auto hold = disk.hangs();  // the reading ends after its owner
-    const auto before = std::chrono::steady_clock::now();
-    SystemInfo owner(places);
-    EXPECT_FALSE(ask(owner, tn::cmd::Get).has(tn::u32_id(10)));
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(2));
 }
 
 }  // namespace hostd

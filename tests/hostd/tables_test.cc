@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -75,7 +76,8 @@ TEST(ProcessorTable, IsOfTheLastMinuteForSeldomPollersAndCostsNothingInTheEnd) {
         clock.milliseconds += milliseconds;
     };
     passes(0, 0, 0);
-    SystemInfo info({.proc = tree.path(), .sysfs = tree.path("none"), .osRelease = "", .loadInterval = 1});
+    SystemInfo info({.proc = tree.path(), .sysfs = tree.path("none"), .osRelease = "", .loadInterval = 1},
+                    watchDisks(tree.path()));
     EXPECT_TRUE(ask(info, tn::cmd::Get).has(system_info::Uptime));
     EXPECT_FALSE(looper.runOnce(20));  // that wants no load
     const auto load = [&] { return rowsOf(info).at(0).get_u32(system_info::Load); };
@@ -97,55 +99,57 @@ TEST(ProcessorTable, IsOfTheLastMinuteForSeldomPollersAndCostsNothingInTheEnd) {
     EXPECT_FALSE(looper.runOnce(20));
 }
 
-TEST(DiskTable, KeepsIdsWhileMounted) {
+TEST(DiskTable, KeepsIdsWhileMountedAndShowsThoseThatTellTheirSize) {
     HandClock clock;
     tn::TempTree tree;
-    const auto mounts = [&](const std::string& names) {
+    const auto silent = std::make_shared<std::atomic<char>>('x');
+    DiskTable table(watchDisks(tree.path(), [silent](const std::string& point) -> std::optional<DiskSize> {
+        if (point[1] == *silent) return {};
+        return DiskSize{point == "/a" ? 0x1'0000'0000U : 100U, 40};
+    }));
+    const auto shown = [&](const std::string& names) {
         std::string text;
         for (const char name : names)
             text += std::string("1 1 8:") + name + " / /" + name + " rw - ext4 /dev/sd" + name + " rw\n";
         tree.write("self/mountinfo", text);
-        clock.milliseconds += DiskTable::kMaxAge;
+        clock.milliseconds += kDisksMaxAge;
+        return listed(table, disk::MountPoint);
     };
-    mounts("abc");
-    DiskTable table(tree.path(), [](const std::string& point) -> std::optional<DiskSize> {
-        if (point == "/x") return {};
-        return DiskSize{point == "/a" ? 0x1'0000'0000U : 100U, 40};
-    });
-    EXPECT_TRUE(become(table, disk::MountPoint, {"1:/a", "2:/b", "3:/c"}));
+    EXPECT_THAT(shown("abc"), ElementsAre("1:/a", "2:/b", "3:/c"));
     const auto rows = rowsOf(table);
     EXPECT_EQ(rows[0].get_u32(disk::Size), UINT32_MAX);
     EXPECT_EQ(rows[1].get_u32(disk::Size), 100U);
     EXPECT_EQ(rows[1].get_u32(disk::Free), 40U);
-    mounts("acdxe");
-    EXPECT_TRUE(become(table, disk::MountPoint, {"1:/a", "2:/d", "3:/c", "4:/e"}));
-    mounts("e");
-    EXPECT_TRUE(become(table, disk::MountPoint, {"4:/e"}));
+    EXPECT_THAT(shown("acxde"), ElementsAre("1:/a", "3:/c", "4:/d", "5:/e"));
+    *silent = 'c';
+    EXPECT_THAT(shown("acfxde"), ElementsAre("1:/a", "2:/x", "4:/d", "5:/e", "6:/f"));
+    *silent = ' ';
+    EXPECT_THAT(shown("ec"), ElementsAre("3:/c", "5:/e"));
 }
 
-TEST(Neighbors, KeepTheirIdsAndGoWithTheDaemon) {
+TEST(Neighbors, AreThereFromTheFirstWalkOnAndKeepTheirIds) {
     HandClock clock;
-    LedSource heard(NeighborReading{"", {{"eth0-a", 0xc0000201, {1, 2, 3, 4, 5, 6}, "a", "", "OS 1", "port 1"}}});
+    LedSource heard(Reading<Neighbor>{"", {{"eth0-a", 0xc0000201, {1, 2, 3, 4, 5, 6}, "a", "", "OS 1", "port 1"}}});
     Neighbors table(heard.reader());
-    EXPECT_TRUE(become(table, neighbor::Identity, {"1:a"}));
-    const tn::message row = rowsOf(table)[0];
-    EXPECT_EQ(row.get_be32(neighbor::Address), 0xc0000201U);
-    EXPECT_EQ(row.get_raw(neighbor::Mac).size(), 6U);
-    EXPECT_EQ(row.get_string(neighbor::Version), "OS 1");
-    EXPECT_FALSE(row.has(neighbor::Platform));
+    const auto rows = rowsOf(table);
+    ASSERT_EQ(rows.size(), 1U);
+    EXPECT_EQ(rows[0].get_be32(neighbor::Address), 0xc0000201U);
+    EXPECT_EQ(rows[0].get_raw(neighbor::Mac).size(), 6U);
+    EXPECT_EQ(rows[0].get_string(neighbor::Version), "OS 1");
+    EXPECT_FALSE(rows[0].has(neighbor::Platform));
 
     const std::string lengthy(9999, 'b');
-    const std::pair<NeighborReading, std::vector<std::string>> cases[] = {
-        {{"", {{"eth1-b", 0, {}, "b", "", "", ""}, {"eth0-a", 0, {}, "a2", "", "", ""}}}, {"1:a2", "2:b"}},
-        {{"", {{"eth1-b", 0, {}, "b", "", "", ""}}}, {"2:b"}},
-        {{"", {{"eth0-a", 0, {}, "a", "", "", ""}, {"eth1-b", 0, {}, lengthy, "", "", ""}}},
-         {"2:" + lengthy.substr(0, kMostText), "3:a"}},
+    const std::string a = std::to_string(likedIdOf("eth0-a")) + ":";
+    const std::string b = std::to_string(likedIdOf("eth1-b")) + ":";
+    const std::pair<Reading<Neighbor>, std::vector<std::string>> cases[] = {
+        {{"", {{"eth1-b", 0, {}, "b", "", "", ""}, {"eth0-a", 0, {}, "a2", "", "", ""}}}, {a + "a2", b + "b"}},
+        {{"", {{"eth1-b", 0, {}, lengthy, "", "", ""}}}, {b + lengthy.substr(0, kMostText)}},
         {{"lldpd doesn't answer", {}}, {}},
     };
     for (const auto& [reading, expected] : cases) {
         heard.gives(reading);
         clock.milliseconds += Neighbors::kMaxAge;
-        EXPECT_TRUE(become(table, neighbor::Identity, expected));
+        EXPECT_EQ(listed(table, neighbor::Identity), expected);
     }
 }
 

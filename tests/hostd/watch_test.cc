@@ -10,54 +10,70 @@ namespace hostd {
 
 TEST(Watch, StaysFreshAfterSomebodyAsked) {
     const LedSource source(1);
-    Watch<int> watch("test", source.reader(), 10, 1000);
+    Watch<int> watch("test", source.reader(), 10);
     tn::Looper looper({});
     static_cast<void>(watch.ask());
     EXPECT_TRUE(eventually([&] { return source.readings() >= 4; }, &looper));
 }
 
-TEST(Watch, TellsSeldomPollersWhatIsTrue) {
+TEST(Watch, RenewsWhatIsOlderThanItsAgeBeforeItIsShown) {
+    HandClock clock;
+    LedSource source(1);
+    Watch<int> watch("test", source.reader(), 1000);
+    for (const uint64_t pause : {0U, 1000U, 86'400'000U, 5000U}) {
+        clock.milliseconds += pause;
+        source.gives(static_cast<int>(pause));
+        auto reading = watch.ask();
+        ASSERT_TRUE(reading) << pause;
+        EXPECT_EQ(*reading, static_cast<int>(pause));
+        source.gives(-1);
+        clock.milliseconds += 999;
+        reading = watch.ask();  // young enough
+        ASSERT_TRUE(reading) << pause;
+        EXPECT_EQ(*reading, static_cast<int>(pause));
+    }
+    EXPECT_EQ(source.readings(), 4);
+}
+
+TEST(Watch, AHangingSourceIsWaitedForOnceAndItsLastReadingHoldsForAWhile) {
+    HandClock clock;
+    LedSource source(1);
+    Watch<int> watch("test", source.reader(), 1000);
+    auto hold = source.hangs();
+    EXPECT_FALSE(watch.ask());
+    hold.unlock();
+    ASSERT_TRUE(eventually([&] { return watch.ask() != nullptr; }));
+
+    hold.lock();
+    clock.milliseconds += Watch<int>::kOldest;
+    const auto before = std::chrono::steady_clock::now();
+    for (int i = 0; i < 100; ++i) EXPECT_TRUE(watch.ask());
+    const auto took = std::chrono::steady_clock::now() - before;
+    EXPECT_GE(took, Watch<int>::kWait);
+    EXPECT_LT(took, 10 * Watch<int>::kWait);
+    clock.milliseconds += 1;
+    EXPECT_FALSE(watch.ask());
+    EXPECT_EQ(source.readings(), 2);
+    hold.unlock();
+    EXPECT_TRUE(eventually([&] { return watch.ask() != nullptr; }));
+}
+
+TEST(Watch, HasSomethingYoungToShowSeldomPollersOfASlowSource) {
     HandClock clock;
     tn::Looper looper({});
     LedSource<uint64_t> source(0);
-    Watch<uint64_t> watch("test", source.reader(), 10, 1000, 10);
+    Watch<uint64_t> watch("test", source.reader(), 10, 10);
     static_cast<void>(watch.ask());
-    for (const uint64_t minutes : {5U, 60U}) {
-        for (uint64_t passed = 0; passed < minutes * 60'000; passed += Watch<uint64_t>::kPause) {
-            const int before = source.readings();
-            clock.milliseconds += Watch<uint64_t>::kPause;
-            source.gives(clock.milliseconds);
-            ASSERT_TRUE(eventually([&] { return source.readings() > before; }, &looper));
-            watch.readFirst(std::chrono::seconds(5));  // none is due: waits for the one under way
-        }
-        const uint64_t lastRead = clock.milliseconds;
-        clock.milliseconds += Watch<uint64_t>::kPause - 1;
-        const auto reading = watch.ask();
-        ASSERT_TRUE(reading) << minutes;
-        EXPECT_EQ(*reading, lastRead) << minutes;
+    for (uint64_t passed = 0; passed < 600'000; passed += Watch<uint64_t>::kPause) {
+        const int before = source.readings();
+        clock.milliseconds += Watch<uint64_t>::kPause;
+        source.gives(clock.milliseconds);
+        ASSERT_TRUE(eventually([&] { return source.readings() > before; }, &looper));
     }
-}
-
-TEST(Watch, ShowsNothingOld) {
-    HandClock clock;
-    LedSource source(1);
-    Watch<int> watch("test", source.reader(), 1000, 1000);
-    watch.readFirst(std::chrono::seconds(5));
-    clock.milliseconds += 86'400'000;
-    source.gives(2);
-    auto reading = watch.ask();  // the first question, a day after the start
+    const auto hold = source.hangs();
+    const auto reading = watch.ask();
     ASSERT_TRUE(reading);
-    EXPECT_EQ(*reading, 2);
-
-    source.gives(3);
-    clock.milliseconds += Watch<int>::kOldest;
-    reading = watch.ask();
-    ASSERT_TRUE(reading);
-    EXPECT_EQ(*reading, 2);
-    watch.readFirst(std::chrono::seconds(5));
-    clock.milliseconds += Watch<int>::kOldest + 1;
-    EXPECT_FALSE(watch.ask());
-    EXPECT_TRUE(eventually([&] { return watch.ask() != nullptr; }));
+    EXPECT_GE(*reading, clock.milliseconds - Watch<uint64_t>::kPause);
 }
 
 }  // namespace hostd
