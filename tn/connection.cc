@@ -6,12 +6,18 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "tn/fields.h"
+
 namespace tn {
 
 namespace {
 
-constexpr size_t kMaxQueued = 16384;                  // packets
-constexpr size_t kMaxQueuedOctets = 32 * kMaxPacket;  // 8 MiB
+struct QueueLimit {
+    size_t packets;
+    size_t octets;
+};
+constexpr QueueLimit kOfAnyone = {2048, 4 * kMaxPacket};      // 1 MiB
+constexpr QueueLimit kOfTrusted = {16'384, 32 * kMaxPacket};  // 8 MiB
 
 }  // namespace
 
@@ -48,15 +54,20 @@ Sent Connection::send(std::span<const uint8_t> packet) const {
     }
 }
 
+bool Connection::hasRoom(size_t octets) const {
+    const QueueLimit& limit = peer_.rights == right::All ? kOfTrusted : kOfAnyone;
+    return out_.size() < limit.packets && outOctets_ + octets <= limit.octets;
+}
+
 bool Connection::queue(flat_message packet) {
-    if (out_.size() >= kMaxQueued || outOctets_ + packet.size() > kMaxQueuedOctets) return false;
+    if (!hasRoom(packet.size())) return false;
     outOctets_ += packet.size();
     out_.push(std::move(packet));
     return true;
 }
 
 bool Connection::queue(NoteKey key, flat_message packet, bool& merged) {
-    if (out_.size() >= kMaxQueued || outOctets_ + packet.size() > kMaxQueuedOctets) return false;
+    if (!hasRoom(packet.size())) return false;
     outOctets_ += packet.size();
     merged = !out_.push(std::move(key), packet);
     if (merged) outOctets_ -= packet.size();  // now the older one

@@ -49,7 +49,7 @@ class Connection {
     /// Throws the queue away; owners as for flush.
     void dropQueue(std::vector<Handler*>& dropped);
 
-    /// A reply that an exchange gave up waiting for.
+    /// A reply that an exchange gave up waiting for. Until it comes the whole process counts as hung.
     struct Owed {
         uint32_t request = 0;
         uint64_t until = 0;            ///< milliseconds, as getMilliseconds; then the peer gets another chance
@@ -61,6 +61,8 @@ class Connection {
     unsigned watchedEvents = 0;  ///< what the loop watches the descriptor for
 
   private:
+    [[nodiscard]] bool hasRoom(size_t octets) const;  ///< in the queue
+
     Descriptor socket_;
     BusPeer peer_;
     std::optional<uint32_t> dialled_;

@@ -12,23 +12,45 @@ namespace {
 
 constexpr size_t kMaxSubscribers = 4096;  // of one handler
 
+// Of one connection without all rights, in all handlers.
+constexpr size_t kMaxShare = 32;
+constexpr size_t kMaxShareOctets = 16 * 1024;
+
 }  // namespace
 
 message Subscribers::add(Handler& owner, const message& request, std::shared_ptr<Connection> from) {
     Subscriber subscriber{.command = request.get_u32(field::NotifyCommand),
                           .path = request.get_u32_array(field::Source),
                           .filter = request.get_message(field::NotifyFilter),
-                          .connection = std::move(from)};
+                          .connection = std::move(from),
+                          .octets = request.flatSize()};
     std::vector<Subscriber>& list = byOwner_[&owner];
     const bool known = std::ranges::any_of(list, [&](const Subscriber& s) {
         return s.connection == subscriber.connection && s.command == subscriber.command && s.path == subscriber.path &&
                s.filter == subscriber.filter;
     });
     if (known) return {};
-    if (list.size() >= kMaxSubscribers) return errorMsg(error::Refused, "too many subscribers");
+    if (list.size() >= kMaxSubscribers || exceedsShare(subscriber)) {
+        if (list.empty()) byOwner_.erase(&owner);
+        return errorMsg(error::Refused, "too many subscriptions");
+    }
     list.push_back(std::move(subscriber));
     owner.subscribed(request.get_u32(field::NotifyCommand), request.get_message(field::NotifyFilter));
     return {};
+}
+
+bool Subscribers::exceedsShare(const Subscriber& added) const {
+    if (!added.connection || added.connection->peer().rights == right::All) return false;
+    size_t count = 1;
+    size_t octets = added.octets;
+    for (const auto& [owner, list] : byOwner_) {
+        for (const Subscriber& s : list) {
+            if (s.connection != added.connection) continue;
+            ++count;
+            octets += s.octets;
+        }
+    }
+    return count > kMaxShare || octets > kMaxShareOctets;
 }
 
 message Subscribers::remove(Handler& owner, const message& request, const std::shared_ptr<Connection>& from) {

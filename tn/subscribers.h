@@ -36,12 +36,14 @@ class Subscribers {
         std::vector<uint32_t> path;
         message filter;
         std::shared_ptr<Connection> connection;
+        size_t octets = 0;  ///< of the request that made it, flattened
     };
     struct LocalNote {
         std::vector<uint32_t> path;
         message notification;
     };
 
+    [[nodiscard]] bool exceedsShare(const Subscriber& added) const;
     void deliver(Handler& owner, const Subscriber& to, message notification);
     void runLocal();
     void reportSoon(Handler& owner);
