@@ -42,6 +42,8 @@ class Bus {
     /// To a handler of another process. The destination isn't empty.
     message send(message m);
     message exchange(message m, uint32_t timeoutMs);
+    /// Milliseconds that all exchanges from the next one on share; 0: each has its own timeout.
+    void setBudget(uint32_t milliseconds);
     /// To a handler of this process, on its own behalf.
     message dispatchLocal(const message& m);
 
@@ -92,7 +94,8 @@ class Bus {
 
     Sent sendWaiting(const Link& connection, uint64_t deadline);
     Received awaitReply(const Link& connection, uint32_t requestId, uint64_t deadline, message& answer);
-    bool stillOwes(const Link& connection);
+    [[nodiscard]] uint64_t deadlineOf(uint32_t timeoutMs);
+    bool stillOwes(const Connection& asked);
     void takeWaiting(const Link& connection);
     bool keep(const Link& connection, message packet);
     void runKept();
@@ -114,7 +117,10 @@ class Bus {
     std::unique_ptr<uint8_t[]> buffer_;  ///< kMaxPacket octets for a received packet, untouched until one is that large
     flat_message out_;                   ///< the request of the exchange under way
     uint32_t lastRequest_ = 0;
-    unsigned exchanges_ = 0;  ///< under way, one inside the other
+    unsigned exchanges_ = 0;     ///< under way, one inside the other
+    uint32_t budget_ = 0;        ///< milliseconds; 0: none
+    uint64_t budgetEnd_ = 0;     ///< milliseconds, as getMilliseconds; 0: nothing was exchanged yet
+    std::vector<Link> debtors_;  ///< connections on which a reply is owed; also some that have settled or closed
 
     MergeQueue<Kept> kept_;  ///< came while an exchange waited for something else, in order
     size_t keptOctets_ = 0;

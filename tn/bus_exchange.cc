@@ -74,10 +74,24 @@ message Bus::send(message m) {
     return nobodyThere(number);
 }
 
+void Bus::setBudget(uint32_t milliseconds) {
+    budget_ = milliseconds;
+    budgetEnd_ = 0;
+}
+
+/// When an exchange that begins now has to end.
+uint64_t Bus::deadlineOf(uint32_t timeoutMs) {
+    const uint64_t now = getMilliseconds();
+    if (budget_ == 0) return now + timeoutMs;
+    if (budgetEnd_ == 0) budgetEnd_ = now + budget_;
+    return std::min(now + timeoutMs, budgetEnd_);
+}
+
 message Bus::exchange(message m, uint32_t timeoutMs) {
     touch();
     const uint32_t number = m.get_u32_array(field::Destination).front();
-    const uint64_t deadline = getMilliseconds() + timeoutMs;
+    const uint64_t deadline = deadlineOf(timeoutMs);
+    if (budget_ != 0 && left(budgetEnd_) == 0) return errorMsg(error::TimedOut, about(number, "no time left to ask"));
     const uint32_t requestId = newRequestId();
     prepare(m);
     m.insert_u32(field::RequestId, requestId);
@@ -92,7 +106,7 @@ message Bus::exchange(message m, uint32_t timeoutMs) {
         if (known == dialled_.end()) ++dials;
         const Link connection = known != dialled_.end() ? known->second : dial(number, std::max(left(deadline), 1U));
         if (!connection) return nobodyThere(number);
-        if (stillOwes(connection)) return errorMsg(error::TimedOut, about(number, "owes an earlier answer"));
+        if (stillOwes(*connection)) return errorMsg(error::TimedOut, about(number, "owes an earlier answer"));
         const Sent sent = sendWaiting(connection, deadline);
         if (sent == Sent::TooLarge) return errorMsg(error::TooLarge, about(number, "the request doesn't fit"));
         if (sent == Sent::Blocked) return errorMsg(error::TimedOut, about(number, "doesn't read its requests"));
@@ -105,6 +119,7 @@ message Bus::exchange(message m, uint32_t timeoutMs) {
                 continue;
             case Received::Nothing:
                 connection->owed = {requestId, getMilliseconds() + kOwedFor, m.get_u32_array(field::Source)};
+                debtors_.push_back(connection);
                 return errorMsg(error::TimedOut, about(number, "no answer"));
             default:
                 return errorMsg(error::Unreachable, about(number, "died before it answered"));
@@ -177,13 +192,19 @@ Received Bus::awaitReply(const Link& connection, uint32_t requestId, uint64_t de
 
 // --- what came in between --------------------------------------------------------------------------------------------
 
-bool Bus::stillOwes(const Link& connection) {
-    if (!connection->owed) return false;
-    takeWaiting(connection);
-    if (connection->closed() || !connection->owed) return false;
-    if (getMilliseconds() < connection->owed->until) return true;
-    connection->owed.reset();
-    return false;
+// A process handles one message at a time: what it owes on one of its numbers, it owes on all. Where its pid isn't
+// known (0: it is in another namespace), on that one.
+bool Bus::stillOwes(const Connection& asked) {
+    if (debtors_.empty()) return false;
+    for (const Link& debtor : std::vector<Link>(debtors_)) {
+        if (debtor->owed) takeWaiting(debtor);
+        if (debtor->owed && getMilliseconds() >= debtor->owed->until) debtor->owed.reset();
+    }
+    std::erase_if(debtors_, [](const Link& debtor) { return debtor->closed() || !debtor->owed; });
+    const pid_t pid = asked.peer().pid;
+    return std::ranges::any_of(debtors_, [&](const Link& debtor) {
+        return debtor.get() == &asked || (pid != 0 && debtor->peer().pid == pid);
+    });
 }
 
 // Reads what is there without waiting, and keeps it for the loop.

@@ -116,4 +116,10 @@ bool Looper::canLeave() const { return bus_->idle(); }
 
 void Looper::setupLeave(uint32_t milliseconds) { bus_->setupLeave(milliseconds); }
 
+ExchangeBudget::ExchangeBudget(const Looper& looper, uint32_t milliseconds) : looper_(looper) {
+    looper_.bus_->setBudget(milliseconds);
+}
+
+ExchangeBudget::~ExchangeBudget() { looper_.bus_->setBudget(0); }
+
 }  // namespace tn

@@ -13,6 +13,7 @@
 namespace tn {
 
 class Bus;
+class ExchangeBudget;
 
 /// A process on the bus: the loop, the handlers that live in it, and the way to everybody else's. A message to a
 /// handler of the same process is a function call; to another process it is a packet.
@@ -60,6 +61,7 @@ class Looper : public Handler, public ThinRunner {
   private:
     friend class Handler;
     friend class Bus;
+    friend class ExchangeBudget;
 
     void addNumber(uint32_t number);
     [[nodiscard]] bool serves(uint32_t number) const;
@@ -68,6 +70,20 @@ class Looper : public Handler, public ThinRunner {
     std::map<std::vector<uint32_t>, Handler*> handlers_;
     std::vector<uint32_t> numbers_;
     std::unique_ptr<Bus> bus_;
+};
+
+/// One timeout for everything that is fetched to answer one request. While it exists, the looper's exchanges with other
+/// processes share `milliseconds`, counted from the start of the first; after that they fail at once with
+/// error::TimedOut. Handlers of the same process are called as ever. At most one exists at a time.
+class ExchangeBudget {
+  public:
+    explicit ExchangeBudget(const Looper& looper, uint32_t milliseconds = kExchangeTimeout);
+    ~ExchangeBudget();
+    ExchangeBudget(const ExchangeBudget&) = delete;
+    ExchangeBudget& operator=(const ExchangeBudget&) = delete;
+
+  private:
+    const Looper& looper_;
 };
 
 /// The process's looper; nullptr before it is made.

@@ -1,6 +1,7 @@
 #include "tn/subscribers.h"
 
 #include <algorithm>
+#include <span>
 
 #include "tn/bus.h"
 #include "tn/connection.h"
@@ -24,17 +25,16 @@ message Subscribers::add(Handler& owner, const message& request, std::shared_ptr
                           .filter = request.get_message(field::NotifyFilter),
                           .connection = std::move(from),
                           .octets = request.flatSize()};
-    std::vector<Subscriber>& list = byOwner_[&owner];
-    const bool known = std::ranges::any_of(list, [&](const Subscriber& s) {
+    const auto found = byOwner_.find(&owner);
+    const std::span<const Subscriber> others = found == byOwner_.end() ? std::span<const Subscriber>() : found->second;
+    const bool known = std::ranges::any_of(others, [&](const Subscriber& s) {
         return s.connection == subscriber.connection && s.command == subscriber.command && s.path == subscriber.path &&
                s.filter == subscriber.filter;
     });
     if (known) return {};
-    if (list.size() >= kMaxSubscribers || exceedsShare(subscriber)) {
-        if (list.empty()) byOwner_.erase(&owner);
+    if (others.size() >= kMaxSubscribers || exceedsShare(subscriber))
         return errorMsg(error::Refused, "too many subscriptions");
-    }
-    list.push_back(std::move(subscriber));
+    byOwner_[&owner].push_back(std::move(subscriber));
     owner.subscribed(request.get_u32(field::NotifyCommand), request.get_message(field::NotifyFilter));
     return {};
 }

@@ -145,6 +145,7 @@ void SnmpLooper::receive(int fd) {
     for (unsigned i = 0; i < kDatagramsPerCall && tn::getMilliseconds() < end; ++i) {
         Datagram datagram;
         if (!datagram.receive(fd)) return;
+        const tn::ExchangeBudget budget(*this);
         context_.begin(datagram.bytes());
         if (createReply(context_, datagram.source())) datagram.answer(fd, context_.out.bytes());
         context_.end();

@@ -3,10 +3,14 @@
 import os
 import random
 import signal
+import socket
+import sys
 import threading
+import time
 import unittest
 
-from harness import SYS_NAME, SYS_SERVICES, SYSTEM, Deployment, eventually, for_a_while, signal_process
+from harness import (HR_MEMORY_SIZE, HR_SYSTEM_DATE, PATIENCE, SYS_NAME, SYS_SERVICES, SYSTEM, Daemon, Deployment,
+                     eventually, for_a_while, request, request_id_of, signal_process)
 
 LEAVES_AFTER = 1.0  # seconds without a message, when its service is off
 
@@ -40,6 +44,55 @@ class Lifecycle(unittest.TestCase):
             self.assertIn(SYS_SERVICES, answer.values(), "the walk goes on behind what can't be had")
         self.assertEqual(agent.get(SYS_NAME), f'STRING: "{os.uname().nodename}"')
         self.assertEqual(agent.agent_pids(), pids)
+
+    def seconds_of_getnext(self, agent, names):
+        start = time.monotonic()
+        answer = agent.snmp("getnext", *names, timeout=100, retries=0)
+        self.assertEqual(len(answer.names()), len(names), answer)
+        return time.monotonic() - start
+
+    def test_stopped_owner_process_costs_one_timeout_for_all_its_objects(self):
+        agent = Deployment("apart").ends_with(self).start().open()
+        # Each is answered by an owner with a number of its own, all in tarnix-hostd.
+        names = [SYSTEM + ".4", HR_SYSTEM_DATE, HR_MEMORY_SIZE,
+                 *("1.3.6.1.2.1." + table for table in ("2.2", "4.20", "4.21", "17.4", "25.2.3"))]
+        host_name = agent.get(SYS_NAME)
+        hostd = agent.daemons["hostd"].process
+        hostd.send_signal(signal.SIGSTOP)
+        try:
+            self.assertLess(self.seconds_of_getnext(agent, names), 9, "more than one time-out of 6 s")
+            later = [self.seconds_of_getnext(agent, names) for _ in range(5)]
+            self.assertLess(max(later), 5, "another time-out")
+            self.assertLess(min(later), 0.2)
+            self.assertLess(min(self.seconds_of_own_object(agent) for _ in range(100)), 0.002)
+        finally:
+            hostd.send_signal(signal.SIGCONT)
+        eventually(lambda: agent.get(SYS_NAME) == host_name, "values are back", 5)
+
+    @staticmethod
+    def seconds_of_own_object(agent):
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as client:
+            client.settimeout(PATIENCE)
+            start = time.monotonic()
+            client.sendto(request(1, SYS_SERVICES), ("127.0.0.1", agent.port))
+            assert request_id_of(client.recv(1000)) == 1
+            return time.monotonic() - start
+
+    def test_hung_processes_share_one_timeout_in_one_request(self):
+        agent = Deployment("apart").ends_with(self)
+        agent.start_part("snmpd")
+        agent.wait_for("34")
+        agent.open()
+        names = {24: SYSTEM + ".4", 20: "1.3.6.1.2.1.2.2", 44: "1.3.6.1.2.1.4.21"}
+        for number in names:  # accepts nothing, answers nothing
+            path = agent.root / "tern/run/bus" / str(number)
+            hung = Daemon([sys.executable, "-c", "import os, signal, socket, sys; path = sys.argv[1]; "
+                           "s = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET); s.bind(path + '~'); s.listen(); "
+                           "os.rename(path + '~', path); signal.pause()", path], agent.output)
+            self.addCleanup(hung.end, signal.SIGKILL)
+            eventually(path.exists, "it listens")
+        seconds = self.seconds_of_getnext(agent, names.values())
+        self.assertTrue(5 < seconds < 9, f"not one time-out of 6 s: {seconds}")
 
     def test_agent_that_is_off_leaves_and_comes_back_when_called(self):
         agent = Deployment("spawn").ends_with(self).start()

@@ -152,6 +152,7 @@ TEST_F(MapTest, EachChangeCanBeTakenBack) {
     EXPECT_THAT(ask(cmd::SetObj, book(1, "renamed")), IsEmpty());
     EXPECT_FALSE(isError(undo()));
     EXPECT_THAT(names(), ElementsAre("0 a", "1 b"));
+    EXPECT_EQ(supervisor.heard.size(), 3U) << "an undo isn't recorded";
 
     add("c");
     EXPECT_THAT(ask(cmd::RemoveObj, of(1)), IsEmpty());

@@ -4,8 +4,11 @@
 #include <grp.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <filesystem>
 #include <future>
+#include <list>
+#include <memory>
 
 #include "child.h"
 #include "echo_server.h"
@@ -32,6 +35,16 @@ message noteFrom(std::vector<uint32_t> source, uint32_t n) {
     return note;
 }
 
+/// Serves {N, 2} for each of these numbers.
+Peer::Setup serving(std::vector<uint32_t> numbers) {
+    return [numbers = std::move(numbers)](Looper& looper) {
+        static std::list<Server> servers;
+        for (const uint32_t n : numbers) looper.addHandler(std::vector<uint32_t>{n, 2}, &servers.emplace_back());
+    };
+}
+
+message askAt(uint32_t number) { return request(std::vector<uint32_t>{number, 2}, kEcho); }
+
 class BusTest : public testing::Test {
   protected:
     BusTest() { looper_.addHandler(1, &client_); }
@@ -52,6 +65,7 @@ TEST_F(BusTest, RequestAndReplyCrossUnchangedAndTheCallerIsNamedByTheKernel) {
     EXPECT_EQ(reply.get_string(3), std::string("\0binary", 7));
     EXPECT_EQ(reply.get_u32(field::CallerPid), static_cast<uint32_t>(getpid()));
     EXPECT_EQ(reply.get_u32_array(field::Source), std::vector<uint32_t>{34});
+    m.insert_u32_array(field::Source, {99});
     EXPECT_EQ(client_.exchangeCmd(m, kEcho).get_u32_array(field::Source), (std::vector<uint32_t>{34, 1}));
     EXPECT_TRUE(exchange(ask(kSleep)).empty()) << "an empty reply means success and must arrive empty";
 
@@ -160,15 +174,48 @@ TEST_F(BusTest, PeerThatStillOwesAReplyGetsAnotherChanceAfterAWhile) {
     setSources(nullptr);
 }
 
-TEST_F(BusTest, HungPeerThatIsReplacedIsAskedAgainAtOnce) {
-    {
-        Peer hung({24}, serve);
-        EXPECT_EQ(errorOf(exchange(ask(kSleep, 60'000), 50)), error::TimedOut);
-        EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::TimedOut);
-        hung.end(SIGKILL);
+TEST_F(BusTest, StoppedProcessCostsOneTimeOutForAllItsNumbersAndOthersNothing) {
+    Peer stopped({20, 24}, serving({20, 24}));
+    const Peer other({44}, serving({44}));
+    for (int round = 0; round < 2; ++round) {  // in the first one, 24 is dialled when the process is stopped already
+        stopped.signal(SIGSTOP);
+        EXPECT_EQ(errorOf(exchange(askAt(20), 100)), error::TimedOut);
+        uint64_t quickest = UINT64_MAX;
+        for (int i = 0; i < 40; ++i) {
+            const message failing = askAt(i % 2 == 0 ? 20 : 24);
+            EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(failing, 5000)), error::TimedOut); }), 1000U);
+            quickest = std::min(quickest, millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(askAt(44))), 0U); }));
+        }
+        EXPECT_LT(quickest, 2U);
+        stopped.signal(SIGCONT);
+        EXPECT_TRUE(eventually([&] { return errorOf(exchange(askAt(24))) == 0; }));
+        EXPECT_EQ(errorOf(exchange(askAt(20))), 0U);
     }
-    const Peer fresh({24}, serve);
-    EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
+    // The debt ends with the process.
+    stopped.signal(SIGSTOP);
+    EXPECT_EQ(errorOf(exchange(askAt(20), 100)), error::TimedOut);
+    stopped.end(SIGKILL);
+    const Peer fresh({20, 24}, serving({20, 24}));
+    for (const uint32_t number : {24U, 20U}) EXPECT_EQ(errorOf(exchange(askAt(number))), 0U);
+}
+
+TEST_F(BusTest, ExchangesOfOneBudgetShareItFromTheFirstOneOn) {
+    const Peer alive({44}, serving({44}));
+    const Peer slow({24}, serve);
+    const Peer hung({20}, serving({20}));
+    hung.signal(SIGSTOP);
+    {
+        const ExchangeBudget budget(looper_, 600);
+        usleep(700'000);  // not begun yet
+        const uint64_t took = millisecondsOf([&] {
+            EXPECT_EQ(errorOf(exchange(ask(kSleep, 300), 5000)), 0U);
+            EXPECT_EQ(errorOf(exchange(askAt(20), 5000)), error::TimedOut);
+        });
+        EXPECT_LT(took, 2000U);
+        EXPECT_EQ(getError(exchange(askAt(44))), "bus: 44: no time left to ask");
+        EXPECT_EQ(errorOf(exchange(request(client_.path(), kNote))), 0U) << "handlers of this process aren't exchanges";
+    }
+    EXPECT_EQ(errorOf(exchange(ask(kSleep, 700), 5000)), 0U);
 }
 
 TEST_F(BusTest, StraysNeitherDelayTheTimeOutNorGetLostOrReordered) {
@@ -208,6 +255,20 @@ TEST_F(BusTest, MessagesUnderAnothersNameAndBadPacketsEndTheConnection) {
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable);
 }
 
+TEST_F(BusTest, RepliesAreAcceptedOnlyFromPeersThatWeDialled) {
+    ASSERT_TRUE(looper_.listen());
+    const Descriptor stranger = dialBus(34, 1000);
+    message reply = numbered(1);
+    reply.insert_u32(field::ReplyTo, 1);
+    reply.insert_u32_array(field::Destination, client_.path());
+    RawPeer::write(stranger.get(), reply);
+    pollfd end = {.fd = stranger.get(), .events = POLLIN, .revents = 0};
+    EXPECT_TRUE(eventually([&] { return poll(&end, 1, 0) > 0; }, &looper_));
+    char byte = 0;
+    EXPECT_EQ(recv(stranger.get(), &byte, 1, MSG_DONTWAIT), 0);
+    EXPECT_TRUE(client_.late.empty());
+}
+
 TEST_F(BusTest, PeerThatDoesNotReadCannotBlockTheCallerPastItsTimeOut) {
     std::promise<void> done;
     const RawPeer peer(24, {[&](int) { done.get_future().wait(); }});
@@ -222,13 +283,10 @@ TEST_F(BusTest, PeerThatDoesNotReadCannotBlockTheCallerPastItsTimeOut) {
 }
 
 TEST_F(BusTest, HandlerMayExchangeWhileItsOwnRequestIsServed) {
-    const Peer other({20}, [](Looper& looper) {
-        static Server server;
-        looper.addHandler(std::vector<uint32_t>{20, 0}, &server);
-    });
+    const Peer other({20}, serving({20}));
     const Peer peer({24}, serve);
     message m = ask(kAskOther);
-    m.insert_u32_array(2, {20, 0});
+    m.insert_u32_array(2, {20, 2});
     EXPECT_EQ(exchange(m).get_u32_array(field::Source), (std::vector<uint32_t>{24, 2}));
     m.insert_u32_array(2, {99});
     EXPECT_EQ(errorOf(exchange(m)), error::Unreachable) << "the error of the inner exchange reaches the outer caller";
@@ -254,20 +312,6 @@ TEST_F(BusTest, LongRootsWork) {
     EXPECT_TRUE(peer.listening());
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
     setRoot(root_.folder());
-TEST_F(BusTest, RepliesAreAcceptedOnlyFromPeersThatWeDialled) {
-    ASSERT_TRUE(looper_.listen());
-    const Descriptor stranger = dialBus(34, 1000);
-    message reply = numbered(1);
-    reply.insert_u32(field::ReplyTo, 1);
-    reply.insert_u32_array(field::Destination, client_.path());
-    RawPeer::write(stranger.get(), reply);
-    pollfd end = {.fd = stranger.get(), .events = POLLIN, .revents = 0};
-    EXPECT_TRUE(eventually([&] { return poll(&end, 1, 0) > 0; }, &looper_));
-    char byte = 0;
-    EXPECT_EQ(recv(stranger.get(), &byte, 1, MSG_DONTWAIT), 0);
-    EXPECT_TRUE(client_.late.empty());
-}
-
 }
 
 TEST_F(BusTest, ServerOutlivesRubbishFloodsAndCallersThatDoNotRead) {
@@ -307,27 +351,67 @@ TEST_F(BusTest, MoreConnectionsThanAllowedAreRefusedNotServedBadly) {
     EXPECT_TRUE(eventually([&] { return errorOf(exchange(ask(kEcho))) == 0; }));
 }
 
-TEST_F(BusTest, RightsFollowTheCallersUserAndGroup) {
-    if (geteuid() != 0) GTEST_SKIP() << "needs to become other users";
-    constexpr gid_t kGroup = 54321;
-    const Peer peer({24}, serve, [] { ASSERT_EQ(setegid(kGroup), 0); });
-    std::filesystem::permissions(root_.folder(), std::filesystem::perms(0755));
-    ASSERT_EQ(chmod(busFolder().c_str(), 0755), 0);
-    ASSERT_EQ(chmod((busFolder() + "/24").c_str(), 0666), 0);  // so that strangers get as far as the rights
-    const auto errorFor = [](gid_t group, std::vector<gid_t> others, uint32_t command) {
+/// What other users may do at the peer {24}, whose sockets belong to kGroup.
+class BusRightsTest : public BusTest {
+  protected:
+    static constexpr gid_t kGroup = 54321;
+    static constexpr gid_t kOther = 65534;
+
+    void SetUp() override {
+        if (geteuid() != 0) GTEST_SKIP() << "needs to become other users";
+        peer_ = std::make_unique<Peer>(std::vector<uint32_t>{24}, serve, [] { ASSERT_EQ(setegid(kGroup), 0); });
+        // So that strangers get as far as the rights.
+        std::filesystem::permissions(root_.folder(), std::filesystem::perms(0755));
+        ASSERT_EQ(chmod(busFolder().c_str(), 0755), 0);
+        ASSERT_EQ(chmod((busFolder() + "/24").c_str(), 0666), 0);
+    }
+    /// Runs `work`, which gives a number below 255, as another user.
+    static int as(gid_t group, std::vector<gid_t> others, const std::function<int(Looper&)>& work) {
         Child child([&] {
-            if (setgroups(others.size(), others.data()) != 0 || setgid(group) != 0 || setuid(65534) != 0) return 9;
+            if (setgroups(others.size(), others.data()) != 0 || setgid(group) != 0 || setuid(65534) != 0)
+                return 255;
             Looper stranger({});
+            return work(stranger);
+        });
+        return child.exitStatus();
+    }
+
+    std::unique_ptr<Peer> peer_;
+};
+
+TEST_F(BusRightsTest, RightsFollowTheCallersUserAndGroup) {
+    const auto errorFor = [](gid_t group, std::vector<gid_t> others, uint32_t command) {
+        return as(group, std::move(others), [&](Looper& stranger) {
             const uint32_t code = errorOf(stranger.exchangeMessage(ask(command), 1000));
             return code == 0 ? 0 : code == error::NotPermitted ? 1 : 2;
         });
-        return child.exitStatus();
     };
-    EXPECT_EQ(errorFor(65534, {}, kEcho), 1);
+    EXPECT_EQ(errorFor(kOther, {}, kEcho), 1);
     EXPECT_EQ(errorFor(kGroup, {}, kEcho), 0);
-    EXPECT_EQ(errorFor(65534, {kGroup}, kEcho), 0);
-    EXPECT_EQ(errorFor(65534, {kGroup}, kOneWay), 1) << "members of the group may only read";
-    EXPECT_EQ(errorFor(65534, {}, cmd::Subscribe), 1);
+    EXPECT_EQ(errorFor(kOther, {kGroup}, kEcho), 0);
+    EXPECT_EQ(errorFor(kOther, {kGroup}, kOneWay), 1) << "members of the group may only read";
+    EXPECT_EQ(errorFor(kOther, {}, cmd::Subscribe), 1);
+}
+
+TEST_F(BusRightsTest, ReadersHaveABoundedShareOfSubscriptions) {
+    // How many of 50 are accepted, each with a filter of so many octets, and then the first one once more.
+    const auto accepted = [](Looper& looper, size_t octets) {
+        int count = 0;
+        for (uint32_t i = 0; i <= 50; ++i) {
+            message m = ask(cmd::Subscribe);
+            m.insert_u32(field::NotifyCommand, i % 50);
+            m.get_message_ref(field::NotifyFilter).insert_string(1, std::string(octets, 'x'));
+            count += isError(looper.exchangeMessage(m, 1000)) ? 0 : 1;
+        }
+        return count;
+    };
+    const auto acceptedOfReader = [&](size_t octets) {
+        return as(kGroup, {}, [&](Looper& reader) { return accepted(reader, octets); });
+    };
+    EXPECT_EQ(acceptedOfReader(10), 32 + 1);
+    EXPECT_EQ(acceptedOfReader(4000), 4 + 1);
+    EXPECT_EQ(acceptedOfReader(20'000), 0);
+    EXPECT_EQ(accepted(looper_, 20'000), 51) << "who may do everything may do this";
 }
 
 }  // namespace

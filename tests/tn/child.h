@@ -27,9 +27,12 @@ class Child {
 
     /// 0 once it has been reaped.
     [[nodiscard]] pid_t pid() const { return pid_; }
+    void signal(int signal) const {
+        if (pid_ > 1) kill(pid_, signal);
+    }
     /// Signals it and waits for its end. @return its wait status; 0 when it had been reaped
     int end(int signal) {
-        if (pid_ > 1) kill(pid_, signal);
+        this->signal(signal);
         return wait();
     }
     /// Waits for its end. @return its wait status; 0 when it had been reaped

@@ -99,17 +99,6 @@ TEST_F(HandlerTest, PolicyNamesTheRightsOfWhichOneIsNeeded) {
     EXPECT_EQ(errorOf(looper_.dispatchMessage(request(below, cmd::Set), right::Reading)), error::NotPermitted);
 }
 
-TEST_F(HandlerTest, RequestsCarryTheSendersPathOverWhateverTheyHeld) {
-    Listener listener;
-    looper_.addHandler(3, &listener);
-    message m = request(listener.path(), 0);
-    m.insert_u32_array(field::Source, {99});
-    recorder_.exchangeCmd(m, 5);
-    ASSERT_EQ(listener.heard.size(), 1U);
-    EXPECT_EQ(listener.heard[0].get_u32_array(field::Source), recorder_.path());
-    EXPECT_EQ(listener.heard[0].get_u32(field::Command), 5U);
-}
-
 TEST_F(HandlerTest, NotificationsPassTheFilterAndComeFromTheLoop) {
     Listener all;
     Listener some;
@@ -170,21 +159,6 @@ TEST_F(HandlerTest, DestroyedHandlerIsForgottenEverywhere) {
     const uint32_t gone[] = {24, 3};
     EXPECT_EQ(errorOf(looper_.exchangeMessage(request(gone, cmd::Get))), error::NoSuchHandler);
     EXPECT_TRUE(looper_.canLeave());
-}
-
-TEST_F(HandlerTest, UndoRecordHoldsBothRequestsAndIsNotMadeForAnUndo) {
-    Listener supervisor;
-    looper_.addHandler(std::vector<uint32_t>{number::Supervisor}, &supervisor);
-    message changed = numbered(2);
-    const message old = request(kPath, cmd::Set);
-    recorder_.sendUndo(changed, old, "changed it");
-    ASSERT_EQ(supervisor.heard.size(), 1U);
-    EXPECT_EQ(supervisor.heard[0].get_u32(field::Command), cmd::RecordUndo);
-    EXPECT_EQ(supervisor.heard[0].get_message(undo::Old), old);
-    EXPECT_EQ(supervisor.heard[0].get_message(undo::New), changed);
-    changed.insert_bool(field::NoUndo, true);
-    recorder_.sendUndo(changed, old, "changed it");
-    EXPECT_EQ(supervisor.heard.size(), 1U);
 }
 
 TEST_F(HandlerTest, RunLoadsAndSavesEachHandlerOnce) {

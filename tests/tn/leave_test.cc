@@ -59,6 +59,7 @@ TEST_F(LeaveTest, ProcessThatNobodyWouldStartAgainStays) {
 TEST_F(LeaveTest, IdleProcessLeavesAndABusyOneStays) {
     BusListener held = hold();
     Peer peer({24}, leavesAfter(60), [&] { takeOver(held); });
+    EXPECT_EQ(peerOf(dialBus(24, 1000).get(), getegid()).pid, peer.pid()) << "not who made the socket";
     const uint64_t end = getMilliseconds() + 200;
     while (getMilliseconds() < end) ASSERT_EQ(errorOf(exchange(ask(kEcho))), 0U);
     EXPECT_TRUE(peer.ended());

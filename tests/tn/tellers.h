@@ -10,7 +10,7 @@ namespace tn {
 
 inline bool holds(const message& m, const std::string& secret) {
     const flat_message bytes = m.flatten();
-    return !std::ranges::search(bytes, secret).empty();
+    return std::search(bytes.begin(), bytes.end(), secret.begin(), secret.end()) != bytes.end();
 }
 
 /// The reading commands with which a caller with these rights gets a secret that object `id` keeps, by its id, by a
