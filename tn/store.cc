@@ -167,7 +167,11 @@ std::string Store::Impl::open(unsigned flags) {
     if (std::string reason = verify(); !reason.empty()) return reason;
 
     // What SQLite makes later copies it. Not fchmod: closing any descriptor of a file drops SQLite's locks on it.
-    for (const char* side : {"", "-wal", "-shm"}) fchmodat(AT_FDCWD, (file + side).c_str(), 0600, AT_SYMLINK_NOFOLLOW);
+    for (const char* side : {"", "-wal", "-shm"}) {
+        const std::string part = file + side;
+        if (fchmodat(AT_FDCWD, part.c_str(), 0600, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT)
+            serr << "store: " << part << ": its mode can't be set: " << errnoText();
+    }
     if (!execute(db.get(), "PRAGMA journal_mode = WAL")) return sqlite3_errmsg(db.get());
     execute(db.get(), (flags & kWriteThrough) != 0 ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
     upsert =
