@@ -6,8 +6,7 @@ namespace hostd {
 
 DriverWatch::DriverWatch(DriverSource source)
     : watch_(
-          "interface drivers", [work = work_, source = std::move(source)] { return read(*work, source); }, kMaxAge,
-          kPatience) {}
+          "interface drivers", [work = work_, source = std::move(source)] { return read(*work, source); }, kMaxAge) {}
 
 DriverReadings DriverWatch::read(Work& work, const DriverSource& source) {
     std::unique_lock lock(work.mutex);
@@ -31,10 +30,8 @@ void DriverWatch::setInterfaces(std::vector<uint32_t> indexes) {
     work_->indexes = std::move(indexes);
 }
 
-void DriverWatch::readFirst() {
-    if (!hasInterfaces_) return;
-    watch_.readFirst(Watch<DriverReadings>::kFirstWait);
-    ask();
+void DriverWatch::keepReading() {
+    if (hasInterfaces_) watch_.keepReading();
 }
 
 void DriverWatch::ask() {

@@ -22,17 +22,16 @@ using DriverSource = std::function<DriverReadings(std::span<const uint32_t> inde
 /// Counters never go back to nothing because a driver hangs or doesn't answer: what it told last stays.
 class DriverWatch {
   public:
-    static constexpr uint64_t kMaxAge = 1000;      ///< ms
-    static constexpr uint64_t kPatience = 10'000;  ///< ms after which a driver counts as stuck
-    static constexpr size_t kMost = 256;           ///< interfaces
+    static constexpr uint64_t kMaxAge = 1000;  ///< ms
+    static constexpr size_t kMost = 256;       ///< interfaces
 
     explicit DriverWatch(DriverSource source = readDrivers);
 
     /// The interfaces to read from now on; past kMost the others are left out.
     void setInterfaces(std::vector<uint32_t> indexes);
-    /// Starts the first reading and waits for it, at most 200 ms.
-    void readFirst();
-    /// Somebody asks: takes what was read last, and has it read again when that is due.
+    /// Starts reading before somebody asks.
+    void keepReading();
+    /// Somebody asks: takes what was read last, or waits for what is newer, as Watch::ask.
     void ask();
 
     /// Mbit/s; nothing when it isn't known.

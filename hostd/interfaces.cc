@@ -42,7 +42,7 @@ Interfaces::~Interfaces() {
 void Interfaces::loadPermData() {
     monitor_.start();
     refresh();
-    drivers_.readFirst();
+    drivers_.keepReading();
 }
 
 void Interfaces::refresh() {

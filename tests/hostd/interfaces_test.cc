@@ -405,7 +405,6 @@ TEST(DriverWatch, CountersStayHoweverLongNobodyAsksAndWhateverADriverFailsToTell
         return watch.counters(3) != nullptr && watch.counters(3)->isAnyKept();
     };
     watch.setInterfaces({3, 4});
-    watch.readFirst();
     ASSERT_TRUE(eventually(areKept));
     EXPECT_EQ(watch.counters(4), nullptr);  // which has never told
     source.gives({{3, {}}, {4, {}}});       // as after a time-out
