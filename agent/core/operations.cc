@@ -15,6 +15,19 @@ bool sameStart(const OID& a, const OID& b) {
     return std::equal(a.begin(), a.begin() + n, b.begin());
 }
 
+/// The branch with the longest registered prefix of a name. Every prefix of the name is one of the branch before it,
+/// too: each look-up leaves what the two have in common.
+std::map<OID, Branch*>::const_iterator longestPrefixOf(OID name) {
+    while (!name.empty()) {
+        auto at = branches.upper_bound(name);
+        if (at == branches.begin()) break;
+        const OID& prefix = (--at)->first;
+        if (name.startsWith(prefix)) return at;
+        name.erase(std::mismatch(name.begin(), name.end(), prefix.begin(), prefix.end()).first, name.end());
+    }
+    return branches.end();
+}
+
 }  // namespace
 
 ErrorStatus snmpGet(Context& c) {
@@ -60,16 +73,11 @@ ErrorStatus snmpGetNextGetBulk(Context& c) {
 
 ErrorStatus snmpSet(Context& c) {
     if (!dlog.isMuted()) dlog << "set " << c.oid;
-    c.setPrefix = c.oid;
-    c.setSuffix.clear();
-    for (; !c.setPrefix.empty(); c.setPrefix.pop_back()) {
-        const auto at = branches.find(c.setPrefix);
-        if (at != branches.end()) {
-            return at->second->set(c) != kNotMine ? ErrorStatus::NoError : ErrorStatus::NoSuchName;
-        }
-        c.setSuffix.insert(c.setSuffix.begin(), c.setPrefix.back());
-    }
-    return ErrorStatus::NoSuchName;
+    const auto at = longestPrefixOf(c.oid);
+    if (at == branches.end()) return ErrorStatus::NoSuchName;
+    c.setPrefix = at->first;
+    c.setSuffix.assign(c.oid.begin() + static_cast<std::ptrdiff_t>(c.setPrefix.size()), c.oid.end());
+    return at->second->set(c) != kNotMine ? ErrorStatus::NoError : ErrorStatus::NoSuchName;
 }
 
 }  // namespace snmp

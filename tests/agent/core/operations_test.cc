@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
+
 #include "agent/log.h"
 #include "agent/mib/data_provider.h"
 #include "agent/mib/packer.h"
@@ -127,6 +129,24 @@ TEST_F(OperationsTest, SetIsServedByTheLongestPrefixAndSplitsEachNameAfresh) {
     EXPECT_THAT(inner.splits, ElementsAre(std::pair(".1.3.9.1.1", ".5.0"), std::pair(".1.3.9.1.1", "")));
     EXPECT_THAT(outer.splits, ElementsAre(std::pair(".1.3.9", ".1.2"), std::pair(".1.3.9", "")));
     EXPECT_EQ(set({number("1.2.3", 1)}).errorStatus, 2U);
+    inner.splits.clear();
+    const auto leastTime = [](size_t subIdentifiers) {
+        OID name{1, 3, 9, 1, 1};
+        name.resize(subIdentifiers, 7);
+        const wire::Bytes request =
+            wire::encode({.pdu = pdu::SetRequest, .bindings = {number(name.str().substr(1), 1)}});
+        auto least = std::chrono::steady_clock::duration::max();
+        for (int i = 0; i < 10; ++i) {
+            Context context(request);
+            const auto begin = std::chrono::steady_clock::now();
+            EXPECT_TRUE(createReply(context, *tn::IPAddr6::parse("127.0.0.1")));
+            least = std::min(least, std::chrono::steady_clock::now() - begin);
+        }
+        return least;
+    };
+    const auto shorter = leastTime(6000);
+    EXPECT_LT(leastTime(60000), 40 * shorter);  // ten times as long a name
+    EXPECT_EQ(inner.splits.back().second.size(), 2U * (60000 - 5));
     EXPECT_EQ(set({number("1.3.1.0", 1)}).errorStatus, 2U);  // a constant
 }
 
