@@ -60,11 +60,22 @@ tn::message statusChange(uint32_t interface, uint32_t status) {
     return change;
 }
 
+/// Makes room: where interfaces come and go (containers), nobody tells which of those that are down won't come back.
+/// The kernel numbers upwards, so the lowest went first.
+void forgetOldest() {
+    if (ifStateMap.size() <= kMaxStates) return;
+    const auto oldest = std::ranges::find(ifStateMap, 0U, [](const auto& entry) { return entry.second; });
+    if (oldest != ifStateMap.end()) ifStateMap.erase(oldest);
+}
+
 /// False when the interface was known to be in this state. At the agent's start fewer bits are noted, on purpose: what
 /// an interface that was up tells first is always a change.
 bool noteState(uint32_t interface, uint32_t state) {
     const auto [known, isNew] = ifStateMap.try_emplace(interface, state);
-    if (isNew) return true;
+    if (isNew) {
+        forgetOldest();
+        return true;
+    }
     if (known->second == state) return false;
     known->second = state;
     return true;

@@ -14,7 +14,9 @@ namespace snmp {
 /// The interface owner's notification that an interface's status has changed.
 constexpr uint32_t kStatusChanged = 0x10004;
 
-/// Interface id to the last status bits reported; entries stay for the life of the process.
+/// Interface id to the last status bits reported. Of more than kMaxStates those that are down, or gone, are forgotten,
+/// the lowest id first.
+constexpr size_t kMaxStates = 1024;
 extern std::map<uint32_t, uint32_t> ifStateMap;
 
 /// The interfaces whose changes give traps, as the settings name them. Empty, or with 0 in it: every one.

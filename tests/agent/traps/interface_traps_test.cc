@@ -56,6 +56,21 @@ TEST_F(InterfaceTrapsTest, EachNewStateMakesATrap) {
     EXPECT_EQ(made(notification(8, 0)), "");
 }
 
+TEST_F(InterfaceTrapsTest, InterfacesThatHaveGoneAreForgotten) {
+    constexpr uint32_t kLast = 3 * kMaxStates;
+    EXPECT_EQ(made(notification(1, 0x500)), linkUp("1"));
+    for (uint32_t id = 2; id <= kLast; ++id) {
+        (void)made(notification(id, 0x500));
+        (void)made(notification(id, 0));
+    }
+    EXPECT_EQ(ifStateMap.size(), kMaxStates);
+    EXPECT_EQ(made(notification(1, 0x500)), "");  // still there
+    const std::string last = std::to_string(kLast);
+    EXPECT_EQ(made(notification(kLast, 0)), "");
+    EXPECT_EQ(made(notification(kLast, 0x500)), linkUp(last));
+    EXPECT_EQ(made(notification(2, 0x500)), linkUp("2"));
+}
+
 TEST_F(InterfaceTrapsTest, OnlyTheInterfaceOwnerIsBelieved) {
     for (const auto& other : {std::vector<uint32_t>{20}, {20, 1}, {20, 0, 0}, {24, 0}}) {
         tn::message m = notification(5, 0x500);
