@@ -16,6 +16,7 @@ class IdTable : public OwnerTable {
     virtual void listRow(uint32_t id, tn::message& row) const = 0;
     virtual void briefRow(uint32_t id, tn::message& row) const { listRow(id, row); }
     virtual void wholeRow(uint32_t id, tn::message& row) const { listRow(id, row); }
+    [[nodiscard]] virtual bool isIdWanted(uint32_t, const tn::message&) const { return true; }
     virtual tn::message setRow(uint32_t id, const tn::message& request);
     /// Called with the rows that are about to be shown, unless it is in brief.
     virtual void refreshIds(std::span<const uint32_t>) {}
@@ -28,6 +29,9 @@ class IdTable : public OwnerTable {
     void writeRow(Row row, tn::message& item) const final { listRow(idOfRow(row), item); }
     void writeBrief(Row row, tn::message& item) const final { briefRow(idOfRow(row), item); }
     void writeWhole(Row row, tn::message& item) const final { wholeRow(idOfRow(row), item); }
+    [[nodiscard]] bool isWanted(Row row, const tn::message& request) const final {
+        return isIdWanted(idOfRow(row), request);
+    }
     tn::message changeRow(Row row, const tn::message& request) final { return setRow(idOfRow(row), request); }
 
     [[nodiscard]] Row rowFrom(uint32_t id) const;

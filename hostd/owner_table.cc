@@ -30,7 +30,7 @@ tn::message OwnerTable::page(const tn::message& request, Detail detail) {
     const size_t groupOctets = from.isExact ? from.octets : 0;
     const size_t placeholders = from.isGone ? 1 : 0;
     // One row more than is shown: an item tells which row follows it.
-    const std::vector<Row> rows = collect(from.row, most - placeholders + 1, groupOctets);
+    const std::vector<Row> rows = collect(request, from.row, most - placeholders + 1, groupOctets);
     if (detail == Detail::Listed) refreshRows(std::span(rows).first(std::min(rows.size(), most - placeholders)));
 
     tn::message reply;
@@ -137,10 +137,12 @@ OwnerTable::Row OwnerTable::next(Row row, size_t groupOctets) const {
     return past ? lowerBound(*past) : kEnd;
 }
 
-std::vector<OwnerTable::Row> OwnerTable::collect(Row row, size_t most, size_t groupOctets) const {
+std::vector<OwnerTable::Row> OwnerTable::collect(const tn::message& request, Row row, size_t most,
+                                                 size_t groupOctets) const {
     std::vector<Row> rows;
     rows.reserve(std::min<size_t>(most, kPage + 1));
-    for (; row != kEnd && rows.size() < most; row = next(row, groupOctets)) rows.push_back(row);
+    for (; row != kEnd && rows.size() < most; row = next(row, groupOctets))
+        if (isWanted(row, request)) rows.push_back(row);
     return rows;
 }
 

@@ -73,6 +73,8 @@ class OwnerTable : public tn::Handler {
     virtual void writeBrief(Row row, tn::message& item) const { writeRow(row, item); }
     /// The same for get and get-object, when that tells more.
     virtual void writeWhole(Row row, tn::message& item) const { writeRow(row, item); }
+    /// Whether a get-all that wants some rows only (the table says which can be wanted) wants this one.
+    [[nodiscard]] virtual bool isWanted(Row, const tn::message&) const { return true; }
     /// Changes a row; refused unless overridden.
     virtual tn::message changeRow(Row row, const tn::message& request);
 
@@ -91,7 +93,7 @@ class OwnerTable : public tn::Handler {
     void locate(Start& start) const;
     [[nodiscard]] Row rowOf(const tn::message& request) const;
     [[nodiscard]] Row next(Row row, size_t groupOctets) const;
-    [[nodiscard]] std::vector<Row> collect(Row row, size_t most, size_t groupOctets) const;
+    [[nodiscard]] std::vector<Row> collect(const tn::message& request, Row row, size_t most, size_t groupOctets) const;
     [[nodiscard]] tn::message placeholder(const Start& start) const;
     void writeItem(Row row, Row next, Detail detail, tn::message& item) const;
     [[nodiscard]] uint32_t idOf(Row row) const { return keyOf(row).u32(0); }

@@ -1,21 +1,12 @@
 #include "agent/mib/get_first_provider.h"
 
-#include <algorithm>
-
 #include "agent/log.h"
 #include "tn/looper.h"
-#include "tn/sources.h"
 
 namespace snmp {
 
 namespace {
-constexpr uint32_t kMostRows = 65536;  // looked at before giving up
-constexpr uint32_t kMostAsked = 64;    // rows of one exchange
-
-std::unique_ptr<Data> failed(const tn::message& reply) {
-    serr << "GetFirstProvider::getData error: " << tn::getError(reply);
-    return nullptr;
-}
+constexpr uint32_t kMaxRows = 65536;  // looked at before giving up
 }  // namespace
 
 uint32_t GetFirstProvider::getFirstObjId() {
@@ -24,41 +15,24 @@ uint32_t GetFirstProvider::getFirstObjId() {
 }
 
 std::unique_ptr<Data> GetFirstProvider::getData() {
-    const uint64_t now = tn::getMilliseconds();
-    if (now >= keptUntil_) return search(now);
-    if (firstId_ == tn::kNoId) return nullptr;
-    tn::message request = tn::request(path_, tn::cmd::GetAll);
-    request.insert_u32(tn::field::MaxObjects, 1);
-    request.insert_u32(tn::field::Continue, firstId_);
-    const tn::message reply = tn::getLooper()->exchangeMessage(request);
-    uint32_t code = 0;
-    if (tn::isError(reply, &code) && code != tn::error::NotFound) return failed(reply);
-    std::unique_ptr<Data> record = firstOf(reply);
-    return record != nullptr ? std::move(record) : search(now);
-}
-
-/// Goes through the list from its beginning.
-std::unique_ptr<Data> GetFirstProvider::search(uint64_t now) {
     firstId_ = tn::kNoId;
-    keptUntil_ = 0;
-    tn::message request = tn::request(path_, tn::cmd::GetAll);
-    // The row wanted is often the first; where it isn't, each exchange looks at twice as many.
-    for (uint32_t asked = 1, looked = 0; looked < kMostRows; looked += asked, asked = std::min(asked * 2, kMostAsked)) {
-        request.insert_u32(tn::field::MaxObjects, asked);
+    tn::message request = wanted_;
+    request.insert_u32_array(tn::field::Destination, path_);
+    request.insert_u32(tn::field::Command, tn::cmd::GetAll);
+    request.insert_u32(tn::field::MaxObjects, 1);
+    for (uint32_t looked = 0; looked < kMaxRows; ++looked) {
         const tn::message reply = tn::getLooper()->exchangeMessage(request);
-        if (tn::isError(reply)) return failed(reply);
-        std::unique_ptr<Data> record = firstOf(reply);
-        if (record != nullptr) {
-            if (firstId_ != tn::kNoId) keptUntil_ = now + kKept;
-            return record;
+        if (tn::isError(reply)) {
+            serr << "GetFirstProvider::getData error: " << tn::getError(reply);
+            return nullptr;
         }
+        if (std::unique_ptr<Data> record = firstOf(reply)) return record;
         // An owner whose ids don't go on would be asked the same again and again.
         const uint32_t next = reply.get_u32(tn::field::Continue, tn::kNoId);
         if (next == tn::kNoId || (request.has(tn::field::Continue) && next <= request.get_u32(tn::field::Continue)))
-            break;
+            return nullptr;
         request.insert_u32(tn::field::Continue, next);
     }
-    keptUntil_ = now + kKept;
     return nullptr;
 }
 

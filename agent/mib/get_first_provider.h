@@ -8,18 +8,17 @@
 
 namespace snmp {
 
-/// The first row of an owner's list for which the build function gives a record. It can't be written.
-///
-/// Which row that is, or that there is none, is kept for kKept: as long as it still gives a record, a request costs one
-/// exchange of one row, however long the list. A row in front of it is found when that time is over.
+/// The first row of an owner's list for which the build function gives a record, looked for from the list's beginning
+/// at each get. It can't be written.
 class GetFirstProvider : public SingleProvider {
   public:
-    static constexpr uint64_t kKept = 10000;  ///< ms of tn::getMilliseconds
+    /// @param build   null for a row that isn't the one wanted
+    /// @param wanted  fields sent with each request: an owner that knows them lists only rows that have them, so that
+    ///                one exchange finds the row however long the list
+    GetFirstProvider(std::vector<uint32_t> path, BuildFunction build, tn::message wanted = {})
+        : path_(std::move(path)), build_(build), wanted_(std::move(wanted)) {}
 
-    /// @param build  null for a row that isn't the one wanted
-    GetFirstProvider(std::vector<uint32_t> path, BuildFunction build) : path_(std::move(path)), build_(build) {}
-
-    /// Object id of that row; the owner is asked when none is known. tn::kNoId when there is none.
+    /// Object id of the row found last; the owner is asked when there is none. tn::kNoId when it has none either.
     [[nodiscard]] uint32_t getFirstObjId();
 
   protected:
@@ -27,13 +26,12 @@ class GetFirstProvider : public SingleProvider {
     bool setData(Data*) override { return false; }
 
   private:
-    std::unique_ptr<Data> search(uint64_t now);
     std::unique_ptr<Data> firstOf(const tn::message& reply);
 
     std::vector<uint32_t> path_;
     BuildFunction build_;
+    tn::message wanted_;
     uint32_t firstId_ = tn::kNoId;
-    uint64_t keptUntil_ = 0;
 };
 
 }  // namespace snmp

@@ -110,7 +110,9 @@ static_assert(ascending(kFdbColumns));
 }  // namespace
 
 void start_bridge_module() {
-    bridgeProvider = keep<GetFirstProvider>(kInterfaces, Bridge::build);
+    tn::message bridges;
+    bridges.insert_u32(interface::Kind, interface::kBridge);
+    bridgeProvider = keep<GetFirstProvider>(kInterfaces, Bridge::build, bridges);
 
     MapTable* hosts = keepTable(keep<HostProvider>(), {{packerFor(kFdbColumns[0]), host::Mac.number}});
     addColumns(addColumnarBranch(OID(under(kDot1dBridge, 4, 3, 1)), hosts), kFdbColumns);
