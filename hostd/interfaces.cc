@@ -1,10 +1,16 @@
 #include "hostd/interfaces.h"
 
+#include <linux/rtnetlink.h>
+#include <net/if.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <utility>
 
+#include "hostd/log.h"
+#include "hostd/netlink.h"
 #include "tn/looper.h"
 #include "tn/sources.h"
 
@@ -22,8 +28,22 @@ uint32_t low(uint64_t value) { return static_cast<uint32_t>(value); }
 
 }  // namespace
 
-Interfaces::Interfaces(const std::string& sysfs, DriverSource drivers)
-    : news_([this](uint32_t id, const std::string& name, uint32_t status) { tell(id, name, status); }),
+std::string switchLink(uint32_t index, bool isUp) {
+    NetlinkSocket socket;
+    if (!socket.open(NETLINK_ROUTE, 0)) return std::strerror(errno);
+    NetlinkRequests requests;
+    auto& link = requests.add<ifinfomsg>(RTM_NEWLINK, NLM_F_ACK);
+    link.ifi_index = static_cast<int>(index);
+    link.ifi_change = IFF_UP;
+    link.ifi_flags = isUp ? IFF_UP : 0;
+    requests.finish();
+    const bool isDone = socket.send(requests) && socket.takeAnswer([](const nlmsghdr&) {});
+    return isDone ? "" : std::strerror(errno);
+}
+
+Interfaces::Interfaces(const std::string& sysfs, LinkSwitch switcher, DriverSource drivers)
+    : switch_(std::move(switcher)),
+      news_([this](uint32_t id, const std::string& name, uint32_t status) { tell(id, name, status); }),
       links_([sysfs](const std::string& name) { return isRadio(sysfs, name); },
              [this](const Link& link, uint32_t before, uint32_t status) {
                  news_.changed(link, before, status, tn::getMilliseconds());
@@ -105,7 +125,24 @@ void Interfaces::briefRow(uint32_t id, tn::message& row) const {
     row.insert_u32(interface::Status, links_.find(id)->status());
 }
 
-tn::message Interfaces::setRow(uint32_t, const tn::message&) { return {}; }
+bool Interfaces::isIdWanted(uint32_t id, const tn::message& request) const {
+    return !request.has(interface::Kind) || request.get_u32(interface::Kind) == links_.find(id)->kind;
+}
+
+tn::message Interfaces::setRow(uint32_t id, const tn::message& request) {
+    if (!request.has(tn::field::Disabled)) return {};
+    const bool isUp = !request.get_bool(tn::field::Disabled);
+    const std::string what = links_.find(id)->name + (isUp ? " up" : " down");
+    if (!switch_) {
+        hostLog << "link change asked for and refused: " << what << ": --allow-link-changes isn't given";
+        return tn::errorMsg(tn::error::Refused, "link changes aren't allowed here: start with --allow-link-changes");
+    }
+    hostLog << "link change asked for: " << what;
+    const std::string reason = switch_(id, isUp);
+    if (reason.empty()) return {};
+    hostLog << "link change failed: " << what << ": " << reason;
+    return tn::errorMsg(tn::error::Refused, "link change failed: " + what + ": " + reason);
+}
 
 tn::message Interfaces::cmdUnknown(const tn::message& request, uint32_t command) {
     switch (command) {

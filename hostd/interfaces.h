@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,12 @@
 #include "hostd/status_news.h"
 
 namespace hostd {
+
+/// Brings a link up or down; what it returns is the reason why that failed.
+using LinkSwitch = std::function<std::string(uint32_t index, bool isUp)>;
+
+/// Changes IFF_UP of a link (RTM_NEWLINK, rtnetlink(7)); needs CAP_NET_ADMIN.
+[[nodiscard]] std::string switchLink(uint32_t index, bool isUp);
 
 /// {20, 0}: the network interfaces, known by their ifindex. See the contract below.
 ///
@@ -20,8 +27,9 @@ class Interfaces : public IdTable {
     static constexpr uint64_t kMaxAge = 250;  ///< ms, of the kernel's counters
 
     /// @param sysfs  the kernel's tree of devices ("/sys"): tells which of them are radios
-    /// @param drivers  for tests
-    explicit Interfaces(const std::string& sysfs, DriverSource drivers = readDrivers);
+    /// @param switcher  brings a link up or down; empty when that isn't allowed
+    /// @param drivers   for tests
+    explicit Interfaces(const std::string& sysfs, LinkSwitch switcher = {}, DriverSource drivers = readDrivers);
     ~Interfaces() override;
 
     void loadPermData() override;
@@ -40,6 +48,8 @@ class Interfaces : public IdTable {
     [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t id) const override;
     void listRow(uint32_t id, tn::message& row) const override;
     void briefRow(uint32_t id, tn::message& row) const override;
+    /// A get-all with Kind wants the links of that kind only.
+    [[nodiscard]] bool isIdWanted(uint32_t id, const tn::message& request) const override;
     tn::message setRow(uint32_t id, const tn::message& request) override;
 
   private:
@@ -48,6 +58,7 @@ class Interfaces : public IdTable {
     tn::message speedOf(const tn::message& request);
     void watchDrivers();
 
+    LinkSwitch switch_;
     StatusNews news_;
     tn::ThinRunner::TimerId timer_ = 0;  ///< for the news that have to last
     LinkTable links_;
@@ -56,7 +67,9 @@ class Interfaces : public IdTable {
     uint64_t driversVersion_ = 0;  ///< of links_, when the drivers to watch were chosen
 };
 
-/// The contract of {20, 0}. A set is accepted and changes nothing. Counters wrap as the kernel's do; those that are
+/// The contract of {20, 0}. A get-all with Kind lists the links of that kind only. A set with field::Disabled brings a
+/// link down (true) or up, error::Refused unless that was allowed on the command line; any other set is accepted and
+/// changes nothing. Counters wrap as the kernel's do; those that are
 /// u32 are its lower half.
 namespace interface {
 constexpr uint32_t kList = 1;                 // command: ObjectId, Flags and Status of each; pages like get-all

@@ -55,6 +55,7 @@ void addOptions(CLI::App& app, Options& options) {
         ->option_text("URL [http://127.0.0.1:3128]");
     app.add_flag("--allow-reboot", options.allowReboot, "Let whoever may write on the bus restart this machine");
     app.add_flag("--allow-usb-reset", options.allowUsbReset, "Let them take the power from its USB ports for a while");
+    app.add_flag("--allow-link-changes", options.allowLinkChanges, "Let them bring its network interfaces up and down");
 }
 
 Owners::Owners(const Options& options) {
@@ -80,7 +81,7 @@ Owners::Owners(const Options& options) {
     own({10, 1}, std::make_unique<Neighbors>());
     own({12, 1}, std::make_unique<Health>([options] { return readHealth(options.sysfs, options.sensors); }));
     own({16, 3}, std::make_unique<Forwarding>());
-    own({20, 0}, std::make_unique<Interfaces>(options.sysfs));
+    own({20, 0}, std::make_unique<Interfaces>(options.sysfs, options.allowLinkChanges ? switchLink : LinkSwitch()));
     own({20, 1}, std::make_unique<Addresses>());
     own({20, 8}, std::make_unique<ArpEntries>());
     const auto queues = std::make_shared<QueueReadings>();

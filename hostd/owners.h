@@ -19,6 +19,7 @@ struct Options {
     std::string proxyUrl = "http://127.0.0.1:3128";  ///< where squid listens
     bool allowReboot = false;                        ///< let callers on the bus restart the machine
     bool allowUsbReset = false;                      ///< and take the power from its USB ports
+    bool allowLinkChanges = false;                   ///< and bring its network interfaces up and down
 };
 
 /// Adds --proc and --sysfs, those that say which sensor is which and where guests and squid are, and --allow-reboot and

@@ -4,7 +4,7 @@
 //     ifXTable           INDEX { ifIndex }
 //     vendor counters    INDEX { interface id }
 //
-// No column of these tables changes anything: a Set is answered and leaves things as they are.
+// ifAdminStatus can be written. No other column changes anything: a Set is answered and leaves things as they are.
 
 #include "agent/modules/interface_module.h"
 
@@ -42,6 +42,10 @@ constexpr uint32_t kFirstCounter = 1100;    // 65 counters, u64 each
 constexpr tn::u32_id kSpeedSelector{1102};  // in the reply to kSpeedCommand
 constexpr tn::u32_id kParent{2002};         // of a VLAN
 
+// ifAdminStatus and ifOperStatus
+constexpr unsigned int kUp = 1;
+constexpr unsigned int kDown = 2;
+
 // Records.
 
 struct Iface : Data {
@@ -52,12 +56,13 @@ struct Iface : Data {
     unsigned int mtu = 0;
     unsigned int speed = 0;                        // bits per second
     unsigned int type = 0;                         // IANAifType
-    unsigned int operStatus = 0, adminStatus = 0;  // 1 up, 2 down
+    unsigned int operStatus = 0, adminStatus = 0;  // kUp, kDown
+    bool isAdminStatusWritten = false;
     std::string name;
     std::string alias;
     std::vector<unsigned char> physAddress;
     static std::unique_ptr<Data> build(const tn::message& m);
-    void reverseBuild(tn::message& m) override { m.insert_u32(tn::field::ObjectId, index); }
+    void reverseBuild(tn::message& m) override;
 };
 
 struct IfStats : Data {
@@ -118,8 +123,8 @@ std::unique_ptr<Data> Iface::build(const tn::message& m) {
     record->alias = m.get_string(tn::field::Comment);
     record->mtu = m.get_u32(kMtu);
     record->physAddress = m.get_raw(kMac);
-    record->operStatus = m.get_bool(kRunning) ? 1 : 2;
-    record->adminStatus = m.get_bool(tn::field::Disabled) ? 2 : 1;
+    record->operStatus = m.get_bool(kRunning) ? kUp : kDown;
+    record->adminStatus = m.get_bool(tn::field::Disabled) ? kDown : kUp;
 
     record->inDiscards = m.get_u32(kInDiscards);
     record->outDiscards = m.get_u32(kOutDiscards);
@@ -142,6 +147,12 @@ std::unique_ptr<Data> Iface::build(const tn::message& m) {
     return record;
 }
 
+void Iface::reverseBuild(tn::message& m) {
+    m.insert_u32(tn::field::ObjectId, index);
+    if (isAdminStatusWritten && (adminStatus == kUp || adminStatus == kDown))
+        m.insert_bool(tn::field::Disabled, adminStatus == kDown);
+}
+
 std::unique_ptr<Data> IfStats::build(const tn::message& m) {
     auto record = std::make_unique<IfStats>();
     record->id = m.get_u32(tn::field::ObjectId, tn::kNoId);
@@ -150,6 +161,19 @@ std::unique_ptr<Data> IfStats::build(const tn::message& m) {
     for (unsigned long long& counter : record->counters) counter = m.get_u64(field++);
     return record;
 }
+
+/// ifAdminStatus. The record remembers that it was written, whatever it was before: a Set of another column mustn't
+/// bring a link up or down.
+class AdminStatusPacker : public NumPacker {
+  public:
+    AdminStatusPacker() : NumPacker(tag::Integer) {}
+    unsigned int get(const Data* record) const override { return static_cast<const Iface*>(record)->adminStatus; }
+    void set(Data* record, unsigned int value) const override {
+        auto& interface = static_cast<Iface&>(*record);
+        interface.adminStatus = value;
+        interface.isAdminStatusWritten = true;
+    }
+};
 
 // Objects.
 
@@ -160,6 +184,7 @@ constexpr Column<CountProvider::CountData> kIfNumber[] = {
 
 // ifEntry
 constexpr auto kIfEntry = under(kInterfacesGroup, 2, 1);
+constexpr unsigned int kAdminStatusColumn = 7;
 constexpr Column<Iface> kIfColumns[] = {
     {1, "ifIndex", tag::Integer, &Iface::index},
     {2, "ifDescr", tag::OctetString, &Iface::name},
@@ -167,7 +192,7 @@ constexpr Column<Iface> kIfColumns[] = {
     {4, "ifMtu", tag::Integer, &Iface::mtu},
     {5, "ifSpeed", tag::Gauge32, &Iface::speed},
     {6, "ifPhysAddress", tag::OctetString, &Iface::physAddress},
-    {7, "ifAdminStatus", tag::Integer, &Iface::adminStatus},
+    {kAdminStatusColumn, "ifAdminStatus", tag::Integer, &Iface::adminStatus},  // see AdminStatusPacker
     {8, "ifOperStatus", tag::Integer, &Iface::operStatus},
     {9, "ifLastChange", tag::TimeTicks, Constant{0}},  // the owner keeps no such time
     {10, "ifInOctets", tag::Counter32, &Iface::inOctets32},
@@ -253,7 +278,9 @@ MapTable* interfaceTable(const Column<Record>& index) {
 void start_interface_module() {
     MapTable* interfaces = interfaceTable<Iface::build>(kIfColumns[0]);
     addScalars(kInterfacesGroup, kIfNumber, keep<CountProvider>(interfaces));
-    addColumns(addColumnarBranch(OID(kIfEntry), interfaces), kIfColumns);
+    ColumnarBranch* entry = addColumnarBranch(OID(kIfEntry), interfaces);
+    addColumns(entry, kIfColumns);
+    entry->addLeaf(kAdminStatusColumn, keep<AdminStatusPacker>());
     addColumns(addColumnarBranch(OID(kIfXEntry), interfaces), kIfXColumns);
 
     MapTable* stats = interfaceTable<IfStats::build>(kStatsColumns[0]);

@@ -43,7 +43,7 @@ class Tables:
         cls.namespace = Namespace(cls, "tables", LINKS)
         up = lambda: {link["ifname"] for link in cls.links().values() if link["operstate"] == "UP"}
         eventually(lambda: up() >= {"left", "right", "br0"}, "the links are up")
-        cls.agent = Deployment(cls.kind, cls.namespace.prefix).ends_with(cls).start().open()
+        cls.agent = Deployment(cls.kind, cls.namespace.prefix, ["--allow-link-changes"]).ends_with(cls).start().open()
 
     @classmethod
     def links(cls):
@@ -103,6 +103,23 @@ class Tables:
         for words, entry, column, expected in changes:
             self.namespace.run("ip", "link", "set", "mac0", *words)
             eventually(lambda: plain(self.agent.get(f"{entry}.{column}.{index}")) == expected, f"{words} shows", 5)
+
+    def test_links_are_brought_up_and_down_where_that_is_allowed(self):
+        self.namespace.run("ip", "link", "add", "here", "type", "veth", "peer", "name", "there")
+        self.addCleanup(self.namespace.run, "ip", "link", "del", "here")
+        name = f"{IF_ENTRY}.{ADMIN}.{self.link('here')['ifindex']}"
+
+        def state_after(agent, value):
+            answer = agent.snmp("set", name, "i", value, community="private")
+            self.assertEqual((answer.status, answer.out.split()[-1]), (0, value), answer)
+            self.assertEqual(plain(agent.get(name)), UP if "UP" in self.link("here")["flags"] else DOWN)
+            return plain(agent.get(name))
+
+        self.assertEqual([state_after(self.agent, value) for value in (UP, "3", DOWN, DOWN, UP)],
+                         [UP, UP, DOWN, DOWN, UP])
+        careful = Deployment(self.kind, self.namespace.prefix).ends_with(self).start().open()
+        self.assertEqual(state_after(careful, DOWN), UP)
+        self.assertIn("link change asked for and refused: here down", careful.said())
 
     def test_links_come_and_go_during_walks(self):
         permanent = {link["ifname"] for link in self.links().values()}

@@ -238,7 +238,7 @@ TEST_F(InterfacesTest, ReadersMayListAskForSpeedsAndNothingMore) {
 }
 
 TEST_F(InterfacesTest, SpeedAndCountersAreTheDrivers) {
-    Interfaces driven("/nowhere", [](std::span<const uint32_t> indexes) {
+    Interfaces driven("/nowhere", {}, [](std::span<const uint32_t> indexes) {
         DriverReadings readings;
         for (const uint32_t index : indexes) readings[index] = {.speed = 1000, .counters = {}, .areCounted = true};
         readings[1].counters.add(DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_14_RX_BYTES, 7);
@@ -267,6 +267,49 @@ TEST_F(InterfacesTest, SpeedAndCountersAreTheDrivers) {
     const auto rows = rowsOf(driven);
     EXPECT_EQ(rows[0].get_u64(1116), 7U);
     EXPECT_EQ(rows[1].get_u64(1116), 8U);
+}
+
+TEST_F(InterfacesTest, AListingMayWantLinksOfOneKind) {
+    for (int index = 1; index <= 100; ++index) {
+        const bool isBridge = index == 70 || index == 80;
+        takes(LinkMessage(index, "x", kUp).kind(isBridge ? "bridge" : "veth"));
+    }
+    const auto first = [&](uint32_t kind, uint32_t from) {
+        tn::message request;
+        request.insert_u32(interface::Kind, kind);
+        request.insert_u32(field::MaxObjects, 1);
+        if (from != 0) request.insert_u32(field::Continue, from);
+        const tn::message reply = ask(interfaces, tn::cmd::GetAll, request);
+        const auto& items = reply.get_message_array(field::Objects);
+        return std::pair(items.empty() ? 0U : items[0].get_u32(field::ObjectId), reply.get_u32(field::Continue));
+    };
+    EXPECT_EQ(first(link_kind::Bridge, 0), std::pair(70U, 80U));
+    EXPECT_EQ(first(link_kind::Bridge, 80), std::pair(80U, 0U));
+    EXPECT_EQ(first(link_kind::Wireless, 0), std::pair(0U, 0U));
+}
+
+TEST(LinkSwitch, BringsLinksUpAndDownWhereThatIsAllowed) {
+    std::vector<std::string> switched;
+    std::string reason;
+    Interfaces forbidden("/nowhere");
+    Interfaces allowed("/nowhere", [&](uint32_t index, bool isUp) {
+        switched.push_back(std::to_string(index) + (isUp ? " up" : " down"));
+        return reason;
+    });
+    tn::message requests[] = {of(4), of(4), of(4)};
+    requests[0].insert_bool(field::Disabled, true);
+    requests[1].insert_bool(field::Disabled, false);
+    for (Interfaces* interfaces : {&forbidden, &allowed}) {
+        interfaces->take(LinkMessage(4, "eth0", kUp).message());
+        for (const tn::message& request : requests) {
+            const bool isRefused = interfaces == &forbidden && request.has(field::Disabled);
+            EXPECT_EQ(errorOf(ask(*interfaces, tn::cmd::Set, request)), isRefused ? tn::error::Refused : 0U);
+        }
+    }
+    EXPECT_THAT(switched, ElementsAre("4 down", "4 up"));
+    reason = "Device or resource busy";
+    EXPECT_THAT(tn::getError(ask(allowed, tn::cmd::Set, requests[1])), ::testing::HasSubstr("eth0 up: Device or"));
+    EXPECT_NE(switchLink(0x7fffffff, true), "");  // no such device, or not permitted
 }
 
 TEST_F(InterfacesTest, AFilterAsksForChangesOfStatusAndLeavesFlagsOut) {

@@ -91,13 +91,24 @@ TEST_F(InterfaceModuleTest, VendorCountersLieWhereTheMapSays) {
     EXPECT_EQ(row(vendorEntry, {3, 10, 22, 30, 56, 60, 90}, "1"), "- - - - - - -");
 }
 
-TEST_F(InterfaceModuleTest, ASetSucceedsAndChangesNothing) {
+TEST_F(InterfaceModuleTest, OnlyASetOfIfAdminStatusChangesAnything) {
     hasInterface(1, 0);
     start_interface_module();
-    EXPECT_EQ(set({number("1.3.6.1.2.1.2.2.1.7.1", 2)}).errorStatus, 0U);
-    const tn::message sent = interfaces.requests.back();
-    EXPECT_EQ(sent.get_u32(tn::field::ObjectId), 1U);
-    EXPECT_FALSE(sent.has(tn::field::Disabled));
+    const std::pair<wire::Binding, std::optional<bool>> cases[] = {
+        {number(ifEntry + "7.1", 2), true},      {number(ifEntry + "7.1", 1), false},
+        {number(ifEntry + "7.1", 3), {}},  // testing
+        {text(ifEntry + "7.1", "down"), {}},     {number(ifEntry + "4.1", 2), {}},
+        {text(ifXEntry + "18.1", "uplink"), {}}, {text(vendorEntry + "2.1", "x"), {}},
+    };
+    for (const auto& [binding, disabled] : cases) {
+        EXPECT_EQ(set({binding}).errorStatus, 0U);
+        const tn::message sent = interfaces.requests.back();
+        EXPECT_EQ(sent.get_u32(tn::field::Command), tn::cmd::Set);
+        EXPECT_EQ(sent.get_u32(tn::field::ObjectId), 1U);
+        EXPECT_EQ(sent.has(tn::field::Disabled), disabled.has_value()) << binding.name << " " << binding.value;
+        EXPECT_EQ(sent.get_bool(tn::field::Disabled), disabled.value_or(false)) << binding.value;
+    }
+    EXPECT_EQ(shown(set({number(ifEntry + "7.1", 2)}).bindings), "2");  // although its owner did nothing
     EXPECT_EQ(value(ifEntry + "7.1"), "1");
 }
 
