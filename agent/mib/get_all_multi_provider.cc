@@ -96,7 +96,7 @@ bool GetAllMultiProvider::setData(Data* row, const MapTable* table) {
     if (owner == sources_.size()) return false;
     const MultiSource& s = sources_[owner];
     if (s.function != nullptr) return s.write != nullptr && s.write(*row);
-    return GetAllProvider::setData(row, table, s.source);
+    return GetAllProvider::setData(row, table, s.source, s.base);
 }
 
 }  // namespace snmp

@@ -191,9 +191,10 @@ bool GetAllProvider::getData(const Key& key, const MapTable* table, const Source
     return Fetch(key, table, source, count, out).run();
 }
 
-bool GetAllProvider::setData(Data* row, const MapTable* table, const Source& source) {
+bool GetAllProvider::setData(Data* row, const MapTable* table, const Source& source, uint32_t base) {
     tn::message request;
     table->addKeyToMessage(row, request);
+    if (base != 0) request.insert_u32(tn::field::ObjectId, request.get_u32(tn::field::ObjectId) & ~base);
     request.insert_u32_array(tn::field::Destination, source.path);
     request.insert_u32(tn::field::Command, tn::cmd::Set);
     row->reverseBuild(request);
