@@ -119,7 +119,7 @@ Answer ColumnarBranch::getItem(Context& c, const OID& prefix, const OID& item) c
     if (!dlog.isMuted()) dlog << "col " << item.front() << " key " << key.objectId;
     const std::unique_ptr<VData> list = column != columns_.end() ? rowAt(index) : nullptr;
     if (list == nullptr) {
-        serr << "bad oid or column does not exist " << std::hex << item.front();
+        serr << "bad oid or column does not exist " << std::hex << item.front() << ' ' << list.get();
         return noSuchInstance(c, prefix + item);
     }
     c.out.startSeq(tag::Sequence);
@@ -212,7 +212,7 @@ Answer ColumnarBranch::set(Context& c) {
     if (list == nullptr) return kNotMine;
     Data* row = list->rows.front().get();
     // As with a scalar: a value that doesn't fit and an owner that refuses leave things as they are.
-    column->second->unpack(row, c);
+    column->second->take(row, c);
     table_->set(index, row);
     c.out.startSeq(tag::Sequence);
     c.out.addOID(c.setPrefix + c.setSuffix, tag::ObjectIdentifier);

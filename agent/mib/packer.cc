@@ -8,6 +8,29 @@ namespace snmp {
 
 namespace {
 
+enum class Kind { Number, Octets, Name, None };
+
+Kind kindOf(uint8_t type) {
+    switch (type) {
+        case tag::Integer:
+        case tag::Counter32:
+        case tag::Gauge32:
+        case tag::TimeTicks:
+        case tag::Counter64:
+        case tag::UInteger32:
+            return Kind::Number;
+        case tag::OctetString:
+        case tag::BitString:
+        case tag::IpAddress:
+        case tag::Opaque:
+            return Kind::Octets;
+        case tag::ObjectIdentifier:
+            return Kind::Name;
+        default:
+            return Kind::None;
+    }
+}
+
 void addOctets(std::span<const uint8_t> octets, OID& name) { name.insert(name.end(), octets.begin(), octets.end()); }
 
 std::string octetsOfIPv4(unsigned int address) {
@@ -20,6 +43,13 @@ std::span<const uint8_t> bytesOf(const std::string& text) {
 }
 
 }  // namespace
+
+bool Packer::take(Data* record, Context& c) const {
+    const uint8_t given = c.in.getType();
+    if (kindOf(given) == kindOf(type_)) return unpack(record, c);
+    serr << "bad value type " << unsigned{given};
+    return false;
+}
 
 void Packer::addKeyToName(const Data*, OID&) const { serr << "BUG: Packer::getAsKey called"; }
 

@@ -11,7 +11,9 @@
 namespace snmp {
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::SizeIs;
 
 struct Port : Data {
@@ -52,6 +54,14 @@ class ColumnarTest : public AgentTest {
 
     TableOwner ports;
 };
+
+TEST_F(ColumnarTest, AMissingColumnOrRowIsTold) {
+    hasPorts({1});
+    testing::internal::CaptureStderr();
+    (void)get({"1.3.5.30.1", "1.3.5.2.9"});
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), AllOf(HasSubstr("bad oid or column does not exist 1e 0\n"),
+                                                              HasSubstr("bad oid or column does not exist 2 0\n")));
+}
 
 TEST_F(ColumnarTest, EveryWayOfWalkingGivesTheSame) {
     hasPorts({1, 2, 3, 7, 100, 65536, 4294967294});

@@ -37,6 +37,14 @@ TEST_F(SettingsTest, AFreshAgentHasDefaultsAndWritesNothing) {
     EXPECT_FALSE(tn::Store("/tern/store/snmpd").find(0));
 }
 
+TEST_F(SettingsTest, TheStepsOfTheStartAreTold) {
+    testing::internal::CaptureStderr();
+    restart();
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("communityKeep = new CommunityKeep;\ncommunityKeep->init();\n"
+                          "addHandler(snmp::ID_COMMUNITIES, communityKeep);\n"));
+}
+
 TEST_F(SettingsTest, WhatIsSetIsReportedAndSurvivesARestart) {
     agent->init();
     const tn::message six = messageOf({{setting::Target6, *IPAddr6::parse("2001:db8::1")}});
