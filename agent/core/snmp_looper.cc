@@ -13,6 +13,7 @@
 #include "agent/core/create_reply.h"
 #include "agent/core/datagram.h"
 #include "agent/log.h"
+#include "agent/mib/request_writes.h"
 #include "agent/system/scribers.h"
 #include "agent/traps/interface_traps.h"
 #include "tn/sources.h"
@@ -42,6 +43,7 @@ SnmpLooper::SnmpLooper(uint16_t port, uint16_t trapPort)
       port_(port),
       traps_(settings_, communities_, v3Server_, trapPort) {
     loop = this;
+    serr << "communityKeep = new CommunityKeep;";
     serr << "communityKeep->init();";
     communities_.init();
     serr << "addHandler(snmp::ID_COMMUNITIES, communityKeep);";
@@ -145,11 +147,17 @@ void SnmpLooper::receive(int fd) {
     for (unsigned i = 0; i < kDatagramsPerCall && tn::getMilliseconds() < end; ++i) {
         Datagram datagram;
         if (!datagram.receive(fd)) return;
-        const tn::ExchangeBudget budget(*this);
         context_.begin(datagram.bytes());
-        if (createReply(context_, datagram.source())) datagram.answer(fd, context_.out.bytes());
+        if (serve(datagram.source())) datagram.answer(fd, context_.out.bytes());
         context_.end();
     }
+}
+
+/// @return whether there is an answer
+bool SnmpLooper::serve(const IPAddr6& source) {
+    const tn::ExchangeBudget budget(*this);
+    const RequestWrites writes;
+    return createReply(context_, source);
 }
 
 tn::message SnmpLooper::getObject(uint32_t) { return settings_.getConfig(); }
@@ -167,7 +175,9 @@ tn::message SnmpLooper::cmdSet(const tn::message& request) {
     if (!source.empty()) serr << "cmd_set from " << source.front();
     Settings next = settings_;
     next.apply(request);
-    if (!store_.set(kRecord, next.getConfig())) return tn::errorMsg(tn::error::StoreFailed, store_.lastError());
+    const bool isChanged = next != settings_ || !store_.find(kRecord);
+    if (isChanged && !store_.set(kRecord, next.getConfig()))
+        return tn::errorMsg(tn::error::StoreFailed, store_.lastError());
 
     tn::message undo = settings_.undoOf(request);
     undo.insert_u32(tn::field::Command, tn::cmd::Set);
@@ -176,7 +186,7 @@ tn::message SnmpLooper::cmdSet(const tn::message& request) {
     if (request.has(setting::Enabled)) settings_.enabled ? enable() : disable();
 
     undo.insert_u32_array(tn::field::Destination, path());
-    sendUndo(request, std::move(undo), "changed snmp settings");
+    if (isChanged) sendUndo(request, std::move(undo), "changed snmp settings");
     notifyChange(tn::kNoId, request);
     return {};
 }

@@ -47,8 +47,9 @@ class SnmpLooper : public tn::Looper {
   private:
     [[nodiscard]] int openSocket() const;
     void receive(int fd);
-    void adopt(Settings settings);  ///< puts them in force
-    void warnOfUsers() const;       ///< of what makes SNMPv3 unsafe or useless
+    bool serve(const IPAddr6& source);  ///< answers context_'s request; what its Sets change is written afterwards
+    void adopt(Settings settings);      ///< puts them in force
+    void warnOfUsers() const;           ///< of what makes SNMPv3 unsafe or useless
 
     tn::Store store_;
     CommunityKeep communities_;

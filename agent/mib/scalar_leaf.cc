@@ -64,7 +64,7 @@ Answer ScalarLeaf::set(Context& c) {
     if (record == nullptr) return kNotMine;
     // A value of the wrong type or size and an owner that refuses leave things as they are; the varbind shows the
     // record's value and succeeds all the same, on purpose.
-    packer_->unpack(record.get(), c);
+    packer_->take(record.get(), c);
     provider_->set(record.get());
     c.out.startSeq(tag::Sequence);
     {

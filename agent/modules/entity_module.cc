@@ -10,6 +10,7 @@
 #include "agent/mib/columns.h"
 #include "agent/mib/get_all_multi_provider.h"
 #include "agent/mib/keep.h"
+#include "agent/mib/request_writes.h"
 #include "tn/looper.h"
 #include "tn/store.h"
 
@@ -34,6 +35,7 @@ struct Resource : Data {
     unsigned int physicalClass = Unknown;
     unsigned int containedIn = kChassisIndex;
     std::string assetId, alias;
+    void readKept(const tn::message& kept);
     static void chassis(Rows& rows);
     static bool writeChassis(const Data& row);
     static std::unique_ptr<Data> buildPCI(const tn::message& m);
@@ -52,13 +54,30 @@ tn::Store& entityStore() {
     return *openedStore;
 }
 
+void writeKept(const tn::message& kept) {
+    const tn::message before = entityStore().get(kChassisRecord);
+    const auto isSame = [&](tn::string_id text) { return before.get_string(text) == kept.get_string(text); };
+    if (isSame(kAssetId) && isSame(kAlias)) return;
+    if (!entityStore().set(kChassisRecord, kept))
+        serr << "alias and asset id not written: " << entityStore().lastError();
+}
+
+WriteOnce chassisChanges(writeKept);
+
 // Build functions.
+
+void Resource::readKept(const tn::message& kept) {
+    assetId = kept.get_string(kAssetId);
+    alias = kept.get_string(kAlias);
+}
 
 void Resource::chassis(Rows& rows) {
     auto record = std::make_unique<Resource>();
-    const tn::message kept = entityStore().get(kChassisRecord);
-    record->assetId = kept.get_string(kAssetId);
-    record->alias = kept.get_string(kAlias);
+    if (const tn::message* written = chassisChanges.waiting()) {
+        record->readKept(*written);
+    } else {
+        record->readKept(entityStore().get(kChassisRecord));
+    }
     record->index = kChassisIndex;
     record->physicalClass = Chassis;
     record->containedIn = 0;
@@ -75,9 +94,8 @@ bool Resource::writeChassis(const Data& row) {
     tn::message kept;
     kept.insert_string(kAssetId, record.assetId);
     kept.insert_string(kAlias, record.alias);
-    if (entityStore().set(kChassisRecord, kept)) return true;
-    serr << "alias and asset id not written: " << entityStore().lastError();
-    return false;
+    chassisChanges.set(std::move(kept));
+    return true;
 }
 
 std::unique_ptr<Data> Resource::buildPCI(const tn::message& m) {

@@ -20,6 +20,7 @@
 #include "agent/mib/get_all_multi_provider.h"
 #include "agent/mib/get_all_provider.h"
 #include "agent/mib/keep.h"
+#include "agent/mib/request_writes.h"
 #include "agent/system/settings.h"
 #include "tn/looper.h"
 #include "tn/paths.h"
@@ -124,6 +125,7 @@ std::unique_ptr<Data> Systime::build(const tn::message& m) {
     const time_t seconds = m.get_u32(7);
     const auto offset = static_cast<int32_t>(m.get_u32(27));  // seconds east of UTC
     tm local{};
+    tzset();  // localtime_r alone doesn't notice that the administrator has changed the zone
     localtime_r(&seconds, &local);
     const auto year = static_cast<unsigned>(local.tm_year + 1900);
     const auto distance = static_cast<unsigned>(std::abs(offset));
@@ -152,6 +154,7 @@ std::unique_ptr<Data> Ident::build(const tn::message& m) {
 void TheSystem::reverseBuild(tn::message&) {
     if (reboot != 0) {
         serr << "TheSystem::REBOOT";
+        RequestWrites::writeNow();  // before there is no time left
         (void)tn::getLooper()->exchangeMessage(tn::request(kReboot, tn::cmd::Reboot));
     }
     if (usbReset != 0) {
@@ -224,7 +227,8 @@ std::unique_ptr<Data> Neighbor::build(const tn::message& m) {
 class SnmpdatProvider : public DataProvider {
   public:
     std::unique_ptr<Data> get() override {
-        const tn::message config = tn::getLooper()->getObject(tn::kNoId);
+        const tn::message* written = changes_.waiting();
+        const tn::message config = written != nullptr ? *written : tn::getLooper()->getObject(tn::kNoId);
         auto record = std::make_unique<Snmpdat>();
         record->contact = config.get_string(setting::Contact);
         record->location = config.get_string(setting::Location);
@@ -235,8 +239,17 @@ class SnmpdatProvider : public DataProvider {
         tn::message request = tn::request(tn::getLooper()->path(), tn::cmd::Set);
         request.insert_string(setting::Contact, record.contact);
         request.insert_string(setting::Location, record.location);
-        return !tn::isError(tn::getLooper()->exchangeMessage(request));
+        changes_.set(std::move(request));
+        return true;
     }
+
+  private:
+    static void write(const tn::message& request) {
+        const tn::message reply = tn::getLooper()->exchangeMessage(request);
+        if (tn::isError(reply)) serr << "settings not written: " << tn::getError(reply);
+    }
+
+    WriteOnce changes_{write};
 };
 
 // Objects.

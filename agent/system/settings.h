@@ -48,6 +48,7 @@ struct Settings {
     /// A request that brings these settings back after `change` was applied.
     [[nodiscard]] tn::message undoOf(const tn::message& change) const;
     [[nodiscard]] static tn::message defaults();
+    bool operator==(const Settings&) const = default;
 };
 
 namespace setting {

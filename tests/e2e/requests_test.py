@@ -8,7 +8,8 @@ import re
 import socket
 
 from harness import (HR_MEMORY_SIZE, HR_SYSTEM_DATE, HR_SYSTEM_UPTIME, SYS_CONTACT, SYS_DESCR, SYS_LOCATION, SYS_NAME,
-                     SYS_OBJECT_ID, SYS_SERVICES, SYS_UPTIME, SYSTEM, Deployment, for_each_kind, request, request_id_of)
+                     SYS_OBJECT_ID, SYS_SERVICES, SYS_UPTIME, SYSTEM, Deployment, eventually, for_a_while,
+                     for_each_kind, request, request_id_of)
 
 SYSTEM_GROUP = [SYS_DESCR, SYS_OBJECT_ID, SYS_UPTIME, SYS_CONTACT, SYS_NAME, SYS_LOCATION, SYS_SERVICES]
 
@@ -101,6 +102,15 @@ class Requests:
         self.assertEqual(self.agent.get(SYS_CONTACT), 'STRING: "desk 7"')
         self.assertEqual(self.agent.get(SYS_LOCATION), 'STRING: "roof"')
         self.assertRegex(self.agent.tnctl("snmp").out, r"(?m)^contact +desk 7$")
+        undoable = lambda: self.agent.tnctl("undo", "list").out.count("changed snmp settings")
+        before = eventually(lambda: undoable() == undoable() and undoable(), "what was changed so far is recorded")
+        for _ in range(2):
+            many = [word for i in range(100) for word in (SYS_CONTACT, "s", f"desk {i}")]
+            self.assertEqual(self.agent.snmp("set", *many, community="private").status, 0)
+            self.agent.snmp("set", SYS_CONTACT, "i", "5", community="private")
+        self.assertEqual(self.agent.get(SYS_CONTACT), 'STRING: "desk 99"')
+        eventually(lambda: undoable() > before, "the change can be taken back")
+        for_a_while(0.5, lambda: undoable() == before + 1, "a hundred Sets are one change")
 
     def test_wrong_community_or_source_address_gets_silence(self):
         self.assert_silence("127.0.0.1", "127.0.0.1", community="wrong")

@@ -2,8 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
 #include <fstream>
 
+#include "agent/mib/request_writes.h"
 #include "tests/agent/agent_test.h"
 #include "tests/agent/table_owner.h"
 
@@ -63,6 +65,18 @@ TEST_F(EntityModuleTest, AliasAndAssetIdOutliveTheAgent) {
     EXPECT_EQ(set({text(kAlias, "core"), text(kAssetId, std::string("A\0\xff", 3))}).errorStatus, 0U);
     agentStartsAgain();
     EXPECT_EQ(values({kAlias, kAssetId}), "core 41 00 FF");
+    const auto written = [] { return std::filesystem::file_size(tn::rooted("/tern/store/snmp_entity-wal")); };
+    (void)set({text(kAlias, "rack")});
+    const auto before = written();
+    (void)set({text(kAlias, "rack"), number(kAlias, 5)});
+    EXPECT_EQ(written(), before);
+    {
+        const RequestWrites request;
+        (void)set({text(kAlias, "a"), text(kAssetId, "b"), text(kAlias, "core"), text(kAssetId, "A")});
+        EXPECT_EQ(written(), before);
+    }
+    EXPECT_EQ(values({kAlias, kAssetId}), "core A");
+    (void)set({text(kAssetId, std::string("A\0\xff", 3))});
     EXPECT_EQ(set({text(kAlias, "")}).errorStatus, 0U);
     agentStartsAgain();
     EXPECT_EQ(values({kAlias, kAssetId}), "'' 41 00 FF");
@@ -73,6 +87,7 @@ TEST_F(EntityModuleTest, OnlyTheChassisIsWritten) {
     start_entity_module();
     (void)set({text(kEntity + "14.131075", "mine")});
     EXPECT_EQ(pci.requests.back().get_u32(tn::field::Command), tn::cmd::Set);
+    EXPECT_EQ(pci.requests.back().get_u32(tn::field::ObjectId), 3U);  // as its owner knows it
     EXPECT_EQ(values({kEntity + "14.131075", kAlias}), "'' ''");
     EXPECT_EQ(set({text(kEntity + "14.65537", "mine")}).errorStatus, 2U);
 }

@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "agent/mib/request_writes.h"
+#include "agent/system/settings.h"
 #include "tests/agent/agent_test.h"
 #include "tests/agent/table_owner.h"
 
@@ -35,6 +37,35 @@ TEST_F(SystemModuleTest, ContactAndLocationAreTheSettingsAndCanBeWritten) {
     EXPECT_EQ(values({system + "4.0", system + "6.0"}), "noc rack 4");
 }
 
+TEST_F(SystemModuleTest, TheSetsOfARequestAreOneChangeAndWhatChangesNothingIsNone) {
+    start_system_module();
+    const ScriptedOwner& supervisor = owner({tn::number::Supervisor});
+    const auto written = [] { return std::filesystem::file_size(tn::rooted("/tern/store/snmpd-wal")); };
+    std::vector<wire::Binding> sets = {text(system + "6.0", "rack 4")};
+    for (int i = 0; i < 100; ++i) sets.push_back(text(system + "4.0", std::to_string(i)));
+    {
+        const RequestWrites request;
+        EXPECT_EQ(shown(set(sets).bindings).substr(0, 12), "rack 4 0 1 2");
+        EXPECT_TRUE(supervisor.requests.empty());
+    }
+    ASSERT_EQ(supervisor.requests.size(), 1U);
+    EXPECT_EQ(values({system + "4.0", system + "6.0"}), "99 rack 4");
+    const tn::message undo = supervisor.requests[0].get_message(tn::undo::Old);
+    EXPECT_EQ(undo.get_string(setting::Contact), "");
+
+    const auto before = written();
+    (void)set({text(system + "4.0", "99"), number(system + "4.0", 5), text(system + "6.0", "rack 4")});
+    EXPECT_EQ(written(), before);
+    EXPECT_EQ(supervisor.requests.size(), 1U);
+    {
+        const RequestWrites request;  // a restart of the machine doesn't lose what was set before it
+        (void)owner({24});
+        (void)set({text(system + "4.0", "last"), number(vendor + "7.1.0", 1), text(system + "6.0", "moved")});
+        EXPECT_EQ(agent->settings().contact + agent->settings().location, "lastrack 4");
+    }
+    EXPECT_EQ(agent->settings().location, "moved");
+}
+
 TEST_F(SystemModuleTest, ADateCarriesTheOffsetFromUtc) {
     setenv("TZ", "UTC0", 1);
     tzset();
@@ -46,6 +77,9 @@ TEST_F(SystemModuleTest, ADateCarriesTheOffsetFromUtc) {
     EXPECT_EQ(date(0), "07 E7 0B 0E 16 0D 14 00 2B 00 00");
     EXPECT_EQ(date(-5400).substr(24), "2D 01 1E");
     EXPECT_EQ(date(20700).substr(24), "2B 05 2D");
+    setenv("TZ", "EAST-2", 1);  // as the administrator changes /etc/localtime under the running agent
+    EXPECT_EQ(date(7200), "07 E7 0B 0F 00 0D 14 00 2B 02 00");
+    setenv("TZ", "UTC0", 1);
 }
 
 TEST_F(SystemModuleTest, AMissingOwnerServesDefaults) {
