@@ -368,8 +368,7 @@ class BusRightsTest : public BusTest {
     /// Runs `work`, which gives a number below 255, as another user.
     static int as(gid_t group, std::vector<gid_t> others, const std::function<int(Looper&)>& work) {
         Child child([&] {
-            if (setgroups(others.size(), others.data()) != 0 || setgid(group) != 0 || setuid(65534) != 0)
-                return 255;
+            if (setgroups(others.size(), others.data()) != 0 || setgid(group) != 0 || setuid(65534) != 0) return 255;
             Looper stranger({});
             return work(stranger);
         });
