@@ -39,6 +39,7 @@ class Health : public tn::Handler {
 
     /// @param read  runs on the helper thread
     explicit Health(std::function<HealthReading()> read);
+    void loadPermData() override { watch_.keepReading(); }  // now with the looper's timers
     tn::message cmdGet(const tn::message& request) override;
 
   private:

@@ -13,13 +13,13 @@
 
 namespace hostd {
 
-/// A source that can block, read on a helper thread. A reading older than `maxAge` is renewed before it is shown:
-/// whoever asks then waits for the new one, kWait at most, and else gets the last one as long as that isn't older than
-/// kOldest. A reading that hangs is waited for once.
+/// A source that can block, read on a helper thread. A reading older than `maxAge` is renewed before it is returned:
+/// the caller waits for the new one, kWait at most, and then gets the last one unless that is older than kOldest. A
+/// reading that hangs is waited for once, and a source whose last reading took longer than kWait isn't waited for.
 ///
-/// So that hardly anybody waits, and slow sources have something to show, it is also read without being asked: every
-/// `maxAge` as long as somebody asks and for `linger` after that, then every `pause` for good. That needs the process's
-/// loop; without one it is read when somebody asks.
+/// To avoid these waits, and so that slow sources have something to show, it is also read ahead: shortly before
+/// `maxAge` has passed, until `linger` after the last query, then every `pause` for good. That needs the process's
+/// loop; without one it is read when it is queried.
 template <class T>
 class Watch {
   public:
@@ -36,9 +36,13 @@ class Watch {
         : background_(
               std::move(what),
               [now = now_, read = std::move(read)] {
-                  return Dated{*now, read()};
+                  const uint64_t begun = *now;
+                  const auto start = std::chrono::steady_clock::now();
+                  T value = read();
+                  const bool isSlow = std::chrono::steady_clock::now() - start > kWait;
+                  return Dated{begun, isSlow, std::move(value)};
               },
-              maxAge, kOldest),
+              renewalAge(maxAge), kOldest),
           maxAge_(maxAge),
           pause_(pause),
           linger_(linger) {}
@@ -55,7 +59,7 @@ class Watch {
         tn::Looper* looper = tn::getLooper();
         if (looper == nullptr) return;
         isEager_ = asked_ != 0 && now - asked_ < linger_;
-        const uint64_t period = isEager_ ? maxAge_ : pause_;
+        const uint64_t period = isEager_ ? renewalAge(maxAge_) : pause_;
         const uint64_t age = now - background_.started();
         looper->removeTimer(timer_);
         timer_ = looper->addTimer([this] { keepReading(); }, age < period ? period - age : period);
@@ -68,7 +72,7 @@ class Watch {
         if (!isEager_) keepReading();  // faster from now on
         const auto until = std::chrono::steady_clock::now() + kWait;
         // The first to end may have been under way for long.
-        while ((!dated || dated->begun + maxAge_ <= asked_) && background_.wait(until))
+        while ((!dated || (dated->begun + maxAge_ <= asked_ && !dated->isSlow)) && background_.wait(until))
             dated = background_.latest(asked_);
         if (!dated || dated->begun + kOldest < asked_) return nullptr;
         return {dated, &dated->value};
@@ -77,8 +81,12 @@ class Watch {
   private:
     struct Dated {
         uint64_t begun;
+        bool isSlow;  ///< took longer than kWait
         T value;
     };
+
+    /// Early enough that a reading is done before the last one is too old.
+    static constexpr uint64_t renewalAge(uint64_t maxAge) { return maxAge * 3 / 4; }
 
     /// The loop's time, for the helper thread: a reading has the date of its begin.
     std::shared_ptr<std::atomic<uint64_t>> now_ = std::make_shared<std::atomic<uint64_t>>(0);

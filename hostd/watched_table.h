@@ -38,6 +38,7 @@ class WatchedTable : public IdTable {
         : what_(std::move(what)), source_(std::move(source)), range_(range) {
         source_->keepReading();
     }
+    void loadPermData() override { source_->keepReading(); }  // now with the looper's timers
 
   protected:
     virtual void list(const Entry& entry, tn::message& item) const = 0;

@@ -27,7 +27,7 @@ TEST(Watch, RenewsWhatIsOlderThanItsAgeBeforeItIsShown) {
         ASSERT_TRUE(reading) << pause;
         EXPECT_EQ(*reading, static_cast<int>(pause));
         source.gives(-1);
-        clock.milliseconds += 999;
+        clock.milliseconds += 749;
         reading = watch.ask();  // young enough
         ASSERT_TRUE(reading) << pause;
         EXPECT_EQ(*reading, static_cast<int>(pause));
@@ -43,6 +43,9 @@ TEST(Watch, AHangingSourceIsWaitedForOnceAndItsLastReadingHoldsForAWhile) {
     EXPECT_FALSE(watch.ask());
     hold.unlock();
     ASSERT_TRUE(eventually([&] { return watch.ask() != nullptr; }));
+    source.gives(2);  // at once
+    clock.milliseconds += 1000;
+    ASSERT_TRUE(eventually([&] { return *watch.ask() == 2; }));
 
     hold.lock();
     clock.milliseconds += Watch<int>::kOldest;
@@ -53,9 +56,33 @@ TEST(Watch, AHangingSourceIsWaitedForOnceAndItsLastReadingHoldsForAWhile) {
     EXPECT_LT(took, 10 * Watch<int>::kWait);
     clock.milliseconds += 1;
     EXPECT_FALSE(watch.ask());
-    EXPECT_EQ(source.readings(), 2);
+    EXPECT_EQ(source.readings(), 3);
     hold.unlock();
     EXPECT_TRUE(eventually([&] { return watch.ask() != nullptr; }));
+}
+
+TEST(Watch, PolledSourcesAreReadAheadAndSlowOnesNotWaitedFor) {
+    HandClock clock;
+    LedSource source(1);
+    Watch<int> watch("test", source.reader(), 1000);
+    ASSERT_TRUE(watch.ask());
+    source.gives(2);
+    clock.milliseconds += 750;
+    static_cast<void>(watch.ask());
+    ASSERT_TRUE(eventually([&] { return *watch.ask() == 2; }));  // though it wasn't too old
+
+    auto hold = source.hangs();
+    clock.milliseconds += 1000;
+    EXPECT_EQ(*watch.ask(), 2);  // waits, in vain
+    source.gives(3);
+    hold.unlock();
+    ASSERT_TRUE(eventually([&] { return *watch.ask() == 3; }));
+    hold.lock();
+    clock.milliseconds += 1000;
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(*watch.ask(), 3);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, Watch<int>::kWait);
+    hold.unlock();
 }
 
 TEST(Watch, HasSomethingYoungToShowSeldomPollersOfASlowSource) {
