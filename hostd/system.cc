@@ -77,9 +77,8 @@ SystemInfo::SystemInfo(const Places& places, std::shared_ptr<Disks> disks)
       online_(places.sysfs + "/devices/system/cpu/online"),
       disks_(std::move(disks)),
       loadInterval_(places.loadInterval) {
-    const uint64_t now = tn::getMilliseconds();
-    sample(now);
-    loads_.update(now, stat_.read());
+    sample(tn::getMilliseconds());
+    readLoads();
     if (!memory_.total) hostLog << places.proc << "/meminfo: no memory sizes to be had from it";
 }
 
@@ -94,8 +93,7 @@ void SystemInfo::sample(uint64_t now) {
 }
 
 void SystemInfo::refresh() {
-    loadsAsked_ = tn::getMilliseconds();
-    if (loadsAsked_ - loadsRead_ >= kMaxAge) readLoads();
+    if (tn::getMilliseconds() - loadsRead_ >= kMaxAge) readLoads();
 }
 
 void SystemInfo::readLoads() {
@@ -104,7 +102,7 @@ void SystemInfo::readLoads() {
     tn::Looper* looper = tn::getLooper();
     if (looper == nullptr) return;
     looper->removeTimer(loadTimer_);
-    if (loadsRead_ - loadsAsked_ < kLoadLinger) loadTimer_ = looper->addTimer([this] { readLoads(); }, loadInterval_);
+    loadTimer_ = looper->addTimer([this] { readLoads(); }, loadInterval_);
 }
 
 tn::message SystemInfo::cmdGet(const tn::message& request) {

@@ -52,14 +52,12 @@ class Identity : public tn::Handler {
 ///
 /// Each request for any of these values comes here, so an answer reads no file more often than every kMaxAge, and waits
 /// for nothing but disks that nobody asked for lately (see Watch); only the uptime is of the moment. The processors'
-/// counters are read every loadInterval as well, from the first request for a row until kLoadLinger after the last one,
-/// so that a poller gets the mean of the last minute however seldom it comes. After that, and without the process's
-/// loop, nothing is read until the next request, which then gets the mean since the last reading.
+/// counters are also read every loadInterval, so that a poller gets the mean of the last minute however seldom it
+/// comes.
 class SystemInfo : public IdTable {
   public:
-    static constexpr uint64_t kMaxAge = 250;            ///< ms, of memory and processors
-    static constexpr uint64_t kLoadInterval = 15'000;   ///< ms
-    static constexpr uint64_t kLoadLinger = 3'900'000;  ///< ms; hourly pollers are served, too
+    static constexpr uint64_t kMaxAge = 250;           ///< ms, of memory and processors
+    static constexpr uint64_t kLoadInterval = 15'000;  ///< ms
 
     struct Places {
         std::string proc = "/proc";
@@ -73,6 +71,7 @@ class SystemInfo : public IdTable {
     SystemInfo(const SystemInfo&) = delete;
     SystemInfo& operator=(const SystemInfo&) = delete;
 
+    void loadPermData() override { readLoads(); }  // now with the looper's timers
     tn::message cmdGet(const tn::message& request) override;
     tn::message cmdSet(const tn::message& request) override;
 
@@ -99,7 +98,6 @@ class SystemInfo : public IdTable {
     std::optional<uint32_t> processors_;
     ProcessorLoads loads_;
     uint64_t loadInterval_;
-    uint64_t loadsAsked_ = 0;
     uint64_t loadsRead_ = 0;
     tn::ThinRunner::TimerId loadTimer_ = 0;
 };
