@@ -105,18 +105,28 @@ std::optional<DiskSize> sizeOfDisk(const std::string& mountPoint) {
     return DiskSize{kib(fs.f_blocks), kib(std::min(fs.f_bfree, fs.f_blocks))};
 }
 
+namespace {
+
+/// An overlay has the sizes of the file system that it writes to, which may have been written to between two readings.
+/// Disks of one make have the same total.
+bool isSameSpace(const DiskSize& a, const DiskSize& b) {
+    return a.total == b.total && std::max(a.free, b.free) - std::min(a.free, b.free) <= a.total / 100;
+}
+
+}  // namespace
+
 void removeCopies(std::vector<Disk>& disks) {
     const auto root = std::ranges::find(disks, Mount::Kind::Overlay, [](const Disk& disk) { return disk.mount.kind; });
     if (root == disks.end() || !root->size) return;
-    std::erase_if(disks, [total = root->size->total](const Disk& disk) {
-        return !disk.mount.isWhole && disk.size && disk.size->total == total;
+    std::erase_if(disks, [space = *root->size](const Disk& disk) {
+        return !disk.mount.isWhole && disk.size && isSameSpace(*disk.size, space);
     });
 }
 
 std::optional<DiskSize> sumOfDisks(std::span<const Disk> disks) {
     std::optional<DiskSize> sum;
     std::optional<DiskSize> overlay;
-    std::set<uint64_t> totals;
+    std::vector<DiskSize> spaces;
     std::map<std::string_view, DiskSize> pools;  // what a dataset calls its total is its own files and all that is free
     for (const auto& [mount, size, key] : disks) {
         if (!size || mount.kind == Mount::Kind::Remote) continue;
@@ -128,7 +138,7 @@ std::optional<DiskSize> sumOfDisks(std::span<const Disk> disks) {
             pool.total += size->total - size->free;
             pool.free = std::max(pool.free, size->free);
         } else {
-            totals.insert(size->total);
+            spaces.push_back(*size);
             sum->total += size->total;
             sum->free += size->free;
         }
@@ -137,7 +147,8 @@ std::optional<DiskSize> sumOfDisks(std::span<const Disk> disks) {
         sum->total += pool.total + pool.free;
         sum->free += pool.free;
     }
-    if (overlay && !totals.contains(overlay->total)) {
+    const auto isOverlays = [&](const DiskSize& space) { return isSameSpace(space, *overlay); };
+    if (overlay && std::ranges::none_of(spaces, isOverlays)) {
         sum->total += overlay->total;
         sum->free += overlay->free;
     }

@@ -24,7 +24,7 @@ struct Mount {
     Kind kind = Kind::Local;
     bool isWhole = true;  ///< false for a mount of one of its folders or files
 
-    friend auto operator<=>(const Mount&, const Mount&) = default;
+    friend auto operator<=>(const Mount&, const Mount&) = default;  // NOLINT(modernize-use-nullptr): a false alarm
 };
 
 /// Reads the text of /proc/self/mountinfo (proc(5)): the file systems that keep data, each device once, under its first

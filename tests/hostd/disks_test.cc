@@ -75,10 +75,12 @@ TEST(Disks, AreSummedWithEachSpaceOnce) {
     EXPECT_EQ(sumOfDisks(disks), (DiskSize{1095, 465}));
     disks.push_back({{"8:3", "/overlay", "/dev/sda3", Local}, DiskSize{1000, 400}});  // what the root is written to
     EXPECT_EQ(sumOfDisks(disks), (DiskSize{1095, 465}));
+    disks.back() = {{"8:3", "/data", "/dev/sda3", Local}, DiskSize{1000, 900}};  // another disk of the same size
+    EXPECT_EQ(sumOfDisks(disks), (DiskSize{2095, 1365}));
     EXPECT_EQ(sumOfDisks(std::span(disks).subspan(4, 2)), std::nullopt);
 
-    disks.push_back({{"8:3", "/etc/hosts", "/dev/sda3", Local, false}, DiskSize{1000, 400}});
-    disks.push_back({{"8:4", "/data", "/dev/sda4", Local, false}, DiskSize{2000, 400}});
+    disks.push_back({{"8:3", "/etc/hosts", "/dev/sda3", Local, false}, DiskSize{1000, 405}});
+    disks.push_back({{"8:4", "/volume", "/dev/sda4", Local, false}, DiskSize{1000, 900}});
     removeCopies(disks);
     EXPECT_THAT(disks, ::testing::Not(::testing::Contains(::testing::Field(&Disk::key, "8:3 /etc/hosts"))));
     EXPECT_EQ(disks.size(), 9U);
