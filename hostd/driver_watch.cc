@@ -15,9 +15,9 @@ DriverReadings DriverWatch::read(Work& work, const DriverSource& source) {
     DriverReadings readings = source(indexes);
     for (auto& [index, reading] : readings) {
         const auto before = work.last.find(index);
-        if (reading.areCounted || before == work.last.end()) continue;
-        reading.counters = before->second.counters;
-        reading.areCounted = before->second.areCounted;
+        if (before == work.last.end()) continue;
+        reading.counters.keepFrom(before->second.counters);
+        reading.areCounted = reading.areCounted || before->second.areCounted;
     }
     work.last = readings;
     return readings;

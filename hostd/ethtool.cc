@@ -74,8 +74,9 @@ void readGroup(const nlattr& group, DriverCounters& counters) {
     });
 }
 
-/// The number under which the kernel serves ethtool; 0 when it doesn't.
-uint16_t findFamily(NetlinkSocket& socket) {
+/// The number of the kernel's ethtool family; 0 before Linux 5.6 and where it wasn't built in, nothing when the kernel
+/// doesn't answer.
+std::optional<uint16_t> findFamily(NetlinkSocket& socket) {
     NetlinkRequests requests;
     auto& header = requests.add<genlmsghdr>(GENL_ID_CTRL, NLM_F_ACK);
     header.cmd = CTRL_CMD_GETFAMILY;
@@ -83,12 +84,12 @@ uint16_t findFamily(NetlinkSocket& socket) {
     mnl_attr_put_strz(requests.current(), CTRL_ATTR_FAMILY_NAME, ETHTOOL_GENL_NAME);
     requests.finish();
     uint16_t family = 0;
-    if (!socket.send(requests)) return 0;
-    (void)socket.takeAnswer([&](const nlmsghdr& message) {
+    if (!socket.send(requests)) return {};
+    const bool isAnswered = socket.takeAnswer([&](const nlmsghdr& message) {
         const Attributes<CTRL_ATTR_MAX> attributes(message, sizeof(genlmsghdr));
         family = attributes.number<uint16_t>(CTRL_ATTR_FAMILY_ID).value_or(0);
     });
-    return family;
+    return isAnswered || errno == ENOENT ? std::optional(family) : std::nullopt;
 }
 
 /// False when the driver hasn't answered; one that doesn't know the question has.
@@ -158,12 +159,12 @@ DriverReadings readDrivers(std::span<const uint32_t> indexes) {
     for (const uint32_t index : indexes) readings[index] = {};
     NetlinkSocket socket;
     if (!socket.open(NETLINK_GENERIC, 0)) return readings;
-    const uint16_t family = findFamily(socket);
-    if (family == 0) return readings;
+    const std::optional<uint16_t> family = findFamily(socket);
+    if (!family) return readings;
     for (auto& [index, reading] : readings) {
-        (void)ask(socket, family, ETHTOOL_MSG_LINKMODES_GET, index, reading);
-        reading.areCounted = ask(socket, family, ETHTOOL_MSG_STATS_GET, index, reading);
-        if (reading.areCounted && !reading.counters.isAnyKept())
+        if (*family != 0) (void)ask(socket, *family, ETHTOOL_MSG_LINKMODES_GET, index, reading);
+        reading.areCounted = *family == 0 || ask(socket, *family, ETHTOOL_MSG_STATS_GET, index, reading);
+        if (reading.areCounted && reading.counters.kept() == 0)
             reading.areCounted = askNamed(socket.fd(), index, reading.counters);
     }
     return readings;

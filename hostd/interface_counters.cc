@@ -15,6 +15,12 @@ void DriverCounters::add(DriverGroup group, uint32_t number, uint64_t value) {
     kept_[at] = true;
 }
 
+void DriverCounters::keepFrom(const DriverCounters& before) {
+    for (size_t at = 0; at < values_.size(); ++at)
+        if (!kept_[at]) values_[at] = before.values_[at];
+    kept_ |= before.kept_;
+}
+
 uint32_t sizeClass(uint32_t lowerBound) {
     constexpr std::array kLowest = {0U, 65U, 128U, 256U, 512U, 1024U, 1025U};
     static_assert(kLowest.size() == kSizeClasses);

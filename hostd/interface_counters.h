@@ -125,7 +125,9 @@ class DriverCounters {
     /// Takes a counter, which is thereby kept: of several values the first one, and the sum of those of frame sizes.
     /// Numbers that no counter has are passed over.
     void add(DriverGroup group, uint32_t number, uint64_t value);
-    [[nodiscard]] bool isAnyKept() const { return kept_.any(); }
+    /// Adds the counters that these lack and an earlier reading had.
+    void keepFrom(const DriverCounters& before);
+    [[nodiscard]] size_t kept() const { return kept_.count(); }
     [[nodiscard]] bool isKept(size_t counter) const { return kept_[counter]; }
     [[nodiscard]] uint64_t value(size_t counter) const { return values_[counter]; }
 

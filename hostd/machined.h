@@ -36,8 +36,8 @@ class Machined {
     std::map<std::string, Known> known_;  ///< by the container's name
 };
 
-/// The containers of libvirt at this URI. When it shows none, since it isn't there for instance, those of
-/// systemd-machined; the problem is libvirt's then, too.
+/// The containers of libvirt at this URI. When that can't be queried, those of systemd-machined, with
+/// libvirt's problem.
 [[nodiscard]] Reading<Guest> readContainers(const std::string& uri, Machined& machined);
 
 }  // namespace hostd

@@ -124,14 +124,14 @@ class NetlinkRequests {
 
 /// A netlink socket. Not copied; closed with the object.
 ///
-/// Any process may write to it. Only messages of the kernel are taken; once something has been sent only the answers to
-/// what was sent last, since one that was given up may still be answered.
+/// Processes with CAP_NET_ADMIN can write to it, so only messages of the kernel are accepted. Once a request has been
+/// sent only the answers to the last one are: an earlier one that was given up may still be answered.
 class NetlinkSocket {
   public:
     enum class Outcome { Empty, Full, Overrun, Failed };
     using Taker = std::function<void(const nlmsghdr&)>;
 
-    /// @param sender  port id of the one whose messages are taken; 0 is the kernel's
+    /// @param sender  port id whose messages are accepted: the kernel's, 0, except in tests
     explicit NetlinkSocket(uint32_t sender = 0) : sender_(sender) {}
     ~NetlinkSocket() { close(); }
     NetlinkSocket(const NetlinkSocket&) = delete;

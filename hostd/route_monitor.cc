@@ -112,7 +112,7 @@ void RouteMonitor::takeNexthop(const nlmsghdr& message, uint64_t now) {
 
 /// Something has changed that routes hang on, or, in the middle of a listing, may hang on.
 void RouteMonitor::wantFor(bool isUsed, uint64_t now) {
-    if (isUsed || state_ == State::Listing) want(now);
+    if (isUsed || state_ == State::ListingNexthops || state_ == State::Listing) want(now);
 }
 
 void RouteMonitor::want(uint64_t now) {

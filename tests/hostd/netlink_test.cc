@@ -11,8 +11,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <thread>
 
+#include "hostd/interfaces.h"
 #include "hostd/netlink_follower.h"
 #include "hostd/route_monitor.h"
 #include "tests/hostd/hand_clock.h"
@@ -23,7 +25,6 @@ namespace {
 
 using Outcome = NetlinkSocket::Outcome;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 /// A socket with an address of its own.
 NetlinkSocket* opened(NetlinkSocket* socket, int bus) {
@@ -167,6 +168,25 @@ TEST(NetlinkFollowers, ListAnewAtMostOnceASecondHoweverOftenNotificationsAreLost
         }
         EXPECT_TRUE(follower.catchUp());
         EXPECT_EQ(links.count, atFirst + 1);
+    };
+    if (!inOwnNetwork(test)) GTEST_SKIP() << "NOT TESTED: no network namespace can be made";
+}
+
+TEST(LinkSwitch, SwitchesTheLinkItself) {
+    const auto isUp = [] {
+        const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        ifreq request{};
+        std::strcpy(request.ifr_name, "lo");
+        EXPECT_EQ(::ioctl(socket, SIOCGIFFLAGS, &request), 0);
+        ::close(socket);
+        return (request.ifr_flags & IFF_UP) != 0;
+    };
+    const auto test = [&] {
+        EXPECT_EQ(switchLink(1, true), "");
+        EXPECT_TRUE(isUp());
+        EXPECT_EQ(switchLink(1, false), "");
+        EXPECT_FALSE(isUp());
+        EXPECT_EQ(switchLink(99, true), std::strerror(ENODEV));
     };
     if (!inOwnNetwork(test)) GTEST_SKIP() << "NOT TESTED: no network namespace can be made";
 }

@@ -9,7 +9,6 @@ namespace snmp {
 namespace {
 
 using testing::Each;
-using testing::ElementsAre;
 
 class V3ReplyTest : public V3Test {
   protected:
