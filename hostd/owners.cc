@@ -55,7 +55,8 @@ void addOptions(CLI::App& app, Options& options) {
         ->option_text("URL [http://127.0.0.1:3128]");
     app.add_flag("--allow-reboot", options.allowReboot, "Let whoever may write on the bus restart this machine");
     app.add_flag("--allow-usb-reset", options.allowUsbReset, "Let them take the power from its USB ports for a while");
-    app.add_flag("--allow-link-changes", options.allowLinkChanges, "Let them bring its network interfaces up and down");
+    app.add_flag("--allow-link-changes", options.allowLinkChanges,
+                 "Allow bus clients with write access to bring this machine's links up and down");
 }
 
 Owners::Owners(const Options& options) {

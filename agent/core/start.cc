@@ -33,8 +33,8 @@ void addOptions(CLI::App& app, Options& options) {
     app.add_option("--trap-port", options.trapPort, "UDP port of the trap targets")->check(CLI::Range(1, 65535));
     app.add_flag(
         "--strict-usm", options.strictUsm,
-        "reject SNMPv3 messages whose digest isn't 12 octets, and sign no Report for strangers: without it users "
-        "can be forged and their passwords tried offline");
+        "reject SNMPv3 messages whose digest isn't 12 octets, and never sign a Report to an unauthenticated message: "
+        "without it users can be impersonated and their passwords guessed offline");
     app.add_flag("--log-requests", options.logRequests, "log two lines for each request, communities included");
     app.add_flag("--debug", options.debug, "log the steps of each request");
 }
