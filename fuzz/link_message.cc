@@ -1,5 +1,5 @@
-// A packet of netlink messages about links, and the names of drivers' counters: whatever it holds, the table stays in
-// order and in bounds.
+// A packet of netlink messages about links, and drivers' counter names: whatever it holds, the table stays in order and
+// in bounds.
 #include <linux/ethtool.h>
 
 #include <cstdlib>

@@ -1,5 +1,5 @@
 // A packet of netlink messages about routes and nexthop objects, as notifications and as a listing: whatever it holds,
-// the rows stay in order, and a sweep leaves what was listed and told of.
+// the rows stay in order, and a sweep keeps every route that was listed or notified.
 #include <linux/rtnetlink.h>
 
 #include <cstdlib>

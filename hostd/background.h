@@ -40,15 +40,15 @@ class Background {
         return state_->finished;
     }
 
-    /// Waits until then for the reading under way, only once for each reading: a source that hangs delays one caller.
-    /// @return whether it has ended
+    /// Waits for the reading under way, but only once per reading, so that a source that hangs delays one caller.
+    /// @return whether the reading has ended
     bool wait(std::chrono::steady_clock::time_point until) {
         if (std::exchange(isWaitedFor_, true)) return false;
         std::unique_lock lock(state_->mutex);
         return state_->ended.wait_until(lock, until, [this] { return !state_->busy; });
     }
 
-    /// When the last reading was started.
+    /// Start of the last reading.
     [[nodiscard]] uint64_t started() const { return started_; }
 
   private:

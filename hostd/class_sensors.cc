@@ -16,7 +16,7 @@ constexpr double kMilli = 1e-3;
 constexpr double kMicro = 1e-6;
 constexpr double kTenth = 0.1;
 
-constexpr double kAbsoluteZero = -273.15;  // degrees Celsius; a zone that isn't measured yet claims less
+constexpr double kAbsoluteZero = -273.15;  // degrees Celsius; a zone without a measurement yet reports less
 
 }  // namespace
 

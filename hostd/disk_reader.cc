@@ -13,22 +13,22 @@
 
 namespace hostd {
 
-/// What is known of one mount. The point is fixed, all else is the mutex's.
+/// State of one mount. Everything but the point is guarded by the mutex.
 struct DiskReader::Probe {
     std::string point;
-    bool isBusy = false;  ///< waits for its turn or is being asked
+    bool isBusy = false;  ///< queued or being queried
     bool isLate = false;
     std::optional<DiskSize> size;
-    Clock::time_point asked;  ///< when that size was asked for
+    Clock::time_point asked;  ///< when that size was queried
 };
 
 struct DiskReader::Work {
     DiskSizer sizeOf;
     std::mutex mutex;
-    std::condition_variable ended;                  ///< nobody is waited for any more
-    std::map<Mount, std::shared_ptr<Probe>> known;  ///< of those that are mounted
+    std::condition_variable ended;                  ///< a reading needn't wait any longer
+    std::map<Mount, std::shared_ptr<Probe>> known;  ///< the current mounts
     std::deque<std::shared_ptr<Probe>> waiting;
-    size_t answered = 0;  ///< counts on
+    size_t answered = 0;  ///< never reset
 };
 
 DiskReader::DiskReader(std::string proc, DiskSizer sizeOf, std::chrono::milliseconds oldest)
@@ -36,7 +36,7 @@ DiskReader::DiskReader(std::string proc, DiskSizer sizeOf, std::chrono::millisec
     work_->sizeOf = std::move(sizeOf);
 }
 
-/// A helper thread: asks this mount, if it is given one, then those that wait for their turn.
+/// A helper thread: queries this mount, if it isn't null, then the queued ones.
 void DiskReader::ask(const std::shared_ptr<Work>& work, std::shared_ptr<Probe> probe) {
     std::unique_lock lock(work->mutex);
     for (; probe || !work->waiting.empty(); probe.reset()) {
@@ -61,12 +61,12 @@ void DiskReader::ask(const std::shared_ptr<Work>& work, std::shared_ptr<Probe> p
 void DiskReader::startThread(const std::shared_ptr<Probe>& first) {
     try {
         std::thread([work = work_, first] { ask(work, first); }).detach();
-    } catch (const std::system_error&) {  // no thread to be had: another time
+    } catch (const std::system_error&) {  // no thread available: retried with the next reading
         if (first) first->isBusy = false;
     }
 }
 
-/// Has each mount asked that isn't being asked already. Called with the lock held.
+/// Queues a query for each mount that has none pending. Called with the lock held.
 void DiskReader::queue(const std::vector<Mount>& mounts) {
     std::map<Mount, std::shared_ptr<Probe>> known;
     for (const Mount& mount : mounts) {
@@ -99,7 +99,7 @@ Reading<Disk> DiskReader::read() {
         work_->ended.wait_for(lock, kStep, isDone);
         isHeldUp = work_->answered == before;
     }
-    for (const auto& probe : work_->waiting) probe->isBusy = false;  // its turn comes next time
+    for (const auto& probe : work_->waiting) probe->isBusy = false;  // queued again by the next reading
     work_->waiting.clear();
 
     Reading<Disk> reading;

@@ -10,13 +10,13 @@
 
 namespace hostd {
 
-/// Reads the mounts and their sizes, so that a mount that hangs costs its own size alone. One thread asks mount after
-/// mount; while it is held up by one, another goes on with those that are left. A mount that was late is asked on a
-/// thread of its own from then on, and not waited for; one that is still being asked isn't asked again. Until it
-/// answers, its last size holds, `oldest` at most.
+/// Reads the mounts and their sizes; a mount that hangs affects its own size only. One thread queries the mounts in
+/// turn; while one blocks it, another thread continues with the rest. A late mount gets a thread of its own and isn't
+/// waited for, until it answers in time again; while a query is pending no other is started. Until it answers, its last
+/// size stays valid, for `oldest` at most.
 class DiskReader {
   public:
-    static constexpr std::chrono::milliseconds kStep{10};      ///< after which one counts as held up
+    static constexpr std::chrono::milliseconds kStep{10};      ///< after which a thread counts as blocked
     static constexpr std::chrono::milliseconds kTimeout{100};  ///< after which a mount is late
     static constexpr std::chrono::milliseconds kOldest{90'000};
 
@@ -24,7 +24,7 @@ class DiskReader {
     /// @param sizeOf  runs on helper threads, several at once
     DiskReader(std::string proc, DiskSizer sizeOf, std::chrono::milliseconds oldest = kOldest);
 
-    /// Takes kTimeout at most, but for the mount list. The problem names the mounts that hang and have no size.
+    /// Takes at most kTimeout plus the time to read the mount list. The problem names mounts that hang without a size.
     [[nodiscard]] Reading<Disk> read();
 
   private:
@@ -37,7 +37,7 @@ class DiskReader {
 
     std::string proc_;
     std::chrono::milliseconds oldest_;
-    std::shared_ptr<Work> work_;  ///< shared with threads that may outlive this
+    std::shared_ptr<Work> work_;  ///< shared with threads that may outlive this object
 };
 
 }  // namespace hostd

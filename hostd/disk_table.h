@@ -10,7 +10,7 @@
 
 namespace hostd {
 
-/// The disks, read once for all that show them.
+/// The disks, read once for all tables that show them.
 using Disks = Watch<Reading<Disk>>;
 
 constexpr uint64_t kDisksMaxAge = 5000;  // ms
@@ -20,7 +20,7 @@ constexpr uint64_t kDisksMaxAge = 5000;  // ms
 /// @param sizeOf  runs on helper threads, several at once
 [[nodiscard]] std::shared_ptr<Disks> watchDisks(const std::string& proc, const DiskSizer& sizeOf = sizeOfDisk);
 
-/// {79, 2}: the mounted file systems that keep data, those that tell their size. A disk keeps its id as long as it is
+/// {79, 2}: the mounted file systems that store data and have a known size. A disk keeps its id as long as it is
 /// mounted there.
 class DiskTable : public WatchedTable<Disk> {
   public:

@@ -32,7 +32,7 @@ std::string unescaped(std::string_view name) {
     return plain;
 }
 
-/// Nothing for what keeps no data, or shows what is listed anyway.
+/// Nothing for a file system that stores no data, or repeats one that is listed anyway.
 std::optional<Mount::Kind> kindOf(std::string_view type, std::string_view source, std::string_view point) {
     static constexpr std::string_view kRemote[] = {
         "nfs", "nfs4", "cifs", "smb3", "ceph", "lustre", "9p", "virtiofs", "fuse.sshfs", "fuse.glusterfs", "fuse.ceph",
@@ -97,7 +97,7 @@ std::vector<Mount> parseMountinfo(std::string_view text) {
 
 std::optional<DiskSize> sizeOfDisk(const std::string& mountPoint) {
     struct statvfs fs {};
-    if (::statvfs(mountPoint.c_str(), &fs) != 0 || fs.f_blocks == 0) return {};  // 0: it has no size to tell
+    if (::statvfs(mountPoint.c_str(), &fs) != 0 || fs.f_blocks == 0) return {};  // 0: it has no size
     const auto kib = [&fs](uint64_t blocks) {
         const uint64_t unit = fs.f_frsize;
         return unit >= 1024 ? blocks * (unit / 1024) : blocks * unit / 1024;
@@ -127,7 +127,7 @@ std::optional<DiskSize> sumOfDisks(std::span<const Disk> disks) {
     std::optional<DiskSize> sum;
     std::optional<DiskSize> overlay;
     std::vector<DiskSize> spaces;
-    std::map<std::string_view, DiskSize> pools;  // what a dataset calls its total is its own files and all that is free
+    std::map<std::string_view, DiskSize> pools;  // a dataset's total is its own data plus the pool's free space
     for (const auto& [mount, size, key] : disks) {
         if (!size || mount.kind == Mount::Kind::Remote) continue;
         if (!sum) sum.emplace();

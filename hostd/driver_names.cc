@@ -14,7 +14,7 @@ using enum DriverGroup;
 
 constexpr uint32_t kNoCounter = UINT32_MAX;
 
-/// A name without its direction, of which there are many spellings.
+/// A name without its direction, which drivers spell in many ways.
 struct Name {
     std::string_view name;
     DriverGroup group;
@@ -120,7 +120,7 @@ constexpr auto kNames = std::to_array<Name>({
     sent("carriersenseerrors", ETHTOOL_A_STATS_ETH_MAC_13_CS_ERR),
 });
 
-/// Names that tell no direction: of r8169, then of mv88e6xxx.
+/// Names without a direction: of r8169, then of mv88e6xxx.
 struct PlainName {
     std::string_view name;
     uint32_t number;  ///< of DriverGroup::Mac
@@ -136,7 +136,7 @@ constexpr auto kPlainNames = std::to_array<PlainName>({
     {"single", ETHTOOL_A_STATS_ETH_MAC_3_SINGLE_COL},
 });
 
-/// How a range of frame sizes is written, numbers as '#'.
+/// How a range of frame sizes is written, with '#' for numbers.
 enum class Range { None, FromTo, UpTo, Above };
 Range rangeOf(std::string_view shape) {
     constexpr auto kFromTo = std::to_array<std::string_view>(
@@ -148,7 +148,7 @@ Range rangeOf(std::string_view shape) {
     return shape == "greaterthan#byteframes" ? Range::Above : Range::None;
 }
 
-/// A name's letters in lower case without what is between them, and its numbers.
+/// A name's letters in lower case with '#' for each number and without separators; and the numbers.
 struct Shape {
     std::string text;
     std::vector<uint32_t> numbers;

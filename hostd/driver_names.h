@@ -8,15 +8,15 @@
 
 namespace hostd {
 
-/// A counter of one of the groups that drivers keep by common names.
+/// A counter of one of the standard groups.
 struct DriverCounter {
     DriverGroup group;
     uint32_t number;  ///< within the group
 };
 
-/// Which counter a driver means by a name of its own, as `ethtool -S` shows them: "rx_bcast_packets",
-/// "RxBroadcastPkts", "in_broadcasts". Nothing for a name that isn't shared by several drivers' devices, and for counts
-/// of one queue.
+/// The standard counter that a driver's own name stands for, as `ethtool -S` shows it: "rx_bcast_packets",
+/// "RxBroadcastPkts", "in_broadcasts". Nothing for a name that isn't common to several drivers, and for per-queue
+/// counters.
 [[nodiscard]] std::optional<DriverCounter> counterNamed(std::string_view name);
 
 }  // namespace hostd

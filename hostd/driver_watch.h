@@ -13,13 +13,13 @@
 
 namespace hostd {
 
-/// Asks the drivers of these interfaces, and may block.
+/// Queries the drivers of these interfaces; may block.
 using DriverSource = std::function<DriverReadings(std::span<const uint32_t> indexes)>;
 
-/// What the drivers of some interfaces tell, read on a helper thread: once a second as long as somebody asks, and now
-/// and then for good, so that a poller that comes once an hour finds it fresh. With no interfaces nothing is read.
+/// Readings of interfaces' drivers, made on a helper thread: every second while they are requested, and every
+/// Watch::kPause otherwise, so that hourly pollers get current values. With no interfaces nothing is read.
 ///
-/// Counters never go back to nothing because a driver hangs or doesn't answer: what it told last stays.
+/// Counters never disappear because a driver hangs or doesn't answer: its last reading stays.
 class DriverWatch {
   public:
     static constexpr uint64_t kMaxAge = 1000;  ///< ms
@@ -29,14 +29,14 @@ class DriverWatch {
 
     /// The interfaces to read from now on; past kMost the others are left out.
     void setInterfaces(std::vector<uint32_t> indexes);
-    /// Starts reading before somebody asks.
+    /// Starts reading before the first request.
     void keepReading();
-    /// Somebody asks: takes what was read last, or waits for what is newer, as Watch::ask.
+    /// For each request: fetches the last reading, or waits for a newer one, as Watch::ask.
     void ask();
 
     /// Mbit/s; nothing when it isn't known.
     [[nodiscard]] std::optional<uint32_t> speed(uint32_t index) const;
-    /// nullptr when the driver has never told them.
+    /// nullptr when the driver has never reported any.
     [[nodiscard]] const DriverCounters* counters(uint32_t index) const;
 
   private:
@@ -44,7 +44,7 @@ class DriverWatch {
     struct Work {
         std::mutex mutex;
         std::vector<uint32_t> indexes;
-        DriverReadings last;  ///< the helper thread's
+        DriverReadings last;  ///< used by the helper thread only
     };
     static DriverReadings read(Work& work, const DriverSource& source);
     [[nodiscard]] const DriverReading* find(uint32_t index) const;

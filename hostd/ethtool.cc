@@ -21,7 +21,7 @@ constexpr uint32_t kSpeedUnknown = UINT32_MAX;  // SPEED_UNKNOWN
 constexpr uint32_t kGroups =
     1U << ETHTOOL_STATS_ETH_PHY | 1U << ETHTOOL_STATS_ETH_MAC | 1U << ETHTOOL_STATS_ETH_CTRL | 1U << ETHTOOL_STATS_RMON;
 
-constexpr size_t kMostNamed = 8192;  // counters of one driver by names of its own
+constexpr size_t kMostNamed = 8192;  // counters of one driver that it names itself
 
 DriverGroup groupOf(uint32_t id) {
     switch (id) {
@@ -92,7 +92,7 @@ std::optional<uint16_t> findFamily(NetlinkSocket& socket) {
     return isAnswered || errno == ENOENT ? std::optional(family) : std::nullopt;
 }
 
-/// False when the driver hasn't answered; one that doesn't know the question has.
+/// False when the driver hasn't answered. "Not supported" is an answer.
 bool ask(NetlinkSocket& socket, uint16_t family, uint8_t command, uint32_t index, DriverReading& reading) {
     const bool isStats = command == ETHTOOL_MSG_STATS_GET;
     NetlinkRequests requests;
@@ -117,13 +117,13 @@ bool ask(NetlinkSocket& socket, uint16_t family, uint8_t command, uint32_t index
            errno == EOPNOTSUPP;
 }
 
-/// Asks a driver in the old way, with a structure that begins with the command.
+/// Queries a driver through the older ioctl, with a structure that begins with the command.
 bool ask(int fd, ifreq& device, void* question) {
     device.ifr_data = static_cast<char*>(question);
     return ::ioctl(fd, SIOCETHTOOL, &device) == 0;
 }
 
-/// Asks for the counters that a driver has by names of its own. False when it hasn't answered.
+/// Queries the counters that a driver names itself. False when it hasn't answered.
 bool askNamed(int fd, uint32_t index, DriverCounters& counters) {
     ifreq device{};
     device.ifr_ifindex = static_cast<int>(index);
@@ -134,7 +134,7 @@ bool askNamed(int fd, uint32_t index, DriverCounters& counters) {
     const size_t count = info.n_stats;
     if (count == 0 || count > kMostNamed) return true;
 
-    // The kernel writes as many as the driver has by then, whatever the room for them: more when queues are added now.
+    // The kernel ignores the room given and writes all that the driver has by then: more if queues are being added.
     const size_t room = 2 * count + 1024;
     std::vector<uint64_t> strings((sizeof(ethtool_gstrings) + room * ETH_GSTRING_LEN) / sizeof(uint64_t) + 1);
     std::vector<uint64_t> numbers(sizeof(ethtool_stats) / sizeof(uint64_t) + room);

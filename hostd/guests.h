@@ -30,7 +30,7 @@ class VirtualMachines : public Guests {
     void list(const Guest& guest, tn::message& item) const override;
 };
 
-/// {109, 1}: podhost guests (containers), those of libvirt or of systemd-machined.
+/// {109, 1}: podhost guests (containers), from libvirt or systemd-machined.
 class PodhostGuests : public Guests {
   public:
     /// @param read  runs on the helper thread

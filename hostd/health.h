@@ -28,8 +28,8 @@ struct HealthReading {
     std::optional<Supply> supply;
 };
 
-/// Sensors and supply. Where class/power_supply knows no supply, those whose input voltage is measured say whether the
-/// mains are there (PMBus drivers have no other interface).
+/// Sensors and supply. If class/power_supply lists no supply, measured input voltages tell whether mains power is
+/// present (PMBus drivers have no other interface).
 [[nodiscard]] HealthReading readHealth(const std::string& sysfs, const SensorChoice& choice);
 
 /// {12, 1}: the readings of the machine's sensors, and what it runs on.

@@ -20,15 +20,15 @@ constexpr size_t kSizeClasses = 7;
 struct InterfaceCounter {
     uint16_t field;
     const char* name;
-    __u64 rtnl_link_stats64::*kernel;  ///< nullptr: the driver alone counts it
-    DriverGroup group;                 ///< None: the kernel alone does
+    __u64 rtnl_link_stats64::*kernel;  ///< nullptr: only the driver counts it
+    DriverGroup group;                 ///< None: only the kernel counts it
     unsigned number;                   ///< within the group
 };
 
 constexpr InterfaceCounter kernel(uint16_t field, const char* name, __u64 rtnl_link_stats64::*place) {
     return {field, name, place, DriverGroup::None, 0};
 }
-/// @param equal  the kernel's count of the same, for drivers that don't keep it
+/// @param equal  the kernel's equivalent, for drivers that don't keep the counter
 constexpr InterfaceCounter driver(uint16_t field, const char* name, DriverGroup group, unsigned number,
                                   __u64 rtnl_link_stats64::*equal = nullptr) {
     return {field, name, equal, group, number};
@@ -122,8 +122,7 @@ static_assert(kCounters.size() == 65 && areConsecutive());
 /// What a driver has told of its counters.
 class DriverCounters {
   public:
-    /// Takes a counter, which is thereby kept: of several values the first one, and the sum of those of frame sizes.
-    /// Numbers that no counter has are passed over.
+    /// Stores a counter: the first of several values, or the sum for frame sizes. Unknown numbers are ignored.
     void add(DriverGroup group, uint32_t number, uint64_t value);
     /// Adds the counters that these lack and an earlier reading had.
     void keepFrom(const DriverCounters& before);
@@ -139,10 +138,9 @@ class DriverCounters {
 /// The size class of a driver's range of frame sizes, by its lower bound in octets.
 [[nodiscard]] uint32_t sizeClass(uint32_t lowerBound);
 
-/// Puts the counters into a row: the driver's that it keeps, the kernel's that aren't 0.
-/// @param driver  nullptr when it hasn't told yet: its counters are absent then, since the kernel's equals differ
-/// enough
-///                from them to look like a jump
+/// Puts the counters into a row: those that the driver keeps, else the kernel's that aren't 0.
+/// @param driver  nullptr if it hasn't answered yet: its counters are then absent, since switching from the kernel's
+///                equivalents to them later would look like a jump
 void insertCounters(tn::message& row, const rtnl_link_stats64& kernel, const DriverCounters* driver);
 
 }  // namespace hostd

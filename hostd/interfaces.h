@@ -11,7 +11,7 @@
 
 namespace hostd {
 
-/// Brings a link up or down; what it returns is the reason why that failed.
+/// Brings a link up or down; returns why that failed, or an empty string.
 using LinkSwitch = std::function<std::string(uint32_t index, bool isUp)>;
 
 /// Changes IFF_UP of a link (RTM_NEWLINK, rtnetlink(7)); needs CAP_NET_ADMIN.
@@ -27,7 +27,7 @@ class Interfaces : public IdTable {
     static constexpr uint64_t kMaxAge = 250;  ///< ms, of the kernel's counters
 
     /// @param sysfs  the kernel's tree of devices ("/sys"): tells which of them are radios
-    /// @param switcher  brings a link up or down; empty when that isn't allowed
+    /// @param switcher  empty when link changes aren't allowed
     /// @param drivers   for tests
     explicit Interfaces(const std::string& sysfs, LinkSwitch switcher = {}, DriverSource drivers = readDrivers);
     ~Interfaces() override;
@@ -48,7 +48,7 @@ class Interfaces : public IdTable {
     [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t id) const override;
     void listRow(uint32_t id, tn::message& row) const override;
     void briefRow(uint32_t id, tn::message& row) const override;
-    /// A get-all with Kind wants the links of that kind only.
+    /// A get-all with Kind lists links of that kind only.
     [[nodiscard]] bool isIdWanted(uint32_t id, const tn::message& request) const override;
     tn::message setRow(uint32_t id, const tn::message& request) override;
 
@@ -67,10 +67,9 @@ class Interfaces : public IdTable {
     uint64_t driversVersion_ = 0;  ///< of links_, when the drivers to watch were chosen
 };
 
-/// The contract of {20, 0}. A get-all with Kind lists the links of that kind only. A set with field::Disabled brings a
-/// link down (true) or up, error::Refused unless that was allowed on the command line; any other set is accepted and
-/// changes nothing. Counters wrap as the kernel's do; those that are
-/// u32 are its lower half.
+/// The contract of {20, 0}. A get-all with Kind lists links of that kind only. A set with field::Disabled brings a link
+/// down (true) or up; error::Refused unless the command line allows that, or when it fails. Any other set is accepted
+/// and changes nothing. Counters wrap as the kernel's do; those that are u32 are its lower half.
 namespace interface {
 constexpr uint32_t kList = 1;                 // command: ObjectId, Flags and Status of each; pages like get-all
 constexpr uint32_t kSpeed = 0x10001;          // command: SpeedClass of ObjectId
@@ -100,7 +99,7 @@ constexpr tn::raw_id Mac{1001};             //                  IFLA_ADDRESS; ab
 // field::Comment                                              IFLA_IFALIAS; absent when empty
 // field::Disabled                                             not IFF_UP; absent when enabled
 constexpr tn::u32_id SpeedClass{1102};  // 1, 2, 3: 10, 100, 1000 Mbit/s; absent for other speeds, when it isn't
-                                        // known, and for what has no driver under it (veth, tunnels)
+                                        // known, and for links without a driver under them (veth, tunnels)
 }  // namespace interface
 
 }  // namespace hostd

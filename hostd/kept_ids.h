@@ -14,7 +14,7 @@ struct IdRange {
     uint32_t end = 0x10000;
 };
 
-/// An id, from 1 to 0xffff, that follows from what tells a row apart.
+/// An id, from 1 to 0xffff, computed from a row's key.
 [[nodiscard]] inline uint32_t likedIdOf(std::string_view key) {
     uint32_t sum = 0;
     for (const char letter : key) sum = sum * 31 + static_cast<unsigned char>(letter);

@@ -80,8 +80,8 @@ bool describe(const Library& library, virDomainPtr domain, Guest& guest) {
     return true;
 }
 
-/// The operating system that a guest was made for, which libosinfo's tools note in its metadata: "debian 12" of
-/// <libosinfo:os id="http://debian.org/debian/12"/>. Empty when they haven't.
+/// A guest's operating system, as libosinfo's tools record it in its metadata: "fedora 40" for
+/// <libosinfo:os id="http://fedoraproject.org/fedora/40"/>. Empty when there is no record.
 std::string operatingSystem(pugi::xml_node metadata) {
     constexpr std::string_view kNamespace = "http://libosinfo.org/xmlns/libvirt/domain/1.0";
     for (const pugi::xml_node node : metadata.children()) {

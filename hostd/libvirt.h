@@ -14,23 +14,23 @@ struct GuestConfig {
     std::string disk;    ///< its first disk: a file, device, or name in a pool or on a server
     std::string kernel;  ///< when it is booted with a kernel of the host
     std::string initrd;
-    std::string comment;  ///< its operating system by libosinfo, or else its title, or its description
+    std::string comment;  ///< its operating system (libosinfo), or else its title or description
 };
 
 /// Absent parts are empty; all are when this is no domain XML.
 [[nodiscard]] GuestConfig parseGuest(std::string_view xml);
 
 struct Guest {
-    std::string key;  ///< UUID; of a machine of systemd-machined its name
+    std::string key;  ///< UUID; for a container of systemd-machined its name
     std::string name;
     int state = 0;        ///< virDomainState
     int reason = 0;       ///< of that state
-    uint32_t memory = 0;  ///< MiB that it may have; 0 without a limit
+    uint32_t memory = 0;  ///< MiB, maximum; 0 without a limit
     uint32_t processors = 0;
     bool hasSnapshot = false;
     GuestConfig config;
 
-    /// By its key, so that a guest mostly has the same after a restart, whatever became of the others.
+    /// From its key, so that a guest usually has the same after a restart, whatever became of the others.
     [[nodiscard]] uint32_t likedId() const;
 };
 

@@ -37,9 +37,9 @@ constexpr std::array kKinds = {
     KindName{"bareudp", link_kind::Tunnel},   KindName{"ppp", link_kind::Ppp},
 };
 
-// IFLA_INFO_KIND where IFLA_LINK is the device underneath. Of a veth it is the peer, of a switch's port the CPU's link.
+// Kinds whose IFLA_LINK is the device underneath. For a veth it is the peer, for a switch port the CPU's link.
 constexpr std::array<std::string_view, 5> kStacked = {"vlan", "macvlan", "macvtap", "ipvlan", "ipvtap"};
-// Kinds that have a driver nonetheless. Before Linux 6.1 a port of a DSA switch had none.
+// Kinds that have a driver nonetheless. DSA switch ports report their kind since Linux 6.1.
 constexpr std::array<std::string_view, 3> kDriven = {"bond", "team", "dsa"};
 
 bool isIn(const auto& names, std::string_view name) { return std::ranges::find(names, name) != names.end(); }

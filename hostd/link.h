@@ -33,9 +33,9 @@ struct Link {
     uint32_t kind = link_kind::Other;
     uint32_t flags = 0;  ///< net_device_flags of <linux/if.h>
     uint32_t mtu = 0;
-    uint32_t lower = 0;  ///< index of the one that it lies on; 0 for none, and when that is another namespace's
+    uint32_t lower = 0;  ///< index of the link under it; 0 if there is none or it is in another namespace
     std::optional<uint32_t> bridgePriority;
-    /// Made by a driver, as a switch's port is, or stands for several (bond): its ethtool data mean something.
+    /// Created by a driver, as a switch port is, or an aggregate (bond): its ethtool data are meaningful.
     bool hasDriver = false;
     std::string name;
     std::string alias;

@@ -33,7 +33,7 @@ class LinkTable : public FollowedTable {
     [[nodiscard]] Link* find(uint32_t index);
     /// The first link whose index isn't below this one, or nullptr.
     [[nodiscard]] const Link* firstFrom(uint32_t index) const;
-    /// The link whose driver moves this one's frames: itself, or what it lies on. nullptr when there is none.
+    /// The link whose driver moves this one's frames: itself or one under it. nullptr when there is none.
     [[nodiscard]] const Link* drivenUnder(const Link& link) const;
     /// Changes whenever a link comes, goes or changes.
     [[nodiscard]] uint64_t version() const { return version_; }

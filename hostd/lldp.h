@@ -18,7 +18,7 @@ struct Neighbor {
     std::string version;       ///< system description
     std::string port;          ///< description of its port, or else the port's id
 
-    /// By its key, so that a neighbour mostly has the same after a restart, and no other's.
+    /// From its key, so that a neighbour usually has the same after a restart, and not another's.
     [[nodiscard]] uint32_t likedId() const { return likedIdOf(key); }
 };
 

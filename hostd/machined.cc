@@ -26,7 +26,7 @@ constexpr uint64_t kMib = 1024 * 1024;
 
 using Message = std::unique_ptr<sd_bus_message, decltype(&sd_bus_message_unref)>;
 
-/// A connection to the bus. When a call isn't answered in time, or the bus isn't there, all later calls fail at once.
+/// A connection to the bus. Once a call has timed out, or if the bus isn't there, all later calls fail at once.
 class Bus {
   public:
     Bus(const std::string& address, std::chrono::microseconds timeout) {
@@ -64,7 +64,7 @@ class Bus {
         return nothing;
     }
 
-    /// Reads a property of this basic type; false when it can't be had.
+    /// Reads a property of this basic type; false when that fails.
     template <class Value>
     bool read(const char* service, const char* path, const char* interface, const char* name, const char* type,
               Value& value) {
@@ -90,11 +90,11 @@ class Bus {
 
   private:
     std::unique_ptr<sd_bus, decltype(&sd_bus_close_unref)> bus_{nullptr, sd_bus_close_unref};
-    int failure_ = 0;  ///< negative errno: nothing more can be had from the bus
+    int failure_ = 0;  ///< negative errno; if set, the bus is no longer used
     int refusal_ = 0;  ///< the same, of the last call that failed
 };
 
-/// The most memory that a unit of systemd may have; 0 without a limit.
+/// Memory limit of a systemd unit in MiB; 0 without one.
 uint32_t memoryOf(Bus& bus, const std::string& unit) {
     char* path = nullptr;
     if (sd_bus_path_encode(kUnits, unit.c_str(), &path) < 0) return 0;
@@ -115,7 +115,7 @@ std::string osOf(Bus& bus, const std::string& name) {
     return {};
 }
 
-/// The state as libvirt's, whose numbers a Guest has.
+/// Translates the state into libvirt's, which a Guest uses.
 void setState(Guest& guest, const std::string& state) {
     guest.state = state == "running"   ? VIR_DOMAIN_RUNNING
                   : state == "opening" ? VIR_DOMAIN_PAUSED
@@ -145,7 +145,7 @@ Reading<Guest> Machined::read(size_t most) {
         uint64_t started = 0;
         if (!bus.read(kMachined, path, kMachine, "State", "s", state)) {
             if (bus.hasFailed()) return {bus.problem(), {}};
-            continue;  // it went away meanwhile
+            continue;  // it has gone since the listing
         }
         setState(guest, state);
         if (bus.read(kMachined, path, kMachine, "Unit", "s", unit)) guest.memory = memoryOf(bus, unit);

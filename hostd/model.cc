@@ -10,7 +10,7 @@ namespace hostd {
 
 namespace {
 
-/// What the firmware's makers put where nobody gave a name. Upper and lower case alike.
+/// Fillers for a missing name in firmware, compared without regard to case.
 constexpr const char* kFillers[] = {
     "To be filled by O.E.M.",
     "To be filled by OEM",
@@ -39,7 +39,7 @@ constexpr const char* kFillers[] = {
     "123456789",
 };
 
-/// A name of the firmware's, without the blanks around it; empty when it is a filler.
+/// A name from firmware without surrounding blanks; empty when it is a filler.
 std::string readName(const std::string& path) {
     constexpr const char* kBlanks = " \t";
     std::string name = readAttribute(path);

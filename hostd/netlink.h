@@ -110,7 +110,7 @@ class NetlinkRequests {
     /// The request begun last, to put attributes into. Ended by finish().
     [[nodiscard]] nlmsghdr* current() { return reinterpret_cast<nlmsghdr*>(buffer_.data() + begun_); }
     void finish() { buffer_.resize(begun_ + current()->nlmsg_len); }
-    /// Numbers the requests one by one. @return how many they are
+    /// Numbers the requests consecutively. @return how many there are
     uint32_t number(uint32_t first);
     [[nodiscard]] std::span<const uint8_t> bytes() const { return buffer_; }
 
@@ -124,8 +124,8 @@ class NetlinkRequests {
 
 /// A netlink socket. Not copied; closed with the object.
 ///
-/// Processes with CAP_NET_ADMIN can write to it, so only messages of the kernel are accepted. Once a request has been
-/// sent only the answers to the last one are: an earlier one that was given up may still be answered.
+/// Processes with CAP_NET_ADMIN can write to it, so only the kernel's messages are accepted. Once requests were sent, only
+/// replies to the last ones are accepted, since an abandoned request may still be answered.
 class NetlinkSocket {
   public:
     enum class Outcome { Empty, Full, Overrun, Failed };
@@ -146,9 +146,9 @@ class NetlinkSocket {
     [[nodiscard]] bool isOpen() const { return socket_ != nullptr; }
     [[nodiscard]] int fd() const { return mnl_socket_get_fd(socket_); }
 
-    /// Gives the requests numbers of their own, which their answers have too.
+    /// Gives the requests new sequence numbers, which their replies repeat.
     bool send(NetlinkRequests& requests);
-    /// Takes what waits, without waiting for more, at most `packets` of them, those of others included.
+    /// Takes what waits, without waiting for more, at most `packets` of them, those of other senders included.
     /// @return Empty: nothing waits any more; Full: so many packets were taken; Overrun: messages were lost,
     /// since they came too fast (ENOBUFS), or one was longer than 128 KiB (EMSGSIZE)
     Outcome take(size_t packets, const Taker& taker) const;
@@ -161,8 +161,8 @@ class NetlinkSocket {
 
     mnl_socket* socket_ = nullptr;
     uint32_t sender_;
-    uint32_t firstAsked_ = 0;  ///< number of the first of the requests sent last
-    uint32_t asked_ = 0;       ///< and how many they are
+    uint32_t firstAsked_ = 0;  ///< sequence number of the first request of the last send
+    uint32_t asked_ = 0;       ///< number of requests in it
 };
 
 }  // namespace hostd

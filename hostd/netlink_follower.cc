@@ -15,7 +15,7 @@ namespace hostd {
 namespace {
 
 constexpr int kRoom = 8 * 1024 * 1024;  // octets: some thousand links that change at once
-constexpr int kListings = 3;            // at the start, while things come and go during them
+constexpr int kListings = 3;            // attempts at the start, when changes interrupt them
 
 }  // namespace
 
@@ -38,7 +38,7 @@ bool NetlinkFollower::catchUp(size_t packets) {
     auto outcome = takeIn();
     if (outcome == Overrun || outcome == Failed) {
         if (!std::exchange(isStale_, true)) hostLog << subject_.what << ": notifications were lost: listing them anew";
-        outcome = takeIn();  // what still waits is older than a listing
+        outcome = takeIn();  // what is still queued is older than the listing to come
     }
     if (isStale_) {
         const uint64_t due = listed_ + kPause;

@@ -22,8 +22,8 @@ class FollowedTable {
 };
 
 /// Keeps a table current with the kernel's notifications (rtnetlink(7)). It is listed whole at the start, and when
-/// notifications were lost because they came faster than they were read: then at most once every kPause, so that a
-/// flood of them costs no more than their reading.
+/// notifications were lost because they came faster than they were read. Lost notifications cause at most one listing
+/// every kPause, so that a flood costs little more than reading it.
 class NetlinkFollower {
   public:
     /// What is followed.
@@ -60,7 +60,7 @@ class NetlinkFollower {
     tn::ThinRunner::TimerId timer_ = 0;  ///< for another attempt
     int watchedFd_ = -1;
     bool isLogged_ = false;
-    bool isStale_ = false;  ///< to be listed anew
+    bool isStale_ = false;  ///< must be listed anew
     uint64_t listed_ = 0;
 };
 

@@ -73,7 +73,7 @@ class OwnerTable : public tn::Handler {
     virtual void writeBrief(Row row, tn::message& item) const { writeRow(row, item); }
     /// The same for get and get-object, when that tells more.
     virtual void writeWhole(Row row, tn::message& item) const { writeRow(row, item); }
-    /// Whether a get-all that wants some rows only (the table says which can be wanted) wants this one.
+    /// Whether this row matches the filter fields of a get-all, if the table supports any.
     [[nodiscard]] virtual bool isWanted(Row, const tn::message&) const { return true; }
     /// Changes a row; refused unless overridden.
     virtual tn::message changeRow(Row row, const tn::message& request);

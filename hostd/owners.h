@@ -36,7 +36,7 @@ class Owners {
     Owners(const Owners&) = delete;
     Owners& operator=(const Owners&) = delete;
 
-    /// The numbers under which they are found, ascending.
+    /// The bus numbers that they serve, ascending.
     [[nodiscard]] std::vector<uint32_t> numbers() const;
     /// Registers all owners with a looper, whose process thereby serves their numbers.
     void addTo(tn::Looper& looper);

@@ -51,7 +51,7 @@ std::vector<ProcessorLoads::Times> ProcessorLoads::parse(std::string_view stat) 
 }
 
 ProcessorLoads::Times ProcessorLoads::startOfInterval(uint64_t now, uint32_t id) const {
-    Times start;  // of the machine
+    Times start;  // all 0: the machine's start
     for (const Reading& reading : readings_) {
         if (now - reading.at < kSpacing) break;
         const auto found = std::ranges::lower_bound(reading.times, id, {}, &Times::id);
@@ -62,7 +62,7 @@ ProcessorLoads::Times ProcessorLoads::startOfInterval(uint64_t now, uint32_t id)
     return start;
 }
 
-/// All before the latest that is old enough can't be needed any more.
+/// Drops all readings before the latest that is kWindow old.
 void ProcessorLoads::forget(uint64_t now) {
     const auto isInside = [now](const Reading& reading) { return now - reading.at < kWindow; };
     const auto inside = std::ranges::find_if(readings_, isInside);

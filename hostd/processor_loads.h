@@ -10,14 +10,14 @@ namespace hostd {
 /// Load of each processor: percent busy over the last minute (RFC 2790, hrProcessorLoad). Readings of /proc/stat are
 /// remembered, so the load depends neither on who else queries it nor on how often.
 ///
-/// The interval measured ends now and begins at the latest reading that is at least kWindow old. It is shorter while
-/// there is none, or none but one older than kOldest, left from before a pause. Where a reading at least kSpacing old
-/// is missing as well, it begins at that old one, or when the machine started.
+/// The interval measured ends now and begins at the latest reading that is kWindow to kOldest old. Without one it
+/// begins at the oldest reading that is kSpacing to kWindow old; without that, at the last one before a pause, or at
+/// the machine's start.
 class ProcessorLoads {
   public:
     static constexpr uint64_t kWindow = 60'000;  ///< ms
     static constexpr uint64_t kOldest = 2 * kWindow;
-    static constexpr uint64_t kSpacing = 5'000;  ///< ms, least time between two remembered readings
+    static constexpr uint64_t kSpacing = 5'000;  ///< ms, minimum between two remembered readings
 
     /// Applies the text of /proc/stat (proc(5)), read at `now` (tn::getMilliseconds). Processors that it doesn't list
     /// are dropped. One whose counters haven't moved, or have gone back (the kernel's idle time may), keeps its load.

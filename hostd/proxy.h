@@ -14,7 +14,7 @@ namespace hostd {
 /// then less often (see Watch). Before its first answer, and without squid, all fields are absent.
 class Proxy : public tn::Handler {
   public:
-    static constexpr uint64_t kMaxAge = 15'000;  ///< ms; squid writes two lines for each reading into its log
+    static constexpr uint64_t kMaxAge = 15'000;  ///< ms; each reading writes two lines to squid's log
 
     /// @param read  runs on the helper thread
     explicit Proxy(std::function<SquidReading()> read);

@@ -21,7 +21,7 @@ using QueueSource = std::function<QueueReading()>;
 [[nodiscard]] QueueSource kernelQueues();
 
 /// The last whole reading of the queues, shared by the tables that show it. The kernel gives no notice of counters, so
-/// they are read whole, on a helper thread: every kMaxAge while somebody asks, and every kIdleAge when nobody does. A
+/// they are read whole, on a helper thread: every kMaxAge while they are requested, else every kIdleAge. A
 /// failure takes nothing away until the last whole reading is older than kTooOld.
 class QueueReadings {
   public:

@@ -20,7 +20,7 @@ constexpr int kRoom = 16 * 1024 * 1024;  // octets, of which the kernel makes tw
 constexpr size_t kPacketsListed = 1;     // a slice: up to 32 KiB, some hundred routes
 constexpr size_t kPacketsSettled = 256;  // a slice
 constexpr size_t kEntriesSwept = 20000;  // a slice
-constexpr uint64_t kPause = 1000;        // ms between attempts, and between listings when notifications are lost
+constexpr uint64_t kPause = 1000;        // ms between attempts, and between listings after losses
 constexpr uint64_t kDelay = 100;         // ms: what made a listing necessary is over by then, mostly
 constexpr uint64_t kShare = 10;          // of the time, one part is for listings
 constexpr unsigned kLinkState = IFF_UP | IFF_RUNNING | IFF_LOWER_UP;
@@ -172,7 +172,7 @@ void RouteMonitor::takeListed(uint64_t now) {
     });
     if (outcome != NetlinkSocket::Outcome::Full) error = errno;
     const bool isForRoutes = state_ == State::Listing;
-    // There never was a route, hence no table; a kernel before Linux 5.3 has no nexthop objects.
+    // ENOENT: the table doesn't exist before its first route. EOPNOTSUPP: no nexthop objects before Linux 5.3.
     const int harmless = isForRoutes ? ENOENT : EOPNOTSUPP;
     if (error != 0 && error != harmless) return fail(now, error);
     if (!isDone) return;

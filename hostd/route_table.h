@@ -54,13 +54,12 @@ struct RouteEntry {
 /// append`); a replacement then means the first of them.
 class RouteTable {
   public:
-    /// Takes RTM_NEWROUTE, RTM_DELROUTE, RTM_NEWNEXTHOP and RTM_DELNEXTHOP as notifications; other messages are passed
-    /// over. Routes through a nexthop object stay as they are when it changes, until they are listed anew.
+    /// Applies RTM_NEWROUTE, RTM_DELROUTE, RTM_NEWNEXTHOP and RTM_DELNEXTHOP as notifications; ignores other messages.
+    /// When a nexthop object changes, routes through it stay unchanged until they are listed anew.
     void take(const nlmsghdr& message);
 
-    /// Every nexthop object, if there are any, and then every route is listed anew, while notifications go on. Then
-    /// sweep() removes routes that were neither listed nor told of, looking at `most` entries a call; true when there
-    /// are no more.
+    /// A new listing: first every nexthop object, then every route, while notifications continue. Then sweep() removes
+    /// the routes that were neither listed nor notified, checking `most` entries a call; true when it has checked all.
     void beginListing();
     void list(const nlmsghdr& message);
     void endNexthops() { nexthops_.endListing(); }
@@ -70,7 +69,7 @@ class RouteTable {
     /// Whether something was told that can't be followed exactly, so that routes should be listed anew. Asked once.
     [[nodiscard]] bool takeDoubt() { return std::exchange(isInDoubt_, false); }
     [[nodiscard]] bool usesLink(uint32_t link) const { return byLink_.contains(link); }
-    /// Whether routes go through this nexthop object, or a group that it is in.
+    /// Whether routes go through this nexthop object, or a group that contains it.
     [[nodiscard]] bool usesNexthop(uint32_t id) const;
 
     [[nodiscard]] size_t size() const { return rows_.size(); }

@@ -45,8 +45,8 @@ bool isName(const std::string& name) {
            name.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
 }
 
-/// The part of a path, itself or a folder above it, that others than root and this process's user own or may write;
-/// empty when there is none. Nobody replaces what isn't theirs in a sticky folder above it.
+/// The part of a path, itself or a folder above, that anyone but root and this process's user owns or can write to;
+/// empty if there is none. A sticky folder above is safe: others can't replace our files there.
 std::string exposedPart(const std::string& path) {
     std::error_code failed;
     const fs::path real = fs::canonical(path, failed);
@@ -61,7 +61,7 @@ std::string exposedPart(const std::string& path) {
     }
 }
 
-/// Why a script mustn't run with the rights of this process; empty when it may.
+/// Why a script must not run with this process's rights; empty if it may.
 std::string whyNotRun(const std::string& folder, const std::string& name) {
     const auto isPrintable = [](char c) { return c >= ' ' && c <= '~'; };
     if (name.starts_with('-') || !std::ranges::all_of(name, isPrintable))

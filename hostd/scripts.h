@@ -22,8 +22,8 @@ class Scripts : public IdTable {
     explicit Scripts(std::string folder) : folder_(std::move(folder)) {}
 
     /// Errors of kRun: error::NotFound; error::Refused when it can't be started, kMostRuns are running, its name begins
-    /// with - or isn't all printable ASCII, or others than root and this process's user own or may write the script,
-    /// the folder or a folder above them.
+    /// with - or isn't all printable ASCII, or anyone but root and this process's user owns or can write to the script,
+    /// its folder or a folder above.
     tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
 
     static constexpr uint32_t kRun = 1;

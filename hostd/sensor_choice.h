@@ -12,7 +12,7 @@ enum Measure : size_t { kVoltage, kBoardTemperature, kCpuTemperature, kMeasures 
 
 /// A sensor of voltage or temperature.
 struct Sensor {
-    std::string chip;     ///< as sensors(1) prints it: "coretemp-isa-0000"; of others their folder, see class_sensors.h
+    std::string chip;     ///< as sensors(1) prints it: "coretemp-isa-0000"; or a folder, see class_sensors.h
     std::string feature;  ///< "temp1", "in0"
     std::string label;    ///< "Package id 0"; the feature's name again when it has none
     bool isVoltage = false;
@@ -27,10 +27,10 @@ using SensorChoice = std::array<std::string, kMeasures>;
 
 /// The sensor that a measure is taken from, by the choice, or by default:
 /// - voltage: the one labelled as the main supply: 12 V, 24 V, 48 V, input, 5 V, in this order, then the battery's;
-/// - board's temperature: the one labelled as the board's, the system's, the ambient or the inlet's one, then the
-///   firmware's thermal zone, then a temperature chip as boards carry them, then a power supply's on PMBus;
-/// - processor's temperature: the processor's own sensor, that of the whole package first, then a thermal zone of it or
-///   one labelled CPU.
+/// - board's temperature: one labelled board, system, ambient or inlet, then the firmware's thermal zone, then a
+///   typical board temperature chip, then that of a PMBus power supply;
+/// - processor's temperature: the processor's own sensor, that of the whole package first, then its thermal zone or a
+///   sensor labelled CPU.
 /// Among equals the first. nullptr when none is known to measure it.
 [[nodiscard]] const Sensor* chooseSensor(std::span<const Sensor> sensors, Measure measure, const std::string& choice);
 

@@ -72,7 +72,7 @@ std::optional<double> read(const Handle& handle) {
     return valueOf(handle, SENSORS_SUBFEATURE_TEMP_INPUT);
 }
 
-/// PMBus drivers label the input of a power supply so; its voltage is 0, or next to nothing, when the mains fail.
+/// PMBus drivers use these labels for a power supply's input; its voltage is close to 0 when the mains fail.
 bool isInput(const Sensor& sensor) {
     return sensor.isVoltage &&
            (::strcasecmp(sensor.label.c_str(), "vin") == 0 || ::strcasecmp(sensor.label.c_str(), "v_in") == 0);

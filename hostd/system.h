@@ -50,10 +50,9 @@ class Identity : public tn::Handler {
 /// {24, 2}: uptime, memory, disks, model, version; its rows are the processors. A set is accepted and changes nothing:
 /// whoever asks for a reboot sets the record it was written through as well.
 ///
-/// Each request for any of these values comes here, so an answer reads no file more often than every kMaxAge, and waits
-/// for nothing but disks that nobody asked for lately (see Watch); only the uptime is of the moment. The processors'
-/// counters are also read every loadInterval, so that a poller gets the mean of the last minute however seldom it
-/// comes.
+/// Every request for one of these values comes here, so files are read at most every kMaxAge. A reply waits only for
+/// disks whose last reading is too old (see Watch); only the uptime is always current. The processors' counters are
+/// also read every loadInterval, so that infrequent pollers get the mean of the last minute, too.
 class SystemInfo : public IdTable {
   public:
     static constexpr uint64_t kMaxAge = 250;           ///< ms, of memory and processors

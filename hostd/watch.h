@@ -13,19 +13,19 @@
 
 namespace hostd {
 
-/// A source that can block, read on a helper thread. A reading older than `maxAge` is renewed before it is returned:
-/// the caller waits for the new one, kWait at most, and then gets the last one unless that is older than kOldest. A
-/// reading that hangs is waited for once, and a source whose last reading took longer than kWait isn't waited for.
+/// A source that can block, read on a helper thread. A reading older than `maxAge` is renewed before it is shown: the
+/// caller waits for the new one, kWait at most, then gets the last one unless it is older than kOldest. A reading that
+/// hangs is waited for once, and a source whose last reading took longer than kWait isn't waited for.
 ///
-/// To avoid these waits, and so that slow sources have something to show, it is also read ahead: shortly before
-/// `maxAge` has passed, until `linger` after the last query, then every `pause` for good. That needs the process's
-/// loop; without one it is read when it is queried.
+/// So that callers rarely wait, and slow sources have values to show, it is also read ahead: shortly before `maxAge` has
+/// passed until `linger` after the last request, then every `pause` for good. That needs the process's loop; without
+/// one it is read on request only.
 template <class T>
 class Watch {
   public:
     static constexpr uint64_t kLinger = 120'000;  ///< ms
     static constexpr uint64_t kPause = 30'000;    ///< ms
-    static constexpr uint64_t kOldest = 90'000;   ///< ms since its begin
+    static constexpr uint64_t kOldest = 90'000;   ///< ms since the start of the reading
     static constexpr std::chrono::milliseconds kWait{200};
 
     /// @param what    what is read, for the log ("disks")
@@ -52,7 +52,7 @@ class Watch {
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
 
-    /// Reads when that is due, and goes on reading: for sources that are to be known before somebody asks.
+    /// Starts a reading if one is due, and keeps reading ahead: for sources needed before the first request.
     void keepReading() {
         const uint64_t now = *now_ = tn::getMilliseconds();
         static_cast<void>(background_.latest(now));
@@ -71,7 +71,7 @@ class Watch {
         auto dated = background_.latest(asked_);
         if (!isEager_) keepReading();  // faster from now on
         const auto until = std::chrono::steady_clock::now() + kWait;
-        // The first to end may have been under way for long.
+        // The first reading to end may have started long ago.
         while ((!dated || (dated->begun + maxAge_ <= asked_ && !dated->isSlow)) && background_.wait(until))
             dated = background_.latest(asked_);
         if (!dated || dated->begun + kOldest < asked_) return nullptr;

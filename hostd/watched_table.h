@@ -22,7 +22,7 @@ struct Reading {
     std::vector<Entry> rows;
 };
 
-/// A table whose rows a Watch reads, from its construction on. An Entry is as keepIds wants it. A derived class
+/// A table whose rows a Watch reads, from its construction on. An Entry is as keepIds expects it. A derived class
 /// supplies the fields of a row.
 template <class Entry>
 class WatchedTable : public IdTable {
@@ -30,10 +30,10 @@ class WatchedTable : public IdTable {
     using Source = Watch<Reading<Entry>>;
 
     /// @param what  what the rows are, for the log ("PCI devices")
-    /// @param read  runs on the helper thread, as Watch's; the others too
+    /// @param read  runs on the helper thread; this and maxAge are as Watch's
     WatchedTable(const std::string& what, std::function<Reading<Entry>()> read, uint64_t maxAge, IdRange range)
         : WatchedTable(what, std::make_shared<Source>(what, std::move(read), maxAge), range) {}
-    /// @param source  others may show it, too
+    /// @param source  may be shared with other tables
     WatchedTable(std::string what, std::shared_ptr<Source> source, IdRange range)
         : what_(std::move(what)), source_(std::move(source)), range_(range) {
         source_->keepReading();
@@ -42,7 +42,7 @@ class WatchedTable : public IdTable {
 
   protected:
     virtual void list(const Entry& entry, tn::message& item) const = 0;
-    /// One that isn't shown keeps its id meanwhile.
+    /// An entry that isn't shown keeps its id.
     [[nodiscard]] virtual bool isShown(const Entry&) const { return true; }
 
   private:
@@ -71,7 +71,7 @@ class WatchedTable : public IdTable {
     std::shared_ptr<const Reading<Entry>> taken_;
     std::string problem_;
     std::map<uint32_t, Entry> rows_;
-    std::map<uint32_t, Entry> known_;  ///< the last that there were: what comes back after a failed reading has its id
+    std::map<uint32_t, Entry> known_;  ///< the last rows read, so that they keep their ids across a failure
 };
 
 }  // namespace hostd

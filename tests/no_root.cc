@@ -1,5 +1,5 @@
-// In every test program: no file or socket of the platform can be made unless a test says where. The variable is set
-// before any other static object of the program looks at it.
+// Linked into every test program: the platform's files and sockets can't be created until a test sets a root. Set
+// before any other static object reads the variable.
 #include <cstdlib>
 
 namespace {

@@ -218,7 +218,7 @@ bool Bus::sendNotification(const Link& connection, NoteKey key, const message& n
 void Bus::handlePacket(const Link& connection, message& packet) {
     touch();
     if (!packet.has(field::ReplyTo)) return handleRequest(connection, packet);
-    if (!connection->dialled()) {  // requests go out on the others alone
+    if (!connection->dialled()) {  // requests are sent only on dialled ones
         serr << "bus: reply from process " << connection->peer().pid << ", which was never asked, connection closed";
         return lose(connection);
     }

@@ -42,7 +42,7 @@ class Bus {
     /// To a handler of another process. The destination isn't empty.
     message send(message m);
     message exchange(message m, uint32_t timeoutMs);
-    /// Milliseconds that all exchanges from the next one on share; 0: each has its own timeout.
+    /// One timeout in ms, counted from the next exchange, for it and all after it; 0: each has its own timeout.
     void setBudget(uint32_t milliseconds);
     /// To a handler of this process, on its own behalf.
     message dispatchLocal(const message& m);
@@ -119,8 +119,8 @@ class Bus {
     uint32_t lastRequest_ = 0;
     unsigned exchanges_ = 0;     ///< under way, one inside the other
     uint32_t budget_ = 0;        ///< milliseconds; 0: none
-    uint64_t budgetEnd_ = 0;     ///< milliseconds, as getMilliseconds; 0: nothing was exchanged yet
-    std::vector<Link> debtors_;  ///< connections on which a reply is owed; also some that have settled or closed
+    uint64_t budgetEnd_ = 0;     ///< milliseconds, as getMilliseconds; 0 before the first exchange
+    std::vector<Link> debtors_;  ///< connections that owe a reply; may include settled and closed ones
 
     MergeQueue<Kept> kept_;  ///< came while an exchange waited for something else, in order
     size_t keptOctets_ = 0;

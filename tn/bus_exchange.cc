@@ -79,7 +79,7 @@ void Bus::setBudget(uint32_t milliseconds) {
     budgetEnd_ = 0;
 }
 
-/// When an exchange that begins now has to end.
+/// Deadline of an exchange that begins now.
 uint64_t Bus::deadlineOf(uint32_t timeoutMs) {
     const uint64_t now = getMilliseconds();
     if (budget_ == 0) return now + timeoutMs;
@@ -192,8 +192,8 @@ Received Bus::awaitReply(const Link& connection, uint32_t requestId, uint64_t de
 
 // --- what came in between --------------------------------------------------------------------------------------------
 
-// A process handles one message at a time: what it owes on one of its numbers, it owes on all. Where its pid isn't
-// known (0: it is in another namespace), on that one.
+// A process handles one message at a time, so a reply owed on one of its numbers blocks all of them. If its pid is
+// unknown (0: another pid namespace), only the connection itself is blocked.
 bool Bus::stillOwes(const Connection& asked) {
     if (debtors_.empty()) return false;
     for (const Link& debtor : std::vector<Link>(debtors_)) {

@@ -59,7 +59,7 @@ void BusListeners::takeOver() {
             continue;
         }
         fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
-        ::listen(fd, SOMAXCONN);  // again: peers see this process in SO_PEERCRED from now on, not the one that made it
+        ::listen(fd, SOMAXCONN);  // again: SO_PEERCRED then shows peers this process, not the socket's creator
         BusListener listener;
         listener.socket = Descriptor(fd);
         listener.group = groupOf(number);

@@ -70,7 +70,7 @@ Descriptor makeBusFolder(uint32_t number, std::string& why) {
     return folder;
 }
 
-/// The lock file stays when its holder goes: taking it away would let two processes lock two files of one name.
+/// The lock file stays when its holder exits: removing it would let two processes lock two files of the same name.
 Descriptor lockNumber(const Descriptor& folder, uint32_t number, std::string& why) {
     const std::string name = std::to_string(number);
     constexpr int kFlags = O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC;

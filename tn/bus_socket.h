@@ -39,12 +39,12 @@ struct BusListener {
     void withdraw(uint32_t number);
 };
 
-/// Takes the locks of these numbers before anything else of the root is opened; openBusListener takes them over. A
-/// number whose socket was handed over is its spawner's to lock.
-/// @param why  one line when that fails: another live process serves one of them, the folder can't be made
+/// Locks these numbers, before anything else under the root is opened; openBusListener takes the locks over. A number
+/// whose socket was handed over may already be locked by its spawner.
+/// @param why  one line when that fails: another live process serves one of them, the folder can't be created
 [[nodiscard]] bool claimBusNumbers(std::span<const uint32_t> numbers, std::string& why);
 
-/// The listening sockets that a service manager or spawner has handed over, by what they are called (sd_listen_fds).
+/// The listening sockets handed over by a service manager or spawner, by their names (sd_listen_fds_with_names).
 [[nodiscard]] std::multimap<std::string, int> receivedSockets();
 
 /// Opens the listening socket of a number; a socket left behind by a dead process is replaced.

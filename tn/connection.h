@@ -49,7 +49,7 @@ class Connection {
     /// Throws the queue away; owners as for flush.
     void dropQueue(std::vector<Handler*>& dropped);
 
-    /// A reply that an exchange gave up waiting for. Until it comes the whole process counts as hung.
+    /// A reply that an exchange gave up waiting for. While it is owed, the whole peer process counts as hung.
     struct Owed {
         uint32_t request = 0;
         uint64_t until = 0;            ///< milliseconds, as getMilliseconds; then the peer gets another chance

@@ -7,13 +7,13 @@ namespace tn {
 
 /// What a daemon does before it opens anything under its root:
 ///
-/// - The end of whoever reads its output doesn't end it (SIGPIPE). Children have to get the default back.
-/// - Its memory, which holds passwords, is for root alone to dump or trace (PR_SET_DUMPABLE), but in a debug build.
-/// - A root in which other users could swap files is refused (isRootSafe).
-/// - The numbers are its own from here on (claimBusNumbers), so no two processes open one store.
+/// - Ignores SIGPIPE, so that it survives the reader of its output. Children must restore the default.
+/// - Lets only root dump or trace its memory, which holds passwords (PR_SET_DUMPABLE), except in a debug build.
+/// - Refuses a root in which other users could replace files (isRootSafe).
+/// - Claims its numbers (claimBusNumbers), so no two processes open the same store.
 ///
 /// @param numbers  those it will serve on the bus
-/// @return false, with one line on standard error, when it can't go on
+/// @return false, with one line on standard error, when the daemon must not start
 [[nodiscard]] bool startDaemon(std::span<const uint32_t> numbers);
 
 }  // namespace tn

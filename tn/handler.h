@@ -20,7 +20,7 @@ class policies {
   public:
     /// @param mask  rights of which the caller must hold one
     void add_policy(uint32_t command, uint32_t mask) { masks_[command] = mask; }
-    /// For a handler that keeps secrets: commands that show its data, and subscriptions, need right::Write.
+    /// For a handler with secrets: get, get-all, get-object and subscribe then need right::Write.
     void protectData();
     [[nodiscard]] uint32_t needed(uint32_t command) const;
     [[nodiscard]] const std::map<uint32_t, uint32_t>& all() const { return masks_; }

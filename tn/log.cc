@@ -30,19 +30,18 @@ namespace {
 
 constexpr uint64_t kBurst = 256;        // lines of one cause at once
 constexpr uint64_t kRefill = 1000;      // milliseconds until a cause may write one line more
-constexpr size_t kStrangersLines = 10;  // in any time of this many milliseconds:
+constexpr size_t kStrangersLines = 10;  // in any interval of kStrangersTime ms
 constexpr uint64_t kStrangersTime = 1000;
 constexpr size_t kMaxCauses = 256;  // each with a bucket of its own; any others share one for each stream
 constexpr std::string_view kOtherCauses;
 
 std::atomic<LogTarget> currentTarget{LogTarget::Syslog};
 
-/// Writes what there is room for. @return octets written, or -1
+/// Writes as much as there is room for. @return octets written, or -1
 ssize_t writeWithoutWaiting(int fd, std::string_view octets) {
     const ssize_t sent = send(fd, octets.data(), octets.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent >= 0 || errno != ENOTSOCK) return sent;
-    // The descriptor is shared with whoever started us, so O_NONBLOCK isn't ours to set. A pipe that is writable has
-    // room for PIPE_BUF octets.
+    // O_NONBLOCK would change the descriptor for the parent process, too. A writable pipe has room for PIPE_BUF octets.
     pollfd output = {.fd = fd, .events = POLLOUT, .revents = 0};
     if (poll(&output, 1, 0) != 1) return -1;
     return write(fd, octets.data(), std::min<size_t>(octets.size(), PIPE_BUF));
@@ -60,7 +59,7 @@ class Output {
     }
 
   private:
-    /// One call for a line, mostly, so that lines of several processes don't mix.
+    /// Usually one call per line, so that lines of several processes don't mix.
     bool put(const std::string& text) {
         const std::string line = (cut_ ? "\n" : "") + text + "\n";
         std::string_view rest = line;
@@ -76,7 +75,7 @@ class Output {
 
     int fd_;
     std::mutex mutex_;
-    bool cut_ = false;  ///< the last line ends in its middle
+    bool cut_ = false;  ///< the last line was only partly written
     uint64_t lost_ = 0;
 };
 
@@ -97,7 +96,7 @@ struct Bucket {
     }
 };
 
-/// When strangers brought about their last lines.
+/// When the last lines about strangers were written.
 struct Window {
     std::array<uint64_t, kStrangersLines> written{};
     size_t oldest = 0;
@@ -114,8 +113,8 @@ struct Window {
 /// The buckets of the process. Helper threads log too, so all of it is under one lock.
 class Limiter {
   public:
-    /// Whether a line may be written; `summary` is called, under the lock, for each cause, and for strangers, when
-    /// there is room to tell how much of theirs was left out.
+    /// Whether a line may be written. For each cause, and for strangers, that has room again, calls `summary`, under
+    /// the lock, with the number of lines left out.
     template <class Summary>
     bool admit(const lstream& stream, std::string_view cause, Summary summary) {
         const std::lock_guard lock(mutex_);

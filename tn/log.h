@@ -8,9 +8,9 @@
 
 namespace tn {
 
-/// Where log streams write. Nothing waits there for a reader: when a pipe or terminal is full, lines are lost, and a
-/// line that tells how many comes first when it has room again. Standard output and error lines go there whatever the
-/// target is, except for None.
+/// Where log streams write. Writing never blocks: when a pipe or terminal is full, lines are lost, and a line with
+/// their number follows once there is room again. Standard output and error lines go there whatever the target is,
+/// except for None.
 enum class LogTarget { Stderr, Syslog, None };
 void setLogTarget(LogTarget target);
 
@@ -23,8 +23,8 @@ void setLogTarget(LogTarget target);
 /// many were left out follows with the next line of any stream when there is room again. So a statement begins with
 /// fixed text, and what a program was asked to print (tnctl's tables) goes elsewhere. A muted stream formats nothing.
 ///
-/// Lines that strangers bring about, peers that haven't shown that they may ask anything, are at most 10 in any second,
-/// whatever their causes; how many were left out is told in the same way.
+/// Lines caused by strangers (peers that haven't proved any access rights) are limited to 10 a second in total,
+/// whatever their causes; how many were left out is reported in the same way.
 class lstream {
   public:
     enum class Sink { Log, Stdout, Stderr };
@@ -90,7 +90,7 @@ class lstream {
 /// The process's own lines on standard output and standard error, without a topic.
 extern lstream sout;
 extern lstream serr;
-/// The same, for lines that strangers bring about.
+/// The same, for lines caused by strangers.
 extern lstream strangersOut;
 extern lstream strangersErr;
 

@@ -72,9 +72,9 @@ class Looper : public Handler, public ThinRunner {
     std::unique_ptr<Bus> bus_;
 };
 
-/// One timeout for everything that is fetched to answer one request. While it exists, the looper's exchanges with other
+/// One timeout for everything fetched to answer one request. While it exists, the looper's exchanges with other
 /// processes share `milliseconds`, counted from the start of the first; after that they fail at once with
-/// error::TimedOut. Handlers of the same process are called as ever. At most one exists at a time.
+/// error::TimedOut. Handlers of the same process aren't affected. At most one exists at a time.
 class ExchangeBudget {
   public:
     explicit ExchangeBudget(const Looper& looper, uint32_t milliseconds = kExchangeTimeout);

@@ -41,7 +41,7 @@ bool makeOne(const std::string& folder, unsigned mode) {
         errno = failure ? failure.value() : ENOTDIR;
         return false;
     }
-    // The umask takes bits away from mkdir's mode. By descriptor: a name can be made to mean something else meanwhile.
+    // The umask clears bits of mkdir's mode. By descriptor: the name could refer to something else by now.
     const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0) return false;
     const bool done = fchmod(fd, mode) == 0;
@@ -91,7 +91,7 @@ bool isRootSafe(std::string& why) {
         const std::string folder = rooted(each);
         for (const int flags : {AT_SYMLINK_NOFOLLOW, 0}) {
             struct stat status {};
-            if (fstatat(AT_FDCWD, folder.c_str(), &status, flags) != 0) break;  // made by us when it is needed
+            if (fstatat(AT_FDCWD, folder.c_str(), &status, flags) != 0) break;  // created by us when needed
             if (status.st_uid != 0 && status.st_uid != geteuid()) {
                 return refuse(folder, "belongs to user " + std::to_string(status.st_uid), why);
             }

@@ -166,7 +166,7 @@ std::string Store::Impl::open(unsigned flags) {
     if (std::string reason = openDatabase(file, db); !reason.empty()) return reason;
     if (std::string reason = verify(); !reason.empty()) return reason;
 
-    // What SQLite makes later copies it. Not fchmod: closing any descriptor of a file drops SQLite's locks on it.
+    // SQLite copies the mode to files it creates later. Not fchmod: closing any descriptor drops SQLite's locks.
     for (const char* side : {"", "-wal", "-shm"}) {
         const std::string part = file + side;
         if (fchmodat(AT_FDCWD, part.c_str(), 0600, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT)
@@ -227,7 +227,7 @@ bool Store::Impl::failed(std::string_view what) {
 
 bool Store::Impl::change(const Use& use, std::string_view what) { return use.step() == SQLITE_DONE || failed(what); }
 
-/// Whether there is a row, or one more. A failure, a busy or unreadable file say, is the end of the store.
+/// Whether there is a row, or another one. A failure, such as a busy or unreadable file, disables the store.
 bool Store::Impl::next(const Use& use) {
     const int result = use.step();
     if (result != SQLITE_ROW && result != SQLITE_DONE) giveUp(sqlite3_errmsg(db.get()));

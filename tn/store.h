@@ -12,9 +12,9 @@ namespace tn {
 /// A file of messages keyed by a 32-bit id, kept in SQLite. A set or remove that returned true survives a killed
 /// process and a pulled plug (WAL, synchronous=FULL).
 ///
-/// A file that is corrupt, not ours or can't be read, when it is opened or later, is reported with one line on standard
-/// error and not written from then on: the store is then empty and every change fails with a text that says so. So
-/// nobody takes what can't be read for missing, and writes defaults over it.
+/// A file that is corrupt, not ours or unreadable, when it is opened or later, is reported with one line on standard
+/// error and not written from then on: the store is then empty and every change fails with a text that says so. So a
+/// caller never mistakes an unreadable file for a missing one and overwrites it with defaults.
 class Store {
   public:
     /// @param path   a platform path ("/tern/store/snmpd"), looked for under root(); its folder is made when missing

@@ -13,7 +13,7 @@ namespace {
 
 constexpr size_t kMaxSubscribers = 4096;  // of one handler
 
-// Of one connection without all rights, in all handlers.
+// Of one connection without full rights, over all handlers.
 constexpr size_t kMaxShare = 32;
 constexpr size_t kMaxShareOctets = 16 * 1024;
 

@@ -1,16 +1,16 @@
 #!/usr/bin/env python3
-"""Nobody removes folders or signals processes but those files that guard it: a test once emptied the machine it ran on."""
+"""Only guarded helpers may remove folders or signal processes: a test once emptied the machine it ran on."""
 import pathlib
 import re
 import subprocess
 import sys
 
 FOLDERS = ("agent", "bench", "fuzz", "hostd", "node", "plugins", "tests", "tn", "tnctl", "tools", "dev", ".ci")
-RULES = [  # what, how it looks, where it may stand
+RULES = [  # what, pattern, files where it is allowed
     ("removes a folder with all that is in it",
      re.compile(r"\b(?:remove_all|rmtree|removedirs|nftw|fts_open)\b|\brm[\s\"',]+-\w*[rR]|\s-delete\b"),
      {"tests/tn/temp_root.h", "tests/e2e/harness.py"}),
-    ("signals a process by its number",  # a Popen's kill() looks first whether it is its child still
+    ("signals a process by its number",  # Popen.kill() first checks that the child still runs
      re.compile(r"(?<![\w.])kill\s*\(|\bos\.kill(?:pg)?\b|\b(?:killpg|tgkill|sigqueue|pidfd_send_signal|pkill|killall)\b"),
      {"tests/tn/child.h", "tests/e2e/harness.py", "hostd/spawner.cc"}),
 ]

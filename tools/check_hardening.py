@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
-"""check_hardening.py BUILD PROGRAM...: whether what the compiler and linker were told to do for the programs' safety is in
-their ELF files. Landing pads and the shadow stack are looked for in the objects: the linker takes their mark away from a
-program that has one object without, and start-up code of Debian 12 is such a one."""
+"""check_hardening.py BUILD PROGRAM...: checks that the hardening options of the compiler and linker took effect in the
+ELF files. Landing pads and the shadow stack are checked in the objects: the linker drops their mark from a program if
+one object lacks it, as the startup code of Debian 12 does."""
 import pathlib
 import re
 import subprocess
 import sys
 
-MARKS = {  # what: in `readelf -hldW --dyn-syms`
+MARKS = {  # what: pattern in `readelf -hldW --dyn-syms`
     "position independence (-pie)": r"FLAGS_1\).*\bPIE\b",
     "binding at the start (-z now)": r"\(FLAGS(?:_1)?\).*\b(?:BIND_)?NOW\b",
     "read-only relocations (-z relro)": r"\bGNU_RELRO\b",

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What is built from comes with the packages that ./dev run installs by name: a fresh machine has no others."""
+"""Checks that every header comes from a package that ./dev run installs by name: a fresh machine has no others."""
 import pathlib
 import re
 import subprocess

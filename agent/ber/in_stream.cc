@@ -7,7 +7,7 @@ namespace snmp {
 
 namespace {
 
-constexpr size_t kNamePasses = 3;  // over a message, at most
+constexpr size_t kNamePasses = 3;  // over the names of one message, at most
 
 // One piece, so that each text is a cause of its own and one flood doesn't hide the others.
 tn::lstream::Line say(std::string_view text) { return tn::strangersOut << std::string("SNMP InStream: ").append(text); }

@@ -47,8 +47,8 @@ class InStream : public UberStream {
     /// The content of a BIT STRING, the count of unused bits (0 to 7) included as the first octet.
     bool getBits(std::vector<unsigned char>* bits);
     /// OBJECT IDENTIFIER. Its first octet is split by 40 whatever the first arc; no content at all is 0.0. Fails once
-    /// the names read have three times the message's octets in all: reading them, grouping them and repeating them in a
-    /// v1 error takes one pass each, and only names that overlap need more.
+    /// all names read add up to more than three times the message's size: reading, grouping and repeating them in a v1
+    /// error is one pass each, so only overlapping names exceed that.
     bool getOID(OID* oid);
 
     /// Enters a constructed value: the length of its content, the cursor at its first octet; -1 when the length can't
@@ -71,8 +71,8 @@ class InStream : public UberStream {
     /// msgFlags is empty; the flag for privacy without the one for authentication is an error.
     bool readV3Info(V3Error& error);
     /// Decrypts the scoped PDU when the message says that it is encrypted, reads its context, and checks engine, time
-    /// and digest (RFC 3414, 3.2); the cursor is then at the PDU. A strict server decrypts only what is authenticated:
-    /// the rest stays sealed, and has an error. What is wrong is told in `error` unless something else was wrong
+    /// and digest (RFC 3414, 3.2); the cursor is then at the PDU. A strict server decrypts only authenticated
+    /// messages; others stay sealed and get an error. What is wrong is told in `error` unless something else was wrong
     /// before. The record becomes that of the reply: the agent's engine id where another was named, the agent's boots
     /// and time, a salt of its own.
     /// @return false when nothing can be answered: it can't be decrypted or has no scoped PDU. The message is then
@@ -85,7 +85,7 @@ class InStream : public UberStream {
     [[nodiscard]] uint32_t securityLevel() const { return level_; }
     /// Whether the digest was right.
     [[nodiscard]] bool isAuthenticated() const { return authenticated_; }
-    /// Whether the PDU is encrypted and was left so.
+    /// Whether the PDU is still encrypted.
     [[nodiscard]] bool isSealed() const { return sealed_; }
 
     /// Octets before the cursor.

@@ -97,7 +97,7 @@ void InStream::takeEngine(V3Error& error, const V3ServerInfo& server) {
     v3_.contextEngineID = server.engineId;
 }
 
-// Time first, on purpose, unless the server is strict: then nothing is told of what the digest doesn't prove.
+// Time first, on purpose, unless the server is strict: then only authenticated messages get a Report about their time.
 void InStream::checkTimeAndDigest(V3Error& error, const UserKeys& keys, const V3ServerInfo& server) const {
     // Unsigned: a time ahead of the agent's is far behind it.
     const bool isTimely = server.engineTime() - v3_.msgAuthoritativeEngineTime <= kTimeWindow &&

@@ -15,7 +15,7 @@ class UberStream {
     explicit UberStream(std::span<const uint8_t> octets) : data_(octets.begin(), octets.end()), size_(octets.size()) {}
 
     [[nodiscard]] size_t size() const { return size_; }
-    /// Octets of memory that the message and its writing have taken.
+    /// Octets of memory allocated for the message.
     [[nodiscard]] size_t capacity() const { return data_.capacity(); }
     [[nodiscard]] std::span<const uint8_t> bytes() const { return {data_.data(), size_}; }
     /// Writes each octet as two hexadecimal digits and a space, sixteen a line, and a line break at the end.

@@ -57,7 +57,7 @@ struct V3ServerInfo {
     uint32_t engineBoots = 0;
     uint32_t startUptime;  ///< seconds the machine was up when the agent was made
     std::string engineId;  ///< empty until it is set
-    /// Authentication parameters of any but 12 octets are refused, and nothing is told of what they don't prove.
+    /// Refuses authentication parameters that aren't 12 octets, and checks the digest before anything else.
     bool strictDigest = false;
 
     [[nodiscard]] uint32_t engineTime() const;  ///< seconds since startUptime

@@ -75,7 +75,7 @@ bool readPduHeader(Context& c, Request& request) {
 }
 
 bool copyPduHeader(Context& c, Request& request) {
-    // A Report on a message that stays sealed has the request id 0 (RFC 3412, 7.1).
+    // A Report on a message that wasn't decrypted has the request id 0 (RFC 3412, 7.1).
     if (!c.in.isSealed() && !readPduHeader(c, request)) return drop(dlog, "bad packet");
     c.out.startSeq(c.v3Error != V3Error::None ? pdu::Report : pdu::Response);
     c.out.add(request.id, tag::Integer);
@@ -138,7 +138,7 @@ void addNullBinding(Context& c) {
     c.out.endSeq();
 }
 
-/// Appends the failing varbind, in v1 (RFC 1157, 4.1.2) those after it too, as far as a reply can carry them.
+/// Appends the failing varbind, in v1 (RFC 1157, 4.1.2) also those after it, as far as a reply has room.
 void addUnserved(Context& c, uint32_t failed) {
     if (!c.isV1()) return addNullBinding(c);
     c.in.restoreSeq(c.firstBinding);
@@ -149,8 +149,8 @@ void addUnserved(Context& c, uint32_t failed) {
     }
 }
 
-/// Turns the reply into an error response: what was served, then NULL for what wasn't. One that would be too large, or
-/// that no varbind gave rise to, carries none.
+/// Turns the reply into an error response: the varbinds served, then NULL for those that weren't. A reply that would be
+/// too large, or an error not caused by a varbind, has none.
 void rewriteAsError(Context& c, ErrorStatus status, const Request& request) {
     if (!dlog.isMuted()) dlog << "error: " << errorStatusText(status);
     const uint32_t failed = c.bindingIndex;

@@ -15,8 +15,8 @@ bool sameStart(const OID& a, const OID& b) {
     return std::equal(a.begin(), a.begin() + n, b.begin());
 }
 
-/// The branch with the longest registered prefix of a name. Every prefix of the name is one of the branch before it,
-/// too: each look-up leaves what the two have in common.
+/// The branch with the longest registered prefix of a name. If the branch that precedes the name isn't a prefix, only a
+/// prefix common to both can be: each look-up shortens the name to that.
 std::map<OID, Branch*>::const_iterator longestPrefixOf(OID name) {
     while (!name.empty()) {
         auto at = branches.upper_bound(name);

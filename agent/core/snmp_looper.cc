@@ -107,7 +107,7 @@ int SnmpLooper::openSocket() const {
     const socklen_t length = dualStack ? sizeof any6 : sizeof any4;
     if ((!dualStack || setOption(fd, IPPROTO_IPV6, IPV6_RECVPKTINFO)) && setOption(fd, IPPROTO_IP, IP_PKTINFO) &&
         setOption(fd, SOL_SOCKET, SO_REUSEADDR) && bind(fd, address, length) == 0 &&
-        // Kept, it would let any user bind a port of 1024 or more once again, and get our requests.
+        // If it stayed set, any user could bind a port of 1024 or more again and receive our requests.
         setOption(fd, SOL_SOCKET, SO_REUSEADDR, 0)) {
         return fd;
     }

@@ -47,7 +47,7 @@ class SnmpLooper : public tn::Looper {
   private:
     [[nodiscard]] int openSocket() const;
     void receive(int fd);
-    bool serve(const IPAddr6& source);  ///< answers context_'s request; what its Sets change is written afterwards
+    bool serve(const IPAddr6& source);  ///< answers context_'s request, then writes what its Sets changed
     void adopt(Settings settings);      ///< puts them in force
     void warnOfUsers() const;           ///< of what makes SNMPv3 unsafe or useless
 

@@ -11,7 +11,7 @@ namespace snmp {
 
 namespace {
 
-constexpr size_t kDumped = 150;  // octets of a bad message that are logged, its header among them: ten lines
+constexpr size_t kDumped = 150;  // octets of a bad message that are logged: ten lines, header included
 
 constexpr std::array<std::string_view, kV3Errors> kV3ErrorText = {
     "unsupported security level",
@@ -49,7 +49,7 @@ bool admitUser(Context& c, const IPAddr6& source, const Item*& entry) {
     if (!slog.isMuted()) slog << "user: " << c.community;
     entry = loop->communities().find(c.community);
     const bool strict = loop->v3Server().strictDigest;
-    // To strangers a strict agent has no users: nothing comes back that a password could be tried on.
+    // To strangers a strict agent has no users: it signs nothing that they could try passwords on.
     if (strict && entry != nullptr && !entry->accepts(source)) entry = nullptr;
     uint32_t level = c.in.securityLevel();
     const bool isBelow = entry != nullptr && level < entry->security;
@@ -59,7 +59,7 @@ bool admitUser(Context& c, const IPAddr6& source, const Item*& entry) {
     if (isBelow && !strict) found(V3Error::UnsupportedLevel);
     const UserKeys& keys = keysOf(entry);
     if (!c.in.decryptAndCheckSignature(c.v3Error, keys, loop->v3Server())) return drop(c, "bad v3 packet signature");
-    // Whether a Report may be sent is told by the PDU, or by a flag where that can't be read (RFC 3412, 7.1).
+    // The PDU type says whether a Report may be sent, or a flag when the PDU can't be read (RFC 3412, 7.1).
     if (c.in.isSealed() && (c.in.v3Info().msgFlags[0] & kReportableFlag) == 0) return drop(c, "bad v3 packet digest");
     if (isBelow) found(V3Error::UnsupportedLevel);
     if (entry == nullptr || !entry->accepts(source)) found(V3Error::UnknownUserName);

@@ -8,7 +8,7 @@ namespace snmp {
 
 /// Reads a v3 request up to its PDU, checks it (RFC 3414, 3.2), and begins the reply up to its own PDU. What is wrong
 /// is left in c.v3Error and counted: the reply is then a Report. A strict agent (V3ServerInfo::strictDigest) checks the
-/// digest first, and signs no Report on a request that isn't authenticated.
+/// digest first, and signs no Report to an unauthenticated request.
 /// @param entry  the user's, nullptr for one that isn't known
 /// @return false when nothing must be sent
 bool admitUser(Context& c, const tn::IPAddr6& source, const Item*& entry);

@@ -3,7 +3,7 @@
 namespace snmp {
 
 namespace {
-constexpr size_t kMostKept = size_t{256} << 10;  // octets of memory from one request to the next
+constexpr size_t kMostKept = size_t{256} << 10;  // octets of memory kept between requests
 }
 
 std::array<uint32_t, kV3Errors> Context::v3counters{};

@@ -31,7 +31,7 @@ struct Context {
     explicit Context(std::span<const uint8_t> datagram) : in(datagram) {}
     /// Starts over with another request; the memory of the last one is used again.
     void begin(std::span<const uint8_t> datagram);
-    /// Gives the memory back when the request took much more than usual, so that one datagram leaves nothing behind.
+    /// Frees the memory if the request used much more than usual, so that one large datagram doesn't keep it allocated.
     void end();
 
     // The request as read, and the reply.

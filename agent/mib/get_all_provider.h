@@ -38,7 +38,7 @@ class GetAllProvider : public TableProvider {
 
     /// Appends up to `count` rows to `out`. False when the owner doesn't know the key.
     static bool getData(const Key& key, const MapTable* table, const Source& source, unsigned int count, VData& out);
-    /// @param base  bits of the row's index that aren't its owner's
+    /// @param base  bits of the row's index that aren't part of its owner's id
     static bool setData(Data* row, const MapTable* table, const Source& source, uint32_t base = 0);
     static bool getCount(const Source& source, unsigned int& n);
 

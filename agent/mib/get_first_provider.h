@@ -8,17 +8,17 @@
 
 namespace snmp {
 
-/// The first row of an owner's list for which the build function gives a record, looked for from the list's beginning
-/// at each get. It can't be written.
+/// The first row of an owner's list for which the build function returns a record. Each get searches the list from its
+/// beginning. It can't be written.
 class GetFirstProvider : public SingleProvider {
   public:
-    /// @param build   null for a row that isn't the one wanted
-    /// @param wanted  fields sent with each request: an owner that knows them lists only rows that have them, so that
-    ///                one exchange finds the row however long the list
+    /// @param build   returns null for a row that doesn't qualify
+    /// @param wanted  fields sent with each request: an owner that supports them lists only matching rows, so that one
+    ///                exchange finds the row however long the list is
     GetFirstProvider(std::vector<uint32_t> path, BuildFunction build, tn::message wanted = {})
         : path_(std::move(path)), build_(build), wanted_(std::move(wanted)) {}
 
-    /// Object id of the row found last; the owner is asked when there is none. tn::kNoId when it has none either.
+    /// Object id of the row found last; queries the owner if there is none yet. tn::kNoId if the owner has none.
     [[nodiscard]] uint32_t getFirstObjId();
 
   protected:

@@ -29,11 +29,11 @@ class Packer {
 
     /// Appends the value as one BER element.
     virtual void pack(Context& c, const Data* record) const = 0;
-    /// Reads a Set's value into the record with unpack(), unless it is of another kind than this one's: a number,
-    /// octets or an OID. Within a kind tags don't matter, on purpose. False when the record is as it was.
+    /// Reads a Set's value into the record with unpack(), if it is of this packer's kind: a number, octets or an OID.
+    /// Within a kind tags aren't checked, on purpose. False when the record is unchanged.
     bool take(Data* record, Context& c) const;
-    /// Reads the value, whatever its tag. One that can't be read or is of the wrong size leaves the record as it is;
-    /// the result is the read's.
+    /// Reads the value, whatever its tag. One that can't be read or has the wrong size leaves the record unchanged; the
+    /// result is the read's.
     virtual bool unpack(Data* record, Context& c) const = 0;
     /// Appends the value as index sub-identifiers (RFC 2578, section 7.7); none for a type without an index form.
     virtual void addKeyToName(const Data* record, OID& name) const;

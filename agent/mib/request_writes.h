@@ -7,8 +7,8 @@
 
 namespace snmp {
 
-/// One request while it is being answered. What its Sets write waits until all of them have been read, and is written
-/// when this ends, before the answer leaves: so a hundred Sets of one record in a datagram cost one write to the disk.
+/// One request while it is being answered. Its Sets' writes are postponed until this is destroyed, before the reply is
+/// sent: so a hundred Sets of one record in a datagram cost one write to the disk.
 class RequestWrites {
   public:
     RequestWrites();
@@ -16,19 +16,19 @@ class RequestWrites {
     RequestWrites(const RequestWrites&) = delete;
     RequestWrites& operator=(const RequestWrites&) = delete;
 
-    /// Calls `write` at the end of the request; at once when none is being answered.
+    /// Calls `write` at the end of the request, or at once when no request is being answered.
     static void atEnd(std::function<void()> write);
-    /// Writes what waits without waiting any longer.
+    /// Performs the pending writes now.
     static void writeNow();
 };
 
-/// What Sets change: written once for each request, as the last of them left it.
+/// A record that Sets change: written once per request, in its final state.
 class WriteOnce {
   public:
-    /// @param write  says itself when it fails
+    /// @param write  logs its own failure
     explicit WriteOnce(void (*write)(const tn::message&)) : write_(write) {}
 
-    /// What waits to be written, from which the next Set of the request goes on; null when there is nothing.
+    /// The pending change, which the next Set of the request builds on; null when there is none.
     [[nodiscard]] const tn::message* waiting() const { return change_ ? &*change_ : nullptr; }
     void set(tn::message change);
 

@@ -4,7 +4,7 @@
 //     ifXTable           INDEX { ifIndex }
 //     vendor counters    INDEX { interface id }
 //
-// ifAdminStatus can be written. No other column changes anything: a Set is answered and leaves things as they are.
+// ifAdminStatus can be written. A Set of any other column is answered and changes nothing.
 
 #include "agent/modules/interface_module.h"
 
@@ -162,8 +162,7 @@ std::unique_ptr<Data> IfStats::build(const tn::message& m) {
     return record;
 }
 
-/// ifAdminStatus. The record remembers that it was written, whatever it was before: a Set of another column mustn't
-/// bring a link up or down.
+/// ifAdminStatus. The record notes that it was written, since a Set of another column mustn't bring a link up or down.
 class AdminStatusPacker : public NumPacker {
   public:
     AdminStatusPacker() : NumPacker(tag::Integer) {}

@@ -125,7 +125,7 @@ std::unique_ptr<Data> Systime::build(const tn::message& m) {
     const time_t seconds = m.get_u32(7);
     const auto offset = static_cast<int32_t>(m.get_u32(27));  // seconds east of UTC
     tm local{};
-    tzset();  // localtime_r alone doesn't notice that the administrator has changed the zone
+    tzset();  // localtime_r alone doesn't notice a change of the time zone
     localtime_r(&seconds, &local);
     const auto year = static_cast<unsigned>(local.tm_year + 1900);
     const auto distance = static_cast<unsigned>(std::abs(offset));
@@ -154,7 +154,7 @@ std::unique_ptr<Data> Ident::build(const tn::message& m) {
 void TheSystem::reverseBuild(tn::message&) {
     if (reboot != 0) {
         serr << "TheSystem::REBOOT";
-        RequestWrites::writeNow();  // before there is no time left
+        RequestWrites::writeNow();  // before the machine goes down
         (void)tn::getLooper()->exchangeMessage(tn::request(kReboot, tn::cmd::Reboot));
     }
     if (usbReset != 0) {

@@ -5,7 +5,7 @@
 namespace snmp {
 
 CommunityKeep::CommunityKeep() : Map("/tern/store/snmp-communities", "snmp community") {
-    // Communities and passwords are secrets: who may only read the configuration doesn't get them.
+    // Communities and passwords are secrets: callers with read access alone don't get them.
     policySet().protectData();
 }
 

@@ -60,8 +60,8 @@ tn::message statusChange(uint32_t interface, uint32_t status) {
     return change;
 }
 
-/// Makes room: where interfaces come and go (containers), nobody tells which of those that are down won't come back.
-/// The kernel numbers upwards, so the lowest went first.
+/// Makes room. Where interfaces come and go (containers), one that is down may be gone for good. The kernel numbers
+/// upwards, so the lowest id is the oldest.
 void forgetOldest() {
     if (ifStateMap.size() <= kMaxStates) return;
     const auto oldest = std::ranges::find(ifStateMap, 0U, [](const auto& entry) { return entry.second; });

@@ -14,8 +14,8 @@ namespace snmp {
 /// The interface owner's notification that an interface's status has changed.
 constexpr uint32_t kStatusChanged = 0x10004;
 
-/// Interface id to the last status bits reported. Of more than kMaxStates those that are down, or gone, are forgotten,
-/// the lowest id first.
+/// Interface id to the last status bits reported. Above kMaxStates entries, interfaces that are down or gone are
+/// dropped, lowest id first.
 constexpr size_t kMaxStates = 1024;
 extern std::map<uint32_t, uint32_t> ifStateMap;
 

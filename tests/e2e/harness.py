@@ -1,9 +1,9 @@
 """What the end-to-end tests share: the real programs in a root of their own, and clients that ask them.
 
 Everything started here is ended by its pid and reaped, and every root removed, however the test ends: by unittest's
-clean-ups, and by the kernel when the test process itself is killed. Tests remove folders and signal processes through
-the functions here alone: a test once emptied the machine it ran on. Nothing sleeps for a fixed time; what has to happen
-is waited for, up to PATIENCE.
+clean-ups, and by the kernel when the test process itself is killed. Tests remove folders and signal processes only
+through the functions here: a test once emptied the machine it ran on. Nothing sleeps for a fixed time; what has to
+happen is waited for, up to PATIENCE.
 """
 
 import contextlib
@@ -24,7 +24,7 @@ import unittest
 
 BUILD = pathlib.Path(os.environ["TARNIX_BUILD"]).resolve()
 PATIENCE = 60.0  # seconds until something that has to happen hasn't: a sanitizer build on a busy machine
-NO_ROOT = "/dev/null/no-root"  # where nothing can be made, not even by root
+NO_ROOT = "/dev/null/no-root"  # where not even root can create anything
 PROGRAMS = ("tarnix-snmpd", "tarnix-hostd", "tarnix-node", "tnctl")
 
 SYSTEM = "1.3.6.1.2.1.1"
@@ -33,8 +33,8 @@ SYS_DESCR, SYS_OBJECT_ID, SYS_UPTIME, SYS_CONTACT, SYS_NAME, SYS_LOCATION, SYS_S
 HR_SYSTEM_UPTIME, HR_SYSTEM_DATE = "1.3.6.1.2.1.25.1.1.0", "1.3.6.1.2.1.25.1.2.0"
 HR_MEMORY_SIZE = "1.3.6.1.2.1.25.2.2.0"
 
-os.environ["TERN_ROOT"] = NO_ROOT  # of a program that isn't told its root
-os.umask(0o022)  # what others may write is refused
+os.environ["TERN_ROOT"] = NO_ROOT  # for programs started without a root
+os.umask(0o022)  # group-writable folders are refused
 
 _libc = ctypes.CDLL(None, use_errno=True)
 _PR_SET_PDEATHSIG = 1
@@ -44,7 +44,7 @@ def program(name):
     return str(BUILD / name)
 
 
-_folders = set()  # made here, and so ours to remove
+_folders = set()  # created here, so ours to remove
 
 
 def _make_folder(name):
@@ -54,21 +54,21 @@ def _make_folder(name):
 
 
 def temp_folder(test, name=""):
-    """An empty folder, gone after the test, or after the class of tests."""
+    """An empty folder, removed after the test or the test class."""
     folder = _make_folder(name)
     (test.addClassCleanup if isinstance(test, type) else test.addCleanup)(remove_tree, folder)
     return folder
 
 
 def remove_tree(path):
-    """Removes a folder that was made here, or one in it, with all that is in it."""
+    """Removes a folder created here, or one in it, recursively."""
     path = pathlib.Path(path).resolve()
     assert _folders & {path, *path.parents}, f"{path} isn't this test's to remove"
     shutil.rmtree(path, ignore_errors=True)
 
 
 def signal_process(pid, how=signal.SIGKILL):
-    """Signals one process: 0, -1 and their like would be many."""
+    """Signals one process: pids like 0 and -1 would address many."""
     assert isinstance(pid, int) and pid > 1, pid
     os.kill(pid, how)
 

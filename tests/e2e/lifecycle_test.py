@@ -53,7 +53,7 @@ class Lifecycle(unittest.TestCase):
 
     def test_stopped_owner_process_costs_one_timeout_for_all_its_objects(self):
         agent = Deployment("apart").ends_with(self).start().open()
-        # Each is answered by an owner with a number of its own, all in tarnix-hostd.
+        # Each belongs to an owner with its own number, all in tarnix-hostd.
         names = [SYSTEM + ".4", HR_SYSTEM_DATE, HR_MEMORY_SIZE,
                  *("1.3.6.1.2.1." + table for table in ("2.2", "4.20", "4.21", "17.4", "25.2.3"))]
         host_name = agent.get(SYS_NAME)

@@ -15,12 +15,12 @@ SYSTEM_GROUP = [SYS_DESCR, SYS_OBJECT_ID, SYS_UPTIME, SYS_CONTACT, SYS_NAME, SYS
 
 
 def cpu_milliseconds(pid):
-    """Of its main thread, which serves requests."""
+    """CPU time of its main thread, which serves requests."""
     return int(pathlib.Path(f"/proc/{pid}/schedstat").read_text().split()[0]) / 1e6
 
 
 def peak_memory(pid):
-    """KiB resident, at most so far."""
+    """Peak resident memory in KiB."""
     return int(re.search(r"VmHWM:\s+(\d+)", pathlib.Path(f"/proc/{pid}/status").read_text()).group(1))
 
 

@@ -46,7 +46,7 @@ class Routes:
     @classmethod
     def setUpClass(cls):
         cls.namespace = Namespace(cls, "routes", LINKS)
-        # 0: of a route through a nexthop object the kernel tells the object's number alone.
+        # 0: for a route through a nexthop object the kernel reports only the object's id.
         cls.namespace.run("tee", "/proc/sys/net/ipv4/nexthop_compat_mode", stdin=str(int(cls.kind == "node")))
         up = lambda: [link["ifname"] for link in cls.namespace.ip("link") if link["operstate"] == "UP"]
         eventually(lambda: len(up()) == 6, "the links are up")
@@ -63,7 +63,7 @@ class Routes:
         return {f"{first}.{rest}": value for (first, rest), value in listed.items()}
 
     def hops(self, route):
-        """What `ip` says of a route's next hops, or of the objects that it goes through."""
+        """What `ip` says about a route's next hops, or its nexthop objects."""
         if "nhid" not in route or "dev" in route or "nexthops" in route:
             return route.get("nexthops", [route])
         objects = {one["id"]: one for one in self.namespace.ip("nexthop")}

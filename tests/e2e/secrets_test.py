@@ -1,4 +1,4 @@
-"""Passwords and communities come out nowhere, and the memory that holds them is for root alone to see."""
+"""Passwords and communities leak nowhere, and only root can see the memory that holds them."""
 
 import os
 import pathlib
@@ -13,7 +13,7 @@ from usm_test import Agent
 NOBODY = 65534
 UNITS = pathlib.Path(__file__).resolve().parents[2] / "packaging/systemd"
 
-# One for each place where it goes in. Those that are only guessed are somebody's, too.
+# One for each way in. A wrong guess is a secret, too: it may be someone's password elsewhere.
 COMMUNITIES = {place: f"canary-{place}" for place in ("own", "renamed", "trap", "guessed")}
 PASSWORDS = {place: f"canary-{place}" for place in ("word", "priv-word", "input", "file", "message", "last", "guess")}
 PASSWORDS["too-short"] = "can-ary"
@@ -31,7 +31,7 @@ class Canaries(unittest.TestCase):
     def setUp(self):
         self.agent = Agent("spawn", agent_words=["--strict-usm", "--debug"]).ends_with(self).start().open()
         self.agent.root.chmod(0o755)
-        self.printed = []  # by tnctl, for who may do everything
+        self.printed = []  # by tnctl with full rights
 
     def tnctl(self, *words, stdin="", status=0):
         answer = self.agent.tnctl(*words, stdin=stdin)
@@ -40,7 +40,7 @@ class Canaries(unittest.TestCase):
         return answer.out
 
     def watch(self, *words, prefix=()):
-        """A tnctl for each path that has secrets behind it; what comes in goes to a file."""
+        """A watching tnctl for each path with secrets; its output goes to a file."""
         watchers = []
         for path in ("34", "34,1", "1,1"):
             command = [*prefix, program("tnctl"), "--root", self.agent.root, "watch", *words, path]
@@ -53,7 +53,7 @@ class Canaries(unittest.TestCase):
         self.assertEqual(answer.status == 0, has, answer)
 
     def use_every_place(self):
-        """Gives each secret in, uses it, changes it, takes that back, and looks at everything."""
+        """Enters each secret, uses it, changes it, undoes that, and reads everything."""
         self.tnctl("snmp", "set", "trap-targets=127.0.0.1")
         for place in ("own", "trap"):
             self.tnctl("snmp", "community", "add", f"name={COMMUNITIES[place]}", "addresses=127.0.0.0/8")
@@ -103,13 +103,13 @@ class Canaries(unittest.TestCase):
             for file in ("cmdline", "environ", "status"):
                 self.assert_none(every, pathlib.Path(f"/proc/{pid}/{file}").read_text(errors="replace"), file)
         agent.stop()
-        agent.start().stop()  # everything has been read from its store again
+        agent.start().stop()  # reads everything from its store again
 
         self.assert_none(every, agent.said(), "log")
         self.assert_none(PASSWORDS, "\n".join(self.printed), "tnctl")
         for watcher in readers:
             self.assert_none(every, watcher.said(), watcher.words)
-        holders = set()  # the other watchers' files are among those
+        holders = set()  # includes the other watchers' files
         for file in filter(pathlib.Path.is_file, agent.root.rglob("*")):
             if any(secret.encode() in file.read_bytes() for secret in PASSWORDS.values()):
                 holders.add(file.name)

@@ -46,7 +46,7 @@ class Sensors(unittest.TestCase):
         self.assertEqual(self.agent.get(TEMPERATURE), "INTEGER: -40")
         self.assertEqual(self.agent.get(SUPPLY), 'STRING: "main"')
         self.assertNotIn(CPU_TEMPERATURE, self.agent.snmp("walk", HEALTH).values())
-        # A driver is loaded later, one without a hwmon chip, and the mains fail. Readings are at most some seconds old.
+        # A driver without a hwmon chip is loaded later, and the mains fail. Readings are a few seconds old at most.
         write(self.tree / "class/thermal/thermal_zone0", {"type": "x86_pkg_temp", "temp": "61500"})
         write(self.tree / "class/power_supply/AC", {"online": "0"})
         self.shows(SUPPLY, 'STRING: "none"')

@@ -1,4 +1,4 @@
-"""What other users of the machine, strangers on the network, and whoever reads the log can do to the daemons."""
+"""What other users of the machine, strangers on the network, and the log's reader can do to the daemons."""
 
 import contextlib
 import errno
@@ -79,7 +79,7 @@ class Log(unittest.TestCase):
         finally:
             os.close(filler)
             os.close(reader)
-        time.sleep(1)  # until strangers may write again
+        time.sleep(1)  # until lines about strangers are admitted again
         send(agent.port, *GARBAGE)
         pids = agent.agent_pids()
         self.assertEqual(agent.get(SYS_SERVICES), "INTEGER: 78", "nobody reads its log")

@@ -158,7 +158,7 @@ class Tables:
         numbers = re.findall(r"^cpu(\d+)", pathlib.Path("/proc/stat").read_text(), re.M)
         self.assertEqual(len(self.column(PROCESSOR_ENTRY, 2)), len(numbers))
         self.assertEqual(set(self.column(DEVICE_ENTRY, 2).values()), {".1.3.6.1.2.1.25.3.1.3"})
-        # A busy processor shows: keep one at work for a part of the minute that the load is of.
+        # Keep a processor busy for part of the minute that the load covers.
         with subprocess.Popen([sys.executable, "-c", "while True: pass"]) as busy:
             try:
                 eventually(lambda: max(map(int, self.column(PROCESSOR_ENTRY, 2).values())) >= 20, "a load is seen", 40)
@@ -181,7 +181,7 @@ class Tables:
         eventually(lambda: (folder / "sign").exists() and "sign" in names(), "the script is renamed", 10)
 
 
-# Mounts a file system whose server never answers, then becomes the program: its end is that of the server.
+# Mounts a file system whose server never answers, then executes the program: the server ends with it.
 HANGING_MOUNT = """
 import ctypes, os, sys
 point, *program = sys.argv[1:]

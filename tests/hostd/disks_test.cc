@@ -1,4 +1,4 @@
-// Which mounts are disks, what they are in sum, and how they are read while some of them hang.
+// Which mounts are disks, their sum, and how they are read while some hang.
 
 #include "hostd/disks.h"
 
@@ -30,7 +30,7 @@ TEST(Mountinfo, GivesEachFileSystemOnceUnderAPathThatLeadsToIt) {
         "36 27 0:50 / /net rw - nfs4 server:/x rw\n"
         "37 27 0:50 /sub /net2 rw - nfs4 server:/x rw\n"  // bind mount of a remote one
         "38 27 0:51 / /keys rw - fuse.sshfs me@host:\\040x rw\n"
-        "39 27 0:52 / /fetched rw - autofs /etc/auto.misc rw\n"  // would be mounted by being asked
+        "39 27 0:52 / /fetched rw - autofs /etc/auto.misc rw\n"  // querying it would mount it
         "40 27 0:53 / /tank rw - zfs tank rw\n"
         "41 27 0:54 / /tank/a rw - zfs tank/a rw\n"
         "42 27 0:55 / /tank/.zfs/snapshot/s ro - zfs tank@s ro\n"
@@ -73,7 +73,7 @@ TEST(Disks, AreSummedWithEachSpaceOnce) {
     EXPECT_EQ(sumOfDisks(disks), (DiskSize{95, 65}));
     disks.push_back({{"0:6", "/", "overlay", Overlay}, DiskSize{1000, 400}});
     EXPECT_EQ(sumOfDisks(disks), (DiskSize{1095, 465}));
-    disks.push_back({{"8:3", "/overlay", "/dev/sda3", Local}, DiskSize{1000, 400}});  // what the root is written to
+    disks.push_back({{"8:3", "/overlay", "/dev/sda3", Local}, DiskSize{1000, 400}});  // the root's upper layer
     EXPECT_EQ(sumOfDisks(disks), (DiskSize{1095, 465}));
     disks.back() = {{"8:3", "/data", "/dev/sda3", Local}, DiskSize{1000, 900}};  // another disk of the same size
     EXPECT_EQ(sumOfDisks(disks), (DiskSize{2095, 1365}));
@@ -93,7 +93,7 @@ TEST(Disks, AreSummedWithEachSpaceOnce) {
 
 class DiskReaderTest : public ::testing::Test {
   protected:
-    /// What the threads that hang go on using.
+    /// What hanging threads still use.
     struct State {
         std::mutex mutex;
         std::condition_variable freed;
@@ -117,7 +117,7 @@ class DiskReaderTest : public ::testing::Test {
                 },
                 oldest};
     }
-    /// From now on it is these that hang.
+    /// From now on these hang.
     void hang(const std::string& names) const {
         const std::lock_guard lock(state->mutex);
         state->hung = names;
@@ -127,14 +127,14 @@ class DiskReaderTest : public ::testing::Test {
         const std::lock_guard lock(state->mutex);
         return state->asked[name];
     }
-    /// Of those that tell their size.
+    /// Of those with a known size.
     static std::string names(DiskReader& reader) {
         std::string told;
         for (const Disk& disk : reader.read().rows)
             if (disk.size) told += disk.mount.point[1];
         return told;
     }
-    /// Whether a reading doesn't last to its time-out; it may now and then on a busy machine.
+    /// Whether a reading ends before its timeout; on a busy machine it may not every time.
     static bool isSwift(DiskReader& reader) {
         for (int i = 0; i < 20; ++i) {
             const auto before = std::chrono::steady_clock::now();
@@ -149,11 +149,11 @@ class DiskReaderTest : public ::testing::Test {
 };
 
 TEST_F(DiskReaderTest, MountsThatHangCostTheirOwnSizesOnlyAndAThreadEach) {
-    const std::string hung = "abcdefgjklmn";  // more than are found out in one reading
+    const std::string hung = "abcdefgjklmn";  // more than one reading can detect
     hang(hung);
     DiskReader disks = reader();
     EXPECT_TRUE(eventually([&] { return names(disks) == "hi"; }));
-    EXPECT_TRUE(isSwift(disks));  // those that hang aren't waited for
+    EXPECT_TRUE(isSwift(disks));  // doesn't wait for those that hang
     EXPECT_EQ(disks.read().problem, "no answer: /a, /b, /c, /d, /e, /f, /g, /j, /k, /l, /m, /n");
     for (const char name : hung) EXPECT_EQ(asked(name), 1) << name;
     hang("");

@@ -196,12 +196,12 @@ TEST(GuestConfig, IsWhatTheDescriptionSays) {
         return parseGuest("<domain><title>mail</title><metadata><x/>" + metadata + "</metadata></domain>").comment;
     };
     const std::string space = "='http://libosinfo.org/xmlns/libvirt/domain/1.0'>";
-    const std::string id = "os id='http://debian.org/debian/12'/>";
+    const std::string id = "os id='http://fedoraproject.org/fedora/40'/>";
     EXPECT_EQ(os("<libosinfo:libosinfo xmlns:libosinfo" + space + "<libosinfo:" + id + "</libosinfo:libosinfo>"),
-              "debian 12");
-    EXPECT_EQ(os("<libosinfo xmlns" + space + "<" + id + "</libosinfo>"), "debian 12");
+              "fedora 40");
+    EXPECT_EQ(os("<libosinfo xmlns" + space + "<" + id + "</libosinfo>"), "fedora 40");
     EXPECT_EQ(os("<o:libosinfo xmlns:o='http://other'><o:" + id + "</o:libosinfo>"), "mail");
-    for (const char* odd : {"<os/>", "<os id='http://'/>", "<os id='http://debian.org'/>"})
+    for (const char* odd : {"<os/>", "<os id='http://'/>", "<os id='http://fedoraproject.org'/>"})
         EXPECT_EQ(os("<libosinfo xmlns" + space + odd + "</libosinfo>"), "mail") << odd;
     EXPECT_EQ(parseGuest("<domain><devices><disk type='network'><source protocol='rbd' name='pool/image'/></disk>"
                          "</devices></domain>")

@@ -91,7 +91,7 @@ TEST(Health, TellsWhatIsThere) {
 
 namespace {
 
-/// As text, since only that comes back from another process.
+/// As text, since it comes from another process.
 std::string textOf(const HealthReading& reading) {
     std::string text = reading.sensors.problem;
     for (const auto& value : reading.sensors.values) text += ";" + (value ? std::to_string(*value) : "-");
@@ -99,7 +99,7 @@ std::string textOf(const HealthReading& reading) {
 }
 
 /// readHealth in a process of its own whose /sys/class is this folder: libsensors reads nothing but a mounted sysfs.
-/// "no rights" when no such thing can be made.
+/// "no rights" when that isn't permitted.
 std::string readIn(const std::string& classes, const SensorChoice& choice) {
     int ends[2];
     if (::pipe(ends) != 0) return "no pipe";
@@ -145,7 +145,7 @@ TEST(Sensors, AreReadThroughTheLibrary) {
     chip("2", "psu", {{"in1_input", "230000"}, {"in1_label", "vin"}});
     EXPECT_EQ(readIn(tree.path(), {"none", "none", "none"}), ";-;-;-;1");
     tree.remove("hwmon/hwmon2");
-    tree.write("power_supply/UPS/type", "UPS\n");  // the kernel's word counts
+    tree.write("power_supply/UPS/type", "UPS\n");  // the kernel's list takes precedence
     tree.write("power_supply/UPS/status", "Discharging\n");
     EXPECT_EQ(readIn(tree.path(), {"none", "none", "none"}), ";-;-;-;0");
     tree.remove("power_supply");

@@ -1,4 +1,4 @@
-// Containers of systemd-machined, from a bus that the test plays: D-Bus's own messages over a socket.
+// Containers of systemd-machined, from a simulated bus: real D-Bus messages over a socket.
 
 #include "hostd/machined.h"
 
@@ -141,7 +141,7 @@ TEST(Machined, ContainersAreListedWithTheirStates) {
     bus.machines[0].started = 8;
     EXPECT_EQ(machined->read(1).problem, "systemd-machined: more than the 1 there is room for");
     EXPECT_EQ(bus.osReleases, 2);
-    // libvirt has none to show: these are. What it has goes first.
+    // Shown when libvirt fails. libvirt's own rows take precedence.
     const Reading<Guest> instead = readContainers("test:///no/such/file.xml", *machined);
     EXPECT_EQ(instead.rows.size(), 3U) << instead.problem;
     EXPECT_THAT(instead.problem, ::testing::StartsWith("test:///no/such/file.xml: "));

@@ -1,4 +1,4 @@
-// A netlink socket, by messages of another one, and what is followed through one when messages are lost.
+// A netlink socket that gets another one's messages, and a follower whose messages are lost.
 
 #include "hostd/netlink.h"
 
@@ -69,7 +69,7 @@ class NetlinkSocketTest : public ::testing::Test {
     std::vector<uint16_t> types_;
 };
 
-/// Runs this in a network namespace of its own. False when there can't be one.
+/// Runs this in a separate network namespace. False when that isn't possible.
 bool inOwnNetwork(const std::function<void()>& test) {
     bool isMade = false;
     std::thread([&] {
@@ -79,7 +79,7 @@ bool inOwnNetwork(const std::function<void()>& test) {
     return isMade;
 }
 
-/// Has the kernel tell of more changes of a link than a follower's socket holds, 32 MiB.
+/// Causes more notifications of a link's changes than fit into a follower's socket, 32 MiB.
 void flood() {
     const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     ifreq request{};
@@ -119,7 +119,7 @@ TEST_F(NetlinkSocketTest, AMessageThatIsLongerThanWhatIsReadCountsAsLost) {
 TEST_F(NetlinkSocketTest, MessagesOfStrangersAndLateAnswersArePassedOver) {
     const std::unique_ptr<NetlinkSocket> stranger(opened(new NetlinkSocket, NETLINK_USERSOCK));
     sends(*stranger, {{20, 16}}, 0);
-    sends({{21, 16}}, 77);  // nothing has been asked: the number is that of whoever caused it
+    sends({{21, 16}}, 77);  // nothing was requested: the number is that of the process that caused it
     EXPECT_EQ(takes(9), Outcome::Empty);
     EXPECT_THAT(types_, ElementsAre(21));
 

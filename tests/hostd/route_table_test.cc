@@ -50,7 +50,7 @@ NetlinkMessage<nhmsg> groupOf(uint32_t id, const std::vector<uint32_t>& members)
     mnl_attr_put(message.raw(), NHA_GROUP, group.size() * sizeof group[0], group.data());
     return message.value(NHA_ID, id);
 }
-/// A route of whose next hops the kernel tells the object's id alone.
+/// A route for which the kernel reports only the nexthop object's id.
 Route by(uint32_t nexthop, const std::string& prefix) {
     Route route = routeTo(prefix, {NextHop{}});
     route.nexthop = nexthop;
@@ -179,7 +179,7 @@ TEST_F(RouteTableTest, RoutesThroughNexthopObjectsHaveTheHopsBehindThem) {
     for (const uint32_t used : {7U, 8U, 9U, 70U, 77U}) EXPECT_TRUE(table.usesNexthop(used)) << used;
     EXPECT_FALSE(table.usesNexthop(10));
 
-    // When an object changes its routes are to be listed anew; what is told meanwhile is newer than what is listed.
+    // When an object changes, its routes must be listed anew; notifications meanwhile override what is listed.
     table.beginListing();
     takes(object(7, via("10.0.3.4", 3)));
     takes(object(8, {}, RTM_DELNEXTHOP));
@@ -194,7 +194,7 @@ TEST_F(RouteTableTest, RoutesThroughNexthopObjectsHaveTheHopsBehindThem) {
     EXPECT_THAT(rows(),
                 ElementsAre("10.1.0.0/16 10.0.3.4 dev 3", "10.2.0.0/16 10.0.3.4 dev 3", "10.3.0.0/16 0.0.0.0 dev 5"));
 
-    table.beginListing();  // nothing is told of an object that goes with its link
+    table.beginListing();  // no notification for an object that goes with its link
     table.list(object(7, via("10.0.3.4", 3)).message());
     table.endNexthops();
     lists({by(7, "10.1.0.0/16")});

@@ -156,7 +156,7 @@ TEST(Neighbors, AreThereFromTheFirstWalkOnAndKeepTheirIds) {
 
 class ScriptsTest : public ::testing::Test {
   protected:
-    ScriptsTest() { ::umask(S_IWGRP | S_IWOTH); }  // what others may write isn't run
+    ScriptsTest() { ::umask(S_IWGRP | S_IWOTH); }  // others' write permission would prevent runs
     void has(const std::string& name, const std::string& text = "", mode_t mode = 0755) {
         tree.write(name, "#!/bin/sh\n" + text + "\n");
         ::chmod(tree.path(name).c_str(), mode);

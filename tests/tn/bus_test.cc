@@ -177,7 +177,7 @@ TEST_F(BusTest, PeerThatStillOwesAReplyGetsAnotherChanceAfterAWhile) {
 TEST_F(BusTest, StoppedProcessCostsOneTimeOutForAllItsNumbersAndOthersNothing) {
     Peer stopped({20, 24}, serving({20, 24}));
     const Peer other({44}, serving({44}));
-    for (int round = 0; round < 2; ++round) {  // in the first one, 24 is dialled when the process is stopped already
+    for (int round = 0; round < 2; ++round) {  // in the first one, 24 is dialled after the process was stopped
         stopped.signal(SIGSTOP);
         EXPECT_EQ(errorOf(exchange(askAt(20), 100)), error::TimedOut);
         uint64_t quickest = UINT64_MAX;
@@ -351,7 +351,7 @@ TEST_F(BusTest, MoreConnectionsThanAllowedAreRefusedNotServedBadly) {
     EXPECT_TRUE(eventually([&] { return errorOf(exchange(ask(kEcho))) == 0; }));
 }
 
-/// What other users may do at the peer {24}, whose sockets belong to kGroup.
+/// What other users may do with the peer {24}, whose sockets belong to kGroup.
 class BusRightsTest : public BusTest {
   protected:
     static constexpr gid_t kGroup = 54321;
@@ -360,12 +360,12 @@ class BusRightsTest : public BusTest {
     void SetUp() override {
         if (geteuid() != 0) GTEST_SKIP() << "needs to become other users";
         peer_ = std::make_unique<Peer>(std::vector<uint32_t>{24}, serve, [] { ASSERT_EQ(setegid(kGroup), 0); });
-        // So that strangers get as far as the rights.
+        // So that strangers can connect and only rights stop them.
         std::filesystem::permissions(root_.folder(), std::filesystem::perms(0755));
         ASSERT_EQ(chmod(busFolder().c_str(), 0755), 0);
         ASSERT_EQ(chmod((busFolder() + "/24").c_str(), 0666), 0);
     }
-    /// Runs `work`, which gives a number below 255, as another user.
+    /// Runs `work` as another user. @return its result, below 255
     static int as(gid_t group, std::vector<gid_t> others, const std::function<int(Looper&)>& work) {
         Child child([&] {
             if (setgroups(others.size(), others.data()) != 0 || setgid(group) != 0 || setuid(65534) != 0) return 255;
@@ -393,7 +393,7 @@ TEST_F(BusRightsTest, RightsFollowTheCallersUserAndGroup) {
 }
 
 TEST_F(BusRightsTest, ReadersHaveABoundedShareOfSubscriptions) {
-    // How many of 50 are accepted, each with a filter of so many octets, and then the first one once more.
+    // How many of 50 subscriptions with a filter of this size are accepted; then repeats the first.
     const auto accepted = [](Looper& looper, size_t octets) {
         int count = 0;
         for (uint32_t i = 0; i <= 50; ++i) {

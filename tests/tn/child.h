@@ -12,8 +12,8 @@
 
 namespace tn {
 
-/// A child process of a test, killed and reaped with this object. Tests signal processes through it alone: a pid of -1,
-/// which an unchecked fork gives, is every process of the machine.
+/// A child process of a test, killed and reaped with this object. Tests signal processes only through it: a pid of -1,
+/// the result of a failed fork, would address every process of the machine.
 class Child {
   public:
     /// @param body  its result is the child's exit status
@@ -42,12 +42,12 @@ class Child {
         pid_ = 0;
         return status;
     }
-    /// The exit status with which it ends by itself; -1 for a signal.
+    /// Waits for it to exit by itself. @return its exit status; -1 for a signal
     int exitStatus() {
         const int status = wait();
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
-    /// Waits up to 30 s for it to end by itself.
+    /// Waits up to 30 s for it to exit by itself. @return whether it has
     bool ended() {
         return eventually([&] {
             if (pid_ > 1 && waitpid(pid_, nullptr, WNOHANG) == pid_) pid_ = 0;

@@ -20,7 +20,7 @@ mode_t modeOf(const std::string& path) {
 
 class DaemonTest : public testing::Test {
   protected:
-    /// What it says when it can't start; empty when it can.
+    /// Its error message; empty when it can start.
     static std::string refusal() {
         testing::internal::CaptureStderr();
         const bool started = startDaemon({&kNumber, 1});
@@ -42,7 +42,7 @@ TEST_F(DaemonTest, FoldersAreForTheirOwnerToWriteWhateverTheUmask) {
         EXPECT_EQ(modeOf(rooted("/tern/run")), 0755U);
         EXPECT_EQ(modeOf(busFolder()), 0750U);
         std::string why;
-        (void)openBusListener(kNumber, why);  // gives the number back
+        (void)openBusListener(kNumber, why);  // releases the number
     }
 }
 
@@ -59,7 +59,7 @@ TEST_F(DaemonTest, RootThatOthersCanChangeIsRefused) {
             EXPECT_EQ(refusal(), reason(folder, "others than its owner may write it"));
         }
         ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
-        if (chown(folder.c_str(), kStranger, getegid()) != 0) continue;  // for root alone to try
+        if (chown(folder.c_str(), kStranger, getegid()) != 0) continue;  // only root can do this
         EXPECT_EQ(refusal(), reason(folder, "belongs to user 12345"));
         ASSERT_EQ(chown(folder.c_str(), 0, getegid()), 0);
         const std::string elsewhere = root.path("elsewhere");

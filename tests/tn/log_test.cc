@@ -132,7 +132,7 @@ TEST_F(LogTest, StrangersWriteTenLinesASecondWhateverTheirCauses) {
     const std::string next = written(flood);
     EXPECT_EQ(lines(next) + lines(testing::internal::GetCapturedStdout()), 9U) << "the account is one of the ten";
     clock.seconds += 1;
-    written([&] { log << "ours"; });  // leaves no account to other tests
+    written([&] { log << "ours"; });  // leaves no count to other tests
 }
 
 TEST_F(LogTest, FullPipeHoldsNobodyUpAndSaysHowManyLinesAreMissing) {

@@ -43,7 +43,7 @@ class Peer {
     }
 
     [[nodiscard]] bool listening() const { return listening_; }
-    // As Child's.
+    // As in Child.
     [[nodiscard]] pid_t pid() const { return child_->pid(); }
     void signal(int signal) const { child_->signal(signal); }
     int end(int signal) { return child_->end(signal); }

@@ -13,7 +13,7 @@ inline bool holds(const message& m, const std::string& secret) {
     return std::search(bytes.begin(), bytes.end(), secret.begin(), secret.end()) != bytes.end();
 }
 
-/// The reading commands with which a caller with these rights gets a secret that object `id` keeps, by its id, by a
+/// The read commands that show a secret of object `id` to a caller with these rights, when called with its id, with a
 /// key, or without naming an object.
 inline std::set<uint32_t> tellers(Handler& owner, uint32_t id, const std::string& secret, uint32_t rights) {
     std::set<uint32_t> found;

@@ -29,8 +29,8 @@ class TempTree {
         std::filesystem::create_directories(file.parent_path());
         std::ofstream(file, std::ios::binary) << content;
     }
-    /// Removes what has this name, or all of it, with what lies below. Tests remove folders through it alone: it aborts
-    /// when the name leads elsewhere, over a link or not.
+    /// Removes the entry of this name, or the whole tree, recursively. Tests remove folders only through it: it aborts
+    /// when the name leads elsewhere, through a link or not.
     void remove(std::string_view name = {}) const {
         std::error_code failed;
         const std::filesystem::path there = std::filesystem::weakly_canonical(path(name), failed);

@@ -20,11 +20,11 @@ TEST(TempRootTest, RemovesNothingThatLiesElsewhere) {
     tree.write("folder/file", "");
     fs::create_directory_symlink(other.path(), tree.path("folder/link"));
     const std::string name = fs::path(other.path()).filename();
-    // Nothing but temporary folders, even if the guard should fail.
+    // Only temporary folders, in case the guard fails.
     for (const std::string& elsewhere :
          {"../" + name, "folder/../../" + name + "/kept", std::string("folder/link"), std::string("folder/link/kept")})
         EXPECT_DEATH(tree.remove(elsewhere), "") << elsewhere;
-    tree.remove("folder");  // the link in it goes, what it leads to stays
+    tree.remove("folder");  // removes the link in it, not its target
     EXPECT_FALSE(fs::exists(tree.path("folder")));
     EXPECT_TRUE(fs::exists(other.path("kept")));
     tree.remove();

@@ -181,7 +181,7 @@ TEST_F(OperationsTest, LongNamesAreReadInEveryPassAndTheirMemoryIsGivenBack) {
     addBranch(OID{1, 3, 9}) = &table;
     std::string tail;
     while (tail.size() < 2000) tail += ".1";
-    // Each of these is looked at by the group before it, then served, then repeated in the error.
+    // Each of these is read by the group before it, then served, then repeated in the error.
     std::vector<std::string> names;
     for (unsigned i = 0; i < 50; ++i) names.push_back((i % 2 == 0 ? "1.3.8" : "1.3.9") + tail);
     names.push_back("1.3.7" + tail);

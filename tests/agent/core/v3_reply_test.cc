@@ -159,7 +159,7 @@ TEST_F(V3ReplyTest, ShortDigestsAreComparedOverTheirOwnLengthUnlessStrict) {
     EXPECT_EQ(errorOf(manager(2)), -1);
 }
 
-// What is signed for a stranger is something to try passwords on.
+// Anything signed for a stranger lets him try passwords on it.
 TEST_F(V3ReplyTest, AStrictAgentSignsReportsOnAuthenticatedRequestsAlone) {
     agent->v3Server().strictDigest = true;
     addUser("ops", false, "authentication", 2, "192.0.2.0/24");
@@ -192,7 +192,7 @@ TEST_F(V3ReplyTest, AStrictAgentSignsReportsOnAuthenticatedRequestsAlone) {
     m.engineId = "other";
     EXPECT_EQ(ask(m)->header.flags, "\4");
 
-    // Without the PDU a flag says whether it wants a Report; and nothing of this lasts.
+    // If the PDU can't be read, a flag says whether a Report may be sent. None of this has a lasting effect.
     m = manager(2);
     wire::V3Message header = m.header();
     header.flags = "\3";

@@ -90,7 +90,7 @@ TEST_F(BridgeModuleTest, EachGetLooksForTheFirstBridgeFromTheFirstRow) {
     interfaces.row(40).insert_u32(0x10001, 12);
     interfaces.requests.clear();
     EXPECT_EQ(value(kPriority), "40");
-    ASSERT_EQ(interfaces.requests.size(), 40U);  // this owner doesn't know that only bridges are wanted
+    ASSERT_EQ(interfaces.requests.size(), 40U);  // this owner ignores the filter for bridges
     EXPECT_EQ(interfaces.requests[0].get_u32(0x10001), 12U);
     EXPECT_EQ(interfaces.requests[0].get_u32(tn::field::MaxObjects), 1U);
     EXPECT_FALSE(interfaces.requests[0].has(tn::field::Continue));
