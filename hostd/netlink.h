@@ -124,8 +124,8 @@ class NetlinkRequests {
 
 /// A netlink socket. Not copied; closed with the object.
 ///
-/// Processes with CAP_NET_ADMIN can write to it, so only the kernel's messages are accepted. Once requests were sent, only
-/// replies to the last ones are accepted, since an abandoned request may still be answered.
+/// Processes with CAP_NET_ADMIN can write to it, so only the kernel's messages are accepted. Once requests were sent,
+/// only replies to the last ones are accepted, since an abandoned request may still be answered.
 class NetlinkSocket {
   public:
     enum class Outcome { Empty, Full, Overrun, Failed };

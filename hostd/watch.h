@@ -17,9 +17,9 @@ namespace hostd {
 /// caller waits for the new one, kWait at most, then gets the last one unless it is older than kOldest. A reading that
 /// hangs is waited for once, and a source whose last reading took longer than kWait isn't waited for.
 ///
-/// So that callers rarely wait, and slow sources have values to show, it is also read ahead: shortly before `maxAge` has
-/// passed until `linger` after the last request, then every `pause` for good. That needs the process's loop; without
-/// one it is read on request only.
+/// So that callers rarely wait, and slow sources have values to show, it is also read ahead: shortly before `maxAge`
+/// has passed until `linger` after the last request, then every `pause` for good. That needs the process's loop;
+/// without one it is read on request only.
 template <class T>
 class Watch {
   public:
