@@ -12,6 +12,8 @@
 #include <csignal>
 #include <string_view>
 
+#include "tn/bus_socket.h"
+
 namespace hostd {
 
 namespace {
@@ -52,6 +54,7 @@ Image makeImage(const std::vector<std::string>& command, int listener, const std
         if (isForTheChild(*variable)) image.variables.emplace_back(*variable);
     image.variables.push_back("LISTEN_FDS=1");
     image.variables.push_back("LISTEN_FDNAMES=" + listenerName);
+    image.variables.push_back(tn::kLockedNumber + ("=" + listenerName));
     image.variables.push_back(std::string(kListenPid) + std::string(kPidDigits, '0'));
     image.argv = pointers(image.words);
     image.envp = pointers(image.variables);

@@ -24,7 +24,7 @@ class Spawner {
     struct Program {
         std::vector<std::string> command;  ///< words of the command line, the program's path first
         int listener = -1;                 ///< listening socket; stays the caller's
-        std::string listenerName;          ///< in LISTEN_FDNAMES
+        std::string listenerName;          ///< its number, which this process has locked; in LISTEN_FDNAMES
     };
     Spawner(tn::ThinRunner& runner, Program program);
     ~Spawner();  ///< stop()

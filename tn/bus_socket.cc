@@ -124,13 +124,17 @@ std::multimap<std::string, int> receivedSockets() {
 }
 
 bool claimBusNumbers(std::span<const uint32_t> numbers, std::string& why) {
-    const auto handedOver = receivedSockets();
+    const char* told = std::getenv(kLockedNumber);
+    const std::string locked = told == nullptr ? "" : told;
+    unsetenv(kLockedNumber);
+    const bool isForUs = receivedSockets().contains(locked);  // and not for who started us
     for (const uint32_t number : numbers) {
         const Descriptor folder = makeBusFolder(number, why);
         if (!folder) return false;
+        if (isForUs && locked == std::to_string(number)) continue;
         Descriptor lock = lockNumber(folder, number, why);
-        if (!lock && !handedOver.contains(std::to_string(number))) return false;
-        if (lock) claimed.insert_or_assign(number, std::move(lock));
+        if (!lock) return false;
+        claimed.insert_or_assign(number, std::move(lock));
     }
     return true;
 }

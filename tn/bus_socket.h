@@ -33,14 +33,18 @@ struct BusListener {
     Descriptor socket;
     Descriptor lock;   ///< NUMBER.lock, locked with flock for as long as this process holds the number
     gid_t group = 0;   ///< its members may read
-    bool ours = true;  ///< false: handed over by a spawner, which keeps socket and lock
+    bool ours = true;  ///< false: handed over by who started this process and keeps the socket
 
     /// Closes the socket and takes its file away, which stays when it was handed over. The lock is held on.
     void withdraw(uint32_t number);
 };
 
-/// Locks these numbers, before anything else under the root is opened; openBusListener takes the locks over. A number
-/// whose socket was handed over may already be locked by its spawner.
+/// In the environment of a process that was handed a socket: the number whose lock its spawner holds. systemd hands
+/// sockets over, too, and locks nothing.
+inline constexpr const char* kLockedNumber = "TARNIX_LOCKED_NUMBER";
+
+/// Locks these numbers, before anything else under the root is opened; openBusListener takes the locks over. That of
+/// kLockedNumber, which is removed from the environment, is left to its holder.
 /// @param why  one line when that fails: another live process serves one of them, the folder can't be created
 [[nodiscard]] bool claimBusNumbers(std::span<const uint32_t> numbers, std::string& why);
 

@@ -70,13 +70,14 @@ TEST_F(SpawnerTest, HandsTheSocketOverAndNothingElse) {
     ::sigaddset(&blocked, SIGTERM);
     ::sigprocmask(SIG_BLOCK, &blocked, &before);
     const auto pipeSignal = ::signal(SIGPIPE, SIG_IGN);
-    Spawner spawner(runner, script("echo $$ $LISTEN_PID $LISTEN_FDS $LISTEN_FDNAMES [$NOTIFY_SOCKET] > env;"
-                                   "ls /proc/$$/fd > fds; readlink /proc/$$/fd/3 > third;"
-                                   "grep -E 'SigBlk|SigIgn' /proc/self/status > mask; touch done; exec sleep 20"));
+    Spawner spawner(
+        runner, script("echo $$ $LISTEN_PID $LISTEN_FDS $LISTEN_FDNAMES $TARNIX_LOCKED_NUMBER [$NOTIFY_SOCKET] > env;"
+                       "ls /proc/$$/fd > fds; readlink /proc/$$/fd/3 > third;"
+                       "grep -E 'SigBlk|SigIgn' /proc/self/status > mask; touch done; exec sleep 20"));
     ASSERT_TRUE(spawner.start());
     ASSERT_TRUE(within(5000, [this] { return exists("done"); }));
     const std::string pid = std::to_string(spawner.child());
-    EXPECT_EQ(lines("env"), std::vector<std::string>{pid + " " + pid + " 1 34 []"});
+    EXPECT_EQ(lines("env"), std::vector<std::string>{pid + " " + pid + " 1 34 34 []"});
     auto fds = lines("fds");
     std::erase_if(fds, [](const std::string& fd) { return fd.size() == 2 && fd[0] == '1'; });  // the shell's own
     EXPECT_EQ(fds, (std::vector<std::string>{"0", "1", "2", "3"}));

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "tests/tn/child.h"
 #include "tests/tn/temp_root.h"
 #include "tn/bus_socket.h"
 
@@ -43,6 +44,31 @@ TEST_F(DaemonTest, FoldersAreForTheirOwnerToWriteWhateverTheUmask) {
         EXPECT_EQ(modeOf(busFolder()), 0750U);
         std::string why;
         (void)openBusListener(kNumber, why);  // releases the number
+    }
+}
+
+// As hostd starts a process, which holds the lock, and as systemd does, while somebody else holds it.
+TEST_F(DaemonTest, LockOfAHandedOverNumberIsOnlyLeftToWhoStartedTheProcess) {
+    std::string why;
+    const BusListener held = openBusListener(kNumber, why);
+    ASSERT_TRUE(held.socket) << why;
+    const struct {
+        const char* handedOver;
+        const char* locked;
+        int status;
+    } cases[] = {{"7", "7", 0}, {"7", nullptr, 1}, {"7", "8", 1}, {"8", "7", 1}, {"8", "8", 1}};
+    for (const auto& given : cases) {
+        Child child([&] {
+            dup2(held.socket.get(), 3);  // the first descriptor handed over
+            setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
+            setenv("LISTEN_FDS", "1", 1);
+            setenv("LISTEN_FDNAMES", given.handedOver, 1);
+            if (given.locked != nullptr) setenv(kLockedNumber, given.locked, 1);
+            const bool isClaimed = claimBusNumbers({&kNumber, 1}, why);
+            if (getenv(kLockedNumber) != nullptr) return 2;
+            return isClaimed ? 0 : 1;
+        });
+        EXPECT_EQ(child.exitStatus(), given.status) << given.handedOver;
     }
 }
 
