@@ -12,6 +12,7 @@
 #include <set>
 
 #include "hostd/log.h"
+#include "tn/paths.h"
 #include "tn/sources.h"
 
 namespace hostd {
@@ -45,30 +46,14 @@ bool isName(const std::string& name) {
            name.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
 }
 
-/// The part of a path, itself or a folder above, that anyone but root and this process's user owns or can write to;
-/// empty if there is none. A sticky folder above is safe: others can't replace our files there.
-std::string exposedPart(const std::string& path) {
-    std::error_code failed;
-    const fs::path real = fs::canonical(path, failed);
-    if (failed) return path;
-    for (fs::path part = real;; part = part.parent_path()) {
-        struct stat status {};
-        if (::lstat(part.c_str(), &status) != 0) return part;
-        const bool isOwned = status.st_uid == 0 || status.st_uid == ::geteuid();
-        const bool isShielded = part != real && (status.st_mode & S_ISVTX) != 0;
-        if (!isOwned || ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0 && !isShielded)) return part;
-        if (part == part.root_path()) return {};
-    }
-}
-
 /// Why a script must not run with this process's rights; empty if it may.
 std::string whyNotRun(const std::string& folder, const std::string& name) {
     const auto isPrintable = [](char c) { return c >= ' ' && c <= '~'; };
     if (name.starts_with('-') || !std::ranges::all_of(name, isPrintable))
         return "its name begins with - or isn't all printable ASCII";
     for (const std::string& path : {folder, folder + "/" + name}) {
-        const std::string part = exposedPart(path);
-        if (!part.empty()) return part + ": others than root and the daemon's own user may write it";
+        const tn::Exposure exposed = tn::exposedPart(path, tn::kToTheTop);
+        if (exposed) return exposed.part + ": " + exposed.reason;
     }
     return {};
 }

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <iterator>
 #include <system_error>
@@ -51,9 +52,21 @@ bool makeOne(const std::string& folder, unsigned mode) {
     return done;
 }
 
-bool refuse(const std::string& folder, const std::string& reason, std::string& why) {
-    why = "root refused: " + folder + ": " + reason;
-    return false;
+/// Why others than root and this process's user can change or swap it; empty when they can't.
+/// @param mayBeSticky  whether it is enough that nobody replaces in it what isn't theirs
+std::string whyExposed(const struct stat& status, bool mayBeSticky) {
+    if (status.st_uid != 0 && status.st_uid != geteuid()) return "belongs to user " + std::to_string(status.st_uid);
+    if (S_ISLNK(status.st_mode) || (status.st_mode & (S_IWGRP | S_IWOTH)) == 0) return {};
+    if (mayBeSticky && (status.st_mode & S_ISVTX) != 0) return {};
+    return "others than its owner may write it";
+}
+
+Exposure exposedRoot() {
+    struct stat status {};
+    if (stat(root().c_str(), &status) != 0) return {};  // made by us when it is needed
+    if (status.st_uid == geteuid() && status.st_gid == getegid()) status.st_mode &= ~static_cast<mode_t>(S_IWGRP);
+    const std::string reason = whyExposed(status, true);
+    return reason.empty() ? Exposure{} : Exposure{root(), reason};
 }
 
 }  // namespace
@@ -82,24 +95,30 @@ bool makeFolder(const std::string& path, unsigned mode) {
     return true;
 }
 
+Exposure exposedPart(const std::string& path, size_t foldersAbove) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0) {
+        if (errno == ENOENT || errno == ENOTDIR) return {};
+        return {path, std::strerror(errno)};
+    }
+    if (const std::string reason = whyExposed(status, false); !reason.empty()) return {path, reason};
+    std::error_code failed;
+    const std::filesystem::path real = std::filesystem::canonical(path, failed);
+    if (failed) return failed == std::errc::no_such_file_or_directory ? Exposure{} : Exposure{path, failed.message()};
+    for (std::filesystem::path part = real;; part = part.parent_path()) {
+        if (lstat(part.c_str(), &status) != 0) return {part, std::strerror(errno)};
+        if (const std::string reason = whyExposed(status, part != real); !reason.empty()) return {part, reason};
+        if (part == part.root_path() || foldersAbove-- == 0) return {};
+    }
+}
+
 bool isRootSafe(std::string& why) {
-    if (struct stat status{}; stat(root().c_str(), &status) == 0) {
-        const bool open = (status.st_mode & S_IWOTH) != 0 && (status.st_mode & S_ISVTX) == 0;
-        if (open) return refuse(root(), "everyone may write it", why);
-    }
+    Exposure exposed = exposedRoot();
     for (const char* each : {"/tern", "/tern/store", "/tern/run", "/tern/run/bus"}) {
-        const std::string folder = rooted(each);
-        for (const int flags : {AT_SYMLINK_NOFOLLOW, 0}) {
-            struct stat status {};
-            if (fstatat(AT_FDCWD, folder.c_str(), &status, flags) != 0) break;  // created by us when needed
-            if (status.st_uid != 0 && status.st_uid != geteuid()) {
-                return refuse(folder, "belongs to user " + std::to_string(status.st_uid), why);
-            }
-            const bool open = !S_ISLNK(status.st_mode) && (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
-            if (open) return refuse(folder, "others than its owner may write it", why);
-        }
+        if (!exposed) exposed = exposedPart(rooted(each), 0);
     }
-    return true;
+    if (exposed) why = "root refused: " + exposed.part + ": " + exposed.reason;
+    return !exposed;
 }
 
 }  // namespace tn

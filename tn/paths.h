@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -14,9 +15,22 @@ void setRoot(std::string_view root);
 /// Creates a folder under the root with this mode, and missing ones between it and the root with mode 0755, whatever
 /// the umask. Existing ones stay as they are. False, errno set, when that fails.
 bool makeFolder(const std::string& path, unsigned mode);
-/// Whether the platform's folders that exist belong to root or to us and only their owner can write to them, so that
-/// nobody else can replace files there. The root may belong to anyone, but not be world-writable unless sticky.
-/// @param why  one line when that isn't so
+/// What others than root and this process's user can change or swap, and why; empty when there is nothing.
+struct Exposure {
+    std::string part;
+    std::string reason;  ///< "belongs to user 7", "others than its owner may write it"
+    explicit operator bool() const { return !part.empty(); }
+};
+inline constexpr size_t kToTheTop = static_cast<size_t>(-1);
+/// The first part of a path that others own or may write: the path itself, a link or not, what it leads to, then so
+/// many folders above that. Others may write a sticky folder above: nobody replaces there what isn't theirs. What isn't
+/// there isn't exposed.
+[[nodiscard]] Exposure exposedPart(const std::string& path, size_t foldersAbove);
+/// Whether no other user can swap what lies in the platform's folders: the root and those that exist belong to root or
+/// to us, and only their owner may write them. The root, not what lies above it, is looked at. It may be sticky, and
+/// may be written by our own primary group when it is ours: so a user with a private group and a umask of 002 makes
+/// folders.
+/// @param why  one line when it isn't so
 [[nodiscard]] bool isRootSafe(std::string& why);
 
 }  // namespace tn

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "agent/log.h"
+#include "tn/paths.h"
 
 namespace snmp {
 
@@ -23,21 +24,11 @@ constexpr unsigned kTrialTime = 10;     // seconds
 constexpr int kSurvived = 77;           // exit status
 constexpr std::string_view kSuffix = ".so";
 
-/// Whether nobody else may write a file, or swap those in a folder; says so when somebody may.
-bool isOurs(const std::string& path, const struct stat& status) {
-    const bool owned = status.st_uid == 0 || status.st_uid == geteuid();
-    if (owned && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0) return true;
-    serr << "plugin refused: " << path << ": others than root and the agent's own user may write it";
-    return false;
-}
-
-/// The same of the folder in which a file really lies.
-bool isFolderOurs(const std::string& path) {
-    std::error_code fault;
-    if (!std::filesystem::is_symlink(path, fault)) return true;  // looked at before it was searched
-    const std::string folder = std::filesystem::canonical(path, fault).parent_path();
-    struct stat status {};
-    return stat(folder.c_str(), &status) == 0 && isOurs(folder, status);
+/// Whether nobody else may write a file or the folder in which it really lies, or a folder; says so when somebody may.
+bool isOurs(const std::string& path, size_t foldersAbove) {
+    const tn::Exposure exposed = tn::exposedPart(path, foldersAbove);
+    if (exposed) serr << "plugin refused: " << exposed.part << ": " << exposed.reason;
+    return !exposed;
 }
 
 /// Whether a process outlives the object's static constructors, of which nothing can be caught: a child tries.
@@ -84,8 +75,8 @@ void start(void* object, const std::string& path) {
     }
 }
 
-void load(const std::string& path, const struct stat& file) {
-    if (!isOurs(path, file) || !isFolderOurs(path)) return;
+void load(const std::string& path) {
+    if (!isOurs(path, 1)) return;
     if (!isSurvived(path)) {
         serr << "plugin refused: " << path << ": loading it ends the process";
         return;
@@ -111,8 +102,7 @@ void search(const std::string& directory, unsigned& folders) {
         if (folders == kMostFolders + 1) serr << "plugins: more than 200 folders: not searched from " << directory;
         return;
     }
-    struct stat folder {};
-    if (stat(directory.c_str(), &folder) != 0 || !isOurs(directory, folder)) return;
+    if (!isOurs(directory, 0)) return;
     std::error_code fault;
     std::filesystem::directory_iterator entry(directory, fault);
     for (; !fault && entry != std::filesystem::directory_iterator(); entry.increment(fault)) {
@@ -124,7 +114,7 @@ void search(const std::string& directory, unsigned& folders) {
         if (S_ISDIR(file.st_mode)) {
             search(path, folders);
         } else if (S_ISREG(file.st_mode) && name.size() > kSuffix.size() && name.ends_with(kSuffix)) {
-            load(path, file);
+            load(path);
         }
     }
 }

@@ -235,7 +235,8 @@ TEST_F(ScriptsTest, RunDetachedAndAreReaped) {
 }
 
 TEST_F(ScriptsTest, AreListedAndNotRunWhenOthersMayHaveWrittenThem) {
-    const std::string others = ": others than root and the daemon's own user may write it";
+    const std::string others = ": others than its owner may write it";
+    const std::string stranger = ": belongs to user 65534";
     const std::string badName = "its name begins with - or isn't all printable ASCII";
     const struct {
         std::string name, changed;  // of the script; of what gets the mode and the owner, below top
@@ -249,10 +250,10 @@ TEST_F(ScriptsTest, AreListedAndNotRunWhenOthersMayHaveWrittenThem) {
         {"\u00e4", "", 0755, 0, badName},
         {"group", "/folder/group", 0775, 0, "/folder/group" + others},
         {"world", "/folder/world", 0757, 0, "/folder/world" + others},
-        {"theirs", "/folder/theirs", 0755, 65534, "/folder/theirs" + others},
+        {"theirs", "/folder/theirs", 0755, 65534, "/folder/theirs" + stranger},
         {"a", "/folder", 0775, 0, "/folder" + others},
         {"a", "/folder", 01777, 0, "/folder" + others},
-        {"a", "/folder", 0755, 65534, "/folder" + others},
+        {"a", "/folder", 0755, 65534, "/folder" + stranger},
         {"a", "", 0757, 0, others},
         {"a", "/..", 0757, 0, others},
         {"a", "", 01777, 0, ""},  // as /tmp is

@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <ios>
+
 #include "tests/tn/child.h"
 #include "tests/tn/temp_root.h"
 #include "tn/bus_socket.h"
@@ -94,12 +96,31 @@ TEST_F(DaemonTest, RootThatOthersCanChangeIsRefused) {
         ASSERT_EQ(lchown(folder.c_str(), kStranger, getegid()), 0);
         EXPECT_EQ(refusal(), reason(folder, "belongs to user 12345"));
     }
-    ASSERT_EQ(chmod(root().c_str(), 0777), 0);
-    EXPECT_EQ(refusal(), reason(root(), "everyone may write it"));
-    ASSERT_EQ(chmod(root().c_str(), 01777), 0) << "as /tmp is";
-    EXPECT_EQ(refusal(), "");
-    std::string why;
-    (void)openBusListener(kNumber, why);
+    const std::string open = reason(root(), "others than its owner may write it");
+    const std::string stranger = reason(root(), "belongs to user 12345");
+    const uid_t us = geteuid();
+    const gid_t ours = getegid();
+    const struct {
+        mode_t mode;
+        uid_t owner;
+        gid_t group;
+        std::string refused;
+    } cases[] = {
+        {0757, us, ours, open},
+        {0775, us, ours, ""},  // a private group under a umask of 002
+        {0775, us, kStranger, open},
+        {0755, us, kStranger, ""},
+        {01777, us, kStranger, ""},  // as /tmp is
+        {0755, kStranger, ours, stranger},
+        {01777, kStranger, ours, stranger},
+    };
+    for (const auto& [mode, owner, group, refused] : cases) {
+        if (chown(root().c_str(), owner, group) != 0) continue;  // for root alone to try
+        ASSERT_EQ(chmod(root().c_str(), mode), 0);
+        EXPECT_EQ(refusal(), refused) << std::oct << mode;
+        std::string why;
+        (void)openBusListener(kNumber, why);
+    }
 }
 
 }  // namespace
