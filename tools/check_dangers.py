@@ -8,11 +8,16 @@ import sys
 FOLDERS = ("agent", "bench", "fuzz", "hostd", "node", "plugins", "tests", "tn", "tnctl", "tools", "dev", ".ci")
 RULES = [  # what, pattern, files where it is allowed
     ("removes a folder with all that is in it",
-     re.compile(r"\b(?:remove_all|rmtree|removedirs|nftw|fts_open)\b|\brm[\s\"',]+-\w*[rR]|\s-delete\b"),
-     {"tests/tn/temp_root.h", "tests/e2e/harness.py"}),
+     re.compile(r"\b(?:remove_all|rmtree|removedirs|TemporaryDirectory|nftw|fts_open)\b|\brm[\s\"',]+-\w*[rR]|\s-delete\b"),
+     {"tests/tn/temp_root.h", "tests/e2e/harness.py", "bench/arms.py"}),
     ("signals a process by its number",  # Popen.kill() first checks that the child still runs
      re.compile(r"(?<![\w.])kill\s*\(|\bos\.kill(?:pg)?\b|\b(?:killpg|tgkill|sigqueue|pidfd_send_signal|pkill|killall)\b"),
      {"tests/tn/child.h", "tests/e2e/harness.py", "hostd/spawner.cc"}),
+]
+SHELL = re.compile(r"#!.*\b(?:ba|da)?sh\b")
+SHELL_RULES = [  # a number may be negative, and so many processes; a variable without quotes may be several words or none
+    ("signals what isn't one quoted variable, as in kill -TERM \"$pid\"",
+     re.compile(r"\bkill\b(?! -\w+ \"\$\w+\" *(?:2?>|[;&|)']|$))"), set()),
 ]
 COMMENT = {".cc": r"//.*", ".h": r"//.*", ".py": r"(?<!['\"])#.*"}
 
@@ -22,9 +27,11 @@ found = []
 for file in map(pathlib.Path, listed.stdout.splitlines()):
     if file.name == pathlib.Path(__file__).name or "corpus" in file.parts or not file.exists():
         continue
-    for number, line in enumerate(file.read_text().splitlines(), 1):
+    lines = file.read_text().splitlines()
+    rules = RULES + (SHELL_RULES if lines and SHELL.match(lines[0]) else [])
+    for number, line in enumerate(lines, 1):
         code = re.sub(COMMENT.get(file.suffix, r"^\s*#.*"), "", line)
-        for what, pattern, allowed in RULES:
+        for what, pattern, allowed in rules:
             if str(file) not in allowed and pattern.search(code):
                 found.append(f"{file}:{number}: {what}; in tests, TempTree, Child and harness.py do")
 print(*found, sep="\n", end="\n" if found else "", file=sys.stderr)

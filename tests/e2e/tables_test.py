@@ -7,12 +7,11 @@ import re
 import stat
 import subprocess
 import sys
-import tempfile
 import threading
 import time
 import unittest
 
-from harness import Deployment, Namespace, eventually, for_each_kind, not_tested, plain
+from harness import Deployment, Namespace, eventually, for_each_kind, not_tested, plain, temp_folder
 
 IF_NUMBER, IF_ENTRY, IFX_ENTRY = "1.3.6.1.2.1.2.1.0", "1.3.6.1.2.1.2.2.1", "1.3.6.1.2.1.31.1.1.1"
 STATS_ENTRY = "1.3.6.1.4.1.49999.1.1.14.1.1"
@@ -197,16 +196,15 @@ os.execvp(program[0], program)
 
 class HangingFileSystem(unittest.TestCase):
     def test_it_costs_its_own_row_only(self):
-        folder = tempfile.TemporaryDirectory(prefix="tarnix-e2e-mount-")
-        self.addCleanup(folder.cleanup)
-        prefix = ["unshare", "--mount", "--propagation", "private", sys.executable, "-c", HANGING_MOUNT, folder.name]
+        folder = temp_folder(self, "mount")
+        prefix = ["unshare", "--mount", "--propagation", "private", sys.executable, "-c", HANGING_MOUNT, folder]
         made = subprocess.run([*prefix, "true"], capture_output=True, text=True)
         if made.returncode != 0:
             not_tested(f"a mount in a namespace: {made.stderr}")
         agent = Deployment("node", prefix).ends_with(self).start().open()
-        said = f"disks: no answer: {folder.name}"
+        said = f"disks: no answer: {folder}"
         disks = {text for (column, _), text in agent.walk(STORAGE_ENTRY).items() if column == 3} - {"main memory"}
         self.assertTrue(disks, "the others are listed at once")
-        self.assertNotIn(f"disk: {folder.name}", disks)
+        self.assertNotIn(f"disk: {folder}", disks)
         self.assertIn(said, agent.said())
         self.assertEqual(agent.stop(), [0])
