@@ -161,9 +161,9 @@ TEST_F(V3ReplyTest, ShortDigestsAreComparedOverTheirOwnLengthUnlessStrict) {
 
 // Anything signed for a stranger lets him try passwords on it.
 TEST_F(V3ReplyTest, AStrictAgentSignsReportsOnAuthenticatedRequestsAlone) {
-    agent->v3Server().strictDigest = true;
     addUser("ops", false, "authentication", 2, "192.0.2.0/24");
     struct Case {
+        bool strict;
         const char* source;
         uint32_t level;
         bool knowsPassword, inTime;
@@ -171,18 +171,20 @@ TEST_F(V3ReplyTest, AStrictAgentSignsReportsOnAuthenticatedRequestsAlone) {
         bool isSigned;
     };
     const Case cases[] = {
-        {"192.0.2.1", 2, true, true, -1, true},   {"192.0.2.1", 2, true, false, 1, true},
-        {"192.0.2.1", 1, true, true, 0, true},    {"192.0.2.1", 1, true, false, 1, true},
-        {"192.0.2.1", 2, false, false, 4, false}, {"192.0.2.1", 1, false, false, 4, false},
-        {"192.0.2.1", 0, false, false, 0, false}, {"127.0.0.1", 2, true, true, 2, false},
-        {"127.0.0.1", 1, true, false, 2, false},  {"127.0.0.1", 0, false, false, 2, false},
+        {false, "192.0.2.1", 2, false, true, 4, true},  {false, "192.0.2.1", 2, false, false, 1, true},
+        {true, "192.0.2.1", 2, true, true, -1, true},   {true, "192.0.2.1", 2, true, false, 1, true},
+        {true, "192.0.2.1", 1, true, true, 0, true},    {true, "192.0.2.1", 1, true, false, 1, true},
+        {true, "192.0.2.1", 2, false, false, 4, false}, {true, "192.0.2.1", 1, false, false, 4, false},
+        {true, "192.0.2.1", 0, false, false, 0, false}, {true, "127.0.0.1", 2, true, true, 2, false},
+        {true, "127.0.0.1", 1, true, false, 2, false},  {true, "127.0.0.1", 0, false, false, 2, false},
     };
-    for (const auto& [source, level, knowsPassword, inTime, error, isSigned] : cases) {
+    for (const auto& [strict, source, level, knowsPassword, inTime, error, isSigned] : cases) {
+        agent->v3Server().strictDigest = strict;
         wire::Manager m = manager(level, "ops");
         if (!knowsPassword) m.authPassword = "guess";
         if (!inTime) m.time = 1;
         const auto reply = send(manager(level, "ops"), m.request(getOne()), source);
-        EXPECT_EQ(errorOf(reply), error) << source << " " << level;
+        EXPECT_EQ(errorOf(reply), error) << strict << " " << source << " " << level;
         EXPECT_EQ(reply->header.flags[0] & 3, isSigned ? m.header().flags[0] & 3 : 0) << source << " " << level;
         EXPECT_EQ(reply->header.auth.size(), isSigned ? 12U : 0U);
         EXPECT_EQ(reply->scoped.body.requestId, level == 2 && !isSigned ? 0U : 99U);
