@@ -101,6 +101,7 @@ struct Window {
     std::array<uint64_t, kStrangersLines> written{};
     size_t oldest = 0;
     uint64_t leftOut = 0;
+    uint64_t told = 0;  ///< when `leftOut` was; once in a window, or a flood leaves room for nothing else
 
     bool take(uint64_t now) {
         if (now - written[oldest] < kStrangersTime) return false;
@@ -123,7 +124,8 @@ class Limiter {
             if (bucket.leftOut == 0 || !bucket.take(now)) continue;
             summary(bucket.origin, "that begin with: " + key.second, std::exchange(bucket.leftOut, 0));
         }
-        if (strangers_.leftOut > 0 && strangers_.take(now)) {
+        if (strangers_.leftOut > 0 && now - strangers_.told >= kStrangersTime && strangers_.take(now)) {
+            strangers_.told = now;
             summary(serr, "that strangers brought about", std::exchange(strangers_.leftOut, 0));
         }
         if (stream.isAboutStrangers()) return strangers_.take(now) || (++strangers_.leftOut, false);

@@ -131,6 +131,18 @@ TEST_F(LogTest, StrangersWriteTenLinesASecondWhateverTheirCauses) {
     testing::internal::CaptureStdout();
     const std::string next = written(flood);
     EXPECT_EQ(lines(next) + lines(testing::internal::GetCapturedStdout()), 9U) << "the account is one of the ten";
+
+    clock.seconds += 10;
+    written([&] { log << "ours"; });  // takes the account of the flood above
+    clock.seconds += 10;
+    for (int second = 0; second < 3; ++second) {
+        const std::string text = written([&] {
+            for (int i = 0; i < 50; ++i, clock.milliseconds += 20) strangersErr << "again " << i;
+        });
+        EXPECT_EQ(lines(text), 10U) << "a flood that goes on";
+        EXPECT_EQ(text.rfind("left out") != std::string::npos, second > 0) << text;
+        EXPECT_EQ(text.find("left out"), text.rfind("left out")) << "one account a second, the rest is lines\n" << text;
+    }
     clock.seconds += 1;
     written([&] { log << "ours"; });  // leaves no count to other tests
 }
