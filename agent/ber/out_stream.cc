@@ -19,7 +19,8 @@ constexpr size_t kUsualDepth = 8;                         // open values
 constexpr size_t kLongestHeader = 4;                      // tag and length octets
 constexpr size_t kEncryptionOctets = kLongestHeader + 7;  // what the encryption of a scoped PDU adds, at most
 
-void say(std::string_view text) { tn::sout << std::string("SNMP OutStream: ").append(text); }
+// What is being encoded may be a stranger's: a Report repeats the names of the request.
+void say(std::string_view text) { tn::strangersOut << std::string("SNMP OutStream: ").append(text); }
 
 size_t lenOctets(size_t n) { return n < 0x80 ? 1 : n < 0x100 ? 2 : 3; }
 
