@@ -1,8 +1,11 @@
 #include "tn/log.h"
 
+#include <fcntl.h>
 #include <locale.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -11,12 +14,14 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <ctime>
 #include <cwchar>
 #include <cwctype>
 #include <map>
 #include <mutex>
 #include <utility>
 
+#include "tn/bus_socket.h"
 #include "tn/sources.h"
 
 namespace tn {
@@ -41,46 +46,111 @@ std::atomic<LogTarget> currentTarget{LogTarget::Syslog};
 ssize_t writeWithoutWaiting(int fd, std::string_view octets) {
     const ssize_t sent = send(fd, octets.data(), octets.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent >= 0 || errno != ENOTSOCK) return sent;
-    // O_NONBLOCK would change the descriptor for the parent process, too. A writable pipe has room for PIPE_BUF octets.
+    // The descriptor is shared with whoever started us, so O_NONBLOCK isn't ours to set: a pipe or terminal is opened
+    // once more. That is done for each line, since a descriptor kept open would hide the end of the output from its
+    // reader after a dup2.
+    struct stat status = {};
+    if (fstat(fd, &status) == 0 && (S_ISFIFO(status.st_mode) || isatty(fd) != 0)) {
+        const std::string path = "/proc/self/fd/" + std::to_string(fd);
+        const Descriptor own(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+        if (own) return write(own.get(), octets.data(), octets.size());
+    }
+    // Files, and what another user opened for us. A pipe that is writable has room for PIPE_BUF octets.
     pollfd output = {.fd = fd, .events = POLLOUT, .revents = 0};
     if (poll(&output, 1, 0) != 1) return -1;
     return write(fd, octets.data(), std::min<size_t>(octets.size(), PIPE_BUF));
 }
 
-/// Standard output or standard error.
+/// Where lines go that may have no room for them.
 class Output {
   public:
-    explicit constexpr Output(int fd) : fd_(fd) {}
-
-    void writeLine(const std::string& text) {
+    void writeLine(const std::string& text, int severity = LOG_INFO) {
         const std::lock_guard lock(mutex_);
-        if (lost_ > 0 && put(std::to_string(lost_) + " lines lost here: their reader was too slow")) lost_ = 0;
-        if (lost_ > 0 || !put(text)) ++lost_;
+        if (lost_ > 0 && put(std::to_string(lost_) + " lines lost here: their reader was too slow or away", LOG_INFO)) {
+            lost_ = 0;
+        }
+        if (lost_ > 0 || !put(text, severity)) ++lost_;
     }
+
+  protected:
+    ~Output() = default;
+    virtual bool put(const std::string& text, int severity) = 0;  ///< false when nothing of the line is written
+    std::mutex mutex_;
 
   private:
-    /// Usually one call per line, so that lines of several processes don't mix.
-    bool put(const std::string& text) {
-        const std::string line = (cut_ ? "\n" : "") + text + "\n";
-        std::string_view rest = line;
-        while (!rest.empty()) {
-            const ssize_t written = writeWithoutWaiting(fd_, rest);
-            if (written < 0 && errno == EINTR) continue;
-            if (written <= 0) break;
-            rest.remove_prefix(static_cast<size_t>(written));
-        }
-        if (rest.size() < line.size()) cut_ = !rest.empty();
-        return rest.empty();
-    }
-
-    int fd_;
-    std::mutex mutex_;
-    bool cut_ = false;  ///< the last line was only partly written
     uint64_t lost_ = 0;
 };
 
-constinit Output standardOutput(STDOUT_FILENO);
-constinit Output standardError(STDERR_FILENO);
+/// Standard output or standard error.
+class StandardOutput final : public Output {
+  public:
+    explicit StandardOutput(int fd) : fd_(fd) {}
+
+  private:
+    /// One call for a line, mostly, so that lines of several processes don't mix.
+    bool put(const std::string& text, int /*severity*/) override {
+        if (!writeRest()) return false;
+        rest_ = text + "\n";
+        const bool begun = writeRest() || rest_.size() <= text.size();
+        if (!begun) rest_.clear();
+        return begun;
+    }
+
+    bool writeRest() {
+        while (!rest_.empty()) {
+            const ssize_t written = writeWithoutWaiting(fd_, rest_);
+            if (written < 0 && errno == EINTR) continue;
+            if (written <= 0) return false;
+            rest_.erase(0, static_cast<size_t>(written));
+        }
+        return true;
+    }
+
+    int fd_;
+    std::string rest_;  ///< of a line whose beginning is written
+};
+
+/// The system log. syslog(3) would wait for a reader that is stuck.
+class SystemLog final : public Output {
+  public:
+    /// @param path  the socket that the system log's daemon reads
+    void setPath(const std::string& path) {
+        const std::lock_guard lock(mutex_);
+        address_ = {.sun_family = AF_UNIX, .sun_path = {}};
+        path.copy(address_.sun_path, sizeof address_.sun_path - 1);
+    }
+
+  private:
+    /// One datagram in the form of syslog(3) (RFC 3164, section 4.1, without the host), to whoever reads there now.
+    bool put(const std::string& text, int severity) override {
+        const time_t now = sources().wallSeconds();
+        tm local = {};
+        localtime_r(&now, &local);
+        char stamp[32];
+        const size_t length = std::strftime(stamp, sizeof stamp, "%b %e %H:%M:%S ", &local);
+        const std::string line = "<" + std::to_string(LOG_DAEMON | severity) + ">" + std::string(stamp, length) +
+                                 program_invocation_short_name + "[" + std::to_string(getpid()) + "]: " + text;
+        const Descriptor own(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        return sendto(own.get(), line.data(), line.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+                      reinterpret_cast<const sockaddr*>(&address_), sizeof address_) >= 0;
+    }
+
+    sockaddr_un address_ = {.sun_family = AF_UNIX, .sun_path = "/dev/log"};
+};
+
+// Never destroyed: objects that log in their destructors may outlive them.
+StandardOutput& standardOutput() {
+    static auto& one = *new StandardOutput(STDOUT_FILENO);
+    return one;
+}
+StandardOutput& standardError() {
+    static auto& one = *new StandardOutput(STDERR_FILENO);
+    return one;
+}
+SystemLog& systemLog() {
+    static auto& one = *new SystemLog;
+    return one;
+}
 
 /// How much one cause may write: a bucket of kBurst tokens that gets one back each kRefill.
 struct Bucket {
@@ -206,7 +276,10 @@ class Utf8 {
 
 }  // namespace
 
-void setLogTarget(LogTarget target) { currentTarget = target; }
+void setLogTarget(LogTarget target, const std::string& systemLogPath) {
+    systemLog().setPath(systemLogPath);
+    currentTarget = target;
+}
 
 std::string escaped(std::string_view text) {
     const Utf8 decoder;
@@ -227,11 +300,11 @@ std::string escaped(std::string_view text) {
 void lstream::emit(std::string_view text) const {
     const LogTarget to = currentTarget;
     if (to == LogTarget::None) return;
-    if (sink_ == Sink::Stdout) return standardOutput.writeLine(escaped(text));
-    if (sink_ == Sink::Stderr) return standardError.writeLine(escaped(text));
+    if (sink_ == Sink::Stdout) return standardOutput().writeLine(escaped(text));
+    if (sink_ == Sink::Stderr) return standardError().writeLine(escaped(text));
     const std::string line = "[" + std::to_string(topic_) + "] " + escaped(text);
-    if (to == LogTarget::Stderr) return standardError.writeLine(line);
-    syslog(LOG_DAEMON | (level_ >= kDebugLevel ? LOG_DEBUG : LOG_INFO), "%s", line.c_str());
+    if (to == LogTarget::Stderr) return standardError().writeLine(line);
+    systemLog().writeLine(line, level_ >= kDebugLevel ? LOG_DEBUG : LOG_INFO);
 }
 
 void lstream::write(std::string_view cause, std::string_view text) const {

@@ -8,11 +8,13 @@
 
 namespace tn {
 
-/// Where log streams write. Writing never blocks: when a pipe or terminal is full, lines are lost, and a line with
-/// their number follows once there is room again. Standard output and error lines go there whatever the target is,
-/// except for None.
+/// Where log streams write. Writing never blocks: when a pipe, a terminal or the system log is full, lines are lost,
+/// and a line with their number follows once there is room again. (Except where this process can't open the pipe or
+/// terminal itself, because it is another user's: a write can then wait if it fills at that moment.) Standard output
+/// and error lines go there whatever the target is, except for None.
 enum class LogTarget { Stderr, Syslog, None };
-void setLogTarget(LogTarget target);
+/// @param systemLogPath  the datagram socket that the system log's daemon reads
+void setLogTarget(LogTarget target, const std::string& systemLogPath = "/dev/log");
 
 /// A stream of log lines. One statement is one line:
 ///

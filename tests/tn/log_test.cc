@@ -1,13 +1,20 @@
 #include "tn/log.h"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <functional>
 #include <ostream>
 
+#include "tests/tn/temp_root.h"
 #include "tn/sources.h"
 
 namespace tn {
@@ -16,6 +23,7 @@ namespace {
 class HandSetClock : public Sources {
   public:
     uint64_t bootNanoseconds() override { return seconds * 1'000'000'000 + milliseconds * 1'000'000; }
+    int64_t wallSeconds() override { return 1'000'000'000; }
     uint64_t seconds = 1000;
     uint64_t milliseconds = 0;
 };
@@ -147,28 +155,86 @@ TEST_F(LogTest, StrangersWriteTenLinesASecondWhateverTheirCauses) {
     written([&] { log << "ours"; });  // leaves no count to other tests
 }
 
-TEST_F(LogTest, FullPipeHoldsNobodyUpAndSaysHowManyLinesAreMissing) {
-    int ends[2];
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    ASSERT_EQ(fcntl(ends[0], F_SETFL, O_NONBLOCK), 0);
-    const int before = dup(STDERR_FILENO);
-    dup2(ends[1], STDERR_FILENO);
-    const auto read = [&] {
-        std::string text(1 << 20, '\0');
-        const ssize_t octets = ::read(ends[0], text.data(), text.size());
+/// What a descriptor that doesn't block holds; a terminal passes it on in steps.
+std::string readAll(int fd) {
+    std::string text;
+    char some[4096];
+    for (pollfd input = {.fd = fd, .events = POLLIN, .revents = 0}; poll(&input, 1, 100) == 1;) {
+        const ssize_t octets = read(fd, some, sizeof some);
+        if (octets <= 0) break;
+        text.append(some, static_cast<size_t>(octets));
+    }
+    return text;
+}
+
+TEST_F(LogTest, FullPipeOrTerminalHoldsNobodyUpAndSaysHowManyLinesAreMissing) {
+    const std::string line = "[20] long: " + std::string(5000, 'x') + "\n";  // more than PIPE_BUF
+    for (const bool terminal : {false, true}) {
+        SCOPED_TRACE(terminal ? "terminal" : "pipe");
+        int ends[2];
+        termios raw = {};
+        cfmakeraw(&raw);
+        ASSERT_EQ(terminal ? openpty(&ends[0], &ends[1], nullptr, &raw, nullptr) : pipe2(ends, O_CLOEXEC), 0);
+        const int before = dup(STDERR_FILENO);
+        dup2(ends[1], STDERR_FILENO);
+        for (int i = 0; i < 30; ++i) log << "long: " << std::string(5000, 'x');
+        std::string text = readAll(ends[0]);
+        const bool cut = !text.ends_with('\n');
+        log << "short";
+        text += readAll(ends[0]);
+        const int flags = fcntl(ends[1], F_GETFL);
+        dup2(before, STDERR_FILENO);
+        for (const int fd : {ends[0], ends[1], before}) close(fd);
+
+        std::string expected;
+        const size_t whole = lines(text) - 2;
+        for (size_t i = 0; i < whole; ++i) expected += line;
+        expected += std::to_string(30 - whole) + " lines lost here: their reader was too slow or away\n[20] short\n";
+        EXPECT_TRUE(text == expected) << whole << " lines, then "
+                                      << text.substr(std::min(text.size(), whole * line.size()));
+        EXPECT_TRUE(cut) << "the line that filled it was completed later";
+        EXPECT_EQ(flags & O_NONBLOCK, 0) << "others use it too";
+    }
+}
+
+TEST_F(LogTest, SystemLogGetsDatagramsAndHoldsNobodyUp) {
+    const TempTree tree;
+    const std::string path = tree.path("log");
+    const auto listenThere = [&] {
+        unlink(path.c_str());
+        sockaddr_un address = {.sun_family = AF_UNIX, .sun_path = {}};
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        return fd;
+    };
+    const auto next = [](int fd) {
+        std::string text(1000, '\0');
+        const ssize_t octets = recv(fd, text.data(), text.size(), 0);
         return text.substr(0, octets < 0 ? 0 : static_cast<size_t>(octets));
     };
-    for (int i = 0; i < 30; ++i) log << "long: " << std::string(5000, 'x');  // more than PIPE_BUF
-    const std::string text = read();
-    log << "short";
-    const std::string rest = read();
-    dup2(before, STDERR_FILENO);
-    for (const int fd : {ends[0], ends[1], before}) close(fd);
+    const std::string head = "Sep [ 0-9][0-9] [0-9]{2}:[0-9]{2}:40 test-tn\\[" + std::to_string(getpid()) + "\\]: ";
+    lstream debug{20, 5};
+    debug.mute(false);
+    setLogTarget(LogTarget::Syslog, path);
+    log << "nobody reads";
+    int reader = listenThere();
+    debug << "two\nlines";
+    EXPECT_THAT(next(reader), testing::MatchesRegex("<30>" + head + "[0-9]+ lines lost here: .*"));
+    EXPECT_THAT(next(reader), testing::MatchesRegex("<31>" + head + "\\[20\\] two\\\\nlines"));
 
-    EXPECT_LT(lines(text), 30U);
-    const std::string cut = text.ends_with('\n') ? "" : "\n";
-    EXPECT_EQ(rest,
-              cut + std::to_string(30 - lines(text)) + " lines lost here: their reader was too slow\n[20] short\n");
+    constexpr int kMany = 8 * 200;  // more than a socket's queue holds (net.unix.max_dgram_qlen)
+    for (int i = 0; i < kMany; ++i) log << "fills " + std::to_string(i % 8);
+    int queued = 0;
+    while (!next(reader).empty()) ++queued;
+    EXPECT_LT(queued, kMany);
+    close(reader);
+    reader = listenThere();
+    log << "restarted";
+    EXPECT_THAT(next(reader),
+                testing::MatchesRegex("<30>" + head + std::to_string(kMany - queued) + " lines lost here: .*"));
+    EXPECT_THAT(next(reader), testing::MatchesRegex("<30>" + head + "\\[20\\] restarted"));
+    close(reader);
 }
 
 }  // namespace
