@@ -7,7 +7,7 @@
 #include "tn/log.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    tn::sout.mute();
+    tn::strangersOut.mute();
     size = std::min<size_t>(size, 4096);  // each step copies the message
     snmp::InStream in({data, size});
     for (size_t step = 0; step < size && in.getType() != snmp::kNoTag; ++step) {
