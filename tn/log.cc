@@ -46,7 +46,7 @@ std::atomic<LogTarget> currentTarget{LogTarget::Syslog};
 ssize_t writeWithoutWaiting(int fd, std::string_view octets) {
     const ssize_t sent = send(fd, octets.data(), octets.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent >= 0 || errno != ENOTSOCK) return sent;
-    // The descriptor is shared with whoever started us, so O_NONBLOCK isn't ours to set: a pipe or terminal is opened
+    // The descriptor is shared with our parent process, so O_NONBLOCK isn't ours to set: a pipe or terminal is opened
     // once more. That is done for each line, since a descriptor kept open would hide the end of the output from its
     // reader after a dup2.
     struct stat status = {};
@@ -121,7 +121,7 @@ class SystemLog final : public Output {
     }
 
   private:
-    /// One datagram in the form of syslog(3) (RFC 3164, section 4.1, without the host), to whoever reads there now.
+    /// One datagram in the form of syslog(3) (RFC 3164, section 4.1, without the host), to the present reader.
     bool put(const std::string& text, int severity) override {
         const time_t now = sources().wallSeconds();
         tm local = {};

@@ -109,7 +109,7 @@ void InStream::checkTimeAndDigest(V3Error& error, const UserKeys& keys, const V3
 }
 
 // A field shorter or longer than the 12 octets of HMAC-96 is compared over its own length, as far as the digest goes,
-// on purpose: whoever was answered stays answered. Nothing but wholeDigest keeps forgers with short fields out.
+// on purpose: peers that were answered stay answered. Only wholeDigest keeps out forgers with short fields.
 bool InStream::isSigned(const UserKeys& keys, bool wholeDigest) const {
     const std::string& field = v3_.msgAuthenticationParameters;
     if (keys.digest.empty() || (wholeDigest && field.size() != kAuthParamsSize)) return false;
