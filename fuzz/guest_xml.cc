@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "hostd/guests.h"
-#include "hostd/row_text.h"
+#include "hostd/services/guests.h"
+#include "hostd/table/row_text.h"
 
 namespace {
 

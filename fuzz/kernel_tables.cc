@@ -5,10 +5,10 @@
 #include <optional>
 #include <vector>
 
-#include "hostd/addresses.h"
-#include "hostd/arp_entries.h"
-#include "hostd/forwarding.h"
-#include "hostd/qdisc.h"
+#include "hostd/inet/addresses.h"
+#include "hostd/inet/arp_entries.h"
+#include "hostd/inet/forwarding.h"
+#include "hostd/links/qdisc.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 #include <cstring>
 #include <vector>
 
-#include "hostd/ethtool.h"
-#include "hostd/link_table.h"
-#include "hostd/netlink.h"
+#include "hostd/links/ethtool.h"
+#include "hostd/links/link_table.h"
+#include "hostd/netlink/netlink.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<uint32_t> packet(size / 4 + 1);  // aligned as the kernel's are

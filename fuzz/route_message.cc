@@ -6,8 +6,8 @@
 #include <cstring>
 #include <vector>
 
-#include "hostd/netlink.h"
-#include "hostd/route_table.h"
+#include "hostd/inet/route_table.h"
+#include "hostd/netlink/netlink.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "hostd/squid.h"
+#include "hostd/services/squid.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     constexpr double kUptime = 1000;

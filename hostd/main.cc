@@ -2,9 +2,9 @@
 #include <iostream>
 #include <optional>
 
-#include "hostd/end_process.h"
 #include "hostd/owners.h"
-#include "hostd/spawner.h"
+#include "hostd/supervisor/end_process.h"
+#include "hostd/supervisor/spawner.h"
 #include "tn/bus_socket.h"
 #include "tn/daemon.h"
 #include "tn/options.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "hostd/sensor_choice.h"
+#include "hostd/sensors/sensor_choice.h"
 #include "tn/looper.h"
 
 namespace hostd {

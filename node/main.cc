@@ -1,6 +1,6 @@
 #include "agent/core/start.h"
-#include "hostd/end_process.h"
 #include "hostd/owners.h"
+#include "hostd/supervisor/end_process.h"
 #include "tn/daemon.h"
 #include "tn/options.h"
 

@@ -12,7 +12,7 @@ RULES = [  # what, pattern, files where it is allowed
      {"tests/tn/temp_root.h", "tests/e2e/harness.py", "bench/arms.py"}),
     ("signals a process by its number",  # Popen.kill() first checks that the child still runs
      re.compile(r"(?<![\w.])kill\s*\(|\bos\.kill(?:pg)?\b|\b(?:killpg|tgkill|sigqueue|pidfd_send_signal|pkill|killall)\b"),
-     {"tests/tn/child.h", "tests/e2e/harness.py", "hostd/spawner.cc"}),
+     {"tests/tn/child.h", "tests/e2e/harness.py", "hostd/supervisor/spawner.cc"}),
 ]
 SHELL = re.compile(r"#!.*\b(?:ba|da)?sh\b")
 SHELL_RULES = [  # a number may be negative, and so many processes; a variable without quotes may be several words or none

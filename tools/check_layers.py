@@ -6,29 +6,30 @@ import sys
 
 MAY_INCLUDE = {
     "tn": [],
-    "hostd": ["tn"],
-    "tnctl": ["tn"],
+    "contracts": ["tn"],
+    "hostd": ["tn", "contracts"],
+    "tnctl": ["tn", "contracts"],
     "node": ["tn", "agent", "hostd"],
-    "plugins": ["tn", "agent"],
-    "tests": ["tn", "agent", "hostd", "tnctl"],
-    "fuzz": ["tn", "agent", "hostd", "tests"],
+    "plugins": ["tn", "contracts", "agent"],
+    "tests": ["tn", "contracts", "agent", "hostd", "tnctl"],
+    "fuzz": ["tn", "contracts", "agent", "hostd", "tests"],
     "bench": ["tn", "agent", "tests/agent/usm_manager.h"],
-    "agent/core": ["tn", "agent"],
-    "agent/log.h": ["tn"],
-    "agent/log.cc": ["tn", "agent/log.h"],
-    "agent/ber": ["tn", "agent/security/usm_crypto.h"],
-    "agent/mib": ["tn", "agent/log.h", "agent/ber"],
-    "agent/security/usm_crypto.h": [],
-    "agent/security": ["tn", "agent/log.h", "agent/ber"],
-    "agent/system": ["tn", "agent/log.h", "agent/ber", "agent/mib", "agent/security"],
-    "agent/traps": ["tn", "agent/log.h", "agent/ber", "agent/mib", "agent/security", "agent/system"],
-    "agent/modules": ["tn", "agent/log.h", "agent/ber", "agent/mib", "agent/security", "agent/system", "agent/traps",
-                      "agent/core/snmp_looper.h"],
+    # Lowest first: each may include those above it that it names.
+    "agent/log": ["tn"],
+    "agent/crypto": [],
+    "agent/ber": ["tn", "agent/crypto"],
+    "agent/mib": ["tn", "agent/log", "agent/ber"],
+    "agent/security": ["tn", "contracts", "agent/log", "agent/ber", "agent/crypto"],
+    "agent/system": ["tn", "contracts", "agent/log", "agent/ber", "agent/mib", "agent/security"],
+    "agent/traps": ["tn", "contracts", "agent/log", "agent/ber", "agent/mib", "agent/security", "agent/system"],
+    "agent/modules": ["tn", "contracts", "agent/log", "agent/ber", "agent/mib", "agent/security", "agent/system",
+                      "agent/traps"],
+    "agent/core": ["tn", "contracts", "agent"],
 }
 
 
 def under(path, folder):
-    return path == folder or path.startswith(folder + "/")
+    return path == folder or path.startswith((folder + "/", folder + "."))
 
 
 def faults():

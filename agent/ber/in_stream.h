@@ -7,7 +7,7 @@
 #include "agent/ber/oid.h"
 #include "agent/ber/uber_stream.h"
 #include "agent/ber/v3_info.h"
-#include "agent/security/usm_crypto.h"
+#include "agent/crypto/usm_crypto.h"
 
 namespace snmp {
 

@@ -14,8 +14,8 @@
 #include "agent/core/datagram.h"
 #include "agent/log.h"
 #include "agent/mib/request_writes.h"
-#include "agent/system/scribers.h"
 #include "agent/traps/interface_traps.h"
+#include "agent/traps/trap_generators.h"
 #include "tn/sources.h"
 
 namespace snmp {

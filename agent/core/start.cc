@@ -10,7 +10,7 @@
 #include "agent/modules/system_module.h"
 #include "agent/modules/usm_module.h"
 #include "agent/modules/vm_module.h"
-#include "agent/system/scribers.h"
+#include "agent/traps/trap_generators.h"
 #include "tn/paths.h"
 
 namespace snmp {

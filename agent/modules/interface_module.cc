@@ -12,8 +12,8 @@
 #include "agent/mib/count_provider.h"
 #include "agent/mib/get_all_provider.h"
 #include "agent/mib/keep.h"
-#include "agent/system/scribers.h"
 #include "agent/traps/interface_traps.h"
+#include "agent/traps/trap_generators.h"
 #include "tn/looper.h"
 
 namespace snmp {

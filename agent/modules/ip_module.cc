@@ -15,8 +15,8 @@
 #include "agent/mib/count_provider.h"
 #include "agent/mib/get_all_provider.h"
 #include "agent/mib/keep.h"
-#include "agent/modules/queues.h"
-#include "agent/modules/web_proxy.h"
+#include "agent/modules/proxy_module.h"
+#include "agent/modules/queue_module.h"
 
 namespace snmp {
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "agent/ber/v3_info.h"
-#include "agent/security/usm_crypto.h"
+#include "agent/crypto/usm_crypto.h"
 #include "tn/address.h"
 #include "tn/amap.h"
 

@@ -6,7 +6,7 @@
 
 #include "agent/ber/tags.h"
 #include "agent/log.h"
-#include "agent/system/scribers.h"
+#include "agent/traps/trap_generators.h"
 #include "agent/traps/trap_makers.h"
 #include "tn/looper.h"
 

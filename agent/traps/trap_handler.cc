@@ -1,6 +1,6 @@
 #include "agent/traps/trap_handler.h"
 
-#include "agent/system/scribers.h"
+#include "agent/traps/trap_generators.h"
 
 namespace snmp {
 

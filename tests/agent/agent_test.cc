@@ -1,7 +1,7 @@
 #include "tests/agent/agent_test.h"
 
-#include "agent/system/scribers.h"
 #include "agent/traps/interface_traps.h"
+#include "agent/traps/trap_generators.h"
 #include "agent/traps/trap_makers.h"
 #include "tests/agent/ber/octets.h"
 

@@ -8,15 +8,15 @@
 #include <filesystem>
 #include <fstream>
 
-#include "hostd/disk_table.h"
-#include "hostd/neighbors.h"
-#include "hostd/processor_loads.h"
-#include "hostd/row_text.h"
-#include "hostd/scripts.h"
-#include "hostd/system.h"
+#include "hostd/links/neighbors.h"
+#include "hostd/machine/disk_table.h"
+#include "hostd/machine/processor_loads.h"
+#include "hostd/machine/system.h"
+#include "hostd/services/scripts.h"
+#include "hostd/table/row_text.h"
 #include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
-#include "tests/hostd/led_source.h"
+#include "tests/hostd/sensors/led_source.h"
 #include "tests/tn/temp_root.h"
 #include "tn/looper.h"
 

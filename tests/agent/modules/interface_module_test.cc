@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include "agent/system/scribers.h"
 #include "agent/traps/interface_traps.h"
+#include "agent/traps/trap_generators.h"
 #include "tests/agent/agent_test.h"
 #include "tests/agent/table_owner.h"
 

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "agent/system/scribers.h"
+#include "agent/traps/trap_generators.h"
 #include "tests/agent/agent_test.h"
 
 namespace snmp {

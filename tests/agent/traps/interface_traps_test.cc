@@ -1,6 +1,6 @@
 #include "agent/traps/interface_traps.h"
 
-#include "agent/system/scribers.h"
+#include "agent/traps/trap_generators.h"
 #include "agent/traps/trap_makers.h"
 #include "tests/agent/agent_test.h"
 

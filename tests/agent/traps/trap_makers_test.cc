@@ -1,7 +1,7 @@
 #include "agent/traps/trap_makers.h"
 
 #include "agent/ber/tags.h"
-#include "agent/system/scribers.h"
+#include "agent/traps/trap_generators.h"
 #include "agent/traps/trap_handler.h"
 #include "tests/agent/agent_test.h"
 

@@ -1,0 +1,64 @@
+// The web proxy's scalars of the published web cache MIB (enterprise 3495).
+
+#include "agent/modules/proxy_module.h"
+
+#include "agent/mib/columns.h"
+#include "agent/mib/data_provider.h"
+#include "agent/mib/keep.h"
+#include "tn/sources.h"
+
+namespace snmp {
+
+namespace {
+
+const std::vector<uint32_t> kProxy = {96, 1};
+constexpr uint32_t kObjectClass = 7;
+
+struct Proxy : Data {
+    unsigned int memory = 0, storage = 0;  // octets, like all sizes here; they wrap at 4 GiB
+    unsigned int age = 0;                  // seconds
+    unsigned int hits = 0, sentToClients = 0;
+    unsigned int serverRequests = 0, receivedFromServers = 0, sentToServers = 0;
+    static std::unique_ptr<Data> build(const tn::message& m);
+};
+
+std::unique_ptr<Data> Proxy::build(const tn::message& m) {
+    const auto octets = [&m](uint32_t field) { return m.get_u32(field) << 10; };  // the owner counts in KiB
+    auto record = std::make_unique<Proxy>();
+    record->memory = octets(113);
+    record->storage = octets(111);
+    record->age = tn::getUptime() - m.get_u32(100);
+    record->hits = m.get_u32(103);
+    record->sentToClients = octets(123);
+    record->serverRequests = m.get_u32(102);
+    record->receivedFromServers = octets(121);
+    record->sentToServers = octets(122);
+    return record;
+}
+
+// The web cache's MIB.
+constexpr auto kCache = under(kInternet, 4, 1, 3495, 1);
+constexpr auto kCacheSystem = under(kCache, 1);
+constexpr Column<Proxy> kCacheSystemObjects[] = {
+    {1, "cacheSysVMsize", tag::Integer, &Proxy::memory},
+    {2, "cacheSysStorage", tag::Integer, &Proxy::storage},
+    {3, "cacheUptime", tag::Integer, &Proxy::age},
+};
+constexpr auto kCacheProtocols = under(kCache, 3, 2);
+constexpr Column<Proxy> kCacheProtocolObjects[] = {
+    {2, "cacheHttpHits", tag::Integer, &Proxy::hits},
+    {5, "cacheHttpOutKb", tag::Integer, &Proxy::sentToClients},
+    {10, "cacheServerRequests", tag::Integer, &Proxy::serverRequests},
+    {12, "cacheServerInKb", tag::Integer, &Proxy::receivedFromServers},
+    {13, "cacheServerOutKb", tag::Integer, &Proxy::sentToServers},
+};
+
+}  // namespace
+
+void startWebProxy() {
+    auto* proxy = keep<GetProvider>(Proxy::build, kProxy, tn::cmd::Get, tn::cmd::Set, kObjectClass);
+    addScalars(kCacheSystem, kCacheSystemObjects, proxy);
+    addScalars(kCacheProtocols, kCacheProtocolObjects, proxy);
+}
+
+}  // namespace snmp

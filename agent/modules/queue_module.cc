@@ -1,0 +1,126 @@
+// The vendor's queues, which limit what flows through an interface.
+//
+//     simple queues    INDEX { queue id }
+//     queue tree       INDEX { queue id }
+//
+// No column changes anything: a Set is answered and leaves things as they are.
+
+#include "agent/modules/queue_module.h"
+
+#include "agent/mib/columns.h"
+#include "agent/mib/get_all_provider.h"
+#include "agent/mib/keep.h"
+
+namespace snmp {
+
+namespace {
+
+const std::vector<uint32_t> kSimpleQueues = {20, 9};
+const std::vector<uint32_t> kQueueTree = {20, 12};
+constexpr uint32_t kObjectClass = 7;
+constexpr tn::string_id kName{2};
+
+struct SimpleQueue : Data {
+    unsigned int id = 0;
+    std::string name;
+    unsigned int target = 0, targetMask = 0;
+    unsigned int destination = 0, destinationMask = 0;
+    unsigned int interface = 0;
+    unsigned long long bytesIn = 0, bytesOut = 0;
+    unsigned int packetsIn = 0, packetsOut = 0;
+    unsigned int droppedIn = 0, droppedOut = 0;
+    static std::unique_ptr<Data> build(const tn::message& m);
+};
+
+struct TreeQueue : Data {
+    unsigned int id = 0;
+    std::string name, parent;
+    unsigned int parentId = 0;  // 0 at the top
+    unsigned int bytes32 = 0;   // the low 32 bits
+    unsigned long long bytes = 0;
+    unsigned int packets = 0, dropped = 0;
+    static std::unique_ptr<Data> build(const tn::message& m);
+};
+
+std::unique_ptr<Data> SimpleQueue::build(const tn::message& m) {
+    auto record = std::make_unique<SimpleQueue>();
+    record->id = m.get_u32(tn::field::ObjectId);
+    record->name = m.get_string(kName);
+    const std::vector<uint32_t> target = m.get_be32_array(105);  // address, mask
+    if (target.size() >= 2) {
+        record->target = target[0];
+        record->targetMask = target[1];
+    }
+    record->destination = m.get_be32(101);
+    record->destinationMask = m.get_be32(103);
+    record->interface = m.get_u32(104);
+    record->bytesIn = m.get_u64(300);
+    record->bytesOut = m.get_u64(200);
+    record->packetsIn = m.get_u32(301);
+    record->packetsOut = m.get_u32(201);
+    record->droppedIn = m.get_u32(313);
+    record->droppedOut = m.get_u32(213);
+    return record;
+}
+
+std::unique_ptr<Data> TreeQueue::build(const tn::message& m) {
+    auto record = std::make_unique<TreeQueue>();
+    record->id = m.get_u32(tn::field::ObjectId);
+    record->name = m.get_string(kName);
+    const std::vector<std::string>& parents = m.get_string_array(12);
+    if (!parents.empty()) record->parent = parents.front();
+    record->parentId = m.get_u32(1);
+    record->bytes = m.get_u64(200);
+    record->bytes32 = static_cast<unsigned int>(record->bytes);
+    record->packets = m.get_u32(201);
+    record->dropped = m.get_u32(213);
+    return record;
+}
+
+constexpr auto kQueues = under(kVendorObjects, 2);
+constexpr Column<SimpleQueue> kSimpleQueueIndex = {1, "simpleQueueIndex", tag::Integer,
+                                                   &SimpleQueue::id};  // not served
+constexpr Column<SimpleQueue> kSimpleQueueColumns[] = {
+    {2, "simpleQueueName", tag::OctetString, &SimpleQueue::name},
+    {3, "simpleQueueTargetAddress", tag::IpAddress, &SimpleQueue::target},
+    {4, "simpleQueueTargetMask", tag::IpAddress, &SimpleQueue::targetMask},
+    {5, "simpleQueueDestinationAddress", tag::IpAddress, &SimpleQueue::destination},
+    {6, "simpleQueueDestinationMask", tag::IpAddress, &SimpleQueue::destinationMask},
+    {7, "simpleQueueInterface", tag::Integer, &SimpleQueue::interface},
+    {8, "simpleQueueBytesIn", tag::Counter64, &SimpleQueue::bytesIn},
+    {9, "simpleQueueBytesOut", tag::Counter64, &SimpleQueue::bytesOut},
+    {10, "simpleQueuePacketsIn", tag::Counter32, &SimpleQueue::packetsIn},
+    {11, "simpleQueuePacketsOut", tag::Counter32, &SimpleQueue::packetsOut},
+    {12, "simpleQueueDroppedIn", tag::Counter32, &SimpleQueue::droppedIn},
+    {13, "simpleQueueDroppedOut", tag::Counter32, &SimpleQueue::droppedOut},
+};
+static_assert(ascending(kSimpleQueueColumns));
+
+constexpr Column<TreeQueue> kTreeQueueIndex = {1, "treeQueueIndex", tag::Integer, &TreeQueue::id};  // not served
+constexpr Column<TreeQueue> kTreeQueueColumns[] = {
+    {2, "treeQueueName", tag::OctetString, &TreeQueue::name},
+    {3, "treeQueueParent", tag::OctetString, &TreeQueue::parent},
+    {4, "treeQueueParentId", tag::Integer, &TreeQueue::parentId},
+    {5, "treeQueueBytes", tag::Counter32, &TreeQueue::bytes32},
+    {6, "treeQueuePackets", tag::Counter32, &TreeQueue::packets},
+    {7, "treeQueueHCBytes", tag::Counter64, &TreeQueue::bytes},
+    {8, "treeQueueDropped", tag::Counter32, &TreeQueue::dropped},
+};
+static_assert(ascending(kTreeQueueColumns));
+
+template <std::unique_ptr<Data> (*Build)(const tn::message&), class Record, size_t N>
+void addQueues(unsigned int number, const std::vector<uint32_t>& owner, const Column<Record>& index,
+               const Column<Record> (&columns)[N]) {
+    auto* rows = keep<GetAllProvider>(owner, oneRow<Build>, kObjectClass);
+    MapTable* table = keepTable(rows, {{packerFor(index), tn::field::ObjectId.number}});
+    addColumns(addColumnarBranch(OID(under(kQueues, number, 1)), table), columns);
+}
+
+}  // namespace
+
+void startQueues() {
+    addQueues<SimpleQueue::build>(1, kSimpleQueues, kSimpleQueueIndex, kSimpleQueueColumns);
+    addQueues<TreeQueue::build>(2, kQueueTree, kTreeQueueIndex, kTreeQueueColumns);
+}
+
+}  // namespace snmp

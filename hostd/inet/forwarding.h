@@ -1,0 +1,54 @@
+#pragma once
+
+#include <array>
+#include <compare>
+#include <cstdint>
+#include <tuple>
+
+#include "hostd/netlink/kernel_table.h"
+
+namespace hostd {
+
+using MacAddress = std::array<uint8_t, 6>;
+
+struct ForwardingKey {
+    uint32_t bridge = 0;  ///< ifindex
+    MacAddress mac{};
+    uint16_t vlan = 0;  ///< 0 for none
+
+    friend auto operator<=>(const ForwardingKey& a, const ForwardingKey& b) {
+        return std::tie(a.bridge, a.mac, a.vlan) <=> std::tie(b.bridge, b.mac, b.vlan);
+    }
+    [[nodiscard]] RowKey row() const;
+    static ForwardingKey least(const RowKey& row);
+    [[nodiscard]] bool sharesRow(const ForwardingKey& other) const {
+        return bridge == other.bridge && mac == other.mac;
+    }
+};
+
+struct ForwardingEntry {
+    uint32_t port = 0;  ///< ifindex
+    bool isLocal = false;
+};
+
+/// {16, 3}: where the bridges forward frames to, ordered by (bridge, address). An address known in several VLANs of a
+/// bridge is shown once, as in the lowest of them; the entry without a VLAN comes before these.
+class Forwarding : public KernelTable<ForwardingKey, ForwardingEntry> {
+  public:
+    Forwarding();
+    void take(const nlmsghdr& message, uint64_t now) override;
+
+  private:
+    void write(const ForwardingKey& key, const ForwardingEntry& entry, tn::message& item) const override;
+};
+
+/// The contract of {16, 3}.
+namespace forwarding {
+//                               source
+constexpr tn::u32_id Port{1};    // ndm_ifindex: the port's, or the bridge's own
+constexpr tn::raw_id Mac{2};     // NDA_LLADDR, 6 octets; the second part of the key
+constexpr tn::bool_id Local{4};  // NUD_PERMANENT: an address of the bridge or of its port; absent for others
+constexpr tn::u32_id Bridge{5};  // NDA_MASTER; the first part of the key
+}  // namespace forwarding
+
+}  // namespace hostd

@@ -1,0 +1,91 @@
+#include "hostd/inet/nexthop_table.h"
+
+#include <arpa/inet.h>
+#include <linux/nexthop.h>
+#include <linux/rtnetlink.h>
+
+#include "hostd/netlink/netlink.h"
+
+namespace hostd {
+
+/// The id is 0 for a message that has none or is too short.
+std::pair<uint32_t, NexthopTable::Object> NexthopTable::read(const nlmsghdr& message) {
+    const auto* about = payload<nhmsg>(message);
+    if (about == nullptr) return {};
+    const Attributes<NHA_GATEWAY> attributes(message, sizeof *about);
+    Object object{.hop = {.gateway = ntohl(attributes.number<uint32_t>(NHA_GATEWAY).value_or(0)),
+                          .link = attributes.number<uint32_t>(NHA_OIF).value_or(0),
+                          .hasGateway = attributes[NHA_GATEWAY] != nullptr,
+                          .isUsable = isUsable(about->nh_flags)},
+                  .group = {}};
+    nexthop_grp member{};
+    for (auto octets = attributes.octets(NHA_GROUP); octets.size() >= sizeof member;
+         octets = octets.subspan(sizeof member)) {
+        std::memcpy(&member, octets.data(), sizeof member);
+        object.group.push_back(member.id);
+    }
+    return {attributes.number<uint32_t>(NHA_ID).value_or(0), std::move(object)};
+}
+
+void NexthopTable::take(const nlmsghdr& message) {
+    if (message.nlmsg_type != RTM_NEWNEXTHOP && message.nlmsg_type != RTM_DELNEXTHOP) return;
+    auto [id, object] = read(message);
+    if (id == 0) return;
+    if (isListing_) told_.insert(id);
+    remove(id);
+    if (message.nlmsg_type == RTM_DELNEXTHOP) return;
+    enter(id, object);
+    objects_[id] = std::move(object);
+}
+
+void NexthopTable::enter(uint32_t id, const Object& object) {
+    for (const uint32_t member : object.group) members_.emplace(member, id);
+}
+
+void NexthopTable::remove(uint32_t id) {
+    const auto gone = objects_.find(id);
+    if (gone == objects_.end()) return;
+    for (const uint32_t member : gone->second.group) members_.erase({member, id});
+    objects_.erase(gone);
+}
+
+void NexthopTable::beginListing() {
+    isListing_ = true;
+    listed_.clear();
+    told_.clear();
+}
+
+void NexthopTable::list(const nlmsghdr& message) {
+    if (message.nlmsg_type != RTM_NEWNEXTHOP) return;
+    auto [id, object] = read(message);
+    if (id != 0 && !told_.contains(id)) listed_[id] = std::move(object);
+}
+
+void NexthopTable::endListing() {
+    for (const uint32_t id : told_) {
+        listed_.erase(id);
+        if (auto known = objects_.extract(id)) listed_.insert(std::move(known));
+    }
+    objects_ = std::exchange(listed_, {});
+    members_.clear();
+    for (const auto& [id, object] : objects_) enter(id, object);
+    isListing_ = false;
+    told_.clear();
+}
+
+void NexthopTable::resolve(Route& route) const {
+    if (route.nexthop == 0 || route.type != RTN_UNICAST) return;
+    const bool isTold = route.hops.size() > 1 || route.hops[0].link != 0 || route.hops[0].hasGateway;
+    if (isTold) return;
+    route.hops.clear();
+    const auto add = [&](uint32_t id) {
+        const auto object = objects_.find(id);
+        if (object != objects_.end() && object->second.group.empty()) route.hops.push_back(object->second.hop);
+    };
+    add(route.nexthop);
+    if (const auto group = objects_.find(route.nexthop); group != objects_.end())
+        for (const uint32_t member : group->second.group) add(member);
+    if (route.hops.empty()) route.hops.push_back({.isUsable = false});
+}
+
+}  // namespace hostd

@@ -1,0 +1,196 @@
+#include "hostd/links/ethtool.h"
+
+#include <linux/ethtool.h>
+#include <linux/ethtool_netlink.h>
+#include <linux/genetlink.h>
+#include <linux/sockios.h>
+#include <net/if.h>
+#include <sys/ioctl.h>
+
+#include <cerrno>
+#include <vector>
+
+#include "hostd/links/driver_names.h"
+#include "hostd/netlink/netlink.h"
+
+namespace hostd {
+
+namespace {
+
+constexpr uint32_t kSpeedUnknown = UINT32_MAX;  // SPEED_UNKNOWN
+constexpr uint32_t kGroups =
+    1U << ETHTOOL_STATS_ETH_PHY | 1U << ETHTOOL_STATS_ETH_MAC | 1U << ETHTOOL_STATS_ETH_CTRL | 1U << ETHTOOL_STATS_RMON;
+
+constexpr size_t kMostNamed = 8192;  // counters of one driver that it names itself
+
+DriverGroup groupOf(uint32_t id) {
+    switch (id) {
+        case ETHTOOL_STATS_ETH_PHY:
+            return DriverGroup::Phy;
+        case ETHTOOL_STATS_ETH_MAC:
+            return DriverGroup::Mac;
+        case ETHTOOL_STATS_ETH_CTRL:
+            return DriverGroup::Control;
+        case ETHTOOL_STATS_RMON:
+            return DriverGroup::Rmon;
+        default:
+            return DriverGroup::None;
+    }
+}
+
+uint64_t u64Of(const nlattr& attribute) {
+    uint64_t value = 0;
+    if (mnl_attr_get_payload_len(&attribute) == sizeof value)
+        std::memcpy(&value, mnl_attr_get_payload(&attribute), sizeof value);
+    return value;
+}
+
+void readSizes(const nlattr& range, DriverGroup group, DriverCounters& counters) {
+    const Attributes<ETHTOOL_A_STATS_GRP_MAX> attributes(&range);
+    const auto low = attributes.number<uint32_t>(ETHTOOL_A_STATS_GRP_HIST_BKT_LOW);
+    const auto value = attributes.number<uint64_t>(ETHTOOL_A_STATS_GRP_HIST_VAL);
+    if (low && value) counters.add(group, sizeClass(*low), *value);
+}
+
+void readGroup(const nlattr& group, DriverCounters& counters) {
+    const auto id = Attributes<ETHTOOL_A_STATS_GRP_MAX>(&group).number<uint32_t>(ETHTOOL_A_STATS_GRP_ID);
+    if (!id) return;
+    forEachAttribute(octetsOf(&group), [&](const nlattr& member) {
+        switch (mnl_attr_get_type(&member)) {
+            case ETHTOOL_A_STATS_GRP_STAT:
+                forEachAttribute(octetsOf(&member), [&](const nlattr& counter) {
+                    counters.add(groupOf(*id), mnl_attr_get_type(&counter), u64Of(counter));
+                });
+                break;
+            case ETHTOOL_A_STATS_GRP_HIST_RX:
+                readSizes(member, DriverGroup::RxSizes, counters);
+                break;
+            case ETHTOOL_A_STATS_GRP_HIST_TX:
+                readSizes(member, DriverGroup::TxSizes, counters);
+                break;
+            default:
+                break;
+        }
+    });
+}
+
+/// The number of the kernel's ethtool family; 0 before Linux 5.6 and where it wasn't built in, nothing when the kernel
+/// doesn't answer.
+std::optional<uint16_t> findFamily(NetlinkSocket& socket) {
+    NetlinkRequests requests;
+    auto& header = requests.add<genlmsghdr>(GENL_ID_CTRL, NLM_F_ACK);
+    header.cmd = CTRL_CMD_GETFAMILY;
+    header.version = 1;
+    mnl_attr_put_strz(requests.current(), CTRL_ATTR_FAMILY_NAME, ETHTOOL_GENL_NAME);
+    requests.finish();
+    uint16_t family = 0;
+    if (!socket.send(requests)) return {};
+    const bool isAnswered = socket.takeAnswer([&](const nlmsghdr& message) {
+        const Attributes<CTRL_ATTR_MAX> attributes(message, sizeof(genlmsghdr));
+        family = attributes.number<uint16_t>(CTRL_ATTR_FAMILY_ID).value_or(0);
+    });
+    return isAnswered || errno == ENOENT ? std::optional(family) : std::nullopt;
+}
+
+/// False when the driver hasn't answered. "Not supported" is an answer.
+bool ask(NetlinkSocket& socket, uint16_t family, uint8_t command, uint32_t index, DriverReading& reading) {
+    const bool isStats = command == ETHTOOL_MSG_STATS_GET;
+    NetlinkRequests requests;
+    auto& header = requests.add<genlmsghdr>(family, NLM_F_ACK);
+    header.cmd = command;
+    header.version = ETHTOOL_GENL_VERSION;
+    nlmsghdr* request = requests.current();
+    nlattr* device =
+        mnl_attr_nest_start(request, isStats ? uint16_t{ETHTOOL_A_STATS_HEADER} : uint16_t{ETHTOOL_A_LINKMODES_HEADER});
+    mnl_attr_put_u32(request, ETHTOOL_A_HEADER_DEV_INDEX, index);
+    mnl_attr_nest_end(request, device);
+    if (isStats) {
+        nlattr* groups = mnl_attr_nest_start(request, ETHTOOL_A_STATS_GROUPS);
+        mnl_attr_put(request, ETHTOOL_A_BITSET_NOMASK, 0, "");
+        mnl_attr_put_u32(request, ETHTOOL_A_BITSET_SIZE, __ETHTOOL_STATS_CNT);
+        mnl_attr_put_u32(request, ETHTOOL_A_BITSET_VALUE, kGroups);
+        mnl_attr_nest_end(request, groups);
+    }
+    requests.finish();
+    if (!socket.send(requests)) return false;
+    return socket.takeAnswer([&](const nlmsghdr& message) { readDriverAnswer(message, reading); }) ||
+           errno == EOPNOTSUPP;
+}
+
+/// Queries a driver through the older ioctl, with a structure that begins with the command.
+bool ask(int fd, ifreq& device, void* question) {
+    device.ifr_data = static_cast<char*>(question);
+    return ::ioctl(fd, SIOCETHTOOL, &device) == 0;
+}
+
+/// Queries the counters that a driver names itself. False when it hasn't answered.
+bool askNamed(int fd, uint32_t index, DriverCounters& counters) {
+    ifreq device{};
+    device.ifr_ifindex = static_cast<int>(index);
+    if (::ioctl(fd, SIOCGIFNAME, &device) != 0) return false;
+    ethtool_drvinfo info{};
+    info.cmd = ETHTOOL_GDRVINFO;
+    if (!ask(fd, device, &info)) return errno == EOPNOTSUPP;
+    const size_t count = info.n_stats;
+    if (count == 0 || count > kMostNamed) return true;
+
+    // The kernel ignores the room given and writes all that the driver has by then: more if queues are being added.
+    const size_t room = 2 * count + 1024;
+    std::vector<uint64_t> strings((sizeof(ethtool_gstrings) + room * ETH_GSTRING_LEN) / sizeof(uint64_t) + 1);
+    std::vector<uint64_t> numbers(sizeof(ethtool_stats) / sizeof(uint64_t) + room);
+    auto* names = reinterpret_cast<ethtool_gstrings*>(strings.data());
+    names->cmd = ETHTOOL_GSTRINGS;
+    names->string_set = ETH_SS_STATS;
+    names->len = info.n_stats;
+    auto* values = reinterpret_cast<ethtool_stats*>(numbers.data());
+    values->cmd = ETHTOOL_GSTATS;
+    values->n_stats = info.n_stats;
+    if (!ask(fd, device, names) || !ask(fd, device, values)) return false;
+    if (names->len != count || values->n_stats != count) return false;
+    readNamedCounters({reinterpret_cast<const char*>(names + 1), count * ETH_GSTRING_LEN},
+                      {reinterpret_cast<const uint64_t*>(values + 1), count}, counters);
+    return true;
+}
+
+}  // namespace
+
+DriverReadings readDrivers(std::span<const uint32_t> indexes) {
+    DriverReadings readings;
+    for (const uint32_t index : indexes) readings[index] = {};
+    NetlinkSocket socket;
+    if (!socket.open(NETLINK_GENERIC, 0)) return readings;
+    const std::optional<uint16_t> family = findFamily(socket);
+    if (!family) return readings;
+    for (auto& [index, reading] : readings) {
+        if (*family != 0) (void)ask(socket, *family, ETHTOOL_MSG_LINKMODES_GET, index, reading);
+        reading.areCounted = *family == 0 || ask(socket, *family, ETHTOOL_MSG_STATS_GET, index, reading);
+        if (reading.areCounted && reading.counters.kept() == 0)
+            reading.areCounted = askNamed(socket.fd(), index, reading.counters);
+    }
+    return readings;
+}
+
+void readNamedCounters(std::span<const char> names, std::span<const uint64_t> values, DriverCounters& counters) {
+    for (const uint64_t value : values) {
+        const char* name = names.data();
+        const auto counter = counterNamed({name, ::strnlen(name, ETH_GSTRING_LEN)});
+        names = names.subspan(ETH_GSTRING_LEN);
+        if (counter) counters.add(counter->group, counter->number, value);
+    }
+}
+
+void readDriverAnswer(const nlmsghdr& message, DriverReading& reading) {
+    const auto* header = payload<genlmsghdr>(message);
+    if (header == nullptr) return;
+    if (header->cmd == ETHTOOL_MSG_LINKMODES_GET_REPLY) {
+        const Attributes<ETHTOOL_A_LINKMODES_MAX> attributes(message, sizeof *header);
+        const auto speed = attributes.number<uint32_t>(ETHTOOL_A_LINKMODES_SPEED);
+        if (speed && *speed != 0 && *speed != kSpeedUnknown) reading.speed = speed;
+    } else if (header->cmd == ETHTOOL_MSG_STATS_GET_REPLY) {
+        forEachAttribute(attributesOf(message, sizeof *header), [&](const nlattr& attribute) {
+            if (mnl_attr_get_type(&attribute) == ETHTOOL_A_STATS_GRP) readGroup(attribute, reading.counters);
+        });
+    }
+}
+
+}  // namespace hostd

@@ -1,0 +1,212 @@
+#include "hostd/links/interfaces.h"
+
+#include <linux/rtnetlink.h>
+#include <net/if.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "hostd/log.h"
+#include "hostd/netlink/netlink.h"
+#include "tn/looper.h"
+#include "tn/sources.h"
+
+namespace hostd {
+
+namespace {
+
+bool isRadio(const std::string& sysfs, const std::string& name) {
+    return ::access((sysfs + "/class/net/" + name + "/phy80211").c_str(), F_OK) == 0;
+}
+
+constexpr uint64_t kPause = 10;  // ms between looks at what is due and can't be told yet
+
+uint32_t low(uint64_t value) { return static_cast<uint32_t>(value); }
+
+}  // namespace
+
+std::string switchLink(uint32_t index, bool isUp) {
+    NetlinkSocket socket;
+    if (!socket.open(NETLINK_ROUTE, 0)) return std::strerror(errno);
+    NetlinkRequests requests;
+    auto& link = requests.add<ifinfomsg>(RTM_NEWLINK, NLM_F_ACK);
+    link.ifi_index = static_cast<int>(index);
+    link.ifi_change = IFF_UP;
+    link.ifi_flags = isUp ? IFF_UP : 0;
+    requests.finish();
+    const bool isDone = socket.send(requests) && socket.takeAnswer([](const nlmsghdr&) {});
+    return isDone ? "" : std::strerror(errno);
+}
+
+Interfaces::Interfaces(const std::string& sysfs, LinkSwitch switcher, DriverSource drivers)
+    : switch_(std::move(switcher)),
+      news_([this](uint32_t id, const std::string& name, uint32_t status) { tell(id, name, status); }),
+      links_([sysfs](const std::string& name) { return isRadio(sysfs, name); },
+             [this](const Link& link, uint32_t before, uint32_t status) {
+                 news_.changed(link, before, status, tn::getMilliseconds());
+                 tellLastingLater();
+             }),
+      monitor_(links_),
+      drivers_(std::move(drivers)) {
+    policySet().add_policy(interface::kList, tn::right::Reading);
+    policySet().add_policy(interface::kSpeed, tn::right::Reading);
+}
+
+Interfaces::~Interfaces() {
+    if (tn::Looper* looper = tn::getLooper()) looper->removeTimer(timer_);
+}
+
+void Interfaces::loadPermData() {
+    monitor_.start();
+    refresh();
+    drivers_.keepReading();
+}
+
+void Interfaces::refresh() {
+    monitor_.catchUp();
+    if (links_.version() != driversVersion_) watchDrivers();
+}
+
+void Interfaces::watchDrivers() {
+    driversVersion_ = links_.version();
+    std::vector<uint32_t> made;
+    for (const Link* link = links_.firstFrom(0); link != nullptr; link = links_.firstFrom(link->index + 1))
+        if (link->hasDriver) made.push_back(link->index);
+    drivers_.setInterfaces(std::move(made));
+}
+
+void Interfaces::take(const nlmsghdr& message) { links_.take(message, tn::getMilliseconds()); }
+
+void Interfaces::refreshIds(std::span<const uint32_t> ids) {
+    const uint64_t now = tn::getMilliseconds();
+    monitor_.refreshCounters(ids, now, kMaxAge);
+    drivers_.ask();
+}
+
+std::optional<uint32_t> Interfaces::firstFrom(uint32_t id) const {
+    const Link* link = links_.firstFrom(id);
+    return link == nullptr ? std::nullopt : std::optional(link->index);
+}
+
+void Interfaces::listRow(uint32_t id, tn::message& row) const {
+    const Link& link = *links_.find(id);
+    const rtnl_link_stats64& counters = link.counters;
+    // In the order in which a message takes fields without looking for them: by kind, then by number.
+    if (link.isRunning()) row.insert_bool(interface::Running, true);
+    if (!link.isEnabled()) row.insert_bool(tn::field::Disabled, true);
+    if (link.bridgePriority) row.insert_u32(interface::Priority, *link.bridgePriority);
+    if (link.kind == link_kind::Vlan && link.lower != 0) row.insert_u32(interface::Parent, link.lower);
+    row.insert_u32(interface::Kind, link.kind);
+    row.insert_u32(interface::Flags, 0);
+    row.insert_u32(interface::Status, link.status());
+    row.insert_u32(interface::Mtu, link.mtu);
+    if (link.countersAt != 0) {
+        row.insert_u32(interface::InDiscards, low(counters.rx_dropped + counters.rx_missed_errors));
+        row.insert_u32(interface::OutDiscards, low(counters.tx_dropped));
+        row.insert_u32(interface::InErrors, low(counters.rx_errors));
+        row.insert_u32(interface::OutErrors, low(counters.tx_errors));
+        static const DriverCounters kNone;
+        insertCounters(row, counters, link.hasDriver ? drivers_.counters(id) : &kNone);
+        row.insert_u64(interface::InOctets, counters.rx_bytes);
+        row.insert_u64(interface::OutOctets, counters.tx_bytes);
+        row.insert_u64(interface::InUnicast, counters.rx_packets);
+        row.insert_u64(interface::OutUnicast, counters.tx_packets);
+    }
+    row.insert_string(interface::Name, link.name);
+    if (!link.alias.empty()) row.insert_string(tn::field::Comment, link.alias);
+    if (!link.address.empty()) row.insert_raw(interface::Mac, link.address);
+}
+
+void Interfaces::briefRow(uint32_t id, tn::message& row) const {
+    row.insert_u32(interface::Flags, 0);
+    row.insert_u32(interface::Status, links_.find(id)->status());
+}
+
+bool Interfaces::isIdWanted(uint32_t id, const tn::message& request) const {
+    return !request.has(interface::Kind) || request.get_u32(interface::Kind) == links_.find(id)->kind;
+}
+
+tn::message Interfaces::setRow(uint32_t id, const tn::message& request) {
+    if (!request.has(tn::field::Disabled)) return {};
+    const bool isUp = !request.get_bool(tn::field::Disabled);
+    const std::string what = links_.find(id)->name + (isUp ? " up" : " down");
+    if (!switch_) {
+        hostLog << "link change asked for and refused: " << what << ": --allow-link-changes isn't given";
+        return tn::errorMsg(tn::error::Refused, "link changes aren't allowed here: start with --allow-link-changes");
+    }
+    hostLog << "link change asked for: " << what;
+    const std::string reason = switch_(id, isUp);
+    if (reason.empty()) return {};
+    hostLog << "link change failed: " << what << ": " << reason;
+    return tn::errorMsg(tn::error::Refused, "link change failed: " + what + ": " + reason);
+}
+
+tn::message Interfaces::cmdUnknown(const tn::message& request, uint32_t command) {
+    switch (command) {
+        case interface::kList:
+            return page(request, Detail::Brief);
+        case interface::kSpeed:
+            return speedOf(request);
+        default:
+            return IdTable::cmdUnknown(request, command);
+    }
+}
+
+tn::message Interfaces::speedOf(const tn::message& request) {
+    const uint32_t id = request.get_u32(tn::field::ObjectId);
+    const Link* link = std::as_const(links_).find(id);
+    if (link == nullptr) return tn::errorMsg(tn::error::NotFound, "no such interface");
+    tn::message reply;
+    const Link* driven = links_.drivenUnder(*link);
+    if (driven == nullptr) return reply;
+    drivers_.ask();
+    switch (drivers_.speed(driven->index).value_or(0)) {
+        case 10:
+            reply.insert_u32(interface::SpeedClass, 1);
+            break;
+        case 100:
+            reply.insert_u32(interface::SpeedClass, 2);
+            break;
+        case 1000:
+            reply.insert_u32(interface::SpeedClass, 3);
+            break;
+        default:
+            break;
+    }
+    return reply;
+}
+
+void Interfaces::tell(uint32_t id, const std::string& name, uint32_t status) {
+    tn::message changed;
+    changed.insert_u32(interface::Flags, 0);
+    changed.insert_u32(interface::Status, status);
+    changed.insert_u32(tn::field::ObjectId, id);
+    changed.insert_string(interface::Name, name);
+    notify(interface::kStatusChanged, changed);
+}
+
+void Interfaces::tellLastingLater() {
+    tn::Looper* looper = tn::getLooper();
+    if (looper == nullptr || timer_ != 0) return;
+    const auto due = news_.due();
+    if (!due) return;
+    const uint64_t now = tn::getMilliseconds();
+    const auto look = [this] {
+        // As long as something waits, the other half of a change may be there.
+        if (monitor_.catchUp(NetlinkFollower::kPacketsAtOnce)) news_.tellLasting(tn::getMilliseconds());
+        timer_ = 0;
+        tellLastingLater();
+    };
+    timer_ = looper->addTimer(look, std::max(*due, now + kPause) - now);
+}
+
+bool Interfaces::shouldNotify(const tn::message& filter, const tn::message& notification) {
+    const uint32_t wanted = filter.get_u32(interface::Status, interface::kStatusChanges);
+    const uint32_t unwanted = filter.get_u32(interface::Flags);
+    return (wanted & interface::kStatusChanges) != 0 && (notification.get_u32(interface::Flags) & unwanted) == 0;
+}
+
+}  // namespace hostd

@@ -1,0 +1,146 @@
+#include "hostd/links/link.h"
+
+#include <libmnl/libmnl.h>
+#include <linux/if.h>
+#include <linux/if_arp.h>
+#include <linux/if_ether.h>
+#include <linux/rtnetlink.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string_view>
+
+#include "hostd/netlink/netlink.h"
+
+namespace hostd {
+
+namespace {
+
+constexpr size_t kMostAddress = 32;  // MAX_ADDR_LEN
+
+struct KindName {
+    std::string_view name;  // IFLA_INFO_KIND
+    uint32_t kind;
+};
+constexpr std::array kKinds = {
+    KindName{"bridge", link_kind::Bridge},    KindName{"vlan", link_kind::Vlan},
+    KindName{"gre", link_kind::Tunnel},       KindName{"gretap", link_kind::Tunnel},
+    KindName{"ip6gre", link_kind::Tunnel},    KindName{"ip6gretap", link_kind::Tunnel},
+    KindName{"erspan", link_kind::Tunnel},    KindName{"ip6erspan", link_kind::Tunnel},
+    KindName{"ipip", link_kind::Tunnel},      KindName{"ip6tnl", link_kind::Tunnel},
+    KindName{"sit", link_kind::Tunnel},       KindName{"vti", link_kind::Tunnel},
+    KindName{"vti6", link_kind::Tunnel},      KindName{"xfrm", link_kind::Tunnel},
+    KindName{"vxlan", link_kind::Tunnel},     KindName{"geneve", link_kind::Tunnel},
+    KindName{"wireguard", link_kind::Tunnel}, KindName{"gtp", link_kind::Tunnel},
+    KindName{"bareudp", link_kind::Tunnel},   KindName{"ppp", link_kind::Ppp},
+};
+
+// Kinds whose IFLA_LINK is the device underneath. For a veth it is the peer, for a switch port the CPU's link.
+constexpr std::array<std::string_view, 5> kStacked = {"vlan", "macvlan", "macvtap", "ipvlan", "ipvtap"};
+// Kinds that have a driver nonetheless. DSA switch ports report their kind since Linux 6.1.
+constexpr std::array<std::string_view, 3> kDriven = {"bond", "team", "dsa"};
+
+bool isIn(const auto& names, std::string_view name) { return std::ranges::find(names, name) != names.end(); }
+
+/// The kind by the name under which rtnetlink makes such links, else by the frames that it carries (ARPHRD_*). Which
+/// of the driver's own Ethernet links are wireless isn't told here.
+uint32_t kindOf(std::string_view infoKind, unsigned hardware) {
+    const auto known = std::ranges::find(kKinds, infoKind, &KindName::name);
+    if (known != kKinds.end()) return known->kind;
+    switch (hardware) {
+        case ARPHRD_ETHER:
+            return link_kind::Ethernet;
+        case ARPHRD_PPP:
+            return link_kind::Ppp;
+        case ARPHRD_NONE:  // tun, and other layer 3 devices without a header of their own
+        case ARPHRD_TUNNEL:
+        case ARPHRD_TUNNEL6:
+        case ARPHRD_SIT:
+        case ARPHRD_IPGRE:
+        case ARPHRD_IP6GRE:
+            return link_kind::Tunnel;
+        default:
+            return link_kind::Other;
+    }
+}
+
+void readInfo(const nlattr* info, unsigned hardware, Link& link) {
+    const Attributes<IFLA_INFO_MAX> attributes(info);
+    const std::string_view kind = attributes.text(IFLA_INFO_KIND);
+    link.kind = kindOf(kind, hardware);
+    link.hasDriver = hardware == ARPHRD_ETHER && (kind.empty() || isIn(kDriven, kind));
+    if (!isIn(kStacked, kind)) link.lower = 0;
+    if (link.kind != link_kind::Bridge) return;
+    const Attributes<IFLA_BR_MAX> bridge(attributes[IFLA_INFO_DATA]);
+    if (const auto priority = bridge.number<uint16_t>(IFLA_BR_PRIORITY)) link.bridgePriority = *priority;
+}
+
+/// The loopback has an address of zeros, and an IP tunnel the IP address of its own end: these are none.
+void readAddress(std::span<const uint8_t> address, Link& link) {
+    const bool isIp = link.kind == link_kind::Tunnel && address.size() != ETH_ALEN;
+    const bool isNone = isIp || address.size() > kMostAddress || std::ranges::count(address, 0) == std::ssize(address);
+    link.address.assign(address.begin(), isNone ? address.begin() : address.end());
+}
+
+/// A kernel that knows fewer counters, or more, sends a shorter or longer block.
+bool copyCounters(std::span<const uint8_t> block, uint64_t now, Link& link) {
+    if (block.empty()) return false;
+    link.counters = {};
+    std::memcpy(&link.counters, block.data(), std::min(block.size(), sizeof link.counters));
+    link.countersAt = now;
+    return true;
+}
+
+}  // namespace
+
+bool Link::isEnabled() const { return (flags & IFF_UP) != 0; }
+
+bool Link::isRunning() const { return isEnabled() && (flags & IFF_RUNNING) != 0; }
+
+uint32_t Link::status() const {
+    uint32_t status = 0;
+    if (isEnabled() && (flags & IFF_LOWER_UP) != 0) status |= link_status::Up;
+    if (isRunning()) status |= link_status::Operational;
+    return status;
+}
+
+bool readLink(const nlmsghdr& message, uint64_t now, Link& link) {
+    const auto* header = payload<ifinfomsg>(message);
+    if (header == nullptr || header->ifi_family != AF_UNSPEC || header->ifi_index <= 0) return false;
+    const Attributes<IFLA_MAX> attributes(message, sizeof *header);
+    const std::string_view name = attributes.text(IFLA_IFNAME);
+    if (name.empty() || attributes[IFLA_WIRELESS] != nullptr) return false;
+
+    link.index = static_cast<uint32_t>(header->ifi_index);
+    link.flags = header->ifi_flags;
+    link.name = name;
+    link.alias = attributes.text(IFLA_IFALIAS);
+    link.mtu = attributes.number<uint32_t>(IFLA_MTU).value_or(link.mtu);
+    link.lower =
+        attributes[IFLA_LINK_NETNSID] != nullptr ? 0 : attributes.number<uint32_t>(IFLA_LINK).value_or(link.lower);
+    readInfo(attributes[IFLA_LINKINFO], header->ifi_type, link);
+    readAddress(attributes.octets(IFLA_ADDRESS), link);
+    copyCounters(attributes.octets(IFLA_STATS64), now, link);
+    return true;
+}
+
+std::optional<uint32_t> readGoneLink(const nlmsghdr& message) {
+    const auto* header = payload<ifinfomsg>(message);
+    if (header == nullptr || header->ifi_family != AF_UNSPEC || header->ifi_index <= 0) return {};
+    return static_cast<uint32_t>(header->ifi_index);
+}
+
+bool readCounters(const nlmsghdr& message, uint64_t now, Link& link) {
+    if (countedLink(message) == 0) return false;
+    const Attributes<IFLA_STATS_MAX> attributes(message, sizeof(if_stats_msg));
+    return copyCounters(attributes.octets(IFLA_STATS_LINK_64), now, link);
+}
+
+uint32_t countedLink(const nlmsghdr& message) {
+    const auto* header = payload<if_stats_msg>(message);
+    return header == nullptr ? 0 : header->ifindex;
+}
+
+}  // namespace hostd

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "hostd/machine/disk_reader.h"
+#include "hostd/source/watched_table.h"
+
+namespace hostd {
+
+/// The disks, read once for all tables that show them.
+using Disks = Watch<Reading<Disk>>;
+
+constexpr uint64_t kDisksMaxAge = 5000;  // ms
+
+/// Starts the first reading.
+/// @param proc    where the kernel's mount list is ("/proc")
+/// @param sizeOf  runs on helper threads, several at once
+[[nodiscard]] std::shared_ptr<Disks> watchDisks(const std::string& proc, const DiskSizer& sizeOf = sizeOfDisk);
+
+/// {79, 2}: the mounted file systems that store data and have a known size. A disk keeps its id as long as it is
+/// mounted there.
+class DiskTable : public WatchedTable<Disk> {
+  public:
+    static constexpr IdRange kIds{1, 0x10000};
+
+    explicit DiskTable(std::shared_ptr<Disks> disks) : WatchedTable("disks", std::move(disks), kIds) {}
+
+  protected:
+    void list(const Disk& disk, tn::message& item) const override;
+    [[nodiscard]] bool isShown(const Disk& disk) const override { return disk.size.has_value(); }
+};
+
+/// The contract of {79, 2}. Sizes that don't fit into 32 bits (4 TiB) stop there; Size less Free is then what is used
+/// as far as that fits.
+namespace disk {
+//                                     unit  source
+constexpr tn::string_id MountPoint{1};  //      PROC/self/mountinfo
+constexpr tn::u32_id Size{5};           // KiB  statvfs(3), f_blocks
+constexpr tn::u32_id Free{6};           // KiB  statvfs(3), f_bfree: the share kept for root included
+}  // namespace disk
+
+}  // namespace hostd

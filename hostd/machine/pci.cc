@@ -1,0 +1,118 @@
+#include "hostd/machine/pci.h"
+
+extern "C" {
+#include <pci/pci.h>
+}
+
+#include <array>
+#include <charconv>
+#include <csetjmp>
+#include <cstdlib>
+#include <memory>
+
+#include "hostd/source/sysfs.h"
+#include "hostd/table/row_text.h"
+
+namespace hostd {
+
+namespace {
+
+// The library ends the process when its list is damaged, unless it is given a function that doesn't return. Once the
+// list is read, only a lack of memory remains.
+thread_local std::jmp_buf gaveUp;
+__attribute__((noreturn)) void giveUp(char*, ...) { std::longjmp(gaveUp, 1); }
+__attribute__((noreturn)) void endProcess(char*, ...) { std::abort(); }
+void saysNothing(char*, ...) {}
+
+/// False when the list can't be read to its end; what stands before that place is known.
+bool loadNames(pci_access* access) {
+    access->method = PCI_ACCESS_SYS_BUS_PCI;  // so that it looks for no other: only its names are wanted
+    access->error = giveUp;
+    access->warning = saysNothing;
+    access->debug = saysNothing;
+    bool isWhole = false;
+    if (setjmp(gaveUp) == 0) {
+        pci_init(access);
+        isWhole = pci_load_name_list(access) != 0;
+    }
+    access->error = endProcess;
+    return isWhole;
+}
+
+template <class... Ids>
+std::string lookUp(pci_access* access, int what, Ids... ids) {
+    std::array<char, kMostText> text{};
+    // udev's database has the same names, and without it the library leaks.
+    const int flags = what | PCI_LOOKUP_NO_HWDB;
+    const char* found = pci_lookup_name(access, text.data(), text.size(), flags, ids...);
+    return found == nullptr ? "" : found;
+}
+
+/// Where a device is, by the kernel's name of it: "domain:bus:device.function", hexadecimal. Nothing when it is no
+/// such name.
+std::optional<uint32_t> placeOf(const std::string& name) {
+    constexpr std::string_view kEnds{"::.\0", 4};
+    std::array<uint32_t, 4> numbers{};
+    const char* at = name.data();
+    for (size_t i = 0; i < numbers.size(); ++i) {
+        const auto [end, failed] = std::from_chars(at, name.data() + name.size(), numbers[i], 16);
+        if (failed != std::errc() || *end != kEnds[i]) return {};
+        at = end + 1;
+    }
+    const auto& [domain, bus, device, function] = numbers;
+    if (bus > 0xff || device > 0x1f || function > 7) return {};
+    return (domain == 0 ? 0 : PciDevices::kOtherDomains.first) | bus << 8 | device << 3 | function;
+}
+
+}  // namespace
+
+std::string PciReader::learn(const std::map<std::string, Ids>& devices) {
+    const std::unique_ptr<pci_access, decltype(&pci_cleanup)> access(pci_alloc(), pci_cleanup);
+    if (!ids_.empty()) pci_set_name_list_path(access.get(), ids_.data(), 0);
+    const bool isWhole = loadNames(access.get());
+    for (const auto& [name, ids] : devices) {
+        const auto& [vendor, device] = ids;
+        names_[ids] = {lookUp(access.get(), PCI_LOOKUP_VENDOR, vendor),
+                       lookUp(access.get(), PCI_LOOKUP_DEVICE, vendor, device)};
+    }
+    return isWhole ? "" : "pci.ids is missing or damaged: numbers in place of names";
+}
+
+Reading<PciDevice> PciReader::read() {
+    const std::string folder = sysfs_ + "/bus/pci/devices";
+    std::map<std::string, Ids> devices;
+    bool isNew = false;
+    for (const std::string& name : namesIn(folder)) {
+        const auto vendor = readNumber(folder + "/" + name + "/vendor", 16);
+        const auto device = readNumber(folder + "/" + name + "/device", 16);
+        if (!vendor || !device) continue;  // pulled out at this moment
+        devices[name] = {*vendor, *device};
+        isNew = isNew || !names_.contains({*vendor, *device});
+    }
+    const auto now = std::chrono::steady_clock::now();
+    if (isNew || (!problem_.empty() && now - learnt_ >= pause_)) {
+        problem_ = learn(devices);
+        learnt_ = now;
+    }
+
+    Reading<PciDevice> reading{devices.empty() ? "there are none" : problem_, {}};
+    for (const auto& [name, ids] : devices)
+        if (const auto place = placeOf(name))
+            reading.rows.push_back({name, *place, names_[ids].maker, names_[ids].model});
+    return reading;
+}
+
+PciDevices::PciDevices(const std::string& sysfs, const std::string& ids)
+    : WatchedTable(
+          "PCI devices", [reader = std::make_shared<PciReader>(sysfs, ids)] { return reader->read(); }, kMaxAge,
+          kOtherDomains) {}
+
+void PciDevices::list(const PciDevice& device, tn::message& item) const {
+    insertText(item, pci::Name, device.key);
+    insertText(item, pci::Model, device.model);
+    insertText(item, pci::Maker, device.maker);
+    insertText(item, pci::MakerName, device.maker);
+    insertText(item, pci::ModelName, device.model);
+}
+
+}  // namespace hostd

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "hostd/source/watched_table.h"
+
+namespace hostd {
+
+struct PciDevice {
+    std::string key;     ///< domain, bus, device and function as the kernel writes them: "0000:00:1f.2"
+    uint32_t liked = 0;  ///< see likedId
+    std::string maker;   ///< or "Vendor 8086"
+    std::string model;   ///< or "Device 100e"
+
+    /// Bus, device and function as 16 bits; 0x10000 more outside the first domain.
+    [[nodiscard]] uint32_t likedId() const { return liked; }
+};
+
+/// Reads the devices in SYSFS/bus/pci and names them by libpci's list, which it reads only when a device is new: that
+/// takes longer than all the rest. A list that is missing or damaged is read again after a while.
+class PciReader {
+  public:
+    /// @param ids    path of the list of names; empty for libpci's own
+    /// @param pause  until a list that wasn't whole is read again
+    explicit PciReader(std::string sysfs, std::string ids = "",
+                       std::chrono::milliseconds pause = std::chrono::minutes(1))
+        : sysfs_(std::move(sysfs)), ids_(std::move(ids)), pause_(pause) {}
+    [[nodiscard]] Reading<PciDevice> read();
+
+  private:
+    using Ids = std::pair<uint32_t, uint32_t>;  ///< vendor, device
+    struct Names {
+        std::string maker;
+        std::string model;
+    };
+    [[nodiscard]] std::string learn(const std::map<std::string, Ids>& devices);
+
+    std::string sysfs_;
+    std::string ids_;
+    std::chrono::milliseconds pause_;
+    std::chrono::steady_clock::time_point learnt_;
+    std::string problem_;
+    std::map<Ids, Names> names_;
+};
+
+/// {24, 5}: the PCI devices. The id of one in the first domain says where it is (bus 8 bits, device 5, function 3);
+/// those of other domains begin at 0x10000.
+class PciDevices : public WatchedTable<PciDevice> {
+  public:
+    static constexpr uint64_t kMaxAge = 1000;  ///< ms
+    static constexpr IdRange kOtherDomains{0x10000, 0x20000};
+
+    explicit PciDevices(const std::string& sysfs, const std::string& ids = "");
+
+  protected:
+    void list(const PciDevice& device, tn::message& item) const override;
+};
+
+/// The contract of {24, 5}.
+namespace pci {
+//                                    source
+constexpr tn::string_id Name{1};       // the kernel's name: domain:bus:device.function
+constexpr tn::string_id Model{2};      // pci.ids, by SYSFS/bus/pci/devices/NAME/device; or "Device 100e"
+constexpr tn::string_id Maker{3};      // pci.ids, by .../vendor; or "Vendor 8086"
+constexpr tn::string_id MakerName{4};  // as Maker
+constexpr tn::string_id ModelName{5};  // as Model
+}  // namespace pci
+
+}  // namespace hostd

@@ -1,0 +1,77 @@
+#include "hostd/machine/usb_reset.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <fstream>
+#include <mutex>
+#include <system_error>
+#include <vector>
+
+#include "hostd/log.h"
+#include "hostd/source/sysfs.h"
+
+namespace hostd {
+
+namespace {
+
+/// The switch of each root hub's port: SYSFS/bus/usb/devices/N-0:1.0/usbN-portM/disable (Linux 6.0 and later). It isn't
+/// read: the kernel would ask the hub.
+std::vector<std::string> switchesOf(const std::string& sysfs) {
+    std::vector<std::string> switches;
+    const std::string folder = sysfs + "/bus/usb/devices/";
+    for (const std::string& hub : namesIn(folder)) {
+        if (hub.find("-0:") == std::string::npos) continue;
+        for (const std::string& port : namesIn(folder + hub)) {
+            const std::string at = folder + hub + "/" + port + "/disable";
+            if (port.find("-port") != std::string::npos && ::access(at.c_str(), F_OK) == 0) switches.push_back(at);
+        }
+    }
+    return switches;
+}
+
+void write(const std::vector<std::string>& switches, const char* value) {
+    for (const std::string& at : switches)
+        if (std::ofstream file(at); !(file << value << std::flush))
+            hostLog << "USB reset: not written: " << at << ": " << value;
+}
+
+tn::message refused(const std::string& why) { return tn::errorMsg(tn::error::Refused, why); }
+
+}  // namespace
+
+tn::message UsbReset::cmdUnknown(const tn::message& request, uint32_t command) {
+    if (command != kSwitchOff) return Handler::cmdUnknown(request, command);
+    if (!isAllowed_) {
+        hostLog << "USB reset asked for and refused: --allow-usb-reset isn't given";
+        return refused("a USB reset isn't allowed here: start with --allow-usb-reset");
+    }
+    const uint32_t seconds = request.get_u32(usb_reset::Seconds);
+    if (seconds < 1 || seconds > kMostSeconds)
+        return refused("USB reset: expected 1 to " + std::to_string(kMostSeconds) + " seconds");
+    if (isBusy_) return refused("a USB reset is under way");
+    auto switches = switchesOf(sysfs_);
+    if (switches.empty()) return refused("no USB port of this machine can be switched off");
+
+    hostLog << "USB reset asked for: " << switches.size() << " ports without power for " << seconds << " s";
+    isBusy_ = true;
+    const auto work = [this, seconds, switches = std::move(switches)](const std::stop_token& stop) {
+        write(switches, "1");
+        std::mutex mutex;
+        std::unique_lock lock(mutex);
+        std::condition_variable_any().wait_for(lock, stop, std::chrono::seconds(seconds), [] { return false; });
+        write(switches, "0");
+        isBusy_ = false;
+    };
+    try {
+        work_ = std::jthread(work);
+    } catch (const std::system_error& failure) {
+        isBusy_ = false;
+        hostLog << "USB reset: not begun: " << failure.what();
+        return refused(std::string("USB reset: ") + failure.what());
+    }
+    return {};
+}
+
+}  // namespace hostd

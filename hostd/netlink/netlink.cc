@@ -1,0 +1,123 @@
+#include "hostd/netlink/netlink.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+
+namespace hostd {
+
+namespace {
+
+// The kernel makes packets of a dump as large as the reader's buffer allows, up to 32 KiB, and larger ones only of
+// links with all their virtual functions, which nobody here asks for. A notification is as long as it has to be: that
+// of a route is hardly longer than the attribute of its next hops, up to 64 KiB. What isn't filled costs nothing.
+constexpr size_t kPacket = 128 * 1024;
+constexpr int kPatience = 1000;  // milliseconds
+
+}  // namespace
+
+void NetlinkRequests::begin(uint16_t type, uint16_t flags) {
+    begun_ = buffer_.size();
+    buffer_.resize(begun_ + kMostRequest);
+    nlmsghdr* header = mnl_nlmsg_put_header(buffer_.data() + begun_);
+    header->nlmsg_type = type;
+    header->nlmsg_flags = static_cast<uint16_t>(NLM_F_REQUEST | flags);
+}
+
+uint32_t NetlinkRequests::number(uint32_t first) {
+    uint32_t count = 0;
+    for (size_t at = 0; at < buffer_.size(); ++count) {
+        auto& header = *reinterpret_cast<nlmsghdr*>(buffer_.data() + at);
+        header.nlmsg_seq = first + count;
+        at += header.nlmsg_len;
+    }
+    return count;
+}
+
+bool NetlinkSocket::open(int bus, unsigned groups, int room) {
+    close();
+    socket_ = mnl_socket_open2(bus, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (socket_ == nullptr) return false;
+    // The forced size needs CAP_NET_ADMIN; without it the system's limit holds.
+    if (room > 0 && ::setsockopt(fd(), SOL_SOCKET, SO_RCVBUFFORCE, &room, sizeof room) != 0)
+        ::setsockopt(fd(), SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
+    if (mnl_socket_bind(socket_, groups, MNL_SOCKET_AUTOPID) == 0) return true;
+    const int reason = errno;
+    close();
+    errno = reason;
+    return false;
+}
+
+void NetlinkSocket::close() {
+    if (socket_ != nullptr) mnl_socket_close(socket_);
+    socket_ = nullptr;
+}
+
+bool NetlinkSocket::send(NetlinkRequests& requests) {
+    firstAsked_ += asked_;
+    asked_ = requests.number(firstAsked_);
+    const auto bytes = requests.bytes();
+    return mnl_socket_sendto(socket_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+}
+
+bool NetlinkSocket::isWanted(const nlmsghdr& message) const {
+    return asked_ == 0 || message.nlmsg_seq - firstAsked_ < asked_;  // numbers may wrap
+}
+
+NetlinkSocket::Outcome NetlinkSocket::take(size_t packets, const Taker& taker) const {
+    alignas(nlmsghdr) std::array<uint8_t, kPacket> packet;  // filled by recv
+    sockaddr_nl from{};
+    bool isCut = false;
+    Outcome outcome = Outcome::Full;
+    while (packets-- > 0) {
+        socklen_t length = sizeof from;
+        const ssize_t n = ::recvfrom(fd(), packet.data(), packet.size(), MSG_DONTWAIT | MSG_TRUNC,
+                                     reinterpret_cast<sockaddr*>(&from), &length);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0 && errno == EAGAIN) {
+            outcome = Outcome::Empty;
+            break;
+        }
+        if (n < 0) return errno == ENOBUFS ? Outcome::Overrun : Outcome::Failed;
+        if (from.nl_pid != sender_) continue;
+        const auto size = static_cast<size_t>(n);  // of the packet as it was sent
+        isCut = isCut || size > packet.size();
+        forEachMessage({packet.data(), std::min(size, packet.size())}, [&](const nlmsghdr& message) {
+            if (isWanted(message)) taker(message);
+        });
+    }
+    if (!isCut) return outcome;
+    errno = EMSGSIZE;
+    return Outcome::Overrun;
+}
+
+bool NetlinkSocket::takeAnswer(const Taker& taker) const {
+    bool isDone = false;
+    int problem = 0;
+    const auto look = [&](const nlmsghdr& message) {
+        if ((message.nlmsg_flags & NLM_F_DUMP_INTR) != 0) problem = EINTR;
+        if (message.nlmsg_type == NLMSG_DONE) {
+            isDone = true;
+        } else if (message.nlmsg_type == NLMSG_ERROR) {
+            const auto* error = payload<nlmsgerr>(message);
+            isDone = true;
+            if (error == nullptr || error->error != 0) problem = error == nullptr ? EPROTO : -error->error;
+        } else {
+            taker(message);
+        }
+    };
+    while (!isDone) {
+        pollfd waiting{fd(), POLLIN, 0};
+        const int ready = ::poll(&waiting, 1, kPatience);
+        if (ready < 0 && errno == EINTR) continue;
+        if (ready == 0) errno = ETIMEDOUT;
+        if (ready <= 0) return false;
+        const Outcome outcome = take(1, look);
+        if (outcome == Outcome::Overrun || outcome == Outcome::Failed) return false;
+    }
+    errno = problem;
+    return problem == 0;
+}
+
+}  // namespace hostd

@@ -1,0 +1,165 @@
+#include "hostd/services/script_run.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/epoll.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <vector>
+
+#include "hostd/log.h"
+#include "tn/looper.h"
+
+namespace hostd {
+
+namespace {
+
+constexpr size_t kPiecesAtOnce = 16;  // of output, before the loop looks after others
+
+/// What a service manager told this process isn't for its children.
+std::vector<char*> childEnvironment() {
+    constexpr std::array kOurs = {
+        "LISTEN_PID=", "LISTEN_FDS=", "LISTEN_FDNAMES=", "NOTIFY_SOCKET=", "WATCHDOG_PID=", "WATCHDOG_USEC="};
+    std::vector<char*> variables;
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        bool isOurs = false;
+        for (const char* name : kOurs) isOurs = isOurs || std::string_view(*variable).starts_with(name);
+        if (!isOurs) variables.push_back(*variable);
+    }
+    variables.push_back(nullptr);
+    return variables;
+}
+
+/// posix_spawn's two objects of settings.
+class SpawnSettings {
+  public:
+    explicit SpawnSettings(int output) {
+        ::posix_spawn_file_actions_init(&actions_);
+        ::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        ::posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
+        ::posix_spawn_file_actions_adddup2(&actions_, output, STDERR_FILENO);
+        ::posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
+        ::posix_spawnattr_init(&attributes_);
+        ::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+        sigset_t signals;
+        ::sigemptyset(&signals);
+        ::posix_spawnattr_setsigmask(&attributes_, &signals);
+        ::sigaddset(&signals, SIGPIPE);
+        ::posix_spawnattr_setsigdefault(&attributes_, &signals);
+    }
+    ~SpawnSettings() {
+        ::posix_spawn_file_actions_destroy(&actions_);
+        ::posix_spawnattr_destroy(&attributes_);
+    }
+    SpawnSettings(const SpawnSettings&) = delete;
+    SpawnSettings& operator=(const SpawnSettings&) = delete;
+
+    [[nodiscard]] const posix_spawn_file_actions_t* actions() const { return &actions_; }
+    [[nodiscard]] const posix_spawnattr_t* attributes() const { return &attributes_; }
+
+  private:
+    posix_spawn_file_actions_t actions_{};
+    posix_spawnattr_t attributes_{};
+};
+
+}  // namespace
+
+ScriptRun::~ScriptRun() { close(); }
+
+bool ScriptRun::start(const std::string& path) {
+    std::array<int, 2> pipe{};
+    if (::pipe2(pipe.data(), O_CLOEXEC) != 0) return false;
+    output_ = pipe[0];
+    ::fcntl(output_, F_SETFL, O_NONBLOCK);
+    const SpawnSettings settings(pipe[1]);
+    std::string word = path;
+    std::array<char*, 2> words = {word.data(), nullptr};
+    const int failed = ::posix_spawn(&child_, path.c_str(), settings.actions(), settings.attributes(), words.data(),
+                                     childEnvironment().data());
+    ::close(pipe[1]);
+    if (failed == 0) {
+        hostLog << "script started: " << name_ << ", process " << child_;
+        return watch();
+    }
+    child_ = 0;
+    close();
+    errno = failed;
+    return false;
+}
+
+/// It runs now, whatever happens here: without descriptors its output and end go unseen.
+bool ScriptRun::watch() {
+    tn::Looper* looper = tn::getLooper();
+    childFd_ = static_cast<int>(::syscall(SYS_pidfd_open, child_, 0));
+    if (looper == nullptr || childFd_ < 0) {
+        close();
+        child_ = 0;
+        return true;
+    }
+    looper->addSocket(
+        output_, [this](int, unsigned) { read(); }, EPOLLIN);
+    looper->addSocket(
+        childFd_, [this](int, unsigned) { ended(); }, EPOLLIN);
+    return true;
+}
+
+void ScriptRun::read() {
+    std::array<char, 4096> piece{};
+    for (size_t i = 0; i < kPiecesAtOnce; ++i) {
+        const ssize_t n = ::read(output_, piece.data(), piece.size());
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) return;
+        if (n == 0) {  // closed by the script, which may go on
+            if (tn::Looper* looper = tn::getLooper()) looper->removeSocket(output_);
+            return;
+        }
+        take({piece.data(), static_cast<size_t>(n)});
+    }
+}
+
+void ScriptRun::take(std::string_view output) {
+    for (const char c : output) {
+        if (c == '\n')
+            logLine();
+        else if (line_.size() < kMostLine)
+            line_ += c;
+    }
+}
+
+void ScriptRun::logLine() {
+    if (lines_++ < kMostLines) hostLog << "script " + name_ + ": " << line_;
+    line_.clear();
+}
+
+void ScriptRun::ended() {
+    siginfo_t end{};
+    if (::waitid(P_PID, static_cast<id_t>(child_), &end, WEXITED | WNOHANG) != 0 || end.si_pid == 0) return;
+    read();  // what it wrote last; what it left running has nobody to listen any more
+    if (!line_.empty()) logLine();
+    if (lines_ > kMostLines) hostLog << "script " + name_ + ": " << lines_ - kMostLines << " more lines left out";
+    if (end.si_code != CLD_EXITED)
+        hostLog << "script ended: " << name_ << ", signal " << end.si_status << " (" << ::strsignal(end.si_status)
+                << ")";
+    else if (end.si_status != 0)
+        hostLog << "script ended: " << name_ << ", exit status " << end.si_status;
+    close();
+    child_ = 0;
+}
+
+void ScriptRun::close() {
+    tn::Looper* looper = tn::getLooper();
+    for (int* fd : {&output_, &childFd_}) {
+        if (*fd < 0) continue;
+        if (looper != nullptr) looper->removeSocket(*fd);
+        ::close(*fd);
+        *fd = -1;
+    }
+}
+
+}  // namespace hostd

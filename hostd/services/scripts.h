@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "hostd/services/script_run.h"
+#include "hostd/table/id_table.h"
+
+namespace hostd {
+
+/// {48, 101}: the executable regular files of a folder. Command kRun starts one, detached, and answers at once; a set
+/// renames it. A script keeps its id, renamed or not, for the life of this process; one that has gone takes its id with
+/// it.
+class Scripts : public IdTable {
+  public:
+    static constexpr uint64_t kMaxAge =
+        5000;                                ///< ms; the folder's own time doesn't tell that a file's mode has changed
+    static constexpr size_t kMostRuns = 16;  ///< at the same time
+
+    explicit Scripts(std::string folder) : folder_(std::move(folder)) {}
+
+    /// Errors of kRun: error::NotFound; error::Refused when it can't be started, kMostRuns are running, its name begins
+    /// with - or isn't all printable ASCII, or anyone but root and this process's user owns or can write to the script,
+    /// its folder or a folder above.
+    tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
+
+    static constexpr uint32_t kRun = 1;
+
+  protected:
+    void refresh() override;
+    [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(names_.size()); }
+    [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t id) const override;
+    void listRow(uint32_t id, tn::message& row) const override;
+    /// Renames. error::Refused for a name that is empty, begins with a dot, has a slash or a zero octet, or is taken.
+    tn::message setRow(uint32_t id, const tn::message& request) override;
+
+  private:
+    void scan();
+    tn::message run(const tn::message& request);
+
+    std::string folder_;
+    std::map<uint32_t, std::string> names_;
+    uint32_t lastId_ = 0;
+    int64_t folderChanged_ = -1;  ///< ns since the epoch, when the folder was read
+    uint64_t scanned_ = 0;        ///< ms
+    std::map<uint64_t, std::unique_ptr<ScriptRun>> runs_;
+    uint64_t lastRun_ = 0;
+};
+
+/// The contract of {48, 101}.
+namespace script {
+constexpr tn::string_id Name{102};  // the file's name
+}  // namespace script
+
+}  // namespace hostd

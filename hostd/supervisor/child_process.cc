@@ -1,0 +1,127 @@
+#include "hostd/supervisor/child_process.h"
+
+#include <fcntl.h>
+#include <linux/close_range.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <string_view>
+
+#include "tn/bus_socket.h"
+
+namespace hostd {
+
+namespace {
+
+constexpr int kListenFd = 3;        // SD_LISTEN_FDS_START
+constexpr int kFirstReportFd = 10;  // out of the way of kListenFd
+constexpr std::string_view kListenPid = "LISTEN_PID=";
+constexpr size_t kPidDigits = 10;  // at most
+
+/// Everything the child needs, made before the fork: between fork and exec nothing may allocate, since another thread
+/// may have held the allocator's lock at the fork.
+struct Image {
+    std::vector<std::string> words;
+    std::vector<std::string> variables;  ///< the last one is LISTEN_PID=, its digits to be filled in by the child
+    std::vector<char*> argv;
+    std::vector<char*> envp;
+    int listener;
+    int report;  ///< gets errno when the program can't be started; closed by its start
+    pid_t parent;
+};
+
+bool isForTheChild(std::string_view variable) {
+    constexpr std::array kOurs = {
+        "LISTEN_PID=", "LISTEN_FDS=", "LISTEN_FDNAMES=", "NOTIFY_SOCKET=", "WATCHDOG_PID=", "WATCHDOG_USEC="};
+    return std::none_of(kOurs.begin(), kOurs.end(), [&](std::string_view name) { return variable.starts_with(name); });
+}
+
+std::vector<char*> pointers(std::vector<std::string>& words) {
+    std::vector<char*> all;
+    for (std::string& word : words) all.push_back(word.data());
+    all.push_back(nullptr);
+    return all;
+}
+
+Image makeImage(const std::vector<std::string>& command, int listener, const std::string& listenerName, int report) {
+    Image image{command, {}, {}, {}, listener, report, ::getpid()};
+    for (char** variable = environ; *variable != nullptr; ++variable)
+        if (isForTheChild(*variable)) image.variables.emplace_back(*variable);
+    image.variables.push_back("LISTEN_FDS=1");
+    image.variables.push_back("LISTEN_FDNAMES=" + listenerName);
+    image.variables.push_back(tn::kLockedNumber + ("=" + listenerName));
+    image.variables.push_back(std::string(kListenPid) + std::string(kPidDigits, '0'));
+    image.argv = pointers(image.words);
+    image.envp = pointers(image.variables);
+    return image;
+}
+
+/// Without leading zeros: sd_listen_fds would read them as an octal number.
+void writePid(char* digits, pid_t pid) {
+    size_t count = 0;
+    for (pid_t rest = pid; rest > 0; rest /= 10) ++count;
+    digits[count] = '\0';
+    for (; count-- > 0; pid /= 10) digits[count] = static_cast<char>('0' + pid % 10);
+}
+
+[[noreturn]] void becomeProgram(Image& image) {
+    sigset_t none;
+    ::sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);  // the loop takes SIGTERM and SIGINT from a descriptor, blocked
+    ::signal(SIGPIPE, SIG_DFL);
+    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (::getppid() != image.parent) ::_exit(0);  // it died before the kernel was told what to do then
+
+    if (image.listener == kListenFd)
+        ::fcntl(kListenFd, F_SETFD, 0);
+    else
+        ::dup2(image.listener, kListenFd);
+    ::close_range(kListenFd + 1, ~0U, CLOSE_RANGE_CLOEXEC);
+    writePid(image.variables.back().data() + kListenPid.size(), ::getpid());
+    ::execve(image.argv.front(), image.argv.data(), image.envp.data());
+
+    const int reason = errno;
+    [[maybe_unused]] const ssize_t n = ::write(image.report, &reason, sizeof reason);
+    ::_exit(127);
+}
+
+/// A pipe whose ends close with exec, the writing one out of the way of kListenFd.
+bool makeReportPipe(std::array<int, 2>& ends) {
+    std::array<int, 2> pipe{};
+    if (::pipe2(pipe.data(), O_CLOEXEC) != 0) return false;
+    ends = {pipe[0], ::fcntl(pipe[1], F_DUPFD_CLOEXEC, kFirstReportFd)};
+    ::close(pipe[1]);
+    if (ends[1] >= 0) return true;
+    ::close(ends[0]);
+    return false;
+}
+
+}  // namespace
+
+pid_t startChild(const std::vector<std::string>& command, int listener, const std::string& listenerName) {
+    std::array<int, 2> report{};
+    if (!makeReportPipe(report)) return -1;
+    Image image = makeImage(command, listener, listenerName, report[1]);
+    const pid_t child = ::fork();
+    if (child == 0) becomeProgram(image);
+    const int forkFailure = errno;
+    ::close(report[1]);
+
+    int reason = child < 0 ? forkFailure : 0;
+    ssize_t n = 0;
+    if (child > 0) do
+            n = ::read(report[0], &reason, sizeof reason);
+        while (n < 0 && errno == EINTR);
+    ::close(report[0]);
+    if (reason == 0) return child;
+    if (child > 0) ::waitpid(child, nullptr, 0);
+    errno = reason;
+    return -1;
+}
+
+}  // namespace hostd

@@ -1,0 +1,89 @@
+#include "hostd/table/row_key.h"
+
+#include <algorithm>
+
+namespace hostd {
+
+namespace {
+
+uint32_t numberOf(std::span<const uint8_t> place) {
+    uint32_t value = 0;
+    for (const uint8_t octet : place) value = value << 8 | octet;
+    return value;
+}
+
+void putNumber(std::span<uint8_t> place, uint32_t value) {
+    for (size_t i = place.size(); i-- > 0; value >>= 8) place[i] = static_cast<uint8_t>(value);
+}
+
+}  // namespace
+
+bool KeyField::isIn(const tn::message& m) const {
+    switch (form_) {
+        case Form::U32:
+        case Form::Be32:
+            return m.has(tn::u32_id(number_));
+        case Form::Addr6:
+            return m.has(tn::addr6_id(number_));
+        case Form::Raw:
+            break;
+    }
+    return m.has(tn::raw_id(number_));
+}
+
+bool KeyField::read(const tn::message& m, std::span<uint8_t> place) const {
+    switch (form_) {
+        case Form::U32:
+            putNumber(place, m.get_u32(number_));
+            return true;
+        case Form::Be32:
+            putNumber(place, m.get_be32(number_));
+            return true;
+        case Form::Addr6: {
+            const tn::IPAddr6 address = m.get_addr6(number_);
+            std::ranges::copy(address.octets(), place.begin());
+            return true;
+        }
+        case Form::Raw:
+            break;
+    }
+    std::vector<uint8_t> octets = m.get_raw(number_);
+    const bool fits = octets.size() == place.size();
+    octets.resize(place.size());
+    std::ranges::copy(octets, place.begin());
+    return fits;
+}
+
+void KeyField::write(std::span<const uint8_t> place, tn::message& m) const {
+    switch (form_) {
+        case Form::U32:
+            return m.insert_u32(number_, numberOf(place));
+        case Form::Be32:
+            return m.insert_be32(number_, numberOf(place));
+        case Form::Addr6: {
+            tn::IPAddr6 address;
+            std::ranges::copy(place, address.octets().begin());
+            return m.insert_addr6(number_, address);
+        }
+        case Form::Raw:
+            return m.insert_raw(number_, place);
+    }
+}
+
+uint32_t RowKey::u32(size_t at) const { return numberOf(part(at, 4)); }
+
+void RowKey::putU32(size_t at, uint32_t value) { putNumber(part(at, 4), value); }
+
+bool RowKey::sharesFirst(size_t octets, const RowKey& other) const {
+    return std::ranges::equal(part(0, octets), other.part(0, octets));
+}
+
+std::optional<RowKey> RowKey::pastFirst(size_t octets) const {
+    RowKey next(size_);
+    std::copy_n(octets_.begin(), octets, next.octets_.begin());
+    for (size_t i = octets; i-- > 0;)
+        if (++next.octets_[i] != 0) return next;
+    return {};
+}
+
+}  // namespace hostd

@@ -1,0 +1,241 @@
+// Addresses, ARP entries and forwarding entries, from messages such as the kernel sends.
+
+#include <gmock/gmock.h>
+#include <linux/neighbour.h>
+#include <linux/rtnetlink.h>
+#include <sys/socket.h>
+
+#include "hostd/inet/addresses.h"
+#include "hostd/inet/arp_entries.h"
+#include "hostd/inet/forwarding.h"
+#include "tests/hostd/ask.h"
+#include "tests/hostd/netlink/netlink_message.h"
+
+namespace hostd {
+
+namespace {
+
+namespace field = tn::field;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Octets = std::vector<uint8_t>;
+using AddressMessage = NetlinkMessage<ifaddrmsg>;
+using NeighbourMessage = NetlinkMessage<ndmsg>;
+
+AddressMessage addressMessage(uint32_t ifindex, const Octets& local, uint8_t prefix, uint16_t type = RTM_NEWADDR) {
+    AddressMessage message(type, {AF_INET, prefix, 0, 0, ifindex});
+    message.octets(IFA_LOCAL, local).octets(IFA_ADDRESS, local);
+    return message;
+}
+
+NeighbourMessage arpMessage(int ifindex, const Octets& address, uint16_t state, uint16_t type = RTM_NEWNEIGH) {
+    NeighbourMessage message(type, {AF_INET, 0, 0, ifindex, state, 0, 0});
+    message.octets(NDA_DST, address);
+    return message;
+}
+
+NeighbourMessage forwardingMessage(uint32_t bridge, int port, uint8_t lastOfMac, uint16_t vlan = 0,
+                                   uint16_t type = RTM_NEWNEIGH, uint16_t state = NUD_REACHABLE) {
+    NeighbourMessage message(type, {AF_BRIDGE, 0, 0, port, state, 0, 0});
+    message.octets(NDA_LLADDR, {2, 0, 0, 0, 0, lastOfMac}).value(NDA_MASTER, bridge);
+    if (vlan != 0) message.value(NDA_VLAN, vlan);
+    return message;
+}
+
+/// A table, asked in process.
+template <class Table>
+class KernelTableTest : public ::testing::Test {
+  protected:
+    template <class Message>
+    void takes(const Message& message) {
+        table.take(message.message(), 1000);
+    }
+    tn::message asksAt(const tn::message& key, uint32_t most) {
+        tn::message request;
+        request.insert_u32(field::MaxObjects, most);
+        request.insert_message(field::Key, key);
+        return ask(table, tn::cmd::GetAll, request);
+    }
+    /// Each row by `text`; as many as get-count says.
+    std::vector<std::string> rows() {
+        std::vector<std::string> all;
+        for (const tn::message& item : rowsOf(table)) all.push_back(text(item));
+        EXPECT_EQ(table.getObjectCount(), all.size());
+        return all;
+    }
+    virtual std::string text(const tn::message& item) = 0;
+    Table table;
+};
+
+class AddressesTest : public KernelTableTest<Addresses> {
+  protected:
+    std::string text(const tn::message& item) override {
+        return dotted(item.get_be32(address::Address)) + " " + dotted(item.get_be32(address::Mask)) + " on " +
+               std::to_string(item.get_u32(address::IfIndex));
+    }
+};
+
+class ArpEntriesTest : public KernelTableTest<ArpEntries> {
+  protected:
+    std::string text(const tn::message& item) override {
+        const bool isInvalid = item.get_bool(field::Invalid);
+        const char* state = isInvalid ? "invalid" : item.get_bool(arp::Dynamic) ? "dynamic" : "static";
+        return std::to_string(item.get_u32(arp::IfIndex)) + " " + dotted(item.get_be32(arp::Address)) + " " + state +
+               " " + std::to_string(item.get_raw(arp::LinkAddress).size());
+    }
+};
+
+class ForwardingTest : public KernelTableTest<Forwarding> {
+  protected:
+    std::string text(const tn::message& item) override {
+        const Octets mac = item.get_raw(forwarding::Mac);
+        return std::to_string(item.get_u32(forwarding::Bridge)) + " :" + std::to_string(mac.back()) + " port " +
+               std::to_string(item.get_u32(forwarding::Port)) + (item.get_bool(forwarding::Local) ? " local" : "");
+    }
+};
+
+}  // namespace
+
+TEST_F(AddressesTest, AreOrderedByTheirOctetsWithTheirMasks) {
+    takes(addressMessage(9, {192, 0, 2, 1}, 24));
+    takes(addressMessage(2, {10, 1, 0, 1}, 32));
+    takes(addressMessage(2, {9, 255, 0, 1}, 0));
+    takes(addressMessage(1, {127, 0, 0, 1}, 8));
+    EXPECT_THAT(rows(), ElementsAre("9.255.0.1 0.0.0.0 on 2", "10.1.0.1 255.255.255.255 on 2",
+                                    "127.0.0.1 255.0.0.0 on 1", "192.0.2.1 255.255.255.0 on 9"));
+    tn::message gone;
+    gone.insert_be32(address::Address, 0x0a010002);
+    EXPECT_EQ(text(asksAt(gone, 2).get_message_array(field::Objects).at(1)), "127.0.0.1 255.0.0.0 on 1");
+}
+
+TEST_F(AddressesTest, OneThatStandsSeveralTimesIsShownOnceUntilTheLastHasGone) {
+    takes(addressMessage(9, {10, 0, 0, 1}, 24));
+    takes(addressMessage(5, {10, 0, 0, 1}, 24));
+    takes(addressMessage(5, {10, 0, 0, 1}, 16));
+    takes(addressMessage(5, {10, 0, 0, 1}, 16));
+    takes(addressMessage(3, {10, 0, 0, 2}, 24));
+    EXPECT_THAT(rows(), ElementsAre("10.0.0.1 255.255.0.0 on 5", "10.0.0.2 255.255.255.0 on 3"));
+    takes(addressMessage(5, {10, 0, 0, 1}, 16, RTM_DELADDR));
+    takes(addressMessage(5, {10, 0, 0, 1}, 24, RTM_DELADDR));
+    EXPECT_THAT(rows(), ElementsAre("10.0.0.1 255.255.255.0 on 9", "10.0.0.2 255.255.255.0 on 3"));
+    takes(addressMessage(9, {10, 0, 0, 1}, 24, RTM_DELADDR));
+    takes(addressMessage(9, {10, 0, 0, 1}, 24, RTM_DELADDR));
+    EXPECT_THAT(rows(), ElementsAre("10.0.0.2 255.255.255.0 on 3"));
+}
+
+TEST_F(AddressesTest, OfAPointToPointLinkOursIsShownAndEachPeerCounts) {
+    for (const uint8_t peer : Octets{2, 3}) {
+        AddressMessage message(RTM_NEWADDR, {AF_INET, 32, 0, 0, 4});
+        takes(message.octets(IFA_LOCAL, {10, 0, 0, 1}).octets(IFA_ADDRESS, {10, 0, 0, peer}));
+    }
+    AddressMessage gone(RTM_DELADDR, {AF_INET, 32, 0, 0, 4});
+    takes(gone.octets(IFA_LOCAL, {10, 0, 0, 1}).octets(IFA_ADDRESS, {10, 0, 0, 2}));
+    EXPECT_THAT(rows(), ElementsAre("10.0.0.1 255.255.255.255 on 4"));
+}
+
+TEST_F(AddressesTest, MessagesThatNameNoIPv4AddressChangeNothing) {
+    AddressMessage ipv6(RTM_NEWADDR, {AF_INET6, 64, 0, 0, 4});
+    takes(ipv6.octets(IFA_ADDRESS, Octets(16, 1)));
+    takes(AddressMessage(RTM_NEWADDR, {AF_INET, 24, 0, 0, 4}));
+    takes(addressMessage(4, {10, 0, 0}, 24));
+    takes(addressMessage(4, {10, 0, 0, 1}, 33));
+    takes(addressMessage(4, {10, 0, 0, 1}, 24, RTM_NEWLINK));
+    AddressMessage cut = addressMessage(4, {10, 0, 0, 1}, 24);
+    cut.raw()->nlmsg_len = NLMSG_HDRLEN + 4;
+    takes(cut);
+    EXPECT_THAT(rows(), IsEmpty());
+}
+
+TEST_F(AddressesTest, AListingDropsWhatHasGoneAndOneThatBrokeOffDoesnt) {
+    takes(addressMessage(1, {10, 0, 0, 1}, 8));
+    takes(addressMessage(1, {10, 0, 0, 2}, 8));
+    table.beginListing();
+    takes(addressMessage(1, {10, 0, 0, 3}, 8));
+    table.endListing(false);
+    EXPECT_THAT(rows(), ElementsAre("10.0.0.1 255.0.0.0 on 1", "10.0.0.2 255.0.0.0 on 1"));
+    table.beginListing();
+    takes(addressMessage(1, {10, 0, 0, 2}, 8));
+    takes(addressMessage(2, {10, 0, 0, 2}, 8));
+    takes(addressMessage(1, {10, 0, 0, 4}, 8));
+    table.endListing(true);
+    EXPECT_THAT(rows(), ElementsAre("10.0.0.2 255.0.0.0 on 1", "10.0.0.4 255.0.0.0 on 1"));
+    takes(addressMessage(1, {10, 0, 0, 2}, 8, RTM_DELADDR));
+    EXPECT_THAT(rows(), ElementsAre("10.0.0.2 255.0.0.0 on 2", "10.0.0.4 255.0.0.0 on 1"));
+}
+
+TEST_F(ArpEntriesTest, StatesBecomeKindsOfRows) {
+    const std::pair<uint16_t, const char*> cases[] = {
+        {NUD_PERMANENT, "static"}, {NUD_REACHABLE, "dynamic"}, {NUD_STALE, "dynamic"},     {NUD_DELAY, "dynamic"},
+        {NUD_PROBE, "dynamic"},    {NUD_FAILED, "invalid"},    {NUD_INCOMPLETE, "invalid"}};
+    for (const auto& [state, kind] : cases) {
+        NeighbourMessage message = arpMessage(3, {10, 0, 0, 1}, state);
+        takes(message.octets(NDA_LLADDR, {2, 0, 0, 0, 0, 1}));
+        EXPECT_THAT(rows(), ElementsAre(std::string("3 10.0.0.1 ") + kind + " 6")) << state;
+    }
+    takes(arpMessage(3, {10, 0, 0, 1}, NUD_NOARP));  // it was dynamic, and needs no ARP any more
+    takes(arpMessage(3, {10, 0, 0, 2}, NUD_NONE));
+    EXPECT_THAT(rows(), IsEmpty());
+}
+
+TEST_F(ArpEntriesTest, AreOrderedByInterfaceThenAddress) {
+    takes(arpMessage(300, {9, 0, 0, 1}, NUD_FAILED));
+    takes(arpMessage(2, {10, 0, 0, 200}, NUD_FAILED));
+    takes(arpMessage(2, {10, 0, 0, 3}, NUD_FAILED));
+    takes(arpMessage(11, {10, 0, 0, 3}, NUD_FAILED));
+    takes(arpMessage(11, {10, 0, 0, 4}, NUD_FAILED));
+    takes(arpMessage(11, {10, 0, 0, 4}, NUD_STALE, RTM_DELNEIGH));
+    EXPECT_THAT(rows(), ElementsAre("2 10.0.0.3 invalid 0", "2 10.0.0.200 invalid 0", "11 10.0.0.3 invalid 0",
+                                    "300 9.0.0.1 invalid 0"));
+}
+
+TEST_F(ArpEntriesTest, ProxiesOtherFamiliesAndOddAddressesMakeNoRows) {
+    NeighbourMessage proxied(RTM_NEWNEIGH, {AF_INET, 0, 0, 3, NUD_PERMANENT, NTF_PROXY, 0});
+    takes(proxied.octets(NDA_DST, {10, 0, 0, 1}));
+    NeighbourMessage ipv6(RTM_NEWNEIGH, {AF_INET6, 0, 0, 3, NUD_REACHABLE, 0, 0});
+    takes(ipv6.octets(NDA_DST, Octets(16, 1)));
+    takes(forwardingMessage(1, 2, 3));
+    takes(arpMessage(3, {10, 0, 0}, NUD_REACHABLE));
+    NeighbourMessage longest = arpMessage(3, {10, 0, 0, 1}, NUD_REACHABLE);
+    takes(longest.octets(NDA_LLADDR, Octets(32, 7)));
+    NeighbourMessage longer = arpMessage(3, {10, 0, 0, 2}, NUD_REACHABLE);
+    takes(longer.octets(NDA_LLADDR, Octets(33, 7)));
+    EXPECT_THAT(rows(), ElementsAre("3 10.0.0.1 dynamic 32", "3 10.0.0.2 dynamic 0"));
+}
+
+TEST_F(ForwardingTest, AreOrderedByBridgeThenAddress) {
+    takes(forwardingMessage(12, 13, 1));
+    takes(forwardingMessage(4, 6, 200));
+    takes(forwardingMessage(4, 5, 3));
+    takes(forwardingMessage(4, 4, 9, 0, RTM_NEWNEIGH, NUD_PERMANENT));
+    takes(forwardingMessage(4, 6, 8, 0, RTM_NEWNEIGH, NUD_NOARP));  // the administrator's
+    takes(forwardingMessage(4, 6, 3));                              // it has moved to another port
+    EXPECT_THAT(rows(),
+                ElementsAre("4 :3 port 6", "4 :8 port 6", "4 :9 port 4 local", "4 :200 port 6", "12 :1 port 13"));
+}
+
+TEST_F(ForwardingTest, AnAddressInSeveralVlansIsOneRow) {
+    takes(forwardingMessage(4, 7, 1, 30));
+    takes(forwardingMessage(4, 8, 1, 2));
+    takes(forwardingMessage(4, 9, 2, 5));
+    EXPECT_THAT(rows(), ElementsAre("4 :1 port 8", "4 :2 port 9"));
+    takes(forwardingMessage(4, 6, 1));
+    EXPECT_THAT(rows(), ElementsAre("4 :1 port 6", "4 :2 port 9"));
+    takes(forwardingMessage(4, 6, 1, 0, RTM_DELNEIGH));
+    takes(forwardingMessage(4, 8, 1, 2, RTM_DELNEIGH));
+    EXPECT_THAT(rows(), ElementsAre("4 :1 port 7", "4 :2 port 9"));
+    // Asked by address alone, as a table whose index has no bridge asks.
+    tn::message key;
+    key.insert_raw(forwarding::Mac, Octets{2, 0, 0, 0, 0, 1});
+    EXPECT_EQ(text(asksAt(key, 2).get_message_array(field::Objects).at(1)), "4 :2 port 9");
+}
+
+TEST_F(ForwardingTest, WhatNoBridgeForwardsByMakesNoRow) {
+    NeighbourMessage filter(RTM_NEWNEIGH, {AF_BRIDGE, 0, 0, 3, NUD_PERMANENT, NTF_SELF, 0});
+    takes(filter.octets(NDA_LLADDR, {0x33, 0x33, 0, 0, 0, 1}));
+    NeighbourMessage ipTunnel(RTM_NEWNEIGH, {AF_BRIDGE, 0, 0, 3, NUD_REACHABLE, 0, 0});
+    takes(ipTunnel.octets(NDA_LLADDR, {10, 0, 0, 1}).value(NDA_MASTER, uint32_t{4}));
+    takes(arpMessage(3, {10, 0, 0, 1}, NUD_REACHABLE));
+    EXPECT_THAT(rows(), IsEmpty());
+}
+
+}  // namespace hostd

@@ -1,0 +1,470 @@
+// The interfaces, from messages such as the kernel sends.
+
+#include "hostd/links/interfaces.h"
+
+#include <gmock/gmock.h>
+#include <linux/ethtool.h>
+#include <linux/genetlink.h>
+
+#include "tests/hostd/ask.h"
+#include "tests/hostd/hand_clock.h"
+#include "tests/hostd/links/link_messages.h"
+#include "tests/hostd/sensors/led_source.h"
+
+namespace hostd {
+
+namespace {
+
+namespace field = tn::field;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr unsigned kUp = IFF_UP | IFF_RUNNING | IFF_LOWER_UP;
+
+/// A table of links, and what it told of their status: "name=status".
+class LinkTableTest : public ::testing::Test {
+  protected:
+    void takes(const NetlinkMessage<ifinfomsg>& message) { links.take(message.message(), 1000); }
+    const Link& link(uint32_t index) { return *links.find(index); }
+    std::vector<uint32_t> indexes() const {
+        std::vector<uint32_t> all;
+        for (const Link* link = links.firstFrom(0); link != nullptr; link = links.firstFrom(link->index + 1))
+            all.push_back(link->index);
+        return all;
+    }
+    std::vector<std::string> told;
+    LinkTable links{[](const std::string& name) { return name == "wlan0"; },
+                    [this](const Link& link, uint32_t before, uint32_t status) {
+                        EXPECT_NE(before, status);
+                        told.push_back(link.name + "=" + std::to_string(status));
+                    }};
+};
+
+}  // namespace
+
+TEST_F(LinkTableTest, KindsAreToldByHowTheLinkWasMadeOrWhatItCarries) {
+    struct Case {
+        const char* name;
+        const char* made;  ///< nullptr: by a driver
+        unsigned short hardware;
+        uint32_t kind;
+    } const cases[] = {
+        {"eth0", nullptr, ARPHRD_ETHER, 1},    {"veth0", "veth", ARPHRD_ETHER, 1},
+        {"tap0", "tun", ARPHRD_ETHER, 1},      {"macvlan0", "macvlan", ARPHRD_ETHER, 1},
+        {"wlan0", nullptr, ARPHRD_ETHER, 5},   {"ppp0", "ppp", ARPHRD_PPP, 10},
+        {"br0", "bridge", ARPHRD_ETHER, 12},   {"tun0", "tun", ARPHRD_NONE, 17},
+        {"vxlan0", "vxlan", ARPHRD_ETHER, 17}, {"gre0", "gre", ARPHRD_IPGRE, 17},
+        {"wg0", "wireguard", ARPHRD_NONE, 17}, {"vlan5", "vlan", ARPHRD_ETHER, 30},
+        {"lo", nullptr, ARPHRD_LOOPBACK, 0},   {"can0", nullptr, ARPHRD_CAN, 0},
+    };
+    int index = 1;
+    for (const Case& c : cases) {
+        LinkMessage message(index, c.name, 0, c.hardware);
+        if (c.made != nullptr) message.kind(c.made);
+        takes(message);
+        EXPECT_EQ(link(static_cast<uint32_t>(index)).kind, c.kind) << c.name;
+        takes(message);  // and so they stay
+        EXPECT_EQ(link(static_cast<uint32_t>(index)).kind, c.kind) << c.name;
+        ++index;
+    }
+    EXPECT_EQ(links.size(), std::size(cases));
+    EXPECT_TRUE(link(1).hasDriver);
+    EXPECT_FALSE(link(2).hasDriver);
+}
+
+TEST_F(LinkTableTest, TheDriverIsThatOfWhatALinkLiesOn) {
+    struct Case {
+        const char* made;
+        uint32_t lies;    ///< IFLA_LINK
+        uint32_t driven;  ///< 0 for none
+    } const cases[] = {
+        {nullptr, 0, 1}, {"vlan", 1, 1},  {"vlan", 2, 1}, {"macvlan", 3, 1}, {"ipvlan", 1, 1},   {"veth", 1, 0},
+        {"vlan", 6, 0},  {"vlan", 99, 0}, {"dsa", 1, 9},  {"vlan", 9, 9},    {"macvlan", 12, 0}, {"macvtap", 11, 0},
+    };
+    int index = 0;
+    for (const Case& c : cases) {
+        LinkMessage message(++index, "x");
+        if (c.made != nullptr) message.kind(c.made);
+        message.value(IFLA_LINK, c.lies);
+        takes(message);
+    }
+    index = 0;
+    for (const Case& c : cases) {
+        const Link* driven = links.drivenUnder(link(static_cast<uint32_t>(++index)));
+        EXPECT_EQ(driven == nullptr ? 0 : driven->index, c.driven) << index;
+    }
+    LinkMessage foreign(2, "x");
+    takes(foreign.kind("vlan").value(IFLA_LINK, 1U).value(IFLA_LINK_NETNSID, 0));
+    EXPECT_EQ(links.drivenUnder(link(2)), nullptr);  // the link 1 of another namespace
+}
+
+TEST_F(LinkTableTest, TakesWhatAMessageTellsAndKeepsTheRest) {
+    takes(LinkMessage(4, "br0").kind("bridge", 0x7000).octets(IFLA_ADDRESS, {2, 0, 0, 0, 0, 1}).value(IFLA_MTU, 1400U));
+    takes(LinkMessage(9, "br0.5").kind("vlan").value(IFLA_LINK, 4U).text(IFLA_IFALIAS, "uplink"));
+    takes(LinkMessage(5, "veth0").kind("veth").value(IFLA_LINK, 4U));  // its peer, not what it lies on
+    EXPECT_EQ(link(4).bridgePriority, 0x7000U);
+    EXPECT_EQ(link(4).mtu, 1400U);
+    EXPECT_THAT(link(4).address, ElementsAre(2, 0, 0, 0, 0, 1));
+    EXPECT_EQ(link(9).lower, 4U);
+    EXPECT_EQ(link(9).alias, "uplink");
+    EXPECT_EQ(link(5).lower, 0U);
+    EXPECT_THAT(indexes(), ElementsAre(4, 5, 9));
+
+    takes(LinkMessage(9, "renamed").kind("vlan").value(IFLA_LINK, 4U));
+    EXPECT_EQ(link(9).name, "renamed");
+    EXPECT_EQ(link(9).alias, "");
+    takes(LinkMessage(1, "lo", 0, ARPHRD_LOOPBACK).octets(IFLA_ADDRESS, {0, 0, 0, 0, 0, 0}));
+    EXPECT_THAT(link(1).address, IsEmpty());
+    takes(LinkMessage(2, "gre0", 0, ARPHRD_IPGRE).octets(IFLA_ADDRESS, {192, 0, 2, 1}));
+    EXPECT_THAT(link(2).address, IsEmpty());
+}
+
+TEST_F(LinkTableTest, MessagesThatAreNotAboutAWholeLinkChangeNothing) {
+    takes(LinkMessage(4, "port", kUp).value(IFLA_MTU, 1500U));
+    told.clear();
+    takes(LinkMessage(4, "port", 0, ARPHRD_ETHER, RTM_NEWLINK, AF_BRIDGE));  // a bridge's view of its port
+    takes(LinkMessage(4, "port", 0, ARPHRD_ETHER, RTM_DELLINK, AF_BRIDGE));  // it has left the bridge
+    takes(LinkMessage(4, "port").octets(IFLA_WIRELESS, {1, 2, 3, 4}));
+    takes(LinkMessage(4));
+    takes(LinkMessage(-4, "below"));
+    takes(LinkMessage(0, "none"));
+    takes(LinkMessage(77, "gone", 0, ARPHRD_ETHER, RTM_DELLINK));
+    LinkMessage cut(5, "cut");
+    cut.raw()->nlmsg_len = NLMSG_HDRLEN + 8;
+    takes(cut);
+    EXPECT_THAT(indexes(), ElementsAre(4));
+    EXPECT_EQ(link(4).mtu, 1500U);
+    EXPECT_THAT(told, IsEmpty());
+}
+
+TEST_F(LinkTableTest, EachChangeOfStatusIsToldOnce) {
+    takes(LinkMessage(4, "a", IFF_UP | IFF_LOWER_UP));  // with carrier, dormant
+    takes(LinkMessage(4, "a", kUp));
+    takes(LinkMessage(4, "a", kUp | IFF_PROMISC));
+    takes(LinkMessage(4, "b", kUp));
+    takes(LinkMessage(4, "b", IFF_UP));
+    takes(LinkMessage(4, "b", 0));
+    takes(LinkMessage(5, "born-down", 0));
+    takes(LinkMessage(6, "born-up", kUp));
+    takes(LinkMessage(5, "born-down", 0, ARPHRD_ETHER, RTM_DELLINK));
+    takes(LinkMessage(6, "born-up", kUp, ARPHRD_ETHER, RTM_DELLINK));
+    EXPECT_THAT(told, ElementsAre("a=256", "a=1280", "b=0", "born-up=1280", "born-up=0"));
+}
+
+TEST_F(LinkTableTest, AListingBringsTheTableUpToDate) {
+    for (int index : {1, 2, 3, 5}) takes(LinkMessage(index, "x", kUp));
+    told.clear();
+    links.beginListing();
+    takes(LinkMessage(2, "x", kUp));
+    takes(LinkMessage(5, "x", 0));
+    takes(LinkMessage(4, "new", kUp));
+    links.endListing(true);
+    EXPECT_THAT(indexes(), ElementsAre(2, 4, 5));
+    EXPECT_THAT(told, ElementsAre("x=0", "new=1280", "x=0", "x=0"));
+}
+
+TEST_F(LinkTableTest, CountersMayBeFewerOrMoreThanAreKnownHere) {
+    rtnl_link_stats64 counters{};
+    counters.rx_packets = 7;
+    counters.tx_dropped = 9;
+    counters.rx_otherhost_dropped = 11;
+    takes(LinkMessage(4, "old").counters(counters, offsetof(rtnl_link_stats64, rx_otherhost_dropped)));
+    EXPECT_EQ(link(4).counters.tx_dropped, 9U);
+    EXPECT_EQ(link(4).counters.rx_otherhost_dropped, 0U);
+    EXPECT_EQ(link(4).countersAt, 1000U);
+}
+
+class InterfacesTest : public ::testing::Test {
+  protected:
+    void takes(const NetlinkMessage<ifinfomsg>& message) { interfaces.take(message.message()); }
+    tn::message asks(uint32_t command, uint32_t id, uint32_t rights = tn::right::Read) {
+        return ask(interfaces, command, of(id), rights);
+    }
+    HandClock clock;
+    Interfaces interfaces{"/nowhere"};
+};
+
+TEST_F(InterfacesTest, ARowHasWhatIsKnownAndNothingElse) {
+    rtnl_link_stats64 counters{};
+    counters.rx_bytes = 0x1'0000'0002;
+    counters.rx_packets = 20;
+    counters.tx_bytes = 30;
+    counters.rx_errors = 0x1'0000'0007;
+    counters.collisions = 3;
+    counters.rx_dropped = 5;
+    counters.rx_missed_errors = 6;
+    takes(LinkMessage(7, "veth0", kUp)
+              .kind("veth")
+              .counters(counters)
+              .value(IFLA_MTU, 1500U)
+              .octets(IFLA_ADDRESS, {2, 0, 0, 0, 0, 7}));
+    takes(LinkMessage(8, "down").text(IFLA_IFALIAS, "spare"));
+    const auto items = rowsOf(interfaces);
+    ASSERT_EQ(items.size(), 2U);
+    const tn::message& up = items[0];
+    EXPECT_EQ(up.get_u32(interface::Kind), 1U);
+    EXPECT_EQ(up.get_u32(interface::Status), 0x500U);
+    EXPECT_TRUE(up.get_bool(interface::Running));
+    EXPECT_FALSE(up.has(field::Disabled));
+    EXPECT_FALSE(up.has(field::Comment));
+    EXPECT_EQ(up.get_u64(interface::InOctets), 0x1'0000'0002U);
+    EXPECT_EQ(up.get_u64(interface::InUnicast), 20U);
+    EXPECT_EQ(up.get_u32(interface::InErrors), 7U);
+    EXPECT_EQ(up.get_u32(interface::InDiscards), 11U);
+    EXPECT_EQ(up.get_u64(1130), 3U);
+    EXPECT_EQ(up.get_u64(1162), 0x1'0000'0002U);
+    EXPECT_EQ(up.get_u64(1116), 0x1'0000'0002U);  // nor has the device another count
+    EXPECT_FALSE(up.has(tn::u64_id(1115)));
+    EXPECT_EQ(up.get_raw(interface::Mac), (std::vector<uint8_t>{2, 0, 0, 0, 0, 7}));
+    const tn::message& down = items[1];
+    EXPECT_TRUE(down.get_bool(field::Disabled));
+    EXPECT_FALSE(down.get_bool(interface::Running));
+    EXPECT_EQ(down.get_string(field::Comment), "spare");
+    EXPECT_FALSE(down.has(interface::Mac));
+    EXPECT_FALSE(down.has(interface::InOctets));  // never read
+}
+
+TEST_F(InterfacesTest, ReadersMayListAskForSpeedsAndNothingMore) {
+    for (int index = 1; index <= 2000; ++index) takes(LinkMessage(index, "x", kUp).kind("veth"));
+    const auto listed = rowsOf(interfaces, interface::kList);
+    EXPECT_EQ(listed.size(), 2000U);
+    EXPECT_EQ(listed[0].get_u32(interface::Status), 0x500U);
+    EXPECT_FALSE(listed[0].has(interface::Name));
+    EXPECT_FALSE(tn::isError(asks(interface::kSpeed, 5)));
+    EXPECT_FALSE(asks(interface::kSpeed, 5).has(interface::SpeedClass));
+    EXPECT_TRUE(tn::isError(asks(interface::kSpeed, 5000)));
+    EXPECT_TRUE(tn::isError(asks(tn::cmd::Set, 5)));
+    EXPECT_FALSE(tn::isError(asks(tn::cmd::Set, 5, tn::right::Write)));
+}
+
+TEST_F(InterfacesTest, SpeedAndCountersAreTheDrivers) {
+    Interfaces driven("/nowhere", {}, [](std::span<const uint32_t> indexes) {
+        DriverReadings readings;
+        for (const uint32_t index : indexes) readings[index] = {.speed = 1000, .counters = {}, .areCounted = true};
+        readings[1].counters.add(DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_14_RX_BYTES, 7);
+        return readings;
+    });
+    struct Case {
+        const char* made;
+        uint32_t lies, speedClass;
+    } const cases[] = {{nullptr, 0, 3},   {"vlan", 1, 3}, {"vlan", 2, 3},
+                       {"macvlan", 1, 3}, {"veth", 1, 0}, {"dsa", 1, 3}};
+    rtnl_link_stats64 counters{};
+    counters.rx_bytes = 8;
+    int index = 0;
+    for (const Case& c : cases) {
+        LinkMessage message(++index, "x", kUp);
+        if (c.made != nullptr) message.kind(c.made);
+        message.value(IFLA_LINK, c.lies);
+        driven.take(message.counters(counters).message());
+    }
+    const auto speed = [&](uint32_t id) {
+        return ask(driven, interface::kSpeed, of(id)).get_u32(interface::SpeedClass);
+    };
+    ASSERT_EQ(rowsOf(driven).size(), std::size(cases));  // which has the drivers read
+    ASSERT_TRUE(eventually([&] { return speed(1) == 3; }));
+    for (uint32_t id = 1; id <= std::size(cases); ++id) EXPECT_EQ(speed(id), cases[id - 1].speedClass) << id;
+    const auto rows = rowsOf(driven);
+    EXPECT_EQ(rows[0].get_u64(1116), 7U);
+    EXPECT_EQ(rows[1].get_u64(1116), 8U);
+}
+
+TEST_F(InterfacesTest, AListingMayWantLinksOfOneKind) {
+    for (int index = 1; index <= 100; ++index) {
+        const bool isBridge = index == 70 || index == 80;
+        takes(LinkMessage(index, "x", kUp).kind(isBridge ? "bridge" : "veth"));
+    }
+    const auto first = [&](uint32_t kind, uint32_t from) {
+        tn::message request;
+        request.insert_u32(interface::Kind, kind);
+        request.insert_u32(field::MaxObjects, 1);
+        if (from != 0) request.insert_u32(field::Continue, from);
+        const tn::message reply = ask(interfaces, tn::cmd::GetAll, request);
+        const auto& items = reply.get_message_array(field::Objects);
+        return std::pair(items.empty() ? 0U : items[0].get_u32(field::ObjectId), reply.get_u32(field::Continue));
+    };
+    EXPECT_EQ(first(link_kind::Bridge, 0), std::pair(70U, 80U));
+    EXPECT_EQ(first(link_kind::Bridge, 80), std::pair(80U, 0U));
+    EXPECT_EQ(first(link_kind::Wireless, 0), std::pair(0U, 0U));
+}
+
+TEST(LinkSwitch, BringsLinksUpAndDownWhereThatIsAllowed) {
+    std::vector<std::string> switched;
+    std::string reason;
+    Interfaces forbidden("/nowhere");
+    Interfaces allowed("/nowhere", [&](uint32_t index, bool isUp) {
+        switched.push_back(std::to_string(index) + (isUp ? " up" : " down"));
+        return reason;
+    });
+    tn::message requests[] = {of(4), of(4), of(4)};
+    requests[0].insert_bool(field::Disabled, true);
+    requests[1].insert_bool(field::Disabled, false);
+    for (Interfaces* interfaces : {&forbidden, &allowed}) {
+        interfaces->take(LinkMessage(4, "eth0", kUp).message());
+        for (const tn::message& request : requests) {
+            const bool isRefused = interfaces == &forbidden && request.has(field::Disabled);
+            EXPECT_EQ(errorOf(ask(*interfaces, tn::cmd::Set, request)), isRefused ? tn::error::Refused : 0U);
+        }
+    }
+    EXPECT_THAT(switched, ElementsAre("4 down", "4 up"));
+    reason = "Device or resource busy";
+    EXPECT_THAT(tn::getError(ask(allowed, tn::cmd::Set, requests[1])), ::testing::HasSubstr("eth0 up: Device or"));
+}
+
+TEST_F(InterfacesTest, AFilterAsksForChangesOfStatusAndLeavesFlagsOut) {
+    tn::message notification;
+    notification.insert_u32(interface::Flags, 0x80);
+    const auto passes = [&](std::optional<uint32_t> flags, std::optional<uint32_t> status) {
+        tn::message filter;
+        if (flags) filter.insert_u32(interface::Flags, *flags);
+        if (status) filter.insert_u32(interface::Status, *status);
+        return interfaces.shouldNotify(filter, notification);
+    };
+    EXPECT_TRUE(passes(0, 128));
+    EXPECT_TRUE(passes({}, {}));
+    EXPECT_TRUE(passes(0x40, 0xff));
+    EXPECT_FALSE(passes(0, 0));
+    EXPECT_FALSE(passes(0x80, 128));
+}
+
+TEST(DriverAnswer, GivesSpeedAndTheCountersThatAreKept) {
+    using DriverMessage = NetlinkMessage<genlmsghdr>;
+    DriverMessage statistics(0, {.cmd = ETHTOOL_MSG_STATS_GET_REPLY, .version = 1, .reserved = 0});
+    const auto group = [&](uint32_t id, const std::function<void()>& fill) {
+        statistics.nest(ETHTOOL_A_STATS_GRP, [&](DriverMessage& inside) {
+            inside.value(ETHTOOL_A_STATS_GRP_ID, id);
+            fill();
+        });
+    };
+    const auto counter = [&](uint16_t type, uint64_t value) {
+        statistics.nest(ETHTOOL_A_STATS_GRP_STAT, [&](DriverMessage& inside) { inside.value(type, value); });
+    };
+    const auto sizes = [&](uint32_t low, uint32_t high, uint64_t value) {
+        statistics.nest(ETHTOOL_A_STATS_GRP_HIST_TX, [&](DriverMessage& inside) {
+            inside.value(ETHTOOL_A_STATS_GRP_HIST_BKT_LOW, low).value(ETHTOOL_A_STATS_GRP_HIST_BKT_HI, high);
+            inside.value(ETHTOOL_A_STATS_GRP_HIST_VAL, value);
+        });
+    };
+    group(ETHTOOL_STATS_ETH_MAC, [&] {
+        counter(ETHTOOL_A_STATS_ETH_MAC_14_RX_BYTES, 5);
+        counter(ETHTOOL_A_STATS_ETH_MAC_6_FCS_ERR, 0);
+        counter(999, 1);
+    });
+    group(ETHTOOL_STATS_RMON, [&] {
+        counter(ETHTOOL_A_STATS_RMON_JABBER, 6);
+        sizes(0, 64, 1);
+        sizes(1519, 2047, 10);
+        sizes(2048, 4095, 20);
+    });
+    group(77, [&] { counter(0, 1); });
+    DriverReading reading;
+    readDriverAnswer(statistics.message(), reading);
+
+    tn::message row;
+    insertCounters(row, {}, &reading.counters);
+    EXPECT_EQ(row.size(), 5U);
+    EXPECT_EQ(row.get_u64(1116), 5U);
+    EXPECT_TRUE(row.has(tn::u64_id(1103)));  // kept, and 0
+    EXPECT_EQ(row.get_u64(1115), 6U);
+    EXPECT_EQ(row.get_u64(1121), 1U);
+    EXPECT_EQ(row.get_u64(1127), 30U);
+
+    rtnl_link_stats64 kernel{};
+    kernel.rx_bytes = 7;
+    kernel.tx_bytes = 8;
+    tn::message silent, mixed;
+    insertCounters(silent, kernel, nullptr);
+    EXPECT_FALSE(silent.has(tn::u64_id(1116)));  // until the driver has told
+    insertCounters(mixed, kernel, &reading.counters);
+    EXPECT_EQ(mixed.get_u64(1116), 5U);
+    EXPECT_EQ(mixed.get_u64(1129), 8U);  // which the driver doesn't keep
+
+    for (const auto& [told, speed] :
+         {std::pair<uint32_t, std::optional<uint32_t>>(UINT32_MAX, std::nullopt), {1000, 1000}}) {
+        DriverMessage modes(0, {.cmd = ETHTOOL_MSG_LINKMODES_GET_REPLY, .version = 1, .reserved = 0});
+        readDriverAnswer(modes.value(ETHTOOL_A_LINKMODES_SPEED, told).message(), reading);
+        EXPECT_EQ(reading.speed, speed);
+    }
+}
+
+TEST(DriverNames, MeanTheSameCounterHoweverTheyAreSpelled) {
+    struct Case {
+        uint16_t field;
+        std::vector<const char*> names;
+    } const cases[] = {
+        {1100,
+         {"rx_broadcast", "rx_bcast_packets", "RxBroadcastPkts", "in_broadcasts", "port.rx_broadcast", "broadcast"}},
+        {1101, {"rx_multicast", "rx_mcast_packets", "rx_multicast_frames", "RxMulti"}},
+        {1103, {"rx_crc_errors", "rx_fcs_errors", "RxFCSErrs", "in_fcs_error"}},
+        {1107, {"rx_64_or_less_octet_packets", "port.rx_size_64", "rx_64_byte_frames", "RxPkts64Octets", "RxPktSz64"}},
+        {1108,
+         {"rx_65_to_127_octet_packets", "rx_size_127.nic", "rx_65_127_byte_frames", "RxPktSz65To127", "rx_65_127"}},
+        {1112, {"rx_1024_to_1522_octet_packets", "rx_size_1522", "RxPkts1024to1522Octets", "rx_1024_1518_byte_frames"}},
+        {1109, {"rx_128_to_255_byte_packets"}},
+        {1113, {"rx_1523_to_2047_octet_packets", "rx_size_big", "rx_greater_than_1518_byte_frames"}},
+        {1116, {"rx_bytes", "rx_octets", "in_good_octets"}},
+        {1127, {"tx_1523_to_9022_byte_packets", "tx_4096_to_8191_octet_packets"}},
+        {1131, {"tx_single_coll_ok", "tx_single_collisions", "TxSingleCollision", "single"}},
+        {1150, {"rx_mac_ctrl_rcvd"}},
+        {0,
+         {"", "rx", "rx_queue_0_packets", "rx0_bytes", "rx_64", "tx_crc_errors", "rx_deferred", "unicast", "64",
+          "rx_99999999999_to_1_octet_packets", "\xff\xfe"}},
+    };
+    const auto rowOf = [](const std::vector<const char*>& names) {
+        std::string octets;
+        std::vector<uint64_t> values;
+        for (const char* name : names) {
+            octets += name;
+            values.push_back(values.size() + 1);
+            octets.resize(values.size() * ETH_GSTRING_LEN);
+        }
+        DriverCounters counters;
+        readNamedCounters(octets, values, counters);
+        tn::message row;
+        insertCounters(row, {}, &counters);
+        return row;
+    };
+    for (const Case& c : cases)
+        for (const char* name : c.names) {
+            EXPECT_EQ(rowOf({name}).size(), c.field == 0 ? 0U : 1U) << name;
+            EXPECT_EQ(rowOf({name}).get_u64(c.field), c.field == 0 ? 0U : 1U) << name;
+        }
+    const tn::message row =
+        rowOf({"rx_octets", "rx_1523_to_2047_octet_packets", "rx_bytes", "rx_2048_to_4095_octet_packets"});
+    EXPECT_EQ(row.get_u64(1116), 1U);  // the first one told
+    EXPECT_EQ(row.get_u64(1113), 6U);  // ranges add up
+}
+
+TEST(DriverWatch, CountersStayHoweverLongNobodyAsksAndWhateverADriverFailsToTell) {
+    HandClock clock;
+    DriverReadings told{{3, {}}, {4, {}}};
+    told[3].counters.add(DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_14_RX_BYTES, 7);
+    told[3].areCounted = true;
+    LedSource<DriverReadings> source(told);
+    DriverWatch watch([read = source.reader()](std::span<const uint32_t>) { return read(); });
+    const auto areKept = [&] {
+        watch.ask();
+        return watch.counters(3) != nullptr && watch.counters(3)->kept() > 0;
+    };
+    watch.setInterfaces({3, 4});
+    ASSERT_TRUE(eventually(areKept));
+    EXPECT_EQ(watch.counters(4), nullptr);  // which has never told
+    DriverReadings fewer = told;            // without a group that the driver had
+    fewer[3].counters = {};
+    fewer[3].counters.add(DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_5_RX_PKT, 1);
+    source.gives(fewer);
+    clock.milliseconds += 3'600'000;
+    EXPECT_TRUE(areKept());
+    EXPECT_EQ(watch.counters(3)->kept(), 2U);
+    source.gives({{3, {}}, {4, {}}});  // as after a time-out
+    for (int i = 0; i < 3; ++i) {
+        const int before = source.readings();
+        clock.milliseconds += 3'600'000;
+        EXPECT_TRUE(areKept());
+        EXPECT_TRUE(eventually([&] { return areKept() && source.readings() > before; }));
+    }
+    const auto hanging = source.hangs();
+    for (int i = 0; i < 3; ++i, clock.milliseconds += 3'600'000) EXPECT_TRUE(areKept());
+}
+
+}  // namespace hostd

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <linux/if.h>
+#include <linux/if_arp.h>
+#include <linux/if_link.h>
+#include <linux/rtnetlink.h>
+
+#include "tests/hostd/netlink/netlink_message.h"
+
+namespace hostd {
+
+/// A message as the kernel's rtnetlink writes them about a link.
+class LinkMessage : public NetlinkMessage<ifinfomsg> {
+  public:
+    explicit LinkMessage(int index, const char* name = nullptr, unsigned flags = 0,
+                         unsigned short hardware = ARPHRD_ETHER, uint16_t type = RTM_NEWLINK,
+                         unsigned char family = AF_UNSPEC)
+        : NetlinkMessage(type, {family, 0, hardware, index, flags, 0}) {
+        if (name != nullptr) text(IFLA_IFNAME, name);
+    }
+    LinkMessage& kind(const char* kind, std::optional<uint16_t> bridgePriority = {}) {
+        nest(IFLA_LINKINFO, [&](NetlinkMessage& info) {
+            info.text(IFLA_INFO_KIND, kind);
+            if (!bridgePriority) return;
+            info.nest(IFLA_INFO_DATA, [&](NetlinkMessage& data) { data.value(IFLA_BR_PRIORITY, *bridgePriority); });
+        });
+        return *this;
+    }
+    LinkMessage& counters(const rtnl_link_stats64& counters, size_t octets = sizeof(rtnl_link_stats64)) {
+        mnl_attr_put(raw(), IFLA_STATS64, octets, &counters);
+        return *this;
+    }
+};
+
+}  // namespace hostd

@@ -1,0 +1,239 @@
+// Queues of interfaces and trees of classes, from messages such as the kernel sends.
+
+#include "hostd/links/queues.h"
+
+#include <gmock/gmock.h>
+#include <linux/gen_stats.h>
+#include <linux/pkt_sched.h>
+#include <linux/rtnetlink.h>
+
+#include "tests/hostd/ask.h"
+#include "tests/hostd/hand_clock.h"
+#include "tests/hostd/netlink/netlink_message.h"
+#include "tests/hostd/sensors/led_source.h"
+#include "tn/looper.h"
+
+namespace hostd {
+
+namespace {
+
+namespace field = tn::field;
+using ::testing::ElementsAre;
+using ::testing::UnorderedElementsAre;
+using TcMessage = NetlinkMessage<tcmsg>;
+
+constexpr uint32_t handle(uint32_t major, uint32_t minor = 0) { return major << 16 | minor; }
+
+Qdisc one(uint32_t ifindex, uint32_t handle, uint32_t parent, const char* kind, uint64_t octets = 0) {
+    return {ifindex, handle, parent, kind, {octets, octets / 100, 0}};
+}
+
+std::string nameOf(uint32_t ifindex) { return ifindex == 99 ? "" : "eth" + std::to_string(ifindex); }
+
+/// "name in parent" of each class; the parent's id must be that of the class with this name.
+std::vector<std::string> tree(const std::vector<Qdisc>& qdiscs, const std::vector<Qdisc>& classes) {
+    std::vector<std::string> all;
+    const QueueRows rows = makeQueueRows(qdiscs, classes, nameOf);
+    for (const auto& [id, queue] : rows.classes) {
+        all.push_back(queue.name + " in " + queue.parent);
+        EXPECT_EQ(
+            queue.parentId == 0 ? queue.name.substr(0, queue.name.find(' ')) : rows.classes.at(queue.parentId).name,
+            queue.parent);
+    }
+    return all;
+}
+
+}  // namespace
+
+TEST(Qdisc, IsReadWithTheCountersThatTheKernelHas) {
+    gnet_stats_basic basic{};
+    basic.bytes = 0x1'0000'0007;
+    basic.packets = 12;
+    gnet_stats_queue queue{};
+    queue.drops = 5;
+    TcMessage message(RTM_NEWTCLASS, {AF_UNSPEC, 0, 0, 3, handle(1, 0x10), handle(1, 1), 0});
+    message.text(TCA_KIND, "htb").nest(TCA_STATS2, [&](TcMessage& m) {
+        m.value(TCA_STATS_BASIC, basic).value(TCA_STATS_QUEUE, queue);
+    });
+    const auto read = readQdisc(message.message());
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->ifindex, 3U);
+    EXPECT_EQ(read->handle, handle(1, 0x10));
+    EXPECT_EQ(read->parent, handle(1, 1));
+    EXPECT_EQ(read->kind, "htb");
+    EXPECT_EQ(read->counters.octets, 0x1'0000'0007U);
+    EXPECT_EQ(read->counters.packets, 12U);
+    EXPECT_EQ(read->counters.drops, 5U);
+
+    TcMessage wide(RTM_NEWQDISC, {AF_UNSPEC, 0, 0, 3, handle(1), TC_H_ROOT, 0});
+    wide.nest(TCA_STATS2, [&](TcMessage& m) {
+        m.octets(TCA_STATS_BASIC, std::vector<uint8_t>(12, 1)).value(TCA_STATS_PKT64, uint64_t{0x2'0000'0000});
+        m.octets(TCA_STATS_QUEUE, std::vector<uint8_t>(4, 1));
+    });
+    const auto wideRead = readQdisc(wide.message());
+    ASSERT_TRUE(wideRead);
+    EXPECT_EQ(wideRead->counters.octets, 0x0101'0101'0101'0101U);
+    EXPECT_EQ(wideRead->counters.packets, 0x2'0000'0000U);
+    EXPECT_EQ(wideRead->counters.drops, 0U);
+
+    EXPECT_FALSE(readQdisc(TcMessage(RTM_DELQDISC, {AF_UNSPEC, 0, 0, 3, 0, 0, 0}).message()));
+    EXPECT_FALSE(readQdisc(TcMessage(RTM_NEWQDISC, {AF_UNSPEC, 0, 0, 0, 0, 0, 0}).message()));
+    message.raw()->nlmsg_len = NLMSG_HDRLEN + 16;
+    EXPECT_FALSE(readQdisc(message.message()));
+}
+
+TEST(Qdisc, OnlyThoseThatAnAdministratorLaidOutHaveClasses) {
+    EXPECT_TRUE(hasClasses(one(3, handle(1), TC_H_ROOT, "htb")));
+    EXPECT_FALSE(hasClasses(one(3, handle(1), TC_H_ROOT, "fq_codel")));
+    EXPECT_FALSE(hasClasses(one(3, 0, TC_H_ROOT, "mq")));
+    EXPECT_TRUE(hasClasses(one(3, handle(1), TC_H_ROOT, "mq")));
+}
+
+TEST(InterfaceQueues, AreTheRootAndTheIngressQdisc) {
+    const auto rows =
+        makeQueueRows({one(2, 0, TC_H_ROOT, "noqueue", 1), one(3, handle(1), TC_H_ROOT, "htb", 300),
+                       one(3, handle(10), handle(1, 1), "pfifo", 7),
+                       one(3, handle(0xffff), TC_H_INGRESS, "ingress", 400), one(4, 0, TC_H_ROOT, "noqueue", 1),
+                       one(4, handle(0xffff), TC_H_CLSACT, "clsact", 500), one(99, handle(1), TC_H_ROOT, "htb", 1)},
+                      {}, nameOf);
+    ASSERT_EQ(rows.interfaces.size(), 2U);
+    const InterfaceQueue& both = rows.interfaces.at(3);
+    EXPECT_EQ(both.interface, "eth3");
+    EXPECT_EQ(both.sent.value().octets, 300U);
+    EXPECT_EQ(both.received.value().octets, 400U);
+    EXPECT_FALSE(rows.interfaces.at(4).sent);
+    EXPECT_EQ(rows.interfaces.at(4).received.value().packets, 5U);
+}
+
+TEST(QueueTree, GoesOnAcrossQdiscsAndEndsAtTheInterface) {
+    // eth3 -> 1: htb -> 1:1 -> 1:10 -> a: prio -> a:1; a prio's classes name their qdisc as their parent.
+    const std::vector<Qdisc> qdiscs = {one(3, handle(1), TC_H_ROOT, "htb"), one(3, handle(10), handle(1, 0x10), "prio"),
+                                       one(5, handle(1), TC_H_ROOT, "htb")};
+    EXPECT_THAT(tree(qdiscs, {one(3, handle(1, 1), TC_H_ROOT, "htb"), one(3, handle(1, 0x10), handle(1, 1), "htb"),
+                              one(3, handle(10, 1), handle(10), "prio"), one(5, handle(1, 1), TC_H_ROOT, "htb"),
+                              one(6, handle(1, 1), TC_H_ROOT, "htb"), one(99, handle(1, 1), TC_H_ROOT, "htb")}),
+                UnorderedElementsAre("eth3 1:1 in eth3", "eth3 1:10 in eth3 1:1", "eth3 a:1 in eth3 1:10",
+                                     "eth5 1:1 in eth5", "eth6 1:1 in eth6"));
+}
+
+TEST(QueueTree, IdsDependOnNothingButTheNameAndAreUnique) {
+    const auto id = [](const QueueRows& rows, const std::string& name) {
+        for (const auto& [number, queue] : rows.classes)
+            if (queue.name == name) return number;
+        return 0U;
+    };
+    std::vector<Qdisc> classes;
+    for (uint32_t minor = 1; minor <= 0xffff; ++minor) classes.push_back(one(3, handle(1, minor), TC_H_ROOT, "htb"));
+    const QueueRows rows = makeQueueRows({}, classes, nameOf);
+    EXPECT_EQ(rows.classes.size(), classes.size());  // some of their names give the same
+    EXPECT_GE(rows.classes.begin()->first, 1U);
+    EXPECT_LE(rows.classes.rbegin()->first, 0x7fff'ffffU);
+    const QueueRows alone =
+        makeQueueRows({}, {one(7, handle(1, 0x10), TC_H_ROOT, "htb")}, [](uint32_t) { return std::string("eth3"); });
+    EXPECT_EQ(id(alone, "eth3 1:10"), id(rows, "eth3 1:10"));
+}
+
+class QueueTables : public ::testing::Test {
+  protected:
+    QueueTables() { tells(1); }
+    /// What the kernel says from now on: 2^32 octets and this many.
+    void tells(uint64_t octets) {
+        QueueRows rows;
+        rows.interfaces[3] = {"eth3", QueueCounters{kWide + octets, 0x1'0000'0002, 9}, {}};
+        rows.classes[7] = {"eth3 1:10", "eth3 1:1", 6, {kWide + octets, 4, 5}};
+        rows.classes[6] = {"eth3 1:1", "eth3", 0, {}};
+        kernel.gives({.at = clock.milliseconds, .rows = rows});
+    }
+    /// Octets of the interface, without kWide; nothing when it isn't listed.
+    std::optional<uint64_t> octets() {
+        const auto rows = rowsOf(interfaces);
+        return rows.empty() ? std::nullopt : std::optional(rows.at(0).get_u64(queue::SentOctets) - kWide);
+    }
+    bool comeBack() {
+        return eventually([&] {
+            clock.milliseconds += QueueReadings::kMaxAge;
+            tells(1);
+            return octets() == 1U;
+        });
+    }
+
+    static constexpr uint64_t kWide = 0x1'0000'0000;
+    HandClock clock;
+    LedSource<QueueReading> kernel{QueueReading{}};
+    std::shared_ptr<QueueReadings> shared = std::make_shared<QueueReadings>(kernel.reader());
+    InterfaceQueues interfaces{shared};
+    QueueTree classes{shared};
+};
+
+TEST_F(QueueTables, ShareOneReadingAndAskTheKernelNotTooOften) {
+    EXPECT_TRUE(eventually([&] { return octets() == 1U; }));
+    tn::message row = rowsOf(interfaces).at(0);
+    EXPECT_EQ(row.get_u32(field::ObjectId), 3U);
+    EXPECT_EQ(row.get_string(queue::Name), "eth3");
+    EXPECT_EQ(row.get_u32(queue::SentPackets), 2U);
+    EXPECT_EQ(row.get_u32(queue::SentDrops), 9U);
+    EXPECT_FALSE(row.has(queue::ReceivedOctets));
+    EXPECT_THAT(listed(classes, queue::Name), ElementsAre("6:eth3 1:1", "7:eth3 1:10"));
+    row = rowsOf(classes).at(1);
+    EXPECT_EQ(row.get_u32(queue::ParentId), 6U);
+    EXPECT_THAT(row.get_string_array(queue::Parent), ElementsAre("eth3 1:1"));
+    EXPECT_EQ(ask(classes, tn::cmd::GetCount).get_u32(field::Count), 2U);
+    clock.milliseconds += QueueReadings::kMaxAge - 1;
+    tells(2);
+    EXPECT_EQ(octets(), 1U);
+    EXPECT_EQ(kernel.readings(), 1);
+    clock.milliseconds += 1;
+    EXPECT_TRUE(eventually([&] { return octets() == 2U; }));
+}
+
+TEST_F(QueueTables, KeepTheirRowsThroughSomeSecondsOfFailure) {
+    EXPECT_TRUE(eventually([&] { return octets() == 1U; }));
+    kernel.gives({.at = clock.milliseconds, .rows = {}});
+    for (uint64_t age = 1000; age < QueueReadings::kTooOld; age += 1000) {
+        const int readings = kernel.readings();
+        clock.milliseconds += 1000;
+        EXPECT_EQ(octets(), 1U);
+        EXPECT_TRUE(eventually([&] { return octets() == 1U && kernel.readings() > readings; }));
+    }
+    clock.milliseconds += 1000;
+    EXPECT_EQ(octets(), std::nullopt);
+    EXPECT_EQ(ask(classes, tn::cmd::GetCount).get_u32(field::Count), 0U);
+    EXPECT_TRUE(comeBack());
+}
+
+TEST_F(QueueTables, NobodyWaitsForAKernelThatHangs) {
+    EXPECT_TRUE(eventually([&] { return octets() == 1U; }));
+    auto hold = kernel.hangs();
+    clock.milliseconds += QueueReadings::kTooOld - 1;
+    EXPECT_EQ(octets(), 1U);
+    clock.milliseconds += 1;
+    EXPECT_EQ(octets(), std::nullopt);
+    hold.unlock();
+    EXPECT_TRUE(comeBack());
+}
+
+TEST_F(QueueTables, AreReadFastAfterAQuestionAndSlowlyWithoutOne) {
+    tn::Looper looper({});
+    const auto isSlow = [&] {
+        const uint64_t next = looper.sleepTime();
+        return next > QueueReadings::kMaxAge && next <= QueueReadings::kIdleAge;
+    };
+    looper.addHandler(std::vector<uint32_t>{20, 9}, &interfaces);
+    looper.addHandler(std::vector<uint32_t>{20, 12}, &classes);
+    EXPECT_TRUE(eventually([&] { return kernel.readings() == 1; }));  // before anybody asks
+    EXPECT_TRUE(isSlow());
+
+    EXPECT_TRUE(eventually([&] { return octets() == 1U; }));
+    for (int readings = 2; readings <= 4; ++readings) {
+        clock.milliseconds += QueueReadings::kMaxAge;
+        EXPECT_FALSE(isSlow());
+        EXPECT_TRUE(eventually([&] { return kernel.readings() == readings; }, &looper));
+    }
+    clock.milliseconds += QueueReadings::kLinger;
+    tells(5);
+    EXPECT_TRUE(eventually(isSlow, &looper));
+    EXPECT_TRUE(eventually([&] { return octets() == 5U; }));
+    EXPECT_FALSE(isSlow());
+}
+
+}  // namespace hostd

@@ -1,0 +1,213 @@
+// PCI and USB devices of a prepared tree, and the USB reset.
+
+#include <gmock/gmock.h>
+#include <pthread.h>
+
+#include <algorithm>
+
+#include "hostd/machine/pci.h"
+#include "hostd/machine/usb.h"
+#include "hostd/machine/usb_reset.h"
+#include "hostd/source/sysfs.h"
+#include "tests/hostd/ask.h"
+#include "tests/hostd/hand_clock.h"
+#include "tests/tn/temp_root.h"
+
+namespace hostd {
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr const char* kIds =
+    "# names\n"
+    "8086  Intel Corporation\n"
+    "\t100e  82540EM Gigabit Ethernet Controller\n"
+    "1af4  Red Hat, Inc.\n";
+
+class DevicesTest : public ::testing::Test {
+  protected:
+    void plugPci(const std::string& name, const std::string& vendor, const std::string& device) {
+        tree.write("bus/pci/devices/" + name + "/vendor", vendor + "\n");
+        tree.write("bus/pci/devices/" + name + "/device", device + "\n");
+    }
+    void plugUsb(const std::string& name, const std::string& bus, const std::string& number,
+                 const std::string& vendor = "1d6b", const std::string& product = "0002") {
+        const std::string at = "bus/usb/devices/" + name;
+        tree.write(at + "/busnum", bus + "\n");
+        tree.write(at + "/devnum", number + "\n");
+        tree.write(at + "/idVendor", vendor + "\n");
+        tree.write(at + "/idProduct", product + "\n");
+    }
+    /// Asks until the table is as expected.
+    bool becomes(tn::Handler& table, tn::string_id text, const std::vector<std::string>& expected) {
+        clock.milliseconds += 10'000;
+        return become(table, text, expected);
+    }
+    static std::vector<std::string> texts(const tn::message& row, std::initializer_list<tn::string_id> fields) {
+        std::vector<std::string> all;
+        for (const tn::string_id id : fields) all.push_back(row.get_string(id));
+        return all;
+    }
+    static uint32_t switchOff(UsbReset& owner, uint32_t seconds = UsbReset::kMostSeconds) {
+        tn::message request;
+        request.insert_u32(usb_reset::Seconds, seconds);
+        return errorOf(ask(owner, UsbReset::kSwitchOff, request));
+    }
+    HandClock clock;
+    tn::TempTree tree;
+};
+
+}  // namespace
+
+TEST_F(DevicesTest, PciRowsAreNamedAndKeepTheirIds) {
+    tree.write("pci.ids", kIds);
+    plugPci("0000:00:1f.2", "0x8086", "0x100e");
+    plugPci("0000:01:00.0", "0x1af4", "0x1041");
+    plugPci("10000:00:1f.2", "0xabcd", "0x0001");  // a bus of its own behind a controller
+    plugPci("10001:00:1f.2", "0xabcd", "0x0001");
+    plugPci("nonsense", "0x8086", "0x100e");
+    plugPci("0000:00:20.0", "0x8086", "0x100e");                    // no such device number
+    tree.write("bus/pci/devices/0000:00:03.0/vendor", "0x8086\n");  // half gone
+    PciDevices table(tree.path(), tree.path("pci.ids"));
+    EXPECT_TRUE(becomes(table, pci::Name,
+                        {"250:0000:00:1f.2", "256:0000:01:00.0", "65786:10000:00:1f.2", "65787:10001:00:1f.2"}));
+    const auto rows = rowsOf(table);
+    const char* const nic = "82540EM Gigabit Ethernet Controller";
+    const auto names = {pci::Maker, pci::Model, pci::MakerName, pci::ModelName};
+    EXPECT_THAT(texts(rows[0], names), ElementsAre("Intel Corporation", nic, "Intel Corporation", nic));
+    EXPECT_THAT(texts(rows[1], {pci::Maker, pci::Model}), ElementsAre("Red Hat, Inc.", "Device 1041"));
+    EXPECT_THAT(texts(rows[2], {pci::Maker, pci::Model}), ElementsAre("Vendor abcd", "Device 0001"));
+    tree.remove("bus/pci/devices/10000:00:1f.2");
+    EXPECT_TRUE(becomes(table, pci::Name, {"250:0000:00:1f.2", "256:0000:01:00.0", "65787:10001:00:1f.2"}));
+    plugPci("0000:00:03.0", "0x8086", "0x100e");
+    EXPECT_TRUE(becomes(table, pci::Model,
+                        {"24:82540EM Gigabit Ethernet Controller", "250:82540EM Gigabit Ethernet Controller",
+                         "256:Device 1041", "65787:Device 0001"}));
+}
+
+TEST_F(DevicesTest, ADamagedListOfNamesCostsNamesOnly) {
+    tree.write("pci.ids", "8086  Intel Corporation\n\t\tgarbage before any device\n");
+    plugPci("0000:00:1f.2", "0x8086", "0x100e");
+    for (const char* list : {"pci.ids", "none"}) {
+        PciReader reader(tree.path(), tree.path(list));
+        const Reading<PciDevice> reading = reader.read();
+        ASSERT_EQ(reading.rows.size(), 1U) << list;
+        EXPECT_EQ(reading.rows[0].model, "Device 100e");
+        EXPECT_NE(reading.problem, "");
+    }
+    EXPECT_THAT(PciReader(tree.path("none")).read().rows, IsEmpty());
+
+    PciReader patient(tree.path(), tree.path("later"));
+    PciReader hasty(tree.path(), tree.path("later"), std::chrono::milliseconds(0));
+    for (PciReader* reader : {&patient, &hasty}) EXPECT_NE(reader->read().problem, "");
+    tree.write("later", kIds);
+    EXPECT_EQ(patient.read().rows.at(0).model, "Device 100e");  // not each second
+    EXPECT_EQ(hasty.read().rows.at(0).model, "82540EM Gigabit Ethernet Controller");
+    EXPECT_EQ(hasty.read().problem, "");
+}
+
+TEST_F(DevicesTest, UsbRowsAreWhatDevicesSayAndTheListKnows) {
+    plugUsb("usb1", "1", "1");
+    tree.write("bus/usb/devices/usb1/manufacturer", "Linux 6.1 xhci-hcd\n");
+    tree.write("bus/usb/devices/usb1/product", "xHCI Host Controller\n");
+    tree.write("bus/usb/devices/usb1/serial", "0000:00:14.0\n");
+    plugUsb("1-1.4", "1", "9", "0403", "6001");
+    plugUsb("usb2", "2", "1", "dead", "beef");
+    tree.write("bus/usb/devices/1-0:1.0/bNumEndpoints", "01\n");
+    UsbDevices table(tree.path(), [](uint32_t vendor, uint32_t product) -> UsbNames {
+        if (vendor == 0x0403 && product == 0x6001) return {"Future Technology Devices International, Ltd", "FT232"};
+        if (vendor == 0x1d6b) return {"Linux Foundation", ""};
+        return {};
+    });
+    EXPECT_TRUE(becomes(table, usb::Name, {"129:usb1", "137:1-1.4", "257:usb2"}));
+    const auto rows = rowsOf(table);
+    const auto names = {usb::Maker, usb::Product, usb::Serial, usb::MakerName, usb::ModelName};
+    EXPECT_THAT(texts(rows[0], names), ElementsAre("Linux 6.1 xhci-hcd", "xHCI Host Controller", "0000:00:14.0",
+                                                   "Linux Foundation", "xHCI Host Controller"));
+    EXPECT_THAT(texts(rows[1], names), ElementsAre("Future Technology Devices International, Ltd", "FT232", "",
+                                                   "Future Technology Devices International, Ltd", "FT232"));
+    EXPECT_THAT(texts(rows[2], names), ElementsAre("Vendor dead", "Device beef", "", "Vendor dead", "Device beef"));
+
+    // Pulled out and plugged in again: the kernel counts on, and so does the table.
+    tree.remove("bus/usb/devices/1-1.4");
+    EXPECT_TRUE(becomes(table, usb::Name, {"129:usb1", "257:usb2"}));
+    plugUsb("1-1.4", "1", "10", "0403", "6001");
+    EXPECT_TRUE(becomes(table, usb::Name, {"129:usb1", "138:1-1.4", "257:usb2"}));
+}
+
+TEST_F(DevicesTest, UsbNamesAreLookedUpOnceTheyAreKnown) {
+    plugUsb("usb1", "1", "1");
+    plugUsb("usb2", "2", "1");
+    plugUsb("usb3", "3", "1", "1d6b", "0003");
+    bool isThere = false;
+    int lookUps = 0;
+    UsbReader reader(tree.path(), [&](uint32_t, uint32_t product) -> UsbNames {
+        ++lookUps;
+        return isThere ? UsbNames{"Linux Foundation", std::to_string(product) + ".0 root hub"} : UsbNames{};
+    });
+    EXPECT_EQ(reader.read().rows.at(2).modelName, "Device 0003");
+    isThere = true;  // udev has made its database
+    lookUps = 0;
+    for (int i = 0; i < 3; ++i) {
+        const auto rows = reader.read().rows;
+        ASSERT_EQ(rows.size(), 3U);
+        EXPECT_EQ(rows[1].modelName, "2.0 root hub");
+        EXPECT_EQ(rows[2].modelName, "3.0 root hub");
+    }
+    EXPECT_EQ(lookUps, 2);
+}
+
+TEST_F(DevicesTest, UsbPortsAreSwitchedOffAndOnAgain) {
+    const std::vector<std::string> ports = {"bus/usb/devices/1-0:1.0/usb1-port1/disable",
+                                            "bus/usb/devices/2-0:1.0/usb2-port1/disable"};
+    const std::string behindHub = "bus/usb/devices/1-1:1.0/1-1-port1/disable";
+    const auto are = [&](const std::string& value) {
+        return eventually([&] {
+            return std::ranges::all_of(ports, [&](auto& port) { return readAttribute(tree.path(port)) == value; });
+        });
+    };
+    UsbReset without(tree.path(), true);
+    EXPECT_EQ(switchOff(without), tn::error::Refused);           // no port
+    for (const std::string& port : ports) tree.write(port, "");  // it isn't read: the kernel would ask the hub
+    tree.write(behindHub, "0\n");
+    UsbReset forbidden(tree.path(), false);
+    EXPECT_EQ(switchOff(forbidden), tn::error::Refused);
+    EXPECT_TRUE(are(""));
+
+    auto owner = std::make_unique<UsbReset>(tree.path(), true);
+    EXPECT_EQ(switchOff(*owner), 0U);
+    EXPECT_TRUE(are("1"));
+    EXPECT_EQ(switchOff(*owner), tn::error::Refused);  // under way
+    owner.reset();                                     // the process ends meanwhile
+    EXPECT_TRUE(are("0"));
+    EXPECT_EQ(readAttribute(tree.path(behindHub)), "0");
+
+    for (const uint32_t seconds : {0U, UsbReset::kMostSeconds + 1, 0xffffffffU})
+        EXPECT_EQ(switchOff(without, seconds), tn::error::Refused) << seconds;
+    EXPECT_EQ(switchOff(without, 1), 0U);
+    EXPECT_TRUE(are("1"));
+    EXPECT_TRUE(are("0"));  // by itself
+}
+
+TEST_F(DevicesTest, AUsbResetWithoutAThreadIsRefusedAndLeavesNoneUnderWay) {
+    const std::string port = "bus/usb/devices/1-0:1.0/usb1-port1/disable";
+    tree.write(port, "0\n");
+    UsbReset owner(tree.path(), true);
+    pthread_attr_t usual;
+    pthread_attr_t huge;
+    ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
+    ASSERT_EQ(pthread_getattr_default_np(&huge), 0);
+    pthread_attr_setstacksize(&huge, size_t{1} << 50);  // more than there are addresses
+    ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
+    EXPECT_EQ(switchOff(owner), tn::error::Refused);
+    ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
+    EXPECT_EQ(readAttribute(tree.path(port)), "0");
+    EXPECT_EQ(switchOff(owner), 0U);
+    EXPECT_TRUE(eventually([&] { return readAttribute(tree.path(port)) == "1"; }));
+    pthread_attr_destroy(&usual);
+    pthread_attr_destroy(&huge);
+}
+
+}  // namespace hostd

@@ -1,0 +1,64 @@
+// What is read out of the kernel's and the distribution's files.
+
+#include <gtest/gtest.h>
+
+#include "hostd/machine/memory.h"
+#include "hostd/machine/processors.h"
+#include "hostd/machine/version.h"
+#include "hostd/source/kept_file.h"
+#include "tests/tn/temp_root.h"
+
+namespace hostd {
+
+TEST(Meminfo, TakesWhatIsThereAndNothingElse) {
+    struct Case {
+        const char* text;
+        Memory expected;
+    } const cases[] = {
+        {"MemTotal:       16384 kB\nMemFree:  1 kB\nMemAvailable:    8192 kB\n", {16384, 8192}},
+        {"MemAvailable: 8 kB\nMemTotal: 16 kB", {16, 8}},                          // no last newline
+        {"MemTotal:       16384 kB\nMemFree:            4096 kB\n", {16384, {}}},  // a kernel without MemAvailable
+        {"MemAvailable:    8192 kB\n", {{}, 8192}},
+        {"MemTotal:\nMemAvailable: kB\n", {}},
+        {"MemTotal: 12", {}},  // cut short: it may have been 12345 kB
+        {"MemTotal: 12 MB\nMemAvailable: -1 kB\n", {}},
+        {"MemTotal: 99999999999999999999999 kB\n", {}},
+        {"MemTotal: 10 kB\nMemAvailable: 11 kB\n", {10, {}}},  // used would be negative
+        {"NotMemTotal: 5 kB\n\n\n", {}},
+        {"", {}},
+    };
+    for (const Case& c : cases) EXPECT_EQ(parseMeminfo(c.text), c.expected) << c.text;
+}
+
+TEST(Processors, AreCountedFromTheKernelsList) {
+    EXPECT_EQ(countProcessors("0\n"), 1);
+    EXPECT_EQ(countProcessors("0-3,6,8-9\n"), 7);
+    EXPECT_EQ(countProcessors("0-65535"), 65536);
+    for (const char* rubbish : {"", "\n", "x", "0-", "3-1", "0,", "0 1", "-1", "0-70000"})
+        EXPECT_EQ(countProcessors(rubbish), std::nullopt) << rubbish;
+}
+
+TEST(KeptFile, SeesWhatTheFileHoldsNow) {
+    tn::TempTree tree;
+    KeptFile file(tree.path("file"));
+    EXPECT_EQ(file.read(), "");  // not there yet
+    const std::string large(100'000, 'x');
+    tree.write("file", large);
+    EXPECT_EQ(file.read(), large);
+    tree.write("file", "short");
+    EXPECT_EQ(file.read(), "short");
+}
+
+TEST(Version, NamesTheDistributionWhenThereIsOne) {
+    EXPECT_EQ(prettyName("ID=debian\nPRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\nX=y\n"),
+              "Debian GNU/Linux 12 (bookworm)");
+    EXPECT_EQ(prettyName("PRETTY_NAME='A \"b\"'"), "A \"b\"");
+    EXPECT_EQ(prettyName("PRETTY_NAME=\"a \\\"b\\\" \\$c\""), "a \"b\" $c");
+    EXPECT_EQ(prettyName("PRETTY_NAME=Plain\n"), "Plain");
+    EXPECT_EQ(prettyName("PRETTY_NAME=\"open"), "open");
+    EXPECT_EQ(prettyName("NOT_PRETTY_NAME=\"x\"\n"), "");
+    EXPECT_TRUE(versionText("PRETTY_NAME=\"X 1\"\n").starts_with("X 1, Linux "));
+    EXPECT_TRUE(versionText("").starts_with("Linux "));
+}
+
+}  // namespace hostd

@@ -1,0 +1,162 @@
+#include "hostd/machine/system.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <ctime>
+
+#include "hostd/machine/model.h"
+#include "tests/hostd/ask.h"
+#include "tests/hostd/hand_clock.h"
+#include "tests/hostd/sensors/led_source.h"
+#include "tests/tn/temp_root.h"
+
+namespace hostd {
+
+TEST(SystemTime, TellsTheOffsetOfThatMoment) {
+    HandClock clock;
+    SystemTime owner;
+    struct Case {
+        const char* zone;
+        int64_t at;
+        int32_t offset;
+    } const cases[] = {
+        {"UTC0", 1'700'000'000, 0},
+        {"NPT-5:45", 1'700'000'000, 20'700},                   // east of Greenwich, not a whole hour
+        {"NST3:30", 1'700'000'000, -12'600},                   // west
+        {"CET-1CEST,M3.5.0,M10.5.0/3", 1'705'000'000, 3'600},  // January
+        {"CET-1CEST,M3.5.0,M10.5.0/3", 1'720'000'000, 7'200},  // July
+    };
+    for (const Case& c : cases) {
+        ::setenv("TZ", c.zone, 1);
+        clock.wall = c.at;
+        const tn::message reply = ask(owner, tn::cmd::Get);
+        EXPECT_EQ(reply.get_u32(7), c.at) << c.zone;
+        EXPECT_EQ(static_cast<int32_t>(reply.get_u32(27)), c.offset) << c.zone << " " << c.at;
+    }
+    ::unsetenv("TZ");
+    ::tzset();
+}
+
+TEST(Identity, IsReadHereAndNeverSet) {
+    Identity owner;
+    char name[256] = {};
+    ASSERT_EQ(::gethostname(name, sizeof name - 1), 0);
+    tn::message set;
+    set.insert_string(12, "other");
+    EXPECT_EQ(errorOf(ask(owner, tn::cmd::Set, set)), tn::error::Refused);
+    EXPECT_EQ(ask(owner, tn::cmd::Get).get_string(12), name);
+}
+
+TEST(System, RebootsOnlyWhenAllowedAndAskedByAWriter) {
+    System forbidden{Reboot()};
+    EXPECT_EQ(errorOf(ask(forbidden, tn::cmd::Reboot)), tn::error::Refused);
+
+    int reboots = 0;
+    System allowed([&reboots]() -> std::string {
+        ++reboots;
+        return "";
+    });
+    EXPECT_EQ(errorOf(ask(allowed, tn::cmd::Reboot, {}, tn::right::Reading)), tn::error::NotPermitted);
+    EXPECT_EQ(reboots, 0);
+    EXPECT_TRUE(ask(allowed, tn::cmd::Reboot).empty());
+    EXPECT_EQ(reboots, 1);
+
+    System failing([] { return "Operation not permitted"; });
+    EXPECT_EQ(tn::getError(ask(failing, tn::cmd::Reboot)), "reboot failed: Operation not permitted");
+}
+
+class SystemInfoTest : public ::testing::Test {
+  protected:
+    SystemInfoTest() {
+        tree.write("proc/meminfo", "MemTotal: 1000 kB\nMemAvailable: 400 kB\n");
+        tree.write("proc/self/mountinfo", "1 1 8:1 / / rw - ext4 /dev/sda1 rw\n");
+        tree.write("sys/devices/system/cpu/online", "0-3\n");
+        tree.write("sys/class/dmi/id/product_name", "Router 9000\n");
+        tree.write("os-release", "PRETTY_NAME=\"Test 1\"\n");
+        places = {tree.path("proc"), tree.path("sys"), tree.path("os-release")};
+    }
+    SystemInfo make() {
+        return {places, watchDisks(places.proc, [read = disk.reader()](const std::string&) { return read(); })};
+    }
+    tn::TempTree tree;
+    HandClock clock;
+    LedSource<DiskSize> disk{DiskSize{5000, 3000}};
+    SystemInfo::Places places;
+};
+
+TEST_F(SystemInfoTest, AnswersWithEverythingFromTheFirstAnswerOn) {
+    SystemInfo owner = make();
+    const tn::message reply = ask(owner, tn::cmd::Get);
+    EXPECT_EQ(reply.get_u32(1), 1000);
+    EXPECT_EQ(reply.get_u32(2), 1000);
+    EXPECT_EQ(reply.get_u32(3), 400);
+    EXPECT_EQ(reply.get_u32(6), 4);
+    EXPECT_EQ(reply.get_u32(10), 5000);
+    EXPECT_EQ(reply.get_u32(11), 3000);
+    EXPECT_TRUE(reply.get_string(25).starts_with("Test 1, Linux "));
+    EXPECT_EQ(reply.get_string(22), TARNIX_VERSION);
+    EXPECT_EQ(reply.get_string(4), "Router 9000");
+    EXPECT_TRUE(ask(owner, tn::cmd::Set).empty());
+    EXPECT_EQ(ask(owner, tn::cmd::Get), reply);
+}
+
+TEST_F(SystemInfoTest, LeavesOutWhatCannotBeHad) {
+    tree.remove("proc");
+    tree.remove("sys");
+    SystemInfo owner = make();
+    const tn::message reply = ask(owner, tn::cmd::Get);
+    EXPECT_TRUE(reply.has(tn::u32_id(1)));
+    for (const uint32_t absent : {2U, 3U, 6U, 10U, 11U}) EXPECT_FALSE(reply.has(tn::u32_id(absent))) << absent;
+    EXPECT_FALSE(reply.has(system_info::Model));
+
+    tree.write("proc/meminfo", "MemTotal: 7 kB\n");  // a source that comes back is found again
+    clock.milliseconds += SystemInfo::kMaxAge;
+    EXPECT_EQ(ask(owner, tn::cmd::Get).get_u32(2), 7);
+    EXPECT_FALSE(ask(owner, tn::cmd::Get).has(tn::u32_id(3)));
+}
+
+TEST(Model, IsTheMainBoardsWhereTheFirmwareNamesNoProduct) {
+    struct Case {
+        const char* product;
+        const char* vendor;
+        const char* boardVendor;
+        const char* board;
+        const char* expected;
+    } const cases[] = {
+        {"Router 9000", "Acme", "Acme", "X1", "Router 9000"},
+        {" 7X06 ", "Acme", "", "", "7X06"},
+        {"To be filled by O.E.M.", "Acme", "ASRock", "B450M Pro4 ", "ASRock B450M Pro4"},
+        {"SYSTEM PRODUCT NAME", "System manufacturer", "ASUSTeK COMPUTER INC.", "PRIME X570-P",
+         "ASUSTeK COMPUTER INC. PRIME X570-P"},
+        {"", "Supermicro", "Default string", "X11SSL", "Supermicro X11SSL"},
+        {"0000000", "", "", "X11SSL", "X11SSL"},
+        {"Default string", "Acme", "Acme", "Default string", "Device tree 7"},
+        {"", "", "", "", "Device tree 7"},
+    };
+    for (const Case& c : cases) {
+        const tn::TempTree tree;
+        const std::pair<const char*, const char*> files[] = {{"product_name", c.product},
+                                                             {"sys_vendor", c.vendor},
+                                                             {"board_vendor", c.boardVendor},
+                                                             {"board_name", c.board}};
+        for (const auto& [name, text] : files)
+            tree.write("class/dmi/id/" + std::string(name), std::string(text) + "\n");
+        tree.write("device-tree/model", std::string_view("Device tree 7\0", 14));
+        EXPECT_EQ(readModel(tree.path(), tree.path()), c.expected) << c.product;
+    }
+    EXPECT_EQ(readModel("/no/such", "/no/such"), "");
+}
+
+TEST_F(SystemInfoTest, PastThirtyTwoBitsUptimeGoesOnAndSizesKeepWhatIsUsed) {
+    disk.gives({10ULL << 32, (10ULL << 32) - 1234});
+    SystemInfo owner = make();
+    clock.milliseconds = 5'000'000'000;
+    const tn::message reply = ask(owner, tn::cmd::Get);
+    EXPECT_EQ(reply.get_u32(1), 5'000'000);
+    EXPECT_EQ(reply.get_u32(10), 0xffffffff);
+    EXPECT_EQ(reply.get_u32(10) - reply.get_u32(11), 1234);
+}
+
+}  // namespace hostd

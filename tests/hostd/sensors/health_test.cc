@@ -1,0 +1,181 @@
+// Which sensor is which, what the machine runs on, and libsensors itself over a prepared tree.
+
+#include "hostd/sensors/health.h"
+
+#include <gmock/gmock.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include "tests/hostd/ask.h"
+#include "tests/hostd/hand_clock.h"
+#include "tests/hostd/sensors/led_source.h"
+#include "tests/tn/child.h"
+#include "tests/tn/temp_root.h"
+
+namespace hostd {
+
+namespace {
+
+std::string chosen(std::span<const Sensor> sensors, Measure measure, const std::string& choice = "") {
+    const Sensor* sensor = chooseSensor(sensors, measure, choice);
+    return sensor == nullptr ? "" : sensor->chip + "/" + sensor->feature;
+}
+
+}  // namespace
+
+TEST(SensorChoice, KnowsTheUsualMachines) {
+    const Sensor server[] = {
+        {"nvme-pci-0100", "temp1", "Composite"},        {"acpitz-acpi-0", "temp1", "temp1"},
+        {"nct6798-isa-0290", "in0", "in0", true},       {"nct6798-isa-0290", "in1", "+1.8V", true},
+        {"nct6798-isa-0290", "in4", "+12V", true},      {"nct6798-isa-0290", "temp1", "SYSTIN"},
+        {"nct6798-isa-0290", "temp2", "CPUTIN"},        {"coretemp-isa-0000", "temp2", "Core 0"},
+        {"coretemp-isa-0000", "temp1", "Package id 0"},
+    };
+    EXPECT_EQ(chosen(server, kVoltage), "nct6798-isa-0290/in4");
+    EXPECT_EQ(chosen(server, kBoardTemperature), "nct6798-isa-0290/temp1");
+    EXPECT_EQ(chosen(server, kCpuTemperature), "coretemp-isa-0000/temp1");
+    const Sensor board[] = {
+        {"cpu_thermal-virtual-0", "temp1", "temp1"},
+        {"lm75-i2c-1-48", "temp1", "temp1"},
+        {"ina226-i2c-1-40", "in1", "vin", true},
+        {"ina226-i2c-1-40", "in0", "in0", true},
+    };
+    EXPECT_EQ(chosen(board, kVoltage), "ina226-i2c-1-40/in1");
+    EXPECT_EQ(chosen(board, kBoardTemperature), "lm75-i2c-1-48/temp1");
+    EXPECT_EQ(chosen(board, kCpuTemperature), "cpu_thermal-virtual-0/temp1");
+    const Sensor drivesOnly[] = {{"nvme-pci-0100", "temp1", "Composite"}, {"nct6798-isa-0290", "in0", "in0", true}};
+    for (const Measure measure : {kVoltage, kBoardTemperature, kCpuTemperature})
+        EXPECT_EQ(chosen(drivesOnly, measure), "");
+
+    EXPECT_EQ(chosen(server, kVoltage, "nct6798-*/in0"), "nct6798-isa-0290/in0");
+    EXPECT_EQ(chosen(server, kBoardTemperature, "nvme-pci-0100/Composite"), "nvme-pci-0100/temp1");
+    EXPECT_EQ(chosen(server, kBoardTemperature, "nct6798-*/in0"), "");  // no temperature
+    EXPECT_EQ(chosen(server, kCpuTemperature, "none"), "");
+    for (const char* good : {"a/b", "lm75-*/M/B Temp", "none"}) EXPECT_EQ(checkChoice(good), "") << good;
+    for (const char* bad : {"", "a", "/b", "a/"}) EXPECT_NE(checkChoice(bad), "") << bad;
+}
+
+TEST(Supply, IsWhatTheMachineRunsOn) {
+    const tn::TempTree tree;
+    const auto has = [&](const std::string& name, const std::string& type, const std::string& attribute,
+                         const std::string& value) {
+        tree.write("class/power_supply/" + name + "/type", type + "\n");
+        tree.write("class/power_supply/" + name + "/" + attribute, value + "\n");
+        return readSupply(tree.path());
+    };
+    EXPECT_EQ(readSupply(tree.path()), std::nullopt);
+    tree.write("class/power_supply/mouse/scope", "Device\n");
+    EXPECT_EQ(has("mouse", "Battery", "status", "Discharging"), std::nullopt);
+    EXPECT_EQ(has("AC", "Mains", "online", "0"), Supply::None);
+    EXPECT_EQ(has("BAT0", "Battery", "status", "Discharging"), Supply::Auxiliary);
+    EXPECT_EQ(has("BAT1", "Battery", "status", "Full"), Supply::Auxiliary);
+    EXPECT_EQ(has("BAT0", "Battery", "status", "Charging"), Supply::Main);  // from where else
+    EXPECT_EQ(has("usb", "USB", "online", "1"), Supply::Main);
+}
+
+TEST(Health, TellsWhatIsThere) {
+    HandClock clock;
+    LedSource source(HealthReading{{{12.049, -3.6, std::nullopt}, ""}, Supply::Main});
+    Health owner(source.reader());
+    const tn::message reply = ask(owner, tn::cmd::Get);  // at once: the agent asks at its start what there is
+    EXPECT_EQ(reply.get_u32(health::Voltage), 120U);
+    EXPECT_EQ(static_cast<int32_t>(reply.get_u32(health::BoardTemperature)), -4);
+    EXPECT_FALSE(reply.has(health::ProcessorTemperature));
+    EXPECT_EQ(reply.get_u32(health::Supply), 1U);
+
+    source.gives({});
+    clock.milliseconds += Health::kMaxAge;
+    EXPECT_TRUE(ask(owner, tn::cmd::Get).empty());
+}
+
+namespace {
+
+/// As text, since it comes from another process.
+std::string textOf(const HealthReading& reading) {
+    std::string text = reading.sensors.problem;
+    for (const auto& value : reading.sensors.values) text += ";" + (value ? std::to_string(*value) : "-");
+    return text + (reading.supply ? ";" + std::to_string(static_cast<int>(*reading.supply)) : "");
+}
+
+/// readHealth in a process of its own whose /sys/class is this folder: libsensors reads nothing but a mounted sysfs.
+/// "no rights" when that isn't permitted.
+std::string readIn(const std::string& classes, const SensorChoice& choice) {
+    int ends[2];
+    if (::pipe(ends) != 0) return "no pipe";
+    tn::Child child([&] {
+        std::string text = "no rights";
+        if (::unshare(CLONE_NEWNS) == 0 && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+            ::mount(classes.c_str(), "/sys/class", nullptr, MS_BIND, nullptr) == 0)
+            text = textOf(readHealth("/sys", choice));
+        const ssize_t n = ::write(ends[1], text.data(), text.size());
+        return n < 0;
+    });
+    ::close(ends[1]);
+    std::string text;
+    char piece[256];
+    for (ssize_t n = 0; (n = ::read(ends[0], piece, sizeof piece)) > 0;) text.append(piece, static_cast<size_t>(n));
+    ::close(ends[0]);
+    return text;
+}
+
+}  // namespace
+
+TEST(Sensors, AreReadThroughTheLibrary) {
+    const tn::TempTree tree;
+    const auto chip = [&](const std::string& number, const std::string& name,
+                          const std::vector<std::pair<std::string, std::string>>& attributes) {
+        const std::string at = "hwmon/hwmon" + number + "/";
+        tree.write(at + "name", name + "\n");
+        for (const auto& [attribute, value] : attributes) tree.write(at + attribute, value + "\n");
+    };
+    chip("0", "coretemp",
+         {{"temp1_input", "45600"},
+          {"temp1_label", "Package id 0"},
+          {"temp2_input", "40000"},
+          {"temp2_label", "Core 0"}});
+    chip("1", "psu", {{"in1_input", "24100"}, {"in1_label", "vin"}, {"temp1_input", "-5000"}, {"temp2_input", "1000"}});
+    const std::string byDefault = readIn(tree.path(), {});
+    if (byDefault == "no rights") GTEST_SKIP() << "*** NOT TESTED: a mount namespace can't be made here ***";
+    EXPECT_EQ(byDefault, "none for board temperature;24.100000;-;45.600000;1");
+    EXPECT_EQ(readIn(tree.path(), {"none", "psu-*/temp1", "coretemp-virtual-0/Core 0"}), ";-;-5.000000;40.000000;1");
+    tree.write("hwmon/hwmon1/in1_input", "300\n");  // the mains fail
+    EXPECT_EQ(readIn(tree.path(), {"psu-*/in9", "", "none"}),
+              "none for voltage (psu-*/in9), board temperature;-;-;-;2");
+    chip("2", "psu", {{"in1_input", "230000"}, {"in1_label", "vin"}});
+    EXPECT_EQ(readIn(tree.path(), {"none", "none", "none"}), ";-;-;-;1");
+    tree.remove("hwmon/hwmon2");
+    tree.write("power_supply/UPS/type", "UPS\n");  // the kernel's list takes precedence
+    tree.write("power_supply/UPS/status", "Discharging\n");
+    EXPECT_EQ(readIn(tree.path(), {"none", "none", "none"}), ";-;-;-;0");
+    tree.remove("power_supply");
+    tree.write("hwmon/hwmon1/temp1_fault", "1\n");
+    tree.remove("hwmon/hwmon1/in1_input");
+    EXPECT_EQ(readIn(tree.path(), {"psu-*/vin", "psu-*/temp1", "none"}),
+              "none for voltage (psu-*/vin), board temperature (psu-*/temp1);-;-;-");
+    tree.remove("hwmon");
+    EXPECT_EQ(readIn(tree.path(), {}), "none for voltage, board temperature, processor temperature;-;-;-");
+}
+
+TEST(Sensors, WithoutHwmonAreThoseOfThermalZonesAndSupplies) {
+    const tn::TempTree tree;
+    const auto has = [&](const std::string& name, const std::vector<std::pair<std::string, std::string>>& attributes) {
+        for (const auto& [attribute, value] : attributes) tree.write("class/" + name + "/" + attribute, value + "\n");
+    };
+    const auto read = [&](const SensorChoice& choice = {}) { return textOf(readHealth(tree.path(), choice)); };
+    has("thermal/cooling_device0", {{"type", "Fan"}, {"temp", "1000"}});
+    has("thermal/thermal_zone0", {{"type", "acpitz"}, {"temp", "27800"}});
+    has("thermal/thermal_zone1", {{"type", "x86_pkg_temp"}, {"temp", "-51000"}});
+    has("thermal/thermal_zone2", {{"type", "cpu-thermal"}, {"temp", "-274000"}});  // not measured yet
+    has("power_supply/BAT0",
+        {{"type", "Battery"}, {"status", "Discharging"}, {"voltage_now", "12100000"}, {"temp", "315"}});
+    has("power_supply/mouse", {{"type", "Battery"}, {"scope", "Device"}, {"temp", "300"}});
+    EXPECT_EQ(read(), ";12.100000;27.800000;-51.000000;0");
+    EXPECT_EQ(read({"none", "power_supply-BAT*/temp", "thermal_zone*/cpu-thermal"}),
+              "none for processor temperature (thermal_zone*/cpu-thermal);-;31.500000;-;0");
+    has("power_supply/psu1", {{"type", "Mains"}, {"online", "1"}, {"voltage_now", "24050000"}, {"temp_ambient", "-5"}});
+    EXPECT_EQ(read({"", "", "power_supply-mouse/temp"}),
+              "none for processor temperature (power_supply-mouse/temp);24.050000;-0.500000;-;1");
+}
+
+}  // namespace hostd

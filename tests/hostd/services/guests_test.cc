@@ -1,0 +1,230 @@
+// Guests, from libvirt's own test driver and from sources that hang.
+
+#include "hostd/services/guests.h"
+
+#include <gmock/gmock.h>
+#include <libvirt/libvirt.h>
+#include <libvirt/virterror.h>
+
+#include <map>
+
+#include "tests/hostd/ask.h"
+#include "tests/hostd/hand_clock.h"
+#include "tests/hostd/sensors/led_source.h"
+#include "tests/tn/temp_root.h"
+
+namespace hostd {
+
+namespace {
+
+namespace field = tn::field;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Pair;
+using ::testing::StartsWith;
+
+constexpr const char* kUri = "test:///default";
+
+using Connection = std::unique_ptr<virConnect, decltype(&::virConnectClose)>;
+using Domain = std::unique_ptr<virDomain, decltype(&::virDomainFree)>;
+
+/// libvirt's test driver. Its guests are those of the process as long as somebody is connected.
+class LibvirtTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        virSetErrorFunc(nullptr, [](void*, virErrorPtr) {});
+        ASSERT_NE(connection, nullptr);
+    }
+    [[nodiscard]] static std::string xml(const std::string& name) {
+        return "<domain type='test'><name>" + name +
+               "</name><memory unit='MiB'>512</memory><currentMemory unit='MiB'>256</currentMemory><vcpu>3</vcpu>"
+               "<title>the " +
+               name + "</title><os><type>hvm</type></os></domain>";
+    }
+    Domain create(const std::string& name) {
+        return {virDomainCreateXML(connection.get(), xml(name).c_str(), 0), virDomainFree};
+    }
+    /// Whether the rows get to be these, as name and state.
+    static bool become(tn::Handler& table, tn::u32_id state, const std::map<std::string, uint32_t>& expected) {
+        return eventually([&] {
+            std::map<std::string, uint32_t> all;
+            for (const tn::message& row : rowsOf(table)) all[row.get_string(field::Name)] = row.get_u32(state);
+            return all == expected;
+        });
+    }
+    HandClock clock;
+    Connection connection{virConnectOpen(kUri), virConnectClose};
+};
+
+}  // namespace
+
+TEST_F(LibvirtTest, GuestsAreListedWithTheirStates) {
+    const Domain paused = create("paused");
+    const Domain gone = create("gone");
+    const Domain defined(virDomainDefineXML(connection.get(), xml("defined").c_str()), virDomainFree);
+    ASSERT_TRUE(paused && gone && defined);
+    ASSERT_EQ(virDomainSuspend(paused.get()), 0);
+    VirtualMachines machines([] { return readGuests(kUri); });
+    PodhostGuests pods([] { return readGuests(kUri); });
+    using namespace virtual_machine;
+    EXPECT_TRUE(
+        become(machines, State, {{"test", kRunning}, {"paused", kStopped}, {"gone", kRunning}, {"defined", kStopped}}));
+    for (const tn::message& row : rowsOf(machines)) {
+        if (row.get_string(field::Name) != "paused") continue;
+        EXPECT_EQ(row.get_u32(Memory), 512U);
+        EXPECT_EQ(row.get_u32(Processors), 3U);
+        EXPECT_EQ(row.get_string(field::Comment), "the paused");
+        EXPECT_FALSE(row.get_bool(HasSnapshot));
+        EXPECT_FALSE(row.has(Disk));
+    }
+    ASSERT_EQ(virDomainDestroy(gone.get()), 0);  // which never was on a disk
+    ASSERT_EQ(virDomainResume(paused.get()), 0);
+    ASSERT_EQ(virDomainCreate(defined.get()), 0);
+    const std::unique_ptr<virDomainSnapshot, decltype(&::virDomainSnapshotFree)> snapshot(
+        virDomainSnapshotCreateXML(defined.get(), "<domainsnapshot/>", 0), virDomainSnapshotFree);
+    ASSERT_TRUE(snapshot);
+    clock.milliseconds += Guests::kMaxAge;
+    EXPECT_TRUE(become(machines, State, {{"test", kRunning}, {"paused", kRunning}, {"defined", kRunning}}));
+    for (const tn::message& row : rowsOf(machines))
+        EXPECT_EQ(row.get_bool(HasSnapshot), row.get_string(field::Name) == "defined");
+    EXPECT_TRUE(become(pods, podhost::State,
+                       {{"test", podhost::kRunning}, {"paused", podhost::kRunning}, {"defined", podhost::kRunning}}));
+    virDomainSnapshotDelete(snapshot.get(), 0);
+    virDomainUndefine(defined.get());
+    virDomainDestroy(defined.get());
+    virDomainDestroy(paused.get());
+}
+
+TEST_F(LibvirtTest, WhyGuestsAreAbsentIsSaid) {
+    EXPECT_THAT(readGuests("test:///no/such/file.xml").rows, IsEmpty());
+    EXPECT_THAT(readGuests("test:///no/such/file.xml").problem, StartsWith("test:///no/such/file.xml: "));
+
+    const tn::TempTree sockets;
+    const auto problem = [&] { return readGuests("lxc:///system", 1, sockets.path()).problem; };
+    const std::string nobody = "lxc:///system: no daemon's socket in " + sockets.path();
+    EXPECT_EQ(problem(), nobody);
+    for (const char* daemon : {"virtlxcd-sock-ro", "libvirt-sock-ro"}) {
+        sockets.write(daemon, "");
+        EXPECT_NE(problem(), nobody) << daemon;  // what the library says, which knows no such folder
+        sockets.remove(daemon);
+    }
+
+    const Domain second = create("second");
+    const Domain third = create("third");
+    const Reading<Guest> reading = readGuests(kUri, 1);
+    EXPECT_EQ(reading.rows.size(), 1U);
+    EXPECT_EQ(reading.problem, "2 more than the 1 there is room for");
+    EXPECT_EQ(readGuests(kUri, 3).problem, "");
+    virDomainDestroy(second.get());
+    virDomainDestroy(third.get());
+}
+
+namespace {
+
+/// Guests as an owner reads them, told apart by these names.
+Reading<Guest> guests(const std::vector<const char*>& names) {
+    Reading<Guest> reading;
+    for (const char* name : names) {
+        Guest guest;
+        guest.key = guest.name = name;
+        reading.rows.push_back(guest);
+    }
+    return reading;
+}
+
+}  // namespace
+
+TEST(Guests, AreReadAtTheStartAndKeepTheirIdsThroughAFailure) {
+    HandClock clock;
+    LedSource source(guests({"Aa", "BB"}));  // both would like the same id
+    VirtualMachines machines(source.reader());
+    EXPECT_TRUE(eventually([&] { return source.readings() == 1; }));  // before anybody asks
+    const auto names = [&] { return listed(machines, field::Name); };
+    EXPECT_TRUE(eventually([&] { return names().size() == 2; }));
+    const auto before = names();
+    for (const Reading<Guest>& next : {Reading<Guest>{"no answer", {}}, guests({"BB", "Aa"})}) {
+        source.gives(next);
+        clock.milliseconds += Guests::kMaxAge;
+        EXPECT_TRUE(eventually([&] { return names().empty() == next.rows.empty(); }));
+    }
+    EXPECT_EQ(source.readings(), 3);
+    EXPECT_EQ(names(), before);
+}
+
+TEST(Guests, StatesOfLibvirtHaveTheirNumbers) {
+    struct Case {
+        int state;
+        int reason;
+        uint32_t machine;
+        uint32_t pod;
+    } const cases[] = {
+        {VIR_DOMAIN_NOSTATE, 0, 0, 7},
+        {VIR_DOMAIN_RUNNING, VIR_DOMAIN_RUNNING_BOOTED, 4, 3},
+        {VIR_DOMAIN_BLOCKED, 0, 4, 3},
+        {VIR_DOMAIN_PAUSED, VIR_DOMAIN_PAUSED_USER, 2, 1},
+        {VIR_DOMAIN_PAUSED, VIR_DOMAIN_PAUSED_STARTING_UP, 3, 2},
+        {VIR_DOMAIN_PAUSED, VIR_DOMAIN_PAUSED_SHUTTING_DOWN, 1, 5},
+        {VIR_DOMAIN_PAUSED, VIR_DOMAIN_PAUSED_IOERROR, 6, 1},
+        {VIR_DOMAIN_PAUSED, VIR_DOMAIN_PAUSED_CRASHED, 6, 1},
+        {VIR_DOMAIN_SHUTDOWN, 0, 1, 5},
+        {VIR_DOMAIN_SHUTOFF, VIR_DOMAIN_SHUTOFF_DESTROYED, 2, 1},
+        {VIR_DOMAIN_SHUTOFF, VIR_DOMAIN_SHUTOFF_CRASHED, 6, 1},
+        {VIR_DOMAIN_SHUTOFF, VIR_DOMAIN_SHUTOFF_FAILED, 6, 1},
+        {VIR_DOMAIN_CRASHED, 0, 6, 1},
+        {VIR_DOMAIN_PMSUSPENDED, 0, 2, 1},
+        {99, 0, 0, 7},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(stateOfMachine(c.state, c.reason), c.machine) << c.state << " " << c.reason;
+        EXPECT_EQ(stateOfPodhost(c.state, c.reason), c.pod) << c.state << " " << c.reason;
+    }
+}
+
+TEST(GuestConfig, IsWhatTheDescriptionSays) {
+    const GuestConfig config = parseGuest(
+        "<domain type='kvm'><title>mail</title><description>old</description>"
+        "<os><kernel>/boot/k</kernel><initrd>/boot/i</initrd></os><devices>"
+        "<disk type='file' device='cdrom'><source file='/iso'/></disk>"
+        "<disk type='block' device='disk'><source dev='/dev/vg/mail'/></disk>"
+        "<disk type='file'><source file='/second'/></disk></devices></domain>");
+    EXPECT_EQ(config.disk, "/dev/vg/mail");
+    EXPECT_EQ(config.kernel, "/boot/k");
+    EXPECT_EQ(config.initrd, "/boot/i");
+    EXPECT_EQ(config.comment, "mail");
+    EXPECT_EQ(parseGuest("<domain><description>old &amp; slow</description></domain>").comment, "old & slow");
+    const auto os = [](const std::string& metadata) {
+        return parseGuest("<domain><title>mail</title><metadata><x/>" + metadata + "</metadata></domain>").comment;
+    };
+    const std::string space = "='http://libosinfo.org/xmlns/libvirt/domain/1.0'>";
+    const std::string id = "os id='http://fedoraproject.org/fedora/40'/>";
+    EXPECT_EQ(os("<libosinfo:libosinfo xmlns:libosinfo" + space + "<libosinfo:" + id + "</libosinfo:libosinfo>"),
+              "fedora 40");
+    EXPECT_EQ(os("<libosinfo xmlns" + space + "<" + id + "</libosinfo>"), "fedora 40");
+    EXPECT_EQ(os("<o:libosinfo xmlns:o='http://other'><o:" + id + "</o:libosinfo>"), "mail");
+    for (const char* odd : {"<os/>", "<os id='http://'/>", "<os id='http://fedoraproject.org'/>"})
+        EXPECT_EQ(os("<libosinfo xmlns" + space + odd + "</libosinfo>"), "mail") << odd;
+    EXPECT_EQ(parseGuest("<domain><devices><disk type='network'><source protocol='rbd' name='pool/image'/></disk>"
+                         "</devices></domain>")
+                  .disk,
+              "pool/image");
+    for (const char* bad : {"", "<domain", "<domain><title>x</domain>", "text"})
+        EXPECT_EQ(parseGuest(bad).disk + parseGuest(bad).comment, "") << bad;
+}
+
+TEST(KeptIds, AreKeptAndNeverShared) {
+    struct Thing {
+        std::string key;
+        uint32_t liked;
+        [[nodiscard]] uint32_t likedId() const { return liked; }
+    };
+    constexpr IdRange kRange{1, 4};
+    const auto row = [](uint32_t id, const char* key) { return Pair(id, ::testing::Field(&Thing::key, key)); };
+    auto rows = keepIds<Thing>({}, {{"a", 3}, {"b", 3}}, kRange);
+    EXPECT_THAT(rows, ElementsAre(row(1, "b"), row(3, "a")));
+    rows = keepIds(rows, {{"c", 1}, {"b", 3}, {"a", 3}}, kRange);
+    EXPECT_THAT(rows, ElementsAre(row(1, "b"), row(2, "c"), row(3, "a")));
+    rows = keepIds(rows, {{"b", 3}, {"d", 1}, {"e", 1}, {"f", 1}}, kRange);  // no room for the last
+    EXPECT_THAT(rows, ElementsAre(row(1, "b"), row(2, "d"), row(3, "e")));
+}
+
+}  // namespace hostd

@@ -1,0 +1,279 @@
+// What an owner answers to get-all and its kin, whatever its rows are.
+
+#include "hostd/table/owner_table.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <map>
+
+#include "hostd/table/id_table.h"
+#include "tests/hostd/ask.h"
+
+namespace hostd {
+
+namespace {
+
+namespace field = tn::field;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr tn::be32_id kDestination{1};
+constexpr tn::be32_id kMask{2};
+constexpr tn::u32_id kGateway{3};
+constexpr tn::string_id kText{10};
+
+/// Rows told apart by three fields, as routes are, behind a sorted vector.
+class Routes : public OwnerTable {
+  public:
+    Routes() : OwnerTable({kDestination, kMask, kGateway}) {}
+    using Route = std::array<uint32_t, 3>;
+    std::vector<Route> routes;
+    mutable size_t looked = 0;  ///< times that the source was asked
+
+  protected:
+    uint32_t rowCount() const override { return static_cast<uint32_t>(routes.size()); }
+    Row lowerBound(const RowKey& key) const override {
+        ++looked;
+        const auto found = std::ranges::lower_bound(routes, Route{key.u32(0), key.u32(4), key.u32(8)});
+        return found == routes.end() ? kEnd : static_cast<Row>(found - routes.begin());
+    }
+    Row after(Row row) const override {
+        ++looked;
+        return row + 1 < routes.size() ? row + 1 : kEnd;
+    }
+    RowKey keyOf(Row row) const override {
+        RowKey key(12);
+        for (size_t i = 0; i < 3; ++i) key.putU32(i * 4, routes[row][i]);
+        return key;
+    }
+    void writeRow(Row row, tn::message& item) const override {
+        item.insert_be32(kDestination, routes[row][0]);
+        item.insert_be32(kMask, routes[row][1]);
+        item.insert_u32(kGateway, routes[row][2]);
+    }
+};
+
+/// Rows known by id, each with a text.
+class Texts : public IdTable {
+  public:
+    std::map<uint32_t, std::string> rows;
+    std::vector<uint32_t> shown;
+
+  protected:
+    uint32_t rowCount() const override { return static_cast<uint32_t>(rows.size()); }
+    std::optional<uint32_t> firstFrom(uint32_t id) const override {
+        const auto found = rows.lower_bound(id);
+        return found == rows.end() ? std::nullopt : std::optional(found->first);
+    }
+    void listRow(uint32_t id, tn::message& row) const override { row.insert_string(kText, rows.at(id)); }
+    void refreshIds(std::span<const uint32_t> ids) override { shown.assign(ids.begin(), ids.end()); }
+    tn::message setRow(uint32_t id, const tn::message& request) override {
+        rows[id] = request.get_string(kText);
+        return {};
+    }
+};
+
+tn::message send(OwnerTable& table, const tn::message& request, uint32_t command = tn::cmd::GetAll) {
+    return ask(table, command, request);
+}
+
+tn::message from(std::optional<uint32_t> id, uint32_t most) {
+    tn::message request;
+    if (id) request.insert_u32(field::Continue, *id);
+    request.insert_u32(field::MaxObjects, most);
+    return request;
+}
+
+tn::message atKey(tn::message key, uint32_t most) {
+    tn::message request = from({}, most);
+    request.insert_message(field::Key, std::move(key));
+    return request;
+}
+
+tn::message key(std::optional<uint32_t> destination, std::optional<uint32_t> mask = {},
+                std::optional<uint32_t> gateway = {}, bool isIncomplete = false) {
+    tn::message key;
+    if (destination) key.insert_be32(kDestination, *destination);
+    if (mask) key.insert_be32(kMask, *mask);
+    if (gateway) key.insert_u32(kGateway, *gateway);
+    if (isIncomplete) key.insert_bool(field::KeyIncomplete, true);
+    return key;
+}
+
+/// The items in short: "7>9" for row 7 followed by row 9, "7!" for one that has gone.
+std::vector<std::string> items(const tn::message& reply) {
+    std::vector<std::string> all;
+    for (const tn::message& item : reply.get_message_array(field::Objects)) {
+        std::string text = std::to_string(item.get_u32(field::ObjectId, tn::kNoId));
+        if (item.get_bool(field::Gone)) text += "!";
+        if (item.has(field::NextId)) text += ">" + std::to_string(item.get_u32(field::NextId));
+        all.push_back(std::move(text));
+    }
+    return all;
+}
+
+/// "destination/mask/gateway" of each.
+std::vector<std::string> routes(const tn::message& reply) {
+    std::vector<std::string> all;
+    for (const tn::message& item : reply.get_message_array(field::Objects)) {
+        std::string text = std::to_string(item.get_be32(kDestination));
+        if (item.has(kMask)) text += "/" + std::to_string(item.get_be32(kMask));
+        if (item.has(kGateway)) text += "/" + std::to_string(item.get_u32(kGateway));
+        all.push_back(item.get_bool(field::Gone) ? text + "!" : text);
+    }
+    return all;
+}
+
+constexpr uint32_t kNone = UINT32_MAX;
+uint32_t more(const tn::message& reply) { return reply.get_u32(field::Continue, kNone); }
+
+}  // namespace
+
+TEST(IdTable, ItemsStartAtTheRowAskedForAndTellWhatFollows) {
+    Texts table;
+    table.rows = {{2, "b"}, {5, "e"}, {tn::kNoId - 1, "last"}};
+    EXPECT_THAT(items(send(table, {})), ElementsAre("2>5", "5>4294967294", "4294967294"));
+    EXPECT_EQ(more(send(table, {})), kNone);
+
+    const tn::message two = send(table, from({}, 2));
+    EXPECT_THAT(items(two), ElementsAre("2>5", "5>4294967294"));
+    EXPECT_EQ(more(two), tn::kNoId - 1);
+    EXPECT_THAT(table.shown, ElementsAre(2, 5));  // the row that only follows isn't read
+
+    EXPECT_THAT(items(send(table, from(5, 1))), ElementsAre("5>4294967294"));
+    EXPECT_THAT(items(send(table, from(tn::kNoId - 1, 9))), ElementsAre("4294967294"));
+    EXPECT_THAT(items(send(table, from({}, 0))), ElementsAre("2>5"));
+
+    table.rows.clear();
+    EXPECT_THAT(items(send(table, {})), IsEmpty());
+    EXPECT_EQ(errorOf(send(table, {})), 0U);
+}
+
+TEST(IdTable, ARowThatHasGoneIsAnErrorForAGetAndAPlaceholderForAWalk) {
+    Texts table;
+    table.rows = {{2, "b"}, {5, "e"}, {9, "i"}};
+    EXPECT_EQ(errorOf(send(table, from(3, 1))), tn::error::NotFound);
+    const tn::message walk = send(table, from(3, 2));
+    EXPECT_THAT(items(walk), ElementsAre("3!>5", "5>9"));
+    EXPECT_EQ(more(walk), 9U);
+    EXPECT_FALSE(walk.get_message_array(field::Objects)[0].has(kText));
+    EXPECT_THAT(items(send(table, from(10, 2))), ElementsAre("10!"));
+    EXPECT_THAT(items(send(table, from(tn::kNoId, 2))), ElementsAre("4294967295!"));
+}
+
+TEST(IdTable, WalksInStepsOfAnySizeGiveTheSameRowsWhileRowsComeAndGo) {
+    std::vector<uint32_t> expected;
+    for (uint32_t id = 10; id <= 1000; id += 10) expected.push_back(id);
+    for (uint32_t step = 1; step <= 50; ++step) {
+        Texts table;
+        for (const uint32_t id : expected) table.rows[id] = "";
+        std::vector<uint32_t> seen;
+        std::optional<uint32_t> at;
+        for (int requests = 0; requests < 300; ++requests) {
+            const tn::message reply = send(table, from(at, step + 1));  // as a walk asks: the first one is skipped
+            const auto& all = reply.get_message_array(field::Objects);
+            for (size_t i = at ? 1 : 0; i < all.size(); ++i) seen.push_back(all[i].get_u32(field::ObjectId));
+            if (all.empty() || !all.back().has(field::NextId)) break;
+            at = all.back().get_u32(field::ObjectId);
+            table.rows.erase(*at);           // the row that the walk stands on goes
+            table.rows[*at - 5] = "behind";  // and one comes that it has passed
+        }
+        EXPECT_EQ(seen, expected) << "steps of " << step;
+    }
+}
+
+TEST(IdTable, PagesByWhatFitsIntoOnePacket) {
+    Texts table;
+    for (uint32_t id = 1; id <= 1000; ++id) table.rows[id] = std::string(3900, 'x');
+    const tn::message page = send(table, from({}, UINT32_MAX));
+    EXPECT_LE(page.flatSize(), tn::kMaxPacket);
+    EXPECT_GT(items(page).size(), 50U);
+    EXPECT_LE(send(table, {}).flatSize(), tn::kMaxPacket);  // without a number of items, too
+    EXPECT_EQ(rowsOf(table).size(), 1000U);
+}
+
+TEST(IdTable, OneRowIsReadAndSetById) {
+    Texts table;
+    table.rows = {{0, "zero"}, {7, "seven"}};
+    for (const uint32_t command : {tn::cmd::Get, tn::cmd::GetObj}) {
+        EXPECT_EQ(send(table, of(7), command).get_string(kText), "seven");
+        EXPECT_EQ(send(table, of(7), command).get_u32(field::ObjectId), 7U);
+        for (const tn::message& nobody : {tn::message(), of(6)})
+            EXPECT_EQ(errorOf(send(table, nobody, command)), tn::error::NotFound);
+    }
+    tn::message change = of(7);
+    change.insert_string(kText, "new");
+    EXPECT_EQ(errorOf(send(table, change, tn::cmd::Set)), 0U);
+    EXPECT_EQ(table.rows[7], "new");
+    change.insert_u32(field::ObjectId, 8);
+    EXPECT_EQ(errorOf(send(table, change, tn::cmd::Set)), tn::error::NotFound);
+    EXPECT_EQ(send(table, {}, tn::cmd::GetCount).get_u32(field::Count), 2U);
+}
+
+class KeyedTable : public ::testing::Test {
+  protected:
+    KeyedTable() { table.routes = {{0, 0, 1}, {10, 8, 1}, {10, 8, 2}, {10, 24, 1}, {20, 8, 1}, {kNone, kNone, kNone}}; }
+    std::vector<std::string> routesAt(tn::message where, uint32_t most) {
+        return routes(send(table, atKey(std::move(where), most)));
+    }
+    Routes table;
+};
+
+TEST_F(KeyedTable, StartsAtTheRowWithTheKeyGiven) {
+    EXPECT_THAT(routesAt(key(10, 8, 2), 3), ElementsAre("10/8/2", "10/24/1", "20/8/1"));
+    EXPECT_THAT(routesAt(key(kNone, kNone, kNone), 3), ElementsAre("4294967295/4294967295/4294967295"));
+    EXPECT_THAT(routesAt(key(10, 8, 3), 2), ElementsAre("10/8/3!", "10/24/1"));
+    EXPECT_EQ(errorOf(send(table, atKey(key(10, 8, 3), 1))), tn::error::NotFound);
+    EXPECT_TRUE(send(table, atKey(key(10, 8, 2), 3)).has(field::Continue));
+    EXPECT_FALSE(send(table, atKey(key(10, 8, 2), 4)).has(field::Continue));
+    EXPECT_FALSE(send(table, atKey(key(20), 2)).has(field::Continue));
+    EXPECT_EQ(errorOf(send(table, from(1, 2))), tn::error::Refused);  // these rows have no ids
+}
+
+TEST_F(KeyedTable, AnIncompleteKeyStartsAtTheNearestRow) {
+    EXPECT_THAT(routesAt(key(10, {}, {}, true), 3), ElementsAre("10/8/1", "10/8/2", "10/24/1"));
+    EXPECT_THAT(routesAt(key(11, {}, {}, true), 1), ElementsAre("20/8/1"));
+    EXPECT_THAT(routesAt(key({}, {}, {}, true), 1), ElementsAre("0/0/1"));
+    EXPECT_THAT(routesAt(key(10, 9, {}, true), 1), ElementsAre("10/24/1"));
+}
+
+TEST_F(KeyedTable, RowsThatAgreeInTheFieldsNamedCountAsOne) {
+    EXPECT_THAT(routesAt(key(10), 9), ElementsAre("10/8/1", "20/8/1", "4294967295/4294967295/4294967295"));
+    EXPECT_THAT(routesAt(key(10, 8), 2), ElementsAre("10/8/1", "10/24/1"));
+    EXPECT_THAT(routesAt(key(15), 2), ElementsAre("15!", "20/8/1"));
+    EXPECT_EQ(errorOf(send(table, atKey(key(15), 1))), tn::error::NotFound);
+    // A field left out before a named one is that of the first row.
+    EXPECT_THAT(routesAt(key({}, 0), 2), ElementsAre("0/0/1", "10/8/1"));
+}
+
+TEST_F(KeyedTable, CostsNoMoreInALargeTable) {
+    table.routes.clear();
+    for (uint32_t i = 0; i < 100'000; ++i) table.routes.push_back({i / 10, i % 10, i});
+    table.looked = 0;
+    EXPECT_EQ(routesAt(key(5000, 3, 50'003), 26).size(), 26U);
+    EXPECT_EQ(routesAt(key(5000), 26).size(), 26U);
+    EXPECT_LT(table.looked, 26U * 4);
+}
+
+TEST_F(KeyedTable, OneRowIsReadByKeyAndNothingIsWrittenUnlessAllowed) {
+    EXPECT_EQ(send(table, atKey(key(10, 24, 1), 1), tn::cmd::Get).get_be32(kMask), 24U);
+    EXPECT_EQ(errorOf(send(table, key(10, 24, 1), tn::cmd::Set)), tn::error::Refused);
+    EXPECT_EQ(errorOf(send(table, key(10, 25, 1), tn::cmd::Set)), tn::error::NotFound);
+}
+
+TEST(RowKey, KeepsTheOrderOfOctetsAndRefusesRawOfAnotherWidth) {
+    const KeyField mac(tn::raw_id(2), 6);
+    tn::message m;
+    m.insert_raw(2, std::vector<uint8_t>{1, 2, 3});
+    RowKey key(6);
+    EXPECT_FALSE(mac.read(m, key.part(0, 6)));
+    EXPECT_THAT(key.part(0, 6), ElementsAre(1, 2, 3, 0, 0, 0));
+    m.insert_raw(2, std::vector<uint8_t>{1, 2, 3, 4, 5, 255, 7});
+    EXPECT_FALSE(mac.read(m, key.part(0, 6)));
+    ASSERT_TRUE(key.pastFirst(6).has_value());
+    EXPECT_THAT(key.pastFirst(6)->part(0, 6), ElementsAre(1, 2, 3, 4, 6, 0));
+    EXPECT_THAT(key.pastFirst(2)->part(0, 6), ElementsAre(1, 3, 0, 0, 0, 0));
+}
+
+}  // namespace hostd
