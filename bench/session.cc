@@ -10,7 +10,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr uint8_t kSequence = 0x30, kOctets = 0x04, kGet = 0xa0, kReport = 0xa8;
+constexpr uint8_t kGet = 0xa0, kReport = 0xa8;  // RFC 3416, 3
 constexpr uint32_t kBehind = 5;  // seconds: a time that is behind the server's is taken, one ahead of it isn't
 
 void append(wire::Bytes& out, std::span<const uint8_t> more) { out.insert(out.end(), more.begin(), more.end()); }
@@ -51,13 +51,13 @@ uint32_t Session::serverTime() const {
 }
 
 wire::Bytes Session::sealed(std::span<const uint8_t> pdu) {
-    wire::Bytes scoped =
-        wire::tlv(kOctets, {reinterpret_cast<const uint8_t*>(manager_->engineId.data()), manager_->engineId.size()});
-    append(scoped, wire::tlv(kOctets, {}));
+    wire::Bytes scoped = wire::tlv(
+        wire::kOctets, {reinterpret_cast<const uint8_t*>(manager_->engineId.data()), manager_->engineId.size()});
+    append(scoped, wire::tlv(wire::kOctets, {}));
     append(scoped, pdu);
     wire::V3Message header = manager_->header();
     if (manager_->level > 0) header.time = serverTime();
-    return manager_->seal(header, wire::tlv(kSequence, scoped));
+    return manager_->seal(header, wire::tlv(wire::kSequence, scoped));
 }
 
 wire::Manager::Reply Session::open(std::span<const uint8_t> octets) const {

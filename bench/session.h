@@ -6,7 +6,7 @@
 #include <span>
 
 #include "bench/udp_client.h"
-#include "tests/agent/usm_manager.h"
+#include "wire/manager.h"
 
 namespace bench {
 

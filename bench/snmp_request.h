@@ -1,28 +1,23 @@
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "wire/codec.h"
+
 namespace bench {
 
-using Oid = std::vector<uint32_t>;
-
-/// Reads 1.3.6.1 and the like. Throws std::invalid_argument with a text for the user.
-[[nodiscard]] Oid parseOid(const std::string& dotted);
-
-/// A request as the load generators send it. The codec is the bench's own: an agent measured with its own codec would
-/// get away with a fault in it.
+/// A request as the load generators send it.
 struct Request {
     std::string community = "common";
     std::string operation = "get";  ///< get, getnext or getbulk
-    std::vector<Oid> oids;
+    std::vector<wire::Oid> oids;
     unsigned maxRepetitions = 10;  ///< of a getbulk
 };
 
-/// The v2c datagram (RFC 3416), and where in it the four octets of the request id lie.
+/// The v2c datagram (RFC 3416), encoded once: only the four octets of the request id change.
 class Datagram {
   public:
     /// Throws std::invalid_argument on a bad operation or a request too long, with a text for the user.
@@ -31,7 +26,7 @@ class Datagram {
     [[nodiscard]] std::span<const uint8_t> withId(uint32_t id);
 
   private:
-    std::string octets_;
+    wire::Bytes octets_;
     size_t idAt_ = 0;
 };
 
@@ -47,7 +42,7 @@ enum class AnswerKind { Response, Echo };
 [[nodiscard]] uint32_t checkAnswer(std::span<const uint8_t> answer, AnswerKind kind);
 
 struct Binding {
-    Oid name;
+    wire::Oid name;
     bool hasValue = false;  ///< false: an exception (noSuchObject to endOfMibView) in place of a value
 };
 

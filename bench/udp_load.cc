@@ -155,7 +155,7 @@ int main(int argc, char** argv) {
     app.add_option("OID", options.names, "names asked, each request the same")->required();
     CLI11_PARSE(app, argc, argv);
     try {
-        for (const std::string& name : options.names) options.request.oids.push_back(bench::parseOid(name));
+        for (const std::string& name : options.names) options.request.oids.push_back(wire::parseOid(name));
         measure(options);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "udp-load: %s\n", error.what());

@@ -53,7 +53,7 @@ int main(int argc, char** argv) {
     CLI11_PARSE(app, argc, argv);
     std::signal(SIGTERM, [](int) { isEnded = 1; });
     try {
-        request.oids = {bench::parseOid(name)};
+        request.oids = {wire::parseOid(name)};
         probe(port, bench::Datagram(request), std::chrono::milliseconds(pause));
     } catch (const std::exception& error) {
         std::fprintf(stderr, "udp-probe: %s\n", error.what());

@@ -49,7 +49,7 @@ int main(int argc, char** argv) {
     app.add_option("OID", names, "names asked in one Get")->required();
     CLI11_PARSE(app, argc, argv);
     try {
-        for (const std::string& name : names) request.oids.push_back(bench::parseOid(name));
+        for (const std::string& name : names) request.oids.push_back(wire::parseOid(name));
         wait(port, bench::Datagram(request), seconds);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "udp-wait: %s\n", error.what());

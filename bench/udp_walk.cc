@@ -27,18 +27,12 @@ struct Options {
     std::vector<std::string> prefixes;
 };
 
-std::string dotted(const bench::Oid& name) {
-    std::string out;
-    for (const uint32_t number : name) out += (out.empty() ? "" : ".") + std::to_string(number);
-    return out;
-}
-
 /// What lies under one prefix, and how far the walk has come.
 struct Cursor {
-    bench::Oid prefix, last;
+    wire::Oid prefix, last;
     bool done = false;
 
-    [[nodiscard]] bool covers(const bench::Oid& name) const {
+    [[nodiscard]] bool covers(const wire::Oid& name) const {
         return name.size() > prefix.size() && std::equal(prefix.begin(), prefix.end(), name.begin());
     }
 };
@@ -56,7 +50,7 @@ class Walk {
         : request_(options.request),
           atOnce_(options.atOnce),
           session_(options.port, std::chrono::seconds(options.patience), options.v3) {
-        for (const std::string& prefix : options.prefixes) prefixes_.push_back(bench::parseOid(prefix));
+        for (const std::string& prefix : options.prefixes) prefixes_.push_back(wire::parseOid(prefix));
     }
 
     /// Walks everything once.
@@ -102,7 +96,7 @@ class Walk {
         cursor.done = !binding.hasValue || !cursor.covers(binding.name);
         if (cursor.done) return;
         if (binding.name <= cursor.last) {
-            throw std::runtime_error(dotted(binding.name) + " came after " + dotted(cursor.last));
+            throw std::runtime_error(wire::dotted(binding.name) + " came after " + wire::dotted(cursor.last));
         }
         cursor.last = binding.name;
         ++figures_.varbinds;
@@ -116,17 +110,17 @@ class Walk {
         session_.send(datagram.withId(id_));
         ++figures_.requests;
         const auto answer = session_.receive();
-        if (answer.empty()) throw std::runtime_error("no answer after " + dotted(cursors.front().last));
+        if (answer.empty()) throw std::runtime_error("no answer after " + wire::dotted(cursors.front().last));
         const auto response = bench::readResponse(answer);
         if (!response || response->id != id_) {
-            throw std::runtime_error("an answer with an error or no sense after " + dotted(cursors.front().last));
+            throw std::runtime_error("an answer with an error or no sense after " + wire::dotted(cursors.front().last));
         }
         return *response;
     }
 
     bench::Request request_;
     size_t atOnce_;
-    std::vector<bench::Oid> prefixes_;
+    std::vector<wire::Oid> prefixes_;
     uint32_t id_ = 0x40000000;
     Figures figures_;
     bench::Session session_;

@@ -3,7 +3,7 @@
 
 #include "agent/core/create_reply.h"
 #include "fuzz/support/world.h"
-#include "tests/agent/wire.h"
+#include "wire/codec.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static World world;

@@ -7,7 +7,7 @@
 
 #include "agent/core/create_reply.h"
 #include "fuzz/support/world.h"
-#include "tests/agent/usm_manager.h"
+#include "wire/manager.h"
 
 namespace {
 

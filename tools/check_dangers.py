@@ -5,7 +5,7 @@ import re
 import subprocess
 import sys
 
-FOLDERS = ("agent", "bench", "fuzz", "hostd", "node", "plugins", "tests", "tn", "tnctl", "tools", "dev", ".ci")
+FOLDERS = ("agent", "bench", "fuzz", "hostd", "node", "plugins", "tests", "tn", "tnctl", "tools", "wire", "dev", ".ci")
 RULES = [  # what, pattern, files where it is allowed
     ("removes a folder with all that is in it",
      re.compile(r"\b(?:remove_all|rmtree|removedirs|TemporaryDirectory|nftw|fts_open)\b|\brm[\s\"',]+-\w*[rR]|\s-delete\b"),

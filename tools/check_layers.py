@@ -11,9 +11,10 @@ MAY_INCLUDE = {
     "tnctl": ["tn", "contracts"],
     "node": ["tn", "agent", "hostd"],
     "plugins": ["tn", "contracts", "agent"],
-    "tests": ["tn", "contracts", "agent", "hostd", "tnctl"],
-    "fuzz": ["tn", "contracts", "agent", "hostd", "tests"],
-    "bench": ["tn", "agent", "tests/agent/usm_manager.h"],
+    "wire": [],
+    "tests": ["tn", "contracts", "agent", "hostd", "tnctl", "wire"],
+    "fuzz": ["tn", "contracts", "agent", "hostd", "tests", "wire"],
+    "bench": ["wire"],
     # Lowest first: each may include those above it that it names.
     "agent/log": ["tn"],
     "agent/crypto": [],

@@ -144,8 +144,9 @@ wire::Message AgentTest::bulk(const std::vector<std::string>& names, uint32_t no
 
 std::vector<wire::Binding> AgentTest::walk(const std::string& prefix, uint32_t repetitions, uint32_t version) {
     std::vector<wire::Binding> all;
-    for (OID last(prefix); all.size() < 100000;) {
-        const std::string from = all.empty() ? prefix : all.back().name;
+    const std::string start = prefix.ends_with('.') ? prefix.substr(0, prefix.size() - 1) : prefix;
+    for (OID last(prefix); all.size() < 100'000;) {
+        const std::string from = all.empty() ? start : all.back().name;
         const wire::Message reply = repetitions == 0 ? next({from}, version) : bulk({from}, 0, repetitions);
         if (reply.errorStatus != 0 || reply.bindings.empty()) return all;
         for (const wire::Binding& binding : reply.bindings) {

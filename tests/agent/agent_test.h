@@ -12,10 +12,10 @@
 #include "agent/core/snmp_looper.h"
 #include "agent/mib/branch.h"
 #include "tests/agent/fields.h"
-#include "tests/agent/wire.h"
 #include "tests/tn/temp_root.h"
 #include "tn/looper.h"
 #include "tn/sources.h"
+#include "wire/codec.h"
 
 namespace snmp {
 

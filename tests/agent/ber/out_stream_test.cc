@@ -8,8 +8,8 @@
 #include "agent/ber/tags.h"
 #include "agent/ber/variable_binding.h"
 #include "tests/agent/ber/octets.h"
-#include "tests/agent/wire.h"
 #include "tn/sources.h"
+#include "wire/codec.h"
 
 namespace snmp {
 namespace {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "tests/agent/agent_test.h"
-#include "tests/agent/usm_manager.h"
+#include "wire/manager.h"
 
 namespace snmp {
 

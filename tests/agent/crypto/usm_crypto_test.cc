@@ -4,7 +4,7 @@
 
 #include "agent/security/item.h"
 #include "tests/agent/ber/octets.h"
-#include "tests/agent/usm_manager.h"
+#include "wire/manager.h"
 
 namespace snmp {
 namespace {

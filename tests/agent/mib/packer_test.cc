@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "agent/mib/columns.h"
-#include "tests/agent/wire.h"
+#include "wire/codec.h"
 
 namespace snmp {
 namespace {

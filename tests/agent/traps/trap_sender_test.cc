@@ -10,7 +10,7 @@
 #include "agent/traps/interface_traps.h"
 #include "tests/agent/agent_test.h"
 #include "tests/agent/ber/octets.h"
-#include "tests/agent/usm_manager.h"
+#include "wire/manager.h"
 
 namespace snmp {
 namespace {

@@ -1,16 +1,12 @@
 #pragma once
 
-#include <cstdint>
 #include <optional>
-#include <span>
-#include <string>
-#include <vector>
 
-/// A small SNMP codec of the tests' own, strict where the agent is lenient, so that the agent's codec isn't its own
-/// judge: definite minimal lengths, minimal integers, nothing left over.
+#include "wire/reader.h"
+
+/// An SNMP codec for tests, fuzzers and benchmarks. It shares no code with the agent, whose codec would otherwise judge
+/// itself, and is strict where the agent is lenient: definite minimal lengths, minimal integers, nothing left over.
 namespace wire {
-
-using Bytes = std::vector<uint8_t>;
 
 struct Binding {
     std::string name;  ///< dotted, no leading dot

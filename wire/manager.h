@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/agent/wire.h"
+#include "wire/codec.h"
 
 namespace wire {
 

@@ -1,4 +1,4 @@
-#include "tests/agent/usm_manager.h"
+#include "wire/manager.h"
 
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
