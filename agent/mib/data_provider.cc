@@ -5,9 +5,9 @@
 
 namespace snmp {
 
-GetProvider::GetProvider(BuildFunction build, std::vector<uint32_t> path, uint32_t getCommand, uint32_t setCommand,
+GetProvider::GetProvider(BuildFunction build, std::span<const uint32_t> path, uint32_t getCommand, uint32_t setCommand,
                          uint32_t objectClass)
-    : build_(build), path_(std::move(path)), setCommand_(setCommand), get_(tn::request(path_, getCommand)) {
+    : build_(build), path_(path.begin(), path.end()), setCommand_(setCommand), get_(tn::request(path_, getCommand)) {
     get_.insert_u32(tn::field::GetFlags, objectClass);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "agent/mib/data.h"
@@ -30,7 +31,7 @@ class SingleProvider : public DataProvider {
 class GetProvider : public SingleProvider {
   public:
     /// @param objectClass  sent as tn::field::GetFlags with the get
-    GetProvider(BuildFunction build, std::vector<uint32_t> path, uint32_t getCommand, uint32_t setCommand,
+    GetProvider(BuildFunction build, std::span<const uint32_t> path, uint32_t getCommand, uint32_t setCommand,
                 uint32_t objectClass);
 
   protected:

@@ -4,9 +4,9 @@
 
 namespace snmp {
 
-void GetAllMultiProvider::addSource(GetAllProvider::BuildRows build, std::vector<uint32_t> path, uint32_t objectClass,
-                                    uint32_t base) {
-    insert({base, nullptr, nullptr, {std::move(path), build, objectClass}});
+void GetAllMultiProvider::addSource(GetAllProvider::BuildRows build, std::span<const uint32_t> path,
+                                    uint32_t objectClass, uint32_t base) {
+    insert({base, nullptr, nullptr, {{path.begin(), path.end()}, build, objectClass}});
 }
 
 void GetAllMultiProvider::addSource(RowsFunction function, uint32_t base, WriteFunction write) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "agent/mib/get_all_provider.h"
@@ -18,7 +19,8 @@ class GetAllMultiProvider : public TableProvider {
     using WriteFunction = bool (*)(const Data&);
 
     /// An owner on the bus; its row ids lie under the base with the base's bits cleared.
-    void addSource(GetAllProvider::BuildRows build, std::vector<uint32_t> path, uint32_t objectClass, uint32_t base);
+    void addSource(GetAllProvider::BuildRows build, std::span<const uint32_t> path, uint32_t objectClass,
+                   uint32_t base);
     void addSource(RowsFunction function, uint32_t base, WriteFunction write = nullptr);
 
     bool setData(Data* row, const MapTable* table) override;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "agent/mib/table.h"
@@ -26,8 +27,8 @@ class GetAllProvider : public TableProvider {
         IsBehind isBehind = nullptr;  ///< null when the rows go on to the end of the owner's
     };
 
-    GetAllProvider(std::vector<uint32_t> path, BuildRows build, uint32_t objectClass, IsBehind isBehind = nullptr)
-        : source_{std::move(path), build, objectClass, isBehind} {}
+    GetAllProvider(std::span<const uint32_t> path, BuildRows build, uint32_t objectClass, IsBehind isBehind = nullptr)
+        : source_{{path.begin(), path.end()}, build, objectClass, isBehind} {}
 
     bool setData(Data* row, const MapTable* table) override { return setData(row, table, source_); }
     std::unique_ptr<VData> getData(const Key& key, const MapTable* table, unsigned int count) override;

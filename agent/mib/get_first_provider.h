@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "agent/mib/data_provider.h"
@@ -15,8 +16,8 @@ class GetFirstProvider : public SingleProvider {
     /// @param build   returns null for a row that doesn't qualify
     /// @param wanted  fields sent with each request: an owner that supports them lists only matching rows, so that one
     ///                exchange finds the row however long the list is
-    GetFirstProvider(std::vector<uint32_t> path, BuildFunction build, tn::message wanted = {})
-        : path_(std::move(path)), build_(build), wanted_(std::move(wanted)) {}
+    GetFirstProvider(std::span<const uint32_t> path, BuildFunction build, tn::message wanted = {})
+        : path_(path.begin(), path.end()), build_(build), wanted_(std::move(wanted)) {}
 
     /// Object id of the row found last; queries the owner if there is none yet. tn::kNoId if the owner has none.
     [[nodiscard]] uint32_t getFirstObjId();

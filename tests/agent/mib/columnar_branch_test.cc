@@ -231,8 +231,8 @@ TEST_F(ColumnarTest, ASetSendsTheRowBackToItsOwner) {
 TEST_F(ColumnarTest, SourcesOfOneTableAreCountedTogether) {
     hasPorts({1, 2});
     GetAllMultiProvider provider;
-    provider.addSource(oneRow<Port::build>, {20, 0}, 5, 0);
-    provider.addSource(oneRow<Port::build>, {99}, 5, 0x10000);  // nobody there
+    provider.addSource(oneRow<Port::build>, std::vector<uint32_t>{20, 0}, 5, 0);
+    provider.addSource(oneRow<Port::build>, std::vector<uint32_t>{99}, 5, 0x10000);  // nobody there
     provider.addSource([](Rows& rows) { rows.push_back(std::make_unique<Port>()); }, 0x20000);
     unsigned int count = 0;
     EXPECT_TRUE(provider.getCountCMD(count));
