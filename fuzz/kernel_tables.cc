@@ -5,6 +5,8 @@
 #include <optional>
 #include <vector>
 
+#include "contracts/addresses.h"
+#include "contracts/bridge.h"
 #include "hostd/inet/addresses.h"
 #include "hostd/inet/arp_entries.h"
 #include "hostd/inet/forwarding.h"
@@ -76,9 +78,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
         if (const auto qdisc = hostd::readQdisc(message)) qdiscs.push_back(*qdisc);
     });
-    walk(addresses, {hostd::address::Address});
-    walk(arpEntries, {hostd::arp::IfIndex, hostd::arp::Address});
-    walk(forwarding, {hostd::forwarding::Bridge, {hostd::forwarding::Mac, 6}});
+    walk(addresses, {contracts::addresses::Address});
+    walk(arpEntries, {contracts::arp::Interface, contracts::arp::Address});
+    walk(forwarding, {contracts::bridge::Bridge, {contracts::bridge::Mac, 6}});
     checkQueues(qdiscs);
     return 0;
 }

@@ -6,16 +6,23 @@
 #include <cstring>
 #include <vector>
 
+#include "contracts/interfaces.h"
 #include "hostd/links/ethtool.h"
 #include "hostd/links/link_table.h"
 #include "hostd/netlink/netlink.h"
+
+namespace {
+
+constexpr uint32_t kStatusBits = contracts::interfaces::status::Up | contracts::interfaces::status::Operational;
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<uint32_t> packet(size / 4 + 1);  // aligned as the kernel's are
     if (size > 0) std::memcpy(packet.data(), data, size);
     hostd::LinkTable links([](const std::string& name) { return name.size() % 2 == 1; },
                            [](const hostd::Link& link, uint32_t before, uint32_t status) {
-                               if (link.name.empty() || before == status || (status & ~0x500U) != 0) std::abort();
+                               if (link.name.empty() || before == status || (status & ~kStatusBits) != 0) std::abort();
                            });
     hostd::DriverReading driver;
     const std::span bytes(reinterpret_cast<const uint8_t*>(packet.data()), size);

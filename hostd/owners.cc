@@ -4,6 +4,12 @@
 
 #include <set>
 
+#include "contracts/addresses.h"
+#include "contracts/bridge.h"
+#include "contracts/interfaces.h"
+#include "contracts/neighbors.h"
+#include "contracts/queues.h"
+#include "contracts/routes.h"
 #include "hostd/inet/addresses.h"
 #include "hostd/inet/arp_entries.h"
 #include "hostd/inet/forwarding.h"
@@ -64,39 +70,42 @@ Owners::Owners(const Options& options) {
     auto supervisor = std::make_unique<Supervisor>(options.proc, *journal);
     supervisor_ = supervisor.get();
     const SystemInfo::Places places{.proc = options.proc, .sysfs = options.sysfs};
-    const auto own = [this](std::vector<uint32_t> path, std::unique_ptr<tn::Handler> handler) {
-        owners_.push_back({std::move(path), std::move(handler)});
+    const auto own = [this](std::span<const uint32_t> path, std::unique_ptr<tn::Handler> handler) {
+        owners_.push_back({{path.begin(), path.end()}, std::move(handler)});
     };
 
     constexpr uint32_t kSupervisor = tn::number::Supervisor;
     constexpr uint32_t kSystem = tn::number::System;
-    own({kSupervisor}, std::move(supervisor));
-    own({kSupervisor, 1}, std::move(journal));
-    own({kSystem}, std::make_unique<System>(options.allowReboot ? rebootMachine : Reboot()));
-    own({kSystem, 0}, std::make_unique<SystemTime>());
-    own({kSystem, 1}, std::make_unique<Identity>());
+    own(std::array{kSupervisor}, std::move(supervisor));
+    own(std::array{kSupervisor, 1U}, std::move(journal));
+    own(std::array{kSystem}, std::make_unique<System>(options.allowReboot ? rebootMachine : Reboot()));
+    own(std::array{kSystem, 0U}, std::make_unique<SystemTime>());
+    own(std::array{kSystem, 1U}, std::make_unique<Identity>());
     const auto disks = watchDisks(options.proc);
-    own({kSystem, 2}, std::make_unique<SystemInfo>(places, disks));
-    own({kSystem, 5}, std::make_unique<PciDevices>(options.sysfs));
-    own({kSystem, 6}, std::make_unique<UsbDevices>(options.sysfs));
-    own({10, 1}, std::make_unique<Neighbors>());
-    own({12, 1}, std::make_unique<Health>([options] { return readHealth(options.sysfs, options.sensors); }));
-    own({16, 3}, std::make_unique<Forwarding>());
-    own({20, 0}, std::make_unique<Interfaces>(options.sysfs, options.allowLinkChanges ? switchLink : LinkSwitch()));
-    own({20, 1}, std::make_unique<Addresses>());
-    own({20, 8}, std::make_unique<ArpEntries>());
+    own(std::array{kSystem, 2U}, std::make_unique<SystemInfo>(places, disks));
+    own(std::array{kSystem, 5U}, std::make_unique<PciDevices>(options.sysfs));
+    own(std::array{kSystem, 6U}, std::make_unique<UsbDevices>(options.sysfs));
+    own(contracts::neighbors::kPath, std::make_unique<Neighbors>());
+    own(std::array{12U, 1U},
+        std::make_unique<Health>([options] { return readHealth(options.sysfs, options.sensors); }));
+    own(contracts::bridge::kForwardingPath, std::make_unique<Forwarding>());
+    own(contracts::interfaces::kPath,
+        std::make_unique<Interfaces>(options.sysfs, options.allowLinkChanges ? switchLink : LinkSwitch()));
+    own(contracts::addresses::kPath, std::make_unique<Addresses>());
+    own(contracts::arp::kPath, std::make_unique<ArpEntries>());
     const auto queues = std::make_shared<QueueReadings>();
-    own({20, 9}, std::make_unique<InterfaceQueues>(queues));
-    own({20, 12}, std::make_unique<QueueTree>(queues));
-    own({44, 1}, std::make_unique<Routes>());
-    own({48, 101}, std::make_unique<Scripts>(tn::rooted("/tern/scripts")));
-    own({79, 2}, std::make_unique<DiskTable>(disks));
-    own({96, 1}, std::make_unique<Proxy>([url = options.proxyUrl] { return readSquid(url); }));
-    own({99, 6}, std::make_unique<UsbReset>(options.sysfs, options.allowUsbReset));
-    own({109, 1}, std::make_unique<PodhostGuests>([uri = options.podhostUri, machined = std::make_shared<Machined>()] {
+    own(contracts::queues::kInterfacesPath, std::make_unique<InterfaceQueues>(queues));
+    own(contracts::queues::kTreePath, std::make_unique<QueueTree>(queues));
+    own(contracts::routes::kPath, std::make_unique<Routes>());
+    own(std::array{48U, 101U}, std::make_unique<Scripts>(tn::rooted("/tern/scripts")));
+    own(std::array{79U, 2U}, std::make_unique<DiskTable>(disks));
+    own(std::array{96U, 1U}, std::make_unique<Proxy>([url = options.proxyUrl] { return readSquid(url); }));
+    own(std::array{99U, 6U}, std::make_unique<UsbReset>(options.sysfs, options.allowUsbReset));
+    own(std::array{109U, 1U},
+        std::make_unique<PodhostGuests>([uri = options.podhostUri, machined = std::make_shared<Machined>()] {
             return readContainers(uri, *machined);
         }));
-    own({112, 1}, std::make_unique<VirtualMachines>([uri = options.guestsUri] { return readGuests(uri); }));
+    own(std::array{112U, 1U}, std::make_unique<VirtualMachines>([uri = options.guestsUri] { return readGuests(uri); }));
 }
 
 Owners::~Owners() = default;

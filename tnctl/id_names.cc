@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "contracts/interfaces.h"
 #include "tn/log.h"
 #include "tnctl/failure.h"
 #include "tnctl/nearest.h"
@@ -38,8 +39,8 @@ IdNames generatorNames(const Client& client) {
 }
 
 IdNames interfaceNames(const Client& client) {
-    static const Path kInterfacesPath{20, 0};
-    return namesIn(client.list(kInterfacesPath), kInterfaceName);
+    namespace interfaces = contracts::interfaces;
+    return namesIn(client.list({interfaces::kPath.begin(), interfaces::kPath.end()}), interfaces::Name);
 }
 
 std::vector<uint32_t> idsCalled(const IdNames& names, std::string_view what,

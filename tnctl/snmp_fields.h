@@ -65,6 +65,4 @@ constexpr uint32_t Counter32 = 0x41;
 constexpr uint32_t TimeTicks = 0x43;
 }  // namespace tag
 
-constexpr tn::string_id kInterfaceName{0x10006};  // in an item of {20, 0}
-
 }  // namespace tnctl

@@ -16,6 +16,7 @@
 #include "agent/mib/request_writes.h"
 #include "agent/traps/interface_traps.h"
 #include "agent/traps/trap_generators.h"
+#include "contracts/interfaces.h"
 #include "tn/sources.h"
 
 namespace snmp {
@@ -192,13 +193,14 @@ tn::message SnmpLooper::cmdSet(const tn::message& request) {
 }
 
 tn::message SnmpLooper::cmdUnknown(const tn::message& request, uint32_t command) {
-    if (command == trap_request::kCommand || command == tn::cmd::Changed || command == kStatusChanged)
+    if (command == trap_request::kCommand || command == tn::cmd::Changed ||
+        command == contracts::interfaces::kStatusChanged)
         traps_.send_trap(request);
     return {};
 }
 
 void SnmpLooper::resubscribed(std::span<const uint32_t>, uint32_t command) {
-    if (command != kStatusChanged) return;
+    if (command != contracts::interfaces::kStatusChanged) return;
     for (const tn::message& change : missedStatusChanges()) cmdUnknown(change, command);
 }
 

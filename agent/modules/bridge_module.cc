@@ -10,30 +10,19 @@
 #include "agent/mib/get_all_provider.h"
 #include "agent/mib/get_first_provider.h"
 #include "agent/mib/keep.h"
+#include "contracts/bridge.h"
+#include "contracts/interfaces.h"
+#include "contracts/object_class.h"
 
 namespace snmp {
 
 namespace {
 
-// Owners.
-const std::vector<uint32_t> kInterfaces = {20, 0};
-const std::vector<uint32_t> kForwarding = {16, 3};
-constexpr uint32_t kWholeObject = 5;
+namespace bridge = contracts::bridge;
+namespace interfaces = contracts::interfaces;
+namespace object_class = contracts::object_class;
+
 constexpr unsigned int kMacOctets = 6;
-
-namespace interface {
-constexpr tn::u32_id Priority{2};  // of a bridge
-constexpr tn::raw_id Mac{1001};
-constexpr tn::u32_id Kind{0x10001};
-constexpr uint32_t kBridge = 12;
-}  // namespace interface
-
-namespace host {
-constexpr tn::u32_id Port{1};  // id of the port's interface
-constexpr tn::raw_id Mac{2};
-constexpr tn::bool_id Local{4};  // the bridge's own address
-constexpr tn::u32_id BridgeId{5};
-}  // namespace host
 
 // Records.
 
@@ -55,32 +44,32 @@ GetFirstProvider* bridgeProvider = nullptr;
 // Build functions.
 
 std::unique_ptr<Data> Bridge::build(const tn::message& m) {
-    if (m.get_u32(interface::Kind) != interface::kBridge) return nullptr;
+    if (m.get_u32(interfaces::Kind) != interfaces::kind::Bridge) return nullptr;
     auto record = std::make_unique<Bridge>();
-    record->mac = m.get_raw(interface::Mac);
-    record->priority = m.get_u32(interface::Priority);
+    record->mac = m.get_raw(interfaces::Mac);
+    record->priority = m.get_u32(interfaces::Priority);
     return record;
 }
 
 /// Hosts of other bridges give no row: they come behind those of the first one.
 std::unique_ptr<Data> Host::build(const tn::message& m, Rows& rows) {
     enum { Learned = 3, Self = 4 };
-    if (m.get_u32(host::BridgeId) != bridgeProvider->getFirstObjId()) return nullptr;
+    if (m.get_u32(bridge::Bridge) != bridgeProvider->getFirstObjId()) return nullptr;
     auto record = std::make_unique<Host>();
-    record->port = m.get_u32(host::Port);
-    record->mac = m.get_raw(host::Mac);
-    record->status = m.get_bool(host::Local) ? Self : Learned;
+    record->port = m.get_u32(bridge::Port);
+    record->mac = m.get_raw(bridge::Mac);
+    record->status = m.get_bool(bridge::Local) ? Self : Learned;
     rows.push_back(std::move(record));
     return nullptr;
 }
 
 /// Their owner lists them by bridge, then by address.
-bool isOfLaterBridge(const tn::message& m) { return m.get_u32(host::BridgeId) > bridgeProvider->getFirstObjId(); }
+bool isOfLaterBridge(const tn::message& m) { return m.get_u32(bridge::Bridge) > bridgeProvider->getFirstObjId(); }
 
 /// Makes sure of the first bridge with each fetch: bridges come and go.
 class HostProvider : public GetAllProvider {
   public:
-    HostProvider() : GetAllProvider(kForwarding, Host::build, kWholeObject, isOfLaterBridge) {}
+    HostProvider() : GetAllProvider(bridge::kForwardingPath, Host::build, object_class::kWhole, isOfLaterBridge) {}
     std::unique_ptr<VData> getData(const Key& key, const MapTable* table, unsigned int count) override {
         if (bridgeProvider->get() == nullptr) return std::make_unique<VData>();
         return GetAllProvider::getData(key, table, count);
@@ -111,10 +100,10 @@ static_assert(ascending(kFdbColumns));
 
 void start_bridge_module() {
     tn::message bridges;
-    bridges.insert_u32(interface::Kind, interface::kBridge);
-    bridgeProvider = keep<GetFirstProvider>(kInterfaces, Bridge::build, bridges);
+    bridges.insert_u32(interfaces::Kind, interfaces::kind::Bridge);
+    bridgeProvider = keep<GetFirstProvider>(interfaces::kPath, Bridge::build, bridges);
 
-    MapTable* hosts = keepTable(keep<HostProvider>(), {{packerFor(kFdbColumns[0]), host::Mac.number}});
+    MapTable* hosts = keepTable(keep<HostProvider>(), {{packerFor(kFdbColumns[0]), bridge::Mac.number}});
     addColumns(addColumnarBranch(OID(under(kDot1dBridge, 4, 3, 1)), hosts), kFdbColumns);
 
     addScalars(kDot1dBase, kBaseObjects, bridgeProvider);

@@ -14,33 +14,18 @@
 #include "agent/mib/keep.h"
 #include "agent/traps/interface_traps.h"
 #include "agent/traps/trap_generators.h"
+#include "contracts/interface_counters.h"
+#include "contracts/interfaces.h"
+#include "contracts/object_class.h"
 #include "tn/looper.h"
 
 namespace snmp {
 
 namespace {
 
-// The owner of the interfaces, and its fields.
-const std::vector<uint32_t> kInterfaces = {20, 0};
-constexpr uint32_t kObjectClass = 261;
-constexpr uint32_t kSpeedCommand = 0x10001;
-
-constexpr tn::u32_id kKind{0x10001};
-constexpr tn::string_id kName{0x10006};
-constexpr tn::bool_id kRunning{0x1000e};
-constexpr tn::u32_id kMtu{0x10064};
-constexpr tn::u32_id kInDiscards{0x100f8};
-constexpr tn::u32_id kOutDiscards{0x100f9};
-constexpr tn::u32_id kInErrors{0x100fa};
-constexpr tn::u32_id kOutErrors{0x100fb};
-constexpr tn::u64_id kInOctets{0x100fc};
-constexpr tn::u64_id kOutOctets{0x100fd};
-constexpr tn::u64_id kInUcast{0x100fe};
-constexpr tn::u64_id kOutUcast{0x100ff};
-constexpr tn::raw_id kMac{1001};
-constexpr uint32_t kFirstCounter = 1100;    // 65 counters, u64 each
-constexpr tn::u32_id kSpeedSelector{1102};  // in the reply to kSpeedCommand
-constexpr tn::u32_id kParent{2002};         // of a VLAN
+namespace counters = contracts::interface_counters;
+namespace interfaces = contracts::interfaces;
+namespace object_class = contracts::object_class;
 
 // ifAdminStatus and ifOperStatus
 constexpr unsigned int kUp = 1;
@@ -84,17 +69,35 @@ struct KindRow {
     unsigned int type;   // IANAifType
 };
 
-constexpr KindRow kOtherKind = {0, SpeedOf::Kind, 10000000, 1};
+constexpr KindRow kOtherKind = {interfaces::kind::Other, SpeedOf::Kind, 10'000'000, 1};
+// Owners elsewhere have more kinds than contracts/interfaces.h names: those are numbers here.
 constexpr KindRow kKinds[] = {
-    {1, SpeedOf::Interface, 0, 6},      {2, SpeedOf::Kind, 2000000, 188},  {5, SpeedOf::Kind, 11000000, 71},
-    {6, SpeedOf::Kind, 10000000, 188},  {7, SpeedOf::Kind, 64000, 118},    {8, SpeedOf::Kind, 64000, 118},
-    {10, SpeedOf::Kind, 10000000, 23},  {11, SpeedOf::Kind, 10000000, 23}, {12, SpeedOf::Kind, 100000000, 209},
-    {13, SpeedOf::Kind, 11000000, 71},  {15, SpeedOf::Kind, 64000, 63},    {16, SpeedOf::Kind, 10000000, 23},
-    {17, SpeedOf::Kind, 10000000, 131}, {18, SpeedOf::Kind, 10000000, 23}, {19, SpeedOf::Kind, 57600, 23},
-    {20, SpeedOf::Kind, 57600, 23},     {21, SpeedOf::Kind, 128000, 131},  {22, SpeedOf::Kind, 64000, 63},
-    {23, SpeedOf::Kind, 64000, 118},    {24, SpeedOf::Kind, 11000000, 71}, {27, SpeedOf::Kind, 64000, 32},
-    {28, SpeedOf::Kind, 64000, 118},    {30, SpeedOf::Parent, 0, 135},     {33, SpeedOf::Kind, 10000000, 23},
-    {34, SpeedOf::Kind, 10000000, 23},  {35, SpeedOf::Kind, 11000000, 71},
+    {interfaces::kind::Ethernet, SpeedOf::Interface, 0, 6},
+    {2, SpeedOf::Kind, 2'000'000, 188},
+    {interfaces::kind::Wireless, SpeedOf::Kind, 11'000'000, 71},
+    {6, SpeedOf::Kind, 10'000'000, 188},
+    {7, SpeedOf::Kind, 64'000, 118},
+    {8, SpeedOf::Kind, 64'000, 118},
+    {interfaces::kind::Ppp, SpeedOf::Kind, 10'000'000, 23},
+    {11, SpeedOf::Kind, 10'000'000, 23},
+    {interfaces::kind::Bridge, SpeedOf::Kind, 100'000'000, 209},
+    {13, SpeedOf::Kind, 11'000'000, 71},
+    {15, SpeedOf::Kind, 64'000, 63},
+    {16, SpeedOf::Kind, 10'000'000, 23},
+    {interfaces::kind::Tunnel, SpeedOf::Kind, 10'000'000, 131},
+    {18, SpeedOf::Kind, 10'000'000, 23},
+    {19, SpeedOf::Kind, 57'600, 23},
+    {20, SpeedOf::Kind, 57'600, 23},
+    {21, SpeedOf::Kind, 128'000, 131},
+    {22, SpeedOf::Kind, 64'000, 63},
+    {23, SpeedOf::Kind, 64'000, 118},
+    {24, SpeedOf::Kind, 11'000'000, 71},
+    {27, SpeedOf::Kind, 64'000, 32},
+    {28, SpeedOf::Kind, 64'000, 118},
+    {interfaces::kind::Vlan, SpeedOf::Parent, 0, 135},
+    {33, SpeedOf::Kind, 10'000'000, 23},
+    {34, SpeedOf::Kind, 10'000'000, 23},
+    {35, SpeedOf::Kind, 11'000'000, 71},
 };
 
 constexpr KindRow kindRow(uint32_t kind) {
@@ -102,16 +105,23 @@ constexpr KindRow kindRow(uint32_t kind) {
         if (row.kind == kind) return row;
     return kOtherKind;
 }
-static_assert(kindRow(30).type == 135 && kindRow(3).type == 1 && kindRow(36).type == 1);
+static_assert(kindRow(interfaces::kind::Vlan).type == 135 && kindRow(3).type == 1 && kindRow(36).type == 1);
 
-/// Bits per second of the interface with this id; 0 when its owner doesn't say.
+/// Bits per second of the interface with this id; 0 when its owner doesn't report it.
 unsigned int lookUpSpeed(uint32_t id) {
-    static tn::message request = tn::request(kInterfaces, kSpeedCommand);  // asked for each row: made once
+    static tn::message request = tn::request(interfaces::kPath, interfaces::kGetSpeed);  // sent for each row: made once
     request.insert_u32(tn::field::ObjectId, id);
     const tn::message reply = tn::getLooper()->exchangeMessage(request);
-    constexpr unsigned int kSpeeds[] = {0, 10000000, 100000000, 1000000000};
-    const uint32_t selector = tn::isError(reply) ? 0 : reply.get_u32(kSpeedSelector);
-    return selector < std::size(kSpeeds) ? kSpeeds[selector] : 0;
+    switch (tn::isError(reply) ? 0 : reply.get_u32(interfaces::SpeedSelector)) {
+        case interfaces::speed_selector::Mbit10:
+            return 10'000'000;
+        case interfaces::speed_selector::Mbit100:
+            return 100'000'000;
+        case interfaces::speed_selector::Mbit1000:
+            return 1'000'000'000;
+        default:
+            return 0;
+    }
 }
 
 // Build functions.
@@ -119,31 +129,31 @@ unsigned int lookUpSpeed(uint32_t id) {
 std::unique_ptr<Data> Iface::build(const tn::message& m) {
     auto record = std::make_unique<Iface>();
     record->index = m.get_u32(tn::field::ObjectId);
-    record->name = m.get_string(kName);
+    record->name = m.get_string(interfaces::Name);
     record->alias = m.get_string(tn::field::Comment);
-    record->mtu = m.get_u32(kMtu);
-    record->physAddress = m.get_raw(kMac);
-    record->operStatus = m.get_bool(kRunning) ? kUp : kDown;
+    record->mtu = m.get_u32(interfaces::Mtu);
+    record->physAddress = m.get_raw(interfaces::Mac);
+    record->operStatus = m.get_bool(interfaces::Running) ? kUp : kDown;
     record->adminStatus = m.get_bool(tn::field::Disabled) ? kDown : kUp;
 
-    record->inDiscards = m.get_u32(kInDiscards);
-    record->outDiscards = m.get_u32(kOutDiscards);
-    record->inErrors = m.get_u32(kInErrors);
-    record->outErrors = m.get_u32(kOutErrors);
-    record->inOctets64 = m.get_u64(kInOctets);
-    record->outOctets64 = m.get_u64(kOutOctets);
-    record->inUcast64 = m.get_u64(kInUcast);
-    record->outUcast64 = m.get_u64(kOutUcast);
+    record->inDiscards = m.get_u32(interfaces::InDiscards);
+    record->outDiscards = m.get_u32(interfaces::OutDiscards);
+    record->inErrors = m.get_u32(interfaces::InErrors);
+    record->outErrors = m.get_u32(interfaces::OutErrors);
+    record->inOctets64 = m.get_u64(interfaces::InOctets);
+    record->outOctets64 = m.get_u64(interfaces::OutOctets);
+    record->inUcast64 = m.get_u64(interfaces::InUnicast);
+    record->outUcast64 = m.get_u64(interfaces::OutUnicast);
     record->inOctets32 = static_cast<unsigned int>(record->inOctets64);
     record->outOctets32 = static_cast<unsigned int>(record->outOctets64);
     record->inUcast32 = static_cast<unsigned int>(record->inUcast64);
     record->outUcast32 = static_cast<unsigned int>(record->outUcast64);
 
-    const KindRow row = kindRow(m.get_u32(kKind));
+    const KindRow row = kindRow(m.get_u32(interfaces::Kind));
     record->type = row.type;
     record->speed = row.speed;
     if (row.speedOf == SpeedOf::Interface) record->speed = lookUpSpeed(record->index);
-    if (row.speedOf == SpeedOf::Parent) record->speed = lookUpSpeed(m.get_u32(kParent));
+    if (row.speedOf == SpeedOf::Parent) record->speed = lookUpSpeed(m.get_u32(interfaces::Parent));
     return record;
 }
 
@@ -156,9 +166,8 @@ void Iface::reverseBuild(tn::message& m) {
 std::unique_ptr<Data> IfStats::build(const tn::message& m) {
     auto record = std::make_unique<IfStats>();
     record->id = m.get_u32(tn::field::ObjectId, tn::kNoId);
-    record->name = m.get_string(kName);
-    uint32_t field = kFirstCounter;
-    for (unsigned long long& counter : record->counters) counter = m.get_u64(field++);
+    record->name = m.get_string(interfaces::Name);
+    for (size_t i = 0; i < counters::kCount; ++i) record->counters[i] = m.get_u64(counters::at(i));
     return record;
 }
 
@@ -252,12 +261,13 @@ constexpr size_t countersIn(std::span<const Run> runs) {
     for (const Run& run : runs) n += run.last - run.first + 1;
     return n;
 }
-static_assert(countersIn(kStatsRuns) == std::tuple_size_v<Counters>);
+static_assert(countersIn(kStatsRuns) == counters::kCount);
+static_assert(counters::kCount == std::tuple_size_v<Counters>);
 
 void addRuns(ColumnarBranch* branch) {
     for (const Run& run : kStatsRuns) {
         for (unsigned int column = run.first; column <= run.last; ++column) {
-            const size_t counter = run.firstField + (column - run.first) - kFirstCounter;
+            const size_t counter = run.firstField + (column - run.first) - counters::kFirst.number;
             branch->addLeaf(column, packerFor(Column<IfStats>{column, "", tag::Counter64,
                                                               Element<IfStats>{&IfStats::counters, counter}}));
         }
@@ -268,7 +278,7 @@ void addRuns(ColumnarBranch* branch) {
 
 template <std::unique_ptr<Data> (*Build)(const tn::message&), class Record>
 MapTable* interfaceTable(const Column<Record>& index) {
-    auto* rows = keep<GetAllProvider>(kInterfaces, oneRow<Build>, kObjectClass);
+    auto* rows = keep<GetAllProvider>(interfaces::kPath, oneRow<Build>, object_class::kWithInterfaceCounters);
     return keepTable(rows, {{packerFor(index), tn::field::ObjectId.number}});
 }
 

@@ -9,29 +9,24 @@
 
 #include "agent/modules/ip_module.h"
 
-#include <arpa/inet.h>
-
 #include "agent/mib/columns.h"
 #include "agent/mib/count_provider.h"
 #include "agent/mib/get_all_provider.h"
 #include "agent/mib/keep.h"
 #include "agent/modules/proxy_module.h"
 #include "agent/modules/queue_module.h"
+#include "contracts/addresses.h"
+#include "contracts/object_class.h"
+#include "contracts/routes.h"
 
 namespace snmp {
 
 namespace {
 
-// Owners.
-const std::vector<uint32_t> kAddresses = {20, 1};
-const std::vector<uint32_t> kArpEntries = {20, 8};
-const std::vector<uint32_t> kRoutes = {44, 1};
-constexpr uint32_t kWholeObject = 5;  // object class of every get here
-
-// Fields of several owners' rows.
-constexpr tn::be32_id kAddress{1};
-
-constexpr tn::u32_id kArpInterface{3};
+namespace addresses = contracts::addresses;
+namespace arp = contracts::arp;
+namespace object_class = contracts::object_class;
+namespace routes = contracts::routes;
 
 /// Listed by its owner, but not in force.
 bool isInactive(const tn::message& m) { return m.get_bool(tn::field::Invalid) || m.get_bool(tn::field::Disabled); }
@@ -73,33 +68,33 @@ struct IpRoute : Data {
 
 std::unique_ptr<Data> IpAddr::build(const tn::message& m, Rows& rows) {
     auto record = std::make_unique<IpAddr>();
-    record->address = m.get_be32(kAddress);
-    record->netmask = m.get_be32(3);
-    record->ifIndex = m.get_u32(5);
+    record->address = m.get_be32(addresses::Address);
+    record->netmask = m.get_be32(addresses::Mask);
+    record->ifIndex = m.get_u32(addresses::Interface);
     if (isInactive(m)) return record;
     rows.push_back(std::move(record));
     return nullptr;
 }
 
 std::unique_ptr<Data> IpArp::build(const tn::message& m) {
-    constexpr tn::bool_id kLearned{0xfe0007};
     enum { Invalid = 2, Dynamic = 3, Static = 4 };  // ipNetToMediaType
     auto record = std::make_unique<IpArp>();
-    record->address = m.get_be32(kAddress);
-    record->mac = m.get_raw(2);
-    record->ifIndex = m.get_u32(kArpInterface);
-    record->type = m.get_bool(tn::field::Invalid) ? Invalid : m.get_bool(kLearned) ? Dynamic : Static;
+    record->address = m.get_be32(arp::Address);
+    record->mac = m.get_raw(arp::LinkAddress);
+    record->ifIndex = m.get_u32(arp::Interface);
+    record->type = m.get_bool(tn::field::Invalid) ? Invalid : m.get_bool(arp::Dynamic) ? Dynamic : Static;
     return record;
 }
 
-constexpr uint32_t kConnected = 2;
+// Owners elsewhere have more kinds than contracts/routes.h names.
 constexpr RouteKind kOtherKind = {0, 4, 1, 1, 1};
 constexpr RouteKind kKinds[] = {
-    {kConnected, 3, 1, 3, 2}, {3, 4, 2, 4, 3},  // static
-    {4, 4, 8, 4, 8},                            // RIP
-    {6, 4, 13, 4, 13},                          // OSPF
-    {8, 4, 14, 4, 14},                          // BGP
-    {30, 4, 2, 4, 3},                           // another program's, or the kernel's own
+    {routes::kind::Connected, 3, 1, 3, 2},
+    {routes::kind::Static, 4, 2, 4, 3},
+    {routes::kind::Rip, 4, 8, 4, 8},
+    {routes::kind::Ospf, 4, 13, 4, 13},
+    {routes::kind::Bgp, 4, 14, 4, 14},
+    {routes::kind::Other, 4, 2, 4, 3},
     {31, 4, 1, 3, 2},
 };
 
@@ -109,27 +104,16 @@ constexpr const RouteKind& kindRow(uint32_t kind) {
     return kOtherKind;
 }
 
-namespace route {
-constexpr tn::be32_id Dest{1};
-constexpr tn::be32_id Mask{2};
-constexpr tn::be32_id OwnAddress{3};       // next hop of a connected route; in a key the next hop of any
-constexpr tn::u32_array_id Gateways{4};    // in network byte order
-constexpr tn::u32_array_id Interfaces{5};  // one for each gateway
-constexpr tn::u32_array_id Used{6};        // likewise, 0 for a gateway that isn't used; all are when it is absent
-constexpr tn::u32_id Kind{7};
-constexpr tn::u32_id Distance{8};
-}  // namespace route
-
 uint32_t element(const std::vector<uint32_t>& values, size_t i) { return i < values.size() ? values[i] : 0; }
 
 std::unique_ptr<IpRoute> routeBy(uint32_t nextHop, uint32_t ifIndex, const tn::message& m) {
     auto record = std::make_unique<IpRoute>();
-    record->dest = m.get_be32(route::Dest);
-    record->mask = m.get_be32(route::Mask);
+    record->dest = m.get_be32(routes::Destination);
+    record->mask = m.get_be32(routes::Mask);
     record->nextHop = nextHop;
     record->ifIndex = ifIndex;
-    record->distance = m.get_u32(route::Distance);
-    const RouteKind& kind = kindRow(m.get_u32(route::Kind));
+    record->distance = m.get_u32(routes::Distance);
+    const RouteKind& kind = kindRow(m.get_u32(routes::Kind));
     record->routeType = kind.routeType;
     record->routeProto = kind.routeProto;
     record->cidrType = kind.cidrType;
@@ -139,17 +123,17 @@ std::unique_ptr<IpRoute> routeBy(uint32_t nextHop, uint32_t ifIndex, const tn::m
 
 /// One row for each gateway in use, or the one of a connected network.
 void addRoutes(const tn::message& m, Rows& rows) {
-    const std::vector<uint32_t>& gateways = m.get_u32_array(route::Gateways);
-    const std::vector<uint32_t>& interfaces = m.get_u32_array(route::Interfaces);
-    if (gateways.empty() && m.get_u32(route::Kind) == kConnected) {
-        rows.push_back(routeBy(m.get_be32(route::OwnAddress), element(interfaces, 0), m));
+    const std::vector<uint32_t> gateways = m.get_be32_array(routes::Gateways);
+    const std::vector<uint32_t>& interfaces = m.get_u32_array(routes::Interfaces);
+    if (gateways.empty() && m.get_u32(routes::Kind) == routes::kind::Connected) {
+        rows.push_back(routeBy(m.get_be32(routes::Gateway), element(interfaces, 0), m));
         return;
     }
-    if (!m.has_array(route::Interfaces)) return;
-    const bool allUsed = !m.has_array(route::Used);
-    const std::vector<uint32_t>& used = m.get_u32_array(route::Used);
+    if (!m.has_array(routes::Interfaces)) return;
+    const bool allUsed = !m.has_array(routes::Used);
+    const std::vector<uint32_t>& used = m.get_u32_array(routes::Used);
     for (size_t i = 0; i < gateways.size(); ++i) {
-        if (allUsed || element(used, i) != 0) rows.push_back(routeBy(ntohl(gateways[i]), element(interfaces, i), m));
+        if (allUsed || element(used, i) != 0) rows.push_back(routeBy(gateways[i], element(interfaces, i), m));
     }
 }
 
@@ -158,8 +142,8 @@ std::unique_ptr<Data> IpRoute::build(const tn::message& m, Rows& rows) {
     const size_t before = rows.size();
     if (!isInactive(m)) addRoutes(m, rows);
     if (rows.size() > before) return nullptr;
-    const std::vector<uint32_t>& gateways = m.get_u32_array(route::Gateways);
-    return routeBy(gateways.empty() ? m.get_be32(route::OwnAddress) : ntohl(gateways.back()), 0, m);
+    const std::vector<uint32_t> gateways = m.get_be32_array(routes::Gateways);
+    return routeBy(gateways.empty() ? m.get_be32(routes::Gateway) : gateways.back(), 0, m);
 }
 
 // Objects.
@@ -235,15 +219,15 @@ static_assert(ascending(kRouteColumns));
 // Start.
 
 void startRoutes() {
-    auto* routes = keep<GetAllProvider>(kRoutes, IpRoute::build, kWholeObject);
-    MapTable* cidr = keepTable(routes, {{packerFor(kCidrColumns[0]), route::Dest.number},
-                                        {packerFor(kCidrColumns[1]), route::Mask.number},
-                                        {packerFor(kCidrColumns[2]), Packer::kNoField},
-                                        {packerFor(kCidrColumns[3]), route::OwnAddress.number}});
+    auto* rows = keep<GetAllProvider>(routes::kPath, IpRoute::build, object_class::kWhole);
+    MapTable* cidr = keepTable(rows, {{packerFor(kCidrColumns[0]), routes::Destination.number},
+                                      {packerFor(kCidrColumns[1]), routes::Mask.number},
+                                      {packerFor(kCidrColumns[2]), Packer::kNoField},
+                                      {packerFor(kCidrColumns[3]), routes::Gateway.number}});
     addColumns(addColumnarBranch(OID(under(kIpForward, 4, 1)), cidr), kCidrColumns);
     addScalars(kIpForward, kCidrNumber, keep<CountProvider>(cidr));
 
-    MapTable* byDestination = keepTable(routes, {{packerFor(kRouteColumns[0]), route::Dest.number}});
+    MapTable* byDestination = keepTable(rows, {{packerFor(kRouteColumns[0]), routes::Destination.number}});
     addColumns(addColumnarBranch(OID(under(kIp, 21, 1)), byDestination), kRouteColumns);
 }
 
@@ -253,13 +237,13 @@ void start_ip_module() {
     addScalarConstNumLeaf(OID(kIp) + 1, kForwarding, tag::Integer);
     addScalarConstNumLeaf(OID(kIp) + 2, kDefaultTtl, tag::Integer);
 
-    auto* addresses = keep<GetAllProvider>(kAddresses, IpAddr::build, kWholeObject);
-    MapTable* addrTable = keepTable(addresses, {{packerFor(kAddrColumns[0]), kAddress.number}});
+    auto* addressRows = keep<GetAllProvider>(addresses::kPath, IpAddr::build, object_class::kWhole);
+    MapTable* addrTable = keepTable(addressRows, {{packerFor(kAddrColumns[0]), addresses::Address.number}});
     addColumns(addColumnarBranch(OID(under(kIp, 20, 1)), addrTable), kAddrColumns);
 
-    auto* arpEntries = keep<GetAllProvider>(kArpEntries, oneRow<IpArp::build>, kWholeObject);
-    MapTable* arpTable = keepTable(
-        arpEntries, {{packerFor(kArpColumns[0]), kArpInterface.number}, {packerFor(kArpColumns[2]), kAddress.number}});
+    auto* arpRows = keep<GetAllProvider>(arp::kPath, oneRow<IpArp::build>, object_class::kWhole);
+    MapTable* arpTable = keepTable(arpRows, {{packerFor(kArpColumns[0]), arp::Interface.number},
+                                             {packerFor(kArpColumns[2]), arp::Address.number}});
     addColumns(addColumnarBranch(OID(under(kIp, 22, 1)), arpTable), kArpColumns);
 
     startRoutes();

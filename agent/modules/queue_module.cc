@@ -10,15 +10,15 @@
 #include "agent/mib/columns.h"
 #include "agent/mib/get_all_provider.h"
 #include "agent/mib/keep.h"
+#include "contracts/object_class.h"
+#include "contracts/queues.h"
 
 namespace snmp {
 
 namespace {
 
-const std::vector<uint32_t> kSimpleQueues = {20, 9};
-const std::vector<uint32_t> kQueueTree = {20, 12};
-constexpr uint32_t kObjectClass = 7;
-constexpr tn::string_id kName{2};
+namespace object_class = contracts::object_class;
+namespace queues = contracts::queues;
 
 struct SimpleQueue : Data {
     unsigned int id = 0;
@@ -45,35 +45,35 @@ struct TreeQueue : Data {
 std::unique_ptr<Data> SimpleQueue::build(const tn::message& m) {
     auto record = std::make_unique<SimpleQueue>();
     record->id = m.get_u32(tn::field::ObjectId);
-    record->name = m.get_string(kName);
-    const std::vector<uint32_t> target = m.get_be32_array(105);  // address, mask
+    record->name = m.get_string(queues::Name);
+    const std::vector<uint32_t> target = m.get_be32_array(queues::Target);
     if (target.size() >= 2) {
         record->target = target[0];
         record->targetMask = target[1];
     }
-    record->destination = m.get_be32(101);
-    record->destinationMask = m.get_be32(103);
-    record->interface = m.get_u32(104);
-    record->bytesIn = m.get_u64(300);
-    record->bytesOut = m.get_u64(200);
-    record->packetsIn = m.get_u32(301);
-    record->packetsOut = m.get_u32(201);
-    record->droppedIn = m.get_u32(313);
-    record->droppedOut = m.get_u32(213);
+    record->destination = m.get_be32(queues::Destination);
+    record->destinationMask = m.get_be32(queues::DestinationMask);
+    record->interface = m.get_u32(queues::Interface);
+    record->bytesIn = m.get_u64(queues::ReceivedOctets);
+    record->bytesOut = m.get_u64(queues::SentOctets);
+    record->packetsIn = m.get_u32(queues::ReceivedPackets);
+    record->packetsOut = m.get_u32(queues::SentPackets);
+    record->droppedIn = m.get_u32(queues::ReceivedDrops);
+    record->droppedOut = m.get_u32(queues::SentDrops);
     return record;
 }
 
 std::unique_ptr<Data> TreeQueue::build(const tn::message& m) {
     auto record = std::make_unique<TreeQueue>();
     record->id = m.get_u32(tn::field::ObjectId);
-    record->name = m.get_string(kName);
-    const std::vector<std::string>& parents = m.get_string_array(12);
+    record->name = m.get_string(queues::Name);
+    const std::vector<std::string>& parents = m.get_string_array(queues::Parent);
     if (!parents.empty()) record->parent = parents.front();
-    record->parentId = m.get_u32(1);
-    record->bytes = m.get_u64(200);
+    record->parentId = m.get_u32(queues::ParentId);
+    record->bytes = m.get_u64(queues::SentOctets);
     record->bytes32 = static_cast<unsigned int>(record->bytes);
-    record->packets = m.get_u32(201);
-    record->dropped = m.get_u32(213);
+    record->packets = m.get_u32(queues::SentPackets);
+    record->dropped = m.get_u32(queues::SentDrops);
     return record;
 }
 
@@ -109,9 +109,9 @@ constexpr Column<TreeQueue> kTreeQueueColumns[] = {
 static_assert(ascending(kTreeQueueColumns));
 
 template <std::unique_ptr<Data> (*Build)(const tn::message&), class Record, size_t N>
-void addQueues(unsigned int number, const std::vector<uint32_t>& owner, const Column<Record>& index,
+void addQueues(unsigned int number, std::span<const uint32_t> path, const Column<Record>& index,
                const Column<Record> (&columns)[N]) {
-    auto* rows = keep<GetAllProvider>(owner, oneRow<Build>, kObjectClass);
+    auto* rows = keep<GetAllProvider>(path, oneRow<Build>, object_class::kWithStatistics);
     MapTable* table = keepTable(rows, {{packerFor(index), tn::field::ObjectId.number}});
     addColumns(addColumnarBranch(OID(under(kQueues, number, 1)), table), columns);
 }
@@ -119,8 +119,8 @@ void addQueues(unsigned int number, const std::vector<uint32_t>& owner, const Co
 }  // namespace
 
 void startQueues() {
-    addQueues<SimpleQueue::build>(1, kSimpleQueues, kSimpleQueueIndex, kSimpleQueueColumns);
-    addQueues<TreeQueue::build>(2, kQueueTree, kTreeQueueIndex, kTreeQueueColumns);
+    addQueues<SimpleQueue::build>(1, queues::kInterfacesPath, kSimpleQueueIndex, kSimpleQueueColumns);
+    addQueues<TreeQueue::build>(2, queues::kTreePath, kTreeQueueIndex, kTreeQueueColumns);
 }
 
 }  // namespace snmp

@@ -8,6 +8,7 @@
 #include "agent/log.h"
 #include "agent/traps/trap_generators.h"
 #include "agent/traps/trap_makers.h"
+#include "contracts/interfaces.h"
 #include "tn/looper.h"
 
 namespace snmp {
@@ -17,14 +18,9 @@ std::set<uint32_t> interfaceFilter;
 
 namespace {
 
-const std::vector<uint32_t> kInterfaces = {20, 0};
-constexpr uint32_t kListCommand = 1;  // {id, flags, status} of each
-constexpr tn::u32_id kFlags{0x10002};
-constexpr tn::u32_id kStatus{0x10003};
-constexpr uint32_t kInternal = 0x80;         // of kFlags: an interface that gives no traps
-constexpr uint32_t kSeededStatus = 0x10103;  // of kStatus: what is noted at the start
-constexpr uint32_t kUp = 0x100;              // of kStatus
-constexpr uint32_t kOperational = 0x400;     // of kStatus
+namespace interfaces = contracts::interfaces;
+
+constexpr uint32_t kSeededStatus = 0x10103;  // bits of Status noted at the start
 
 const OID kIfIndex = {1, 3, 6, 1, 2, 1, 2, 2, 1, 1};
 const OID kIfAdminStatus = {1, 3, 6, 1, 2, 1, 2, 2, 1, 7};
@@ -38,14 +34,15 @@ bool areStatesSeeded = false;
 
 /// Calls for each interface that gives traps, with its id and status. False when its owner doesn't tell them all.
 bool forEachInterface(const std::function<void(uint32_t, uint32_t)>& take) {
-    tn::message request = tn::request(kInterfaces, kListCommand);
+    tn::message request = tn::request(interfaces::kPath, interfaces::kList);
     for (uint32_t next = 0;; request.insert_u32(tn::field::Continue, next)) {
         const tn::message reply = tn::getLooper()->exchangeMessage(request);
         if (tn::isError(reply)) return false;
         for (const tn::message& item : reply.get_message_array(tn::field::Objects)) {
-            if (!item.has(tn::field::ObjectId) || !item.has(kFlags) || !item.has(kStatus)) continue;
-            if ((item.get_u32(kFlags) & kInternal) != 0) continue;
-            take(item.get_u32(tn::field::ObjectId), item.get_u32(kStatus));
+            if (!item.has(tn::field::ObjectId) || !item.has(interfaces::Flags) || !item.has(interfaces::Status))
+                continue;
+            if ((item.get_u32(interfaces::Flags) & interfaces::kInternal) != 0) continue;
+            take(item.get_u32(tn::field::ObjectId), item.get_u32(interfaces::Status));
         }
         if (!reply.has(tn::field::Continue) || reply.get_u32(tn::field::Continue) <= next) return true;
         next = reply.get_u32(tn::field::Continue);
@@ -53,10 +50,10 @@ bool forEachInterface(const std::function<void(uint32_t, uint32_t)>& take) {
 }
 
 tn::message statusChange(uint32_t interface, uint32_t status) {
-    tn::message change = tn::request({}, kStatusChanged);
-    change.insert_u32_array(tn::field::Source, kInterfaces);
+    tn::message change = tn::request({}, interfaces::kStatusChanged);
+    change.insert_vector(tn::field::Source, interfaces::kPath);
     change.insert_u32(tn::field::ObjectId, interface);
-    change.insert_u32(kStatus, status);
+    change.insert_u32(interfaces::Status, status);
     return change;
 }
 
@@ -97,10 +94,11 @@ std::vector<tn::message> missedStatusChanges() {
         return changes;
     }
     forEachInterface([&](uint32_t interface, uint32_t status) {
-        const bool isUp = (status & kUp) != 0;
-        if (isUp != ((status & kOperational) != 0)) return;
+        const bool isUp = (status & interfaces::status::Up) != 0;
+        if (isUp != ((status & interfaces::status::Operational) != 0)) return;
         const auto known = ifStateMap.find(interface);
-        const bool wasUp = known != ifStateMap.end() && (known->second & kUp) != 0;  // what is seeded has no other bit
+        // Up alone decides: a seeded state has no other bit that is reported.
+        const bool wasUp = known != ifStateMap.end() && (known->second & interfaces::status::Up) != 0;
         if (isUp != wasUp) changes.push_back(statusChange(interface, status));
     });
     return changes;
@@ -108,36 +106,37 @@ std::vector<tn::message> missedStatusChanges() {
 
 void interfaceSubscribe() {
     trapMakers.push_back(interfaceTrapMaker);
-    tn::getLooper()->subscribe(kInterfaces, kStatusChanged, notifyFilterMsg());
+    tn::getLooper()->subscribe(interfaces::kPath, interfaces::kStatusChanged, notifyFilterMsg());
 }
 
 void interfaceUnSubscribe() {
     const auto maker = std::ranges::find(trapMakers, &interfaceTrapMaker);
     if (maker != trapMakers.end()) trapMakers.erase(maker);
-    tn::getLooper()->unsubscribe(kInterfaces, kStatusChanged, notifyFilterMsg());
+    tn::getLooper()->unsubscribe(interfaces::kPath, interfaces::kStatusChanged, notifyFilterMsg());
 }
 
 bool interfaceTrapMaker(std::vector<VariableBinding>& bindings, const tn::message& message, OID& trapOid,
                         unsigned int& generic, unsigned int& specific) {
-    if (message.get_u32_array(tn::field::Source) != kInterfaces) return false;
-    if (!message.has(kStatus) || !message.has(tn::field::ObjectId)) return false;
+    if (!std::ranges::equal(message.get_u32_array(tn::field::Source), interfaces::kPath)) return false;
+    if (!message.has(interfaces::Status) || !message.has(tn::field::ObjectId)) return false;
     const uint32_t interface = message.get_u32(tn::field::ObjectId);
     if (!isWanted(interface)) {
         sout << "trap filtred";
         return false;
     }
-    const uint32_t state = message.get_u32(kStatus) & (kUp | kOperational);
+    const uint32_t state =
+        message.get_u32(interfaces::Status) & (interfaces::status::Up | interfaces::status::Operational);
     if (!noteState(interface, state)) {
         sout << "same status";
         return false;
     }
-    const bool isUp = (state & kUp) != 0;
+    const bool isUp = (state & interfaces::status::Up) != 0;
     trapOid = isUp ? OID{1, 3, 6, 1, 6, 3, 1, 1, 5, 4} : OID{1, 3, 6, 1, 6, 3, 1, 1, 5, 3};
     generic = isUp ? generic_trap::LinkUp : generic_trap::LinkDown;
     specific = 0;
     bindings.push_back({kIfIndex, tag::Integer, std::to_string(interface)});
     bindings.push_back({kIfAdminStatus, tag::Integer, upOrDown(isUp)});
-    bindings.push_back({kIfOperStatus, tag::Integer, upOrDown((state & kOperational) != 0)});
+    bindings.push_back({kIfOperStatus, tag::Integer, upOrDown((state & interfaces::status::Operational) != 0)});
     return true;
 }
 

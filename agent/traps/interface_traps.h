@@ -11,9 +11,6 @@
 
 namespace snmp {
 
-/// The interface owner's notification that an interface's status has changed.
-constexpr uint32_t kStatusChanged = 0x10004;
-
 /// Interface id to the last status bits reported. Above kMaxStates entries, interfaces that are down or gone are
 /// dropped, lowest id first.
 constexpr size_t kMaxStates = 1024;
@@ -22,22 +19,23 @@ extern std::map<uint32_t, uint32_t> ifStateMap;
 /// The interfaces whose changes give traps, as the settings name them. Empty, or with 0 in it: every one.
 extern std::set<uint32_t> interfaceFilter;
 
-/// Notes the state of every interface that isn't known yet and gives traps, so that one that was down and tells so
-/// after the agent's start makes no trap.
+/// Records the state of every interface that gives traps and isn't known yet, so that one which was down at the agent's
+/// start makes no linkDown trap.
 void seedLinkStates();
 
-/// What the interface owner would have told while it was away: a kStatusChanged notification of each interface that
-/// isn't any more as it was last known, up or down. One that is half way, with carrier and not operational or the other
-/// way round, is left out: the owner tells what becomes of it. So is one that has gone. None, the states being seeded,
-/// when the owner wasn't there to be asked at the agent's start.
+/// The status notifications missed while the interface owner was away: one for each interface that has gone up or down
+/// since it was last known. Left out are interfaces that have gone, and those in a transitional state (with carrier and
+/// not operational, or the reverse), whose outcome the owner reports. None if the owner was unreachable at the agent's
+/// start; the states are then seeded.
 [[nodiscard]] std::vector<tn::message> missedStatusChanges();
 
-// The trap generator "interfaces": asks the interface owner for its status notifications, and stops asking.
+// The trap generator "interfaces": subscribes to the interface owner's status notifications, and unsubscribes.
 void interfaceSubscribe();
 void interfaceUnSubscribe();
 
-/// linkUp and linkDown (RFC 2863), made of the interface owner's status notifications; one that tells nothing new makes
-/// none. The names of the bindings carry no index: which interface it is stands in the value of ifIndex.
+/// Makes linkUp and linkDown (RFC 2863) from the interface owner's status notifications. False, with no trap, for other
+/// messages, for interfaces that the filter excludes, and for a status already reported. The names of the bindings
+/// carry no index: the value of ifIndex identifies the interface.
 bool interfaceTrapMaker(std::vector<VariableBinding>& bindings, const tn::message& message, OID& trapOid,
                         unsigned int& generic, unsigned int& specific);
 

@@ -1,6 +1,7 @@
 #include "agent/traps/trap_generators.h"
 
 #include "agent/log.h"
+#include "contracts/interfaces.h"
 
 namespace snmp {
 
@@ -24,8 +25,8 @@ void restartSubscribers(const std::vector<uint32_t>& wanted) {
 
 tn::message notifyFilterMsg() {
     tn::message filter;
-    filter.insert_u32(0x10002, 0);    // no flags unwanted
-    filter.insert_u32(0x10003, 128);  // status bits wanted
+    filter.insert_u32(contracts::interfaces::Flags, 0);  // excludes none
+    filter.insert_u32(contracts::interfaces::Status, contracts::interfaces::kStatusChanges);
     return filter;
 }
 

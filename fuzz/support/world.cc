@@ -3,6 +3,7 @@
 #include "agent/mib/branch.h"
 #include "agent/modules/interface_module.h"
 #include "agent/modules/system_module.h"
+#include "contracts/interfaces.h"
 #include "tn/log.h"
 
 World::World() {
@@ -16,8 +17,8 @@ World::World() {
         agent_->addHandler(path, owner);
     }
     for (uint32_t id = 1; id <= 20; ++id) {
-        interfaces_.row(id).insert_string(0x10006, "if" + std::to_string(id));
-        interfaces_.row(id).insert_u64(0x100fc, uint64_t{id} << 40);
+        interfaces_.row(id).insert_string(contracts::interfaces::Name, "if" + std::to_string(id));
+        interfaces_.row(id).insert_u64(contracts::interfaces::InOctets, uint64_t{id} << 40);
         disks_.row(id).insert_u32(5, id);
     }
     snmp::start_system_module();

@@ -6,9 +6,12 @@
 
 #include <optional>
 
+#include "contracts/addresses.h"
 #include "hostd/netlink/ipv4_mask.h"
 
 namespace hostd {
+
+namespace addresses = contracts::addresses;
 
 namespace {
 
@@ -41,7 +44,7 @@ RowKey AddressKey::row() const {
 
 AddressKey AddressKey::least(const RowKey& row) { return {.address = row.u32(0)}; }
 
-Addresses::Addresses() : KernelTable({address::Address}, {"addresses", RTMGRP_IPV4_IFADDR, requestAddresses}) {}
+Addresses::Addresses() : KernelTable({addresses::Address}, {"addresses", RTMGRP_IPV4_IFADDR, requestAddresses}) {}
 
 void Addresses::take(const nlmsghdr& message, uint64_t) {
     if (message.nlmsg_type != RTM_NEWADDR && message.nlmsg_type != RTM_DELADDR) return;
@@ -54,9 +57,9 @@ void Addresses::take(const nlmsghdr& message, uint64_t) {
 }
 
 void Addresses::write(const AddressKey& key, const std::monostate&, tn::message& item) const {
-    item.insert_be32(address::Address, key.address);
-    item.insert_be32(address::Mask, maskOf(key.prefix));
-    item.insert_u32(address::IfIndex, key.ifindex);
+    item.insert_be32(addresses::Address, key.address);
+    item.insert_be32(addresses::Mask, maskOf(key.prefix));
+    item.insert_u32(addresses::Interface, key.ifindex);
 }
 
 }  // namespace hostd

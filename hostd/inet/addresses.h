@@ -24,8 +24,9 @@ struct AddressKey {
     [[nodiscard]] bool sharesRow(const AddressKey& other) const { return address == other.address; }
 };
 
-/// {20, 1}: the IPv4 addresses of this host, ordered by address. One that stands on several interfaces, or several
-/// times on one, is shown once: on the interface with the lowest index, with its shortest prefix there.
+/// {20, 1}: the IPv4 addresses of this host, ordered by address. contracts/addresses.h has the fields. One that stands
+/// on several interfaces, or several times on one, is shown once: on the interface with the lowest index, with its
+/// shortest prefix there.
 class Addresses : public KernelTable<AddressKey, std::monostate> {
   public:
     Addresses();
@@ -34,13 +35,5 @@ class Addresses : public KernelTable<AddressKey, std::monostate> {
   private:
     void write(const AddressKey& key, const std::monostate&, tn::message& item) const override;
 };
-
-/// The contract of {20, 1}. All rows are in force, those of an interface that is down too.
-namespace address {
-//                                  source
-constexpr tn::be32_id Address{1};  // IFA_LOCAL; the key
-constexpr tn::be32_id Mask{3};     // ifa_prefixlen
-constexpr tn::u32_id IfIndex{5};   // ifa_index
-}  // namespace address
 
 }  // namespace hostd

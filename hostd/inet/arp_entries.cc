@@ -8,7 +8,11 @@
 #include <algorithm>
 #include <optional>
 
+#include "contracts/addresses.h"
+
 namespace hostd {
+
+namespace arp = contracts::arp;
 
 namespace {
 
@@ -37,7 +41,7 @@ RowKey ArpKey::row() const {
 ArpKey ArpKey::least(const RowKey& row) { return {.ifindex = row.u32(0), .address = row.u32(4)}; }
 
 ArpEntries::ArpEntries()
-    : KernelTable({arp::IfIndex, arp::Address}, {"ARP entries", RTMGRP_NEIGH, requestNeighbours}) {}
+    : KernelTable({arp::Interface, arp::Address}, {"ARP entries", RTMGRP_NEIGH, requestNeighbours}) {}
 
 void ArpEntries::take(const nlmsghdr& message, uint64_t) {
     if (message.nlmsg_type != RTM_NEWNEIGH && message.nlmsg_type != RTM_DELNEIGH) return;
@@ -66,7 +70,7 @@ void ArpEntries::write(const ArpKey& key, const ArpEntry& entry, tn::message& it
     if (entry.state == ArpEntry::State::Dynamic) item.insert_bool(arp::Dynamic, true);
     if (entry.state == ArpEntry::State::Invalid) item.insert_bool(tn::field::Invalid, true);
     item.insert_be32(arp::Address, key.address);
-    item.insert_u32(arp::IfIndex, key.ifindex);
+    item.insert_u32(arp::Interface, key.ifindex);
     if (entry.size > 0) item.insert_raw(arp::LinkAddress, std::span(entry.linkAddress).first(entry.size));
 }
 

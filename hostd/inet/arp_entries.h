@@ -33,8 +33,8 @@ struct ArpEntry {
     std::array<uint8_t, kMostAddress> linkAddress{};
 };
 
-/// {20, 8}: the IPv4 neighbours (ARP), ordered by (interface, address). Left out are those that need no ARP: of
-/// loopback and of tunnels, multicast, and broadcast addresses.
+/// {20, 8}: the IPv4 neighbours (ARP), ordered by (interface, address). contracts/addresses.h has the fields. Left out
+/// are those that need no ARP: of loopback and of tunnels, multicast, and broadcast addresses.
 ///
 /// A neighbour that is being asked for shows once it answered, or after about three seconds that it didn't: the
 /// kernel doesn't tell of it before.
@@ -46,15 +46,5 @@ class ArpEntries : public KernelTable<ArpKey, ArpEntry> {
   private:
     void write(const ArpKey& key, const ArpEntry& entry, tn::message& item) const override;
 };
-
-/// The contract of {20, 8}. A row that is neither Invalid nor Dynamic was put there by the administrator.
-namespace arp {
-//                                       source
-constexpr tn::be32_id Address{1};         // NDA_DST; the second part of the key
-constexpr tn::raw_id LinkAddress{2};      // NDA_LLADDR; absent when there is none
-constexpr tn::u32_id IfIndex{3};          // ndm_ifindex; the first part of the key
-constexpr tn::bool_id Dynamic{0xfe0007};  // NUD_REACHABLE, NUD_STALE, NUD_DELAY, NUD_PROBE
-// field::Invalid                          NUD_FAILED, NUD_INCOMPLETE
-}  // namespace arp
 
 }  // namespace hostd

@@ -6,7 +6,11 @@
 
 #include <algorithm>
 
+#include "contracts/bridge.h"
+
 namespace hostd {
+
+namespace bridge = contracts::bridge;
 
 namespace {
 
@@ -31,7 +35,7 @@ ForwardingKey ForwardingKey::least(const RowKey& row) {
 }
 
 Forwarding::Forwarding()
-    : KernelTable({forwarding::Bridge, KeyField(forwarding::Mac, std::tuple_size_v<MacAddress>)},
+    : KernelTable({bridge::Bridge, KeyField(bridge::Mac, std::tuple_size_v<MacAddress>)},
                   {"forwarding entries", RTMGRP_NEIGH, requestEntries}) {}
 
 void Forwarding::take(const nlmsghdr& message, uint64_t) {
@@ -52,10 +56,10 @@ void Forwarding::take(const nlmsghdr& message, uint64_t) {
 }
 
 void Forwarding::write(const ForwardingKey& key, const ForwardingEntry& entry, tn::message& item) const {
-    if (entry.isLocal) item.insert_bool(forwarding::Local, true);
-    item.insert_u32(forwarding::Port, entry.port);
-    item.insert_u32(forwarding::Bridge, key.bridge);
-    item.insert_raw(forwarding::Mac, key.mac);
+    if (entry.isLocal) item.insert_bool(bridge::Local, true);
+    item.insert_u32(bridge::Port, entry.port);
+    item.insert_u32(bridge::Bridge, key.bridge);
+    item.insert_raw(bridge::Mac, key.mac);
 }
 
 }  // namespace hostd

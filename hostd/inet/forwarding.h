@@ -31,8 +31,9 @@ struct ForwardingEntry {
     bool isLocal = false;
 };
 
-/// {16, 3}: where the bridges forward frames to, ordered by (bridge, address). An address known in several VLANs of a
-/// bridge is shown once, as in the lowest of them; the entry without a VLAN comes before these.
+/// {16, 3}: where the bridges forward frames to, ordered by (bridge, address). contracts/bridge.h has the fields. An
+/// address known in several VLANs of a bridge is shown once, as in the lowest of them; the entry without a VLAN comes
+/// before these.
 class Forwarding : public KernelTable<ForwardingKey, ForwardingEntry> {
   public:
     Forwarding();
@@ -41,14 +42,5 @@ class Forwarding : public KernelTable<ForwardingKey, ForwardingEntry> {
   private:
     void write(const ForwardingKey& key, const ForwardingEntry& entry, tn::message& item) const override;
 };
-
-/// The contract of {16, 3}.
-namespace forwarding {
-//                               source
-constexpr tn::u32_id Port{1};    // ndm_ifindex: the port's, or the bridge's own
-constexpr tn::raw_id Mac{2};     // NDA_LLADDR, 6 octets; the second part of the key
-constexpr tn::bool_id Local{4};  // NUD_PERMANENT: an address of the bridge or of its port; absent for others
-constexpr tn::u32_id Bridge{5};  // NDA_MASTER; the first part of the key
-}  // namespace forwarding
 
 }  // namespace hostd

@@ -5,11 +5,14 @@
 
 #include <bit>
 
+#include "contracts/routes.h"
 #include "hostd/netlink/ipv4_mask.h"
 #include "tn/looper.h"
 #include "tn/sources.h"
 
 namespace hostd {
+
+namespace routes = contracts::routes;
 
 namespace {
 
@@ -22,20 +25,20 @@ bool discards(uint8_t type) {
 }
 
 uint32_t kindOf(const RouteEntry& entry) {
-    if (discards(entry.type)) return route_kind::Discarding;
-    if (!entry.hasGateway && entry.link != 0) return route_kind::Connected;
+    if (discards(entry.type)) return routes::kind::Discarding;
+    if (!entry.hasGateway && entry.link != 0) return routes::kind::Connected;
     switch (entry.protocol) {
         case RTPROT_STATIC:
         case RTPROT_BOOT:
-            return route_kind::Static;
+            return routes::kind::Static;
         case RTPROT_RIP:
-            return route_kind::Rip;
+            return routes::kind::Rip;
         case RTPROT_OSPF:
-            return route_kind::Ospf;
+            return routes::kind::Ospf;
         case RTPROT_BGP:
-            return route_kind::Bgp;
+            return routes::kind::Bgp;
         default:
-            return route_kind::Other;
+            return routes::kind::Other;
     }
 }
 
@@ -54,7 +57,7 @@ const RouteEntry& entryOf(uint64_t row) { return *reinterpret_cast<const RouteEn
 
 }  // namespace
 
-Routes::Routes() : OwnerTable({route::Destination, route::Mask, route::Gateway}) {}
+Routes::Routes() : OwnerTable({routes::Destination, routes::Mask, routes::Gateway}) {}
 
 Routes::~Routes() {
     tn::Looper* looper = tn::getLooper();
@@ -134,13 +137,13 @@ void Routes::writeRow(Row row, tn::message& item) const {
     const uint32_t kind = kindOf(entry);
     // In the order in which a message takes fields without looking for them: by kind, then by number.
     item.reserve(7);
-    item.insert_be32(route::Destination, entry.destination);
-    item.insert_be32(route::Mask, maskOf(entry.length));
-    item.insert_be32(route::Gateway, entry.gateway);
-    item.insert_u32(route::Kind, kind);
-    item.insert_u32(route::Distance, entry.metric);
-    if (kind != route_kind::Connected) item.insert_be32_array(route::Gateways, {{entry.gateway}});
-    item.insert_u32_array(route::Links, {entry.link});
+    item.insert_be32(routes::Destination, entry.destination);
+    item.insert_be32(routes::Mask, maskOf(entry.length));
+    item.insert_be32(routes::Gateway, entry.gateway);
+    item.insert_u32(routes::Kind, kind);
+    item.insert_u32(routes::Distance, entry.metric);
+    if (kind != routes::kind::Connected) item.insert_be32_array(routes::Gateways, {{entry.gateway}});
+    item.insert_u32_array(routes::Interfaces, {entry.link});
 }
 
 }  // namespace hostd

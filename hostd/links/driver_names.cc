@@ -1,5 +1,7 @@
 #include "hostd/links/driver_names.h"
 
+#include <linux/ethtool_netlink.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>

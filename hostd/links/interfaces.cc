@@ -9,12 +9,15 @@
 #include <cstring>
 #include <utility>
 
+#include "contracts/interfaces.h"
 #include "hostd/log.h"
 #include "hostd/netlink/netlink.h"
 #include "tn/looper.h"
 #include "tn/sources.h"
 
 namespace hostd {
+
+namespace interfaces = contracts::interfaces;
 
 namespace {
 
@@ -51,8 +54,8 @@ Interfaces::Interfaces(const std::string& sysfs, LinkSwitch switcher, DriverSour
              }),
       monitor_(links_),
       drivers_(std::move(drivers)) {
-    policySet().add_policy(interface::kList, tn::right::Reading);
-    policySet().add_policy(interface::kSpeed, tn::right::Reading);
+    policySet().add_policy(interfaces::kList, tn::right::Reading);
+    policySet().add_policy(interfaces::kGetSpeed, tn::right::Reading);
 }
 
 Interfaces::~Interfaces() {
@@ -95,38 +98,38 @@ void Interfaces::listRow(uint32_t id, tn::message& row) const {
     const Link& link = *links_.find(id);
     const rtnl_link_stats64& counters = link.counters;
     // In the order in which a message takes fields without looking for them: by kind, then by number.
-    if (link.isRunning()) row.insert_bool(interface::Running, true);
+    if (link.isRunning()) row.insert_bool(interfaces::Running, true);
     if (!link.isEnabled()) row.insert_bool(tn::field::Disabled, true);
-    if (link.bridgePriority) row.insert_u32(interface::Priority, *link.bridgePriority);
-    if (link.kind == link_kind::Vlan && link.lower != 0) row.insert_u32(interface::Parent, link.lower);
-    row.insert_u32(interface::Kind, link.kind);
-    row.insert_u32(interface::Flags, 0);
-    row.insert_u32(interface::Status, link.status());
-    row.insert_u32(interface::Mtu, link.mtu);
+    if (link.bridgePriority) row.insert_u32(interfaces::Priority, *link.bridgePriority);
+    if (link.kind == interfaces::kind::Vlan && link.lower != 0) row.insert_u32(interfaces::Parent, link.lower);
+    row.insert_u32(interfaces::Kind, link.kind);
+    row.insert_u32(interfaces::Flags, 0);
+    row.insert_u32(interfaces::Status, link.status());
+    row.insert_u32(interfaces::Mtu, link.mtu);
     if (link.countersAt != 0) {
-        row.insert_u32(interface::InDiscards, low(counters.rx_dropped + counters.rx_missed_errors));
-        row.insert_u32(interface::OutDiscards, low(counters.tx_dropped));
-        row.insert_u32(interface::InErrors, low(counters.rx_errors));
-        row.insert_u32(interface::OutErrors, low(counters.tx_errors));
+        row.insert_u32(interfaces::InDiscards, low(counters.rx_dropped + counters.rx_missed_errors));
+        row.insert_u32(interfaces::OutDiscards, low(counters.tx_dropped));
+        row.insert_u32(interfaces::InErrors, low(counters.rx_errors));
+        row.insert_u32(interfaces::OutErrors, low(counters.tx_errors));
         static const DriverCounters kNone;
         insertCounters(row, counters, link.hasDriver ? drivers_.counters(id) : &kNone);
-        row.insert_u64(interface::InOctets, counters.rx_bytes);
-        row.insert_u64(interface::OutOctets, counters.tx_bytes);
-        row.insert_u64(interface::InUnicast, counters.rx_packets);
-        row.insert_u64(interface::OutUnicast, counters.tx_packets);
+        row.insert_u64(interfaces::InOctets, counters.rx_bytes);
+        row.insert_u64(interfaces::OutOctets, counters.tx_bytes);
+        row.insert_u64(interfaces::InUnicast, counters.rx_packets);
+        row.insert_u64(interfaces::OutUnicast, counters.tx_packets);
     }
-    row.insert_string(interface::Name, link.name);
+    row.insert_string(interfaces::Name, link.name);
     if (!link.alias.empty()) row.insert_string(tn::field::Comment, link.alias);
-    if (!link.address.empty()) row.insert_raw(interface::Mac, link.address);
+    if (!link.address.empty()) row.insert_raw(interfaces::Mac, link.address);
 }
 
 void Interfaces::briefRow(uint32_t id, tn::message& row) const {
-    row.insert_u32(interface::Flags, 0);
-    row.insert_u32(interface::Status, links_.find(id)->status());
+    row.insert_u32(interfaces::Flags, 0);
+    row.insert_u32(interfaces::Status, links_.find(id)->status());
 }
 
 bool Interfaces::isIdWanted(uint32_t id, const tn::message& request) const {
-    return !request.has(interface::Kind) || request.get_u32(interface::Kind) == links_.find(id)->kind;
+    return !request.has(interfaces::Kind) || request.get_u32(interfaces::Kind) == links_.find(id)->kind;
 }
 
 tn::message Interfaces::setRow(uint32_t id, const tn::message& request) {
@@ -146,9 +149,9 @@ tn::message Interfaces::setRow(uint32_t id, const tn::message& request) {
 
 tn::message Interfaces::cmdUnknown(const tn::message& request, uint32_t command) {
     switch (command) {
-        case interface::kList:
+        case interfaces::kList:
             return page(request, Detail::Brief);
-        case interface::kSpeed:
+        case interfaces::kGetSpeed:
             return speedOf(request);
         default:
             return IdTable::cmdUnknown(request, command);
@@ -165,13 +168,13 @@ tn::message Interfaces::speedOf(const tn::message& request) {
     drivers_.ask();
     switch (drivers_.speed(driven->index).value_or(0)) {
         case 10:
-            reply.insert_u32(interface::SpeedClass, 1);
+            reply.insert_u32(interfaces::SpeedSelector, interfaces::speed_selector::Mbit10);
             break;
         case 100:
-            reply.insert_u32(interface::SpeedClass, 2);
+            reply.insert_u32(interfaces::SpeedSelector, interfaces::speed_selector::Mbit100);
             break;
         case 1000:
-            reply.insert_u32(interface::SpeedClass, 3);
+            reply.insert_u32(interfaces::SpeedSelector, interfaces::speed_selector::Mbit1000);
             break;
         default:
             break;
@@ -181,11 +184,11 @@ tn::message Interfaces::speedOf(const tn::message& request) {
 
 void Interfaces::tell(uint32_t id, const std::string& name, uint32_t status) {
     tn::message changed;
-    changed.insert_u32(interface::Flags, 0);
-    changed.insert_u32(interface::Status, status);
+    changed.insert_u32(interfaces::Flags, 0);
+    changed.insert_u32(interfaces::Status, status);
     changed.insert_u32(tn::field::ObjectId, id);
-    changed.insert_string(interface::Name, name);
-    notify(interface::kStatusChanged, changed);
+    changed.insert_string(interfaces::Name, name);
+    notify(interfaces::kStatusChanged, changed);
 }
 
 void Interfaces::tellLastingLater() {
@@ -204,9 +207,9 @@ void Interfaces::tellLastingLater() {
 }
 
 bool Interfaces::shouldNotify(const tn::message& filter, const tn::message& notification) {
-    const uint32_t wanted = filter.get_u32(interface::Status, interface::kStatusChanges);
-    const uint32_t unwanted = filter.get_u32(interface::Flags);
-    return (wanted & interface::kStatusChanges) != 0 && (notification.get_u32(interface::Flags) & unwanted) == 0;
+    const uint32_t wanted = filter.get_u32(interfaces::Status, interfaces::kStatusChanges);
+    const uint32_t unwanted = filter.get_u32(interfaces::Flags);
+    return (wanted & interfaces::kStatusChanges) != 0 && (notification.get_u32(interfaces::Flags) & unwanted) == 0;
 }
 
 }  // namespace hostd

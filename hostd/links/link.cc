@@ -12,9 +12,12 @@
 #include <cstring>
 #include <string_view>
 
+#include "contracts/interfaces.h"
 #include "hostd/netlink/netlink.h"
 
 namespace hostd {
+
+namespace interfaces = contracts::interfaces;
 
 namespace {
 
@@ -25,16 +28,16 @@ struct KindName {
     uint32_t kind;
 };
 constexpr std::array kKinds = {
-    KindName{"bridge", link_kind::Bridge},    KindName{"vlan", link_kind::Vlan},
-    KindName{"gre", link_kind::Tunnel},       KindName{"gretap", link_kind::Tunnel},
-    KindName{"ip6gre", link_kind::Tunnel},    KindName{"ip6gretap", link_kind::Tunnel},
-    KindName{"erspan", link_kind::Tunnel},    KindName{"ip6erspan", link_kind::Tunnel},
-    KindName{"ipip", link_kind::Tunnel},      KindName{"ip6tnl", link_kind::Tunnel},
-    KindName{"sit", link_kind::Tunnel},       KindName{"vti", link_kind::Tunnel},
-    KindName{"vti6", link_kind::Tunnel},      KindName{"xfrm", link_kind::Tunnel},
-    KindName{"vxlan", link_kind::Tunnel},     KindName{"geneve", link_kind::Tunnel},
-    KindName{"wireguard", link_kind::Tunnel}, KindName{"gtp", link_kind::Tunnel},
-    KindName{"bareudp", link_kind::Tunnel},   KindName{"ppp", link_kind::Ppp},
+    KindName{"bridge", interfaces::kind::Bridge},    KindName{"vlan", interfaces::kind::Vlan},
+    KindName{"gre", interfaces::kind::Tunnel},       KindName{"gretap", interfaces::kind::Tunnel},
+    KindName{"ip6gre", interfaces::kind::Tunnel},    KindName{"ip6gretap", interfaces::kind::Tunnel},
+    KindName{"erspan", interfaces::kind::Tunnel},    KindName{"ip6erspan", interfaces::kind::Tunnel},
+    KindName{"ipip", interfaces::kind::Tunnel},      KindName{"ip6tnl", interfaces::kind::Tunnel},
+    KindName{"sit", interfaces::kind::Tunnel},       KindName{"vti", interfaces::kind::Tunnel},
+    KindName{"vti6", interfaces::kind::Tunnel},      KindName{"xfrm", interfaces::kind::Tunnel},
+    KindName{"vxlan", interfaces::kind::Tunnel},     KindName{"geneve", interfaces::kind::Tunnel},
+    KindName{"wireguard", interfaces::kind::Tunnel}, KindName{"gtp", interfaces::kind::Tunnel},
+    KindName{"bareudp", interfaces::kind::Tunnel},   KindName{"ppp", interfaces::kind::Ppp},
 };
 
 // Kinds whose IFLA_LINK is the device underneath. For a veth it is the peer, for a switch port the CPU's link.
@@ -51,18 +54,18 @@ uint32_t kindOf(std::string_view infoKind, unsigned hardware) {
     if (known != kKinds.end()) return known->kind;
     switch (hardware) {
         case ARPHRD_ETHER:
-            return link_kind::Ethernet;
+            return interfaces::kind::Ethernet;
         case ARPHRD_PPP:
-            return link_kind::Ppp;
+            return interfaces::kind::Ppp;
         case ARPHRD_NONE:  // tun, and other layer 3 devices without a header of their own
         case ARPHRD_TUNNEL:
         case ARPHRD_TUNNEL6:
         case ARPHRD_SIT:
         case ARPHRD_IPGRE:
         case ARPHRD_IP6GRE:
-            return link_kind::Tunnel;
+            return interfaces::kind::Tunnel;
         default:
-            return link_kind::Other;
+            return interfaces::kind::Other;
     }
 }
 
@@ -72,14 +75,14 @@ void readInfo(const nlattr* info, unsigned hardware, Link& link) {
     link.kind = kindOf(kind, hardware);
     link.hasDriver = hardware == ARPHRD_ETHER && (kind.empty() || isIn(kDriven, kind));
     if (!isIn(kStacked, kind)) link.lower = 0;
-    if (link.kind != link_kind::Bridge) return;
+    if (link.kind != interfaces::kind::Bridge) return;
     const Attributes<IFLA_BR_MAX> bridge(attributes[IFLA_INFO_DATA]);
     if (const auto priority = bridge.number<uint16_t>(IFLA_BR_PRIORITY)) link.bridgePriority = *priority;
 }
 
 /// The loopback has an address of zeros, and an IP tunnel the IP address of its own end: these are none.
 void readAddress(std::span<const uint8_t> address, Link& link) {
-    const bool isIp = link.kind == link_kind::Tunnel && address.size() != ETH_ALEN;
+    const bool isIp = link.kind == interfaces::kind::Tunnel && address.size() != ETH_ALEN;
     const bool isNone = isIp || address.size() > kMostAddress || std::ranges::count(address, 0) == std::ssize(address);
     link.address.assign(address.begin(), isNone ? address.begin() : address.end());
 }
@@ -101,8 +104,8 @@ bool Link::isRunning() const { return isEnabled() && (flags & IFF_RUNNING) != 0;
 
 uint32_t Link::status() const {
     uint32_t status = 0;
-    if (isEnabled() && (flags & IFF_LOWER_UP) != 0) status |= link_status::Up;
-    if (isRunning()) status |= link_status::Operational;
+    if (isEnabled() && (flags & IFF_LOWER_UP) != 0) status |= interfaces::status::Up;
+    if (isRunning()) status |= interfaces::status::Operational;
     return status;
 }
 

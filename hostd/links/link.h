@@ -8,29 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "contracts/interfaces.h"
+
 namespace hostd {
 
-/// What sort of interface a link is, in the numbers of the contract of {20, 0}.
-namespace link_kind {
-constexpr uint32_t Other = 0;     // loopback and what has no number of its own
-constexpr uint32_t Ethernet = 1;  // frames of Ethernet and none of the sorts below: devices, veth, macvlan, tap, bond
-constexpr uint32_t Wireless = 5;
-constexpr uint32_t Ppp = 10;
-constexpr uint32_t Bridge = 12;
-constexpr uint32_t Tunnel = 17;
-constexpr uint32_t Vlan = 30;
-}  // namespace link_kind
-
-/// Bits of a link's status.
-namespace link_status {
-constexpr uint32_t Up = 0x100;           // enabled, and with carrier
-constexpr uint32_t Operational = 0x400;  // can pass packets (RFC 2863, ifOperStatus up)
-}  // namespace link_status
-
-/// A network interface, as the kernel last told.
+/// A network interface, as the kernel last reported it.
 struct Link {
     uint32_t index = 0;
-    uint32_t kind = link_kind::Other;
+    uint32_t kind = contracts::interfaces::kind::Other;
     uint32_t flags = 0;  ///< net_device_flags of <linux/if.h>
     uint32_t mtu = 0;
     uint32_t lower = 0;  ///< index of the link under it; 0 if there is none or it is in another namespace
@@ -45,7 +30,7 @@ struct Link {
 
     [[nodiscard]] bool isEnabled() const;
     [[nodiscard]] bool isRunning() const;
-    [[nodiscard]] uint32_t status() const;  ///< bits of link_status
+    [[nodiscard]] uint32_t status() const;  ///< bits of contracts::interfaces::status
 };
 
 /// Reads RTM_NEWLINK (rtnetlink(7)) into a link; what the message doesn't tell stays. False, the link as it was, for a

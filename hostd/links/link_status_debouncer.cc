@@ -2,12 +2,16 @@
 
 #include <algorithm>
 
+#include "contracts/interfaces.h"
+
 namespace hostd {
+
+namespace interfaces = contracts::interfaces;
 
 namespace {
 
 bool isHalfWay(uint32_t status) {
-    return ((status & link_status::Up) != 0) != ((status & link_status::Operational) != 0);
+    return ((status & interfaces::status::Up) != 0) != ((status & interfaces::status::Operational) != 0);
 }
 
 }  // namespace

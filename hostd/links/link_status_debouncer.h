@@ -20,8 +20,8 @@ class StatusNews {
 
     explicit StatusNews(Tell tell) : tell_(std::move(tell)) {}
 
-    /// Takes a change of a link's status, in bits of link_status, and tells of it unless it is half way, or the end of
-    /// a way back to what was told last.
+    /// Takes a change of a link's status, in bits of contracts::interfaces::status, and tells of it unless it is half
+    /// way, or the end of a way back to what was told last.
     void changed(const Link& link, uint32_t before, uint32_t status, uint64_t now);
     /// Tells of what has lasted.
     void tellLasting(uint64_t now);

@@ -5,7 +5,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "contracts/interfaces.h"
+
 namespace hostd {
+
+namespace interfaces = contracts::interfaces;
 
 LinkTable::LinkTable(IsWireless isWireless, StatusChanged statusChanged)
     : isWireless_(std::move(isWireless)), statusChanged_(std::move(statusChanged)) {}
@@ -31,16 +35,17 @@ void LinkTable::takeNew(const nlmsghdr& message, uint64_t now) {
     }
     Link& link = *links_[at].link;
     const uint32_t before = link.status();
-    const bool isRadio = link.kind == link_kind::Wireless;
+    const bool isRadio = link.kind == interfaces::kind::Wireless;
     (void)readLink(message, now, link);
-    if (isRadio && link.kind == link_kind::Ethernet) link.kind = link_kind::Wireless;
+    if (isRadio && link.kind == interfaces::kind::Ethernet) link.kind = interfaces::kind::Wireless;
     links_[at].isListed = true;
     ++version_;
     if (link.status() != before) statusChanged_(link, before, link.status());
 }
 
 void LinkTable::insert(size_t at, Link link) {
-    if (link.kind == link_kind::Ethernet && link.hasDriver && isWireless_(link.name)) link.kind = link_kind::Wireless;
+    if (link.kind == interfaces::kind::Ethernet && link.hasDriver && isWireless_(link.name))
+        link.kind = interfaces::kind::Wireless;
     const uint32_t index = link.index;
     const auto entry = links_.insert(links_.begin() + static_cast<std::ptrdiff_t>(at),
                                      {index, true, std::make_unique<Link>(std::move(link))});

@@ -24,15 +24,4 @@ class Neighbors : public WatchedTable<Neighbor> {
     void list(const Neighbor& heard, tn::message& item) const override;
 };
 
-/// The contract of {10, 1}: what the neighbour told by LLDP. What it didn't tell is absent.
-namespace neighbor {
-//                                     source
-constexpr tn::be32_id Address{1};     // first IPv4 management address
-constexpr tn::raw_id Mac{2};          // chassis id, or else port id, when that is a MAC address
-constexpr tn::string_id Version{6};   // system description
-constexpr tn::string_id Identity{7};  // system name, or else chassis id
-constexpr tn::string_id Platform{8};  // maker and model (LLDP-MED inventory)
-constexpr tn::string_id Port{11};     // description of the neighbour's port, or else its id
-}  // namespace neighbor
-
 }  // namespace hostd

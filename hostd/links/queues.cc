@@ -9,11 +9,14 @@
 #include <cstring>
 #include <utility>
 
+#include "contracts/queues.h"
 #include "hostd/log.h"
 #include "hostd/netlink/netlink.h"
 #include "tn/sources.h"
 
 namespace hostd {
+
+namespace queues = contracts::queues;
 
 namespace {
 
@@ -98,28 +101,28 @@ const QueueRows& QueueReadings::rows() const {
 
 void InterfaceQueues::listRow(uint32_t id, tn::message& row) const {
     const InterfaceQueue& queue = rows().at(id);
-    row.insert_u32(queue::Interface, id);
+    row.insert_u32(queues::Interface, id);
     if (queue.sent) {
-        row.insert_u32(queue::SentPackets, low(queue.sent->packets));
-        row.insert_u32(queue::SentDrops, queue.sent->drops);
-        row.insert_u64(queue::SentOctets, queue.sent->octets);
+        row.insert_u32(queues::SentPackets, low(queue.sent->packets));
+        row.insert_u32(queues::SentDrops, queue.sent->drops);
+        row.insert_u64(queues::SentOctets, queue.sent->octets);
     }
     if (queue.received) {
-        row.insert_u32(queue::ReceivedPackets, low(queue.received->packets));
-        row.insert_u32(queue::ReceivedDrops, queue.received->drops);
-        row.insert_u64(queue::ReceivedOctets, queue.received->octets);
+        row.insert_u32(queues::ReceivedPackets, low(queue.received->packets));
+        row.insert_u32(queues::ReceivedDrops, queue.received->drops);
+        row.insert_u64(queues::ReceivedOctets, queue.received->octets);
     }
-    row.insert_string(queue::Name, queue.interface);
+    row.insert_string(queues::Name, queue.interface);
 }
 
 void QueueTree::listRow(uint32_t id, tn::message& row) const {
     const ClassQueue& one = rows().at(id);
-    row.insert_u32(queue::ParentId, one.parentId);
-    row.insert_u32(queue::SentPackets, low(one.counters.packets));
-    row.insert_u32(queue::SentDrops, one.counters.drops);
-    row.insert_u64(queue::SentOctets, one.counters.octets);
-    row.insert_string(queue::Name, one.name);
-    row.insert_string_array(queue::Parent, {one.parent});
+    row.insert_u32(queues::ParentId, one.parentId);
+    row.insert_u32(queues::SentPackets, low(one.counters.packets));
+    row.insert_u32(queues::SentDrops, one.counters.drops);
+    row.insert_u64(queues::SentOctets, one.counters.octets);
+    row.insert_string(queues::Name, one.name);
+    row.insert_string_array(queues::Parent, {one.parent});
 }
 
 }  // namespace hostd

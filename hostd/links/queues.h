@@ -89,22 +89,4 @@ class QueueTree : public QueueTable<&QueueRows::classes> {
     void listRow(uint32_t id, tn::message& row) const override;
 };
 
-/// The contract of {20, 9} and {20, 12}; docs/queues.md has it by column. A queue that isn't there has no counters.
-/// Those of packets and drops are the lower half of the kernel's.
-namespace queue {
-//                                            source
-constexpr tn::string_id Name{2};        // IFLA_IFNAME; of a class with its handle: "eth0 1:10"
-constexpr tn::u64_id SentOctets{200};   // TCA_STATS_BASIC of the root qdisc, or of the class
-constexpr tn::u32_id SentPackets{201};  // the same
-constexpr tn::u32_id SentDrops{213};    // TCA_STATS_QUEUE of it
-// Of {20, 9}
-constexpr tn::u32_id Interface{104};        // tcm_ifindex
-constexpr tn::u64_id ReceivedOctets{300};   // TCA_STATS_BASIC of the ingress qdisc
-constexpr tn::u32_id ReceivedPackets{301};  // the same
-constexpr tn::u32_id ReceivedDrops{313};    // TCA_STATS_QUEUE of it
-// Of {20, 12}
-constexpr tn::u32_id ParentId{1};          // the parent's row; 0 at the top
-constexpr tn::string_array_id Parent{12};  // its name, or the interface's
-}  // namespace queue
-
 }  // namespace hostd

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "contracts/neighbors.h"
 #include "hostd/links/neighbors.h"
 #include "hostd/machine/disk_table.h"
 #include "hostd/machine/processor_loads.h"
@@ -21,6 +22,8 @@
 #include "tn/looper.h"
 
 namespace hostd {
+
+namespace neighbors = contracts::neighbors;
 
 namespace {
 
@@ -129,10 +132,10 @@ TEST(Neighbors, AreThereFromTheFirstWalkOnAndKeepTheirIds) {
     Neighbors table(heard.reader());
     const auto rows = rowsOf(table);
     ASSERT_EQ(rows.size(), 1U);
-    EXPECT_EQ(rows[0].get_be32(neighbor::Address), 0xc0000201U);
-    EXPECT_EQ(rows[0].get_raw(neighbor::Mac).size(), 6U);
-    EXPECT_EQ(rows[0].get_string(neighbor::Version), "OS 1");
-    EXPECT_FALSE(rows[0].has(neighbor::Platform));
+    EXPECT_EQ(rows[0].get_be32(neighbors::Address), 0xc0000201U);
+    EXPECT_EQ(rows[0].get_raw(neighbors::Mac).size(), 6U);
+    EXPECT_EQ(rows[0].get_string(neighbors::Version), "OS 1");
+    EXPECT_FALSE(rows[0].has(neighbors::Platform));
 
     const std::string lengthy(9999, 'b');
     const std::string a = std::to_string(likedIdOf("eth0-a")) + ":";
@@ -145,7 +148,7 @@ TEST(Neighbors, AreThereFromTheFirstWalkOnAndKeepTheirIds) {
     for (const auto& [reading, expected] : cases) {
         heard.gives(reading);
         clock.milliseconds += Neighbors::kMaxAge;
-        EXPECT_EQ(listed(table, neighbor::Identity), expected);
+        EXPECT_EQ(listed(table, neighbors::Identity), expected);
     }
     const int before = heard.readings();
     clock.milliseconds += 60'000;

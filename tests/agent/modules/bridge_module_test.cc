@@ -2,11 +2,16 @@
 
 #include <gmock/gmock.h>
 
+#include "contracts/bridge.h"
+#include "contracts/interfaces.h"
 #include "tests/agent/agent_test.h"
 #include "tests/agent/table_owner.h"
 
 namespace snmp {
 namespace {
+
+namespace bridge = contracts::bridge;
+namespace interfaces = contracts::interfaces;
 
 using testing::IsEmpty;
 
@@ -17,18 +22,22 @@ class BridgeModuleTest : public AgentTest {
   protected:
     BridgeModuleTest() {
         opensCommon();
-        hosts.keyFields = {tn::u32_id{5}, tn::raw_id{2}};
-        agent->addHandler(std::vector<uint32_t>{20, 0}, &interfaces);
-        agent->addHandler(std::vector<uint32_t>{16, 3}, &hosts);
+        hosts.keyFields = {bridge::Bridge, bridge::Mac};
+        agent->addHandler(interfaces::kPath, &interfaces);
+        agent->addHandler(bridge::kForwardingPath, &hosts);
         start_bridge_module();
     }
     /// Interfaces 1 to `count`, of which some are bridges; a bridge's priority is its id.
     void hasInterfaces(uint32_t count, const std::set<uint32_t>& bridges) {
+        namespace kind = interfaces::kind;
         for (uint32_t id = 1; id <= count; ++id)
-            put(interfaces.row(id), {{0x10001, bridges.contains(id) ? 12U : 1U}, {2, id}, {1001, mac(id)}});
+            put(interfaces.row(id), {{interfaces::Kind, bridges.contains(id) ? kind::Bridge : kind::Ethernet},
+                                     {interfaces::Priority, id},
+                                     {interfaces::Mac, mac(id)}});
     }
-    void hasHost(uint32_t bridge, uint32_t last, uint32_t port, bool local = false) {
-        put(hosts.row(bridge << 16 | last), {{1, port}, {2, mac(last)}, {4, local}, {5, bridge}});
+    void hasHost(uint32_t ofBridge, uint32_t last, uint32_t port, bool local = false) {
+        put(hosts.row(ofBridge << 16 | last),
+            {{bridge::Port, port}, {bridge::Mac, mac(last)}, {bridge::Local, local}, {bridge::Bridge, ofBridge}});
     }
     static Raw mac(uint32_t last) { return {2, 0, 0, 0, static_cast<uint8_t>(last >> 8), static_cast<uint8_t>(last)}; }
     static std::string at(uint32_t last) {
@@ -69,7 +78,7 @@ TEST_F(BridgeModuleTest, OnlyTheFirstBridgeIsServed) {
               2U);  // behind the last row, and the first row of the next column
     hosts.requests.clear();
     EXPECT_EQ(next({kFdb + "2.2.0.0.0.0.256"}).bindings[0].value, "6");
-    EXPECT_EQ(hosts.requests.at(0).get_message(tn::field::Key).get_raw(2),
+    EXPECT_EQ(hosts.requests.at(0).get_message(tn::field::Key).get_raw(bridge::Mac),
               mac(0xff));  // not from the start on
 }
 
@@ -87,11 +96,11 @@ TEST_F(BridgeModuleTest, AfterTheFirstBridgeHasGoneTheNextIsServed) {
 TEST_F(BridgeModuleTest, EachGetLooksForTheFirstBridgeFromTheFirstRow) {
     hasInterfaces(100, {70});
     EXPECT_EQ(value(kPriority), "70");
-    interfaces.row(40).insert_u32(0x10001, 12);
+    interfaces.row(40).insert_u32(interfaces::Kind, interfaces::kind::Bridge);
     interfaces.requests.clear();
     EXPECT_EQ(value(kPriority), "40");
     ASSERT_EQ(interfaces.requests.size(), 40U);  // this owner ignores the filter for bridges
-    EXPECT_EQ(interfaces.requests[0].get_u32(0x10001), 12U);
+    EXPECT_EQ(interfaces.requests[0].get_u32(interfaces::Kind), interfaces::kind::Bridge);
     EXPECT_EQ(interfaces.requests[0].get_u32(tn::field::MaxObjects), 1U);
     EXPECT_FALSE(interfaces.requests[0].has(tn::field::Continue));
     EXPECT_EQ(interfaces.requests[39].get_u32(tn::field::Continue), 40U);

@@ -4,22 +4,27 @@
 
 #include "agent/traps/interface_traps.h"
 #include "agent/traps/trap_generators.h"
+#include "contracts/interface_counters.h"
+#include "contracts/interfaces.h"
 #include "tests/agent/agent_test.h"
 #include "tests/agent/table_owner.h"
 
 namespace snmp {
 namespace {
 
+namespace counters = contracts::interface_counters;
+namespace interfaces = contracts::interfaces;
+
 /// Interfaces that also answer with their speed and their listing.
 class InterfaceOwner : public TableOwner {
   public:
     tn::message handle(const tn::message& request, uint32_t rights) override {
         tn::message reply;
-        if (request.get_u32(tn::field::Command) == 0x10001) {
-            reply.insert_u32(1102, speeds[request.get_u32(tn::field::ObjectId)]);
+        if (request.get_u32(tn::field::Command) == interfaces::kGetSpeed) {
+            reply.insert_u32(interfaces::SpeedSelector, speeds[request.get_u32(tn::field::ObjectId)]);
             return reply;
         }
-        if (request.get_u32(tn::field::Command) != 1) return TableOwner::handle(request, rights);
+        if (request.get_u32(tn::field::Command) != interfaces::kList) return TableOwner::handle(request, rights);
         // The listing, one interface in each reply.
         const auto at = rows.lower_bound(request.get_u32(tn::field::Continue));
         if (at == rows.end()) return reply;
@@ -35,10 +40,10 @@ class InterfaceModuleTest : public AgentTest {
     InterfaceModuleTest() {
         opensCommon(true);
         ifStateMap.clear();
-        agent->addHandler(std::vector<uint32_t>{20, 0}, &interfaces);
+        agent->addHandler(interfaces::kPath, &interfaces);
     }
     tn::message& hasInterface(uint32_t id, uint32_t kind) {
-        return put(interfaces.row(id), {{0x10001, kind}, {0x10006, "if" + std::to_string(id)}});
+        return put(interfaces.row(id), {{interfaces::Kind, kind}, {interfaces::Name, "if" + std::to_string(id)}});
     }
     InterfaceOwner interfaces;
     const std::string ifEntry = "1.3.6.1.2.1.2.2.1.", ifXEntry = "1.3.6.1.2.1.31.1.1.1.";
@@ -46,15 +51,15 @@ class InterfaceModuleTest : public AgentTest {
 };
 
 TEST_F(InterfaceModuleTest, ARowShowsWhatTheOwnerSays) {
-    put(hasInterface(7, 12), {{0x10064, 1400U},
-                              {0x1000e, true},
-                              {tn::field::Disabled, true},
-                              {tn::field::Comment, "uplink"},
-                              {1001, Raw{0, 1, 2, 3, 4, 255}},
-                              {0x100fc, 0x100000005UL},
-                              {0x100fd, 6UL},
-                              {0x100fa, 3U}});
-    hasInterface(8, 12);
+    put(hasInterface(7, interfaces::kind::Bridge), {{interfaces::Mtu, 1400U},
+                                                    {interfaces::Running, true},
+                                                    {tn::field::Disabled, true},
+                                                    {tn::field::Comment, "uplink"},
+                                                    {interfaces::Mac, Raw{0, 1, 2, 3, 4, 255}},
+                                                    {interfaces::InOctets, 0x100000005UL},
+                                                    {interfaces::OutOctets, 6UL},
+                                                    {interfaces::InErrors, 3U}});
+    hasInterface(8, interfaces::kind::Bridge);
     start_interface_module();
     EXPECT_EQ(value("1.3.6.1.2.1.2.1.0"), "2");
     EXPECT_EQ(row(ifEntry, {1, 2, 4, 6, 7, 8, 9, 10, 14, 16, 22}, "7"), "7 if7 1400 00 01 02 03 04 FF 2 1 0 5 3 6 0.0");
@@ -68,20 +73,20 @@ TEST_F(InterfaceModuleTest, SpeedAndTypeFollowTheKind) {
                                                       {36, "10000000 1"},   {0, "10000000 1"}};
     uint32_t id = 10;
     for (const auto& [kind, expected] : cases) hasInterface(id++, kind);
-    hasInterface(50, 30).insert_u32(2002, 10);  // a VLAN on the first one
-    hasInterface(51, 1);
+    hasInterface(50, interfaces::kind::Vlan).insert_u32(interfaces::Parent, 10);  // a VLAN on the first one
+    hasInterface(51, interfaces::kind::Ethernet);
     interfaces.speeds = {{10, 3}, {51, 4}};
     start_interface_module();
     id = 10;
     for (const auto& [kind, expected] : cases)
         EXPECT_EQ(row(ifEntry, {5, 3}, std::to_string(id++)), expected) << "kind " << kind;
     EXPECT_EQ(row(ifEntry, {5, 3}, "50"), "1000000000 135");
-    EXPECT_EQ(row(ifEntry, {5, 3}, "51"), "0 6");  // a selector nobody knows
+    EXPECT_EQ(row(ifEntry, {5, 3}, "51"), "0 6");  // no such selector
 }
 
 TEST_F(InterfaceModuleTest, VendorCountersLieWhereTheMapSays) {
     tn::message& m = hasInterface(1, 0);
-    for (uint32_t field = 1100; field <= 1164; ++field) m.insert_u64(field, field);
+    for (size_t i = 0; i < counters::kCount; ++i) m.insert_u64(counters::at(i), counters::at(i).number);
     start_interface_module();
     EXPECT_EQ(row(vendorEntry, {11, 12, 13, 14, 15, 21, 31, 32, 33, 34, 41, 42, 46, 47, 48}, "1"),
               "1162 1161 1164 1163 1137 1143 1116 1144 1105 1107 1114 1100 1104 "
@@ -114,8 +119,8 @@ TEST_F(InterfaceModuleTest, OnlyASetOfIfAdminStatusChangesAnything) {
 
 TEST_F(InterfaceModuleTest, LinkStatesAreSeededFromTheListing) {
     for (const uint32_t id : {1U, 2U, 3U, 4U}) {
-        hasInterface(id, 0).insert_u32(0x10002, id == 2 ? 0x80 : 0);
-        if (id != 3) interfaces.row(id).insert_u32(0x10003, 0x10503);
+        hasInterface(id, 0).insert_u32(interfaces::Flags, id == 2 ? interfaces::kInternal : 0);
+        if (id != 3) interfaces.row(id).insert_u32(interfaces::Status, 0x10503);
     }
     ifStateMap[4] = 1;
     start_interface_module();

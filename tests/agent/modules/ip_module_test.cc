@@ -2,11 +2,19 @@
 
 #include <gmock/gmock.h>
 
+#include "contracts/addresses.h"
+#include "contracts/queues.h"
+#include "contracts/routes.h"
 #include "tests/agent/agent_test.h"
 #include "tests/agent/table_owner.h"
 
 namespace snmp {
 namespace {
+
+namespace addresses = contracts::addresses;
+namespace arp = contracts::arp;
+namespace queues = contracts::queues;
+namespace routes = contracts::routes;
 
 using testing::ElementsAre;
 using testing::SizeIs;
@@ -18,24 +26,32 @@ class IpModuleTest : public AgentTest {
   protected:
     IpModuleTest() {
         opensCommon(true);
-        addresses.keyFields = {tn::be32_id{1}};
-        arpEntries.keyFields = {tn::u32_id{3}, tn::be32_id{1}};
-        routes.keyFields = {tn::be32_id{1}, tn::be32_id{2}, tn::be32_id{3}};
-        const std::pair<std::vector<uint32_t>, TableOwner*> paths[] = {
-            {{20, 1}, &addresses}, {{20, 8}, &arpEntries}, {{44, 1}, &routes}, {{20, 9}, &simple}, {{20, 12}, &tree}};
+        addresses.keyFields = {addresses::Address};
+        arpEntries.keyFields = {arp::Interface, arp::Address};
+        routes.keyFields = {routes::Destination, routes::Mask, routes::Gateway};
+        const std::pair<std::array<uint32_t, 2>, TableOwner*> paths[] = {{addresses::kPath, &addresses},
+                                                                         {arp::kPath, &arpEntries},
+                                                                         {routes::kPath, &routes},
+                                                                         {queues::kInterfacesPath, &simple},
+                                                                         {queues::kTreePath, &tree}};
         for (const auto& [path, table] : paths) agent->addHandler(path, table);
         start_ip_module();
     }
 
     tn::message& address(uint32_t address, uint32_t ifIndex) {
-        return put(addresses.row(address), {{1, Ip4{address}}, {3, Ip4{0xffffff00}}, {5, ifIndex}});
+        return put(
+            addresses.row(address),
+            {{addresses::Address, Ip4{address}}, {addresses::Mask, Ip4{0xffffff00}}, {addresses::Interface, ifIndex}});
     }
     /// A route as its owner lists it: one gateway in each item, none for connected networks.
     tn::message& route(uint32_t dest, uint32_t mask, uint32_t nextHop, uint32_t kind, uint32_t ifIndex = 1) {
-        tn::message& m =
-            put(routes.row(++lastRoute),
-                {{1, Ip4{dest}}, {2, Ip4{mask}}, {3, Ip4{nextHop}}, {5, std::vector{ifIndex}}, {7, kind}, {8, 20U}});
-        if (kind != 2) m.insert_be32_array(4, std::vector{nextHop});
+        tn::message& m = put(routes.row(++lastRoute), {{routes::Destination, Ip4{dest}},
+                                                       {routes::Mask, Ip4{mask}},
+                                                       {routes::Gateway, Ip4{nextHop}},
+                                                       {routes::Interfaces, std::vector{ifIndex}},
+                                                       {routes::Kind, kind},
+                                                       {routes::Distance, 20U}});
+        if (kind != routes::kind::Connected) m.insert_be32_array(routes::Gateways, std::vector{nextHop});
         return m;
     }
     static std::string key(const std::string& dest, const std::string& mask, const std::string& nextHop,
@@ -61,11 +77,11 @@ TEST_F(IpModuleTest, AddressesInForceAreListed) {
 TEST_F(IpModuleTest, NeighborsByInterfaceAndAddress) {
     uint32_t id = 0;
     const auto has = [&](uint32_t ifIndex, uint32_t address, bool invalid, bool dynamic) {
-        put(arpEntries.row(id++), {{3, ifIndex},
-                                   {1, Ip4{address}},
-                                   {2, Raw{2, 0, 0, 0, 0, 255}},
+        put(arpEntries.row(id++), {{arp::Interface, ifIndex},
+                                   {arp::Address, Ip4{address}},
+                                   {arp::LinkAddress, Raw{2, 0, 0, 0, 0, 255}},
                                    {tn::field::Invalid, invalid},
-                                   {0xfe0007, dynamic}});
+                                   {arp::Dynamic, dynamic}});
     };
     has(2, 0x0a000001, false, true);
     has(2, 0xc0000201, true, true);
@@ -104,14 +120,14 @@ TEST_F(IpModuleTest, ARowHasTheColumnsOfItsRoute) {
 
 TEST_F(IpModuleTest, OneItemCanGiveSeveralRowsOrNone) {
     tn::message& several = route(0x0a000000, 0xff000000, 0xc0000201, 3);
-    several.insert_be32_array(4, std::vector{0xc0000201U, 0xc0000202U, 0xc0000203U});
-    several.insert_u32_array(5, {7, 8});
-    several.insert_u32_array(6, {1, 0, 1});
-    route(0x0b000000, 0xff000000, 0xc0000201, 3).remove(tn::u32_array_id{5});   // no interface
-    route(0x0c000000, 0xff000000, 0xc0000201, 3).remove(tn::be32_array_id{4});  // no gateway, not connected
+    several.insert_be32_array(routes::Gateways, std::vector{0xc0000201U, 0xc0000202U, 0xc0000203U});
+    several.insert_u32_array(routes::Interfaces, {7, 8});
+    several.insert_u32_array(routes::Used, {1, 0, 1});
+    route(0x0b000000, 0xff000000, 0xc0000201, 3).remove(routes::Interfaces);  // no interface
+    route(0x0c000000, 0xff000000, 0xc0000201, 3).remove(routes::Gateways);    // no gateway, not connected
     route(0x0d000000, 0xff000000, 0xc0000201, 8).insert_bool(tn::field::Invalid, true);
     route(0x0e000000, 0xff000000, 0x0e000001, 2).insert_bool(tn::field::Disabled, true);
-    route(0x0f000000, 0xff000000, 0x0f000001, 2).remove(tn::u32_array_id{5});  // connected to no interface
+    route(0x0f000000, 0xff000000, 0x0f000001, 2).remove(routes::Interfaces);  // connected to no interface
 
     const std::string mask = "255.0.0.0", column = kCidr + "5.";
     EXPECT_THAT(bulk({kCidr + "5"}, 0, 3).bindings, ElementsAre(number(column + key("10.0.0.0", mask, "192.0.2.1"), 7),
@@ -183,7 +199,7 @@ TEST_F(IpModuleTest, ManyRoutesThatAreNotListedHideNothingBehindThem) {
     route(0x09000000, 0xff000000, 1, 3);
     for (uint32_t i = 0; i < 3000; ++i) {
         tn::message& m = route(0x0a000000 + i, 0xffffffff, 1, 3);
-        if (i % 2 == 0) m.remove(tn::u32_array_id{5});
+        if (i % 2 == 0) m.remove(routes::Interfaces);
         if (i % 2 == 1) m.insert_bool(tn::field::Invalid, true);
     }
     route(0x0b000000, 0xff000000, 1, 3);
@@ -211,31 +227,31 @@ TEST_F(IpModuleTest, ProxyScalarsWrapAsTheirOwnersCountersDo) {
 
 TEST_F(IpModuleTest, QueuesShowWhatTheirOwnersCount) {
     const std::string queues = "1.3.6.1.4.1.49999.1.1.2.";
-    tn::message& m = put(simple.row(5), {{2, "office"},
-                                         {101, Ip4{0xc0000201}},
-                                         {103, Ip4{0xffffffff}},
-                                         {104, 3U},
-                                         {300, 0x100000001UL},
-                                         {200, 0x100000002UL},
-                                         {301, 10U},
-                                         {201, 11U},
-                                         {313, 12U},
-                                         {213, 13U}});
-    m.insert_be32_array(105, std::vector{0x0a000000U, 0xff000000U});
+    tn::message& m = put(simple.row(5), {{queues::Name, "office"},
+                                         {queues::Destination, Ip4{0xc0000201}},
+                                         {queues::DestinationMask, Ip4{0xffffffff}},
+                                         {queues::Interface, 3U},
+                                         {queues::ReceivedOctets, 0x100000001UL},
+                                         {queues::SentOctets, 0x100000002UL},
+                                         {queues::ReceivedPackets, 10U},
+                                         {queues::SentPackets, 11U},
+                                         {queues::ReceivedDrops, 12U},
+                                         {queues::SentDrops, 13U}});
+    m.insert_be32_array(queues::Target, std::vector{0x0a000000U, 0xff000000U});
     EXPECT_EQ(shown(walk(queues + "1")),
               "office 10.0.0.0 255.0.0.0 192.0.2.1 255.255.255.255 3 4294967297 "
               "4294967298 10 11 12 13");
-    m.insert_be32_array(105, std::vector{0x0a000000U});
+    m.insert_be32_array(queues::Target, std::vector{0x0a000000U});
     EXPECT_EQ(value(queues + "1.1.3.5"), "0.0.0.0");
 
-    tn::message& leaf = put(tree.row(0x10010), {{2, "voice"},
-                                                {12, std::vector<std::string>{"all", "ignored"}},
-                                                {1, 7U},
-                                                {200, 0x300000004UL},
-                                                {201, 8U},
-                                                {213, 9U}});
+    tn::message& leaf = put(tree.row(0x10010), {{queues::Name, "voice"},
+                                                {queues::Parent, std::vector<std::string>{"all", "ignored"}},
+                                                {queues::ParentId, 7U},
+                                                {queues::SentOctets, 0x300000004UL},
+                                                {queues::SentPackets, 8U},
+                                                {queues::SentDrops, 9U}});
     EXPECT_EQ(shown(walk(queues + "2")), "voice all 7 4 8 12884901892 9");
-    leaf.remove(tn::string_array_id{12});
+    leaf.remove(queues::Parent);
     EXPECT_EQ(value(queues + "2.1.3.65552"), "''");
 }
 

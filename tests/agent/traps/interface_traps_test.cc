@@ -2,20 +2,21 @@
 
 #include "agent/traps/trap_generators.h"
 #include "agent/traps/trap_makers.h"
+#include "contracts/interfaces.h"
 #include "tests/agent/agent_test.h"
 
 namespace snmp {
 namespace {
 
-const std::vector<uint32_t> kOwner = {20, 0};
+namespace interfaces = contracts::interfaces;
 
 class InterfaceTrapsTest : public AgentTest {
   protected:
     static tn::message notification(uint32_t id, uint32_t status) {
-        return messageOf({{tn::field::Command, kStatusChanged},
-                          {tn::field::Source, kOwner},
+        return messageOf({{tn::field::Command, interfaces::kStatusChanged},
+                          {tn::field::Source, std::vector(interfaces::kPath.begin(), interfaces::kPath.end())},
                           {tn::field::ObjectId, id},
-                          {0x10003, status}});
+                          {interfaces::Status, status}});
     }
     /// "oid generic: name=value ..." of the trap, or nothing.
     static std::string made(const tn::message& m) {
@@ -79,7 +80,7 @@ TEST_F(InterfaceTrapsTest, OnlyTheInterfaceOwnerIsBelieved) {
     tn::message incomplete[] = {notification(5, 0x500), notification(5, 0x500), notification(5, 0x500)};
     incomplete[0].remove(tn::field::Source);
     incomplete[1].remove(tn::field::ObjectId);
-    incomplete[2].remove(tn::u32_id(0x10003));
+    incomplete[2].remove(interfaces::Status);
     for (const tn::message& m : incomplete) EXPECT_EQ(made(m), "");
     EXPECT_TRUE(ifStateMap.empty());
 }
@@ -105,9 +106,9 @@ TEST_F(InterfaceTrapsTest, TheFilterNamesInterfacesOrAllByZeroOrNothing) {
 class Owner : public tn::Handler {
   public:
     void subscribed(uint32_t command, const tn::message& filter) override {
-        EXPECT_EQ(command, kStatusChanged);
-        EXPECT_EQ(filter.get_u32(0x10002, 7), 0U);
-        EXPECT_EQ(filter.get_u32(0x10003), 128U);
+        EXPECT_EQ(command, interfaces::kStatusChanged);
+        EXPECT_EQ(filter.get_u32(interfaces::Flags, 7), 0U);
+        EXPECT_EQ(filter.get_u32(interfaces::Status), interfaces::kStatusChanges);
         ++subscribers;
     }
     void unsubscribed(uint32_t, const tn::message&) override { --subscribers; }
@@ -116,7 +117,7 @@ class Owner : public tn::Handler {
 
 TEST_F(InterfaceTrapsTest, TheMakerIsThereAsLongAsTheSubscription) {
     Owner interfaces;
-    agent->addHandler(kOwner, &interfaces);
+    agent->addHandler(interfaces::kPath, &interfaces);
     scribers.push_back({"interfaces", interfaceSubscribe, interfaceUnSubscribe});
     trapMakers.push_back(alderTrapMaker);
     for (const int wanted : {0, 1, 1, 0, 1}) {

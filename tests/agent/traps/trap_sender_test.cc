@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "agent/traps/interface_traps.h"
+#include "contracts/interfaces.h"
 #include "tests/agent/agent_test.h"
 #include "tests/agent/ber/octets.h"
 #include "wire/manager.h"
@@ -15,6 +16,7 @@
 namespace snmp {
 namespace {
 
+namespace interfaces = contracts::interfaces;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Pair;
@@ -173,8 +175,10 @@ TEST_F(TrapSenderTest, EveryTargetThatCanBeReachedGetsTheTrapOnce) {
     trapMakers.insert(trapMakers.begin(), interfaceTrapMaker);  // which makes a trap of one state only once
     // The first is refused by this machine itself, and the second answers that nobody listens there.
     set(kVersion2c, {"255.255.255.255", "127.0.0.2", "127.0.0.1", "::1", "127.0.0.1"});
-    tn::message up = tn::request(std::vector<uint32_t>{34}, kStatusChanged);
-    put(up, {{tn::field::Source, std::vector<uint32_t>{20, 0}}, {tn::field::ObjectId, 5U}, {0x10003, 0x500U}});
+    tn::message up = tn::request(std::vector<uint32_t>{34}, interfaces::kStatusChanged);
+    put(up, {{tn::field::Source, std::vector(interfaces::kPath.begin(), interfaces::kPath.end())},
+             {tn::field::ObjectId, 5U},
+             {interfaces::Status, 0x500U}});
     sends(up);
     const auto traps = received();
     ASSERT_EQ(traps.size(), 2U);
@@ -233,16 +237,17 @@ TEST_F(TrapSenderTest, WhatChangedWhileTheInterfaceOwnerWasAwayIsTold) {
     set(kVersion2c, {"::1"});
     trapMakers.push_back(interfaceTrapMaker);
     seedLinkStates();  // nobody there
-    const std::vector<uint32_t> interfaces = {20, 0};
+    const std::vector<uint32_t> path(interfaces::kPath.begin(), interfaces::kPath.end());
     using States = std::map<std::string, uint32_t>;
     const auto toldOf = [&](const States& states) {
-        std::vector<tn::message>& items = owner(interfaces).reply.get_message_array_ref(tn::field::Objects);
+        std::vector<tn::message>& items = owner(path).reply.get_message_array_ref(tn::field::Objects);
         items.clear();
         for (const auto& [id, status] : states) {
             const auto index = static_cast<uint32_t>(std::stoul(id));
-            items.push_back(messageOf({{tn::field::ObjectId, index}, {0x10002, 0U}, {0x10003, status}}));
+            items.push_back(
+                messageOf({{tn::field::ObjectId, index}, {interfaces::Flags, 0U}, {interfaces::Status, status}}));
         }
-        agent->resubscribed(interfaces, kStatusChanged);
+        agent->resubscribed(interfaces::kPath, interfaces::kStatusChanged);
         std::map<std::string, std::string> told;  // ifIndex: ifAdminStatus
         for (const wire::Message& trap : received()) told[trap.bindings.at(2).value] = trap.bindings.at(3).value;
         return told;

@@ -5,6 +5,8 @@
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
 
+#include "contracts/addresses.h"
+#include "contracts/bridge.h"
 #include "hostd/inet/addresses.h"
 #include "hostd/inet/arp_entries.h"
 #include "hostd/inet/forwarding.h"
@@ -12,6 +14,10 @@
 #include "tests/hostd/netlink/netlink_message.h"
 
 namespace hostd {
+
+namespace addresses = contracts::addresses;
+namespace arp = contracts::arp;
+namespace bridge = contracts::bridge;
 
 namespace {
 
@@ -70,8 +76,8 @@ class KernelTableTest : public ::testing::Test {
 class AddressesTest : public KernelTableTest<Addresses> {
   protected:
     std::string text(const tn::message& item) override {
-        return dotted(item.get_be32(address::Address)) + " " + dotted(item.get_be32(address::Mask)) + " on " +
-               std::to_string(item.get_u32(address::IfIndex));
+        return dotted(item.get_be32(addresses::Address)) + " " + dotted(item.get_be32(addresses::Mask)) + " on " +
+               std::to_string(item.get_u32(addresses::Interface));
     }
 };
 
@@ -80,7 +86,7 @@ class ArpEntriesTest : public KernelTableTest<ArpEntries> {
     std::string text(const tn::message& item) override {
         const bool isInvalid = item.get_bool(field::Invalid);
         const char* state = isInvalid ? "invalid" : item.get_bool(arp::Dynamic) ? "dynamic" : "static";
-        return std::to_string(item.get_u32(arp::IfIndex)) + " " + dotted(item.get_be32(arp::Address)) + " " + state +
+        return std::to_string(item.get_u32(arp::Interface)) + " " + dotted(item.get_be32(arp::Address)) + " " + state +
                " " + std::to_string(item.get_raw(arp::LinkAddress).size());
     }
 };
@@ -88,9 +94,9 @@ class ArpEntriesTest : public KernelTableTest<ArpEntries> {
 class ForwardingTest : public KernelTableTest<Forwarding> {
   protected:
     std::string text(const tn::message& item) override {
-        const Octets mac = item.get_raw(forwarding::Mac);
-        return std::to_string(item.get_u32(forwarding::Bridge)) + " :" + std::to_string(mac.back()) + " port " +
-               std::to_string(item.get_u32(forwarding::Port)) + (item.get_bool(forwarding::Local) ? " local" : "");
+        const Octets mac = item.get_raw(bridge::Mac);
+        return std::to_string(item.get_u32(bridge::Bridge)) + " :" + std::to_string(mac.back()) + " port " +
+               std::to_string(item.get_u32(bridge::Port)) + (item.get_bool(bridge::Local) ? " local" : "");
     }
 };
 
@@ -104,7 +110,7 @@ TEST_F(AddressesTest, AreOrderedByTheirOctetsWithTheirMasks) {
     EXPECT_THAT(rows(), ElementsAre("9.255.0.1 0.0.0.0 on 2", "10.1.0.1 255.255.255.255 on 2",
                                     "127.0.0.1 255.0.0.0 on 1", "192.0.2.1 255.255.255.0 on 9"));
     tn::message gone;
-    gone.insert_be32(address::Address, 0x0a010002);
+    gone.insert_be32(addresses::Address, 0x0a010002);
     EXPECT_EQ(text(asksAt(gone, 2).get_message_array(field::Objects).at(1)), "127.0.0.1 255.0.0.0 on 1");
 }
 
@@ -225,7 +231,7 @@ TEST_F(ForwardingTest, AnAddressInSeveralVlansIsOneRow) {
     EXPECT_THAT(rows(), ElementsAre("4 :1 port 7", "4 :2 port 9"));
     // Asked by address alone, as a table whose index has no bridge asks.
     tn::message key;
-    key.insert_raw(forwarding::Mac, Octets{2, 0, 0, 0, 0, 1});
+    key.insert_raw(bridge::Mac, Octets{2, 0, 0, 0, 0, 1});
     EXPECT_EQ(text(asksAt(key, 2).get_message_array(field::Objects).at(1)), "4 :2 port 9");
 }
 

@@ -4,10 +4,13 @@
 
 #include <gmock/gmock.h>
 
+#include "contracts/routes.h"
 #include "tests/hostd/ask.h"
 #include "tests/hostd/inet/route_messages.h"
 
 namespace hostd {
+
+namespace routes = contracts::routes;
 
 namespace {
 
@@ -26,17 +29,17 @@ class RoutesTest : public ::testing::Test {
     }
     static tn::message key(const char* destination, const char* mask = nullptr, const char* gateway = nullptr) {
         tn::message key;
-        key.insert_be32(route::Destination, address(destination));
-        if (mask != nullptr) key.insert_be32(route::Mask, address(mask));
-        if (gateway != nullptr) key.insert_be32(route::Gateway, address(gateway));
+        key.insert_be32(routes::Destination, address(destination));
+        if (mask != nullptr) key.insert_be32(routes::Mask, address(mask));
+        if (gateway != nullptr) key.insert_be32(routes::Gateway, address(gateway));
         return key;
     }
     /// "destination/mask gateway" of each item.
     static std::vector<std::string> keys(const tn::message& reply) {
         std::vector<std::string> all;
         for (const tn::message& item : reply.get_message_array(field::Objects))
-            all.push_back(dotted(item.get_be32(route::Destination)) + "/" + dotted(item.get_be32(route::Mask)) + " " +
-                          (item.get_bool(field::Gone) ? "gone" : dotted(item.get_be32(route::Gateway))));
+            all.push_back(dotted(item.get_be32(routes::Destination)) + "/" + dotted(item.get_be32(routes::Mask)) + " " +
+                          (item.get_bool(field::Gone) ? "gone" : dotted(item.get_be32(routes::Gateway))));
         return all;
     }
     Routes routes;
@@ -70,11 +73,11 @@ TEST_F(RoutesTest, KindTellsWhereARouteLeadsAndWhoMadeIt) {
         fresh.take(messageOf(route).message());
         const auto items = rowsOf(fresh);
         ASSERT_EQ(items.size(), 1U);
-        EXPECT_EQ(items[0].get_u32(route::Kind), c.kind) << int{c.type} << " " << int{c.protocol};
-        EXPECT_EQ(items[0].get_u32(route::Distance), 20U);
-        EXPECT_EQ(items[0].get_be32(route::Gateway), c.hop.gateway);
-        EXPECT_EQ(items[0].get_be32_array(route::Gateways), std::vector<uint32_t>(c.gateways, c.hop.gateway));
-        EXPECT_THAT(items[0].get_u32_array(route::Links), ElementsAre(c.hop.link));
+        EXPECT_EQ(items[0].get_u32(routes::Kind), c.kind) << int{c.type} << " " << int{c.protocol};
+        EXPECT_EQ(items[0].get_u32(routes::Distance), 20U);
+        EXPECT_EQ(items[0].get_be32(routes::Gateway), c.hop.gateway);
+        EXPECT_EQ(items[0].get_be32_array(routes::Gateways), std::vector<uint32_t>(c.gateways, c.hop.gateway));
+        EXPECT_THAT(items[0].get_u32_array(routes::Interfaces), ElementsAre(c.hop.link));
     }
 }
 

@@ -4,14 +4,20 @@
 
 #include <gmock/gmock.h>
 #include <linux/ethtool.h>
+#include <linux/ethtool_netlink.h>
 #include <linux/genetlink.h>
 
+#include "contracts/interface_counters.h"
+#include "contracts/interfaces.h"
 #include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
 #include "tests/hostd/links/link_messages.h"
 #include "tests/hostd/sensors/led_source.h"
 
 namespace hostd {
+
+namespace counters = contracts::interface_counters;
+namespace interfaces = contracts::interfaces;
 
 namespace {
 
@@ -48,14 +54,16 @@ TEST_F(LinkTableTest, KindsAreToldByHowTheLinkWasMadeOrWhatItCarries) {
         const char* made;  ///< nullptr: by a driver
         unsigned short hardware;
         uint32_t kind;
-    } const cases[] = {
-        {"eth0", nullptr, ARPHRD_ETHER, 1},    {"veth0", "veth", ARPHRD_ETHER, 1},
-        {"tap0", "tun", ARPHRD_ETHER, 1},      {"macvlan0", "macvlan", ARPHRD_ETHER, 1},
-        {"wlan0", nullptr, ARPHRD_ETHER, 5},   {"ppp0", "ppp", ARPHRD_PPP, 10},
-        {"br0", "bridge", ARPHRD_ETHER, 12},   {"tun0", "tun", ARPHRD_NONE, 17},
-        {"vxlan0", "vxlan", ARPHRD_ETHER, 17}, {"gre0", "gre", ARPHRD_IPGRE, 17},
-        {"wg0", "wireguard", ARPHRD_NONE, 17}, {"vlan5", "vlan", ARPHRD_ETHER, 30},
-        {"lo", nullptr, ARPHRD_LOOPBACK, 0},   {"can0", nullptr, ARPHRD_CAN, 0},
+    };
+    namespace kind = interfaces::kind;
+    const Case cases[] = {
+        {"eth0", nullptr, ARPHRD_ETHER, kind::Ethernet},  {"veth0", "veth", ARPHRD_ETHER, kind::Ethernet},
+        {"tap0", "tun", ARPHRD_ETHER, kind::Ethernet},    {"macvlan0", "macvlan", ARPHRD_ETHER, kind::Ethernet},
+        {"wlan0", nullptr, ARPHRD_ETHER, kind::Wireless}, {"ppp0", "ppp", ARPHRD_PPP, kind::Ppp},
+        {"br0", "bridge", ARPHRD_ETHER, kind::Bridge},    {"tun0", "tun", ARPHRD_NONE, kind::Tunnel},
+        {"vxlan0", "vxlan", ARPHRD_ETHER, kind::Tunnel},  {"gre0", "gre", ARPHRD_IPGRE, kind::Tunnel},
+        {"wg0", "wireguard", ARPHRD_NONE, kind::Tunnel},  {"vlan5", "vlan", ARPHRD_ETHER, kind::Vlan},
+        {"lo", nullptr, ARPHRD_LOOPBACK, kind::Other},    {"can0", nullptr, ARPHRD_CAN, kind::Other},
     };
     int index = 1;
     for (const Case& c : cases) {
@@ -202,37 +210,37 @@ TEST_F(InterfacesTest, ARowHasWhatIsKnownAndNothingElse) {
     const auto items = rowsOf(interfaces);
     ASSERT_EQ(items.size(), 2U);
     const tn::message& up = items[0];
-    EXPECT_EQ(up.get_u32(interface::Kind), 1U);
-    EXPECT_EQ(up.get_u32(interface::Status), 0x500U);
-    EXPECT_TRUE(up.get_bool(interface::Running));
+    EXPECT_EQ(up.get_u32(interfaces::Kind), 1U);
+    EXPECT_EQ(up.get_u32(interfaces::Status), 0x500U);
+    EXPECT_TRUE(up.get_bool(interfaces::Running));
     EXPECT_FALSE(up.has(field::Disabled));
     EXPECT_FALSE(up.has(field::Comment));
-    EXPECT_EQ(up.get_u64(interface::InOctets), 0x1'0000'0002U);
-    EXPECT_EQ(up.get_u64(interface::InUnicast), 20U);
-    EXPECT_EQ(up.get_u32(interface::InErrors), 7U);
-    EXPECT_EQ(up.get_u32(interface::InDiscards), 11U);
-    EXPECT_EQ(up.get_u64(1130), 3U);
-    EXPECT_EQ(up.get_u64(1162), 0x1'0000'0002U);
-    EXPECT_EQ(up.get_u64(1116), 0x1'0000'0002U);  // nor has the device another count
-    EXPECT_FALSE(up.has(tn::u64_id(1115)));
-    EXPECT_EQ(up.get_raw(interface::Mac), (std::vector<uint8_t>{2, 0, 0, 0, 0, 7}));
+    EXPECT_EQ(up.get_u64(interfaces::InOctets), 0x1'0000'0002U);
+    EXPECT_EQ(up.get_u64(interfaces::InUnicast), 20U);
+    EXPECT_EQ(up.get_u32(interfaces::InErrors), 7U);
+    EXPECT_EQ(up.get_u32(interfaces::InDiscards), 11U);
+    EXPECT_EQ(up.get_u64(counters::TxCollisions), 3U);
+    EXPECT_EQ(up.get_u64(counters::HostRxOctets), 0x1'0000'0002U);
+    EXPECT_EQ(up.get_u64(counters::RxOctets), 0x1'0000'0002U);  // nor has the device another count
+    EXPECT_FALSE(up.has(counters::RxJabbers));
+    EXPECT_EQ(up.get_raw(interfaces::Mac), (std::vector<uint8_t>{2, 0, 0, 0, 0, 7}));
     const tn::message& down = items[1];
     EXPECT_TRUE(down.get_bool(field::Disabled));
-    EXPECT_FALSE(down.get_bool(interface::Running));
+    EXPECT_FALSE(down.get_bool(interfaces::Running));
     EXPECT_EQ(down.get_string(field::Comment), "spare");
-    EXPECT_FALSE(down.has(interface::Mac));
-    EXPECT_FALSE(down.has(interface::InOctets));  // never read
+    EXPECT_FALSE(down.has(interfaces::Mac));
+    EXPECT_FALSE(down.has(interfaces::InOctets));  // never read
 }
 
 TEST_F(InterfacesTest, ReadersMayListAskForSpeedsAndNothingMore) {
     for (int index = 1; index <= 2000; ++index) takes(LinkMessage(index, "x", kUp).kind("veth"));
-    const auto listed = rowsOf(interfaces, interface::kList);
+    const auto listed = rowsOf(interfaces, interfaces::kList);
     EXPECT_EQ(listed.size(), 2000U);
-    EXPECT_EQ(listed[0].get_u32(interface::Status), 0x500U);
-    EXPECT_FALSE(listed[0].has(interface::Name));
-    EXPECT_FALSE(tn::isError(asks(interface::kSpeed, 5)));
-    EXPECT_FALSE(asks(interface::kSpeed, 5).has(interface::SpeedClass));
-    EXPECT_TRUE(tn::isError(asks(interface::kSpeed, 5000)));
+    EXPECT_EQ(listed[0].get_u32(interfaces::Status), 0x500U);
+    EXPECT_FALSE(listed[0].has(interfaces::Name));
+    EXPECT_FALSE(tn::isError(asks(interfaces::kGetSpeed, 5)));
+    EXPECT_FALSE(asks(interfaces::kGetSpeed, 5).has(interfaces::SpeedSelector));
+    EXPECT_TRUE(tn::isError(asks(interfaces::kGetSpeed, 5000)));
     EXPECT_TRUE(tn::isError(asks(tn::cmd::Set, 5)));
     EXPECT_FALSE(tn::isError(asks(tn::cmd::Set, 5, tn::right::Write)));
 }
@@ -259,14 +267,14 @@ TEST_F(InterfacesTest, SpeedAndCountersAreTheDrivers) {
         driven.take(message.counters(counters).message());
     }
     const auto speed = [&](uint32_t id) {
-        return ask(driven, interface::kSpeed, of(id)).get_u32(interface::SpeedClass);
+        return ask(driven, interfaces::kGetSpeed, of(id)).get_u32(interfaces::SpeedSelector);
     };
     ASSERT_EQ(rowsOf(driven).size(), std::size(cases));  // which has the drivers read
     ASSERT_TRUE(eventually([&] { return speed(1) == 3; }));
     for (uint32_t id = 1; id <= std::size(cases); ++id) EXPECT_EQ(speed(id), cases[id - 1].speedClass) << id;
     const auto rows = rowsOf(driven);
-    EXPECT_EQ(rows[0].get_u64(1116), 7U);
-    EXPECT_EQ(rows[1].get_u64(1116), 8U);
+    EXPECT_EQ(rows[0].get_u64(counters::RxOctets), 7U);
+    EXPECT_EQ(rows[1].get_u64(counters::RxOctets), 8U);
 }
 
 TEST_F(InterfacesTest, AListingMayWantLinksOfOneKind) {
@@ -276,16 +284,16 @@ TEST_F(InterfacesTest, AListingMayWantLinksOfOneKind) {
     }
     const auto first = [&](uint32_t kind, uint32_t from) {
         tn::message request;
-        request.insert_u32(interface::Kind, kind);
+        request.insert_u32(interfaces::Kind, kind);
         request.insert_u32(field::MaxObjects, 1);
         if (from != 0) request.insert_u32(field::Continue, from);
         const tn::message reply = ask(interfaces, tn::cmd::GetAll, request);
         const auto& items = reply.get_message_array(field::Objects);
         return std::pair(items.empty() ? 0U : items[0].get_u32(field::ObjectId), reply.get_u32(field::Continue));
     };
-    EXPECT_EQ(first(link_kind::Bridge, 0), std::pair(70U, 80U));
-    EXPECT_EQ(first(link_kind::Bridge, 80), std::pair(80U, 0U));
-    EXPECT_EQ(first(link_kind::Wireless, 0), std::pair(0U, 0U));
+    EXPECT_EQ(first(interfaces::kind::Bridge, 0), std::pair(70U, 80U));
+    EXPECT_EQ(first(interfaces::kind::Bridge, 80), std::pair(80U, 0U));
+    EXPECT_EQ(first(interfaces::kind::Wireless, 0), std::pair(0U, 0U));
 }
 
 TEST(LinkSwitch, BringsLinksUpAndDownWhereThatIsAllowed) {
@@ -313,11 +321,11 @@ TEST(LinkSwitch, BringsLinksUpAndDownWhereThatIsAllowed) {
 
 TEST_F(InterfacesTest, AFilterAsksForChangesOfStatusAndLeavesFlagsOut) {
     tn::message notification;
-    notification.insert_u32(interface::Flags, 0x80);
+    notification.insert_u32(interfaces::Flags, 0x80);
     const auto passes = [&](std::optional<uint32_t> flags, std::optional<uint32_t> status) {
         tn::message filter;
-        if (flags) filter.insert_u32(interface::Flags, *flags);
-        if (status) filter.insert_u32(interface::Status, *status);
+        if (flags) filter.insert_u32(interfaces::Flags, *flags);
+        if (status) filter.insert_u32(interfaces::Status, *status);
         return interfaces.shouldNotify(filter, notification);
     };
     EXPECT_TRUE(passes(0, 128));
@@ -363,21 +371,21 @@ TEST(DriverAnswer, GivesSpeedAndTheCountersThatAreKept) {
     tn::message row;
     insertCounters(row, {}, &reading.counters);
     EXPECT_EQ(row.size(), 5U);
-    EXPECT_EQ(row.get_u64(1116), 5U);
-    EXPECT_TRUE(row.has(tn::u64_id(1103)));  // kept, and 0
-    EXPECT_EQ(row.get_u64(1115), 6U);
-    EXPECT_EQ(row.get_u64(1121), 1U);
-    EXPECT_EQ(row.get_u64(1127), 30U);
+    EXPECT_EQ(row.get_u64(counters::RxOctets), 5U);
+    EXPECT_TRUE(row.has(counters::RxFcsErrors));  // kept, and 0
+    EXPECT_EQ(row.get_u64(counters::RxJabbers), 6U);
+    EXPECT_EQ(row.get_u64(counters::Tx64), 1U);
+    EXPECT_EQ(row.get_u64(counters::Tx1519Up), 30U);
 
     rtnl_link_stats64 kernel{};
     kernel.rx_bytes = 7;
     kernel.tx_bytes = 8;
     tn::message silent, mixed;
     insertCounters(silent, kernel, nullptr);
-    EXPECT_FALSE(silent.has(tn::u64_id(1116)));  // until the driver has told
+    EXPECT_FALSE(silent.has(counters::RxOctets));  // until the driver has told
     insertCounters(mixed, kernel, &reading.counters);
-    EXPECT_EQ(mixed.get_u64(1116), 5U);
-    EXPECT_EQ(mixed.get_u64(1129), 8U);  // which the driver doesn't keep
+    EXPECT_EQ(mixed.get_u64(counters::RxOctets), 5U);
+    EXPECT_EQ(mixed.get_u64(counters::TxOctets), 8U);  // which the driver doesn't keep
 
     for (const auto& [told, speed] :
          {std::pair<uint32_t, std::optional<uint32_t>>(UINT32_MAX, std::nullopt), {1000, 1000}}) {
@@ -389,24 +397,26 @@ TEST(DriverAnswer, GivesSpeedAndTheCountersThatAreKept) {
 
 TEST(DriverNames, MeanTheSameCounterHoweverTheyAreSpelled) {
     struct Case {
-        uint16_t field;
+        std::optional<tn::u64_id> field;
         std::vector<const char*> names;
     } const cases[] = {
-        {1100,
+        {counters::RxBroadcast,
          {"rx_broadcast", "rx_bcast_packets", "RxBroadcastPkts", "in_broadcasts", "port.rx_broadcast", "broadcast"}},
-        {1101, {"rx_multicast", "rx_mcast_packets", "rx_multicast_frames", "RxMulti"}},
-        {1103, {"rx_crc_errors", "rx_fcs_errors", "RxFCSErrs", "in_fcs_error"}},
-        {1107, {"rx_64_or_less_octet_packets", "port.rx_size_64", "rx_64_byte_frames", "RxPkts64Octets", "RxPktSz64"}},
-        {1108,
+        {counters::RxMulticast, {"rx_multicast", "rx_mcast_packets", "rx_multicast_frames", "RxMulti"}},
+        {counters::RxFcsErrors, {"rx_crc_errors", "rx_fcs_errors", "RxFCSErrs", "in_fcs_error"}},
+        {counters::Rx64,
+         {"rx_64_or_less_octet_packets", "port.rx_size_64", "rx_64_byte_frames", "RxPkts64Octets", "RxPktSz64"}},
+        {counters::Rx65To127,
          {"rx_65_to_127_octet_packets", "rx_size_127.nic", "rx_65_127_byte_frames", "RxPktSz65To127", "rx_65_127"}},
-        {1112, {"rx_1024_to_1522_octet_packets", "rx_size_1522", "RxPkts1024to1522Octets", "rx_1024_1518_byte_frames"}},
-        {1109, {"rx_128_to_255_byte_packets"}},
-        {1113, {"rx_1523_to_2047_octet_packets", "rx_size_big", "rx_greater_than_1518_byte_frames"}},
-        {1116, {"rx_bytes", "rx_octets", "in_good_octets"}},
-        {1127, {"tx_1523_to_9022_byte_packets", "tx_4096_to_8191_octet_packets"}},
-        {1131, {"tx_single_coll_ok", "tx_single_collisions", "TxSingleCollision", "single"}},
-        {1150, {"rx_mac_ctrl_rcvd"}},
-        {0,
+        {counters::Rx1024To1518,
+         {"rx_1024_to_1522_octet_packets", "rx_size_1522", "RxPkts1024to1522Octets", "rx_1024_1518_byte_frames"}},
+        {counters::Rx128To255, {"rx_128_to_255_byte_packets"}},
+        {counters::Rx1519Up, {"rx_1523_to_2047_octet_packets", "rx_size_big", "rx_greater_than_1518_byte_frames"}},
+        {counters::RxOctets, {"rx_bytes", "rx_octets", "in_good_octets"}},
+        {counters::Tx1519Up, {"tx_1523_to_9022_byte_packets", "tx_4096_to_8191_octet_packets"}},
+        {counters::TxSingleCollision, {"tx_single_coll_ok", "tx_single_collisions", "TxSingleCollision", "single"}},
+        {counters::RxControl, {"rx_mac_ctrl_rcvd"}},
+        {{},
          {"", "rx", "rx_queue_0_packets", "rx0_bytes", "rx_64", "tx_crc_errors", "rx_deferred", "unicast", "64",
           "rx_99999999999_to_1_octet_packets", "\xff\xfe"}},
     };
@@ -426,13 +436,13 @@ TEST(DriverNames, MeanTheSameCounterHoweverTheyAreSpelled) {
     };
     for (const Case& c : cases)
         for (const char* name : c.names) {
-            EXPECT_EQ(rowOf({name}).size(), c.field == 0 ? 0U : 1U) << name;
-            EXPECT_EQ(rowOf({name}).get_u64(c.field), c.field == 0 ? 0U : 1U) << name;
+            EXPECT_EQ(rowOf({name}).size(), c.field ? 1U : 0U) << name;
+            if (c.field) EXPECT_EQ(rowOf({name}).get_u64(*c.field), 1U) << name;
         }
     const tn::message row =
         rowOf({"rx_octets", "rx_1523_to_2047_octet_packets", "rx_bytes", "rx_2048_to_4095_octet_packets"});
-    EXPECT_EQ(row.get_u64(1116), 1U);  // the first one told
-    EXPECT_EQ(row.get_u64(1113), 6U);  // ranges add up
+    EXPECT_EQ(row.get_u64(counters::RxOctets), 1U);  // the first one told
+    EXPECT_EQ(row.get_u64(counters::Rx1519Up), 6U);  // ranges add up
 }
 
 TEST(DriverWatch, CountersStayHoweverLongNobodyAsksAndWhateverADriverFailsToTell) {

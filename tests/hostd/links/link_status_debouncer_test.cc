@@ -1,8 +1,12 @@
 #include "hostd/links/link_status_debouncer.h"
 
+#include "contracts/interfaces.h"
+
 #include <gmock/gmock.h>
 
 namespace hostd {
+
+namespace interfaces = contracts::interfaces;
 
 namespace {
 
@@ -10,8 +14,8 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 constexpr uint32_t kDown = 0;
-constexpr uint32_t kCarrier = link_status::Up;
-constexpr uint32_t kOperational = link_status::Operational;
+constexpr uint32_t kCarrier = interfaces::status::Up;
+constexpr uint32_t kOperational = interfaces::status::Operational;
 constexpr uint32_t kUp = kCarrier | kOperational;
 
 class StatusNewsTest : public ::testing::Test {

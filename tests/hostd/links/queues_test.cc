@@ -7,6 +7,7 @@
 #include <linux/pkt_sched.h>
 #include <linux/rtnetlink.h>
 
+#include "contracts/queues.h"
 #include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
 #include "tests/hostd/netlink/netlink_message.h"
@@ -14,6 +15,8 @@
 #include "tn/looper.h"
 
 namespace hostd {
+
+namespace queues = contracts::queues;
 
 namespace {
 
@@ -147,7 +150,7 @@ class QueueTables : public ::testing::Test {
     /// Octets of the interface, without kWide; nothing when it isn't listed.
     std::optional<uint64_t> octets() {
         const auto rows = rowsOf(interfaces);
-        return rows.empty() ? std::nullopt : std::optional(rows.at(0).get_u64(queue::SentOctets) - kWide);
+        return rows.empty() ? std::nullopt : std::optional(rows.at(0).get_u64(queues::SentOctets) - kWide);
     }
     bool comeBack() {
         return eventually([&] {
@@ -169,14 +172,14 @@ TEST_F(QueueTables, ShareOneReadingAndAskTheKernelNotTooOften) {
     EXPECT_TRUE(eventually([&] { return octets() == 1U; }));
     tn::message row = rowsOf(interfaces).at(0);
     EXPECT_EQ(row.get_u32(field::ObjectId), 3U);
-    EXPECT_EQ(row.get_string(queue::Name), "eth3");
-    EXPECT_EQ(row.get_u32(queue::SentPackets), 2U);
-    EXPECT_EQ(row.get_u32(queue::SentDrops), 9U);
-    EXPECT_FALSE(row.has(queue::ReceivedOctets));
-    EXPECT_THAT(listed(classes, queue::Name), ElementsAre("6:eth3 1:1", "7:eth3 1:10"));
+    EXPECT_EQ(row.get_string(queues::Name), "eth3");
+    EXPECT_EQ(row.get_u32(queues::SentPackets), 2U);
+    EXPECT_EQ(row.get_u32(queues::SentDrops), 9U);
+    EXPECT_FALSE(row.has(queues::ReceivedOctets));
+    EXPECT_THAT(listed(classes, queues::Name), ElementsAre("6:eth3 1:1", "7:eth3 1:10"));
     row = rowsOf(classes).at(1);
-    EXPECT_EQ(row.get_u32(queue::ParentId), 6U);
-    EXPECT_THAT(row.get_string_array(queue::Parent), ElementsAre("eth3 1:1"));
+    EXPECT_EQ(row.get_u32(queues::ParentId), 6U);
+    EXPECT_THAT(row.get_string_array(queues::Parent), ElementsAre("eth3 1:1"));
     EXPECT_EQ(ask(classes, tn::cmd::GetCount).get_u32(field::Count), 2U);
     clock.milliseconds += QueueReadings::kMaxAge - 1;
     tells(2);
@@ -218,8 +221,8 @@ TEST_F(QueueTables, AreReadFastAfterAQuestionAndSlowlyWithoutOne) {
         const uint64_t next = looper.sleepTime();
         return next > QueueReadings::kMaxAge && next <= QueueReadings::kIdleAge;
     };
-    looper.addHandler(std::vector<uint32_t>{20, 9}, &interfaces);
-    looper.addHandler(std::vector<uint32_t>{20, 12}, &classes);
+    looper.addHandler(queues::kInterfacesPath, &interfaces);
+    looper.addHandler(queues::kTreePath, &classes);
     EXPECT_TRUE(eventually([&] { return kernel.readings() == 1; }));  // before anybody asks
     EXPECT_TRUE(isSlow());
 
