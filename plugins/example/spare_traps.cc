@@ -1,6 +1,8 @@
 // A trap whenever a spare part is added or changed. Notifications that the agent has subscribed to are offered to the
 // trap makers one after the other; the first that knows one makes the trap.
 
+#include <algorithm>
+
 #include "agent/traps/trap_makers.h"
 #include "example.h"
 #include "tn/looper.h"
@@ -11,14 +13,15 @@ namespace {
 
 bool spareTrapMaker(std::vector<snmp::VariableBinding>& bindings, const tn::message& m, snmp::OID& trapOid,
                     unsigned int& generic, unsigned int& specific) {
-    if (m.get_u32_array(tn::field::Source) != kSparesPath || !m.has(kName)) return false;  // a removed one has no name
+    if (!std::ranges::equal(m.get_u32_array(tn::field::Source), spares::kPath)) return false;
+    if (!m.has(spares::Name)) return false;  // a removed one has none
     trapOid = snmp::OID(snmp::under(kExample, 3));
     generic = 6;   // enterpriseSpecific (RFC 1157)
     specific = 1;  // SNMPv2: { kExample 3 0 1 }
     const uint32_t id = m.get_u32(tn::field::ObjectId);
     const snmp::OID entry(kSpareEntry);
-    bindings.push_back({entry + kNameColumn + id, snmp::tag::OctetString, m.get_string(kName)});
-    bindings.push_back({entry + kCountColumn + id, snmp::tag::Integer, std::to_string(m.get_u32(kCount))});
+    bindings.push_back({entry + kNameColumn + id, snmp::tag::OctetString, m.get_string(spares::Name)});
+    bindings.push_back({entry + kCountColumn + id, snmp::tag::Integer, std::to_string(m.get_u32(spares::Count))});
     return true;
 }
 
@@ -26,7 +29,7 @@ bool spareTrapMaker(std::vector<snmp::VariableBinding>& bindings, const tn::mess
 
 void startSpareTraps() {
     snmp::trapMakers.push_back(spareTrapMaker);
-    tn::getLooper()->subscribe(kSparesPath, tn::cmd::Changed, {});
+    tn::getLooper()->subscribe(spares::kPath, tn::cmd::Changed, {});
 }
 
 }  // namespace example

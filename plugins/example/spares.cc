@@ -6,14 +6,12 @@
 //     spareTable    INDEX { spare id }
 
 #include "agent/mib/get_all_provider.h"
+#include "contracts/object_class.h"
 #include "example.h"
 #include "tn/amap.h"
 #include "tn/looper.h"
 
 namespace example {
-
-// Below the agent's own number, so that no other socket is needed; 0 to 999 are the agent's.
-const std::vector<uint32_t> kSparesPath = {tn::number::Snmp, 1000};
 
 namespace {
 
@@ -24,13 +22,13 @@ struct Spare : tn::Object {
     uint32_t count = 0;
 
     void getConfig(tn::message& out, uint32_t) const override {
-        out.insert_string(kName, name);
-        out.insert_u32(kCount, count);
+        out.insert_string(spares::Name, name);
+        out.insert_u32(spares::Count, count);
     }
     /// What the message doesn't carry stays as it is.
     void setConfig(const tn::message& in) override {
-        name = in.get_string(kName, name);
-        count = in.get_u32(kCount, count);
+        name = in.get_string(spares::Name, name);
+        count = in.get_u32(spares::Count, count);
     }
 };
 
@@ -57,15 +55,15 @@ struct SpareRow : snmp::Data {
     static std::unique_ptr<snmp::Data> build(const tn::message& m) {
         auto row = std::make_unique<SpareRow>();
         row->id = m.get_u32(tn::field::ObjectId);
-        row->name = m.get_string(kName);
-        row->count = m.get_u32(kCount);
+        row->name = m.get_string(spares::Name);
+        row->count = m.get_u32(spares::Count);
         return row;
     }
     /// A Set of a column becomes a change of the owner's object.
     void reverseBuild(tn::message& m) override {
         m.insert_u32(tn::field::Command, tn::cmd::SetObj);
-        m.insert_string(kName, name);
-        m.insert_u32(kCount, count);
+        m.insert_string(spares::Name, name);
+        m.insert_u32(spares::Count, count);
     }
 };
 
@@ -79,10 +77,10 @@ static_assert(snmp::ascending(kSpareColumns));
 }  // namespace
 
 void startSpares() {
-    tn::getLooper()->addHandler(kSparesPath, snmp::keep<Spares>());
+    tn::getLooper()->addHandler(spares::kPath, snmp::keep<Spares>());
 
-    constexpr uint32_t kWholeObject = 5;
-    auto* rows = snmp::keep<snmp::GetAllProvider>(kSparesPath, snmp::oneRow<SpareRow::build>, kWholeObject);
+    auto* rows =
+        snmp::keep<snmp::GetAllProvider>(spares::kPath, snmp::oneRow<SpareRow::build>, contracts::object_class::kWhole);
     snmp::MapTable* table = snmp::keepTable(rows, {{snmp::packerFor(kSpareIndex), tn::field::ObjectId.number}});
     snmp::addColumns(snmp::addColumnarBranch(snmp::OID(kSpareEntry), table), kSpareColumns);
 }

@@ -1,8 +1,8 @@
 #include "hostd/links/link_status_debouncer.h"
 
-#include "contracts/interfaces.h"
-
 #include <gmock/gmock.h>
+
+#include "contracts/interfaces.h"
 
 namespace hostd {
 
