@@ -5,10 +5,12 @@
 #include "agent/modules/bridge_module.h"
 #include "agent/modules/entity_module.h"
 #include "agent/modules/health_module.h"
+#include "agent/modules/host_module.h"
 #include "agent/modules/interface_module.h"
 #include "agent/modules/ip_module.h"
 #include "agent/modules/system_module.h"
 #include "agent/modules/usm_module.h"
+#include "agent/modules/vendor_module.h"
 #include "agent/modules/vm_module.h"
 #include "agent/traps/trap_generators.h"
 #include "tn/paths.h"
@@ -53,6 +55,8 @@ int runAgent(SnmpLooper& agent) {
     serr << "loop->init();";
     agent.init();
     start_system_module();
+    start_host_module();
+    start_vendor_module();
     start_ip_module();
     start_bridge_module();
     start_interface_module();

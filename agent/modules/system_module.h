@@ -2,7 +2,8 @@
 
 namespace snmp {
 
-/// Registers the system group, hrSystem, hrStorage, hrDevice and the vendor's system control, scripts and neighbours.
+/// Serves the system group (RFC 3418). sysDescr and sysObjectID are read here, once; sysContact and sysLocation are the
+/// agent's own settings. Called once, at start, with the looper running its handlers.
 void start_system_module();
 
 }  // namespace snmp

@@ -1,8 +1,13 @@
 #include "fuzz/support/world.h"
 
 #include "agent/mib/branch.h"
+#include "agent/modules/host_module.h"
 #include "agent/modules/interface_module.h"
 #include "agent/modules/system_module.h"
+#include "agent/modules/host_module.h"
+#include "agent/modules/interface_module.h"
+#include "agent/modules/system_module.h"
+#include "agent/modules/vendor_module.h"
 #include "contracts/interfaces.h"
 #include "tn/log.h"
 
@@ -22,6 +27,8 @@ World::World() {
         disks_.row(id).insert_u32(5, id);
     }
     snmp::start_system_module();
+    snmp::start_host_module();
+    snmp::start_vendor_module();
     snmp::start_interface_module();
     // Writing the settings would leave a trace for the next input.
     for (const unsigned setting : {4U, 6U}) snmp::branches.erase(snmp::OID{1, 3, 6, 1, 2, 1, 1, setting});

@@ -1,0 +1,9 @@
+#pragma once
+
+namespace snmp {
+
+/// Serves the vendor's system control (reboot, USB reset), scripts and neighbours. A Set there acts at once; reading a
+/// control gives 0. Called once, at start.
+void start_vendor_module();
+
+}  // namespace snmp
