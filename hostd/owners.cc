@@ -6,10 +6,18 @@
 
 #include "contracts/addresses.h"
 #include "contracts/bridge.h"
+#include "contracts/devices.h"
+#include "contracts/disks.h"
+#include "contracts/guests.h"
+#include "contracts/health.h"
 #include "contracts/interfaces.h"
 #include "contracts/neighbors.h"
+#include "contracts/proxy.h"
 #include "contracts/queues.h"
 #include "contracts/routes.h"
+#include "contracts/scripts.h"
+#include "contracts/supervisor.h"
+#include "contracts/system.h"
 #include "hostd/inet/addresses.h"
 #include "hostd/inet/arp_entries.h"
 #include "hostd/inet/forwarding.h"
@@ -74,19 +82,17 @@ Owners::Owners(const Options& options) {
         owners_.push_back({{path.begin(), path.end()}, std::move(handler)});
     };
 
-    constexpr uint32_t kSupervisor = tn::number::Supervisor;
-    constexpr uint32_t kSystem = tn::number::System;
-    own(std::array{kSupervisor}, std::move(supervisor));
-    own(std::array{kSupervisor, 1U}, std::move(journal));
-    own(std::array{kSystem}, std::make_unique<System>(options.allowReboot ? rebootMachine : Reboot()));
-    own(std::array{kSystem, 0U}, std::make_unique<SystemTime>());
-    own(std::array{kSystem, 1U}, std::make_unique<Identity>());
+    own(contracts::supervisor::kPath, std::move(supervisor));
+    own(contracts::undo_journal::kPath, std::move(journal));
+    own(contracts::system::kPath, std::make_unique<System>(options.allowReboot ? rebootMachine : Reboot()));
+    own(contracts::system_time::kPath, std::make_unique<SystemTime>());
+    own(contracts::identity::kPath, std::make_unique<Identity>());
     const auto disks = watchDisks(options.proc);
-    own(std::array{kSystem, 2U}, std::make_unique<SystemInfo>(places, disks));
-    own(std::array{kSystem, 5U}, std::make_unique<PciDevices>(options.sysfs));
-    own(std::array{kSystem, 6U}, std::make_unique<UsbDevices>(options.sysfs));
+    own(contracts::system_info::kPath, std::make_unique<SystemInfo>(places, disks));
+    own(contracts::pci_devices::kPath, std::make_unique<PciDevices>(options.sysfs));
+    own(contracts::usb_devices::kPath, std::make_unique<UsbDevices>(options.sysfs));
     own(contracts::neighbors::kPath, std::make_unique<Neighbors>());
-    own(std::array{12U, 1U},
+    own(contracts::health::kPath,
         std::make_unique<Health>([options] { return readHealth(options.sysfs, options.sensors); }));
     own(contracts::bridge::kForwardingPath, std::make_unique<Forwarding>());
     own(contracts::interfaces::kPath,
@@ -97,15 +103,16 @@ Owners::Owners(const Options& options) {
     own(contracts::queues::kInterfacesPath, std::make_unique<InterfaceQueues>(queues));
     own(contracts::queues::kTreePath, std::make_unique<QueueTree>(queues));
     own(contracts::routes::kPath, std::make_unique<Routes>());
-    own(std::array{48U, 101U}, std::make_unique<Scripts>(tn::rooted("/tern/scripts")));
-    own(std::array{79U, 2U}, std::make_unique<DiskTable>(disks));
-    own(std::array{96U, 1U}, std::make_unique<Proxy>([url = options.proxyUrl] { return readSquid(url); }));
-    own(std::array{99U, 6U}, std::make_unique<UsbReset>(options.sysfs, options.allowUsbReset));
-    own(std::array{109U, 1U},
+    own(contracts::scripts::kPath, std::make_unique<Scripts>(tn::rooted("/tern/scripts")));
+    own(contracts::disks::kPath, std::make_unique<DiskTable>(disks));
+    own(contracts::proxy::kPath, std::make_unique<Proxy>([url = options.proxyUrl] { return readSquid(url); }));
+    own(contracts::usb_reset::kPath, std::make_unique<UsbReset>(options.sysfs, options.allowUsbReset));
+    own(contracts::podhost_guests::kPath,
         std::make_unique<PodhostGuests>([uri = options.podhostUri, machined = std::make_shared<Machined>()] {
             return readContainers(uri, *machined);
         }));
-    own(std::array{112U, 1U}, std::make_unique<VirtualMachines>([uri = options.guestsUri] { return readGuests(uri); }));
+    own(contracts::virtual_machines::kPath,
+        std::make_unique<VirtualMachines>([uri = options.guestsUri] { return readGuests(uri); }));
 }
 
 Owners::~Owners() = default;

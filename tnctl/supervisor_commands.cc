@@ -5,6 +5,7 @@
 #include <ostream>
 #include <utility>
 
+#include "contracts/supervisor.h"
 #include "tn/log.h"
 #include "tnctl/client.h"
 #include "tnctl/failure.h"
@@ -18,15 +19,11 @@ namespace undo = tn::undo;
 
 namespace {
 
-// An item of {1}, as the supervisor lists it.
-namespace process {
-constexpr tn::u32_array_id Numbers{5};
-constexpr tn::u32_id Pid{6};
-constexpr tn::u32_id Age{7};  // seconds since it announced itself
-}  // namespace process
+namespace supervisor = contracts::supervisor;
+namespace undo_journal = contracts::undo_journal;
 
-const Path kProcesses{tn::number::Supervisor};
-const Path kJournal{tn::number::Supervisor, 1};
+const Path kProcesses(supervisor::kPath.begin(), supervisor::kPath.end());
+const Path kJournal(undo_journal::kPath.begin(), undo_journal::kPath.end());
 
 // Local time, as log lines have it.
 std::string timeText(uint32_t seconds) {
@@ -64,10 +61,10 @@ uint32_t recordId(const std::string& text) {
 void listProcesses(const Session& session) {
     std::vector<Json> rows;
     for (const tn::message& item : Client(session.options.timeoutMs).list(kProcesses)) {
-        const uint32_t age = item.get_u32(process::Age);
-        rows.push_back({{"pid", item.get_u32(process::Pid)},
+        const uint32_t age = item.get_u32(supervisor::Age);
+        rows.push_back({{"pid", item.get_u32(supervisor::Pid)},
                         {"name", item.get_string(field::Name)},
-                        {"numbers", item.get_u32_array(process::Numbers)},
+                        {"numbers", item.get_u32_array(supervisor::Numbers)},
                         {"age", session.options.json ? Json(age) : Json(ageText(age))}});
     }
     printList(session, {{"PID", "pid"}, {"NAME", "name"}, {"UP", "age"}, {"NUMBERS", "numbers"}}, rows);

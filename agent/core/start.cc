@@ -13,19 +13,22 @@
 #include "agent/modules/vendor_module.h"
 #include "agent/modules/vm_module.h"
 #include "agent/traps/trap_generators.h"
+#include "contracts/supervisor.h"
 #include "tn/paths.h"
 
 namespace snmp {
 
 namespace {
 
+namespace supervisor = contracts::supervisor;
+
 constexpr uint64_t kStartupTrapAfter = 100;  // milliseconds
 
 void announce(SnmpLooper& agent) {
     tn::message m;
-    m.insert_vector(tn::field::Destination, tn::number::Supervisor);
-    m.insert_u32(tn::announce::Number, tn::number::Snmp);
-    agent.sendCmd(std::move(m), tn::cmd::Announce);
+    m.insert_vector(tn::field::Destination, supervisor::kPath);
+    m.insert_u32(supervisor::Number, tn::number::Snmp);
+    agent.sendCmd(std::move(m), supervisor::kAnnounce);
 }
 
 }  // namespace

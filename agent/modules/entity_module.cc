@@ -11,6 +11,9 @@
 #include "agent/mib/get_all_multi_provider.h"
 #include "agent/mib/keep.h"
 #include "agent/mib/request_writes.h"
+#include "contracts/devices.h"
+#include "contracts/object_class.h"
+#include "contracts/system.h"
 #include "tn/looper.h"
 #include "tn/store.h"
 
@@ -18,11 +21,12 @@ namespace snmp {
 
 namespace {
 
-// Owners, and where the ids of each begin in entPhysicalIndex.
-const std::vector<uint32_t> kSystemInfo = {24, 2};
-const std::vector<uint32_t> kPciDevices = {24, 5};
-const std::vector<uint32_t> kUsbDevices = {24, 6};
-constexpr uint32_t kWholeObject = 5;
+namespace object_class = contracts::object_class;
+namespace pci_devices = contracts::pci_devices;
+namespace system_info = contracts::system_info;
+namespace usb_devices = contracts::usb_devices;
+
+// entPhysicalIndex: the chassis, then each owner's ids.
 constexpr uint32_t kChassisIndex = 0x10000;
 constexpr uint32_t kPciIndexes = 0x20000;
 constexpr uint32_t kUsbIndexes = 0x40000;
@@ -82,10 +86,11 @@ void Resource::chassis(Rows& rows) {
     record->physicalClass = Chassis;
     record->containedIn = 0;
 
-    const tn::message system = tn::getLooper()->exchangeMessage(tn::request(kSystemInfo, tn::cmd::Get));
+    const tn::message system = tn::getLooper()->exchangeMessage(tn::request(system_info::kPath, tn::cmd::Get));
     if (tn::isError(system)) sout << "exchangeCmd ID_SYSTEM ID_SYSINFO: " << tn::getError(system);
-    record->descr = "Tarnix " + system.get_string(22) + " on " + system.get_string(25);
-    record->name = system.get_string(4);
+    record->descr =
+        "Tarnix " + system.get_string(system_info::Release) + " on " + system.get_string(system_info::Version);
+    record->name = system.get_string(system_info::Model);
     rows.push_back(std::move(record));
 }
 
@@ -101,21 +106,21 @@ bool Resource::writeChassis(const Data& row) {
 std::unique_ptr<Data> Resource::buildPCI(const tn::message& m) {
     auto record = std::make_unique<Resource>();
     record->index = m.get_u32(tn::field::ObjectId, tn::kNoId) | kPciIndexes;
-    record->name = m.get_string(1);
-    record->descr = m.get_string(3) + " " + m.get_string(2);
-    record->mfgName = m.get_string(4);
-    record->modelName = m.get_string(5);
+    record->name = m.get_string(pci_devices::Name);
+    record->descr = m.get_string(pci_devices::Maker) + " " + m.get_string(pci_devices::Model);
+    record->mfgName = m.get_string(pci_devices::MakerName);
+    record->modelName = m.get_string(pci_devices::ModelName);
     return record;
 }
 
 std::unique_ptr<Data> Resource::buildUSB(const tn::message& m) {
     auto record = std::make_unique<Resource>();
     record->index = m.get_u32(tn::field::ObjectId) | kUsbIndexes;
-    record->name = m.get_string(1);
-    record->descr = m.get_string(2) + " " + m.get_string(3);
-    record->serial = m.get_string(4);
-    record->mfgName = m.get_string(8);
-    record->modelName = m.get_string(9);
+    record->name = m.get_string(usb_devices::Name);
+    record->descr = m.get_string(usb_devices::Maker) + " " + m.get_string(usb_devices::Product);
+    record->serial = m.get_string(usb_devices::Serial);
+    record->mfgName = m.get_string(usb_devices::MakerName);
+    record->modelName = m.get_string(usb_devices::ModelName);
     return record;
 }
 
@@ -149,8 +154,8 @@ void start_entity_module() {
     openedStore = nullptr;
     auto* entities = keep<GetAllMultiProvider>();
     entities->addSource(Resource::chassis, kChassisIndex, Resource::writeChassis);
-    entities->addSource(oneRow<Resource::buildPCI>, kPciDevices, kWholeObject, kPciIndexes);
-    entities->addSource(oneRow<Resource::buildUSB>, kUsbDevices, kWholeObject, kUsbIndexes);
+    entities->addSource(oneRow<Resource::buildPCI>, pci_devices::kPath, object_class::kWhole, kPciIndexes);
+    entities->addSource(oneRow<Resource::buildUSB>, usb_devices::kPath, object_class::kWhole, kUsbIndexes);
     MapTable* table = keepTable(entities, {{packerFor(kPhysicalColumns[0]), tn::field::ObjectId.number}});
     addColumns(addColumnarBranch(OID(kPhysicalEntry), table), kPhysicalColumns);
 }

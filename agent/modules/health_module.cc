@@ -9,21 +9,19 @@
 #include "agent/mib/columns.h"
 #include "agent/mib/data_provider.h"
 #include "agent/mib/keep.h"
+#include "contracts/health.h"
+#include "contracts/object_class.h"
 
 namespace snmp {
 
 namespace {
 
-const std::vector<uint32_t> kHealth = {12, 1};
-constexpr uint32_t kWholeObject = 5;
-constexpr tn::u32_id kPowerSupply{12};
-constexpr tn::u32_id kVoltage{13};
-constexpr tn::u32_id kTemperature{14};
-constexpr tn::u32_id kCpuTemperature{17};
+namespace health = contracts::health;
+namespace object_class = contracts::object_class;
 
 /// Signed numbers are kept as their two's complement, as they travel.
 struct Health : Data {
-    unsigned int voltage = 0;                          // as its owner tells it
+    unsigned int voltage = 0;                          // tenths of a volt
     unsigned int temperature = 0, cpuTemperature = 0;  // tenths of a degree Celsius
     std::string fan;
     static std::unique_ptr<Data> build(const tn::message& m);
@@ -41,9 +39,11 @@ struct Reading {
     Column<Health> object;
 };
 constexpr Reading kReadings[] = {
-    {"voltage", kVoltage, {8, "healthVoltage", tag::Integer, &Health::voltage}},
-    {"temperature", kTemperature, {10, "healthTemperature", tag::Integer, &Health::temperature}},
-    {"cpu temperature", kCpuTemperature, {11, "healthCpuTemperature", tag::Integer, &Health::cpuTemperature}},
+    {"voltage", health::Voltage, {8, "healthVoltage", tag::Integer, &Health::voltage}},
+    {"temperature", health::BoardTemperature, {10, "healthTemperature", tag::Integer, &Health::temperature}},
+    {"cpu temperature",
+     health::ProcessorTemperature,
+     {11, "healthCpuTemperature", tag::Integer, &Health::cpuTemperature}},
 };
 bool served[std::size(kReadings)];  // once served, always served
 
@@ -58,7 +58,7 @@ void serveNewReadings(const tn::message& m) {
 }
 
 const char* fanString(uint32_t powerSupply) {
-    constexpr const char* kNames[] = {"aux", "main", "none"};
+    constexpr const char* kNames[] = {"aux", "main", "none"};  // by health::Supply
     return powerSupply < std::size(kNames) ? kNames[powerSupply] : "n/a";
 }
 
@@ -67,10 +67,10 @@ std::unique_ptr<Data> Health::build(const tn::message& m) {
     constexpr uint32_t kNoSupply = 42;
     serveNewReadings(m);
     auto record = std::make_unique<Health>();
-    record->voltage = m.get_u32(kVoltage);
-    record->temperature = m.get_u32(kTemperature, kNotMeasured) * 10;
-    record->cpuTemperature = m.get_u32(kCpuTemperature, kNotMeasured) * 10;
-    record->fan = fanString(m.get_u32(kPowerSupply, kNoSupply));
+    record->voltage = m.get_u32(health::Voltage);
+    record->temperature = m.get_u32(health::BoardTemperature, kNotMeasured) * 10;
+    record->cpuTemperature = m.get_u32(health::ProcessorTemperature, kNotMeasured) * 10;
+    record->fan = fanString(m.get_u32(health::PowerSupply, kNoSupply));
     return record;
 }
 
@@ -78,7 +78,7 @@ std::unique_ptr<Data> Health::build(const tn::message& m) {
 
 void start_health_module() {
     std::ranges::fill(served, false);
-    healthProvider = keep<GetProvider>(Health::build, kHealth, tn::cmd::Get, tn::cmd::Set, kWholeObject);
+    healthProvider = keep<GetProvider>(Health::build, health::kPath, tn::cmd::Get, tn::cmd::Set, object_class::kWhole);
     (void)healthProvider->get();  // serves what is measured already
     addScalars(kHealthBranch, kFanObject, healthProvider);
 }

@@ -14,16 +14,18 @@
 #include "agent/mib/get_all_multi_provider.h"
 #include "agent/mib/get_all_provider.h"
 #include "agent/mib/keep.h"
+#include "contracts/disks.h"
+#include "contracts/object_class.h"
+#include "contracts/system.h"
 
 namespace snmp {
 
 namespace {
 
-// Owners.
-const std::vector<uint32_t> kTime = {24, 0};
-const std::vector<uint32_t> kSystemInfo = {24, 2};
-const std::vector<uint32_t> kDisks = {79, 2};
-constexpr uint32_t kWholeObject = 5;  // object class of every get here
+namespace disks = contracts::disks;
+namespace object_class = contracts::object_class;
+namespace system_info = contracts::system_info;
+namespace system_time = contracts::system_time;
 
 constexpr auto kHost = under(kMib2, 25);
 constexpr auto kHrSystem = under(kHost, 1);
@@ -71,15 +73,15 @@ struct Storage : Data {
 
 std::unique_ptr<Data> Sysinfo::build(const tn::message& m) {
     auto record = std::make_unique<Sysinfo>();
-    record->uptime = m.get_u32(1) * 100;
-    record->memoryTotal = m.get_u32(2);
-    record->memoryUsed = record->memoryTotal - m.get_u32(3);
+    record->uptime = m.get_u32(system_info::Uptime) * 100;
+    record->memoryTotal = m.get_u32(system_info::MemoryTotal);
+    record->memoryUsed = record->memoryTotal - m.get_u32(system_info::MemoryFree);
     return record;
 }
 
 std::unique_ptr<Data> Systime::build(const tn::message& m) {
-    const time_t seconds = m.get_u32(7);
-    const auto offset = static_cast<int32_t>(m.get_u32(27));  // seconds east of UTC
+    const time_t seconds = m.get_u32(system_time::Seconds);
+    const auto offset = static_cast<int32_t>(m.get_u32(system_time::Offset));  // seconds east of UTC
     tm local{};
     tzset();  // localtime_r alone doesn't notice a change of the time zone
     localtime_r(&seconds, &local);
@@ -104,7 +106,7 @@ std::unique_ptr<Data> Systime::build(const tn::message& m) {
 std::unique_ptr<Data> Cpu::build(const tn::message& m) {
     auto record = std::make_unique<Cpu>();
     record->id = m.get_u32(tn::field::ObjectId, tn::kNoId);
-    record->load = m.get_u32(9);
+    record->load = m.get_u32(system_info::Load);
     return record;
 }
 
@@ -127,10 +129,10 @@ std::unique_ptr<Data> Storage::buildHd(const tn::message& m) {
     auto record = std::make_unique<Storage>();
     record->index = m.get_u32(tn::field::ObjectId) | kDiskIndexes;
     record->type = OID(kHrStorageFixedDisk);
-    const std::string name = m.get_string(1);
+    const std::string name = m.get_string(disks::MountPoint);
     record->descr = name.empty() ? "disk" : "disk: " + name;
-    record->size = m.get_u32(5);
-    record->used = record->size - m.get_u32(6);
+    record->size = m.get_u32(disks::Size);
+    record->used = record->size - m.get_u32(disks::Free);
     return record;
 }
 
@@ -165,19 +167,20 @@ constexpr Column<Cpu> kProcessorColumns[] = {{2, "hrProcessorLoad", tag::Integer
 }  // namespace
 
 void start_host_module() {
-    sysinfo = keep<GetProvider>(Sysinfo::build, kSystemInfo, tn::cmd::Get, tn::cmd::Set, kWholeObject);
-    auto* date = keep<GetProvider>(Systime::build, kTime, tn::cmd::Get, tn::cmd::Set, kWholeObject);
+    sysinfo = keep<GetProvider>(Sysinfo::build, system_info::kPath, tn::cmd::Get, tn::cmd::Set, object_class::kWhole);
+    auto* date =
+        keep<GetProvider>(Systime::build, system_time::kPath, tn::cmd::Get, tn::cmd::Set, object_class::kWhole);
     addScalars(kHrSystem, kHrUptimeObject, sysinfo);
     addScalars(kHrSystem, kHrDateObject, date);
     addScalars(kHrStorage, kHrMemoryObject, sysinfo);
 
     auto* storage = keep<GetAllMultiProvider>();
     storage->addSource(Storage::buildRam, kRamIndex);
-    storage->addSource(oneRow<Storage::buildHd>, kDisks, kWholeObject, kDiskIndexes);
+    storage->addSource(oneRow<Storage::buildHd>, disks::kPath, object_class::kWhole, kDiskIndexes);
     MapTable* storageTable = keepTable(storage, {{packerFor(kStorageColumns[0]), tn::field::ObjectId.number}});
     addColumns(addColumnarBranch(OID(kHrStorageEntry), storageTable), kStorageColumns);
 
-    auto* processors = keep<GetAllProvider>(kSystemInfo, oneRow<Cpu::build>, kWholeObject);
+    auto* processors = keep<GetAllProvider>(system_info::kPath, oneRow<Cpu::build>, object_class::kWhole);
     MapTable* processorTable = keepTable(processors, {{packerFor(kDeviceColumns[0]), tn::field::ObjectId.number}});
     addColumns(addColumnarBranch(OID(kHrDeviceEntry), processorTable), kDeviceColumns);
     addColumns(addColumnarBranch(OID(kHrProcessorEntry), processorTable), kProcessorColumns);

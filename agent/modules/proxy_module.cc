@@ -5,14 +5,16 @@
 #include "agent/mib/columns.h"
 #include "agent/mib/data_provider.h"
 #include "agent/mib/keep.h"
+#include "contracts/object_class.h"
+#include "contracts/proxy.h"
 #include "tn/sources.h"
 
 namespace snmp {
 
 namespace {
 
-const std::vector<uint32_t> kProxy = {96, 1};
-constexpr uint32_t kObjectClass = 7;
+namespace object_class = contracts::object_class;
+namespace proxy = contracts::proxy;
 
 struct Proxy : Data {
     unsigned int memory = 0, storage = 0;  // octets, like all sizes here; they wrap at 4 GiB
@@ -23,16 +25,16 @@ struct Proxy : Data {
 };
 
 std::unique_ptr<Data> Proxy::build(const tn::message& m) {
-    const auto octets = [&m](uint32_t field) { return m.get_u32(field) << 10; };  // the owner counts in KiB
+    const auto octets = [&m](tn::u32_id field) { return m.get_u32(field) << 10; };  // the owner counts in KiB
     auto record = std::make_unique<Proxy>();
-    record->memory = octets(113);
-    record->storage = octets(111);
-    record->age = tn::getUptime() - m.get_u32(100);
-    record->hits = m.get_u32(103);
-    record->sentToClients = octets(123);
-    record->serverRequests = m.get_u32(102);
-    record->receivedFromServers = octets(121);
-    record->sentToServers = octets(122);
+    record->memory = octets(proxy::Memory);
+    record->storage = octets(proxy::Storage);
+    record->age = tn::getUptime() - m.get_u32(proxy::StartedAt);
+    record->hits = m.get_u32(proxy::Hits);
+    record->sentToClients = octets(proxy::ClientOut);
+    record->serverRequests = m.get_u32(proxy::ServerRequests);
+    record->receivedFromServers = octets(proxy::ServerIn);
+    record->sentToServers = octets(proxy::ServerOut);
     return record;
 }
 
@@ -56,9 +58,10 @@ constexpr Column<Proxy> kCacheProtocolObjects[] = {
 }  // namespace
 
 void startWebProxy() {
-    auto* proxy = keep<GetProvider>(Proxy::build, kProxy, tn::cmd::Get, tn::cmd::Set, kObjectClass);
-    addScalars(kCacheSystem, kCacheSystemObjects, proxy);
-    addScalars(kCacheProtocols, kCacheProtocolObjects, proxy);
+    auto* provider =
+        keep<GetProvider>(Proxy::build, proxy::kPath, tn::cmd::Get, tn::cmd::Set, object_class::kWithStatistics);
+    addScalars(kCacheSystem, kCacheSystemObjects, provider);
+    addScalars(kCacheProtocols, kCacheProtocolObjects, provider);
 }
 
 }  // namespace snmp

@@ -10,6 +10,8 @@
 #include "agent/mib/keep.h"
 #include "agent/mib/request_writes.h"
 #include "agent/system/settings.h"
+#include "contracts/object_class.h"
+#include "contracts/system.h"
 #include "tn/looper.h"
 #include "tn/paths.h"
 
@@ -17,10 +19,9 @@ namespace snmp {
 
 namespace {
 
-// Owners.
-const std::vector<uint32_t> kIdentity = {24, 1};
-const std::vector<uint32_t> kSystemInfo = {24, 2};
-constexpr uint32_t kWholeObject = 5;  // object class of every get here
+namespace identity = contracts::identity;
+namespace object_class = contracts::object_class;
+namespace system_info = contracts::system_info;
 
 // Records.
 
@@ -43,13 +44,13 @@ struct Snmpdat : Data {
 
 std::unique_ptr<Data> Uptime::build(const tn::message& m) {
     auto record = std::make_unique<Uptime>();
-    record->uptime = m.get_u32(1) * 100;
+    record->uptime = m.get_u32(system_info::Uptime) * 100;
     return record;
 }
 
 std::unique_ptr<Data> Ident::build(const tn::message& m) {
     auto record = std::make_unique<Ident>();
-    record->name = m.get_string(12);
+    record->name = m.get_string(identity::Name);
     return record;
 }
 
@@ -94,9 +95,9 @@ constexpr int kSysServices = 78;  // layers 2, 3, 4 and 7
 // Start.
 
 std::string systemDescription() {
-    const tn::message reply = tn::getLooper()->exchangeMessage(tn::request(kSystemInfo, tn::cmd::Get));
+    const tn::message reply = tn::getLooper()->exchangeMessage(tn::request(system_info::kPath, tn::cmd::Get));
     if (tn::isError(reply)) sout << "exchangeCmd ID_SYSTEM ID_SYSINFO: " << tn::getError(reply);
-    return "Tarnix " + reply.get_string(25);
+    return "Tarnix " + reply.get_string(system_info::Version);
 }
 
 /// The vendor's OID, unless a marker file asks for none: some managers treat unknown vendors better that way.
@@ -106,8 +107,8 @@ OID systemObjectId() {
     return OID(under(kVendor, 1));
 }
 
-DataProvider* owner(BuildFunction build, const std::vector<uint32_t>& path) {
-    return keep<GetProvider>(build, path, tn::cmd::Get, tn::cmd::Set, kWholeObject);
+DataProvider* owner(BuildFunction build, std::span<const uint32_t> path) {
+    return keep<GetProvider>(build, path, tn::cmd::Get, tn::cmd::Set, object_class::kWhole);
 }
 
 }  // namespace
@@ -116,9 +117,9 @@ void start_system_module() {
     DataProvider* settings = keep<SnmpdatProvider>();
     addScalarConstStringLeaf(OID(kSystem) + 1, systemDescription(), tag::OctetString);
     addScalarConstOIDLeaf(OID(kSystem) + 2, systemObjectId(), tag::ObjectIdentifier);
-    addScalars(kSystem, kUptimeObject, owner(Uptime::build, kSystemInfo));
+    addScalars(kSystem, kUptimeObject, owner(Uptime::build, system_info::kPath));
     addScalars(kSystem, kContactObject, settings);
-    addScalars(kSystem, kNameObject, owner(Ident::build, kIdentity));
+    addScalars(kSystem, kNameObject, owner(Ident::build, identity::kPath));
     addScalars(kSystem, kLocationObject, settings);
     addScalarConstNumLeaf(OID(kSystem) + 7, kSysServices, tag::Integer);
 }

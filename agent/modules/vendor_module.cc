@@ -11,21 +11,23 @@
 #include "agent/mib/get_all_provider.h"
 #include "agent/mib/keep.h"
 #include "agent/mib/request_writes.h"
+#include "contracts/devices.h"
+#include "contracts/neighbors.h"
+#include "contracts/object_class.h"
+#include "contracts/scripts.h"
+#include "contracts/system.h"
 #include "tn/looper.h"
 
 namespace snmp {
 
 namespace {
 
-// Owners.
-const std::vector<uint32_t> kReboot = {24};
-const std::vector<uint32_t> kSystemInfo = {24, 2};
-const std::vector<uint32_t> kUsb = {99, 6};
-const std::vector<uint32_t> kScripts = {48, 101};
-const std::vector<uint32_t> kNeighbors = {10, 1};
-constexpr uint32_t kResetUsb = 1;     // command to {99, 6}
-constexpr uint32_t kRunScript = 1;    // command to {48, 101}
-constexpr uint32_t kWholeObject = 5;  // object class of every get here
+namespace neighbors = contracts::neighbors;
+namespace object_class = contracts::object_class;
+namespace scripts = contracts::scripts;
+namespace system = contracts::system;
+namespace system_info = contracts::system_info;
+namespace usb_reset = contracts::usb_reset;
 
 // Records.
 
@@ -60,12 +62,12 @@ void TheSystem::reverseBuild(tn::message&) {
     if (reboot != 0) {
         serr << "TheSystem::REBOOT";
         RequestWrites::writeNow();  // before the machine goes down
-        (void)tn::getLooper()->exchangeMessage(tn::request(kReboot, tn::cmd::Reboot));
+        (void)tn::getLooper()->exchangeMessage(tn::request(system::kPath, system::kReboot));
     }
     if (usbReset != 0) {
         serr << "TheSystem usb reset";
-        tn::message request = tn::request(kUsb, kResetUsb);
-        request.insert_u32(1, usbReset);
+        tn::message request = tn::request(usb_reset::kPath, usb_reset::kSwitchOff);
+        request.insert_u32(usb_reset::Seconds, usbReset);
         const tn::message reply = tn::getLooper()->exchangeMessage(request);
         if (tn::isError(reply)) sout << reply;
     }
@@ -74,7 +76,7 @@ void TheSystem::reverseBuild(tn::message&) {
 std::unique_ptr<Data> Script::build(const tn::message& m) {
     auto record = std::make_unique<Script>();
     record->id = m.get_u32(tn::field::ObjectId);
-    record->name = m.get_string(102);
+    record->name = m.get_string(scripts::Name);
     return record;
 }
 
@@ -82,21 +84,21 @@ void Script::reverseBuild(tn::message& m) {
     m.insert_u32(tn::field::ObjectId, id);
     if (run != 0) {
         serr << "Run, FOREST, run!";
-        m.insert_u32(tn::field::Command, kRunScript);
+        m.insert_u32(tn::field::Command, scripts::kRun);
     } else {
-        m.insert_string(102, name);
+        m.insert_string(scripts::Name, name);
     }
 }
 
 std::unique_ptr<Data> Neighbor::build(const tn::message& m) {
     auto record = std::make_unique<Neighbor>();
     record->id = m.get_u32(tn::field::ObjectId);
-    record->address = m.get_be32(1);
-    record->mac = m.get_raw(2);
-    record->identity = m.get_string(7);
-    record->platform = m.get_string(8);
-    record->version = m.get_string(6);
-    record->port = m.get_string(11);
+    record->address = m.get_be32(neighbors::Address);
+    record->mac = m.get_raw(neighbors::Mac);
+    record->identity = m.get_string(neighbors::Identity);
+    record->platform = m.get_string(neighbors::Platform);
+    record->version = m.get_string(neighbors::Version);
+    record->port = m.get_string(neighbors::Port);
     return record;
 }
 
@@ -130,22 +132,23 @@ static_assert(ascending(kNeighborColumns));
 
 /// A table over an owner's rows, indexed by their ids.
 template <class Record>
-MapTable* tableOf(GetAllProvider::BuildRows build, const std::vector<uint32_t>& path, const Column<Record>& index) {
-    auto* rows = keep<GetAllProvider>(path, build, kWholeObject);
+MapTable* tableOf(GetAllProvider::BuildRows build, std::span<const uint32_t> path, const Column<Record>& index) {
+    auto* rows = keep<GetAllProvider>(path, build, object_class::kWhole);
     return keepTable(rows, {{packerFor(index), tn::field::ObjectId.number}});
 }
 
 }  // namespace
 
 void start_vendor_module() {
-    auto* control = keep<GetProvider>(TheSystem::build, kSystemInfo, tn::cmd::Get, tn::cmd::Set, kWholeObject);
+    auto* control =
+        keep<GetProvider>(TheSystem::build, system_info::kPath, tn::cmd::Get, tn::cmd::Set, object_class::kWhole);
     addScalars(kSystemControl, kControlObjects, control);
 
-    MapTable* scripts = tableOf(oneRow<Script::build>, kScripts, kScriptIndex);
-    addColumns(addColumnarBranch(OID(kScriptEntry), scripts), kScriptColumns);
+    MapTable* scriptTable = tableOf(oneRow<Script::build>, scripts::kPath, kScriptIndex);
+    addColumns(addColumnarBranch(OID(kScriptEntry), scriptTable), kScriptColumns);
 
-    MapTable* neighbors = tableOf(oneRow<Neighbor::build>, kNeighbors, kNeighborIndex);
-    addColumns(addColumnarBranch(OID(kNeighborEntry), neighbors), kNeighborColumns);
+    MapTable* neighborTable = tableOf(oneRow<Neighbor::build>, neighbors::kPath, kNeighborIndex);
+    addColumns(addColumnarBranch(OID(kNeighborEntry), neighborTable), kNeighborColumns);
 }
 
 }  // namespace snmp

@@ -11,15 +11,18 @@
 #include "agent/mib/columns.h"
 #include "agent/mib/get_all_multi_provider.h"
 #include "agent/mib/keep.h"
+#include "contracts/guests.h"
+#include "contracts/object_class.h"
 
 namespace snmp {
 
 namespace {
 
-// Owners, and where the ids of each begin in vmwVmIdx.
-const std::vector<uint32_t> kKvmGuests = {112, 1};
-const std::vector<uint32_t> kPodhostGuests = {109, 1};
-constexpr uint32_t kWholeObject = 5;
+namespace object_class = contracts::object_class;
+namespace podhost_guests = contracts::podhost_guests;
+namespace virtual_machines = contracts::virtual_machines;
+
+// vmwVmIdx: where each owner's ids begin.
 constexpr uint32_t kKvmIndexes = 0x20000;
 constexpr uint32_t kPodhostIndexes = 0x10000;
 
@@ -32,7 +35,7 @@ struct VM : Data {
     static std::unique_ptr<Data> buildMeta(const tn::message& m);
 };
 
-// States, by their owner's numbers.
+// vmwVmState, by the owners' numbers.
 
 constexpr const char* kKvmStates[] = {
     "invalid",
@@ -49,9 +52,11 @@ constexpr const char* kKvmStates[] = {
     "error vnc can't bind",
     "error extract failed",
 };
+static_assert(std::size(kKvmStates) == virtual_machines::state::kCount);
 constexpr const char* kPodhostStates[] = {
     "disabled", "stopped", "booting", "running", "rebooting", "shuttingdown", "importing",
 };
+static_assert(std::size(kPodhostStates) == podhost_guests::state::Unknown);
 
 const char* stateName(std::span<const char* const> names, uint32_t state) {
     return state < names.size() ? names[state] : "unknown";
@@ -69,15 +74,15 @@ std::unique_ptr<Data> VM::buildKvm(const tn::message& m) {
     record->id = m.get_u32(tn::field::ObjectId, tn::kNoId) | kKvmIndexes;
     record->name = m.get_string(tn::field::Name);
     record->comment = m.get_string(tn::field::Comment);
-    record->cpus = m.get_u32(6);
-    record->memory = m.get_u32(7);
-    record->state = stateName(kKvmStates, m.get_u32(5));
+    record->cpus = m.get_u32(virtual_machines::Processors);
+    record->memory = m.get_u32(virtual_machines::Memory);
+    record->state = stateName(kKvmStates, m.get_u32(virtual_machines::State));
     // Each part ends with a space, also the last one, on purpose: readers split the text there.
-    for (const uint32_t part : {2U, 3U, 4U}) {
+    for (const tn::string_id part : {virtual_machines::Disk, virtual_machines::Kernel, virtual_machines::Initrd}) {
         record->config += m.get_string(part);
         addSpace(record->config);
     }
-    if (m.get_bool(12)) record->config += "[snapshot]";
+    if (m.get_bool(virtual_machines::HasSnapshot)) record->config += "[snapshot]";
     return record;
 }
 
@@ -87,9 +92,9 @@ std::unique_ptr<Data> VM::buildMeta(const tn::message& m) {
     record->name = m.get_string(tn::field::Name);
     record->comment = m.get_string(tn::field::Comment);
     record->cpus = 1;
-    record->memory = m.get_u32(1);
+    record->memory = m.get_u32(podhost_guests::Memory);
     record->config = "podhost";
-    record->state = stateName(kPodhostStates, m.get_u32(2));
+    record->state = stateName(kPodhostStates, m.get_u32(podhost_guests::State));
     return record;
 }
 
@@ -109,8 +114,8 @@ static_assert(ascending(kVmColumns));
 
 void start_vm_module() {
     auto* guests = keep<GetAllMultiProvider>();
-    guests->addSource(oneRow<VM::buildKvm>, kKvmGuests, kWholeObject, kKvmIndexes);
-    guests->addSource(oneRow<VM::buildMeta>, kPodhostGuests, kWholeObject, kPodhostIndexes);
+    guests->addSource(oneRow<VM::buildKvm>, virtual_machines::kPath, object_class::kWhole, kKvmIndexes);
+    guests->addSource(oneRow<VM::buildMeta>, podhost_guests::kPath, object_class::kWhole, kPodhostIndexes);
     MapTable* table = keepTable(guests, {{packerFor(kVmIndex), tn::field::ObjectId.number}});
     addColumns(addColumnarBranch(OID(kVmEntry), table), kVmColumns);
 }

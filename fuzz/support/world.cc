@@ -4,19 +4,20 @@
 #include "agent/modules/host_module.h"
 #include "agent/modules/interface_module.h"
 #include "agent/modules/system_module.h"
-#include "agent/modules/host_module.h"
-#include "agent/modules/interface_module.h"
-#include "agent/modules/system_module.h"
 #include "agent/modules/vendor_module.h"
+#include "contracts/disks.h"
 #include "contracts/interfaces.h"
+#include "contracts/system.h"
 #include "tn/log.h"
 
 World::World() {
     tn::setLogTarget(tn::LogTarget::None);
     tn::setSources(&still_);
     agent_ = std::make_unique<snmp::SnmpLooper>(uint16_t{0});
-    const std::pair<std::vector<uint32_t>, snmp::TableOwner*> owners[] = {
-        {{24, 2}, &system_}, {{20, 0}, &interfaces_}, {{79, 2}, &disks_}};
+    const std::pair<std::span<const uint32_t>, snmp::TableOwner*> owners[] = {
+        {contracts::system_info::kPath, &system_},
+        {contracts::interfaces::kPath, &interfaces_},
+        {contracts::disks::kPath, &disks_}};
     for (const auto& [path, owner] : owners) {
         owner->remembers = false;
         agent_->addHandler(path, owner);
@@ -24,7 +25,7 @@ World::World() {
     for (uint32_t id = 1; id <= 20; ++id) {
         interfaces_.row(id).insert_string(contracts::interfaces::Name, "if" + std::to_string(id));
         interfaces_.row(id).insert_u64(contracts::interfaces::InOctets, uint64_t{id} << 40);
-        disks_.row(id).insert_u32(5, id);
+        disks_.row(id).insert_u32(contracts::disks::Size, id);
     }
     snmp::start_system_module();
     snmp::start_host_module();

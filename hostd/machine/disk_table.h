@@ -33,13 +33,4 @@ class DiskTable : public WatchedTable<Disk> {
     [[nodiscard]] bool isShown(const Disk& disk) const override { return disk.size.has_value(); }
 };
 
-/// The contract of {79, 2}. Sizes that don't fit into 32 bits (4 TiB) stop there; Size less Free is then what is used
-/// as far as that fits.
-namespace disk {
-//                                     unit  source
-constexpr tn::string_id MountPoint{1};  //      PROC/self/mountinfo
-constexpr tn::u32_id Size{5};           // KiB  statvfs(3), f_blocks
-constexpr tn::u32_id Free{6};           // KiB  statvfs(3), f_bfree: the share kept for root included
-}  // namespace disk
-
 }  // namespace hostd

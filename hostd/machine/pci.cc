@@ -10,10 +10,13 @@ extern "C" {
 #include <cstdlib>
 #include <memory>
 
+#include "contracts/devices.h"
 #include "hostd/source/sysfs.h"
 #include "hostd/table/row_text.h"
 
 namespace hostd {
+
+namespace pci_devices = contracts::pci_devices;
 
 namespace {
 
@@ -108,11 +111,11 @@ PciDevices::PciDevices(const std::string& sysfs, const std::string& ids)
           kOtherDomains) {}
 
 void PciDevices::list(const PciDevice& device, tn::message& item) const {
-    insertText(item, pci::Name, device.key);
-    insertText(item, pci::Model, device.model);
-    insertText(item, pci::Maker, device.maker);
-    insertText(item, pci::MakerName, device.maker);
-    insertText(item, pci::ModelName, device.model);
+    insertText(item, pci_devices::Name, device.key);
+    insertText(item, pci_devices::Model, device.model);
+    insertText(item, pci_devices::Maker, device.maker);
+    insertText(item, pci_devices::MakerName, device.maker);
+    insertText(item, pci_devices::ModelName, device.model);
 }
 
 }  // namespace hostd

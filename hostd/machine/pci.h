@@ -61,14 +61,4 @@ class PciDevices : public WatchedTable<PciDevice> {
     void list(const PciDevice& device, tn::message& item) const override;
 };
 
-/// The contract of {24, 5}.
-namespace pci {
-//                                    source
-constexpr tn::string_id Name{1};       // the kernel's name: domain:bus:device.function
-constexpr tn::string_id Model{2};      // pci.ids, by SYSFS/bus/pci/devices/NAME/device; or "Device 100e"
-constexpr tn::string_id Maker{3};      // pci.ids, by .../vendor; or "Vendor 8086"
-constexpr tn::string_id MakerName{4};  // as Maker
-constexpr tn::string_id ModelName{5};  // as Model
-}  // namespace pci
-
 }  // namespace hostd

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "contracts/system.h"
 #include "hostd/machine/model.h"
 #include "hostd/machine/processors.h"
 #include "hostd/machine/version.h"
@@ -17,6 +18,11 @@
 #include "tn/sources.h"
 
 namespace hostd {
+
+namespace identity = contracts::identity;
+namespace system = contracts::system;
+namespace system_info = contracts::system_info;
+namespace system_time = contracts::system_time;
 
 std::string rebootMachine() {
     ::sync();
@@ -27,7 +33,7 @@ std::string rebootMachine() {
 // ---- {24}
 
 tn::message System::cmdUnknown(const tn::message& request, uint32_t command) {
-    if (command != tn::cmd::Reboot) return Handler::cmdUnknown(request, command);
+    if (command != system::kReboot) return Handler::cmdUnknown(request, command);
     if (!reboot_) {
         hostLog << "reboot asked for and refused: --allow-reboot isn't given";
         return tn::errorMsg(tn::error::Refused, "reboot isn't allowed here: start with --allow-reboot");

@@ -22,8 +22,7 @@ using Reboot = std::function<std::string()>;
 /// refuses.
 [[nodiscard]] std::string rebootMachine();
 
-/// {24}: the machine as a whole. cmd::Reboot restarts it when that was allowed on the command line, else
-/// error::Refused.
+/// {24}: the machine as a whole. contracts/system.h has its command.
 class System : public tn::Handler {
   public:
     /// @param reboot  empty when it isn't allowed
@@ -100,30 +99,5 @@ class SystemInfo : public IdTable {
     uint64_t loadsRead_ = 0;
     tn::ThinRunner::TimerId loadTimer_ = 0;
 };
-
-/// The contract of {24, 0}, {24, 1} and {24, 2}: fields of a get reply. A value that can't be had is absent. Sizes that
-/// don't fit into 32 bits (4 TiB) stop there, and total less free is then what is used as far as that fits.
-namespace system_time {
-//                                         unit             source
-constexpr tn::u32_id Seconds{7};  // s since epoch    clock_gettime(CLOCK_REALTIME)
-constexpr tn::u32_id Offset{27};  // s, two's         local time less UTC at that moment: TZ, /etc/localtime
-                                  // complement
-}  // namespace system_time
-namespace identity {
-constexpr tn::string_id Name{12};  //                  uname(2), nodename
-}  // namespace identity
-namespace system_info {
-constexpr tn::u32_id Uptime{1};       // s                clock_gettime(CLOCK_BOOTTIME)
-constexpr tn::u32_id MemoryTotal{2};  // KiB              PROC/meminfo, MemTotal
-constexpr tn::u32_id MemoryFree{3};   // KiB              PROC/meminfo, MemAvailable
-constexpr tn::string_id Model{4};     //                  SYSFS/class/dmi/id, or PROC/device-tree/model
-constexpr tn::u32_id Processors{6};   // online           SYSFS/devices/system/cpu/online
-constexpr tn::u32_id DiskTotal{10};   // KiB              statvfs(3) of the local disks of PROC/self/mountinfo
-constexpr tn::u32_id DiskFree{11};    // KiB              the same
-constexpr tn::string_id Release{22};  //                  this program's
-constexpr tn::string_id Version{25};  //                  os-release(5), uname(2)
-// Of a row; its id is the kernel's number of the processor + 1, since an SNMP index begins at 1.
-constexpr tn::u32_id Load{9};  // percent busy     PROC/stat, mean of the last minute
-}  // namespace system_info
 
 }  // namespace hostd

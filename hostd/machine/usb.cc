@@ -5,10 +5,13 @@
 #include <cstdio>
 #include <memory>
 
+#include "contracts/devices.h"
 #include "hostd/source/sysfs.h"
 #include "hostd/table/row_text.h"
 
 namespace hostd {
+
+namespace usb_devices = contracts::usb_devices;
 
 namespace {
 
@@ -86,12 +89,12 @@ UsbDevices::UsbDevices(const std::string& sysfs, const UsbNamer& namer)
           kIds) {}
 
 void UsbDevices::list(const UsbDevice& device, tn::message& item) const {
-    insertText(item, usb::Name, device.name);
-    insertText(item, usb::Maker, device.maker);
-    insertText(item, usb::Product, device.product);
-    insertText(item, usb::Serial, device.serial);
-    insertText(item, usb::MakerName, device.makerName);
-    insertText(item, usb::ModelName, device.modelName);
+    insertText(item, usb_devices::Name, device.name);
+    insertText(item, usb_devices::Maker, device.maker);
+    insertText(item, usb_devices::Product, device.product);
+    insertText(item, usb_devices::Serial, device.serial);
+    insertText(item, usb_devices::MakerName, device.makerName);
+    insertText(item, usb_devices::ModelName, device.modelName);
 }
 
 }  // namespace hostd

@@ -66,15 +66,4 @@ class UsbDevices : public WatchedTable<UsbDevice> {
     void list(const UsbDevice& device, tn::message& item) const override;
 };
 
-/// The contract of {24, 6}. What neither the device nor the list says stands there as "Vendor 1d6b", "Device 0002".
-namespace usb {
-//                                    source
-constexpr tn::string_id Name{1};       // the kernel's name, SYSFS/bus/usb/devices/NAME
-constexpr tn::string_id Maker{2};      // .../manufacturer, or else as MakerName
-constexpr tn::string_id Product{3};    // .../product, or else as ModelName
-constexpr tn::string_id Serial{4};     // .../serial
-constexpr tn::string_id MakerName{8};  // hwdb by .../idVendor, or else as Maker
-constexpr tn::string_id ModelName{9};  // hwdb by .../idProduct, or else as Product
-}  // namespace usb
-
 }  // namespace hostd

@@ -9,10 +9,13 @@
 #include <system_error>
 #include <vector>
 
+#include "contracts/devices.h"
 #include "hostd/log.h"
 #include "hostd/source/sysfs.h"
 
 namespace hostd {
+
+namespace usb_reset = contracts::usb_reset;
 
 namespace {
 
@@ -42,14 +45,14 @@ tn::message refused(const std::string& why) { return tn::errorMsg(tn::error::Ref
 }  // namespace
 
 tn::message UsbReset::cmdUnknown(const tn::message& request, uint32_t command) {
-    if (command != kSwitchOff) return Handler::cmdUnknown(request, command);
+    if (command != usb_reset::kSwitchOff) return Handler::cmdUnknown(request, command);
     if (!isAllowed_) {
         hostLog << "USB reset asked for and refused: --allow-usb-reset isn't given";
         return refused("a USB reset isn't allowed here: start with --allow-usb-reset");
     }
     const uint32_t seconds = request.get_u32(usb_reset::Seconds);
-    if (seconds < 1 || seconds > kMostSeconds)
-        return refused("USB reset: expected 1 to " + std::to_string(kMostSeconds) + " seconds");
+    if (seconds < 1 || seconds > usb_reset::kMaxSeconds)
+        return refused("USB reset: expected 1 to " + std::to_string(usb_reset::kMaxSeconds) + " seconds");
     if (isBusy_) return refused("a USB reset is under way");
     auto switches = switchesOf(sysfs_);
     if (switches.empty()) return refused("no USB port of this machine can be switched off");

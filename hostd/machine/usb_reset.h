@@ -15,9 +15,6 @@ namespace hostd {
 /// to kMostSeconds, when there is no port that can be switched, and when no thread is to be had.
 class UsbReset : public tn::Handler {
   public:
-    static constexpr uint32_t kSwitchOff = 1;
-    static constexpr uint32_t kMostSeconds = 300;
-
     UsbReset(std::string sysfs, bool isAllowed) : sysfs_(std::move(sysfs)), isAllowed_(isAllowed) {}
     /// Switches on what is off.
     ~UsbReset() override = default;
@@ -32,10 +29,5 @@ class UsbReset : public tn::Handler {
     std::atomic<bool> isBusy_ = false;
     std::jthread work_;  ///< last, so that it ends before the rest goes
 };
-
-/// The contract of {99, 6}.
-namespace usb_reset {
-constexpr tn::u32_id Seconds{1};  // without power
-}  // namespace usb_reset
 
 }  // namespace hostd

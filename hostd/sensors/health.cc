@@ -7,6 +7,8 @@
 
 namespace hostd {
 
+namespace health = contracts::health;
+
 namespace {
 
 constexpr double kTenths = 10;
@@ -61,7 +63,7 @@ tn::message Health::cmdGet(const tn::message&) {
     const auto insert = [&](tn::u32_id field, Measure measure, double scale) {
         if (const auto& value = sensors.values[measure]) reply.insert_u32(field, rounded(*value * scale));
     };
-    if (reading->supply) reply.insert_u32(health::Supply, static_cast<uint32_t>(*reading->supply));
+    if (reading->supply) reply.insert_u32(health::PowerSupply, static_cast<uint32_t>(*reading->supply));
     insert(health::Voltage, kVoltage, kTenths);
     insert(health::BoardTemperature, kBoardTemperature, 1);
     insert(health::ProcessorTemperature, kCpuTemperature, 1);

@@ -6,18 +6,14 @@
 #include <optional>
 #include <string>
 
+#include "contracts/health.h"
 #include "hostd/sensors/sensors.h"
 #include "hostd/source/watch.h"
 #include "tn/handler.h"
 
 namespace hostd {
 
-/// What the machine runs on, as numbers of health::Supply.
-enum class Supply : uint32_t {
-    Auxiliary = 0,  ///< a battery or an uninterruptible supply
-    Main = 1,
-    None = 2,  ///< supplies are known, and none of them gives power
-};
+using contracts::health::Supply;
 
 /// From SYSFS/class/power_supply (its type, online and status); nothing when the machine knows no supply. Batteries of
 /// mice and the like don't count. Drivers are asked, so it can block.
@@ -46,15 +42,5 @@ class Health : public tn::Handler {
     Watch<HealthReading> watch_;
     std::string problem_;
 };
-
-/// The contract of {12, 1}. What can't be had is absent.
-namespace health {
-//                                                 unit               source
-constexpr tn::u32_id Supply{12};                // hostd::Supply      SYSFS/class/power_supply, inputs of PMBus supplies
-constexpr tn::u32_id Voltage{13};               // tenths of a volt   libsensors, SYSFS/class/power_supply
-constexpr tn::u32_id BoardTemperature{14};      // degrees Celsius,   libsensors, SYSFS/class/{thermal,power_supply}
-                                                // two's complement
-constexpr tn::u32_id ProcessorTemperature{17};  // the same           the same
-}  // namespace health
 
 }  // namespace hostd

@@ -40,31 +40,6 @@ class PodhostGuests : public Guests {
     void list(const Guest& guest, tn::message& item) const override;
 };
 
-/// The contracts of {112, 1} and {109, 1}, both with tn::field::Name and tn::field::Comment: the operating system, or
-/// else title or description. What isn't there is absent.
-namespace virtual_machine {
-//                                         unit  source
-constexpr tn::string_id Disk{2};        //      domain XML, the first disk's source
-constexpr tn::string_id Kernel{3};      //      domain XML, os/kernel
-constexpr tn::string_id Initrd{4};      //      domain XML, os/initrd
-constexpr tn::u32_id State{5};          //      virDomainGetState
-constexpr tn::u32_id Processors{6};     //      virDomainGetInfo, nrVirtCpu
-constexpr tn::u32_id Memory{7};         // MiB  virDomainGetInfo, maxMem
-constexpr tn::bool_id HasSnapshot{12};  //      virDomainSnapshotNum
-
-/// Numbers of State; those past Failed don't come from libvirt.
-enum : uint32_t { kInvalid, kStopping, kStopped, kStarting, kRunning, kRestarting, kFailed };
-}  // namespace virtual_machine
-
-namespace podhost {
-//                                    unit  source
-constexpr tn::u32_id Memory{1};  // MiB  virDomainGetInfo, maxMem; systemd's MemoryMax
-constexpr tn::u32_id State{2};   //      virDomainGetState; machined's State
-
-/// Numbers of State. The last one has no name, which is what a guest without a state should have.
-enum : uint32_t { kDisabled, kStopped, kBooting, kRunning, kRebooting, kShuttingDown, kImporting, kUnknown };
-}  // namespace podhost
-
 /// The number that a state of libvirt's (virDomainState and its reason) has. A guest whose processors are at rest, be
 /// it paused or suspended, counts as stopped.
 [[nodiscard]] uint32_t stateOfMachine(int state, int reason);

@@ -3,10 +3,13 @@
 #include <optional>
 #include <utility>
 
+#include "contracts/proxy.h"
 #include "hostd/log.h"
 #include "hostd/table/sizes.h"
 
 namespace hostd {
+
+namespace proxy = contracts::proxy;
 
 namespace {
 

@@ -11,11 +11,14 @@
 #include <filesystem>
 #include <set>
 
+#include "contracts/scripts.h"
 #include "hostd/log.h"
 #include "tn/paths.h"
 #include "tn/sources.h"
 
 namespace hostd {
+
+namespace scripts = contracts::scripts;
 
 namespace {
 
@@ -82,11 +85,11 @@ std::optional<uint32_t> Scripts::firstFrom(uint32_t id) const {
     return next == names_.end() ? std::nullopt : std::optional(next->first);
 }
 
-void Scripts::listRow(uint32_t id, tn::message& row) const { row.insert_string(script::Name, names_.at(id)); }
+void Scripts::listRow(uint32_t id, tn::message& row) const { row.insert_string(scripts::Name, names_.at(id)); }
 
 tn::message Scripts::setRow(uint32_t id, const tn::message& request) {
     std::string& name = names_.at(id);
-    const std::string wanted = request.get_string(script::Name, name);
+    const std::string wanted = request.get_string(scripts::Name, name);
     if (wanted == name) return {};
     if (!isName(wanted)) return refused("a script's name is 1 to 255 octets, without slash and without a leading dot");
     const std::string from = folder_ + "/" + name;
@@ -100,7 +103,7 @@ tn::message Scripts::setRow(uint32_t id, const tn::message& request) {
 }
 
 tn::message Scripts::cmdUnknown(const tn::message& request, uint32_t command) {
-    return command == kRun ? run(request) : IdTable::cmdUnknown(request, command);
+    return command == scripts::kRun ? run(request) : IdTable::cmdUnknown(request, command);
 }
 
 tn::message Scripts::run(const tn::message& request) {

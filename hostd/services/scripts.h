@@ -26,8 +26,6 @@ class Scripts : public IdTable {
     /// its folder or a folder above.
     tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
 
-    static constexpr uint32_t kRun = 1;
-
   protected:
     void refresh() override;
     [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(names_.size()); }
@@ -48,10 +46,5 @@ class Scripts : public IdTable {
     std::map<uint64_t, std::unique_ptr<ScriptRun>> runs_;
     uint64_t lastRun_ = 0;
 };
-
-/// The contract of {48, 101}.
-namespace script {
-constexpr tn::string_id Name{102};  // the file's name
-}  // namespace script
 
 }  // namespace hostd

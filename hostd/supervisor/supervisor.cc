@@ -4,10 +4,13 @@
 
 #include <charconv>
 
+#include "contracts/supervisor.h"
 #include "hostd/source/kept_file.h"
 #include "tn/sources.h"
 
 namespace hostd {
+
+namespace supervisor = contracts::supervisor;
 
 namespace {
 constexpr size_t kMostNumbers = 64;  // of one process; more is a peer that has lost its mind
@@ -15,7 +18,7 @@ constexpr size_t kMostNumbers = 64;  // of one process; more is a peer that has 
 
 tn::message Supervisor::cmdUnknown(const tn::message& request, uint32_t command) {
     switch (command) {
-        case tn::cmd::Announce:
+        case supervisor::kAnnounce:
             return takeAnnouncement(request);
         case tn::cmd::RecordUndo:
             return journal_.record(request);
@@ -25,11 +28,11 @@ tn::message Supervisor::cmdUnknown(const tn::message& request, uint32_t command)
 }
 
 tn::message Supervisor::takeAnnouncement(const tn::message& request) {
-    if (!request.has(tn::announce::Number))
+    if (!request.has(supervisor::Number))
         return tn::errorMsg(tn::error::Refused, "announcement without the number that is up");
     // What comes from this process itself has passed no socket, so nobody put a pid into it.
     announce(request.get_u32(tn::field::CallerPid, static_cast<uint32_t>(::getpid())),
-             request.get_u32(tn::announce::Number));
+             request.get_u32(supervisor::Number));
     return {};
 }
 
@@ -57,10 +60,10 @@ void Supervisor::listRow(uint32_t pid, tn::message& row) const {
     const Process& process = processes_.at(pid);
     std::string name = readFile(proc_ + "/" + std::to_string(pid) + "/comm");
     if (name.ends_with('\n')) name.pop_back();
-    row.insert_vector(process::Numbers, std::vector<uint32_t>(process.numbers.begin(), process.numbers.end()));
-    row.insert_u32(process::Pid, pid);
-    row.insert_u32(process::Age, tn::getUptime() - process.announced);
-    row.insert_string(process::Name, std::move(name));
+    row.insert_vector(supervisor::Numbers, std::vector<uint32_t>(process.numbers.begin(), process.numbers.end()));
+    row.insert_u32(supervisor::Pid, pid);
+    row.insert_u32(supervisor::Age, tn::getUptime() - process.announced);
+    row.insert_string(tn::field::Name, std::move(name));
 }
 
 std::optional<uint64_t> Supervisor::startTime(uint32_t pid) const {

@@ -46,14 +46,4 @@ class Supervisor : public IdTable {
     std::map<uint32_t, Process> processes_;  ///< by pid
 };
 
-/// The contract of {1}: get-all lists the processes, ordered by pid, which is their object id. cmd::Announce carries
-/// announce::Number; cmd::RecordUndo the fields of tn::undo.
-namespace process {
-//                                        unit       source
-constexpr tn::u32_array_id Numbers{5};           // ascending  cmd::Announce
-constexpr tn::u32_id Pid{6};                     //            field::CallerPid of cmd::Announce
-constexpr tn::u32_id Age{7};                     // s          since it first announced itself
-constexpr tn::string_id Name = tn::field::Name;  // PROC/PID/comm, at most 15 octets
-}  // namespace process
-
 }  // namespace hostd

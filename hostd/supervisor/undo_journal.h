@@ -34,19 +34,4 @@ class UndoJournal : public IdTable {
     std::set<uint32_t> ids_;
 };
 
-// The contract. Fields are those of tn::undo; ids grow with time.
-//
-//   id  kind     unit                 source                              told by
-//    1  message  New, the request     cmd::RecordUndo                     get-object
-//    2  message  Old, the request     cmd::RecordUndo                     get-object
-//    3  string   Text, at most 1,000  cmd::RecordUndo                     get-all, get-object, cmd::Changed
-//    4  u32      When, s since epoch  the clock as the record arrives     get-all, get-object, cmd::Changed
-//
-// New and Old hold what the change held, passwords included: get and get-object need right::Write.
-//
-// Undoing is the client's work. It reads the whole record with get-object, sends Old to the destination and with the
-// command found in it, adding field::NoUndo so that the undo isn't recorded itself, and when that was answered without
-// an error, takes the record out with remove-object. The journal never sends Old itself: the owner of the change may at
-// that moment be waiting for this process, and two processes that wait for one another would stand still.
-
 }  // namespace hostd

@@ -22,8 +22,8 @@ AgentTest::~AgentTest() {
     tn::setSources(nullptr);
 }
 
-ScriptedOwner& AgentTest::owner(const std::vector<uint32_t>& path) {
-    auto& slot = owners[path];
+ScriptedOwner& AgentTest::owner(std::span<const uint32_t> path) {
+    auto& slot = owners[{path.begin(), path.end()}];
     if (!slot) {
         slot = std::make_unique<ScriptedOwner>();
         agent->addHandler(path, slot.get());

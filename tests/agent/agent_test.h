@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -50,7 +51,7 @@ class AgentTest : public testing::Test {
     ~AgentTest() override;
 
     /// The owner behind a path, made when first named.
-    ScriptedOwner& owner(const std::vector<uint32_t>& path);
+    ScriptedOwner& owner(std::span<const uint32_t> path);
 
     /// Lets the community "common" read (and write) from everywhere.
     void opensCommon(bool write = false);

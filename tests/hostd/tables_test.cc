@@ -8,7 +8,10 @@
 #include <filesystem>
 #include <fstream>
 
+#include "contracts/disks.h"
 #include "contracts/neighbors.h"
+#include "contracts/scripts.h"
+#include "contracts/system.h"
 #include "hostd/links/neighbors.h"
 #include "hostd/machine/disk_table.h"
 #include "hostd/machine/processor_loads.h"
@@ -23,7 +26,10 @@
 
 namespace hostd {
 
+namespace disks = contracts::disks;
 namespace neighbors = contracts::neighbors;
+namespace scripts = contracts::scripts;
+namespace system_info = contracts::system_info;
 
 namespace {
 
@@ -112,13 +118,13 @@ TEST(DiskTable, KeepsIdsWhileMountedAndShowsThoseThatTellTheirSize) {
             text += std::string("1 1 8:") + name + " / /" + name + " rw - ext4 /dev/sd" + name + " rw\n";
         tree.write("self/mountinfo", text);
         clock.milliseconds += kDisksMaxAge;
-        return listed(table, disk::MountPoint);
+        return listed(table, disks::MountPoint);
     };
     EXPECT_THAT(shown("abc"), ElementsAre("1:/a", "2:/b", "3:/c"));
     const auto rows = rowsOf(table);
-    EXPECT_EQ(rows[0].get_u32(disk::Size), UINT32_MAX);
-    EXPECT_EQ(rows[1].get_u32(disk::Size), 100U);
-    EXPECT_EQ(rows[1].get_u32(disk::Free), 40U);
+    EXPECT_EQ(rows[0].get_u32(disks::Size), UINT32_MAX);
+    EXPECT_EQ(rows[1].get_u32(disks::Size), 100U);
+    EXPECT_EQ(rows[1].get_u32(disks::Free), 40U);
     EXPECT_THAT(shown("acxde"), ElementsAre("1:/a", "3:/c", "4:/d", "5:/e"));
     *silent = 'c';
     EXPECT_THAT(shown("acfxde"), ElementsAre("1:/a", "2:/x", "4:/d", "5:/e", "6:/f"));
@@ -164,10 +170,10 @@ class ScriptsTest : public ::testing::Test {
         tree.write(name, "#!/bin/sh\n" + text + "\n");
         ::chmod(tree.path(name).c_str(), mode);
     }
-    std::vector<std::string> names() { return listed(scripts, script::Name); }
+    std::vector<std::string> names() { return listed(scripts, scripts::Name); }
     uint32_t rename(uint32_t id, const std::string& name) {
         tn::message request = of(id);
-        request.insert_string(script::Name, name);
+        request.insert_string(scripts::Name, name);
         return errorOf(ask(scripts, tn::cmd::Set, request));
     }
     std::string content(const std::string& name) {
@@ -195,7 +201,7 @@ TEST_F(ScriptsTest, AreTheExecutableFilesOfTheFolder) {
     ::chmod(tree.path("text").c_str(), 0755);  // the folder's own time doesn't tell
     clock.milliseconds += Scripts::kMaxAge;
     EXPECT_THAT(names(), ElementsAre("2:b", "3:c", "4:a", "5:text"));
-    EXPECT_THAT(listed(*std::make_unique<Scripts>(tree.path("none")), script::Name), IsEmpty());
+    EXPECT_THAT(listed(*std::make_unique<Scripts>(tree.path("none")), scripts::Name), IsEmpty());
 }
 
 TEST_F(ScriptsTest, AreRenamedUnlessTheNameIsBadOrTaken) {
@@ -225,9 +231,9 @@ TEST_F(ScriptsTest, RunDetachedAndAreReaped) {
     EXPECT_THAT(names(), ElementsAre("1:bad", "2:run"));
     tn::Looper looper({});
     const auto before = ::signal(SIGPIPE, SIG_IGN);  // as daemons have it
-    EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(1))), tn::error::Refused);
-    EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(9))), tn::error::NotFound);
-    EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(2))), 0U);
+    EXPECT_EQ(errorOf(ask(scripts, scripts::kRun, of(1))), tn::error::Refused);
+    EXPECT_EQ(errorOf(ask(scripts, scripts::kRun, of(9))), tn::error::NotFound);
+    EXPECT_EQ(errorOf(ask(scripts, scripts::kRun, of(2))), 0U);
     ASSERT_TRUE(eventually([&] { return content("run.done") == "done\n"; }, &looper));
     ::signal(SIGPIPE, before);
     EXPECT_EQ(std::stoull(content("run.ignored").substr(8), nullptr, 16) >> (SIGPIPE - 1) & 1, 0U);
@@ -275,8 +281,8 @@ TEST_F(ScriptsTest, AreListedAndNotRunWhenOthersMayHaveWrittenThem) {
         ASSERT_EQ(::chmod(target.c_str(), mode), 0);
         ASSERT_EQ(::chown(target.c_str(), owner != 0 ? owner : ::geteuid(), static_cast<gid_t>(-1)), 0);
         Scripts found(tree.path("top/folder"));
-        EXPECT_THAT(listed(found, script::Name), ElementsAre("1:" + name));
-        const tn::message reply = ask(found, Scripts::kRun, of(1));
+        EXPECT_THAT(listed(found, scripts::Name), ElementsAre("1:" + name));
+        const tn::message reply = ask(found, scripts::kRun, of(1));
         EXPECT_EQ(tn::isError(reply), !refused.empty()) << name << " " << target << ": " << tn::getError(reply);
         EXPECT_THAT(tn::getError(reply), ::testing::EndsWith(refused));
     }
@@ -286,9 +292,9 @@ TEST_F(ScriptsTest, OnlySoManyRunAtOnce) {
     has("sleep", "exec sleep 0.3");
     EXPECT_THAT(names(), ElementsAre("1:sleep"));
     tn::Looper looper({});
-    for (size_t i = 0; i < Scripts::kMostRuns; ++i) EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(1))), 0U);
-    EXPECT_EQ(errorOf(ask(scripts, Scripts::kRun, of(1))), tn::error::Refused);
-    EXPECT_TRUE(eventually([&] { return errorOf(ask(scripts, Scripts::kRun, of(1))) == 0; }, &looper));
+    for (size_t i = 0; i < Scripts::kMostRuns; ++i) EXPECT_EQ(errorOf(ask(scripts, scripts::kRun, of(1))), 0U);
+    EXPECT_EQ(errorOf(ask(scripts, scripts::kRun, of(1))), tn::error::Refused);
+    EXPECT_TRUE(eventually([&] { return errorOf(ask(scripts, scripts::kRun, of(1))) == 0; }, &looper));
 }
 
 }  // namespace hostd

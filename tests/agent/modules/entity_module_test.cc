@@ -6,12 +6,17 @@
 #include <fstream>
 
 #include "agent/mib/request_writes.h"
+#include "contracts/devices.h"
+#include "contracts/system.h"
 #include "tests/agent/agent_test.h"
 #include "tests/agent/table_owner.h"
 
 namespace snmp {
 namespace {
 
+namespace pci_devices = contracts::pci_devices;
+namespace system_info = contracts::system_info;
+namespace usb_devices = contracts::usb_devices;
 using testing::SizeIs;
 
 const std::string kEntity = "1.3.6.1.2.1.47.1.1.1.1.";
@@ -21,21 +26,23 @@ class EntityModuleTest : public AgentTest {
   protected:
     EntityModuleTest() {
         opensCommon(true);
-        agent->addHandler(std::vector<uint32_t>{24, 5}, &pci);
-        agent->addHandler(std::vector<uint32_t>{24, 6}, &usb);
-        put(owner({24, 2}).reply, {{22, "x86_64"}, {25, "Linux 6"}, {4, "board"}});
+        agent->addHandler(pci_devices::kPath, &pci);
+        agent->addHandler(usb_devices::kPath, &usb);
+        put(owner(system_info::kPath).reply,
+            {{system_info::Release, "x86_64"}, {system_info::Version, "Linux 6"}, {system_info::Model, "board"}});
     }
     /// A row of which each text names its field.
     static void device(TableOwner& table, uint32_t id, const std::string& kind) {
-        for (uint32_t field = 1; field <= 9; ++field) table.row(id).insert_string(field, kind + std::to_string(field));
+        for (uint32_t field = 1; field <= 9; ++field)
+            table.row(id).insert_string(tn::string_id(field), kind + std::to_string(field));
     }
     std::string row(const std::string& index) {
         return AgentTest::row(kEntity, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}, index);
     }
     void agentStartsAgain() {
         restart();
-        agent->addHandler(std::vector<uint32_t>{24, 5}, &pci);
-        agent->addHandler(std::vector<uint32_t>{24, 6}, &usb);
+        agent->addHandler(pci_devices::kPath, &pci);
+        agent->addHandler(usb_devices::kPath, &usb);
         branches.clear();
         start_entity_module();
     }
@@ -107,7 +114,7 @@ TEST_F(EntityModuleTest, ADamagedStoreIsLeftAsItIs) {
 TEST_F(EntityModuleTest, OwnersThatAreDownCostTheirOwnPart) {
     device(usb, 1, "usb");
     start_entity_module();
-    owner({24, 2}).reply = tn::errorMsg(tn::error::Unreachable, "nobody there");
+    owner(system_info::kPath).reply = tn::errorMsg(tn::error::Unreachable, "no owner");
     pci.lies = [](const tn::message&) { return tn::errorMsg(tn::error::TimedOut, "no answer"); };
     EXPECT_EQ(shown(walk(kEntity + "2", 10)), "Tarnix  on  usb2 usb3");
 }

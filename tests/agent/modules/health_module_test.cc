@@ -1,53 +1,55 @@
 #include "agent/modules/health_module.h"
 
+#include "contracts/health.h"
 #include "tests/agent/agent_test.h"
 
 namespace snmp {
 namespace {
+
+namespace health = contracts::health;
 
 const std::string kHealth = "1.3.6.1.4.1.49999.1.1.3.";
 
 class HealthModuleTest : public AgentTest {
   protected:
     HealthModuleTest() { opensCommon(); }
-    tn::message& board = owner({12, 1}).reply;
+    tn::message& board = owner(health::kPath).reply;
 };
 
 TEST_F(HealthModuleTest, AReadingIsServedOnceItHasBeenSeen) {
-    board.insert_u32(13, 121);
+    board.insert_u32(health::Voltage, 121);
     start_health_module();
     EXPECT_EQ(shown(walk(kHealth)), "121 n/a");
 
-    board.insert_u32(14, 45);
+    board.insert_u32(health::BoardTemperature, 45);
     EXPECT_EQ(value(kHealth + "10.0"), "error 2");
-    EXPECT_EQ(value(kHealth + "9.0"),
-              "n/a");  // its owner is asked, and has a temperature now
+    EXPECT_EQ(value(kHealth + "9.0"), "n/a");  // queries the owner, which has a temperature now
     EXPECT_EQ(value(kHealth + "10.0"), "450");
 
-    board.insert_u32(17, static_cast<uint32_t>(-20));
+    board.insert_u32(health::ProcessorTemperature, static_cast<uint32_t>(-20));
     (void)value(kHealth + "8.0");
     EXPECT_EQ(shown(walk(kHealth)), "121 n/a 450 -200");
     EXPECT_EQ(value(kHealth + "11.0"), "-200");
 }
 
 TEST_F(HealthModuleTest, WhatWasServedOnceStaysWithItsDefault) {
-    for (const uint32_t field : {13U, 14U, 17U}) board.insert_u32(field, 30);
+    for (const tn::u32_id field : {health::Voltage, health::BoardTemperature, health::ProcessorTemperature})
+        board.insert_u32(field, 30);
     start_health_module();
-    for (const tn::message& gone : {tn::message(), tn::errorMsg(tn::error::Unreachable, "nobody there")}) {
+    for (const tn::message& gone : {tn::message(), tn::errorMsg(tn::error::Unreachable, "no owner")}) {
         board = gone;
         EXPECT_EQ(shown(walk(kHealth)), "0 n/a -2730 -2730");
     }
 }
 
 TEST_F(HealthModuleTest, PowerSuppliesHaveNames) {
-    board = tn::errorMsg(tn::error::Unreachable,
-                         "nobody there");  // as the agent starts
+    board = tn::errorMsg(tn::error::Unreachable, "no owner");  // while the agent starts
     start_health_module();
     EXPECT_EQ(shown(walk(kHealth)), "n/a");
     board = tn::message();
     const std::pair<uint32_t, const char*> names[] = {{0, "aux"}, {1, "main"}, {2, "none"}, {3, "n/a"}, {42, "n/a"}};
     for (const auto& [supply, name] : names) {
-        board.insert_u32(12, supply);
+        board.insert_u32(health::PowerSupply, supply);
         EXPECT_EQ(value(kHealth + "9.0"), name);
     }
 }

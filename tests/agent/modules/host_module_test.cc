@@ -3,11 +3,16 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "contracts/disks.h"
+#include "contracts/system.h"
 #include "tests/agent/agent_test.h"
 #include "tests/agent/table_owner.h"
 
 namespace snmp {
 namespace {
+
+namespace system_info = contracts::system_info;
+namespace system_time = contracts::system_time;
 
 const std::string kHost = "1.3.6.1.2.1.25.";
 const std::string kDate = kHost + "1.2.0";
@@ -16,9 +21,11 @@ class HostModuleTest : public AgentTest {
   protected:
     HostModuleTest() {
         opensCommon();
-        put(owner({24, 2}).reply, {{1, 12345U}, {2, 2'000'000U}, {3, 500'000U}});
-        owner({24, 0}).reply.insert_u32(7, 1'700'000'000);
-        agent->addHandler(std::vector<uint32_t>{79, 2}, &disks);
+        put(owner(system_info::kPath).reply, {{system_info::Uptime, 12'345U},
+                                              {system_info::MemoryTotal, 2'000'000U},
+                                              {system_info::MemoryFree, 500'000U}});
+        owner(system_time::kPath).reply.insert_u32(system_time::Seconds, 1'700'000'000);
+        agent->addHandler(contracts::disks::kPath, &disks);
         start_host_module();
     }
     TableOwner disks;
@@ -28,7 +35,7 @@ TEST_F(HostModuleTest, ADateCarriesTheOffsetFromUtc) {
     setenv("TZ", "UTC0", 1);
     tzset();
     const auto date = [&](int32_t offset) {
-        owner({24, 0}).reply.insert_u32(27, static_cast<uint32_t>(offset));
+        owner(system_time::kPath).reply.insert_u32(system_time::Offset, static_cast<uint32_t>(offset));
         return value(kDate);
     };
     EXPECT_EQ(date(0), "07 E7 0B 0E 16 0D 14 00 2B 00 00");
@@ -40,13 +47,15 @@ TEST_F(HostModuleTest, ADateCarriesTheOffsetFromUtc) {
 }
 
 TEST_F(HostModuleTest, AMissingOwnerServesDefaults) {
-    for (const uint32_t id : {0U, 2U}) owner({24, id}).reply = tn::errorMsg(tn::error::Unreachable, "nobody there");
+    for (const auto& path : {system_time::kPath, system_info::kPath})
+        owner(path).reply = tn::errorMsg(tn::error::Unreachable, "no owner");
     EXPECT_EQ(values({kHost + "1.1.0", kHost + "2.2.0"}), "0 0");
     EXPECT_EQ(get({kDate}).bindings[0].value.size(), 11U);
 }
 
 TEST_F(HostModuleTest, StorageIsMemoryAndThenTheDisks) {
-    put(disks.row(3), {{1, "/"}, {5, 1000U}, {6, 400U}});
+    put(disks.row(3),
+        {{contracts::disks::MountPoint, "/"}, {contracts::disks::Size, 1000U}, {contracts::disks::Free, 400U}});
     disks.row(4);
     const std::string entry = kHost + "2.3.1.";
     EXPECT_EQ(values({kHost + "1.1.0", kHost + "2.2.0"}), "1234500 2000000");
@@ -57,7 +66,9 @@ TEST_F(HostModuleTest, StorageIsMemoryAndThenTheDisks) {
 }
 
 TEST_F(HostModuleTest, ProcessorsAreTheDevices) {
-    owner({24, 2}).reply.insert_message_array(tn::field::Objects, {messageOf({{tn::field::ObjectId, 1U}, {9, 42U}})});
+    owner(system_info::kPath)
+        .reply.insert_message_array(tn::field::Objects,
+                                    {messageOf({{tn::field::ObjectId, 1U}, {system_info::Load, 42U}})});
     EXPECT_EQ(shown(walk("1.3.6.1.2.1.25.3")), "1 1.3.6.1.2.1.25.3.1.3 42");
 }
 

@@ -207,24 +207,6 @@ TEST_F(IpModuleTest, ManyRoutesThatAreNotListedHideNothingBehindThem) {
     EXPECT_EQ(shown(walk(kRoute + "1", 10)), "9.0.0.0 11.0.0.0");
 }
 
-TEST_F(IpModuleTest, ProxyScalarsWrapAsTheirOwnersCountersDo) {
-    sources.uptime = 1000;
-    const std::string uptime = "1.3.6.1.4.1.3495.1.1.3.0", last = "1.3.6.1.4.1.3495.1.3.2.13.0";
-    EXPECT_EQ(value(uptime), "1000");
-    put(owner({96, 1}).reply, {{100, 400U},
-                               {113, 4194304U},  // KiB: 4 GiB
-                               {111, 4194305U},
-                               {103, 3U},
-                               {123, 2097152U},
-                               {102, 4000000000U},
-                               {121, 5U},
-                               {122, 6U}});
-    EXPECT_EQ(shown(walk("1.3.6.1.4.1.3495")), "0 1024 600 3 -2147483648 -294967296 5120 6144");
-    EXPECT_EQ(value(last), "6144");
-    owner({96, 1}).reply = tn::errorMsg(tn::error::Unreachable, "nobody there");
-    EXPECT_EQ(value(last), "0");
-}
-
 TEST_F(IpModuleTest, QueuesShowWhatTheirOwnersCount) {
     const std::string queues = "1.3.6.1.4.1.49999.1.1.2.";
     tn::message& m = put(simple.row(5), {{queues::Name, "office"},

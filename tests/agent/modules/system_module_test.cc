@@ -6,10 +6,16 @@
 #include "agent/mib/request_writes.h"
 #include "agent/modules/vendor_module.h"
 #include "agent/system/settings.h"
+#include "contracts/supervisor.h"
+#include "contracts/system.h"
 #include "tests/agent/agent_test.h"
 
 namespace snmp {
 namespace {
+
+namespace identity = contracts::identity;
+namespace system = contracts::system;
+namespace system_info = contracts::system_info;
 
 const std::string kSystem = "1.3.6.1.2.1.1.";
 const std::string kContact = kSystem + "4.0", kLocation = kSystem + "6.0";
@@ -20,14 +26,15 @@ class SystemModuleTest : public AgentTest {
 };
 
 TEST_F(SystemModuleTest, TheSystemGroupIsWalkedInTheMibsOrder) {
-    put(owner({24, 2}).reply, {{1, 12345U}, {25, "Linux 6"}});
-    owner({24, 1}).reply.insert_string(12, "router1");
+    put(owner(system_info::kPath).reply, {{system_info::Uptime, 12'345U}, {system_info::Version, "Linux 6"}});
+    owner(identity::kPath).reply.insert_string(identity::Name, "router1");
     start_system_module();
     EXPECT_EQ(shown(walk("1.3.6.1.2.1.1")), "Tarnix Linux 6 1.3.6.1.4.1.49999.1 1234500 '' router1 '' 78");
 }
 
 TEST_F(SystemModuleTest, AMissingOwnerServesDefaults) {
-    for (const uint32_t id : {1U, 2U}) owner({24, id}).reply = tn::errorMsg(tn::error::Unreachable, "nobody there");
+    for (const auto& path : {identity::kPath, system_info::kPath})
+        owner(path).reply = tn::errorMsg(tn::error::Unreachable, "no owner");
     start_system_module();
     EXPECT_EQ(values({kSystem + "1.0", kSystem + "3.0", kSystem + "5.0"}), "Tarnix  0 ''");
 }
@@ -43,7 +50,7 @@ TEST_F(SystemModuleTest, AMarkerFileAtStartHidesTheVendorsOid) {
 
 TEST_F(SystemModuleTest, TheSetsOfARequestAreOneChangeAndWhatChangesNothingIsNone) {
     start_system_module();
-    const ScriptedOwner& supervisor = owner({tn::number::Supervisor});
+    const ScriptedOwner& supervisor = owner(contracts::supervisor::kPath);
     const auto written = [] { return std::filesystem::file_size(tn::rooted("/tern/store/snmpd-wal")); };
     std::vector<wire::Binding> sets = {text(kLocation, "rack 4")};
     for (int i = 0; i < 100; ++i) sets.push_back(text(kContact, std::to_string(i)));
@@ -64,7 +71,7 @@ TEST_F(SystemModuleTest, TheSetsOfARequestAreOneChangeAndWhatChangesNothingIsNon
     {
         const RequestWrites request;  // a restart of the machine doesn't lose what was set before it
         start_vendor_module();
-        (void)owner({24});
+        (void)owner(system::kPath);
         (void)set({text(kContact, "last"), number("1.3.6.1.4.1.49999.1.1.7.1.0", 1), text(kLocation, "moved")});
         EXPECT_EQ(agent->settings().contact + agent->settings().location, "lastrack 4");
     }

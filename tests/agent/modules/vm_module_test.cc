@@ -2,12 +2,15 @@
 
 #include <gmock/gmock.h>
 
+#include "contracts/guests.h"
 #include "tests/agent/agent_test.h"
 #include "tests/agent/table_owner.h"
 
 namespace snmp {
 namespace {
 
+namespace podhost_guests = contracts::podhost_guests;
+namespace virtual_machines = contracts::virtual_machines;
 using testing::ElementsAre;
 
 const std::string kVm = "1.3.6.1.4.1.6876.2.1.1.";
@@ -17,8 +20,8 @@ class VmModuleTest : public AgentTest {
   protected:
     VmModuleTest() {
         opensCommon();
-        agent->addHandler(std::vector<uint32_t>{112, 1}, &kvm);
-        agent->addHandler(std::vector<uint32_t>{109, 1}, &podhost);
+        agent->addHandler(virtual_machines::kPath, &kvm);
+        agent->addHandler(podhost_guests::kPath, &podhost);
         start_vm_module();
     }
     TableOwner kvm, podhost;
@@ -45,14 +48,10 @@ TEST_F(VmModuleTest, GuestsOfBothKindsAreOneTable) {
 
 TEST_F(VmModuleTest, EveryStateHasItsName) {
     const std::string kvmStates =
-        "invalid,stopping,stopped,starting,running,restarting,failed,error image "
-        "busy,error no kernel,"
-        "error no disk image,error unsupported cpu,error vnc can't bind,error "
-        "extract failed,unknown,unknown,";
-    const std::string podStates =
-        "disabled,stopped,booting,running,rebooting,"
-        "shuttingdown,importing,unknown,unknown,";
-    const auto states = [this](TableOwner& guests, uint32_t field, const std::string& index, uint32_t count) {
+        "invalid,stopping,stopped,starting,running,restarting,failed,error image busy,error no kernel,"
+        "error no disk image,error unsupported cpu,error vnc can't bind,error extract failed,unknown,unknown,";
+    const std::string podStates = "disabled,stopped,booting,running,rebooting,shuttingdown,importing,unknown,unknown,";
+    const auto states = [this](TableOwner& guests, tn::u32_id field, const std::string& index, uint32_t count) {
         std::string all;
         for (uint32_t state = 0; state < count; ++state) {
             guests.row(1).insert_u32(field, state);
@@ -60,9 +59,9 @@ TEST_F(VmModuleTest, EveryStateHasItsName) {
         }
         return all;
     };
-    EXPECT_EQ(states(kvm, 5, kFirstKvm, 15), kvmStates);
-    EXPECT_EQ(states(podhost, 2, kFirstPod, 9), podStates);
-    kvm.row(1).insert_u32(5, 0xffffffff);
+    EXPECT_EQ(states(kvm, virtual_machines::State, kFirstKvm, 15), kvmStates);
+    EXPECT_EQ(states(podhost, podhost_guests::State, kFirstPod, 9), podStates);
+    kvm.row(1).insert_u32(virtual_machines::State, 0xffffffff);
     EXPECT_EQ(value(kVm + "6." + kFirstKvm), "unknown");
 }
 
@@ -76,14 +75,18 @@ TEST_F(VmModuleTest, AGuestsConfigurationIsOneText) {
         {"", "kernel", "", true, "kernel [snapshot]"},
     };
     for (const auto& [disk, kernel, args, snapshot, config] : cases) {
-        put(kvm.row(1), {{2, disk}, {3, kernel}, {4, args}, {12, snapshot}});
+        put(kvm.row(1), {{virtual_machines::Disk, disk},
+                         {virtual_machines::Kernel, kernel},
+                         {virtual_machines::Initrd, args},
+                         {virtual_machines::HasSnapshot, snapshot}});
         EXPECT_EQ(value(kVm + "3." + kFirstKvm), config);
     }
 }
 
 TEST_F(VmModuleTest, SizesAndRemarks) {
-    put(kvm.row(1), {{7, 4096U}, {6, 8U}, {tn::field::Comment, "build machine"}});
-    put(podhost.row(1), {{1, 256U}, {6, 8U}});
+    put(kvm.row(1),
+        {{virtual_machines::Memory, 4096U}, {virtual_machines::Processors, 8U}, {tn::field::Comment, "build machine"}});
+    podhost.row(1).insert_u32(podhost_guests::Memory, 256);
     EXPECT_EQ(row(kVm, {2, 3, 4, 5, 9}, kFirstKvm), "'' '' build machine 4096 8");
     EXPECT_EQ(row(kVm, {3, 4, 5, 9}, kFirstPod), "podhost '' 256 1");
 }

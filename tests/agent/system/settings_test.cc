@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "agent/traps/trap_generators.h"
+#include "contracts/supervisor.h"
 #include "tests/agent/agent_test.h"
 
 namespace snmp {
@@ -133,7 +134,7 @@ TEST_F(SettingsTest, DefaultsComeWhenAskedFor) {
 }
 
 TEST_F(SettingsTest, AnUndoRecordTakesTheChangeBack) {
-    ScriptedOwner& supervisor = owner({tn::number::Supervisor});
+    ScriptedOwner& supervisor = owner(contracts::supervisor::kPath);
     change({{setting::Contact, "old"}});
     change({{setting::Contact, "new"}, {setting::Interfaces, interfaces(5)}});
     ASSERT_EQ(supervisor.requests.size(), 2U);

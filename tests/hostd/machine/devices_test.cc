@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "contracts/devices.h"
 #include "hostd/machine/pci.h"
 #include "hostd/machine/usb.h"
 #include "hostd/machine/usb_reset.h"
@@ -14,6 +15,10 @@
 #include "tests/tn/temp_root.h"
 
 namespace hostd {
+
+namespace pci_devices = contracts::pci_devices;
+namespace usb_devices = contracts::usb_devices;
+namespace usb_reset = contracts::usb_reset;
 
 namespace {
 
@@ -50,10 +55,10 @@ class DevicesTest : public ::testing::Test {
         for (const tn::string_id id : fields) all.push_back(row.get_string(id));
         return all;
     }
-    static uint32_t switchOff(UsbReset& owner, uint32_t seconds = UsbReset::kMostSeconds) {
+    static uint32_t switchOff(UsbReset& owner, uint32_t seconds = usb_reset::kMaxSeconds) {
         tn::message request;
         request.insert_u32(usb_reset::Seconds, seconds);
-        return errorOf(ask(owner, UsbReset::kSwitchOff, request));
+        return errorOf(ask(owner, usb_reset::kSwitchOff, request));
     }
     HandClock clock;
     tn::TempTree tree;
@@ -71,18 +76,18 @@ TEST_F(DevicesTest, PciRowsAreNamedAndKeepTheirIds) {
     plugPci("0000:00:20.0", "0x8086", "0x100e");                    // no such device number
     tree.write("bus/pci/devices/0000:00:03.0/vendor", "0x8086\n");  // half gone
     PciDevices table(tree.path(), tree.path("pci.ids"));
-    EXPECT_TRUE(becomes(table, pci::Name,
+    EXPECT_TRUE(becomes(table, pci_devices::Name,
                         {"250:0000:00:1f.2", "256:0000:01:00.0", "65786:10000:00:1f.2", "65787:10001:00:1f.2"}));
     const auto rows = rowsOf(table);
     const char* const nic = "82540EM Gigabit Ethernet Controller";
-    const auto names = {pci::Maker, pci::Model, pci::MakerName, pci::ModelName};
+    const auto names = {pci_devices::Maker, pci_devices::Model, pci_devices::MakerName, pci_devices::ModelName};
     EXPECT_THAT(texts(rows[0], names), ElementsAre("Intel Corporation", nic, "Intel Corporation", nic));
-    EXPECT_THAT(texts(rows[1], {pci::Maker, pci::Model}), ElementsAre("Red Hat, Inc.", "Device 1041"));
-    EXPECT_THAT(texts(rows[2], {pci::Maker, pci::Model}), ElementsAre("Vendor abcd", "Device 0001"));
+    EXPECT_THAT(texts(rows[1], {pci_devices::Maker, pci_devices::Model}), ElementsAre("Red Hat, Inc.", "Device 1041"));
+    EXPECT_THAT(texts(rows[2], {pci_devices::Maker, pci_devices::Model}), ElementsAre("Vendor abcd", "Device 0001"));
     tree.remove("bus/pci/devices/10000:00:1f.2");
-    EXPECT_TRUE(becomes(table, pci::Name, {"250:0000:00:1f.2", "256:0000:01:00.0", "65787:10001:00:1f.2"}));
+    EXPECT_TRUE(becomes(table, pci_devices::Name, {"250:0000:00:1f.2", "256:0000:01:00.0", "65787:10001:00:1f.2"}));
     plugPci("0000:00:03.0", "0x8086", "0x100e");
-    EXPECT_TRUE(becomes(table, pci::Model,
+    EXPECT_TRUE(becomes(table, pci_devices::Model,
                         {"24:82540EM Gigabit Ethernet Controller", "250:82540EM Gigabit Ethernet Controller",
                          "256:Device 1041", "65787:Device 0001"}));
 }
@@ -121,9 +126,10 @@ TEST_F(DevicesTest, UsbRowsAreWhatDevicesSayAndTheListKnows) {
         if (vendor == 0x1d6b) return {"Linux Foundation", ""};
         return {};
     });
-    EXPECT_TRUE(becomes(table, usb::Name, {"129:usb1", "137:1-1.4", "257:usb2"}));
+    EXPECT_TRUE(becomes(table, usb_devices::Name, {"129:usb1", "137:1-1.4", "257:usb2"}));
     const auto rows = rowsOf(table);
-    const auto names = {usb::Maker, usb::Product, usb::Serial, usb::MakerName, usb::ModelName};
+    const auto names = {usb_devices::Maker, usb_devices::Product, usb_devices::Serial, usb_devices::MakerName,
+                        usb_devices::ModelName};
     EXPECT_THAT(texts(rows[0], names), ElementsAre("Linux 6.1 xhci-hcd", "xHCI Host Controller", "0000:00:14.0",
                                                    "Linux Foundation", "xHCI Host Controller"));
     EXPECT_THAT(texts(rows[1], names), ElementsAre("Future Technology Devices International, Ltd", "FT232", "",
@@ -132,9 +138,9 @@ TEST_F(DevicesTest, UsbRowsAreWhatDevicesSayAndTheListKnows) {
 
     // Pulled out and plugged in again: the kernel counts on, and so does the table.
     tree.remove("bus/usb/devices/1-1.4");
-    EXPECT_TRUE(becomes(table, usb::Name, {"129:usb1", "257:usb2"}));
+    EXPECT_TRUE(becomes(table, usb_devices::Name, {"129:usb1", "257:usb2"}));
     plugUsb("1-1.4", "1", "10", "0403", "6001");
-    EXPECT_TRUE(becomes(table, usb::Name, {"129:usb1", "138:1-1.4", "257:usb2"}));
+    EXPECT_TRUE(becomes(table, usb_devices::Name, {"129:usb1", "138:1-1.4", "257:usb2"}));
 }
 
 TEST_F(DevicesTest, UsbNamesAreLookedUpOnceTheyAreKnown) {
@@ -184,7 +190,7 @@ TEST_F(DevicesTest, UsbPortsAreSwitchedOffAndOnAgain) {
     EXPECT_TRUE(are("0"));
     EXPECT_EQ(readAttribute(tree.path(behindHub)), "0");
 
-    for (const uint32_t seconds : {0U, UsbReset::kMostSeconds + 1, 0xffffffffU})
+    for (const uint32_t seconds : {0U, usb_reset::kMaxSeconds + 1, 0xffffffffU})
         EXPECT_EQ(switchOff(without, seconds), tn::error::Refused) << seconds;
     EXPECT_EQ(switchOff(without, 1), 0U);
     EXPECT_TRUE(are("1"));

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "contracts/system.h"
 #include "hostd/machine/model.h"
 #include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
@@ -13,6 +14,11 @@
 #include "tests/tn/temp_root.h"
 
 namespace hostd {
+
+namespace identity = contracts::identity;
+namespace system = contracts::system;
+namespace system_info = contracts::system_info;
+namespace system_time = contracts::system_time;
 
 TEST(SystemTime, TellsTheOffsetOfThatMoment) {
     HandClock clock;
@@ -32,8 +38,8 @@ TEST(SystemTime, TellsTheOffsetOfThatMoment) {
         ::setenv("TZ", c.zone, 1);
         clock.wall = c.at;
         const tn::message reply = ask(owner, tn::cmd::Get);
-        EXPECT_EQ(reply.get_u32(7), c.at) << c.zone;
-        EXPECT_EQ(static_cast<int32_t>(reply.get_u32(27)), c.offset) << c.zone << " " << c.at;
+        EXPECT_EQ(reply.get_u32(system_time::Seconds), c.at) << c.zone;
+        EXPECT_EQ(static_cast<int32_t>(reply.get_u32(system_time::Offset)), c.offset) << c.zone << " " << c.at;
     }
     ::unsetenv("TZ");
     ::tzset();
@@ -44,27 +50,27 @@ TEST(Identity, IsReadHereAndNeverSet) {
     char name[256] = {};
     ASSERT_EQ(::gethostname(name, sizeof name - 1), 0);
     tn::message set;
-    set.insert_string(12, "other");
+    set.insert_string(identity::Name, "other");
     EXPECT_EQ(errorOf(ask(owner, tn::cmd::Set, set)), tn::error::Refused);
-    EXPECT_EQ(ask(owner, tn::cmd::Get).get_string(12), name);
+    EXPECT_EQ(ask(owner, tn::cmd::Get).get_string(identity::Name), name);
 }
 
 TEST(System, RebootsOnlyWhenAllowedAndAskedByAWriter) {
     System forbidden{Reboot()};
-    EXPECT_EQ(errorOf(ask(forbidden, tn::cmd::Reboot)), tn::error::Refused);
+    EXPECT_EQ(errorOf(ask(forbidden, system::kReboot)), tn::error::Refused);
 
     int reboots = 0;
     System allowed([&reboots]() -> std::string {
         ++reboots;
         return "";
     });
-    EXPECT_EQ(errorOf(ask(allowed, tn::cmd::Reboot, {}, tn::right::Reading)), tn::error::NotPermitted);
+    EXPECT_EQ(errorOf(ask(allowed, system::kReboot, {}, tn::right::Reading)), tn::error::NotPermitted);
     EXPECT_EQ(reboots, 0);
-    EXPECT_TRUE(ask(allowed, tn::cmd::Reboot).empty());
+    EXPECT_TRUE(ask(allowed, system::kReboot).empty());
     EXPECT_EQ(reboots, 1);
 
     System failing([] { return "Operation not permitted"; });
-    EXPECT_EQ(tn::getError(ask(failing, tn::cmd::Reboot)), "reboot failed: Operation not permitted");
+    EXPECT_EQ(tn::getError(ask(failing, system::kReboot)), "reboot failed: Operation not permitted");
 }
 
 class SystemInfoTest : public ::testing::Test {
@@ -89,15 +95,15 @@ class SystemInfoTest : public ::testing::Test {
 TEST_F(SystemInfoTest, AnswersWithEverythingFromTheFirstAnswerOn) {
     SystemInfo owner = make();
     const tn::message reply = ask(owner, tn::cmd::Get);
-    EXPECT_EQ(reply.get_u32(1), 1000);
-    EXPECT_EQ(reply.get_u32(2), 1000);
-    EXPECT_EQ(reply.get_u32(3), 400);
-    EXPECT_EQ(reply.get_u32(6), 4);
-    EXPECT_EQ(reply.get_u32(10), 5000);
-    EXPECT_EQ(reply.get_u32(11), 3000);
-    EXPECT_TRUE(reply.get_string(25).starts_with("Test 1, Linux "));
-    EXPECT_EQ(reply.get_string(22), TARNIX_VERSION);
-    EXPECT_EQ(reply.get_string(4), "Router 9000");
+    EXPECT_EQ(reply.get_u32(system_info::Uptime), 1000);
+    EXPECT_EQ(reply.get_u32(system_info::MemoryTotal), 1000);
+    EXPECT_EQ(reply.get_u32(system_info::MemoryFree), 400);
+    EXPECT_EQ(reply.get_u32(system_info::Processors), 4);
+    EXPECT_EQ(reply.get_u32(system_info::DiskTotal), 5000);
+    EXPECT_EQ(reply.get_u32(system_info::DiskFree), 3000);
+    EXPECT_TRUE(reply.get_string(system_info::Version).starts_with("Test 1, Linux "));
+    EXPECT_EQ(reply.get_string(system_info::Release), TARNIX_VERSION);
+    EXPECT_EQ(reply.get_string(system_info::Model), "Router 9000");
     EXPECT_TRUE(ask(owner, tn::cmd::Set).empty());
     EXPECT_EQ(ask(owner, tn::cmd::Get), reply);
 }
@@ -107,14 +113,16 @@ TEST_F(SystemInfoTest, LeavesOutWhatCannotBeHad) {
     tree.remove("sys");
     SystemInfo owner = make();
     const tn::message reply = ask(owner, tn::cmd::Get);
-    EXPECT_TRUE(reply.has(tn::u32_id(1)));
-    for (const uint32_t absent : {2U, 3U, 6U, 10U, 11U}) EXPECT_FALSE(reply.has(tn::u32_id(absent))) << absent;
+    EXPECT_TRUE(reply.has(system_info::Uptime));
+    for (const tn::u32_id absent : {system_info::MemoryTotal, system_info::MemoryFree, system_info::Processors,
+                                    system_info::DiskTotal, system_info::DiskFree})
+        EXPECT_FALSE(reply.has(absent)) << absent.number;
     EXPECT_FALSE(reply.has(system_info::Model));
 
     tree.write("proc/meminfo", "MemTotal: 7 kB\n");  // a source that comes back is found again
     clock.milliseconds += SystemInfo::kMaxAge;
-    EXPECT_EQ(ask(owner, tn::cmd::Get).get_u32(2), 7);
-    EXPECT_FALSE(ask(owner, tn::cmd::Get).has(tn::u32_id(3)));
+    EXPECT_EQ(ask(owner, tn::cmd::Get).get_u32(system_info::MemoryTotal), 7);
+    EXPECT_FALSE(ask(owner, tn::cmd::Get).has(system_info::MemoryFree));
 }
 
 TEST(Model, IsTheMainBoardsWhereTheFirmwareNamesNoProduct) {
@@ -154,9 +162,9 @@ TEST_F(SystemInfoTest, PastThirtyTwoBitsUptimeGoesOnAndSizesKeepWhatIsUsed) {
     SystemInfo owner = make();
     clock.milliseconds = 5'000'000'000;
     const tn::message reply = ask(owner, tn::cmd::Get);
-    EXPECT_EQ(reply.get_u32(1), 5'000'000);
-    EXPECT_EQ(reply.get_u32(10), 0xffffffff);
-    EXPECT_EQ(reply.get_u32(10) - reply.get_u32(11), 1234);
+    EXPECT_EQ(reply.get_u32(system_info::Uptime), 5'000'000);
+    EXPECT_EQ(reply.get_u32(system_info::DiskTotal), 0xffffffff);
+    EXPECT_EQ(reply.get_u32(system_info::DiskTotal) - reply.get_u32(system_info::DiskFree), 1234);
 }
 
 }  // namespace hostd

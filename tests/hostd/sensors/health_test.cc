@@ -7,6 +7,7 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include "contracts/health.h"
 #include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
 #include "tests/hostd/sensors/led_source.h"
@@ -14,6 +15,8 @@
 #include "tests/tn/temp_root.h"
 
 namespace hostd {
+
+namespace health = contracts::health;
 
 namespace {
 
@@ -82,7 +85,7 @@ TEST(Health, TellsWhatIsThere) {
     EXPECT_EQ(reply.get_u32(health::Voltage), 120U);
     EXPECT_EQ(static_cast<int32_t>(reply.get_u32(health::BoardTemperature)), -4);
     EXPECT_FALSE(reply.has(health::ProcessorTemperature));
-    EXPECT_EQ(reply.get_u32(health::Supply), 1U);
+    EXPECT_EQ(reply.get_u32(health::PowerSupply), 1U);
 
     source.gives({});
     clock.milliseconds += Health::kMaxAge;

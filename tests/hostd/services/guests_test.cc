@@ -8,12 +8,16 @@
 
 #include <map>
 
+#include "contracts/guests.h"
 #include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
 #include "tests/hostd/sensors/led_source.h"
 #include "tests/tn/temp_root.h"
 
 namespace hostd {
+
+namespace podhost_guests = contracts::podhost_guests;
+namespace virtual_machines = contracts::virtual_machines;
 
 namespace {
 
@@ -66,16 +70,16 @@ TEST_F(LibvirtTest, GuestsAreListedWithTheirStates) {
     ASSERT_EQ(virDomainSuspend(paused.get()), 0);
     VirtualMachines machines([] { return readGuests(kUri); });
     PodhostGuests pods([] { return readGuests(kUri); });
-    using namespace virtual_machine;
-    EXPECT_TRUE(
-        become(machines, State, {{"test", kRunning}, {"paused", kStopped}, {"gone", kRunning}, {"defined", kStopped}}));
+    using namespace virtual_machines::state;
+    EXPECT_TRUE(become(machines, virtual_machines::State,
+                       {{"test", Running}, {"paused", Stopped}, {"gone", Running}, {"defined", Stopped}}));
     for (const tn::message& row : rowsOf(machines)) {
         if (row.get_string(field::Name) != "paused") continue;
-        EXPECT_EQ(row.get_u32(Memory), 512U);
-        EXPECT_EQ(row.get_u32(Processors), 3U);
+        EXPECT_EQ(row.get_u32(virtual_machines::Memory), 512U);
+        EXPECT_EQ(row.get_u32(virtual_machines::Processors), 3U);
         EXPECT_EQ(row.get_string(field::Comment), "the paused");
-        EXPECT_FALSE(row.get_bool(HasSnapshot));
-        EXPECT_FALSE(row.has(Disk));
+        EXPECT_FALSE(row.get_bool(virtual_machines::HasSnapshot));
+        EXPECT_FALSE(row.has(virtual_machines::Disk));
     }
     ASSERT_EQ(virDomainDestroy(gone.get()), 0);  // which never was on a disk
     ASSERT_EQ(virDomainResume(paused.get()), 0);
@@ -84,11 +88,14 @@ TEST_F(LibvirtTest, GuestsAreListedWithTheirStates) {
         virDomainSnapshotCreateXML(defined.get(), "<domainsnapshot/>", 0), virDomainSnapshotFree);
     ASSERT_TRUE(snapshot);
     clock.milliseconds += Guests::kMaxAge;
-    EXPECT_TRUE(become(machines, State, {{"test", kRunning}, {"paused", kRunning}, {"defined", kRunning}}));
+    EXPECT_TRUE(
+        become(machines, virtual_machines::State, {{"test", Running}, {"paused", Running}, {"defined", Running}}));
     for (const tn::message& row : rowsOf(machines))
-        EXPECT_EQ(row.get_bool(HasSnapshot), row.get_string(field::Name) == "defined");
-    EXPECT_TRUE(become(pods, podhost::State,
-                       {{"test", podhost::kRunning}, {"paused", podhost::kRunning}, {"defined", podhost::kRunning}}));
+        EXPECT_EQ(row.get_bool(virtual_machines::HasSnapshot), row.get_string(field::Name) == "defined");
+    EXPECT_TRUE(become(pods, podhost_guests::State,
+                       {{"test", podhost_guests::state::Running},
+                        {"paused", podhost_guests::state::Running},
+                        {"defined", podhost_guests::state::Running}}));
     virDomainSnapshotDelete(snapshot.get(), 0);
     virDomainUndefine(defined.get());
     virDomainDestroy(defined.get());

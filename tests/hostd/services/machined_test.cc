@@ -12,11 +12,14 @@
 #include <climits>
 #include <thread>
 
+#include "contracts/guests.h"
 #include "hostd/services/guests.h"
 #include "tests/hostd/ask.h"
 #include "tests/tn/temp_root.h"
 
 namespace hostd {
+
+namespace podhost_guests = contracts::podhost_guests;
 
 namespace {
 
@@ -132,8 +135,9 @@ TEST(Machined, ContainersAreListedWithTheirStates) {
     std::vector<std::string> rows;
     EXPECT_TRUE(eventually([&] { return rowsOf(pods).size() == 3; }));
     for (const tn::message& row : rowsOf(pods))
-        rows.push_back(row.get_string(tn::field::Name) + ":" + std::to_string(row.get_u32(podhost::State)) + ":" +
-                       std::to_string(row.get_u32(podhost::Memory)) + ":" + row.get_string(tn::field::Comment));
+        rows.push_back(row.get_string(tn::field::Name) + ":" + std::to_string(row.get_u32(podhost_guests::State)) +
+                       ":" + std::to_string(row.get_u32(podhost_guests::Memory)) + ":" +
+                       row.get_string(tn::field::Comment));
     EXPECT_THAT(rows, ::testing::UnorderedElementsAre("web:3:512:Debian 12", "new:2:0:", "old:5:0:"));
 
     EXPECT_EQ(machined->read().problem, "");

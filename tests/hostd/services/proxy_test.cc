@@ -4,11 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include "contracts/proxy.h"
 #include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
 #include "tests/hostd/sensors/led_source.h"
 
 namespace hostd {
+
+namespace proxy = contracts::proxy;
 
 namespace {
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "contracts/supervisor.h"
 #include "tests/hostd/ask.h"
 #include "tests/hostd/hand_clock.h"
 #include "tests/tn/tellers.h"
@@ -13,6 +14,7 @@ namespace hostd {
 
 namespace {
 namespace field = tn::field;
+namespace supervisor = contracts::supervisor;
 
 class SupervisorTest : public ::testing::Test {
   protected:
@@ -32,16 +34,16 @@ class SupervisorTest : public ::testing::Test {
     }
     uint32_t announces(std::optional<uint32_t> pid, uint32_t number, uint32_t rights = tn::right::All) {
         tn::message request;
-        request.insert_u32(tn::announce::Number, number);
+        request.insert_u32(supervisor::Number, number);
         if (pid) request.insert_u32(field::CallerPid, *pid);
-        return errorOf(ask(*supervisor, tn::cmd::Announce, std::move(request), rights));
+        return errorOf(ask(*supervisor, supervisor::kAnnounce, std::move(request), rights));
     }
     /// "pid name: numbers" of each, in order.
     std::vector<std::string> listed() {
         std::vector<std::string> all;
         for (const tn::message& item : rowsOf(*supervisor)) {
-            std::string line = std::to_string(item.get_u32(process::Pid)) + " " + item.get_string(process::Name) + ":";
-            for (const uint32_t number : item.get_u32_array(process::Numbers)) line += " " + std::to_string(number);
+            std::string line = std::to_string(item.get_u32(supervisor::Pid)) + " " + item.get_string(field::Name) + ":";
+            for (const uint32_t number : item.get_u32_array(supervisor::Numbers)) line += " " + std::to_string(number);
             all.push_back(std::move(line));
         }
         return all;
@@ -64,9 +66,9 @@ TEST_F(SupervisorTest, ListsEachProcessOnceWithAllItsNumbers) {
     clock.milliseconds += 65'000;
     EXPECT_EQ(announces(4'000'001, 40), 0U);
     EXPECT_EQ(announces(4'000'001, 41, tn::right::Reading), tn::error::NotPermitted);
-    EXPECT_TRUE(tn::isError(ask(*supervisor, tn::cmd::Announce)));  // which number?
+    EXPECT_TRUE(tn::isError(ask(*supervisor, supervisor::kAnnounce)));  // which number?
     EXPECT_EQ(listed(), (Lines{std::to_string(own) + " tarnix-hostd: 1 24", "4000001 a b) (c: 34 40"}));
-    EXPECT_EQ(rowsOf(*supervisor).at(1).get_u32(process::Age), 65);
+    EXPECT_EQ(rowsOf(*supervisor).at(1).get_u32(supervisor::Age), 65);
 }
 
 TEST_F(SupervisorTest, LeavesOutWhatHasGone) {
@@ -88,9 +90,9 @@ TEST_F(SupervisorTest, LeavesOutWhatHasGone) {
 /// An undo record: `text` was done, and a request to {34} takes it back.
 tn::message undoRecord(const std::string& text) {
     tn::message oldRequest = tn::request(std::vector<uint32_t>{34}, tn::cmd::Set);
-    oldRequest.insert_string(2, "contact before " + text);
+    oldRequest.insert_string(field::Comment, "contact before " + text);
     tn::message newRequest;
-    newRequest.insert_string(2, text);
+    newRequest.insert_string(field::Comment, text);
     tn::message record;
     record.insert_message(tn::undo::Old, std::move(oldRequest));
     record.insert_message(tn::undo::New, std::move(newRequest));
