@@ -16,6 +16,9 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
 
+constexpr tn::string_id kName{1};
+constexpr tn::u32_id kValue{2};
+
 struct Port : Data {
     unsigned int id = 0;
     unsigned int value = 0;
@@ -23,11 +26,11 @@ struct Port : Data {
     static std::unique_ptr<Data> build(const tn::message& m) {
         auto port = std::make_unique<Port>();
         port->id = m.get_u32(tn::field::ObjectId);
-        port->name = m.get_string(1);
-        port->value = m.get_u32(2);
+        port->name = m.get_string(kName);
+        port->value = m.get_u32(kValue);
         return port;
     }
-    void reverseBuild(tn::message& m) override { m.insert_u32(2, value); }
+    void reverseBuild(tn::message& m) override { m.insert_u32(kValue, value); }
 };
 
 constexpr Column<Port> kPortColumns[] = {
@@ -49,7 +52,7 @@ class ColumnarTest : public AgentTest {
     }
 
     void hasPorts(std::initializer_list<uint32_t> ids) {
-        for (const uint32_t id : ids) put(ports.row(id), {{1, "p" + std::to_string(id)}, {2, id * 10}});
+        for (const uint32_t id : ids) put(ports.row(id), {{kName, "p" + std::to_string(id)}, {kValue, id * 10}});
     }
 
     TableOwner ports;
@@ -223,7 +226,7 @@ TEST_F(ColumnarTest, ASetSendsTheRowBackToItsOwner) {
     const tn::message sent = ports.requests.back();
     EXPECT_EQ(sent.get_u32(tn::field::Command), tn::cmd::Set);
     EXPECT_EQ(sent.get_u32(tn::field::ObjectId), 2U);
-    EXPECT_EQ(sent.get_u32(2), 77U);
+    EXPECT_EQ(sent.get_u32(kValue), 77U);
     for (const char* name : {"1.3.5", "1.3.5.4", "1.3.5.3.2", "1.3.5.4.9", "1.3.5.4.2.0"})
         EXPECT_EQ(set({number(name, 1)}).errorStatus, 2U) << name;
 }

@@ -98,14 +98,15 @@ TEST(PackerTest, IndexFormsGoThereAndBack) {
     // One index after the other is consumed from the front, and gives the message that the record itself gives.
     OID index = number->getAsKey(&row) + address->getAsKey(&row) + text->getAsKey(&row) + mac.getAsKey(&row);
     tn::message fromIndex, fromRecord;
-    uint32_t field = 1;
+    constexpr tn::be32_id kAddress{2};  // of the second packer
+    uint32_t field = kAddress.number - 1;
     for (const Packer* packer : {number, address, text, static_cast<const Packer*>(&mac)}) {
         EXPECT_TRUE(packer->addKeyToMessage(index, fromIndex, field));
         packer->addKeyToMessage(&row, fromRecord, field++);
     }
     EXPECT_TRUE(index.empty());
     EXPECT_EQ(fromIndex, fromRecord);
-    EXPECT_EQ(fromIndex.get_be32(2), 0x0a010203U);
+    EXPECT_EQ(fromIndex.get_be32(kAddress), 0x0a010203U);
 }
 
 TEST(PackerTest, IncompleteIndexes) {
@@ -114,18 +115,21 @@ TEST(PackerTest, IncompleteIndexes) {
     const DataRawPacker mac(static_cast<std::vector<unsigned char> Data::*>(&Row::raw), tag::OctetString, 6);
     EXPECT_TRUE(mac.getAsKey(&row).empty());  // a value of another length has no index
 
+    constexpr tn::raw_id kMac{1};
+    constexpr tn::string_id kText{2};
+    constexpr tn::be32_id kAddress{3};
     tn::message m;
     OID four{1, 2, 3, 4};
-    EXPECT_FALSE(mac.addKeyToMessage(four, m, 1));
-    EXPECT_EQ(m.get_raw(1), (std::vector<uint8_t>{1, 2, 3, 4, 0, 0}));
+    EXPECT_FALSE(mac.addKeyToMessage(four, m, kMac.number));
+    EXPECT_EQ(m.get_raw(kMac), (std::vector<uint8_t>{1, 2, 3, 4, 0, 0}));
 
     const Packer* text = packerOf(tag::OctetString, &Row::text);
-    for (OID bad : {OID{3, 97, 98}, OID{2, 97, 256}, OID{}}) EXPECT_FALSE(text->addKeyToMessage(bad, m, 2));
-    EXPECT_FALSE(m.has(tn::string_id{2}));
+    for (OID bad : {OID{3, 97, 98}, OID{2, 97, 256}, OID{}}) EXPECT_FALSE(text->addKeyToMessage(bad, m, kText.number));
+    EXPECT_FALSE(m.has(kText));
 
     OID two{10, 0};
-    EXPECT_FALSE(packerOf(tag::IpAddress, &Row::address)->addKeyToMessage(two, m, 3));
-    EXPECT_EQ(m.get_be32(3), 0x0a000000U);
+    EXPECT_FALSE(packerOf(tag::IpAddress, &Row::address)->addKeyToMessage(two, m, kAddress.number));
+    EXPECT_EQ(m.get_be32(kAddress), 0x0a000000U);
     EXPECT_TRUE(packerOf(tag::Counter64, &Row::big)->getAsKey(&row).empty());
 }
 
