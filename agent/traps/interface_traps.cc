@@ -20,7 +20,7 @@ namespace {
 
 namespace interfaces = contracts::interfaces;
 
-constexpr uint32_t kSeededStatus = 0x10103;  // bits of Status noted at the start
+constexpr uint32_t kSeededStatus = 0x10103;  // bits of Status recorded at the start
 
 const OID kIfIndex = {1, 3, 6, 1, 2, 1, 2, 2, 1, 1};
 const OID kIfAdminStatus = {1, 3, 6, 1, 2, 1, 2, 2, 1, 7};
@@ -30,9 +30,9 @@ bool isWanted(uint32_t interface) {
     return interfaceFilter.empty() || interfaceFilter.contains(0) || interfaceFilter.contains(interface);
 }
 
-bool areStatesSeeded = false;
+bool isSeeded = false;
 
-/// Calls for each interface that gives traps, with its id and status. False when its owner doesn't tell them all.
+/// Calls `take` with the id and status of each interface that gives traps. False when the owner didn't list them all.
 bool forEachInterface(const std::function<void(uint32_t, uint32_t)>& take) {
     tn::message request = tn::request(interfaces::kPath, interfaces::kList);
     for (uint32_t next = 0;; request.insert_u32(tn::field::Continue, next)) {
@@ -57,16 +57,16 @@ tn::message statusChange(uint32_t interface, uint32_t status) {
     return change;
 }
 
-/// Makes room. Where interfaces come and go (containers), one that is down may be gone for good. The kernel numbers
-/// upwards, so the lowest id is the oldest.
+/// Where interfaces come and go (containers), one that is down may be gone for good. The kernel numbers upwards, so the
+/// lowest id is the oldest.
 void forgetOldest() {
     if (ifStateMap.size() <= kMaxStates) return;
     const auto oldest = std::ranges::find(ifStateMap, 0U, [](const auto& entry) { return entry.second; });
     if (oldest != ifStateMap.end()) ifStateMap.erase(oldest);
 }
 
-/// False when the interface was known to be in this state. At the agent's start fewer bits are noted, on purpose: what
-/// an interface that was up tells first is always a change.
+/// False when the interface was known to be in this state. At the agent's start fewer bits are recorded, on purpose:
+/// the first notification of an interface that was up is always a change.
 bool noteState(uint32_t interface, uint32_t state) {
     const auto [known, isNew] = ifStateMap.try_emplace(interface, state);
     if (isNew) {
@@ -83,13 +83,13 @@ std::string upOrDown(bool isUp) { return isUp ? "1" : "2"; }
 }  // namespace
 
 void seedLinkStates() {
-    areStatesSeeded = forEachInterface(
+    isSeeded = forEachInterface(
         [](uint32_t interface, uint32_t status) { ifStateMap.try_emplace(interface, status & kSeededStatus); });
 }
 
 std::vector<tn::message> missedStatusChanges() {
     std::vector<tn::message> changes;
-    if (!areStatesSeeded) {
+    if (!isSeeded) {
         seedLinkStates();
         return changes;
     }
