@@ -2,14 +2,16 @@
 
 import os
 import pathlib
+import re
 import shutil
 import socket
 import subprocess
+import textwrap
 import unittest
 
 from harness import BUILD, PATIENCE, Deployment, eventually, temp_folder
 
-SOURCES = pathlib.Path(__file__).resolve().parents[2] / "plugins"
+TREE = pathlib.Path(__file__).resolve().parents[2]
 EXAMPLE = "1.3.6.1.4.1.32473"
 SPARES = "34,1000"
 WARNINGS = "-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror"
@@ -19,6 +21,14 @@ def run(*words):
     done = subprocess.run([str(word) for word in words], capture_output=True, text=True, timeout=5 * PATIENCE)
     assert done.returncode == 0, f"{words}: {done.stdout}{done.stderr}"
     return done.stdout
+
+
+def built(work, name):
+    """The plug-in of folder `name`, built against the installation in `work`."""
+    run("cmake", "-G", "Ninja", "-S", work / name, "-B", work / f"build-{name}",
+        f"-DCMAKE_PREFIX_PATH={work / 'usr'}", f"-DCMAKE_CXX_FLAGS={WARNINGS}")
+    run("cmake", "--build", work / f"build-{name}")
+    return work / f"build-{name}/{name}.so"
 
 
 class Agent(Deployment):
@@ -44,14 +54,22 @@ class TheExample(unittest.TestCase):
     def setUpClass(cls):
         work = temp_folder(cls, "plugin")
         run("cmake", "--install", BUILD, "--prefix", work / "usr")
-        shutil.copytree(SOURCES / "example", work / "example")  # nothing of the source tree is within its reach
-        run("cmake", "-G", "Ninja", "-S", work / "example", "-B", work / "build",
-            f"-DCMAKE_PREFIX_PATH={work / 'usr'}", f"-DCMAKE_CXX_FLAGS={WARNINGS}")
-        run("cmake", "--build", work / "build")
-        cls.plugin = work / "build/example.so"
+        shutil.copytree(TREE / "plugins/example", work / "example")  # nothing of the source tree is within its reach
+        cls.plugin = built(work, "example")
+        cls.page_plugin = cls.build_from_page(work)
+
+    @staticmethod
+    def build_from_page(work):
+        """The plug-in that docs/plugins.md prints: its build file and its source."""
+        blocks = re.findall(r"(?:^(?: {4}.*)?\n)+", (TREE / "docs/plugins.md").read_text(), re.M)
+        (work / "shelf").mkdir()
+        for file, begin in (("CMakeLists.txt", "    cmake_minimum_required"), ("shelf.cc", "    #include")):
+            block, = (text.strip("\n") for text in blocks if text.strip("\n").startswith(begin))
+            (work / "shelf" / file).write_text(textwrap.dedent(block) + "\n")
+        return built(work, "shelf")
 
     def setUp(self):
-        self.agent = Agent(self.plugin).ends_with(self).start().open()
+        self.agent = Agent(self.plugin, self.page_plugin).ends_with(self).start().open()
 
     def add(self, name, count):
         answer = self.agent.tnctl("message", SPARES, "add-object", f"1:string={name}", f"2:u32={count}")
@@ -64,6 +82,9 @@ class TheExample(unittest.TestCase):
             kind, value = answer.split(": ")
             self.assertEqual(kind, "Gauge32")
             self.assertTrue(min(bounds) - 0.02 < int(value) / 100 < max(bounds) + 0.02, (answers, bounds))
+
+    def test_the_page_s_plug_in_shows_the_host_s_name(self):
+        self.assertEqual(self.agent.get(f"{EXAMPLE}.4.1.0"), f'STRING: "{socket.gethostname()}"')
 
     def test_its_table_shows_and_changes_what_its_owner_keeps(self):
         self.add("fan", 3)
