@@ -13,8 +13,8 @@ import sys
 import threading
 import time
 
-from harness import (SYS_SERVICES, Daemon, Deployment, Namespace, eventually, for_a_while, for_each_kind, request,
-                     request_id_of, temp_folder)
+from harness import (PATIENCE, SYS_SERVICES, Daemon, Deployment, Namespace, eventually, for_a_while, for_each_kind,
+                     request, request_id_of, temp_folder)
 
 LINKS = [["link", "set", "lo", "up"], ["link", "add", "left", "type", "veth", "peer", "name", "right"],
          ["link", "set", "left", "up"], ["link", "set", "right", "up"]]
@@ -217,12 +217,14 @@ class Traps:
             try:
                 while storm.poll() is None or not told or len(waits) < 100:
                     waits.append(self.answer_takes(client, len(waits)))
+                    self.assertLess(time.monotonic() - started, PATIENCE, f"{len(told)} traps, storm {storm.poll()}")
                 self.assertEqual(storm.wait(), 0)
                 lasted = time.monotonic() - started
                 eventually(lambda: self.are_last_states(dict(told)), "the last state of each")
                 current = time.monotonic() - started
                 for_a_while(2.0, lambda: len(told) <= 2 * PAIRS * (TOGGLES + 1), "traps without end")
             finally:
+                storm.kill()
                 storm.wait()
                 over.set()
                 listener.join()
