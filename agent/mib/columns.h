@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <span>
 #include <string_view>
+#include <type_traits>
 #include <variant>
 
 #include "agent/mib/branch.h"
@@ -69,53 +70,61 @@ struct Column {
     ColumnValue<Record> value;
 };
 
-/// The packer of a row. A member of the record becomes a member of Data: a packer only ever sees its own records.
+// The codec of a member by its type; a number that is an IpAddress has another.
+template <class Member>
+struct CodecOf;
+template <>
+struct CodecOf<unsigned int> : std::type_identity<NumPacker> {};
+template <>
+struct CodecOf<unsigned long long> : std::type_identity<BignumPacker> {};
+template <>
+struct CodecOf<std::string> : std::type_identity<StringPacker> {};
+template <>
+struct CodecOf<std::vector<unsigned char>> : std::type_identity<RawPacker> {};
+template <>
+struct CodecOf<OID> : std::type_identity<OIDPacker> {};
+template <>
+struct CodecOf<IPAddr6> : std::type_identity<IP6Packer> {};
+
+/// Makes the packer of a column's value. A member of the record becomes a member of Data: a packer only ever sees
+/// records of its own class.
+template <class Record>
+struct PackerMaker {
+    unsigned int syntax;
+
+    template <class Codec, class Member, class... KeyLength>
+    const Packer* ofMember(Member Record::*member, KeyLength... keyLength) const {
+        return keep<MemberPacker<Codec, Member Data::*>>(static_cast<Member Data::*>(member), syntax, keyLength...);
+    }
+    template <class Member>
+    const Packer* operator()(Member Record::*member) const {
+        return ofMember<typename CodecOf<Member>::type>(member);
+    }
+    const Packer* operator()(unsigned int Record::*member) const {
+        return syntax == tag::IpAddress ? ofMember<IPPacker>(member) : ofMember<NumPacker>(member);
+    }
+    const Packer* operator()(FixedOctets<Record> octets) const {
+        return ofMember<RawPacker>(octets.member, octets.length);
+    }
+    const Packer* operator()(Element<Record> element) const {
+        const CounterElement place{static_cast<Counters Data::*>(element.array), element.index};
+        return keep<DataElementPacker>(place, syntax);
+    }
+    const Packer* operator()(ConstantOID constant) const { return keep<ConstOIDPacker>(OID(constant.value), syntax); }
+    const Packer* operator()(ConstantText constant) const {
+        return keep<ConstStringPacker>(std::string(constant.value), syntax);
+    }
+    const Packer* operator()(Constant constant) const {
+        if (syntax == tag::Counter64)
+            return keep<ConstBignumPacker>(static_cast<unsigned long long>(constant.value), syntax);
+        return keep<ConstNumPacker>(static_cast<unsigned int>(constant.value), syntax);
+    }
+};
+
+/// The packer of a column, which lives as long as the process.
 template <class Record>
 const Packer* packerFor(const Column<Record>& column) {
-    const unsigned int syntax = column.syntax;
-    struct Maker {
-        unsigned int syntax;
-        const Packer* operator()(unsigned int Record::*member) const {
-            const auto field = static_cast<unsigned int Data::*>(member);
-            if (syntax == tag::IpAddress) return keep<DataIPPacker>(field, syntax);
-            return keep<DataNumPacker>(field, syntax);
-        }
-        const Packer* operator()(unsigned long long Record::*member) const {
-            return keep<DataBignumPacker>(static_cast<unsigned long long Data::*>(member), syntax);
-        }
-        const Packer* operator()(std::string Record::*member) const {
-            return keep<DataStringPacker>(static_cast<std::string Data::*>(member), syntax, 0U);
-        }
-        const Packer* operator()(std::vector<unsigned char> Record::*member) const {
-            return keep<DataRawPacker>(static_cast<std::vector<unsigned char> Data::*>(member), syntax, 0U);
-        }
-        const Packer* operator()(FixedOctets<Record> octets) const {
-            return keep<DataRawPacker>(static_cast<std::vector<unsigned char> Data::*>(octets.member), syntax,
-                                       octets.length);
-        }
-        const Packer* operator()(OID Record::*member) const {
-            return keep<DataOIDPacker>(static_cast<OID Data::*>(member), syntax);
-        }
-        const Packer* operator()(IPAddr6 Record::*member) const {
-            return keep<DataIP6Packer>(static_cast<IPAddr6 Data::*>(member), syntax);
-        }
-        const Packer* operator()(Element<Record> element) const {
-            return keep<DataElementPacker>(static_cast<Counters Data::*>(element.array), element.index, syntax);
-        }
-        const Packer* operator()(ConstantOID constant) const {
-            return keep<ConstOIDPacker>(OID(constant.value), syntax);
-        }
-        const Packer* operator()(ConstantText constant) const {
-            return keep<ConstStringPacker>(std::string(constant.value), syntax, 0U);
-        }
-        const Packer* operator()(Constant constant) const {
-            if (syntax == tag::Counter64) {
-                return keep<ConstBignumPacker>(static_cast<unsigned long long>(constant.value), syntax);
-            }
-            return keep<ConstNumPacker>(static_cast<unsigned int>(constant.value), syntax);
-        }
-    };
-    return std::visit(Maker{syntax}, column.value);
+    return std::visit(PackerMaker<Record>{column.syntax}, column.value);
 }
 
 /// Registers one scalar for each row, under the group's prefix.

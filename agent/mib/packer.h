@@ -1,273 +1,108 @@
 #pragma once
 
 #include <array>
-#include <cstdint>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
-#include "agent/ber/oid.h"
-#include "agent/mib/context.h"
-#include "agent/mib/data.h"
-#include "tn/address.h"
-#include "tn/message.h"
+#include "agent/mib/packers/number_packers.h"
+#include "agent/mib/packers/octet_packers.h"
 
+// The packers that modules and plug-ins use: a codec (agent/mib/packers) with the place of its value, a constant or a
+// member of the record. Each constructor takes the place, the BER tag and, for strings, the key length.
 namespace snmp {
-
-using tn::IPAddr6;
-
-/// The codec of one typed value: record to BER, BER of a Set to record, record to index sub-identifiers, index
-/// sub-identifiers to a key field of a message. It reads the value through a pointer to a member of the record, or
-/// holds it as a constant; one packer serves every record of a class.
-class Packer {
-  public:
-    static constexpr uint32_t kNoField = 0xffffffff;  ///< as a field id: the owner doesn't know this index
-
-    explicit Packer(unsigned int type) : type_(static_cast<uint8_t>(type)) {}
-    Packer(const Packer&) = delete;
-    Packer& operator=(const Packer&) = delete;
-    virtual ~Packer() = default;
-
-    /// Appends the value as one BER element.
-    virtual void pack(Context& c, const Data* record) const = 0;
-    /// Reads a Set's value into the record with unpack(), if it is of this packer's kind: a number, octets or an OID.
-    /// Within a kind tags aren't checked, on purpose. False when the record is unchanged.
-    bool take(Data* record, Context& c) const;
-    /// Reads the value, whatever its tag. One that can't be read or has the wrong size leaves the record unchanged; the
-    /// result is the read's.
-    virtual bool unpack(Data* record, Context& c) const = 0;
-    /// Appends the value as index sub-identifiers (RFC 2578, section 7.7); none for a type without an index form.
-    virtual void addKeyToName(const Data* record, OID& name) const;
-    [[nodiscard]] OID getAsKey(const Data* record) const;
-    /// Consumes this index from the front of `key` and puts it into the message; false when it isn't well formed.
-    virtual bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const;
-    /// Puts the record's value into the message.
-    virtual void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const;
-
-  protected:
-    const uint8_t type_;  ///< BER tag of the value
-};
-
-/// INTEGER, Counter32, Gauge32, TimeTicks.
-class NumPacker : public Packer {
-  public:
-    using Packer::Packer;
-    void pack(Context& c, const Data* record) const override;
-    bool unpack(Data* record, Context& c) const override;
-    void addKeyToName(const Data* record, OID& name) const override;
-    bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const override;
-    void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const override;
-    [[nodiscard]] virtual unsigned int get(const Data* record) const = 0;
-    virtual void set(Data* record, unsigned int value) const = 0;
-};
-
-/// Counter64.
-class BignumPacker : public Packer {
-  public:
-    using Packer::Packer;
-    void pack(Context& c, const Data* record) const override;
-    bool unpack(Data* record, Context& c) const override;
-    [[nodiscard]] virtual unsigned long long get(const Data* record) const = 0;
-    virtual void set(Data* record, unsigned long long value) const = 0;
-};
-
-/// OCTET STRING. As an index: with a key length the octets alone, else their number first.
-class StringPacker : public Packer {
-  public:
-    StringPacker(unsigned int type, unsigned int keyLength) : Packer(type), keyLength_(keyLength) {}
-    void pack(Context& c, const Data* record) const override;
-    bool unpack(Data* record, Context& c) const override;
-    void addKeyToName(const Data* record, OID& name) const override;
-    bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const override;
-    void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const override;
-    [[nodiscard]] virtual std::string get(const Data* record) const = 0;
-    virtual void set(Data* record, const std::string& value) const = 0;
-    virtual void insertKey(tn::message& m, uint32_t fieldId, const std::string& value) const;
-
-  protected:
-    unsigned int keyLength_;  ///< octets of a fixed-length index; 0 for variable length
-};
-
-class OIDPacker : public Packer {
-  public:
-    using Packer::Packer;
-    void pack(Context& c, const Data* record) const override;
-    bool unpack(Data* record, Context& c) const override;
-    void addKeyToName(const Data* record, OID& name) const override;
-    [[nodiscard]] virtual const OID& get(const Data* record) const = 0;
-    virtual void set(Data* record, const OID& value) const = 0;
-};
-
-/// IpAddress: 4 octets; in the record a number with the first octet in the most significant byte.
-class IPPacker : public Packer {
-  public:
-    using Packer::Packer;
-    void pack(Context& c, const Data* record) const override;
-    bool unpack(Data* record, Context& c) const override;
-    void addKeyToName(const Data* record, OID& name) const override;
-    bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const override;
-    void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const override;
-    [[nodiscard]] virtual unsigned int get(const Data* record) const = 0;
-    virtual void set(Data* record, unsigned int value) const = 0;
-};
-
-/// An IPv6 address: 16 octets.
-class IP6Packer : public Packer {
-  public:
-    using Packer::Packer;
-    void pack(Context& c, const Data* record) const override;
-    bool unpack(Data* record, Context& c) const override;
-    void addKeyToName(const Data* record, OID& name) const override;
-    bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const override;
-    void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const override;
-    [[nodiscard]] virtual IPAddr6 get(const Data* record) const = 0;
-    virtual void set(Data* record, const IPAddr6& value) const = 0;
-};
-
-// Constants: the packer holds the value, and a Set leaves it alone.
-
-class ConstNumPacker : public NumPacker {
-  public:
-    ConstNumPacker(unsigned int value, unsigned int type) : NumPacker(type), value_(value) {}
-    /// As an index: any other number names no row. A constant that is bound to no field doesn't go into the message.
-    bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const override;
-    void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const override;
-    unsigned int get(const Data*) const override { return value_; }
-    void set(Data*, unsigned int) const override {}
-
-  private:
-    unsigned int value_;
-};
-
-class ConstBignumPacker : public BignumPacker {
-  public:
-    ConstBignumPacker(unsigned long long value, unsigned int type) : BignumPacker(type), value_(value) {}
-    unsigned long long get(const Data*) const override { return value_; }
-    void set(Data*, unsigned long long) const override {}
-
-  private:
-    unsigned long long value_;
-};
-
-class ConstStringPacker : public StringPacker {
-  public:
-    ConstStringPacker(std::string value, unsigned int type, unsigned int keyLength)
-        : StringPacker(type, keyLength), value_(std::move(value)) {}
-    std::string get(const Data*) const override { return value_; }
-    void set(Data*, const std::string&) const override {}
-
-  private:
-    std::string value_;
-};
-
-class ConstOIDPacker : public OIDPacker {
-  public:
-    ConstOIDPacker(OID value, unsigned int type) : OIDPacker(type), value_(std::move(value)) {}
-    const OID& get(const Data*) const override { return value_; }
-    void set(Data*, const OID&) const override {}
-
-  private:
-    OID value_;
-};
-
-class ConstIPPacker : public IPPacker {
-  public:
-    ConstIPPacker(unsigned int value, unsigned int type) : IPPacker(type), value_(value) {}
-    unsigned int get(const Data*) const override { return value_; }
-    void set(Data*, unsigned int) const override {}
-
-  private:
-    unsigned int value_;
-};
-
-// Members: the value is a field of the record.
-
-class DataNumPacker : public NumPacker {
-  public:
-    DataNumPacker(unsigned int Data::*member, unsigned int type) : NumPacker(type), member_(member) {}
-    unsigned int get(const Data* record) const override { return record->*member_; }
-    void set(Data* record, unsigned int value) const override { record->*member_ = value; }
-
-  private:
-    unsigned int Data::*member_;
-};
-
-class DataBignumPacker : public BignumPacker {
-  public:
-    DataBignumPacker(unsigned long long Data::*member, unsigned int type) : BignumPacker(type), member_(member) {}
-    unsigned long long get(const Data* record) const override { return record->*member_; }
-    void set(Data* record, unsigned long long value) const override { record->*member_ = value; }
-
-  private:
-    unsigned long long Data::*member_;
-};
 
 /// A record's array of counters, as many as the largest set of statistics has.
 using Counters = std::array<unsigned long long, 65>;
 
-class DataElementPacker : public BignumPacker {
-  public:
-    DataElementPacker(Counters Data::*member, size_t index, unsigned int type)
-        : BignumPacker(type), member_(member), index_(index) {}
-    unsigned long long get(const Data* record) const override { return (record->*member_)[index_]; }
-    void set(Data* record, unsigned long long value) const override { (record->*member_)[index_] = value; }
-
-  private:
-    Counters Data::*member_;
-    size_t index_;
+/// The place of one element of a record's array of counters.
+struct CounterElement {
+    Counters Data::*array;
+    size_t index;
 };
 
-class DataStringPacker : public StringPacker {
-  public:
-    DataStringPacker(std::string Data::*member, unsigned int type, unsigned int keyLength)
-        : StringPacker(type, keyLength), member_(member) {}
-    std::string get(const Data* record) const override { return record->*member_; }
-    void set(Data* record, const std::string& value) const override { record->*member_ = value; }
+/// The field of a record at a place: a pointer to a member of it, viewed as a member of Data, or an element.
+template <class Record, class Field>
+auto& fieldAt(Record* record, Field Data::*member) {
+    return record->*member;
+}
+template <class Record>
+auto& fieldAt(Record* record, CounterElement element) {
+    return (record->*element.array)[element.index];
+}
 
-  private:
-    std::string Data::*member_;
+// What a codec's get() returns, and what its set() takes.
+template <class Codec>
+using Result = decltype(std::declval<const Codec&>().get(nullptr));
+template <class Codec, class Value = typename Codec::Value>
+using Argument = std::conditional_t<std::is_integral_v<Value>, Value, const Value&>;
+
+/// The packer holds the value. A Set leaves it alone and succeeds.
+template <class Codec>
+class ConstantPacker : public Codec {
+  public:
+    template <class... KeyLength>
+    ConstantPacker(typename Codec::Value value, unsigned int type, KeyLength... keyLength)
+        : Codec(type, keyLength...), value_(std::move(value)) {}
+    Result<Codec> get(const Data*) const override { return value_; }
+    void set(Data*, Argument<Codec>) const override {}
+
+  protected:
+    const typename Codec::Value value_;
 };
 
-/// Octets that aren't text (a MAC address); as a key field a raw field of exactly the key length.
-class DataRawPacker : public StringPacker {
+/// The value is a field of the record: of the codec's type or, for octets, a container of them. A packer may only be
+/// given records of the class that its place belongs to.
+template <class Codec, class Place = typename Codec::Value Data::*>
+class MemberPacker : public Codec {
   public:
-    DataRawPacker(std::vector<unsigned char> Data::*member, unsigned int type, unsigned int keyLength)
-        : StringPacker(type, keyLength), member_(member) {}
-    std::string get(const Data* record) const override;
-    void set(Data* record, const std::string& value) const override;
-    void insertKey(tn::message& m, uint32_t fieldId, const std::string& value) const override;
+    template <class... KeyLength>
+    MemberPacker(Place place, unsigned int type, KeyLength... keyLength) : Codec(type, keyLength...), place_(place) {}
+
+    Result<Codec> get(const Data* record) const override {
+        const auto& field = fieldAt(record, place_);
+        if constexpr (isSameType<decltype(field)>)
+            return field;
+        else
+            return {field.begin(), field.end()};
+    }
+    void set(Data* record, Argument<Codec> value) const override {
+        auto& field = fieldAt(record, place_);
+        if constexpr (isSameType<decltype(field)>)
+            field = value;
+        else
+            field.assign(value.begin(), value.end());
+    }
 
   private:
-    std::vector<unsigned char> Data::*member_;
+    template <class Field>
+    static constexpr bool isSameType = std::is_same_v<std::decay_t<Field>, typename Codec::Value>;
+
+    const Place place_;
 };
 
-class DataOIDPacker : public OIDPacker {
+/// A number that is the same in every row. As an index any other number names no row, and one bound to no field
+/// doesn't go into the message.
+class ConstNumPacker : public ConstantPacker<NumPacker> {
   public:
-    DataOIDPacker(OID Data::*member, unsigned int type) : OIDPacker(type), member_(member) {}
-    const OID& get(const Data* record) const override { return record->*member_; }
-    void set(Data* record, const OID& value) const override { record->*member_ = value; }
-
-  private:
-    OID Data::*member_;
+    using ConstantPacker::ConstantPacker;
+    bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const override;
+    void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const override;
 };
 
-class DataIPPacker : public IPPacker {
-  public:
-    DataIPPacker(unsigned int Data::*member, unsigned int type) : IPPacker(type), member_(member) {}
-    unsigned int get(const Data* record) const override { return record->*member_; }
-    void set(Data* record, unsigned int value) const override { record->*member_ = value; }
+using ConstBignumPacker = ConstantPacker<BignumPacker>;
+using ConstStringPacker = ConstantPacker<StringPacker>;
+using ConstOIDPacker = ConstantPacker<OIDPacker>;
+using ConstIPPacker = ConstantPacker<IPPacker>;
 
-  private:
-    unsigned int Data::*member_;
-};
-
-class DataIP6Packer : public IP6Packer {
-  public:
-    DataIP6Packer(IPAddr6 Data::*member, unsigned int type) : IP6Packer(type), member_(member) {}
-    IPAddr6 get(const Data* record) const override { return record->*member_; }
-    void set(Data* record, const IPAddr6& value) const override { record->*member_ = value; }
-
-  private:
-    IPAddr6 Data::*member_;
-};
+using DataNumPacker = MemberPacker<NumPacker>;
+using DataBignumPacker = MemberPacker<BignumPacker>;
+using DataElementPacker = MemberPacker<BignumPacker, CounterElement>;
+using DataStringPacker = MemberPacker<StringPacker>;
+using DataRawPacker = MemberPacker<RawPacker, std::vector<unsigned char> Data::*>;
+using DataOIDPacker = MemberPacker<OIDPacker>;
+using DataIPPacker = MemberPacker<IPPacker>;
+using DataIP6Packer = MemberPacker<IP6Packer>;
 
 }  // namespace snmp

@@ -1,0 +1,58 @@
+#include "agent/mib/packers/packer_base.h"
+
+#include "agent/log.h"
+
+namespace snmp {
+
+namespace {
+
+enum class Kind { Number, Octets, Name, None };
+
+Kind kindOf(uint8_t type) {
+    switch (type) {
+        case tag::Integer:
+        case tag::Counter32:
+        case tag::Gauge32:
+        case tag::TimeTicks:
+        case tag::Counter64:
+        case tag::UInteger32:
+            return Kind::Number;
+        case tag::OctetString:
+        case tag::BitString:
+        case tag::IpAddress:
+        case tag::Opaque:
+            return Kind::Octets;
+        case tag::ObjectIdentifier:
+            return Kind::Name;
+        default:
+            return Kind::None;
+    }
+}
+
+}  // namespace
+
+bool Packer::take(Data* record, Context& c) const {
+    const uint8_t given = c.in.getType();
+    if (kindOf(given) == kindOf(type_)) return unpack(record, c);
+    serr << "bad value type " << unsigned{given};
+    return false;
+}
+
+void Packer::addKeyToName(const Data*, OID&) const { serr << "BUG: Packer::getAsKey called"; }
+
+OID Packer::getAsKey(const Data* record) const {
+    OID key;
+    addKeyToName(record, key);
+    return key;
+}
+
+bool Packer::addKeyToMessage(OID&, tn::message&, uint32_t) const {
+    serr << "BUG: Packer::addKeyToMessage called";
+    return false;
+}
+
+void Packer::addKeyToMessage(const Data*, tn::message&, uint32_t) const {
+    serr << "BUG: Packer::addKeyToMessage called";
+}
+
+}  // namespace snmp
