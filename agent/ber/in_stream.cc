@@ -21,9 +21,8 @@ void InStream::read(std::span<const uint8_t> message) {
     data_.assign(message.begin(), message.end());
     size_ = message.size();
     reset();
-    versionRead_ = false;
+    isVersionRead_ = false;
     nameOctets_ = 0;
-    authenticated_ = sealed_ = false;
 }
 
 uint8_t InStream::getType() const { return has(1) ? data_[pos_] : kNoTag; }
@@ -206,8 +205,8 @@ void InStream::reset() {
 }
 
 int InStream::getVersion() {
-    if (!versionRead_) {
-        versionRead_ = true;
+    if (!isVersionRead_) {
+        isVersionRead_ = true;
         unsigned int read = 0;
         version_ = enterSeq() >= 0 && getInt(&read) ? static_cast<int>(read) : -1;
     }

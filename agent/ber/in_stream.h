@@ -6,8 +6,6 @@
 
 #include "agent/ber/oid.h"
 #include "agent/ber/uber_stream.h"
-#include "agent/ber/v3_info.h"
-#include "agent/crypto/usm_crypto.h"
 
 namespace snmp {
 
@@ -67,27 +65,6 @@ class InStream : public UberStream {
     /// don't touch the stream.
     int getVersion();
 
-    /// Reads header and security parameters of a v3 message, behind its version. False when they can't be read or
-    /// msgFlags is empty; the flag for privacy without the one for authentication is an error.
-    bool readV3Info(V3Error& error);
-    /// Decrypts the scoped PDU when the message says that it is encrypted, reads its context, and checks engine, time
-    /// and digest (RFC 3414, 3.2); the cursor is then at the PDU. A strict server decrypts only authenticated
-    /// messages; others stay sealed and get an error. What is wrong is told in `error` unless something else was wrong
-    /// before. The record becomes that of the reply: the agent's engine id where another was named, the agent's boots
-    /// and time, a salt of its own.
-    /// @return false when nothing can be answered: it can't be decrypted or has no scoped PDU. The message is then
-    ///         again as it was received
-    bool decryptAndCheckSignature(V3Error& error, const UserKeys& keys, V3ServerInfo& server);
-    /// Makes the record that of a message without authentication and privacy.
-    void clearAuthPrivInfo();
-    [[nodiscard]] const V3Info& v3Info() const { return v3_; }
-    /// What the message's flags claim, one of security_level.
-    [[nodiscard]] uint32_t securityLevel() const { return level_; }
-    /// Whether the digest was right.
-    [[nodiscard]] bool isAuthenticated() const { return authenticated_; }
-    /// Whether the PDU is still encrypted.
-    [[nodiscard]] bool isSealed() const { return sealed_; }
-
     /// Octets before the cursor.
     [[nodiscard]] size_t position() const { return pos_; }
 
@@ -95,27 +72,18 @@ class InStream : public UberStream {
     std::vector<size_t> seqEnds_;  ///< ends of the values entered, innermost last
     size_t pos_ = 0;               ///< never past the end of data_
 
+    /// Reads tag and length of a value whose content lies wholly inside the data; the cursor is then at the content.
+    /// @return the content's length; -1 when there is no such value, with `overflow` logged when its content is cut off
+    int contentLen(std::string_view overflow);
+
   private:
     [[nodiscard]] bool has(int wanted) const;
     int tagAndLen();
-    int contentLen(std::string_view overflow);
     [[nodiscard]] size_t oidEnd(size_t contentEnd) const;
-    bool readSecurityParameters();
-    bool decrypt(const UserKeys& keys);
-    bool readContext();
-    bool openScopedPdu(const UserKeys& keys);
-    [[nodiscard]] bool isSigned(const UserKeys& keys, bool wholeDigest) const;
-    void takeEngine(V3Error& error, const V3ServerInfo& server);
-    void checkTimeAndDigest(V3Error& error, const UserKeys& keys, const V3ServerInfo& server) const;
 
     int version_ = 0;
-    bool versionRead_ = false;
+    bool isVersionRead_ = false;
     size_t nameOctets_ = 0;  ///< of all names read so far
-    V3Info v3_;
-    uint32_t level_ = security_level::None;
-    bool authenticated_ = false;
-    bool sealed_ = false;
-    std::vector<uint8_t> received_;  ///< the message as it came, while data_ has the plaintext in it
 };
 
 }  // namespace snmp

@@ -46,7 +46,7 @@ class OID : public std::vector<unsigned int> {
     /// Compares the piece of at most n sub-identifiers from pos on, cut at the end, with the whole of other: -1, 0, 1.
     [[nodiscard]] int compare(size_t pos, size_t n, const OID& other) const;
     /// Whether this lies under the prefix or is it; everything lies under the empty one.
-    [[nodiscard]] bool startsWith(const OID& prefix) const {
+    [[nodiscard]] bool hasPrefix(const OID& prefix) const {
         return size() >= prefix.size() && std::equal(prefix.begin(), prefix.end(), begin());
     }
 

@@ -14,10 +14,9 @@ namespace snmp {
 
 namespace {
 
-constexpr size_t kUsualMessage = 1500;                    // octets; what a reply rarely exceeds, taken at once
-constexpr size_t kUsualDepth = 8;                         // open values
-constexpr size_t kLongestHeader = 4;                      // tag and length octets
-constexpr size_t kEncryptionOctets = kLongestHeader + 7;  // what the encryption of a scoped PDU adds, at most
+constexpr size_t kUsualMessage = 1500;  // octets; what a reply rarely exceeds, taken at once
+constexpr size_t kUsualDepth = 8;       // open values
+constexpr size_t kLongestHeader = 4;    // tag and length octets
 
 // What is being encoded may be a stranger's: a Report repeats the names of the request.
 void say(std::string_view text) { tn::strangersOut << std::string("SNMP OutStream: ").append(text); }
@@ -65,9 +64,8 @@ void OutStream::clear() {
     seqStarts_.clear();
     errorStatusPos_ = 0;
     errorIndexPos_ = 0;
-    level_ = security_level::None;
-    authParamsPos_ = 0;
-    scopedPduPos_ = 0;
+    digestPos_ = 0;
+    reserved_ = 0;
 }
 
 uint8_t* OutStream::grow(size_t n) {
@@ -113,7 +111,7 @@ void OutStream::insert(size_t at, size_t n) {
     for (size_t& start : seqStarts_) start += start >= at ? n : 0;
     errorStatusPos_ += errorStatusPos_ >= at ? n : 0;
     errorIndexPos_ += errorIndexPos_ >= at ? n : 0;
-    authParamsPos_ += authParamsPos_ >= at ? n : 0;
+    digestPos_ += digestPos_ >= at ? n : 0;
 }
 
 void OutStream::addLen(unsigned int n) { putLen(grow(lenOctets(n)), n); }
@@ -216,10 +214,9 @@ void OutStream::addVarBind(const VariableBinding& binding) {
     endSeq();
 }
 
-bool OutStream::overflowed() const {
+bool OutStream::hasOverflowed() const {
     // Each value still open will get two more length octets when a message this large is closed.
-    const size_t encryption = level_ == security_level::Private ? kEncryptionOctets : 0;
-    return size_ + 2 * seqStarts_.size() + encryption > kMaxMessage;
+    return size_ + 2 * seqStarts_.size() + reserved_ > kMaxMessage;
 }
 
 void OutStream::truncate(size_t position) {

@@ -6,8 +6,6 @@
 
 #include "agent/ber/oid.h"
 #include "agent/ber/uber_stream.h"
-#include "agent/ber/v3_info.h"
-#include "agent/crypto/usm_crypto.h"
 
 namespace snmp {
 
@@ -53,39 +51,26 @@ class OutStream : public UberStream {
     /// A whole varbind, its value by addByType.
     void addVarBind(const VariableBinding& binding);
 
-    // A v3 message: the version, writeV3Info, the PDU, cryptPacket, the message closed, signPacket.
-
-    /// Writes header and security parameters and opens the scoped PDU. Zeros stand for the digest.
-    /// @param level  what is then done to the message, one of security_level
-    void writeV3Info(const V3Info& info, uint32_t level);
-    /// Closes the scoped PDU and, at the level Private, encrypts it with the record's salt.
-    /// @return false when there is no key to do so: the message must not be sent
-    [[nodiscard]] bool cryptPacket(const V3Info& info, const UserKeys& keys);
-    /// Puts the digest into a message from the level Authorized on, as much of it as the record's authentication
-    /// parameters have octets.
-    /// @return false when there is no key to do so: the message must not be sent
-    [[nodiscard]] bool signPacket(const V3Info& info, const UserKeys& keys);
-
     /// Whether the message, once closed, is larger than a UDP datagram carries.
-    [[nodiscard]] bool overflowed() const;
+    [[nodiscard]] bool hasOverflowed() const;
     /// Cuts the output back to this size, but never in front of the content of the innermost open value.
     void truncate(size_t position);
 
   protected:
+    /// Appends n octets of any content. @return the first one, valid until the next octet is added
+    uint8_t* grow(size_t n);
+
     std::vector<size_t> seqStarts_;  ///< first content octet of each open value, innermost last
+    size_t digestPos_ = 0;           ///< first octet of a v3 digest; 0 while not written
+    size_t reserved_ = 0;            ///< octets that encryption will still add
 
   private:
-    uint8_t* grow(size_t n);
     uint8_t* startValue(size_t contentLen, uint8_t tag);
     void addUnsigned(uint64_t value, uint8_t tag);
     void insert(size_t at, size_t n);
 
     size_t errorStatusPos_ = 0;  ///< its content octet; 0 while not written
     size_t errorIndexPos_ = 0;   ///< its first content octet; 0 while not written
-
-    uint32_t level_ = security_level::None;
-    size_t authParamsPos_ = 0;  ///< first octet of the digest; 0 while not written
-    size_t scopedPduPos_ = 0;   ///< tag of the scoped PDU; 0 while not written
 };
 
 }  // namespace snmp

@@ -1,38 +1,42 @@
+#include "agent/ber/usm_reader.h"
+
 #include <openssl/crypto.h>
 
 #include <algorithm>
-
-#include "agent/ber/in_stream.h"
-#include "agent/ber/tags.h"
 
 namespace snmp {
 
 namespace {
 
-/// Only the first thing found is reported.
-void found(V3Error& error, V3Error what) {
+/// Only the first fault found is reported.
+void report(V3Error& error, V3Error what) {
     if (error == V3Error::None) error = what;
 }
 
 }  // namespace
 
-bool InStream::readV3Info(V3Error& error) {
+bool UsmReader::readV3Info(V3Error& error) {
     level_ = security_level::None;
+    isAuthenticated_ = isSealed_ = false;
+    if (!readHeader() || v3_.msgFlags.empty() || !readSecurityParameters()) return false;
+
+    const bool authenticated = (v3_.msgFlags[0] & kAuthFlag) != 0;
+    const bool encrypted = (v3_.msgFlags[0] & kPrivFlag) != 0;
+    if (authenticated) level_ = encrypted ? security_level::Private : security_level::Authorized;
+    if (encrypted && !authenticated) report(error, V3Error::UnsupportedLevel);
+    return true;
+}
+
+bool UsmReader::readHeader() {
     if (enterSeq() < 0 || !getInt(&v3_.msgID) || !getInt(&v3_.msgMaxSize) || !getString(&v3_.msgFlags) ||
         !getInt(&v3_.msgSecurityModel)) {
         return false;
     }
     exitSeq();
-    if (v3_.msgFlags.empty() || !readSecurityParameters()) return false;
-
-    const bool authenticated = (v3_.msgFlags[0] & kAuthFlag) != 0;
-    const bool encrypted = (v3_.msgFlags[0] & kPrivFlag) != 0;
-    if (authenticated) level_ = encrypted ? security_level::Private : security_level::Authorized;
-    if (encrypted && !authenticated) found(error, V3Error::UnsupportedLevel);
     return true;
 }
 
-bool InStream::readSecurityParameters() {
+bool UsmReader::readSecurityParameters() {
     if (enterSeq() < 0 || enterSeq() < 0 || !getString(&v3_.msgAuthoritativeEngineID) ||
         !getInt(&v3_.msgAuthoritativeEngineBoots) || !getInt(&v3_.msgAuthoritativeEngineTime) ||
         !getString(&v3_.msgUserName) || !getString(&v3_.msgAuthenticationParameters)) {
@@ -46,17 +50,17 @@ bool InStream::readSecurityParameters() {
     return end <= pos_;  // they are a message of their own inside their OCTET STRING
 }
 
-bool InStream::decryptAndCheckSignature(V3Error& error, const UserKeys& keys, V3ServerInfo& server) {
+bool UsmReader::decryptAndCheckSignature(V3Error& error, const UserKeys& keys, V3ServerInfo& server) {
     received_.clear();
-    authenticated_ = level_ != security_level::None && isSigned(keys, server.strictDigest);
-    sealed_ = level_ == security_level::Private && server.strictDigest && !authenticated_;
-    if (sealed_) {
+    isAuthenticated_ = level_ != security_level::None && isSigned(keys, server.strictDigest);
+    isSealed_ = level_ == security_level::Private && server.strictDigest && !isAuthenticated_;
+    if (isSealed_) {
         v3_.contextEngineID = server.engineId;
         v3_.contextName.clear();
     } else if (!openScopedPdu(keys)) {
         return false;
     }
-    takeEngine(error, server);
+    checkEngine(error, server);
     if (level_ != security_level::None) checkTimeAndDigest(error, keys, server);
     if (level_ == security_level::Private) v3_.msgPrivacyParameters = server.nextSalt();
     v3_.msgAuthoritativeEngineBoots = server.engineBoots;
@@ -64,7 +68,7 @@ bool InStream::decryptAndCheckSignature(V3Error& error, const UserKeys& keys, V3
     return true;
 }
 
-bool InStream::openScopedPdu(const UserKeys& keys) {
+bool UsmReader::openScopedPdu(const UserKeys& keys) {
     if (level_ == security_level::Private && !decrypt(keys)) return false;
     if (readContext()) return true;
     if (!received_.empty()) {
@@ -75,7 +79,7 @@ bool InStream::openScopedPdu(const UserKeys& keys) {
 }
 
 // The plaintext takes the ciphertext's place and ends the message: nothing that stands in clear behind it counts.
-bool InStream::decrypt(const UserKeys& keys) {
+bool UsmReader::decrypt(const UserKeys& keys) {
     const int length = contentLen("get string overflow of message");
     if (length < 0) return false;
     received_.assign(data_.begin(), data_.begin() + static_cast<std::ptrdiff_t>(size_));
@@ -86,38 +90,38 @@ bool InStream::decrypt(const UserKeys& keys) {
     return true;
 }
 
-bool InStream::readContext() {
+bool UsmReader::readContext() {
     return enterSeq() >= 0 && getString(&v3_.contextEngineID) && getString(&v3_.contextName);
 }
 
-void InStream::takeEngine(V3Error& error, const V3ServerInfo& server) {
+void UsmReader::checkEngine(V3Error& error, const V3ServerInfo& server) {
     if (v3_.msgAuthoritativeEngineID == server.engineId) return;
-    found(error, V3Error::UnknownEngineId);
+    report(error, V3Error::UnknownEngineId);
     v3_.msgAuthoritativeEngineID = server.engineId;
     v3_.contextEngineID = server.engineId;
 }
 
 // Time first, on purpose, unless the server is strict: then only authenticated messages get a Report about their time.
-void InStream::checkTimeAndDigest(V3Error& error, const UserKeys& keys, const V3ServerInfo& server) const {
+void UsmReader::checkTimeAndDigest(V3Error& error, const UserKeys& keys, const V3ServerInfo& server) const {
     // Unsigned: a time ahead of the agent's is far behind it.
     const bool isTimely = server.engineTime() - v3_.msgAuthoritativeEngineTime <= kTimeWindow &&
                           server.engineBoots == v3_.msgAuthoritativeEngineBoots;
-    if (!isTimely && !server.strictDigest) found(error, V3Error::NotInTimeWindow);
-    if (keys.digest.empty()) found(error, V3Error::UnknownUserName);
-    if (!authenticated_) found(error, V3Error::WrongDigest);
-    if (!isTimely) found(error, V3Error::NotInTimeWindow);
+    if (!isTimely && !server.strictDigest) report(error, V3Error::NotInTimeWindow);
+    if (keys.digest.empty()) report(error, V3Error::UnknownUserName);
+    if (!isAuthenticated_) report(error, V3Error::WrongDigest);
+    if (!isTimely) report(error, V3Error::NotInTimeWindow);
 }
 
 // A field shorter or longer than the 12 octets of HMAC-96 is compared over its own length, as far as the digest goes,
 // on purpose: peers that were answered stay answered. Only wholeDigest keeps out forgers with short fields.
-bool InStream::isSigned(const UserKeys& keys, bool wholeDigest) const {
+bool UsmReader::isSigned(const UserKeys& keys, bool wholeDigest) const {
     const std::string& field = v3_.msgAuthenticationParameters;
     if (keys.digest.empty() || (wholeDigest && field.size() != kAuthParamsSize)) return false;
     const Octets digest = digestMessage(bytes(), keys.digest, v3_.authParamsPosition, field.size(), keys.method);
     return !digest.empty() && CRYPTO_memcmp(digest.data(), field.data(), std::min(field.size(), digest.size())) == 0;
 }
 
-void InStream::clearAuthPrivInfo() {
+void UsmReader::clearAuthPrivInfo() {
     v3_.msgAuthenticationParameters.clear();
     v3_.msgPrivacyParameters.clear();
     v3_.msgFlags[0] = static_cast<char>(v3_.msgFlags[0] & ~(kAuthFlag | kPrivFlag));

@@ -1,20 +1,23 @@
+#include "agent/ber/usm_writer.h"
+
 #include <algorithm>
 
-#include "agent/ber/out_stream.h"
 #include "agent/ber/tags.h"
 
 namespace snmp {
 
 namespace {
 
-constexpr size_t kBlock = 8;        // octets of a block of DES
-constexpr uint8_t kPadding = 0x05;  // fills the last block; receivers ignore it
+constexpr size_t kBlock = 8;                  // octets of a block of DES
+constexpr size_t kMaxAdded = 4 + kBlock - 1;  // octets that encryption adds: tag, length and padding
+constexpr uint8_t kPadding = 0x05;            // fills the last block; receivers ignore it
 constexpr uint8_t kOneFlagOctet = 1;
 
 }  // namespace
 
-void OutStream::writeV3Info(const V3Info& info, uint32_t level) {
+void UsmWriter::writeV3Info(const V3Info& info, uint32_t level) {
     level_ = level;
+    reserved_ = level == security_level::Private ? kMaxAdded : 0;
     startSeq(tag::Sequence);  // msgGlobalData
     add(info.msgID, tag::Integer);
     add(info.msgMaxSize, tag::Integer);
@@ -29,7 +32,7 @@ void OutStream::writeV3Info(const V3Info& info, uint32_t level) {
     add(info.msgAuthoritativeEngineTime, tag::Integer);
     add(info.msgUserName, tag::OctetString);
     add(std::string(info.msgAuthenticationParameters.size(), '\0'), tag::OctetString);
-    authParamsPos_ = size_ - info.msgAuthenticationParameters.size();
+    digestPos_ = size_ - info.msgAuthenticationParameters.size();
     add(info.msgPrivacyParameters, tag::OctetString);
     endSeq();
     endSeq();
@@ -40,7 +43,7 @@ void OutStream::writeV3Info(const V3Info& info, uint32_t level) {
     add(info.contextName, tag::OctetString);
 }
 
-bool OutStream::cryptPacket(const V3Info& info, const UserKeys& keys) {
+bool UsmWriter::cryptPacket(const V3Info& info, const UserKeys& keys) {
     endSeq();
     if (level_ < security_level::Private) return true;
     const size_t length = size_ - scopedPduPos_;
@@ -54,12 +57,12 @@ bool OutStream::cryptPacket(const V3Info& info, const UserKeys& keys) {
     return true;
 }
 
-bool OutStream::signPacket(const V3Info& info, const UserKeys& keys) {
+bool UsmWriter::signPacket(const V3Info& info, const UserKeys& keys) {
     if (level_ < security_level::Authorized) return true;
     const size_t length = info.msgAuthenticationParameters.size();
-    const Octets digest = digestMessage(bytes(), keys.digest, authParamsPos_, length, keys.method);
+    const Octets digest = digestMessage(bytes(), keys.digest, digestPos_, length, keys.method);
     std::copy_n(digest.begin(), std::min(length, digest.size()),
-                data_.begin() + static_cast<std::ptrdiff_t>(authParamsPos_));
+                data_.begin() + static_cast<std::ptrdiff_t>(digestPos_));
     return !digest.empty();
 }
 

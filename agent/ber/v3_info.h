@@ -18,10 +18,9 @@ constexpr char kAuthFlag = 1;               ///< bits of msgFlags (RFC 3412, 6.4
 constexpr char kPrivFlag = 2;
 constexpr char kReportableFlag = 4;
 constexpr size_t kAuthParamsSize = 12;  ///< octets of an HMAC-96 digest (RFC 3414, 6.3.1)
-constexpr size_t kSaltSize = 8;         ///< octets of msgPrivacyParameters (RFC 3414, 8.1.1.1)
 constexpr uint32_t kTimeWindow = 15;    ///< seconds that a message may be old; RFC 3414 allows 150
 
-/// What is wrong with a v3 message, as its Report tells: the number is that of the usmStats object less one.
+/// What is wrong with a v3 message, as its Report says. agent/security/v3_errors.h has text and counter of each.
 enum class V3Error : int {
     None = -1,
     UnsupportedLevel = 0,
@@ -31,6 +30,7 @@ enum class V3Error : int {
     WrongDigest = 4,
     DecryptionError = 5,  ///< never set: what can't be decrypted is dropped
 };
+constexpr size_t kV3Errors = 6;  ///< kinds of errors
 
 /// Header, security parameters and context of one v3 message (RFC 3412, 6; RFC 3414, 2.4). That of a request becomes
 /// that of its reply.

@@ -76,7 +76,8 @@ bool readPduHeader(Context& c, Request& request) {
 
 bool copyPduHeader(Context& c, Request& request) {
     // A Report on a message that wasn't decrypted has the request id 0 (RFC 3412, 7.1).
-    if (!c.in.isSealed() && !readPduHeader(c, request)) return drop(dlog, "bad packet");
+    const bool isSealed = c.version == kVersion3 && c.in.isSealed();
+    if (!isSealed && !readPduHeader(c, request)) return drop(dlog, "bad packet");
     c.out.startSeq(c.v3Error != V3Error::None ? pdu::Report : pdu::Response);
     c.out.add(request.id, tag::Integer);
     c.out.addErrorStatus(0);
@@ -86,9 +87,9 @@ bool copyPduHeader(Context& c, Request& request) {
     return true;
 }
 
-/// GetBulk's counters are checked; other PDUs carry error-status and error-index in their place, which mean nothing
-/// here.
-ErrorStatus checkRepetitions(Context& c, Request& request) {
+/// Checks the counters of a GetBulk. Other PDUs carry error-status and error-index in their place, which mean nothing
+/// here: they are set to 0.
+ErrorStatus setBulkCounters(Context& c, Request& request) {
     if (!c.isBulk()) {
         c.nonRepeaters = 0;
         request.repetitions = 0;
@@ -112,21 +113,31 @@ ErrorStatus answerBinding(Context& c, const Operation& operation, Request& reque
     }
     if (!(request.entry->*operation.access)) return operation.denied;
     const ErrorStatus status = operation.answer(c);
-    if (status == ErrorStatus::NoError && c.isBulk() && c.pendingEndOfView != 0 && !c.out.overflowed()) {
+    if (status == ErrorStatus::NoError && c.isBulk() && c.pendingEndOfView != 0 && !c.out.hasOverflowed()) {
         serr << "incomplete request " << c.pendingEndOfView;
         c.addEndOfMibView(c.requestedName);
     }
     return status;
 }
 
-ErrorStatus answerBindings(Context& c, const Operation& operation, Request& request) {
+const Operation* operationOf(uint8_t pduType) {
+    const auto* operation = std::ranges::find(std::begin(kOperations), std::end(kOperations), pduType, &Operation::pdu);
+    return operation != std::end(kOperations) ? operation : nullptr;
+}
+
+ErrorStatus answerBindings(Context& c, Request& request) {
+    const Operation* operation = operationOf(c.pduType);
+    if (operation == nullptr) {
+        dlog << "unknown request command: " << unsigned{c.pduType};
+        return ErrorStatus::Critical;
+    }
     while (!c.in.isSeqEnd()) {
         if (!c.processSeqStart()) return ErrorStatus::Critical;
         // With max-repetitions 0 the repeating names ask for nothing.
         if (c.isBulk() && c.nonRepeaters == 0 && request.repetitions == 0 && c.maxRepetitions == 0) break;
-        const ErrorStatus status = answerBinding(c, operation, request);
+        const ErrorStatus status = answerBinding(c, *operation, request);
         if (status != ErrorStatus::NoError) return status;
-        if (c.out.overflowed()) return ErrorStatus::TooBig;
+        if (c.out.hasOverflowed()) return ErrorStatus::TooBig;
         c.processSeqEnd();
     }
     return ErrorStatus::NoError;
@@ -143,7 +154,7 @@ void addUnserved(Context& c, uint32_t failed) {
     if (!c.isV1()) return addNullBinding(c);
     c.in.restoreSeq(c.firstBinding);
     c.bindingIndex = 0;
-    while (!c.out.overflowed() && !c.in.isSeqEnd() && c.processSeqStart()) {
+    while (!c.out.hasOverflowed() && !c.in.isSeqEnd() && c.processSeqStart()) {
         if (c.bindingIndex >= failed) addNullBinding(c);
         c.processSeqEnd();
     }
@@ -155,8 +166,8 @@ void rewriteAsError(Context& c, ErrorStatus status, const Request& request) {
     if (!dlog.isMuted()) dlog << "error: " << errorStatusText(status);
     const uint32_t failed = c.bindingIndex;
     if (failed > 0 && status != ErrorStatus::TooBig) addUnserved(c, failed);
-    if (status == ErrorStatus::NoSuchName && !c.out.overflowed()) c.out.addErrorIndex(failed);
-    if (c.out.overflowed()) {
+    if (status == ErrorStatus::NoSuchName && !c.out.hasOverflowed()) c.out.addErrorIndex(failed);
+    if (c.out.hasOverflowed()) {
         status = ErrorStatus::TooBig;
         c.out.addErrorIndex(0);
     }
@@ -172,16 +183,6 @@ bool closeMessage(Context& c, const Request& request) {
     return true;
 }
 
-/// Serves the varbinds of a request, or writes that of a Report.
-ErrorStatus answer(Context& c, Request& request) {
-    if (c.v3Error != V3Error::None) return snmpV3(c);
-    const auto* operation = std::find_if(std::begin(kOperations), std::end(kOperations),
-                                         [&](const Operation& o) { return o.pdu == c.pduType; });
-    if (operation != std::end(kOperations)) return answerBindings(c, *operation, request);
-    dlog << "unknown request command: " << unsigned{c.pduType};
-    return ErrorStatus::Critical;
-}
-
 }  // namespace
 
 bool createReply(Context& c, const IPAddr6& source) {
@@ -192,8 +193,8 @@ bool createReply(Context& c, const IPAddr6& source) {
         c.version == kVersion3 ? admitUser(c, source, request.entry) : admitCommunity(c, source, request);
     if (!admitted || !copyPduHeader(c, request)) return false;
 
-    ErrorStatus status = checkRepetitions(c, request);
-    if (status == ErrorStatus::NoError) status = answer(c, request);
+    ErrorStatus status = setBulkCounters(c, request);
+    if (status == ErrorStatus::NoError) status = c.v3Error != V3Error::None ? snmpV3(c) : answerBindings(c, request);
     if (status == ErrorStatus::Critical) return drop(dlog, "critical error");
     if (status != ErrorStatus::NoError) rewriteAsError(c, status, request);
     return closeMessage(c, request);

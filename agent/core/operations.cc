@@ -10,7 +10,7 @@ namespace snmp {
 namespace {
 
 /// Whether the two agree over the shorter one's length.
-bool sameStart(const OID& a, const OID& b) {
+bool hasSameStart(const OID& a, const OID& b) {
     const auto n = static_cast<std::ptrdiff_t>(std::min(a.size(), b.size()));
     return std::equal(a.begin(), a.begin() + n, b.begin());
 }
@@ -22,7 +22,7 @@ std::map<OID, Branch*>::const_iterator longestPrefixOf(OID name) {
         auto at = branches.upper_bound(name);
         if (at == branches.begin()) break;
         const OID& prefix = (--at)->first;
-        if (name.startsWith(prefix)) return at;
+        if (name.hasPrefix(prefix)) return at;
         name.erase(std::mismatch(name.begin(), name.end(), prefix.begin(), prefix.end()).first, name.end());
     }
     return branches.end();
@@ -38,7 +38,7 @@ ErrorStatus snmpGet(Context& c) {
     auto next = branches.upper_bound(c.oid);
     if (next == branches.begin()) return ErrorStatus::NoSuchName;
     const auto& [prefix, branch] = *--next;
-    if (!c.oid.startsWith(prefix)) return ErrorStatus::NoSuchName;
+    if (!c.oid.hasPrefix(prefix)) return ErrorStatus::NoSuchName;
 
     c.branchPrefix = prefix;
     c.oid.erase(c.oid.begin(), c.oid.begin() + static_cast<std::ptrdiff_t>(prefix.size()));
@@ -54,13 +54,13 @@ ErrorStatus snmpGetNextGetBulk(Context& c) {
     }
     const OID& name = c.requestedName;
     auto at = branches.upper_bound(name);
-    if (at != branches.begin() && !sameStart(name, (--at)->first)) ++at;
+    if (at != branches.begin() && !hasSameStart(name, (--at)->first)) ++at;
 
     for (bool first = true; at != branches.end(); ++at, first = false) {
         const auto& [prefix, branch] = *at;
         // The name may begin with the prefix only in the first branch: the walk goes on behind the name there, and
         // takes the first object everywhere else.
-        const bool covered = first && name.startsWith(prefix);
+        const bool covered = first && name.hasPrefix(prefix);
         if (!dlog.isMuted()) sout << (covered ? "getnext found match   " : "getnext found         ") << prefix.str();
         c.oid.clear();
         if (covered) c.oid.assign(name.begin() + static_cast<std::ptrdiff_t>(prefix.size()), name.end());

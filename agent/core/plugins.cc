@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
@@ -20,23 +21,24 @@ namespace {
 
 constexpr size_t kLongestPath = 128;    // octets
 constexpr unsigned kMostFolders = 200;  // two symlinks to the folder they lie in are 2^60 paths
-constexpr unsigned kTrialTime = 10;     // seconds
 constexpr int kSurvived = 77;           // exit status
+constexpr std::chrono::seconds kTrialTime{10};
 constexpr std::string_view kSuffix = ".so";
 
-/// Whether nobody else may write a file or the folder in which it really lies, or a folder; says so when somebody may.
+/// Whether only root and our own user can write a folder, or a file with the folder that really contains it. Logs the
+/// reason if not.
 bool isOurs(const std::string& path, size_t foldersAbove) {
     const tn::Exposure exposed = tn::exposedPart(path, foldersAbove);
     if (exposed) serr << "plugin refused: " << exposed.part << ": " << exposed.reason;
     return !exposed;
 }
 
-/// Whether a process outlives the object's static constructors, of which nothing can be caught: a child tries.
-bool isSurvived(const std::string& path) {
+/// Whether a process survives loading the object. Nothing of its static constructors can be caught, so a child tries.
+bool canBeLoaded(const std::string& path) {
     const pid_t child = fork();
-    if (child < 0) return true;  // not to be found out
+    if (child < 0) return true;  // nothing can be tried without a child
     if (child == 0) {
-        alarm(kTrialTime);
+        alarm(static_cast<unsigned>(kTrialTime.count()));
         // Declared not to throw, dlopen passes a constructor's exception on; the compiler mustn't know what is called.
         void* (*volatile const open)(const char*, int) = dlopen;
         try {
@@ -52,8 +54,8 @@ bool isSurvived(const std::string& path) {
     return WIFEXITED(status) && WEXITSTATUS(status) == kSurvived;
 }
 
-/// Whether the object was built for this version, or doesn't say for which.
-bool fits(void* object, const std::string& path) {
+/// Whether the object was built for this version, or doesn't say for which. Logs it if not.
+bool isForThisVersion(void* object, const std::string& path) {
     const auto built = reinterpret_cast<const char* (*)()>(dlsym(object, "tarnixPluginVersion"));
     if (built == nullptr || std::string_view(built()) == TARNIX_VERSION) return true;
     serr << "plugin built for another version: " << path << ": " << built() << ", this is " << TARNIX_VERSION;
@@ -77,7 +79,7 @@ void start(void* object, const std::string& path) {
 
 void load(const std::string& path) {
     if (!isOurs(path, 1)) return;
-    if (!isSurvived(path)) {
+    if (!canBeLoaded(path)) {
         serr << "plugin refused: " << path << ": loading it ends the process";
         return;
     }
@@ -88,7 +90,7 @@ void load(const std::string& path) {
         return;
     }
     serr << "plugin loaded: " << path;
-    if (fits(object, path)) start(object, path);
+    if (isForThisVersion(object, path)) start(object, path);
 }
 
 void search(const std::string& directory, unsigned& folders) {

@@ -1,9 +1,6 @@
 #include "agent/core/snmp_looper.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/epoll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +9,7 @@
 
 #include "agent/core/create_reply.h"
 #include "agent/core/datagram.h"
+#include "agent/core/service_socket.h"
 #include "agent/log.h"
 #include "agent/mib/request_writes.h"
 #include "agent/traps/interface_traps.h"
@@ -31,10 +29,6 @@ constexpr uint32_t kLeaveAfter = 1000;      // milliseconds
 constexpr unsigned kDatagramsPerCall = 32;  // before the bus and the timers get their turn,
 constexpr uint64_t kReceiveTime = 20;       // and milliseconds
 constexpr uint32_t kDefaultGetFlags = 5;
-
-bool setOption(int fd, int level, int name, int value = 1) {
-    return setsockopt(fd, level, name, &value, sizeof value) == 0;
-}
 
 }  // namespace
 
@@ -90,38 +84,10 @@ void SnmpLooper::adopt(Settings settings) {
     communities_.setEngineId(settings_.engineId);
 }
 
-/// A bound dual-stack socket, or an IPv4 one where IPv6 isn't there; -1 with errno set.
-int SnmpLooper::openSocket() const {
-    sockaddr_in6 any6{};
-    sockaddr_in any4{};
-    any6.sin6_family = AF_INET6;
-    any6.sin6_port = htons(port_);
-    any4.sin_family = AF_INET;
-    any4.sin_port = htons(port_);
-
-    int fd = ::socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const bool dualStack = fd >= 0;
-    if (!dualStack) fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) return -1;
-
-    const auto* address = dualStack ? reinterpret_cast<sockaddr*>(&any6) : reinterpret_cast<sockaddr*>(&any4);
-    const socklen_t length = dualStack ? sizeof any6 : sizeof any4;
-    if ((!dualStack || setOption(fd, IPPROTO_IPV6, IPV6_RECVPKTINFO)) && setOption(fd, IPPROTO_IP, IP_PKTINFO) &&
-        setOption(fd, SOL_SOCKET, SO_REUSEADDR) && bind(fd, address, length) == 0 &&
-        // If it stayed set, any user could bind a port of 1024 or more again and receive our requests.
-        setOption(fd, SOL_SOCKET, SO_REUSEADDR, 0)) {
-        return fd;
-    }
-    const int reason = errno;
-    close(fd);
-    errno = reason;
-    return -1;
-}
-
 void SnmpLooper::enable() {
-    if (enabled()) return;
+    if (isEnabled()) return;
     setupLeave(0);
-    const int fd = openSocket();
+    const int fd = openServiceSocket(port_);
     if (fd < 0) {
         const int reason = errno;
         serr << "cannot create service connection";
@@ -137,7 +103,7 @@ void SnmpLooper::enable() {
 }
 
 void SnmpLooper::disable() {
-    if (!enabled()) return;
+    if (!isEnabled()) return;
     removeSocket(socket_);
     close(std::exchange(socket_, -1));
     setupLeave(kLeaveAfter);
@@ -149,16 +115,15 @@ void SnmpLooper::receive(int fd) {
         Datagram datagram;
         if (!datagram.receive(fd)) return;
         context_.begin(datagram.bytes());
-        if (serve(datagram.source())) datagram.answer(fd, context_.out.bytes());
+        bool isAnswered = false;
+        {
+            const tn::ExchangeBudget budget(*this);
+            const RequestWrites writes;  // at the end of the block: before the reply is sent
+            isAnswered = createReply(context_, datagram.source());
+        }
+        if (isAnswered) datagram.answer(fd, context_.out.bytes());
         context_.end();
     }
-}
-
-/// @return whether there is an answer
-bool SnmpLooper::serve(const IPAddr6& source) {
-    const tn::ExchangeBudget budget(*this);
-    const RequestWrites writes;
-    return createReply(context_, source);
 }
 
 tn::message SnmpLooper::getObject(uint32_t) { return settings_.getConfig(); }

@@ -27,7 +27,7 @@ class SnmpLooper : public tn::Looper {
 
     void enable();   ///< opens the socket; nothing when it is open. A failure is one line on standard error
     void disable();  ///< closes it; nothing when it is closed
-    [[nodiscard]] bool enabled() const { return socket_ >= 0; }
+    [[nodiscard]] bool isEnabled() const { return socket_ >= 0; }
 
     tn::message cmdGet(const tn::message& request) override;
     tn::message cmdSet(const tn::message& request) override;
@@ -45,11 +45,9 @@ class SnmpLooper : public tn::Looper {
     [[nodiscard]] const TrapSender& traps() const { return traps_; }
 
   private:
-    [[nodiscard]] int openSocket() const;
     void receive(int fd);
-    bool serve(const IPAddr6& source);  ///< answers context_'s request, then writes what its Sets changed
-    void adopt(Settings settings);      ///< puts them in force
-    void warnOfUsers() const;           ///< of what makes SNMPv3 unsafe or useless
+    void adopt(Settings settings);  ///< puts them in force
+    void warnOfUsers() const;       ///< of what makes SNMPv3 unsafe or useless
 
     tn::Store store_;
     CommunityKeep communities_;

@@ -5,22 +5,13 @@
 
 #include "agent/core/snmp_looper.h"
 #include "agent/log.h"
-#include "agent/modules/usm_module.h"
+#include "agent/security/v3_errors.h"
 
 namespace snmp {
 
 namespace {
 
 constexpr size_t kDumped = 150;  // octets of a bad message that are logged: ten lines, header included
-
-constexpr std::array<std::string_view, kV3Errors> kV3ErrorText = {
-    "unsupported security level",
-    "not in time window or incorrect engine boots",
-    "unknown user name",
-    "unknown engine id",
-    "wrong digest",
-    "decryption error",
-};
 
 const UserKeys& keysOf(const Item* entry) {
     static const UserKeys none;
@@ -36,35 +27,48 @@ bool drop(const Context& c, std::string_view why) {
 }
 
 void countError(const Context& c) {
-    const auto index = static_cast<size_t>(c.v3Error);
-    if (!dlog.isMuted()) dlog << "v3 err: " << std::hex << index << " " << kV3ErrorText[index];
-    ++Context::v3counters[index];
+    if (!dlog.isMuted())
+        dlog << "v3 err: " << std::hex << static_cast<unsigned>(c.v3Error) << " " << kindOf(c.v3Error).text;
+    ++Context::v3counters[static_cast<size_t>(c.v3Error)];
+}
+
+/// Only the first fault found is reported.
+void report(Context& c, V3Error error) {
+    if (c.v3Error == V3Error::None) c.v3Error = error;
+}
+
+/// The entry of the user that the message names, nullptr when there is none. To peers at other addresses a strict agent
+/// has no users: it signs nothing that they could try passwords on.
+const Item* findUser(Context& c, const IPAddr6& source) {
+    c.community = c.in.v3Info().msgUserName;
+    if (!slog.isMuted()) slog << "user: " << c.community;
+    const Item* entry = loop->communities().find(c.community);
+    const bool isHidden = loop->v3Server().strictDigest && entry != nullptr && !entry->accepts(source);
+    return isHidden ? nullptr : entry;
+}
+
+/// The level of the reply: that of the request, but nothing is signed or encrypted for a peer that has no key for it.
+uint32_t replyLevel(const Context& c, const Item* entry) {
+    const bool isForged = loop->v3Server().strictDigest && !c.in.isAuthenticated();
+    const bool hasKey = c.v3Error != V3Error::UnknownUserName && !keysOf(entry).digest.empty();
+    return hasKey && !isForged ? c.in.securityLevel() : security_level::None;
 }
 
 }  // namespace
 
 bool admitUser(Context& c, const IPAddr6& source, const Item*& entry) {
     if (!c.in.readV3Info(c.v3Error)) return drop(c, "bad v3 packet");
-    c.community = c.in.v3Info().msgUserName;
-    if (!slog.isMuted()) slog << "user: " << c.community;
-    entry = loop->communities().find(c.community);
-    const bool strict = loop->v3Server().strictDigest;
-    // To strangers a strict agent has no users: it signs nothing that they could try passwords on.
-    if (strict && entry != nullptr && !entry->accepts(source)) entry = nullptr;
-    uint32_t level = c.in.securityLevel();
-    const bool isBelow = entry != nullptr && level < entry->security;
-    const auto found = [&c](V3Error what) {  // the first one is reported
-        if (c.v3Error == V3Error::None) c.v3Error = what;
-    };
-    if (isBelow && !strict) found(V3Error::UnsupportedLevel);
-    const UserKeys& keys = keysOf(entry);
-    if (!c.in.decryptAndCheckSignature(c.v3Error, keys, loop->v3Server())) return drop(c, "bad v3 packet signature");
+    entry = findUser(c, source);
+    const bool isBelow = entry != nullptr && c.in.securityLevel() < entry->security;
+    // A strict agent checks the digest first.
+    if (isBelow && !loop->v3Server().strictDigest) report(c, V3Error::UnsupportedLevel);
+    if (!c.in.decryptAndCheckSignature(c.v3Error, keysOf(entry), loop->v3Server()))
+        return drop(c, "bad v3 packet signature");
     // The PDU type says whether a Report may be sent, or a flag when the PDU can't be read (RFC 3412, 7.1).
     if (c.in.isSealed() && (c.in.v3Info().msgFlags[0] & kReportableFlag) == 0) return drop(c, "bad v3 packet digest");
-    if (isBelow) found(V3Error::UnsupportedLevel);
-    if (entry == nullptr || !entry->accepts(source)) found(V3Error::UnknownUserName);
-    if (c.v3Error == V3Error::UnknownUserName || keys.digest.empty() || (strict && !c.in.isAuthenticated()))
-        level = security_level::None;
+    if (isBelow) report(c, V3Error::UnsupportedLevel);
+    if (entry == nullptr || !entry->accepts(source)) report(c, V3Error::UnknownUserName);
+    const uint32_t level = replyLevel(c, entry);
     if (level == security_level::None) c.in.clearAuthPrivInfo();
     if (c.v3Error != V3Error::None) countError(c);
     c.out.writeV3Info(c.in.v3Info(), level);
@@ -77,10 +81,9 @@ bool isReportable(uint8_t pduType) {
 }
 
 ErrorStatus snmpV3(Context& c) {
-    const auto index = static_cast<unsigned>(c.v3Error);
     c.out.startSeq(tag::Sequence);
-    c.out.addOID(OID(kUsmStats) + (index + 1) + 0, tag::ObjectIdentifier);
-    c.out.add(Context::v3counters[index], tag::Counter32);
+    c.out.addOID(OID(kUsmStats) + kindOf(c.v3Error).counter + 0, tag::ObjectIdentifier);
+    c.out.add(Context::v3counters[static_cast<size_t>(c.v3Error)], tag::Counter32);
     c.out.endSeq();
     return ErrorStatus::NoError;
 }

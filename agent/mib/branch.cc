@@ -37,7 +37,7 @@ void addScalarConstStringLeaf(const OID& oid, const std::string& value, unsigned
 }
 
 Answer getNextCompletion(Context& c) {
-    if (c.pendingEndOfView == 0 || c.out.overflowed()) return kAnswered;
+    if (c.pendingEndOfView == 0 || c.out.hasOverflowed()) return kAnswered;
     const auto next = branches.upper_bound(c.branchPrefix);
     if (next == branches.end()) {
         serr << "EOMV";

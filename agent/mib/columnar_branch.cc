@@ -88,7 +88,7 @@ bool ColumnarBranch::writeRow(Context& c, const OID& prefix, Columns::const_iter
     column->second->pack(c, row);
     c.out.endSeq();
     --c.pendingEndOfView;
-    return c.pendingEndOfView > 0 && !c.out.overflowed();
+    return c.pendingEndOfView > 0 && !c.out.hasOverflowed();
 }
 
 Answer ColumnarBranch::get(Context& c) {
@@ -96,7 +96,7 @@ Answer ColumnarBranch::get(Context& c) {
     const std::vector<RequestItem> items = c.peek(prefix);
     logGroup(items);
     const uint32_t position = c.bindingIndex;
-    for (size_t i = 0; i < items.size() && !c.out.overflowed(); ++i) {
+    for (size_t i = 0; i < items.size() && !c.out.hasOverflowed(); ++i) {
         c.bindingIndex = position + static_cast<uint32_t>(i);
         if (getItem(c, prefix, items[i].name) == kNotMine) return kNotMine;
     }
@@ -138,7 +138,7 @@ Answer ColumnarBranch::getNext(Context& c) {
     logGroup(items);
     const uint32_t position = c.bindingIndex;
     FirstRows first(table_);
-    for (size_t i = 0; i < items.size() && !c.out.overflowed(); ++i) {
+    for (size_t i = 0; i < items.size() && !c.out.hasOverflowed(); ++i) {
         c.bindingIndex = position + static_cast<uint32_t>(i);
         if (getNextItem(c, prefix, items[i].name, repetitions, first) == kNotMine) return kNotMine;
     }
@@ -188,7 +188,7 @@ Answer ColumnarBranch::complete(Context& c, const OID& prefix, const OID& item) 
     if (!dlog.isMuted()) dlog << "completion " << c.pendingEndOfView;
     c.branchPrefix = prefix;
     if (getNextCompletion(c) == kNotMine) return kNotMine;
-    if (c.pendingEndOfView == 0 || c.out.overflowed()) return kAnswered;
+    if (c.pendingEndOfView == 0 || c.out.hasOverflowed()) return kAnswered;
     serr << "end of mib";
     return endOfView(c, prefix + item);
 }

@@ -54,7 +54,7 @@ void Context::processAddError(uint8_t tag) {
 }
 
 void Context::addEndOfMibView(const OID& name) {
-    for (; pendingEndOfView > 0 && !out.overflowed(); --pendingEndOfView) {
+    for (; pendingEndOfView > 0 && !out.hasOverflowed(); --pendingEndOfView) {
         out.startSeq(tag::Sequence);
         {
             out.addOID(name, tag::ObjectIdentifier);
@@ -73,7 +73,7 @@ std::vector<RequestItem> Context::peek(const OID& prefix) {
     in.saveSeq(last);
     in.exitSeq();
     OID name;
-    while (!in.isSeqEnd() && in.enterSeq() >= 0 && in.getOID(&name) && name.startsWith(prefix)) {
+    while (!in.isSeqEnd() && in.enterSeq() >= 0 && in.getOID(&name) && name.hasPrefix(prefix)) {
         items.push_back({OID(name.data() + prefix.size(), name.data() + name.size())});
         in.saveSeq(last);
         in.exitSeq();

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "agent/ber/in_stream.h"
 #include "agent/ber/oid.h"
-#include "agent/ber/out_stream.h"
 #include "agent/ber/tags.h"
+#include "agent/ber/usm_reader.h"
+#include "agent/ber/usm_writer.h"
 #include "agent/mib/error_status.h"
 
 namespace snmp {
@@ -17,8 +17,6 @@ namespace snmp {
 constexpr uint32_t kVersion1 = 0;
 constexpr uint32_t kVersion2c = 1;
 constexpr uint32_t kVersion3 = 3;
-
-constexpr size_t kV3Errors = 6;
 
 /// One varbind taken by Context::peek.
 struct RequestItem {
@@ -35,12 +33,12 @@ struct Context {
     void end();
 
     // The request as read, and the reply.
-    InStream in;
-    OutStream out;
+    UsmReader in;
+    UsmWriter out;
     uint32_t version = kVersion1;
     std::string community;             ///< community string or user name
     uint8_t pduType = kNoTag;          ///< tag of the request PDU
-    V3Error v3Error = V3Error::None;   ///< what a Report tells instead of an answer
+    V3Error v3Error = V3Error::None;   ///< reported instead of an answer
     InStream::StreamPos firstBinding;  ///< where its varbinds begin
 
     /// Messages with each V3Error since the process started: usmStats (RFC 3414, 5).

@@ -57,7 +57,7 @@ bool TrapSender::sendToTargets(const tn::message& message) {
             serr << "send_trap: failed to getsockname: " << std::strerror(errno);
             return false;
         }
-        OutStream out;
+        UsmWriter out;
         if (!createTrap(out, message, *local, trap)) {
             serr << "send_trap: createTrap failed";
             return false;
@@ -67,7 +67,7 @@ bool TrapSender::sendToTargets(const tn::message& message) {
     return true;
 }
 
-bool TrapSender::createTrap(OutStream& out, const tn::message& message, const IPAddr6& local,
+bool TrapSender::createTrap(UsmWriter& out, const tn::message& message, const IPAddr6& local,
                             std::optional<Trap>& trap) const {
     const Item* community = communities_.findId(settings_.trapCommunity);
     if (community == nullptr) {
@@ -93,7 +93,7 @@ bool TrapSender::createTrap(OutStream& out, const tn::message& message, const IP
 }
 
 /// What follows the version, at the level that the user asks for, and the end of the message.
-bool TrapSender::addSecured(OutStream& out, const Item& user, const Trap& trap) const {
+bool TrapSender::addSecured(UsmWriter& out, const Item& user, const Trap& trap) const {
     serr << "snmp v3 trap";
     const V3Info header = headerFor(user);
     const UserKeys& keys = communities_.keysOf(user);

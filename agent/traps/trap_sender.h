@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "agent/ber/out_stream.h"
+#include "agent/ber/usm_writer.h"
 #include "agent/ber/v3_info.h"
 #include "agent/security/community_keep.h"
 #include "agent/system/settings.h"
@@ -31,12 +31,12 @@ class TrapSender {
     /// authoritative one).
     /// @param trap   what to say; made of the message when it isn't yet, so that one trap goes to all targets
     /// @param local  from where the target is reached: agent-addr of version 1
-    [[nodiscard]] bool createTrap(OutStream& out, const tn::message& message, const IPAddr6& local,
+    [[nodiscard]] bool createTrap(UsmWriter& out, const tn::message& message, const IPAddr6& local,
                                   std::optional<Trap>& trap) const;
 
   private:
     bool sendToTargets(const tn::message& message);
-    [[nodiscard]] bool addSecured(OutStream& out, const Item& user, const Trap& trap) const;
+    [[nodiscard]] bool addSecured(UsmWriter& out, const Item& user, const Trap& trap) const;
     [[nodiscard]] V3Info headerFor(const Item& user) const;
     void addPduV1(OutStream& out, const Trap& trap, const IPAddr6& local) const;
     void addPduV2(OutStream& out, const Trap& trap) const;

@@ -151,7 +151,7 @@ std::vector<wire::Binding> AgentTest::walk(const std::string& prefix, uint32_t r
         if (reply.errorStatus != 0 || reply.bindings.empty()) return all;
         for (const wire::Binding& binding : reply.bindings) {
             OID name(binding.name);
-            if (binding.tag == tag::EndOfMibView || !name.startsWith(OID(prefix))) return all;
+            if (binding.tag == tag::EndOfMibView || !name.hasPrefix(OID(prefix))) return all;
             EXPECT_LT(last, name);
             if (!(last < name)) return all;
             last = std::move(name);

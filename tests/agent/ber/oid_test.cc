@@ -51,8 +51,8 @@ TEST(Oid, PieceIsComparedWithTheWholeOfTheOther) {
     EXPECT_EQ(name.compare(2, SIZE_MAX, OID{6, 1}), 0);
     EXPECT_EQ(name.compare(9, 3, OID{}), 0);
     EXPECT_EQ(name.compare(9, 3, OID{1}), -1);
-    for (const OID& prefix : {OID{}, OID{1, 3}, name}) EXPECT_TRUE(name.startsWith(prefix));
-    for (const OID& other : {OID{1, 3, 61}, OID{1, 3, 6, 1, 0}}) EXPECT_FALSE(name.startsWith(other));
+    for (const OID& prefix : {OID{}, OID{1, 3}, name}) EXPECT_TRUE(name.hasPrefix(prefix));
+    for (const OID& other : {OID{1, 3, 61}, OID{1, 3, 6, 1, 0}}) EXPECT_FALSE(name.hasPrefix(other));
 }
 
 TEST(Oid, Joining) {

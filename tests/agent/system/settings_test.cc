@@ -88,7 +88,7 @@ TEST_F(SettingsTest, EngineBootsCountStartsAndRestartAtZero) {
 
     change({{setting::Enabled, true}});
     EXPECT_EQ(agent->settings().engineBoots, 0U);
-    EXPECT_TRUE(agent->enabled());
+    EXPECT_TRUE(agent->isEnabled());
     change({{setting::EngineBoots, 9U}});
     change({{setting::Enabled, true}});  // already on: stays
     EXPECT_EQ(agent->settings().engineBoots, 9U);
@@ -97,7 +97,7 @@ TEST_F(SettingsTest, EngineBootsCountStartsAndRestartAtZero) {
     EXPECT_EQ(agent->settings().engineBoots, 11U);
     EXPECT_EQ(agent->v3Server().engineBoots, 11U);
     change({{setting::Enabled, false}});
-    EXPECT_FALSE(agent->enabled());
+    EXPECT_FALSE(agent->isEnabled());
 }
 
 TEST_F(SettingsTest, UsersBehindShortDigestsAreWarnedOf) {

@@ -66,7 +66,7 @@ class TrapSenderTest : public AgentTest {
                        {trap_request::Value, "hello"}});
     }
     std::optional<wire::Bytes> created(const tn::message& message, const char* local = "192.0.2.1") {
-        OutStream out;
+        UsmWriter out;
         std::optional<Trap> trap;
         if (!agent->traps().createTrap(out, message, *tn::IPAddr6::parse(local), trap)) return {};
         return wire::Bytes(out.bytes().begin(), out.bytes().end());

@@ -1,0 +1,48 @@
+#include "agent/core/service_socket.h"
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace snmp {
+
+namespace {
+
+bool setOption(int fd, int level, int name, int value = 1) {
+    return setsockopt(fd, level, name, &value, sizeof value) == 0;
+}
+
+bool bindTo(int fd, uint16_t port, bool isDualStack) {
+    sockaddr_in6 any6{};
+    any6.sin6_family = AF_INET6;
+    any6.sin6_port = htons(port);
+    if (isDualStack) return bind(fd, reinterpret_cast<sockaddr*>(&any6), sizeof any6) == 0;
+    sockaddr_in any4{};
+    any4.sin_family = AF_INET;
+    any4.sin_port = htons(port);
+    return bind(fd, reinterpret_cast<sockaddr*>(&any4), sizeof any4) == 0;
+}
+
+bool setUp(int fd, uint16_t port, bool isDualStack) {
+    return (!isDualStack || setOption(fd, IPPROTO_IPV6, IPV6_RECVPKTINFO)) && setOption(fd, IPPROTO_IP, IP_PKTINFO) &&
+           setOption(fd, SOL_SOCKET, SO_REUSEADDR) && bindTo(fd, port, isDualStack) &&
+           // If it stayed set, any user could bind a port of 1024 or more again and receive our requests.
+           setOption(fd, SOL_SOCKET, SO_REUSEADDR, 0);
+}
+
+}  // namespace
+
+int openServiceSocket(uint16_t port) {
+    int fd = ::socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool isDualStack = fd >= 0;
+    if (!isDualStack) fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (fd < 0 || setUp(fd, port, isDualStack)) return fd;
+    const int reason = errno;
+    close(fd);
+    errno = reason;
+    return -1;
+}
+
+}  // namespace snmp

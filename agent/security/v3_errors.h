@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string_view>
+
+#include "agent/ber/v3_info.h"
+
+namespace snmp {
+
+/// usmStats of SNMP-USER-BASED-SM-MIB (RFC 3414, 5).
+constexpr unsigned int kUsmStats[] = {1, 3, 6, 1, 6, 3, 15, 1, 1};
+
+/// How a V3Error is logged and reported.
+struct V3ErrorKind {
+    V3Error error;
+    std::string_view text;  ///< in the log
+    unsigned int counter;   ///< of its object under kUsmStats, which a Report carries
+};
+
+/// In the order of V3Error.
+constexpr V3ErrorKind kV3ErrorKinds[] = {
+    {V3Error::UnsupportedLevel, "unsupported security level", 1},
+    {V3Error::NotInTimeWindow, "not in time window or incorrect engine boots", 2},
+    {V3Error::UnknownUserName, "unknown user name", 3},
+    {V3Error::UnknownEngineId, "unknown engine id", 4},
+    {V3Error::WrongDigest, "wrong digest", 5},
+    {V3Error::DecryptionError, "decryption error", 6},
+};
+
+/// @param error  not None
+constexpr const V3ErrorKind& kindOf(V3Error error) { return kV3ErrorKinds[static_cast<size_t>(error)]; }
+
+static_assert(std::size(kV3ErrorKinds) == kV3Errors &&
+              kindOf(V3Error::DecryptionError).error == V3Error::DecryptionError);
+
+}  // namespace snmp
