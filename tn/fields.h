@@ -3,7 +3,7 @@
 #include "tn/ids.h"
 
 /// The numbers every process on the bus agrees on: system fields, commands, error codes, rights, handler numbers.
-/// Fields of one owner's rows stand in the table at the end of that owner's file.
+/// The paths, commands and fields of one owner are in contracts/.
 namespace tn {
 
 namespace field {
@@ -41,8 +41,6 @@ constexpr uint32_t kWantDefaults = 1U << 29;   // GetFlags
 constexpr uint32_t kTopLevelFirst = 1U << 31;  // GetFlags: repeat the first element of a list at top level
 
 namespace cmd {
-constexpr uint32_t Announce = 3;  // to the supervisor {1}: announce::Number is up
-constexpr uint32_t Reboot = 5;    // to {24}
 constexpr uint32_t Subscribe = 0xfe0001;
 constexpr uint32_t Unsubscribe = 0xfe0002;
 constexpr uint32_t GetPolicies = 0xfe0003;
@@ -61,10 +59,6 @@ constexpr uint32_t Disconnected = 0xfe000f;  // made by the bus itself when a pe
 constexpr uint32_t GetCount = 0xfe0015;
 constexpr uint32_t RecordUndo = 0xfe0016;  // to the supervisor {1}, see undo::
 }  // namespace cmd
-
-namespace announce {
-constexpr u32_id Number{5};
-}
 
 /// An undo record, as sent to {1} with cmd::RecordUndo and kept there in its journal.
 namespace undo {
@@ -98,7 +92,6 @@ constexpr uint32_t All = 0xffffffff;
 /// First elements of the paths, one for each process or subject.
 namespace number {
 constexpr uint32_t Supervisor = 1;
-constexpr uint32_t System = 24;
 constexpr uint32_t Snmp = 34;
 }  // namespace number
 
