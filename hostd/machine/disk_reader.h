@@ -11,7 +11,7 @@
 namespace hostd {
 
 /// Reads the mounts and their sizes; a mount that hangs affects its own size only. One thread queries the mounts in
-/// turn; while one blocks it, another thread continues with the rest. A late mount gets a thread of its own and isn't
+/// turn; while one blocks it, another thread continues with the rest. A late mount gets a separate thread and isn't
 /// waited for, until it answers in time again; while a query is pending no other is started. Until it answers, its last
 /// size stays valid, for `oldest` at most.
 class DiskReader {
@@ -24,7 +24,8 @@ class DiskReader {
     /// @param sizeOf  runs on helper threads, several at once
     DiskReader(std::string proc, DiskSizer sizeOf, std::chrono::milliseconds oldest = kOldest);
 
-    /// Takes at most kTimeout plus the time to read the mount list. The problem names mounts that hang without a size.
+    /// Takes at most kTimeout plus the time to read the mount list. Returns every disk. One whose query failed, or
+    /// hangs without a valid last size, has none; `problem` names those that hang.
     [[nodiscard]] Reading<Disk> read();
 
   private:

@@ -10,18 +10,18 @@
 
 namespace hostd {
 
-/// The disks, read once for all tables that show them.
+/// The disks: one reading, shared by all tables that show them.
 using Disks = Watch<Reading<Disk>>;
 
 constexpr uint64_t kDisksMaxAge = 5000;  // ms
 
-/// Starts the first reading.
+/// Starts the first reading on a helper thread and returns at once.
 /// @param proc    where the kernel's mount list is ("/proc")
 /// @param sizeOf  runs on helper threads, several at once
 [[nodiscard]] std::shared_ptr<Disks> watchDisks(const std::string& proc, const DiskSizer& sizeOf = sizeOfDisk);
 
 /// {79, 2}: the mounted file systems that store data and have a known size. A disk keeps its id as long as it is
-/// mounted there.
+/// mounted there, even while its size isn't known. contracts/disks.h has the fields.
 class DiskTable : public WatchedTable<Disk> {
   public:
     static constexpr IdRange kIds{1, 0x10000};

@@ -6,16 +6,16 @@
 
 namespace hostd {
 
-/// Main memory in KiB; what the kernel didn't tell is absent.
+/// Main memory in KiB; what the kernel didn't report is absent.
 struct Memory {
     std::optional<uint64_t> total;
-    std::optional<uint64_t> available;  ///< what programs can still have without swapping
+    std::optional<uint64_t> available;  ///< what programs can still get without swapping
 
     friend bool operator==(const Memory&, const Memory&) = default;
 };
 
-/// Reads the text of /proc/meminfo (proc(5)): MemTotal and MemAvailable. A line that is missing, has no number or is
-/// impossible (more available than there is) gives an absent value.
+/// Parses the text of /proc/meminfo (proc(5)): MemTotal and MemAvailable. A value is absent when its line is missing,
+/// has no number or is impossible (more available than there is).
 [[nodiscard]] Memory parseMeminfo(std::string_view text);
 
 }  // namespace hostd

@@ -27,7 +27,7 @@ __attribute__((noreturn)) void giveUp(char*, ...) { std::longjmp(gaveUp, 1); }
 __attribute__((noreturn)) void endProcess(char*, ...) { std::abort(); }
 void saysNothing(char*, ...) {}
 
-/// False when the list can't be read to its end; what stands before that place is known.
+/// False when the list can't be read to its end; the names before that place are known.
 bool loadNames(pci_access* access) {
     access->method = PCI_ACCESS_SYS_BUS_PCI;  // so that it looks for no other: only its names are wanted
     access->error = giveUp;
@@ -69,7 +69,7 @@ std::optional<uint32_t> placeOf(const std::string& name) {
 
 }  // namespace
 
-std::string PciReader::learn(const std::map<std::string, Ids>& devices) {
+std::string PciReader::readNames(const std::map<std::string, Ids>& devices) {
     const std::unique_ptr<pci_access, decltype(&pci_cleanup)> access(pci_alloc(), pci_cleanup);
     if (!ids_.empty()) pci_set_name_list_path(access.get(), ids_.data(), 0);
     const bool isWhole = loadNames(access.get());
@@ -93,9 +93,9 @@ Reading<PciDevice> PciReader::read() {
         isNew = isNew || !names_.contains({*vendor, *device});
     }
     const auto now = std::chrono::steady_clock::now();
-    if (isNew || (!problem_.empty() && now - learnt_ >= pause_)) {
-        problem_ = learn(devices);
-        learnt_ = now;
+    if (isNew || (!problem_.empty() && now - namesRead_ >= retryInterval_)) {
+        problem_ = readNames(devices);
+        namesRead_ = now;
     }
 
     Reading<PciDevice> reading{devices.empty() ? "there are none" : problem_, {}};

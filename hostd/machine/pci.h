@@ -11,6 +11,7 @@
 
 namespace hostd {
 
+/// A PCI device, as the kernel and the list of names have it.
 struct PciDevice {
     std::string key;     ///< domain, bus, device and function as the kernel writes them: "0000:00:1f.2"
     uint32_t liked = 0;  ///< see likedId
@@ -21,15 +22,16 @@ struct PciDevice {
     [[nodiscard]] uint32_t likedId() const { return liked; }
 };
 
-/// Reads the devices in SYSFS/bus/pci and names them by libpci's list, which it reads only when a device is new: that
-/// takes longer than all the rest. A list that is missing or damaged is read again after a while.
+/// Reads the devices in SYSFS/bus/pci and names them by libpci's list. It reads the list only when a device is new,
+/// since that takes longer than all the rest. A list that is missing or damaged is read again after `retryInterval`.
 class PciReader {
   public:
     /// @param ids    path of the list of names; empty for libpci's own
-    /// @param pause  until a list that wasn't whole is read again
     explicit PciReader(std::string sysfs, std::string ids = "",
-                       std::chrono::milliseconds pause = std::chrono::minutes(1))
-        : sysfs_(std::move(sysfs)), ids_(std::move(ids)), pause_(pause) {}
+                       std::chrono::milliseconds retryInterval = std::chrono::minutes(1))
+        : sysfs_(std::move(sysfs)), ids_(std::move(ids)), retryInterval_(retryInterval) {}
+    /// Can block on the disk. Without a whole list, devices that it doesn't name have numbers for names, and `problem`
+    /// says so.
     [[nodiscard]] Reading<PciDevice> read();
 
   private:
@@ -38,23 +40,24 @@ class PciReader {
         std::string maker;
         std::string model;
     };
-    [[nodiscard]] std::string learn(const std::map<std::string, Ids>& devices);
+    /// Reads the names of these devices. Empty on success, else the problem.
+    [[nodiscard]] std::string readNames(const std::map<std::string, Ids>& devices);
 
     std::string sysfs_;
     std::string ids_;
-    std::chrono::milliseconds pause_;
-    std::chrono::steady_clock::time_point learnt_;
+    std::chrono::milliseconds retryInterval_;
+    std::chrono::steady_clock::time_point namesRead_;
     std::string problem_;
     std::map<Ids, Names> names_;
 };
 
-/// {24, 5}: the PCI devices. The id of one in the first domain says where it is (bus 8 bits, device 5, function 3);
-/// those of other domains begin at 0x10000.
+/// {24, 5}: the PCI devices. contracts/devices.h has the fields and how ids are formed.
 class PciDevices : public WatchedTable<PciDevice> {
   public:
     static constexpr uint64_t kMaxAge = 1000;  ///< ms
     static constexpr IdRange kOtherDomains{0x10000, 0x20000};
 
+    /// @param ids  path of the list of names; empty for libpci's own
     explicit PciDevices(const std::string& sysfs, const std::string& ids = "");
 
   protected:

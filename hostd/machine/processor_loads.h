@@ -7,8 +7,8 @@
 
 namespace hostd {
 
-/// Load of each processor: percent busy over the last minute (RFC 2790, hrProcessorLoad). Readings of /proc/stat are
-/// remembered, so the load depends neither on who else queries it nor on how often.
+/// Load of each processor: percent busy over the last minute (RFC 2790, hrProcessorLoad). It keeps past readings of
+/// /proc/stat, so the load doesn't depend on how often it is queried, or by how many clients.
 ///
 /// The interval measured ends now and begins at the latest reading that is kWindow to kOldest old. Without one it
 /// begins at the oldest reading that is kSpacing to kWindow old; without that, at the last one before a pause, or at
@@ -17,10 +17,10 @@ class ProcessorLoads {
   public:
     static constexpr uint64_t kWindow = 60'000;  ///< ms
     static constexpr uint64_t kOldest = 2 * kWindow;
-    static constexpr uint64_t kSpacing = 5'000;  ///< ms, minimum between two remembered readings
+    static constexpr uint64_t kSpacing = 5'000;  ///< ms, minimum between two readings that are kept
 
     /// Applies the text of /proc/stat (proc(5)), read at `now` (tn::getMilliseconds). Processors that it doesn't list
-    /// are dropped. One whose counters haven't moved, or have gone back (the kernel's idle time may), keeps its load.
+    /// are dropped. A processor keeps its load if its counters haven't moved or went back (the kernel's idle time may).
     void update(uint64_t now, std::string_view stat);
 
     /// Percent, by row id: the kernel's number of the processor + 1, since an SNMP index begins at 1.

@@ -6,7 +6,8 @@
 
 namespace hostd {
 
-/// Counts the processors of a kernel list ("0-3,6"), as in /sys/devices/system/cpu/online; nothing when it isn't one.
+/// Number of processors in a kernel list ("0-3,6"), as in /sys/devices/system/cpu/online; nothing when the text isn't
+/// such a list.
 [[nodiscard]] std::optional<uint32_t> countProcessors(std::string_view list);
 
 }  // namespace hostd

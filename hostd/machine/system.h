@@ -15,17 +15,17 @@
 
 namespace hostd {
 
-/// Restarts the machine; what it returns is the reason why that failed.
+/// Restarts the machine. Returns the reason of a failure; empty on success.
 using Reboot = std::function<std::string()>;
 
-/// Writes what is unwritten to the disks and restarts the machine at once (reboot(2)). Returns only when the kernel
-/// refuses.
+/// Writes unwritten data to the disks and restarts the machine at once (reboot(2)). Returns only on failure, with the
+/// reason.
 [[nodiscard]] std::string rebootMachine();
 
 /// {24}: the machine as a whole. contracts/system.h has its command.
 class System : public tn::Handler {
   public:
-    /// @param reboot  empty when it isn't allowed
+    /// @param reboot  empty to refuse every restart
     explicit System(Reboot reboot) : reboot_(std::move(reboot)) {}
     tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
 
@@ -33,25 +33,25 @@ class System : public tn::Handler {
     Reboot reboot_;
 };
 
-/// {24, 0}: the time of day.
+/// {24, 0}: the time of day, and the offset of the local time zone at that moment.
 class SystemTime : public tn::Handler {
   public:
     tn::message cmdGet(const tn::message& request) override;
 };
 
-/// {24, 1}: who the machine is. Its name is given on the machine itself, so a set is refused.
+/// {24, 1}: the name of the machine. It is set on the machine itself, so a set is refused here.
 class Identity : public tn::Handler {
   public:
     tn::message cmdGet(const tn::message& request) override;
     tn::message cmdSet(const tn::message& request) override;
 };
 
-/// {24, 2}: uptime, memory, disks, model, version; its rows are the processors. A set is accepted and changes nothing:
-/// whoever asks for a reboot sets the record it was written through as well.
+/// {24, 2}: uptime, memory, disks, model, version; its rows are the processors. contracts/system.h has the fields. A
+/// set is accepted and changes nothing: a manager that requests a reboot also sets the record it did so through.
 ///
-/// Every request for one of these values comes here, so files are read at most every kMaxAge. A reply waits only for
-/// disks whose last reading is too old (see Watch); only the uptime is always current. The processors' counters are
-/// also read every loadInterval, so that infrequent pollers get the mean of the last minute, too.
+/// Every request for one of these values comes here, so files are read at most every kMaxAge; only the uptime is always
+/// current. A reply waits only for disks whose last reading is too old (see Watch). The processors' counters are also
+/// read every loadInterval, so that infrequent pollers get the mean of the last minute, too.
 class SystemInfo : public IdTable {
   public:
     static constexpr uint64_t kMaxAge = 250;           ///< ms, of memory and processors
@@ -63,7 +63,7 @@ class SystemInfo : public IdTable {
         std::string osRelease = "/etc/os-release";
         uint64_t loadInterval = kLoadInterval;
     };
-    /// Takes the first reading of everything.
+    /// Reads everything once; the disks on their helper thread. Logs a line when the memory sizes are missing.
     SystemInfo(const Places& places, std::shared_ptr<Disks> disks);
     ~SystemInfo() override;
     SystemInfo(const SystemInfo&) = delete;

@@ -11,15 +11,16 @@
 
 namespace hostd {
 
+/// A USB device. Texts that neither the device nor the database has are replaced by its numbers.
 struct UsbDevice {
-    std::string key;      ///< name and number: a device plugged in anew is another
+    std::string key;      ///< name and number, so that a device plugged in again is a new one
     std::string name;     ///< the kernel's: "1-1.4", "usb1"
     uint32_t bus = 0;     ///< from 1
-    uint32_t number = 0;  ///< on its bus, 1 to 127; another one each time it is plugged in
-    std::string maker;    ///< as the device says
+    uint32_t number = 0;  ///< on its bus, 1 to 127; changes each time it is plugged in
+    std::string maker;    ///< as the device reports it
     std::string product;
     std::string serial;     ///< empty for many
-    std::string makerName;  ///< as the list of ids says
+    std::string makerName;  ///< as the hardware database has it
     std::string modelName;
 
     static constexpr uint32_t kBuses = 0x800;  ///< more than the kernel has
@@ -27,26 +28,28 @@ struct UsbDevice {
     [[nodiscard]] uint32_t likedId() const { return bus * kNumbers + number; }
 };
 
-/// The names of a device by its numbers; what isn't known is empty.
+/// The names for a vendor and product number; empty when not known.
 struct UsbNames {
     std::string maker;
     std::string model;
 };
 using UsbNamer = std::function<UsbNames(uint32_t vendor, uint32_t product)>;
 
-/// Asks udev's hardware database (hwdb(7)), which Debian makes of the list of USB ids.
+/// Looks the numbers up in udev's hardware database (hwdb(7)), which Debian builds from the list of USB ids. Empty
+/// names when there is no database or no entry.
 [[nodiscard]] UsbNames lookUpUsb(uint32_t vendor, uint32_t product);
 
-/// Reads the devices in SYSFS/bus/usb. Their own texts stay locked while a device is being reset, so it can block.
-/// Names are looked up when a device is new, and again as long as it has none.
+/// Reads the devices in SYSFS/bus/usb. Looks names up when a device is new, and again as long as it has none.
 class UsbReader {
   public:
     UsbReader(std::string sysfs, UsbNamer namer) : sysfs_(std::move(sysfs)), namer_(std::move(namer)) {}
+    /// Can block: the kernel locks a device's texts while the device is being reset. Skips devices that are unplugged
+    /// meanwhile; `problem` is set when there is none at all.
     [[nodiscard]] Reading<UsbDevice> read();
 
   private:
     [[nodiscard]] UsbNames namesOf(uint32_t vendor, uint32_t product);
-    /// Nothing when it went away meanwhile, or is none.
+    /// Nothing when it has been unplugged meanwhile, or isn't a device.
     [[nodiscard]] std::optional<UsbDevice> readDevice(const std::string& name);
 
     std::string sysfs_;
@@ -54,7 +57,7 @@ class UsbReader {
     std::map<std::pair<uint32_t, uint32_t>, UsbNames> names_;  ///< by vendor and product
 };
 
-/// {24, 6}: the USB devices, root hubs included. An id says bus and number, as lsusb(8) does: 128 for each bus.
+/// {24, 6}: the USB devices, root hubs included. contracts/devices.h has the fields and how ids are formed.
 class UsbDevices : public WatchedTable<UsbDevice> {
   public:
     static constexpr uint64_t kMaxAge = 1000;  ///< ms

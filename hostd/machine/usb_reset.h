@@ -9,14 +9,14 @@
 
 namespace hostd {
 
-/// {99, 6}: kSwitchOff takes the power from the ports of all root hubs for usb_reset::Seconds, so that what is plugged
-/// in there starts anew, when that was allowed on the command line. It is answered at once; the rest happens on a
-/// thread, since drivers are asked. error::Refused when it isn't allowed, while one is under way, when the time isn't 1
-/// to kMostSeconds, when there is no port that can be switched, and when no thread is to be had.
+/// {99, 6}: switches the power of the USB ports off and on again; contracts/devices.h has the command. The work happens
+/// on a helper thread, since drivers can block. A port that can't be written is logged, and the others are switched. If
+/// no thread can be started, the request is refused and no port is touched.
 class UsbReset : public tn::Handler {
   public:
+    /// @param isAllowed  false to refuse every reset
     UsbReset(std::string sysfs, bool isAllowed) : sysfs_(std::move(sysfs)), isAllowed_(isAllowed) {}
-    /// Switches on what is off.
+    /// Ends a reset under way: switches the ports on and waits for that.
     ~UsbReset() override = default;
     UsbReset(const UsbReset&) = delete;
     UsbReset& operator=(const UsbReset&) = delete;

@@ -11,8 +11,8 @@ namespace hostd {
 /// A sensor in SYSFS/class; libsensors knows hwmon chips only.
 struct ClassSensor {
     Sensor sensor;
-    std::string file;
-    double unit = 1;  ///< volts or degrees Celsius per unit of the file's number
+    std::string file;  ///< path of its value
+    double unit = 1;   ///< volts or degrees Celsius per unit of the file's number
 };
 
 /// Lists the sensors in SYSFS/class without querying their drivers:
@@ -22,11 +22,12 @@ struct ClassSensor {
 ///     power_supply-NAME   voltage_now         "input" for the mains, else the type: "Battery"
 ///     power_supply-NAME   temp, temp_ambient  the feature's name
 ///
-/// Supplies of single devices (a mouse's battery) are left out. Zones with a hwmon chip are included: libsensors'
+/// Supplies of single devices (a mouse's battery) are omitted. Zones with a hwmon chip are included: libsensors'
 /// sensors come before these.
 [[nodiscard]] std::vector<ClassSensor> findClassSensors(const std::string& sysfs);
 
-/// Volts or degrees Celsius; nothing when the driver has no value. Queries the driver, so it can block.
+/// Volts or degrees Celsius; nothing when the driver reports no value, or an impossible one. Queries the driver, so it
+/// can block.
 [[nodiscard]] std::optional<double> readClassSensor(const ClassSensor& sensor);
 
 }  // namespace hostd

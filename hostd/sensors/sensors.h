@@ -8,11 +8,12 @@
 
 namespace hostd {
 
-/// Volts and degrees Celsius; what can't be had is absent.
+/// Volts and degrees Celsius; what can't be read is absent.
 struct SensorReading {
     std::array<std::optional<double>, kMeasures> values;
-    std::string problem;  ///< which measures are absent, unless that was chosen; empty when none is
-    std::optional<bool> isFed = std::nullopt;  ///< whether a power supply's measured input has power
+    std::string problem;  ///< names the measures that are absent and not chosen to be; empty when there is none
+    std::optional<bool> isFed =
+        std::nullopt;  ///< whether a power supply's measured input has power; absent when none is measured
 };
 
 /// Reads the sensors: those of libsensors, under the names of sensors.conf(5), then those of SYSFS/class that it

@@ -9,7 +9,7 @@
 
 namespace hostd {
 
-/// The guests of one kind, as libvirt tells them.
+/// The guests of one kind. contracts/guests.h has the fields.
 class Guests : public WatchedTable<Guest> {
   public:
     static constexpr uint64_t kMaxAge = 5000;  ///< ms
@@ -40,9 +40,10 @@ class PodhostGuests : public Guests {
     void list(const Guest& guest, tn::message& item) const override;
 };
 
-/// The number that a state of libvirt's (virDomainState and its reason) has. A guest whose processors are at rest, be
-/// it paused or suspended, counts as stopped.
+/// The number of contracts::virtual_machines::state for one of libvirt's (virDomainState and its reason); Invalid for
+/// an unknown one. A guest whose processors are at rest, paused or suspended, counts as stopped.
 [[nodiscard]] uint32_t stateOfMachine(int state, int reason);
+/// The same in contracts::podhost_guests::state; Unknown for an unknown one.
 [[nodiscard]] uint32_t stateOfPodhost(int state, int reason);
 
 }  // namespace hostd

@@ -11,7 +11,7 @@
 namespace hostd {
 
 /// Containers registered with systemd-machined (org.freedesktop.machine1), such as those of systemd-nspawn. Blocks for
-/// its replies, so this is for a helper thread.
+/// its replies, so call it from a helper thread.
 class Machined {
   public:
     static constexpr std::chrono::seconds kTimeout{5};  ///< for each call; the first timeout fails the whole reading

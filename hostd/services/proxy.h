@@ -10,8 +10,9 @@
 
 namespace hostd {
 
-/// {96, 1}: the web proxy's counters. squid is asked on a helper thread, every kMaxAge as long as somebody asks here,
-/// then less often (see Watch). Before its first answer, and without squid, all fields are absent.
+/// {96, 1}: the web proxy's counters. contracts/proxy.h has the fields. squid is queried on a helper thread: every
+/// kMaxAge while requests come, then less often (see Watch). Before squid's first answer, and while it doesn't answer,
+/// all fields are absent; a line is logged when that begins and when it ends.
 class Proxy : public tn::Handler {
   public:
     static constexpr uint64_t kMaxAge = 15'000;  ///< ms; each reading writes two lines to squid's log

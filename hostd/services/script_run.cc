@@ -119,21 +119,21 @@ void ScriptRun::read() {
             if (tn::Looper* looper = tn::getLooper()) looper->removeSocket(output_);
             return;
         }
-        take({piece.data(), static_cast<size_t>(n)});
+        logOutput({piece.data(), static_cast<size_t>(n)});
     }
 }
 
-void ScriptRun::take(std::string_view output) {
+void ScriptRun::logOutput(std::string_view output) {
     for (const char c : output) {
         if (c == '\n')
             logLine();
-        else if (line_.size() < kMostLine)
+        else if (line_.size() < kMaxLine)
             line_ += c;
     }
 }
 
 void ScriptRun::logLine() {
-    if (lines_++ < kMostLines) hostLog << "script " + name_ + ": " << line_;
+    if (lines_++ < kMaxLines) hostLog << "script " + name_ + ": " << line_;
     line_.clear();
 }
 
@@ -142,7 +142,7 @@ void ScriptRun::ended() {
     if (::waitid(P_PID, static_cast<id_t>(child_), &end, WEXITED | WNOHANG) != 0 || end.si_pid == 0) return;
     read();  // what it wrote last; what it left running has nobody to listen any more
     if (!line_.empty()) logLine();
-    if (lines_ > kMostLines) hostLog << "script " + name_ + ": " << lines_ - kMostLines << " more lines left out";
+    if (lines_ > kMaxLines) hostLog << "script " + name_ + ": " << lines_ - kMaxLines << " more lines left out";
     if (end.si_code != CLD_EXITED)
         hostLog << "script ended: " << name_ << ", signal " << end.si_status << " (" << ::strsignal(end.si_status)
                 << ")";

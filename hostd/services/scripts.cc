@@ -111,7 +111,7 @@ tn::message Scripts::run(const tn::message& request) {
     std::erase_if(runs_, [](const auto& entry) { return entry.second->hasEnded(); });
     const auto found = names_.find(request.get_u32(tn::field::ObjectId, tn::kNoId));
     if (found == names_.end()) return tn::errorMsg(tn::error::NotFound, "no such script");
-    if (runs_.size() >= kMostRuns) return refused("too many scripts are running");
+    if (runs_.size() >= kMaxRuns) return refused("too many scripts are running");
     const std::string why = whyNotRun(folder_, found->second);
     if (!why.empty()) return refused("script " + tn::escaped(found->second) + " not run: " + why);
     auto run = std::make_unique<ScriptRun>(found->second);

@@ -10,20 +10,19 @@
 
 namespace hostd {
 
-/// {48, 101}: the executable regular files of a folder. Command kRun starts one, detached, and answers at once; a set
-/// renames it. A script keeps its id, renamed or not, for the life of this process; one that has gone takes its id with
-/// it.
+/// {48, 101}: the executable regular files of a folder. contracts/scripts.h has the command and the field. A script
+/// keeps its id, renamed or not, for the life of this process; the id of a removed one isn't used again.
 class Scripts : public IdTable {
   public:
     static constexpr uint64_t kMaxAge =
-        5000;                                ///< ms; the folder's own time doesn't tell that a file's mode has changed
-    static constexpr size_t kMostRuns = 16;  ///< at the same time
+        5000;                               ///< ms; the folder's own time doesn't tell that a file's mode has changed
+    static constexpr size_t kMaxRuns = 16;  ///< at the same time
 
     explicit Scripts(std::string folder) : folder_(std::move(folder)) {}
 
-    /// Errors of kRun: error::NotFound; error::Refused when it can't be started, kMostRuns are running, its name begins
-    /// with - or isn't all printable ASCII, or anyone but root and this process's user owns or can write to the script,
-    /// its folder or a folder above.
+    /// Errors of scripts::kRun: error::NotFound; error::Refused when the script can't be started, kMaxRuns are running,
+    /// its name begins with - or isn't all printable ASCII, or anyone but root and this process's user owns or can
+    /// write to the script, its folder or a folder above.
     tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
 
   protected:

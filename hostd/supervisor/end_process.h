@@ -2,8 +2,8 @@
 
 namespace hostd {
 
-/// Ends the process with what was written, but without the destructors of static objects: helper threads that are still
-/// inside a library or a driver would go on using what these take away, and crash.
+/// Flushes stdio and exits without running static destructors: helper threads may still be inside a library call, and
+/// would crash when globals go away.
 [[noreturn]] void endProcess(int status);
 
 }  // namespace hostd

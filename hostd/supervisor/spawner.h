@@ -10,9 +10,10 @@
 
 namespace hostd {
 
-/// Keeps a program ready behind a listening socket. The program is started once at start, then whenever a connection
-/// waits at the socket while it doesn't run, and again after a crash (any end but exit status 0); never twice within
-/// kPause. It gets the socket as sd_listen_fds(3) tells: descriptor 3, LISTEN_FDS=1, LISTEN_PID, LISTEN_FDNAMES.
+/// Keeps a program available behind a listening socket. The program is started once at start, then whenever a
+/// connection waits at the socket while it doesn't run, and again after a crash (any end but exit status 0); never
+/// twice within kPause. It gets the socket as sd_listen_fds(3) describes: descriptor 3, LISTEN_FDS=1, LISTEN_PID,
+/// LISTEN_FDNAMES.
 ///
 /// The program ends with this process: by SIGTERM from the kernel when this process dies, by the destructor otherwise.
 class Spawner {
@@ -24,14 +25,15 @@ class Spawner {
     struct Program {
         std::vector<std::string> command;  ///< words of the command line, the program's path first
         int listener = -1;                 ///< listening socket; stays the caller's
-        std::string listenerName;          ///< its number, which this process has locked; in LISTEN_FDNAMES
+        std::string listenerName;          ///< its number on the bus, which this process has locked
     };
     Spawner(tn::ThinRunner& runner, Program program);
     ~Spawner();  ///< stop()
     Spawner(const Spawner&) = delete;
     Spawner& operator=(const Spawner&) = delete;
 
-    /// The first start. False, with a line on standard error, when the program can't be started.
+    /// The first start. False, with a line on standard error, when the program can't be started; it isn't tried again
+    /// then.
     bool start();
     /// Ends the program with SIGTERM and waits for it; with SIGKILL when it hasn't gone after kPatience.
     void stop();
@@ -52,8 +54,8 @@ class Spawner {
     tn::ThinRunner::TimerId timer_ = 0;
 };
 
-/// Where a program is: a name with a slash as it is; else beside this program's own file, else along PATH. Empty when
-/// it is nowhere.
+/// The path of a program: a name with a slash is returned as it is, another is looked for beside this program's own
+/// file, then along PATH. Empty when it isn't found.
 [[nodiscard]] std::string findProgram(const std::string& name);
 
 }  // namespace hostd

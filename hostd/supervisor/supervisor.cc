@@ -19,7 +19,7 @@ constexpr size_t kMostNumbers = 64;  // of one process; more is a peer that has 
 tn::message Supervisor::cmdUnknown(const tn::message& request, uint32_t command) {
     switch (command) {
         case supervisor::kAnnounce:
-            return takeAnnouncement(request);
+            return acceptAnnouncement(request);
         case tn::cmd::RecordUndo:
             return journal_.record(request);
         default:
@@ -27,7 +27,7 @@ tn::message Supervisor::cmdUnknown(const tn::message& request, uint32_t command)
     }
 }
 
-tn::message Supervisor::takeAnnouncement(const tn::message& request) {
+tn::message Supervisor::acceptAnnouncement(const tn::message& request) {
     if (!request.has(supervisor::Number))
         return tn::errorMsg(tn::error::Refused, "announcement without the number that is up");
     // What comes from this process itself has passed no socket, so nobody put a pid into it.
@@ -70,8 +70,7 @@ std::optional<uint64_t> Supervisor::startTime(uint32_t pid) const {
     // proc(5), stat: field 22. The name in field 2 may hold anything, but no field after it has a closing parenthesis.
     const std::string stat = readFile(proc_ + "/" + std::to_string(pid) + "/stat");
     size_t at = stat.rfind(')');
-    if (at != std::string::npos && stat.substr(at).starts_with(") Z"))
-        return {};  // ended, its parent hasn't looked yet
+    if (at != std::string::npos && stat.substr(at).starts_with(") Z")) return {};  // ended, not reaped yet
     for (int field = 2; field < 22 && at != std::string::npos; ++field) at = stat.find(' ', at + 1);
     if (at == std::string::npos) return {};
     uint64_t ticks = 0;

@@ -9,21 +9,19 @@
 
 namespace hostd {
 
-/// {1}: knows which processes serve which numbers, from what they announce when they come up, and takes undo records
-/// for the journal. A process that has ended is left out of the list: it is known by its pid and its start time, since
-/// the kernel gives pids out again.
-///
-/// The list is of those that announced themselves since this process started.
+/// {1}: lists which processes serve which numbers, as they announce it when they come up, and passes undo records on to
+/// the journal. contracts/supervisor.h has the commands and fields. A process that has ended is no longer listed. It is
+/// identified by pid and start time, since the kernel reuses pids.
 class Supervisor : public IdTable {
   public:
     /// @param proc     where the kernel's process files are ("/proc")
-    /// @param journal  takes the undo records; must outlive this
+    /// @param journal  receives the undo records; must outlive this
     Supervisor(std::string proc, UndoJournal& journal) : proc_(std::move(proc)), journal_(journal) {}
 
     tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
 
-    /// Notes that process `pid` serves `number` from now on, and whoever announced it before no more. A process that
-    /// has ended meanwhile is passed over.
+    /// Notes that process `pid` serves `number` from now on, and the process that announced it before doesn't any more.
+    /// Nothing changes if process `pid` has ended meanwhile.
     void announce(uint32_t pid, uint32_t number);
 
   protected:
@@ -38,7 +36,8 @@ class Supervisor : public IdTable {
         uint32_t announced = 0;  ///< uptime in seconds
         std::set<uint32_t> numbers;
     };
-    tn::message takeAnnouncement(const tn::message& request);
+    tn::message acceptAnnouncement(const tn::message& request);
+    /// In clock ticks after boot; nothing when the process has ended, also when it isn't reaped yet.
     [[nodiscard]] std::optional<uint64_t> startTime(uint32_t pid) const;
 
     std::string proc_;

@@ -44,7 +44,7 @@ tn::message UndoJournal::record(const tn::message& request) {
         return tn::errorMsg(tn::error::StoreFailed, store_->lastError());
     }
     ids_.insert(id);
-    while (ids_.size() > kKept && store_->remove(*ids_.begin())) ids_.erase(ids_.begin());
+    while (ids_.size() > kMaxRecords && store_->remove(*ids_.begin())) ids_.erase(ids_.begin());
 
     tn::message told;
     listRow(id, told);

@@ -8,19 +8,22 @@
 
 namespace hostd {
 
-/// {1, 1}: the last 100 undoable changes, newest last, kept in the store "/tern/store/undo". Records come in through
-/// the supervisor (cmd::RecordUndo at {1}).
+/// {1, 1}: the last kMaxRecords undoable changes, newest last, in the store "/tern/store/undo". Records arrive through
+/// the supervisor (cmd::RecordUndo at {1}). contracts/supervisor.h says how a client undoes one. Subscribers get
+/// cmd::Changed for each record that is added, and for each that a client removes.
 class UndoJournal : public IdTable {
   public:
-    static constexpr size_t kKept = 100;
+    static constexpr size_t kMaxRecords = 100;
 
     UndoJournal();
 
     void loadPermData() override;
+    /// Errors: error::NotFound, error::StoreFailed; the record stays then.
     tn::message cmdRemoveObj(const tn::message& request) override;
 
-    /// Keeps a record and drops the oldest past kKept. Errors: error::Refused for a record that can't be undone because
-    /// its old request has no command or destination, error::StoreFailed; the journal is then as it was.
+    /// Adds a record, its text cut to 1,000 octets, and drops the oldest past kMaxRecords. Errors: error::Refused for a
+    /// record that can't be undone because its old request has no command or destination, error::StoreFailed; the
+    /// journal is then unchanged.
     tn::message record(const tn::message& request);
 
   protected:

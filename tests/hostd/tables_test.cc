@@ -292,7 +292,7 @@ TEST_F(ScriptsTest, OnlySoManyRunAtOnce) {
     has("sleep", "exec sleep 0.3");
     EXPECT_THAT(names(), ElementsAre("1:sleep"));
     tn::Looper looper({});
-    for (size_t i = 0; i < Scripts::kMostRuns; ++i) EXPECT_EQ(errorOf(ask(scripts, scripts::kRun, of(1))), 0U);
+    for (size_t i = 0; i < Scripts::kMaxRuns; ++i) EXPECT_EQ(errorOf(ask(scripts, scripts::kRun, of(1))), 0U);
     EXPECT_EQ(errorOf(ask(scripts, scripts::kRun, of(1))), tn::error::Refused);
     EXPECT_TRUE(eventually([&] { return errorOf(ask(scripts, scripts::kRun, of(1))) == 0; }, &looper));
 }
