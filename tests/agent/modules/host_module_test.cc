@@ -46,13 +46,6 @@ TEST_F(HostModuleTest, ADateCarriesTheOffsetFromUtc) {
     setenv("TZ", "UTC0", 1);
 }
 
-TEST_F(HostModuleTest, AMissingOwnerServesDefaults) {
-    for (const auto& path : {system_time::kPath, system_info::kPath})
-        owner(path).reply = tn::errorMsg(tn::error::Unreachable, "no owner");
-    EXPECT_EQ(values({kHost + "1.1.0", kHost + "2.2.0"}), "0 0");
-    EXPECT_EQ(get({kDate}).bindings[0].value.size(), 11U);
-}
-
 TEST_F(HostModuleTest, StorageIsMemoryAndThenTheDisks) {
     put(disks.row(3),
         {{contracts::disks::MountPoint, "/"}, {contracts::disks::Size, 1000U}, {contracts::disks::Free, 400U}});

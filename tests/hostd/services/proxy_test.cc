@@ -34,11 +34,7 @@ constexpr std::string_view kCounters =
 
 }  // namespace
 
-TEST(SquidPages, GiveWhatTheySayAndNothingElse) {
-    const SquidFigures figures = parseSquidPages(kInfo, kCounters, 1000.5);
-    EXPECT_EQ(figures.storage, 4294967299U);
-    EXPECT_EQ(figures.hits, 4294967298U);
-
+TEST(SquidPages, GiveNothingForWhatTheyDoNotSay) {
     // Cut off, of another program, or with a clock that doesn't go with ours.
     const std::pair<const char*, const char*> none[] = {
         {"", ""},
@@ -68,18 +64,13 @@ class ProxyTest : public ::testing::Test {
     Proxy proxy{squid.reader()};
 };
 
-TEST_F(ProxyTest, ShowsSquidsCountersFromTheFirstQuestionOn) {
+TEST_F(ProxyTest, ShowsSquidsCountersFromTheFirstQueryOn) {
     EXPECT_EQ(squid.readings(), 0);
     pass(0);
-    const tn::message reply = get();
-    EXPECT_EQ(reply.get_u32(proxy::StartedAt), 900U);
-    EXPECT_EQ(reply.get_u32(proxy::ServerRequests), 31U);
-    EXPECT_EQ(reply.get_u32(proxy::Hits), 2U);             // a counter wraps
-    EXPECT_EQ(reply.get_u32(proxy::Storage), UINT32_MAX);  // a size doesn't
-    EXPECT_EQ(reply.get_u32(proxy::Memory), 220U);
-    EXPECT_EQ(reply.get_u32(proxy::ServerIn), 32U);
-    EXPECT_EQ(reply.get_u32(proxy::ServerOut), 33U);
-    EXPECT_EQ(reply.get_u32(proxy::ClientOut), 21U);
+    // A counter wraps (0x67), a size doesn't (0x6f).
+    EXPECT_EQ(::testing::PrintToString(get()),
+              "{0x64:u32=900, 0x66:u32=31, 0x67:u32=2, 0x6f:u32=4294967295, 0x71:u32=220, 0x79:u32=32, 0x7a:u32=33, "
+              "0x7b:u32=21}");
     pass(Proxy::kMaxAge - 1);
     EXPECT_TRUE(hasFigures());
     EXPECT_EQ(squid.readings(), 1);
