@@ -31,7 +31,7 @@ Bus::Bus(Looper& looper)
       buffer_(std::make_unique_for_overwrite<uint8_t[]>(kMaxPacket)) {}
 
 Bus::~Bus() {
-    setupLeave(0);
+    setupLeave({});
     close();
 }
 
@@ -75,10 +75,10 @@ message Bus::dispatchLocal(const message& m) {
 
 // --- connections -----------------------------------------------------------------------------------------------------
 
-std::shared_ptr<Connection> Bus::dial(uint32_t number, uint32_t milliseconds) {
+std::shared_ptr<Connection> Bus::dial(uint32_t number, std::chrono::milliseconds timeout) {
     const auto known = dialled_.find(number);
     if (known != dialled_.end()) return known->second;
-    Descriptor socket = dialBus(number, milliseconds);
+    Descriptor socket = dialBus(number, timeout);
     if (!socket) return nullptr;
     const BusPeer peer = peerOf(socket.get(), getegid());
     const auto connection = std::make_shared<Connection>(std::move(socket), peer, number);
@@ -285,8 +285,8 @@ void Bus::handleReply(const message& reply) {
 
 bool Bus::idle() const { return exchanges_ == 0 && kept_.empty() && subscribers_.empty() && subscriptions_.empty(); }
 
-void Bus::setupLeave(uint32_t milliseconds) {
-    leaveAfter_ = milliseconds;
+void Bus::setupLeave(std::chrono::milliseconds idleTime) {
+    leaveAfter_ = idleTime;
     looper_.removeTimer(leaveTimer_);
     leaveTimer_ = 0;
     touch();
@@ -294,18 +294,18 @@ void Bus::setupLeave(uint32_t milliseconds) {
 
 // While the process may not leave no timer runs: whatever could change that comes by here.
 void Bus::touch() {
-    if (leaveAfter_ == 0) return;
-    lastUse_ = getMilliseconds();
+    if (leaveAfter_.count() == 0) return;
+    lastUse_ = sinceBoot();
     if (leaveTimer_ == 0) armLeave(leaveAfter_);
 }
 
-void Bus::armLeave(uint64_t milliseconds) {
-    leaveTimer_ = looper_.addTimer([this] { tryLeave(); }, milliseconds);
+void Bus::armLeave(std::chrono::milliseconds delay) {
+    leaveTimer_ = looper_.addTimer([this] { tryLeave(); }, delay);
 }
 
 void Bus::tryLeave() {
     leaveTimer_ = 0;
-    const uint64_t idleFor = getMilliseconds() - lastUse_;
+    const std::chrono::milliseconds idleFor = sinceBoot() - lastUse_;
     if (idleFor < leaveAfter_) return armLeave(leaveAfter_ - idleFor);
     if (!looper_.canLeave() || !listeners_.handedOver()) return;
     if (requestsWait()) return touch();

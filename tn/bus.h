@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -41,9 +42,9 @@ class Bus {
 
     /// To a handler of another process. The destination isn't empty.
     message send(message m);
-    message exchange(message m, uint32_t timeoutMs);
-    /// One timeout in ms, counted from the next exchange, for it and all after it; 0: each has its own timeout.
-    void setBudget(uint32_t milliseconds);
+    message exchange(message m, std::chrono::milliseconds timeout);
+    /// One timeout, counted from the next exchange, for it and all after it; 0: each has its own timeout.
+    void setBudget(std::chrono::milliseconds timeout);
     /// To a handler of this process, on its own behalf.
     message dispatchLocal(const message& m);
 
@@ -53,14 +54,14 @@ class Bus {
     void unsubscribe(Handler& handler, std::span<const uint32_t> path, uint32_t command, const message& filter);
 
     [[nodiscard]] bool idle() const;
-    void setupLeave(uint32_t milliseconds);
+    void setupLeave(std::chrono::milliseconds idleTime);
 
     // What subscribers and subscriptions need.
     [[nodiscard]] Looper& looper() { return looper_; }
     [[nodiscard]] bool servesHere(uint32_t number) const;
     [[nodiscard]] uint32_t newRequestId() { return ++lastRequest_ == 0 ? ++lastRequest_ : lastRequest_; }
     /// The connection to a number, made when there is none. nullptr, errno set, when that fails.
-    std::shared_ptr<Connection> dial(uint32_t number, uint32_t milliseconds);
+    std::shared_ptr<Connection> dial(uint32_t number, std::chrono::milliseconds timeout);
     /// Sends or lines up. False when the connection is lost or its queue full.
     bool sendPacket(const std::shared_ptr<Connection>& connection, flat_message packet);
     /// True when it was added to the connection's queue: not sent yet, nor merged.
@@ -92,9 +93,10 @@ class Bus {
     [[nodiscard]] static bool checkSource(const Connection& connection, const message& request);
     void prepare(message& m) const;
 
-    Sent sendWaiting(const Link& connection, uint64_t deadline);
-    Received awaitReply(const Link& connection, uint32_t requestId, uint64_t deadline, message& answer);
-    [[nodiscard]] uint64_t deadlineOf(uint32_t timeoutMs);
+    Sent sendWaiting(const Link& connection, std::chrono::milliseconds deadline);
+    Received awaitReply(const Link& connection, uint32_t requestId, std::chrono::milliseconds deadline,
+                        message& answer);
+    [[nodiscard]] std::chrono::milliseconds deadlineOf(std::chrono::milliseconds timeout);
     bool stillOwes(const Connection& asked);
     void takeWaiting(const Link& connection);
     bool keep(const Link& connection, message packet);
@@ -102,7 +104,7 @@ class Bus {
 
     message nobodyThere(uint32_t number);
     void touch();
-    void armLeave(uint64_t milliseconds);
+    void armLeave(std::chrono::milliseconds delay);
     void tryLeave();
     [[nodiscard]] bool requestsWait() const;
 
@@ -117,10 +119,10 @@ class Bus {
     std::unique_ptr<uint8_t[]> buffer_;  ///< kMaxPacket octets for a received packet, untouched until one is that large
     flat_message out_;                   ///< the request of the exchange under way
     uint32_t lastRequest_ = 0;
-    unsigned exchanges_ = 0;     ///< under way, one inside the other
-    uint32_t budget_ = 0;        ///< milliseconds; 0: none
-    uint64_t budgetEnd_ = 0;     ///< milliseconds, as getMilliseconds; 0 before the first exchange
-    std::vector<Link> debtors_;  ///< connections that owe a reply; may include settled and closed ones
+    unsigned exchanges_ = 0;                 ///< under way, one inside the other
+    std::chrono::milliseconds budget_{};     ///< 0: none
+    std::chrono::milliseconds budgetEnd_{};  ///< as sinceBoot; 0 before the first exchange
+    std::vector<Link> debtors_;              ///< connections that owe a reply; may include settled and closed ones
 
     MergeQueue<Kept> kept_;  ///< came while an exchange waited for something else, in order
     size_t keptOctets_ = 0;
@@ -128,8 +130,8 @@ class Bus {
     std::set<uint32_t> absent_;  ///< numbers reported as having nobody there
     bool crowded_ = false;
 
-    uint32_t leaveAfter_ = 0;  ///< milliseconds; 0: stay
-    uint64_t lastUse_ = 0;
+    std::chrono::milliseconds leaveAfter_{};  ///< 0: stay
+    std::chrono::milliseconds lastUse_{};     ///< as sinceBoot
     ThinRunner::TimerId leaveTimer_ = 0;
 };
 

@@ -21,7 +21,7 @@ namespace tn {
 
 namespace {
 
-constexpr uint64_t kPause = 1000;  // milliseconds without accepting, when there are no descriptors left
+constexpr std::chrono::seconds kAcceptPause{1};  // without accepting, when no descriptors are left
 
 /// The group whose members may connect: that of the socket's file.
 gid_t groupOf(uint32_t number) {
@@ -92,7 +92,7 @@ void BusListeners::pause(const BusListener& listener) {
             resume_ = 0;
             for (const auto& [number, paused] : listeners_) watch(paused);
         },
-        kPause);
+        kAcceptPause);
 }
 
 bool BusListeners::callersWait() const {

@@ -4,7 +4,6 @@
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <sys/un.h>
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
@@ -52,11 +51,6 @@ sockaddr_un addressOf(uint32_t number, const Descriptor& folder) {
     }
     std::copy(path.begin(), path.end(), address.sun_path);
     return address;
-}
-
-timeval timeOf(uint32_t milliseconds) {
-    return {.tv_sec = static_cast<time_t>(milliseconds / 1000),
-            .tv_usec = static_cast<suseconds_t>(milliseconds % 1000) * 1000};
 }
 
 std::string reason(uint32_t number, const char* what) {
@@ -175,14 +169,19 @@ void BusListener::withdraw(uint32_t number) {
     socket.reset();
 }
 
-Descriptor dialBus(uint32_t number, uint32_t milliseconds) {
+timeval timevalOf(std::chrono::milliseconds timeout) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(timeout);
+    return {.tv_sec = seconds.count(), .tv_usec = std::chrono::microseconds(timeout - seconds).count()};
+}
+
+Descriptor dialBus(uint32_t number, std::chrono::milliseconds timeout) {
     const Descriptor folder = openFolder();
     if (!folder) return {};
-    const int waits = milliseconds == 0 ? SOCK_NONBLOCK : 0;
+    const int waits = timeout.count() == 0 ? SOCK_NONBLOCK : 0;
     Descriptor connection(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | waits, 0));
     if (!connection) return {};
-    if (milliseconds != 0) {
-        const timeval limit = timeOf(milliseconds);
+    if (timeout.count() != 0) {
+        const timeval limit = timevalOf(timeout);
         setsockopt(connection.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
     }
     const sockaddr_un address = addressOf(number, folder);

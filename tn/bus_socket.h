@@ -1,7 +1,9 @@
 #pragma once
 
+#include <sys/time.h>
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <span>
@@ -57,8 +59,11 @@ inline constexpr const char* kLockedNumber = "TARNIX_LOCKED_NUMBER";
 [[nodiscard]] BusListener openBusListener(uint32_t number, std::string& why);
 
 /// Connects to the process that serves a number. Nothing, errno set, when nobody does (ENOENT, ECONNREFUSED) or it
-/// didn't get round to taking the connection within `milliseconds` (EAGAIN; 0 doesn't wait).
-[[nodiscard]] Descriptor dialBus(uint32_t number, uint32_t milliseconds);
+/// didn't accept the connection within `timeout` (EAGAIN; 0 doesn't wait).
+[[nodiscard]] Descriptor dialBus(uint32_t number, std::chrono::milliseconds timeout);
+
+/// A timeout as socket options want it.
+[[nodiscard]] timeval timevalOf(std::chrono::milliseconds timeout);
 
 /// Makes room for one packet of kMaxPacket octets in either direction.
 void makeRoomForPackets(int fd);

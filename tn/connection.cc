@@ -1,7 +1,6 @@
 #include "tn/connection.h"
 
 #include <sys/socket.h>
-#include <sys/time.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -35,12 +34,11 @@ Received Connection::receive(std::span<uint8_t> buffer, bool wait, message& out)
     return errno == ECONNRESET ? Received::Unread : Received::Ended;
 }
 
-void Connection::setReceiveTimeout(uint32_t milliseconds) {
-    milliseconds = std::max(milliseconds, 1U);
-    if (milliseconds == receiveTimeout_) return;
-    const timeval limit = {.tv_sec = static_cast<time_t>(milliseconds / 1000),
-                           .tv_usec = static_cast<suseconds_t>(milliseconds % 1000) * 1000};
-    if (setsockopt(fd(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) == 0) receiveTimeout_ = milliseconds;
+void Connection::setReceiveTimeout(std::chrono::milliseconds timeout) {
+    timeout = std::max(timeout, std::chrono::milliseconds(1));
+    if (timeout == receiveTimeout_) return;
+    const timeval limit = timevalOf(timeout);
+    if (setsockopt(fd(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) == 0) receiveTimeout_ = timeout;
 }
 
 Sent Connection::send(std::span<const uint8_t> packet) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -34,7 +35,7 @@ class Connection {
     Received receive(std::span<uint8_t> buffer, bool wait, message& out);
     [[nodiscard]] size_t lastPacket() const { return lastPacket_; }  ///< octets of the packet received last
     /// How long receive waits at most; at least a millisecond.
-    void setReceiveTimeout(uint32_t milliseconds);
+    void setReceiveTimeout(std::chrono::milliseconds timeout);
 
     /// Sends at once or not at all; never waits.
     Sent send(std::span<const uint8_t> packet) const;
@@ -52,8 +53,8 @@ class Connection {
     /// A reply that an exchange gave up waiting for. While it is owed, the whole peer process counts as hung.
     struct Owed {
         uint32_t request = 0;
-        uint64_t until = 0;            ///< milliseconds, as getMilliseconds; then the peer gets another chance
-        std::vector<uint32_t> source;  ///< path of the handler that asked
+        std::chrono::milliseconds until{};  ///< as sinceBoot; then the peer gets another chance
+        std::vector<uint32_t> source;       ///< path of the handler that asked
     };
     std::optional<Owed> owed;
     bool stuck = false;   ///< a request couldn't be sent in time: don't wait for room again until one gets through
@@ -66,7 +67,7 @@ class Connection {
     Descriptor socket_;
     BusPeer peer_;
     std::optional<uint32_t> dialled_;
-    uint32_t receiveTimeout_ = 0;
+    std::chrono::milliseconds receiveTimeout_{};
     size_t lastPacket_ = 0;
     MergeQueue<flat_message> out_;
     size_t outOctets_ = 0;

@@ -12,18 +12,17 @@
 
 namespace tn {
 
+using namespace std::chrono_literals;
+
 namespace {
 
-constexpr size_t kMaxKept = 16384;                  // packets that came in the middle of exchanges
+constexpr size_t kMaxKept = 16'384;                 // packets that came in the middle of exchanges
 constexpr size_t kMaxKeptOctets = 64 * kMaxPacket;  // 16 MiB
-constexpr uint64_t kOwedFor = 30'000;               // milliseconds
+constexpr std::chrono::seconds kOwedFor{30};
 
 std::string about(uint32_t number, const char* what) { return "bus: " + std::to_string(number) + ": " + what; }
 
-uint32_t left(uint64_t deadline) {
-    const uint64_t now = getMilliseconds();
-    return deadline <= now ? 0 : static_cast<uint32_t>(std::min<uint64_t>(deadline - now, UINT32_MAX));
-}
+std::chrono::milliseconds left(std::chrono::milliseconds deadline) { return std::max(deadline - sinceBoot(), 0ms); }
 
 /// The same notification about the same object from the same handler to the same one.
 NoteKey keyOf(const message& notification) {
@@ -65,7 +64,7 @@ message Bus::send(message m) {
     const flat_message packet = m.flatten();
     if (packet.size() > kMaxPacket) return errorMsg(error::TooLarge, about(number, "the message doesn't fit"));
     for (int attempt = 0; attempt < 2; ++attempt) {
-        const Link connection = dial(number, 0);
+        const Link connection = dial(number, {});
         if (!connection) return nobodyThere(number);
         if (sendPacket(connection, packet)) return {};
         if (!connection->closed()) return errorMsg(error::TimedOut, about(number, "doesn't read its messages"));
@@ -74,24 +73,25 @@ message Bus::send(message m) {
     return nobodyThere(number);
 }
 
-void Bus::setBudget(uint32_t milliseconds) {
-    budget_ = milliseconds;
-    budgetEnd_ = 0;
+void Bus::setBudget(std::chrono::milliseconds timeout) {
+    budget_ = timeout;
+    budgetEnd_ = 0ms;
 }
 
 /// Deadline of an exchange that begins now.
-uint64_t Bus::deadlineOf(uint32_t timeoutMs) {
-    const uint64_t now = getMilliseconds();
-    if (budget_ == 0) return now + timeoutMs;
-    if (budgetEnd_ == 0) budgetEnd_ = now + budget_;
-    return std::min(now + timeoutMs, budgetEnd_);
+std::chrono::milliseconds Bus::deadlineOf(std::chrono::milliseconds timeout) {
+    const std::chrono::milliseconds now = sinceBoot();
+    if (budget_ == 0ms) return now + timeout;
+    if (budgetEnd_ == 0ms) budgetEnd_ = now + budget_;
+    return std::min(now + timeout, budgetEnd_);
 }
 
-message Bus::exchange(message m, uint32_t timeoutMs) {
+message Bus::exchange(message m, std::chrono::milliseconds timeout) {
     touch();
     const uint32_t number = m.get_u32_array(field::Destination).front();
-    const uint64_t deadline = deadlineOf(timeoutMs);
-    if (budget_ != 0 && left(budgetEnd_) == 0) return errorMsg(error::TimedOut, about(number, "no time left to ask"));
+    const std::chrono::milliseconds deadline = deadlineOf(timeout);
+    if (budget_ != 0ms && left(budgetEnd_) == 0ms)
+        return errorMsg(error::TimedOut, about(number, "no time left to ask"));
     const uint32_t requestId = newRequestId();
     prepare(m);
     m.insert_u32(field::RequestId, requestId);
@@ -104,7 +104,7 @@ message Bus::exchange(message m, uint32_t timeoutMs) {
     for (int dials = 0; dials < 2;) {
         const auto known = dialled_.find(number);
         if (known == dialled_.end()) ++dials;
-        const Link connection = known != dialled_.end() ? known->second : dial(number, std::max(left(deadline), 1U));
+        const Link connection = known != dialled_.end() ? known->second : dial(number, std::max(left(deadline), 1ms));
         if (!connection) return nobodyThere(number);
         if (stillOwes(*connection)) return errorMsg(error::TimedOut, about(number, "owes an earlier answer"));
         const Sent sent = sendWaiting(connection, deadline);
@@ -118,7 +118,7 @@ message Bus::exchange(message m, uint32_t timeoutMs) {
             case Received::Unread:
                 continue;
             case Received::Nothing:
-                connection->owed = {requestId, getMilliseconds() + kOwedFor, m.get_u32_array(field::Source)};
+                connection->owed = {requestId, sinceBoot() + kOwedFor, m.get_u32_array(field::Source)};
                 debtors_.push_back(connection);
                 return errorMsg(error::TimedOut, about(number, "no answer"));
             default:
@@ -129,7 +129,7 @@ message Bus::exchange(message m, uint32_t timeoutMs) {
     return nobodyThere(number);
 }
 
-Sent Bus::sendWaiting(const Link& connection, uint64_t deadline) {
+Sent Bus::sendWaiting(const Link& connection, std::chrono::milliseconds deadline) {
     for (;;) {
         if (connection->hasQueue()) flush(connection);
         if (connection->closed()) return Sent::Gone;
@@ -139,24 +139,25 @@ Sent Bus::sendWaiting(const Link& connection, uint64_t deadline) {
             connection->stuck = false;
             return sent;
         }
-        const uint32_t wait = left(deadline);
-        if (connection->stuck || wait == 0) {
+        const std::chrono::milliseconds wait = left(deadline);
+        if (connection->stuck || wait == 0ms) {
             connection->stuck = true;
             return Sent::Blocked;
         }
         // Reading goes on meanwhile: the peer may be waiting for room in the other direction.
         pollfd socket = {.fd = connection->fd(), .events = POLLOUT | POLLIN, .revents = 0};
-        if (poll(&socket, 1, static_cast<int>(std::min<uint32_t>(wait, INT32_MAX))) > 0 &&
+        if (poll(&socket, 1, static_cast<int>(std::min<int64_t>(wait.count(), INT32_MAX))) > 0 &&
             (socket.revents & POLLIN) != 0) {
             takeWaiting(connection);
         }
     }
 }
 
-Received Bus::awaitReply(const Link& connection, uint32_t requestId, uint64_t deadline, message& answer) {
+Received Bus::awaitReply(const Link& connection, uint32_t requestId, std::chrono::milliseconds deadline,
+                         message& answer) {
     ++exchanges_;
     Received received = Received::Nothing;
-    for (uint32_t wait = left(deadline); wait > 0; wait = left(deadline)) {
+    for (std::chrono::milliseconds wait = left(deadline); wait > 0ms; wait = left(deadline)) {
         connection->setReceiveTimeout(wait);
         message packet;
         received = connection->receive(buffer(), /*wait=*/true, packet);
@@ -198,7 +199,7 @@ bool Bus::stillOwes(const Connection& asked) {
     if (debtors_.empty()) return false;
     for (const Link& debtor : std::vector<Link>(debtors_)) {
         if (debtor->owed) takeWaiting(debtor);
-        if (debtor->owed && getMilliseconds() >= debtor->owed->until) debtor->owed.reset();
+        if (debtor->owed && sinceBoot() >= debtor->owed->until) debtor->owed.reset();
     }
     std::erase_if(debtors_, [](const Link& debtor) { return debtor->closed() || !debtor->owed; });
     const pid_t pid = asked.peer().pid;

@@ -144,11 +144,11 @@ bool Handler::sendCmd(message m, uint32_t command) {
     return !isError(looper->sendMessage(std::move(m)));
 }
 
-message Handler::exchangeCmd(message m, uint32_t command, uint32_t timeoutMs) {
+message Handler::exchangeCmd(message m, uint32_t command, std::chrono::milliseconds timeout) {
     Looper* looper = getLooper();
     if (looper == nullptr) return errorMsg(error::Unreachable, "no loop in this process");
     address(m, command);
-    return looper->exchangeMessage(m, timeoutMs);
+    return looper->exchangeMessage(m, timeout);
 }
 
 void Handler::notifyChange(uint32_t objectId, message changed) {

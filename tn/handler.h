@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <span>
@@ -12,7 +13,7 @@ namespace tn {
 
 class Looper;
 
-constexpr uint32_t kExchangeTimeout = 6000;  ///< milliseconds
+constexpr std::chrono::milliseconds kExchangeTimeout{6000};
 
 /// Which rights each command needs. A command without an entry needs right::Read or right::Write when it is a reading
 /// one (get, get-all, get-object, get-count, get-policies, subscribe, unsubscribe) and right::Write otherwise.
@@ -81,7 +82,7 @@ class Handler {
     bool sendCmd(message m, uint32_t command);
     /// Sends a request and waits for its reply. Never throws, never hangs past the time-out; what goes wrong is an
     /// error reply.
-    message exchangeCmd(message m, uint32_t command, uint32_t timeoutMs = kExchangeTimeout);
+    message exchangeCmd(message m, uint32_t command, std::chrono::milliseconds timeout = kExchangeTimeout);
     /// Tells subscribers of cmd::Changed; kNoId means the whole handler.
     void notifyChange(uint32_t objectId, message changed);
     /// Sends a notification to every subscriber of `command` whose filter lets it through. Past the bound of a

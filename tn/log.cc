@@ -13,6 +13,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <ctime>
 #include <cwchar>
@@ -33,10 +34,10 @@ constinit lstream strangersErr(lstream::Sink::Stderr, lstream::About::Strangers)
 
 namespace {
 
-constexpr uint64_t kBurst = 256;        // lines of one cause at once
-constexpr uint64_t kRefill = 1000;      // milliseconds until a cause may write one line more
-constexpr size_t kStrangersLines = 10;  // in any interval of kStrangersTime ms
-constexpr uint64_t kStrangersTime = 1000;
+constexpr int kBurst = 256;                         // lines of one cause at once
+constexpr std::chrono::milliseconds kRefill{1000};  // until a cause may write one line more
+constexpr size_t kStrangersLines = 10;              // in any kStrangersTime
+constexpr std::chrono::milliseconds kStrangersTime{1000};
 constexpr size_t kMaxCauses = 256;  // each with a bucket of its own; any others share one for each stream
 constexpr std::string_view kOtherCauses;
 
@@ -154,11 +155,11 @@ SystemLog& systemLog() {
 
 /// How much one cause may write: a bucket of kBurst tokens that gets one back each kRefill.
 struct Bucket {
-    lstream origin;  // a copy: the stream may be gone when its last lines are accounted for
-    uint64_t full;   // milliseconds since start when the bucket is full again
+    lstream origin;                  // a copy: the stream may be gone when its last lines are accounted for
+    std::chrono::milliseconds full;  // when the bucket is full again, as sinceBoot
     uint64_t leftOut = 0;
 
-    bool take(uint64_t now) {
+    bool take(std::chrono::milliseconds now) {
         full = std::max(full, now);
         if (full - now > (kBurst - 1) * kRefill) return false;
         full += kRefill;
@@ -168,12 +169,13 @@ struct Bucket {
 
 /// When the last lines about strangers were written.
 struct Window {
-    std::array<uint64_t, kStrangersLines> written{};
+    std::array<std::chrono::milliseconds, kStrangersLines> written{};
     size_t oldest = 0;
     uint64_t leftOut = 0;
-    uint64_t told = 0;  ///< when `leftOut` was; once in a window, or a flood leaves room for nothing else
+    std::chrono::milliseconds
+        told{};  ///< when `leftOut` was; once in a window, or a flood leaves room for nothing else
 
-    bool take(uint64_t now) {
+    bool take(std::chrono::milliseconds now) {
         if (now - written[oldest] < kStrangersTime) return false;
         written[oldest] = now;
         oldest = (oldest + 1) % written.size();
@@ -189,7 +191,7 @@ class Limiter {
     template <class Summary>
     bool admit(const lstream& stream, std::string_view cause, Summary summary) {
         const std::lock_guard lock(mutex_);
-        const uint64_t now = getMilliseconds();
+        const std::chrono::milliseconds now = sinceBoot();
         for (auto& [key, bucket] : buckets_) {
             if (bucket.leftOut == 0 || !bucket.take(now)) continue;
             summary(bucket.origin, "that begin with: " + key.second, std::exchange(bucket.leftOut, 0));
@@ -206,7 +208,7 @@ class Limiter {
   private:
     using Key = std::pair<const lstream*, std::string>;
 
-    Bucket& bucketOf(const lstream& stream, std::string_view cause, uint64_t now) {
+    Bucket& bucketOf(const lstream& stream, std::string_view cause, std::chrono::milliseconds now) {
         Key key(&stream, cause);
         if (const auto known = buckets_.find(key); known != buckets_.end()) return known->second;
         if (buckets_.size() >= kMaxCauses) {

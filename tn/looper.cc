@@ -86,11 +86,11 @@ message Looper::sendMessage(message m) {
     return isError(reply, &code) && code == error::NoSuchHandler ? reply : message();
 }
 
-message Looper::exchangeMessage(const message& m, uint32_t timeoutMs) {
+message Looper::exchangeMessage(const message& m, std::chrono::milliseconds timeout) {
     const std::vector<uint32_t>& path = m.get_u32_array(field::Destination);
     if (path.empty()) return errorMsg(error::NoSuchHandler, "no destination");
     if (serves(path.front())) return bus_->dispatchLocal(m);
-    return bus_->exchange(m, timeoutMs);
+    return bus_->exchange(m, timeout);
 }
 
 bool Looper::filterMessage(const message&) { return true; }
@@ -114,12 +114,12 @@ message Looper::dispatchMessage(const message& m, uint32_t rights) {
 
 bool Looper::canLeave() const { return bus_->idle(); }
 
-void Looper::setupLeave(uint32_t milliseconds) { bus_->setupLeave(milliseconds); }
+void Looper::setupLeave(std::chrono::milliseconds idleTime) { bus_->setupLeave(idleTime); }
 
-ExchangeBudget::ExchangeBudget(const Looper& looper, uint32_t milliseconds) : looper_(looper) {
-    looper_.bus_->setBudget(milliseconds);
+ExchangeBudget::ExchangeBudget(const Looper& looper, std::chrono::milliseconds timeout) : looper_(looper) {
+    looper_.bus_->setBudget(timeout);
 }
 
-ExchangeBudget::~ExchangeBudget() { looper_.bus_->setBudget(0); }
+ExchangeBudget::~ExchangeBudget() { looper_.bus_->setBudget({}); }
 
 }  // namespace tn

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -44,7 +45,7 @@ class Looper : public Handler, public ThinRunner {
     /// Sends one way: nothing comes back but an error reply when the message couldn't be handed over.
     virtual message sendMessage(message m);
     /// Sends and waits. The destination path is in the message.
-    virtual message exchangeMessage(const message& m, uint32_t timeoutMs = kExchangeTimeout);
+    virtual message exchangeMessage(const message& m, std::chrono::milliseconds timeout = kExchangeTimeout);
 
     virtual void onInit() {}
     /// False keeps a message from its handler; it is then answered with error::NotPermitted.
@@ -56,7 +57,7 @@ class Looper : public Handler, public ThinRunner {
 
     /// Leaves the loop when nothing has happened on the bus for that long and canLeave() holds; 0 cancels. A process
     /// with a bus socket of its own making stays: nobody would start it again.
-    void setupLeave(uint32_t milliseconds);
+    void setupLeave(std::chrono::milliseconds idleTime);
 
   private:
     friend class Handler;
@@ -73,11 +74,11 @@ class Looper : public Handler, public ThinRunner {
 };
 
 /// One timeout for everything fetched to answer one request. While it exists, the looper's exchanges with other
-/// processes share `milliseconds`, counted from the start of the first; after that they fail at once with
+/// processes share `timeout`, counted from the start of the first; after that they fail at once with
 /// error::TimedOut. Handlers of the same process aren't affected. At most one exists at a time.
 class ExchangeBudget {
   public:
-    explicit ExchangeBudget(const Looper& looper, uint32_t milliseconds = kExchangeTimeout);
+    explicit ExchangeBudget(const Looper& looper, std::chrono::milliseconds timeout = kExchangeTimeout);
     ~ExchangeBudget();
     ExchangeBudget(const ExchangeBudget&) = delete;
     ExchangeBudget& operator=(const ExchangeBudget&) = delete;

@@ -65,6 +65,11 @@ uint32_t getUptime() { return static_cast<uint32_t>(sources().bootNanoseconds() 
 
 uint32_t getJiffies() { return static_cast<uint32_t>(sources().bootNanoseconds() / (kNanosecondsPerSecond / 100)); }
 
-uint64_t getMilliseconds() { return sources().bootNanoseconds() / (kNanosecondsPerSecond / 1000); }
+std::chrono::milliseconds sinceBoot() {
+    const std::chrono::nanoseconds now(static_cast<int64_t>(sources().bootNanoseconds()));
+    return std::chrono::duration_cast<std::chrono::milliseconds>(now);
+}
+
+uint64_t getMilliseconds() { return static_cast<uint64_t>(sinceBoot().count()); }
 
 }  // namespace tn

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 
 namespace tn {
@@ -18,8 +19,9 @@ class Sources {
 /// Puts other sources in place; nullptr brings the machine's own back. They must outlive their use.
 void setSources(Sources* replacement);
 
-[[nodiscard]] uint32_t getUptime();        ///< seconds since the machine started
-[[nodiscard]] uint32_t getJiffies();       ///< hundredths of a second since the machine started; wraps after 497 days
-[[nodiscard]] uint64_t getMilliseconds();  ///< since the machine started
+[[nodiscard]] uint32_t getUptime();   ///< seconds since the machine started
+[[nodiscard]] uint32_t getJiffies();  ///< hundredths of a second since the machine started; wraps after 497 days
+[[nodiscard]] std::chrono::milliseconds sinceBoot();  ///< time since the machine started, suspended time included
+[[nodiscard]] uint64_t getMilliseconds();             ///< sinceBoot(), as a number
 
 }  // namespace tn

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <optional>
@@ -20,7 +21,7 @@ namespace {
 
 constexpr unsigned kCreate = 1;
 constexpr unsigned kWriteThrough = 4;
-constexpr int kBusyMilliseconds = 1000;
+constexpr std::chrono::milliseconds kBusyTimeout{1000};
 
 // What makes a SQLite file a store: offsets and magic are from the SQLite file format, section 1.3.
 constexpr uint32_t kApplicationId = 0x546e5374;  // "TnSt"
@@ -108,7 +109,7 @@ std::string openDatabase(const std::string& file, Database& db) {
     if (result != SQLITE_OK) return sqlite3_errmsg(opened);
     // A database opened for writing that can't be written is silently read-only; sets would then fail one by one.
     if (sqlite3_db_readonly(opened, "main") == 1) return "can't be written";
-    sqlite3_busy_timeout(opened, kBusyMilliseconds);
+    sqlite3_busy_timeout(opened, static_cast<int>(kBusyTimeout.count()));
     return "";
 }
 

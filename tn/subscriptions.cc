@@ -12,8 +12,8 @@ namespace tn {
 
 namespace {
 
-constexpr uint32_t kFirstDelay = 100;     // milliseconds
-constexpr uint32_t kLongestDelay = 5000;  // milliseconds
+constexpr std::chrono::milliseconds kMinDelay{100};
+constexpr std::chrono::milliseconds kMaxDelay{5000};
 
 }  // namespace
 
@@ -61,7 +61,7 @@ void Subscriptions::establish(uint32_t number) {
         for (Subscription& s : list_) {
             if (s.path.front() == number && s.state == State::Missing) askHere(s);
         }
-    } else if (const std::shared_ptr<Connection> connection = bus_.dial(number, 0)) {
+    } else if (const std::shared_ptr<Connection> connection = bus_.dial(number, {})) {
         connected(number, connection);
     }
     if (isMissing(number)) lookLater(number);
@@ -151,7 +151,7 @@ void Subscriptions::lookLater(uint32_t number) {
         if (s.path.front() == number && s.state == State::Missing) s.wasMissed = true;
     Search& search = searches_[number];
     if (search.timer != 0) return;
-    search.delay = search.delay == 0 ? kFirstDelay : std::min(search.delay * 2, kLongestDelay);
+    search.delay = std::clamp(search.delay * 2, kMinDelay, kMaxDelay);
     search.timer = bus_.looper().addTimer(
         [this, number] {
             searches_[number].timer = 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <list>
 #include <map>
@@ -49,7 +50,7 @@ class Subscriptions {
     };
     struct Search {
         ThinRunner::TimerId timer = 0;
-        uint32_t delay = 0;  ///< milliseconds
+        std::chrono::milliseconds delay{};  ///< from the last attempt to the next
     };
 
     [[nodiscard]] static message requestOf(const Subscription& subscription, uint32_t command);

@@ -18,11 +18,17 @@
 
 namespace tn {
 
+using namespace std::chrono_literals;
+
 namespace {
 
-constexpr uint64_t kMicroseconds = 1000;              // in a millisecond
-constexpr uint64_t kTimerAccuracy = 1000;             // microseconds; the default of 250 ms is for housekeeping
-constexpr uint64_t kLongestWait = UINT64_MAX / 4000;  // milliseconds; what is longer would overflow when added to now
+constexpr std::chrono::microseconds kTimerAccuracy = 1ms;     // sd-event's default of 250 ms is for housekeeping
+constexpr std::chrono::milliseconds kMaxWait = 24h * 36'500;  // a century: a longer one could overflow
+
+/// A delay as sd-event wants it.
+uint64_t microsecondsOf(std::chrono::milliseconds delay) {
+    return static_cast<uint64_t>(std::chrono::microseconds(std::clamp(delay, 0ms, kMaxWait)).count());
+}
 
 // What a signal handler may touch. A handler rather than a blocked signal read by the loop: it works whichever thread
 // the kernel picks, whatever was started before run(), and children don't inherit a blocked signal.
@@ -86,7 +92,7 @@ struct ThinRunner::Impl {
     void retire(EntryPtr entry);
     void runDeferred();
     void runPosted();
-    bool round(uint64_t microseconds);
+    bool round(std::chrono::milliseconds timeout);
 
     static int socketReady(sd_event_source* source, int fd, uint32_t events, void* data);
     static int timerFired(sd_event_source* source, uint64_t now, void* data);
@@ -156,11 +162,12 @@ void ThinRunner::Impl::runPosted() {
 
 // One batch of deferred callbacks, then one of sd-event's: neither side can starve the other, whereas a defer source of
 // sd-event that is enabled again and again stays the oldest one pending.
-bool ThinRunner::Impl::round(uint64_t microseconds) {
+bool ThinRunner::Impl::round(std::chrono::milliseconds timeout) {
     inRound = true;
     const bool ran = !deferred.empty();
     runDeferred();
-    const int result = stopping ? 0 : sd_event_run(event, ran || !deferred.empty() ? 0 : microseconds);
+    if (ran || !deferred.empty()) timeout = 0ms;
+    const int result = stopping ? 0 : sd_event_run(event, microsecondsOf(timeout));
     inRound = false;
     retired.clear();
     if (result < 0 && result != -EINTR) {
@@ -215,13 +222,12 @@ void ThinRunner::removeSocket(int fd) {
     impl_->retire(std::move(entry));
 }
 
-ThinRunner::TimerId ThinRunner::addTimer(TimerCallback callback, uint64_t milliseconds) {
+ThinRunner::TimerId ThinRunner::addTimer(TimerCallback callback, std::chrono::milliseconds delay) {
     auto entry = std::make_unique<Impl::Entry>(impl_.get());
     entry->id = ++impl_->lastTimer;
     entry->onTimer = std::move(callback);
-    const uint64_t microseconds = std::min(milliseconds, kLongestWait) * kMicroseconds;
-    const int result = sd_event_add_time_relative(impl_->event, &entry->source, CLOCK_MONOTONIC, microseconds,
-                                                  kTimerAccuracy, Impl::timerFired, entry.get());
+    const int result = sd_event_add_time_relative(impl_->event, &entry->source, CLOCK_MONOTONIC, microsecondsOf(delay),
+                                                  kTimerAccuracy.count(), Impl::timerFired, entry.get());
     if (result < 0) serr << "loop: timer: " << strerror(-result);
     const TimerId id = entry->id;
     impl_->timers.emplace(id, std::move(entry));
@@ -247,17 +253,16 @@ void ThinRunner::post(TimerCallback callback) {
     [[maybe_unused]] const ssize_t written = write(impl_->wakeUp, &one, sizeof one);
 }
 
-uint64_t ThinRunner::sleepTime() const {
+std::chrono::milliseconds ThinRunner::sleepTime() const {
     uint64_t next = UINT64_MAX;
     for (const auto& [id, entry] : impl_->timers) {
         uint64_t due = 0;
         if (sd_event_source_get_time(entry->source, &due) >= 0) next = std::min(next, due);
     }
-    if (next == UINT64_MAX) return UINT64_MAX;
-    timespec clock = {};
-    clock_gettime(CLOCK_MONOTONIC, &clock);
-    const auto now = static_cast<uint64_t>(clock.tv_sec) * 1'000'000 + static_cast<uint64_t>(clock.tv_nsec) / 1000;
-    return next <= now ? 0 : (next - now + kMicroseconds - 1) / kMicroseconds;
+    if (next == UINT64_MAX) return std::chrono::milliseconds::max();
+    const std::chrono::microseconds due(static_cast<int64_t>(next));
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();  // CLOCK_MONOTONIC
+    return std::max(0ms, std::chrono::ceil<std::chrono::milliseconds>(due - now));
 }
 
 void ThinRunner::shutdown() { impl_->stopping = true; }
@@ -265,13 +270,11 @@ void ThinRunner::shutdown() { impl_->stopping = true; }
 int ThinRunner::run() {
     const EndSignals signals(impl_->wakeUp);
     sd_event_set_watchdog(impl_->event, 1);  // does nothing unless the service manager asked for it
-    while (!impl_->stopping) impl_->round(UINT64_MAX);
+    while (!impl_->stopping) impl_->round(kMaxWait);
     impl_->stopping = false;
     return 0;
 }
 
-bool ThinRunner::runOnce(uint64_t milliseconds) {
-    return impl_->round(std::min(milliseconds, kLongestWait) * kMicroseconds);
-}
+bool ThinRunner::runOnce(std::chrono::milliseconds timeout) { return impl_->round(timeout); }
 
 }  // namespace tn

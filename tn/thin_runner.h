@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -26,8 +27,8 @@ class ThinRunner {
     bool addSocket(int fd, SocketCallback callback, unsigned events);
     void removeSocket(int fd);
 
-    /// Calls back once, `milliseconds` from now. @return id for removeTimer, never 0
-    TimerId addTimer(TimerCallback callback, uint64_t milliseconds);
+    /// Calls back once, `delay` from now. @return id for removeTimer, never 0
+    TimerId addTimer(TimerCallback callback, std::chrono::milliseconds delay);
     void removeTimer(TimerId id);  ///< nothing happens when it has fired or is unknown
 
     /// Calls back once from the loop, before it waits again.
@@ -36,11 +37,13 @@ class ThinRunner {
     /// Runs a callback on the loop's thread; may be called from any thread, for helper threads to hand results over.
     void post(TimerCallback callback);
 
-    [[nodiscard]] uint64_t sleepTime() const;  ///< milliseconds to the next timer; all ones without one
+    /// Time to the next timer; milliseconds::max() without one.
+    [[nodiscard]] std::chrono::milliseconds sleepTime() const;
 
-    virtual void shutdown();              ///< leaves run() after the current callback
-    virtual int run();                    ///< until shutdown(); 0
-    bool runOnce(uint64_t milliseconds);  ///< waits that long for one round of callbacks; false when there was none
+    virtual void shutdown();  ///< leaves run() after the current callback
+    virtual int run();        ///< until shutdown(); 0
+    /// Waits at most `timeout` for one round of callbacks. False when there was none.
+    bool runOnce(std::chrono::milliseconds timeout);
 
   private:
     struct Impl;

@@ -13,7 +13,7 @@ namespace tnctl {
 namespace field = tn::field;
 
 tn::message Client::exchange(const tn::message& request) const {
-    tn::message reply = tn::getLooper()->exchangeMessage(request, timeoutMs_);
+    tn::message reply = tn::getLooper()->exchangeMessage(request, timeout_);
     uint32_t code = 0;
     std::string text;
     if (!tn::isError(reply, &code, &text)) return reply;

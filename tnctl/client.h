@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <vector>
 
@@ -13,7 +14,7 @@ using Path = std::vector<uint32_t>;
 /// reply's own text when the answer is an error.
 class Client {
   public:
-    explicit Client(uint32_t timeoutMs) : timeoutMs_(timeoutMs) {}
+    explicit Client(std::chrono::milliseconds timeout) : timeout_(timeout) {}
 
     /// Sends a request whose command and destination are set, as it is.
     [[nodiscard]] tn::message exchange(const tn::message& request) const;
@@ -23,7 +24,7 @@ class Client {
     [[nodiscard]] std::vector<tn::message> list(const Path& path) const;
 
   private:
-    uint32_t timeoutMs_;
+    std::chrono::milliseconds timeout_;
 };
 
 }  // namespace tnctl

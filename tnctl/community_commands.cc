@@ -44,7 +44,7 @@ void listCommunities(const Session& session) {
     std::vector<Column> columns{{"ID", "id"}};
     for (const Word& word : communityWords()) columns.push_back({word.heading, word.name});
     std::vector<Json> rows;
-    for (const tn::message& entry : Client(session.options.timeoutMs).list(communitiesPath())) {
+    for (const tn::message& entry : Client(session.options.timeout).list(communitiesPath())) {
         Json& row = rows.emplace_back(Json{{"id", entry.get_u32(field::ObjectId)}});
         row.update(showWords(communityWords(), entry, session.options.secrets));
         row["default"] = entry.get_bool(field::IsDefault);
@@ -59,13 +59,13 @@ void addCommunity(const Session& session, const std::vector<std::string>& words)
     if (!session.options.force) checkPasswords({}, added);
     const std::vector<Access> access{accessAfter({}, added)};
     const bool told = confirmAccess(session, access);
-    Client(session.options.timeoutMs).ask(communitiesPath(), tn::cmd::AddObj, std::move(added));
+    Client(session.options.timeout).ask(communitiesPath(), tn::cmd::AddObj, std::move(added));
     if (!told) printAccess(session, access);
 }
 
 void setCommunity(const Session& session, const std::string& nameOrId, const std::vector<std::string>& words) {
     tn::message change = parseCommunityWords(session, words);
-    const Client client(session.options.timeoutMs);
+    const Client client(session.options.timeout);
     const std::vector<tn::message> communities = client.list(communitiesPath());
     const tn::message& current = communityCalled(communities, nameOrId);
     if (!session.options.force) checkPasswords(current, change);
@@ -77,7 +77,7 @@ void setCommunity(const Session& session, const std::string& nameOrId, const std
 }
 
 void removeCommunity(const Session& session, const std::string& nameOrId) {
-    const Client client(session.options.timeoutMs);
+    const Client client(session.options.timeout);
     const std::vector<tn::message> communities = client.list(communitiesPath());
     tn::message which;
     which.insert_u32(field::ObjectId, communityCalled(communities, nameOrId).get_u32(field::ObjectId));

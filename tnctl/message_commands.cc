@@ -87,7 +87,7 @@ class Watcher : public tn::Handler {
 // A wrong path ends the command now; an owner that isn't up yet is waited for.
 void checkOwner(const Session& session, const Path& path) {
     tn::message probe = tn::request(path, tn::cmd::GetPolicies);
-    const tn::message reply = tn::getLooper()->exchangeMessage(probe, session.options.timeoutMs);
+    const tn::message reply = tn::getLooper()->exchangeMessage(probe, session.options.timeout);
     uint32_t code = 0;
     if (!tn::isError(reply, &code)) return;
     if (code != tn::error::Unreachable && code != tn::error::TimedOut) throw Failure(kFailed, tn::getError(reply));
@@ -101,7 +101,7 @@ void sendMessage(const Session& session, const std::string& path, const std::str
     const Path to = parsePath(path);
     const uint32_t number = parseCommandWord(command);
     tn::message request = parseFields(fields);
-    const tn::message reply = Client(session.options.timeoutMs).ask(to, number, std::move(request));
+    const tn::message reply = Client(session.options.timeout).ask(to, number, std::move(request));
     const Json json = messageJson(reply, secretsOf(session, to));
     if (session.options.json)
         session.console.out << jsonText(json) << '\n';

@@ -1,7 +1,7 @@
 #include "tnctl/run.h"
 
 #include <CLI/CLI.hpp>
-#include <cmath>
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <ostream>
@@ -64,7 +64,7 @@ class CommandLine {
 
     CLI::App app_{"Configures, watches and debugs the SNMP agent and the daemons it asks.", "tnctl"};
     Options options_;
-    double timeout_ = tn::kExchangeTimeout / 1000.0;  // seconds
+    double timeout_ = std::chrono::duration<double>(tn::kExchangeTimeout).count();  // seconds
     std::string name_, path_, command_;
     std::optional<std::string> id_, notification_;
     std::vector<std::string> words_;
@@ -199,7 +199,7 @@ void CommandLine::addMessages() {
 }
 
 void CommandLine::perform(Console& console) {
-    options_.timeoutMs = static_cast<uint32_t>(std::lround(timeout_ * 1000));
+    options_.timeout = std::chrono::round<std::chrono::milliseconds>(std::chrono::duration<double>(timeout_));
     const Session session{console, options_};
     for (const auto& [command, action] : actions_)
         if (command->parsed()) return action(session);

@@ -24,7 +24,7 @@ struct Options {
     bool yes = false;      ///< don't ask before letting everyone in
     bool force = false;    ///< take passwords that are too short
     bool secrets = false;  ///< show passwords
-    uint32_t timeoutMs = tn::kExchangeTimeout;
+    std::chrono::milliseconds timeout = tn::kExchangeTimeout;
 };
 
 struct Session {

@@ -45,7 +45,7 @@ void resolveReferences(const Client& client, tn::message& change) {
 }  // namespace
 
 void showSettings(const Session& session) {
-    const Client client(session.options.timeoutMs);
+    const Client client(session.options.timeout);
     Json settings = showWords(settingWords(), client.ask(settingsPath(), tn::cmd::Get), session.options.secrets);
     Json& trapCommunity = settings["trap-community"];
     if (trapCommunity.is_number()) trapCommunity = communityName(client, trapCommunity);
@@ -58,7 +58,7 @@ void setSettings(const Session& session, const std::vector<std::string>& words) 
     tn::message change =
         parseWords(settingWords(), words, [](const Word&, std::string_view value) { return std::string(value); });
     const bool enables = change.get_bool(setting::Enabled);
-    const Client client(session.options.timeoutMs);
+    const Client client(session.options.timeout);
     std::vector<tn::message> communities;
     if (enables || change.has(kCommunityReference)) communities = client.list(communitiesPath());
     if (change.has(kCommunityReference)) {

@@ -60,7 +60,7 @@ uint32_t recordId(const std::string& text) {
 
 void listProcesses(const Session& session) {
     std::vector<Json> rows;
-    for (const tn::message& item : Client(session.options.timeoutMs).list(kProcesses)) {
+    for (const tn::message& item : Client(session.options.timeout).list(kProcesses)) {
         const uint32_t age = item.get_u32(supervisor::Age);
         rows.push_back({{"pid", item.get_u32(supervisor::Pid)},
                         {"name", item.get_string(field::Name)},
@@ -72,7 +72,7 @@ void listProcesses(const Session& session) {
 
 void listUndo(const Session& session) {
     std::vector<Json> rows;
-    for (const tn::message& record : Client(session.options.timeoutMs).list(kJournal)) {
+    for (const tn::message& record : Client(session.options.timeout).list(kJournal)) {
         const uint32_t when = record.get_u32(undo::When);
         rows.push_back({{"id", record.get_u32(field::ObjectId)},
                         {"when", session.options.json ? Json(when) : Json(timeText(when))},
@@ -84,7 +84,7 @@ void listUndo(const Session& session) {
 void undoChange(const Session& session, const std::optional<std::string>& id) {
     tn::message which;
     if (id) which.insert_u32(field::ObjectId, recordId(*id));
-    const Client client(session.options.timeoutMs);
+    const Client client(session.options.timeout);
     if (!id) which.insert_u32(field::ObjectId, newestRecord(client));
     const tn::message record = client.ask(kJournal, tn::cmd::GetObj, which);
 

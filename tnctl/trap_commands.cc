@@ -77,7 +77,7 @@ void checkSending(const Client& client) {
 }  // namespace
 
 void listGenerators(const Session& session) {
-    const Client client(session.options.timeoutMs);
+    const Client client(session.options.timeout);
     const tn::message settings = client.ask(settingsPath(), tn::cmd::Get);
     const std::vector<uint32_t>& on = settings.get_u32_array(setting::Generators);
     std::vector<Json> rows;
@@ -90,7 +90,7 @@ void sendTrap(const Session& session, const std::vector<std::string>& words) {
     tn::message request =
         parseWords(trapWords(), words, [](const Word&, std::string_view value) { return std::string(value); });
     checkVarbind(request);
-    const Client client(session.options.timeoutMs);
+    const Client client(session.options.timeout);
     checkSending(client);
     client.ask(settingsPath(), trap::kSend, std::move(request));
 }

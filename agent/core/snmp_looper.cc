@@ -23,11 +23,11 @@ SnmpLooper* loop = nullptr;
 
 namespace {
 
-constexpr uint32_t kRecord = 0;             // id of the settings in their store
-constexpr uint32_t kJustBooted = 40;        // seconds of system uptime
-constexpr uint32_t kLeaveAfter = 1000;      // milliseconds
-constexpr unsigned kDatagramsPerCall = 32;  // before the bus and the timers get their turn,
-constexpr uint64_t kReceiveTime = 20;       // and milliseconds
+constexpr uint32_t kRecord = 0;       // id of the settings in their store
+constexpr uint32_t kJustBooted = 40;  // seconds of system uptime
+constexpr std::chrono::milliseconds kLeaveAfter{1000};
+constexpr unsigned kDatagramsPerCall = 32;             // before the bus and the timers get their turn,
+constexpr std::chrono::milliseconds kReceiveTime{20};  // and as long
 constexpr uint32_t kDefaultGetFlags = 5;
 
 }  // namespace
@@ -86,7 +86,7 @@ void SnmpLooper::adopt(Settings settings) {
 
 void SnmpLooper::enable() {
     if (isEnabled()) return;
-    setupLeave(0);
+    setupLeave({});
     const int fd = openServiceSocket(port_);
     if (fd < 0) {
         const int reason = errno;
@@ -110,8 +110,8 @@ void SnmpLooper::disable() {
 }
 
 void SnmpLooper::receive(int fd) {
-    const uint64_t end = tn::getMilliseconds() + kReceiveTime;
-    for (unsigned i = 0; i < kDatagramsPerCall && tn::getMilliseconds() < end; ++i) {
+    const std::chrono::milliseconds end = tn::sinceBoot() + kReceiveTime;
+    for (unsigned i = 0; i < kDatagramsPerCall && tn::sinceBoot() < end; ++i) {
         Datagram datagram;
         if (!datagram.receive(fd)) return;
         context_.begin(datagram.bytes());

@@ -22,7 +22,7 @@ namespace {
 
 namespace supervisor = contracts::supervisor;
 
-constexpr uint64_t kStartupTrapAfter = 100;  // milliseconds
+constexpr std::chrono::milliseconds kStartupTrapAfter{100};
 
 void announce(SnmpLooper& agent) {
     tn::message m;

@@ -104,7 +104,7 @@ void Routes::arrange() {
     looper->removeTimer(timer_);
     const uint64_t now = tn::getMilliseconds();
     if (due > now) {
-        timer_ = looper->addTimer([this] { work(); }, due - now);
+        timer_ = looper->addTimer([this] { work(); }, std::chrono::milliseconds(due - now));
         return;
     }
     // A timer of 0 ms may be late by one, as long as a slice takes.

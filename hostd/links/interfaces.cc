@@ -203,7 +203,7 @@ void Interfaces::tellLastingLater() {
         timer_ = 0;
         tellLastingLater();
     };
-    timer_ = looper->addTimer(look, std::max(*due, now + kPause) - now);
+    timer_ = looper->addTimer(look, std::chrono::milliseconds(std::max(*due, now + kPause) - now));
 }
 
 bool Interfaces::shouldNotify(const tn::message& filter, const tn::message& notification) {

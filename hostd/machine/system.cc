@@ -108,7 +108,7 @@ void SystemInfo::readLoads() {
     tn::Looper* looper = tn::getLooper();
     if (looper == nullptr) return;
     looper->removeTimer(loadTimer_);
-    loadTimer_ = looper->addTimer([this] { readLoads(); }, loadInterval_);
+    loadTimer_ = looper->addTimer([this] { readLoads(); }, std::chrono::milliseconds(loadInterval_));
 }
 
 tn::message SystemInfo::cmdGet(const tn::message& request) {

@@ -93,7 +93,7 @@ void NetlinkFollower::tryLater(uint64_t delay) {
             timer_ = 0;
             notices_.isOpen() ? static_cast<void>(catchUp(kPacketsAtOnce)) : open();
         },
-        delay);
+        std::chrono::milliseconds(delay));
 }
 
 }  // namespace hostd

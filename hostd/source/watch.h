@@ -62,7 +62,8 @@ class Watch {
         const uint64_t period = isEager_ ? renewalAge(maxAge_) : pause_;
         const uint64_t age = now - background_.started();
         looper->removeTimer(timer_);
-        timer_ = looper->addTimer([this] { keepReading(); }, age < period ? period - age : period);
+        const std::chrono::milliseconds delay(age < period ? period - age : period);
+        timer_ = looper->addTimer([this] { keepReading(); }, delay);
     }
 
     /// The last finished reading; nullptr before there is one and when it is too old.

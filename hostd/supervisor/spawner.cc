@@ -88,7 +88,7 @@ void Spawner::launchWhenDue() {
         launchWhenDue();
     };
     const uint64_t since = tn::getMilliseconds() - launched_;
-    timer_ = runner_.addTimer(due, since < kPause ? kPause - since : 0);
+    timer_ = runner_.addTimer(due, std::chrono::milliseconds(since < kPause ? kPause - since : 0));
 }
 
 void Spawner::stop() {

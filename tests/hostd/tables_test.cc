@@ -98,7 +98,7 @@ TEST(ProcessorTable, IsOfTheLastMinuteHoweverSeldomItIsQueried) {
     EXPECT_EQ(ask(info, tn::cmd::GetCount).get_u32(field::Count), 1U);
     for (int minutes = 0; minutes < 59; ++minutes) {
         passes(6000, 0, 60'000);
-        ASSERT_TRUE(looper.runOnce(5000));  // read without being asked
+        ASSERT_TRUE(looper.runOnce(std::chrono::seconds(5)));  // read without being asked
     }
     passes(1500, 4500, 60'000);
     EXPECT_EQ(load(), 25U);

@@ -216,7 +216,7 @@ TEST_F(MapTest, SubscribersHearOfEachChange) {
     add("b");
     ask(cmd::SetObj, book(1, "c"));
     ask(cmd::RemoveObj, of(1));
-    for (int i = 0; i < 20 && reader.heard.size() < 4; ++i) looper.runOnce(0);
+    for (int i = 0; i < 20 && reader.heard.size() < 4; ++i) looper.runOnce({});
     std::vector<std::string> told;
     for (const message& m : reader.heard) {
         told.push_back(std::to_string(m.get_u32(field::ObjectId)) + " " +

@@ -17,13 +17,15 @@
 #include "tn/paths.h"
 #include "tn/sources.h"
 
+using namespace std::chrono_literals;
+
 namespace tn {
 namespace {
 
-uint64_t millisecondsOf(const std::function<void()>& work) {
-    const uint64_t start = getMilliseconds();
+std::chrono::milliseconds timeOf(const std::function<void()>& work) {
+    const std::chrono::milliseconds start = sinceBoot();
     work();
-    return getMilliseconds() - start;
+    return sinceBoot() - start;
 }
 
 /// A notification for {34, 1}.
@@ -48,7 +50,9 @@ message askAt(uint32_t number) { return request(std::vector<uint32_t>{number, 2}
 class BusTest : public testing::Test {
   protected:
     BusTest() { looper_.addHandler(1, &client_); }
-    message exchange(const message& m, uint32_t timeoutMs = 1000) { return looper_.exchangeMessage(m, timeoutMs); }
+    message exchange(const message& m, std::chrono::milliseconds timeout = 1s) {
+        return looper_.exchangeMessage(m, timeout);
+    }
 
     TempRoot root_;
     Looper looper_{{34}};
@@ -89,14 +93,14 @@ TEST_F(BusTest, LargestPacketsPassAndLargerOnesAreAnErrorAtOnce) {
 }
 
 TEST_F(BusTest, NobodyThereIsAnErrorAtOnceBeforeAndAfterAProcessDied) {
-    EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable); }), 500U);
+    EXPECT_LT(timeOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable); }), 500ms);
     EXPECT_FALSE(client_.sendCmd(ask(0), kOneWay));
     {
         const Peer peer({24}, serve);
         EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
-        EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(ask(kDie), 5000)), error::Unreachable); }), 1000U);
+        EXPECT_LT(timeOf([&] { EXPECT_EQ(errorOf(exchange(ask(kDie), 5000ms)), error::Unreachable); }), 1000ms);
     }  // which leaves its socket behind
-    EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable); }), 500U);
+    EXPECT_LT(timeOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable); }), 500ms);
     const Peer restarted({24}, serve);
     ASSERT_TRUE(restarted.listening()) << "the socket left behind wasn't replaced";
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
@@ -137,10 +141,9 @@ TEST_F(BusTest, AfterATimeOutThePeerOwesAReplyUntilItComes) {
                            RawPeer::answer(connection, first);
                            RawPeer::answerNext(connection);
                        }});
-    EXPECT_GE(millisecondsOf([&] { EXPECT_EQ(errorOf(client_.exchangeCmd(ask(0), kEcho, 50)), error::TimedOut); }),
-              45U);
+    EXPECT_GE(timeOf([&] { EXPECT_EQ(errorOf(client_.exchangeCmd(ask(0), kEcho, 50ms)), error::TimedOut); }), 45ms);
     for (int i = 0; i < 20; ++i) {
-        EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho), 2000)), error::TimedOut); }), 500U);
+        EXPECT_LT(timeOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho), 2000ms)), error::TimedOut); }), 500ms);
     }
     go.set_value();
     // The late reply goes to who asked, and not to the next exchange.
@@ -165,7 +168,7 @@ TEST_F(BusTest, PeerThatStillOwesAReplyGetsAnotherChanceAfterAWhile) {
                                RawPeer::read(connection);
                                RawPeer::answerNext(connection);
                            }});
-        EXPECT_EQ(errorOf(exchange(ask(kEcho), 50)), error::TimedOut);
+        EXPECT_EQ(errorOf(exchange(ask(kEcho), 50ms)), error::TimedOut);
         clock.seconds = 29;
         EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::TimedOut);
         clock.seconds = 31;
@@ -179,21 +182,21 @@ TEST_F(BusTest, StoppedProcessCostsOneTimeOutForAllItsNumbersAndOthersNothing) {
     const Peer other({44}, serving({44}));
     for (int round = 0; round < 2; ++round) {  // in the first one, 24 is dialled after the process was stopped
         stopped.signal(SIGSTOP);
-        EXPECT_EQ(errorOf(exchange(askAt(20), 100)), error::TimedOut);
-        uint64_t quickest = UINT64_MAX;
+        EXPECT_EQ(errorOf(exchange(askAt(20), 100ms)), error::TimedOut);
+        auto quickest = std::chrono::milliseconds::max();
         for (int i = 0; i < 40; ++i) {
             const message failing = askAt(i % 2 == 0 ? 20 : 24);
-            EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(failing, 5000)), error::TimedOut); }), 1000U);
-            quickest = std::min(quickest, millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(askAt(44))), 0U); }));
+            EXPECT_LT(timeOf([&] { EXPECT_EQ(errorOf(exchange(failing, 5000ms)), error::TimedOut); }), 1000ms);
+            quickest = std::min(quickest, timeOf([&] { EXPECT_EQ(errorOf(exchange(askAt(44))), 0U); }));
         }
-        EXPECT_LT(quickest, 2U);
+        EXPECT_LT(quickest, 2ms);
         stopped.signal(SIGCONT);
         EXPECT_TRUE(eventually([&] { return errorOf(exchange(askAt(24))) == 0; }));
         EXPECT_EQ(errorOf(exchange(askAt(20))), 0U);
     }
     // The debt ends with the process.
     stopped.signal(SIGSTOP);
-    EXPECT_EQ(errorOf(exchange(askAt(20), 100)), error::TimedOut);
+    EXPECT_EQ(errorOf(exchange(askAt(20), 100ms)), error::TimedOut);
     stopped.end(SIGKILL);
     const Peer fresh({20, 24}, serving({20, 24}));
     for (const uint32_t number : {24U, 20U}) EXPECT_EQ(errorOf(exchange(askAt(number))), 0U);
@@ -205,17 +208,17 @@ TEST_F(BusTest, ExchangesOfOneBudgetShareItFromTheFirstOneOn) {
     const Peer hung({20}, serving({20}));
     hung.signal(SIGSTOP);
     {
-        const ExchangeBudget budget(looper_, 600);
+        const ExchangeBudget budget(looper_, 600ms);
         usleep(700'000);  // not begun yet
-        const uint64_t took = millisecondsOf([&] {
-            EXPECT_EQ(errorOf(exchange(ask(kSleep, 300), 5000)), 0U);
-            EXPECT_EQ(errorOf(exchange(askAt(20), 5000)), error::TimedOut);
+        const auto took = timeOf([&] {
+            EXPECT_EQ(errorOf(exchange(ask(kSleep, 300), 5000ms)), 0U);
+            EXPECT_EQ(errorOf(exchange(askAt(20), 5000ms)), error::TimedOut);
         });
-        EXPECT_LT(took, 2000U);
+        EXPECT_LT(took, 2s);
         EXPECT_EQ(getError(exchange(askAt(44))), "bus: 44: no time left to ask");
         EXPECT_EQ(errorOf(exchange(request(client_.path(), kNote))), 0U) << "handlers of this process aren't exchanges";
     }
-    EXPECT_EQ(errorOf(exchange(ask(kSleep, 700), 5000)), 0U);
+    EXPECT_EQ(errorOf(exchange(ask(kSleep, 700), 5000ms)), 0U);
 }
 
 TEST_F(BusTest, StraysNeitherDelayTheTimeOutNorGetLostOrReordered) {
@@ -232,7 +235,7 @@ TEST_F(BusTest, StraysNeitherDelayTheTimeOutNorGetLostOrReordered) {
                        }});
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
     EXPECT_TRUE(client_.heard.empty()) << "kept for the loop";
-    EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho), 100)), error::TimedOut); }), 400U);
+    EXPECT_LT(timeOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho), 100ms)), error::TimedOut); }), 400ms);
     EXPECT_TRUE(eventually([&] { return client_.heard.size() >= 150; }, &looper_));
     for (uint32_t i = 0; i < client_.heard.size(); ++i) ASSERT_EQ(client_.heard[i].get_u32(1), i);
 }
@@ -250,14 +253,14 @@ TEST_F(BusTest, MessagesUnderAnothersNameAndBadPacketsEndTheConnection) {
                                 RawPeer::waitForEnd(connection);
                             }});
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
-    for (int i = 0; i < 5; ++i) looper_.runOnce(1);
+    for (int i = 0; i < 5; ++i) looper_.runOnce(1ms);
     EXPECT_TRUE(client_.heard.empty());
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable);
 }
 
 TEST_F(BusTest, RepliesAreAcceptedOnlyFromPeersThatWeDialled) {
     ASSERT_TRUE(looper_.listen());
-    const Descriptor stranger = dialBus(34, 1000);
+    const Descriptor stranger = dialBus(34, 1s);
     message reply = numbered(1);
     reply.insert_u32(field::ReplyTo, 1);
     reply.insert_u32_array(field::Destination, client_.path());
@@ -277,8 +280,8 @@ TEST_F(BusTest, PeerThatDoesNotReadCannotBlockTheCallerPastItsTimeOut) {
     bool full = false;
     for (int i = 0; i < 200 && !full; ++i) full = isError(looper_.sendMessage(large));
     EXPECT_TRUE(full) << "what waits for a peer that doesn't read must be bounded";
-    EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(large, 100)), error::TimedOut); }), 400U);
-    EXPECT_LT(millisecondsOf([&] { EXPECT_EQ(errorOf(exchange(large, 5000)), error::TimedOut); }), 400U);
+    EXPECT_LT(timeOf([&] { EXPECT_EQ(errorOf(exchange(large, 100ms)), error::TimedOut); }), 400ms);
+    EXPECT_LT(timeOf([&] { EXPECT_EQ(errorOf(exchange(large, 5000ms)), error::TimedOut); }), 400ms);
     done.set_value();
 }
 
@@ -323,7 +326,7 @@ TEST_F(BusTest, ServerOutlivesRubbishFloodsAndCallersThatDoNotRead) {
         return m.flatten();
     }();
     for (int i = 0; i < 60; ++i) {
-        Descriptor caller = dialBus(24, 1000);
+        Descriptor caller = dialBus(24, 1s);
         ASSERT_TRUE(caller);
         if (i % 3 == 0) {
             std::vector<uint8_t> rubbish(static_cast<size_t>(i) * 1000 + 1, static_cast<uint8_t>(i));
@@ -333,7 +336,7 @@ TEST_F(BusTest, ServerOutlivesRubbishFloodsAndCallersThatDoNotRead) {
         }
         crowd.push_back(std::move(caller));
     }
-    for (int i = 0; i < 20; ++i) EXPECT_EQ(errorOf(exchange(ask(kEcho), 3000)), 0U);
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(errorOf(exchange(ask(kEcho), 3000ms)), 0U);
     char byte = 0;
     EXPECT_EQ(recv(crowd[0].get(), &byte, 1, 0), 0) << "rubbish ends the connection";
     crowd.clear();
@@ -345,8 +348,8 @@ TEST_F(BusTest, MoreConnectionsThanAllowedAreRefusedNotServedBadly) {
     const Peer peer({24}, serve);
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
     std::vector<Descriptor> crowd;
-    for (int i = 0; i < 600; ++i) crowd.push_back(dialBus(24, 1000));
-    EXPECT_EQ(errorOf(exchange(ask(kEcho), 3000)), 0U) << "who was there before isn't pushed out";
+    for (int i = 0; i < 600; ++i) crowd.push_back(dialBus(24, 1s));
+    EXPECT_EQ(errorOf(exchange(ask(kEcho), 3000ms)), 0U) << "who was there before isn't pushed out";
     crowd.clear();
     EXPECT_TRUE(eventually([&] { return errorOf(exchange(ask(kEcho))) == 0; }));
 }
@@ -381,7 +384,7 @@ class BusRightsTest : public BusTest {
 TEST_F(BusRightsTest, RightsFollowTheCallersUserAndGroup) {
     const auto errorFor = [](gid_t group, std::vector<gid_t> others, uint32_t command) {
         return as(group, std::move(others), [&](Looper& stranger) {
-            const uint32_t code = errorOf(stranger.exchangeMessage(ask(command), 1000));
+            const uint32_t code = errorOf(stranger.exchangeMessage(ask(command), 1s));
             return code == 0 ? 0 : code == error::NotPermitted ? 1 : 2;
         });
     };
@@ -400,7 +403,7 @@ TEST_F(BusRightsTest, ReadersHaveABoundedShareOfSubscriptions) {
             message m = ask(cmd::Subscribe);
             m.insert_u32(field::NotifyCommand, i % 50);
             m.get_message_ref(field::NotifyFilter).insert_string(1, std::string(octets, 'x'));
-            count += isError(looper.exchangeMessage(m, 1000)) ? 0 : 1;
+            count += isError(looper.exchangeMessage(m, 1s)) ? 0 : 1;
         }
         return count;
     };

@@ -34,7 +34,7 @@ class Server : public Handler {
             case kDie:
                 _exit(0);
             case kAskOther:
-                return exchangeCmd(request(m.get_u32_array(2), 0), kEcho, 1000);
+                return exchangeCmd(request(m.get_u32_array(2), 0), kEcho, std::chrono::seconds(1));
             case kSleep:
                 usleep(m.get_u32(1) * 1000);
                 return reply;

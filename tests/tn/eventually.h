@@ -15,7 +15,7 @@ bool eventually(Condition condition, ThinRunner* loop = nullptr) {
     while (!condition()) {
         if (std::chrono::steady_clock::now() >= end) return false;
         if (loop != nullptr) {
-            loop->runOnce(10);
+            loop->runOnce(std::chrono::milliseconds(10));
         } else {
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }

@@ -49,7 +49,7 @@ class HandlerTest : public testing::Test {
         return looper_.dispatchMessage(request(kPath, command), rights);
     }
     void settle() {
-        for (int i = 0; i < 10; ++i) looper_.runOnce(0);
+        for (int i = 0; i < 10; ++i) looper_.runOnce({});
     }
 
     static constexpr uint32_t kPath[] = {24, 2};
@@ -143,7 +143,7 @@ TEST_F(HandlerTest, SubscriptionWaitsForAHandlerThatComesLater) {
     looper_.addHandler(later, &owner);
     EXPECT_EQ(owner.subscriptions.size(), 1U);
     EXPECT_FALSE(looper_.canLeave());
-    EXPECT_EQ(looper_.sleepTime(), UINT64_MAX) << "still looking for an owner that is there";
+    EXPECT_EQ(looper_.sleepTime(), std::chrono::milliseconds::max()) << "still looking for an owner that is there";
 }
 
 TEST_F(HandlerTest, DestroyedHandlerIsForgottenEverywhere) {

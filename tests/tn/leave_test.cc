@@ -13,13 +13,17 @@
 #include "temp_root.h"
 #include "tn/sources.h"
 
+using namespace std::chrono_literals;
+
 namespace tn {
 namespace {
 
 class LeaveTest : public testing::Test {
   protected:
     LeaveTest() { looper_.addHandler(1, &client_); }
-    message exchange(const message& m, uint32_t timeoutMs = 1000) { return looper_.exchangeMessage(m, timeoutMs); }
+    message exchange(const message& m, std::chrono::milliseconds timeout = 1s) {
+        return looper_.exchangeMessage(m, timeout);
+    }
 
     TempRoot root_;
     Looper looper_{{34}};
@@ -36,10 +40,10 @@ void takeOver(const BusListener& held) {
     setenv("LISTEN_FDNAMES", "24", 1);
 }
 
-Peer::Setup leavesAfter(uint32_t milliseconds) {
-    return [milliseconds](Looper& looper) {
+Peer::Setup leavesAfter(std::chrono::milliseconds idleTime) {
+    return [idleTime](Looper& looper) {
         serve(looper);
-        looper.setupLeave(milliseconds);
+        looper.setupLeave(idleTime);
     };
 }
 
@@ -51,17 +55,17 @@ BusListener hold() {
 }
 
 TEST_F(LeaveTest, ProcessThatNobodyWouldStartAgainStays) {
-    Peer peer({24}, leavesAfter(10));
-    for (int i = 0; i < 10; ++i) looper_.runOnce(10);
+    Peer peer({24}, leavesAfter(10ms));
+    for (int i = 0; i < 10; ++i) looper_.runOnce(10ms);
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U);
 }
 
 TEST_F(LeaveTest, IdleProcessLeavesAndABusyOneStays) {
     BusListener held = hold();
-    Peer peer({24}, leavesAfter(60), [&] { takeOver(held); });
-    EXPECT_EQ(peerOf(dialBus(24, 1000).get(), getegid()).pid, peer.pid()) << "not who made the socket";
-    const uint64_t end = getMilliseconds() + 200;
-    while (getMilliseconds() < end) ASSERT_EQ(errorOf(exchange(ask(kEcho))), 0U);
+    Peer peer({24}, leavesAfter(60ms), [&] { takeOver(held); });
+    EXPECT_EQ(peerOf(dialBus(24, 1s).get(), getegid()).pid, peer.pid()) << "not who made the socket";
+    const auto end = sinceBoot() + 200ms;
+    while (sinceBoot() < end) ASSERT_EQ(errorOf(exchange(ask(kEcho))), 0U);
     EXPECT_TRUE(peer.ended());
     held.withdraw(24);
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), error::Unreachable);
@@ -69,10 +73,10 @@ TEST_F(LeaveTest, IdleProcessLeavesAndABusyOneStays) {
 
 TEST_F(LeaveTest, SubscriberKeepsAProcessFromLeavingUntilItGoes) {
     BusListener held = hold();
-    Peer peer({24}, leavesAfter(30), [&] { takeOver(held); });
+    Peer peer({24}, leavesAfter(30ms), [&] { takeOver(held); });
     const uint32_t path[] = {24, 2};
     client_.subscribe(path, 0x10004, {});
-    for (int i = 0; i < 10; ++i) looper_.runOnce(10);
+    for (int i = 0; i < 10; ++i) looper_.runOnce(10ms);
     EXPECT_EQ(waitpid(peer.pid(), nullptr, WNOHANG), 0) << "left its subscriber";
     client_.unsubscribe(path, 0x10004, {});
     EXPECT_TRUE(peer.ended());
@@ -102,7 +106,7 @@ class Spawner {
         pollfd socket = {.fd = held.socket.get(), .events = POLLIN, .revents = 0};
         while (poll(&socket, 1, -1) == 1) {
             ++*starts_;
-            Peer owner({24}, leavesAfter(1), [&] { takeOver(held); });
+            Peer owner({24}, leavesAfter(1ms), [&] { takeOver(held); });
             if (!owner.ended()) break;
         }
         return 1;
@@ -117,7 +121,7 @@ TEST_F(LeaveTest, NoRequestIsLostWhileTheOwnerLeavesAndIsStartedAgain) {
     const Spawner spawner(held);
     int failures = 0;
     for (int i = 0; i < 1000 && spawner.starts() < 30; ++i) {
-        failures += errorOf(exchange(ask(kEcho), 3000)) == 0 ? 0 : 1;
+        failures += errorOf(exchange(ask(kEcho), 3s)) == 0 ? 0 : 1;
         std::this_thread::sleep_for(std::chrono::microseconds(1200 + i % 20 * 100));  // about when it leaves
     }
     EXPECT_EQ(failures, 0);

@@ -6,10 +6,13 @@
 #include "peers.h"
 #include "temp_root.h"
 
+using namespace std::chrono_literals;
+
 namespace tn {
 namespace {
 
 constexpr uint32_t kPath[] = {24, 2};
+constexpr auto kNoTimer = std::chrono::milliseconds::max();
 
 constexpr uint32_t kNotify = 1;       // sends field 1 notifications about field 2 objects
 constexpr uint32_t kHistory = 2;      // what happened to its subscribers, as strings in field 1
@@ -64,7 +67,7 @@ class SubscriptionsTest : public testing::Test {
   protected:
     SubscriptionsTest() { looper_.addHandler(1, &subscriber_); }
     message command(uint32_t number, uint32_t first = 0, uint32_t second = 1) {
-        return looper_.exchangeMessage(commandOf(number, first, second), 20'000);
+        return looper_.exchangeMessage(commandOf(number, first, second), 20s);
     }
     static message commandOf(uint32_t number, uint32_t first, uint32_t second) {
         message m = request(kPath, number);
@@ -86,7 +89,7 @@ class SubscriptionsTest : public testing::Test {
 
     /// Asks the owner over another connection, so that it has handled what we sent before.
     static bool otherCallerIsAnswered() {
-        const Descriptor caller = dialBus(24, 1000);
+        const Descriptor caller = dialBus(24, 1s);
         message m = request(kPath, kHistory);
         m.insert_u32(field::RequestId, 1);
         RawPeer::write(caller.get(), m);
@@ -117,7 +120,7 @@ TEST_F(SubscriptionsTest, NotificationsArriveInOrderFilteredAndMarkedWithTheirSo
     subscriber_.unsubscribe(kPath, kNote, {});
     subscriber_.unsubscribe(kPath, kNote, filter);
     command(kNotify, 2, 2);
-    for (int i = 0; i < 5; ++i) looper_.runOnce(1);
+    for (int i = 0; i < 5; ++i) looper_.runOnce(1ms);
     EXPECT_EQ(subscriber_.heard.size(), 5U);
     EXPECT_EQ(subscriber_.renewals, 0);
     EXPECT_TRUE(looper_.canLeave());
@@ -125,23 +128,23 @@ TEST_F(SubscriptionsTest, NotificationsArriveInOrderFilteredAndMarkedWithTheirSo
 
 TEST_F(SubscriptionsTest, SubscriptionIsMadeWhenTheOwnerAppearsAndAgainWhenItIsRestarted) {
     subscriber_.subscribe(kPath, kNote, {});
-    EXPECT_LE(looper_.sleepTime(), 100U);
+    EXPECT_LE(looper_.sleepTime(), 100ms);
     for (int life = 0; life < 3; ++life) {
         subscriber_.heard.clear();
         Peer owner({24}, serve);
         ASSERT_TRUE(historyHas("subscribed"));
-        EXPECT_TRUE(eventually([&] { return looper_.sleepTime() == UINT64_MAX; }, &looper_))
+        EXPECT_TRUE(eventually([&] { return looper_.sleepTime() == kNoTimer; }, &looper_))
             << "still looking for an owner that is there";
         command(kNotify, 1);
         EXPECT_TRUE(receives(1));
         EXPECT_EQ(subscriber_.renewals, life + 1);  // the first time, too: it wasn't there
         owner.end(life == 1 ? SIGTERM : SIGKILL);
-        EXPECT_TRUE(eventually([&] { return looper_.sleepTime() <= 5000; }, &looper_));
+        EXPECT_TRUE(eventually([&] { return looper_.sleepTime() <= 5s; }, &looper_));
     }
 }
 
 TEST_F(SubscriptionsTest, OwnerThatStartsItsHandlersLateIsAskedAgain) {
-    const Peer owner({24}, [](Looper& looper) { looper.addTimer([&looper] { serve(looper); }, 50); });
+    const Peer owner({24}, [](Looper& looper) { looper.addTimer([&looper] { serve(looper); }, 50ms); });
     subscriber_.subscribe(kPath, kNote, {});
     EXPECT_TRUE(historyHas("subscribed"));
     command(kNotify, 1);
@@ -192,7 +195,7 @@ TEST_F(SubscriptionsTest, SlowSubscriberGetsTheLatestStateOfEveryObject) {
 
 TEST_F(SubscriptionsTest, SubscriberThatNeverReadsIsDroppedBeforeItExhaustsTheOwner) {
     const Peer owner({24}, serve);
-    const Descriptor deaf = dialBus(24, 1000);
+    const Descriptor deaf = dialBus(24, 1s);
     message subscribe = request(kPath, cmd::Subscribe);
     subscribe.insert_u32(field::NotifyCommand, kNote);
     RawPeer::write(deaf.get(), subscribe);
@@ -213,7 +216,7 @@ TEST_F(SubscriptionsTest, RefusedSubscriptionIsReportedOnceAndNotRepeated) {
         looper.addHandler(kPath, &refusing);
     });
     subscriber_.subscribe(kPath, kNote, {});
-    EXPECT_TRUE(eventually([&] { return looper_.sleepTime() == UINT64_MAX; }, &looper_));
+    EXPECT_TRUE(eventually([&] { return looper_.sleepTime() == kNoTimer; }, &looper_));
 }
 
 TEST_F(SubscriptionsTest, OversizedNotificationIsDroppedAndTheNextOneArrives) {

@@ -13,6 +13,8 @@
 
 #include "eventually.h"
 
+using namespace std::chrono_literals;
+
 namespace tn {
 namespace {
 
@@ -46,7 +48,7 @@ TEST_F(ThinRunnerTest, CallbackMayRemoveItselfOthersAndPutNewOnesInPlace) {
     };
     ASSERT_TRUE(runner_.addSocket(ends_[0], callback, EPOLLIN));
     ASSERT_TRUE(runner_.addSocket(other[0], callback, EPOLLIN));
-    for (int i = 0; i < 5; ++i) runner_.runOnce(0);
+    for (int i = 0; i < 5; ++i) runner_.runOnce(0ms);
     EXPECT_EQ(calls, 1);
 
     int replaced = 0;
@@ -74,26 +76,26 @@ TEST_F(ThinRunnerTest, RefusedDescriptorIsReportedNotFatal) {
 
 TEST_F(ThinRunnerTest, TimersFireOnceInOrderAndCanBeRemovedFromCallbacks) {
     std::string order;
-    EXPECT_EQ(runner_.sleepTime(), UINT64_MAX);
-    const ThinRunner::TimerId removed = runner_.addTimer([&] { order += 'x'; }, 30);
-    runner_.addTimer([&] { order += 'b'; }, 20);
+    EXPECT_EQ(runner_.sleepTime(), std::chrono::milliseconds::max());
+    const ThinRunner::TimerId removed = runner_.addTimer([&] { order += 'x'; }, 30ms);
+    runner_.addTimer([&] { order += 'b'; }, 20ms);
     runner_.addTimer(
         [&] {
             order += 'a';
             runner_.removeTimer(removed);
         },
-        5);
+        5ms);
     EXPECT_NE(removed, 0U);
-    EXPECT_LE(runner_.sleepTime(), 5U);
+    EXPECT_LE(runner_.sleepTime(), 5ms);
     EXPECT_TRUE(eventually([&] { return order == "ab"; }, &runner_));
     runner_.removeTimer(removed);
     bool last = false;
-    runner_.addTimer([&] { last = true; }, 40);
+    runner_.addTimer([&] { last = true; }, 40ms);
     EXPECT_TRUE(eventually([&] { return last; }, &runner_));
     EXPECT_EQ(order, "ab");
 
-    runner_.addTimer([] { FAIL() << "a timer of ages fired at once"; }, UINT64_MAX);
-    EXPECT_FALSE(runner_.runOnce(5));
+    runner_.addTimer([] { FAIL() << "a timer of ages fired at once"; }, std::chrono::milliseconds::max());
+    EXPECT_FALSE(runner_.runOnce(5ms));
 }
 
 TEST_F(ThinRunnerTest, DeferredRunBeforeWaitingAndDoNotStarveSockets) {
@@ -132,7 +134,7 @@ TEST_F(ThinRunnerTest, SignalsEndTheLoopWhicheverThreadTakesThem) {
 TEST_F(ThinRunnerTest, ShutdownBeforeRunReturnsAtOnceAndOnlyOnce) {
     runner_.shutdown();
     EXPECT_EQ(runner_.run(), 0);
-    runner_.addTimer([&] { runner_.shutdown(); }, 1);
+    runner_.addTimer([&] { runner_.shutdown(); }, 1ms);
     EXPECT_EQ(runner_.run(), 0);
 }
 
@@ -140,7 +142,7 @@ TEST_F(ThinRunnerTest, IdleLoopDoesNotWakeUp) {
     rusage before = {};
     rusage after = {};
     getrusage(RUSAGE_THREAD, &before);
-    EXPECT_FALSE(runner_.runOnce(300));
+    EXPECT_FALSE(runner_.runOnce(300ms));
     getrusage(RUSAGE_THREAD, &after);
     EXPECT_LE(after.ru_nvcsw - before.ru_nvcsw, 3);
 }

@@ -97,7 +97,7 @@ TEST_F(Bus, WatchPrintsWhatItAskedForUntilTheLoopEnds) {
             settings.notifyChange(tn::kNoId, parseFields({"2:string=noc"}));
             looper.defer([this] { looper.shutdown(); });  // notifications within a process wait for the loop too
         },
-        1);
+        std::chrono::milliseconds(1));
     ASSERT_EQ(type("watch 34 --json"), kDone) << err;
     const Json line = Json::parse(out);
     EXPECT_EQ(line["command"], tn::cmd::Changed);
@@ -108,7 +108,7 @@ TEST_F(Bus, WatchPrintsWhatItAskedForUntilTheLoopEnds) {
             communities.notifyChange(3, parseFields({"11:string=geheim"}));
             looper.defer([this] { looper.shutdown(); });
         },
-        1);
+        std::chrono::milliseconds(1));
     ASSERT_EQ(type("watch 34,1 changed"), kDone) << err;
     EXPECT_THAT(out, HasSubstr("changed\n  11:string=***\n  0xfe0001:u32=3  # object-id\n"));
 

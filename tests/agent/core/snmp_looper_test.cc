@@ -46,12 +46,12 @@ TEST_F(SnmpLooperTest, TheLoopGetsItsTurnAfter32DatagramsOr20Milliseconds) {
     for (const auto& [name, atOnce] : {std::pair("1.3.1.0", 32), std::pair("1.3.2.0", 1)}) {
         const wire::Bytes request = wire::encode({.pdu = pdu::GetRequest, .bindings = {null(name)}});
         for (int i = 0; i < 33; ++i) EXPECT_GT(send(client, request.data(), request.size(), 0), 0);
-        ASSERT_TRUE(agent->runOnce(1000));
+        ASSERT_TRUE(agent->runOnce(std::chrono::seconds(1)));
         int answers = 0;
         char octet = 0;
         while (recv(client, &octet, 1, MSG_DONTWAIT) > 0) ++answers;
         EXPECT_EQ(answers, atOnce);
-        while (agent->runOnce(0)) continue;
+        while (agent->runOnce({})) continue;
         while (recv(client, &octet, 1, MSG_DONTWAIT) > 0) continue;
     }
     close(client);

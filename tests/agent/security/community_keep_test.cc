@@ -105,7 +105,7 @@ TEST_F(CommunityKeepTest, KeysAreMadeOneEntryATurnOfTheLoopAndThenKept) {
     for (const char* name : {"one", "two", "three"}) addEntry(name, "10.0.0.0/8");
     EXPECT_EQ(without(), 4);
     for (const int left : {3, 2, 1, 0, 0}) {
-        agent->runOnce(0);
+        agent->runOnce({});
         EXPECT_EQ(without(), left);
     }
 
@@ -114,7 +114,7 @@ TEST_F(CommunityKeepTest, KeysAreMadeOneEntryATurnOfTheLoopAndThenKept) {
     const UserKeys& keys = keep().keysOf(*keep().find("two"));  // asked for before its turn
     EXPECT_EQ(without(), 0);
     const uint8_t* const made = keys.digest.data();
-    agent->runOnce(0);
+    agent->runOnce({});
     EXPECT_EQ(keep().keysOf(*keep().find("two")).digest.data(), made);
 }
 

@@ -218,7 +218,7 @@ TEST_F(QueueTables, NobodyWaitsForAKernelThatHangs) {
 TEST_F(QueueTables, AreReadFastAfterAQuestionAndSlowlyWithoutOne) {
     tn::Looper looper({});
     const auto isSlow = [&] {
-        const uint64_t next = looper.sleepTime();
+        const auto next = static_cast<uint64_t>(looper.sleepTime().count());
         return next > QueueReadings::kMaxAge && next <= QueueReadings::kIdleAge;
     };
     looper.addHandler(queues::kInterfacesPath, &interfaces);

@@ -48,7 +48,7 @@ class SpawnerTest : public ::testing::Test {
     template <class Condition>
     bool within(uint64_t milliseconds, Condition holds) {
         const uint64_t end = tn::getMilliseconds() + milliseconds;
-        while (!holds() && tn::getMilliseconds() < end) runner.runOnce(10);
+        while (!holds() && tn::getMilliseconds() < end) runner.runOnce(std::chrono::milliseconds(10));
         return holds();
     }
     void runFor(uint64_t milliseconds) {
@@ -103,7 +103,7 @@ TEST_F(SpawnerTest, AChildThatLeftComesBackWhenSomebodyCalls) {
     runFor(1300);
     EXPECT_EQ(lines("starts").size(), 1);
     EXPECT_EQ(spawner.child(), 0);
-    EXPECT_EQ(runner.sleepTime(), UINT64_MAX);  // nothing ticks meanwhile
+    EXPECT_EQ(runner.sleepTime(), std::chrono::milliseconds::max());  // nothing ticks meanwhile
 
     const uint64_t before = tn::getMilliseconds();
     const int caller = connection();

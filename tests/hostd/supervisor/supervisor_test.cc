@@ -128,7 +128,7 @@ TEST_F(UndoJournalTest, TellsPasswordsOnlyToThoseWhoMayWrite) {
     looper.addHandler(2, &subscriber);
     subscriber.subscribe(journal->path(), tn::cmd::Changed, {});
     EXPECT_EQ(records(undoRecord("y")), 0U);
-    looper.runOnce(0);
+    looper.runOnce({});
     ASSERT_EQ(subscriber.heard.size(), 1U);
     EXPECT_EQ(subscriber.heard[0].get_string(tn::undo::Text), "y");
     EXPECT_FALSE(tn::holds(subscriber.heard[0], "contact before y"));
