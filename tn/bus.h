@@ -2,137 +2,92 @@
 
 #include <chrono>
 #include <cstdint>
-#include <map>
-#include <memory>
-#include <set>
 #include <span>
-#include <unordered_map>
-#include <vector>
 
-#include "tn/bus_listeners.h"
-#include "tn/connection.h"
+#include "tn/backlog.h"
+#include "tn/connections.h"
+#include "tn/exchange.h"
 #include "tn/handler.h"
-#include "tn/merge_queue.h"
+#include "tn/idle_exit.h"
 #include "tn/subscribers.h"
 #include "tn/subscriptions.h"
-#include "tn/thin_runner.h"
 
 namespace tn {
 
 class Looper;
 
 /// The way to the handlers of other processes, and theirs to ours: Unix SOCK_SEQPACKET sockets, one packet a flattened
-/// message, no broker in between. A process dials a number on first use and keeps the connection. Requests go out on
-/// the connections that we dialled, and the notifications that we asked for come back on them.
-class Bus {
+/// message, no broker in between. It routes each packet to the part that it is for: a request or notification to its
+/// handler, a reply to the exchange or subscription that it answers.
+///
+/// Requests are sent on connections that we dialled, and notifications that we subscribed to come back on them.
+class Bus final : private Connections::Events {
   public:
+    /// @param looper  dispatches to the handlers of this process; must outlive this object
     explicit Bus(Looper& looper);
     ~Bus();
     Bus(const Bus&) = delete;
     Bus& operator=(const Bus&) = delete;
 
-    bool listen(std::span<const uint32_t> numbers) { return listeners_.open(numbers); }
-    [[nodiscard]] bool listening() const { return listeners_.isOpen(); }
-    void numberAdded(uint32_t number);
+    /// Opens the listening sockets, as BusListeners::open does. False, with one line on standard error, when one can't
+    /// be had.
+    bool listen(std::span<const uint32_t> numbers) { return connections_.listeners().open(numbers); }
+    [[nodiscard]] bool isListening() { return connections_.listeners().isOpen(); }
+    void numberAdded(uint32_t number);  ///< listens for it, too, if the process listens
     void handlerAdded() { subscriptions_.handlerAdded(); }
-    void forget(Handler& handler);
-    /// Serves what has reached this process already; callers with more get through to the next process, or an error.
+    void forget(Handler& handler);  ///< ends its subscriptions, and those to it
+    /// Serves what has reached this process already, and accepts nothing more.
     void drain();
     void close();
 
-    /// To a handler of another process. The destination isn't empty.
+    /// Sends one way to a handler of another process. The destination isn't empty.
+    /// @return an error when it couldn't be handed over; else an empty message
     message send(message m);
+    /// Sends to a handler of another process and waits: see Exchange::run. The destination isn't empty.
     message exchange(message m, std::chrono::milliseconds timeout);
-    /// One timeout, counted from the next exchange, for it and all after it; 0: each has its own timeout.
-    void setBudget(std::chrono::milliseconds timeout);
-    /// To a handler of this process, on its own behalf.
+    void setBudget(std::chrono::milliseconds timeout) { exchange_.setBudget(timeout); }  ///< see Exchange::setBudget
+    /// Calls a handler of this process, with all rights.
     message dispatchLocal(const message& m);
 
+    /// Serves a subscribe or unsubscribe request to `owner`, for the peer whose request is being handled.
     message changeSubscriber(Handler& owner, const message& request, uint32_t command);
-    void notify(Handler& owner, uint32_t command, const message& notification);
-    void subscribe(Handler& handler, std::span<const uint32_t> path, uint32_t command, const message& filter);
-    void unsubscribe(Handler& handler, std::span<const uint32_t> path, uint32_t command, const message& filter);
+    [[nodiscard]] Subscribers& subscribers() { return subscribers_; }
+    [[nodiscard]] Subscriptions& subscriptions() { return subscriptions_; }
 
-    [[nodiscard]] bool idle() const;
-    void setupLeave(std::chrono::milliseconds idleTime);
+    /// Nothing is under way: no exchange, no undelivered packet, no subscriber and no subscription.
+    [[nodiscard]] bool isIdle() const;
+    void setupLeave(std::chrono::milliseconds idleTime) { idleExit_.setup(idleTime); }
 
-    // What subscribers and subscriptions need.
+    // For subscribers and subscriptions.
     [[nodiscard]] Looper& looper() { return looper_; }
-    [[nodiscard]] bool servesHere(uint32_t number) const;
-    [[nodiscard]] uint32_t newRequestId() { return ++lastRequest_ == 0 ? ++lastRequest_ : lastRequest_; }
-    /// The connection to a number, made when there is none. nullptr, errno set, when that fails.
-    std::shared_ptr<Connection> dial(uint32_t number, std::chrono::milliseconds timeout);
-    /// Sends or lines up. False when the connection is lost or its queue full.
-    bool sendPacket(const std::shared_ptr<Connection>& connection, flat_message packet);
-    /// True when it was added to the connection's queue: not sent yet, nor merged.
-    bool sendNotification(const std::shared_ptr<Connection>& connection, NoteKey key, const message& notification);
+    [[nodiscard]] Connections& connections() { return connections_; }
+    [[nodiscard]] uint32_t newRequestId() { return exchange_.newRequestId(); }
 
   private:
-    using Link = std::shared_ptr<Connection>;
-    struct Kept {
-        Link connection;
-        message packet;
-        size_t octets = 0;
-    };
+    void onDialled(uint32_t number, const ConnectionPtr& connection) override;
+    void onAccepted() override { idleExit_.touch(); }
+    void onReadable(const ConnectionPtr& connection) override;
+    void onNotificationsGone(const std::vector<Handler*>& owners) override { subscribers_.passedOn(owners); }
+    void onLost(const ConnectionPtr& connection) override;
 
-    [[nodiscard]] std::span<uint8_t> buffer() const { return {buffer_.get(), kMaxPacket}; }
-    void accepted(Descriptor socket, gid_t group);
-    void onEvents(const Link& connection, unsigned events);
-    void readOne(const Link& connection);
-    void flush(const Link& connection);
-    void watch(const Link& connection);
-    void lose(const Link& link);
-    void loseSoon(const Link& connection);
-    void loseAfterReading(const Link& connection);
-
-    void handlePacket(const Link& connection, message& packet);
-    void handleRequest(const Link& connection, message& request);
-    static void settle(Connection& connection, message& reply);
+    void route(const ConnectionPtr& connection, message& packet);
+    void deliver(const ConnectionPtr& connection, message& packet);
+    void handleRequest(const ConnectionPtr& connection, message& request);
     void handleReply(const message& reply);
-    void reply(const Link& connection, uint32_t requestId, message answer);
-    [[nodiscard]] static bool checkSource(const Connection& connection, const message& request);
+    [[nodiscard]] static bool hasTrueSource(const Connection& connection, const message& request);
+    [[nodiscard]] uint32_t rightsOf(const Connection& connection, const message& request) const;
+    message dispatch(const ConnectionPtr* connection, const message& m, uint32_t rights);
+    void reply(const ConnectionPtr& connection, uint32_t requestId, message answer);
     void prepare(message& m) const;
 
-    Sent sendWaiting(const Link& connection, std::chrono::milliseconds deadline);
-    Received awaitReply(const Link& connection, uint32_t requestId, std::chrono::milliseconds deadline,
-                        message& answer);
-    [[nodiscard]] std::chrono::milliseconds deadlineOf(std::chrono::milliseconds timeout);
-    bool stillOwes(const Connection& asked);
-    void takeWaiting(const Link& connection);
-    bool keep(const Link& connection, message packet);
-    void runKept();
-
-    message nobodyThere(uint32_t number);
-    void touch();
-    void armLeave(std::chrono::milliseconds delay);
-    void tryLeave();
-    [[nodiscard]] bool requestsWait() const;
-
     Looper& looper_;
-    BusListeners listeners_;
+    Connections connections_;
+    Backlog backlog_;
+    Exchange exchange_;
     Subscribers subscribers_;
     Subscriptions subscriptions_;
-    std::map<uint32_t, Link> dialled_;
-    std::unordered_map<int, Link> accepted_;
-    size_t restricted_ = 0;          ///< accepted connections of callers without all rights
-    const Link* current_ = nullptr;  ///< connection whose request is being handled; nullptr for one from this process
-    std::unique_ptr<uint8_t[]> buffer_;  ///< kMaxPacket octets for a received packet, untouched until one is that large
-    flat_message out_;                   ///< the request of the exchange under way
-    uint32_t lastRequest_ = 0;
-    unsigned exchanges_ = 0;                 ///< under way, one inside the other
-    std::chrono::milliseconds budget_{};     ///< 0: none
-    std::chrono::milliseconds budgetEnd_{};  ///< as sinceBoot; 0 before the first exchange
-    std::vector<Link> debtors_;              ///< connections that owe a reply; may include settled and closed ones
-
-    MergeQueue<Kept> kept_;  ///< came while an exchange waited for something else, in order
-    size_t keptOctets_ = 0;
-
-    std::set<uint32_t> absent_;  ///< numbers reported as having nobody there
-    bool crowded_ = false;
-
-    std::chrono::milliseconds leaveAfter_{};  ///< 0: stay
-    std::chrono::milliseconds lastUse_{};     ///< as sinceBoot
-    ThinRunner::TimerId leaveTimer_ = 0;
+    IdleExit idleExit_;
+    const ConnectionPtr* current_ = nullptr;  ///< its request is being handled; nullptr: one from this process
 };
 
 }  // namespace tn

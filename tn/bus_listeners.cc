@@ -95,14 +95,14 @@ void BusListeners::pause(const BusListener& listener) {
         kAcceptPause);
 }
 
-bool BusListeners::callersWait() const {
+bool BusListeners::hasWaitingCallers() const {
     return std::ranges::any_of(listeners_, [](const auto& entry) {
         pollfd socket = {.fd = entry.second.socket.get(), .events = POLLIN, .revents = 0};
         return poll(&socket, 1, 0) > 0;
     });
 }
 
-bool BusListeners::handedOver() const {
+bool BusListeners::areHandedOver() const {
     return std::ranges::none_of(listeners_, [](const auto& entry) { return entry.second.ours; });
 }
 

@@ -26,9 +26,9 @@ class BusListeners {
     void withdraw();  ///< takes the sockets away, but holds the numbers
     void close();
     [[nodiscard]] bool isOpen() const { return open_; }
-    [[nodiscard]] bool callersWait() const;  ///< a connection waits to be accepted
-    /// Whether someone else keeps every socket, and so can start this process again when a caller comes.
-    [[nodiscard]] bool handedOver() const;
+    [[nodiscard]] bool hasWaitingCallers() const;  ///< a connection waits to be accepted
+    /// Every socket is held by another process, too, which can start this one again when a caller connects.
+    [[nodiscard]] bool areHandedOver() const;
 
   private:
     void takeOver();

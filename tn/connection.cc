@@ -41,9 +41,13 @@ void Connection::setReceiveTimeout(std::chrono::milliseconds timeout) {
     if (setsockopt(fd(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) == 0) receiveTimeout_ = timeout;
 }
 
+Sent Connection::sendInTurn(std::span<const uint8_t> packet) const {
+    if (isClosed()) return Sent::Gone;
+    if (packet.empty() || packet.size() > kMaxPacket) return Sent::TooLarge;
+    return hasQueue() ? Sent::Blocked : send(packet);
+}
+
 Sent Connection::send(std::span<const uint8_t> packet) const {
-    if (closed()) return Sent::Gone;
-    if (packet.size() > kMaxPacket) return Sent::TooLarge;
     for (;;) {
         if (::send(fd(), packet.data(), packet.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >= 0) return Sent::Yes;
         if (errno == EINTR) continue;

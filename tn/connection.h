@@ -24,7 +24,7 @@ class Connection {
         : socket_(std::move(socket)), peer_(peer), dialled_(dialled) {}
 
     [[nodiscard]] int fd() const { return socket_.get(); }
-    [[nodiscard]] bool closed() const { return !socket_; }
+    [[nodiscard]] bool isClosed() const { return !socket_; }
     void close() { socket_.reset(); }
     [[nodiscard]] const BusPeer& peer() const { return peer_; }
     [[nodiscard]] const std::optional<uint32_t>& dialled() const { return dialled_; }
@@ -37,8 +37,8 @@ class Connection {
     /// How long receive waits at most; at least a millisecond.
     void setReceiveTimeout(std::chrono::milliseconds timeout);
 
-    /// Sends at once or not at all; never waits.
-    Sent send(std::span<const uint8_t> packet) const;
+    /// Sends at once or not at all: never waits, and never overtakes what is queued.
+    [[nodiscard]] Sent sendInTurn(std::span<const uint8_t> packet) const;
     /// Lines a packet up. False when the queue is full: the peer doesn't read.
     bool queue(flat_message packet);
     /// Lines a notification up. @param merged  set when it took the place of an older one
@@ -50,18 +50,12 @@ class Connection {
     /// Throws the queue away; owners as for flush.
     void dropQueue(std::vector<Handler*>& dropped);
 
-    /// A reply that an exchange gave up waiting for. While it is owed, the whole peer process counts as hung.
-    struct Owed {
-        uint32_t request = 0;
-        std::chrono::milliseconds until{};  ///< as sinceBoot; then the peer gets another chance
-        std::vector<uint32_t> source;       ///< path of the handler that asked
-    };
-    std::optional<Owed> owed;
     bool stuck = false;   ///< a request couldn't be sent in time: don't wait for room again until one gets through
     bool doomed = false;  ///< to be closed by the loop
     unsigned watchedEvents = 0;  ///< what the loop watches the descriptor for
 
   private:
+    [[nodiscard]] Sent send(std::span<const uint8_t> packet) const;
     [[nodiscard]] bool hasRoom(size_t octets) const;  ///< in the queue
 
     Descriptor socket_;

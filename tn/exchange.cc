@@ -1,13 +1,13 @@
+#include "tn/exchange.h"
+
 #include <poll.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <string>
 
-#include "tn/bus.h"
+#include "tn/fields.h"
 #include "tn/log.h"
-#include "tn/looper.h"
 #include "tn/sources.h"
 
 namespace tn {
@@ -16,250 +16,194 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr size_t kMaxKept = 16'384;                 // packets that came in the middle of exchanges
-constexpr size_t kMaxKeptOctets = 64 * kMaxPacket;  // 16 MiB
-constexpr std::chrono::seconds kOwedFor{30};
+constexpr std::chrono::seconds kDebtTerm{30};
+constexpr int kMaxDials = 2;
 
 std::string about(uint32_t number, const char* what) { return "bus: " + std::to_string(number) + ": " + what; }
 
-std::chrono::milliseconds left(std::chrono::milliseconds deadline) { return std::max(deadline - sinceBoot(), 0ms); }
-
-/// The same notification about the same object from the same handler to the same one.
-NoteKey keyOf(const message& notification) {
-    NoteKey key{.owner = nullptr,
-                .command = notification.get_u32(field::Command),
-                .object = std::nullopt,
-                .subscriber = notification.get_u32_array(field::Destination)};
-    if (notification.has(field::ObjectId)) key.object = notification.get_u32(field::ObjectId);
-    key.subscriber.push_back(kNoId);
-    const std::vector<uint32_t>& source = notification.get_u32_array(field::Source);
-    key.subscriber.insert(key.subscriber.end(), source.begin(), source.end());
-    return key;
+std::chrono::milliseconds remaining(std::chrono::milliseconds deadline) {
+    return std::max(deadline - sinceBoot(), 0ms);
 }
 
 }  // namespace
 
-// --- messages to others ----------------------------------------------------------------------------------------------
-
-message Bus::nobodyThere(uint32_t number) {
-    if (errno == EAGAIN) return errorMsg(error::TimedOut, about(number, "no answer"));
-    const bool absent = errno == ENOENT || errno == ECONNREFUSED || errno == ECONNRESET || errno == EPIPE;
-    const std::string text = about(number, absent ? "nobody there" : strerror(errno));
-    // A process that serves others says it once; the caller of a client sees the error itself.
-    if (listening() && absent_.insert(number).second) serr << text;
-    return errorMsg(error::Unreachable, text);
+uint32_t Exchange::newRequestId() {
+    if (++lastRequest_ == 0) ++lastRequest_;
+    return lastRequest_;
 }
 
-void Bus::prepare(message& m) const {
-    m.remove(field::ReplyTo);
-    m.remove(field::CallerPid);
-    if (!m.has(field::Source) && !looper_.path().empty()) m.insert_u32_array(field::Source, looper_.path());
-}
-
-message Bus::send(message m) {
-    touch();
-    const uint32_t number = m.get_u32_array(field::Destination).front();
-    prepare(m);
-    m.remove(field::RequestId);
-    const flat_message packet = m.flatten();
-    if (packet.size() > kMaxPacket) return errorMsg(error::TooLarge, about(number, "the message doesn't fit"));
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        const Link connection = dial(number, {});
-        if (!connection) return nobodyThere(number);
-        if (sendPacket(connection, packet)) return {};
-        if (!connection->closed()) return errorMsg(error::TimedOut, about(number, "doesn't read its messages"));
-    }
-    errno = ECONNRESET;
-    return nobodyThere(number);
-}
-
-void Bus::setBudget(std::chrono::milliseconds timeout) {
+void Exchange::setBudget(std::chrono::milliseconds timeout) {
     budget_ = timeout;
     budgetEnd_ = 0ms;
 }
 
 /// Deadline of an exchange that begins now.
-std::chrono::milliseconds Bus::deadlineOf(std::chrono::milliseconds timeout) {
-    const std::chrono::milliseconds now = sinceBoot();
+Exchange::Time Exchange::deadlineOf(std::chrono::milliseconds timeout) {
+    const Time now = sinceBoot();
     if (budget_ == 0ms) return now + timeout;
     if (budgetEnd_ == 0ms) budgetEnd_ = now + budget_;
     return std::min(now + timeout, budgetEnd_);
 }
 
-message Bus::exchange(message m, std::chrono::milliseconds timeout) {
-    touch();
-    const uint32_t number = m.get_u32_array(field::Destination).front();
-    const std::chrono::milliseconds deadline = deadlineOf(timeout);
-    if (budget_ != 0ms && left(budgetEnd_) == 0ms)
+message Exchange::run(message request, std::chrono::milliseconds timeout) {
+    const uint32_t number = request.get_u32_array(field::Destination).front();
+    const Call call{.number = number, .id = newRequestId(), .request = request, .deadline = deadlineOf(timeout)};
+    if (budget_ != 0ms && remaining(budgetEnd_) == 0ms)
         return errorMsg(error::TimedOut, about(number, "no time left to ask"));
-    const uint32_t requestId = newRequestId();
-    prepare(m);
-    m.insert_u32(field::RequestId, requestId);
+    request.insert_u32(field::RequestId, call.id);
     out_.clear();
-    m.flattenTo(out_);
-    if (out_.size() > kMaxPacket) return errorMsg(error::TooLarge, about(number, "the request doesn't fit"));
+    request.flattenTo(out_);
 
-    // A request that the peer provably hasn't read is sent once more: to the process that has taken its place, perhaps.
-    // A kept connection that died meanwhile doesn't count.
-    for (int dials = 0; dials < 2;) {
-        const auto known = dialled_.find(number);
-        if (known == dialled_.end()) ++dials;
-        const Link connection = known != dialled_.end() ? known->second : dial(number, std::max(left(deadline), 1ms));
-        if (!connection) return nobodyThere(number);
-        if (stillOwes(*connection)) return errorMsg(error::TimedOut, about(number, "owes an earlier answer"));
-        const Sent sent = sendWaiting(connection, deadline);
-        if (sent == Sent::TooLarge) return errorMsg(error::TooLarge, about(number, "the request doesn't fit"));
-        if (sent == Sent::Blocked) return errorMsg(error::TimedOut, about(number, "doesn't read its requests"));
-        if (sent == Sent::Gone) continue;
-        message answer;
-        switch (awaitReply(connection, requestId, deadline, answer)) {
-            case Received::Packet:
-                return answer;
-            case Received::Unread:
-                continue;
-            case Received::Nothing:
-                connection->owed = {requestId, sinceBoot() + kOwedFor, m.get_u32_array(field::Source)};
-                debtors_.push_back(connection);
-                return errorMsg(error::TimedOut, about(number, "no answer"));
-            default:
-                return errorMsg(error::Unreachable, about(number, "died before it answered"));
+    // A connection that was open already and died while it was idle doesn't count.
+    for (int dials = 0; dials < kMaxDials;) {
+        ConnectionPtr connection = connections_.find(number);
+        if (!connection) {
+            ++dials;
+            connection = connections_.dial(number, std::max(remaining(call.deadline), 1ms));
         }
+        if (!connection) return connections_.dialError(number);
+        if (std::optional<message> answer = attempt(connection, call)) return std::move(*answer);
     }
     errno = ECONNRESET;
-    return nobodyThere(number);
+    return connections_.dialError(number);
 }
 
-Sent Bus::sendWaiting(const Link& connection, std::chrono::milliseconds deadline) {
+/// @return nothing when the peer is gone and hasn't read the request
+std::optional<message> Exchange::attempt(const ConnectionPtr& connection, const Call& call) {
+    collectDebts();
+    if (isIndebted(*connection)) return errorMsg(error::TimedOut, about(call.number, "owes an earlier answer"));
+    switch (sendWaiting(connection, call.deadline)) {
+        case Sent::Yes:
+            return awaitReply(connection, call);
+        case Sent::TooLarge:
+            return errorMsg(error::TooLarge, about(call.number, "the request doesn't fit"));
+        case Sent::Blocked:
+            return errorMsg(error::TimedOut, about(call.number, "doesn't read its requests"));
+        case Sent::Gone:
+            break;
+    }
+    return {};
+}
+
+/// Sends the request, and waits until the deadline for room. Blocked marks the connection as stuck: there is no second
+/// wait before a request gets through.
+Sent Exchange::sendWaiting(const ConnectionPtr& connection, Time deadline) {
     for (;;) {
-        if (connection->hasQueue()) flush(connection);
-        if (connection->closed()) return Sent::Gone;
-        const Sent sent = connection->hasQueue() ? Sent::Blocked : connection->send(out_);
+        if (connection->hasQueue()) connections_.flush(connection);
+        if (connection->isClosed()) return Sent::Gone;
+        const Sent sent = connection->sendInTurn(out_);
         if (sent == Sent::Gone) loseAfterReading(connection);
-        if (sent != Sent::Blocked) {
-            connection->stuck = false;
+        const Time wait = remaining(deadline);
+        if (sent != Sent::Blocked || connection->stuck || wait == 0ms) {
+            connection->stuck = sent == Sent::Blocked;
             return sent;
         }
-        const std::chrono::milliseconds wait = left(deadline);
-        if (connection->stuck || wait == 0ms) {
-            connection->stuck = true;
-            return Sent::Blocked;
-        }
-        // Reading goes on meanwhile: the peer may be waiting for room in the other direction.
+        // Packets are read meanwhile: the peer may be waiting for room in the other direction.
         pollfd socket = {.fd = connection->fd(), .events = POLLOUT | POLLIN, .revents = 0};
-        if (poll(&socket, 1, static_cast<int>(std::min<int64_t>(wait.count(), INT32_MAX))) > 0 &&
-            (socket.revents & POLLIN) != 0) {
-            takeWaiting(connection);
-        }
+        const int milliseconds = static_cast<int>(std::min<int64_t>(wait.count(), INT32_MAX));
+        if (poll(&socket, 1, milliseconds) > 0 && (socket.revents & POLLIN) != 0) setAsideAll(connection);
     }
 }
 
-Received Bus::awaitReply(const Link& connection, uint32_t requestId, std::chrono::milliseconds deadline,
-                         message& answer) {
-    ++exchanges_;
-    Received received = Received::Nothing;
-    for (std::chrono::milliseconds wait = left(deadline); wait > 0ms; wait = left(deadline)) {
-        connection->setReceiveTimeout(wait);
-        message packet;
-        received = connection->receive(buffer(), /*wait=*/true, packet);
-        if (received == Received::Interrupted) continue;
-        if (received != Received::Packet) break;
-        if (packet.get_u32(field::ReplyTo) == requestId) {
-            answer = std::move(packet);
-            break;
-        }
-        received = keep(connection, std::move(packet)) ? Received::Nothing : Received::Ended;
-        if (received == Received::Ended) break;
-    }
-    --exchanges_;
-    switch (received) {
+/// @return nothing when the peer is gone and hasn't read the request
+std::optional<message> Exchange::awaitReply(const ConnectionPtr& connection, const Call& call) {
+    message reply;
+    switch (receiveReply(connection, call, reply)) {
         case Received::Packet:
-            answer.remove(field::ReplyTo);
-            return received;
+            reply.remove(field::ReplyTo);
+            return reply;
         case Received::Nothing:
         case Received::Interrupted:
-            return Received::Nothing;
+            debts_.push_back({.debtor = connection,
+                              .id = call.id,
+                              .source = call.request.get_u32_array(field::Source),
+                              .until = sinceBoot() + kDebtTerm});
+            return errorMsg(error::TimedOut, about(call.number, "no answer"));
         case Received::Unread:
             loseAfterReading(connection);
-            return received;
+            return {};
         case Received::Bad:
-            serr << about(*connection->dialled(), "sends bad packets, connection closed");
+            serr << about(call.number, "sends bad packets, connection closed");
             break;
         case Received::Ended:
             break;
     }
-    lose(connection);
+    connections_.lose(connection);
+    return errorMsg(error::Unreachable, about(call.number, "died before it answered"));
+}
+
+/// Receives packets up to the reply. @return Nothing or Interrupted when the deadline has passed
+Received Exchange::receiveReply(const ConnectionPtr& connection, const Call& call, message& reply) {
+    ++running_;
+    Received received = Received::Nothing;
+    for (Time wait = remaining(call.deadline); wait > 0ms; wait = remaining(call.deadline)) {
+        connection->setReceiveTimeout(wait);
+        message packet;
+        received = connection->receive(connections_.buffer(), /*wait=*/true, packet);
+        if (received == Received::Interrupted) continue;
+        const bool isReply = received == Received::Packet && packet.get_u32(field::ReplyTo) == call.id;
+        if (isReply) reply = std::move(packet);
+        if (isReply || received != Received::Packet) break;
+        received = setAside(connection, std::move(packet)) ? Received::Nothing : Received::Ended;
+        if (received == Received::Ended) break;
+    }
+    --running_;
     return received;
 }
 
-// --- what came in between --------------------------------------------------------------------------------------------
+// --- late replies ----------------------------------------------------------------------------------------------------
 
-// A process handles one message at a time, so a reply owed on one of its numbers blocks all of them. If its pid is
-// unknown (0: another pid namespace), only the connection itself is blocked.
-bool Bus::stillOwes(const Connection& asked) {
-    if (debtors_.empty()) return false;
-    for (const Link& debtor : std::vector<Link>(debtors_)) {
-        if (debtor->owed) takeWaiting(debtor);
-        if (debtor->owed && sinceBoot() >= debtor->owed->until) debtor->owed.reset();
-    }
-    std::erase_if(debtors_, [](const Link& debtor) { return debtor->closed() || !debtor->owed; });
-    const pid_t pid = asked.peer().pid;
-    return std::ranges::any_of(debtors_, [&](const Link& debtor) {
-        return debtor.get() == &asked || (pid != 0 && debtor->peer().pid == pid);
+/// Reads what debtors have sent, and strikes the debts that have been settled or have expired.
+void Exchange::collectDebts() {
+    if (debts_.empty()) return;
+    for (const Debt& debt : std::vector<Debt>(debts_)) setAsideAll(debt.debtor);
+    std::erase_if(debts_,
+                  [now = sinceBoot()](const Debt& debt) { return debt.debtor->isClosed() || now >= debt.until; });
+}
+
+// If the debtor's pid is unknown (0: another pid namespace), only its connection is blocked.
+bool Exchange::isIndebted(const Connection& connection) const {
+    const pid_t pid = connection.peer().pid;
+    return std::ranges::any_of(debts_, [&](const Debt& debt) {
+        return debt.debtor.get() == &connection || (pid != 0 && debt.debtor->peer().pid == pid);
     });
 }
 
-// Reads what is there without waiting, and keeps it for the loop.
-void Bus::takeWaiting(const Link& connection) {
-    for (;;) {
+void Exchange::settle(const ConnectionPtr& from, message& reply) {
+    reply.remove(field::Destination);
+    const auto settled = std::ranges::find_if(
+        debts_, [&](const Debt& debt) { return debt.debtor == from && debt.id == reply.get_u32(field::ReplyTo); });
+    if (settled == debts_.end()) return;
+    reply.insert_u32_array(field::Destination, settled->source);
+    debts_.erase(settled);
+}
+
+// --- what arrives meanwhile ------------------------------------------------------------------------------------------
+
+/// Adds a packet to the backlog. False, with a line in the log, when that is full.
+bool Exchange::setAside(const ConnectionPtr& connection, message packet) {
+    if (packet.has(field::ReplyTo)) settle(connection, packet);
+    if (backlog_.add(connection, std::move(packet), connection->lastPacket())) return true;
+    serr << about(*connection->dialled(), "sends more than can be kept, connection closed");
+    return false;
+}
+
+/// Reads what has arrived, without waiting. The end of the connection, a bad packet and a full backlog lose it.
+void Exchange::setAsideAll(const ConnectionPtr& connection) {
+    while (!connection->isClosed()) {
         message packet;
-        const Received received = connection->receive(buffer(), /*wait=*/false, packet);
+        const Received received = connection->receive(connections_.buffer(), /*wait=*/false, packet);
         if (received == Received::Nothing) return;
-        if (received == Received::Interrupted || received == Received::Unread) continue;  // told once, packets follow
-        if (received != Received::Packet || !keep(connection, std::move(packet))) return lose(connection);
+        if (received == Received::Interrupted || received == Received::Unread)
+            continue;  // reported once, packets follow
+        if (received != Received::Packet || !setAside(connection, std::move(packet))) connections_.lose(connection);
     }
 }
 
-// False when the peer has sent more than can be kept. Notifications are merged as their sender would merge them if they
-// weren't read at all.
-bool Bus::keep(const Link& connection, message packet) {
-    size_t octets = connection->lastPacket();
-    if (kept_.size() >= kMaxKept || keptOctets_ + octets > kMaxKeptOctets) {
-        serr << about(*connection->dialled(), "sends more than can be kept, connection closed");
-        return false;
-    }
-    if (kept_.empty()) looper_.defer([this] { runKept(); });
-    const bool isReply = packet.has(field::ReplyTo);
-    if (isReply) settle(*connection, packet);
-    keptOctets_ += octets;
-    const bool isNote = !isReply && !packet.has(field::RequestId);
-    Kept kept{.connection = connection, .packet = std::move(packet), .octets = octets};
-    if (!isNote) {
-        kept_.push(std::move(kept));
-    } else if (NoteKey key = keyOf(kept.packet); !kept_.push(std::move(key), kept)) {
-        keptOctets_ -= kept.octets;  // those of the older one, which is now here
-    }
-    return true;
-}
-
-// Only what is there now: handlers may add to it by exchanges of their own, and others wait for the loop.
-void Bus::runKept() {
-    for (size_t count = kept_.size(); count > 0 && !kept_.empty(); --count) {
-        Kept next = std::move(kept_.front());
-        kept_.pop();
-        keptOctets_ -= next.octets;
-        if (next.packet.has(field::ReplyTo)) {
-            handleReply(next.packet);
-        } else {
-            handleRequest(next.connection, next.packet);
-        }
-    }
-    if (!kept_.empty()) looper_.defer([this] { runKept(); });
-}
-
-// What the peer sent before it went isn't lost with it.
-void Bus::loseAfterReading(const Link& connection) {
-    takeWaiting(connection);
-    lose(connection);
+/// What the peer sent before it went isn't lost with it.
+void Exchange::loseAfterReading(const ConnectionPtr& connection) {
+    setAsideAll(connection);
+    connections_.lose(connection);
 }
 
 }  // namespace tn

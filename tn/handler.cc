@@ -80,7 +80,7 @@ message Handler::handleCmd(const message& request, uint32_t command) {
             return cmdShutdown(request);
         case cmd::Subscribe:
         case cmd::Unsubscribe:
-            if (Looper* looper = getLooper()) return looper->bus_->changeSubscriber(*this, request, command);
+            if (Looper* looper = getLooper()) return looper->bus().changeSubscriber(*this, request, command);
             return noSuchCommand();
         default:
             return cmdUnknown(request, command);
@@ -161,7 +161,7 @@ void Handler::notifyChange(uint32_t objectId, message changed) {
 }
 
 void Handler::notify(uint32_t command, const message& notification) {
-    if (Looper* looper = getLooper()) looper->bus_->notify(*this, command, notification);
+    if (Looper* looper = getLooper()) looper->bus().subscribers().notify(*this, command, notification);
 }
 
 void Handler::sendUndo(const message& newRequest, message oldRequest, const std::string& text) {
@@ -176,11 +176,11 @@ void Handler::sendUndo(const message& newRequest, message oldRequest, const std:
 }
 
 void Handler::subscribe(std::span<const uint32_t> path, uint32_t command, const message& filter) {
-    if (Looper* looper = getLooper()) looper->bus_->subscribe(*this, path, command, filter);
+    if (Looper* looper = getLooper()) looper->bus().subscriptions().add(*this, path, command, filter);
 }
 
 void Handler::unsubscribe(std::span<const uint32_t> path, uint32_t command, const message& filter) {
-    if (Looper* looper = getLooper()) looper->bus_->unsubscribe(*this, path, command, filter);
+    if (Looper* looper = getLooper()) looper->bus().subscriptions().remove(*this, path, command, filter);
 }
 
 }  // namespace tn

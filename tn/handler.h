@@ -99,10 +99,10 @@ class Handler {
     void unsubscribe(std::span<const uint32_t> path, uint32_t command, const message& filter);
 
     [[nodiscard]] const std::vector<uint32_t>& path() const { return path_; }
+    void setPath(std::span<const uint32_t> path) { path_.assign(path.begin(), path.end()); }  ///< for the looper
     policies& policySet() { return policies_; }
 
   private:
-    friend class Looper;
     void address(message& m, uint32_t command) const;  ///< puts in the command and this handler as the source
 
     std::vector<uint32_t> path_;  ///< set when the handler is added to a looper

@@ -19,8 +19,8 @@ Looper* getLooper() { return theLooper; }
 Looper::Looper(std::vector<uint32_t> numbers) : numbers_(std::move(numbers)), bus_(std::make_unique<Bus>(*this)) {
     theLooper = this;
     if (numbers_.empty()) return;
-    path_ = {numbers_.front()};
-    handlers_.emplace(path_, this);
+    setPath(std::span(numbers_).first(1));
+    handlers_.emplace(path(), this);
 }
 
 Looper::~Looper() {
@@ -35,20 +35,20 @@ void Looper::addHandler(uint32_t id, Handler* handler) {
 
 void Looper::addHandler(std::span<const uint32_t> path, Handler* handler) {
     if (path.empty() || handler == nullptr) return;
-    handler->path_.assign(path.begin(), path.end());
-    handlers_.insert_or_assign(handler->path_, handler);
+    handler->setPath(path);
+    handlers_.insert_or_assign(handler->path(), handler);
     handler->loadPermData();
     addNumber(path.front());
     bus_->handlerAdded();
 }
 
 void Looper::addNumber(uint32_t number) {
-    if (serves(number)) return;
+    if (isServedHere(number)) return;
     numbers_.push_back(number);
     bus_->numberAdded(number);
 }
 
-bool Looper::serves(uint32_t number) const { return std::ranges::find(numbers_, number) != numbers_.end(); }
+bool Looper::isServedHere(uint32_t number) const { return std::ranges::find(numbers_, number) != numbers_.end(); }
 
 Handler* Looper::findHandler(std::span<const uint32_t> path) const {
     const auto found = handlers_.find(std::vector<uint32_t>(path.begin(), path.end()));
@@ -63,7 +63,7 @@ void Looper::forget(Handler& handler) {
 bool Looper::listen() { return bus_->listen(numbers_); }
 
 int Looper::run() {
-    if (!bus_->listening() && !listen()) return 1;
+    if (!bus_->isListening() && !listen()) return 1;
     loadPermData();
     onInit();
     sd_notify(0, "READY=1");
@@ -80,7 +80,7 @@ void Looper::shutdown() { ThinRunner::shutdown(); }
 message Looper::sendMessage(message m) {
     const std::vector<uint32_t>& path = m.get_u32_array(field::Destination);
     if (path.empty()) return errorMsg(error::NoSuchHandler, "no destination");
-    if (!serves(path.front())) return bus_->send(std::move(m));
+    if (!isServedHere(path.front())) return bus_->send(std::move(m));
     message reply = bus_->dispatchLocal(m);
     uint32_t code = 0;
     return isError(reply, &code) && code == error::NoSuchHandler ? reply : message();
@@ -89,7 +89,7 @@ message Looper::sendMessage(message m) {
 message Looper::exchangeMessage(const message& m, std::chrono::milliseconds timeout) {
     const std::vector<uint32_t>& path = m.get_u32_array(field::Destination);
     if (path.empty()) return errorMsg(error::NoSuchHandler, "no destination");
-    if (serves(path.front())) return bus_->dispatchLocal(m);
+    if (isServedHere(path.front())) return bus_->dispatchLocal(m);
     return bus_->exchange(m, timeout);
 }
 
@@ -112,14 +112,14 @@ message Looper::dispatchMessage(const message& m, uint32_t rights) {
     return errorMsg(error::NoSuchHandler, "no such handler");
 }
 
-bool Looper::canLeave() const { return bus_->idle(); }
+bool Looper::canLeave() const { return bus_->isIdle(); }
 
 void Looper::setupLeave(std::chrono::milliseconds idleTime) { bus_->setupLeave(idleTime); }
 
 ExchangeBudget::ExchangeBudget(const Looper& looper, std::chrono::milliseconds timeout) : looper_(looper) {
-    looper_.bus_->setBudget(timeout);
+    looper_.bus().setBudget(timeout);
 }
 
-ExchangeBudget::~ExchangeBudget() { looper_.bus_->setBudget({}); }
+ExchangeBudget::~ExchangeBudget() { looper_.bus().setBudget({}); }
 
 }  // namespace tn

@@ -14,7 +14,6 @@
 namespace tn {
 
 class Bus;
-class ExchangeBudget;
 
 /// A process on the bus: the loop, the handlers that live in it, and the way to everybody else's. A message to a
 /// handler of the same process is a function call; to another process it is a packet.
@@ -59,14 +58,13 @@ class Looper : public Handler, public ThinRunner {
     /// with a bus socket of its own making stays: nobody would start it again.
     void setupLeave(std::chrono::milliseconds idleTime);
 
-  private:
-    friend class Handler;
-    friend class Bus;
-    friend class ExchangeBudget;
+    // For the other parts of this library.
+    [[nodiscard]] Bus& bus() const { return *bus_; }
+    [[nodiscard]] bool isServedHere(uint32_t number) const;  ///< it is one of the process's own numbers
+    void forget(Handler& handler);                           ///< the handler is being destroyed
 
+  private:
     void addNumber(uint32_t number);
-    [[nodiscard]] bool serves(uint32_t number) const;
-    void forget(Handler& handler);  ///< the handler is being destroyed
 
     std::map<std::vector<uint32_t>, Handler*> handlers_;
     std::vector<uint32_t> numbers_;

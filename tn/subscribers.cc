@@ -4,7 +4,6 @@
 #include <span>
 
 #include "tn/bus.h"
-#include "tn/connection.h"
 #include "tn/looper.h"
 
 namespace tn {
@@ -19,7 +18,7 @@ constexpr size_t kMaxShareOctets = 16 * 1024;
 
 }  // namespace
 
-message Subscribers::add(Handler& owner, const message& request, std::shared_ptr<Connection> from) {
+message Subscribers::add(Handler& owner, const message& request, ConnectionPtr from) {
     Subscriber subscriber{.command = request.get_u32(field::NotifyCommand),
                           .path = request.get_u32_array(field::Source),
                           .filter = request.get_message(field::NotifyFilter),
@@ -53,7 +52,7 @@ bool Subscribers::exceedsShare(const Subscriber& added) const {
     return count > kMaxShare || octets > kMaxShareOctets;
 }
 
-message Subscribers::remove(Handler& owner, const message& request, const std::shared_ptr<Connection>& from) {
+message Subscribers::remove(Handler& owner, const message& request, const ConnectionPtr& from) {
     const uint32_t command = request.get_u32(field::NotifyCommand);
     const message& filter = request.get_message(field::NotifyFilter);
     const auto found = byOwner_.find(&owner);
@@ -98,7 +97,7 @@ void Subscribers::deliver(Handler& owner, const Subscriber& to, message notifica
     if (notification.has(field::ObjectId)) key.object = notification.get_u32(field::ObjectId);
 
     if (to.connection) {
-        if (bus_.sendNotification(to.connection, std::move(key), notification)) ++waiting_[&owner];
+        if (bus_.connections().sendNotification(to.connection, std::move(key), notification)) ++waiting_[&owner];
         return;
     }
     // A handler of this process gets it from the loop: a notification never runs inside the notifier's stack.
@@ -142,7 +141,7 @@ void Subscribers::reportSoon(Handler& owner) {
     reporting_.push_back(&owner);
 }
 
-void Subscribers::connectionLost(const std::shared_ptr<Connection>& connection) {
+void Subscribers::connectionLost(const ConnectionPtr& connection) {
     struct Loss {
         Handler* owner;
         Subscriber subscriber;

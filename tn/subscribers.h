@@ -5,13 +5,13 @@
 #include <unordered_map>
 #include <vector>
 
+#include "tn/connections.h"
 #include "tn/handler.h"
 #include "tn/merge_queue.h"
 
 namespace tn {
 
 class Bus;
-class Connection;
 
 /// Who wants notifications from the handlers of this process, and what still waits to reach them.
 class Subscribers {
@@ -19,11 +19,11 @@ class Subscribers {
     explicit Subscribers(Bus& bus) : bus_(bus) {}
 
     /// Enters the sender of a subscribe request. @param from  nullptr: a handler of this process
-    message add(Handler& owner, const message& request, std::shared_ptr<Connection> from);
-    message remove(Handler& owner, const message& request, const std::shared_ptr<Connection>& from);
+    message add(Handler& owner, const message& request, ConnectionPtr from);
+    message remove(Handler& owner, const message& request, const ConnectionPtr& from);
     void notify(Handler& owner, uint32_t command, const message& notification);
 
-    void connectionLost(const std::shared_ptr<Connection>& connection);
+    void connectionLost(const ConnectionPtr& connection);
     void forget(Handler& handler);
     [[nodiscard]] bool empty() const { return byOwner_.empty(); }
 
@@ -35,7 +35,7 @@ class Subscribers {
         uint32_t command = 0;
         std::vector<uint32_t> path;
         message filter;
-        std::shared_ptr<Connection> connection;
+        ConnectionPtr connection;
         size_t octets = 0;  ///< of the request that made it, flattened
     };
     struct LocalNote {

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "tn/bus.h"
-#include "tn/connection.h"
 #include "tn/log.h"
 #include "tn/looper.h"
 
@@ -57,11 +56,11 @@ void Subscriptions::remove(Handler& subscriber, std::span<const uint32_t> path, 
 }
 
 void Subscriptions::establish(uint32_t number) {
-    if (bus_.servesHere(number)) {
+    if (bus_.looper().isServedHere(number)) {
         for (Subscription& s : list_) {
             if (s.path.front() == number && s.state == State::Missing) askHere(s);
         }
-    } else if (const std::shared_ptr<Connection> connection = bus_.dial(number, {})) {
+    } else if (const ConnectionPtr connection = bus_.connections().dial(number, {})) {
         connected(number, connection);
     }
     if (isMissing(number)) lookLater(number);
@@ -88,20 +87,20 @@ void Subscriptions::accepted(Subscription& subscription) {
     });
 }
 
-void Subscriptions::connected(uint32_t number, const std::shared_ptr<Connection>& connection) {
+void Subscriptions::connected(uint32_t number, const ConnectionPtr& connection) {
     for (Subscription& s : list_) {
         if (s.path.front() == number && s.state == State::Missing) ask(s, connection);
     }
 }
 
-void Subscriptions::ask(Subscription& subscription, const std::shared_ptr<Connection>& connection) {
+void Subscriptions::ask(Subscription& subscription, const ConnectionPtr& connection) {
     message m = requestOf(subscription, cmd::Subscribe);
     subscription.request = bus_.newRequestId();
     m.insert_u32(field::RequestId, subscription.request);
-    if (bus_.sendPacket(connection, m.flatten())) subscription.state = State::Asked;
+    if (bus_.connections().send(connection, m.flatten()) == Sent::Yes) subscription.state = State::Asked;
 }
 
-bool Subscriptions::takeReply(uint32_t requestId, const message& reply) {
+bool Subscriptions::applyReply(uint32_t requestId, const message& reply) {
     const auto found = std::ranges::find_if(
         list_, [&](const Subscription& s) { return s.state == State::Asked && s.request == requestId; });
     if (found == list_.end()) return false;
@@ -120,7 +119,7 @@ bool Subscriptions::takeReply(uint32_t requestId, const message& reply) {
     return true;
 }
 
-bool Subscriptions::wants(const message& notification) const {
+bool Subscriptions::isWanted(const message& notification) const {
     const std::vector<uint32_t>& source = notification.get_u32_array(field::Source);
     const std::vector<uint32_t>& destination = notification.get_u32_array(field::Destination);
     const uint32_t command = notification.get_u32(field::Command);
@@ -141,7 +140,7 @@ void Subscriptions::connectionLost(uint32_t number) {
 
 void Subscriptions::handlerAdded() {
     for (Subscription& s : list_) {
-        if (s.state == State::Missing && bus_.servesHere(s.path.front())) askHere(s);
+        if (s.state == State::Missing && bus_.looper().isServedHere(s.path.front())) askHere(s);
     }
     stopUnneeded();
 }

@@ -8,13 +8,13 @@
 #include <span>
 #include <vector>
 
+#include "tn/connections.h"
 #include "tn/handler.h"
 #include "tn/thin_runner.h"
 
 namespace tn {
 
 class Bus;
-class Connection;
 
 /// The notifications that handlers of this process asked others for. A subscription is kept until it is cancelled:
 /// while its owner is missing, a timer looks for it after 100 ms, then after twice as long each time, up to 5 s.
@@ -26,13 +26,13 @@ class Subscriptions {
     void remove(Handler& subscriber, std::span<const uint32_t> path, uint32_t command, const message& filter);
 
     /// Asks this owner for every subscription that isn't in force.
-    void connected(uint32_t number, const std::shared_ptr<Connection>& connection);
+    void connected(uint32_t number, const ConnectionPtr& connection);
     void connectionLost(uint32_t number);
     void handlerAdded();
     /// The reply to a subscribe request. False when it is the reply to something else.
-    bool takeReply(uint32_t requestId, const message& reply);
+    bool applyReply(uint32_t requestId, const message& reply);
     /// Whether a notification from another process is one that its receiver asked for.
-    [[nodiscard]] bool wants(const message& notification) const;
+    [[nodiscard]] bool isWanted(const message& notification) const;
 
     void forget(const Handler& handler);
     [[nodiscard]] bool empty() const { return list_.empty(); }
@@ -57,7 +57,7 @@ class Subscriptions {
     void establish(uint32_t number);
     void askHere(Subscription& subscription);
     void accepted(Subscription& subscription);
-    void ask(Subscription& subscription, const std::shared_ptr<Connection>& connection);
+    void ask(Subscription& subscription, const ConnectionPtr& connection);
     void lookLater(uint32_t number);
     [[nodiscard]] bool isMissing(uint32_t number) const;
     void stopUnneeded();

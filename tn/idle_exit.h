@@ -1,0 +1,42 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+
+#include "tn/thin_runner.h"
+
+namespace tn {
+
+/// Ends the loop of a process that has been idle for some time. Off until it is set up.
+class IdleExit {
+  public:
+    /// What decides at the end of the idle time.
+    struct Conditions {
+        std::function<bool()> canLeave;     ///< false: stay until the next touch()
+        std::function<bool()> hasRequests;  ///< true: requests have arrived; the idle time starts again
+    };
+
+    /// @param runner  its loop is left by shutdown(); must outlive this object
+    IdleExit(ThinRunner& runner, Conditions conditions) : runner_(runner), conditions_(std::move(conditions)) {}
+    ~IdleExit() { runner_.removeTimer(timer_); }
+    IdleExit(const IdleExit&) = delete;
+    IdleExit& operator=(const IdleExit&) = delete;
+
+    /// @param idleTime  from the last touch() to the exit; 0 switches off
+    void setup(std::chrono::milliseconds idleTime);
+    /// The process is in use: the idle time starts again. To be called, too, when anything changes that canLeave
+    /// depends on, since no timer runs while it is false.
+    void touch();
+
+  private:
+    void arm(std::chrono::milliseconds delay);
+    void tryLeave();
+
+    ThinRunner& runner_;
+    Conditions conditions_;
+    std::chrono::milliseconds idleTime_{};  ///< 0: off
+    std::chrono::milliseconds lastUse_{};   ///< as sinceBoot
+    ThinRunner::TimerId timer_ = 0;
+};
+
+}  // namespace tn
