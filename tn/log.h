@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "tn/escape.h"
+
 namespace tn {
 
 /// Where log streams write. Writing never blocks: when a pipe, a terminal or the system log is full, lines are lost,
@@ -95,8 +97,5 @@ extern lstream serr;
 /// The same, for lines caused by strangers.
 extern lstream strangersOut;
 extern lstream strangersErr;
-
-/// The text with everything that isn't printable ASCII or UTF-8 escaped, and backslashes doubled.
-[[nodiscard]] std::string escaped(std::string_view text);
 
 }  // namespace tn

@@ -7,13 +7,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
-#include <csignal>
 #include <cstring>
 #include <mutex>
 #include <unordered_map>
 #include <vector>
 
+#include "tn/end_signals.h"
 #include "tn/log.h"
 
 namespace tn {
@@ -29,43 +28,6 @@ constexpr std::chrono::milliseconds kMaxWait = 24h * 36'500;  // a century: a lo
 uint64_t microsecondsOf(std::chrono::milliseconds delay) {
     return static_cast<uint64_t>(std::chrono::microseconds(std::clamp(delay, 0ms, kMaxWait)).count());
 }
-
-// What a signal handler may touch. A handler rather than a blocked signal read by the loop: it works whichever thread
-// the kernel picks, whatever was started before run(), and children don't inherit a blocked signal.
-std::atomic<int> signalWakeUp{-1};
-volatile std::sig_atomic_t endAsked = 0;
-
-void onEndSignal(int) {
-    const int saved = errno;
-    endAsked = 1;
-    const uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = write(signalWakeUp, &one, sizeof one);
-    errno = saved;
-}
-
-/// SIGTERM and SIGINT end the loop for as long as this lives.
-class EndSignals {
-  public:
-    explicit EndSignals(int wakeUp) {
-        signalWakeUp = wakeUp;
-        struct sigaction action = {};
-        action.sa_handler = onEndSignal;
-        action.sa_flags = SA_RESTART;
-        sigaction(SIGTERM, &action, &oldTerm_);
-        sigaction(SIGINT, &action, &oldInt_);
-    }
-    ~EndSignals() {
-        sigaction(SIGTERM, &oldTerm_, nullptr);
-        sigaction(SIGINT, &oldInt_, nullptr);
-        signalWakeUp = -1;
-    }
-    EndSignals(const EndSignals&) = delete;
-    EndSignals& operator=(const EndSignals&) = delete;
-
-  private:
-    struct sigaction oldTerm_ = {};
-    struct sigaction oldInt_ = {};
-};
 
 }  // namespace
 
@@ -154,10 +116,7 @@ void ThinRunner::Impl::runPosted() {
         due.swap(posted);
     }
     for (TimerCallback& callback : due) callback();
-    if (endAsked != 0) {
-        endAsked = 0;
-        self->shutdown();
-    }
+    if (EndSignals::consume()) self->shutdown();
 }
 
 // One batch of deferred callbacks, then one of sd-event's: neither side can starve the other, whereas a defer source of

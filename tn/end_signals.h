@@ -1,0 +1,25 @@
+#pragma once
+
+#include <csignal>
+
+namespace tn {
+
+/// Turns SIGTERM and SIGINT into a wake-up of the loop, for as long as this lives; then the former handlers are back.
+/// At most one exists in a process.
+class EndSignals {
+  public:
+    /// @param wakeUp  an eventfd(2) that becomes readable with the signal; stays the caller's
+    explicit EndSignals(int wakeUp);
+    ~EndSignals();
+    EndSignals(const EndSignals&) = delete;
+    EndSignals& operator=(const EndSignals&) = delete;
+
+    /// True if a signal has arrived since the last call.
+    static bool consume();
+
+  private:
+    struct sigaction oldTerm_ = {};
+    struct sigaction oldInt_ = {};
+};
+
+}  // namespace tn
