@@ -23,13 +23,16 @@ class IPAddr6 {
     /// Parses dotted IPv4 or RFC 4291 IPv6 text; nothing when it is neither.
     static std::optional<IPAddr6> parse(std::string_view text);
 
-    void setIPv4(uint32_t address) { *this = ofIPv4(address); }
+    /// Whether it is a mapped IPv4 address.
     [[nodiscard]] bool isIPv4() const;
-    [[nodiscard]] uint32_t getIPv4() const;  ///< the last four octets, first in the most significant byte
+    /// The last four octets, first in the most significant byte, whether it is an IPv4 address or not.
+    [[nodiscard]] uint32_t getIPv4() const;
+    /// Whether it is the unspecified address, ::.
     [[nodiscard]] bool empty() const { return *this == IPAddr6(); }
     [[nodiscard]] const std::array<uint8_t, 16>& octets() const { return octets_; }
     [[nodiscard]] std::array<uint8_t, 16>& octets() { return octets_; }
-    [[nodiscard]] std::string str() const;  ///< dotted text for a mapped IPv4 address
+    /// Text that parse() reads: dotted for a mapped IPv4 address, else as RFC 5952.
+    [[nodiscard]] std::string str() const;
 
     friend auto operator<=>(const IPAddr6&, const IPAddr6&) = default;
 
@@ -49,11 +52,17 @@ class IPPrefix6 {
     /// Parses "192.0.2.0/24", "192.0.2.0/255.255.255.0", "2001:db8::/32" or a bare address; nothing when it is none.
     static std::optional<IPPrefix6> parse(std::string_view text);
 
+    /// Whether the address agrees in all bits that the mask selects.
     [[nodiscard]] bool has(const IPAddr6& address) const;
+    /// Whether it holds IPv4 addresses only.
     [[nodiscard]] bool isIPv4() const;
+    /// As it was given: bits outside the mask may be set.
     [[nodiscard]] const IPAddr6& address() const { return address_; }
+    /// The last 32 bits of the mask: for an IPv4 prefix, its own mask.
     [[nodiscard]] uint32_t mask4() const { return mask_.getIPv4(); }
-    [[nodiscard]] uint32_t length() const;  ///< leading one bits of the 128-bit mask
+    /// Leading one bits of the 128-bit mask: 96 more than its own length for an IPv4 prefix.
+    [[nodiscard]] uint32_t length() const;
+    /// ADDRESS/LENGTH, with an IPv4 prefix's own length; ADDRESS/MASK for an IPv4 mask with holes.
     [[nodiscard]] std::string str() const;
 
     friend bool operator==(const IPPrefix6&, const IPPrefix6&) = default;

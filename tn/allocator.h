@@ -5,16 +5,18 @@
 
 namespace tn {
 
-/// Object ids of a map: the lowest free one first, never kNoId.
+/// The ids of a map's objects that are in use.
 class Allocator {
   public:
+    /// Allocates the lowest free id. Never kNoId.
     uint32_t allocate();
-    bool allocate(uint32_t id);  ///< false when it is taken
+    /// Allocates this id. False when it is in use already, or kNoId.
+    bool allocate(uint32_t id);
     void free(uint32_t id);
-    [[nodiscard]] bool isAllocated(uint32_t id) const { return taken_.contains(id); }
+    [[nodiscard]] bool isAllocated(uint32_t id) const { return allocated_.contains(id); }
 
   private:
-    std::set<uint32_t> taken_;
+    std::set<uint32_t> allocated_;
 };
 
 }  // namespace tn

@@ -11,25 +11,28 @@
 
 namespace tn {
 
-/// An object of a map: what it tells and takes as a message.
+/// An object of a map, configured by messages. The names of its operations are fixed: plug-ins override them.
 class Object {
   public:
     virtual ~Object() = default;
+    /// Adds its configuration to `out`. @param flags  of field::GetFlags; 0 for what is stored
     virtual void getConfig(message& out, uint32_t flags) const = 0;
+    /// Applies the fields that `in` has; the others stay as they are. Can't fail: the map's hook refuses bad values
+    /// afterwards.
     virtual void setConfig(const message& in) = 0;
-    uint32_t id = kNoId;
+    uint32_t id = kNoId;  ///< in its map; kNoId before it is added
 };
 
-/// A handler that keeps objects of one class by id, persistently: loads them from its store, answers the object
-/// commands and get-all, and asks the derived class before each change. A change is made on a copy, asked for, written
-/// to the store, and only then put in place, so an error reply means that nothing changed. Each change is notified
+/// A handler that owns objects of one class by id, persistently: loads them from its store, answers the object commands
+/// and get-all, and checks each change with the derived class. A change is made on a copy, checked, written to the
+/// store, and only then put in place, so an error reply means that nothing changed. Each change is notified
 /// (cmd::Changed with the object's new configuration, or with field::Gone for a removed one) and recorded for undo.
 ///
 /// Errors: error::NotFound for an unknown id, error::Refused for an id to add that is taken and whatever the derived
 /// class says, error::StoreFailed with the store's own text.
 class AMap : public Handler {
   public:
-    /// @param storePath  platform path; empty for a map that isn't kept
+    /// @param storePath  platform path; empty for a map without a store
     /// @param what       what one object is called in error texts and undo records ("snmp community")
     AMap(const std::string& storePath, std::string what);
 
@@ -44,27 +47,32 @@ class AMap : public Handler {
     [[nodiscard]] bool hasStore() const { return store_ != nullptr; }
 
   protected:
+    // For Map, which knows the object's own type.
     [[nodiscard]] virtual std::unique_ptr<Object> make() const = 0;
     [[nodiscard]] virtual std::unique_ptr<Object> copy(const Object& object) const = 0;
-    /// Each allows the change with an empty reply and refuses it with an error reply.
+    /// Each allows the change with an empty reply and refuses it with an error reply, which goes to the caller. The
+    /// objects stay the map's. `added` and `changed` may be edited: they are what is then stored.
     virtual message mayAdd(Object* added) = 0;
     virtual message maySet(Object* current, Object* changed) = 0;
     virtual message mayRemove(Object* removed) = 0;
 
-    void load();  ///< reads every object of the store
-    /// Puts an object that needs no asking in place and stores it, under its id or, when it has none, the next free
-    /// one; false, and nothing done, when the store refuses.
+    /// Reads every object of the store. An unreadable store gives none, and refuses changes from then on.
+    void load();
+    /// Adds an object without a check, and stores it under its id or, when it has none, the lowest free one. False,
+    /// nothing changed, when the store refuses.
     bool insert(std::unique_ptr<Object> object);
 
     using Objects = std::map<uint32_t, std::unique_ptr<Object>>;
     [[nodiscard]] const Objects& objects() const { return objects_; }
-    Allocator allocator_;
+    Allocator allocator_;  ///< ids of objects(), and those that a derived class has reserved
 
   private:
-    /// Stores the object, or says why not; an empty message when there is no store.
+    /// Stores the object. @return empty, also when there is no store; else error::StoreFailed
     [[nodiscard]] message write(const Object& object);
     [[nodiscard]] message notFound(uint32_t id) const;
+    /// The request that takes a change back, without the object's fields.
     [[nodiscard]] message undoRequest(uint32_t command, uint32_t id) const;
+    /// Notifies subscribers of a change that is in place, and records how it is undone.
     void changed(const message& newRequest, message oldRequest, uint32_t id, const std::string& done);
 
     std::string what_;
@@ -72,13 +80,14 @@ class AMap : public Handler {
     Objects objects_;
 };
 
-/// AMap with the object's own type in place of Object. Hooks: doAdd, doSet, doRemove with Item*.
+/// AMap with the object's own type, which is copied for each change, in place of Object.
 template <class Item>
 class Map : public AMap {
   public:
     using AMap::AMap;
 
   protected:
+    // As AMap's mayAdd, maySet and mayRemove. The names are fixed: plug-ins override them.
     virtual message doAdd(Item* added) = 0;
     virtual message doSet(Item* current, Item* changed) = 0;
     virtual message doRemove(Item* removed) = 0;

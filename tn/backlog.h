@@ -23,8 +23,9 @@ class Backlog {
     [[nodiscard]] bool add(const ConnectionPtr& from, message packet, size_t octets);
     /// Delivers the packets that are there now.
     void deliver();
+    /// Nothing waits to be delivered.
     [[nodiscard]] bool empty() const { return packets_.empty(); }
-    void clear();
+    void clear();  ///< drops all packets
 
   private:
     struct Packet {
@@ -33,6 +34,7 @@ class Backlog {
         size_t octets = 0;
     };
 
+    /// Has the loop call deliver().
     void deliverSoon();
 
     ThinRunner& runner_;

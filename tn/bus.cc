@@ -160,14 +160,12 @@ void Bus::handleReply(const message& reply) {
     if (Handler* caller = looper_.findHandler(reply.get_u32_array(field::Destination))) caller->handleReply(reply);
 }
 
-// Consumers of notifications trust the source: what comes over a connection to a number comes from that number.
 bool Bus::hasTrueSource(const Connection& connection, const message& request) {
     if (!connection.dialled()) return true;
     const std::vector<uint32_t>& source = request.get_u32_array(field::Source);
     return !source.empty() && source.front() == *connection.dialled();
 }
 
-// A notification that we subscribed to has all rights: its sender needs none to answer what we asked for.
 uint32_t Bus::rightsOf(const Connection& connection, const message& request) const {
     return connection.dialled() && subscriptions_.isWanted(request) ? right::All : connection.peer().rights;
 }

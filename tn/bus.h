@@ -38,6 +38,7 @@ class Bus final : private Connections::Events {
     void forget(Handler& handler);  ///< ends its subscriptions, and those to it
     /// Serves what has reached this process already, and accepts nothing more.
     void drain();
+    /// Loses all connections and gives up the numbers.
     void close();
 
     /// Sends one way to a handler of another process. The destination isn't empty.
@@ -51,16 +52,20 @@ class Bus final : private Connections::Events {
 
     /// Serves a subscribe or unsubscribe request to `owner`, for the peer whose request is being handled.
     message changeSubscriber(Handler& owner, const message& request, uint32_t command);
+    /// Of handlers of this process.
     [[nodiscard]] Subscribers& subscribers() { return subscribers_; }
+    /// Of handlers of this process, to others.
     [[nodiscard]] Subscriptions& subscriptions() { return subscriptions_; }
 
     /// Nothing is under way: no exchange, no undelivered packet, no subscriber and no subscription.
     [[nodiscard]] bool isIdle() const;
+    /// See Looper::setupLeave.
     void setupLeave(std::chrono::milliseconds idleTime) { idleExit_.setup(idleTime); }
 
     // For subscribers and subscriptions.
     [[nodiscard]] Looper& looper() { return looper_; }
     [[nodiscard]] Connections& connections() { return connections_; }
+    /// For subscribe requests: never the id of an exchange.
     [[nodiscard]] uint32_t newRequestId() { return exchange_.newRequestId(); }
 
   private:
@@ -70,14 +75,20 @@ class Bus final : private Connections::Events {
     void onNotificationsGone(const std::vector<Handler*>& owners) override { subscribers_.passedOn(owners); }
     void onLost(const ConnectionPtr& connection) override;
 
+    /// A packet has arrived: checks and delivers it.
     void route(const ConnectionPtr& connection, message& packet);
     void deliver(const ConnectionPtr& connection, message& packet);
     void handleRequest(const ConnectionPtr& connection, message& request);
     void handleReply(const message& reply);
+    /// Consumers of notifications trust the source: a message on a connection to a number must come from that number.
     [[nodiscard]] static bool hasTrueSource(const Connection& connection, const message& request);
+    /// The peer's rights; all of them for a notification that we subscribed to.
     [[nodiscard]] uint32_t rightsOf(const Connection& connection, const message& request) const;
+    /// @param connection  that the message arrived on; nullptr: from this process
     message dispatch(const ConnectionPtr* connection, const message& m, uint32_t rights);
+    /// Sends a reply, or an error in place of one that is too large. A connection that can't be replied to is lost.
     void reply(const ConnectionPtr& connection, uint32_t requestId, message answer);
+    /// Sets the source, and removes what only the bus may set.
     void prepare(message& m) const;
 
     Looper& looper_;

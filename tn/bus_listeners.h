@@ -10,23 +10,31 @@
 
 namespace tn {
 
-/// The sockets on which a process waits for connections, one for each number it serves.
+/// The sockets on which a process waits for connections, one for each number that it serves. While the process has no
+/// free descriptor, it accepts nothing for a second at a time.
 class BusListeners {
   public:
+    /// @param group  its members may read: the group of the socket's file
     using Accepted = std::function<void(Descriptor connection, gid_t group)>;
 
+    /// @param runner    its loop accepts; must outlive this object
+    /// @param accepted  called from the loop for each connection, which it then owns
     BusListeners(ThinRunner& runner, Accepted accepted) : runner_(runner), accepted_(std::move(accepted)) {}
     ~BusListeners() { close(); }
     BusListeners(const BusListeners&) = delete;
     BusListeners& operator=(const BusListeners&) = delete;
 
     /// Opens the sockets of these numbers, or takes them over from the service manager or spawner that started this
-    /// process (sd_listen_fds, the number as the name). False, with one line on standard error, when one can't be had.
+    /// process (sd_listen_fds, the number as the name). Numbers that are open already are left alone.
+    /// @return false, with one line on standard error, when one can't be had; those before it stay open
     bool open(std::span<const uint32_t> numbers);
-    void withdraw();  ///< takes the sockets away, but holds the numbers
+    /// Removes the sockets, so that callers find no owner, but keeps the numbers locked.
+    void withdraw();
+    /// Removes the sockets and unlocks the numbers.
     void close();
     [[nodiscard]] bool isOpen() const { return open_; }
-    [[nodiscard]] bool hasWaitingCallers() const;  ///< a connection waits to be accepted
+    /// A connection waits to be accepted.
+    [[nodiscard]] bool hasWaitingCallers() const;
     /// Every socket is held by another process, too, which can start this one again when a caller connects.
     [[nodiscard]] bool areHandedOver() const;
 
@@ -38,9 +46,9 @@ class BusListeners {
 
     ThinRunner& runner_;
     Accepted accepted_;
-    std::map<uint32_t, BusListener> listeners_;
+    std::map<uint32_t, BusListener> listeners_;  ///< by number
     bool open_ = false;
-    ThinRunner::TimerId resume_ = 0;
+    ThinRunner::TimerId resume_ = 0;  ///< ends a pause; 0: none
 };
 
 }  // namespace tn

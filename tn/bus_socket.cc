@@ -118,8 +118,8 @@ std::multimap<std::string, int> receivedSockets() {
 }
 
 bool claimBusNumbers(std::span<const uint32_t> numbers, std::string& why) {
-    const char* told = std::getenv(kLockedNumber);
-    const std::string locked = told == nullptr ? "" : told;
+    const char* inEnvironment = std::getenv(kLockedNumber);
+    const std::string locked = inEnvironment == nullptr ? "" : inEnvironment;
     unsetenv(kLockedNumber);
     const bool isForUs = receivedSockets().contains(locked);  // and not for who started us
     for (const uint32_t number : numbers) {

@@ -81,14 +81,11 @@ bool Connections::isFull(const BusPeer& peer) const {
     return accepted_.size() >= kMaxAccepted || (isRestricted(peer) && restricted_ >= kMaxRestricted);
 }
 
-/// Logs the first refusal of a series.
 void Connections::refuse(const BusPeer& peer) {
     if (std::exchange(isCrowdReported_, true)) return;
     serr << "bus: too many connections, the one of process " << peer.pid << " is refused";
 }
 
-// Backpressure: an accepted connection isn't read while our replies to it are queued, so a caller that doesn't read
-// delays only itself.
 void Connections::watch(const ConnectionPtr& connection) {
     const bool writes = connection->hasQueue();
     const bool reads = !writes || connection->dialled();
@@ -155,7 +152,6 @@ void Connections::lose(const ConnectionPtr& lost) {
     events_.onLost(connection);
 }
 
-/// For callers in which the hooks of lost subscribers mustn't run.
 void Connections::loseSoon(const ConnectionPtr& connection) {
     connection->doomed = true;
     runner_.defer([this, connection] { lose(connection); });

@@ -19,10 +19,10 @@ namespace tn {
 using ConnectionPtr = std::shared_ptr<Connection>;
 
 /// The connections of this process to other processes: those that it dialled, one for each number, and those that it
-/// accepted. It moves packets; what they mean is decided by whoever implements Events.
+/// accepted. It moves packets; what they mean is decided by the implementation of Events.
 ///
-/// All operations are for the loop's thread. A connection stays alive for as long as somebody holds its ConnectionPtr;
-/// once lost it is closed, and nothing more can be sent or received.
+/// All operations are for the loop's thread. A connection that is lost is closed: nothing more can be
+/// sent or received, but its ConnectionPtr stays valid.
 class Connections {
   public:
     /// What is reported about connections. Each may use any operation of Connections.
@@ -86,9 +86,13 @@ class Connections {
   private:
     void accept(Descriptor socket, gid_t group);
     [[nodiscard]] bool isFull(const BusPeer& peer) const;
+    /// Logs the first refusal of a series.
     void refuse(const BusPeer& peer);
+    /// Has the loop report what the connection needs now. Backpressure: an accepted connection isn't read while our
+    /// replies to it are queued, so a caller that doesn't read delays only itself.
     void watch(const ConnectionPtr& connection);
     void onEvents(const ConnectionPtr& connection, unsigned events);
+    /// Loses the connection from the loop: for calls in which the hooks of lost subscribers mustn't run.
     void loseSoon(const ConnectionPtr& connection);
 
     ThinRunner& runner_;

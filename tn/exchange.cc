@@ -37,7 +37,6 @@ void Exchange::setBudget(std::chrono::milliseconds timeout) {
     budgetEnd_ = 0ms;
 }
 
-/// Deadline of an exchange that begins now.
 Exchange::Time Exchange::deadlineOf(std::chrono::milliseconds timeout) {
     const Time now = sinceBoot();
     if (budget_ == 0ms) return now + timeout;
@@ -68,7 +67,6 @@ message Exchange::run(message request, std::chrono::milliseconds timeout) {
     return connections_.dialError(number);
 }
 
-/// @return nothing when the peer is gone and hasn't read the request
 std::optional<message> Exchange::attempt(const ConnectionPtr& connection, const Call& call) {
     collectDebts();
     if (isIndebted(*connection)) return errorMsg(error::TimedOut, about(call.number, "owes an earlier answer"));
@@ -85,8 +83,6 @@ std::optional<message> Exchange::attempt(const ConnectionPtr& connection, const 
     return {};
 }
 
-/// Sends the request, and waits until the deadline for room. Blocked marks the connection as stuck: there is no second
-/// wait before a request gets through.
 Sent Exchange::sendWaiting(const ConnectionPtr& connection, Time deadline) {
     for (;;) {
         if (connection->hasQueue()) connections_.flush(connection);
@@ -105,7 +101,6 @@ Sent Exchange::sendWaiting(const ConnectionPtr& connection, Time deadline) {
     }
 }
 
-/// @return nothing when the peer is gone and hasn't read the request
 std::optional<message> Exchange::awaitReply(const ConnectionPtr& connection, const Call& call) {
     message reply;
     switch (receiveReply(connection, call, reply)) {
@@ -132,7 +127,6 @@ std::optional<message> Exchange::awaitReply(const ConnectionPtr& connection, con
     return errorMsg(error::Unreachable, about(call.number, "died before it answered"));
 }
 
-/// Receives packets up to the reply. @return Nothing or Interrupted when the deadline has passed
 Received Exchange::receiveReply(const ConnectionPtr& connection, const Call& call, message& reply) {
     ++running_;
     Received received = Received::Nothing;
@@ -153,7 +147,6 @@ Received Exchange::receiveReply(const ConnectionPtr& connection, const Call& cal
 
 // --- late replies ----------------------------------------------------------------------------------------------------
 
-/// Reads what debtors have sent, and strikes the debts that have been settled or have expired.
 void Exchange::collectDebts() {
     if (debts_.empty()) return;
     for (const Debt& debt : std::vector<Debt>(debts_)) setAsideAll(debt.debtor);
@@ -161,7 +154,6 @@ void Exchange::collectDebts() {
                   [now = sinceBoot()](const Debt& debt) { return debt.debtor->isClosed() || now >= debt.until; });
 }
 
-// If the debtor's pid is unknown (0: another pid namespace), only its connection is blocked.
 bool Exchange::isIndebted(const Connection& connection) const {
     const pid_t pid = connection.peer().pid;
     return std::ranges::any_of(debts_, [&](const Debt& debt) {
@@ -180,7 +172,6 @@ void Exchange::settle(const ConnectionPtr& from, message& reply) {
 
 // --- what arrives meanwhile ------------------------------------------------------------------------------------------
 
-/// Adds a packet to the backlog. False, with a line in the log, when that is full.
 bool Exchange::setAside(const ConnectionPtr& connection, message packet) {
     if (packet.has(field::ReplyTo)) settle(connection, packet);
     if (backlog_.add(connection, std::move(packet), connection->lastPacket())) return true;
@@ -188,7 +179,6 @@ bool Exchange::setAside(const ConnectionPtr& connection, message packet) {
     return false;
 }
 
-/// Reads what has arrived, without waiting. The end of the connection, a bad packet and a full backlog lose it.
 void Exchange::setAsideAll(const ConnectionPtr& connection) {
     while (!connection->isClosed()) {
         message packet;
@@ -200,7 +190,6 @@ void Exchange::setAsideAll(const ConnectionPtr& connection) {
     }
 }
 
-/// What the peer sent before it went isn't lost with it.
 void Exchange::loseAfterReading(const ConnectionPtr& connection) {
     setAsideAll(connection);
     connections_.lose(connection);

@@ -58,16 +58,27 @@ class Exchange {
         Time until{};
     };
 
+    /// Deadline of an exchange that begins now: its own or that of the budget.
     [[nodiscard]] Time deadlineOf(std::chrono::milliseconds timeout);
+    /// Sends and waits, on this connection. @return nothing when the peer is gone and hasn't read the request
     std::optional<message> attempt(const ConnectionPtr& connection, const Call& call);
+    /// Sends the request, and waits until the deadline for room. Blocked marks the connection as stuck: there is no
+    /// second wait before a request gets through.
     Sent sendWaiting(const ConnectionPtr& connection, Time deadline);
+    /// @return nothing when the peer is gone and hasn't read the request
     std::optional<message> awaitReply(const ConnectionPtr& connection, const Call& call);
+    /// Receives packets up to the reply. @return Nothing or Interrupted when the deadline has passed
     Received receiveReply(const ConnectionPtr& connection, const Call& call, message& reply);
 
+    /// Reads what debtors have sent, and strikes the debts that are settled or have expired.
     void collectDebts();
+    /// If the pid is unknown (0: another pid namespace), only the debtor's own connection counts.
     [[nodiscard]] bool isIndebted(const Connection& connection) const;
+    /// Adds a packet to the backlog. False, with a line in the log, when that is full.
     bool setAside(const ConnectionPtr& connection, message packet);
+    /// Reads what has arrived, without waiting. The end of the connection, a bad packet and a full backlog lose it.
     void setAsideAll(const ConnectionPtr& connection);
+    /// What the peer sent before it went isn't lost with it.
     void loseAfterReading(const ConnectionPtr& connection);
 
     Connections& connections_;

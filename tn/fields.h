@@ -6,6 +6,7 @@
 /// The paths, commands and fields of one owner are in contracts/.
 namespace tn {
 
+/// Fields that have the same meaning in every message. 0xff...: of the bus; 0xfe...: of objects and lists.
 namespace field {
 constexpr u32_array_id Destination{0xff0001};  // path of the handler a message goes to
 constexpr u32_array_id Source{0xff0002};       // path of the handler it comes from
@@ -40,6 +41,7 @@ constexpr bool_id Gone{0xfe00ff};  // item: placeholder for the asked row, which
 constexpr uint32_t kWantDefaults = 1U << 29;   // GetFlags
 constexpr uint32_t kTopLevelFirst = 1U << 31;  // GetFlags: repeat the first element of a list at top level
 
+/// Commands (field::Command) that every handler has a hook for, and a few of single owners.
 namespace cmd {
 constexpr uint32_t Subscribe = 0xfe0001;
 constexpr uint32_t Unsubscribe = 0xfe0002;
@@ -68,19 +70,20 @@ constexpr string_id Text{3};  // what was done, for people
 constexpr u32_id When{4};     // seconds since the epoch, set by the supervisor
 }  // namespace undo
 
+/// Values of field::ErrorCode.
 namespace error {
 constexpr uint32_t NoSuchCommand = 0xfe0001;
 constexpr uint32_t NoSuchHandler = 0xfe0002;
 constexpr uint32_t NotFound = 0xfe0004;      // the object asked for isn't there
 constexpr uint32_t Refused = 0xfe0006;       // configuration change not allowed; ErrorText says why
 constexpr uint32_t NotPermitted = 0xfe0009;  // the caller lacks the right
-constexpr uint32_t Unreachable = 0xfe000a;   // nobody serves the number, or the connection died
+constexpr uint32_t Unreachable = 0xfe000a;   // no process serves the number, or the connection died
 constexpr uint32_t TimedOut = 0xfe000b;
 constexpr uint32_t TooLarge = 0xfe000c;     // the message doesn't fit into one packet
 constexpr uint32_t StoreFailed = 0xfe000d;  // not written: the old value stays
 }  // namespace error
 
-/// Rights a policy can name; a caller needs one of those named.
+/// Rights of callers, as bits. A policy names those of which a caller needs one.
 namespace right {
 constexpr uint32_t Read = 64;
 constexpr uint32_t Write = 128;
@@ -95,6 +98,7 @@ constexpr uint32_t Supervisor = 1;
 constexpr uint32_t Snmp = 34;
 }  // namespace number
 
+/// No object: the id of none, and in requests the whole handler.
 constexpr uint32_t kNoId = 0xffffffff;
 
 }  // namespace tn

@@ -128,7 +128,7 @@ bool Writer<Out>::value(const message::Field& field, size_t depth) {
 
 }  // namespace
 
-/// A cursor over bytes that may come from anybody. Everything is read through take(), which compares with what is left;
+/// A cursor over octets of any origin. Everything is read through take(), which compares with what is left;
 /// a read that fails makes the whole message fail, so partial results don't matter.
 class message::Reader {
   public:

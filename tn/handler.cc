@@ -128,6 +128,7 @@ uint32_t Handler::getObjectCount() { return 0; }
 
 bool Handler::checkPolicy(uint32_t command, uint32_t rights) const { return (policies_.needed(command) & rights) != 0; }
 
+// Puts in the command, and this handler as the source.
 void Handler::address(message& m, uint32_t command) const {
     m.insert_u32(field::Command, command);
     if (path_.empty()) {

@@ -29,6 +29,7 @@ class IdleExit {
     void touch();
 
   private:
+    /// Starts the timer.
     void arm(std::chrono::milliseconds delay);
     void tryLeave();
 

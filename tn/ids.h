@@ -8,9 +8,8 @@
 namespace tn {
 
 constexpr uint32_t kFieldNumberMask = 0x07ffffff;
-constexpr uint32_t kFieldKindMask = 0x78000000;
-constexpr uint32_t kFieldArrayBit = 0x80000000;
 
+/// Kind and array bit of a field, in their place in its full id. flatten.cc has the layout of each kind's values.
 enum class Kind : uint32_t {
     Bool = 0x00000000,
     U32 = 0x08000000,
@@ -24,18 +23,21 @@ enum class Kind : uint32_t {
     MessageArray = 0xa8000000,
 };
 
+/// A field of one kind.
+/// @tparam View  distinguishes types that read the same field in different ways (u32_id, be32_id)
 template <Kind K, int View = 0>
 struct field_id {
     static constexpr Kind kind = K;
     // Implicit: accessors are called with plain numbers as well as with named ids.
     constexpr field_id(uint32_t n) : number(n & kFieldNumberMask) {}  // NOLINT(google-explicit-constructor)
+    /// Number, kind and array bit: what is stored and sent.
     [[nodiscard]] constexpr uint32_t full() const { return number | static_cast<uint32_t>(K); }
     uint32_t number;
 };
 
 using bool_id = field_id<Kind::Bool>;
 using u32_id = field_id<Kind::U32>;
-using be32_id = field_id<Kind::U32, 1>;  ///< the same field as u32_id, its value kept in network byte order
+using be32_id = field_id<Kind::U32, 1>;  ///< the same field as u32_id, its value in network byte order
 using u64_id = field_id<Kind::U64>;
 using addr6_id = field_id<Kind::Addr6>;
 using string_id = field_id<Kind::String>;

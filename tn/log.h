@@ -11,10 +11,11 @@
 namespace tn {
 
 /// Where log streams write. Writing never blocks: when a pipe, a terminal or the system log is full, lines are lost,
-/// and a line with their number follows once there is room again. (Except where this process can't open the pipe or
-/// terminal itself, because it is another user's: a write can then wait if it fills at that moment.) Standard output
-/// and error lines go there whatever the target is, except for None.
+/// and a line with their number follows once there is room again. (There is one exception: a pipe or terminal of
+/// another user that this process can't open itself. A write then waits if it fills at that moment.) Lines for standard
+/// output and standard error go there whatever the target is, except for None.
 enum class LogTarget { Stderr, Syslog, None };
+/// Sets the target of all streams. May be called at any time, by any thread.
 /// @param systemLogPath  the datagram socket that the system log's daemon reads
 void setLogTarget(LogTarget target, const std::string& systemLogPath = "/dev/log");
 
@@ -22,10 +23,11 @@ void setLogTarget(LogTarget target, const std::string& systemLogPath = "/dev/log
 ///
 ///     slog << "packet from: " << source << " version: " << version;
 ///
-/// What isn't printable is escaped (\n, \t, \x1b), so that no peer can write a line of its own. One cause, that is one
-/// first piece of text on one stream, may write a burst of 256 lines and one a second after that; a line that tells how
-/// many were left out follows with the next line of any stream when there is room again. So a statement begins with
-/// fixed text, and what a program was asked to print (tnctl's tables) goes elsewhere. A muted stream formats nothing.
+/// What isn't printable is escaped (\n, \t, \x1b), so that no peer can forge a line. One cause, that is one
+/// first piece of text on one stream, may write a burst of 256 lines and one a second after that; the number of lines
+/// left out follows with the next line of any stream when there is room again. So a statement begins with fixed text,
+/// and the output of a program (tnctl's tables) goes elsewhere. A muted stream formats nothing. May be used by any
+/// thread.
 ///
 /// Lines caused by strangers (peers that haven't proved any access rights) are limited to 10 a second in total,
 /// whatever their causes; how many were left out is reported in the same way.
@@ -41,6 +43,7 @@ class lstream {
         : topic_(topic), level_(level), muted_(level >= kDebugLevel) {}
     explicit constexpr lstream(Sink sink, About about = About::Ourselves) : sink_(sink), about_(about) {}
 
+    /// Whether its lines are caused by strangers.
     [[nodiscard]] bool isAboutStrangers() const { return about_ == About::Strangers; }
     [[nodiscard]] bool isMuted() const { return muted_; }
     void mute(bool on = true) { muted_ = on; }
@@ -73,6 +76,7 @@ class lstream {
         std::string cause_;
     };
 
+    /// Begins a line. @param piece  its cause, for the limits
     template <class T>
     Line operator<<(const T& piece) const {
         Line line(muted_ ? nullptr : this);
@@ -81,8 +85,8 @@ class lstream {
     }
 
   private:
-    void write(std::string_view cause, std::string_view text) const;  ///< unless the cause has written too much
-    void emit(std::string_view text) const;
+    void write(std::string_view cause, std::string_view text) const;  ///< unless the limits forbid it
+    void emit(std::string_view text) const;                           ///< without a limit
 
     Sink sink_ = Sink::Log;
     About about_ = About::Ourselves;

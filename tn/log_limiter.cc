@@ -18,7 +18,7 @@ constexpr int kBurst = 256;                         // lines of one cause at onc
 constexpr std::chrono::milliseconds kRefill{1000};  // until a cause may write one line more
 constexpr size_t kStrangersLines = 10;              // in any kStrangersTime
 constexpr std::chrono::milliseconds kStrangersTime{1000};
-constexpr size_t kMaxCauses = 256;  // each with a bucket of its own; any others share one for each stream
+constexpr size_t kMaxCauses = 256;  // with separate buckets; any others share one for each stream
 constexpr std::string_view kOtherCauses;
 
 /// How much one cause may write: a bucket of kBurst tokens that gets one back each kRefill.

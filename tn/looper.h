@@ -15,47 +15,55 @@ namespace tn {
 
 class Bus;
 
-/// A process on the bus: the loop, the handlers that live in it, and the way to everybody else's. A message to a
+/// A process on the bus: the loop, the handlers that live in it, and the way to the others. A message to a
 /// handler of the same process is a function call; to another process it is a packet.
 ///
 /// There is one looper in a process (getLooper). It is itself the handler of its first number.
 class Looper : public Handler, public ThinRunner {
   public:
-    /// @param numbers  the process's own numbers, first elements of the paths it serves. Empty for a client (tnctl).
+    /// @param numbers  the process's own numbers, first elements of the paths that it serves; empty for a client
+    /// (tnctl)
     explicit Looper(std::vector<uint32_t> numbers);
     ~Looper() override;
 
     /// Registers a handler under {first own number, id}.
     void addHandler(uint32_t id, Handler* handler);
     /// Registers a handler under a path; a first element not served yet becomes one of the process's numbers. The
-    /// handler must outlive the looper, or be destroyed outside its own callbacks. Calls its loadPermData.
+    /// handler stays the caller's; it must outlive the looper, or be destroyed outside its own callbacks. Calls its
+    /// loadPermData. A handler that has the path already is replaced.
     void addHandler(std::span<const uint32_t> path, Handler* handler);
     /// The handler of exactly this path in this process, or nullptr.
     [[nodiscard]] Handler* findHandler(std::span<const uint32_t> path) const;
 
     /// Opens the listening socket of each number under busFolder(), or takes it over from a service manager or spawner
     /// (sd_listen_fds). False, with one line on standard error, when another live process serves a number or the folder
-    /// can't be made. Called by run() when nobody has called it before.
+    /// can't be made. Called by run() unless it has been called before.
     bool listen();
 
-    int run() override;  ///< listen, onInit, tell the service manager READY, loop; 0, or 1 when listen failed
+    /// Listens, loads its own data, calls onInit, reports READY to the service manager and loops; at the end answers
+    /// what has been received and calls every handler's savePermData. @return 0; 1 when listen() failed
+    int run() override;
     void shutdown() override;
 
-    /// Sends one way: nothing comes back but an error reply when the message couldn't be handed over.
+    /// Sends one way to the path in field::Destination. @return an error when it couldn't be handed over; else empty
     virtual message sendMessage(message m);
-    /// Sends and waits. The destination path is in the message.
+    /// Sends to the path in field::Destination and waits for the reply. A handler of this process is called directly,
+    /// and isn't subject to the timeout. @return the reply, or an error as Handler::exchangeCmd
     virtual message exchangeMessage(const message& m, std::chrono::milliseconds timeout = kExchangeTimeout);
 
+    /// Called by run() when the process listens and its data is loaded.
     virtual void onInit() {}
     /// False keeps a message from its handler; it is then answered with error::NotPermitted.
     virtual bool filterMessage(const message& m);
-    /// Gives a message to the handler of its destination and returns the reply.
+    /// Gives a message to the handler of its destination, or to the nearest one above it (handleBrkpath), and returns
+    /// the reply. @param rights  of the caller, bits of right::*
     virtual message dispatchMessage(const message& m, uint32_t rights = right::All);
-    /// Whether an idle process may leave: no exchange is under way, no subscriber and no subscription exists.
+    /// Whether an idle process may leave: no exchange is under way, no packet waits, no subscriber and no subscription
+    /// exists.
     virtual bool canLeave() const;
 
-    /// Leaves the loop when nothing has happened on the bus for that long and canLeave() holds; 0 cancels. A process
-    /// with a bus socket of its own making stays: nobody would start it again.
+    /// Leaves the loop when nothing has happened on the bus for `idleTime` and canLeave() holds; 0 cancels. A process
+    /// that opened a bus socket itself stays: it wouldn't be started again.
     void setupLeave(std::chrono::milliseconds idleTime);
 
     // For the other parts of this library.

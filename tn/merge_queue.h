@@ -12,14 +12,17 @@ namespace tn {
 
 class Handler;
 
-constexpr size_t kMergeBeyond = 256;  ///< queued entries past which notifications about one object are merged
+/// Entries of a queue past which notifications about one object are merged. Below that nothing is lost: a burst of a
+/// few hundred changes arrives as it happened.
+constexpr size_t kMergeBeyond = 256;
 
-/// What makes two notifications to one subscriber versions of the same thing.
+/// What makes two notifications to one subscriber versions of the same state, of which only the latest counts.
+/// Ordered, to be a key of a map.
 struct NoteKey {
-    Handler* owner = nullptr;
+    Handler* owner = nullptr;  ///< the notifier, in its process; nullptr at the receiver
     uint32_t command = 0;
-    std::optional<uint32_t> object;  ///< nothing: the whole handler
-    std::vector<uint32_t> subscriber;
+    std::optional<uint32_t> object;    ///< its id; nothing: the whole handler
+    std::vector<uint32_t> subscriber;  ///< its path
 
     friend auto operator<=>(const NoteKey& a, const NoteKey& b) {
         return std::tie(a.owner, a.command, a.object, a.subscriber) <=>
@@ -27,14 +30,19 @@ struct NoteKey {
     }
 };
 
-/// What waits for one receiver, in order. Past kMergeBeyond entries a notification replaces the newest one with its key
-/// instead of growing the queue, so a receiver that is slow still learns the latest state of every object.
+/// The items that wait for one receiver, in order. Past kMergeBeyond entries a notification replaces the newest one
+/// with its key instead of growing the queue, so a slow receiver still gets the latest state of every object.
+///
+/// Limits are the user's: the queue itself grows without end for items that can't be merged.
 template <class Item>
 class MergeQueue {
   public:
+    /// Appends an item that is never merged.
     void push(Item item) { entries_.push_back({std::move(item), std::nullopt}); }
 
-    /// False when the notification took the place of an older one, which `item` then holds.
+    /// Appends a notification, or merges it with an older one.
+    /// @param item  moved from when it was appended; after a merge it holds the older one, which has left the queue
+    /// @return false when it was merged
     bool push(NoteKey key, Item& item) {
         const auto known = newest_.find(key);
         if (entries_.size() >= kMergeBeyond && known != newest_.end()) {
@@ -48,9 +56,11 @@ class MergeQueue {
 
     [[nodiscard]] bool empty() const { return entries_.empty(); }
     [[nodiscard]] size_t size() const { return entries_.size(); }
+    /// The first item. The queue isn't empty.
     [[nodiscard]] Item& front() { return entries_.front().item; }
 
-    /// Takes the first entry off. @return whose notification it was; nullptr when it was none
+    /// Removes the first item. The queue isn't empty.
+    /// @return the owner of the notification; nullptr for other items
     Handler* pop() {
         Handler* owner = nullptr;
         if (const std::optional<NoteKey>& key = entries_.front().key) {
@@ -68,6 +78,7 @@ class MergeQueue {
         std::optional<NoteKey> key;
     };
     std::list<Entry> entries_;
+    /// The entry that the next notification with this key replaces.
     std::map<NoteKey, typename std::list<Entry>::iterator> newest_;
 };
 

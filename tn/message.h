@@ -16,7 +16,7 @@
 
 namespace tn {
 
-/// The bytes of one message, as they travel in a packet or lie in a store.
+/// The octets of one message, in a packet or a store. flatten.cc has their layout.
 using flat_message = std::vector<uint8_t>;
 
 constexpr size_t kMaxPacket = 256 * 1024;  ///< octets of one flattened message on the bus
@@ -31,12 +31,13 @@ constexpr size_t kMaxNesting = 16;         ///< messages within messages, the ou
 class message {
   public:
     message();
-    message(const message&);
+    message(const message&);  ///< copies nested messages, too
     message(message&&) noexcept;
     message& operator=(const message&);
     message& operator=(message&&) noexcept;
     ~message();
 
+    // Each replaces the field with this id, if there is one.
     void insert_bool(bool_id id, bool value);
     void insert_u32(u32_id id, uint32_t value);
     void insert_be32(be32_id id, uint32_t value);  ///< value with the first octet in the most significant byte
@@ -53,6 +54,8 @@ class message {
     void insert_vector(u32_array_id id, std::span<const uint32_t> values);
     void insert_vector(u32_array_id id, uint32_t value) { insert_vector(id, std::span(&value, 1)); }
 
+    // Each returns the field's value, or `absent` when there is no field with this id. A reference is valid until the
+    // message is changed.
     [[nodiscard]] bool get_bool(bool_id id, bool absent = false) const;
     [[nodiscard]] uint32_t get_u32(u32_id id, uint32_t absent = 0) const;
     [[nodiscard]] uint32_t get_be32(be32_id id, uint32_t absent = 0) const;
@@ -66,12 +69,14 @@ class message {
     [[nodiscard]] const std::vector<std::string>& get_string_array(string_array_id id) const;
     [[nodiscard]] const std::vector<message>& get_message_array(message_array_id id) const;
 
-    /// The field's own value, created empty when it isn't there. Valid until the message is changed otherwise.
+    /// The field's own value, for building it in place; created empty when it isn't there. Valid until the message is
+    /// changed in another way.
     std::vector<uint32_t>& get_u32_array_ref(u32_array_id id);
     std::vector<std::string>& get_string_array_ref(string_array_id id);
     std::vector<message>& get_message_array_ref(message_array_id id);
     message& get_message_ref(message_id id);
 
+    /// Whether there is a field with this id, whatever its value.
     template <Kind K, int View>
     [[nodiscard]] bool has(field_id<K, View> id) const {
         return find(id.full()) != nullptr;
@@ -83,23 +88,28 @@ class message {
     [[nodiscard]] size_t size(u32_array_id id) const { return get_u32_array(id).size(); }
     [[nodiscard]] size_t size(string_array_id id) const { return get_string_array(id).size(); }
     [[nodiscard]] size_t size(message_array_id id) const { return get_message_array(id).size(); }
+    /// Does nothing when the field isn't there.
     template <Kind K, int View>
     void remove(field_id<K, View> id) {
         removeField(id.full());
     }
 
     [[nodiscard]] bool empty() const { return fields_.empty(); }
+    /// Number of fields.
     [[nodiscard]] size_t size() const;
     void clear();
+    /// Makes room for so many fields, to save allocations.
     void reserve(size_t fields);
 
-    /// Appends the flattened message to `out`. The layout is private to this library; see flatten.cc. False, `out` as
-    /// it was, for a message nested deeper than kMaxNesting, which nobody could rebuild.
+    /// Appends the flattened message to `out`. False, `out` unchanged, for a message nested deeper than kMaxNesting,
+    /// which no receiver could rebuild.
     bool flattenTo(flat_message& out) const;
-    [[nodiscard]] flat_message flatten() const;  ///< no bytes at all for a message nested too deep
-    [[nodiscard]] size_t flatSize() const;       ///< octets that flatten() gives
-    /// Rebuilds a message from bytes that may come from anybody: every length is checked, nesting is bounded, memory is
-    /// bounded by a small multiple of the bytes. False leaves `out` empty.
+    /// The flattened message; no octets at all for one nested too deep.
+    [[nodiscard]] flat_message flatten() const;
+    /// Octets that flatten() gives, counted without building them.
+    [[nodiscard]] size_t flatSize() const;
+    /// Rebuilds a message from octets of any origin: every length is checked, nesting is bounded, and memory is bounded
+    /// by a small multiple of the octets. False leaves `out` empty.
     [[nodiscard]] static bool unflatten(std::span<const uint8_t> bytes, message& out);
 
     /// Every field as number:kind=value, a line each, for people; `indent` columns to the right.
@@ -109,15 +119,18 @@ class message {
     friend bool operator==(const message& a, const message& b);
 
     struct Field;
+    /// All fields, in the order of insertion.
     [[nodiscard]] const std::vector<Field>& fields() const { return fields_; }
 
   private:
     class Reader;
 
     [[nodiscard]] bool hasDistinctFields() const;
+    /// nullptr when there is none.
     [[nodiscard]] const Field* find(uint32_t fullId) const;
     template <class T>
     [[nodiscard]] const T* value(uint32_t fullId) const;
+    /// The value of a field to write, created when it isn't there.
     template <class T>
     T& slot(uint32_t fullId);
     void removeField(uint32_t fullId);
@@ -127,12 +140,12 @@ class message {
     mutable uint32_t next_ = 0;  ///< where the next look-up starts
 };
 
-/// One field. Bool, u32 and u64 are held as u64 (be32 in network order), string and raw as std::string.
+/// One field. Bool, u32 and u64 are stored as u64 (be32 in network order), string and raw as std::string.
 struct message::Field {
     using Value = std::variant<uint64_t, IPAddr6, std::string, std::vector<uint32_t>, std::vector<std::string>,
                                std::vector<message>, std::unique_ptr<message>>;
     uint32_t id = 0;  ///< number, kind and array bit
-    Value value;
+    Value value;      ///< of the type that belongs to kind()
 
     [[nodiscard]] uint32_t number() const { return id & kFieldNumberMask; }
     [[nodiscard]] Kind kind() const { return static_cast<Kind>(id & ~kFieldNumberMask); }
@@ -148,8 +161,11 @@ std::ostream& operator<<(std::ostream& out, const message& m);
 
 /// An error reply: a code of tn::error and one line for people.
 [[nodiscard]] message errorMsg(uint32_t code, std::string text);
-/// True for an error reply; fills what is asked for, and leaves it alone otherwise.
+/// Whether a reply is an error.
+/// @param code  set for an error, else unchanged; may be nullptr
+/// @param text  likewise
 bool isError(const message& reply, uint32_t* code = nullptr, std::string* text = nullptr);
+/// The text of an error reply; empty for any other.
 [[nodiscard]] std::string getError(const message& reply);
 
 /// A request to `path` with a command.

@@ -53,7 +53,7 @@ bool makeOne(const std::string& folder, unsigned mode) {
 }
 
 /// Why others than root and this process's user can change or swap it; empty when they can't.
-/// @param mayBeSticky  whether it is enough that nobody replaces in it what isn't theirs
+/// @param mayBeSticky  whether it is enough that others replace only their own files in it
 std::string whyExposed(const struct stat& status, bool mayBeSticky) {
     if (status.st_uid != 0 && status.st_uid != geteuid()) return "belongs to user " + std::to_string(status.st_uid);
     if (S_ISLNK(status.st_mode) || (status.st_mode & (S_IWGRP | S_IWOTH)) == 0) return {};

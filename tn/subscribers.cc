@@ -31,14 +31,14 @@ message Subscribers::add(Handler& owner, const message& request, ConnectionPtr f
                s.filter == subscriber.filter;
     });
     if (known) return {};
-    if (others.size() >= kMaxSubscribers || exceedsShare(subscriber))
+    if (others.size() >= kMaxSubscribers || isBeyondShare(subscriber))
         return errorMsg(error::Refused, "too many subscriptions");
     byOwner_[&owner].push_back(std::move(subscriber));
     owner.subscribed(request.get_u32(field::NotifyCommand), request.get_message(field::NotifyFilter));
     return {};
 }
 
-bool Subscribers::exceedsShare(const Subscriber& added) const {
+bool Subscribers::isBeyondShare(const Subscriber& added) const {
     if (!added.connection || added.connection->peer().rights == right::All) return false;
     size_t count = 1;
     size_t octets = added.octets;

@@ -17,7 +17,7 @@ constexpr std::chrono::milliseconds kMaxDelay{5000};
 }  // namespace
 
 message Subscriptions::requestOf(const Subscription& subscription, uint32_t command) {
-    message m = request(subscription.path, command);
+    message m = tn::request(subscription.path, command);
     if (!subscription.subscriber->path().empty()) m.insert_u32_array(field::Source, subscription.subscriber->path());
     m.insert_u32(field::NotifyCommand, subscription.command);
     m.insert_message(field::NotifyFilter, subscription.filter);
@@ -49,16 +49,16 @@ void Subscriptions::remove(Handler& subscriber, std::span<const uint32_t> path, 
     });
     if (found == list_.end()) return;
     const message cancel = requestOf(*found, cmd::Unsubscribe);
-    const bool told = found->state == State::Asked || found->state == State::InForce;
+    const bool isReported = found->state == State::Requested || found->state == State::InForce;
     list_.erase(found);
     stopUnneeded();
-    if (told) bus_.looper().sendMessage(cancel);
+    if (isReported) bus_.looper().sendMessage(cancel);
 }
 
 void Subscriptions::establish(uint32_t number) {
     if (bus_.looper().isServedHere(number)) {
         for (Subscription& s : list_) {
-            if (s.path.front() == number && s.state == State::Missing) askHere(s);
+            if (s.path.front() == number && s.state == State::Missing) requestHere(s);
         }
     } else if (const ConnectionPtr connection = bus_.connections().dial(number, {})) {
         connected(number, connection);
@@ -66,7 +66,7 @@ void Subscriptions::establish(uint32_t number) {
     if (isMissing(number)) lookLater(number);
 }
 
-void Subscriptions::askHere(Subscription& subscription) {
+void Subscriptions::requestHere(Subscription& subscription) {
     if (bus_.looper().findHandler(subscription.path) == nullptr) return;
     if (isError(bus_.dispatchLocal(requestOf(subscription, cmd::Subscribe)))) {
         subscription.state = State::Refused;
@@ -89,20 +89,20 @@ void Subscriptions::accepted(Subscription& subscription) {
 
 void Subscriptions::connected(uint32_t number, const ConnectionPtr& connection) {
     for (Subscription& s : list_) {
-        if (s.path.front() == number && s.state == State::Missing) ask(s, connection);
+        if (s.path.front() == number && s.state == State::Missing) request(s, connection);
     }
 }
 
-void Subscriptions::ask(Subscription& subscription, const ConnectionPtr& connection) {
+void Subscriptions::request(Subscription& subscription, const ConnectionPtr& connection) {
     message m = requestOf(subscription, cmd::Subscribe);
     subscription.request = bus_.newRequestId();
     m.insert_u32(field::RequestId, subscription.request);
-    if (bus_.connections().send(connection, m.flatten()) == Sent::Yes) subscription.state = State::Asked;
+    if (bus_.connections().send(connection, m.flatten()) == Sent::Yes) subscription.state = State::Requested;
 }
 
 bool Subscriptions::applyReply(uint32_t requestId, const message& reply) {
     const auto found = std::ranges::find_if(
-        list_, [&](const Subscription& s) { return s.state == State::Asked && s.request == requestId; });
+        list_, [&](const Subscription& s) { return s.state == State::Requested && s.request == requestId; });
     if (found == list_.end()) return false;
     const uint32_t number = found->path.front();
     uint32_t code = 0;
@@ -140,7 +140,7 @@ void Subscriptions::connectionLost(uint32_t number) {
 
 void Subscriptions::handlerAdded() {
     for (Subscription& s : list_) {
-        if (s.state == State::Missing && bus_.looper().isServedHere(s.path.front())) askHere(s);
+        if (s.state == State::Missing && bus_.looper().isServedHere(s.path.front())) requestHere(s);
     }
     stopUnneeded();
 }
