@@ -124,7 +124,7 @@ TEST_F(MapTest, RefusedChangeChangesNothing) {
     EXPECT_EQ(add("c"), 2U) << "a refused addition gives its id back";
 }
 
-TEST_F(MapTest, UnknownIdIsToldInWords) {
+TEST_F(MapTest, UnknownIdIsAnErrorThatNamesIt) {
     for (const uint32_t command : {cmd::GetObj, cmd::SetObj, cmd::RemoveObj}) {
         EXPECT_EQ(errorOf(ask(command, of(9))), error::NotFound);
         EXPECT_EQ(getError(ask(command, of(9))), "there is no book 9");
@@ -167,7 +167,7 @@ TEST_F(MapTest, EachChangeCanBeTakenBack) {
     EXPECT_EQ(looper.dispatchMessage(again).get_u32(field::ObjectId), 3U) << "done again under the same id";
 }
 
-TEST_F(MapTest, GetAllGoesOnWhereThePageEnded) {
+TEST_F(MapTest, GetAllContinuesWhereThePageEnded) {
     for (const char* name : {"a", "b", "c", "d", "e"}) add(name);
     message page;
     page.insert_u32(field::MaxObjects, 2);
@@ -193,7 +193,7 @@ TEST_F(MapTest, GetAllGoesOnWhereThePageEnded) {
 }
 
 TEST_F(MapTest, PagesFitIntoAPacketWhateverTheObjectsHold) {
-    open("");  // not kept: a hundred durable additions take a second
+    open("");  // without a store: a hundred durable additions take a second
     const size_t large = kMaxPacket / 10;
     for (char c = 0; c < 100; ++c) add(std::string(large, c));
     size_t seen = 0;

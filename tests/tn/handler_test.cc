@@ -58,25 +58,12 @@ class HandlerTest : public testing::Test {
     Recorder recorder_;
 };
 
-TEST_F(HandlerTest, DefaultsRefuseInWords) {
-    Handler plain;
-    looper_.addHandler(9, &plain);
-    const std::vector<std::pair<uint32_t, uint32_t>> errors = {
-        {cmd::Get, error::NotFound},         {cmd::Set, error::NoSuchCommand}, {cmd::GetAll, error::NoSuchCommand},
-        {cmd::AddObj, error::NoSuchCommand}, {12345, error::NoSuchCommand},
-    };
-    for (const auto& [command, code] : errors) {
-        const message reply = plain.exchangeCmd(request(plain.path(), 0), command);
-        EXPECT_EQ(errorOf(reply), code) << command;
-        EXPECT_FALSE(getError(reply).empty());
+TEST_F(HandlerTest, PathWithoutAHandlerIsAnError) {
+    for (const std::vector<uint32_t>& path : {std::vector<uint32_t>{24, 2, 1}, {24, 77}, {}}) {
+        EXPECT_EQ(errorOf(looper_.exchangeMessage(request(path, cmd::Get))), error::NoSuchHandler);
     }
-    const uint32_t below[] = {24, 9, 1};
-    const uint32_t elsewhere[] = {24, 77};
-    EXPECT_EQ(errorOf(looper_.exchangeMessage(request(below, cmd::Get))), error::NoSuchHandler);
-    EXPECT_EQ(errorOf(looper_.exchangeMessage(request(elsewhere, cmd::Get))), error::NoSuchHandler);
-    EXPECT_EQ(errorOf(looper_.exchangeMessage(message())), error::NoSuchHandler);
-    EXPECT_FALSE(plain.sendCmd(request(elsewhere, 0), 3));
-    EXPECT_TRUE(plain.sendCmd(request(kPath, 0), 3));
+    EXPECT_FALSE(recorder_.sendCmd(request(std::vector<uint32_t>{24, 77}, 0), 3));
+    EXPECT_TRUE(recorder_.sendCmd(request(kPath, 0), 3));
 }
 
 TEST_F(HandlerTest, PolicyNamesTheRightsOfWhichOneIsNeeded) {
@@ -132,6 +119,14 @@ TEST_F(HandlerTest, NotificationsPassTheFilterAndComeFromTheLoop) {
     settle();
     EXPECT_EQ(some.heard.size(), before);
     EXPECT_EQ(all.heard.size(), 4U);
+}
+
+TEST_F(HandlerTest, SubscribersOfOneHandlerAreBounded) {
+    message subscribe = request(kPath, cmd::Subscribe);
+    for (uint32_t n = 0; n <= 4096; ++n) {
+        subscribe.insert_u32(field::NotifyCommand, n);
+        ASSERT_EQ(errorOf(looper_.exchangeMessage(subscribe)), n < 4096 ? 0 : error::Refused) << n;
+    }
 }
 
 TEST_F(HandlerTest, SubscriptionWaitsForAHandlerThatComesLater) {

@@ -81,7 +81,7 @@ TEST_F(LogTest, MutedStreamFormatsNothing) {
     EXPECT_EQ(written([&] { debug << Counted{&formatted}; }), "[20] counted\n");
 }
 
-TEST_F(LogTest, NobodyWritesALineOfHisOwn) {
+TEST_F(LogTest, UnprintableTextCannotForgeALine) {
     const struct {
         std::string_view raw, shown;
     } cases[] = {

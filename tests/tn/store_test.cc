@@ -137,9 +137,11 @@ TEST_F(StoreTest, MissingFileIsNotMadeUnlessAskedAndAnEmptyOneBecomesAStore) {
     EXPECT_FALSE(store.set(0, numbered(1)));
     EXPECT_FALSE(std::filesystem::exists(file()));
 
-    write("");  // what a full disk left of one
+    write("");                                                // what a full disk left of one
+    temporary.write(std::string(kStore) + ".new", "SQLite");  // of a process that was killed while it made one
     Store remade(kStore);
     EXPECT_TRUE(remade.set(0, numbered(1))) << remade.lastError();
+    EXPECT_FALSE(std::filesystem::exists(file() + ".new"));
 }
 
 TEST_F(StoreTest, FileThatIsNotAStoreIsRefused) {
@@ -184,7 +186,7 @@ TEST_F(StoreTest, DamagedStoreKeepsItsUnmergedChanges) {
     expectRefused("message 15");
 }
 
-TEST_F(StoreTest, WhatCannotBeReadForAMomentIsNotTakenForMissing) {
+TEST_F(StoreTest, MessageThatCannotBeReadForAMomentIsNotTakenForMissing) {
     const std::function<bool(const Store&)> reads[] = {
         [](const Store& store) { return store.find(0); },
         [](const Store& store) { return !store.get(0).empty(); },
