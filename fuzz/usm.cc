@@ -11,6 +11,9 @@
 
 namespace {
 
+constexpr tn::string_id kName{5}, kAuthenticationPassword{11}, kEncryptionPassword{12};
+constexpr tn::u32_id kAuthenticationProtocol{20};
+
 constexpr unsigned kLevels = 3, kSha = 4, kAltered = 8, kStrict = 16;
 
 /// A world whose agent has an engine id and two users.
@@ -23,10 +26,10 @@ struct Users {
         for (const bool sha : {false, true}) {
             const wire::Manager manager = managerOf(sha);
             tn::message user = tn::request(snmp::loop->communities().path(), tn::cmd::AddObj);
-            user.insert_string(5, manager.user);
-            user.insert_u32(20, sha ? 1 : 0);
-            user.insert_string(11, manager.authPassword);
-            user.insert_string(12, manager.privPassword);
+            user.insert_string(kName, manager.user);
+            user.insert_u32(kAuthenticationProtocol, sha ? 1 : 0);
+            user.insert_string(kAuthenticationPassword, manager.authPassword);
+            user.insert_string(kEncryptionPassword, manager.privPassword);
             (void)snmp::loop->exchangeMessage(user);
         }
     }

@@ -28,8 +28,8 @@ enum class Kind : uint32_t {
 template <Kind K, int View = 0>
 struct field_id {
     static constexpr Kind kind = K;
-    // Implicit: accessors are called with plain numbers as well as with named ids.
-    constexpr field_id(uint32_t n) : number(n & kFieldNumberMask) {}  // NOLINT(google-explicit-constructor)
+    /// Explicit: fields are accessed by the names that their contract gives them, not by number.
+    constexpr explicit field_id(uint32_t n) : number(n & kFieldNumberMask) {}
     /// Number, kind and array bit: what is stored and sent.
     [[nodiscard]] constexpr uint32_t full() const { return number | static_cast<uint32_t>(K); }
     uint32_t number;

@@ -21,19 +21,19 @@ using Put = bool (*)(uint32_t number, std::string_view text, tn::message& out, s
 bool putBool(uint32_t number, std::string_view text, tn::message& out, size_t) {
     const bool yes = text == "yes" || text == "true";
     if (!yes && text != "no" && text != "false") return false;
-    out.insert_bool(number, yes);
+    out.insert_bool(tn::bool_id(number), yes);
     return true;
 }
 
 bool putU32(uint32_t number, std::string_view text, tn::message& out, size_t) {
     const auto value = parseNumber(text);
-    if (value) out.insert_u32(number, static_cast<uint32_t>(*value));
+    if (value) out.insert_u32(tn::u32_id(number), static_cast<uint32_t>(*value));
     return value.has_value();
 }
 
 bool putU64(uint32_t number, std::string_view text, tn::message& out, size_t) {
     const auto value = parseNumber(text, UINT64_MAX);
-    if (value) out.insert_u64(number, *value);
+    if (value) out.insert_u64(tn::u64_id(number), *value);
     return value.has_value();
 }
 
@@ -45,18 +45,18 @@ std::optional<uint32_t> parseBe32(std::string_view text) {
 
 bool putBe32(uint32_t number, std::string_view text, tn::message& out, size_t) {
     const auto value = parseBe32(text);
-    if (value) out.insert_be32(number, *value);
+    if (value) out.insert_be32(tn::be32_id(number), *value);
     return value.has_value();
 }
 
 bool putAddr6(uint32_t number, std::string_view text, tn::message& out, size_t) {
     const auto address = tn::IPAddr6::parse(text);
-    if (address) out.insert_addr6(number, *address);
+    if (address) out.insert_addr6(tn::addr6_id(number), *address);
     return address.has_value();
 }
 
 bool putString(uint32_t number, std::string_view text, tn::message& out, size_t) {
-    out.insert_string(number, std::string(text));
+    out.insert_string(tn::string_id(number), std::string(text));
     return true;
 }
 
@@ -69,13 +69,13 @@ bool putRaw(uint32_t number, std::string_view text, tn::message& out, size_t) {
             fault != std::errc() || end != begin + 2)
             return false;
     }
-    out.insert_raw(number, octets);
+    out.insert_raw(tn::raw_id(number), octets);
     return true;
 }
 
 bool putU32Array(uint32_t number, std::string_view text, tn::message& out, size_t) {
     auto values = text.empty() ? std::vector<uint32_t>() : parseNumbers(text);
-    if (values) out.insert_u32_array(number, std::move(*values));
+    if (values) out.insert_u32_array(tn::u32_array_id(number), std::move(*values));
     return values.has_value();
 }
 
@@ -88,7 +88,7 @@ bool putBe32Array(uint32_t number, std::string_view text, tn::message& out, size
             values.push_back(*value);
         }
     }
-    out.insert_be32_array(number, values);
+    out.insert_be32_array(tn::be32_array_id(number), values);
     return true;
 }
 
@@ -96,7 +96,7 @@ bool putStringArray(uint32_t number, std::string_view text, tn::message& out, si
     std::vector<std::string> values;
     if (!text.empty())
         for (const std::string_view piece : splitAtCommas(text)) values.emplace_back(piece);
-    out.insert_string_array(number, std::move(values));
+    out.insert_string_array(tn::string_array_id(number), std::move(values));
     return true;
 }
 
@@ -131,7 +131,7 @@ std::optional<tn::message> parseBraces(std::string_view text, size_t depth) {
 
 bool putMessage(uint32_t number, std::string_view text, tn::message& out, size_t depth) {
     auto nested = parseBraces(text, depth);
-    if (nested) out.insert_message(number, std::move(*nested));
+    if (nested) out.insert_message(tn::message_id(number), std::move(*nested));
     return nested.has_value();
 }
 
@@ -145,7 +145,7 @@ bool putMessageArray(uint32_t number, std::string_view text, tn::message& out, s
         if (!nested) return false;
         values.push_back(std::move(*nested));
     }
-    out.insert_message_array(number, std::move(values));
+    out.insert_message_array(tn::message_array_id(number), std::move(values));
     return true;
 }
 

@@ -39,7 +39,9 @@ World::World() {
 
 void World::add(const std::string& community, bool write) {
     tn::message m = tn::request(agent_->communities().path(), tn::cmd::AddObj);
-    m.insert_string(5, community);
-    m.insert_bool(7, write);
+    constexpr tn::string_id kName{5};
+    constexpr tn::bool_id kWriteAccess{7};
+    m.insert_string(kName, community);
+    m.insert_bool(kWriteAccess, write);
     (void)agent_->exchangeMessage(m);
 }

@@ -34,20 +34,20 @@ bool KeyField::isIn(const tn::message& m) const {
 bool KeyField::read(const tn::message& m, std::span<uint8_t> place) const {
     switch (form_) {
         case Form::U32:
-            putNumber(place, m.get_u32(number_));
+            putNumber(place, m.get_u32(tn::u32_id(number_)));
             return true;
         case Form::Be32:
-            putNumber(place, m.get_be32(number_));
+            putNumber(place, m.get_be32(tn::be32_id(number_)));
             return true;
         case Form::Addr6: {
-            const tn::IPAddr6 address = m.get_addr6(number_);
+            const tn::IPAddr6 address = m.get_addr6(tn::addr6_id(number_));
             std::ranges::copy(address.octets(), place.begin());
             return true;
         }
         case Form::Raw:
             break;
     }
-    std::vector<uint8_t> octets = m.get_raw(number_);
+    std::vector<uint8_t> octets = m.get_raw(tn::raw_id(number_));
     const bool fits = octets.size() == place.size();
     octets.resize(place.size());
     std::ranges::copy(octets, place.begin());
@@ -57,16 +57,16 @@ bool KeyField::read(const tn::message& m, std::span<uint8_t> place) const {
 void KeyField::write(std::span<const uint8_t> place, tn::message& m) const {
     switch (form_) {
         case Form::U32:
-            return m.insert_u32(number_, numberOf(place));
+            return m.insert_u32(tn::u32_id(number_), numberOf(place));
         case Form::Be32:
-            return m.insert_be32(number_, numberOf(place));
+            return m.insert_be32(tn::be32_id(number_), numberOf(place));
         case Form::Addr6: {
             tn::IPAddr6 address;
             std::ranges::copy(place, address.octets().begin());
-            return m.insert_addr6(number_, address);
+            return m.insert_addr6(tn::addr6_id(number_), address);
         }
         case Form::Raw:
-            return m.insert_raw(number_, place);
+            return m.insert_raw(tn::raw_id(number_), place);
     }
 }
 

@@ -30,16 +30,16 @@ struct Field {
         struct Insert {
             tn::message& m;
             uint32_t id;
-            void operator()(bool v) { m.insert_bool(id, v); }
-            void operator()(uint32_t v) { m.insert_u32(id, v); }
-            void operator()(uint64_t v) { m.insert_u64(id, v); }
-            void operator()(Ip4 v) { m.insert_be32(id, v.value); }
-            void operator()(const tn::IPAddr6& v) { m.insert_addr6(id, v); }
-            void operator()(const std::string& v) { m.insert_string(id, v); }
-            void operator()(const Raw& v) { m.insert_raw(id, v); }
-            void operator()(const std::vector<uint32_t>& v) { m.insert_u32_array(id, v); }
-            void operator()(const std::vector<std::string>& v) { m.insert_string_array(id, v); }
-            void operator()(const Messages& v) { m.insert_message_array(id, v); }
+            void operator()(bool v) { m.insert_bool(tn::bool_id(id), v); }
+            void operator()(uint32_t v) { m.insert_u32(tn::u32_id(id), v); }
+            void operator()(uint64_t v) { m.insert_u64(tn::u64_id(id), v); }
+            void operator()(Ip4 v) { m.insert_be32(tn::be32_id(id), v.value); }
+            void operator()(const tn::IPAddr6& v) { m.insert_addr6(tn::addr6_id(id), v); }
+            void operator()(const std::string& v) { m.insert_string(tn::string_id(id), v); }
+            void operator()(const Raw& v) { m.insert_raw(tn::raw_id(id), v); }
+            void operator()(const std::vector<uint32_t>& v) { m.insert_u32_array(tn::u32_array_id(id), v); }
+            void operator()(const std::vector<std::string>& v) { m.insert_string_array(tn::string_array_id(id), v); }
+            void operator()(const Messages& v) { m.insert_message_array(tn::message_array_id(id), v); }
         };
         std::visit(Insert{m, number}, value);
     }

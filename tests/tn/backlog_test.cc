@@ -36,7 +36,7 @@ class BacklogTest : public testing::Test {
     std::vector<uint32_t> seen;
     std::function<void()> onDelivery = [] {};
     Backlog backlog{runner, [this](const ConnectionPtr&, message& m) {
-                        seen.push_back(m.get_u32(1));
+                        seen.push_back(m.get_u32(u32_id(1)));
                         onDelivery();
                     }};
 };

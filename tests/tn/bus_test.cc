@@ -34,7 +34,7 @@ message noteFrom(std::vector<uint32_t> source, uint32_t n) {
     const uint32_t path[] = {34, 1};
     message note = request(path, kNote);
     note.insert_u32_array(field::Source, std::move(source));
-    note.insert_u32(1, n);
+    note.insert_u32(u32_id(1), n);
     return note;
 }
 
@@ -64,10 +64,10 @@ TEST_F(BusTest, RequestAndReplyCrossUnchangedAndTheCallerIsNamedByTheKernel) {
     const Peer peer({24}, serve);
     message m = ask(kEcho, 7);
     m.insert_u32(field::CallerPid, 1);
-    m.insert_string(3, std::string("\0binary", 7));
+    m.insert_string(string_id(3), std::string("\0binary", 7));
     const message reply = exchange(m);
-    EXPECT_EQ(reply.get_u32(1), 7U);
-    EXPECT_EQ(reply.get_string(3), std::string("\0binary", 7));
+    EXPECT_EQ(reply.get_u32(u32_id(1)), 7U);
+    EXPECT_EQ(reply.get_string(string_id(3)), std::string("\0binary", 7));
     EXPECT_EQ(reply.get_u32(field::CallerPid), static_cast<uint32_t>(getpid()));
     EXPECT_EQ(reply.get_u32_array(field::Source), std::vector<uint32_t>{34});
     m.insert_u32_array(field::Source, {99});
@@ -83,16 +83,16 @@ TEST_F(BusTest, RequestAndReplyCrossUnchangedAndTheCallerIsNamedByTheKernel) {
 
 TEST_F(BusTest, LargestPacketsPassAndLargerOnesAreAnErrorAtOnce) {
     const Peer peer({24}, serve);
-    EXPECT_EQ(exchange(ask(kLong, kMaxPacket - 100)).get_string(1).size(), kMaxPacket - 100);
+    EXPECT_EQ(exchange(ask(kLong, kMaxPacket - 100)).get_string(string_id(1)).size(), kMaxPacket - 100);
     EXPECT_EQ(errorOf(exchange(ask(kLong, 300 * 1024))), error::TooLarge);
     message large = ask(kEcho);
-    large.insert_string(2, std::string(kMaxPacket - 200, 'x'));
+    large.insert_string(string_id(2), std::string(kMaxPacket - 200, 'x'));
     EXPECT_EQ(errorOf(exchange(large)), 0U);
-    large.insert_string(2, std::string(kMaxPacket, 'x'));
+    large.insert_string(string_id(2), std::string(kMaxPacket, 'x'));
     EXPECT_EQ(errorOf(exchange(large)), error::TooLarge);
     EXPECT_EQ(errorOf(looper_.sendMessage(large)), error::TooLarge);
     message deep = ask(kEcho);
-    for (size_t level = 0; level < kMaxNesting; ++level) deep.insert_message(1, deep);
+    for (size_t level = 0; level < kMaxNesting; ++level) deep.insert_message(message_id(1), deep);
     EXPECT_EQ(errorOf(exchange(deep)), error::TooLarge) << "nested too deep to be a packet";
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U) << "the connection is still there";
 }
@@ -167,7 +167,7 @@ TEST_F(BusTest, AfterATimeOutThePeerOwesAReplyUntilItComes) {
     EXPECT_TRUE(eventually([&] { return !client_.late.empty(); }, &looper_));
     const message reply = exchange(ask(kEcho));
     EXPECT_EQ(errorOf(reply), 0U);
-    EXPECT_NE(reply.get_u32(1), client_.late[0]);
+    EXPECT_NE(reply.get_u32(u32_id(1)), client_.late[0]);
     EXPECT_EQ(client_.late.size(), 1U);
 }
 
@@ -254,7 +254,7 @@ TEST_F(BusTest, StraysNeitherDelayTheTimeOutNorGetLostOrReordered) {
     EXPECT_TRUE(client_.heard.empty()) << "kept for the loop";
     EXPECT_LT(timeOf([&] { EXPECT_EQ(errorOf(exchange(ask(kEcho), 100ms)), error::TimedOut); }), 400ms);
     EXPECT_TRUE(eventually([&] { return client_.heard.size() >= 150; }, &looper_));
-    for (uint32_t i = 0; i < client_.heard.size(); ++i) ASSERT_EQ(client_.heard[i].get_u32(1), i);
+    for (uint32_t i = 0; i < client_.heard.size(); ++i) ASSERT_EQ(client_.heard[i].get_u32(u32_id(1)), i);
 }
 
 TEST_F(BusTest, MessagesUnderAnothersNameAndBadPacketsEndTheConnection) {
@@ -303,7 +303,7 @@ TEST_F(BusTest, PeerThatDoesNotReadBlocksTheCallerForOneTimeoutUntilItReadsAgain
                            }
                        }});
     message large = ask(kEcho);
-    large.insert_string(2, std::string(200'000, 'x'));
+    large.insert_string(string_id(2), std::string(200'000, 'x'));
     bool full = false;
     for (int i = 0; i < 200 && !full; ++i) full = isError(looper_.sendMessage(large));
     EXPECT_TRUE(full) << "what waits for a peer that doesn't read must be bounded";
@@ -320,9 +320,9 @@ TEST_F(BusTest, HandlerMayExchangeWhileItsOwnRequestIsServed) {
     const Peer other({20}, serving({20}));
     const Peer peer({24}, serve);
     message m = ask(kAskOther);
-    m.insert_u32_array(2, {20, 2});
+    m.insert_u32_array(u32_array_id(2), {20, 2});
     EXPECT_EQ(exchange(m).get_u32_array(field::Source), (std::vector<uint32_t>{24, 2}));
-    m.insert_u32_array(2, {99});
+    m.insert_u32_array(u32_array_id(2), {99});
     EXPECT_EQ(errorOf(exchange(m)), error::Unreachable) << "the error of the inner exchange reaches the outer caller";
 }
 
@@ -456,7 +456,7 @@ TEST_F(BusRightsTest, ReadersHaveABoundedShareOfSubscriptions) {
         for (uint32_t i = 0; i <= 50; ++i) {
             message m = ask(cmd::Subscribe);
             m.insert_u32(field::NotifyCommand, i % 50);
-            m.get_message_ref(field::NotifyFilter).insert_string(1, std::string(octets, 'x'));
+            m.get_message_ref(field::NotifyFilter).insert_string(string_id(1), std::string(octets, 'x'));
             count += isError(looper.exchangeMessage(m, 1s)) ? 0 : 1;
         }
         return count;

@@ -24,12 +24,12 @@ class ConnectionTest : public testing::Test {
     std::vector<uint32_t> received() {
         std::vector<uint32_t> all;
         message m;
-        while (other->receive(buffer, /*wait=*/false, m) == Received::Packet) all.push_back(m.get_u32(1));
+        while (other->receive(buffer, /*wait=*/false, m) == Received::Packet) all.push_back(m.get_u32(u32_id(1)));
         return all;
     }
     static flat_message packet(uint32_t n, size_t octets = 0) {
         message m = numbered(n);
-        m.insert_string(2, std::string(octets, 'x'));
+        m.insert_string(string_id(2), std::string(octets, 'x'));
         return m.flatten();
     }
 

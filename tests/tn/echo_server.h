@@ -29,14 +29,14 @@ class Server : public Handler {
             case kEcho:
                 return m;
             case kLong:
-                reply.insert_string(1, std::string(m.get_u32(1), 'x'));
+                reply.insert_string(string_id(1), std::string(m.get_u32(u32_id(1)), 'x'));
                 return reply;
             case kDie:
                 _exit(0);
             case kAskOther:
-                return exchangeCmd(request(m.get_u32_array(2), 0), kEcho, std::chrono::seconds(1));
+                return exchangeCmd(request(m.get_u32_array(u32_array_id(2)), 0), kEcho, std::chrono::seconds(1));
             case kSleep:
-                usleep(m.get_u32(1) * 1000);
+                usleep(m.get_u32(u32_id(1)) * 1000);
                 return reply;
             case kOneWay:
                 return reply;
@@ -56,7 +56,7 @@ inline void serve(Looper& looper) {
 inline message ask(uint32_t command, uint32_t parameter = 0) {
     const uint32_t path[] = {24, 2};
     message m = request(path, command);
-    m.insert_u32(1, parameter);
+    m.insert_u32(u32_id(1), parameter);
     return m;
 }
 

@@ -29,17 +29,17 @@ struct Octets : Bytes {
 
 message everyKind() {
     message m;
-    m.insert_u32(9, 0xffffffff);
-    m.insert_bool(1, true);
-    m.insert_u64(2, ~0ULL);
-    m.insert_addr6(3, IPAddr6::ofIPv4(0x7f000001));
-    m.insert_string(4, std::string("\0text", 5));
-    m.insert_raw(5, {});
-    m.insert_u32_array(6, {1, 2, 3});
-    m.insert_string_array(7, {"", "b"});
-    m.get_message_ref(8).insert_bool(1, false);
-    m.get_message_array_ref(8).resize(2);
-    m.get_message_array_ref(8)[1].get_message_ref(1);
+    m.insert_u32(u32_id(9), 0xffffffff);
+    m.insert_bool(bool_id(1), true);
+    m.insert_u64(u64_id(2), ~0ULL);
+    m.insert_addr6(addr6_id(3), IPAddr6::ofIPv4(0x7f000001));
+    m.insert_string(string_id(4), std::string("\0text", 5));
+    m.insert_raw(raw_id(5), {});
+    m.insert_u32_array(u32_array_id(6), {1, 2, 3});
+    m.insert_string_array(string_array_id(7), {"", "b"});
+    m.get_message_ref(message_id(8)).insert_bool(bool_id(1), false);
+    m.get_message_array_ref(message_array_id(8)).resize(2);
+    m.get_message_array_ref(message_array_id(8))[1].get_message_ref(message_id(1));
     return m;
 }
 
@@ -47,7 +47,7 @@ message nested(size_t levels) {
     message m;
     for (size_t i = 1; i < levels; ++i) {
         message outer;
-        outer.insert_message(1, std::move(m));
+        outer.insert_message(message_id(1), std::move(m));
         m = std::move(outer);
     }
     return m;
@@ -65,14 +65,14 @@ TEST(Flatten, EveryKindComesBackTheSame) {
     ASSERT_TRUE(m.flattenTo(behind));
     EXPECT_EQ(behind.front(), 0xaa);
     EXPECT_TRUE(std::ranges::equal(std::span(behind).subspan(1), bytes));
-    back.insert_bool(1, false);  // an id below the greatest is found, not appended a second time
+    back.insert_bool(bool_id(1), false);  // an id below the greatest is found, not appended a second time
     EXPECT_EQ(back.size(), m.size());
 }
 
 TEST(Flatten, LayoutIsTheOneWrittenDown) {
     message m;
-    m.insert_u32(0xff0007, 0x01020304);
-    m.insert_string(2, "ab");
+    m.insert_u32(u32_id(0xff0007), 0x01020304);
+    m.insert_string(string_id(2), "ab");
     EXPECT_EQ(
         m.flatten(),
         Octets().u32(2).id(Kind::U32, 0xff0007).octets({4, 3, 2, 1}).id(Kind::String, 2).u32(2).octets({'a', 'b'}));

@@ -26,13 +26,13 @@ class Recorder : public Handler {
         subscriptions.erase(std::ranges::find(subscriptions, notification));
     }
     bool shouldNotify(const message& filter, const message& notification) override {
-        return !filter.has(u32_id(1)) || filter.get_u32(1) == notification.get_u32(1);
+        return !filter.has(u32_id(1)) || filter.get_u32(u32_id(1)) == notification.get_u32(u32_id(1));
     }
     void notifiesSent() override { ++sent; }
 
     message said(const std::string& what) {
         message reply;
-        reply.insert_string(1, what);
+        reply.insert_string(string_id(1), what);
         return reply;
     }
 
@@ -78,7 +78,7 @@ TEST_F(HandlerTest, PolicyNamesTheRightsOfWhichOneIsNeeded) {
     recorder_.policySet().add_policy(cmd::GetAll, right::Write);
     recorder_.policySet().add_policy(1, right::Monitor | right::Write);
     EXPECT_EQ(errorOf(ask(cmd::GetAll, right::Reading)), error::NotPermitted);
-    EXPECT_EQ(ask(1, right::Reading).get_string(1), "unknown 1");
+    EXPECT_EQ(ask(1, right::Reading).get_string(string_id(1)), "unknown 1");
     EXPECT_EQ(ask(cmd::GetPolicies).get_u32(cmd::GetAll), right::Write);
 
     // Rights are checked before a path below a handler is looked at.

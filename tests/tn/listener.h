@@ -18,14 +18,14 @@ inline uint32_t errorOf(const message& reply) {
 /// A message with this in field 1.
 inline message numbered(uint32_t n) {
     message m;
-    m.insert_u32(1, n);
+    m.insert_u32(u32_id(1), n);
     return m;
 }
 
 /// Keeps whatever comes to it.
 class Listener : public Handler {
   public:
-    void handleReply(const message& reply) override { late.push_back(reply.get_u32(1)); }
+    void handleReply(const message& reply) override { late.push_back(reply.get_u32(u32_id(1))); }
     message cmdUnknown(const message& m, uint32_t) override {
         heard.push_back(m);
         return {};
@@ -33,7 +33,7 @@ class Listener : public Handler {
     /// Field 1 of each that was heard.
     [[nodiscard]] std::vector<uint32_t> numbers() const {
         std::vector<uint32_t> all;
-        for (const message& m : heard) all.push_back(m.get_u32(1));
+        for (const message& m : heard) all.push_back(m.get_u32(u32_id(1)));
         return all;
     }
     std::vector<message> heard;

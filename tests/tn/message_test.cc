@@ -11,21 +11,22 @@ using testing::ElementsAre;
 
 TEST(Message, SameNumberUnderTwoKindsIsTwoFields) {
     message m;
-    m.insert_bool(6, true);
-    m.insert_string(6, "six");
-    m.insert_u32(6, 66);
-    m.insert_u32_array(6, {6, 6});
-    EXPECT_TRUE(m.get_bool(6));
-    EXPECT_EQ(m.get_string(6), "six");
-    EXPECT_EQ(m.get_u32(6), 66U);
-    EXPECT_THAT(m.get_u32_array(6), ElementsAre(6, 6));
+    m.insert_bool(bool_id(6), true);
+    m.insert_string(string_id(6), "six");
+    m.insert_u32(u32_id(6), 66);
+    m.insert_u32_array(u32_array_id(6), {6, 6});
+    EXPECT_TRUE(m.get_bool(bool_id(6)));
+    EXPECT_EQ(m.get_string(string_id(6)), "six");
+    EXPECT_EQ(m.get_u32(u32_id(6)), 66U);
+    EXPECT_THAT(m.get_u32_array(u32_array_id(6)), ElementsAre(6, 6));
     EXPECT_EQ(m.size(), 4U);
     EXPECT_FALSE(m.has(u64_id(6)));
-    EXPECT_EQ(m.get_u64(6, 1ULL << 40), 1ULL << 40) << "the default of one that isn't there";
-    EXPECT_EQ(m.get_addr6(6, IPAddr6::ofIPv4(5)), IPAddr6::ofIPv4(5));
-    EXPECT_TRUE(m.get_raw(6).empty() && m.get_message(6).empty() && m.get_message_array(6).empty());
-    m.insert_u32(0xf8000005, 1);
-    EXPECT_EQ(m.get_u32(5), 1U) << "the low bits of a number count";
+    EXPECT_EQ(m.get_u64(u64_id(6), 1ULL << 40), 1ULL << 40) << "the default of one that isn't there";
+    EXPECT_EQ(m.get_addr6(addr6_id(6), IPAddr6::ofIPv4(5)), IPAddr6::ofIPv4(5));
+    EXPECT_TRUE(m.get_raw(raw_id(6)).empty() && m.get_message(message_id(6)).empty() &&
+                m.get_message_array(message_array_id(6)).empty());
+    m.insert_u32(u32_id(0xf8000005), 1);
+    EXPECT_EQ(m.get_u32(u32_id(5)), 1U) << "the low bits of a number count";
 }
 
 TEST(Message, InsertingAgainReplacesWhateverTheOrder) {
@@ -38,14 +39,14 @@ TEST(Message, InsertingAgainReplacesWhateverTheOrder) {
 
 TEST(Message, Be32IsTheSameFieldInNetworkOrderAndArraysGrow) {
     message m;
-    m.insert_be32(8, 0xc0000201);
-    EXPECT_EQ(m.get_be32(8), 0xc0000201U);
-    const uint32_t held = m.get_u32(8);
+    m.insert_be32(be32_id(8), 0xc0000201);
+    EXPECT_EQ(m.get_be32(be32_id(8)), 0xc0000201U);
+    const uint32_t held = m.get_u32(u32_id(8));
     const auto* octets = reinterpret_cast<const uint8_t*>(&held);
     EXPECT_THAT(std::vector<int>(octets, octets + 4), ElementsAre(0xc0, 0, 2, 1));
     const std::vector<uint32_t> addresses = {1, 0x7f000001};
-    m.insert_be32_array(8, addresses);
-    EXPECT_EQ(m.get_be32_array(8), addresses);
+    m.insert_be32_array(be32_array_id(8), addresses);
+    EXPECT_EQ(m.get_be32_array(be32_array_id(8)), addresses);
     m.insert_vector(field::Destination, 24);
     m.insert_vector(field::Destination, std::vector<uint32_t>{1, 2});
     EXPECT_THAT(m.get_u32_array(field::Destination), ElementsAre(24, 1, 2));
@@ -53,56 +54,56 @@ TEST(Message, Be32IsTheSameFieldInNetworkOrderAndArraysGrow) {
 
 TEST(Message, ReferencesCreateTheFieldAndSurviveItsNeighboursGrowth) {
     message m;
-    message& nested = m.get_message_ref(1);
+    message& nested = m.get_message_ref(message_id(1));
     for (uint32_t id = 2; id < 200; ++id) m.insert_u32(id, id);
-    nested.insert_u32(1, 42);
-    EXPECT_EQ(m.get_message(1).get_u32(1), 42U);
-    m.get_message_array_ref(7).emplace_back().insert_bool(1, true);
-    EXPECT_TRUE(m.get_message_array(7).at(0).get_bool(1));
+    nested.insert_u32(u32_id(1), 42);
+    EXPECT_EQ(m.get_message(message_id(1)).get_u32(u32_id(1)), 42U);
+    m.get_message_array_ref(message_array_id(7)).emplace_back().insert_bool(bool_id(1), true);
+    EXPECT_TRUE(m.get_message_array(message_array_id(7)).at(0).get_bool(bool_id(1)));
 }
 
 TEST(Message, RemovedFieldIsGoneAndCanComeBack) {
     message m;
     for (uint32_t id = 1; id <= 4; ++id) m.insert_u32(id, id);
-    EXPECT_EQ(m.get_u32(4), 4U);  // leaves the next look-up at the end
+    EXPECT_EQ(m.get_u32(u32_id(4)), 4U);  // leaves the next look-up at the end
     m.remove(u32_id(4));
     m.remove(u32_id(77));
     EXPECT_FALSE(m.has(u32_id(4)));
-    m.insert_u32(4, 5);
-    EXPECT_EQ(m.get_u32(4), 5U);
+    m.insert_u32(u32_id(4), 5);
+    EXPECT_EQ(m.get_u32(u32_id(4)), 5U);
     m.clear();
     EXPECT_TRUE(m.empty());
-    m.insert_u32(1, 9);
-    EXPECT_EQ(m.get_u32(1), 9U);
+    m.insert_u32(u32_id(1), 9);
+    EXPECT_EQ(m.get_u32(u32_id(1)), 9U);
 }
 
 TEST(Message, CopiesAreDeepAndMovedFromIsEmpty) {
     message m;
-    m.insert_u32(9, 1);
-    m.get_message_ref(3).insert_string(1, "inner");
+    m.insert_u32(u32_id(9), 1);
+    m.get_message_ref(message_id(3)).insert_string(string_id(1), "inner");
     message copy = m;
-    copy.get_message_ref(3).insert_string(1, "changed");
-    EXPECT_EQ(m.get_message(3).get_string(1), "inner");
+    copy.get_message_ref(message_id(3)).insert_string(string_id(1), "changed");
+    EXPECT_EQ(m.get_message(message_id(3)).get_string(string_id(1)), "inner");
     EXPECT_FALSE(copy == m);
 
     const message taken = std::move(copy);
     EXPECT_TRUE(copy.empty());  // NOLINT(bugprone-use-after-move): that is the point
-    copy.insert_u32(2, 2);
-    EXPECT_EQ(copy.get_u32(2), 2U);
-    EXPECT_EQ(taken.get_u32(9), 1U);
-    m = std::move(m.get_message_ref(3));
-    EXPECT_EQ(m.get_string(1), "inner") << "replaced by what it held itself";
+    copy.insert_u32(u32_id(2), 2);
+    EXPECT_EQ(copy.get_u32(u32_id(2)), 2U);
+    EXPECT_EQ(taken.get_u32(u32_id(9)), 1U);
+    m = std::move(m.get_message_ref(message_id(3)));
+    EXPECT_EQ(m.get_string(string_id(1)), "inner") << "replaced by what it held itself";
 }
 
 TEST(Message, EqualityIgnoresOrderButNotValues) {
     message a;
-    a.insert_u32(1, 1);
-    a.get_message_ref(2).insert_bool(1, true);
+    a.insert_u32(u32_id(1), 1);
+    a.get_message_ref(message_id(2)).insert_bool(bool_id(1), true);
     message b;
-    b.get_message_ref(2).insert_bool(1, true);
-    b.insert_u32(1, 1);
+    b.get_message_ref(message_id(2)).insert_bool(bool_id(1), true);
+    b.insert_u32(u32_id(1), 1);
     EXPECT_TRUE(a == b);
-    b.get_message_ref(2).insert_bool(1, false);
+    b.get_message_ref(message_id(2)).insert_bool(bool_id(1), false);
     EXPECT_FALSE(a == b);
     a.remove(message_id(2));
     EXPECT_FALSE(a == b);
@@ -110,11 +111,11 @@ TEST(Message, EqualityIgnoresOrderButNotValues) {
 
 TEST(Message, PrintsOneFieldPerLineAndNeverRawOctets) {
     message m;
-    m.insert_bool(1, true);
-    m.insert_string(2, "a\x1b[2J\n");
-    m.insert_raw(3, std::vector<uint8_t>{0x00, 0xff});
-    m.get_message_ref(4).insert_u32_array(1, {20, 0});
-    m.get_message_array_ref(5).resize(1);
+    m.insert_bool(bool_id(1), true);
+    m.insert_string(string_id(2), "a\x1b[2J\n");
+    m.insert_raw(raw_id(3), std::vector<uint8_t>{0x00, 0xff});
+    m.get_message_ref(message_id(4)).insert_u32_array(u32_array_id(1), {20, 0});
+    m.get_message_array_ref(message_array_id(5)).resize(1);
     std::ostringstream out;
     m.print(out, 2);
     EXPECT_EQ(out.str(),
@@ -126,7 +127,7 @@ TEST(Message, PrintsOneFieldPerLineAndNeverRawOctets) {
               "  }\n"
               "  0x5:message-array={}\n");
     std::ostringstream line;
-    line << m.get_message(4);
+    line << m.get_message(message_id(4));
     EXPECT_EQ(line.str(), "{0x1:u32-array=20,0}");
 }
 

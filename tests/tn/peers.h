@@ -106,7 +106,7 @@ class RawPeer {
     /// Answers `asked` with its own RequestId as field 1.
     static void answer(int connection, const message& asked) {
         message reply;
-        reply.insert_u32(1, asked.get_u32(field::RequestId));
+        reply.insert_u32(u32_id(1), asked.get_u32(field::RequestId));
         reply.insert_u32(field::ReplyTo, asked.get_u32(field::RequestId));
         write(connection, reply);
     }

@@ -29,7 +29,7 @@ constexpr char kStore[] = "/tern/store/snmpd";
 
 message sized(size_t octets) {
     message m;
-    m.insert_string(1, std::string(octets, 'x'));
+    m.insert_string(string_id(1), std::string(octets, 'x'));
     return m;
 }
 
@@ -106,7 +106,7 @@ TEST_F(StoreTest, KeepsWhatWasSetAcrossAReopening) {
     }
     const Store store(kStore);
     EXPECT_THAT(store.ids(), ElementsAre(0, 7, 0xfffffffe));
-    EXPECT_EQ(store.get(7).get_u32(1), 70U);
+    EXPECT_EQ(store.get(7).get_u32(u32_id(1)), 70U);
     EXPECT_TRUE(store.find(0));
     EXPECT_FALSE(store.find(8));
     EXPECT_TRUE(store.get(8).empty());
@@ -231,7 +231,7 @@ TEST_F(StoreTest, KilledProcessLosesNothingItWasToldIsSet) {
 
         const Store store(kStore);
         for (const auto& [id, last] : told) {
-            const uint32_t kept = store.get(id).get_u32(1);
+            const uint32_t kept = store.get(id).get_u32(u32_id(1));
             EXPECT_TRUE(kept == last || kept == last + 16) << id << ": told " << last << ", kept " << kept;
         }
     }
@@ -263,10 +263,10 @@ TEST_F(StoreTest, FullDiskFailsTheSetAndKeepsTheOldValue) {
             ASSERT_LT(written, 100U) << "the disk never filled";
             EXPECT_THAT(store.lastError(), HasSubstr("full"));
             EXPECT_FALSE(store.set(0, sized(200 << 10)));
-            EXPECT_EQ(store.get(0).get_u32(1), 42U);
+            EXPECT_EQ(store.get(0).get_u32(u32_id(1)), 42U);
         }
         const Store store(kStore);
-        EXPECT_EQ(store.get(0).get_u32(1), 42U);
+        EXPECT_EQ(store.get(0).get_u32(u32_id(1)), 42U);
         EXPECT_EQ(store.ids().size(), written + 1) << "and everything that was answered";
     });
     if (status == kNoRights) GTEST_SKIP() << "NOT TESTED: no right to mount a small file system";

@@ -23,22 +23,22 @@ class Owner : public Handler {
     message cmdUnknown(const message& m, uint32_t command) override {
         message reply;
         if (command == kNotify) {
-            for (uint32_t i = 0; i < m.get_u32(1); ++i) {
+            for (uint32_t i = 0; i < m.get_u32(u32_id(1)); ++i) {
                 message note = numbered(i);
-                note.insert_u32(field::ObjectId, i % m.get_u32(2, 1));
+                note.insert_u32(field::ObjectId, i % m.get_u32(u32_id(2), 1));
                 notify(kNote, note);
             }
         } else if (command == kNotifyLarge) {
             message note;
-            note.insert_string(2, std::string(m.get_u32(1), 'x'));
+            note.insert_string(string_id(2), std::string(m.get_u32(u32_id(1)), 'x'));
             notify(kNote, note);
         } else if (command == kHistory) {
-            reply.insert_string_array(1, history_);
+            reply.insert_string_array(string_array_id(1), history_);
         }
         return reply;
     }
     bool shouldNotify(const message& filter, const message& note) override {
-        return !filter.has(u32_id(9)) || filter.get_u32(9) == note.get_u32(field::ObjectId);
+        return !filter.has(u32_id(9)) || filter.get_u32(u32_id(9)) == note.get_u32(field::ObjectId);
     }
     void subscribed(uint32_t, const message&) override { history_.emplace_back("subscribed"); }
     void unsubscribed(uint32_t, const message&) override { history_.emplace_back("unsubscribed"); }
@@ -71,8 +71,8 @@ class SubscriptionsTest : public testing::Test {
     }
     static message commandOf(uint32_t number, uint32_t first, uint32_t second) {
         message m = request(kPath, number);
-        m.insert_u32(1, first);
-        m.insert_u32(2, second);
+        m.insert_u32(u32_id(1), first);
+        m.insert_u32(u32_id(2), second);
         return m;
     }
     bool receives(size_t count) {
@@ -81,7 +81,7 @@ class SubscriptionsTest : public testing::Test {
     bool historyHas(const std::string& event) {
         return eventually(
             [&] {
-                const std::vector<std::string> history = command(kHistory).get_string_array(1);
+                const std::vector<std::string> history = command(kHistory).get_string_array(string_array_id(1));
                 return std::ranges::find(history, event) != history.end();
             },
             &looper_);
@@ -105,12 +105,12 @@ class SubscriptionsTest : public testing::Test {
 TEST_F(SubscriptionsTest, NotificationsArriveInOrderFilteredAndMarkedWithTheirSource) {
     const Peer owner({24}, serve);
     message filter;
-    filter.insert_u32(9, 1);
+    filter.insert_u32(u32_id(9), 1);
     subscriber_.subscribe(kPath, kNote, filter);
     EXPECT_FALSE(isError(command(kNotify, 6, 2)));
     ASSERT_TRUE(receives(3));
     for (uint32_t i = 0; i < 3; ++i) {
-        EXPECT_EQ(subscriber_.heard[i].get_u32(1), 1 + 2 * i);
+        EXPECT_EQ(subscriber_.heard[i].get_u32(u32_id(1)), 1 + 2 * i);
         EXPECT_EQ(subscriber_.heard[i].get_u32_array(field::Source), (std::vector<uint32_t>{24, 2}));
     }
     // A second filter that lets the same notification through doesn't double it.
@@ -182,7 +182,7 @@ TEST_F(SubscriptionsTest, SlowSubscriberGetsTheLatestStateOfEveryObject) {
         EXPECT_TRUE(eventually(
             [&] {
                 for (const message& note : subscriber_.heard) {
-                    if (note.get_u32(1) >= 19'950) latest.insert(note.get_u32(field::ObjectId));
+                    if (note.get_u32(u32_id(1)) >= 19'950) latest.insert(note.get_u32(field::ObjectId));
                 }
                 return latest.size() == 50;
             },
@@ -225,7 +225,7 @@ TEST_F(SubscriptionsTest, OversizedNotificationIsDroppedAndTheNextOneArrives) {
     command(kNotifyLarge, 300'000);
     command(kNotifyLarge, 200'000);
     ASSERT_TRUE(receives(1));
-    EXPECT_EQ(subscriber_.heard[0].get_string(2).size(), 200'000U);
+    EXPECT_EQ(subscriber_.heard[0].get_string(string_id(2)).size(), 200'000U);
 }
 
 }  // namespace

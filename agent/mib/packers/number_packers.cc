@@ -17,12 +17,12 @@ bool NumPacker::addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) cons
     OID piece;
     unsigned int value = 0;
     if (!key.popUnsigned(&piece) || !piece.asUnsigned(&value)) return false;
-    m.insert_u32(fieldId, value);
+    m.insert_u32(tn::u32_id(fieldId), value);
     return true;
 }
 
 void NumPacker::addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const {
-    m.insert_u32(fieldId, get(record));
+    m.insert_u32(tn::u32_id(fieldId), get(record));
 }
 
 void BignumPacker::pack(Context& c, const Data* record) const { c.out.add(get(record), type_); }

@@ -63,13 +63,13 @@ void StringPacker::addKeyToMessage(const Data* record, tn::message& m, uint32_t 
 }
 
 void StringPacker::insertKey(tn::message& m, uint32_t fieldId, const std::string& value) const {
-    m.insert_string(fieldId, value);
+    m.insert_string(tn::string_id(fieldId), value);
 }
 
 void RawPacker::insertKey(tn::message& m, uint32_t fieldId, const std::string& value) const {
     std::string octets = value;
     octets.resize(keyLength_, '\0');
-    m.insert_raw(fieldId, bytesOf(octets));
+    m.insert_raw(tn::raw_id(fieldId), bytesOf(octets));
 }
 
 void IPPacker::pack(Context& c, const Data* record) const { c.out.add(octetsOfIPv4(get(record)), type_); }
@@ -98,12 +98,12 @@ bool IPPacker::addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const
     unsigned int value = 0;
     key.popIP(&piece);
     const bool complete = piece.asIP(&value);
-    m.insert_be32(fieldId, value);
+    m.insert_be32(tn::be32_id(fieldId), value);
     return complete;
 }
 
 void IPPacker::addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const {
-    m.insert_be32(fieldId, get(record));
+    m.insert_be32(tn::be32_id(fieldId), get(record));
 }
 
 void IP6Packer::pack(Context& c, const Data* record) const {
@@ -131,12 +131,12 @@ bool IP6Packer::addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) cons
     IPAddr6 value;
     key.popIP6(&piece);
     const bool complete = piece.asIP6(&value);
-    m.insert_addr6(fieldId, value);
+    m.insert_addr6(tn::addr6_id(fieldId), value);
     return complete;
 }
 
 void IP6Packer::addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const {
-    m.insert_addr6(fieldId, get(record));
+    m.insert_addr6(tn::addr6_id(fieldId), get(record));
 }
 
 }  // namespace snmp

@@ -16,8 +16,8 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
 
-constexpr tn::string_id kName{1};
-constexpr tn::u32_id kValue{2};
+constexpr tn::string_id kPortName{1};
+constexpr tn::u32_id kPortValue{2};
 
 struct Port : Data {
     unsigned int id = 0;
@@ -26,11 +26,11 @@ struct Port : Data {
     static std::unique_ptr<Data> build(const tn::message& m) {
         auto port = std::make_unique<Port>();
         port->id = m.get_u32(tn::field::ObjectId);
-        port->name = m.get_string(kName);
-        port->value = m.get_u32(kValue);
+        port->name = m.get_string(kPortName);
+        port->value = m.get_u32(kPortValue);
         return port;
     }
-    void reverseBuild(tn::message& m) override { m.insert_u32(kValue, value); }
+    void reverseBuild(tn::message& m) override { m.insert_u32(kPortValue, value); }
 };
 
 constexpr Column<Port> kPortColumns[] = {
@@ -52,7 +52,8 @@ class ColumnarTest : public AgentTest {
     }
 
     void hasPorts(std::initializer_list<uint32_t> ids) {
-        for (const uint32_t id : ids) put(ports.row(id), {{kName, "p" + std::to_string(id)}, {kValue, id * 10}});
+        for (const uint32_t id : ids)
+            put(ports.row(id), {{kPortName, "p" + std::to_string(id)}, {kPortValue, id * 10}});
     }
 
     TableOwner ports;
@@ -226,7 +227,7 @@ TEST_F(ColumnarTest, ASetSendsTheRowBackToItsOwner) {
     const tn::message sent = ports.requests.back();
     EXPECT_EQ(sent.get_u32(tn::field::Command), tn::cmd::Set);
     EXPECT_EQ(sent.get_u32(tn::field::ObjectId), 2U);
-    EXPECT_EQ(sent.get_u32(kValue), 77U);
+    EXPECT_EQ(sent.get_u32(kPortValue), 77U);
     for (const char* name : {"1.3.5", "1.3.5.4", "1.3.5.3.2", "1.3.5.4.9", "1.3.5.4.2.0"})
         EXPECT_EQ(set({number(name, 1)}).errorStatus, 2U) << name;
 }

@@ -8,6 +8,9 @@
 namespace snmp {
 namespace {
 
+constexpr tn::string_id kName{5};
+constexpr tn::be32_id kAddress4{8};
+
 class CommunityKeepTest : public AgentTest {
   protected:
     CommunityKeep& keep() { return agent->communities(); }
@@ -85,9 +88,9 @@ TEST_F(CommunityKeepTest, EntriesSurviveARestartAndAreReported) {
     standard.id = 0;
     standard.addresses = {IPPrefix6::ofIPv4(0xc0000201, 0xffffffff), *IPPrefix6::parse("2001:db8::/32")};
     standard.getConfig(config, tn::kTopLevelFirst | tn::kWantDefaults);
-    EXPECT_EQ(config.get_be32(8), 0xc0000201U);
+    EXPECT_EQ(config.get_be32(kAddress4), 0xc0000201U);
     EXPECT_TRUE(config.get_bool(tn::field::IsDefault));
-    EXPECT_EQ(config.get_message(tn::field::Defaults).get_string(5), "common");
+    EXPECT_EQ(config.get_message(tn::field::Defaults).get_string(kName), "common");
     Item copy;
     copy.setConfig(config);
     EXPECT_EQ(copy.addresses, standard.addresses);

@@ -237,10 +237,9 @@ TEST_F(TrapSenderTest, WhatChangedWhileTheInterfaceOwnerWasAwayIsTold) {
     set(kVersion2c, {"::1"});
     trapMakers.push_back(interfaceTrapMaker);
     seedLinkStates();  // nobody there
-    const std::vector<uint32_t> path(interfaces::kPath.begin(), interfaces::kPath.end());
     using States = std::map<std::string, uint32_t>;
     const auto toldOf = [&](const States& states) {
-        std::vector<tn::message>& items = owner(path).reply.get_message_array_ref(tn::field::Objects);
+        std::vector<tn::message>& items = owner(interfaces::kPath).reply.get_message_array_ref(tn::field::Objects);
         items.clear();
         for (const auto& [id, status] : states) {
             const auto index = static_cast<uint32_t>(std::stoul(id));

@@ -263,13 +263,14 @@ TEST_F(KeyedTable, OneRowIsReadByKeyAndNothingIsWrittenUnlessAllowed) {
 }
 
 TEST(RowKey, KeepsTheOrderOfOctetsAndRefusesRawOfAnotherWidth) {
-    const KeyField mac(tn::raw_id(2), 6);
+    constexpr tn::raw_id kMac{2};
+    const KeyField mac(kMac, 6);
     tn::message m;
-    m.insert_raw(2, std::vector<uint8_t>{1, 2, 3});
+    m.insert_raw(kMac, std::vector<uint8_t>{1, 2, 3});
     RowKey key(6);
     EXPECT_FALSE(mac.read(m, key.part(0, 6)));
     EXPECT_THAT(key.part(0, 6), ElementsAre(1, 2, 3, 0, 0, 0));
-    m.insert_raw(2, std::vector<uint8_t>{1, 2, 3, 4, 5, 255, 7});
+    m.insert_raw(kMac, std::vector<uint8_t>{1, 2, 3, 4, 5, 255, 7});
     EXPECT_FALSE(mac.read(m, key.part(0, 6)));
     ASSERT_TRUE(key.pastFirst(6).has_value());
     EXPECT_THAT(key.pastFirst(6)->part(0, 6), ElementsAre(1, 2, 3, 4, 6, 0));
