@@ -25,8 +25,9 @@ inline constexpr tn::u32_id Age{7};            ///< s since it first announced i
 }  // namespace contracts::supervisor
 
 /// {1, 1}: the undo journal, the last 100 changes that can be undone. hostd/supervisor/undo_journal.h owns it. Ids grow
-/// with time. The fields of a record are those of tn::undo: get-all, get-object and cmd::Changed have Text and When.
-/// Get-object alone has New and Old and needs right::Write, since they contain what the change did, passwords included.
+/// with time. The fields of a record are those of tn::undo: get-all and cmd::Changed have Text, at most 1,000 octets,
+/// and When; get and get-object have New and Old as well. They need right::Write, since New and Old contain what the
+/// change did, passwords included.
 ///
 /// Undoing is the client's work. It reads the record with get-object and sends Old to its destination, with
 /// tn::field::NoUndo added so that the undo isn't recorded itself. If that succeeds, it removes the record with
