@@ -48,10 +48,10 @@ TEST_F(VendorModuleTest, ScriptsRunAndAreRenamed) {
     EXPECT_EQ(row(entry, {2, 3}, "2"), "backup 0");
     (void)set({number(entry + "3.2", 1)});
     EXPECT_EQ(testing::PrintToString(scripts.requests.back()),
-              "{0xff0001:u32-array=48,101, 0xff0007:u32=1, 0xfe0001:u32=2}");
+              "{0xfe0001:u32=2, 0xff0001:u32-array=48,101, 0xff0007:u32=1}");
     (void)set({text(entry + "2.2", "save")});
     EXPECT_EQ(testing::PrintToString(scripts.requests.back()),
-              "{0xff0001:u32-array=48,101, 0xff0007:u32=16646158, 0xfe0001:u32=2, 0x66:string=\"save\"}");
+              "{0xfe0001:u32=2, 0xff0001:u32-array=48,101, 0xff0007:u32=16646158, 0x66:string=\"save\"}");
 }
 
 TEST_F(VendorModuleTest, NeighboursAreListed) {
