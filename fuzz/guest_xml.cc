@@ -16,7 +16,7 @@ void require(bool condition) {
 class Machines : public hostd::VirtualMachines {
   public:
     Machines() : VirtualMachines([] { return hostd::Reading<hostd::Guest>(); }) {}
-    using VirtualMachines::list;
+    using VirtualMachines::writeEntry;
 };
 
 }  // namespace
@@ -26,11 +26,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     hostd::Guest guest;
     guest.config = hostd::parseGuest({reinterpret_cast<const char*>(data), size});
     tn::message row;
-    machines.list(guest, row);
+    machines.writeEntry(guest, row);
     for (const tn::string_id text : {tn::field::Comment, hostd::virtual_machine::Disk, hostd::virtual_machine::Kernel,
                                      hostd::virtual_machine::Initrd}) {
         const size_t length = row.get_string(text).size();
-        require(length <= hostd::kMostText && row.has(text) == (length > 0));
+        require(length <= hostd::kMaxText && row.has(text) == (length > 0));
     }
     tn::message read;
     require(tn::message::unflatten(row.flatten(), read) && read == row);

@@ -21,7 +21,7 @@ void require(bool condition) {
 }
 
 /// Walks a table by its keys, two rows at a time: each row is after the one before, and there are as many as counted.
-void walk(hostd::OwnerTable& table, const std::vector<hostd::KeyField>& keyFields) {
+void walk(tn::Handler& table, const std::vector<hostd::KeyField>& keyFields) {
     tn::message request;
     request.insert_u32(field::Command, tn::cmd::GetAll);
     request.insert_u32(field::MaxObjects, 2);
@@ -74,7 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
              std::initializer_list<hostd::FollowedTable*>{&addresses, &arpEntries, &forwarding}) {
             if (message.nlmsg_type == NLMSG_NOOP) table->beginListing();
             if (message.nlmsg_type == NLMSG_DONE) table->endListing(message.nlmsg_flags % 2 == 0);
-            table->take(message, 1);
+            table->apply(message, std::chrono::milliseconds(1));
         }
         if (const auto qdisc = hostd::readQdisc(message)) qdiscs.push_back(*qdisc);
     });

@@ -9,7 +9,7 @@
 #include "contracts/interfaces.h"
 #include "hostd/links/ethtool.h"
 #include "hostd/links/link_table.h"
-#include "hostd/netlink/netlink.h"
+#include "hostd/netlink/attributes.h"
 
 namespace {
 
@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     hostd::DriverReading driver;
     const std::span bytes(reinterpret_cast<const uint8_t*>(packet.data()), size);
     hostd::forEachMessage(bytes, [&](const nlmsghdr& message) {
-        links.take(message, 1);
+        links.apply(message, std::chrono::milliseconds(1));
         hostd::readDriverAnswer(message, driver);
     });
     // The same octets as names of counters.

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <vector>
 
-#include "hostd/inet/route_table.h"
-#include "hostd/netlink/netlink.h"
+#include "hostd/inet/route_sync.h"
+#include "hostd/netlink/attributes.h"
 
 namespace {
 
@@ -32,26 +32,28 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<uint32_t> packet(size / 4 + 1);  // aligned as the kernel's are
     if (size > 0) std::memcpy(packet.data(), data, size);
     hostd::RouteTable routes;
+    hostd::RouteSync sync(routes);
     const std::span bytes(reinterpret_cast<const uint8_t*>(packet.data()), size);
     bool isListing = false;
     hostd::forEachMessage(bytes, [&](const nlmsghdr& message) {
         if (message.nlmsg_type == NLMSG_NOOP) {
-            routes.beginListing();
+            sync.beginListing();
             isListing = true;
         } else if (message.nlmsg_type == NLMSG_DONE && isListing) {
-            while (!routes.sweep(1)) continue;
+            while (!sync.sweep(1)) continue;
             isListing = false;
         } else if (message.nlmsg_type == NLMSG_ERROR && isListing) {
-            routes.endNexthops();
+            sync.endNexthops();
         } else if (isListing && (message.nlmsg_flags & NLM_F_MULTI) != 0) {
-            routes.list(message);
+            sync.list(message);
         } else {
-            routes.take(message);
+            sync.applyRoute(message);
+            sync.applyNexthop(message);
         }
     });
     check(routes);
-    routes.beginListing();
-    while (!routes.sweep(1)) continue;
+    sync.beginListing();
+    while (!sync.sweep(1)) continue;
     if (routes.size() != 0 || routes.firstFrom({}) != nullptr) std::abort();
     return 0;
 }

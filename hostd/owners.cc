@@ -77,7 +77,7 @@ Owners::Owners(const Options& options) {
     auto journal = std::make_unique<UndoJournal>();
     auto supervisor = std::make_unique<Supervisor>(options.proc, *journal);
     supervisor_ = supervisor.get();
-    const SystemInfo::Places places{.proc = options.proc, .sysfs = options.sysfs};
+    const SystemInfo::Paths paths{.proc = options.proc, .sysfs = options.sysfs};
     const auto own = [this](std::span<const uint32_t> path, std::unique_ptr<tn::Handler> handler) {
         owners_.push_back({{path.begin(), path.end()}, std::move(handler)});
     };
@@ -88,7 +88,7 @@ Owners::Owners(const Options& options) {
     own(contracts::system_time::kPath, std::make_unique<SystemTime>());
     own(contracts::identity::kPath, std::make_unique<Identity>());
     const auto disks = watchDisks(options.proc);
-    own(contracts::system_info::kPath, std::make_unique<SystemInfo>(places, disks));
+    own(contracts::system_info::kPath, std::make_unique<SystemInfo>(paths, disks));
     own(contracts::pci_devices::kPath, std::make_unique<PciDevices>(options.sysfs));
     own(contracts::usb_devices::kPath, std::make_unique<UsbDevices>(options.sysfs));
     own(contracts::neighbors::kPath, std::make_unique<Neighbors>());
@@ -99,7 +99,7 @@ Owners::Owners(const Options& options) {
         std::make_unique<Interfaces>(options.sysfs, options.allowLinkChanges ? switchLink : LinkSwitch()));
     own(contracts::addresses::kPath, std::make_unique<Addresses>());
     own(contracts::arp::kPath, std::make_unique<ArpEntries>());
-    const auto queues = std::make_shared<QueueReadings>();
+    const auto queues = watchQueues();
     own(contracts::queues::kInterfacesPath, std::make_unique<InterfaceQueues>(queues));
     own(contracts::queues::kTreePath, std::make_unique<QueueTree>(queues));
     own(contracts::routes::kPath, std::make_unique<Routes>());

@@ -46,7 +46,7 @@ AddressKey AddressKey::least(const RowKey& row) { return {.address = row.u32(0)}
 
 Addresses::Addresses() : KernelTable({addresses::Address}, {"addresses", RTMGRP_IPV4_IFADDR, requestAddresses}) {}
 
-void Addresses::take(const nlmsghdr& message, uint64_t) {
+void Addresses::apply(const nlmsghdr& message, std::chrono::milliseconds) {
     if (message.nlmsg_type != RTM_NEWADDR && message.nlmsg_type != RTM_DELADDR) return;
     const auto key = readAddress(message);
     if (!key) return;
@@ -56,7 +56,7 @@ void Addresses::take(const nlmsghdr& message, uint64_t) {
         remove(*key);
 }
 
-void Addresses::write(const AddressKey& key, const std::monostate&, tn::message& item) const {
+void Addresses::writeEntry(const AddressKey& key, const std::monostate&, tn::message& item) const {
     item.insert_be32(addresses::Address, key.address);
     item.insert_be32(addresses::Mask, maskOf(key.prefix));
     item.insert_u32(addresses::Interface, key.ifindex);

@@ -30,10 +30,10 @@ struct AddressKey {
 class Addresses : public KernelTable<AddressKey, std::monostate> {
   public:
     Addresses();
-    void take(const nlmsghdr& message, uint64_t now) override;
+    void apply(const nlmsghdr& message, std::chrono::milliseconds now) override;
 
   private:
-    void write(const AddressKey& key, const std::monostate&, tn::message& item) const override;
+    void writeEntry(const AddressKey& key, const std::monostate&, tn::message& item) const override;
 };
 
 }  // namespace hostd

@@ -43,7 +43,7 @@ ArpKey ArpKey::least(const RowKey& row) { return {.ifindex = row.u32(0), .addres
 ArpEntries::ArpEntries()
     : KernelTable({arp::Interface, arp::Address}, {"ARP entries", RTMGRP_NEIGH, requestNeighbours}) {}
 
-void ArpEntries::take(const nlmsghdr& message, uint64_t) {
+void ArpEntries::apply(const nlmsghdr& message, std::chrono::milliseconds) {
     if (message.nlmsg_type != RTM_NEWNEIGH && message.nlmsg_type != RTM_DELNEIGH) return;
     const auto* header = payload<ndmsg>(message);
     if (header == nullptr || header->ndm_family != AF_INET || (header->ndm_flags & NTF_PROXY) != 0) return;
@@ -66,7 +66,7 @@ void ArpEntries::take(const nlmsghdr& message, uint64_t) {
     put(key, entry);
 }
 
-void ArpEntries::write(const ArpKey& key, const ArpEntry& entry, tn::message& item) const {
+void ArpEntries::writeEntry(const ArpKey& key, const ArpEntry& entry, tn::message& item) const {
     if (entry.state == ArpEntry::State::Dynamic) item.insert_bool(arp::Dynamic, true);
     if (entry.state == ArpEntry::State::Invalid) item.insert_bool(tn::field::Invalid, true);
     item.insert_be32(arp::Address, key.address);

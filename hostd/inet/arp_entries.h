@@ -41,10 +41,10 @@ struct ArpEntry {
 class ArpEntries : public KernelTable<ArpKey, ArpEntry> {
   public:
     ArpEntries();
-    void take(const nlmsghdr& message, uint64_t now) override;
+    void apply(const nlmsghdr& message, std::chrono::milliseconds now) override;
 
   private:
-    void write(const ArpKey& key, const ArpEntry& entry, tn::message& item) const override;
+    void writeEntry(const ArpKey& key, const ArpEntry& entry, tn::message& item) const override;
 };
 
 }  // namespace hostd

@@ -38,7 +38,7 @@ Forwarding::Forwarding()
     : KernelTable({bridge::Bridge, KeyField(bridge::Mac, std::tuple_size_v<MacAddress>)},
                   {"forwarding entries", RTMGRP_NEIGH, requestEntries}) {}
 
-void Forwarding::take(const nlmsghdr& message, uint64_t) {
+void Forwarding::apply(const nlmsghdr& message, std::chrono::milliseconds) {
     if (message.nlmsg_type != RTM_NEWNEIGH && message.nlmsg_type != RTM_DELNEIGH) return;
     const auto* header = payload<ndmsg>(message);
     if (header == nullptr || header->ndm_family != AF_BRIDGE || header->ndm_ifindex <= 0) return;
@@ -55,7 +55,7 @@ void Forwarding::take(const nlmsghdr& message, uint64_t) {
         put(key, {static_cast<uint32_t>(header->ndm_ifindex), (header->ndm_state & NUD_PERMANENT) != 0});
 }
 
-void Forwarding::write(const ForwardingKey& key, const ForwardingEntry& entry, tn::message& item) const {
+void Forwarding::writeEntry(const ForwardingKey& key, const ForwardingEntry& entry, tn::message& item) const {
     if (entry.isLocal) item.insert_bool(bridge::Local, true);
     item.insert_u32(bridge::Port, entry.port);
     item.insert_u32(bridge::Bridge, key.bridge);

@@ -37,10 +37,10 @@ struct ForwardingEntry {
 class Forwarding : public KernelTable<ForwardingKey, ForwardingEntry> {
   public:
     Forwarding();
-    void take(const nlmsghdr& message, uint64_t now) override;
+    void apply(const nlmsghdr& message, std::chrono::milliseconds now) override;
 
   private:
-    void write(const ForwardingKey& key, const ForwardingEntry& entry, tn::message& item) const override;
+    void writeEntry(const ForwardingKey& key, const ForwardingEntry& entry, tn::message& item) const override;
 };
 
 }  // namespace hostd

@@ -4,7 +4,7 @@
 #include <linux/nexthop.h>
 #include <linux/rtnetlink.h>
 
-#include "hostd/netlink/netlink.h"
+#include "hostd/netlink/attributes.h"
 
 namespace hostd {
 
@@ -27,15 +27,16 @@ std::pair<uint32_t, NexthopTable::Object> NexthopTable::read(const nlmsghdr& mes
     return {attributes.number<uint32_t>(NHA_ID).value_or(0), std::move(object)};
 }
 
-void NexthopTable::take(const nlmsghdr& message) {
-    if (message.nlmsg_type != RTM_NEWNEXTHOP && message.nlmsg_type != RTM_DELNEXTHOP) return;
+uint32_t NexthopTable::apply(const nlmsghdr& message) {
+    if (message.nlmsg_type != RTM_NEWNEXTHOP && message.nlmsg_type != RTM_DELNEXTHOP) return 0;
     auto [id, object] = read(message);
-    if (id == 0) return;
-    if (isListing_) told_.insert(id);
+    if (id == 0) return 0;
+    if (isListing_) notified_.insert(id);
     remove(id);
-    if (message.nlmsg_type == RTM_DELNEXTHOP) return;
+    if (message.nlmsg_type == RTM_DELNEXTHOP) return id;
     enter(id, object);
     objects_[id] = std::move(object);
+    return id;
 }
 
 void NexthopTable::enter(uint32_t id, const Object& object) {
@@ -52,17 +53,17 @@ void NexthopTable::remove(uint32_t id) {
 void NexthopTable::beginListing() {
     isListing_ = true;
     listed_.clear();
-    told_.clear();
+    notified_.clear();
 }
 
 void NexthopTable::list(const nlmsghdr& message) {
     if (message.nlmsg_type != RTM_NEWNEXTHOP) return;
     auto [id, object] = read(message);
-    if (id != 0 && !told_.contains(id)) listed_[id] = std::move(object);
+    if (id != 0 && !notified_.contains(id)) listed_[id] = std::move(object);
 }
 
 void NexthopTable::endListing() {
-    for (const uint32_t id : told_) {
+    for (const uint32_t id : notified_) {
         listed_.erase(id);
         if (auto known = objects_.extract(id)) listed_.insert(std::move(known));
     }
@@ -70,13 +71,13 @@ void NexthopTable::endListing() {
     members_.clear();
     for (const auto& [id, object] : objects_) enter(id, object);
     isListing_ = false;
-    told_.clear();
+    notified_.clear();
 }
 
 void NexthopTable::resolve(Route& route) const {
     if (route.nexthop == 0 || route.type != RTN_UNICAST) return;
-    const bool isTold = route.hops.size() > 1 || route.hops[0].link != 0 || route.hops[0].hasGateway;
-    if (isTold) return;
+    const bool isReported = route.hops.size() > 1 || route.hops[0].link != 0 || route.hops[0].hasGateway;
+    if (isReported) return;
     route.hops.clear();
     const auto add = [&](uint32_t id) {
         const auto object = objects_.find(id);

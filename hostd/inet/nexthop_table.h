@@ -12,13 +12,14 @@
 
 namespace hostd {
 
-/// The kernel's nexthop objects (ip-nexthop(8)), kept up to date by the messages given to it, in order. Routes refer to
-/// them by id; with net.ipv4.nexthop_compat_mode=0 the id is all that the kernel reports about such a route's next
+/// The kernel's nexthop objects (ip-nexthop(8)), kept up to date by the messages applied to it, in order. Routes refer
+/// to them by id; with net.ipv4.nexthop_compat_mode=0 the id is all that the kernel reports about such a route's next
 /// hops.
 class NexthopTable {
   public:
-    /// Applies RTM_NEWNEXTHOP and RTM_DELNEXTHOP as notifications; other messages are ignored.
-    void take(const nlmsghdr& message);
+    /// Applies RTM_NEWNEXTHOP and RTM_DELNEXTHOP as notifications.
+    /// @return the object's id; 0 for other messages and malformed ones, which change nothing
+    uint32_t apply(const nlmsghdr& message);
 
     /// A new listing of every object. Notifications continue meanwhile and override what is listed. endListing()
     /// removes the objects that were neither listed nor notified.
@@ -29,7 +30,7 @@ class NexthopTable {
     /// Gives a route through an object the object's current next hops, unless the kernel's message contained them. If
     /// the object isn't known, the route has one unusable next hop.
     void resolve(Route& route) const;
-    /// Whether the condition holds for the id of any group that contains this object.
+    /// True if the condition holds for the id of any group that contains this object.
     template <class Condition>
     [[nodiscard]] bool anyGroupOf(uint32_t id, const Condition& holds) const {
         for (auto at = members_.lower_bound({id, 0}); at != members_.end() && at->first == id; ++at)
@@ -51,7 +52,7 @@ class NexthopTable {
     std::set<std::pair<uint32_t, uint32_t>> members_;  ///< member and group
     bool isListing_ = false;
     Objects listed_;
-    std::set<uint32_t> told_;  ///< ids notified during this listing
+    std::set<uint32_t> notified_;  ///< ids notified during this listing
 };
 
 }  // namespace hostd

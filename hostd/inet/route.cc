@@ -3,8 +3,8 @@
 #include <arpa/inet.h>
 #include <linux/rtnetlink.h>
 
+#include "hostd/netlink/attributes.h"
 #include "hostd/netlink/ipv4_mask.h"
-#include "hostd/netlink/netlink.h"
 
 namespace hostd {
 

@@ -16,191 +16,204 @@ namespace hostd {
 
 namespace {
 
-constexpr int kRoom = 16 * 1024 * 1024;  // octets, of which the kernel makes twice as many: some 40,000 notifications
-constexpr size_t kPacketsListed = 1;     // a slice: up to 32 KiB, some hundred routes
-constexpr size_t kPacketsSettled = 256;  // a slice
-constexpr size_t kEntriesSwept = 20000;  // a slice
-constexpr uint64_t kPause = 1000;        // ms between attempts, and between listings after losses
-constexpr uint64_t kDelay = 100;         // ms: what made a listing necessary is over by then, mostly
-constexpr uint64_t kShare = 10;          // of the time, one part is for listings
+constexpr int kReceiveBuffer = 16 * 1024 * 1024;  // octets; the kernel doubles it: some 40,000 notifications
+constexpr size_t kPacketsListed = 1;              // a slice: up to 32 KiB, some hundred routes
+constexpr size_t kPacketsSettled = 256;           // a slice
+constexpr size_t kEntriesSwept = 20'000;          // a slice
+constexpr int kShare = 10;                        // one part in so many of the time is for listings
 constexpr unsigned kLinkState = IFF_UP | IFF_RUNNING | IFF_LOWER_UP;
 constexpr unsigned kGroups = RTMGRP_IPV4_ROUTE | RTMGRP_LINK | RTMGRP_IPV4_IFADDR | 1U << (RTNLGRP_NEXTHOP - 1);
 
 }  // namespace
 
-bool RouteMonitor::open(uint64_t now) {
+bool RouteMonitor::open(Time now) {
     tried_ = now;
-    if (!notices_.open(NETLINK_ROUTE, kGroups, kRoom)) {
-        if (!std::exchange(isLogged_, true)) hostLog << "routes: no netlink socket: " << std::strerror(errno);
+    if (!notices_->open(NETLINK_ROUTE, kGroups, kReceiveBuffer)) {
+        if (!std::exchange(isOpenLogged_, true)) hostLog << "routes: no netlink socket: " << std::strerror(errno);
         return false;
     }
-    isLogged_ = false;
-    begin(now);
+    isOpenLogged_ = false;
+    beginListing(now);
     return true;
 }
 
-uint64_t RouteMonitor::due() const {
-    // The kernel goes on losing notifications, without saying so again, until all that wait have been read.
-    if (state_ != State::Idle || isBehind_) return 0;
+RouteMonitor::Time RouteMonitor::due() const {
+    // The kernel continues to lose notifications, without reporting it again, until the whole queue has been read.
+    if (state_ != State::Idle || isBehind_) return Time{0};
     return isWanted_ ? std::max(wantedAt_, earliest_) : kNever;
 }
 
-void RouteMonitor::drain(uint64_t now, size_t packets) {
+// ---- Notifications
+
+void RouteMonitor::drain(Time now, size_t packets) {
     if (!isOpen()) {
-        if (now - tried_ >= kPause) open(now);
+        if (now - tried_ >= kInterval) open(now);
         return;
     }
-    switch (notices_.take(packets, [&](const nlmsghdr& message) { take(message, now); })) {
+    switch (notices_->receive(packets, [&](const nlmsghdr& message) { apply(message, now); })) {
         case NetlinkSocket::Outcome::Empty:
             isBehind_ = false;
-            // What went before the listing's end has been told by now: what is neither listed nor told of has gone.
+            // All changes from before the listing's end are applied now: what was neither listed nor notified has gone.
             if (state_ == State::Settling) state_ = State::Sweeping;
             break;
         case NetlinkSocket::Outcome::Full:
             break;
         case NetlinkSocket::Outcome::Overrun:
         case NetlinkSocket::Outcome::Failed:
-            if (!std::exchange(wereLost_, true)) hostLog << "routes: notifications were lost: listing them anew";
-            isBehind_ = true;
-            want(now);
-            earliest_ = std::max(earliest_, begun_ + kPause);
+            recordLoss(now);
             break;
     }
-    if (table_.takeDoubt()) want(now);
+    if (sync_.takeDoubt()) want(now);
 }
 
-void RouteMonitor::take(const nlmsghdr& message, uint64_t now) {
+void RouteMonitor::recordLoss(Time now) {
+    if (!std::exchange(wereLost_, true)) hostLog << "routes: notifications were lost: listing them anew";
+    isBehind_ = true;
+    want(now);
+    earliest_ = std::max(earliest_, begun_ + kInterval);
+}
+
+void RouteMonitor::apply(const nlmsghdr& message, Time now) {
     switch (message.nlmsg_type) {
         case RTM_NEWLINK:
         case RTM_DELLINK:
-            return takeLink(message, now);
+            return applyLink(message, now);
         case RTM_DELADDR:
-            return takeAddress(message, now);
+            return applyGoneAddress(message, now);
         case RTM_NEWNEXTHOP:
         case RTM_DELNEXTHOP:
-            return takeNexthop(message, now);
+            return applyNexthop(message, now);
         default:
-            table_.take(message);
+            sync_.applyRoute(message);
     }
 }
 
-void RouteMonitor::takeLink(const nlmsghdr& message, uint64_t now) {
+void RouteMonitor::applyLink(const nlmsghdr& message, Time now) {
     const auto* about = payload<ifinfomsg>(message);
     if (about == nullptr || about->ifi_family != AF_UNSPEC) return;
     const auto link = static_cast<uint32_t>(about->ifi_index);
     const unsigned flags = about->ifi_flags & kLinkState;
     const bool isGone = message.nlmsg_type == RTM_DELLINK;
-    const auto known = linkFlags_.find(link);
-    const bool isAsBefore = known != linkFlags_.end() && known->second == flags;
+    const auto before = linkFlags_.find(link);
+    const bool isUnchanged = before != linkFlags_.end() && before->second == flags;
     if (isGone)
         linkFlags_.erase(link);
     else
         linkFlags_[link] = flags;
-    if (isGone || !isAsBefore) wantFor(table_.usesLink(link), now);
+    if (isGone || !isUnchanged) wantIfAffected(sync_.usesLink(link), now);
 }
 
-void RouteMonitor::takeAddress(const nlmsghdr& message, uint64_t now) {
+void RouteMonitor::applyGoneAddress(const nlmsghdr& message, Time now) {
     const auto* about = payload<ifaddrmsg>(message);
-    if (about != nullptr) wantFor(table_.usesLink(about->ifa_index), now);
+    if (about != nullptr) wantIfAffected(sync_.usesLink(about->ifa_index), now);
 }
 
-void RouteMonitor::takeNexthop(const nlmsghdr& message, uint64_t now) {
-    table_.take(message);
-    const Attributes<NHA_ID> attributes(message, sizeof(nhmsg));
-    wantFor(table_.usesNexthop(attributes.number<uint32_t>(NHA_ID).value_or(0)), now);
+void RouteMonitor::applyNexthop(const nlmsghdr& message, Time now) {
+    const uint32_t id = sync_.applyNexthop(message);
+    if (id != 0) wantIfAffected(sync_.usesNexthop(id), now);
 }
 
-/// Something has changed that routes hang on, or, in the middle of a listing, may hang on.
-void RouteMonitor::wantFor(bool isUsed, uint64_t now) {
-    if (isUsed || state_ == State::ListingNexthops || state_ == State::Listing) want(now);
+/// Something that routes may depend on has changed. During a listing it isn't known yet which routes depend on it.
+void RouteMonitor::wantIfAffected(bool isUsed, Time now) {
+    if (isUsed || state_ == State::ListingNexthops || state_ == State::ListingRoutes) want(now);
 }
 
-void RouteMonitor::want(uint64_t now) {
+void RouteMonitor::want(Time now) {
     if (std::exchange(isWanted_, true)) return;
     wantedAt_ = now + kDelay;
 }
 
-void RouteMonitor::begin(uint64_t now) {
+// ---- Listings
+
+void RouteMonitor::work(Time now) {
+    if (state_ == State::ListingNexthops || state_ == State::ListingRoutes) {
+        list(now);
+    } else if (state_ == State::Settling || isBehind_) {
+        drain(now, kPacketsSettled);
+    } else if (state_ == State::Sweeping) {
+        if (sync_.sweep(kEntriesSwept)) endListing(now);
+    } else if (due() <= now) {
+        beginListing(now);
+    }
+}
+
+void RouteMonitor::beginListing(Time now) {
     begun_ = now;
     isWanted_ = false;
-    if (!listing_.open(NETLINK_ROUTE, 0)) return fail(now, errno);
-    // The kernel then lists this table alone; one that can't (before Linux 4.20) lists all.
+    if (!listing_->open(NETLINK_ROUTE, 0)) return fail(now, errno);
+    // The kernel then lists the main table alone; one that can't (before Linux 4.20) lists all.
     const int isStrict = 1;
-    (void)::setsockopt(listing_.fd(), SOL_NETLINK, NETLINK_GET_STRICT_CHK, &isStrict, sizeof isStrict);
-    NetlinkRequests requests;
-    requests.add<nhmsg>(RTM_GETNEXTHOP, NLM_F_DUMP);
-    requests.finish();
-    if (!listing_.send(requests)) return fail(now, errno);
-    table_.beginListing();
+    (void)::setsockopt(listing_->fd(), SOL_NETLINK, NETLINK_GET_STRICT_CHK, &isStrict, sizeof isStrict);
+    if (!requestNexthops()) return fail(now, errno);
+    sync_.beginListing();
     state_ = State::ListingNexthops;
 }
 
-bool RouteMonitor::askForRoutes() {
+bool RouteMonitor::requestNexthops() {
+    NetlinkRequests requests;
+    requests.add<nhmsg>(RTM_GETNEXTHOP, NLM_F_DUMP);
+    requests.finish();
+    return listing_->send(requests);
+}
+
+bool RouteMonitor::requestRoutes() {
     NetlinkRequests requests;
     auto& about = requests.add<rtmsg>(RTM_GETROUTE, NLM_F_DUMP);
     about.rtm_family = AF_INET;
     about.rtm_table = RT_TABLE_MAIN;
     requests.finish();
-    return listing_.send(requests);
+    return listing_->send(requests);
 }
 
-void RouteMonitor::work(uint64_t now) {
-    if (state_ == State::ListingNexthops || state_ == State::Listing) {
-        takeListed(now);
-    } else if (state_ == State::Settling || isBehind_) {
-        drain(now, kPacketsSettled);
-    } else if (state_ == State::Sweeping) {
-        if (table_.sweep(kEntriesSwept)) end(now);
-    } else if (due() <= now) {
-        begin(now);
-    }
-}
-
-/// Takes what the kernel lists: its next packet is there as soon as the last one is taken. Changes in the middle of it
-/// need no second listing: they are told of as well.
-void RouteMonitor::takeListed(uint64_t now) {
-    bool isDone = false;
-    int error = 0;
-    const auto outcome = listing_.take(kPacketsListed, [&](const nlmsghdr& message) {
+/// The kernel queues the next packet of a listing as soon as the last one is received: none queued is an error. Changes
+/// during a listing (NLM_F_DUMP_INTR) need no second one, since they are notified as well.
+RouteMonitor::Listed RouteMonitor::receiveListed() {
+    Listed listed;
+    const auto outcome = listing_->receive(kPacketsListed, [&](const nlmsghdr& message) {
         if (message.nlmsg_type == NLMSG_DONE || message.nlmsg_type == NLMSG_ERROR) {
-            isDone = true;
+            listed.isDone = true;
             const auto* code = payload<int>(message);
-            error = code == nullptr ? 0 : -*code;
+            listed.error = code == nullptr ? 0 : -*code;
         } else {
-            table_.list(message);
+            sync_.list(message);
         }
     });
-    if (outcome != NetlinkSocket::Outcome::Full) error = errno;
-    const bool isForRoutes = state_ == State::Listing;
+    if (outcome != NetlinkSocket::Outcome::Full) listed.error = errno;
+    return listed;
+}
+
+void RouteMonitor::list(Time now) {
+    const Listed listed = receiveListed();
+    const bool isForRoutes = state_ == State::ListingRoutes;
     // ENOENT: the table doesn't exist before its first route. EOPNOTSUPP: no nexthop objects before Linux 5.3.
     const int harmless = isForRoutes ? ENOENT : EOPNOTSUPP;
-    if (error != 0 && error != harmless) return fail(now, error);
-    if (!isDone) return;
-    if (!isForRoutes) {
-        table_.endNexthops();
-        state_ = State::Listing;
-        if (!askForRoutes()) fail(now, errno);
+    if (listed.error != 0 && listed.error != harmless) return fail(now, listed.error);
+    if (!listed.isDone) return;
+    if (isForRoutes) {
+        listing_->close();
+        state_ = State::Settling;
         return;
     }
-    listing_.close();
-    state_ = State::Settling;
+    sync_.endNexthops();
+    state_ = State::ListingRoutes;
+    if (!requestRoutes()) fail(now, errno);
 }
 
-void RouteMonitor::fail(uint64_t now, int reason) {
+void RouteMonitor::fail(Time now, int reason) {
     hostLog << "routes: not listed whole: " << std::strerror(reason);
-    listing_.close();
+    listing_->close();
     state_ = State::Idle;
     isWanted_ = true;
-    wantedAt_ = now + kPause;
+    wantedAt_ = now + kInterval;
 }
 
-void RouteMonitor::end(uint64_t now) {
+void RouteMonitor::endListing(Time now) {
     state_ = State::Idle;
     earliest_ = now + (now - begun_) * kShare;
-    // Routes may have gone on going unnoticed, and a notification behind lost ones may have been taken amiss.
+    // More routes may have gone without a notification, and one after lost ones may have been misinterpreted.
     const bool wereLost = std::exchange(wereLost_, false);
-    if (wereLost) earliest_ = std::max(earliest_, begun_ + kPause);
-    if (wereLost || table_.swept() > 0) want(now);
+    if (wereLost) earliest_ = std::max(earliest_, begun_ + kInterval);
+    if (wereLost || sync_.swept() > 0) want(now);
 }
 
 }  // namespace hostd

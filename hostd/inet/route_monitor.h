@@ -1,71 +1,89 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <memory>
 #include <unordered_map>
 
-#include "hostd/inet/route_table.h"
+#include "hostd/inet/route_sync.h"
 #include "hostd/netlink/netlink.h"
 
 namespace hostd {
 
-/// Keeps a RouteTable current with the kernel's notifications, on the caller's thread and without ever holding it up:
-/// all work is done in slices of about a millisecond, so that requests are answered between two of them however many
-/// routes there are. A listing on a thread of its own would need a second table and a lock around this one.
+/// Keeps a RouteTable current with the kernel's notifications, on the caller's thread and without ever blocking it: all
+/// work is done in slices of about a millisecond, so that requests are answered between two of them however many routes
+/// there are. (A listing on a helper thread would need a second table and a lock around this one.)
 ///
-/// The table is listed whole when this is opened and when notifications were lost because they came faster than they
-/// were read; besides, when a link that routes use changes its state, loses an address or goes, and when a nexthop
-/// object changes or goes: the kernel then drops, stops and revives routes without a notification of each. Listings
-/// take a tenth of the time at most.
+/// The table is listed at the start, and when notifications were lost because they came faster than they were read. It
+/// is also listed when a link that routes use changes its state, loses an address or goes, and when a nexthop object
+/// changes or goes: the kernel then drops, stops and revives routes without a notification for each. Listings take a
+/// tenth of the time at most.
 ///
-/// Times are milliseconds of tn::getMilliseconds.
+/// Points in time are as of sinceBoot.
 class RouteMonitor {
   public:
-    static constexpr uint64_t kNever = UINT64_MAX;
+    using Time = std::chrono::milliseconds;
+    static constexpr Time kNever = Time::max();
+    static constexpr Time kInterval{1000};  ///< between attempts, and between listings after losses
+    static constexpr Time kDelay{100};      ///< before a listing: its cause is over by then, mostly
 
-    /// @param table  must outlive this
-    explicit RouteMonitor(RouteTable& table) : table_(table) {}
+    /// @param table    must outlive this, and is changed by nothing else
+    /// @param sockets  makes the sockets for notifications and for listings, in this order
+    explicit RouteMonitor(RouteTable& table, const NetlinkSocketMaker& sockets = makeNetlinkSocket)
+        : sync_(table), notices_(sockets()), listing_(sockets()) {}
 
-    /// False, with a line in the log, when the kernel refuses; drain() then tries again, once a second.
-    bool open(uint64_t now);
-    [[nodiscard]] bool isOpen() const { return notices_.isOpen(); }
-    [[nodiscard]] int noticesFd() const { return notices_.fd(); }  ///< readable when drain() has work
-    /// When work() is wanted next: 0 for as soon as others have had their turn, kNever for not until drain() was
-    /// called.
-    [[nodiscard]] uint64_t due() const;
+    /// Subscribes to notifications and begins the first listing. False, with a line in the log, when the kernel
+    /// refuses; drain() then retries every kInterval.
+    bool open(Time now);
+    [[nodiscard]] bool isOpen() const { return notices_->isOpen(); }
+    [[nodiscard]] int noticesFd() const { return notices_->fd(); }  ///< readable when drain() has work
+    /// When work() is to be called next: 0 for as soon as others have been served, kNever for not before the next
+    /// drain().
+    [[nodiscard]] Time due() const;
 
-    /// Takes in the notifications that wait, at most `packets` of them.
-    void drain(uint64_t now, size_t packets);
+    /// Applies the notifications that are queued, at most `packets` packets.
+    void drain(Time now, size_t packets);
     /// One slice of a listing, or the beginning of one that is due.
-    void work(uint64_t now);
+    void work(Time now);
+    /// Applies a notification.
+    void apply(const nlmsghdr& message, Time now);
 
   private:
-    enum class State { Idle, ListingNexthops, Listing, Settling, Sweeping };
+    /// What a listing is doing. Settling: all is listed; notifications from before its end are still queued.
+    enum class State { Idle, ListingNexthops, ListingRoutes, Settling, Sweeping };
+    /// What one packet of a listing brought.
+    struct Listed {
+        bool isDone = false;
+        int error = 0;  ///< errno
+    };
 
-    void take(const nlmsghdr& message, uint64_t now);
-    void takeLink(const nlmsghdr& message, uint64_t now);
-    void takeAddress(const nlmsghdr& message, uint64_t now);
-    void takeNexthop(const nlmsghdr& message, uint64_t now);
-    void wantFor(bool isUsed, uint64_t now);
-    void want(uint64_t now);
-    void begin(uint64_t now);
-    bool askForRoutes();
-    void takeListed(uint64_t now);
-    void fail(uint64_t now, int reason);
-    void end(uint64_t now);
+    void applyLink(const nlmsghdr& message, Time now);
+    void applyGoneAddress(const nlmsghdr& message, Time now);
+    void applyNexthop(const nlmsghdr& message, Time now);
+    void wantIfAffected(bool isUsed, Time now);
+    void want(Time now);
+    void recordLoss(Time now);
+    void beginListing(Time now);
+    [[nodiscard]] bool requestNexthops();
+    [[nodiscard]] bool requestRoutes();
+    [[nodiscard]] Listed receiveListed();
+    void list(Time now);
+    void fail(Time now, int reason);
+    void endListing(Time now);
 
-    RouteTable& table_;
-    NetlinkSocket notices_;
-    NetlinkSocket listing_;  ///< open while the kernel lists
+    RouteSync sync_;
+    const std::unique_ptr<NetlinkSocket> notices_;
+    const std::unique_ptr<NetlinkSocket> listing_;  ///< open while the kernel lists
     std::unordered_map<uint32_t, unsigned> linkFlags_;
     State state_ = State::Idle;
-    bool isWanted_ = false;
-    bool isBehind_ = false;  ///< notifications were lost, and those before them wait still
+    bool isWanted_ = false;  ///< another listing
+    bool isBehind_ = false;  ///< notifications were lost, and those before them are still queued
     bool wereLost_ = false;  ///< notifications, since the last listing ended
-    bool isLogged_ = false;
-    uint64_t wantedAt_ = 0;  ///< not before that
-    uint64_t earliest_ = 0;  ///< nor before that: the last one has taken its share
-    uint64_t begun_ = 0;
-    uint64_t tried_ = 0;
+    bool isOpenLogged_ = false;
+    Time wantedAt_{0};  ///< the listing begins no earlier than this
+    Time earliest_{0};  ///< nor than this: the last one has used its share of the time
+    Time begun_{0};     ///< the last listing
+    Time tried_{0};     ///< the last attempt to open
 };
 
 }  // namespace hostd

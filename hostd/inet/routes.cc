@@ -8,7 +8,6 @@
 #include "contracts/routes.h"
 #include "hostd/netlink/ipv4_mask.h"
 #include "tn/looper.h"
-#include "tn/sources.h"
 
 namespace hostd {
 
@@ -53,89 +52,84 @@ RouteKey routeKey(const RowKey& key) {
     return first;
 }
 
-const RouteEntry& entryOf(uint64_t row) { return *reinterpret_cast<const RouteEntry*>(row); }
-
 }  // namespace
 
 Routes::Routes() : OwnerTable({routes::Destination, routes::Mask, routes::Gateway}) {}
 
 Routes::~Routes() {
     tn::Looper* looper = tn::getLooper();
-    if (looper == nullptr) return;
-    if (watchedFd_ >= 0) looper->removeSocket(watchedFd_);
-    looper->removeTimer(timer_);
+    if (looper != nullptr && watchedFd_ >= 0) looper->removeSocket(watchedFd_);
 }
 
 void Routes::loadPermData() {
-    isWatching_ = true;
-    const uint64_t started = tn::getMilliseconds();
+    isStarted_ = true;
+    const auto started = sinceBoot();
     monitor_.open(started);
-    for (uint64_t now = started; monitor_.due() <= now && now < started + kFirst; now = tn::getMilliseconds())
+    for (auto now = started; monitor_.due() <= now && now < started + kListedAtStart; now = sinceBoot())
         monitor_.work(now);
-    arrange();
+    schedule();
 }
 
-void Routes::refresh() { drain(kPacketsBefore); }
+void Routes::refresh() { drain(kPacketsPerRequest); }
 
 void Routes::drain(size_t packets) {
-    if (!isWatching_) return;
-    monitor_.drain(tn::getMilliseconds(), packets);
-    arrange();
+    if (!isStarted_) return;
+    monitor_.drain(sinceBoot(), packets);
+    schedule();
 }
 
 void Routes::work() {
-    arrangedFor_ = RouteMonitor::kNever;
-    monitor_.work(tn::getMilliseconds());
-    arrange();
+    scheduledFor_ = RouteMonitor::kNever;
+    monitor_.work(sinceBoot());
+    schedule();
 }
 
-/// Sees to it that the loop calls when there is something to do.
-void Routes::arrange() {
+/// Has the loop call when there is something to do.
+void Routes::schedule() {
     tn::Looper* looper = tn::getLooper();
     if (looper == nullptr) return;
-    if (monitor_.isOpen() && watchedFd_ != monitor_.noticesFd()) {
-        watchedFd_ = monitor_.noticesFd();
-        looper->addSocket(
-            watchedFd_, [this](int, unsigned) { drain(kPacketsAtOnce); }, EPOLLIN);
-    }
-    const uint64_t due = monitor_.due();
-    if (due >= arrangedFor_) return;
-    arrangedFor_ = due;
-    looper->removeTimer(timer_);
-    const uint64_t now = tn::getMilliseconds();
-    if (due > now) {
-        timer_ = looper->addTimer([this] { work(); }, std::chrono::milliseconds(due - now));
-        return;
-    }
+    watchNotices(*looper);
+    const auto due = monitor_.due();
+    if (due >= scheduledFor_) return;
+    scheduledFor_ = due;
+    timer_.stop();
+    const auto now = sinceBoot();
+    if (due > now) return timer_.start(due - now, [this] { work(); });
     // A timer of 0 ms may be late by one, as long as a slice takes.
     looper->defer([this, here = std::weak_ptr<void>(isHere_)] {
         if (!here.expired()) work();
     });
 }
 
-Routes::Row Routes::lowerBound(const RowKey& key) const {
+void Routes::watchNotices(tn::Looper& looper) {
+    if (!monitor_.isOpen() || watchedFd_ == monitor_.noticesFd()) return;
+    watchedFd_ = monitor_.noticesFd();
+    looper.addSocket(
+        watchedFd_, [this](int, unsigned) { drain(kPacketsAtOnce); }, EPOLLIN);
+}
+
+std::optional<const RouteEntry*> Routes::lowerBound(const RowKey& key) const {
     const RouteEntry* found = table_.firstFrom(routeKey(key));
-    return found == nullptr ? kEnd : reinterpret_cast<Row>(found);
+    return found == nullptr ? std::nullopt : std::optional(found);
 }
 
-Routes::Row Routes::after(Row row) const {
-    const RouteEntry* next = table_.after(entryOf(row));
-    return next == nullptr ? kEnd : reinterpret_cast<Row>(next);
+std::optional<const RouteEntry*> Routes::after(const RouteEntry* row) const {
+    const RouteEntry* next = table_.after(*row);
+    return next == nullptr ? std::nullopt : std::optional(next);
 }
 
-RowKey Routes::keyOf(Row row) const {
-    const RouteEntry& entry = entryOf(row);
+RowKey Routes::keyOf(const RouteEntry* row) const {
     RowKey key(kKeySize);
-    key.putU32(0, entry.destination);
-    key.putU32(kMaskAt, maskOf(entry.length));
-    key.putU32(kGatewayAt, entry.gateway);
+    key.putU32(0, row->destination);
+    key.putU32(kMaskAt, maskOf(row->length));
+    key.putU32(kGatewayAt, row->gateway);
     return key;
 }
 
-void Routes::writeRow(Row row, tn::message& item) const {
-    const RouteEntry& entry = entryOf(row);
+void Routes::writeRow(const RouteEntry* row, tn::message& item) const {
+    const RouteEntry& entry = *row;
     const uint32_t kind = kindOf(entry);
-    // In the order in which a message takes fields without looking for them: by kind, then by number.
+    // In ascending order, which a message appends without searching: by kind, then by number.
     item.reserve(7);
     item.insert_be32(routes::Destination, entry.destination);
     item.insert_be32(routes::Mask, maskOf(entry.length));

@@ -24,7 +24,7 @@ DriverReadings DriverWatch::read(Work& work, const DriverSource& source) {
 }
 
 void DriverWatch::setInterfaces(std::vector<uint32_t> indexes) {
-    if (indexes.size() > kMost) indexes.resize(kMost);
+    if (indexes.size() > kMaxInterfaces) indexes.resize(kMaxInterfaces);
     hasInterfaces_ = !indexes.empty();
     const std::lock_guard lock(work_->mutex);
     work_->indexes = std::move(indexes);
@@ -34,9 +34,9 @@ void DriverWatch::keepReading() {
     if (hasInterfaces_) watch_.keepReading();
 }
 
-void DriverWatch::ask() {
+void DriverWatch::refresh() {
     if (!hasInterfaces_) return;
-    if (auto latest = watch_.ask()) readings_ = std::move(latest);
+    if (auto latest = watch_.latest()) readings_ = std::move(latest);
 }
 
 const DriverReading* DriverWatch::find(uint32_t index) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -17,22 +18,22 @@ namespace hostd {
 using DriverSource = std::function<DriverReadings(std::span<const uint32_t> indexes)>;
 
 /// Readings of interfaces' drivers, made on a helper thread: every second while they are requested, and every
-/// Watch::kPause otherwise, so that hourly pollers get current values. With no interfaces nothing is read.
+/// Watch::kIdleInterval otherwise, so that hourly pollers get current values. With no interfaces nothing is read.
 ///
 /// Counters never disappear because a driver hangs or doesn't answer: its last reading stays.
 class DriverWatch {
   public:
-    static constexpr uint64_t kMaxAge = 1000;  ///< ms
-    static constexpr size_t kMost = 256;       ///< interfaces
+    static constexpr std::chrono::seconds kMaxAge{1};
+    static constexpr size_t kMaxInterfaces = 256;
 
     explicit DriverWatch(DriverSource source = readDrivers);
 
-    /// The interfaces to read from now on; past kMost the others are left out.
+    /// The interfaces to read from now on; those past kMaxInterfaces are left out.
     void setInterfaces(std::vector<uint32_t> indexes);
     /// Starts reading before the first request.
     void keepReading();
-    /// For each request: fetches the last reading, or waits for a newer one, as Watch::ask.
-    void ask();
+    /// For each request: fetches the last reading, or waits for a newer one, as Watch::latest.
+    void refresh();
 
     /// Mbit/s; nothing when it isn't known.
     [[nodiscard]] std::optional<uint32_t> speed(uint32_t index) const;

@@ -21,7 +21,7 @@ constexpr uint32_t kSpeedUnknown = UINT32_MAX;  // SPEED_UNKNOWN
 constexpr uint32_t kGroups =
     1U << ETHTOOL_STATS_ETH_PHY | 1U << ETHTOOL_STATS_ETH_MAC | 1U << ETHTOOL_STATS_ETH_CTRL | 1U << ETHTOOL_STATS_RMON;
 
-constexpr size_t kMostNamed = 8192;  // counters of one driver that it names itself
+constexpr size_t kMaxNamed = 8192;  // counters of one driver that it names itself
 
 DriverGroup groupOf(uint32_t id) {
     switch (id) {
@@ -85,7 +85,7 @@ std::optional<uint16_t> findFamily(NetlinkSocket& socket) {
     requests.finish();
     uint16_t family = 0;
     if (!socket.send(requests)) return {};
-    const bool isAnswered = socket.takeAnswer([&](const nlmsghdr& message) {
+    const bool isAnswered = socket.receiveReply([&](const nlmsghdr& message) {
         const Attributes<CTRL_ATTR_MAX> attributes(message, sizeof(genlmsghdr));
         family = attributes.number<uint16_t>(CTRL_ATTR_FAMILY_ID).value_or(0);
     });
@@ -93,7 +93,7 @@ std::optional<uint16_t> findFamily(NetlinkSocket& socket) {
 }
 
 /// False when the driver hasn't answered. "Not supported" is an answer.
-bool ask(NetlinkSocket& socket, uint16_t family, uint8_t command, uint32_t index, DriverReading& reading) {
+bool query(NetlinkSocket& socket, uint16_t family, uint8_t command, uint32_t index, DriverReading& reading) {
     const bool isStats = command == ETHTOOL_MSG_STATS_GET;
     NetlinkRequests requests;
     auto& header = requests.add<genlmsghdr>(family, NLM_F_ACK);
@@ -113,26 +113,26 @@ bool ask(NetlinkSocket& socket, uint16_t family, uint8_t command, uint32_t index
     }
     requests.finish();
     if (!socket.send(requests)) return false;
-    return socket.takeAnswer([&](const nlmsghdr& message) { readDriverAnswer(message, reading); }) ||
+    return socket.receiveReply([&](const nlmsghdr& message) { readDriverAnswer(message, reading); }) ||
            errno == EOPNOTSUPP;
 }
 
 /// Queries a driver through the older ioctl, with a structure that begins with the command.
-bool ask(int fd, ifreq& device, void* question) {
-    device.ifr_data = static_cast<char*>(question);
+bool query(int fd, ifreq& device, void* request) {
+    device.ifr_data = static_cast<char*>(request);
     return ::ioctl(fd, SIOCETHTOOL, &device) == 0;
 }
 
 /// Queries the counters that a driver names itself. False when it hasn't answered.
-bool askNamed(int fd, uint32_t index, DriverCounters& counters) {
+bool queryNamed(int fd, uint32_t index, DriverCounters& counters) {
     ifreq device{};
     device.ifr_ifindex = static_cast<int>(index);
     if (::ioctl(fd, SIOCGIFNAME, &device) != 0) return false;
     ethtool_drvinfo info{};
     info.cmd = ETHTOOL_GDRVINFO;
-    if (!ask(fd, device, &info)) return errno == EOPNOTSUPP;
+    if (!query(fd, device, &info)) return errno == EOPNOTSUPP;
     const size_t count = info.n_stats;
-    if (count == 0 || count > kMostNamed) return true;
+    if (count == 0 || count > kMaxNamed) return true;
 
     // The kernel ignores the room given and writes all that the driver has by then: more if queues are being added.
     const size_t room = 2 * count + 1024;
@@ -145,7 +145,7 @@ bool askNamed(int fd, uint32_t index, DriverCounters& counters) {
     auto* values = reinterpret_cast<ethtool_stats*>(numbers.data());
     values->cmd = ETHTOOL_GSTATS;
     values->n_stats = info.n_stats;
-    if (!ask(fd, device, names) || !ask(fd, device, values)) return false;
+    if (!query(fd, device, names) || !query(fd, device, values)) return false;
     if (names->len != count || values->n_stats != count) return false;
     readNamedCounters({reinterpret_cast<const char*>(names + 1), count * ETH_GSTRING_LEN},
                       {reinterpret_cast<const uint64_t*>(values + 1), count}, counters);
@@ -162,10 +162,10 @@ DriverReadings readDrivers(std::span<const uint32_t> indexes) {
     const std::optional<uint16_t> family = findFamily(socket);
     if (!family) return readings;
     for (auto& [index, reading] : readings) {
-        if (*family != 0) (void)ask(socket, *family, ETHTOOL_MSG_LINKMODES_GET, index, reading);
-        reading.areCounted = *family == 0 || ask(socket, *family, ETHTOOL_MSG_STATS_GET, index, reading);
+        if (*family != 0) (void)query(socket, *family, ETHTOOL_MSG_LINKMODES_GET, index, reading);
+        reading.areCounted = *family == 0 || query(socket, *family, ETHTOOL_MSG_STATS_GET, index, reading);
         if (reading.areCounted && reading.counters.kept() == 0)
-            reading.areCounted = askNamed(socket.fd(), index, reading.counters);
+            reading.areCounted = queryNamed(socket.fd(), index, reading.counters);
     }
     return readings;
 }

@@ -1,19 +1,12 @@
 #include "hostd/links/interfaces.h"
 
-#include <linux/rtnetlink.h>
-#include <net/if.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <utility>
 
 #include "contracts/interfaces.h"
 #include "hostd/log.h"
-#include "hostd/netlink/netlink.h"
-#include "tn/looper.h"
-#include "tn/sources.h"
 
 namespace hostd {
 
@@ -25,41 +18,38 @@ bool isRadio(const std::string& sysfs, const std::string& name) {
     return ::access((sysfs + "/class/net/" + name + "/phy80211").c_str(), F_OK) == 0;
 }
 
-constexpr uint64_t kPause = 10;  // ms between looks at what is due and can't be told yet
+constexpr std::chrono::milliseconds kInterval{10};  // between checks of what is due while notifications are queued
 
 uint32_t low(uint64_t value) { return static_cast<uint32_t>(value); }
 
-}  // namespace
-
-std::string switchLink(uint32_t index, bool isUp) {
-    NetlinkSocket socket;
-    if (!socket.open(NETLINK_ROUTE, 0)) return std::strerror(errno);
-    NetlinkRequests requests;
-    auto& link = requests.add<ifinfomsg>(RTM_NEWLINK, NLM_F_ACK);
-    link.ifi_index = static_cast<int>(index);
-    link.ifi_change = IFF_UP;
-    link.ifi_flags = isUp ? IFF_UP : 0;
-    requests.finish();
-    const bool isDone = socket.send(requests) && socket.takeAnswer([](const nlmsghdr&) {});
-    return isDone ? "" : std::strerror(errno);
+/// SpeedSelector for a speed in Mbit/s; 0 for none.
+uint32_t speedSelector(uint32_t speed) {
+    switch (speed) {
+        case 10:
+            return interfaces::speed_selector::Mbit10;
+        case 100:
+            return interfaces::speed_selector::Mbit100;
+        case 1000:
+            return interfaces::speed_selector::Mbit1000;
+        default:
+            return 0;
+    }
 }
+
+}  // namespace
 
 Interfaces::Interfaces(const std::string& sysfs, LinkSwitch switcher, DriverSource drivers)
     : switch_(std::move(switcher)),
-      news_([this](uint32_t id, const std::string& name, uint32_t status) { tell(id, name, status); }),
+      debouncer_([this](uint32_t id, const std::string& name, uint32_t status) { report(id, name, status); }),
       links_([sysfs](const std::string& name) { return isRadio(sysfs, name); },
              [this](const Link& link, uint32_t before, uint32_t status) {
-                 news_.changed(link, before, status, tn::getMilliseconds());
-                 tellLastingLater();
+                 debouncer_.change(link, before, status, sinceBoot());
+                 reportLastingLater();
              }),
       monitor_(links_),
       drivers_(std::move(drivers)) {
     policySet().add_policy(interfaces::kList, tn::right::Reading);
     policySet().add_policy(interfaces::kGetSpeed, tn::right::Reading);
-}
-
-Interfaces::~Interfaces() {
-    if (tn::Looper* looper = tn::getLooper()) looper->removeTimer(timer_);
 }
 
 void Interfaces::loadPermData() {
@@ -81,12 +71,11 @@ void Interfaces::watchDrivers() {
     drivers_.setInterfaces(std::move(made));
 }
 
-void Interfaces::take(const nlmsghdr& message) { links_.take(message, tn::getMilliseconds()); }
+void Interfaces::apply(const nlmsghdr& message) { links_.apply(message, sinceBoot()); }
 
-void Interfaces::refreshIds(std::span<const uint32_t> ids) {
-    const uint64_t now = tn::getMilliseconds();
-    monitor_.refreshCounters(ids, now, kMaxAge);
-    drivers_.ask();
+void Interfaces::refreshRows(std::span<const uint32_t> ids) {
+    monitor_.refreshCounters(ids, sinceBoot(), kMaxAge);
+    drivers_.refresh();
 }
 
 std::optional<uint32_t> Interfaces::firstFrom(uint32_t id) const {
@@ -94,10 +83,10 @@ std::optional<uint32_t> Interfaces::firstFrom(uint32_t id) const {
     return link == nullptr ? std::nullopt : std::optional(link->index);
 }
 
-void Interfaces::listRow(uint32_t id, tn::message& row) const {
+void Interfaces::writeRow(uint32_t id, tn::message& row) const {
     const Link& link = *links_.find(id);
     const rtnl_link_stats64& counters = link.counters;
-    // In the order in which a message takes fields without looking for them: by kind, then by number.
+    // In ascending order, which a message appends without searching: by kind, then by number.
     if (link.isRunning()) row.insert_bool(interfaces::Running, true);
     if (!link.isEnabled()) row.insert_bool(tn::field::Disabled, true);
     if (link.bridgePriority) row.insert_u32(interfaces::Priority, *link.bridgePriority);
@@ -106,7 +95,7 @@ void Interfaces::listRow(uint32_t id, tn::message& row) const {
     row.insert_u32(interfaces::Flags, 0);
     row.insert_u32(interfaces::Status, link.status());
     row.insert_u32(interfaces::Mtu, link.mtu);
-    if (link.countersAt != 0) {
+    if (link.countersAt) {
         row.insert_u32(interfaces::InDiscards, low(counters.rx_dropped + counters.rx_missed_errors));
         row.insert_u32(interfaces::OutDiscards, low(counters.tx_dropped));
         row.insert_u32(interfaces::InErrors, low(counters.rx_errors));
@@ -123,16 +112,16 @@ void Interfaces::listRow(uint32_t id, tn::message& row) const {
     if (!link.address.empty()) row.insert_raw(interfaces::Mac, link.address);
 }
 
-void Interfaces::briefRow(uint32_t id, tn::message& row) const {
+void Interfaces::writeBrief(uint32_t id, tn::message& row) const {
     row.insert_u32(interfaces::Flags, 0);
     row.insert_u32(interfaces::Status, links_.find(id)->status());
 }
 
-bool Interfaces::isIdWanted(uint32_t id, const tn::message& request) const {
+bool Interfaces::isWanted(uint32_t id, const tn::message& request) const {
     return !request.has(interfaces::Kind) || request.get_u32(interfaces::Kind) == links_.find(id)->kind;
 }
 
-tn::message Interfaces::setRow(uint32_t id, const tn::message& request) {
+tn::message Interfaces::changeRow(uint32_t id, const tn::message& request) {
     if (!request.has(tn::field::Disabled)) return {};
     const bool isUp = !request.get_bool(tn::field::Disabled);
     const std::string what = links_.find(id)->name + (isUp ? " up" : " down");
@@ -165,24 +154,13 @@ tn::message Interfaces::speedOf(const tn::message& request) {
     tn::message reply;
     const Link* driven = links_.drivenUnder(*link);
     if (driven == nullptr) return reply;
-    drivers_.ask();
-    switch (drivers_.speed(driven->index).value_or(0)) {
-        case 10:
-            reply.insert_u32(interfaces::SpeedSelector, interfaces::speed_selector::Mbit10);
-            break;
-        case 100:
-            reply.insert_u32(interfaces::SpeedSelector, interfaces::speed_selector::Mbit100);
-            break;
-        case 1000:
-            reply.insert_u32(interfaces::SpeedSelector, interfaces::speed_selector::Mbit1000);
-            break;
-        default:
-            break;
-    }
+    drivers_.refresh();
+    if (const uint32_t found = speedSelector(drivers_.speed(driven->index).value_or(0)); found != 0)
+        reply.insert_u32(interfaces::SpeedSelector, found);
     return reply;
 }
 
-void Interfaces::tell(uint32_t id, const std::string& name, uint32_t status) {
+void Interfaces::report(uint32_t id, const std::string& name, uint32_t status) {
     tn::message changed;
     changed.insert_u32(interfaces::Flags, 0);
     changed.insert_u32(interfaces::Status, status);
@@ -191,19 +169,14 @@ void Interfaces::tell(uint32_t id, const std::string& name, uint32_t status) {
     notify(interfaces::kStatusChanged, changed);
 }
 
-void Interfaces::tellLastingLater() {
-    tn::Looper* looper = tn::getLooper();
-    if (looper == nullptr || timer_ != 0) return;
-    const auto due = news_.due();
-    if (!due) return;
-    const uint64_t now = tn::getMilliseconds();
-    const auto look = [this] {
-        // As long as something waits, the other half of a change may be there.
-        if (monitor_.catchUp(NetlinkFollower::kPacketsAtOnce)) news_.tellLasting(tn::getMilliseconds());
-        timer_ = 0;
-        tellLastingLater();
-    };
-    timer_ = looper->addTimer(look, std::chrono::milliseconds(std::max(*due, now + kPause) - now));
+void Interfaces::reportLastingLater() {
+    const auto due = debouncer_.due();
+    if (!due || timer_.isRunning()) return;
+    timer_.start(std::max(*due - sinceBoot(), kInterval), [this] {
+        // While notifications are queued, the second half of a change may be among them.
+        if (monitor_.catchUp(NetlinkFollower::kPacketsAtOnce)) debouncer_.reportLasting(sinceBoot());
+        reportLastingLater();
+    });
 }
 
 bool Interfaces::shouldNotify(const tn::message& filter, const tn::message& notification) {

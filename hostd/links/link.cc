@@ -13,7 +13,7 @@
 #include <string_view>
 
 #include "contracts/interfaces.h"
-#include "hostd/netlink/netlink.h"
+#include "hostd/netlink/attributes.h"
 
 namespace hostd {
 
@@ -21,7 +21,7 @@ namespace interfaces = contracts::interfaces;
 
 namespace {
 
-constexpr size_t kMostAddress = 32;  // MAX_ADDR_LEN
+constexpr size_t kMaxAddress = 32;  // MAX_ADDR_LEN
 
 struct KindName {
     std::string_view name;  // IFLA_INFO_KIND
@@ -48,7 +48,7 @@ constexpr std::array<std::string_view, 3> kDriven = {"bond", "team", "dsa"};
 bool isIn(const auto& names, std::string_view name) { return std::ranges::find(names, name) != names.end(); }
 
 /// The kind by the name under which rtnetlink makes such links, else by the frames that it carries (ARPHRD_*). Which
-/// of the driver's own Ethernet links are wireless isn't told here.
+/// of the driver's own Ethernet links are wireless isn't known here.
 uint32_t kindOf(std::string_view infoKind, unsigned hardware) {
     const auto known = std::ranges::find(kKinds, infoKind, &KindName::name);
     if (known != kKinds.end()) return known->kind;
@@ -83,12 +83,12 @@ void readInfo(const nlattr* info, unsigned hardware, Link& link) {
 /// The loopback has an address of zeros, and an IP tunnel the IP address of its own end: these are none.
 void readAddress(std::span<const uint8_t> address, Link& link) {
     const bool isIp = link.kind == interfaces::kind::Tunnel && address.size() != ETH_ALEN;
-    const bool isNone = isIp || address.size() > kMostAddress || std::ranges::count(address, 0) == std::ssize(address);
+    const bool isNone = isIp || address.size() > kMaxAddress || std::ranges::count(address, 0) == std::ssize(address);
     link.address.assign(address.begin(), isNone ? address.begin() : address.end());
 }
 
 /// A kernel that knows fewer counters, or more, sends a shorter or longer block.
-bool copyCounters(std::span<const uint8_t> block, uint64_t now, Link& link) {
+bool copyCounters(std::span<const uint8_t> block, std::chrono::milliseconds now, Link& link) {
     if (block.empty()) return false;
     link.counters = {};
     std::memcpy(&link.counters, block.data(), std::min(block.size(), sizeof link.counters));
@@ -109,7 +109,7 @@ uint32_t Link::status() const {
     return status;
 }
 
-bool readLink(const nlmsghdr& message, uint64_t now, Link& link) {
+bool readLink(const nlmsghdr& message, std::chrono::milliseconds now, Link& link) {
     const auto* header = payload<ifinfomsg>(message);
     if (header == nullptr || header->ifi_family != AF_UNSPEC || header->ifi_index <= 0) return false;
     const Attributes<IFLA_MAX> attributes(message, sizeof *header);
@@ -135,7 +135,7 @@ std::optional<uint32_t> readGoneLink(const nlmsghdr& message) {
     return static_cast<uint32_t>(header->ifi_index);
 }
 
-bool readCounters(const nlmsghdr& message, uint64_t now, Link& link) {
+bool readCounters(const nlmsghdr& message, std::chrono::milliseconds now, Link& link) {
     if (countedLink(message) == 0) return false;
     const Attributes<IFLA_STATS_MAX> attributes(message, sizeof(if_stats_msg));
     return copyCounters(attributes.octets(IFLA_STATS_LINK_64), now, link);

@@ -3,6 +3,7 @@
 #include <linux/if_link.h>
 #include <linux/netlink.h>
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -26,23 +27,23 @@ struct Link {
     std::string alias;
     std::vector<uint8_t> address;  ///< empty when it has none
     rtnl_link_stats64 counters{};
-    uint64_t countersAt = 0;  ///< milliseconds of tn::getMilliseconds when they were read; 0 for never
+    std::optional<std::chrono::milliseconds> countersAt;  ///< when they were read, as of sinceBoot; nothing for never
 
     [[nodiscard]] bool isEnabled() const;
     [[nodiscard]] bool isRunning() const;
     [[nodiscard]] uint32_t status() const;  ///< bits of contracts::interfaces::status
 };
 
-/// Reads RTM_NEWLINK (rtnetlink(7)) into a link; what the message doesn't tell stays. False, the link as it was, for a
-/// message that isn't about a whole link: too short, a bridge's view of its port (AF_BRIDGE), a wireless event.
-/// @param now  milliseconds, for Link::countersAt
-[[nodiscard]] bool readLink(const nlmsghdr& message, uint64_t now, Link& link);
+/// Reads RTM_NEWLINK (rtnetlink(7)) into a link; what the message lacks stays. False, the link unchanged, for a message
+/// that isn't about a whole link: too short, a bridge's view of its port (AF_BRIDGE), a wireless event.
+/// @param now  for Link::countersAt
+[[nodiscard]] bool readLink(const nlmsghdr& message, std::chrono::milliseconds now, Link& link);
 
-/// The index of the link that RTM_DELLINK tells has gone; nothing when it is only a bridge that lost its port.
+/// The index of the link that an RTM_DELLINK is about; nothing when only a bridge has lost its port.
 [[nodiscard]] std::optional<uint32_t> readGoneLink(const nlmsghdr& message);
 
-/// Reads the counters of RTM_NEWSTATS into a link. False when they aren't in the message.
-[[nodiscard]] bool readCounters(const nlmsghdr& message, uint64_t now, Link& link);
+/// Reads the counters of RTM_NEWSTATS into a link. False, the link unchanged, when they aren't in the message.
+[[nodiscard]] bool readCounters(const nlmsghdr& message, std::chrono::milliseconds now, Link& link);
 
 /// The index of the link that RTM_NEWSTATS is about; 0 when the message is too short.
 [[nodiscard]] uint32_t countedLink(const nlmsghdr& message);

@@ -8,7 +8,7 @@ namespace hostd {
 
 namespace {
 
-constexpr size_t kBatch = 64;  // requests in one call: their answers must fit into a socket's usual room
+constexpr size_t kBatch = 64;  // requests in one call: their replies must fit into a socket's default buffer
 
 void requestLinks(NetlinkRequests& requests) {
     requests.add<ifinfomsg>(RTM_GETLINK, NLM_F_DUMP);
@@ -20,12 +20,13 @@ void requestLinks(NetlinkRequests& requests) {
 LinkMonitor::LinkMonitor(LinkTable& table)
     : table_(table), follower_({"interfaces", RTMGRP_LINK, requestLinks}, table) {}
 
-void LinkMonitor::refreshCounters(std::span<const uint32_t> indexes, uint64_t now, uint64_t maxAge) {
+void LinkMonitor::refreshCounters(std::span<const uint32_t> indexes, std::chrono::milliseconds now,
+                                  std::chrono::milliseconds maxAge) {
     if (!follower_.isOpen() || (!requests_.isOpen() && !requests_.open(NETLINK_ROUTE, 0))) return;
     std::vector<uint32_t> old;
     for (const uint32_t index : indexes) {
         const Link* link = std::as_const(table_).find(index);
-        if (link == nullptr || (link->countersAt != 0 && now - link->countersAt < maxAge)) continue;
+        if (link == nullptr || (link->countersAt && now - *link->countersAt < maxAge)) continue;
         old.push_back(index);
         if (old.size() < kBatch) continue;
         readCounters(old, now);
@@ -34,12 +35,12 @@ void LinkMonitor::refreshCounters(std::span<const uint32_t> indexes, uint64_t no
     if (!old.empty()) readCounters(old, now);
 }
 
-void LinkMonitor::readCounters(std::span<const uint32_t> indexes, uint64_t now) {
+void LinkMonitor::readCounters(std::span<const uint32_t> indexes, std::chrono::milliseconds now) {
     NetlinkRequests requests;
     for (const uint32_t index : indexes) {
         const Link* link = std::as_const(table_).find(index);
         if (link != nullptr && !link->isEnabled()) {
-            // Of a link that is down the kernel doesn't tell every change (its alias, its MTU): it is read whole.
+            // The kernel doesn't notify every change of a link that is down (its alias, its MTU): it is read whole.
             requests.add<ifinfomsg>(RTM_GETLINK, 0).ifi_index = static_cast<int>(index);
         } else {
             auto& header = requests.add<if_stats_msg>(RTM_GETSTATS, 0);
@@ -48,9 +49,9 @@ void LinkMonitor::readCounters(std::span<const uint32_t> indexes, uint64_t now) 
         }
         requests.finish();
     }
-    // The kernel has answered, or refused, each by the time the sending returns.
+    // The kernel has answered or refused each request by the time send() returns.
     if (!requests_.send(requests)) return;
-    (void)requests_.take(SIZE_MAX, [&](const nlmsghdr& message) { table_.take(message, now); });
+    (void)requests_.receive(SIZE_MAX, [&](const nlmsghdr& message) { table_.apply(message, now); });
 }
 
 }  // namespace hostd

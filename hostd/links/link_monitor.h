@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <span>
 
@@ -8,21 +9,22 @@
 
 namespace hostd {
 
-/// Keeps a LinkTable current: the links by the kernel's notifications, their counters when they are asked for.
+/// Keeps a LinkTable current: the links by the kernel's notifications, their counters when they are requested.
 class LinkMonitor {
   public:
     /// @param table  must outlive this
     explicit LinkMonitor(LinkTable& table);
 
-    /// From now on the links are followed.
+    /// Lists the links, and follows them from now on: as NetlinkFollower::start and catchUp.
     void start() { follower_.start(); }
-    bool catchUp(size_t packets = NetlinkFollower::kPacketsBefore) { return follower_.catchUp(packets); }
+    bool catchUp(size_t packets = NetlinkFollower::kPacketsPerRequest) { return follower_.catchUp(packets); }
 
-    /// Reads the counters of those of these links that were read before `now` - maxAge, in few calls to the kernel.
-    void refreshCounters(std::span<const uint32_t> indexes, uint64_t now, uint64_t maxAge);
+    /// Reads counters that are at least maxAge old, in few calls to the kernel. When that fails they stay as they are.
+    void refreshCounters(std::span<const uint32_t> indexes, std::chrono::milliseconds now,
+                         std::chrono::milliseconds maxAge);
 
   private:
-    void readCounters(std::span<const uint32_t> indexes, uint64_t now);
+    void readCounters(std::span<const uint32_t> indexes, std::chrono::milliseconds now);
 
     LinkTable& table_;
     NetlinkFollower follower_;

@@ -10,40 +10,40 @@ namespace interfaces = contracts::interfaces;
 
 namespace {
 
-bool isHalfWay(uint32_t status) {
+bool isTransitional(uint32_t status) {
     return ((status & interfaces::status::Up) != 0) != ((status & interfaces::status::Operational) != 0);
 }
 
 }  // namespace
 
-void StatusNews::changed(const Link& link, uint32_t before, uint32_t status, uint64_t now) {
-    const auto known = halfWay_.find(link.index);
-    const uint32_t told = known == halfWay_.end() ? before : known->second.told;
-    if (isHalfWay(status)) {
-        const uint64_t due = known == halfWay_.end() ? now + kSettle : known->second.due;
-        halfWay_.insert_or_assign(link.index, HalfWay{link.name, told, status, due});
+void LinkStatusDebouncer::change(const Link& link, uint32_t before, uint32_t status, std::chrono::milliseconds now) {
+    const auto last = transitions_.find(link.index);
+    const uint32_t reported = last == transitions_.end() ? before : last->second.reported;
+    if (isTransitional(status)) {
+        const auto due = last == transitions_.end() ? now + kSettlingTime : last->second.due;
+        transitions_.insert_or_assign(link.index, Transition{link.name, reported, status, due});
         return;
     }
-    if (known != halfWay_.end()) halfWay_.erase(known);
-    if (status != told) tell_(link.index, link.name, status);
+    if (last != transitions_.end()) transitions_.erase(last);
+    if (status != reported) report_(link.index, link.name, status);
 }
 
-void StatusNews::tellLasting(uint64_t now) {
-    for (auto at = halfWay_.begin(); at != halfWay_.end();) {
+void LinkStatusDebouncer::reportLasting(std::chrono::milliseconds now) {
+    for (auto at = transitions_.begin(); at != transitions_.end();) {
         const auto& [index, link] = *at;
         if (link.due > now) {
             ++at;
             continue;
         }
-        if (link.status != link.told) tell_(index, link.name, link.status);
-        at = halfWay_.erase(at);
+        if (link.status != link.reported) report_(index, link.name, link.status);
+        at = transitions_.erase(at);
     }
 }
 
-std::optional<uint64_t> StatusNews::due() const {
-    const auto first =
-        std::ranges::min_element(halfWay_, [](const auto& a, const auto& b) { return a.second.due < b.second.due; });
-    return first == halfWay_.end() ? std::nullopt : std::optional(first->second.due);
+std::optional<std::chrono::milliseconds> LinkStatusDebouncer::due() const {
+    const auto first = std::ranges::min_element(
+        transitions_, [](const auto& a, const auto& b) { return a.second.due < b.second.due; });
+    return first == transitions_.end() ? std::nullopt : std::optional(first->second.due);
 }
 
 }  // namespace hostd

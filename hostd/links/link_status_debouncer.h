@@ -1,42 +1,45 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "hostd/links/link.h"
 
 namespace hostd {
 
-/// Which changes of a link's status are told, so that each is told once. A link that comes up has carrier a moment
-/// before it is operational, and the kernel tells of both: on such a half way a status counts only when it lasts.
-class StatusNews {
+/// Debounces link status changes so that each is reported once. A link gets carrier shortly before it becomes
+/// operational; that transitional status is reported only if it lasts. Points in time are as of sinceBoot.
+class LinkStatusDebouncer {
   public:
-    /// ms that a half-way status has to last; the kernel follows a change of carrier within a second.
-    static constexpr uint64_t kSettle = 1500;
-    using Tell = std::function<void(uint32_t index, const std::string& name, uint32_t status)>;
+    /// How long a transitional status has to last; the kernel follows a change of carrier within a second.
+    static constexpr std::chrono::milliseconds kSettlingTime{1500};
+    using Report = std::function<void(uint32_t index, const std::string& name, uint32_t status)>;
 
-    explicit StatusNews(Tell tell) : tell_(std::move(tell)) {}
+    /// @param report  called with each status to report, in bits of link_status
+    explicit LinkStatusDebouncer(Report report) : report_(std::move(report)) {}
 
-    /// Takes a change of a link's status, in bits of contracts::interfaces::status, and tells of it unless it is half
-    /// way, or the end of a way back to what was told last.
-    void changed(const Link& link, uint32_t before, uint32_t status, uint64_t now);
-    /// Tells of what has lasted.
-    void tellLasting(uint64_t now);
-    /// When tellLasting has work next, in milliseconds; nothing when no link is half way.
-    [[nodiscard]] std::optional<uint64_t> due() const;
+    /// Accepts a change of a link's status, in bits of contracts::interfaces::status. Reports it at once unless the new status is
+    /// transitional or is the one reported last.
+    void change(const Link& link, uint32_t before, uint32_t status, std::chrono::milliseconds now);
+    /// Reports the transitional statuses that have lasted.
+    void reportLasting(std::chrono::milliseconds now);
+    /// When reportLasting has work next; nothing when no link's status is transitional.
+    [[nodiscard]] std::optional<std::chrono::milliseconds> due() const;
 
   private:
-    struct HalfWay {
+    struct Transition {
         std::string name;
-        uint32_t told;
+        uint32_t reported;  ///< status reported last
         uint32_t status;
-        uint64_t due;
+        std::chrono::milliseconds due;
     };
-    Tell tell_;
-    std::map<uint32_t, HalfWay> halfWay_;  ///< by the link's index
+    Report report_;
+    std::map<uint32_t, Transition> transitions_;  ///< by the link's index
 };
 
 }  // namespace hostd

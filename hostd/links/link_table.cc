@@ -14,9 +14,9 @@ namespace interfaces = contracts::interfaces;
 LinkTable::LinkTable(IsWireless isWireless, StatusChanged statusChanged)
     : isWireless_(std::move(isWireless)), statusChanged_(std::move(statusChanged)) {}
 
-void LinkTable::take(const nlmsghdr& message, uint64_t now) {
+void LinkTable::apply(const nlmsghdr& message, std::chrono::milliseconds now) {
     if (message.nlmsg_type == RTM_NEWLINK) {
-        takeNew(message, now);
+        applyNew(message, now);
     } else if (message.nlmsg_type == RTM_DELLINK) {
         const auto gone = readGoneLink(message);
         if (gone && find(*gone) != nullptr) remove(place(*gone));
@@ -25,7 +25,7 @@ void LinkTable::take(const nlmsghdr& message, uint64_t now) {
     }
 }
 
-void LinkTable::takeNew(const nlmsghdr& message, uint64_t now) {
+void LinkTable::applyNew(const nlmsghdr& message, std::chrono::milliseconds now) {
     Link read;
     if (!readLink(message, now, read)) return;
     const size_t at = place(read.index);
@@ -94,7 +94,7 @@ const Link* LinkTable::firstFrom(uint32_t index) const {
 
 bool LinkTable::isAt(size_t at, uint32_t index) const { return at < links_.size() && links_[at].index == index; }
 
-/// Where the first link with this index or a greater one stands.
+/// Position of the first link with this index or a greater one.
 size_t LinkTable::place(uint32_t index) const {
     if (isAt(last_, index)) return last_;
     // The step of a walk: the index after the last one, whether or not a link has it.

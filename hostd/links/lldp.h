@@ -19,7 +19,7 @@ struct Neighbor {
     std::string port;          ///< description of its port, or else the port's id
 
     /// From its key, so that a neighbour usually has the same after a restart, and not another's.
-    [[nodiscard]] uint32_t likedId() const { return likedIdOf(key); }
+    [[nodiscard]] uint32_t preferredId() const { return preferredIdOf(key); }
 };
 
 /// Asks lldpd through its library, which is loaded here. Waits for the daemon, so it can block.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstdint>
+#include <chrono>
 #include <functional>
 #include <utility>
 
@@ -13,7 +13,7 @@ namespace hostd {
 /// keeps its id as long as it is heard.
 class Neighbors : public WatchedTable<Neighbor> {
   public:
-    static constexpr uint64_t kMaxAge = 5000;  ///< ms
+    static constexpr std::chrono::seconds kMaxAge{5};
     static constexpr IdRange kIds{1, 0x10000};
 
     /// @param read  runs on the helper thread
@@ -21,7 +21,7 @@ class Neighbors : public WatchedTable<Neighbor> {
         : WatchedTable("neighbours", std::move(read), kMaxAge, kIds) {}
 
   protected:
-    void list(const Neighbor& heard, tn::message& item) const override;
+    void writeEntry(const Neighbor& heard, tn::message& item) const override;
 };
 
 }  // namespace hostd

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <utility>
 
-#include "hostd/netlink/netlink.h"
+#include "hostd/netlink/attributes.h"
 
 namespace hostd {
 
@@ -21,7 +21,7 @@ namespace {
 constexpr std::array<std::string_view, 12> kClassful = {"htb",  "hfsc",   "cbq", "drr",    "qfq",    "ets",
                                                         "prio", "multiq", "mq",  "mqprio", "taprio", "dsmark"};
 constexpr std::string_view kNoQueue = "noqueue";
-constexpr uint32_t kMostIds = INT32_MAX;  // an index of SNMP is one
+constexpr uint32_t kMaxId = INT32_MAX;  // an index of SNMP is one
 
 /// A kernel's structure may be longer or shorter than the one known here, or absent.
 template <class Structure>
@@ -49,40 +49,40 @@ std::string hex(uint32_t number) {
 /// A class's handle as tc(8) writes it, "1:10".
 std::string handleText(uint32_t handle) { return hex(handle >> 16) + ":" + hex(TC_H_MIN(handle)); }
 
-/// Where a qdisc or a class hangs: its interface and its handle.
-using Place = std::pair<uint32_t, uint32_t>;
-Place placeOf(const Qdisc& qdisc) { return {qdisc.ifindex, qdisc.handle}; }
+/// What identifies a qdisc or a class: its interface and its handle.
+using QdiscId = std::pair<uint32_t, uint32_t>;
+QdiscId idOf(const Qdisc& qdisc) { return {qdisc.ifindex, qdisc.handle}; }
 
 using NameOf = std::function<std::string(uint32_t)>;
 
-/// The classes of all interfaces, found by their places.
+/// The classes of all interfaces, found by their ids.
 class ClassTree {
   public:
     ClassTree(const std::vector<Qdisc>& qdiscs, const std::vector<Qdisc>& classes, const NameOf& nameOf) {
-        for (const Qdisc& qdisc : qdiscs) hangsFrom_[placeOf(qdisc)] = qdisc.parent;
+        for (const Qdisc& qdisc : qdiscs) parents_[idOf(qdisc)] = qdisc.parent;
         for (const Qdisc& one : classes)
             if (const std::string interface = nameOf(one.ifindex); !interface.empty())
-                classes_[placeOf(one)] = {&one, interface + " " + handleText(one.handle), interface, 0};
+                classes_[idOf(one)] = {&one, interface + " " + handleText(one.handle), interface, 0};
         std::set<uint32_t> taken;
-        for (auto& [place, node] : classes_) {
+        for (auto& [id, node] : classes_) {
             node.id = classId(node.name);
-            while (!taken.insert(node.id).second) node.id = node.id % kMostIds + 1;
+            while (!taken.insert(node.id).second) node.id = node.id % kMaxId + 1;
         }
     }
 
     [[nodiscard]] std::map<uint32_t, ClassQueue> rows() const {
         std::map<uint32_t, ClassQueue> rows;
-        for (const auto& [place, node] : classes_) {
-            const Node* parent = parentOf(*node.told);
+        for (const auto& [id, node] : classes_) {
+            const Node* parent = parentOf(*node.reported);
             rows[node.id] = {node.name, parent == nullptr ? node.interface : parent->name,
-                             parent == nullptr ? 0 : parent->id, node.told->counters};
+                             parent == nullptr ? 0 : parent->id, node.reported->counters};
         }
         return rows;
     }
 
   private:
     struct Node {
-        const Qdisc* told;
+        const Qdisc* reported;
         std::string name;
         std::string interface;
         uint32_t id;
@@ -91,15 +91,15 @@ class ClassTree {
         const auto found = classes_.find({ifindex, handle});
         return found == classes_.end() ? nullptr : &found->second;
     }
-    /// The class that this one is in: by its own word, else the one from which its qdisc hangs.
+    /// The class that contains this one: the one it names, else the parent of its qdisc.
     [[nodiscard]] const Node* parentOf(const Qdisc& one) const {
         if (const Node* parent = at(one.ifindex, one.parent); parent != nullptr) return parent;
-        const auto qdisc = hangsFrom_.find({one.ifindex, TC_H_MAJ(one.handle)});
-        return qdisc == hangsFrom_.end() ? nullptr : at(one.ifindex, qdisc->second);
+        const auto qdisc = parents_.find({one.ifindex, TC_H_MAJ(one.handle)});
+        return qdisc == parents_.end() ? nullptr : at(one.ifindex, qdisc->second);
     }
 
-    std::map<Place, uint32_t> hangsFrom_;
-    std::map<Place, Node> classes_;
+    std::map<QdiscId, uint32_t> parents_;
+    std::map<QdiscId, Node> classes_;
 };
 
 }  // namespace
@@ -138,7 +138,7 @@ QueueRows makeQueueRows(const std::vector<Qdisc>& qdiscs, const std::vector<Qdis
 uint32_t classId(const std::string& name) {
     uint32_t hash = 2166136261;  // FNV-1a
     for (const char octet : name) hash = (hash ^ static_cast<uint8_t>(octet)) * 16777619;
-    return hash % kMostIds + 1;  // from 1 on
+    return hash % kMaxId + 1;  // from 1 on
 }
 
 }  // namespace hostd

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "hostd/links/qdisc.h"
 #include "hostd/source/watch.h"
@@ -11,54 +13,36 @@
 
 namespace hostd {
 
-struct QueueReading {
-    uint64_t at = 0;                ///< milliseconds of tn::getMilliseconds, when it began
-    std::optional<QueueRows> rows;  ///< nothing when the kernel didn't tell them, or they changed meanwhile
-};
-
-/// Reads the queues of all interfaces. It can block: a dump waits for whoever changes the network's configuration.
-using QueueSource = std::function<QueueReading()>;
+/// Reads the queues of all interfaces; nothing when the kernel doesn't report them, or they changed meanwhile. It can
+/// block: a dump waits for other processes that change the network's configuration.
+using QueueSource = std::function<std::optional<QueueRows>()>;
 [[nodiscard]] QueueSource kernelQueues();
 
-/// The last whole reading of the queues, shared by the tables that show it. The kernel gives no notice of counters, so
-/// they are read whole, on a helper thread: every kMaxAge while they are requested, else every kIdleAge. A
-/// failure takes nothing away until the last whole reading is older than kTooOld.
-class QueueReadings {
-  public:
-    static constexpr uint64_t kMaxAge = 250;    ///< ms
-    static constexpr uint64_t kLinger = 5000;   ///< ms after a question, in which the next one is expected
-    static constexpr uint64_t kIdleAge = 5000;  ///< ms
-    static constexpr uint64_t kTooOld = Watch<QueueReading>::kOldest;
+/// The queues, read once for all tables that show them. The kernel doesn't notify counters, so all are read: every
+/// kQueuesMaxAge while they are requested, else every kQueuesIdleInterval.
+using Queues = Watch<QueueRows>;
+constexpr std::chrono::milliseconds kQueuesMaxAge{250};
+constexpr std::chrono::seconds kQueuesIdleInterval{5};
+constexpr std::chrono::seconds kQueuesGracePeriod{5};
 
-    /// @param source  runs on the helper thread
-    explicit QueueReadings(QueueSource source = kernelQueues());
-    void keepReading() { known_.keepReading(); }
-    void refresh();                               ///< somebody asks
-    [[nodiscard]] const QueueRows& rows() const;  ///< as of the last refresh
+/// @param source  runs on the helper thread
+[[nodiscard]] std::shared_ptr<Queues> watchQueues(QueueSource source = kernelQueues());
 
-  private:
-    struct Known {
-        std::shared_ptr<const QueueReading> whole;  ///< the last one; nullptr before there is one
-        bool isLast = false;                        ///< none has failed since
-    };
-    static std::function<Known()> keepingTheWhole(QueueSource source);
-
-    Watch<Known> known_;
-    std::shared_ptr<const QueueReading> taken_;
-    bool isLogged_ = false;
-};
-
-/// A table of the last reading.
+/// A table of the last reading; empty without one.
 /// @tparam Rows  which of QueueRows' members it shows
 template <auto Rows>
 class QueueTable : public IdTable {
   public:
-    explicit QueueTable(std::shared_ptr<QueueReadings> readings) : readings_(std::move(readings)) {}
-    void loadPermData() override { readings_->keepReading(); }
+    explicit QueueTable(std::shared_ptr<Queues> queues) : queues_(std::move(queues)) {}
+    void loadPermData() override { queues_->keepReading(); }
 
   protected:
-    [[nodiscard]] const auto& rows() const { return readings_->rows().*Rows; }
-    void refresh() final { readings_->refresh(); }
+    /// As of the last refresh.
+    [[nodiscard]] const auto& rows() const {
+        static const QueueRows kNone;
+        return (reading_ ? *reading_ : kNone).*Rows;
+    }
+    void refresh() final { reading_ = queues_->latest(); }
     [[nodiscard]] uint32_t rowCount() const final { return static_cast<uint32_t>(rows().size()); }
     [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t id) const final {
         const auto found = rows().lower_bound(id);
@@ -66,18 +50,18 @@ class QueueTable : public IdTable {
     }
 
   private:
-    std::shared_ptr<QueueReadings> readings_;
+    std::shared_ptr<Queues> queues_;
+    std::shared_ptr<const QueueRows> reading_;
 };
 
-/// {20, 9}: what goes out and comes in through the queues of each interface, known by its ifindex: the counters of its
-/// root qdisc and of its ingress one. An interface that has neither, or only one that doesn't queue (noqueue), has no
-/// row.
+/// {20, 9}: the counters of each interface's root and ingress qdiscs, known by its ifindex. An interface that has
+/// neither, or only one that doesn't queue (noqueue), has no row.
 class InterfaceQueues : public QueueTable<&QueueRows::interfaces> {
   public:
     using QueueTable::QueueTable;
 
   protected:
-    void listRow(uint32_t id, tn::message& row) const override;
+    void writeRow(uint32_t id, tn::message& row) const override;
 };
 
 /// {20, 12}: the classes of all interfaces, known by classId. A qdisc that hangs from a class continues its tree.
@@ -86,7 +70,7 @@ class QueueTree : public QueueTable<&QueueRows::classes> {
     using QueueTable::QueueTable;
 
   protected:
-    void listRow(uint32_t id, tn::message& row) const override;
+    void writeRow(uint32_t id, tn::message& row) const override;
 };
 
 }  // namespace hostd

@@ -9,7 +9,7 @@
 #include <thread>
 #include <utility>
 
-#include "hostd/source/kept_file.h"
+#include "hostd/source/pseudo_file.h"
 
 namespace hostd {
 
@@ -31,8 +31,8 @@ struct DiskReader::Work {
     size_t answered = 0;  ///< never reset
 };
 
-DiskReader::DiskReader(std::string proc, DiskSizer sizeOf, std::chrono::milliseconds oldest)
-    : proc_(std::move(proc)), oldest_(oldest), work_(std::make_shared<Work>()) {
+DiskReader::DiskReader(std::string proc, DiskSizer sizeOf, std::chrono::milliseconds maxAge)
+    : proc_(std::move(proc)), maxAge_(maxAge), work_(std::make_shared<Work>()) {
     work_->sizeOf = std::move(sizeOf);
 }
 
@@ -106,7 +106,7 @@ Reading<Disk> DiskReader::read() {
     for (Mount& mount : mounts) {
         Probe& probe = *work_->known.at(mount);
         probe.isLate = probe.isLate || probe.isBusy;
-        if (Clock::now() - probe.asked > oldest_) probe.size.reset();
+        if (Clock::now() - probe.asked > maxAge_) probe.size.reset();
         if (probe.isBusy && !probe.size) reading.problem += (reading.problem.empty() ? "" : ", ") + mount.point;
         reading.rows.push_back({std::move(mount), probe.size});
     }

@@ -14,7 +14,7 @@ std::shared_ptr<Disks> watchDisks(const std::string& proc, const DiskSizer& size
     return watch;
 }
 
-void DiskTable::list(const Disk& disk, tn::message& item) const {
+void DiskTable::writeEntry(const Disk& disk, tn::message& item) const {
     insertSizes(item, disks::Size, disk.size->total, disks::Free, disk.size->free);
     item.insert_string(disks::MountPoint, disk.mount.point);
 }

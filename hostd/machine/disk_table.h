@@ -13,7 +13,7 @@ namespace hostd {
 /// The disks: one reading, shared by all tables that show them.
 using Disks = Watch<Reading<Disk>>;
 
-constexpr uint64_t kDisksMaxAge = 5000;  // ms
+constexpr std::chrono::seconds kDisksMaxAge{5};
 
 /// Starts the first reading on a helper thread and returns at once.
 /// @param proc    where the kernel's mount list is ("/proc")
@@ -29,7 +29,7 @@ class DiskTable : public WatchedTable<Disk> {
     explicit DiskTable(std::shared_ptr<Disks> disks) : WatchedTable("disks", std::move(disks), kIds) {}
 
   protected:
-    void list(const Disk& disk, tn::message& item) const override;
+    void writeEntry(const Disk& disk, tn::message& item) const override;
     [[nodiscard]] bool isShown(const Disk& disk) const override { return disk.size.has_value(); }
 };
 

@@ -45,7 +45,7 @@ struct Disk {
     std::optional<DiskSize> size;
     std::string key = mount.device + " " + mount.point;
 
-    [[nodiscard]] static uint32_t likedId() { return 1; }
+    [[nodiscard]] static uint32_t preferredId() { return 1; }
 };
 
 /// The size of the file system mounted at a path (statvfs(3)); nothing when the call fails or reports a size of 0. Can

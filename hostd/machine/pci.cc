@@ -44,7 +44,7 @@ bool loadNames(pci_access* access) {
 
 template <class... Ids>
 std::string lookUp(pci_access* access, int what, Ids... ids) {
-    std::array<char, kMostText> text{};
+    std::array<char, kMaxText> text{};
     // udev's database has the same names, and without it the library leaks.
     const int flags = what | PCI_LOOKUP_NO_HWDB;
     const char* found = pci_lookup_name(access, text.data(), text.size(), flags, ids...);
@@ -110,7 +110,7 @@ PciDevices::PciDevices(const std::string& sysfs, const std::string& ids)
           "PCI devices", [reader = std::make_shared<PciReader>(sysfs, ids)] { return reader->read(); }, kMaxAge,
           kOtherDomains) {}
 
-void PciDevices::list(const PciDevice& device, tn::message& item) const {
+void PciDevices::writeEntry(const PciDevice& device, tn::message& item) const {
     insertText(item, pci_devices::Name, device.key);
     insertText(item, pci_devices::Model, device.model);
     insertText(item, pci_devices::Maker, device.maker);

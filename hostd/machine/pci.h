@@ -14,12 +14,12 @@ namespace hostd {
 /// A PCI device, as the kernel and the list of names have it.
 struct PciDevice {
     std::string key;     ///< domain, bus, device and function as the kernel writes them: "0000:00:1f.2"
-    uint32_t liked = 0;  ///< see likedId
+    uint32_t liked = 0;  ///< see preferredId
     std::string maker;   ///< or "Vendor 8086"
     std::string model;   ///< or "Device 100e"
 
     /// Bus, device and function as 16 bits; 0x10000 more outside the first domain.
-    [[nodiscard]] uint32_t likedId() const { return liked; }
+    [[nodiscard]] uint32_t preferredId() const { return liked; }
 };
 
 /// Reads the devices in SYSFS/bus/pci and names them by libpci's list. It reads the list only when a device is new,
@@ -54,14 +54,14 @@ class PciReader {
 /// {24, 5}: the PCI devices. contracts/devices.h has the fields and how ids are formed.
 class PciDevices : public WatchedTable<PciDevice> {
   public:
-    static constexpr uint64_t kMaxAge = 1000;  ///< ms
+    static constexpr std::chrono::seconds kMaxAge{1};
     static constexpr IdRange kOtherDomains{0x10000, 0x20000};
 
     /// @param ids  path of the list of names; empty for libpci's own
     explicit PciDevices(const std::string& sysfs, const std::string& ids = "");
 
   protected:
-    void list(const PciDevice& device, tn::message& item) const override;
+    void writeEntry(const PciDevice& device, tn::message& item) const override;
 };
 
 }  // namespace hostd

@@ -14,7 +14,6 @@
 #include "hostd/machine/processors.h"
 #include "hostd/machine/version.h"
 #include "hostd/table/sizes.h"
-#include "tn/looper.h"
 #include "tn/sources.h"
 
 namespace hostd {
@@ -75,47 +74,40 @@ tn::message Identity::cmdSet(const tn::message&) {
 
 // ---- {24, 2}
 
-SystemInfo::SystemInfo(const Places& places, std::shared_ptr<Disks> disks)
-    : version_(versionText(readFile(places.osRelease))),
-      model_(readModel(places.sysfs, places.proc)),
-      meminfo_(places.proc + "/meminfo"),
-      stat_(places.proc + "/stat"),
-      online_(places.sysfs + "/devices/system/cpu/online"),
+SystemInfo::SystemInfo(const Paths& paths, std::shared_ptr<Disks> disks)
+    : version_(versionText(readFile(paths.osRelease))),
+      model_(readModel(paths.sysfs, paths.proc)),
+      meminfo_(paths.proc + "/meminfo"),
+      stat_(paths.proc + "/stat"),
+      online_(paths.sysfs + "/devices/system/cpu/online"),
       disks_(std::move(disks)),
-      loadInterval_(places.loadInterval) {
-    sample(tn::getMilliseconds());
+      loadInterval_(paths.loadInterval) {
+    sample(sinceBoot());
     readLoads();
-    if (!memory_.total) hostLog << places.proc << "/meminfo: no memory sizes to be had from it";
+    if (!memory_.total) hostLog << paths.proc << "/meminfo: no memory sizes to be had from it";
 }
 
-SystemInfo::~SystemInfo() {
-    if (tn::Looper* looper = tn::getLooper()) looper->removeTimer(loadTimer_);
-}
-
-void SystemInfo::sample(uint64_t now) {
+void SystemInfo::sample(std::chrono::milliseconds now) {
     sampled_ = now;
     memory_ = parseMeminfo(meminfo_.read());
     processors_ = countProcessors(online_.read());
 }
 
 void SystemInfo::refresh() {
-    if (tn::getMilliseconds() - loadsRead_ >= kMaxAge) readLoads();
+    if (sinceBoot() - loadsRead_ >= kMaxAge) readLoads();
 }
 
 void SystemInfo::readLoads() {
-    loadsRead_ = tn::getMilliseconds();
-    loads_.update(loadsRead_, stat_.read());
-    tn::Looper* looper = tn::getLooper();
-    if (looper == nullptr) return;
-    looper->removeTimer(loadTimer_);
-    loadTimer_ = looper->addTimer([this] { readLoads(); }, std::chrono::milliseconds(loadInterval_));
+    loadsRead_ = sinceBoot();
+    loads_.update(tn::getMilliseconds(), stat_.read());
+    loadTimer_.start(loadInterval_, [this] { readLoads(); });
 }
 
 tn::message SystemInfo::cmdGet(const tn::message& request) {
     if (request.has(tn::field::ObjectId)) return cmdGetObj(request);
-    const uint64_t now = tn::getMilliseconds();
+    const std::chrono::milliseconds now = sinceBoot();
     if (now - sampled_ >= kMaxAge) sample(now);
-    if (auto disks = disks_->ask(); disks != summed_) {
+    if (auto disks = disks_->latest(); disks != summed_) {
         summed_ = std::move(disks);
         diskSize_ = summed_ ? sumOfDisks(summed_->rows) : std::nullopt;
     }
@@ -142,7 +134,7 @@ std::optional<uint32_t> SystemInfo::firstFrom(uint32_t id) const {
     return found == loads_.percent().end() ? std::nullopt : std::optional(found->first);
 }
 
-void SystemInfo::listRow(uint32_t id, tn::message& row) const {
+void SystemInfo::writeRow(uint32_t id, tn::message& row) const {
     row.insert_u32(system_info::Load, loads_.percent().at(id));
 }
 

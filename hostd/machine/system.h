@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -8,10 +9,10 @@
 #include "hostd/machine/disk_table.h"
 #include "hostd/machine/memory.h"
 #include "hostd/machine/processor_loads.h"
-#include "hostd/source/kept_file.h"
+#include "hostd/source/pseudo_file.h"
+#include "hostd/source/timer.h"
 #include "hostd/table/id_table.h"
 #include "tn/handler.h"
-#include "tn/thin_runner.h"
 
 namespace hostd {
 
@@ -54,20 +55,17 @@ class Identity : public tn::Handler {
 /// read every loadInterval, so that infrequent pollers get the mean of the last minute, too.
 class SystemInfo : public IdTable {
   public:
-    static constexpr uint64_t kMaxAge = 250;           ///< ms, of memory and processors
-    static constexpr uint64_t kLoadInterval = 15'000;  ///< ms
+    static constexpr std::chrono::milliseconds kMaxAge{250};  ///< of memory and processors
+    static constexpr std::chrono::seconds kLoadInterval{15};
 
-    struct Places {
+    struct Paths {
         std::string proc = "/proc";
         std::string sysfs = "/sys";
         std::string osRelease = "/etc/os-release";
-        uint64_t loadInterval = kLoadInterval;
+        std::chrono::milliseconds loadInterval = kLoadInterval;
     };
     /// Reads everything once; the disks on their helper thread. Logs a line when the memory sizes are missing.
-    SystemInfo(const Places& places, std::shared_ptr<Disks> disks);
-    ~SystemInfo() override;
-    SystemInfo(const SystemInfo&) = delete;
-    SystemInfo& operator=(const SystemInfo&) = delete;
+    SystemInfo(const Paths& paths, std::shared_ptr<Disks> disks);
 
     void loadPermData() override { readLoads(); }  // now with the looper's timers
     tn::message cmdGet(const tn::message& request) override;
@@ -77,27 +75,27 @@ class SystemInfo : public IdTable {
     void refresh() override;
     [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(loads_.percent().size()); }
     [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t id) const override;
-    void listRow(uint32_t id, tn::message& row) const override;
+    void writeRow(uint32_t id, tn::message& row) const override;
 
   private:
-    void sample(uint64_t now);
+    void sample(std::chrono::milliseconds now);
     void readLoads();
 
     std::string version_;
     std::string model_;
-    KeptFile meminfo_;
-    KeptFile stat_;
-    KeptFile online_;
+    PseudoFile meminfo_;
+    PseudoFile stat_;
+    PseudoFile online_;
     std::shared_ptr<Disks> disks_;
     std::shared_ptr<const Reading<Disk>> summed_;
     std::optional<DiskSize> diskSize_;  ///< of that reading
-    uint64_t sampled_ = 0;
+    std::chrono::milliseconds sampled_{};
     Memory memory_;
     std::optional<uint32_t> processors_;
     ProcessorLoads loads_;
-    uint64_t loadInterval_;
-    uint64_t loadsRead_ = 0;
-    tn::ThinRunner::TimerId loadTimer_ = 0;
+    std::chrono::milliseconds loadInterval_;
+    std::chrono::milliseconds loadsRead_{};
+    Timer loadTimer_;
 };
 
 }  // namespace hostd

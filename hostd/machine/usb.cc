@@ -88,7 +88,7 @@ UsbDevices::UsbDevices(const std::string& sysfs, const UsbNamer& namer)
           "USB devices", [reader = std::make_shared<UsbReader>(sysfs, namer)] { return reader->read(); }, kMaxAge,
           kIds) {}
 
-void UsbDevices::list(const UsbDevice& device, tn::message& item) const {
+void UsbDevices::writeEntry(const UsbDevice& device, tn::message& item) const {
     insertText(item, usb_devices::Name, device.name);
     insertText(item, usb_devices::Maker, device.maker);
     insertText(item, usb_devices::Product, device.product);

@@ -25,7 +25,7 @@ struct UsbDevice {
 
     static constexpr uint32_t kBuses = 0x800;  ///< more than the kernel has
     static constexpr uint32_t kNumbers = 0x80;
-    [[nodiscard]] uint32_t likedId() const { return bus * kNumbers + number; }
+    [[nodiscard]] uint32_t preferredId() const { return bus * kNumbers + number; }
 };
 
 /// The names for a vendor and product number; empty when not known.
@@ -60,13 +60,13 @@ class UsbReader {
 /// {24, 6}: the USB devices, root hubs included. contracts/devices.h has the fields and how ids are formed.
 class UsbDevices : public WatchedTable<UsbDevice> {
   public:
-    static constexpr uint64_t kMaxAge = 1000;  ///< ms
+    static constexpr std::chrono::seconds kMaxAge{1};
     static constexpr IdRange kIds{1, 0x40000};
 
     explicit UsbDevices(const std::string& sysfs, const UsbNamer& namer = lookUpUsb);
 
   protected:
-    void list(const UsbDevice& device, tn::message& item) const override;
+    void writeEntry(const UsbDevice& device, tn::message& item) const override;
 };
 
 }  // namespace hostd

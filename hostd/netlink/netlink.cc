@@ -10,16 +10,15 @@ namespace hostd {
 namespace {
 
 // The kernel makes packets of a dump as large as the reader's buffer allows, up to 32 KiB, and larger ones only of
-// links with all their virtual functions, which nobody here asks for. A notification is as long as it has to be: that
+// links with all their virtual functions, which aren't requested here. A notification is as long as it has to be: that
 // of a route is hardly longer than the attribute of its next hops, up to 64 KiB. What isn't filled costs nothing.
-constexpr size_t kPacket = 128 * 1024;
-constexpr int kPatience = 1000;  // milliseconds
+constexpr size_t kMaxPacket = 128 * 1024;
 
 }  // namespace
 
 void NetlinkRequests::begin(uint16_t type, uint16_t flags) {
     begun_ = buffer_.size();
-    buffer_.resize(begun_ + kMostRequest);
+    buffer_.resize(begun_ + kMaxRequest);
     nlmsghdr* header = mnl_nlmsg_put_header(buffer_.data() + begun_);
     header->nlmsg_type = type;
     header->nlmsg_flags = static_cast<uint16_t>(NLM_F_REQUEST | flags);
@@ -35,38 +34,39 @@ uint32_t NetlinkRequests::number(uint32_t first) {
     return count;
 }
 
-bool NetlinkSocket::open(int bus, unsigned groups, int room) {
-    close();
+bool NetlinkSocket::open(int bus, unsigned groups, int bufferSize) {
+    closeSocket();
     socket_ = mnl_socket_open2(bus, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (socket_ == nullptr) return false;
     // The forced size needs CAP_NET_ADMIN; without it the system's limit holds.
-    if (room > 0 && ::setsockopt(fd(), SOL_SOCKET, SO_RCVBUFFORCE, &room, sizeof room) != 0)
-        ::setsockopt(fd(), SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
+    const int fd = mnl_socket_get_fd(socket_);
+    if (bufferSize > 0 && ::setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &bufferSize, sizeof bufferSize) != 0)
+        ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &bufferSize, sizeof bufferSize);
     if (mnl_socket_bind(socket_, groups, MNL_SOCKET_AUTOPID) == 0) return true;
     const int reason = errno;
-    close();
+    closeSocket();
     errno = reason;
     return false;
 }
 
-void NetlinkSocket::close() {
+void NetlinkSocket::closeSocket() {
     if (socket_ != nullptr) mnl_socket_close(socket_);
     socket_ = nullptr;
 }
 
 bool NetlinkSocket::send(NetlinkRequests& requests) {
-    firstAsked_ += asked_;
-    asked_ = requests.number(firstAsked_);
+    firstRequest_ += requests_;
+    requests_ = requests.number(firstRequest_);
     const auto bytes = requests.bytes();
     return mnl_socket_sendto(socket_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
 }
 
 bool NetlinkSocket::isWanted(const nlmsghdr& message) const {
-    return asked_ == 0 || message.nlmsg_seq - firstAsked_ < asked_;  // numbers may wrap
+    return requests_ == 0 || message.nlmsg_seq - firstRequest_ < requests_;  // numbers may wrap
 }
 
-NetlinkSocket::Outcome NetlinkSocket::take(size_t packets, const Taker& taker) const {
-    alignas(nlmsghdr) std::array<uint8_t, kPacket> packet;  // filled by recv
+NetlinkSocket::Outcome NetlinkSocket::receive(size_t packets, const Consumer& consumer) const {
+    alignas(nlmsghdr) std::array<uint8_t, kMaxPacket> packet;  // filled by recv
     sockaddr_nl from{};
     bool isCut = false;
     Outcome outcome = Outcome::Full;
@@ -84,7 +84,7 @@ NetlinkSocket::Outcome NetlinkSocket::take(size_t packets, const Taker& taker) c
         const auto size = static_cast<size_t>(n);  // of the packet as it was sent
         isCut = isCut || size > packet.size();
         forEachMessage({packet.data(), std::min(size, packet.size())}, [&](const nlmsghdr& message) {
-            if (isWanted(message)) taker(message);
+            if (isWanted(message)) consumer(message);
         });
     }
     if (!isCut) return outcome;
@@ -92,7 +92,17 @@ NetlinkSocket::Outcome NetlinkSocket::take(size_t packets, const Taker& taker) c
     return Outcome::Overrun;
 }
 
-bool NetlinkSocket::takeAnswer(const Taker& taker) const {
+bool NetlinkSocket::waitForPacket() const {
+    for (;;) {
+        pollfd waiting{fd(), POLLIN, 0};
+        const int ready = ::poll(&waiting, 1, static_cast<int>(kTimeout.count()));
+        if (ready < 0 && errno == EINTR) continue;
+        if (ready == 0) errno = ETIMEDOUT;
+        return ready > 0;
+    }
+}
+
+bool NetlinkSocket::receiveReply(const Consumer& consumer) const {
     bool isDone = false;
     int problem = 0;
     const auto look = [&](const nlmsghdr& message) {
@@ -104,16 +114,12 @@ bool NetlinkSocket::takeAnswer(const Taker& taker) const {
             isDone = true;
             if (error == nullptr || error->error != 0) problem = error == nullptr ? EPROTO : -error->error;
         } else {
-            taker(message);
+            consumer(message);
         }
     };
     while (!isDone) {
-        pollfd waiting{fd(), POLLIN, 0};
-        const int ready = ::poll(&waiting, 1, kPatience);
-        if (ready < 0 && errno == EINTR) continue;
-        if (ready == 0) errno = ETIMEDOUT;
-        if (ready <= 0) return false;
-        const Outcome outcome = take(1, look);
+        if (!waitForPacket()) return false;
+        const Outcome outcome = receive(1, look);
         if (outcome == Outcome::Overrun || outcome == Outcome::Failed) return false;
     }
     errno = problem;

@@ -1,67 +1,75 @@
 #pragma once
 
-#include <cstdint>
+#include <chrono>
+#include <memory>
 #include <string>
 
 #include "hostd/netlink/netlink.h"
-#include "tn/thin_runner.h"
+#include "hostd/source/timer.h"
 
 namespace hostd {
 
-/// What is kept of the things that a NetlinkFollower follows.
+/// The table that a NetlinkFollower keeps current.
 class FollowedTable {
   public:
     virtual ~FollowedTable() = default;
-    /// Takes what the kernel tells of one thing; messages about others are passed over.
-    /// @param now  milliseconds of tn::getMilliseconds
-    virtual void take(const nlmsghdr& message, uint64_t now) = 0;
-    /// Between these two calls everything that is there is told of anew.
+    /// Applies a message of the kernel about one entry; ignores messages about others, and malformed ones.
+    /// @param now  as of sinceBoot
+    virtual void apply(const nlmsghdr& message, std::chrono::milliseconds now) = 0;
+    /// Between these two calls every existing entry is reported anew.
     virtual void beginListing() = 0;
-    /// @param isWhole  what wasn't told of has gone; else the listing broke off, and says nothing of it
+    /// @param isWhole  true: entries that weren't reported have gone. False: the listing was interrupted, and a missing
+    ///                 entry means nothing
     virtual void endListing(bool isWhole) = 0;
 };
 
-/// Keeps a table current with the kernel's notifications (rtnetlink(7)). It is listed whole at the start, and when
+/// Keeps a table current with the kernel's notifications (rtnetlink(7)). It is listed at the start, and again when
 /// notifications were lost because they came faster than they were read. Lost notifications cause at most one listing
-/// every kPause, so that a flood costs little more than reading it.
+/// every kInterval, so that a flood costs little more than reading it.
 class NetlinkFollower {
   public:
+    static constexpr std::chrono::milliseconds kInterval{1000};  ///< between listings, and between attempts to open
+    static constexpr size_t kPacketsAtOnce = 64;                 ///< read before the loop serves others
+    static constexpr size_t kPacketsPerRequest = 16'384;         ///< read before a request is answered
+
     /// What is followed.
     struct Subject {
         std::string what;                   ///< for the log: "interfaces"
         unsigned groups;                    ///< RTMGRP_*
-        void (*request)(NetlinkRequests&);  ///< adds the one that lists it
+        void (*request)(NetlinkRequests&);  ///< adds the request that lists it
     };
-    /// @param table  must outlive this
-    NetlinkFollower(Subject subject, FollowedTable& table) : subject_(std::move(subject)), table_(table) {}
+    /// @param table    must outlive this
+    /// @param sockets  makes the sockets for notifications and for listings, in this order
+    NetlinkFollower(Subject subject, FollowedTable& table, const NetlinkSocketMaker& sockets = makeNetlinkSocket)
+        : subject_(std::move(subject)), table_(table), notices_(sockets()), listing_(sockets()) {}
     ~NetlinkFollower();
     NetlinkFollower(const NetlinkFollower&) = delete;
     NetlinkFollower& operator=(const NetlinkFollower&) = delete;
 
-    /// Lists the table, and has the process's loop, if there is one, take in from now on what comes. When the kernel
-    /// refuses, that is logged, and the loop tries again once a second. Before this nothing is read.
-    void start();
-    [[nodiscard]] bool isOpen() const { return notices_.isOpen(); }
-    static constexpr uint64_t kPause = 1000;         ///< ms, between listings and between attempts to open
-    static constexpr size_t kPacketsAtOnce = 64;     ///< before the loop looks after others
-    static constexpr size_t kPacketsBefore = 16384;  ///< an answer
-    /// Takes in what waits, at most so many packets. False when there may be more, or some were lost.
-    bool catchUp(size_t packets = kPacketsBefore);
+    /// Lists the table, and has the process's loop, if there is one, apply notifications from now on. If the kernel
+    /// refuses the socket, that is logged and the loop retries every kInterval. Before this nothing is read.
+    void start() { open(); }
+    [[nodiscard]] bool isOpen() const { return notices_->isOpen(); }
+    /// Applies the notifications that are queued, at most so many packets, and lists the table if that is due. False
+    /// when more may be queued, or some were lost and the table hasn't been listed since.
+    bool catchUp(size_t packets = kPacketsPerRequest);
 
   private:
     void open();
+    [[nodiscard]] NetlinkSocket::Outcome readNotices(size_t packets);
     void list(int attempts);
-    void tryLater(uint64_t delay);
+    [[nodiscard]] bool listOnce(NetlinkRequests& requests);
+    void retryAfter(std::chrono::milliseconds delay);
 
     Subject subject_;
     FollowedTable& table_;
-    NetlinkSocket notices_;
-    NetlinkSocket requests_;
-    tn::ThinRunner::TimerId timer_ = 0;  ///< for another attempt
+    const std::unique_ptr<NetlinkSocket> notices_;
+    const std::unique_ptr<NetlinkSocket> listing_;
+    Timer timer_;  ///< for another attempt
     int watchedFd_ = -1;
-    bool isLogged_ = false;
-    bool isStale_ = false;  ///< must be listed anew
-    uint64_t listed_ = 0;
+    bool isOpenLogged_ = false;
+    bool isStale_ = false;                 ///< must be listed anew
+    std::chrono::milliseconds listed_{0};  ///< end of the last attempt
 };
 
 }  // namespace hostd

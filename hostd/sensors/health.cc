@@ -53,13 +53,10 @@ Health::Health(std::function<HealthReading()> read) : watch_("sensors", std::mov
 
 tn::message Health::cmdGet(const tn::message&) {
     tn::message reply;
-    const auto reading = watch_.ask();
+    const auto reading = watch_.latest();
     if (!reading) return reply;
     const SensorReading& sensors = reading->sensors;
-    if (sensors.problem != problem_) {
-        problem_ = sensors.problem;
-        hostLog << "sensors: " << (problem_.empty() ? "all is well again" : problem_);
-    }
+    problems_.report(sensors.problem);
     const auto insert = [&](tn::u32_id field, Measure measure, double scale) {
         if (const auto& value = sensors.values[measure]) reply.insert_u32(field, rounded(*value * scale));
     };

@@ -1,13 +1,14 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "contracts/health.h"
 #include "hostd/sensors/sensors.h"
+#include "hostd/source/problem_log.h"
 #include "hostd/source/watch.h"
 #include "tn/handler.h"
 
@@ -33,7 +34,7 @@ struct HealthReading {
 /// whenever the set of measures without a sensor changes.
 class Health : public tn::Handler {
   public:
-    static constexpr uint64_t kMaxAge = 5000;  ///< ms
+    static constexpr std::chrono::seconds kMaxAge{5};
 
     /// @param read  runs on the helper thread
     explicit Health(std::function<HealthReading()> read);
@@ -43,7 +44,7 @@ class Health : public tn::Handler {
 
   private:
     Watch<HealthReading> watch_;
-    std::string problem_;
+    ProblemLog problems_{"sensors"};
 };
 
 }  // namespace hostd

@@ -57,7 +57,7 @@ uint32_t stateOfPodhost(int state, int reason) {
     }
 }
 
-void VirtualMachines::list(const Guest& guest, tn::message& item) const {
+void VirtualMachines::writeEntry(const Guest& guest, tn::message& item) const {
     insertText(item, tn::field::Name, guest.name);
     insertText(item, tn::field::Comment, guest.config.comment);
     insertText(item, virtual_machines::Disk, guest.config.disk);
@@ -69,7 +69,7 @@ void VirtualMachines::list(const Guest& guest, tn::message& item) const {
     item.insert_bool(virtual_machines::HasSnapshot, guest.hasSnapshot);
 }
 
-void PodhostGuests::list(const Guest& guest, tn::message& item) const {
+void PodhostGuests::writeEntry(const Guest& guest, tn::message& item) const {
     insertText(item, tn::field::Name, guest.name);
     insertText(item, tn::field::Comment, guest.config.comment);
     if (guest.memory > 0) item.insert_u32(podhost_guests::Memory, guest.memory);

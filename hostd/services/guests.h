@@ -12,7 +12,7 @@ namespace hostd {
 /// The guests of one kind. contracts/guests.h has the fields.
 class Guests : public WatchedTable<Guest> {
   public:
-    static constexpr uint64_t kMaxAge = 5000;  ///< ms
+    static constexpr std::chrono::seconds kMaxAge{5};
     static constexpr IdRange kIds{1, 0x10000};
 
   protected:
@@ -27,7 +27,7 @@ class VirtualMachines : public Guests {
     explicit VirtualMachines(std::function<Reading<Guest>()> read) : Guests("virtual machines", std::move(read)) {}
 
   protected:
-    void list(const Guest& guest, tn::message& item) const override;
+    void writeEntry(const Guest& guest, tn::message& item) const override;
 };
 
 /// {109, 1}: podhost guests (containers), from libvirt or systemd-machined.
@@ -37,7 +37,7 @@ class PodhostGuests : public Guests {
     explicit PodhostGuests(std::function<Reading<Guest>()> read) : Guests("podhost guests", std::move(read)) {}
 
   protected:
-    void list(const Guest& guest, tn::message& item) const override;
+    void writeEntry(const Guest& guest, tn::message& item) const override;
 };
 
 /// The number of contracts::virtual_machines::state for one of libvirt's (virDomainState and its reason); Invalid for

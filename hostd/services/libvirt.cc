@@ -120,7 +120,7 @@ GuestConfig parseGuest(std::string_view xml) {
     return config;
 }
 
-uint32_t Guest::likedId() const { return likedIdOf(key); }
+uint32_t Guest::preferredId() const { return preferredIdOf(key); }
 
 Reading<Guest> readGuests(const std::string& uri, size_t most, const std::string& sockets) {
     if (!isThereToAsk(uri, sockets)) return {uri + ": no daemon's socket in " + sockets, {}};

@@ -32,7 +32,7 @@ struct Guest {
     GuestConfig config;
 
     /// From its key: a guest usually has the same id after a restart, whatever became of the others.
-    [[nodiscard]] uint32_t likedId() const;
+    [[nodiscard]] uint32_t preferredId() const;
 };
 
 constexpr size_t kMostGuests = 4096;

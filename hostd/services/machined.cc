@@ -131,7 +131,7 @@ Reading<Guest> Machined::read(size_t most) {
     const Message machines = bus.call(kMachined, kManagerPath, kManager, "ListMachines", "");
     if (!machines || sd_bus_message_enter_container(machines.get(), 'a', "(ssso)") <= 0) return {bus.problem(), {}};
     Reading<Guest> reading;
-    std::map<std::string, Known> known;
+    std::map<std::string, ContainerOs> os;
     const char *name = nullptr, *kind = nullptr, *service = nullptr, *path = nullptr;
     while (sd_bus_message_read(machines.get(), "(ssso)", &name, &kind, &service, &path) > 0) {
         if (std::string_view(kind) != "container" || std::string_view(service) == "libvirt-lxc") continue;
@@ -150,15 +150,15 @@ Reading<Guest> Machined::read(size_t most) {
         setState(guest, state);
         if (bus.read(kMachined, path, kMachine, "Unit", "s", unit)) guest.memory = memoryOf(bus, unit);
         bus.read(kMachined, path, kMachine, "Timestamp", "t", started);
-        if (const auto before = known_.find(name); before != known_.end() && before->second.started == started)
-            known[name] = before->second;
+        if (const auto before = lastOs_.find(name); before != lastOs_.end() && before->second.started == started)
+            os[name] = before->second;
         else if (state == "running")
-            known[name] = {started, osOf(bus, name)};
+            os[name] = {started, osOf(bus, name)};
         if (bus.hasFailed()) return {bus.problem(), {}};
-        guest.config.comment = known[name].os;
+        guest.config.comment = os[name].os;
         reading.rows.push_back(std::move(guest));
     }
-    known_ = std::move(known);
+    lastOs_ = std::move(os);
     return reading;
 }
 

@@ -27,13 +27,13 @@ class Machined {
 
   private:
     /// The operating system of a container, queried once, since each query costs machined a process.
-    struct Known {
+    struct ContainerOs {
         uint64_t started = 0;  ///< us since the epoch; a restart may change the operating system
         std::string os;
     };
     std::string address_;
     std::chrono::microseconds timeout_;
-    std::map<std::string, Known> known_;  ///< by the container's name
+    std::map<std::string, ContainerOs> lastOs_;  ///< by the container's name
 };
 
 /// The containers of libvirt at this URI. If libvirt fails and returns none, those of systemd-machined; `problem` still

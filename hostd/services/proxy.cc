@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "contracts/proxy.h"
-#include "hostd/log.h"
 #include "hostd/table/sizes.h"
 
 namespace hostd {
@@ -25,19 +24,11 @@ void insertSize(tn::message& m, tn::u32_id field, std::optional<uint64_t> value)
 
 Proxy::Proxy(std::function<SquidReading()> read) : watch_("proxy", std::move(read), kMaxAge) {}
 
-std::shared_ptr<const SquidReading> Proxy::latest() {
-    auto reading = watch_.ask();
-    if (reading && reading->problem != problem_) {
-        problem_ = reading->problem;
-        hostLog << "proxy: " << (problem_.empty() ? "squid answers" : problem_);
-    }
-    return reading;
-}
-
 tn::message Proxy::cmdGet(const tn::message&) {
     tn::message reply;
-    const auto reading = latest();
+    const auto reading = watch_.latest();
     if (!reading) return reply;
+    problems_.report(reading->problem);
     const SquidFigures& figures = reading->figures;
     if (figures.startedAt) reply.insert_u32(proxy::StartedAt, *figures.startedAt);
     insertCounter(reply, proxy::ServerRequests, figures.serverRequests);

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
-#include <memory>
-#include <string>
 
 #include "hostd/services/squid.h"
+#include "hostd/source/problem_log.h"
 #include "hostd/source/watch.h"
 #include "tn/handler.h"
 
@@ -15,7 +15,7 @@ namespace hostd {
 /// all fields are absent; a line is logged when that begins and when it ends.
 class Proxy : public tn::Handler {
   public:
-    static constexpr uint64_t kMaxAge = 15'000;  ///< ms; each reading writes two lines to squid's log
+    static constexpr std::chrono::seconds kMaxAge{15};  ///< each reading writes two lines to squid's log
 
     /// @param read  runs on the helper thread
     explicit Proxy(std::function<SquidReading()> read);
@@ -23,10 +23,8 @@ class Proxy : public tn::Handler {
     tn::message cmdGet(const tn::message& request) override;
 
   private:
-    [[nodiscard]] std::shared_ptr<const SquidReading> latest();
-
     Watch<SquidReading> watch_;
-    std::string problem_;
+    ProblemLog problems_{"proxy"};
 };
 
 }  // namespace hostd

@@ -66,7 +66,7 @@ tn::message refused(const std::string& why) { return tn::errorMsg(tn::error::Ref
 }  // namespace
 
 void Scripts::refresh() {
-    const uint64_t now = tn::getMilliseconds();
+    const std::chrono::milliseconds now = sinceBoot();
     const int64_t changed = changeTime(folder_);
     if (changed == folderChanged_ && now - scanned_ < kMaxAge) return;
     folderChanged_ = changed;
@@ -85,9 +85,9 @@ std::optional<uint32_t> Scripts::firstFrom(uint32_t id) const {
     return next == names_.end() ? std::nullopt : std::optional(next->first);
 }
 
-void Scripts::listRow(uint32_t id, tn::message& row) const { row.insert_string(scripts::Name, names_.at(id)); }
+void Scripts::writeRow(uint32_t id, tn::message& row) const { row.insert_string(scripts::Name, names_.at(id)); }
 
-tn::message Scripts::setRow(uint32_t id, const tn::message& request) {
+tn::message Scripts::changeRow(uint32_t id, const tn::message& request) {
     std::string& name = names_.at(id);
     const std::string wanted = request.get_string(scripts::Name, name);
     if (wanted == name) return {};

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
 
 #include "hostd/services/script_run.h"
+#include "hostd/source/timer.h"
 #include "hostd/table/id_table.h"
 
 namespace hostd {
@@ -14,8 +16,8 @@ namespace hostd {
 /// keeps its id, renamed or not, for the life of this process; the id of a removed one isn't used again.
 class Scripts : public IdTable {
   public:
-    static constexpr uint64_t kMaxAge =
-        5000;                               ///< ms; the folder's own time doesn't tell that a file's mode has changed
+    static constexpr std::chrono::seconds kMaxAge{
+        5};                                  ///< the folder's time doesn't show that a file's mode has changed
     static constexpr size_t kMaxRuns = 16;  ///< at the same time
 
     explicit Scripts(std::string folder) : folder_(std::move(folder)) {}
@@ -29,9 +31,9 @@ class Scripts : public IdTable {
     void refresh() override;
     [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(names_.size()); }
     [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t id) const override;
-    void listRow(uint32_t id, tn::message& row) const override;
+    void writeRow(uint32_t id, tn::message& row) const override;
     /// Renames. error::Refused for a name that is empty, begins with a dot, has a slash or a zero octet, or is taken.
-    tn::message setRow(uint32_t id, const tn::message& request) override;
+    tn::message changeRow(uint32_t id, const tn::message& request) override;
 
   private:
     void scan();
@@ -41,7 +43,7 @@ class Scripts : public IdTable {
     std::map<uint32_t, std::string> names_;
     uint32_t lastId_ = 0;
     int64_t folderChanged_ = -1;  ///< ns since the epoch, when the folder was read
-    uint64_t scanned_ = 0;        ///< ms
+    std::chrono::milliseconds scanned_{};
     std::map<uint64_t, std::unique_ptr<ScriptRun>> runs_;
     uint64_t lastRun_ = 0;
 };

@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* kLibrary = "libcurl.so.4";
 constexpr size_t kMostPage = 256 * 1024;  // octets; squid's are 5 KiB
-constexpr long kPatience = 5000;          // ms for a page
+constexpr long kPageTimeout = 5000;       // ms
 constexpr std::string_view kBlanks = " \t\r";
 
 /// The library's functions, those that are used here.
@@ -54,7 +54,7 @@ std::string fetch(const Library& library, const std::string& url, const std::str
     library.set(curl, CURLOPT_URL, (url + "/squid-internal-mgr/" + name).c_str());  // it is copied
     library.set(curl, CURLOPT_PROXY, "");                                           // whatever the environment says
     library.set(curl, CURLOPT_PROTOCOLS_STR, "http,https");
-    library.set(curl, CURLOPT_TIMEOUT_MS, kPatience);
+    library.set(curl, CURLOPT_TIMEOUT_MS, kPageTimeout);
     library.set(curl, CURLOPT_NOSIGNAL, 1L);
     library.set(curl, CURLOPT_FAILONERROR, 1L);
     library.set(curl, CURLOPT_WRITEFUNCTION, append);

@@ -4,7 +4,7 @@
 #include <charconv>
 #include <filesystem>
 
-#include "hostd/source/kept_file.h"
+#include "hostd/source/pseudo_file.h"
 
 namespace hostd {
 

@@ -101,7 +101,7 @@ void Spawner::stop() {
     pollfd ended{childFd_, POLLIN, 0};
     int ready = 0;
     if (childFd_ >= 0) do
-            ready = ::poll(&ended, 1, static_cast<int>(kPatience));
+            ready = ::poll(&ended, 1, static_cast<int>(std::chrono::milliseconds(kGracePeriod).count()));
         while (ready < 0 && errno == EINTR);
     if (ready != 1) ::kill(child_, SIGKILL);
     ::waitpid(child_, nullptr, 0);

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -19,8 +20,8 @@ namespace hostd {
 class Spawner {
   public:
     static constexpr uint64_t kPause = 1000;  ///< ms between two starts
-    static constexpr uint64_t kPatience =
-        7000;  ///< ms after SIGTERM until SIGKILL: longer than any exchange on the bus
+    /// Between SIGTERM and SIGKILL: longer than any exchange on the bus.
+    static constexpr std::chrono::seconds kGracePeriod{7};
 
     struct Program {
         std::vector<std::string> command;  ///< words of the command line, the program's path first
@@ -35,7 +36,7 @@ class Spawner {
     /// The first start. False, with a line on standard error, when the program can't be started; it isn't tried again
     /// then.
     bool start();
-    /// Ends the program with SIGTERM and waits for it; with SIGKILL when it hasn't gone after kPatience.
+    /// Ends the program with SIGTERM and waits for it; with SIGKILL when it hasn't gone after kGracePeriod.
     void stop();
 
     [[nodiscard]] pid_t child() const { return child_; }  ///< 0 when it doesn't run

@@ -5,7 +5,7 @@
 #include <charconv>
 
 #include "contracts/supervisor.h"
-#include "hostd/source/kept_file.h"
+#include "hostd/source/pseudo_file.h"
 #include "tn/sources.h"
 
 namespace hostd {
@@ -56,7 +56,7 @@ std::optional<uint32_t> Supervisor::firstFrom(uint32_t pid) const {
     return found == processes_.end() ? std::nullopt : std::optional(found->first);
 }
 
-void Supervisor::listRow(uint32_t pid, tn::message& row) const {
+void Supervisor::writeRow(uint32_t pid, tn::message& row) const {
     const Process& process = processes_.at(pid);
     std::string name = readFile(proc_ + "/" + std::to_string(pid) + "/comm");
     if (name.ends_with('\n')) name.pop_back();

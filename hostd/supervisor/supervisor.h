@@ -28,7 +28,7 @@ class Supervisor : public IdTable {
     void refresh() override;
     [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(processes_.size()); }
     [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t pid) const override;
-    void listRow(uint32_t pid, tn::message& row) const override;
+    void writeRow(uint32_t pid, tn::message& row) const override;
 
   private:
     struct Process {

@@ -9,7 +9,7 @@ namespace undo = tn::undo;
 
 namespace {
 
-constexpr size_t kMostText = 1000;
+constexpr size_t kMaxText = 1000;
 
 bool canBeSent(const tn::message& request) {
     return request.has(tn::field::Command) && !request.get_u32_array(tn::field::Destination).empty();
@@ -37,7 +37,7 @@ tn::message UndoJournal::record(const tn::message& request) {
     tn::message record;
     record.insert_message(undo::New, request.get_message(undo::New));
     record.insert_message(undo::Old, request.get_message(undo::Old));
-    record.insert_string(undo::Text, request.get_string(undo::Text).substr(0, kMostText));
+    record.insert_string(undo::Text, request.get_string(undo::Text).substr(0, kMaxText));
     record.insert_u32(undo::When, static_cast<uint32_t>(tn::sources().wallSeconds()));
     if (!store_->set(id, record)) {
         hostLog << "undo journal: " << store_->lastError();
@@ -47,7 +47,7 @@ tn::message UndoJournal::record(const tn::message& request) {
     while (ids_.size() > kMaxRecords && store_->remove(*ids_.begin())) ids_.erase(ids_.begin());
 
     tn::message told;
-    listRow(id, told);
+    writeRow(id, told);
     notifyChange(id, std::move(told));
     return {};
 }
@@ -66,13 +66,13 @@ std::optional<uint32_t> UndoJournal::firstFrom(uint32_t id) const {
     return found == ids_.end() ? std::nullopt : std::optional(*found);
 }
 
-void UndoJournal::listRow(uint32_t id, tn::message& row) const {
+void UndoJournal::writeRow(uint32_t id, tn::message& row) const {
     const tn::message record = store_->get(id);
     row.insert_string(undo::Text, record.get_string(undo::Text));
     row.insert_u32(undo::When, record.get_u32(undo::When));
 }
 
-void UndoJournal::wholeRow(uint32_t id, tn::message& row) const {
+void UndoJournal::writeWhole(uint32_t id, tn::message& row) const {
     const tn::message record = store_->get(id);
     row.insert_message(undo::New, record.get_message(undo::New));
     row.insert_message(undo::Old, record.get_message(undo::Old));

@@ -29,8 +29,8 @@ class UndoJournal : public IdTable {
   protected:
     [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(ids_.size()); }
     [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t id) const override;
-    void listRow(uint32_t id, tn::message& row) const override;
-    void wholeRow(uint32_t id, tn::message& row) const override;
+    void writeRow(uint32_t id, tn::message& row) const override;
+    void writeWhole(uint32_t id, tn::message& row) const override;
 
   private:
     std::unique_ptr<tn::Store> store_;

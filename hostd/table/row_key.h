@@ -11,7 +11,7 @@
 
 namespace hostd {
 
-/// One of the fields that tell a table's rows apart.
+/// One of the fields that distinguish a table's rows.
 class KeyField {
   public:
     // Implicit: a table's key is written as a list of its fields' ids.
@@ -22,9 +22,10 @@ class KeyField {
 
     [[nodiscard]] constexpr size_t width() const { return width_; }  ///< octets
     [[nodiscard]] bool isIn(const tn::message& m) const;
-    /// Reads the field into its place in a key. False when a raw value hasn't the field's width: it is then cut or
-    /// filled with zeros.
+    /// Reads the field into its part of a key, which has width() octets. False when a raw value has another width: it
+    /// is then cut, or filled up with zeros.
     bool read(const tn::message& m, std::span<uint8_t> place) const;
+    /// Writes the field from its part of a key.
     void write(std::span<const uint8_t> place, tn::message& m) const;
 
   private:
@@ -34,31 +35,35 @@ class KeyField {
     size_t width_;
 };
 
-/// What a table's rows are ordered by: the octets of its key fields one after the other, each number with its most
+/// The sort key of a table's row: the octets of its key fields one after the other, each number with its most
 /// significant octet first, so that keys compare as their SNMP indexes do.
 class RowKey {
   public:
-    static constexpr size_t kMost = 40;  ///< octets: two IPv6 addresses and two numbers
+    static constexpr size_t kMaxOctets = 40;  ///< two IPv6 addresses and two numbers
 
+    /// A key of zeros.
+    /// @param size  octets, at most kMaxOctets
     explicit RowKey(size_t size = 0) : size_(size) {}
+    /// The key of a row that is known by its id alone.
     static RowKey ofId(uint32_t id) {
         RowKey key(4);
         key.putU32(0, id);
         return key;
     }
 
-    [[nodiscard]] size_t size() const { return size_; }
+    [[nodiscard]] size_t size() const { return size_; }  ///< octets
+    /// A part of the key; `at` and `width` are octets and must lie inside it.
     [[nodiscard]] std::span<uint8_t> part(size_t at, size_t width) { return {octets_.data() + at, width}; }
     [[nodiscard]] std::span<const uint8_t> part(size_t at, size_t width) const { return {octets_.data() + at, width}; }
     [[nodiscard]] uint32_t u32(size_t at) const;
     void putU32(size_t at, uint32_t value);
 
     [[nodiscard]] bool sharesFirst(size_t octets, const RowKey& other) const;
-    /// The least key, of the same size, after all that share this one's first octets; nothing when there is none.
+    /// The lowest key, of the same size, after all that share this one's first octets; nothing when there is none.
     [[nodiscard]] std::optional<RowKey> pastFirst(size_t octets) const;
 
   private:
-    std::array<uint8_t, kMost> octets_{};
+    std::array<uint8_t, kMaxOctets> octets_{};
     size_t size_;
 };
 

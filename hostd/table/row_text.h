@@ -6,12 +6,12 @@
 
 namespace hostd {
 
-/// A text that a device or another program tells, as long as it may be: so many octets go into a row.
-constexpr size_t kMostText = 500;
+/// Octets of a text that go into a row. Devices and other programs may report longer ones.
+constexpr size_t kMaxText = 500;
 
-/// Puts such a text into a row; an empty one is absent.
+/// Puts a text into a row, cut to kMaxText octets. An empty one is left out.
 inline void insertText(tn::message& row, tn::string_id field, std::string_view text) {
-    if (!text.empty()) row.insert_string(field, std::string(text.substr(0, kMostText)));
+    if (!text.empty()) row.insert_string(field, std::string(text.substr(0, kMaxText)));
 }
 
 }  // namespace hostd

@@ -54,7 +54,7 @@ class KernelTableTest : public ::testing::Test {
   protected:
     template <class Message>
     void takes(const Message& message) {
-        table.take(message.message(), 1000);
+        table.apply(message.message(), std::chrono::milliseconds(1000));
     }
     tn::message asksAt(const tn::message& key, uint32_t most) {
         tn::message request;

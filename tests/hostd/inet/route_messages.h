@@ -1,11 +1,14 @@
 #pragma once
 
 #include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <linux/nexthop.h>
 #include <linux/rtnetlink.h>
 
+#include <sstream>
 #include <string>
 
-#include "hostd/inet/route.h"
+#include "hostd/inet/route_table.h"
 #include "tests/hostd/netlink/netlink_message.h"
 
 namespace hostd {
@@ -73,6 +76,42 @@ inline RouteMessage messageOf(const Route& route, uint16_t type = RTM_NEWROUTE, 
 inline Route with(Route route, uint32_t metric, uint8_t tos = 0) {
     route.metric = metric;
     route.tos = tos;
+    return route;
+}
+
+/// "10.0.0.0/8 10.1.1.1 dev 2 metric 5"
+inline std::string text(const RouteEntry& row) {
+    std::ostringstream out;
+    out << dotted(row.destination) << '/' << int{row.length} << ' ' << dotted(row.gateway) << " dev " << row.link;
+    if (row.metric != 0) out << " metric " << row.metric;
+    return out.str();
+}
+
+inline std::vector<std::string> rowsOf(const RouteTable& table) {
+    std::vector<std::string> all;
+    for (const auto* row = table.firstFrom({}); row != nullptr; row = table.after(*row)) all.push_back(text(*row));
+    EXPECT_EQ(table.size(), all.size());
+    return all;
+}
+
+/// A nexthop object, or a group of them.
+inline NetlinkMessage<nhmsg> object(uint32_t id, const Route::NextHop& hop, uint16_t type = RTM_NEWNEXTHOP) {
+    NetlinkMessage<nhmsg> message(type, {});
+    message.value(NHA_ID, id).value(NHA_OIF, hop.link);
+    if (hop.gateway != 0) return message.value(NHA_GATEWAY, htonl(hop.gateway));
+    return hop.hasGateway ? message.octets(NHA_GATEWAY, std::vector<uint8_t>(16, 1)) : message;
+}
+inline NetlinkMessage<nhmsg> groupOf(uint32_t id, const std::vector<uint32_t>& members) {
+    std::vector<nexthop_grp> group;
+    for (const uint32_t member : members) group.push_back({.id = member, .weight = 0, .resvd1 = 0, .resvd2 = 0});
+    NetlinkMessage<nhmsg> message(RTM_NEWNEXTHOP, {});
+    mnl_attr_put(message.raw(), NHA_GROUP, group.size() * sizeof group[0], group.data());
+    return message.value(NHA_ID, id);
+}
+/// A route for which the kernel reports only the nexthop object's id.
+inline Route by(uint32_t nexthop, const std::string& prefix) {
+    Route route = routeTo(prefix, {Route::NextHop{}});
+    route.nexthop = nexthop;
     return route;
 }
 

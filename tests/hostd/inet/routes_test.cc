@@ -20,7 +20,7 @@ using NextHop = Route::NextHop;
 
 class RoutesTest : public ::testing::Test {
   protected:
-    void takes(const Route& route) { routes.take(messageOf(route).message()); }
+    void takes(const Route& route) { routes.apply(messageOf(route).message()); }
     tn::message asksAt(const tn::message& key, uint32_t most) {
         tn::message request;
         request.insert_u32(field::MaxObjects, most);
@@ -70,7 +70,7 @@ TEST_F(RoutesTest, KindTellsWhereARouteLeadsAndWhoMadeIt) {
         route.type = c.type;
         route.protocol = c.protocol;
         Routes fresh;
-        fresh.take(messageOf(route).message());
+        fresh.apply(messageOf(route).message());
         const auto items = rowsOf(fresh);
         ASSERT_EQ(items.size(), 1U);
         EXPECT_EQ(items[0].get_u32(routes::Kind), c.kind) << int{c.type} << " " << int{c.protocol};

@@ -10,9 +10,9 @@
 #include "contracts/interface_counters.h"
 #include "contracts/interfaces.h"
 #include "tests/hostd/ask.h"
-#include "tests/hostd/hand_clock.h"
 #include "tests/hostd/links/link_messages.h"
-#include "tests/hostd/sensors/led_source.h"
+#include "tests/hostd/manual_clock.h"
+#include "tests/hostd/source/scripted_source.h"
 
 namespace hostd {
 
@@ -30,7 +30,7 @@ constexpr unsigned kUp = IFF_UP | IFF_RUNNING | IFF_LOWER_UP;
 /// A table of links, and what it told of their status: "name=status".
 class LinkTableTest : public ::testing::Test {
   protected:
-    void takes(const NetlinkMessage<ifinfomsg>& message) { links.take(message.message(), 1000); }
+    void takes(const NetlinkMessage<ifinfomsg>& message) { links.apply(message.message(), 1000ms); }
     const Link& link(uint32_t index) { return *links.find(index); }
     std::vector<uint32_t> indexes() const {
         std::vector<uint32_t> all;
@@ -179,16 +179,16 @@ TEST_F(LinkTableTest, CountersMayBeFewerOrMoreThanAreKnownHere) {
     takes(LinkMessage(4, "old").counters(counters, offsetof(rtnl_link_stats64, rx_otherhost_dropped)));
     EXPECT_EQ(link(4).counters.tx_dropped, 9U);
     EXPECT_EQ(link(4).counters.rx_otherhost_dropped, 0U);
-    EXPECT_EQ(link(4).countersAt, 1000U);
+    EXPECT_EQ(link(4).countersAt, 1000ms);
 }
 
 class InterfacesTest : public ::testing::Test {
   protected:
-    void takes(const NetlinkMessage<ifinfomsg>& message) { interfaces.take(message.message()); }
+    void takes(const NetlinkMessage<ifinfomsg>& message) { interfaces.apply(message.message()); }
     tn::message asks(uint32_t command, uint32_t id, uint32_t rights = tn::right::Read) {
         return ask(interfaces, command, of(id), rights);
     }
-    HandClock clock;
+    ManualClock clock;
     Interfaces interfaces{"/nowhere"};
 };
 
@@ -264,7 +264,7 @@ TEST_F(InterfacesTest, SpeedAndCountersAreTheDrivers) {
         LinkMessage message(++index, "x", kUp);
         if (c.made != nullptr) message.kind(c.made);
         message.value(IFLA_LINK, c.lies);
-        driven.take(message.counters(counters).message());
+        driven.apply(message.counters(counters).message());
     }
     const auto speed = [&](uint32_t id) {
         return ask(driven, interfaces::kGetSpeed, of(id)).get_u32(interfaces::SpeedSelector);
@@ -308,7 +308,7 @@ TEST(LinkSwitch, BringsLinksUpAndDownWhereThatIsAllowed) {
     requests[0].insert_bool(field::Disabled, true);
     requests[1].insert_bool(field::Disabled, false);
     for (Interfaces* interfaces : {&forbidden, &allowed}) {
-        interfaces->take(LinkMessage(4, "eth0", kUp).message());
+        interfaces->apply(LinkMessage(4, "eth0", kUp).message());
         for (const tn::message& request : requests) {
             const bool isRefused = interfaces == &forbidden && request.has(field::Disabled);
             EXPECT_EQ(errorOf(ask(*interfaces, tn::cmd::Set, request)), isRefused ? tn::error::Refused : 0U);
@@ -446,14 +446,14 @@ TEST(DriverNames, MeanTheSameCounterHoweverTheyAreSpelled) {
 }
 
 TEST(DriverWatch, CountersStayHoweverLongNobodyAsksAndWhateverADriverFailsToTell) {
-    HandClock clock;
+    ManualClock clock;
     DriverReadings told{{3, {}}, {4, {}}};
     told[3].counters.add(DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_14_RX_BYTES, 7);
     told[3].areCounted = true;
-    LedSource<DriverReadings> source(told);
+    ScriptedSource<DriverReadings> source(told);
     DriverWatch watch([read = source.reader()](std::span<const uint32_t>) { return read(); });
     const auto areKept = [&] {
-        watch.ask();
+        watch.refresh();
         return watch.counters(3) != nullptr && watch.counters(3)->kept() > 0;
     };
     watch.setInterfaces({3, 4});
@@ -463,18 +463,18 @@ TEST(DriverWatch, CountersStayHoweverLongNobodyAsksAndWhateverADriverFailsToTell
     fewer[3].counters = {};
     fewer[3].counters.add(DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_5_RX_PKT, 1);
     source.gives(fewer);
-    clock.milliseconds += 3'600'000;
+    clock.time += 3'600'000ms;
     EXPECT_TRUE(areKept());
     EXPECT_EQ(watch.counters(3)->kept(), 2U);
     source.gives({{3, {}}, {4, {}}});  // as after a time-out
     for (int i = 0; i < 3; ++i) {
         const int before = source.readings();
-        clock.milliseconds += 3'600'000;
+        clock.time += 3'600'000ms;
         EXPECT_TRUE(areKept());
         EXPECT_TRUE(eventually([&] { return areKept() && source.readings() > before; }));
     }
     const auto hanging = source.hangs();
-    for (int i = 0; i < 3; ++i, clock.milliseconds += 3'600'000) EXPECT_TRUE(areKept());
+    for (int i = 0; i < 3; ++i, clock.time += 3'600'000ms) EXPECT_TRUE(areKept());
 }
 
 }  // namespace hostd

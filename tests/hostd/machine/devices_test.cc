@@ -11,7 +11,7 @@
 #include "hostd/machine/usb_reset.h"
 #include "hostd/source/sysfs.h"
 #include "tests/hostd/ask.h"
-#include "tests/hostd/hand_clock.h"
+#include "tests/hostd/manual_clock.h"
 #include "tests/tn/temp_root.h"
 
 namespace hostd {
@@ -47,7 +47,7 @@ class DevicesTest : public ::testing::Test {
     }
     /// Asks until the table is as expected.
     bool becomes(tn::Handler& table, tn::string_id text, const std::vector<std::string>& expected) {
-        clock.milliseconds += 10'000;
+        clock.time += 10'000ms;
         return become(table, text, expected);
     }
     static std::vector<std::string> texts(const tn::message& row, std::initializer_list<tn::string_id> fields) {
@@ -60,7 +60,7 @@ class DevicesTest : public ::testing::Test {
         request.insert_u32(usb_reset::Seconds, seconds);
         return errorOf(ask(owner, usb_reset::kSwitchOff, request));
     }
-    HandClock clock;
+    ManualClock clock;
     tn::TempTree tree;
 };
 

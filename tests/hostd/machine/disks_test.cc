@@ -107,7 +107,7 @@ class DiskReaderTest : public ::testing::Test {
         tree.write("self/mountinfo", text);
     }
     ~DiskReaderTest() override { hang(""); }
-    DiskReader reader(std::chrono::milliseconds oldest = DiskReader::kOldest) const {
+    DiskReader reader(std::chrono::milliseconds maxAge = kMaxReadingAge) const {
         return {tree.path(),
                 [state = state](const std::string& point) {
                     std::unique_lock lock(state->mutex);
@@ -115,7 +115,7 @@ class DiskReaderTest : public ::testing::Test {
                     state->freed.wait(lock, [&] { return state->hung.find(point[1]) == std::string::npos; });
                     return std::optional(DiskSize{10, 5});
                 },
-                oldest};
+                maxAge};
     }
     /// From now on these hang.
     void hang(const std::string& names) const {

@@ -5,7 +5,7 @@
 #include "hostd/machine/memory.h"
 #include "hostd/machine/processors.h"
 #include "hostd/machine/version.h"
-#include "hostd/source/kept_file.h"
+#include "hostd/source/pseudo_file.h"
 #include "tests/tn/temp_root.h"
 
 namespace hostd {
@@ -38,9 +38,9 @@ TEST(Processors, AreCountedFromTheKernelsList) {
         EXPECT_EQ(countProcessors(rubbish), std::nullopt) << rubbish;
 }
 
-TEST(KeptFile, SeesWhatTheFileHoldsNow) {
+TEST(PseudoFile, SeesWhatTheFileHoldsNow) {
     tn::TempTree tree;
-    KeptFile file(tree.path("file"));
+    PseudoFile file(tree.path("file"));
     EXPECT_EQ(file.read(), "");  // not there yet
     const std::string large(100'000, 'x');
     tree.write("file", large);

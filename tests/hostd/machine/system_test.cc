@@ -9,8 +9,8 @@
 #include "contracts/system.h"
 #include "hostd/machine/model.h"
 #include "tests/hostd/ask.h"
-#include "tests/hostd/hand_clock.h"
-#include "tests/hostd/sensors/led_source.h"
+#include "tests/hostd/manual_clock.h"
+#include "tests/hostd/source/scripted_source.h"
 #include "tests/tn/temp_root.h"
 
 namespace hostd {
@@ -22,7 +22,7 @@ using ::testing::PrintToString;
 using ::testing::StartsWith;
 
 TEST(SystemTime, TellsTheOffsetOfThatMoment) {
-    HandClock clock;
+    ManualClock clock;
     SystemTime owner;
     struct Case {
         const char* zone;
@@ -82,15 +82,15 @@ class SystemInfoTest : public ::testing::Test {
         tree.write("sys/devices/system/cpu/online", "0-3\n");
         tree.write("sys/class/dmi/id/product_name", "Router 9000\n");
         tree.write("os-release", "PRETTY_NAME=\"Test 1\"\n");
-        places = {tree.path("proc"), tree.path("sys"), tree.path("os-release")};
+        paths = {tree.path("proc"), tree.path("sys"), tree.path("os-release")};
     }
     SystemInfo make() {
-        return {places, watchDisks(places.proc, [read = disk.reader()](const std::string&) { return read(); })};
+        return {paths, watchDisks(paths.proc, [read = disk.reader()](const std::string&) { return read(); })};
     }
     tn::TempTree tree;
-    HandClock clock;
-    LedSource<DiskSize> disk{DiskSize{5000, 3000}};
-    SystemInfo::Places places;
+    ManualClock clock;
+    ScriptedSource<DiskSize> disk{DiskSize{5000, 3000}};
+    SystemInfo::Paths paths;
 };
 
 TEST_F(SystemInfoTest, AnswersWithEverythingFromTheFirstAnswerOn) {
@@ -116,7 +116,7 @@ TEST_F(SystemInfoTest, LeavesOutWhatCannotBeHad) {
     EXPECT_FALSE(reply.has(system_info::Model));
 
     tree.write("proc/meminfo", "MemTotal: 7 kB\n");  // a source that comes back is found again
-    clock.milliseconds += SystemInfo::kMaxAge;
+    clock.time += SystemInfo::kMaxAge;
     EXPECT_EQ(ask(owner, tn::cmd::Get).get_u32(system_info::MemoryTotal), 7);
     EXPECT_FALSE(ask(owner, tn::cmd::Get).has(system_info::MemoryFree));
 }
@@ -156,7 +156,7 @@ TEST(Model, IsTheMainBoardsWhereTheFirmwareNamesNoProduct) {
 TEST_F(SystemInfoTest, PastThirtyTwoBitsUptimeGoesOnAndSizesKeepWhatIsUsed) {
     disk.gives({10ULL << 32, (10ULL << 32) - 1234});
     SystemInfo owner = make();
-    clock.milliseconds = 5'000'000'000;
+    clock.time = 5'000'000'000ms;
     const tn::message reply = ask(owner, tn::cmd::Get);
     EXPECT_EQ(reply.get_u32(system_info::Uptime), 5'000'000);
     EXPECT_EQ(reply.get_u32(system_info::DiskTotal), 0xffffffff);

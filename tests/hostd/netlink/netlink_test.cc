@@ -1,23 +1,18 @@
-// A netlink socket that gets another one's messages, and a follower whose messages are lost.
+// A netlink socket that receives another one's messages, or those of a network namespace of the test.
 
 #include "hostd/netlink/netlink.h"
 
 #include <gmock/gmock.h>
 #include <linux/rtnetlink.h>
 #include <net/if.h>
-#include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
-#include <thread>
-
-#include "hostd/inet/route_monitor.h"
-#include "hostd/links/interfaces.h"
-#include "hostd/netlink/netlink_follower.h"
-#include "tests/hostd/hand_clock.h"
+#include "tests/hostd/netlink/netlink_message.h"
+#include "tests/hostd/netlink/own_network.h"
 
 namespace hostd {
 
@@ -58,9 +53,15 @@ class NetlinkSocketTest : public ::testing::Test {
                            sizeof address),
                   static_cast<ssize_t>(packet.size()));
     }
-    Outcome takes(size_t packets) {
+    void send(nlmsghdr* message) {
+        const sockaddr_nl address = addressOf(*socket_);
+        ASSERT_EQ(::sendto(other_->fd(), message, message->nlmsg_len, 0, reinterpret_cast<const sockaddr*>(&address),
+                           sizeof address),
+                  static_cast<ssize_t>(message->nlmsg_len));
+    }
+    Outcome receives(size_t packets) {
         types_.clear();
-        return socket_->take(packets, [this](const nlmsghdr& message) { types_.push_back(message.nlmsg_type); });
+        return socket_->receive(packets, [this](const nlmsghdr& message) { types_.push_back(message.nlmsg_type); });
     }
 
     const std::unique_ptr<NetlinkSocket> other_{opened(new NetlinkSocket, NETLINK_USERSOCK)};
@@ -69,58 +70,41 @@ class NetlinkSocketTest : public ::testing::Test {
     std::vector<uint16_t> types_;
 };
 
-/// Runs this in a separate network namespace. False when that isn't possible.
-bool inOwnNetwork(const std::function<void()>& test) {
-    bool isMade = false;
-    std::thread([&] {
-        isMade = ::unshare(CLONE_NEWNET) == 0;
-        if (isMade) test();
-    }).join();
-    return isMade;
-}
-
-/// Causes more notifications of a link's changes than fit into a follower's socket, 32 MiB.
+/// Causes more notifications of a link's changes than fit into a socket's default buffer.
 void flood() {
     const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     ifreq request{};
     std::strcpy(request.ifr_name, "lo");
-    for (int i = 0; i < 20000; ++i) {
+    for (int i = 0; i < 1000; ++i) {
         request.ifr_mtu = 1500 + i % 2;
         ASSERT_EQ(::ioctl(socket, SIOCSIFMTU, &request), 0);
     }
     ::close(socket);
 }
 
-struct CountedListings : FollowedTable {
-    void take(const nlmsghdr&, uint64_t) override {}
-    void beginListing() override { ++count; }
-    void endListing(bool isWhole) override { EXPECT_TRUE(isWhole); }
-    int count = 0;
-};
-
 }  // namespace
 
 TEST_F(NetlinkSocketTest, AMessageThatIsLongerThanWhatIsReadCountsAsLost) {
     sends({{20, 16}, {21, 128 * 1024 - 16}});
     sends({{22, 16}});
-    EXPECT_EQ(takes(2), Outcome::Full);
+    EXPECT_EQ(receives(2), Outcome::Full);
     EXPECT_THAT(types_, ElementsAre(20, 21, 22));
-    EXPECT_EQ(takes(2), Outcome::Empty);
+    EXPECT_EQ(receives(2), Outcome::Empty);
 
     sends({{23, 16}, {24, 128 * 1024 - 12}});
     sends({{25, 16}});
     errno = 0;
-    EXPECT_EQ(takes(5), Outcome::Overrun);
+    EXPECT_EQ(receives(5), Outcome::Overrun);
     EXPECT_EQ(errno, EMSGSIZE);
     EXPECT_THAT(types_, ElementsAre(23, 25));  // what is whole, and all that waits, is taken still
-    EXPECT_EQ(takes(1), Outcome::Empty);
+    EXPECT_EQ(receives(1), Outcome::Empty);
 }
 
 TEST_F(NetlinkSocketTest, MessagesOfStrangersAndLateAnswersArePassedOver) {
     const std::unique_ptr<NetlinkSocket> stranger(opened(new NetlinkSocket, NETLINK_USERSOCK));
     sends(*stranger, {{20, 16}}, 0);
     sends({{21, 16}}, 77);  // nothing was requested: the number is that of the process that caused it
-    EXPECT_EQ(takes(9), Outcome::Empty);
+    EXPECT_EQ(receives(9), Outcome::Empty);
     EXPECT_THAT(types_, ElementsAre(21));
 
     NetlinkSocket kernel;
@@ -133,60 +117,45 @@ TEST_F(NetlinkSocketTest, MessagesOfStrangersAndLateAnswersArePassedOver) {
     refused.add<ifinfomsg>(RTM_GETLINK, NLM_F_ACK).ifi_index = INT32_MAX;
     refused.finish();
     ASSERT_TRUE(kernel.send(refused));
-    EXPECT_FALSE(kernel.takeAnswer([this](const nlmsghdr& message) { types_.push_back(message.nlmsg_type); }));
+    EXPECT_FALSE(kernel.receiveReply([this](const nlmsghdr& message) { types_.push_back(message.nlmsg_type); }));
     EXPECT_EQ(errno, ENODEV);
     EXPECT_THAT(types_, ElementsAre(21));
 }
 
-TEST(NetlinkFollowers, ListAnewAtMostOnceASecondHoweverOftenNotificationsAreLost) {
-    HandClock clock;
-    const auto test = [&] {
-        CountedListings links;
-        const auto request = [](NetlinkRequests& requests) {
-            requests.add<ifinfomsg>(RTM_GETLINK, NLM_F_DUMP);
-            requests.finish();
-        };
-        NetlinkFollower follower({"links", RTMGRP_LINK, request}, links);
-        RouteTable table;
-        RouteMonitor routes(table);
-        const auto worksOff = [&] {
-            routes.drain(clock.milliseconds, SIZE_MAX);
-            while (routes.due() <= clock.milliseconds) routes.work(clock.milliseconds);
-        };
-        follower.start();
-        ASSERT_TRUE(routes.open(clock.milliseconds));
-        worksOff();
-        ASSERT_EQ(routes.due(), RouteMonitor::kNever);
-        const int atFirst = links.count;
-        const uint64_t due = clock.milliseconds + 1000;
-        for (; clock.milliseconds < due; clock.milliseconds += 500) {
-            flood();
-            EXPECT_FALSE(follower.catchUp());
-            worksOff();
-            EXPECT_EQ(routes.due(), due);
-            EXPECT_EQ(links.count, atFirst);
-        }
-        EXPECT_TRUE(follower.catchUp());
-        EXPECT_EQ(links.count, atFirst + 1);
+TEST_F(NetlinkSocketTest, AReplyIsWholeOnlyWithItsEndAndWithoutAnErrorOrAnInterruption) {
+    const auto receives = [this](uint16_t flags, uint16_t last, std::optional<int> code) {
+        std::vector<NetlinkMessage<nlmsgerr>> messages;
+        messages.emplace_back(uint16_t{20}, nlmsgerr{});
+        messages.back().raw()->nlmsg_flags = flags;
+        if (last != 0) messages.emplace_back(last, nlmsgerr{.error = code.value_or(0), .msg = {}});
+        if (last != 0 && !code) messages.back().raw()->nlmsg_len = NLMSG_HDRLEN;
+        for (NetlinkMessage<nlmsgerr>& message : messages) send(message.raw());
+        types_.clear();
+        errno = 0;
+        return socket_->receiveReply([this](const nlmsghdr& message) { types_.push_back(message.nlmsg_type); });
     };
-    if (!inOwnNetwork(test)) GTEST_SKIP() << "NOT TESTED: no network namespace can be made";
+    EXPECT_TRUE(receives(NLM_F_MULTI, NLMSG_DONE, 0));
+    EXPECT_THAT(types_, ElementsAre(20));
+    EXPECT_TRUE(receives(0, NLMSG_ERROR, 0));  // an acknowledgement
+    EXPECT_FALSE(receives(NLM_F_DUMP_INTR, NLMSG_DONE, 0));
+    EXPECT_EQ(errno, EINTR);
+    EXPECT_FALSE(receives(0, NLMSG_ERROR, -EBUSY));
+    EXPECT_EQ(errno, EBUSY);
+    EXPECT_FALSE(receives(0, NLMSG_ERROR, std::nullopt));  // too short to have a code
+    EXPECT_EQ(errno, EPROTO);
+    EXPECT_FALSE(receives(0, 0, {}));  // no end
+    EXPECT_EQ(errno, ETIMEDOUT);
+    EXPECT_THAT(types_, ElementsAre(20));
 }
 
-TEST(LinkSwitch, SwitchesTheLinkItself) {
-    const auto isUp = [] {
-        const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        ifreq request{};
-        std::strcpy(request.ifr_name, "lo");
-        EXPECT_EQ(::ioctl(socket, SIOCGIFFLAGS, &request), 0);
-        ::close(socket);
-        return (request.ifr_flags & IFF_UP) != 0;
-    };
-    const auto test = [&] {
-        EXPECT_EQ(switchLink(1, true), "");
-        EXPECT_TRUE(isUp());
-        EXPECT_EQ(switchLink(1, false), "");
-        EXPECT_FALSE(isUp());
-        EXPECT_EQ(switchLink(99, true), std::strerror(ENODEV));
+TEST(NetlinkSockets, ReportThatNotificationsWereLostOnceAndReceiveTheRest) {
+    const auto test = [] {
+        NetlinkSocket socket;
+        ASSERT_TRUE(socket.open(NETLINK_ROUTE, RTMGRP_LINK, 1));
+        flood();
+        const auto ignore = [](const nlmsghdr&) {};
+        EXPECT_EQ(socket.receive(SIZE_MAX, ignore), Outcome::Overrun);
+        EXPECT_EQ(socket.receive(SIZE_MAX, ignore), Outcome::Empty);
     };
     if (!inOwnNetwork(test)) GTEST_SKIP() << "NOT TESTED: no network namespace can be made";
 }

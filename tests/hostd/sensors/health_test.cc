@@ -8,8 +8,8 @@
 #include <unistd.h>
 
 #include "tests/hostd/ask.h"
-#include "tests/hostd/hand_clock.h"
-#include "tests/hostd/sensors/led_source.h"
+#include "tests/hostd/manual_clock.h"
+#include "tests/hostd/source/scripted_source.h"
 #include "tests/tn/child.h"
 #include "tests/tn/temp_root.h"
 
@@ -75,14 +75,14 @@ TEST(Supply, IsWhatTheMachineRunsOn) {
 }
 
 TEST(Health, RepliesWithTheReadingsThereAre) {
-    HandClock clock;
-    LedSource source(HealthReading{{{12.049, -3.6, std::nullopt}, ""}, Supply::Main});
+    ManualClock clock;
+    ScriptedSource source(HealthReading{{{12.049, -3.6, std::nullopt}, ""}, Supply::Main});
     Health owner(source.reader());
     // At once: the agent queries at its start what there is. -4 degrees; no processor temperature.
     EXPECT_EQ(::testing::PrintToString(ask(owner, tn::cmd::Get)), "{0xc:u32=1, 0xd:u32=120, 0xe:u32=4294967292}");
 
     source.gives({});
-    clock.milliseconds += Health::kMaxAge;
+    clock.time += Health::kMaxAge;
     EXPECT_TRUE(ask(owner, tn::cmd::Get).empty());
 }
 

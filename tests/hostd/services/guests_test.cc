@@ -10,8 +10,8 @@
 
 #include "contracts/guests.h"
 #include "tests/hostd/ask.h"
-#include "tests/hostd/hand_clock.h"
-#include "tests/hostd/sensors/led_source.h"
+#include "tests/hostd/manual_clock.h"
+#include "tests/hostd/source/scripted_source.h"
 #include "tests/tn/temp_root.h"
 
 namespace hostd {
@@ -25,7 +25,6 @@ namespace field = tn::field;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Pair;
 using ::testing::StartsWith;
 
 constexpr const char* kUri = "test:///default";
@@ -57,7 +56,7 @@ class LibvirtTest : public ::testing::Test {
             return all == expected;
         });
     }
-    HandClock clock;
+    ManualClock clock;
     Connection connection{virConnectOpen(kUri), virConnectClose};
 };
 
@@ -86,7 +85,7 @@ TEST_F(LibvirtTest, GuestsAreListedWithTheirStates) {
     const std::unique_ptr<virDomainSnapshot, decltype(&::virDomainSnapshotFree)> snapshot(
         virDomainSnapshotCreateXML(defined.get(), "<domainsnapshot/>", 0), virDomainSnapshotFree);
     ASSERT_TRUE(snapshot);
-    clock.milliseconds += Guests::kMaxAge;
+    clock.time += Guests::kMaxAge;
     EXPECT_TRUE(
         become(machines, virtual_machines::State, {{"test", Running}, {"paused", Running}, {"defined", Running}}));
     for (const tn::message& row : rowsOf(machines))
@@ -141,8 +140,8 @@ Reading<Guest> guests(const std::vector<const char*>& names) {
 }  // namespace
 
 TEST(Guests, AreReadAtTheStartAndKeepTheirIdsThroughAFailure) {
-    HandClock clock;
-    LedSource source(guests({"Aa", "BB"}));  // both would like the same id
+    ManualClock clock;
+    ScriptedSource source(guests({"Aa", "BB"}));  // both would like the same id
     VirtualMachines machines(source.reader());
     EXPECT_TRUE(eventually([&] { return source.readings() == 1; }));  // before anybody asks
     const auto names = [&] { return listed(machines, field::Name); };
@@ -150,7 +149,7 @@ TEST(Guests, AreReadAtTheStartAndKeepTheirIdsThroughAFailure) {
     const auto before = names();
     for (const Reading<Guest>& next : {Reading<Guest>{"no answer", {}}, guests({"BB", "Aa"})}) {
         source.gives(next);
-        clock.milliseconds += Guests::kMaxAge;
+        clock.time += Guests::kMaxAge;
         EXPECT_TRUE(eventually([&] { return names().empty() == next.rows.empty(); }));
     }
     EXPECT_EQ(source.readings(), 3);
@@ -215,22 +214,6 @@ TEST(GuestConfig, IsWhatTheDescriptionSays) {
               "pool/image");
     for (const char* bad : {"", "<domain", "<domain><title>x</domain>", "text"})
         EXPECT_EQ(parseGuest(bad).disk + parseGuest(bad).comment, "") << bad;
-}
-
-TEST(KeptIds, AreKeptAndNeverShared) {
-    struct Thing {
-        std::string key;
-        uint32_t liked;
-        [[nodiscard]] uint32_t likedId() const { return liked; }
-    };
-    constexpr IdRange kRange{1, 4};
-    const auto row = [](uint32_t id, const char* key) { return Pair(id, ::testing::Field(&Thing::key, key)); };
-    auto rows = keepIds<Thing>({}, {{"a", 3}, {"b", 3}}, kRange);
-    EXPECT_THAT(rows, ElementsAre(row(1, "b"), row(3, "a")));
-    rows = keepIds(rows, {{"c", 1}, {"b", 3}, {"a", 3}}, kRange);
-    EXPECT_THAT(rows, ElementsAre(row(1, "b"), row(2, "c"), row(3, "a")));
-    rows = keepIds(rows, {{"b", 3}, {"d", 1}, {"e", 1}, {"f", 1}}, kRange);  // no room for the last
-    EXPECT_THAT(rows, ElementsAre(row(1, "b"), row(2, "d"), row(3, "e")));
 }
 
 }  // namespace hostd

@@ -6,8 +6,8 @@
 
 #include "contracts/proxy.h"
 #include "tests/hostd/ask.h"
-#include "tests/hostd/hand_clock.h"
-#include "tests/hostd/sensors/led_source.h"
+#include "tests/hostd/manual_clock.h"
+#include "tests/hostd/source/scripted_source.h"
 
 namespace hostd {
 
@@ -50,8 +50,8 @@ TEST(SquidPages, GiveNothingForWhatTheyDoNotSay) {
 class ProxyTest : public ::testing::Test {
   protected:
     /// Time passes for the owner.
-    void pass(uint64_t milliseconds, const std::string& problem = "") {
-        clock.milliseconds += milliseconds;
+    void pass(std::chrono::milliseconds time, const std::string& problem = "") {
+        clock.time += time;
         SquidReading reading{.problem = problem, .figures = {}};
         if (problem.empty()) reading.figures = parseSquidPages(kInfo, kCounters, 1000.5);
         squid.gives(reading);
@@ -59,30 +59,30 @@ class ProxyTest : public ::testing::Test {
     tn::message get() { return ask(proxy, tn::cmd::Get); }
     bool hasFigures() { return get().has(proxy::Hits); }
 
-    HandClock clock;
-    LedSource<SquidReading> squid{SquidReading{}};
+    ManualClock clock;
+    ScriptedSource<SquidReading> squid{SquidReading{}};
     Proxy proxy{squid.reader()};
 };
 
 TEST_F(ProxyTest, ShowsSquidsCountersFromTheFirstQueryOn) {
     EXPECT_EQ(squid.readings(), 0);
-    pass(0);
+    pass(0ms);
     // A counter wraps (0x67), a size doesn't (0x6f).
     EXPECT_EQ(::testing::PrintToString(get()),
               "{0x64:u32=900, 0x66:u32=31, 0x67:u32=2, 0x6f:u32=4294967295, 0x71:u32=220, 0x79:u32=32, 0x7a:u32=33, "
               "0x7b:u32=21}");
-    pass(Proxy::kMaxAge - 1);
+    pass(Proxy::kMaxAge - 1ms);
     EXPECT_TRUE(hasFigures());
     EXPECT_EQ(squid.readings(), 1);
     EXPECT_TRUE(tn::isError(ask(proxy, tn::cmd::Set)));
 }
 
 TEST_F(ProxyTest, ASquidThatGoesTakesItsFiguresAlongAndIsFoundAgain) {
-    pass(0);
+    pass(0ms);
     EXPECT_TRUE(hasFigures());
     pass(Proxy::kMaxAge, "connection refused");
     EXPECT_TRUE(get().empty());
-    pass(3'600'000);
+    pass(1h);
     EXPECT_TRUE(hasFigures());
 }
 

@@ -1,110 +1,186 @@
 #include "hostd/source/watch.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <thread>
 
+#include "hostd/source/problem_log.h"
 #include "tests/hostd/ask.h"
-#include "tests/hostd/hand_clock.h"
-#include "tests/hostd/sensors/led_source.h"
+#include "tests/hostd/logged.h"
+#include "tests/hostd/manual_clock.h"
+#include "tests/hostd/source/scripted_source.h"
+#include "tn/looper.h"
 
 namespace hostd {
 
-TEST(Watch, StaysFreshAfterSomebodyAsked) {
-    const LedSource source(1);
-    Watch<int> watch("test", source.reader(), 10);
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using Source = ScriptedSource<std::optional<int>>;
+
+constexpr auto kMaxAge = 1000ms;
+
+class WatchTest : public ::testing::Test {
+  protected:
+    /// The value shown; nothing for none.
+    std::optional<int> shown() {
+        const auto reading = watch.latest();
+        return reading ? std::optional(*reading) : std::nullopt;
+    }
+    bool becomes(std::optional<int> value) {
+        return eventually([&] { return shown() == value; });
+    }
+    ManualClock clock;
+    Source source{1};
+    Watch<int> watch{"test", source.reader(), kMaxAge};
+};
+
+}  // namespace
+
+TEST(Watch, ReadsAheadAfterARequest) {
+    const Source source(1);
+    Watch<int> watch("test", source.reader(), 10ms);
     tn::Looper looper({});
-    static_cast<void>(watch.ask());
+    static_cast<void>(watch.latest());
     EXPECT_TRUE(eventually([&] { return source.readings() >= 4; }, &looper));
 }
 
-TEST(Watch, RenewsWhatIsOlderThanItsAgeBeforeItIsShown) {
-    HandClock clock;
-    LedSource source(1);
-    Watch<int> watch("test", source.reader(), 1000);
-    for (const uint64_t pause : {0U, 1000U, 86'400'000U, 5000U}) {
-        clock.milliseconds += pause;
-        source.gives(static_cast<int>(pause));
-        auto reading = watch.ask();
-        ASSERT_TRUE(reading) << pause;
-        EXPECT_EQ(*reading, static_cast<int>(pause));
+TEST_F(WatchTest, RenewsAReadingOlderThanItsMaximumAgeBeforeItIsShown) {
+    for (const std::chrono::milliseconds pause : {0ms, kMaxAge, 86'400'000ms, 5000ms}) {
+        clock.time += pause;
+        const auto value = static_cast<int>(pause.count());
+        source.gives(value);
+        EXPECT_EQ(shown(), value);
         source.gives(-1);
-        clock.milliseconds += 749;
-        reading = watch.ask();  // young enough
-        ASSERT_TRUE(reading) << pause;
-        EXPECT_EQ(*reading, static_cast<int>(pause));
+        clock.time += kMaxAge * 3 / 4 - 1ms;
+        EXPECT_EQ(shown(), value);
     }
     EXPECT_EQ(source.readings(), 4);
 }
 
-TEST(Watch, AHangingSourceIsWaitedForOnceAndItsLastReadingHoldsForAWhile) {
-    HandClock clock;
-    LedSource source(1);
-    Watch<int> watch("test", source.reader(), 1000);
+TEST_F(WatchTest, AHangingSourceIsWaitedForOnceAndItsLastReadingShownUntilItIsTooOld) {
     auto hold = source.hangs();
-    EXPECT_FALSE(watch.ask());
+    EXPECT_EQ(shown(), std::nullopt);
     hold.unlock();
-    ASSERT_TRUE(eventually([&] { return watch.ask() != nullptr; }));
-    source.gives(2);  // at once
-    clock.milliseconds += 1000;
-    ASSERT_TRUE(eventually([&] { return *watch.ask() == 2; }));
+    ASSERT_TRUE(becomes(1));
 
-    hold.lock();
-    clock.milliseconds += Watch<int>::kOldest;
-    const auto before = std::chrono::steady_clock::now();
-    for (int i = 0; i < 100; ++i) EXPECT_TRUE(watch.ask());
-    const auto took = std::chrono::steady_clock::now() - before;
-    EXPECT_GE(took, Watch<int>::kWait);
-    EXPECT_LT(took, 10 * Watch<int>::kWait);
-    clock.milliseconds += 1;
-    EXPECT_FALSE(watch.ask());
-    EXPECT_EQ(source.readings(), 3);
-    hold.unlock();
-    EXPECT_TRUE(eventually([&] { return watch.ask() != nullptr; }));
+    for (int value = 2; value <= 3; ++value) {
+        source.gives(value);  // at once
+        clock.time += kMaxAge;
+        ASSERT_TRUE(becomes(value));
+        hold.lock();
+        clock.time += kMaxReadingAge;
+        const auto before = std::chrono::steady_clock::now();
+        for (int i = 0; i < 100; ++i) EXPECT_EQ(shown(), value);
+        const auto took = std::chrono::steady_clock::now() - before;
+        EXPECT_GE(took, Watch<int>::kMaxWait);
+        EXPECT_LT(took, 10 * Watch<int>::kMaxWait);
+        clock.time += 1ms;
+        EXPECT_EQ(shown(), std::nullopt);
+        const int readings = source.readings();
+        // Each hang is reported once.
+        clock.time += kMaxReadingAge;
+        EXPECT_THAT(logged([&] { EXPECT_EQ(shown(), std::nullopt); }), HasSubstr("test: no answer for 90 s"));
+        EXPECT_THAT(logged([&] { EXPECT_EQ(shown(), std::nullopt); }), IsEmpty());
+        EXPECT_EQ(source.readings(), readings);
+        hold.unlock();
+        ASSERT_TRUE(becomes(value));
+    }
 }
 
-TEST(Watch, PolledSourcesAreReadAheadAndSlowOnesNotWaitedFor) {
-    HandClock clock;
-    LedSource source(1);
-    Watch<int> watch("test", source.reader(), 1000);
-    ASSERT_TRUE(watch.ask());
-    source.gives(2);
-    clock.milliseconds += 750;
-    static_cast<void>(watch.ask());
-    ASSERT_TRUE(eventually([&] { return *watch.ask() == 2; }));  // though it wasn't too old
+TEST_F(WatchTest, AFailedReadingLeavesTheLastOneUntilItIsTooOldAndIsReportedOnce) {
+    ASSERT_EQ(shown(), 1);
+    source.gives(std::nullopt);
+    for (auto age = 0ms; age < kMaxReadingAge; age += 10'000ms) {
+        const int readings = source.readings();
+        clock.time += 10'000ms;
+        EXPECT_THAT(logged([&] { EXPECT_EQ(shown(), 1); }), IsEmpty());
+        EXPECT_EQ(source.readings(), readings + 1);
+    }
+    for (int failures = 1; failures <= 2; ++failures) {
+        clock.time += kMaxReadingAge + 1ms;
+        EXPECT_THAT(logged([&] { EXPECT_EQ(shown(), std::nullopt); }), HasSubstr("test: no data"));
+        clock.time += 2000ms;
+        EXPECT_THAT(logged([&] { EXPECT_EQ(shown(), std::nullopt); }), IsEmpty());
+        source.gives(2);
+        clock.time += 2000ms;
+        EXPECT_EQ(shown(), 2);
+        source.gives(std::nullopt);
+    }
+}
 
+TEST(Watch, ASourceThatNeverSucceedsIsReadNoMoreOftenThanOthers) {
+    ManualClock clock;
+    const Source source(std::nullopt);
+    Watch<int> watch("test", source.reader(), kMaxAge);
+    for (int i = 0; i < 3; ++i) EXPECT_FALSE(watch.latest());
+    EXPECT_EQ(source.readings(), 1);
+}
+
+TEST_F(WatchTest, ASlowSourceIsNotWaitedFor) {
+    ASSERT_EQ(shown(), 1);
     auto hold = source.hangs();
-    clock.milliseconds += 1000;
-    EXPECT_EQ(*watch.ask(), 2);                                       // waits, in vain
-    ASSERT_TRUE(eventually([&] { return source.readings() == 3; }));  // it may have begun late
-    std::this_thread::sleep_for(Watch<int>::kWait);
+    clock.time += kMaxAge;
+    EXPECT_EQ(shown(), 1);                                            // waits, in vain
+    ASSERT_TRUE(eventually([&] { return source.readings() == 2; }));  // it may have begun late
+    std::this_thread::sleep_for(Watch<int>::kMaxWait);
     source.gives(3);
     hold.unlock();
-    ASSERT_TRUE(eventually([&] { return *watch.ask() == 3; }));
+    ASSERT_TRUE(becomes(3));
     hold.lock();
-    clock.milliseconds += 1000;
+    clock.time += kMaxAge;
     const auto before = std::chrono::steady_clock::now();
-    EXPECT_EQ(*watch.ask(), 3);
-    EXPECT_LT(std::chrono::steady_clock::now() - before, Watch<int>::kWait);
-    hold.unlock();
+    EXPECT_EQ(shown(), 3);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, Watch<int>::kMaxWait);
 }
 
-TEST(Watch, HasSomethingYoungToShowSeldomPollersOfASlowSource) {
-    HandClock clock;
+TEST(Watch, IsReadAtShortIntervalsAfterARequestAndAtLongOnesWithoutOne) {
+    ManualClock clock;
     tn::Looper looper({});
-    LedSource<uint64_t> source(0);
-    Watch<uint64_t> watch("test", source.reader(), 10, 10);
-    static_cast<void>(watch.ask());
-    for (uint64_t passed = 0; passed < 600'000; passed += Watch<uint64_t>::kPause) {
+    const Source source(1);
+    Watch<int> watch("test", source.reader(), 100ms);
+    const auto isEager = [&] { return looper.sleepTime() <= 75; };
+    watch.keepReading();
+    EXPECT_FALSE(isEager());
+    ASSERT_TRUE(watch.latest());
+    EXPECT_TRUE(isEager());
+    clock.time += Watch<int>::kGracePeriod - 1ms;
+    ASSERT_TRUE(eventually([&] { return source.readings() == 2; }, &looper));
+    EXPECT_TRUE(isEager());
+    clock.time += 100ms;
+    ASSERT_TRUE(eventually([&] { return source.readings() == 3; }, &looper));
+    EXPECT_FALSE(isEager());
+}
+
+TEST(Watch, RarePollersOfASlowSourceGetARecentReading) {
+    ManualClock clock;
+    tn::Looper looper({});
+    ScriptedSource<int64_t> source(0);
+    Watch<int64_t> watch("test", source.reader(), 10ms, 10ms);
+    static_cast<void>(watch.latest());
+    for (auto passed = 0ms; passed < 600'000ms; passed += Watch<int64_t>::kIdleInterval) {
         const int before = source.readings();
-        clock.milliseconds += Watch<uint64_t>::kPause;
-        source.gives(clock.milliseconds);
+        clock.time += Watch<int64_t>::kIdleInterval;
+        source.gives(clock.time.count());
         ASSERT_TRUE(eventually([&] { return source.readings() > before; }, &looper));
     }
     const auto hold = source.hangs();
-    const auto reading = watch.ask();
+    const auto reading = watch.latest();
     ASSERT_TRUE(reading);
-    EXPECT_GE(*reading, clock.milliseconds - Watch<uint64_t>::kPause);
+    EXPECT_GE(*reading, (clock.time - Watch<int64_t>::kIdleInterval).count());
+}
+
+TEST(ProblemLog, ReportsEachChangeOnce) {
+    ManualClock clock;
+    ProblemLog problems("probe");
+    const std::pair<const char*, const char*> cases[] = {
+        {"", ""}, {"gone", "probe: gone"}, {"gone", ""}, {"late", "probe: late"}, {"", "probe: recovered"}, {"", ""}};
+    for (const auto& [problem, line] : cases) {
+        const std::string text = logged([&, what = problem] { problems.report(what); });
+        EXPECT_THAT(text, HasSubstr(line));
+        EXPECT_EQ(text.empty(), std::string(line).empty()) << problem;
+    }
 }
 
 }  // namespace hostd

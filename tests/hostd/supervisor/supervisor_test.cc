@@ -5,7 +5,7 @@
 
 #include "contracts/supervisor.h"
 #include "tests/hostd/ask.h"
-#include "tests/hostd/hand_clock.h"
+#include "tests/hostd/manual_clock.h"
 #include "tests/tn/tellers.h"
 #include "tests/tn/temp_root.h"
 #include "tn/looper.h"
@@ -51,7 +51,7 @@ class SupervisorTest : public ::testing::Test {
     using Lines = std::vector<std::string>;
 
     tn::TempRoot tree;
-    HandClock clock;
+    ManualClock clock;
     std::unique_ptr<UndoJournal> journal;
     std::unique_ptr<Supervisor> supervisor;
 };
@@ -63,7 +63,7 @@ TEST_F(SupervisorTest, ListsEachProcessOnceWithAllItsNumbers) {
     supervisor->announce(own, 24);
     EXPECT_EQ(announces({}, 1), 0U);  // without a pid: this process's own
     EXPECT_EQ(announces(4'000'001, 34), 0U);
-    clock.milliseconds += 65'000;
+    clock.time += 65'000ms;
     EXPECT_EQ(announces(4'000'001, 40), 0U);
     EXPECT_EQ(announces(4'000'001, 41, tn::right::Reading), tn::error::NotPermitted);
     EXPECT_TRUE(tn::isError(ask(*supervisor, supervisor::kAnnounce)));  // which number?

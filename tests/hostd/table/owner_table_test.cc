@@ -23,8 +23,8 @@ constexpr tn::be32_id kMask{2};
 constexpr tn::u32_id kGateway{3};
 constexpr tn::string_id kText{10};
 
-/// Rows told apart by three fields, as routes are, behind a sorted vector.
-class Routes : public OwnerTable {
+/// Rows with a key of three fields, as routes have, in a sorted vector.
+class Routes : public OwnerTable<size_t> {
   public:
     Routes() : OwnerTable({kDestination, kMask, kGateway}) {}
     using Route = std::array<uint32_t, 3>;
@@ -33,21 +33,21 @@ class Routes : public OwnerTable {
 
   protected:
     uint32_t rowCount() const override { return static_cast<uint32_t>(routes.size()); }
-    Row lowerBound(const RowKey& key) const override {
+    std::optional<size_t> lowerBound(const RowKey& key) const override {
         ++looked;
         const auto found = std::ranges::lower_bound(routes, Route{key.u32(0), key.u32(4), key.u32(8)});
-        return found == routes.end() ? kEnd : static_cast<Row>(found - routes.begin());
+        return found == routes.end() ? std::nullopt : std::optional(static_cast<size_t>(found - routes.begin()));
     }
-    Row after(Row row) const override {
+    std::optional<size_t> after(size_t row) const override {
         ++looked;
-        return row + 1 < routes.size() ? row + 1 : kEnd;
+        return row + 1 < routes.size() ? std::optional(row + 1) : std::nullopt;
     }
-    RowKey keyOf(Row row) const override {
+    RowKey keyOf(size_t row) const override {
         RowKey key(12);
         for (size_t i = 0; i < 3; ++i) key.putU32(i * 4, routes[row][i]);
         return key;
     }
-    void writeRow(Row row, tn::message& item) const override {
+    void writeRow(size_t row, tn::message& item) const override {
         item.insert_be32(kDestination, routes[row][0]);
         item.insert_be32(kMask, routes[row][1]);
         item.insert_u32(kGateway, routes[row][2]);
@@ -66,15 +66,15 @@ class Texts : public IdTable {
         const auto found = rows.lower_bound(id);
         return found == rows.end() ? std::nullopt : std::optional(found->first);
     }
-    void listRow(uint32_t id, tn::message& row) const override { row.insert_string(kText, rows.at(id)); }
-    void refreshIds(std::span<const uint32_t> ids) override { shown.assign(ids.begin(), ids.end()); }
-    tn::message setRow(uint32_t id, const tn::message& request) override {
+    void writeRow(uint32_t id, tn::message& row) const override { row.insert_string(kText, rows.at(id)); }
+    void refreshRows(std::span<const uint32_t> ids) override { shown.assign(ids.begin(), ids.end()); }
+    tn::message changeRow(uint32_t id, const tn::message& request) override {
         rows[id] = request.get_string(kText);
         return {};
     }
 };
 
-tn::message send(OwnerTable& table, const tn::message& request, uint32_t command = tn::cmd::GetAll) {
+tn::message send(tn::Handler& table, const tn::message& request, uint32_t command = tn::cmd::GetAll) {
     return ask(table, command, request);
 }
 

@@ -8,11 +8,11 @@
 
 namespace hostd {
 
-/// A source that the test leads, for owners that read on a helper thread.
+/// A source whose readings the test determines, for owners that read on a helper thread.
 template <class T>
-class LedSource {
+class ScriptedSource {
   public:
-    explicit LedSource(T value) { gives(std::move(value)); }
+    explicit ScriptedSource(T value) { gives(std::move(value)); }
 
     /// What the owner reads with. A reading may outlive the test, and this.
     [[nodiscard]] std::function<T()> reader() const {

@@ -1,4 +1,4 @@
-#include "hostd/source/kept_file.h"
+#include "hostd/source/pseudo_file.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -11,7 +11,7 @@ namespace {
 constexpr size_t kFirstSize = 8192;  // /proc/meminfo has about 1,500 octets
 }
 
-std::string_view KeptFile::read() {
+std::string_view PseudoFile::read() {
     if (fd_ < 0) fd_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd_ < 0) return {};
     if (buffer_.empty()) buffer_.resize(kFirstSize);
@@ -28,7 +28,7 @@ std::string_view KeptFile::read() {
     }
 }
 
-void KeptFile::close() {
+void PseudoFile::close() {
     if (fd_ >= 0) ::close(fd_);
     fd_ = -1;
 }

@@ -8,26 +8,29 @@
 
 namespace hostd {
 
-/// Which ids the rows of a table may have when another may have taken the one a row would like: [first, end).
+/// The ids a table's rows may get if their preferred id is taken: [first, end).
 struct IdRange {
     uint32_t first = 1;
     uint32_t end = 0x10000;
 };
 
-/// An id, from 1 to 0xffff, computed from a row's key.
-[[nodiscard]] inline uint32_t likedIdOf(std::string_view key) {
+/// An id, from 1 to 0xffff, computed from a row's key: the same after a restart.
+[[nodiscard]] inline uint32_t preferredIdOf(std::string_view key) {
     uint32_t sum = 0;
     for (const char letter : key) sum = sum * 31 + static_cast<unsigned char>(letter);
     return 1 + sum % 0xffff;
 }
 
-/// Gives rows their ids: one that was there keeps its own, a new one gets the id it would like or else the first free
-/// one behind that. Rows past the range's end are left out. An Entry has `key`, which tells it apart, and `likedId()`.
+/// Assigns ids to rows: a row that was there before keeps its id, a new one gets its preferred id or else the first
+/// free one after that. Rows for which the range has no free id are left out.
+/// @tparam Entry  has `key`, which distinguishes it, and `preferredId()`
+/// @param before  rows of the last reading, by id
+/// @param now     rows of this reading, in order of preference
 template <class Entry>
-[[nodiscard]] std::map<uint32_t, Entry> keepIds(const std::map<uint32_t, Entry>& known, const std::vector<Entry>& now,
-                                                IdRange range) {
+[[nodiscard]] std::map<uint32_t, Entry> assignIds(const std::map<uint32_t, Entry>& before,
+                                                  const std::vector<Entry>& now, IdRange range) {
     std::map<std::string, uint32_t> ids;
-    for (const auto& [id, row] : known) ids[row.key] = id;
+    for (const auto& [id, row] : before) ids[row.key] = id;
     std::map<uint32_t, Entry> rows;
     std::vector<const Entry*> added;
     for (const Entry& row : now) {
@@ -37,7 +40,7 @@ template <class Entry>
             added.push_back(&row);
     }
     for (const Entry* row : added) {
-        uint32_t id = row->likedId();
+        uint32_t id = row->preferredId();
         for (uint32_t tried = range.first; tried < range.end && rows.contains(id); ++tried)
             id = id + 1 < range.end ? id + 1 : range.first;
         rows.emplace(id, *row);

@@ -7,12 +7,12 @@ namespace hostd {
 
 /// A file of /proc or /sys that is read again and again: opened once, read whole from its start with pread, which makes
 /// the kernel write it anew. Opened again after it failed.
-class KeptFile {
+class PseudoFile {
   public:
-    explicit KeptFile(std::string path) : path_(std::move(path)) {}
-    ~KeptFile() { close(); }
-    KeptFile(const KeptFile&) = delete;
-    KeptFile& operator=(const KeptFile&) = delete;
+    explicit PseudoFile(std::string path) : path_(std::move(path)) {}
+    ~PseudoFile() { close(); }
+    PseudoFile(const PseudoFile&) = delete;
+    PseudoFile& operator=(const PseudoFile&) = delete;
 
     /// The whole content, valid until the next read; empty when the file isn't there or can't be read.
     [[nodiscard]] std::string_view read();

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+
+#include "tn/thin_runner.h"
+
+namespace hostd {
+
+/// Time since the machine started, by the clock of tn::sources().
+[[nodiscard]] std::chrono::milliseconds sinceBoot();
+
+/// A one-shot timer of the process's loop, stopped when this object is destroyed. Without a loop, as in most tests, it
+/// never fires. For the loop's thread only.
+class Timer {
+  public:
+    Timer() = default;
+    ~Timer() { stop(); }
+    Timer(const Timer&) = delete;
+    Timer& operator=(const Timer&) = delete;
+
+    /// Calls once after the delay, replacing an earlier start. The callback may start the timer again.
+    void start(std::chrono::milliseconds delay, std::function<void()> callback);
+    void stop();
+    /// True from start() until the callback is called.
+    [[nodiscard]] bool isRunning() const { return id_ != 0; }
+
+  private:
+    tn::ThinRunner::TimerId id_ = 0;
+};
+
+}  // namespace hostd

@@ -1,0 +1,451 @@
+// The monitor of routes, against a kernel that the test determines: what it lists, when, and what it does when that
+// fails.
+
+#include "hostd/inet/route_monitor.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <random>
+
+#include "tests/hostd/inet/route_messages.h"
+#include "tests/hostd/links/link_messages.h"
+#include "tests/hostd/logged.h"
+#include "tests/hostd/netlink/scripted_kernel.h"
+
+namespace hostd {
+
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using NextHop = Route::NextHop;
+using Time = RouteMonitor::Time;
+
+constexpr unsigned kUp = IFF_UP | IFF_RUNNING | IFF_LOWER_UP;
+
+/// A kernel with these routes and no nexthop objects. It writes a packet of a listing when the one before is read, for
+/// one destination after the other.
+class RouteKernel : public ScriptedKernel {
+  public:
+    void begin(uint16_t type) override {
+        isForRoutes_ = type == RTM_GETROUTE;
+        from_ = 0;
+        next_ = write();
+    }
+    Packet nextPacket() override {
+        if (isForRoutes_ && interrupts) std::exchange(interrupts, nullptr)();
+        Packet packet = std::exchange(next_, write());
+        const int code = isForRoutes_ ? routesError : nexthopsError;
+        if (code != 0) return {error(code)};
+        if (packet.empty()) packet.push_back(done());
+        return packet;
+    }
+
+    std::vector<Route> routes;  ///< in the kernel's order
+    int nexthopsError = 0;      ///< errno with which a listing fails; 0 for none
+    int routesError = 0;
+    std::function<void()> interrupts;  ///< called once, when a packet of routes is read
+
+  private:
+    Packet write() {
+        Packet packet;
+        if (!isForRoutes_) return packet;
+        const uint64_t from = from_;
+        from_ = UINT64_MAX;
+        for (const Route& route : routes) {
+            if (route.destination < from) continue;
+            if (from_ != UINT64_MAX && route.destination >= from_) break;
+            from_ = uint64_t{route.destination} + 1;
+            packet.push_back(octetsOf(messageOf(route, RTM_NEWROUTE, NLM_F_MULTI).message()));
+        }
+        return packet;
+    }
+
+    bool isForRoutes_ = false;
+    uint64_t from_ = 0;
+    Packet next_;  ///< written before it is read
+};
+
+class RouteMonitorTest : public ::testing::Test {
+  protected:
+    RouteMonitorTest() { kernel.routes = {one}; }
+    /// Works until nothing is due, without time passing.
+    void work() {
+        for (int slices = 0; slices < 1000; ++slices) {
+            monitor.drain(now, SIZE_MAX);
+            if (monitor.due() > now) return;
+            monitor.work(now);
+        }
+        FAIL() << "listed again and again";
+    }
+    void open() {
+        ASSERT_TRUE(monitor.open(now));
+        work();
+        ASSERT_EQ(monitor.due(), RouteMonitor::kNever);
+        kernel.requests.clear();
+    }
+    void wait(Time time) {
+        now += time;
+        work();
+    }
+    [[nodiscard]] auto listings() const { return std::ranges::count(kernel.requests, RTM_GETROUTE); }
+    void notifyLink(int index, unsigned flags, uint16_t type = RTM_NEWLINK, unsigned char family = AF_UNSPEC) {
+        kernel.notify(LinkMessage(index, "x", flags, ARPHRD_ETHER, type, family).message());
+        monitor.drain(now, SIZE_MAX);
+    }
+    void notifyGoneAddress(uint32_t link) {
+        kernel.notify(NetlinkMessage<ifaddrmsg>(RTM_DELADDR, {AF_INET, 24, 0, 0, link}).message());
+        monitor.drain(now, SIZE_MAX);
+    }
+    std::vector<std::string> rows() { return rowsOf(table); }
+
+    const Route one = routeTo("10.1.0.0/16", {via("10.0.0.1", 3)});
+    const Route two = routeTo("10.2.0.0/16", {via("10.0.0.1", 4)});
+    Time now{5000};
+    RouteKernel kernel;
+    RouteTable table;
+    RouteMonitor monitor{table, kernel.sockets()};
+};
+
+}  // namespace
+
+TEST_F(RouteMonitorTest, ARefusedSocketIsRetriedEverySecondAndLoggedOnce) {
+    kernel.noticesError = EMFILE;
+    EXPECT_THAT(logged([&] { EXPECT_FALSE(monitor.open(now)); }), HasSubstr("routes: no netlink socket: Too many"));
+    EXPECT_THAT(logged([&] {
+                    for (int tries = 0; tries < 10; ++tries, now += 100ms) monitor.drain(now, 1);
+                }),
+                IsEmpty());
+    EXPECT_EQ(kernel.opened, 1);
+    monitor.drain(now, 1);
+    EXPECT_EQ(kernel.opened, 2);
+    kernel.noticesError = 0;
+    wait(RouteMonitor::kInterval);
+    EXPECT_EQ(rows().size(), 1U);
+}
+
+TEST_F(RouteMonitorTest, AFailedListingLeavesTheTableAndIsRepeatedAfterASecond) {
+    open();
+    const std::pair<const char*, std::function<void(bool fails)>> failures[] = {
+        {"no socket", [&](bool fails) { kernel.openError = fails ? EMFILE : 0; }},
+        {"nexthops aren't listed", [&](bool fails) { kernel.refused = fails ? RTM_GETNEXTHOP : 0; }},
+        {"routes aren't listed", [&](bool fails) { kernel.refused = fails ? RTM_GETROUTE : 0; }},
+        {"an error in place of the nexthops", [&](bool fails) { kernel.nexthopsError = fails ? ENOENT : 0; }},
+        {"an error in place of the routes", [&](bool fails) { kernel.routesError = fails ? EOPNOTSUPP : 0; }},
+        {"nothing comes", [&](bool fails) { kernel.isSilent = fails; }},
+    };
+    kernel.routes = {two};
+    for (const auto& [name, fail] : failures) {
+        SCOPED_TRACE(name);
+        kernel.isOverrun = true;
+        monitor.drain(now, SIZE_MAX);
+        now += 20'000ms;
+        fail(true);
+        const auto before = rows();
+        for (int tries = 0; tries < 2; ++tries) {
+            EXPECT_THAT(logged([&] { work(); }), HasSubstr("routes: not listed whole: "));
+            EXPECT_EQ(monitor.due(), now + RouteMonitor::kInterval);
+            EXPECT_EQ(rows(), before);
+            now += RouteMonitor::kInterval;
+        }
+        fail(false);
+        kernel.routes = {rows()[0] == text(RouteEntry(one, one.hops[0], 0, 0)) ? two : one};
+        const auto expected = text(RouteEntry(kernel.routes[0], kernel.routes[0].hops[0], 0, 0));
+        wait(0ms);
+        EXPECT_THAT(rows(), ElementsAre(expected));
+        wait(20'000ms);
+        EXPECT_EQ(monitor.due(), RouteMonitor::kNever);
+    }
+}
+
+TEST_F(RouteMonitorTest, AnOldKernelWithoutNexthopsAndAnEmptyTableAreNoErrors) {
+    kernel.routes.clear();
+    kernel.nexthopsError = EOPNOTSUPP;
+    kernel.routesError = ENOENT;
+    EXPECT_THAT(logged([&] { open(); }), IsEmpty());
+}
+
+TEST_F(RouteMonitorTest, IsListedAnewWhenALinkAnAddressOrANexthopThatRoutesUseChanges) {
+    open();
+    const struct {
+        const char* name;
+        std::function<void()> change;
+        bool isListed;
+    } cases[] = {
+        {"a link is seen for the first time", [&] { notifyLink(3, kUp); }, true},
+        {"none of its states changes", [&] { notifyLink(3, kUp | IFF_PROMISC); }, false},
+        {"without carrier", [&] { notifyLink(3, IFF_UP); }, true},
+        {"leaves a bridge", [&] { notifyLink(3, 0, RTM_DELLINK, AF_BRIDGE); }, false},
+        {"gone", [&] { notifyLink(3, 0, RTM_DELLINK); }, true},
+        {"another link", [&] { notifyLink(9, kUp); }, false},
+        {"its address", [&] { notifyGoneAddress(3); }, true},
+        {"another's address", [&] { notifyGoneAddress(9); }, false},
+        {"a nexthop that isn't used",
+         [&] {
+             kernel.notify(object(7, via("10.0.0.1", 3)).message());
+             work();
+         },
+         false},
+        {"a route through it",
+         [&] {
+             kernel.routes.push_back(by(7, "10.3.0.0/16"));
+             kernel.notify(messageOf(kernel.routes.back()).message());
+             work();
+         },
+         false},
+        {"that nexthop",
+         [&] {
+             kernel.notify(object(7, via("10.0.0.2", 3)).message());
+             work();
+         },
+         true},
+    };
+    for (const auto& [name, change, isListed] : cases) {
+        SCOPED_TRACE(name);
+        now += 100'000ms;
+        kernel.requests.clear();
+        change();
+        EXPECT_EQ(monitor.due(), isListed ? now + RouteMonitor::kDelay : RouteMonitor::kNever);
+        wait(RouteMonitor::kDelay);
+        EXPECT_EQ(listings(), isListed ? 1 : 0);
+    }
+}
+
+TEST_F(RouteMonitorTest, AChangeDuringAListingCausesAnotherOne) {
+    const std::pair<const char*, std::function<void()>> changes[] = {
+        {"link", [&] { notifyLink(9, kUp); }},
+        {"address", [&] { notifyGoneAddress(9); }},
+        {"nexthop",
+         [&] {
+             kernel.notify(object(7, via("10.0.0.1", 9)).message());
+             monitor.drain(now, SIZE_MAX);
+         }},
+    };
+    open();
+    for (const auto& [name, change] : changes) {
+        SCOPED_TRACE(name);
+        now += 100'000ms;
+        kernel.requests.clear();
+        kernel.interrupts = change;
+        kernel.isOverrun = true;
+        work();
+        wait(RouteMonitor::kDelay);
+        EXPECT_EQ(listings(), 1);
+        now += 100'000ms;
+        work();
+        EXPECT_GE(listings(), 2);
+        now += 100'000ms;
+        work();
+        EXPECT_EQ(monitor.due(), RouteMonitor::kNever);
+    }
+}
+
+TEST_F(RouteMonitorTest, ARouteThatWentDuringAListingIsRemovedByTheNextOne) {
+    open();
+    kernel.routes = {one, two};
+    kernel.isOverrun = true;
+    // The packet with the route is written already when it goes with its link.
+    kernel.interrupts = [&] {
+        kernel.routes = {two};
+        notifyLink(3, 0);
+    };
+    now += RouteMonitor::kInterval;
+    work();
+    EXPECT_EQ(rows().size(), 1U);
+    wait(RouteMonitor::kDelay);
+    EXPECT_EQ(rows().size(), 2U);
+    wait(RouteMonitor::kInterval);
+    EXPECT_THAT(rows(), ElementsAre("10.2.0.0/16 10.0.0.1 dev 4"));
+}
+
+TEST_F(RouteMonitorTest, LostNotificationsCauseTwoListingsAtMostOneASecond) {
+    open();
+    kernel.routes = {two};
+    const Time first = now;
+    EXPECT_THAT(logged([&] {
+                    kernel.isOverrun = true;
+                    monitor.drain(now, 1);
+                }),
+                HasSubstr("routes: notifications were lost"));
+    EXPECT_EQ(monitor.due(), Time{0});  // until the queue has been read
+    work();
+    EXPECT_EQ(monitor.due(), first + RouteMonitor::kInterval);
+    wait(RouteMonitor::kInterval - 1ms);
+    EXPECT_EQ(listings(), 0);
+    wait(1ms);
+    EXPECT_EQ(listings(), 1);
+    EXPECT_THAT(rows(), ElementsAre("10.2.0.0/16 10.0.0.1 dev 4"));
+    EXPECT_EQ(monitor.due(), now + RouteMonitor::kInterval);
+    wait(RouteMonitor::kInterval);
+    EXPECT_EQ(listings(), 2);
+    EXPECT_EQ(monitor.due(), RouteMonitor::kNever);
+}
+
+TEST_F(RouteMonitorTest, RoutesStayUntilAllNotificationsFromBeforeTheListingsEndAreApplied) {
+    open();
+    kernel.routes.clear();
+    notifyLink(3, 0);
+    now += RouteMonitor::kDelay;
+    for (int i = 0; i < 300; ++i) kernel.notify(messageOf(two, i % 2 == 0 ? RTM_NEWROUTE : RTM_DELROUTE).message());
+    kernel.notify(messageOf(one).message());
+    kernel.routes = {one};
+    for (int slices = 0; !kernel.notices.empty(); ++slices) {
+        ASSERT_LT(slices, 100);
+        monitor.work(now);
+    }
+    work();
+    EXPECT_THAT(rows(), ElementsAre("10.1.0.0/16 10.0.0.1 dev 3"));
+}
+
+TEST_F(RouteMonitorTest, ListingsTakeATenthOfTheTimeAtMost) {
+    open();
+    kernel.interrupts = [&] { now += 500ms; };
+    notifyLink(3, 0);
+    wait(RouteMonitor::kDelay);
+    const Time ended = now;
+    ASSERT_EQ(listings(), 1);
+    notifyLink(3, kUp);
+    EXPECT_EQ(monitor.due(), ended + 5000ms);
+}
+
+namespace {
+
+/// A kernel whose routes change at random, most of them with a notification.
+class ChangingKernel : public RouteKernel {
+  public:
+    explicit ChangingKernel(unsigned seed) : random_(seed) {}
+
+    size_t any(size_t below) { return std::uniform_int_distribution<size_t>(0, below - 1)(random_); }
+
+    /// One in twelve is a link that goes or comes back.
+    void change() { any(12) == 0 ? changeLink() : changeRoute(); }
+    void changeRoute() {
+        switch (any(5)) {
+            case 0:
+            case 1:
+                return add(0);
+            case 2:
+                return add(NLM_F_APPEND);
+            case 3:
+                return add(NLM_F_REPLACE);
+            default:
+                return remove();
+        }
+    }
+    void loseNotices() {
+        if (notices.empty()) return;
+        notices.clear();
+        isOverrun = true;
+    }
+
+    /// What the rows have to be, found the slow way.
+    [[nodiscard]] std::vector<std::string> rows() const {
+        std::vector<RouteEntry> rows;
+        for (const Route& route : routes)
+            for (const NextHop& hop : route.hops) {
+                if (!hop.isUsable) continue;
+                const RouteEntry entry(route, hop, static_cast<int32_t>(&route - routes.data()), 0);
+                const auto same = std::ranges::find(rows, entry.key(), &RouteEntry::key);
+                if (same == rows.end())
+                    rows.push_back(entry);
+                else if (entry.isBetterThan(*same))
+                    *same = entry;
+            }
+        std::ranges::sort(rows, {}, &RouteEntry::key);
+        std::vector<std::string> all;
+        for (const RouteEntry& row : rows) all.push_back(text(row));
+        return all;
+    }
+    [[nodiscard]] bool usesLink(uint32_t link) const {
+        return std::ranges::any_of(
+            routes, [link](const Route& route) { return std::ranges::count(route.hops, link, &NextHop::link) > 0; });
+    }
+
+  private:
+    static auto id(const Route& r) { return std::tuple(r.destination, 32 - r.length, 255 - r.tos, r.metric); }
+    static bool isSame(const Route& a, const Route& b) { return id(a) == id(b) && a.hops == b.hops; }
+
+    Route anyRoute() {
+        const char* const prefixes[] = {"0.0.0.0/0", "10.0.0.0/8", "10.0.0.0/16", "10.0.0.0/24", "192.0.2.1/32"};
+        Route route = routeTo(prefixes[any(std::size(prefixes))], {});
+        route.metric = static_cast<uint32_t>(any(2));
+        route.tos = any(8) == 0 ? 4 : 0;
+        for (size_t i = any(5) == 0 ? 3 : 1; i-- > 0;)
+            route.hops.push_back(via("10.0.0." + std::to_string(1 + any(3)), 1 + static_cast<uint32_t>(i)));
+        return route;
+    }
+
+    void add(uint16_t flags) {
+        const Route route = anyRoute();
+        const auto first = std::ranges::lower_bound(routes, id(route), {}, id);
+        const auto last = std::ranges::upper_bound(routes, id(route), {}, id);
+        if (std::any_of(first, last, [&](const Route& other) { return isSame(route, other); })) return;
+        if (flags == NLM_F_REPLACE && first == last) flags = 0;
+        notify(messageOf(route, RTM_NEWROUTE, flags).message());
+        if (flags == NLM_F_REPLACE)
+            *first = route;
+        else
+            routes.insert(flags == NLM_F_APPEND ? last : first, route);
+    }
+
+    void remove() {
+        if (routes.empty()) return;
+        const auto gone = routes.begin() + static_cast<std::ptrdiff_t>(any(routes.size()));
+        notify(messageOf(*gone, RTM_DELROUTE).message());
+        routes.erase(gone);
+    }
+
+    /// The link is notified, the routes that go and come with it aren't.
+    void changeLink() {
+        const auto link = static_cast<uint32_t>(1 + any(3));
+        for (Route& route : routes)
+            for (NextHop& hop : route.hops)
+                if (hop.link == link) hop.isUsable = any(2) == 0;
+        std::erase_if(routes, [](const Route& r) { return std::ranges::none_of(r.hops, &NextHop::isUsable); });
+        isUp_[link] = !isUp_[link];
+        notify(LinkMessage(static_cast<int>(link), "x", isUp_[link] ? kUp : 0).message());
+    }
+
+    std::mt19937 random_;
+    std::array<bool, 4> isUp_{};
+};
+
+}  // namespace
+
+TEST(RouteMonitor, EndsUpAsTheKernelIsWhateverIsLateOrLost) {
+    for (unsigned seed = 0; seed < 100; ++seed) {
+        SCOPED_TRACE(seed);
+        ChangingKernel kernel(seed);
+        RouteTable table;
+        RouteMonitor monitor(table, kernel.sockets());
+        Time now{1};
+        ASSERT_TRUE(monitor.open(now));
+        for (int i = 0; i < 400; ++i) {
+            kernel.change();
+            if (kernel.any(20) == 0) kernel.loseNotices();
+            now += Time(static_cast<int>(kernel.any(50)));
+            monitor.drain(now, kernel.any(4));
+            if (monitor.due() <= now) monitor.work(now);
+        }
+        for (int i = 0; monitor.due() != RouteMonitor::kNever || !kernel.notices.empty(); ++i) {
+            ASSERT_LT(i, 1000) << "listed again and again";
+            monitor.drain(now, SIZE_MAX);
+            if (monitor.due() == RouteMonitor::kNever) continue;
+            now = std::max(now, monitor.due());
+            monitor.work(now);
+        }
+        ASSERT_EQ(rowsOf(table), kernel.rows());
+        for (const uint32_t link : {1U, 2U, 3U}) ASSERT_EQ(table.usesLink(link), kernel.usesLink(link)) << link;
+        // What was inferred before doesn't show in later changes.
+        for (int i = 0; i < 20; ++i) {
+            kernel.changeRoute();
+            monitor.drain(now, SIZE_MAX);
+            ASSERT_EQ(rowsOf(table), kernel.rows()) << "change " << i;
+        }
+    }
+}
+
+}  // namespace hostd

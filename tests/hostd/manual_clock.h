@@ -1,0 +1,23 @@
+#pragma once
+
+#include <chrono>
+
+#include "tn/sources.h"
+
+namespace hostd {
+
+using namespace std::chrono_literals;
+
+/// Clocks that the test sets; in place as long as this lives.
+class ManualClock : public tn::Sources {
+  public:
+    ManualClock() { tn::setSources(this); }
+    ~ManualClock() override { tn::setSources(nullptr); }
+    uint64_t bootNanoseconds() override { return static_cast<uint64_t>(std::chrono::nanoseconds(time).count()); }
+    int64_t wallSeconds() override { return wall; }
+
+    std::chrono::milliseconds time{1'000'000};  ///< since the machine started
+    int64_t wall = 1'700'000'000;
+};
+
+}  // namespace hostd

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <sched.h>
+
+#include <functional>
+#include <thread>
+
+namespace hostd {
+
+/// Runs this in a separate network namespace. False when that isn't possible.
+inline bool inOwnNetwork(const std::function<void()>& test) {
+    bool isMade = false;
+    std::thread([&] {
+        isMade = ::unshare(CLONE_NEWNET) == 0;
+        if (isMade) test();
+    }).join();
+    return isMade;
+}
+
+}  // namespace hostd

@@ -1,0 +1,136 @@
+#pragma once
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <vector>
+
+#include "hostd/netlink/netlink.h"
+#include "tests/hostd/netlink/netlink_message.h"
+
+namespace hostd {
+
+/// The octets of one message.
+using MessageOctets = std::vector<uint8_t>;
+
+inline MessageOctets octetsOf(const nlmsghdr& message) {
+    const auto* first = reinterpret_cast<const uint8_t*>(&message);
+    return {first, first + message.nlmsg_len};
+}
+
+/// The kernel's side of a follower's two netlink sockets. A test determines what it notifies, lists and refuses.
+class ScriptedKernel {
+  public:
+    using Packet = std::vector<MessageOctets>;
+    virtual ~ScriptedKernel() = default;
+
+    /// Makes the socket for notifications first, then the one for listings. They must not outlive this.
+    [[nodiscard]] NetlinkSocketMaker sockets();
+    void notify(const nlmsghdr& message) { notices.push_back(octetsOf(message)); }
+
+    std::deque<MessageOctets> notices;
+    bool isOverrun = false;          ///< notifications were lost; cleared once that was reported
+    int noticesError = 0;            ///< errno with which the socket for notifications can't be opened; 0 for none
+    int openError = 0;               ///< the same, for listings
+    uint16_t refused = 0;            ///< type of a request that isn't accepted
+    bool isSilent = false;           ///< listings bring nothing
+    std::vector<uint16_t> requests;  ///< types of all requests
+    int opened = 0;                  ///< attempts to open the socket for notifications
+
+    /// A listing was requested.
+    virtual void begin(uint16_t type) = 0;
+    /// Its next packet; the last one ends with NLMSG_DONE or NLMSG_ERROR.
+    virtual Packet nextPacket() = 0;
+
+    static MessageOctets done(uint16_t flags = 0) { return ending(NLMSG_DONE, 0, flags); }
+    static MessageOctets error(int code) { return ending(NLMSG_ERROR, -code, 0); }
+
+  private:
+    static MessageOctets ending(uint16_t type, int code, uint16_t flags) {
+        NetlinkMessage<nlmsgerr> message(type, {.error = code, .msg = {}});
+        message.raw()->nlmsg_flags = flags;
+        return octetsOf(message.message());
+    }
+};
+
+/// One of its sockets.
+class ScriptedSocket : public NetlinkSocket {
+  public:
+    ScriptedSocket(ScriptedKernel& kernel, bool isForNotices)
+        : kernel_(kernel), isForNotices_(isForNotices), fd_(::eventfd(0, EFD_CLOEXEC)) {}
+    ~ScriptedSocket() override { ::close(fd_); }
+
+    bool open(int, unsigned, int) override {
+        if (isForNotices_) ++kernel_.opened;
+        errno = isForNotices_ ? kernel_.noticesError : kernel_.openError;
+        return isOpen_ = errno == 0;
+    }
+    void close() override { isOpen_ = false; }
+    [[nodiscard]] bool isOpen() const override { return isOpen_; }
+    [[nodiscard]] int fd() const override { return fd_; }
+
+    bool send(NetlinkRequests& requests) override {
+        EXPECT_TRUE(isOpen_);
+        bool isAccepted = true;
+        forEachMessage(requests.bytes(), [&](const nlmsghdr& request) {
+            kernel_.requests.push_back(request.nlmsg_type);
+            isAccepted = isAccepted && request.nlmsg_type != kernel_.refused;
+            if (isAccepted) kernel_.begin(request.nlmsg_type);
+        });
+        if (!isAccepted) errno = ENOBUFS;
+        return isAccepted;
+    }
+    Outcome receive(size_t packets, const Consumer& consumer) const override {
+        EXPECT_TRUE(isOpen_);
+        return isForNotices_ ? receiveNotices(packets, consumer) : receiveListed(packets, consumer);
+    }
+
+  protected:
+    [[nodiscard]] bool waitForPacket() const override {
+        if (kernel_.isSilent) errno = ETIMEDOUT;
+        return !kernel_.isSilent;
+    }
+
+  private:
+    static void give(const MessageOctets& message, const Consumer& consumer) {
+        consumer(*reinterpret_cast<const nlmsghdr*>(message.data()));
+    }
+    Outcome receiveNotices(size_t packets, const Consumer& consumer) const {
+        if (kernel_.isOverrun) {
+            kernel_.isOverrun = false;
+            errno = ENOBUFS;
+            return Outcome::Overrun;
+        }
+        for (; packets > 0; --packets) {
+            if (kernel_.notices.empty()) return Outcome::Empty;
+            const MessageOctets next = std::move(kernel_.notices.front());
+            kernel_.notices.pop_front();
+            give(next, consumer);
+        }
+        return Outcome::Full;
+    }
+    Outcome receiveListed(size_t packets, const Consumer& consumer) const {
+        errno = EAGAIN;
+        if (kernel_.isSilent) return Outcome::Empty;
+        for (; packets > 0; --packets)
+            for (const MessageOctets& message : kernel_.nextPacket()) give(message, consumer);
+        return Outcome::Full;
+    }
+
+    ScriptedKernel& kernel_;
+    bool isForNotices_;
+    int fd_;
+    bool isOpen_ = false;
+};
+
+inline NetlinkSocketMaker ScriptedKernel::sockets() {
+    return [this, isFirst = std::make_shared<bool>(true)] {
+        return std::make_unique<ScriptedSocket>(*this, std::exchange(*isFirst, false));
+    };
+}
+
+}  // namespace hostd
