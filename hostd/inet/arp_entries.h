@@ -9,13 +9,15 @@
 
 namespace hostd {
 
+/// An IPv4 neighbour on an interface.
 struct ArpKey {
     uint32_t ifindex = 0;
-    uint32_t address = 0;  ///< IPv4, first octet most significant
+    uint32_t address = 0;  ///< IPv4, in host byte order
 
     friend auto operator<=>(const ArpKey& a, const ArpKey& b) {
         return std::tie(a.ifindex, a.address) <=> std::tie(b.ifindex, b.address);
     }
+    /// The key of its row: all of it.
     [[nodiscard]] RowKey row() const;
     static ArpKey least(const RowKey& row);
     [[nodiscard]] bool sharesRow(const ArpKey& other) const {
@@ -23,24 +25,25 @@ struct ArpKey {
     }
 };
 
-/// What the kernel knows of an IPv4 neighbour.
+/// What the kernel knows about an IPv4 neighbour.
 struct ArpEntry {
-    static constexpr size_t kMostAddress = 32;  ///< octets: MAX_ADDR_LEN
+    static constexpr size_t kMaxAddress = 32;  ///< octets: MAX_ADDR_LEN
     enum class State { Dynamic, Static, Invalid };
 
     State state = State::Dynamic;
     uint8_t size = 0;  ///< octets of the link address; 0 when there is none
-    std::array<uint8_t, kMostAddress> linkAddress{};
+    std::array<uint8_t, kMaxAddress> linkAddress{};
 };
 
-/// {20, 8}: the IPv4 neighbours (ARP), ordered by (interface, address). contracts/addresses.h has the fields. Left out
-/// are those that need no ARP: of loopback and of tunnels, multicast, and broadcast addresses.
+/// {20, 8}: the IPv4 neighbours (ARP), ordered by (interface, address). contracts/addresses.h has the fields. Those
+/// that need no ARP are left out: of loopback and of tunnels, multicast and broadcast addresses.
 ///
-/// A neighbour that is being asked for shows once it answered, or after about three seconds that it didn't: the
-/// kernel doesn't tell of it before.
+/// A neighbour that is being resolved appears once it has answered, or after about three seconds without an answer: the
+/// kernel doesn't notify it earlier.
 class ArpEntries : public KernelTable<ArpKey, ArpEntry> {
   public:
     ArpEntries();
+    /// Applies RTM_NEWNEIGH and RTM_DELNEIGH about IPv4 neighbours; ignores other messages.
     void apply(const nlmsghdr& message, std::chrono::milliseconds now) override;
 
   private:

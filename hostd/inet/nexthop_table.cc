@@ -8,7 +8,6 @@
 
 namespace hostd {
 
-/// The id is 0 for a message that has none or is too short.
 std::pair<uint32_t, NexthopTable::Object> NexthopTable::read(const nlmsghdr& message) {
     const auto* about = payload<nhmsg>(message);
     if (about == nullptr) return {};

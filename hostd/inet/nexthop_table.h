@@ -24,6 +24,7 @@ class NexthopTable {
     /// A new listing of every object. Notifications continue meanwhile and override what is listed. endListing()
     /// removes the objects that were neither listed nor notified.
     void beginListing();
+    /// Applies an RTM_NEWNEXTHOP of the listing; ignores other messages.
     void list(const nlmsghdr& message);
     void endListing();
 
@@ -44,6 +45,7 @@ class NexthopTable {
         std::vector<uint32_t> group;  ///< ids of its members; empty for a single next hop
     };
     using Objects = std::unordered_map<uint32_t, Object>;
+    /// The object's id and content. The id is 0 for a message that has none or is too short.
     static std::pair<uint32_t, Object> read(const nlmsghdr& message);
     void enter(uint32_t id, const Object& object);
     void remove(uint32_t id);

@@ -16,7 +16,7 @@ DriverReadings DriverWatch::read(Work& work, const DriverSource& source) {
     for (auto& [index, reading] : readings) {
         const auto before = work.last.find(index);
         if (before == work.last.end()) continue;
-        reading.counters.keepFrom(before->second.counters);
+        reading.counters.retainFrom(before->second.counters);
         reading.areCounted = reading.areCounted || before->second.areCounted;
     }
     work.last = readings;

@@ -164,7 +164,7 @@ DriverReadings readDrivers(std::span<const uint32_t> indexes) {
     for (auto& [index, reading] : readings) {
         if (*family != 0) (void)query(socket, *family, ETHTOOL_MSG_LINKMODES_GET, index, reading);
         reading.areCounted = *family == 0 || query(socket, *family, ETHTOOL_MSG_STATS_GET, index, reading);
-        if (reading.areCounted && reading.counters.kept() == 0)
+        if (reading.areCounted && reading.counters.count() == 0)
             reading.areCounted = queryNamed(socket.fd(), index, reading.counters);
     }
     return readings;

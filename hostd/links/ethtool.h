@@ -11,7 +11,7 @@
 
 namespace hostd {
 
-/// What a driver tells of one of its interfaces.
+/// What a driver reports about one of its interfaces.
 struct DriverReading {
     std::optional<uint32_t> speed;  ///< Mbit/s; nothing when it isn't known, for instance without carrier
     DriverCounters counters;
@@ -25,10 +25,10 @@ using DriverReadings = std::map<uint32_t, DriverReading>;  ///< by ifindex
 /// each of them, so it can block. What isn't reported is absent.
 [[nodiscard]] DriverReadings readDrivers(std::span<const uint32_t> indexes);
 
-/// Reads ETHTOOL_MSG_STATS_GET_REPLY and ETHTOOL_MSG_LINKMODES_GET_REPLY; other messages are passed over.
+/// Adds what ETHTOOL_MSG_STATS_GET_REPLY or ETHTOOL_MSG_LINKMODES_GET_REPLY reports; ignores other messages.
 void readDriverAnswer(const nlmsghdr& message, DriverReading& reading);
 
-/// Adds counters that a driver names itself.
+/// Adds counters that a driver names itself. Unknown names are ignored.
 /// @param names  ETH_GSTRING_LEN octets each, as many as there are values
 void readNamedCounters(std::span<const char> names, std::span<const uint64_t> values, DriverCounters& counters);
 

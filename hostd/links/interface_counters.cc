@@ -116,15 +116,15 @@ void DriverCounters::add(DriverGroup group, uint32_t number, uint64_t value) {
     if (counter == kCounters.end() || group == DriverGroup::None) return;
     const auto at = static_cast<size_t>(counter - kCounters.begin());
     const bool isRange = group == DriverGroup::RxSizes || group == DriverGroup::TxSizes;
-    if (kept_[at] && !isRange) return;
+    if (isSet_[at] && !isRange) return;
     values_[at] += value;
-    kept_[at] = true;
+    isSet_[at] = true;
 }
 
-void DriverCounters::keepFrom(const DriverCounters& before) {
+void DriverCounters::retainFrom(const DriverCounters& before) {
     for (size_t at = 0; at < values_.size(); ++at)
-        if (!kept_[at]) values_[at] = before.values_[at];
-    kept_ |= before.kept_;
+        if (!isSet_[at]) values_[at] = before.values_[at];
+    isSet_ |= before.isSet_;
 }
 
 uint32_t sizeClass(uint32_t lowerBound) {
@@ -138,7 +138,7 @@ void insertCounters(tn::message& row, const rtnl_link_stats64& kernel, const Dri
         const InterfaceCounter& counter = kCounters[i];
         const bool isKernels = counter.group == DriverGroup::None;
         if (!isKernels && driver == nullptr) continue;
-        if (!isKernels && driver->isKept(i))
+        if (!isKernels && driver->has(i))
             row.insert_u64(counter.field, driver->value(i));
         else if (counter.kernel != nullptr && kernel.*counter.kernel != 0)
             row.insert_u64(counter.field, kernel.*counter.kernel);

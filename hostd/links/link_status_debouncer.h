@@ -23,8 +23,8 @@ class LinkStatusDebouncer {
     /// @param report  called with each status to report, in bits of link_status
     explicit LinkStatusDebouncer(Report report) : report_(std::move(report)) {}
 
-    /// Accepts a change of a link's status, in bits of contracts::interfaces::status. Reports it at once unless the new status is
-    /// transitional or is the one reported last.
+    /// Accepts a change of a link's status, in bits of contracts::interfaces::status. Reports it at once unless the new
+    /// status is transitional or is the one reported last.
     void change(const Link& link, uint32_t before, uint32_t status, std::chrono::milliseconds now);
     /// Reports the transitional statuses that have lasted.
     void reportLasting(std::chrono::milliseconds now);

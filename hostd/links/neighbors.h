@@ -9,8 +9,8 @@
 
 namespace hostd {
 
-/// {10, 1}: the neighbours that lldpd has heard; without lldpd there are none, and it is looked for again. A neighbour
-/// keeps its id as long as it is heard.
+/// {10, 1}: the neighbours that lldpd reports. Without lldpd there are none; it is looked for again with each reading.
+/// A neighbour keeps its id as long as it is reported.
 class Neighbors : public WatchedTable<Neighbor> {
   public:
     static constexpr std::chrono::seconds kMaxAge{5};

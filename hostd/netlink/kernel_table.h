@@ -56,6 +56,7 @@ class KernelTable : public OwnerTable<const std::pair<const Key, Value>*>, publi
         written_->byKey.erase(at);
     }
 
+    /// Writes the fields of a row.
     virtual void writeEntry(const Key& key, const Value& value, tn::message& item) const = 0;
 
     void refresh() final { follower_.catchUp(); }

@@ -55,10 +55,14 @@ class NetlinkFollower {
     bool catchUp(size_t packets = kPacketsPerRequest);
 
   private:
+    /// Opens both sockets, lists the table and has the loop watch for notifications; retries later if refused.
     void open();
     [[nodiscard]] NetlinkSocket::Outcome readNotices(size_t packets);
+    /// Lists until it succeeds, at most so often; if it never does, the table is stale and a retry is scheduled.
     void list(int attempts);
+    /// True if the listing was whole.
     [[nodiscard]] bool listOnce(NetlinkRequests& requests);
+    /// An attempt that is already scheduled stays.
     void retryAfter(std::chrono::milliseconds delay);
 
     Subject subject_;

@@ -13,7 +13,8 @@ class ProblemLog {
     /// @param what  the source: "sensors"
     explicit ProblemLog(std::string what) : what_(std::move(what)) {}
 
-    /// @param problem  of the last reading; empty when there is none
+    /// Writes one line if the problem differs from the one reported last.
+    /// @param problem  of the last reading; empty when it had none
     void report(const std::string& problem) {
         if (problem == last_) return;
         last_ = problem;

@@ -21,6 +21,7 @@ class Timer {
 
     /// Calls once after the delay, replacing an earlier start. The callback may start the timer again.
     void start(std::chrono::milliseconds delay, std::function<void()> callback);
+    /// Nothing happens when it isn't running.
     void stop();
     /// True from start() until the callback is called.
     [[nodiscard]] bool isRunning() const { return id_ != 0; }

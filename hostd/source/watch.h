@@ -99,9 +99,10 @@ class Watch {
         std::shared_ptr<const Finished> finished;
     };
 
-    /// Early enough that the new reading is done before the last one is too old.
+    /// Age at which a reading is started ahead: early enough that it is done before the last one is too old.
     [[nodiscard]] Duration renewalAge() const { return maxAge_ * 3 / 4; }
 
+    /// Starts a reading unless one is in progress or the last one is recent.
     void startIfDue(Duration now) {
         const std::lock_guard lock(state_->mutex);
         if (state_->isBusy)
@@ -123,7 +124,7 @@ class Watch {
         }
     }
 
-    /// The helper thread.
+    /// Runs on the helper thread.
     static void readInto(State& state, const std::function<std::optional<T>()>& read, Duration started) {
         const auto begun = std::chrono::steady_clock::now();
         std::optional<T> value = read();
@@ -135,11 +136,13 @@ class Watch {
         state.ended.notify_all();
     }
 
+    /// The last reading that succeeded.
     [[nodiscard]] std::shared_ptr<const Finished> finished() const {
         const std::lock_guard lock(state_->mutex);
         return state_->finished;
     }
 
+    /// A source that was slow last time is likely to exceed kMaxWait again.
     [[nodiscard]] bool isWorthWaiting(const std::shared_ptr<const Finished>& last, Duration now) const {
         return !last || (last->started + maxAge_ <= now && !last->isSlow);
     }
@@ -151,13 +154,13 @@ class Watch {
         return state_->ended.wait_until(lock, deadline, [this] { return !state_->isBusy; });
     }
 
-    /// Once per reading.
+    /// Logs a reading that hangs, once per reading.
     void reportHang(Duration now) {
         if (now - *started_ < kMaxReadingAge || std::exchange(isHangLogged_, true)) return;
         hostLog << what_ << ": no answer for " << kMaxReadingAge.count() << " s";
     }
 
-    /// Once until there is a reading again.
+    /// Logs that there is nothing to show because readings fail, once until there is something again.
     void reportFailure() {
         const std::lock_guard lock(state_->mutex);
         if (state_->hasFailed && !std::exchange(isFailureLogged_, true)) hostLog << what_ << ": no data";

@@ -36,11 +36,13 @@ class WatchedTable : public IdTable {
     void loadPermData() override { source_->keepReading(); }  // now with the looper's timers
 
   protected:
+    /// Writes the fields of a row; the caller adds the id.
     virtual void writeEntry(const Entry& entry, tn::message& item) const = 0;
     /// An entry that isn't shown keeps its id.
     [[nodiscard]] virtual bool isShown(const Entry&) const { return true; }
 
   private:
+    /// Shows the latest reading. Ids are assigned once for each.
     void refresh() override {
         auto latest = source_->latest();
         if (latest == reading_) return;

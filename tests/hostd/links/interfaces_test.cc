@@ -454,7 +454,7 @@ TEST(DriverWatch, CountersStayHoweverLongNobodyAsksAndWhateverADriverFailsToTell
     DriverWatch watch([read = source.reader()](std::span<const uint32_t>) { return read(); });
     const auto areKept = [&] {
         watch.refresh();
-        return watch.counters(3) != nullptr && watch.counters(3)->kept() > 0;
+        return watch.counters(3) != nullptr && watch.counters(3)->count() > 0;
     };
     watch.setInterfaces({3, 4});
     ASSERT_TRUE(eventually(areKept));
@@ -465,7 +465,7 @@ TEST(DriverWatch, CountersStayHoweverLongNobodyAsksAndWhateverADriverFailsToTell
     source.gives(fewer);
     clock.time += 3'600'000ms;
     EXPECT_TRUE(areKept());
-    EXPECT_EQ(watch.counters(3)->kept(), 2U);
+    EXPECT_EQ(watch.counters(3)->count(), 2U);
     source.gives({{3, {}}, {4, {}}});  // as after a time-out
     for (int i = 0; i < 3; ++i) {
         const int before = source.readings();
