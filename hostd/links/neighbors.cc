@@ -5,6 +5,8 @@
 
 namespace hostd {
 
+namespace neighbors = contracts::neighbors;
+
 void Neighbors::writeEntry(const Neighbor& heard, tn::message& item) const {
     if (heard.address != 0) item.insert_be32(neighbors::Address, heard.address);
     insertText(item, neighbors::Version, heard.version);

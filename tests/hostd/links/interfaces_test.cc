@@ -48,7 +48,7 @@ class LinkTableTest : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(LinkTableTest, KindsAreToldByHowTheLinkWasMadeOrWhatItCarries) {
+TEST_F(LinkTableTest, KindsFollowFromHowALinkWasMadeOrWhatItCarries) {
     struct Case {
         const char* name;
         const char* made;  ///< nullptr: by a driver
@@ -80,7 +80,7 @@ TEST_F(LinkTableTest, KindsAreToldByHowTheLinkWasMadeOrWhatItCarries) {
     EXPECT_FALSE(link(2).hasDriver);
 }
 
-TEST_F(LinkTableTest, TheDriverIsThatOfWhatALinkLiesOn) {
+TEST_F(LinkTableTest, TheDriverIsThatOfTheLowestLink) {
     struct Case {
         const char* made;
         uint32_t lies;    ///< IFLA_LINK
@@ -106,7 +106,7 @@ TEST_F(LinkTableTest, TheDriverIsThatOfWhatALinkLiesOn) {
     EXPECT_EQ(links.drivenUnder(link(2)), nullptr);  // the link 1 of another namespace
 }
 
-TEST_F(LinkTableTest, TakesWhatAMessageTellsAndKeepsTheRest) {
+TEST_F(LinkTableTest, AppliesWhatAMessageContainsAndKeepsTheRest) {
     takes(LinkMessage(4, "br0").kind("bridge", 0x7000).octets(IFLA_ADDRESS, {2, 0, 0, 0, 0, 1}).value(IFLA_MTU, 1400U));
     takes(LinkMessage(9, "br0.5").kind("vlan").value(IFLA_LINK, 4U).text(IFLA_IFALIAS, "uplink"));
     takes(LinkMessage(5, "veth0").kind("veth").value(IFLA_LINK, 4U));  // its peer, not what it lies on
@@ -127,7 +127,7 @@ TEST_F(LinkTableTest, TakesWhatAMessageTellsAndKeepsTheRest) {
     EXPECT_THAT(link(2).address, IsEmpty());
 }
 
-TEST_F(LinkTableTest, MessagesThatAreNotAboutAWholeLinkChangeNothing) {
+TEST_F(LinkTableTest, MessagesNotAboutAWholeLinkChangeNothing) {
     takes(LinkMessage(4, "port", kUp).value(IFLA_MTU, 1500U));
     told.clear();
     takes(LinkMessage(4, "port", 0, ARPHRD_ETHER, RTM_NEWLINK, AF_BRIDGE));  // a bridge's view of its port
@@ -145,7 +145,7 @@ TEST_F(LinkTableTest, MessagesThatAreNotAboutAWholeLinkChangeNothing) {
     EXPECT_THAT(told, IsEmpty());
 }
 
-TEST_F(LinkTableTest, EachChangeOfStatusIsToldOnce) {
+TEST_F(LinkTableTest, EachChangeOfStatusIsReportedOnce) {
     takes(LinkMessage(4, "a", IFF_UP | IFF_LOWER_UP));  // with carrier, dormant
     takes(LinkMessage(4, "a", kUp));
     takes(LinkMessage(4, "a", kUp | IFF_PROMISC));
@@ -159,7 +159,7 @@ TEST_F(LinkTableTest, EachChangeOfStatusIsToldOnce) {
     EXPECT_THAT(told, ElementsAre("a=256", "a=1280", "b=0", "born-up=1280", "born-up=0"));
 }
 
-TEST_F(LinkTableTest, AListingBringsTheTableUpToDate) {
+TEST_F(LinkTableTest, AListingAddsChangesAndRemovesLinks) {
     for (int index : {1, 2, 3, 5}) takes(LinkMessage(index, "x", kUp));
     told.clear();
     links.beginListing();
@@ -169,17 +169,6 @@ TEST_F(LinkTableTest, AListingBringsTheTableUpToDate) {
     links.endListing(true);
     EXPECT_THAT(indexes(), ElementsAre(2, 4, 5));
     EXPECT_THAT(told, ElementsAre("x=0", "new=1280", "x=0", "x=0"));
-}
-
-TEST_F(LinkTableTest, CountersMayBeFewerOrMoreThanAreKnownHere) {
-    rtnl_link_stats64 counters{};
-    counters.rx_packets = 7;
-    counters.tx_dropped = 9;
-    counters.rx_otherhost_dropped = 11;
-    takes(LinkMessage(4, "old").counters(counters, offsetof(rtnl_link_stats64, rx_otherhost_dropped)));
-    EXPECT_EQ(link(4).counters.tx_dropped, 9U);
-    EXPECT_EQ(link(4).counters.rx_otherhost_dropped, 0U);
-    EXPECT_EQ(link(4).countersAt, 1000ms);
 }
 
 class InterfacesTest : public ::testing::Test {
@@ -192,7 +181,7 @@ class InterfacesTest : public ::testing::Test {
     Interfaces interfaces{"/nowhere"};
 };
 
-TEST_F(InterfacesTest, ARowHasWhatIsKnownAndNothingElse) {
+TEST_F(InterfacesTest, ARowHasOnlyFieldsWithKnownValues) {
     rtnl_link_stats64 counters{};
     counters.rx_bytes = 0x1'0000'0002;
     counters.rx_packets = 20;
@@ -232,7 +221,7 @@ TEST_F(InterfacesTest, ARowHasWhatIsKnownAndNothingElse) {
     EXPECT_FALSE(down.has(interfaces::InOctets));  // never read
 }
 
-TEST_F(InterfacesTest, ReadersMayListAskForSpeedsAndNothingMore) {
+TEST_F(InterfacesTest, ReadersMayListAndQuerySpeedsOnly) {
     for (int index = 1; index <= 2000; ++index) takes(LinkMessage(index, "x", kUp).kind("veth"));
     const auto listed = rowsOf(interfaces, interfaces::kList);
     EXPECT_EQ(listed.size(), 2000U);
@@ -245,7 +234,7 @@ TEST_F(InterfacesTest, ReadersMayListAskForSpeedsAndNothingMore) {
     EXPECT_FALSE(tn::isError(asks(tn::cmd::Set, 5, tn::right::Write)));
 }
 
-TEST_F(InterfacesTest, SpeedAndCountersAreTheDrivers) {
+TEST_F(InterfacesTest, SpeedAndCountersComeFromTheDriver) {
     Interfaces driven("/nowhere", {}, [](std::span<const uint32_t> indexes) {
         DriverReadings readings;
         for (const uint32_t index : indexes) readings[index] = {.speed = 1000, .counters = {}, .areCounted = true};
@@ -277,7 +266,7 @@ TEST_F(InterfacesTest, SpeedAndCountersAreTheDrivers) {
     EXPECT_EQ(rows[1].get_u64(counters::RxOctets), 8U);
 }
 
-TEST_F(InterfacesTest, AListingMayWantLinksOfOneKind) {
+TEST_F(InterfacesTest, AListingCanBeLimitedToOneKind) {
     for (int index = 1; index <= 100; ++index) {
         const bool isBridge = index == 70 || index == 80;
         takes(LinkMessage(index, "x", kUp).kind(isBridge ? "bridge" : "veth"));
@@ -319,7 +308,7 @@ TEST(LinkSwitch, BringsLinksUpAndDownWhereThatIsAllowed) {
     EXPECT_THAT(tn::getError(ask(allowed, tn::cmd::Set, requests[1])), ::testing::HasSubstr("eth0 up: Device or"));
 }
 
-TEST_F(InterfacesTest, AFilterAsksForChangesOfStatusAndLeavesFlagsOut) {
+TEST_F(InterfacesTest, AFilterSelectsChangesOfStatusAndExcludesFlags) {
     tn::message notification;
     notification.insert_u32(interfaces::Flags, 0x80);
     const auto passes = [&](std::optional<uint32_t> flags, std::optional<uint32_t> status) {
@@ -445,7 +434,7 @@ TEST(DriverNames, MeanTheSameCounterHoweverTheyAreSpelled) {
     EXPECT_EQ(row.get_u64(counters::Rx1519Up), 6U);  // ranges add up
 }
 
-TEST(DriverWatch, CountersStayHoweverLongNobodyAsksAndWhateverADriverFailsToTell) {
+TEST(DriverWatch, CountersStayThroughPausesHangsAndFailedReadings) {
     ManualClock clock;
     DriverReadings told{{3, {}}, {4, {}}};
     told[3].counters.add(DriverGroup::Mac, ETHTOOL_A_STATS_ETH_MAC_14_RX_BYTES, 7);

@@ -85,7 +85,7 @@ TEST(Qdisc, IsReadWithTheCountersThatTheKernelHas) {
     EXPECT_FALSE(readQdisc(message.message()));
 }
 
-TEST(Qdisc, OnlyThoseThatAnAdministratorLaidOutHaveClasses) {
+TEST(Qdisc, OnlyConfiguredQdiscsHaveClasses) {
     EXPECT_TRUE(hasClasses(one(3, handle(1), TC_H_ROOT, "htb")));
     EXPECT_FALSE(hasClasses(one(3, handle(1), TC_H_ROOT, "fq_codel")));
     EXPECT_FALSE(hasClasses(one(3, 0, TC_H_ROOT, "mq")));
@@ -108,7 +108,7 @@ TEST(InterfaceQueues, AreTheRootAndTheIngressQdisc) {
     EXPECT_EQ(rows.interfaces.at(4).received.value().packets, 5U);
 }
 
-TEST(QueueTree, GoesOnAcrossQdiscsAndEndsAtTheInterface) {
+TEST(QueueTree, ContinuesAcrossQdiscsUpToTheInterface) {
     // eth3 -> 1: htb -> 1:1 -> 1:10 -> a: prio -> a:1; a prio's classes name their qdisc as their parent.
     const std::vector<Qdisc> qdiscs = {one(3, handle(1), TC_H_ROOT, "htb"), one(3, handle(10), handle(1, 0x10), "prio"),
                                        one(5, handle(1), TC_H_ROOT, "htb")};

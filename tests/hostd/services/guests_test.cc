@@ -1,4 +1,4 @@
-// Guests, from libvirt's own test driver and from sources that hang.
+// Guests, from libvirt's own test driver.
 
 #include "hostd/services/guests.h"
 
@@ -11,7 +11,6 @@
 #include "contracts/guests.h"
 #include "tests/hostd/ask.h"
 #include "tests/hostd/manual_clock.h"
-#include "tests/hostd/source/scripted_source.h"
 #include "tests/tn/temp_root.h"
 
 namespace hostd {
@@ -122,38 +121,6 @@ TEST_F(LibvirtTest, WhyGuestsAreAbsentIsSaid) {
     EXPECT_EQ(readGuests(kUri, 3).problem, "");
     virDomainDestroy(second.get());
     virDomainDestroy(third.get());
-}
-
-namespace {
-
-/// Guests as an owner reads them, told apart by these names.
-Reading<Guest> guests(const std::vector<const char*>& names) {
-    Reading<Guest> reading;
-    for (const char* name : names) {
-        Guest guest;
-        guest.key = guest.name = name;
-        reading.rows.push_back(guest);
-    }
-    return reading;
-}
-
-}  // namespace
-
-TEST(Guests, AreReadAtTheStartAndKeepTheirIdsThroughAFailure) {
-    ManualClock clock;
-    ScriptedSource source(guests({"Aa", "BB"}));  // both would like the same id
-    VirtualMachines machines(source.reader());
-    EXPECT_TRUE(eventually([&] { return source.readings() == 1; }));  // before anybody asks
-    const auto names = [&] { return listed(machines, field::Name); };
-    EXPECT_TRUE(eventually([&] { return names().size() == 2; }));
-    const auto before = names();
-    for (const Reading<Guest>& next : {Reading<Guest>{"no answer", {}}, guests({"BB", "Aa"})}) {
-        source.gives(next);
-        clock.time += Guests::kMaxAge;
-        EXPECT_TRUE(eventually([&] { return names().empty() == next.rows.empty(); }));
-    }
-    EXPECT_EQ(source.readings(), 3);
-    EXPECT_EQ(names(), before);
 }
 
 TEST(Guests, StatesOfLibvirtHaveTheirNumbers) {

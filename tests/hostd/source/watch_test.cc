@@ -38,14 +38,6 @@ class WatchTest : public ::testing::Test {
 
 }  // namespace
 
-TEST(Watch, ReadsAheadAfterARequest) {
-    const Source source(1);
-    Watch<int> watch("test", source.reader(), 10ms);
-    tn::Looper looper({});
-    static_cast<void>(watch.latest());
-    EXPECT_TRUE(eventually([&] { return source.readings() >= 4; }, &looper));
-}
-
 TEST_F(WatchTest, RenewsAReadingOlderThanItsMaximumAgeBeforeItIsShown) {
     for (const std::chrono::milliseconds pause : {0ms, kMaxAge, 86'400'000ms, 5000ms}) {
         clock.time += pause;
@@ -151,24 +143,6 @@ TEST(Watch, IsReadAtShortIntervalsAfterARequestAndAtLongOnesWithoutOne) {
     clock.time += 100ms;
     ASSERT_TRUE(eventually([&] { return source.readings() == 3; }, &looper));
     EXPECT_FALSE(isEager());
-}
-
-TEST(Watch, RarePollersOfASlowSourceGetARecentReading) {
-    ManualClock clock;
-    tn::Looper looper({});
-    ScriptedSource<int64_t> source(0);
-    Watch<int64_t> watch("test", source.reader(), 10ms, 10ms);
-    static_cast<void>(watch.latest());
-    for (auto passed = 0ms; passed < 600'000ms; passed += Watch<int64_t>::kIdleInterval) {
-        const int before = source.readings();
-        clock.time += Watch<int64_t>::kIdleInterval;
-        source.gives(clock.time.count());
-        ASSERT_TRUE(eventually([&] { return source.readings() > before; }, &looper));
-    }
-    const auto hold = source.hangs();
-    const auto reading = watch.latest();
-    ASSERT_TRUE(reading);
-    EXPECT_GE(*reading, (clock.time - Watch<int64_t>::kIdleInterval).count());
 }
 
 TEST(ProblemLog, ReportsEachChangeOnce) {
