@@ -5,7 +5,7 @@ import re
 import sys
 
 FOLDERS = ("tn", "agent", "hostd", "node")  # tnctl answers its caller: it has no log
-SAYS = re.compile(r"\b(?:serr|sout|strangersErr|strangersOut|slog|hostLog|std::cerr)\s*<<(.*?);|\bsay\((.*?)\)", re.S)
+SAYS = re.compile(r"\b(?:serr|sout|strangersErr|strangersOut|slog|hostLog|std::cerr)\s*<<(.*?);|\b(?:say|logFault)\((.*?)\)", re.S)
 TEXT = re.compile(r'"((?:[^"\\]|\\.)*)"')
 COMMENT = re.compile(r"^\s*//.*$", re.M)
 

@@ -7,10 +7,12 @@ namespace snmp {
 
 namespace {
 
-constexpr size_t kNamePasses = 3;  // over the names of one message, at most
+constexpr size_t kMaxNamePasses = 3;  // over the names of one message
 
-// One piece, so that each text is a cause of its own and one flood doesn't hide the others.
-tn::lstream::Line say(std::string_view text) { return tn::strangersOut << std::string("SNMP InStream: ").append(text); }
+// The line is one piece, so that each text is a cause of its own and one flood doesn't hide the others.
+tn::lstream::Line logFault(std::string_view text) {
+    return tn::strangersOut << std::string("SNMP InStream: ").append(text);
+}
 
 }  // namespace
 
@@ -31,11 +33,11 @@ int InStream::getLen() {
     if (!has(1)) return -1;
     const uint8_t first = data_[pos_];
     if (first == 0x80) {
-        say("we don't support indefinite lengths");
+        logFault("we don't support indefinite lengths");
         return -1;
     }
     if (first > 0x84) {
-        say("we can't support data lengths that long");
+        logFault("we can't support data lengths that long");
         return -1;
     }
     ++pos_;
@@ -43,7 +45,7 @@ int InStream::getLen() {
 
     const int count = first & 0x7F;
     if (!has(count)) {
-        say("malformed in getLen");
+        logFault("malformed in getLen");
         return -1;
     }
     unsigned int length = 0;
@@ -62,7 +64,7 @@ int InStream::contentLen(std::string_view overflow) {
     const int length = tagAndLen();
     if (length < 0) return -1;
     if (has(length)) return length;
-    say(overflow);
+    logFault(overflow);
     return -1;
 }
 
@@ -70,11 +72,11 @@ bool InStream::getInt(unsigned int* value) {
     int length = contentLen("get int overflow of message");
     if (length < 0) return false;
     if (length > 5) {
-        say("I don't support such large integers");
+        logFault("I don't support such large integers");
         return false;
     }
     if (length == 5 && data_[pos_] != 0) {
-        say("I don't support such large integers 2");
+        logFault("I don't support such large integers 2");
         return false;
     }
     const bool negative = length > 0 && data_[pos_] >= 0x80;
@@ -89,7 +91,7 @@ bool InStream::get64(unsigned long long* value) {
     if (length < 0) return false;
     if (length > 8) {
         // Nine octets with a leading zero are refused as well, on purpose: the agent has no writable Counter64.
-        say("invalig counter64 size");
+        logFault("invalig counter64 size");
         return false;
     }
     unsigned long long bits = 0;
@@ -100,7 +102,7 @@ bool InStream::get64(unsigned long long* value) {
 
 bool InStream::getNull() {
     const int length = tagAndLen();
-    if (length > 0) say("malformed null");
+    if (length > 0) logFault("malformed null");
     return length == 0;
 }
 
@@ -117,7 +119,7 @@ bool InStream::getBits(std::vector<unsigned char>* bits) {
     const int length = contentLen("get bits overflow of message");
     if (length < 0) return false;
     if (length == 0 || data_[pos_] > 7) {
-        say("Invalid bitstring");
+        logFault("Invalid bitstring");
         return false;
     }
     const auto content = std::span(data_).subspan(pos_, static_cast<size_t>(length));
@@ -126,7 +128,7 @@ bool InStream::getBits(std::vector<unsigned char>* bits) {
     return true;
 }
 
-// Where a name whose content ends here really ends. A last sub-identifier whose octets all say "more" reads on behind
+// Where a name whose content ends here really ends. A last sub-identifier whose octets all say "more" reads on after
 // the content, on purpose: only the end of the data stops it, and then the result lies past that end.
 size_t InStream::oidEnd(size_t contentEnd) const {
     if (data_[contentEnd - 1] < 0x80 || contentEnd == pos_ + 1) return contentEnd;
@@ -138,7 +140,7 @@ bool InStream::getOID(OID* oid) {
     const int length = tagAndLen();
     if (length < 0) return false;
     if (!has(length)) {
-        say("get oid overflow of message") << pos_ << " " << length << " " << size_;
+        logFault("get oid overflow of message") << pos_ << " " << length << " " << size_;
         return false;
     }
     if (length == 0) {
@@ -146,17 +148,27 @@ bool InStream::getOID(OID* oid) {
         return true;
     }
     const size_t end = oidEnd(pos_ + static_cast<size_t>(length));
+    if (!acceptName(end)) return false;
+    readSubIds(end, oid);
+    return true;
+}
+
+// Counts the name from the cursor to `end`; false when it ends past the data or exceeds the bound of all names.
+bool InStream::acceptName(size_t end) {
     if (end > size_) {
-        say("malformed oid");
+        logFault("malformed oid");
         pos_ = size_;
         return false;
     }
     nameOctets_ += end - pos_;
-    if (nameOctets_ > kNamePasses * size_) {
-        say("names overlap");
-        return false;
-    }
-    oid->resize(end - pos_ + 1);  // as many as there can be: the first octet gives two
+    if (nameOctets_ <= kMaxNamePasses * size_) return true;
+    logFault("names overlap");
+    return false;
+}
+
+// Reads from the cursor to `end`, of which the last octet ends a sub-identifier.
+void InStream::readSubIds(size_t end, OID* oid) {
+    oid->resize(end - pos_ + 1);  // the maximum: the first octet gives two
     unsigned int* id = oid->data();
     const uint8_t* at = data_.data() + pos_;
     *id++ = *at / 40U;
@@ -168,7 +180,6 @@ bool InStream::getOID(OID* oid) {
     }
     oid->resize(static_cast<size_t>(id - oid->data()));
     pos_ = end;
-    return true;
 }
 
 int InStream::enterSeq() {
@@ -180,7 +191,7 @@ int InStream::enterSeq() {
 
 void InStream::exitSeq() {
     if (seqEnds_.empty()) {
-        say("exitSeq when seqEndp is empty!");
+        logFault("exitSeq when seqEndp is empty!");
         return;
     }
     pos_ = seqEnds_.back();

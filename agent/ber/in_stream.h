@@ -12,8 +12,8 @@ namespace snmp {
 /// A cursor over one received message, read as the subset of BER that SNMP uses (RFC 3417, 8).
 ///
 /// Each getter steps over one tag without looking at it, on purpose: the caller asks getType() first and decides. It
-/// reads a length, then the content, and returns true with the cursor behind the value. On failure it returns false,
-/// leaves its result untouched, says why in one line on standard output, and leaves the cursor where the failing step
+/// reads a length, then the content, and returns true with the cursor after the value. On failure it returns false,
+/// leaves its result untouched, logs one line on standard output, and leaves the cursor where the failing step
 /// stopped: the caller abandons the message. No read goes past the end of the data, whatever the lengths say; the ends
 /// of entered values bound nothing but isSeqEnd(), on purpose: the agent answers what its lenient peers send.
 class InStream : public UberStream {
@@ -52,7 +52,7 @@ class InStream : public UberStream {
     /// Enters a constructed value: the length of its content, the cursor at its first octet; -1 when the length can't
     /// be read or the content would end past the data.
     int enterSeq();
-    /// Leaves the innermost value entered, at its end wherever the cursor is; says so when none is entered.
+    /// Leaves the innermost value entered, at its end wherever the cursor is; logs it when none is entered.
     void exitSeq();
     /// Whether the cursor is at or past the end of the innermost value entered, or at the end of the data.
     [[nodiscard]] bool isSeqEnd() const;
@@ -80,6 +80,8 @@ class InStream : public UberStream {
     [[nodiscard]] bool has(int wanted) const;
     int tagAndLen();
     [[nodiscard]] size_t oidEnd(size_t contentEnd) const;
+    bool acceptName(size_t end);
+    void readSubIds(size_t end, OID* oid);
 
     int version_ = 0;
     bool isVersionRead_ = false;

@@ -6,6 +6,7 @@
 #include <bit>
 #include <cstdlib>
 
+#include "agent/ber/encoding.h"
 #include "agent/ber/tags.h"
 #include "agent/ber/variable_binding.h"
 #include "tn/log.h"
@@ -16,41 +17,10 @@ namespace {
 
 constexpr size_t kUsualMessage = 1500;  // octets; what a reply rarely exceeds, taken at once
 constexpr size_t kUsualDepth = 8;       // open values
-constexpr size_t kLongestHeader = 4;    // tag and length octets
+constexpr size_t kMaxHeader = 4;        // tag and length octets
 
-// What is being encoded may be a stranger's: a Report repeats the names of the request.
-void say(std::string_view text) { tn::strangersOut << std::string("SNMP OutStream: ").append(text); }
-
-size_t lenOctets(size_t n) { return n < 0x80 ? 1 : n < 0x100 ? 2 : 3; }
-
-uint8_t* putLen(uint8_t* at, size_t n) {
-    if (n >= 0x100) {
-        *at++ = 0x82;
-        *at++ = static_cast<uint8_t>(n >> 8);  // longer ones are cut to 16 bits, on purpose: no datagram holds them
-    } else if (n >= 0x80) {
-        *at++ = 0x81;
-    }
-    *at++ = static_cast<uint8_t>(n);
-    return at;
-}
-
-// Octets of a number in two's complement with the sign bit clear.
-size_t numberOctets(uint64_t value) { return static_cast<size_t>(std::bit_width(value)) / 8 + 1; }
-
-void putNumber(uint8_t* at, size_t octets, uint64_t value) {
-    for (size_t i = octets; i-- > 0; value >>= 8) at[i] = static_cast<uint8_t>(value);
-}
-
-// Octets of a sub-identifier in base 128.
-size_t subIdOctets(unsigned int id) { return id < 0x80 ? 1 : static_cast<size_t>(std::bit_width(id) + 6) / 7; }
-
-uint8_t* putSubId(uint8_t* at, unsigned int id) {
-    if (id >= 0x80) {
-        for (size_t more = subIdOctets(id) - 1; more > 0; --more) *at++ = static_cast<uint8_t>(0x80 | id >> (7 * more));
-    }
-    *at++ = id & 0x7F;
-    return at;
-}
+// What is being encoded may come from any peer: a Report repeats the names of the request.
+void logFault(std::string_view text) { tn::strangersOut << std::string("SNMP OutStream: ").append(text); }
 
 }  // namespace
 
@@ -74,7 +44,7 @@ uint8_t* OutStream::grow(size_t n) {
     return data_.data() + size_ - n;
 }
 
-// Appends tag, length and room for the content, and tells where the content goes.
+// Appends tag, length and room for the content, and returns where the content goes.
 uint8_t* OutStream::startValue(size_t contentLen, uint8_t tag) {
     uint8_t* at = grow(1 + lenOctets(contentLen) + contentLen);
     *at++ = tag;
@@ -88,21 +58,21 @@ void OutStream::startSeq(uint8_t tag) {
 
 void OutStream::endSeq() {
     if (seqStarts_.empty()) {
-        say("no sequence");
+        logFault("no sequence");
         return;
     }
     const size_t start = seqStarts_.back();
     seqStarts_.pop_back();
     const size_t length = size_ - start;
     if (length >= 0x10000) {
-        say("sequence too long");
+        logFault("sequence too long");
         return;
     }
     insert(start, lenOctets(length) - 1);
     putLen(data_.data() + start - 1, length);
 }
 
-// Makes room in front of an octet, and keeps the positions of what moves.
+// Makes room in front of an octet, and moves the positions of what follows.
 void OutStream::insert(size_t at, size_t n) {
     if (n == 0) return;
     grow(n);
@@ -140,12 +110,12 @@ void OutStream::add(const unsigned char* octets, unsigned int n, uint8_t tag) {
 }
 
 void OutStream::addOID(std::span<const unsigned int> oid, uint8_t tag) {
-    if (oid.size() < 2) return say("cannot encode OID shorter that 2");
+    if (oid.size() < 2) return logFault("cannot encode OID shorter that 2");
     // The second arc is bounded under a first arc of 2 as well, on purpose: the reader splits by 40 the same way.
-    if (oid[0] > kGreatestFirstArc || oid[1] > 39) return say("encoding invalid OID");
+    if (oid[0] > kGreatestFirstArc || oid[1] > 39) return logFault("encoding invalid OID");
     // Room for the longest form; the length octets before the content are one for nearly every name.
     const size_t start = size_;
-    uint8_t* const content = grow(kLongestHeader + 5 * oid.size()) + 2;
+    uint8_t* const content = grow(kMaxHeader + 5 * oid.size()) + 2;
     uint8_t* at = content;
     *at++ = static_cast<uint8_t>(40 * oid[0] + oid[1]);
     for (const unsigned int id : oid.subspan(2)) at = putSubId(at, id);
@@ -160,7 +130,7 @@ void OutStream::addOID(std::span<const unsigned int> oid, uint8_t tag) {
 void OutStream::addNull(uint8_t tag) { startValue(0, tag); }
 
 void OutStream::addBits(const unsigned char* octets, unsigned int n, uint8_t tag) {
-    if (n == 0 || octets[0] > 7) return say("building invalid bitstring");
+    if (n == 0 || octets[0] > 7) return logFault("building invalid bitstring");
     add(octets, n, tag);
 }
 
@@ -177,7 +147,7 @@ void OutStream::addErrorIndex(unsigned int index) {
         add(0U, tag::Integer);
         errorIndexPos_ = size_ - 1;
     }
-    // A field once widened stays so: a smaller index gets leading zeros, which every reader takes.
+    // A field once widened stays so: a smaller index gets leading zeros, which every reader accepts.
     const size_t width = data_[errorIndexPos_ - 1];
     const size_t octets = std::max(width, numberOctets(index));
     insert(errorIndexPos_ + 1, octets - width);

@@ -12,8 +12,8 @@ namespace snmp {
 struct VariableBinding;
 
 /// Builds one message as BER. Values are appended; a constructed value gets a length of one octet that is widened when
-/// it is closed. A value that can't be encoded isn't written, one line on standard output says so, and the message goes
-/// on without it: nothing here fails.
+/// it is closed. A value that can't be encoded isn't written but logged on standard output, and the message continues
+/// without it: nothing here fails.
 class OutStream : public UberStream {
   public:
     OutStream();

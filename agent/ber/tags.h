@@ -39,8 +39,8 @@ constexpr uint8_t TrapV2 = 0xA7;
 constexpr uint8_t Report = 0xA8;
 }  // namespace pdu
 
-constexpr size_t kMaxDatagram = 65536;     ///< octets of a receive buffer that holds any UDP datagram
-constexpr size_t kMaxMessage = 65507;      ///< octets of the largest message that fits a UDP datagram over IPv4
+constexpr size_t kMaxDatagram = 65'536;    ///< octets of a receive buffer that holds any UDP datagram
+constexpr size_t kMaxMessage = 65'507;     ///< octets of the largest message that fits a UDP datagram over IPv4
 constexpr uint32_t kGreatestFirstArc = 2;  ///< of an OBJECT IDENTIFIER (X.660)
 constexpr uint8_t kNoTag = 255;            ///< what a reader at its end sees instead of a tag
 

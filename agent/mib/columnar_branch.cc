@@ -21,7 +21,7 @@ Answer noSuchInstance(Context& c, const OID& name) {
     return kAnswered;
 }
 
-/// What is still owed for an item can't be had: endOfMibView, or in v1 no such name.
+/// The remaining rows of this item can't be fetched: endOfMibView, or in v1 noSuchName.
 Answer endOfView(Context& c, const OID& name) {
     if (!c.isV1()) {
         c.addEndOfMibView(name);
@@ -41,7 +41,7 @@ void logGroup(const std::vector<RequestItem>& items) {
 
 }  // namespace
 
-/// The table's first rows, fetched at most once for a whole step: they serve every wrap into a following column.
+// The table's first rows, fetched at most once for a whole step: they serve every wrap into a following column.
 struct ColumnarBranch::FirstRows {
     explicit FirstRows(Table* from) : table(from) {}
 
@@ -66,8 +66,8 @@ ColumnarBranch* addColumnarBranch(const OID& oid, Table* table) {
     return branch;
 }
 
-/// The row of exactly this index. An owner may answer the nearest one or several that belong together, and an index may
-/// go on after its last element.
+// The row of exactly this index. An owner may answer the nearest one or several that belong together, and an index may
+// continue after its last element.
 std::unique_ptr<VData> ColumnarBranch::rowAt(const OID& index) const {
     const Key key = table_->createKey(index, /*strict=*/true);
     if (key.bad) return nullptr;
@@ -77,7 +77,6 @@ std::unique_ptr<VData> ColumnarBranch::rowAt(const OID& index) const {
     return list->rows.empty() ? nullptr : std::move(list);
 }
 
-/// Writes one row of a column and counts it off; false when nothing more is owed or fits.
 bool ColumnarBranch::writeRow(Context& c, const OID& prefix, Columns::const_iterator column, const Data* row) const {
     OID& name = c.branchPrefix;
     name = prefix;
@@ -145,15 +144,13 @@ Answer ColumnarBranch::getNext(Context& c) {
     return kAnswered;
 }
 
-/// Serves one name of a group: the rows behind it in its column, then the following columns, then the following
-/// branches.
 Answer ColumnarBranch::getNextItem(Context& c, const OID& prefix, const OID& item, unsigned int repetitions,
                                    FirstRows& first) const {
     c.pendingEndOfView = repetitions;
     const unsigned int asked = item.empty() ? 0 : item.front();
     auto column = columns_.lower_bound(asked);
     if (column == columns_.end()) return endOfView(c, prefix + item);
-    // In a column that isn't the one asked for, the index means nothing: its first row is next.
+    // In a column other than the requested one the index means nothing: its first row is next.
     Key key = table_->createKey(column->first == asked ? indexOf(item) : OID(), /*strict=*/false);
     if (key.index.empty()) {
         if (wrap(c, prefix, column, first)) return kAnswered;
@@ -170,7 +167,6 @@ Answer ColumnarBranch::getNextItem(Context& c, const OID& prefix, const OID& ite
     return complete(c, prefix, item);
 }
 
-/// Writes all rows of this column and of those after it, as far as rows are owed; true when none is owed any more.
 bool ColumnarBranch::wrap(Context& c, const OID& prefix, Columns::const_iterator column, FirstRows& first) const {
     if (column == columns_.end()) return false;
     const Rows& rows = first.atLeast(c.pendingEndOfView);
@@ -183,7 +179,6 @@ bool ColumnarBranch::wrap(Context& c, const OID& prefix, Columns::const_iterator
     return false;
 }
 
-/// Goes on into the following branches; what is owed at the end of the tree is endOfMibView.
 Answer ColumnarBranch::complete(Context& c, const OID& prefix, const OID& item) const {
     if (!dlog.isMuted()) dlog << "completion " << c.pendingEndOfView;
     c.branchPrefix = prefix;
@@ -193,7 +188,6 @@ Answer ColumnarBranch::complete(Context& c, const OID& prefix, const OID& item) 
     return endOfView(c, prefix + item);
 }
 
-/// A walk that began in an earlier branch goes on with this table's first rows.
 Answer ColumnarBranch::continueHere(Context& c) const {
     const OID prefix = c.branchPrefix;
     if (!dlog.isMuted()) dlog << "finishing " << c.pendingEndOfView << " with oid: " << prefix;

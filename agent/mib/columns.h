@@ -12,7 +12,7 @@
 #include "agent/mib/keep.h"
 #include "agent/mib/packer.h"
 
-/// How a module tells what it serves. One array of rows for each group or table, in the MIB's order with the MIB's
+/// How a module describes what it serves. One array of rows for each group or table, in the MIB's order with the MIB's
 /// names:
 ///
 ///     // hrProcessorEntry, RFC 2790. INDEX { hrDeviceIndex }
@@ -30,7 +30,7 @@
 /// 5. a test with a scripted owner. Scalars are the same with addScalars and a GetProvider.
 namespace snmp {
 
-/// A value that is the same for every record.
+/// A value that is the same for every record, and can't be set.
 struct Constant {
     int value;
 };
@@ -121,13 +121,14 @@ struct PackerMaker {
     }
 };
 
-/// The packer of a column, which lives as long as the process.
+/// The packer of a column; it lives as long as the process.
 template <class Record>
 const Packer* packerFor(const Column<Record>& column) {
     return std::visit(PackerMaker<Record>{column.syntax}, column.value);
 }
 
 /// Registers one scalar for each row, under the group's prefix.
+/// @param provider  gives records of the rows' class, and must live as long as the process (`keep`)
 template <class Record, size_t N>
 void addScalars(std::span<const unsigned int> group, const Column<Record> (&rows)[N], DataProvider* provider) {
     for (const Column<Record>& row : rows) addScalarLeaf(OID(group) + row.number, packerFor(row), provider);
@@ -139,14 +140,16 @@ void addColumns(ColumnarBranch* branch, const Column<Record> (&columns)[N]) {
     for (const Column<Record>& column : columns) branch->addLeaf(column.number, packerFor(column));
 }
 
-/// A table with its indexes, each a packer and the message field that carries it to the owner.
+/// Makes a table with its indexes, each a packer and the message field that carries it to the owner. Rows are named by
+/// object id when that is the only index, else by a message of all these fields. The table lives as long as the
+/// process.
 inline MapTable* keepTable(TableProvider* provider, std::initializer_list<std::pair<const Packer*, uint32_t>> indexes) {
     auto* table = keep<MapTable>(provider, /*noStdKey=*/false);
     for (const auto& [packer, fieldId] : indexes) table->addIndex(packer, fieldId);
     return table;
 }
 
-/// Columns stand in the MIB's order; for a static_assert beside each array.
+/// Whether the numbers of the columns strictly increase, as in the MIB; for a static_assert beside each array.
 template <class Record, size_t N>
 constexpr bool ascending(const Column<Record> (&columns)[N]) {
     for (size_t i = 1; i < N; ++i)

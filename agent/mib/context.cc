@@ -3,7 +3,7 @@
 namespace snmp {
 
 namespace {
-constexpr size_t kMostKept = size_t{256} << 10;  // octets of memory kept between requests
+constexpr size_t kMaxRetained = size_t{256} << 10;  // octets of memory retained between requests
 }
 
 std::array<uint32_t, kV3Errors> Context::v3counters{};
@@ -31,7 +31,7 @@ void Context::end() {
     size_t held = in.capacity() + out.capacity();
     for (const OID* name : {&requestedName, &oid, &branchPrefix, &setPrefix, &setSuffix})
         held += name->capacity() * sizeof name->front();
-    if (held > kMostKept) *this = Context({});
+    if (held > kMaxRetained) *this = Context({});
 }
 
 bool Context::processSeqStart() {

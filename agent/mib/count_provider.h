@@ -5,19 +5,22 @@
 
 namespace snmp {
 
-/// The number of rows of a table, as a record.
+/// The number of rows of a table, as a record; 0 when the owner can't say. It can't be written.
 class CountProvider : public DataProvider {
   public:
     struct CountData : Data {
         unsigned int count = 0;
     };
 
+    /// @param table  must outlive the provider
     explicit CountProvider(Table* table) : table_(table) {}
+    /// Never null.
     std::unique_ptr<Data> get() override {
         auto record = std::make_unique<CountData>();
         record->count = table_->count();
         return record;
     }
+    /// Always false, and logged.
     bool set(Data*) override {
         serr << "CountProvider::set";
         return false;

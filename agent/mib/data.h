@@ -13,14 +13,15 @@ struct Data {
     Data(const Data&) = delete;
     Data& operator=(const Data&) = delete;
     virtual ~Data() = default;
-    /// Fills the request that writes the record back; nothing for records that can't be written.
+    /// Adds the fields that write the record back to a set request, which has path, command and key already. Records
+    /// that can't be written add nothing.
     virtual void reverseBuild(tn::message&) {}
 };
 
-/// Rows in the order of their index.
+/// Records of one class in the order of their index; each belongs to the list.
 using Rows = std::vector<std::unique_ptr<Data>>;
 
-/// A list of rows, as tables hand them around.
+/// A list of rows as one record, as tables and providers return them. It lives for one step of a request.
 struct VData : Data {
     Rows rows;
 };

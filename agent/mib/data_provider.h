@@ -8,15 +8,17 @@
 
 namespace snmp {
 
-/// The source of one record. Nothing is kept between requests: the owner of the data is asked each time.
+/// The source of one record. Nothing is cached between requests: each call queries the owner of the data.
 class DataProvider {
   public:
     virtual ~DataProvider() = default;
-    [[nodiscard]] virtual std::unique_ptr<Data> get() = 0;  ///< null when there is no record
-    virtual bool set(Data* record) = 0;                     ///< writes a changed record back
+    /// The current record; null when there is none, and the object isn't served.
+    [[nodiscard]] virtual std::unique_ptr<Data> get() = 0;
+    /// Writes a changed record back. False when it can't be written, and then nothing has changed.
+    virtual bool set(Data* record) = 0;
 };
 
-/// A record fetched from and written to one owner.
+/// A record fetched from and written to one owner. Plug-ins may derive from it.
 class SingleProvider : public DataProvider {
   public:
     std::unique_ptr<Data> get() final { return getData(); }
@@ -30,6 +32,8 @@ class SingleProvider : public DataProvider {
 /// One object of an owner on the bus, fetched with a get command.
 class GetProvider : public SingleProvider {
   public:
+    /// @param build        makes the record of a reply; must not return null
+    /// @param path         of the owner on the bus
     /// @param objectClass  sent as tn::field::GetFlags with the get
     GetProvider(BuildFunction build, std::span<const uint32_t> path, uint32_t getCommand, uint32_t setCommand,
                 uint32_t objectClass);
@@ -37,7 +41,7 @@ class GetProvider : public SingleProvider {
   protected:
     /// An error reply is logged and gives the record's default values: the object is served rather than failing.
     std::unique_ptr<Data> getData() override;
-    /// Sends the record's reverseBuild; true when the owner took it.
+    /// Sends the record's reverseBuild. False, after logging the reason, when the owner refuses or can't be reached.
     bool setData(Data* record) override;
 
   private:
@@ -47,7 +51,7 @@ class GetProvider : public SingleProvider {
     tn::message get_;  ///< the same each time
 };
 
-/// A record that a function makes. It can't be written.
+/// A record that a function makes, from data of the agent's own. It can't be written.
 class ProxyDataProvider : public DataProvider {
   public:
     using Function = std::unique_ptr<Data> (*)();

@@ -31,6 +31,7 @@ enum class ErrorStatus : uint32_t {
     Critical = 0xffffffff,  ///< not an error-status: the request is dropped
 };
 
+/// In the order of their numbers.
 constexpr std::array<std::string_view, 19> kErrorStatusText = {
     "no error",           "too big",
     "no such name",       "bad value",
@@ -45,6 +46,7 @@ constexpr std::array<std::string_view, 19> kErrorStatusText = {
 };
 static_assert(kErrorStatusText[static_cast<size_t>(ErrorStatus::InconsistentName)] == "inconsistent name");
 
+/// What is logged for an error-status; "unknown error" and its number for one that isn't in RFC 3416.
 inline std::string errorStatusText(ErrorStatus status) {
     const auto number = static_cast<uint32_t>(status);
     if (number < kErrorStatusText.size()) return std::string(kErrorStatusText[number]);

@@ -19,14 +19,12 @@ void GetAllMultiProvider::insert(MultiSource source) {
     sources_.insert(at, std::move(source));
 }
 
-/// The source that owns an id; the number of sources when none does.
 size_t GetAllMultiProvider::sourceOf(uint32_t id) const {
     size_t i = sources_.size();
     while (i > 0 && sources_[i - 1].base > id) --i;
     return i > 0 ? i - 1 : sources_.size();
 }
 
-/// Appends up to `count` rows of one source; false when its owner doesn't know the key.
 bool GetAllMultiProvider::fetch(size_t source, const Key& key, const MapTable* table, unsigned int count,
                                 VData& out) const {
     const MultiSource& s = sources_[source];
@@ -40,7 +38,6 @@ bool GetAllMultiProvider::fetch(size_t source, const Key& key, const MapTable* t
     return true;
 }
 
-/// Keeps the rows from `from` on that lie in the source's own range and were asked for.
 void GetAllMultiProvider::keepOwn(size_t source, const Key& key, const MapTable* table, size_t from, unsigned int count,
                                   Rows& rows) const {
     const OID end = source + 1 < sources_.size() ? OID(sources_[source + 1].base) : OID();
@@ -61,7 +58,7 @@ std::unique_ptr<VData> GetAllMultiProvider::getData(const Key& key, const MapTab
         if (owner == sources_.size() || !fetch(owner, key, table, 0, *out)) return nullptr;
         return out;
     }
-    // An id below every source's stands before the first row of all.
+    // An id below every source's is the position before the first row.
     size_t source = owner == sources_.size() ? 0 : owner;
     if (owner != sources_.size() && !key.empty()) fetch(source++, key, table, count, *out);
     for (; source < sources_.size() && out->rows.size() < count; ++source)

@@ -10,7 +10,7 @@
 namespace snmp {
 
 /// The first row of an owner's list for which the build function returns a record. Each get searches the list from its
-/// beginning. It can't be written.
+/// beginning, at most 65,536 rows of it. It can't be written.
 class GetFirstProvider : public SingleProvider {
   public:
     /// @param build   returns null for a row that doesn't qualify
@@ -19,7 +19,8 @@ class GetFirstProvider : public SingleProvider {
     GetFirstProvider(std::span<const uint32_t> path, BuildFunction build, tn::message wanted = {})
         : path_(path.begin(), path.end()), build_(build), wanted_(std::move(wanted)) {}
 
-    /// Object id of the row found last; queries the owner if there is none yet. tn::kNoId if the owner has none.
+    /// Object id of the row found last; queries the owner if there is none yet.
+    /// @return tn::kNoId if the owner has no such row or can't be reached
     [[nodiscard]] uint32_t getFirstObjId();
 
   protected:

@@ -13,7 +13,7 @@
 // member of the record. Each constructor takes the place, the BER tag and, for strings, the key length.
 namespace snmp {
 
-/// A record's array of counters, as many as the largest set of statistics has.
+/// A record's array of counters: 65 are as many as the largest set of statistics has.
 using Counters = std::array<unsigned long long, 65>;
 
 /// The place of one element of a record's array of counters.
@@ -38,7 +38,7 @@ using Result = decltype(std::declval<const Codec&>().get(nullptr));
 template <class Codec, class Value = typename Codec::Value>
 using Argument = std::conditional_t<std::is_integral_v<Value>, Value, const Value&>;
 
-/// The packer holds the value. A Set leaves it alone and succeeds.
+/// The packer holds the value. A Set leaves it alone and succeeds. The record isn't looked at, and may be null.
 template <class Codec>
 class ConstantPacker : public Codec {
   public:

@@ -8,7 +8,7 @@
 namespace snmp {
 
 /// One request while it is being answered. Its Sets' writes are postponed until this is destroyed, before the reply is
-/// sent: so a hundred Sets of one record in a datagram cost one write to the disk.
+/// sent: so a hundred Sets of one record in a datagram cost one write to the disk. At most one exists at a time.
 class RequestWrites {
   public:
     RequestWrites();
@@ -18,7 +18,7 @@ class RequestWrites {
 
     /// Calls `write` at the end of the request, or at once when no request is being answered.
     static void atEnd(std::function<void()> write);
-    /// Performs the pending writes now.
+    /// Performs the pending writes now, in the order of their atEnd.
     static void writeNow();
 };
 
@@ -30,6 +30,7 @@ class WriteOnce {
 
     /// The pending change, which the next Set of the request builds on; null when there is none.
     [[nodiscard]] const tn::message* waiting() const { return change_ ? &*change_ : nullptr; }
+    /// Makes `change` the record to write at the end of the request, in the place of one that is pending.
     void set(tn::message change);
 
   private:

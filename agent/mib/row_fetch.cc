@@ -97,11 +97,8 @@ RowFetch::Step RowFetch::buildPage(const std::vector<tn::message>& items, bool i
     return canContinue && isMoreAnnounced && !isAtEnd_ ? Step::Next : Step::End;
 }
 
-// Rows that share their key don't move the cursor, but others may follow them: as long as the owner gave as many as
-// were requested, and more can be requested.
 bool RowFetch::canHideMore(size_t items) const { return !stdKey_ && items >= requested_ && requested_ < kMaxRequested; }
 
-// Leaves out the row at the key, or the placeholder of one that has gone; true when the item was that.
 bool RowFetch::skip(const tn::message& item) {
     const bool isFirst = std::exchange(cursor_.skipFirst, false);
     const bool isAtKey = !stdKey_ || item.get_u32(tn::field::ObjectId, tn::kNoId) == cursor_.objectId;
@@ -118,11 +115,10 @@ void RowFetch::build(const tn::message& item) {
     if (rows_.size() > from && count_ > 0) dropBackward(from);
 }
 
-// Drops the rows from `from` on whose index isn't greater than every one before.
 void RowFetch::dropBackward(size_t from) {
     size_t end = from;
     for (size_t i = from; i < rows_.size(); ++i) {
-        if (end - before_ < count_ && isForward(i)) {
+        if (end - before_ < count_ && advanceTo(i)) {
             std::swap(rows_[end++], rows_[i]);
             unlisted_ = nullptr;
         } else {
@@ -132,8 +128,7 @@ void RowFetch::dropBackward(size_t from) {
     rows_.resize(end);
 }
 
-// Whether a row's index is greater than every one before; it is then the greatest.
-bool RowFetch::isForward(size_t row) {
+bool RowFetch::advanceTo(size_t row) {
     index_.clear();
     table_->addKeyToName(rows_[row].get(), index_);
     if (!(greatest_ < index_)) return false;
@@ -141,7 +136,6 @@ bool RowFetch::isForward(size_t row) {
     return true;
 }
 
-// The last row seen, in the list or not, is where the next page begins.
 void RowFetch::moveCursor() {
     const Data* last = unlisted_ != nullptr ? unlisted_.get() : added() > 0 ? rows_.back().get() : nullptr;
     if (last != nullptr) {

@@ -24,18 +24,24 @@ class RowFetch {
     bool run();
 
   private:
-    enum class Step { Next, End, UnknownKey };
+    enum class Step { Next, End, UnknownKey };  ///< what follows a page
 
     Step fetchPage();
     tn::message requestPage();
     [[nodiscard]] Step failed(const tn::message& reply, uint32_t code) const;
     Step buildExactly(const std::vector<tn::message>& items);
     Step buildPage(const std::vector<tn::message>& items, bool isMoreAnnounced);
+    /// Rows that share their key don't move the cursor, but others may follow them: as long as the owner gave as many
+    /// as were requested, and more can be requested.
     [[nodiscard]] bool canHideMore(size_t items) const;
+    /// Leaves out the row at the key, or the placeholder of one that has gone; true when the item was that.
     bool skip(const tn::message& item);
     void build(const tn::message& item);
+    /// Drops the rows from `from` on whose index isn't greater than every one before.
     void dropBackward(size_t from);
-    bool isForward(size_t row);
+    /// Makes a row's index the greatest so far; false when it isn't greater than every one before.
+    bool advanceTo(size_t row);
+    /// The last row seen, in the list or not, is where the next page begins.
     void moveCursor();
     void moveCursorTo(const tn::message& item);
     [[nodiscard]] bool hasMovedFrom(const Key& start) const;

@@ -2,14 +2,12 @@
 
 namespace snmp {
 
-/// False when there ought to be a record and isn't. A constant has none.
 bool ScalarLeaf::fetch(std::unique_ptr<Data>& record) const {
     if (provider_ == nullptr) return true;
     record = provider_->get();
     return record != nullptr;
 }
 
-/// Writes the varbind of the instance and leaves c.branchPrefix as it was.
 void ScalarLeaf::writeInstance(Context& c, const Data* record) const {
     c.branchPrefix.push_back(ZERO_OID.front());
     c.out.startSeq(tag::Sequence);
@@ -21,7 +19,6 @@ void ScalarLeaf::writeInstance(Context& c, const Data* record) const {
     c.branchPrefix.pop_back();
 }
 
-/// Hands the varbinds still owed to the branches behind this one; at the end of the tree they become endOfMibView.
 Answer ScalarLeaf::passOn(Context& c) {
     if (c.pendingEndOfView == 0) return kAnswered;
     const OID prefix = c.branchPrefix;
@@ -34,7 +31,6 @@ Answer ScalarLeaf::get(Context& c) {
     std::unique_ptr<Data> record;
     if (c.oid != ZERO_OID || !fetch(record)) return kNotMine;
     writeInstance(c, record.get());
-    if (c.nonRepeaters > 0) --c.nonRepeaters;
     return kAnswered;
 }
 
@@ -54,7 +50,7 @@ Answer ScalarLeaf::getNext(Context& c) {
     if (!isThere) return passOn(c);
     writeInstance(c, record.get());
     --c.pendingEndOfView;
-    // What is owed at the end of the tree is told under the name of the scalar that began.
+    // What remains at the end of the tree is endOfMibView under the name of the scalar that began.
     return continuing ? getNextCompletion(c) : passOn(c);
 }
 

@@ -9,16 +9,16 @@ namespace snmp {
 
 namespace {
 
-constexpr size_t kMostOctets = 16;  // of an index that is an address
+constexpr size_t kMaxOctets = 16;  // of an index that is an address
 
-/// Octets that stand behind all those that begin like an index with a number above 255 in it; empty for any other. A
-/// walk goes on from there, instead of looking for such a row from the table's start on.
+/// Octets that follow all those that begin like an index with a number above 255 in it; empty for any other. A walk
+/// continues from there, instead of searching for such a row from the table's start.
 OID lastBefore(std::span<const unsigned int> index) {
     const auto above = std::ranges::find_if(index, [](unsigned int id) { return id > 255; });
     OID octets;
     if (above == index.end()) return octets;
     octets.assign(index.begin(), above);
-    octets.resize(std::max(octets.size(), kMostOctets), 255);
+    octets.resize(std::max(octets.size(), kMaxOctets), 255);
     return octets;
 }
 

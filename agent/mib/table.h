@@ -12,21 +12,24 @@
 
 namespace snmp {
 
-/// The rows behind a ColumnarBranch.
+/// The rows that a ColumnarBranch serves. Each call queries the rows' owner; the caller owns what it returns.
 class Table {
   public:
     virtual ~Table() = default;
     /// The row at the key, as a list of one; null when there is none.
     [[nodiscard]] virtual std::unique_ptr<VData> get(const Key& key) = 0;
-    /// Up to `count` rows from the key on; null when the owner doesn't know the key.
+    /// Up to `count` rows from the key on, without the row at it when its skipFirst is set; null when the owner doesn't
+    /// know the key, an empty list when it has no such rows.
     [[nodiscard]] virtual std::unique_ptr<VData> getNext(const Key& key, unsigned int count) = 0;
     /// Up to `count` rows from the beginning.
     [[nodiscard]] virtual std::unique_ptr<VData> getFirst(unsigned int count) = 0;
-    /// Writes the changed row of this index back.
+    /// Writes the changed row of this index back. False, after logging the reason, when it can't be written.
     virtual bool set(const OID& index, Data* row) = 0;
+    /// Number of rows; 0 when the owner fails.
     virtual unsigned int count() = 0;
-    /// Appends the index sub-identifiers of a row.
+    /// Appends the index sub-identifiers of a row, which must be one of this table's.
     virtual void addKeyToName(const Data* row, OID& name) const = 0;
+    /// The same as an OID of its own.
     [[nodiscard]] OID getKey(const Data* row) const;
     /// The key for the index part of an instance's name; an empty index gives the empty key, which is the first row.
     /// @param strict  an index that doesn't decode makes the key bad; else relaxed
@@ -39,17 +42,22 @@ class MapTable;
 class TableProvider {
   public:
     virtual ~TableProvider() = default;
+    /// Writes a changed row back; false when it can't be written.
     virtual bool setData(Data* row, const MapTable* table) = 0;
+    /// Rows at or from a key.
     /// @param count  0 for exactly the row at the key, else the number of rows wanted from the key on
     /// @return null when the owner doesn't know the key
     [[nodiscard]] virtual std::unique_ptr<VData> getData(const Key& key, const MapTable* table, unsigned int count) = 0;
+    /// Up to `count` rows from the beginning; never null.
     [[nodiscard]] virtual std::unique_ptr<VData> getFirst(unsigned int count, const MapTable* table) = 0;
+    /// @param n  receives the number of rows, 0 when the result is false
     virtual bool getCountCMD(unsigned int& n) = 0;
 };
 
 /// A table whose rows an owner on the bus keeps, with its index described by packers.
 class MapTable : public Table {
   public:
+    /// @param provider  must outlive the table
     /// @param noStdKey  rows are named by a key message even though the only index is the object id
     MapTable(TableProvider* provider, bool noStdKey) : provider_(provider), noStdKey_(noStdKey) {}
 
@@ -78,7 +86,7 @@ class MapTable : public Table {
     bool noStdKey_;
 };
 
-/// A row of a StaticMuxTable.
+/// A row of a StaticMuxTable; the table sets its index.
 struct MuxRow : Data {
     unsigned int rowId = 0;
 };
@@ -86,7 +94,8 @@ struct MuxRow : Data {
 /// A small fixed table: each row is a record of its own provider, registered under a one-number index.
 class StaticMuxTable : public Table {
   public:
-    /// @param provider  gives MuxRow records
+    /// @param index     one sub-identifier
+    /// @param provider  gives MuxRow records, or null while the row isn't there; must outlive the table
     void addProvider(const OID& index, DataProvider* provider) { providers_[index] = provider; }
 
     std::unique_ptr<VData> get(const Key& key) override;

@@ -16,7 +16,11 @@ class NumPacker : public Packer {
     bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const override;
     void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const override;
 
+    // A packer with a place of its own (an enumeration of the owner's, say) overrides these two.
+
+    /// The record's value; a negative INTEGER in two's complement.
     [[nodiscard]] virtual unsigned int get(const Data* record) const = 0;
+    /// Changes the record only; the provider writes it to its owner.
     virtual void set(Data* record, unsigned int value) const = 0;
 };
 

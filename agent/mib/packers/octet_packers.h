@@ -26,6 +26,7 @@ class StringPacker : public Packer {
 
     [[nodiscard]] virtual std::string get(const Data* record) const = 0;
     virtual void set(Data* record, const std::string& value) const = 0;
+    /// Inserts the value as the field that carries it in messages.
     virtual void insertKey(tn::message& m, uint32_t fieldId, const std::string& value) const;
 
   protected:
