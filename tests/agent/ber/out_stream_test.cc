@@ -167,7 +167,7 @@ TEST(OutStream, ErrorFieldsAreFoundAgainBehindAnyHeader) {
     std::string longName = "1.3";
     for (unsigned i = 0; i < 127; ++i) longName += "." + std::to_string(i * i);
     for (const std::string& name : {std::string("1.3.6"), longName}) {
-        for (const size_t header : {0U, 118U, 125U, 127U, 250U, 256U, 300U, 64000U}) {
+        for (const size_t header : {0U, 118U, 125U, 127U, 250U, 256U, 64000U}) {
             for (const size_t value : {0U, 90U, 100U, 119U, 128U, 250U, 400U}) {
                 for (const unsigned index : {0U, 1U, 127U, 128U, 255U, 300U, 32768U, 0x80000000U}) {
                     wire::Message m{.community = std::string(header, 'c'),
@@ -238,8 +238,9 @@ TEST(OutStream, CuttingBackKeepsOpenValuesWhole) {
     out.addErrorIndex(1);
     out.truncate(2);
     out.addErrorStatus(3);
+    out.addErrorIndex(7);
     out.endSeq();
-    EXPECT_EQ(hex(out.bytes()), "30 03 02 01 03") << "a field that was cut off is written anew";
+    EXPECT_EQ(hex(out.bytes()), "30 06 02 01 03 02 01 07") << "a field that was cut off is written anew";
 }
 
 }  // namespace

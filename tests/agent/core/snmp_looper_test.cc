@@ -19,19 +19,58 @@ std::unique_ptr<Data> recordThatTakesASecond() {
     return std::make_unique<Data>();
 }
 
-TEST_F(SnmpLooperTest, TheLoopGetsItsTurnAfter32DatagramsOr20Milliseconds) {
-    const auto loopbackSocket = [](auto bindOrConnect, sockaddr_in& address) {
-        const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        EXPECT_EQ(bindOrConnect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-        return fd;
-    };
-    sockaddr_in address{};
+/// A socket of the loopback: bound to a free port, or connected to the port of `address`.
+template <class Call>
+int loopbackSocket(Call bindOrConnect, sockaddr_in& address) {
+    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(bindOrConnect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     socklen_t length = sizeof address;
-    const int probe = loopbackSocket(bind, address);  // for a port that is free
-    EXPECT_EQ(getsockname(probe, reinterpret_cast<sockaddr*>(&address), &length), 0);
-    close(probe);
+    if (bindOrConnect == bind) {
+        EXPECT_EQ(getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length), 0);
+    }
+    return fd;
+}
+
+TEST_F(SnmpLooperTest, ATakenPortIsLoggedAndTheServicesOwnCantBeTaken) {
+    sockaddr_in address{};
+    const int other = loopbackSocket(bind, address);
+    agent.reset();
+    agent = std::make_unique<SnmpLooper>(ntohs(address.sin_port));
+    const auto logged = [this] {
+        testing::internal::CaptureStderr();
+        agent->enable();
+        return testing::internal::GetCapturedStderr();
+    };
+    const std::string port = std::to_string(ntohs(address.sin_port));
+    EXPECT_EQ(logged(), "cannot create service connection\nUDP port " + port + ": Address already in use\n");
+    EXPECT_FALSE(agent->isEnabled());
+    close(other);
+    EXPECT_EQ(logged(), "");
+    EXPECT_TRUE(agent->isEnabled());
+
+    const int thief = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const int one = 1;
+    EXPECT_EQ(setsockopt(thief, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one), 0);
+    EXPECT_EQ(bind(thief, reinterpret_cast<sockaddr*>(&address), sizeof address), -1);
+    agent->disable();
+    EXPECT_EQ(bind(thief, reinterpret_cast<sockaddr*>(&address), sizeof address), 0) << "the port is free again";
+    close(thief);
+}
+
+TEST_F(SnmpLooperTest, OnlyCommandsOfTrapsSendOne) {
+    for (const auto& [command, line] :
+         {std::pair(77U, ""), std::pair(tn::cmd::Changed, "send_trap: snmp disabled\n")}) {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(errorOf(agent->path(), command, {}), "");
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), line) << command;
+    }
+}
+
+TEST_F(SnmpLooperTest, TheLoopGetsItsTurnAfter32DatagramsOr20Milliseconds) {
+    sockaddr_in address{};
+    close(loopbackSocket(bind, address));  // for a port that is free
     agent.reset();
     agent = std::make_unique<SnmpLooper>(ntohs(address.sin_port));
     opensCommon();

@@ -24,16 +24,19 @@ class V3ReplyTest : public V3Test {
     }
 };
 
-TEST_F(V3ReplyTest, DiscoveryTellsEngineBootsAndTime) {
+TEST_F(V3ReplyTest, DiscoveryReportsEngineBootsAndTime) {
     for (uint32_t count = 1; count <= 2; ++count) {
         const auto reply = ask(wire::Manager(), {.pdu = pdu::GetRequest, .bindings = {}});
         EXPECT_EQ(errorOf(reply), 3);
         EXPECT_EQ(Context::v3counters[3], count);
         expectEngine(*reply);
     }
+    wire::Manager longest;
+    longest.user.assign(65'450, 'u');
+    EXPECT_FALSE(send(longest, longest.request(getOne()))) << "its Report doesn't fit a datagram";
 }
 
-TEST_F(V3ReplyTest, WhatReportsTellCanBeAskedFor) {
+TEST_F(V3ReplyTest, TheCountersOfReportsAreServed) {
     start_usm_module();
     Context::v3counters = {10, 20, 30, 40, 50, 60};
     wire::Message body = getOne();
@@ -45,7 +48,7 @@ TEST_F(V3ReplyTest, WhatReportsTellCanBeAskedFor) {
     EXPECT_EQ(reply->scoped.body.bindings[0].tag, tag::Counter32);
 }
 
-TEST_F(V3ReplyTest, AMessageIsTakenWithin15SecondsOfItsTimeAndNotBefore) {
+TEST_F(V3ReplyTest, AMessageIsAcceptedWithin15SecondsOfItsTimeAndNotBefore) {
     const auto errorAt = [this](uint32_t boots, uint32_t time) {
         wire::Manager m = manager(1);
         m.boots = boots;
@@ -109,7 +112,7 @@ TEST_F(V3ReplyTest, ALevelBelowTheUsersIsNotEnough) {
     EXPECT_EQ(reply->header.flags, std::string(1, '\0'));
 }
 
-TEST_F(V3ReplyTest, UsersThatAreUnknownOrElsewhereAreToldSoUnsigned) {
+TEST_F(V3ReplyTest, UnknownUsersAndAddressesGetAnUnsignedReport) {
     addUser("inside", false, "authentication", 1, "192.0.2.0/24");
     EXPECT_EQ(errorOf(manager(0, "nobody")), 2);
     for (const char* user : {"nobody", "inside"}) {
@@ -237,15 +240,11 @@ TEST_F(V3ReplyTest, WhatCanNotBeDecryptedIsDroppedAndNotCounted) {
 
 TEST_F(V3ReplyTest, WhatNeedsNoAnswerGetsNoneNeitherResponseNorReport) {
     for (const uint8_t tag : {pdu::Response, pdu::TrapV1, pdu::TrapV2, pdu::Report}) {
-        for (uint32_t level = 0; level <= 2; ++level) {
-            wire::Message body = getOne();
-            body.pdu = tag;
-            EXPECT_FALSE(ask(manager(level), body));
-            wire::Manager late = manager(level);
-            late.engineId = "other";
-            late.time = 1;
-            EXPECT_FALSE(send(manager(level), late.request(body)));
-        }
+        wire::Message body = getOne();
+        body.pdu = tag;
+        wire::Manager late = manager(2);
+        late.time = 1;
+        for (const wire::Manager& m : {wire::Manager(), manager(1), late}) EXPECT_FALSE(send(m, m.request(body)));
     }
 }
 
@@ -281,24 +280,6 @@ TEST_F(V3ReplyTest, PasswordsAndEngineIdChangeWhileTheAgentRuns) {
     EXPECT_EQ(errorOf(moved), -1);
 }
 
-TEST_F(V3ReplyTest, AnEmptyPasswordIsAKeyThatAnybodyHas) {
-    addUser("open", false, "", 2);
-    wire::Manager m = manager(2, "open");
-    m.authPassword = m.privPassword = "";
-    EXPECT_EQ(errorOf(m), -1);
-}
-
-TEST_F(V3ReplyTest, ErrorsOfTheRequestAreResponses) {
-    const auto denied = ask(manager(2), {.pdu = pdu::SetRequest, .bindings = {number("1.3.1.0", 5)}});
-    EXPECT_EQ(denied->scoped.body.errorStatus, 4U);
-    const auto tooMany = ask(manager(2), {.pdu = pdu::GetBulkRequest, .errorIndex = 51, .bindings = {null("1.3")}});
-    EXPECT_EQ(tooMany->scoped.body.errorStatus, 1U);
-    EXPECT_TRUE(tooMany->scoped.body.bindings.empty());
-    const auto missing = ask(manager(1), getOne("1.3.9.0"));
-    EXPECT_EQ(missing->scoped.body.errorStatus, 2U);
-    EXPECT_EQ(missing->scoped.body.errorIndex, 1U);
-}
-
 TEST_F(V3ReplyTest, TheLargestReplyThatFitsIsSentAtEveryLevel) {
     for (uint32_t level = 0; level <= 2; ++level) {
         size_t largest = 0;
@@ -314,33 +295,17 @@ TEST_F(V3ReplyTest, TheLargestReplyThatFitsIsSentAtEveryLevel) {
     }
 }
 
-TEST_F(V3ReplyTest, AnAgentWithoutAnEngineIdAuthenticatesNobody) {
-    agent->v3Server().engineId.clear();
-    agent->communities().setEngineId("");
-    wire::Manager m = manager(1);
-    m.engineId.clear();
-    EXPECT_EQ(errorOf(m), 2);
-    m.level = 2;
-    EXPECT_FALSE(ask(m));
-}
-
-TEST_F(V3ReplyTest, TruncatedAndAlteredMessagesAreDroppedOrAnsweredWell) {
-    for (uint32_t level = 0; level <= 2; ++level) {
+TEST_F(V3ReplyTest, AnAlteredMessageGetsNoValueIntoASignedAnswer) {
+    for (uint32_t level = 1; level <= 2; ++level) {
         const wire::Manager m = manager(level);
-        const wire::Bytes request =
-            m.request({.pdu = pdu::GetBulkRequest, .errorStatus = 1, .errorIndex = 3, .bindings = {null("1.3.1")}});
-        for (size_t length = 0; length < request.size(); ++length) {
-            EXPECT_FALSE(send(m, wire::Bytes(request.begin(), request.begin() + static_cast<std::ptrdiff_t>(length))));
-        }
+        const wire::Bytes request = m.request(getOne());
         for (size_t at = 0; at < request.size(); ++at) {
-            for (const unsigned flip : {1U, 2U, 4U, 0x80U, 0xffU}) {
+            for (const unsigned flip : {1U, 4U, 0x80U, 0xffU}) {
                 wire::Bytes altered = request;
                 altered[at] = static_cast<uint8_t>(altered[at] ^ flip);
                 const auto reply = send(m, altered);
-                // Whatever was altered in a signed message, no value comes back.
-                if (level > 0 && reply && (reply->header.flags[0] & 1) != 0) {
-                    EXPECT_EQ(reply->scoped.body.pdu, pdu::Report) << at << "^" << flip;
-                }
+                if (!reply || (reply->header.flags[0] & 1) == 0) continue;
+                EXPECT_EQ(reply->scoped.body.pdu, pdu::Report) << at << "^" << flip;
             }
         }
     }

@@ -42,6 +42,11 @@ TEST(UsmCrypto, PasswordsOfAnyLengthAreStretchedWhole) {
     }
 }
 
+TEST(UsmCrypto, AnEmptyPasswordIsTheKeyOfTheEngineIdAlone) {
+    EXPECT_TRUE(passwordToAKey("", digest_method::Md5).empty());
+    EXPECT_EQ(hex(aKeyToBKey({}, kEngine, digest_method::Md5)), "76 8F B3 2D CD 07 5D FA 58 63 FF EB C4 B7 51 C7");
+}
+
 TEST(UsmCrypto, NothingIsDigestedOrEncryptedWithWhatIsTooShort) {
     const Octets pads(kPadsSize), message(20);
     EXPECT_EQ(digestMessage(message, pads, 8, 12, digest_method::Sha1).size(), 20U);

@@ -2,11 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "agent/mib/columns.h"
-#include "agent/mib/get_all_multi_provider.h"
-#include "agent/mib/get_all_provider.h"
-#include "tests/agent/agent_test.h"
-#include "tests/agent/table_owner.h"
+#include "tests/agent/mib/ports.h"
 
 namespace snmp {
 namespace {
@@ -16,50 +12,19 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
 
-constexpr tn::string_id kPortName{1};
-constexpr tn::u32_id kPortValue{2};
-
-struct Port : Data {
-    unsigned int id = 0;
-    unsigned int value = 0;
-    std::string name;
-    static std::unique_ptr<Data> build(const tn::message& m) {
-        auto port = std::make_unique<Port>();
-        port->id = m.get_u32(tn::field::ObjectId);
-        port->name = m.get_string(kPortName);
-        port->value = m.get_u32(kPortValue);
-        return port;
-    }
-    void reverseBuild(tn::message& m) override { m.insert_u32(kPortValue, value); }
-};
-
-constexpr Column<Port> kPortColumns[] = {
-    {1, "id", tag::Integer, &Port::id},
-    {2, "name", tag::OctetString, &Port::name},
-    {4, "value", tag::Integer, &Port::value},
-};
-
 /// Ports by id at 1.3.5 with columns 1, 2 and 4; then the constant 1.3.6.
-class ColumnarTest : public AgentTest {
+class ColumnarTest : public PortsTest {
   protected:
     ColumnarTest() {
         opensCommon(true);
-        agent->addHandler(std::vector<uint32_t>{20, 0}, &ports);
-        auto* provider = keep<GetAllProvider>(std::vector<uint32_t>{20, 0}, oneRow<Port::build>, 5U);
+        auto* provider = keep<GetAllProvider>(kPath, oneRow<Port::build>, 5U);
         MapTable* table = keepTable(provider, {{packerFor(kPortColumns[0]), tn::field::ObjectId.number}});
         addColumns(addColumnarBranch(OID{1, 3, 5}, table), kPortColumns);
         addScalarConstNumLeaf(OID{1, 3, 6}, 6, tag::Integer);
     }
-
-    void hasPorts(std::initializer_list<uint32_t> ids) {
-        for (const uint32_t id : ids)
-            put(ports.row(id), {{kPortName, "p" + std::to_string(id)}, {kPortValue, id * 10}});
-    }
-
-    TableOwner ports;
 };
 
-TEST_F(ColumnarTest, AMissingColumnOrRowIsTold) {
+TEST_F(ColumnarTest, AMissingColumnOrRowIsLogged) {
     hasPorts({1});
     testing::internal::CaptureStderr();
     (void)get({"1.3.5.30.1", "1.3.5.2.9"});
@@ -102,6 +67,11 @@ TEST_F(ColumnarTest, AWrapUsesTheFirstRowsOnceForEveryColumn) {
                                             text("1.3.5.2.3", "p3"), number("1.3.5.4.1", 10), number("1.3.5.4.2", 20),
                                             number("1.3.5.4.3", 30), number("1.3.6.0", 6), endOfView("1.3.5.1.2")));
     EXPECT_EQ(ports.fetches, 2U);
+    // The wrap of the first name fetched two rows: not the whole table, although no more were wanted then.
+    EXPECT_THAT(bulk({"1.3.5.1.1", "1.3.5.2"}, 0, 4).bindings,
+                ElementsAre(number("1.3.5.1.2", 2), number("1.3.5.1.3", 3), text("1.3.5.2.1", "p1"),
+                            text("1.3.5.2.2", "p2"), text("1.3.5.2.1", "p1"), text("1.3.5.2.2", "p2"),
+                            text("1.3.5.2.3", "p3"), number("1.3.5.4.1", 10)));
 }
 
 TEST_F(ColumnarTest, GetOfWhatIsNotThere) {
@@ -171,15 +141,11 @@ TEST_F(ColumnarTest, AnOwnerThatIsDownCostsItsOwnRows) {
     EXPECT_THAT(next({"1.3.5.1", "1.3.6"}).bindings, ElementsAre(number("1.3.6.0", 6), number("1.3.6.0", 6)));
     ports.lies = [](const tn::message&) { return tn::errorMsg(tn::error::NotFound, "unknown row"); };
     EXPECT_THAT(next({"1.3.5.1.1"}).bindings, ElementsAre(endOfView("1.3.5.1.1")));  // it doesn't know the key
-}
-
-TEST_F(ColumnarTest, WhatStandsForARowThatHasGoneIsNoRow) {
     ports.lies = [](const tn::message&) {
         const tn::message gone = messageOf({{tn::field::Gone, true}, {tn::field::ObjectId, 9U}});
         return messageOf({{tn::field::Objects, Messages{gone}}});
     };
-    EXPECT_EQ(value("1.3.5.1.9"), "-");
-    EXPECT_THAT(next({"1.3.5.1.8"}).bindings, ElementsAre(number("1.3.6.0", 6)));
+    EXPECT_EQ(value("1.3.5.1.9"), "-") << "a placeholder is no row";
 }
 
 TEST_F(ColumnarTest, NonsenseOfAnOwnerIsBoundedAndNeverAnswered) {
@@ -227,58 +193,9 @@ TEST_F(ColumnarTest, ASetSendsTheRowBackToItsOwner) {
     const tn::message sent = ports.requests.back();
     EXPECT_EQ(sent.get_u32(tn::field::Command), tn::cmd::Set);
     EXPECT_EQ(sent.get_u32(tn::field::ObjectId), 2U);
-    EXPECT_EQ(sent.get_u32(kPortValue), 77U);
+    EXPECT_EQ(sent.get_u32(kValue), 77U);
     for (const char* name : {"1.3.5", "1.3.5.4", "1.3.5.3.2", "1.3.5.4.9", "1.3.5.4.2.0"})
         EXPECT_EQ(set({number(name, 1)}).errorStatus, 2U) << name;
-}
-
-TEST_F(ColumnarTest, SourcesOfOneTableAreCountedTogether) {
-    hasPorts({1, 2});
-    GetAllMultiProvider provider;
-    provider.addSource(oneRow<Port::build>, std::vector<uint32_t>{20, 0}, 5, 0);
-    provider.addSource(oneRow<Port::build>, std::vector<uint32_t>{99}, 5, 0x10000);  // nobody there
-    provider.addSource([](Rows& rows) { rows.push_back(std::make_unique<Port>()); }, 0x20000);
-    unsigned int count = 0;
-    EXPECT_TRUE(provider.getCountCMD(count));
-    EXPECT_EQ(count, 3U);
-}
-
-struct Slot : MuxRow {
-    unsigned int value = 0;
-};
-
-/// Gives a record with this value, and takes another in its place.
-class SlotProvider : public DataProvider {
-  public:
-    std::unique_ptr<Data> get() override {
-        auto slot = std::make_unique<Slot>();
-        slot->value = value;
-        return slot;
-    }
-    bool set(Data* record) override {
-        value = static_cast<Slot*>(record)->value;
-        return true;
-    }
-    unsigned int value = 0;
-};
-
-TEST_F(ColumnarTest, AFixedTableServesItsRegisteredRecords) {
-    SlotProvider slots[3];
-    StaticMuxTable table;
-    for (unsigned int i : {2U, 0U, 1U}) {
-        slots[i].value = i + 10;
-        table.addProvider(OID{(i + 1) * 5}, &slots[i]);
-    }
-    constexpr Column<Slot> kValue = {1, "value", tag::Integer, &Slot::value};
-    addColumnarBranch(OID{1, 3, 9}, &table)->addLeaf(1, packerFor(kValue));
-    const auto rows = walk("1.3.9");
-    EXPECT_THAT(rows, ElementsAre(number("1.3.9.1.5", 10), number("1.3.9.1.10", 11), number("1.3.9.1.15", 12)));
-    EXPECT_THAT(bulk({"1.3.9.1.7"}, 0, 3).bindings,
-                ElementsAre(number("1.3.9.1.10", 11), number("1.3.9.1.15", 12), endOfView("1.3.9.1.7")));
-    EXPECT_EQ(table.count(), 3U);
-    (void)set({number("1.3.9.1.10", 99)});
-    EXPECT_EQ(slots[1].value, 99U);
-    EXPECT_EQ(value("1.3.9.1.6"), "-");
 }
 
 }  // namespace

@@ -133,11 +133,17 @@ TEST(PackerTest, IncompleteIndexes) {
     EXPECT_TRUE(packerOf(tag::Counter64, &Row::big)->getAsKey(&row).empty());
 }
 
-TEST(PackerTest, ConstantsIgnoreWrites) {
+TEST(PackerTest, ConstantsIgnoreWritesAndMatchTheirOwnIndexOnly) {
     const ConstNumPacker number(7, tag::Integer);
     Row row;
     EXPECT_TRUE(unpacked(number, row, {tag::Integer, 1, 9}));
     EXPECT_EQ(packed(number, row), (wire::Bytes{tag::Integer, 1, 7}));
+    tn::message m;
+    OID own{7, 1}, other{8};
+    EXPECT_TRUE(number.addKeyToMessage(own, m, Packer::kNoField));
+    EXPECT_EQ(own, OID{1});
+    EXPECT_FALSE(number.addKeyToMessage(other, m, Packer::kNoField)) << "no row has another number there";
+    EXPECT_TRUE(m.empty());
     EXPECT_EQ(packed(ConstIPPacker(0xc0000201, tag::IpAddress), row), (wire::Bytes{tag::IpAddress, 4, 192, 0, 2, 1}));
 }
 

@@ -1,0 +1,73 @@
+#include "agent/ber/usm_reader.h"
+
+#include <gtest/gtest.h>
+
+#include "agent/ber/tags.h"
+#include "tests/agent/ber/octets.h"
+#include "wire/manager.h"
+
+namespace snmp {
+namespace {
+
+/// A manager and the agent's keys for its one user.
+struct Peers {
+    wire::Manager manager{.user = "ops",
+                          .level = 2,
+                          .authPassword = "authentication",
+                          .privPassword = "encryption",
+                          .engineId = "engine"};
+    V3ServerInfo server;
+    UserKeys keys;
+
+    Peers() {
+        server.engineId = manager.engineId;
+        keys.digest = bKeyToDKey(manager.key(manager.authPassword));
+        keys.crypt = manager.key(manager.privPassword);
+    }
+    [[nodiscard]] wire::Bytes sealed(const wire::Bytes& scoped) const { return manager.seal(manager.header(), scoped); }
+    bool opens(UsmReader& in) {
+        V3Error error = V3Error::None;
+        return in.getVersion() == 3 && in.readV3Info(error) && in.decryptAndCheckSignature(error, keys, server) &&
+               error == V3Error::None;
+    }
+};
+
+TEST(UsmReader, PlaintextEndsTheMessageWhateverFollowsTheCiphertext) {
+    Peers peers;
+    const wire::Bytes scoped = wire::encode(wire::ScopedPdu{"engine", "", {.pdu = pdu::GetRequest, .bindings = {}}});
+    UsmReader in(peers.sealed(scoped));
+    ASSERT_TRUE(peers.opens(in));
+    EXPECT_EQ(in.getType(), pdu::GetRequest);
+    in.exitSeq();  // the scoped PDU
+    in.exitSeq();  // the message, whose length counted the ciphertext
+    EXPECT_EQ(in.getType(), kNoTag);
+    EXPECT_EQ(in.position(), in.size());
+}
+
+TEST(UsmReader, WhatHoldsNoScopedPduIsAgainAsItWasReceived) {
+    Peers peers;
+    const wire::Bytes message = peers.sealed(wire::Bytes(16, 0xAA));
+    UsmReader in(message);
+    EXPECT_FALSE(peers.opens(in));
+    EXPECT_EQ(hex(in.bytes()), hex(message));
+}
+
+TEST(UsmReader, SecurityParametersThatLeaveTheirOctetStringAreRefused) {
+    wire::V3Message header = wire::Manager().header();
+    header.data = wire::encode(wire::ScopedPdu{"", "", {.pdu = pdu::GetRequest, .bindings = {}}});
+    wire::Bytes message = wire::encode(header);
+    const auto canRead = [&message] {
+        UsmReader in(message);
+        V3Error error = V3Error::None;
+        return in.getVersion() == 3 && in.readV3Info(error);
+    };
+    EXPECT_TRUE(canRead());
+    for (size_t at = 0; at + 3 < message.size(); ++at) {
+        const bool isOctetString = message[at] == tag::OctetString && message[at + 2] == tag::Sequence;
+        if (isOctetString && message[at + 1] == message[at + 3] + 2) --message[at + 1];
+    }
+    EXPECT_FALSE(canRead());
+}
+
+}  // namespace
+}  // namespace snmp
