@@ -53,16 +53,16 @@ SnmpLooper::~SnmpLooper() {
 }
 
 void SnmpLooper::init() {
-    policySet().add_policy(trap_request::kCommand, tn::right::Write);
+    policySet().add_policy(contracts::snmp::trap::kSend, tn::right::Write);
     if (store_.find(kRecord)) {
         Settings stored = Settings::read(store_.get(kRecord));
-        stored.engineBoots = tn::getUptime() < kJustBooted ? 0 : stored.engineBoots + 1;
-        serr << "engineBoots = " << stored.engineBoots;
+        stored.setEngineBoots(tn::getUptime() < kJustBooted ? 0 : stored.get(setting::EngineBoots) + 1);
+        serr << "engineBoots = " << stored.get(setting::EngineBoots);
         adopt(std::move(stored));
         if (!store_.set(kRecord, settings_.getConfig())) serr << "settings not written: " << store_.lastError();
     }
     if (communities_.hasUsers()) warnOfUsers();
-    if (settings_.enabled) {
+    if (settings_.get(setting::Enabled)) {
         enable();
     } else {
         setupLeave(kLeaveAfter);
@@ -72,16 +72,16 @@ void SnmpLooper::init() {
 void SnmpLooper::warnOfUsers() const {
     if (!v3Server_.strictDigest)
         serr << "SNMPv3 users can be forged without a password: start the agent with --strict-usm";
-    if (settings_.getConfig().get_string(setting::EngineId).empty())
+    if (settings_.get(setting::EngineId).empty())
         serr << "SNMPv3 users, but no engine id of this agent's own: tnctl snmp set engine-id=TEXT";
 }
 
 void SnmpLooper::adopt(Settings settings) {
     settings_ = std::move(settings);
-    interfaceFilter = settings_.interfaceFilter;
-    v3Server_.engineBoots = settings_.engineBoots;
-    v3Server_.engineId = settings_.engineId;
-    communities_.setEngineId(settings_.engineId);
+    interfaceFilter = settings_.interfaceFilter();
+    v3Server_.engineBoots = settings_.get(setting::EngineBoots);
+    v3Server_.engineId = settings_.engineId();
+    communities_.setEngineId(settings_.engineId());
 }
 
 void SnmpLooper::enable() {
@@ -148,8 +148,8 @@ tn::message SnmpLooper::cmdSet(const tn::message& request) {
     tn::message undo = settings_.undoOf(request);
     undo.insert_u32(tn::field::Command, tn::cmd::Set);
     adopt(std::move(next));
-    if (request.has(setting::TrapKinds)) restartSubscribers(settings_.trapKinds);
-    if (request.has(setting::Enabled)) settings_.enabled ? enable() : disable();
+    if (request.has(setting::TrapGenerators)) restartSubscribers(settings_.get(setting::TrapGenerators));
+    if (request.has(setting::Enabled)) settings_.get(setting::Enabled) ? enable() : disable();
 
     undo.insert_u32_array(tn::field::Destination, path());
     if (isChanged) sendUndo(request, std::move(undo), "changed snmp settings");
@@ -158,7 +158,7 @@ tn::message SnmpLooper::cmdSet(const tn::message& request) {
 }
 
 tn::message SnmpLooper::cmdUnknown(const tn::message& request, uint32_t command) {
-    if (command == trap_request::kCommand || command == tn::cmd::Changed ||
+    if (command == contracts::snmp::trap::kSend || command == tn::cmd::Changed ||
         command == contracts::interfaces::kStatusChanged)
         traps_.send_trap(request);
     return {};
@@ -170,7 +170,7 @@ void SnmpLooper::resubscribed(std::span<const uint32_t>, uint32_t command) {
 }
 
 void SnmpLooper::startup() {
-    if (!std::ranges::count(settings_.trapKinds, kStartTrap)) return;
+    if (!std::ranges::count(settings_.get(setting::TrapGenerators), contracts::snmp::trap::kStartTrap)) return;
     trapMakers.push_back(startupTrapMaker);
     traps_.send_trap({});
     trapMakers.pop_back();

@@ -69,7 +69,7 @@ int runAgent(SnmpLooper& agent) {
     start_usm_module();
     loadPlugins(tn::rooted("/tern/lib/snmp"));
     trapMakers.push_back(alderTrapMaker);
-    startSubscribers(agent.settings().trapKinds);
+    startSubscribers(agent.settings().get(setting::TrapGenerators));
     agent.addTimer([&agent] { agent.startup(); }, kStartupTrapAfter);
     announce(agent);
     return agent.run();

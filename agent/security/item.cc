@@ -3,42 +3,37 @@
 #include <algorithm>
 #include <optional>
 
+#include "contracts/snmp.h"
+
 namespace snmp {
+
+namespace community = contracts::snmp::community;
 
 namespace {
 
-constexpr tn::string_id kName{5};
-constexpr tn::bool_id kReadAccess{6};
-constexpr tn::bool_id kWriteAccess{7};
-constexpr tn::be32_id kAddress4{8};
-constexpr tn::be32_id kNetmask4{9};
-constexpr tn::string_id kAuthenticationPassword{11};
-constexpr tn::string_id kEncryptionPassword{12};
-constexpr tn::u32_id kSecurity{15};
-constexpr tn::u32_id kAuthenticationProtocol{20};
-constexpr tn::u32_id kEncryptionProtocol{21};
-constexpr tn::addr6_id kAddress6{22};
-constexpr tn::u32_id kPrefixLength6{23};
-constexpr tn::message_array_id kAddresses{27};
+static_assert(contracts::snmp::security::Authorized == security_level::Authorized &&
+              contracts::snmp::security::Private == security_level::Private &&
+              contracts::snmp::authentication::Md5 == digest_method::Md5 &&
+              contracts::snmp::authentication::Sha1 == digest_method::Sha1);
 
 constexpr uint32_t kDefaultEntry = 0;
 
 void putPrefix(tn::message& out, const IPPrefix6& prefix, bool asIPv4) {
     if (asIPv4) {
-        out.insert_be32(kAddress4, prefix.address().getIPv4());
-        out.insert_be32(kNetmask4, prefix.mask4());
+        out.insert_be32(community::Address4, prefix.address().getIPv4());
+        out.insert_be32(community::Netmask4, prefix.mask4());
     } else {
-        out.insert_addr6(kAddress6, prefix.address());
-        out.insert_u32(kPrefixLength6, prefix.length());
+        out.insert_addr6(community::Address6, prefix.address());
+        out.insert_u32(community::PrefixLength6, prefix.length());
     }
 }
 
-std::optional<IPPrefix6> takePrefix(const tn::message& in) {
-    if (in.has(kAddress6) && in.has(kPrefixLength6)) {
-        return IPPrefix6::ofIPv6(in.get_addr6(kAddress6), in.get_u32(kPrefixLength6));
+std::optional<IPPrefix6> prefixIn(const tn::message& in) {
+    if (in.has(community::Address6) && in.has(community::PrefixLength6)) {
+        return IPPrefix6::ofIPv6(in.get_addr6(community::Address6), in.get_u32(community::PrefixLength6));
     }
-    if (in.has(kAddress4) && in.has(kNetmask4)) {
-        return IPPrefix6::ofIPv4(in.get_be32(kAddress4), in.get_be32(kNetmask4));
+    if (in.has(community::Address4) && in.has(community::Netmask4)) {
+        return IPPrefix6::ofIPv4(in.get_be32(community::Address4), in.get_be32(community::Netmask4));
     }
     return std::nullopt;
 }
@@ -47,24 +42,24 @@ tn::message defaults() {
     tn::message prefix;
     putPrefix(prefix, IPPrefix6::ofIPv4(0, 0), true);
     tn::message m;
-    m.insert_string(kName, "common");
-    m.insert_message_array(kAddresses, {prefix});
+    m.insert_string(community::Name, "common");
+    m.insert_message_array(community::Addresses, {prefix});
     return m;
 }
 
 }  // namespace
 
 void Item::getConfig(tn::message& out, uint32_t flags) const {
-    out.insert_string(kName, name);
-    out.insert_bool(kReadAccess, readAccess);
-    out.insert_bool(kWriteAccess, writeAccess);
-    out.insert_string(kAuthenticationPassword, authenticationPassword);
-    out.insert_string(kEncryptionPassword, encryptionPassword);
-    out.insert_u32(kAuthenticationProtocol, authenticationProtocol);
-    out.insert_u32(kEncryptionProtocol, encryptionProtocol);
-    out.insert_u32(kSecurity, security);
+    out.insert_string(community::Name, name);
+    out.insert_bool(community::ReadAccess, readAccess);
+    out.insert_bool(community::WriteAccess, writeAccess);
+    out.insert_string(community::AuthenticationPassword, authenticationPassword);
+    out.insert_string(community::EncryptionPassword, encryptionPassword);
+    out.insert_u32(community::AuthenticationProtocol, authenticationProtocol);
+    out.insert_u32(community::EncryptionProtocol, encryptionProtocol);
+    out.insert_u32(community::Security, security);
 
-    std::vector<tn::message>& list = out.get_message_array_ref(kAddresses);
+    std::vector<tn::message>& list = out.get_message_array_ref(community::Addresses);
     list.clear();
     for (const IPPrefix6& prefix : addresses) putPrefix(list.emplace_back(), prefix, prefix.isIPv4());
 
@@ -79,24 +74,24 @@ void Item::getConfig(tn::message& out, uint32_t flags) const {
 }
 
 void Item::setConfig(const tn::message& in) {
-    name = in.get_string(kName, name);
-    readAccess = in.get_bool(kReadAccess, readAccess);
-    writeAccess = in.get_bool(kWriteAccess, writeAccess);
-    authenticationPassword = in.get_string(kAuthenticationPassword, authenticationPassword);
-    encryptionPassword = in.get_string(kEncryptionPassword, encryptionPassword);
-    authenticationProtocol = in.get_u32(kAuthenticationProtocol, authenticationProtocol);
-    encryptionProtocol = in.get_u32(kEncryptionProtocol, encryptionProtocol);
+    name = in.get_string(community::Name, name);
+    readAccess = in.get_bool(community::ReadAccess, readAccess);
+    writeAccess = in.get_bool(community::WriteAccess, writeAccess);
+    authenticationPassword = in.get_string(community::AuthenticationPassword, authenticationPassword);
+    encryptionPassword = in.get_string(community::EncryptionPassword, encryptionPassword);
+    authenticationProtocol = in.get_u32(community::AuthenticationProtocol, authenticationProtocol);
+    encryptionProtocol = in.get_u32(community::EncryptionProtocol, encryptionProtocol);
 
-    if (in.has(kAddresses)) {
+    if (in.has(community::Addresses)) {
         addresses.clear();
-        for (const tn::message& entry : in.get_message_array(kAddresses)) {
-            if (const auto prefix = takePrefix(entry)) addresses.push_back(*prefix);
+        for (const tn::message& entry : in.get_message_array(community::Addresses)) {
+            if (const auto prefix = prefixIn(entry)) addresses.push_back(*prefix);
         }
-    } else if (const auto prefix = takePrefix(in)) {
+    } else if (const auto prefix = prefixIn(in)) {
         addresses = {*prefix};
     }
     if (addresses.empty()) addresses = {IPPrefix6::ofIPv4(0, 0)};
-    security = in.get_u32(kSecurity, security);
+    security = in.get_u32(community::Security, security);
 }
 
 bool Item::PasswordKey::isOf(const std::string& from, uint32_t with) const {

@@ -14,49 +14,42 @@ namespace snmp {
 using tn::IPAddr6;
 using tn::IPPrefix6;
 
-/// An access entry: a community (v1, v2c) and a user (v3) at the same time.
-///
-/// Its configuration, as messages carry it:
-///
-///     field         kind            attribute
-///     5             string          name: community string and user name
-///     6, 7          bool            read access, write access
-///     11, 12        string          authentication and encryption password
-///     15            u32             security: 0 none, 1 authorized, 2 private
-///     20            u32             authentication protocol: 0 MD5, 1 SHA1
-///     21            u32             encryption protocol: 0 DES
-///     27            message array   addresses: {8 be32 address, 9 be32 netmask} or {22 addr6 address, 23 u32 length}
-///     0xfe000d      bool            this is the default entry (id 0)
-///     0xfe001d      message         the default entry's defaults, when asked for
-///
-/// A single address may also stand at top level, as 8 and 9 or 22 and 23.
+/// An access entry: a community (v1, v2c) and a user (v3) at the same time. Its fields in messages are those of
+/// contracts::snmp::community.
 class Item : public tn::Object {
   public:
     std::string name;
     bool readAccess = true;
     bool writeAccess = false;
-    uint32_t security = security_level::None;
-    uint32_t authenticationProtocol = digest_method::Md5;
-    uint32_t encryptionProtocol = 0;
+    uint32_t security = security_level::None;              ///< minimum level of a request
+    uint32_t authenticationProtocol = digest_method::Md5;  ///< hash of both keys
+    uint32_t encryptionProtocol = 0;                       ///< DES, the only one
     std::string authenticationPassword;
     std::string encryptionPassword;
-    /// Sources the entry is accepted from, in order. Empty only in the default entry as first made, which therefore
-    /// refuses everyone until it is edited.
+    /// Accepted sources. Empty only in the default entry as first made, which therefore refuses every source until it
+    /// is edited.
     std::vector<IPPrefix6> addresses;
 
+    /// Writes all fields.
+    /// @param flags  tn::kTopLevelFirst repeats the first address at top level, tn::kWantDefaults adds field::Defaults
+    /// to
+    ///               the default entry
     void getConfig(tn::message& out, uint32_t flags) const override;
-    /// What the message doesn't carry stays as it is; an empty address list becomes 0.0.0.0/0.
+    /// Applies the fields that the message carries and keeps the others. Address elements without an address are
+    /// skipped; an empty address list becomes 0.0.0.0/0, the change of another field included.
     void setConfig(const tn::message& in) override;
+    /// Whether one of the prefixes contains the source.
     [[nodiscard]] bool accepts(const IPAddr6& source) const;
 
-    /// The user's keys for this engine, none while the engine id is empty. The privacy key is made with the
-    /// authentication protocol's hash, too. Making them takes milliseconds for each password, and is done when they
-    /// are first asked for after passwords or protocol have changed; another engine id takes microseconds.
+    /// The user's keys, localised to this engine id; empty keys while it is empty. The privacy key, too, is made with
+    /// the hash of the authentication protocol. The first call after a change of passwords or protocol takes
+    /// milliseconds per password, after a change of the engine id microseconds. The keys belong to the entry and are
+    /// valid until the next call or change.
     [[nodiscard]] const UserKeys& keys(const std::string& engineId) const;
-    [[nodiscard]] bool hasKeys(const std::string& engineId) const;  ///< asking for them takes no time
+    [[nodiscard]] bool hasKeys(const std::string& engineId) const;  ///< keys() returns cached keys
 
   private:
-    /// The key of a password before it is localised, with what it was made from.
+    /// The key of a password before it is localised (RFC 3414, A.2), with its inputs.
     struct PasswordKey {
         std::string password;
         uint32_t method = digest_method::Md5;
@@ -67,7 +60,7 @@ class Item : public tn::Object {
     };
 
     mutable PasswordKey authenticationKey_, encryptionKey_;
-    mutable std::string keysEngine_;  ///< for which keys_ were made
+    mutable std::string keysEngine_;  ///< engine id of keys_
     mutable UserKeys keys_;
 };
 

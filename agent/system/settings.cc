@@ -3,121 +3,175 @@
 #include <algorithm>
 #include <optional>
 
+#include "contracts/snmp_settings.h"
+
 namespace snmp {
 
 namespace {
 
-// RFC 3411, SnmpEngineID: enterprise 49999 with the top bit set, then format 4, text chosen by the administrator.
+using contracts::snmp::Form;
+using contracts::snmp::kSettings;
+using contracts::snmp::Setting;
+
+/// RFC 3411, SnmpEngineID: enterprise 49999 with the top bit set, then format 4, text chosen by the administrator.
 constexpr std::string_view kEngineIdPrefix("\x80\x00\xC3\x4F\x04", 5);
 
-std::optional<IPAddr6> takeTarget(const tn::message& m) {
+std::optional<IPAddr6> targetOf(const tn::message& m) {
     if (m.has(setting::Target6)) return m.get_addr6(setting::Target6);
     if (m.has(setting::Target4)) return IPAddr6::ofIPv4(m.get_be32(setting::Target4));
     return std::nullopt;
 }
 
-void applyTargets(std::vector<IPAddr6>& targets, const tn::message& changes) {
-    if (!changes.has(setting::TrapTargets)) {
-        if (const auto single = takeTarget(changes)) targets.push_back(*single);
+tn::message elementOf(const IPAddr6& target) {
+    tn::message element;
+    if (target.isIPv4()) {
+        element.insert_be32(setting::Target4, target.getIPv4());
+    } else {
+        element.insert_addr6(setting::Target6, target);
+    }
+    return element;
+}
+
+/// Elements without an address are skipped. A target at top level is added to the list, for older senders.
+void applyTargets(const tn::message& from, tn::message& values, tn::message_array_id field) {
+    std::vector<tn::message>& targets = values.get_message_array_ref(field);
+    if (!from.has(field)) {
+        if (const auto single = targetOf(from)) targets.push_back(elementOf(*single));
         return;
     }
     targets.clear();
-    for (const tn::message& entry : changes.get_message_array(setting::TrapTargets)) {
-        if (const auto target = takeTarget(entry)) targets.push_back(*target);
+    for (const tn::message& element : from.get_message_array(field)) {
+        if (const auto target = targetOf(element)) targets.push_back(elementOf(*target));
     }
 }
 
-std::vector<uint32_t> withoutRepeats(const std::vector<uint32_t>& values) {
-    std::vector<uint32_t> kept;
-    for (const uint32_t value : values) {
-        if (std::find(kept.begin(), kept.end(), value) == kept.end()) kept.push_back(value);
+std::set<uint32_t> idsIn(const std::vector<tn::message>& elements) {
+    std::set<uint32_t> ids;
+    for (const tn::message& element : elements) ids.insert(element.get_u32(setting::Interface, tn::kNoId));
+    return ids;
+}
+
+void applyInterfaces(const tn::message& from, tn::message& values, tn::message_array_id field) {
+    if (!from.has(field)) return;
+    std::vector<tn::message> elements;
+    for (const uint32_t id : idsIn(from.get_message_array(field)))
+        elements.emplace_back().insert_u32(setting::Interface, id);
+    if (elements.empty()) {
+        values.remove(field);
+    } else {
+        values.insert_message_array(field, std::move(elements));
     }
-    return kept;
+}
+
+std::vector<uint32_t> withoutRepetitions(const std::vector<uint32_t>& values) {
+    std::vector<uint32_t> unique;
+    for (const uint32_t value : values) {
+        if (std::ranges::find(unique, value) == unique.end()) unique.push_back(value);
+    }
+    return unique;
+}
+
+/// Puts the setting of a row into `values` when `from` carries it.
+void applyField(const Setting& row, const tn::message& from, tn::message& values) {
+    const uint32_t field = row.field;
+    switch (row.form) {
+        case Form::YesNo:
+            if (const tn::bool_id id(field); from.has(id)) values.insert_bool(id, from.get_bool(id));
+            break;
+        case Form::Text:
+        case Form::EngineId:
+            if (const tn::string_id id(field); from.has(id)) values.insert_string(id, from.get_string(id));
+            break;
+        case Form::Number:
+        case Form::TrapVersion:
+        case Form::Community:
+            if (const tn::u32_id id(field); from.has(id)) values.insert_u32(id, from.get_u32(id));
+            break;
+        case Form::Generators:
+            if (const tn::u32_array_id id(field); from.has(id))
+                values.insert_u32_array(id, withoutRepetitions(from.get_u32_array(id)));
+            break;
+        case Form::Targets:
+            applyTargets(from, values, tn::message_array_id(field));
+            break;
+        case Form::Interfaces:
+            applyInterfaces(from, values, tn::message_array_id(field));
+            break;
+    }
+}
+
+void insertDefault(const Setting& row, tn::message& values) {
+    switch (kindOf(row.form)) {
+        case tn::Kind::Bool:
+            return values.insert_bool(tn::bool_id(row.field), false);
+        case tn::Kind::String:
+            return values.insert_string(tn::string_id(row.field), {});
+        case tn::Kind::U32:
+            return values.insert_u32(tn::u32_id(row.field), row.initial);
+        case tn::Kind::U32Array:
+            return values.insert_u32_array(tn::u32_array_id(row.field), {});
+        default:
+            // An empty filter of interfaces is an absent one.
+            if (row.form == Form::Targets) values.insert_message_array(tn::message_array_id(row.field), {});
+    }
+}
+
+bool carries(const tn::message& m, const Setting& row) {
+    return std::ranges::any_of(m.fields(), [&](const tn::message::Field& field) { return field.id == row.field; });
 }
 
 }  // namespace
 
+Settings::Settings() {
+    for (const Setting& row : kSettings) insertDefault(row, values_);
+    values_.insert_string(setting::Community, "common");
+}
+
 Settings Settings::read(const tn::message& record) {
     Settings settings;
-    settings.community.clear();
-    settings.engineId = kEngineIdPrefix;
-    settings.apply(record);
-    settings.engineBoots = record.get_u32(setting::EngineBoots);  // a service found on isn't being switched on
+    settings.values_.insert_string(setting::Community, {});
+    settings.applyFields(record);
+    settings.engineId_ = std::string(kEngineIdPrefix) + settings.get(setting::EngineId);
     return settings;
 }
 
 void Settings::apply(const tn::message& changes) {
-    community = changes.get_string(setting::Community, community);
-    contact = changes.get_string(setting::Contact, contact);
-    location = changes.get_string(setting::Location, location);
-    applyTargets(trapTargets, changes);
-    trapCommunity = changes.get_u32(setting::TrapCommunity, trapCommunity);
-    trapVersion = changes.get_u32(setting::TrapVersion, trapVersion);
-    if (changes.has(setting::TrapKinds)) trapKinds = withoutRepeats(changes.get_u32_array(setting::TrapKinds));
-    engineBoots = changes.get_u32(setting::EngineBoots, engineBoots);
-    if (changes.has(setting::EngineId)) {
-        engineId = std::string(kEngineIdPrefix) + changes.get_string(setting::EngineId);
-    }
-    if (changes.has(setting::Interfaces)) {
-        interfaceFilter.clear();
-        for (const tn::message& entry : changes.get_message_array(setting::Interfaces))
-            interfaceFilter.insert(entry.get_u32(setting::Interface, tn::kNoId));
-    }
-    if (changes.has(setting::Enabled)) {
-        const bool wasEnabled = enabled;
-        enabled = changes.get_bool(setting::Enabled);
-        if (enabled && !wasEnabled) engineBoots = 0;
-    }
+    const bool wasEnabled = get(setting::Enabled);
+    applyFields(changes);
+    if (get(setting::Enabled) && !wasEnabled) setEngineBoots(0);
 }
 
-tn::message Settings::getConfig() const {
-    tn::message m;
-    m.insert_string(setting::Community, community);
-    m.insert_string(setting::Contact, contact);
-    m.insert_string(setting::Location, location);
-    m.insert_string(setting::EngineId, engineId.substr(std::min(engineId.size(), kEngineIdPrefix.size())));
-    std::vector<tn::message>& targets = m.get_message_array_ref(setting::TrapTargets);
-    for (const IPAddr6& target : trapTargets) {
-        tn::message& entry = targets.emplace_back();
-        if (target.isIPv4()) {
-            entry.insert_be32(setting::Target4, target.getIPv4());
-        } else {
-            entry.insert_addr6(setting::Target6, target);
-        }
-    }
-    m.insert_u32(setting::TrapVersion, trapVersion);
-    m.insert_u32(setting::TrapCommunity, trapCommunity);
-    m.insert_u32_array(setting::TrapKinds, trapKinds);
-    m.insert_u32(setting::EngineBoots, engineBoots);
-    m.insert_bool(setting::Enabled, enabled);
-    if (interfaceFilter.empty()) return m;
-    std::vector<tn::message>& interfaces = m.get_message_array_ref(setting::Interfaces);
-    for (const uint32_t id : interfaceFilter) interfaces.emplace_back().insert_u32(setting::Interface, id);
-    return m;
+void Settings::applyFields(const tn::message& from) {
+    for (const Setting& row : kSettings) applyField(row, from, values_);
+    if (from.has(setting::EngineId)) engineId_ = std::string(kEngineIdPrefix) + get(setting::EngineId);
 }
 
 tn::message Settings::undoOf(const tn::message& change) const {
-    tn::message old = getConfig();
-    // An absent list of interfaces leaves the list as it is; taking a new one back needs an empty one.
-    if (interfaceFilter.empty()) old.insert_message_array(setting::Interfaces, {});
-    // Engine boots never go back for anything else's sake (RFC 3414, 2.3).
-    if (!change.has(setting::EngineBoots)) old.remove(setting::EngineBoots);
-    // The subscriptions are restarted only for a change that touched them.
-    if (!change.has(setting::TrapKinds)) old.remove(setting::TrapKinds);
+    tn::message old;
+    for (const Setting& row : kSettings) {
+        if (row.alwaysUndone || carries(change, row)) applyField(row, values_, old);
+    }
+    // An absent filter would leave the new one in place.
+    if (!old.has(setting::Interfaces)) old.insert_message_array(setting::Interfaces, {});
     return old;
 }
 
 tn::message Settings::defaults() {
     tn::message m;
-    m.insert_string(setting::Contact, "");
-    m.insert_string(setting::Location, "");
-    m.insert_string(setting::EngineId, "");
-    m.insert_message_array(setting::TrapTargets, {});
-    m.insert_u32(setting::TrapVersion, 0);
-    m.insert_u32(setting::TrapCommunity, kNoCommunity);
-    m.insert_u32_array(setting::TrapKinds, {});
-    m.insert_bool(setting::Enabled, false);
+    for (const Setting& row : kSettings) {
+        if (row.settable && !row.name.empty()) insertDefault(row, m);
+    }
     return m;
 }
+
+std::vector<IPAddr6> Settings::trapTargets() const {
+    std::vector<IPAddr6> targets;
+    for (const tn::message& element : values_.get_message_array(setting::TrapTargets)) {
+        if (const auto target = targetOf(element)) targets.push_back(*target);
+    }
+    return targets;
+}
+
+std::set<uint32_t> Settings::interfaceFilter() const { return idsIn(values_.get_message_array(setting::Interfaces)); }
 
 }  // namespace snmp

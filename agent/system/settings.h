@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "contracts/snmp.h"
 #include "tn/address.h"
 #include "tn/message.h"
 
@@ -12,60 +13,50 @@ namespace snmp {
 
 using tn::IPAddr6;
 
-constexpr uint32_t kNoCommunity = 0xffffffff;
+namespace setting = contracts::snmp::setting;
 
-/// The agent's settings: what the handler {34} gets and sets, and what /tern/store/snmpd keeps under id 0.
-///
-///     field   kind            attribute
-///     1       bool            enabled: the UDP service is on
-///     2, 3    string          contact, location
-///     4       string          community: kept and reported only
-///     10      string          engine id: the administrator's part
-///     13      u32             engine boots (RFC 3414, 2.2)
-///     17      u32             trap community: object id of an access entry, all ones for none
-///     18      u32             trap version: 0 v1, 1 v2c, 3 v3
-///     19      u32 array       trap generators: indices into scribers, and 0xabc0001 for the start-up trap
-///     24      message array   interfaces whose link changes give traps: {25 u32 id}
-///     26      message array   trap targets: {14 addr6} or {16 be32}; a single 14 or 16 at top level is taken too
-struct Settings {
-    bool enabled = false;
-    std::string contact;
-    std::string location;
-    std::string community = "common";
-    std::string engineId;  ///< whole: enterprise, format, then the administrator's part. Empty until it is set
-    uint32_t engineBoots = 0;
-    uint32_t trapCommunity = kNoCommunity;
-    uint32_t trapVersion = 0;
-    std::vector<IPAddr6> trapTargets;
-    std::vector<uint32_t> trapKinds;
-    std::set<uint32_t> interfaceFilter;
-
-    /// The settings of a stored record.
+/// The agent's settings: what the handler {34} gets and sets, and what /tern/store/snmpd holds under id 0. Which
+/// settings there are, and of which form, is the table in contracts/snmp_settings.h; nothing here names them all.
+class Settings {
+  public:
+    /// The defaults.
+    Settings();
+    /// The settings of a stored record; defaults for what it lacks, and an empty text for setting::Community.
     [[nodiscard]] static Settings read(const tn::message& record);
-    /// Takes over what the message carries and leaves the rest.
-    void apply(const tn::message& changes);
-    [[nodiscard]] tn::message getConfig() const;
-    /// A request that brings these settings back after `change` was applied.
-    [[nodiscard]] tn::message undoOf(const tn::message& change) const;
-    [[nodiscard]] static tn::message defaults();
-    bool operator==(const Settings&) const = default;
-};
 
-namespace setting {
-constexpr tn::bool_id Enabled{1};
-constexpr tn::string_id Contact{2};
-constexpr tn::string_id Location{3};
-constexpr tn::string_id Community{4};
-constexpr tn::string_id EngineId{10};
-constexpr tn::u32_id EngineBoots{13};
-constexpr tn::addr6_id Target6{14};
-constexpr tn::be32_id Target4{16};
-constexpr tn::u32_id TrapCommunity{17};
-constexpr tn::u32_id TrapVersion{18};
-constexpr tn::u32_array_id TrapKinds{19};
-constexpr tn::message_array_id Interfaces{24};
-constexpr tn::u32_id Interface{25};
-constexpr tn::message_array_id TrapTargets{26};
-}  // namespace setting
+    /// Applies the fields of a Set request and keeps the settings that it doesn't carry. Values aren't checked; lists
+    /// are brought into the normal form of their contracts::snmp::Form. Switching the service on resets engine boots.
+    void apply(const tn::message& changes);
+    void setEngineBoots(uint32_t boots) { values_.insert_u32(setting::EngineBoots, boots); }
+
+    /// All settings, as they are reported and stored. setting::Interfaces is absent without a filter.
+    [[nodiscard]] const tn::message& getConfig() const { return values_; }
+    /// The fields of a Set request that restores these settings after `change` was applied.
+    [[nodiscard]] tn::message undoOf(const tn::message& change) const;
+    /// The defaults of the settings that have one and that a user may change.
+    [[nodiscard]] static tn::message defaults();
+
+    // One setting, by its field.
+    [[nodiscard]] bool get(tn::bool_id field) const { return values_.get_bool(field); }
+    [[nodiscard]] uint32_t get(tn::u32_id field) const { return values_.get_u32(field); }
+    [[nodiscard]] std::string get(tn::string_id field) const { return values_.get_string(field); }
+    [[nodiscard]] const std::vector<uint32_t>& get(tn::u32_array_id field) const {
+        return values_.get_u32_array(field);
+    }
+
+    /// The whole engine id (RFC 3411, SnmpEngineID): enterprise, format, then the administrator's part. Empty until the
+    /// settings have been read from a record or given an engine id.
+    [[nodiscard]] const std::string& engineId() const { return engineId_; }
+    [[nodiscard]] std::vector<IPAddr6> trapTargets() const;    ///< in the order in which they were set
+    [[nodiscard]] std::set<uint32_t> interfaceFilter() const;  ///< ids of {20, 0}; empty, or with 0 in it: all
+
+    bool operator==(const Settings&) const = default;
+
+  private:
+    void applyFields(const tn::message& from);
+
+    tn::message values_;  ///< every setting in its normal form
+    std::string engineId_;
+};
 
 }  // namespace snmp

@@ -5,20 +5,20 @@
 
 namespace snmp {
 
-std::vector<Scriber> scribers;
+std::vector<TrapGenerator> scribers;
 
 void startSubscribers(const std::vector<uint32_t>& wanted) {
-    for (const uint32_t index : wanted) {
-        if (index >= scribers.size()) continue;
-        scribers[index].subscribe();
-        serr << "subscribed to " << scribers[index].name;
+    for (const uint32_t id : wanted) {
+        if (id >= scribers.size()) continue;
+        scribers[id].subscribe();
+        serr << "subscribed to " << scribers[id].name;
     }
 }
 
 void restartSubscribers(const std::vector<uint32_t>& wanted) {
-    for (const Scriber& scriber : scribers) {
-        scriber.unsubscribe();
-        serr << "unsubscribed from " << scriber.name;
+    for (const TrapGenerator& generator : scribers) {
+        generator.unsubscribe();
+        serr << "unsubscribed from " << generator.name;
     }
     startSubscribers(wanted);
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -9,25 +8,26 @@
 
 namespace snmp {
 
-/// A trap generator: something in the system whose notifications become traps. Its index in `scribers` is what the
-/// settings name; modules append theirs at start.
-struct Scriber {
-    std::string name;
+/// A source of notifications that become traps, such as the links of this machine. Subscribing adds its trap maker to
+/// `trapMakers` and subscribes to its owner; unsubscribing reverses that, and does nothing where there is nothing to
+/// reverse.
+struct TrapGenerator {
+    std::string name;  ///< what `tnctl snmp trap list` calls it
     void (*subscribe)();
     void (*unsubscribe)();
 };
 
-extern std::vector<Scriber> scribers;
+/// All of them. Modules and plug-ins append theirs at start and never remove one: the index is the id by which the
+/// settings and undo records name a generator. (The name of this list is fixed.)
+extern std::vector<TrapGenerator> scribers;
 
-/// What the settings name beside the indices: the trap at the agent's start, which needs no subscription.
-constexpr uint32_t kStartTrap = 0xabc0001;
-
-/// Subscribes to each generator of the list; indices beyond the table are skipped.
+/// Subscribes to the generators of these ids, in order, with a log line each. Ids without a generator are skipped:
+/// contracts::snmp::trap::kStartTrap, and those of plug-ins that are gone.
 void startSubscribers(const std::vector<uint32_t>& wanted);
-/// Stops every generator, then starts those of the list.
+/// Unsubscribes from every generator, subscribed or not, then starts those of these ids.
 void restartSubscribers(const std::vector<uint32_t>& wanted);
 
-/// The filter generators pass when they subscribe to another handler's notifications.
+/// The filter with which generators subscribe to another handler's notifications.
 [[nodiscard]] tn::message notifyFilterMsg();
 
 }  // namespace snmp

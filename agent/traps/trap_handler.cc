@@ -4,6 +4,8 @@
 
 namespace snmp {
 
+namespace trap = contracts::snmp::trap;
+
 namespace {
 
 tn::message generator(uint32_t id, const std::string& name) {
@@ -15,13 +17,13 @@ tn::message generator(uint32_t id, const std::string& name) {
 
 }  // namespace
 
-void TrapHandler::init() { policySet().add_policy(trap_list::kCommand, tn::right::Reading | tn::right::Write); }
+void TrapHandler::init() { policySet().add_policy(trap::kListGenerators, tn::right::Reading | tn::right::Write); }
 
 tn::message TrapHandler::cmdUnknown(const tn::message&, uint32_t command) {
     tn::message reply;
-    if (command != trap_list::kCommand) return reply;
+    if (command != trap::kListGenerators) return reply;
     std::vector<tn::message>& generators = reply.get_message_array_ref(tn::field::Objects);
-    generators.push_back(generator(kStartTrap, "start-trap"));
+    generators.push_back(generator(trap::kStartTrap, "start-trap"));
     for (uint32_t i = 0; i < scribers.size(); ++i) generators.push_back(generator(i, scribers[i].name));
     return reply;
 }

@@ -1,21 +1,19 @@
 #pragma once
 
+#include "contracts/snmp.h"
 #include "tn/handler.h"
 
 namespace snmp {
 
-/// {34, ID_TRAPS}: tells which trap generators there are.
+/// The handler {34, ID_TRAPS}, which lists the trap generators (contracts::snmp::trap::kListGenerators).
 class TrapHandler : public tn::Handler {
   public:
+    /// Gives readers the right to list the generators. Called before the handler is added to a looper.
     void init();
-    /// trap_list::kCommand: field::Objects, each ObjectId (what the settings name) and Name. Others: nothing.
+    /// The list, "start-trap" first, then `scribers` in order; an empty reply to any other command.
     tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
 };
 
-constexpr uint32_t ID_TRAPS = 2;
-
-namespace trap_list {
-constexpr uint32_t kCommand = 100;
-}
+constexpr uint32_t ID_TRAPS = contracts::snmp::kTrapsPath[1];
 
 }  // namespace snmp

@@ -9,7 +9,7 @@
 
 namespace snmp {
 
-/// Values of generic-trap (RFC 1157, 4.1.6).
+/// Values of generic-trap (RFC 1157, 4.1.6) that the agent sends.
 namespace generic_trap {
 constexpr unsigned int WarmStart = 1;
 constexpr unsigned int LinkDown = 2;
@@ -17,38 +17,33 @@ constexpr unsigned int LinkUp = 3;
 constexpr unsigned int EnterpriseSpecific = 6;
 }  // namespace generic_trap
 
-/// What a trap says, whatever its version.
+/// The content of a trap, independent of its SNMP version.
 struct Trap {
-    OID oid;
+    OID oid;                    ///< snmpTrapOID, less 0 and `specific` for EnterpriseSpecific (RFC 3584, 3.1)
     unsigned int generic = 0;   ///< one of generic_trap
-    unsigned int specific = 0;  ///< the number of an enterprise's own trap
+    unsigned int specific = 0;  ///< number of an enterprise's trap; 0 for the generic ones
     std::vector<VariableBinding> bindings;
 };
 
-/// Turns a message of the bus into a trap. True when it knows such messages, and has filled in the other arguments.
+/// Makes a trap of a bus message. True when it recognised the message and filled in the other arguments; after false
+/// what it wrote there is discarded.
 using TrapMaker = bool (*)(std::vector<VariableBinding>& bindings, const tn::message& message, OID& trapOid,
                            unsigned int& generic, unsigned int& specific);
 
-/// Asked in this order; the first that returns true makes the trap.
+/// Tried in this order until one returns true. Modules and plug-ins append theirs, alderTrapMaker comes last; the maker
+/// of a trap generator is in it only while the generator is subscribed.
 extern std::vector<TrapMaker> trapMakers;
 
-/// Asks the makers; nothing when none of them makes a trap of the message.
+/// The trap of the first maker that recognises the message; nothing when none does.
 [[nodiscard]] std::optional<Trap> makeTrap(const tn::message& message);
 
-/// warmStart (RFC 3418), made of any message: among the makers only while the agent starts.
+/// warmStart (RFC 3418), made of any message. In trapMakers only while the agent sends its start-up trap.
 bool startupTrapMaker(std::vector<VariableBinding>& bindings, const tn::message& message, OID& trapOid,
                       unsigned int& generic, unsigned int& specific);
 
-/// The trap that somebody on the bus asks for with trap_request::kCommand.
+/// The vendor's trap 1, made of a request that a bus client sends (contracts::snmp::trap::kSend), with its varbind if
+/// the request has a complete one.
 bool alderTrapMaker(std::vector<VariableBinding>& bindings, const tn::message& message, OID& trapOid,
                     unsigned int& generic, unsigned int& specific);
-
-/// A request to {34} for a trap with at most one varbind. It is there when Value is, or without it when Type is NULL.
-namespace trap_request {
-constexpr uint32_t kCommand = 1;
-constexpr tn::string_id Name{1001};   // dotted
-constexpr tn::u32_id Type{1002};      // BER tag
-constexpr tn::string_id Value{1003};  // text, see OutStream::addByType
-}  // namespace trap_request
 
 }  // namespace snmp

@@ -14,7 +14,7 @@ namespace {
 constexpr std::initializer_list<unsigned int> kSysUpTime = {1, 3, 6, 1, 2, 1, 1, 3, 0};
 constexpr std::initializer_list<unsigned int> kSnmpTrapOid = {1, 3, 6, 1, 6, 3, 1, 1, 4, 1, 0};
 
-/// The name of a trap in SNMPv2 (RFC 3584, 3.1).
+/// snmpTrapOID of a trap (RFC 3584, 3.1).
 OID nameOf(const Trap& trap) {
     return trap.generic == generic_trap::EnterpriseSpecific ? trap.oid + OID{0, trap.specific} : trap.oid;
 }
@@ -29,11 +29,11 @@ void addBindings(OutStream& out, const std::vector<VariableBinding>& bindings) {
 }  // namespace
 
 void TrapSender::send_trap(const tn::message& message) {
-    if (!settings_.enabled) {
+    if (!settings_.get(setting::Enabled)) {
         serr << "send_trap: snmp disabled";
         return;
     }
-    if (settings_.trapTargets.empty() || settings_.trapCommunity == kNoCommunity) {
+    if (settings_.trapTargets().empty() || settings_.get(setting::TrapCommunity) == tn::kNoId) {
         serr << "send_trap: no trap sink specified";
         return;
     }
@@ -44,10 +44,9 @@ void TrapSender::send_trap(const tn::message& message) {
     if (sendToTargets(message)) socket_.close();
 }
 
-/// False when the trap was stopped on its way through the targets.
 bool TrapSender::sendToTargets(const tn::message& message) {
     std::optional<Trap> trap;
-    for (const IPAddr6& target : settings_.trapTargets) {
+    for (const IPAddr6& target : settings_.trapTargets()) {
         if (!socket_.connect(target, port_)) {
             serr << "send_trap: failed to connect: " << std::strerror(errno);
             continue;
@@ -69,7 +68,7 @@ bool TrapSender::sendToTargets(const tn::message& message) {
 
 bool TrapSender::createTrap(UsmWriter& out, const tn::message& message, const IPAddr6& local,
                             std::optional<Trap>& trap) const {
-    const Item* community = communities_.findId(settings_.trapCommunity);
+    const Item* community = communities_.findId(settings_.get(setting::TrapCommunity));
     if (community == nullptr) {
         serr << "createTrap: bad community";
         return false;
@@ -80,10 +79,11 @@ bool TrapSender::createTrap(UsmWriter& out, const tn::message& message, const IP
         return false;
     }
     out.startSeq(tag::Sequence);
-    out.add(settings_.trapVersion, tag::Integer);
-    if (settings_.trapVersion == kVersion3) return addSecured(out, *community, *trap);
+    const uint32_t version = settings_.get(setting::TrapVersion);
+    out.add(version, tag::Integer);
+    if (version == kVersion3) return addSecured(out, *community, *trap);
     out.add(community->name, tag::OctetString);
-    if (settings_.trapVersion == kVersion1) {
+    if (version == kVersion1) {
         addPduV1(out, *trap, local);
     } else {
         addPduV2(out, *trap);
@@ -92,7 +92,7 @@ bool TrapSender::createTrap(UsmWriter& out, const tn::message& message, const IP
     return true;
 }
 
-/// What follows the version, at the level that the user asks for, and the end of the message.
+// What follows the version, at the user's security level, and the end of the message.
 bool TrapSender::addSecured(UsmWriter& out, const Item& user, const Trap& trap) const {
     serr << "snmp v3 trap";
     const V3Info header = headerFor(user);
@@ -128,7 +128,7 @@ V3Info TrapSender::headerFor(const Item& user) const {
 void TrapSender::addPduV1(OutStream& out, const Trap& trap, const IPAddr6& local) const {
     out.startSeq(pdu::TrapV1);
     out.addOID(trap.oid, tag::ObjectIdentifier);
-    // An IPv6 address has no place in this field: 0.0.0.0 then (RFC 3584, 3.2).
+    // agent-addr can't hold an IPv6 address: 0.0.0.0 instead (RFC 3584, 3.2).
     out.addByType(local.isIPv4() ? local.str() : "0.0.0.0", tag::IpAddress);
     out.add(trap.generic, tag::Integer);
     out.add(trap.specific, tag::Integer);

@@ -17,15 +17,16 @@ bool TrapSocket::open() {
         socket_ = tn::Descriptor(::socket(AF_INET, kType, 0));
         return static_cast<bool>(socket_);
     }
-    const int off = 0;  // whatever the system's default is
+    const int off = 0;  // the system's default may differ
     (void)::setsockopt(socket_.get(), IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
     return true;
 }
 
 bool TrapSocket::connect(const tn::IPAddr6& target, uint16_t port) {
-    // A connected socket keeps the source address of its first target, which may not lead to the next one.
-    const sockaddr nobody{.sa_family = AF_UNSPEC, .sa_data = {}};
-    (void)::connect(socket_.get(), &nobody, sizeof nobody);
+    // Dissolve the old association first: the socket would keep its source address, which may not reach the next
+    // target.
+    const sockaddr unspecified{.sa_family = AF_UNSPEC, .sa_data = {}};
+    (void)::connect(socket_.get(), &unspecified, sizeof unspecified);
     if (!isIPv4_) {
         sockaddr_in6 to{};
         to.sin6_family = AF_INET6;
@@ -54,7 +55,7 @@ std::optional<tn::IPAddr6> TrapSocket::local() const {
 bool TrapSocket::send(std::span<const uint8_t> datagram) {
     const auto attempt = [&] { return ::send(socket_.get(), datagram.data(), datagram.size(), MSG_NOSIGNAL) >= 0; };
     if (attempt()) return true;
-    // That a former target refused its trap is told to the first attempt after it, which then sends nothing.
+    // The first send after a refusal (ICMP) of an earlier target's trap reports that refusal and sends nothing.
     return attempt();
 }
 

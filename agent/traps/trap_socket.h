@@ -9,23 +9,26 @@
 
 namespace snmp {
 
-/// The UDP socket that traps leave from: an IPv6 one that carries IPv4 too, or an IPv4 one where IPv6 isn't there. It
-/// never waits. What fails leaves the reason in errno.
+/// The UDP socket from which traps are sent: a dual-stack one, or an IPv4 one on a machine without IPv6. It is
+/// non-blocking. Operations that fail leave the reason in errno and the socket usable.
 class TrapSocket {
   public:
-    /// Opens it, or takes the one that wasn't closed.
+    /// Opens the socket; one that is still open stays. False when neither family is available.
     [[nodiscard]] bool open();
+    /// Closes it; nothing when it is closed.
     void close() { socket_.reset(); }
 
-    /// Turns it to another target.
+    /// Connects the open socket to another target. False for an IPv6 target of an IPv4 socket, and where there is no
+    /// route.
     [[nodiscard]] bool connect(const tn::IPAddr6& target, uint16_t port);
-    /// The address from which the connected target is reached.
+    /// The source address towards the connected target.
     [[nodiscard]] std::optional<tn::IPAddr6> local() const;
+    /// Sends one datagram to the connected target.
     [[nodiscard]] bool send(std::span<const uint8_t> datagram);
 
   private:
     tn::Descriptor socket_;
-    bool isIPv4_ = false;
+    bool isIPv4_ = false;  ///< the socket's family is IPv4: it reaches no IPv6 target
 };
 
 }  // namespace snmp

@@ -73,7 +73,7 @@ TEST_F(SystemModuleTest, TheSetsOfARequestAreOneChangeAndWhatChangesNothingIsNon
         start_vendor_module();
         (void)owner(system::kPath);
         (void)set({text(kContact, "last"), number("1.3.6.1.4.1.49999.1.1.7.1.0", 1), text(kLocation, "moved")});
-        EXPECT_EQ(agent->settings().contact + agent->settings().location, "lastrack 4");
+        EXPECT_EQ(agent->settings().get(setting::Contact) + agent->settings().get(setting::Location), "lastrack 4");
     }
     restart();
     EXPECT_EQ(values({kContact, kLocation}), "last moved");

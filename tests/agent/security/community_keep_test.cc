@@ -1,6 +1,8 @@
 #include "agent/security/community_keep.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+
+#include <tuple>
 
 #include "tests/agent/agent_test.h"
 #include "tests/tn/tellers.h"
@@ -8,15 +10,14 @@
 namespace snmp {
 namespace {
 
-constexpr tn::string_id kName{5};
-constexpr tn::be32_id kAddress4{8};
+namespace community = contracts::snmp::community;
 
 class CommunityKeepTest : public AgentTest {
   protected:
     CommunityKeep& keep() { return agent->communities(); }
     using AgentTest::errorOf;
     std::string errorOf(uint32_t command, uint32_t id, const std::string& name) {
-        return errorOf(keep().path(), command, {{tn::field::ObjectId, id}, {5, name}});
+        return errorOf(keep().path(), command, {{tn::field::ObjectId, id}, {community::Name, name}});
     }
     bool admits(const std::string& name, const char* source) {
         return keep().find(name)->accepts(*IPAddr6::parse(source));
@@ -45,7 +46,7 @@ TEST_F(CommunityKeepTest, NamesAreUniqueAndTheDefaultStays) {
     EXPECT_EQ(errorOf(tn::cmd::SetObj, ops, "common"), taken);
     EXPECT_NE(keep().find("ops"), nullptr);
     EXPECT_EQ(errorOf(tn::cmd::SetObj, ops, "ops"), "");
-    EXPECT_EQ(errorOf(keep().path(), tn::cmd::AddObj, {{5, "ops"}}), taken);
+    EXPECT_EQ(errorOf(keep().path(), tn::cmd::AddObj, {{community::Name, "ops"}}), taken);
     EXPECT_EQ(errorOf(tn::cmd::RemoveObj, 0, ""), "can not remove default community");
     removeEntry("ops");
     EXPECT_EQ(keep().find("ops"), nullptr);
@@ -57,10 +58,13 @@ TEST_F(CommunityKeepTest, NamesAreExact) {
 
 TEST_F(CommunityKeepTest, AddressesOfEveryShapeAreTaken) {
     Item item;
-    const tn::message four = messageOf({{8, Ip4{0xc0000200}}, {9, Ip4{0xffffff00}}});
-    const tn::message both =
-        messageOf({{22, *IPAddr6::parse("2001:db8::")}, {23, 32U}, {8, Ip4{0x0a000000}}, {9, Ip4{0xff000000}}});
-    item.setConfig(messageOf({{27, Messages{both, {}, four}}}));
+    const tn::message four =
+        messageOf({{community::Address4, Ip4{0xc0000200}}, {community::Netmask4, Ip4{0xffffff00}}});
+    const tn::message both = messageOf({{community::Address6, *IPAddr6::parse("2001:db8::")},
+                                        {community::PrefixLength6, 32U},
+                                        {community::Address4, Ip4{0x0a000000}},
+                                        {community::Netmask4, Ip4{0xff000000}}});
+    item.setConfig(messageOf({{community::Addresses, Messages{both, {}, four}}}));
     ASSERT_EQ(item.addresses.size(), 2U);
     EXPECT_EQ(item.addresses[0].str(), "2001:db8::/32");  // IPv6 goes first where both stand
     EXPECT_EQ(item.addresses[1].str(), "192.0.2.0/24");
@@ -69,12 +73,15 @@ TEST_F(CommunityKeepTest, AddressesOfEveryShapeAreTaken) {
     EXPECT_EQ(item.addresses.size(), 1U);
     item.setConfig({});  // nothing said: stays
     EXPECT_EQ(item.addresses.size(), 1U);
-    item.setConfig(messageOf({{27, Messages{}}}));
+    item.setConfig(messageOf({{community::Addresses, Messages{}}}));
     EXPECT_EQ(item.addresses, (std::vector<IPPrefix6>{IPPrefix6::ofIPv4(0, 0)}));
 }
 
 TEST_F(CommunityKeepTest, EntriesSurviveARestartAndAreReported) {
-    addEntry("ops", "2001:db8::/32", 2, {{7, true}, {20, 1U}, {11, "secret"}});
+    addEntry("ops", "2001:db8::/32", 2,
+             {{community::WriteAccess, true},
+              {community::AuthenticationProtocol, 1U},
+              {community::AuthenticationPassword, "secret"}});
     restart();
     EXPECT_EQ(keep().find("ops")->security, 2U);
     EXPECT_TRUE(keep().find("ops")->writeAccess);
@@ -88,9 +95,9 @@ TEST_F(CommunityKeepTest, EntriesSurviveARestartAndAreReported) {
     standard.id = 0;
     standard.addresses = {IPPrefix6::ofIPv4(0xc0000201, 0xffffffff), *IPPrefix6::parse("2001:db8::/32")};
     standard.getConfig(config, tn::kTopLevelFirst | tn::kWantDefaults);
-    EXPECT_EQ(config.get_be32(kAddress4), 0xc0000201U);
+    EXPECT_EQ(config.get_be32(community::Address4), 0xc0000201U);
     EXPECT_TRUE(config.get_bool(tn::field::IsDefault));
-    EXPECT_EQ(config.get_message(tn::field::Defaults).get_string(kName), "common");
+    EXPECT_EQ(config.get_message(tn::field::Defaults).get_string(community::Name), "common");
     Item copy;
     copy.setConfig(config);
     EXPECT_EQ(copy.addresses, standard.addresses);
@@ -112,7 +119,7 @@ TEST_F(CommunityKeepTest, KeysAreMadeOneEntryATurnOfTheLoopAndThenKept) {
         EXPECT_EQ(without(), left);
     }
 
-    changeEntry("two", {{11, "another"}});
+    changeEntry("two", {{community::AuthenticationPassword, "another"}});
     EXPECT_EQ(without(), 1);
     const UserKeys& keys = keep().keysOf(*keep().find("two"));  // asked for before its turn
     EXPECT_EQ(without(), 0);
@@ -121,13 +128,49 @@ TEST_F(CommunityKeepTest, KeysAreMadeOneEntryATurnOfTheLoopAndThenKept) {
     EXPECT_EQ(keep().keysOf(*keep().find("two")).digest.data(), made);
 }
 
+TEST_F(CommunityKeepTest, KeysFollowPasswordsProtocolAndEngineId) {
+    addEntry("ops", "10.0.0.0/8", 2,
+             {{community::AuthenticationPassword, "first secret"}, {community::EncryptionPassword, "second secret"}});
+    keep().setEngineId("engine");
+    const auto keysOfOps = [&] {
+        const Item& ops = *keep().find("ops");
+        const UserKeys cached = keep().keysOf(ops);
+        Item fresh;
+        tn::message config;
+        ops.getConfig(config, 0);
+        fresh.setConfig(config);
+        const UserKeys& made = fresh.keys(ops.hasKeys("engine") ? "engine" : "other");
+        EXPECT_EQ(std::tie(cached.method, cached.digest, cached.crypt), std::tie(made.method, made.digest, made.crypt));
+        return cached;
+    };
+    const UserKeys first = keysOfOps();
+    changeEntry("ops", {{community::EncryptionPassword, "third secret"}});
+    EXPECT_FALSE(keep().find("ops")->hasKeys("engine"));
+    EXPECT_EQ(keysOfOps().digest, first.digest);
+    EXPECT_NE(keysOfOps().crypt, first.crypt);
+    changeEntry("ops", {{community::AuthenticationPassword, "fourth secret"}});
+    EXPECT_NE(keysOfOps().digest, first.digest);
+    changeEntry("ops", {{community::AuthenticationProtocol, contracts::snmp::authentication::Sha1}});
+    EXPECT_EQ(keysOfOps().crypt.size(), 20U);
+    keep().setEngineId("other");
+    EXPECT_FALSE(keep().find("ops")->hasKeys("other"));
+    (void)keysOfOps();
+    keep().setEngineId("");
+    EXPECT_THAT(keep().keysOf(*keep().find("ops")).digest, testing::IsEmpty());
+}
+
 TEST_F(CommunityKeepTest, SecretsNeedTheRightToWrite) {
-    addEntry("ops", "10.0.0.0/8", 2, {{11, "secret"}});
+    addEntry("ops", "10.0.0.0/8", 2, {{community::AuthenticationPassword, "secret"}});
     const uint32_t ops = keep().find("ops")->id;
     EXPECT_EQ(tellers(keep(), ops, "secret", tn::right::Reading), std::set<uint32_t>());
     EXPECT_EQ(tellers(keep(), ops, "secret", tn::right::Write), (std::set{tn::cmd::GetAll, tn::cmd::GetObj}));
     // Notifications of a change hold the whole entry.
-    EXPECT_TRUE(tn::isError(keep().handle(tn::request(keep().path(), tn::cmd::Subscribe), tn::right::Reading)));
+    tn::message subscribe = tn::request(keep().path(), tn::cmd::Subscribe);
+    put(subscribe, {{tn::field::NotifyCommand, tn::cmd::Changed}, {tn::field::Source, std::vector<uint32_t>{34, 9}}});
+    uint32_t code = 0;
+    EXPECT_TRUE(tn::isError(keep().handle(subscribe, tn::right::Reading), &code));
+    EXPECT_EQ(code, tn::error::NotPermitted);
+    EXPECT_FALSE(tn::isError(keep().handle(subscribe, tn::right::Write)));
 }
 
 }  // namespace

@@ -2,43 +2,80 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
+
+#include "agent/traps/interface_traps.h"
 #include "agent/traps/trap_generators.h"
+#include "contracts/snmp_settings.h"
 #include "contracts/supervisor.h"
 #include "tests/agent/agent_test.h"
 
 namespace snmp {
 namespace {
 
+using contracts::snmp::Form;
+using contracts::snmp::kSettings;
+using contracts::snmp::Setting;
+using contracts::snmp::trap::kStartTrap;
 using testing::AllOf;
 using testing::AnyOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::Not;
+using testing::SizeIs;
 
 std::vector<std::string> calls;
 
 class SettingsTest : public AgentTest {
   protected:
     SettingsTest() { calls.clear(); }
+
     tn::message get(uint32_t flags = 0) {
         tn::message m = tn::request(agent->path(), tn::cmd::Get);
         return agent->exchangeMessage(put(m, {{tn::field::GetFlags, flags}}));
     }
-    static Messages interfaces(uint32_t id) { return {messageOf({{setting::Interface, id}})}; }
+    /// Any value of a setting but its default.
+    static Field another(const Setting& row) {
+        switch (row.form) {
+            case Form::YesNo:
+                return {row.field, true};
+            case Form::Text:
+            case Form::EngineId:
+                return {row.field, "x"};
+            case Form::Generators:
+                return {row.field, std::vector<uint32_t>{7, 0}};
+            case Form::Targets:
+                return {row.field, Messages{messageOf({{setting::Target6, *IPAddr6::parse("2001:db8::1")}})}};
+            case Form::Interfaces:
+                return {row.field, Messages{messageOf({{setting::Interface, 5U}})}};
+            default:
+                return {row.field, 3U};
+        }
+    }
+    static void generator(const char* name, void (*subscribe)(), void (*unsubscribe)()) {
+        scribers.push_back({name, subscribe, unsubscribe});
+    }
 };
 
-TEST_F(SettingsTest, AFreshAgentHasDefaultsAndWritesNothing) {
+TEST_F(SettingsTest, FreshAgentReportsDefaultsAndStoresNothing) {
     agent->init();
-    const tn::message m = get();
+    tn::message m = get();
+    EXPECT_FALSE(m.has(tn::field::Defaults));
     EXPECT_EQ(m.get_string(setting::Community), "common");
-    EXPECT_EQ(m.get_string(setting::EngineId), "");
-    EXPECT_EQ(m.get_u32(setting::TrapCommunity), kNoCommunity);
-    EXPECT_FALSE(m.has(setting::Interfaces));
-    EXPECT_FALSE(m.get_bool(setting::Enabled));
+    EXPECT_EQ(agent->settings().engineId(), "");
     EXPECT_FALSE(tn::Store("/tern/store/snmpd").find(0));
+
+    const tn::message defaults = get(tn::kWantDefaults).get_message(tn::field::Defaults);
+    EXPECT_EQ(defaults.get_u32(setting::TrapCommunity), tn::kNoId);
+    // Not what the agent counts, what isn't used, and what has no default.
+    EXPECT_FALSE(m.has(setting::Interfaces));
+    m.remove(setting::EngineBoots);
+    m.remove(setting::Community);
+    EXPECT_EQ(defaults, m);
 }
 
-TEST_F(SettingsTest, TheStepsOfTheStartAreTold) {
+TEST_F(SettingsTest, StepsOfTheStartAreLogged) {
     testing::internal::CaptureStderr();
     restart();
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
@@ -46,55 +83,103 @@ TEST_F(SettingsTest, TheStepsOfTheStartAreTold) {
                           "addHandler(snmp::ID_COMMUNITIES, communityKeep);\n"));
 }
 
-TEST_F(SettingsTest, WhatIsSetIsReportedAndSurvivesARestart) {
+TEST_F(SettingsTest, EverySettingIsReportedStoredAndUndone) {
+    ScriptedOwner& supervisor = owner(contracts::supervisor::kPath);
     agent->init();
-    const tn::message six = messageOf({{setting::Target6, *IPAddr6::parse("2001:db8::1")}});
-    const tn::message four = messageOf({{setting::Target4, Ip4{0xc0000201}}});
-    change({{setting::Contact, "noc"},
-            {setting::EngineId, "x"},
-            {setting::TrapTargets, Messages{six, {}, four}},
-            {setting::Interfaces, interfaces(5)},
-            {setting::TrapVersion, 3U}});
-    EXPECT_EQ(agent->settings().engineId, std::string("\x80\x00\xC3\x4F\x04x", 6));
+    for (const Setting& row : kSettings) {
+        SCOPED_TRACE(row.name);
+        const tn::message before = get();
+        const Field value = another(row);
+        change({value});
+        tn::message expected = before;
+        EXPECT_EQ(get(), put(expected, {value}));
+
+        ASSERT_THAT(supervisor.requests, SizeIs(1));
+        EXPECT_EQ(supervisor.requests[0].get_string(tn::undo::Text), "changed snmp settings");
+        tn::message undo = supervisor.requests[0].get_message(tn::undo::Old);
+        EXPECT_EQ(undo.get_u32(tn::field::Command), tn::cmd::Set);
+        EXPECT_EQ(undo.has(setting::TrapGenerators), value.number == setting::TrapGenerators.full());
+        EXPECT_EQ(undo.has(setting::EngineBoots), value.number == setting::EngineBoots.full());
+        undo.insert_bool(tn::field::NoUndo, true);
+        EXPECT_TRUE(agent->exchangeMessage(undo).empty());
+        EXPECT_EQ(get(), before);
+        EXPECT_THAT(supervisor.requests, SizeIs(1)) << "an undo was recorded";
+
+        change({value});
+        supervisor.requests.clear();
+        change({value});
+        EXPECT_THAT(supervisor.requests, IsEmpty()) << "a change of nothing was recorded";
+    }
+    EXPECT_EQ(agent->v3Server().engineId, std::string("\x80\x00\xC3\x4F\x04x", 6));
+    EXPECT_THAT(agent->settings().trapTargets(), ElementsAre(*IPAddr6::parse("2001:db8::1")));
+    EXPECT_THAT(interfaceFilter, ElementsAre(5));
 
     const tn::message before = get();
+    interfaceFilter.clear();
     restart();
     tn::message after = get();
-    EXPECT_EQ(after.get_u32(setting::EngineBoots), 1U);
-    after.insert_u32(setting::EngineBoots, 0);
-    EXPECT_EQ(after, before);
-    EXPECT_THAT(agent->settings().trapTargets,
-                ElementsAre(*IPAddr6::parse("2001:db8::1"), IPAddr6::ofIPv4(0xc0000201)));
+    EXPECT_EQ(after.get_u32(setting::EngineBoots), before.get_u32(setting::EngineBoots) + 1);
+    EXPECT_EQ(put(after, {{setting::EngineBoots, before.get_u32(setting::EngineBoots)}}), before);
+    EXPECT_EQ(agent->v3Server().engineId, std::string("\x80\x00\xC3\x4F\x04x", 6));
+    EXPECT_THAT(interfaceFilter, ElementsAre(5));
+    EXPECT_TRUE(agent->isEnabled());
 }
 
-TEST_F(SettingsTest, ASingleTargetAtTopLevelIsAdded) {
+TEST_F(SettingsTest, RefusedSetChangesNothing) {
+    agent.reset();
+    std::ofstream(tn::rooted("/tern/store/snmpd")) << "not a store";
+    agent = std::make_unique<SnmpLooper>(uint16_t{0});
+    agent->init();
+    ScriptedOwner& supervisor = owner(contracts::supervisor::kPath);
+    generator(
+        "a", [] { calls.emplace_back("+a"); }, [] { calls.emplace_back("-a"); });
+    const tn::message before = get();
+    tn::message request = tn::request(agent->path(), tn::cmd::Set);
+    for (const Setting& row : kSettings) another(row).into(request);
+    uint32_t code = 0;
+    EXPECT_TRUE(tn::isError(agent->exchangeMessage(request), &code));
+    EXPECT_EQ(code, tn::error::StoreFailed);
+    EXPECT_EQ(get(), before);
+    EXPECT_EQ(agent->v3Server().engineId, "");
+    EXPECT_FALSE(agent->isEnabled());
+    EXPECT_THAT(interfaceFilter, IsEmpty());
+    EXPECT_THAT(calls, IsEmpty());
+    EXPECT_THAT(supervisor.requests, IsEmpty());
+}
+
+TEST_F(SettingsTest, TrapTargetsAreAListOrOneMoreAtTopLevel) {
+    const IPAddr6 one = IPAddr6::ofIPv4(0xc0000201), two = *IPAddr6::parse("2001:db8::1");
     change({{setting::Target4, Ip4{0xc0000201}}});
-    EXPECT_THAT(agent->settings().trapTargets, ElementsAre(IPAddr6::ofIPv4(0xc0000201)));
-    change({{setting::Enabled, false}});  // nothing said of targets: they stay
-    EXPECT_EQ(agent->settings().trapTargets.size(), 1U);
+    change({{setting::Target6, two}});
+    change({{setting::Enabled, false}});
+    EXPECT_THAT(agent->settings().trapTargets(), ElementsAre(one, two));
+    const tn::message element = messageOf({{setting::Target4, Ip4{0xc0000201}}});
+    change({{setting::TrapTargets, Messages{element, {}}}, {setting::Target6, two}});
+    EXPECT_THAT(agent->settings().trapTargets(), ElementsAre(one));
 }
 
 TEST_F(SettingsTest, EngineBootsCountStartsAndRestartAtZero) {
+    const auto boots = [&] { return agent->settings().get(setting::EngineBoots); };
     change({{setting::Enabled, false}});
     restart();
     restart();
-    EXPECT_EQ(agent->settings().engineBoots, 2U);
+    EXPECT_EQ(boots(), 2U);
     sources.uptime = 39;  // the system itself has just booted
     restart();
-    EXPECT_EQ(agent->settings().engineBoots, 0U);
+    EXPECT_EQ(boots(), 0U);
     sources.uptime = 40;
     restart();
-    EXPECT_EQ(agent->settings().engineBoots, 1U);
+    EXPECT_EQ(boots(), 1U);
 
     change({{setting::Enabled, true}});
-    EXPECT_EQ(agent->settings().engineBoots, 0U);
+    EXPECT_EQ(boots(), 0U);
     EXPECT_TRUE(agent->isEnabled());
     change({{setting::EngineBoots, 9U}});
     change({{setting::Enabled, true}});  // already on: stays
-    EXPECT_EQ(agent->settings().engineBoots, 9U);
+    EXPECT_EQ(boots(), 9U);
     restart();
     restart();
-    EXPECT_EQ(agent->settings().engineBoots, 11U);
+    EXPECT_EQ(boots(), 11U);
     EXPECT_EQ(agent->v3Server().engineBoots, 11U);
     change({{setting::Enabled, false}});
     EXPECT_FALSE(agent->isEnabled());
@@ -116,37 +201,18 @@ TEST_F(SettingsTest, UsersBehindShortDigestsAreWarnedOf) {
 }
 
 TEST_F(SettingsTest, GeneratorsAreStoppedAndStartedByTheList) {
-    scribers.push_back({"a", [] { calls.emplace_back("+a"); }, [] { calls.emplace_back("-a"); }});
-    scribers.push_back({"b", [] { calls.emplace_back("+b"); }, [] { calls.emplace_back("-b"); }});
-    change({{setting::TrapKinds, std::vector<uint32_t>{1, 0, 1, 0xabc0001, 0}}});
-    EXPECT_THAT(agent->settings().trapKinds, ElementsAre(1, 0, 0xabc0001));
+    generator(
+        "a", [] { calls.emplace_back("+a"); }, [] { calls.emplace_back("-a"); });
+    generator(
+        "b", [] { calls.emplace_back("+b"); }, [] { calls.emplace_back("-b"); });
+    change({{setting::TrapGenerators, std::vector<uint32_t>{1, 0, 1, kStartTrap, 0}}});
+    EXPECT_THAT(agent->settings().get(setting::TrapGenerators), ElementsAre(1, 0, kStartTrap));
     EXPECT_THAT(calls, ElementsAre("-a", "-b", "+b", "+a"));
     calls.clear();
-    startSubscribers(agent->settings().trapKinds);
+    change({{setting::Contact, "noc"}});
+    EXPECT_THAT(calls, IsEmpty());
+    startSubscribers(agent->settings().get(setting::TrapGenerators));
     EXPECT_THAT(calls, ElementsAre("+b", "+a"));
-}
-
-TEST_F(SettingsTest, DefaultsComeWhenAskedFor) {
-    const tn::message defaults = get(tn::kWantDefaults).get_message(tn::field::Defaults);
-    EXPECT_EQ(defaults.get_u32(setting::TrapCommunity), kNoCommunity);
-    EXPECT_TRUE(defaults.has(setting::TrapTargets));
-    EXPECT_FALSE(get().has(tn::field::Defaults));
-}
-
-TEST_F(SettingsTest, AnUndoRecordTakesTheChangeBack) {
-    ScriptedOwner& supervisor = owner(contracts::supervisor::kPath);
-    change({{setting::Contact, "old"}});
-    change({{setting::Contact, "new"}, {setting::Interfaces, interfaces(5)}});
-    ASSERT_EQ(supervisor.requests.size(), 2U);
-    EXPECT_EQ(supervisor.requests[1].get_string(tn::undo::Text), "changed snmp settings");
-
-    tn::message undo = supervisor.requests[1].get_message(tn::undo::Old);
-    EXPECT_EQ(undo.get_u32(tn::field::Command), tn::cmd::Set);
-    undo.insert_bool(tn::field::NoUndo, true);
-    EXPECT_TRUE(agent->exchangeMessage(undo).empty());
-    EXPECT_EQ(agent->settings().contact, "old");
-    EXPECT_TRUE(agent->settings().interfaceFilter.empty());
-    EXPECT_EQ(supervisor.requests.size(), 2U);  // an undo isn't recorded
 }
 
 }  // namespace

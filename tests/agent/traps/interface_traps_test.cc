@@ -121,7 +121,7 @@ TEST_F(InterfaceTrapsTest, TheMakerIsThereAsLongAsTheSubscription) {
     scribers.push_back({"interfaces", interfaceSubscribe, interfaceUnSubscribe});
     trapMakers.push_back(alderTrapMaker);
     for (const int wanted : {0, 1, 1, 0, 1}) {
-        change({{setting::TrapKinds, std::vector<uint32_t>{0xabc0001, wanted == 1 ? 0U : 4U}}});
+        change({{setting::TrapGenerators, std::vector<uint32_t>{0xabc0001, wanted == 1 ? 0U : 4U}}});
         EXPECT_EQ(interfaces.subscribers, wanted);
         EXPECT_EQ(std::ranges::count(trapMakers, &interfaceTrapMaker), wanted);
         EXPECT_EQ(trapMakers.front(), &alderTrapMaker);

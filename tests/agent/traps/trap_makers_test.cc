@@ -15,10 +15,10 @@ class TrapMakersTest : public AgentTest {
     static tn::message asked(std::optional<std::string> name, std::optional<uint32_t> type,
                              std::optional<std::string> value) {
         tn::message m;
-        m.insert_u32(tn::field::Command, trap_request::kCommand);
-        if (name) m.insert_string(trap_request::Name, *name);
-        if (type) m.insert_u32(trap_request::Type, *type);
-        if (value) m.insert_string(trap_request::Value, *value);
+        m.insert_u32(tn::field::Command, contracts::snmp::trap::kSend);
+        if (name) m.insert_string(contracts::snmp::trap::Oid, *name);
+        if (type) m.insert_u32(contracts::snmp::trap::Type, *type);
+        if (value) m.insert_string(contracts::snmp::trap::Value, *value);
         return m;
     }
 };

@@ -60,10 +60,10 @@ class TrapSenderTest : public AgentTest {
                 {setting::TrapTargets, list}});
     }
     static tn::message ask() {
-        tn::message m = tn::request(std::vector<uint32_t>{34}, trap_request::kCommand);
-        return put(m, {{trap_request::Name, "1.3.6.1.4.1.49999.1"},
-                       {trap_request::Type, uint32_t{tag::OctetString}},
-                       {trap_request::Value, "hello"}});
+        tn::message m = tn::request(std::vector<uint32_t>{34}, contracts::snmp::trap::kSend);
+        return put(m, {{contracts::snmp::trap::Oid, "1.3.6.1.4.1.49999.1"},
+                       {contracts::snmp::trap::Type, uint32_t{tag::OctetString}},
+                       {contracts::snmp::trap::Value, "hello"}});
     }
     std::optional<wire::Bytes> created(const tn::message& message, const char* local = "192.0.2.1") {
         UsmWriter out;
@@ -154,7 +154,7 @@ TEST_F(TrapSenderTest, Version3AtTheLevelOfItsUser) {
         EXPECT_EQ(trap->header.model, 3U);
         EXPECT_EQ(trap->header.maxSize, 65507U);
         EXPECT_EQ(trap->header.engineId, manager.engineId);
-        EXPECT_EQ(trap->header.boots, agent->settings().engineBoots);
+        EXPECT_EQ(trap->header.boots, agent->v3Server().engineBoots);
         EXPECT_EQ(trap->header.time, agent->v3Server().engineTime());
         EXPECT_EQ(trap->header.user, "trapper");
         EXPECT_EQ(trap->header.auth.size(), security == 0 ? 0U : 12U);
@@ -192,7 +192,7 @@ TEST_F(TrapSenderTest, NothingIsSentWithoutServiceTargetsOrCommunity) {
     listensAt("::1");
     const std::vector<Field> changes = {{setting::Enabled, false},
                                         {setting::TrapTargets, Messages()},
-                                        {setting::TrapCommunity, kNoCommunity},
+                                        {setting::TrapCommunity, tn::kNoId},
                                         {setting::TrapCommunity, 77U}};
     for (const Field& without : changes) {
         set(kVersion2c, {"::1"});
@@ -221,7 +221,7 @@ TEST_F(TrapSenderTest, TheStartIsToldWhenTheSettingsSaySo) {
     set(kVersion2c, {"::1"});
     agent->startup();
     EXPECT_EQ(received().size(), 0U);
-    change({{setting::TrapKinds, std::vector<uint32_t>{0xabc0001}}});
+    change({{setting::TrapGenerators, std::vector<uint32_t>{0xabc0001}}});
     agent->startup();
     const auto traps = received();
     ASSERT_EQ(traps.size(), 1U);

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "contracts/snmp.h"
+
+/// The agent's settings, one row each. The agent reads, applies, stores, reports and undoes settings by this table;
+/// `tnctl snmp` shows and sets them by it. To add a setting: its id in contracts/snmp.h, a row here, a paragraph in
+/// docs/man/tnctl.1. The agent's code then reads it with Settings::get.
+namespace contracts::snmp {
+
+/// What the values of a setting are: their kind in messages, their normal form in the agent, their text in tnctl. The
+/// agent stores any value of the right kind; ranges and lengths are checked by tnctl.
+enum class Form {
+    YesNo,        ///< bool
+    Text,         ///< string, at most 255 octets as in a DisplayString (RFC 2579)
+    EngineId,     ///< string, at most 27 octets: five more make the 32 of an SnmpEngineID (RFC 3411)
+    Number,       ///< u32
+    TrapVersion,  ///< u32, one of trap_version
+    Community,    ///< u32, id of an access entry or tn::kNoId
+    Generators,   ///< u32 array of ids, without repetitions
+    Targets,      ///< message array of addresses: {Target6} or {Target4}
+    Interfaces,   ///< message array of ids in ascending order: {Interface}. Empty, it is absent when reported
+};
+
+struct Setting {
+    uint32_t field;         ///< number and kind (field_id::full)
+    std::string_view name;  ///< the word of `tnctl snmp set`; empty: tnctl doesn't show it
+    Form form;
+    std::string_view help;     ///< completes the line of `tnctl snmp set --help`
+    uint32_t initial = 0;      ///< default of a u32. Other defaults are false, the empty text and the empty list
+    bool settable = true;      ///< false: the agent changes it itself, tnctl only shows it
+    bool alwaysUndone = true;  ///< false: an undo restores it only when the change carried it
+};
+
+/// In the order in which they are shown. Subscriptions of trap generators are restarted by every change that carries
+/// them, and engine boots must not go back by chance (RFC 3414, 2.3): neither is part of another setting's undo.
+constexpr Setting kSettings[] = {
+    {setting::Enabled.full(), "enabled", Form::YesNo, "whether requests are answered"},
+    {setting::Contact.full(), "contact", Form::Text, "sysContact"},
+    {setting::Location.full(), "location", Form::Text, "sysLocation"},
+    {setting::Community.full(), "", Form::Text, ""},
+    {setting::EngineId.full(), "engine-id", Form::EngineId, "own part of the SNMPv3 engine id, needed for SNMPv3"},
+    {setting::EngineBoots.full(), "engine-boots", Form::Number, "snmpEngineBoots", 0, /*settable=*/false,
+     /*alwaysUndone=*/false},
+    {setting::TrapVersion.full(), "trap-version", Form::TrapVersion, "SNMP version of traps"},
+    {setting::TrapCommunity.full(), "trap-community", Form::Community,
+     "community or SNMPv3 user that traps are sent as", tn::kNoId},
+    {setting::TrapTargets.full(), "trap-targets", Form::Targets, "where traps are sent"},
+    {setting::TrapGenerators.full(), "trap-generators", Form::Generators,
+     "trap generators that are on, see tnctl snmp trap list", 0, /*settable=*/true, /*alwaysUndone=*/false},
+    {setting::Interfaces.full(), "interfaces", Form::Interfaces,
+     "filter of link traps; without one (none) every interface passes"},
+};
+
+constexpr tn::Kind kindOf(Form form) {
+    switch (form) {
+        case Form::YesNo:
+            return tn::Kind::Bool;
+        case Form::Text:
+        case Form::EngineId:
+            return tn::Kind::String;
+        case Form::Number:
+        case Form::TrapVersion:
+        case Form::Community:
+            return tn::Kind::U32;
+        case Form::Generators:
+            return tn::Kind::U32Array;
+        case Form::Targets:
+        case Form::Interfaces:
+            break;
+    }
+    return tn::Kind::MessageArray;
+}
+
+constexpr bool hasKindOfItsForm(const Setting& row) {
+    return (row.field & ~tn::kFieldNumberMask) == static_cast<uint32_t>(kindOf(row.form));
+}
+static_assert([] {
+    for (const Setting& row : kSettings)
+        if (!hasKindOfItsForm(row)) return false;
+    return true;
+}());
+
+}  // namespace contracts::snmp
