@@ -4,13 +4,16 @@
 #include <istream>
 #include <ostream>
 
+#include "contracts/snmp.h"
 #include "tn/log.h"
 #include "tnctl/failure.h"
 #include "tnctl/listing.h"
 #include "tnctl/prefixes.h"
-#include "tnctl/snmp_fields.h"
 
 namespace tnctl {
+
+namespace snmp = contracts::snmp;
+namespace community = snmp::community;
 
 namespace {
 
@@ -31,7 +34,7 @@ std::string prefixTexts(const std::vector<tn::IPPrefix6>& prefixes) {
 
 std::string_view withWhat(uint32_t security) {
     if (security == 0) return "SNMPv1, v2c or v3";
-    return security == kAuthorized ? "SNMPv3, authenticated" : "SNMPv3, authenticated and encrypted";
+    return security == snmp::security::Authorized ? "SNMPv3, authenticated" : "SNMPv3, authenticated and encrypted";
 }
 
 Json toJson(const Access& access) {

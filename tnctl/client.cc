@@ -21,13 +21,13 @@ tn::message Client::exchange(const tn::message& request) const {
     throw Failure(kFailed, text);
 }
 
-tn::message Client::ask(const Path& path, uint32_t command, tn::message fields) const {
-    fields.insert_u32_array(field::Destination, path);
+tn::message Client::ask(std::span<const uint32_t> path, uint32_t command, tn::message fields) const {
+    fields.insert_u32_array(field::Destination, {path.begin(), path.end()});
     fields.insert_u32(field::Command, command);
     return exchange(fields);
 }
 
-std::vector<tn::message> Client::list(const Path& path) const {
+std::vector<tn::message> Client::list(std::span<const uint32_t> path) const {
     std::vector<tn::message> items;
     tn::message next;
     while (true) {

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "contracts/snmp.h"
 #include "tn/log.h"
 #include "tnctl/access.h"
 #include "tnctl/failure.h"
@@ -9,11 +10,12 @@
 #include "tnctl/nearest.h"
 #include "tnctl/numbers.h"
 #include "tnctl/passwords.h"
-#include "tnctl/snmp_fields.h"
 #include "tnctl/snmp_words.h"
 
 namespace tnctl {
 
+namespace snmp = contracts::snmp;
+namespace community = snmp::community;
 namespace field = tn::field;
 
 namespace {
@@ -44,7 +46,7 @@ void listCommunities(const Session& session) {
     std::vector<Column> columns{{"ID", "id"}};
     for (const Word& word : communityWords()) columns.push_back({word.heading, word.name});
     std::vector<Json> rows;
-    for (const tn::message& entry : Client(session.options.timeout).list(communitiesPath())) {
+    for (const tn::message& entry : Client(session.options.timeout).list(snmp::kCommunitiesPath)) {
         Json& row = rows.emplace_back(Json{{"id", entry.get_u32(field::ObjectId)}});
         row.update(showWords(communityWords(), entry, session.options.secrets));
         row["default"] = entry.get_bool(field::IsDefault);
@@ -59,29 +61,29 @@ void addCommunity(const Session& session, const std::vector<std::string>& words)
     if (!session.options.force) checkPasswords({}, added);
     const std::vector<Access> access{accessAfter({}, added)};
     const bool told = confirmAccess(session, access);
-    Client(session.options.timeout).ask(communitiesPath(), tn::cmd::AddObj, std::move(added));
+    Client(session.options.timeout).ask(snmp::kCommunitiesPath, tn::cmd::AddObj, std::move(added));
     if (!told) printAccess(session, access);
 }
 
 void setCommunity(const Session& session, const std::string& nameOrId, const std::vector<std::string>& words) {
     tn::message change = parseCommunityWords(session, words);
     const Client client(session.options.timeout);
-    const std::vector<tn::message> communities = client.list(communitiesPath());
+    const std::vector<tn::message> communities = client.list(snmp::kCommunitiesPath);
     const tn::message& current = communityCalled(communities, nameOrId);
     if (!session.options.force) checkPasswords(current, change);
     const std::vector<Access> access{accessAfter(current, change)};
     const bool told = confirmAccess(session, access);
     change.insert_u32(field::ObjectId, current.get_u32(field::ObjectId));
-    client.ask(communitiesPath(), tn::cmd::SetObj, std::move(change));
+    client.ask(snmp::kCommunitiesPath, tn::cmd::SetObj, std::move(change));
     if (!told) printAccess(session, access);
 }
 
 void removeCommunity(const Session& session, const std::string& nameOrId) {
     const Client client(session.options.timeout);
-    const std::vector<tn::message> communities = client.list(communitiesPath());
+    const std::vector<tn::message> communities = client.list(snmp::kCommunitiesPath);
     tn::message which;
     which.insert_u32(field::ObjectId, communityCalled(communities, nameOrId).get_u32(field::ObjectId));
-    client.ask(communitiesPath(), tn::cmd::RemoveObj, std::move(which));
+    client.ask(snmp::kCommunitiesPath, tn::cmd::RemoveObj, std::move(which));
 }
 
 }  // namespace tnctl

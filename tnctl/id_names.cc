@@ -3,15 +3,16 @@
 #include <algorithm>
 
 #include "contracts/interfaces.h"
+#include "contracts/snmp.h"
 #include "tn/log.h"
 #include "tnctl/failure.h"
 #include "tnctl/nearest.h"
 #include "tnctl/numbers.h"
-#include "tnctl/snmp_fields.h"
 #include "tnctl/snmp_words.h"
 
 namespace tnctl {
 
+namespace snmp = contracts::snmp;
 namespace {
 
 IdNames namesIn(const std::vector<tn::message>& items, tn::string_id name) {
@@ -34,13 +35,12 @@ uint32_t idCalled(const IdNames& names, std::string_view what, const std::string
 }  // namespace
 
 IdNames generatorNames(const Client& client) {
-    const tn::message reply = client.ask(generatorsPath(), kListGenerators);
+    const tn::message reply = client.ask(snmp::kTrapsPath, snmp::trap::kListGenerators);
     return namesIn(reply.get_message_array(tn::field::Objects), tn::field::Name);
 }
 
 IdNames interfaceNames(const Client& client) {
-    namespace interfaces = contracts::interfaces;
-    return namesIn(client.list({interfaces::kPath.begin(), interfaces::kPath.end()}), interfaces::Name);
+    return namesIn(client.list(contracts::interfaces::kPath), contracts::interfaces::Name);
 }
 
 std::vector<uint32_t> idsCalled(const IdNames& names, std::string_view what,

@@ -9,21 +9,24 @@
 
 namespace tnctl {
 
+/// A column of printList.
 struct Column {
     std::string_view heading;
-    std::string_view key;  ///< member of each row that stands in it
+    std::string_view key;  ///< member of the rows that it shows
 };
 
-/// A value as people read it: yes and no, numbers, escaped text, lists with commas, "-" for what is empty.
+/// A value as text: yes and no, numbers, text with escapes for what isn't printable, lists with commas, "-" for an
+/// empty value and for null.
 [[nodiscard]] std::string cellText(const Json& value);
 
-/// The JSON text of a value, with octets that aren't UTF-8 replaced.
+/// The JSON text of a value, with octets that aren't UTF-8 replaced. A negative indent gives one line.
 [[nodiscard]] std::string jsonText(const Json& value, int indent = 2);
 
-/// Rows (JSON objects) as a JSON array or as aligned columns under their headings.
+/// Prints rows (JSON objects): all their members as a JSON array with --json, else these columns, aligned under their
+/// headings.
 void printList(const Session& session, const std::vector<Column>& columns, const std::vector<Json>& rows);
 
-/// One object, as JSON or as one "name  value" line for each member.
+/// Prints one object: as JSON with --json, else one "name  value" line for each member.
 void printObject(const Session& session, const Json& object);
 
 }  // namespace tnctl

@@ -1,9 +1,11 @@
 #include "tnctl/message_commands.h"
 
+#include <algorithm>
 #include <ctime>
 #include <ostream>
 #include <utility>
 
+#include "contracts/snmp.h"
 #include "tn/log.h"
 #include "tn/looper.h"
 #include "tn/sources.h"
@@ -18,6 +20,7 @@
 
 namespace tnctl {
 
+namespace snmp = contracts::snmp;
 namespace field = tn::field;
 
 namespace {
@@ -39,7 +42,7 @@ uint32_t parseCommandWord(const std::string& text) {
 
 // Community passwords travel to and from the communities, and in the requests that undo records hold.
 Secrets secretsOf(const Session& session, const Path& path) {
-    const bool has = path == communitiesPath() || path == Path{tn::number::Supervisor, 1};
+    const bool has = std::ranges::equal(path, snmp::kCommunitiesPath) || path == Path{tn::number::Supervisor, 1};
     return has && !session.options.secrets ? Secrets::Hide : Secrets::Show;
 }
 

@@ -8,7 +8,7 @@
 
 namespace tnctl {
 
-/// How a field is written on the command line.
+/// How a field is written on the command line, for error texts.
 constexpr std::string_view kFieldSyntax = "NUMBER:KIND=VALUE";
 
 /// Reads fields written as NUMBER:KIND=VALUE into a message. Kinds:
@@ -18,8 +18,9 @@ constexpr std::string_view kFieldSyntax = "NUMBER:KIND=VALUE";
 ///     string      the text as it is           raw        hexadecimal, two digits an octet
 ///     message     {FIELD FIELD ...}           u32[] be32[] string[] message[]   values between commas
 ///
-/// Ends the command (exit code 2) with what was expected; texts are never repeated there, they may be secrets. Fields
-/// that route the request (destination, source, command, ids) can't be given, but may stand in a nested message.
+/// Throws Failure (exit code 2) that says what was expected and never repeats a value, which may be a secret: for bad
+/// syntax, for a field given twice, and for fields that route the request (destination, source, command, request ids),
+/// which only nested messages may hold.
 [[nodiscard]] tn::message parseFields(const std::vector<std::string>& texts);
 
 }  // namespace tnctl

@@ -2,13 +2,16 @@
 
 #include <ostream>
 
+#include "contracts/snmp.h"
 #include "tn/log.h"
 #include "tnctl/listing.h"
 #include "tnctl/names.h"
 #include "tnctl/numbers.h"
-#include "tnctl/snmp_fields.h"
 
 namespace tnctl {
+
+namespace snmp = contracts::snmp;
+namespace community = snmp::community;
 
 namespace {
 

@@ -7,13 +7,14 @@
 
 namespace tnctl {
 
+/// Whether passwords of communities are shown or replaced by "***".
 enum class Secrets { Hide, Show };
 
-/// The fields as a JSON object. Members are called as fields are written on the command line, "NUMBER:KIND"; raw octets
-/// are hexadecimal text. Hide puts "***" for the passwords of communities, at whatever depth.
+/// The fields as a JSON object, in the message's order. Member names are as on the command line, "NUMBER:KIND"; raw
+/// octets are hexadecimal text. Secrets::Hide covers nested messages, too.
 [[nodiscard]] Json messageJson(const tn::message& m, Secrets secrets);
 
-/// The same object for people: a line for each field, its name behind it where it is a system field, nested messages
+/// Prints such an object for people: one line for each field, system fields followed by their name, nested messages
 /// indented.
 void printFields(std::ostream& out, const Json& fields, size_t indent = 0);
 

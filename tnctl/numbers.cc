@@ -4,7 +4,7 @@
 
 namespace tnctl {
 
-std::optional<uint64_t> parseNumber(std::string_view text, uint64_t most) {
+std::optional<uint64_t> parseNumber(std::string_view text, uint64_t maximum) {
     int base = 10;
     if (text.starts_with("0x") || text.starts_with("0X")) {
         base = 16;
@@ -12,12 +12,12 @@ std::optional<uint64_t> parseNumber(std::string_view text, uint64_t most) {
     }
     uint64_t number = 0;
     const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), number, base);
-    if (fault != std::errc() || end != text.data() + text.size() || number > most) return std::nullopt;
+    if (fault != std::errc() || end != text.data() + text.size() || number > maximum) return std::nullopt;
     return number;
 }
 
 bool isOid(std::string_view text) {
-    constexpr size_t kFewest = 2, kMost = 128;  // RFC 2578, 3.5
+    constexpr size_t kMinimum = 2, kMaximum = 128;  // RFC 2578, 3.5
     constexpr uint32_t kGreatest[] = {2, 39};
     if (text.starts_with('.')) text.remove_prefix(1);
     const char* const end = text.data() + text.size();
@@ -25,9 +25,9 @@ bool isOid(std::string_view text) {
     for (const char* at = text.data();; ++at) {
         uint32_t number = 0;
         const auto [next, fault] = std::from_chars(at, end, number);
-        if (fault != std::errc() || (count < kFewest && number > kGreatest[count])) return false;
+        if (fault != std::errc() || (count < kMinimum && number > kGreatest[count])) return false;
         ++count;
-        if (next == end) return count >= kFewest && count <= kMost;
+        if (next == end) return count >= kMinimum && count <= kMaximum;
         if (*next != '.') return false;
         at = next;
     }

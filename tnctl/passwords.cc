@@ -9,11 +9,14 @@
 #include <istream>
 #include <ostream>
 
+#include "contracts/snmp.h"
 #include "tn/log.h"
 #include "tnctl/failure.h"
-#include "tnctl/snmp_fields.h"
 
 namespace tnctl {
+
+namespace snmp = contracts::snmp;
+namespace community = snmp::community;
 
 namespace {
 
@@ -81,10 +84,11 @@ std::string readPassword(const Console& console, const Word& word, std::string_v
 }
 
 void checkPasswords(const tn::message& current, const tn::message& change) {
-    // A level that doesn't change doesn't judge the passwords again: what was forced once stays settable.
+    // Passwords are judged again only by a change of the level: what was forced once stays settable.
     const uint32_t level = change.get_u32(community::Security);
-    checkOne(community::AuthenticationPassword, "authentication-password", level >= kAuthorized, current, change);
-    checkOne(community::EncryptionPassword, "encryption-password", level >= kPrivate, current, change);
+    checkOne(community::AuthenticationPassword, "authentication-password", level >= snmp::security::Authorized, current,
+             change);
+    checkOne(community::EncryptionPassword, "encryption-password", level >= snmp::security::Private, current, change);
 }
 
 }  // namespace tnctl

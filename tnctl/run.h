@@ -7,8 +7,10 @@
 
 namespace tnctl {
 
-/// Runs one command line (without the program's name) through the process's looper.
-/// @return an ExitCode: 0, 1 after an error reply, 2 after a wrong word; then one line stands on console.err
+/// Runs one command line through the process's looper, which must exist.
+/// @param arguments  without the program's name
+/// @param console    streams to read and write; must outlive the call
+/// @return an ExitCode; unless it is kDone, one line on console.err says why
 int run(const std::vector<std::string>& arguments, Console console);
 
 }  // namespace tnctl

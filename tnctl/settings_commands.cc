@@ -2,28 +2,31 @@
 
 #include <utility>
 
+#include "contracts/snmp.h"
 #include "tnctl/access.h"
 #include "tnctl/client.h"
 #include "tnctl/community_commands.h"
 #include "tnctl/id_names.h"
 #include "tnctl/listing.h"
-#include "tnctl/snmp_fields.h"
 #include "tnctl/snmp_words.h"
 #include "tnctl/value_types.h"
 
 namespace tnctl {
 
+namespace snmp = contracts::snmp;
+namespace setting = snmp::setting;
+
 namespace {
 
 // References as typed, see value_types.h.
 constexpr tn::string_id kCommunityReference{setting::TrapCommunity.number};
-constexpr tn::string_array_id kGeneratorReferences{setting::Generators.number};
+constexpr tn::string_array_id kGeneratorReferences{setting::TrapGenerators.number};
 constexpr tn::string_array_id kInterfaceReferences{setting::Interfaces.number};
 
 // The name of the community that traps are sent as, in place of its id. The id stays when no community has it.
 Json communityName(const Client& client, const Json& id) {
-    for (const tn::message& entry : client.list(communitiesPath()))
-        if (entry.get_u32(tn::field::ObjectId, tn::kNoId) == id) return entry.get_string(community::Name);
+    for (const tn::message& entry : client.list(snmp::kCommunitiesPath))
+        if (entry.get_u32(tn::field::ObjectId, tn::kNoId) == id) return entry.get_string(snmp::community::Name);
     return id;
 }
 
@@ -31,7 +34,7 @@ Json communityName(const Client& client, const Json& id) {
 void resolveReferences(const Client& client, tn::message& change) {
     if (change.has(kGeneratorReferences)) {
         const auto& typed = change.get_string_array(kGeneratorReferences);
-        change.insert_u32_array(setting::Generators, idsCalled(generatorNames(client), "trap generator", typed));
+        change.insert_u32_array(setting::TrapGenerators, idsCalled(generatorNames(client), "trap generator", typed));
         change.remove(kGeneratorReferences);
     }
     if (change.has(kInterfaceReferences)) {
@@ -46,7 +49,7 @@ void resolveReferences(const Client& client, tn::message& change) {
 
 void showSettings(const Session& session) {
     const Client client(session.options.timeout);
-    Json settings = showWords(settingWords(), client.ask(settingsPath(), tn::cmd::Get), session.options.secrets);
+    Json settings = showWords(settingWords(), client.ask(snmp::kSettingsPath, tn::cmd::Get), session.options.secrets);
     Json& trapCommunity = settings["trap-community"];
     if (trapCommunity.is_number()) trapCommunity = communityName(client, trapCommunity);
     nameIds(settings["trap-generators"], generatorNames, client);
@@ -60,7 +63,7 @@ void setSettings(const Session& session, const std::vector<std::string>& words) 
     const bool enables = change.get_bool(setting::Enabled);
     const Client client(session.options.timeout);
     std::vector<tn::message> communities;
-    if (enables || change.has(kCommunityReference)) communities = client.list(communitiesPath());
+    if (enables || change.has(kCommunityReference)) communities = client.list(snmp::kCommunitiesPath);
     if (change.has(kCommunityReference)) {
         const tn::message& sender = communityCalled(communities, change.get_string(kCommunityReference));
         change.insert_u32(setting::TrapCommunity, sender.get_u32(tn::field::ObjectId));
@@ -71,7 +74,7 @@ void setSettings(const Session& session, const std::vector<std::string>& words) 
     if (enables)
         for (const tn::message& entry : communities) access.push_back(accessOf(entry));
     const bool told = confirmAccess(session, access);
-    client.ask(settingsPath(), tn::cmd::Set, std::move(change));
+    client.ask(snmp::kSettingsPath, tn::cmd::Set, std::move(change));
     if (enables && !told) printAccess(session, access);
 }
 

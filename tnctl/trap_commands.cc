@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "contracts/snmp.h"
 #include "tn/address.h"
 #include "tn/log.h"
 #include "tnctl/client.h"
@@ -10,10 +11,14 @@
 #include "tnctl/id_names.h"
 #include "tnctl/listing.h"
 #include "tnctl/numbers.h"
-#include "tnctl/snmp_fields.h"
 #include "tnctl/snmp_words.h"
 
 namespace tnctl {
+
+namespace snmp = contracts::snmp;
+namespace setting = snmp::setting;
+namespace trap = snmp::trap;
+namespace trap_type = snmp::trap_type;
 
 namespace {
 
@@ -37,21 +42,21 @@ struct Form {
 };
 
 constexpr Form kForms[] = {
-    {tag::Integer, "a number from -2147483648 to 2147483647", isNumber<INT32_MIN, INT32_MAX>},
-    {tag::ObjectIdentifier, "an OID such as 1.3.6.1.4.1.32473.1", isOid},
-    {tag::IpAddress, "an IPv4 address", isIPv4},
-    {tag::Counter32, "a number from 0 to 4294967295", isNumber<0, UINT32_MAX>},
-    {tag::TimeTicks, "hundredths of a second, from 0 to 4294967295", isNumber<0, UINT32_MAX>},
-    {tag::Null, "no value", [](std::string_view text) { return text.empty(); }},
+    {trap_type::Integer, "a number from -2147483648 to 2147483647", isNumber<INT32_MIN, INT32_MAX>},
+    {trap_type::ObjectIdentifier, "an OID such as 1.3.6.1.4.1.32473.1", isOid},
+    {trap_type::IpAddress, "an IPv4 address", isIPv4},
+    {trap_type::Counter32, "a number from 0 to 4294967295", isNumber<0, UINT32_MAX>},
+    {trap_type::TimeTicks, "hundredths of a second, from 0 to 4294967295", isNumber<0, UINT32_MAX>},
+    {trap_type::Null, "no value", [](std::string_view text) { return text.empty(); }},
 };
 
 // The agent would leave out a varbind that isn't whole, or its value, and send the trap all the same.
 void checkVarbind(tn::message& varbind) {
     if (varbind.empty()) return;
     if (!varbind.has(trap::Oid)) throw Failure(kUsage, "oid: expected oid=OID with type and value");
-    if (!varbind.has(trap::Type)) varbind.insert_u32(trap::Type, tag::OctetString);
+    if (!varbind.has(trap::Type)) varbind.insert_u32(trap::Type, trap_type::OctetString);
     const uint32_t type = varbind.get_u32(trap::Type);
-    if (!varbind.has(trap::Value) && type != tag::Null) throw Failure(kUsage, "value: expected value=VALUE");
+    if (!varbind.has(trap::Value) && type != trap_type::Null) throw Failure(kUsage, "value: expected value=VALUE");
     const std::string value = varbind.get_string(trap::Value);
     const Form* form = std::ranges::find(kForms, type, &Form::type);
     if (form != std::end(kForms) && !form->fits(value))
@@ -60,15 +65,15 @@ void checkVarbind(tn::message& varbind) {
 
 // The agent takes the request whether or not it can send anything; so what keeps it from sending is told here.
 void checkSending(const Client& client) {
-    const tn::message settings = client.ask(settingsPath(), tn::cmd::Get);
+    const tn::message settings = client.ask(snmp::kSettingsPath, tn::cmd::Get);
     const char* missing = nullptr;
-    const bool isV3 = settings.get_u32(setting::TrapVersion) == setting::kTrapV3;
+    const bool isV3 = settings.get_u32(setting::TrapVersion) == snmp::trap_version::V3;
     if (isV3 && settings.get_string(setting::EngineId).empty()) missing = "engine-id=TEXT";
-    const std::vector<tn::message> communities = client.list(communitiesPath());
+    const std::vector<tn::message> communities = client.list(snmp::kCommunitiesPath);
     const uint32_t community = settings.get_u32(setting::TrapCommunity, tn::kNoId);
     const auto isIt = [&](const tn::message& entry) { return entry.get_u32(tn::field::ObjectId) == community; };
     if (std::ranges::none_of(communities, isIt)) missing = "trap-community=NAME";
-    if (settings.get_message_array(setting::Targets).empty()) missing = "trap-targets=ADDRESS";
+    if (settings.get_message_array(setting::TrapTargets).empty()) missing = "trap-targets=ADDRESS";
     if (!settings.get_bool(setting::Enabled)) missing = "enabled=yes";
     if (missing != nullptr)
         throw Failure(kFailed, std::string("the agent sends no traps: first tnctl snmp set ") + missing);
@@ -78,8 +83,8 @@ void checkSending(const Client& client) {
 
 void listGenerators(const Session& session) {
     const Client client(session.options.timeout);
-    const tn::message settings = client.ask(settingsPath(), tn::cmd::Get);
-    const std::vector<uint32_t>& on = settings.get_u32_array(setting::Generators);
+    const tn::message settings = client.ask(snmp::kSettingsPath, tn::cmd::Get);
+    const std::vector<uint32_t>& on = settings.get_u32_array(setting::TrapGenerators);
     std::vector<Json> rows;
     for (const auto& [id, name] : generatorNames(client))
         rows.push_back({{"id", id}, {"name", name}, {"on", std::ranges::find(on, id) != on.end()}});
@@ -92,7 +97,7 @@ void sendTrap(const Session& session, const std::vector<std::string>& words) {
     checkVarbind(request);
     const Client client(session.options.timeout);
     checkSending(client);
-    client.ask(settingsPath(), trap::kSend, std::move(request));
+    client.ask(snmp::kSettingsPath, trap::kSend, std::move(request));
 }
 
 }  // namespace tnctl

@@ -5,11 +5,15 @@
 #include <optional>
 #include <utility>
 
+#include "contracts/snmp.h"
 #include "tnctl/numbers.h"
 #include "tnctl/prefixes.h"
-#include "tnctl/snmp_fields.h"
 
 namespace tnctl {
+
+namespace snmp = contracts::snmp;
+namespace setting = snmp::setting;
+namespace trap_type = snmp::trap_type;
 
 namespace {
 
@@ -36,17 +40,20 @@ struct Choice {
     std::string_view text;
 };
 
-constexpr std::array<Choice, 3> kSecurityChoices{{{0, "none"}, {kAuthorized, "authorized"}, {kPrivate, "private"}}};
-constexpr std::array<Choice, 2> kAuthenticationChoices{{{0, "md5"}, {1, "sha1"}}};
-constexpr std::array<Choice, 1> kEncryptionChoices{{{0, "des"}}};
-constexpr std::array<Choice, 7> kTrapTypeChoices{{{tag::OctetString, "string"},
-                                                  {tag::Integer, "integer"},
-                                                  {tag::ObjectIdentifier, "oid"},
-                                                  {tag::IpAddress, "ipaddress"},
-                                                  {tag::Counter32, "counter32"},
-                                                  {tag::TimeTicks, "timeticks"},
-                                                  {tag::Null, "null"}}};
-constexpr std::array<Choice, 3> kVersionChoices{{{0, "1"}, {1, "2c"}, {3, "3"}}};
+constexpr std::array<Choice, 3> kSecurityChoices{
+    {{snmp::security::None, "none"}, {snmp::security::Authorized, "authorized"}, {snmp::security::Private, "private"}}};
+constexpr std::array<Choice, 2> kAuthenticationChoices{
+    {{snmp::authentication::Md5, "md5"}, {snmp::authentication::Sha1, "sha1"}}};
+constexpr std::array<Choice, 1> kEncryptionChoices{{{snmp::encryption::Des, "des"}}};
+constexpr std::array<Choice, 7> kTrapTypeChoices{{{trap_type::OctetString, "string"},
+                                                  {trap_type::Integer, "integer"},
+                                                  {trap_type::ObjectIdentifier, "oid"},
+                                                  {trap_type::IpAddress, "ipaddress"},
+                                                  {trap_type::Counter32, "counter32"},
+                                                  {trap_type::TimeTicks, "timeticks"},
+                                                  {trap_type::Null, "null"}}};
+constexpr std::array<Choice, 3> kVersionChoices{
+    {{snmp::trap_version::V1, "1"}, {snmp::trap_version::V2c, "2c"}, {snmp::trap_version::V3, "3"}}};
 
 template <const auto& Choices>
 bool parseChoice(std::string_view text, uint32_t number, tn::message& out) {
@@ -125,7 +132,7 @@ bool parseOid(std::string_view text, uint32_t number, tn::message& out) {
     return isOid(text);
 }
 
-// References as typed.
+// References as typed, see value_types.h.
 bool parseReferences(std::string_view text, uint32_t number, tn::message& out) {
     std::vector<std::string> references;
     for (const std::string_view piece : splitAtCommas(text)) {
@@ -148,7 +155,7 @@ Json showGenerators(const tn::message& in, uint32_t number) { return Json(in.get
 bool parseInterfaces(std::string_view text, uint32_t number, tn::message& out) {
     auto ids = text == "all" ? std::vector<uint32_t>{0} : text == "none" ? std::vector<uint32_t>() : parseNumbers(text);
     for (const std::string_view piece : splitAtCommas(text))
-        if (parseNumber(piece) == 0U) return false;  // it would silently mean all of them
+        if (parseNumber(piece) == 0U) return false;  // 0 would mean all of them
     if (!ids) return parseReferences(text, number, out);
     out.insert_message_array(tn::message_array_id(number), interfaceFilter(*ids));
     return true;
@@ -193,7 +200,7 @@ const ValueType kName{"a text of 1 to 255 octets", parseText<1, 255>, showText};
 const ValueType kEngineId{"a text of at most 27 octets", parseText<0, 27>, showText};
 const ValueType kPassword{"a password, - to read it from standard input, or @FILE", parseText<0, 1024>, showText,
                           /*secret=*/true};
-const ValueType kCounter{"nothing", parseNothing, showNumber};
+const ValueType kNumber{"nothing", parseNothing, showNumber};
 const ValueType kSecurity{"none, authorized or private", parseChoice<kSecurityChoices>, showChoice<kSecurityChoices>};
 const ValueType kAuthenticationProtocol{"md5 or sha1", parseChoice<kAuthenticationChoices>,
                                         showChoice<kAuthenticationChoices>};
@@ -204,7 +211,7 @@ const ValueType kTargets{"addresses such as 192.0.2.1,2001:db8::1, or none", par
 const ValueType kOid{"an OID such as 1.3.6.1.4.1.32473.1", parseOid, showText};
 const ValueType kTrapType{"string, integer, oid, ipaddress, counter32, timeticks or null",
                           parseChoice<kTrapTypeChoices>, showChoice<kTrapTypeChoices>};
-const ValueType kValueText{"a text of at most 60000 octets", parseText<0, 60000>, showText};
+const ValueType kValueText{"a text of at most 60000 octets", parseText<0, 60'000>, showText};
 const ValueType kGenerators{"generators such as start-trap,interfaces, or none", parseGenerators, showGenerators};
 const ValueType kInterfaces{"all, none or interfaces such as eth0,eth1", parseInterfaces, showInterfaces};
 const ValueType kCommunity{"a community's name or id, or none", parseCommunity, showCommunity};

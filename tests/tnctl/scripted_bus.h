@@ -9,16 +9,18 @@
 #include <utility>
 #include <vector>
 
+#include "contracts/snmp.h"
 #include "tn/looper.h"
 #include "tnctl/client.h"
 #include "tnctl/failure.h"
 #include "tnctl/message_fields.h"
 #include "tnctl/run.h"
-#include "tnctl/snmp_fields.h"
 #include "tnctl/snmp_words.h"
 #include "tnctl/words.h"
 
 namespace tnctl {
+
+namespace community = contracts::snmp::community;
 
 /// What is told of wrong words.
 template <class Call>
