@@ -83,6 +83,7 @@ TEST_F(CommunityKeepTest, EntriesSurviveARestartAndAreReported) {
               {community::AuthenticationProtocol, 1U},
               {community::AuthenticationPassword, "secret"}});
     restart();
+    EXPECT_EQ(keep().getObjectCount(), 2U);
     EXPECT_EQ(keep().find("ops")->security, 2U);
     EXPECT_TRUE(keep().find("ops")->writeAccess);
     EXPECT_TRUE(admits("ops", "2001:db8:7::1"));
@@ -98,6 +99,10 @@ TEST_F(CommunityKeepTest, EntriesSurviveARestartAndAreReported) {
     EXPECT_EQ(config.get_be32(community::Address4), 0xc0000201U);
     EXPECT_TRUE(config.get_bool(tn::field::IsDefault));
     EXPECT_EQ(config.get_message(tn::field::Defaults).get_string(community::Name), "common");
+    tn::message other;
+    standard.id = 1;
+    standard.getConfig(other, tn::kWantDefaults);
+    EXPECT_FALSE(other.get_bool(tn::field::IsDefault) || other.has(tn::field::Defaults));
     Item copy;
     copy.setConfig(config);
     EXPECT_EQ(copy.addresses, standard.addresses);
@@ -111,8 +116,8 @@ TEST_F(CommunityKeepTest, KeysAreMadeOneEntryATurnOfTheLoopAndThenKept) {
             count += keep().find(name)->hasKeys(engineId) ? 0 : 1;
         return count;
     };
-    keep().setEngineId(engineId);
     for (const char* name : {"one", "two", "three"}) addEntry(name, "10.0.0.0/8");
+    keep().setEngineId(engineId);
     EXPECT_EQ(without(), 4);
     for (const int left : {3, 2, 1, 0, 0}) {
         agent->runOnce({});
@@ -121,6 +126,10 @@ TEST_F(CommunityKeepTest, KeysAreMadeOneEntryATurnOfTheLoopAndThenKept) {
 
     changeEntry("two", {{community::AuthenticationPassword, "another"}});
     EXPECT_EQ(without(), 1);
+    agent->runOnce(0);
+    EXPECT_EQ(without(), 0);
+
+    changeEntry("two", {{community::AuthenticationPassword, "one more"}});
     const UserKeys& keys = keep().keysOf(*keep().find("two"));  // asked for before its turn
     EXPECT_EQ(without(), 0);
     const uint8_t* const made = keys.digest.data();

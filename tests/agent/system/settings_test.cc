@@ -75,6 +75,18 @@ TEST_F(SettingsTest, FreshAgentReportsDefaultsAndStoresNothing) {
     EXPECT_EQ(defaults, m);
 }
 
+TEST_F(SettingsTest, StoredRecordWithoutFieldsGivesDefaults) {
+    const tn::message defaults = get();
+    agent.reset();
+    EXPECT_TRUE(tn::Store("/tern/store/snmpd").set(0, {}));
+    restart();
+    tn::message stored = get();
+    EXPECT_EQ(stored.get_string(setting::Community, "absent"), "");
+    EXPECT_EQ(agent->settings().engineId().size(), 5U);
+    put(stored, {{setting::Community, "common"}, {setting::EngineBoots, 0U}});
+    EXPECT_EQ(stored, defaults);
+}
+
 TEST_F(SettingsTest, StepsOfTheStartAreLogged) {
     testing::internal::CaptureStderr();
     restart();
@@ -145,6 +157,16 @@ TEST_F(SettingsTest, RefusedSetChangesNothing) {
     EXPECT_THAT(interfaceFilter, IsEmpty());
     EXPECT_THAT(calls, IsEmpty());
     EXPECT_THAT(supervisor.requests, IsEmpty());
+}
+
+TEST_F(SettingsTest, SubscribersAreNotifiedOfEachSet) {
+    ScriptedOwner& subscriber = owner({34, 9});
+    subscriber.subscribe(agent->path(), tn::cmd::Changed, {});
+    change({{setting::Contact, "noc"}});
+    agent->runOnce(0);
+    ASSERT_THAT(subscriber.requests, SizeIs(1));
+    EXPECT_EQ(subscriber.requests[0].get_u32(tn::field::Command), tn::cmd::Changed);
+    EXPECT_EQ(subscriber.requests[0].get_string(setting::Contact), "noc");
 }
 
 TEST_F(SettingsTest, TrapTargetsAreAListOrOneMoreAtTopLevel) {

@@ -64,7 +64,7 @@ TEST_F(TrapMakersTest, TheFirstThatKnowsTheMessageMakesTheTrapAndAlone) {
     EXPECT_EQ(other->bindings.size(), 0U);
 }
 
-TEST_F(TrapMakersTest, ReadersAreToldWhichGeneratorsThereAre) {
+TEST_F(TrapMakersTest, ReadersMayListGeneratorsAndSendNoTraps) {
     scribers.push_back({"interfaces", [] {}, [] {}});
     tn::message request = tn::request(std::vector<uint32_t>{34, ID_TRAPS}, 100);
     const tn::message reply = agent->dispatchMessage(request, tn::right::Monitor);
@@ -74,6 +74,11 @@ TEST_F(TrapMakersTest, ReadersAreToldWhichGeneratorsThereAre) {
     EXPECT_EQ(list[0].get_string(tn::field::Name), "start-trap");
     EXPECT_EQ(list[1].get_u32(tn::field::ObjectId, 7), 0U);
     EXPECT_EQ(list[1].get_string(tn::field::Name), "interfaces");
+    agent->init();
+    uint32_t code = 0;
+    const tn::message send = tn::request(agent->path(), contracts::snmp::trap::kSend);
+    EXPECT_TRUE(tn::isError(agent->dispatchMessage(send, tn::right::Reading), &code));
+    EXPECT_EQ(code, tn::error::NotPermitted);
     request.insert_u32(tn::field::Command, 101);
     EXPECT_TRUE(agent->dispatchMessage(request).empty());
 }

@@ -170,6 +170,15 @@ TEST_F(TrapSenderTest, Version3AtTheLevelOfItsUser) {
     }
 }
 
+TEST_F(TrapSenderTest, Version3WithoutAnEngineIdSendsNoUnprotectedTrap) {
+    for (const uint32_t security : {1U, 2U}) {
+        addEntry("trapper", "0.0.0.0/0", security);
+        change({{setting::TrapVersion, kVersion3}, {setting::TrapCommunity, agent->communities().find("trapper")->id}});
+        EXPECT_FALSE(created(ask()));
+        removeEntry("trapper");
+    }
+}
+
 TEST_F(TrapSenderTest, EveryTargetThatCanBeReachedGetsTheTrapOnce) {
     listensAt("::ffff:127.0.0.1");
     trapMakers.insert(trapMakers.begin(), interfaceTrapMaker);  // which makes a trap of one state only once
