@@ -46,6 +46,11 @@ TEST_F(Undo, TellsWhenThereIsNothingAndWhatCanBeTaken) {
     ASSERT_EQ(type("--json undo list"), kDone) << err;
     EXPECT_EQ(Json::parse(out)[1], (Json{{"id", 9}, {"when", 1700000000}, {"text", "added snmp community"}}));
     EXPECT_EQ(type("undo lst"), kUsage);
+    tn::message secret;
+    secret.insert_message(tn::undo::Old, parseFields({"12:string=geheim"}));
+    journal.answers[tn::cmd::GetObj] = secret;
+    ASSERT_EQ(type("message 1,1 get-object"), kDone) << err;
+    EXPECT_EQ(out, "2:message=\n  12:string=***\n");
     journal.answers[tn::cmd::GetObj] = tn::errorMsg(tn::error::NotFound, "no such undo record");
     EXPECT_EQ(type("undo 5"), kFailed);
     EXPECT_EQ(journal.asked.back().get_u32(tn::field::ObjectId), 5U);

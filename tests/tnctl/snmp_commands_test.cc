@@ -63,6 +63,14 @@ TEST_F(Settings, ShowNamesTheTrapCommunity) {
     EXPECT_EQ(shown["trap-targets"], Json::array());
 }
 
+TEST_F(Settings, OutputThatCannotBeWrittenIsAFailure) {
+    std::istringstream in;
+    std::ostringstream full, errors;
+    full.setstate(std::ios::badbit);
+    EXPECT_EQ(run({"snmp"}, {in, full, errors, false}), kFailed);
+    EXPECT_EQ(errors.str(), "tnctl: standard output: can't be written\n");
+}
+
 TEST_F(Settings, SwitchingOnTellsWhoMayReadAndAsksWhenThatIsEveryone) {
     const std::string on = "snmp set enabled=yes";
     communities.rows = {communityRow(0, "common"), communityRow(1, "lan", "192.0.2.0/24")};
@@ -150,6 +158,11 @@ TEST_F(Communities, WeakPasswordsNeedForce) {
     }
     communities.rows[1].insert_string(community::AuthenticationPassword, "long enough");
     EXPECT_EQ(type("snmp community set 7 security=authorized"), kDone) << err;
+    communities.rows[1].insert_u32(community::Security, contracts::snmp::security::Private);  // forced
+    EXPECT_EQ(type("snmp community set 7 write-access=yes"), kDone) << err;
+    const std::string add = "snmp community add name=x addresses=::1 security=private authentication-password=12345678";
+    EXPECT_EQ(type(add + " encryption-password=1234567"), kUsage);
+    EXPECT_EQ(type(add + " encryption-password=12345678"), kDone) << err;
 }
 
 TEST_F(Communities, PasswordsComeFromFilesAndFromNobodyWhenThereIsNone) {
@@ -167,6 +180,7 @@ TEST_F(Communities, PasswordsComeFromFilesAndFromNobodyWhenThereIsNone) {
 
 TEST_F(Communities, ListHidesPasswordsAndShowsWhoIsRefused) {
     communities.rows[1].insert_string(community::AuthenticationPassword, "geheim");
+    communities.rows[1].insert_string(community::EncryptionPassword, "geheim");
     communities.rowsPerPage = 1;
     ASSERT_EQ(type("snmp community list"), kDone) << err;
     EXPECT_EQ(out,
@@ -176,7 +190,7 @@ TEST_F(Communities, ListHidesPasswordsAndShowsWhoIsRefused) {
               " -              none: refuses everyone until "
               "edited\n"
               "3   7       yes   no     none      md5   des   ***           "
-              " -              192.0.2.0/24\n");
+              " ***            192.0.2.0/24\n");
     ASSERT_EQ(type("--json snmp community list"), kDone) << err;
     EXPECT_THAT(out, Not(HasSubstr("geheim")));
     EXPECT_EQ(Json::parse(out)[0]["addresses"], Json::array());
