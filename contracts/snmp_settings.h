@@ -36,22 +36,22 @@ struct Setting {
 
 /// In the order in which they are shown. Subscriptions of trap generators are restarted by every change that carries
 /// them, and engine boots must not go back by chance (RFC 3414, 2.3): neither is part of another setting's undo.
-constexpr Setting kSettings[] = {
+inline constexpr Setting kSettings[] = {
     {setting::Enabled.full(), "enabled", Form::YesNo, "whether requests are answered"},
     {setting::Contact.full(), "contact", Form::Text, "sysContact"},
     {setting::Location.full(), "location", Form::Text, "sysLocation"},
     {setting::Community.full(), "", Form::Text, ""},
-    {setting::EngineId.full(), "engine-id", Form::EngineId, "own part of the SNMPv3 engine id, needed for SNMPv3"},
+    {setting::EngineId.full(), "engine-id", Form::EngineId,
+     "administrator's part of the SNMPv3 engine id, required for SNMPv3"},
     {setting::EngineBoots.full(), "engine-boots", Form::Number, "snmpEngineBoots", 0, /*settable=*/false,
      /*alwaysUndone=*/false},
     {setting::TrapVersion.full(), "trap-version", Form::TrapVersion, "SNMP version of traps"},
     {setting::TrapCommunity.full(), "trap-community", Form::Community,
      "community or SNMPv3 user that traps are sent as", tn::kNoId},
-    {setting::TrapTargets.full(), "trap-targets", Form::Targets, "where traps are sent"},
+    {setting::TrapTargets.full(), "trap-targets", Form::Targets, "trap receivers"},
     {setting::TrapGenerators.full(), "trap-generators", Form::Generators,
-     "trap generators that are on, see tnctl snmp trap list", 0, /*settable=*/true, /*alwaysUndone=*/false},
-    {setting::Interfaces.full(), "interfaces", Form::Interfaces,
-     "filter of link traps; without one (none) every interface passes"},
+     "enabled trap generators, see tnctl snmp trap list", 0, /*settable=*/true, /*alwaysUndone=*/false},
+    {setting::Interfaces.full(), "interfaces", Form::Interfaces, "interfaces that send link traps (none: no filter)"},
 };
 
 constexpr tn::Kind kindOf(Form form) {

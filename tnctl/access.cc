@@ -17,13 +17,10 @@ namespace community = snmp::community;
 
 namespace {
 
-// A mask bit that is one tells 0 from 1 at its place, so a prefix that has both the first and the last address of a
-// range whose ends differ in every bit has all of it.
+// Every IPv4 address, and so every IPv6 prefix that has all addresses, too. A mask bit of one distinguishes 0 from 1 at
+// its place: a prefix that has the first and the last address of IPv4, which differ in every bit, has all of them.
 bool isEverywhere(const tn::IPPrefix6& prefix) {
-    std::array<uint8_t, 16> last;
-    last.fill(0xff);
-    return (prefix.has(tn::IPAddr6::ofIPv4(0)) && prefix.has(tn::IPAddr6::ofIPv4(UINT32_MAX))) ||
-           (prefix.has(tn::IPAddr6()) && prefix.has(tn::IPAddr6(last)));
+    return prefix.has(tn::IPAddr6::ofIPv4(0)) && prefix.has(tn::IPAddr6::ofIPv4(UINT32_MAX));
 }
 
 std::string prefixTexts(const std::vector<tn::IPPrefix6>& prefixes) {

@@ -59,12 +59,12 @@ std::span<const Word> communityWords() {
         {"name",                    "NAME",          kName,                   c::Name.number,                   "community string, and user name in SNMPv3"},
         {"read-access",             "READ",          kYesNo,                  c::ReadAccess.number,             "may get (a new entry: yes)"},
         {"write-access",            "WRITE",         kYesNo,                  c::WriteAccess.number,            "may set (a new entry: no)"},
-        {"security",                "SECURITY",      kSecurity,               c::Security.number,               "minimum SNMPv3 level; above none, SNMPv1 and v2c are refused"},
+        {"security",                "SECURITY",      kSecurity,               c::Security.number,               "least level of SNMPv3; above none, SNMPv1 and v2c are refused"},
         {"authentication-protocol", "AUTH",          kAuthenticationProtocol, c::AuthenticationProtocol.number, "digest of SNMPv3"},
         {"encryption-protocol",     "PRIV",          kEncryptionProtocol,     c::EncryptionProtocol.number,     "cipher of SNMPv3"},
         {"authentication-password", "AUTH-PASSWORD", kPassword,               c::AuthenticationPassword.number, "at least 8 characters"},
         {"encryption-password",     "PRIV-PASSWORD", kPassword,               c::EncryptionPassword.number,     "at least 8 characters"},
-        {"addresses",               "ADDRESSES",     kPrefixes,               c::Addresses.number,              "accepted sources (a new entry: everywhere)"},
+        {"addresses",               "ADDRESSES",     kPrefixes,               c::Addresses.number,              "sources it is accepted from (a new entry: everywhere)"},
     }};
     // clang-format on
     return words;
@@ -72,7 +72,7 @@ std::span<const Word> communityWords() {
 
 std::span<const Word> trapWords() {
     static const std::array<Word, 3> words{{
-        {"oid", "OID", kOid, trap::Oid.number, "name of the object in the trap"},
+        {"oid", "OID", kOid, trap::Oid.number, "name of the object that the trap tells of"},
         {"type", "TYPE", kTrapType, trap::Type.number, "type of its value (without it: string)"},
         {"value", "VALUE", kValueText, trap::Value.number, "its value"},
     }};

@@ -13,7 +13,7 @@ extern const ValueType kText;      ///< at most 255 octets, as a DisplayString (
 extern const ValueType kName;      ///< 1 to 255 octets
 extern const ValueType kEngineId;  ///< at most 27 octets: five more make the 32 of an SnmpEngineID (RFC 3411)
 extern const ValueType kPassword;  ///< at most 1024 octets; the minimum is checkPasswords' business
-extern const ValueType kNumber;    ///< a number that is only shown
+extern const ValueType kNumber;    ///< any number of 32 bits
 extern const ValueType kSecurity;
 extern const ValueType kAuthenticationProtocol;
 extern const ValueType kEncryptionProtocol;
