@@ -126,7 +126,7 @@ TEST_F(CommunityKeepTest, KeysAreMadeOneEntryATurnOfTheLoopAndThenKept) {
 
     changeEntry("two", {{community::AuthenticationPassword, "another"}});
     EXPECT_EQ(without(), 1);
-    agent->runOnce(0);
+    agent->runOnce({});
     EXPECT_EQ(without(), 0);
 
     changeEntry("two", {{community::AuthenticationPassword, "one more"}});

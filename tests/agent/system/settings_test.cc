@@ -160,10 +160,10 @@ TEST_F(SettingsTest, RefusedSetChangesNothing) {
 }
 
 TEST_F(SettingsTest, SubscribersAreNotifiedOfEachSet) {
-    ScriptedOwner& subscriber = owner({34, 9});
+    ScriptedOwner& subscriber = owner(std::vector<uint32_t>{34, 9});
     subscriber.subscribe(agent->path(), tn::cmd::Changed, {});
     change({{setting::Contact, "noc"}});
-    agent->runOnce(0);
+    agent->runOnce({});
     ASSERT_THAT(subscriber.requests, SizeIs(1));
     EXPECT_EQ(subscriber.requests[0].get_u32(tn::field::Command), tn::cmd::Changed);
     EXPECT_EQ(subscriber.requests[0].get_string(setting::Contact), "noc");
