@@ -11,9 +11,6 @@
 
 namespace {
 
-constexpr tn::string_id kName{5}, kAuthenticationPassword{11}, kEncryptionPassword{12};
-constexpr tn::u32_id kAuthenticationProtocol{20};
-
 constexpr unsigned kLevels = 3, kSha = 4, kAltered = 8, kStrict = 16;
 
 /// A world whose agent has an engine id and two users.
@@ -26,10 +23,10 @@ struct Users {
         for (const bool sha : {false, true}) {
             const wire::Manager manager = managerOf(sha);
             tn::message user = tn::request(snmp::loop->communities().path(), tn::cmd::AddObj);
-            user.insert_string(kName, manager.user);
-            user.insert_u32(kAuthenticationProtocol, sha ? 1 : 0);
-            user.insert_string(kAuthenticationPassword, manager.authPassword);
-            user.insert_string(kEncryptionPassword, manager.privPassword);
+            user.insert_string(contracts::snmp::community::Name, manager.user);
+            user.insert_u32(contracts::snmp::community::AuthenticationProtocol, sha ? 1 : 0);
+            user.insert_string(contracts::snmp::community::AuthenticationPassword, manager.authPassword);
+            user.insert_string(contracts::snmp::community::EncryptionPassword, manager.privPassword);
             (void)snmp::loop->exchangeMessage(user);
         }
     }

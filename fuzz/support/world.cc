@@ -7,6 +7,7 @@
 #include "agent/modules/vendor_module.h"
 #include "contracts/disks.h"
 #include "contracts/interfaces.h"
+#include "contracts/snmp.h"
 #include "contracts/system.h"
 #include "tn/log.h"
 
@@ -39,9 +40,7 @@ World::World() {
 
 void World::add(const std::string& community, bool write) {
     tn::message m = tn::request(agent_->communities().path(), tn::cmd::AddObj);
-    constexpr tn::string_id kName{5};
-    constexpr tn::bool_id kWriteAccess{7};
-    m.insert_string(kName, community);
-    m.insert_bool(kWriteAccess, write);
+    m.insert_string(contracts::snmp::community::Name, community);
+    m.insert_bool(contracts::snmp::community::WriteAccess, write);
     (void)agent_->exchangeMessage(m);
 }
