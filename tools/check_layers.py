@@ -15,6 +15,7 @@ MAY_INCLUDE = {
     "tests": ["tn", "contracts", "agent", "hostd", "tnctl", "wire"],
     "fuzz": ["tn", "contracts", "agent", "hostd", "tests", "wire"],
     "bench": ["wire"],
+    "tools": ["agent"],
     # Lowest first: each may include those above it that it names.
     "agent/log": ["tn"],
     "agent/crypto": [],

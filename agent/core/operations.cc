@@ -4,6 +4,7 @@
 
 #include "agent/log.h"
 #include "agent/mib/branch.h"
+#include "agent/mib/objects.h"
 
 namespace snmp {
 
@@ -32,8 +33,9 @@ std::map<OID, Branch*>::const_iterator longestPrefixOf(OID name) {
 
 ErrorStatus snmpGet(Context& c) {
     if (!dlog.isMuted()) {
-        dlog << "get " << c.oid.str();
-        sout << "get " << c.oid.str();
+        const std::string line = "get " + c.oid.str() + nameNote(c.oid);
+        dlog << line;
+        sout << line;
     }
     auto next = branches.upper_bound(c.oid);
     if (next == branches.begin()) return ErrorStatus::NoSuchName;
@@ -48,7 +50,8 @@ ErrorStatus snmpGet(Context& c) {
 ErrorStatus snmpGetNextGetBulk(Context& c) {
     if (!dlog.isMuted()) {
         std::ostringstream line;
-        line << "getnextgetbulk " << c.oid.str() << " reps:" << c.maxRepetitions << " nonreps:" << c.nonRepeaters;
+        line << "getnextgetbulk " << c.oid.str() << " reps:" << c.maxRepetitions << " nonreps:" << c.nonRepeaters
+             << nameNote(c.oid);
         dlog << line.str();
         sout << line.str();
     }
@@ -61,7 +64,9 @@ ErrorStatus snmpGetNextGetBulk(Context& c) {
         // The name may begin with the prefix only in the first branch: the walk goes on behind the name there, and
         // takes the first object everywhere else.
         const bool covered = first && name.hasPrefix(prefix);
-        if (!dlog.isMuted()) sout << (covered ? "getnext found match   " : "getnext found         ") << prefix.str();
+        if (!dlog.isMuted()) {
+            sout << (covered ? "getnext found match   " : "getnext found         ") << prefix.str() << nameNote(prefix);
+        }
         c.oid.clear();
         if (covered) c.oid.assign(name.begin() + static_cast<std::ptrdiff_t>(prefix.size()), name.end());
         c.branchPrefix = prefix;
@@ -72,7 +77,7 @@ ErrorStatus snmpGetNextGetBulk(Context& c) {
 }
 
 ErrorStatus snmpSet(Context& c) {
-    if (!dlog.isMuted()) dlog << "set " << c.oid;
+    if (!dlog.isMuted()) dlog << "set " << c.oid << nameNote(c.oid);
     const auto at = longestPrefixOf(c.oid);
     if (at == branches.end()) return ErrorStatus::NoSuchName;
     c.setPrefix = at->first;

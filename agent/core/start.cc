@@ -53,10 +53,7 @@ std::unique_ptr<SnmpLooper> makeAgent(const Options& options) {
     return agent;
 }
 
-int runAgent(SnmpLooper& agent) {
-    if (!agent.listen()) return 1;
-    serr << "loop->init();";
-    agent.init();
+void startModules() {
     start_system_module();
     start_host_module();
     start_vendor_module();
@@ -67,6 +64,13 @@ int runAgent(SnmpLooper& agent) {
     start_health_module();
     start_vm_module();
     start_usm_module();
+}
+
+int runAgent(SnmpLooper& agent) {
+    if (!agent.listen()) return 1;
+    serr << "loop->init();";
+    agent.init();
+    startModules();
     loadPlugins(tn::rooted("/tern/lib/snmp"));
     trapMakers.push_back(alderTrapMaker);
     startSubscribers(agent.settings().get(setting::TrapGenerators));

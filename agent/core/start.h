@@ -22,6 +22,9 @@ void addOptions(CLI::App& app, Options& options);
 /// Makes the agent. Owners that live in the same process are added to it before it runs.
 [[nodiscard]] std::unique_ptr<SnmpLooper> makeAgent(const Options& options);
 
+/// Registers what the agent serves, plug-ins excepted.
+void startModules();
+
 /// Takes the agent's place on the bus, loads its settings, registers what it serves, and runs it. @return exit status
 int runAgent(SnmpLooper& agent);
 

@@ -4,6 +4,7 @@
 
 #include "agent/log.h"
 #include "agent/mib/keep.h"
+#include "agent/mib/objects.h"
 
 namespace snmp {
 
@@ -33,10 +34,10 @@ Answer endOfView(Context& c, const OID& name) {
     return kNotMine;
 }
 
-void logGroup(const std::vector<RequestItem>& items) {
+void logGroup(const std::vector<RequestItem>& items, const OID& prefix) {
     if (dlog.isMuted() || items.size() < 2) return;
     dlog << "grouping OIDs";
-    for (const RequestItem& item : items) dlog << "oid >" << item.name;
+    for (const RequestItem& item : items) dlog << "oid >" << item.name << nameNote(prefix + item.name);
 }
 
 }  // namespace
@@ -93,7 +94,7 @@ bool ColumnarBranch::writeRow(Context& c, const OID& prefix, Columns::const_iter
 Answer ColumnarBranch::get(Context& c) {
     const OID prefix = c.branchPrefix;
     const std::vector<RequestItem> items = c.peek(prefix);
-    logGroup(items);
+    logGroup(items, prefix);
     const uint32_t position = c.bindingIndex;
     for (size_t i = 0; i < items.size() && !c.out.hasOverflowed(); ++i) {
         c.bindingIndex = position + static_cast<uint32_t>(i);
@@ -115,7 +116,7 @@ Answer ColumnarBranch::getItem(Context& c, const OID& prefix, const OID& item) c
     }
     if (key.empty()) serr << "empty key";
     const auto column = item.front() == 0 ? columns_.begin() : columns_.find(item.front());
-    if (!dlog.isMuted()) dlog << "col " << item.front() << " key " << key.objectId;
+    if (!dlog.isMuted()) dlog << "col " << item.front() << " key " << key.objectId << nameNote(prefix + item);
     const std::unique_ptr<VData> list = column != columns_.end() ? rowAt(index) : nullptr;
     if (list == nullptr) {
         serr << "bad oid or column does not exist " << std::hex << item.front() << ' ' << list.get();
@@ -134,7 +135,7 @@ Answer ColumnarBranch::getNext(Context& c) {
     const OID prefix = c.branchPrefix;
     const unsigned int repetitions = std::max(c.nonRepeaters > 0 ? 1U : c.maxRepetitions, 1U);
     const std::vector<RequestItem> items = c.peek(prefix);
-    logGroup(items);
+    logGroup(items, prefix);
     const uint32_t position = c.bindingIndex;
     FirstRows first(table_);
     for (size_t i = 0; i < items.size() && !c.out.hasOverflowed(); ++i) {

@@ -3,13 +3,16 @@
 #include <array>
 #include <cstddef>
 #include <span>
+#include <string>
 #include <string_view>
 #include <type_traits>
 #include <variant>
 
 #include "agent/mib/branch.h"
 #include "agent/mib/columnar_branch.h"
+#include "agent/mib/data_provider.h"
 #include "agent/mib/keep.h"
+#include "agent/mib/objects.h"
 #include "agent/mib/packer.h"
 
 /// How a module describes what it serves. One array of rows for each group or table, in the MIB's order with the MIB's
@@ -24,10 +27,11 @@
 /// fills the record from one item of the owner's list; 3. the array of columns; 4. in the module's start function:
 ///
 ///     auto* rows = keep<GetAllProvider>(path, oneRow<Cpu::build>, objectClass);
-///     MapTable* table = keepTable(rows, {{packerFor(kIndex), tn::field::ObjectId.number}});
-///     addColumns(addColumnarBranch(OID(kProcessorEntry), table), kProcessorColumns);
+///     MapTable* table = keepTable(rows, {{kIndex, tn::field::ObjectId.number}});
+///     addTable(OID(kProcessorEntry), "hrProcessorEntry", table, kProcessorColumns);
 ///
-/// 5. a test with a scripted owner. Scalars are the same with addScalars and a GetProvider.
+/// 5. a test with a scripted owner; 6. docs/objects.md, which `tools/check_objects.py --write` makes from all of these.
+/// Scalars are the same with addScalars and a GetProvider.
 namespace snmp {
 
 /// A value that is the same for every record, and can't be set.
@@ -68,6 +72,7 @@ struct Column {
     std::string_view name;  ///< descriptor of the object in its MIB
     uint8_t syntax;         ///< BER tag of the value
     ColumnValue<Record> value;
+    Access access = Access::ReadOnly;  ///< ReadWrite: the record's reverseBuild passes a written value on
 };
 
 // The codec of a member by its type; a number that is an IpAddress has another.
@@ -127,25 +132,67 @@ const Packer* packerFor(const Column<Record>& column) {
     return std::visit(PackerMaker<Record>{column.syntax}, column.value);
 }
 
+/// Where the values of a column come from: itself when it is constant, else the source of the records.
+template <class Record>
+std::string sourceOf(const Column<Record>& column, const std::string& records) {
+    if (const auto* number = std::get_if<Constant>(&column.value)) return "constant " + std::to_string(number->value);
+    if (const auto* oid = std::get_if<ConstantOID>(&column.value)) return "constant " + OID(oid->value).str().substr(1);
+    if (const auto* text = std::get_if<ConstantText>(&column.value))
+        return text->value.empty() ? "constant, empty" : "constant since the start";
+    return records;
+}
+
+/// Names an object, whether or not it is served yet.
+/// @param records  the source of its records
+template <class Record>
+void describe(const OID& group, const Column<Record>& object, const std::string& records) {
+    objects[group + object.number] = {object.name, object.syntax, object.access, sourceOf(object, records), {}};
+}
+
+/// Registers a scalar under its group's prefix.
+/// @param provider  the source of its records; nullptr for a constant, which can't be Set
+template <class Record>
+void addScalar(std::span<const unsigned int> group, const Column<Record>& object, DataProvider* provider) {
+    describe(OID(group), object, provider != nullptr ? provider->source() : "");
+    addScalarLeaf(OID(group) + object.number, packerFor(object), provider);
+}
+
 /// Registers one scalar for each row, under the group's prefix.
 /// @param provider  gives records of the rows' class, and must live as long as the process (`keep`)
 template <class Record, size_t N>
 void addScalars(std::span<const unsigned int> group, const Column<Record> (&rows)[N], DataProvider* provider) {
-    for (const Column<Record>& row : rows) addScalarLeaf(OID(group) + row.number, packerFor(row), provider);
+    for (const Column<Record>& row : rows) addScalar(group, row, provider);
 }
 
-/// Adds each row to a table as a column.
+/// Registers a table under its entry's OID and name, a literal.
+/// @return its branch, for the caller to replace the packers of columns that need their own
 template <class Record, size_t N>
-void addColumns(ColumnarBranch* branch, const Column<Record> (&columns)[N]) {
-    for (const Column<Record>& column : columns) branch->addLeaf(column.number, packerFor(column));
+ColumnarBranch* addTable(const OID& entry, std::string_view name, MapTable* table, const Column<Record> (&columns)[N]) {
+    objects[entry] = {name, kNoTag, Access::ReadOnly, table->source(), table->indexNames()};
+    ColumnarBranch* branch = addColumnarBranch(entry, table);
+    for (const Column<Record>& column : columns) {
+        describe(entry, column, table->source());
+        branch->addLeaf(column.number, packerFor(column));
+    }
+    return branch;
 }
 
-/// Makes a table with its indexes, each a packer and the message field that carries it to the owner. Rows are named by
-/// object id when that is the only index, else by a message of all these fields. The table lives as long as the
-/// process.
-inline MapTable* keepTable(TableProvider* provider, std::initializer_list<std::pair<const Packer*, uint32_t>> indexes) {
+/// An index of a table: its column, which needn't be served, and the message field that carries it to the owner
+/// (Packer::kNoField for a constant).
+struct Index {
+    template <class Record>
+    Index(const Column<Record>& column, uint32_t fieldId)
+        : name(column.name), packer(packerFor(column)), field(fieldId) {}
+    std::string_view name;
+    const Packer* packer;
+    uint32_t field;
+};
+
+/// Makes a table with its indexes, in the order in which an instance's name has them. Rows are named by object id when
+/// that is the only index, else by a message of all these fields. The table lives as long as the process.
+inline MapTable* keepTable(TableProvider* provider, std::initializer_list<Index> indexes) {
     auto* table = keep<MapTable>(provider, /*noStdKey=*/false);
-    for (const auto& [packer, fieldId] : indexes) table->addIndex(packer, fieldId);
+    for (const Index& index : indexes) table->addIndex(index.packer, index.field, index.name);
     return table;
 }
 

@@ -20,6 +20,7 @@ class CountProvider : public DataProvider {
         record->count = table_->count();
         return record;
     }
+    std::string source() const override { return table_->source() + ", counted"; }
     /// Always false, and logged.
     bool set(Data*) override {
         serr << "CountProvider::set";

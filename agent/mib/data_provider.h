@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "agent/mib/data.h"
+#include "agent/mib/objects.h"
 
 namespace snmp {
 
@@ -16,6 +17,8 @@ class DataProvider {
     [[nodiscard]] virtual std::unique_ptr<Data> get() = 0;
     /// Writes a changed record back. False when it can't be written, and then nothing has changed.
     virtual bool set(Data* record) = 0;
+    /// Where the record comes from, for people: see Object::source.
+    [[nodiscard]] virtual std::string source() const { return "the agent"; }
 };
 
 /// A record fetched from and written to one owner. Plug-ins may derive from it.
@@ -37,6 +40,7 @@ class GetProvider : public SingleProvider {
     /// @param objectClass  sent as tn::field::GetFlags with the get
     GetProvider(BuildFunction build, std::span<const uint32_t> path, uint32_t getCommand, uint32_t setCommand,
                 uint32_t objectClass);
+    std::string source() const override { return pathText(path_); }
 
   protected:
     /// An error reply is logged and gives the record's default values: the object is served rather than failing.

@@ -13,6 +13,13 @@ void GetAllMultiProvider::addSource(RowsFunction function, uint32_t base, WriteF
     insert({base, function, write, {}});
 }
 
+std::string GetAllMultiProvider::source() const {
+    std::string all;
+    for (const MultiSource& source : sources_)
+        all += (all.empty() ? "" : ", ") + (source.function != nullptr ? "the agent" : pathText(source.source.path));
+    return all;
+}
+
 void GetAllMultiProvider::insert(MultiSource source) {
     const auto at = std::find_if(sources_.begin(), sources_.end(),
                                  [&](const MultiSource& other) { return other.base > source.base; });

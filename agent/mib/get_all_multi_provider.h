@@ -32,6 +32,7 @@ class GetAllMultiProvider : public TableProvider {
     std::unique_ptr<VData> getFirst(unsigned int count, const MapTable* table) override;
     /// Adds up the sources that answer; false when none does.
     bool getCountCMD(unsigned int& n) override;
+    std::string source() const override;
 
   private:
     /// One source and the first index that is its own.

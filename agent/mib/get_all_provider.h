@@ -5,6 +5,7 @@
 #include <span>
 #include <vector>
 
+#include "agent/mib/objects.h"
 #include "agent/mib/table.h"
 
 namespace snmp {
@@ -36,6 +37,7 @@ class GetAllProvider : public TableProvider {
     std::unique_ptr<VData> getData(const Key& key, const MapTable* table, unsigned int count) override;
     std::unique_ptr<VData> getFirst(unsigned int count, const MapTable* table) override;
     bool getCountCMD(unsigned int& n) override { return getCount(source_, n); }
+    std::string source() const override { return pathText(source_.path); }
 
     // The same for a source that is one of several. Failures are logged.
 

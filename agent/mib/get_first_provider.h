@@ -22,6 +22,7 @@ class GetFirstProvider : public SingleProvider {
     /// Object id of the row found last; queries the owner if there is none yet.
     /// @return tn::kNoId if the owner has no such row or can't be reached
     [[nodiscard]] uint32_t getFirstObjId();
+    std::string source() const override { return pathText(path_); }
 
   protected:
     std::unique_ptr<Data> getData() override;

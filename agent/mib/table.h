@@ -27,6 +27,8 @@ class Table {
     virtual bool set(const OID& index, Data* row) = 0;
     /// Number of rows; 0 when the owner fails.
     virtual unsigned int count() = 0;
+    /// Where the rows come from, for people: see Object::source.
+    [[nodiscard]] virtual std::string source() const { return "the agent"; }
     /// Appends the index sub-identifiers of a row, which must be one of this table's.
     virtual void addKeyToName(const Data* row, OID& name) const = 0;
     /// The same as an OID of its own.
@@ -52,6 +54,7 @@ class TableProvider {
     [[nodiscard]] virtual std::unique_ptr<VData> getFirst(unsigned int count, const MapTable* table) = 0;
     /// @param n  receives the number of rows, 0 when the result is false
     virtual bool getCountCMD(unsigned int& n) = 0;
+    [[nodiscard]] virtual std::string source() const { return "the agent"; }  ///< for people: see Object::source
 };
 
 /// A table whose rows an owner on the bus keeps, with its index described by packers.
@@ -63,7 +66,12 @@ class MapTable : public Table {
 
     /// Appends an index; they are consumed from an instance's name in this order.
     /// @param fieldId  the message field that carries it to the owner; Packer::kNoField for a constant
-    void addIndex(const Packer* packer, uint32_t fieldId) { indexes_.emplace_back(packer, fieldId); }
+    /// @param name     descriptor of the index object
+    void addIndex(const Packer* packer, uint32_t fieldId, std::string_view name = {}) {
+        indexes_.emplace_back(packer, fieldId);
+        indexNames_.append(indexNames_.empty() ? "" : ", ").append(name);
+    }
+    [[nodiscard]] const std::string& indexNames() const { return indexNames_; }  ///< for people: see Object::index
     /// Whether rows are named by object id: exactly one index, on that field.
     [[nodiscard]] bool hasStdKey() const;
 
@@ -72,6 +80,7 @@ class MapTable : public Table {
     std::unique_ptr<VData> getFirst(unsigned int count) override { return provider_->getFirst(count, this); }
     bool set(const OID&, Data* row) override { return provider_->setData(row, this); }
     unsigned int count() override;
+    std::string source() const override { return provider_->source(); }
     void addKeyToName(const Data* row, OID& name) const override;
     Key createKey(const OID& index, bool strict) const override;
 
@@ -82,6 +91,7 @@ class MapTable : public Table {
 
   private:
     std::vector<std::pair<const Packer*, uint32_t>> indexes_;
+    std::string indexNames_;
     TableProvider* provider_;
     bool noStdKey_;
 };

@@ -86,6 +86,7 @@ constexpr int kIeee8021d = 3;  // RFC 1493, 4.2
 constexpr Column<Bridge> kBaseObjects[] = {
     {1, "dot1dBaseBridgeAddress", tag::OctetString, FixedOctets<Bridge>{&Bridge::mac, kMacOctets}},
 };
+constexpr Column<Bridge> kStpConstants[] = {{1, "dot1dStpProtocolSpecification", tag::Integer, Constant{kIeee8021d}}};
 constexpr Column<Bridge> kStpObjects[] = {{2, "dot1dStpPriority", tag::Integer, &Bridge::priority}};
 
 // dot1dTpFdbEntry
@@ -103,11 +104,11 @@ void start_bridge_module() {
     bridges.insert_u32(interfaces::Kind, interfaces::kind::Bridge);
     bridgeProvider = keep<GetFirstProvider>(interfaces::kPath, Bridge::build, bridges);
 
-    MapTable* hosts = keepTable(keep<HostProvider>(), {{packerFor(kFdbColumns[0]), bridge::Mac.number}});
-    addColumns(addColumnarBranch(OID(under(kDot1dBridge, 4, 3, 1)), hosts), kFdbColumns);
+    MapTable* hosts = keepTable(keep<HostProvider>(), {{kFdbColumns[0], bridge::Mac.number}});
+    addTable(OID(under(kDot1dBridge, 4, 3, 1)), "dot1dTpFdbEntry", hosts, kFdbColumns);
 
     addScalars(kDot1dBase, kBaseObjects, bridgeProvider);
-    addScalarConstNumLeaf(OID(kDot1dStp) + 1, kIeee8021d, tag::Integer);
+    addScalars(kDot1dStp, kStpConstants, nullptr);
     addScalars(kDot1dStp, kStpObjects, bridgeProvider);
 }
 

@@ -142,8 +142,8 @@ constexpr Column<Resource> kPhysicalColumns[] = {
     {11, "entPhysicalSerialNum", tag::OctetString, &Resource::serial},
     {12, "entPhysicalMfgName", tag::OctetString, &Resource::mfgName},
     {13, "entPhysicalModelName", tag::OctetString, &Resource::modelName},
-    {14, "entPhysicalAlias", tag::OctetString, &Resource::alias},
-    {15, "entPhysicalAssetID", tag::OctetString, &Resource::assetId},
+    {14, "entPhysicalAlias", tag::OctetString, &Resource::alias, Access::ReadWrite},
+    {15, "entPhysicalAssetID", tag::OctetString, &Resource::assetId, Access::ReadWrite},
     {16, "entPhysicalIsFRU", tag::Integer, Constant{2}},  // false
 };
 static_assert(ascending(kPhysicalColumns));
@@ -156,8 +156,8 @@ void start_entity_module() {
     entities->addSource(Resource::chassis, kChassisIndex, Resource::writeChassis);
     entities->addSource(oneRow<Resource::buildPCI>, pci_devices::kPath, object_class::kWhole, kPciIndexes);
     entities->addSource(oneRow<Resource::buildUSB>, usb_devices::kPath, object_class::kWhole, kUsbIndexes);
-    MapTable* table = keepTable(entities, {{packerFor(kPhysicalColumns[0]), tn::field::ObjectId.number}});
-    addColumns(addColumnarBranch(OID(kPhysicalEntry), table), kPhysicalColumns);
+    MapTable* table = keepTable(entities, {{kPhysicalColumns[0], tn::field::ObjectId.number}});
+    addTable(OID(kPhysicalEntry), "entPhysicalEntry", table, kPhysicalColumns);
 }
 
 }  // namespace snmp

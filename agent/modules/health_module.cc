@@ -51,7 +51,7 @@ void serveNewReadings(const tn::message& m) {
     for (size_t i = 0; i < std::size(kReadings); ++i) {
         const Reading& reading = kReadings[i];
         if (served[i] || !m.has(reading.field)) continue;
-        addScalarLeaf(OID(kHealthBranch) + reading.object.number, packerFor(reading.object), healthProvider);
+        addScalar(kHealthBranch, reading.object, healthProvider);
         sout << "+ " << reading.name;
         served[i] = true;
     }
@@ -79,6 +79,7 @@ std::unique_ptr<Data> Health::build(const tn::message& m) {
 void start_health_module() {
     std::ranges::fill(served, false);
     healthProvider = keep<GetProvider>(Health::build, health::kPath, tn::cmd::Get, tn::cmd::Set, object_class::kWhole);
+    for (const Reading& reading : kReadings) describe(OID(kHealthBranch), reading.object, healthProvider->source());
     (void)healthProvider->get();  // serves what is measured already
     addScalars(kHealthBranch, kFanObject, healthProvider);
 }

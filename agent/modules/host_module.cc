@@ -177,13 +177,13 @@ void start_host_module() {
     auto* storage = keep<GetAllMultiProvider>();
     storage->addSource(Storage::buildRam, kRamIndex);
     storage->addSource(oneRow<Storage::buildHd>, disks::kPath, object_class::kWhole, kDiskIndexes);
-    MapTable* storageTable = keepTable(storage, {{packerFor(kStorageColumns[0]), tn::field::ObjectId.number}});
-    addColumns(addColumnarBranch(OID(kHrStorageEntry), storageTable), kStorageColumns);
+    MapTable* storageTable = keepTable(storage, {{kStorageColumns[0], tn::field::ObjectId.number}});
+    addTable(OID(kHrStorageEntry), "hrStorageEntry", storageTable, kStorageColumns);
 
     auto* processors = keep<GetAllProvider>(system_info::kPath, oneRow<Cpu::build>, object_class::kWhole);
-    MapTable* processorTable = keepTable(processors, {{packerFor(kDeviceColumns[0]), tn::field::ObjectId.number}});
-    addColumns(addColumnarBranch(OID(kHrDeviceEntry), processorTable), kDeviceColumns);
-    addColumns(addColumnarBranch(OID(kHrProcessorEntry), processorTable), kProcessorColumns);
+    MapTable* processorTable = keepTable(processors, {{kDeviceColumns[0], tn::field::ObjectId.number}});
+    addTable(OID(kHrDeviceEntry), "hrDeviceEntry", processorTable, kDeviceColumns);
+    addTable(OID(kHrProcessorEntry), "hrProcessorEntry", processorTable, kProcessorColumns);
 }
 
 }  // namespace snmp

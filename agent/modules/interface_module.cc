@@ -200,7 +200,8 @@ constexpr Column<Iface> kIfColumns[] = {
     {4, "ifMtu", tag::Integer, &Iface::mtu},
     {5, "ifSpeed", tag::Gauge32, &Iface::speed},
     {6, "ifPhysAddress", tag::OctetString, &Iface::physAddress},
-    {kAdminStatusColumn, "ifAdminStatus", tag::Integer, &Iface::adminStatus},  // see AdminStatusPacker
+    {kAdminStatusColumn, "ifAdminStatus", tag::Integer, &Iface::adminStatus,
+     Access::ReadWrite},  // see AdminStatusPacker
     {8, "ifOperStatus", tag::Integer, &Iface::operStatus},
     {9, "ifLastChange", tag::TimeTicks, Constant{0}},  // the owner keeps no such time
     {10, "ifInOctets", tag::Counter32, &Iface::inOctets32},
@@ -240,46 +241,89 @@ constexpr Column<Iface> kIfXColumns[] = {
 };
 static_assert(ascending(kIfXColumns));
 
-// Vendor counters. Columns first to last carry consecutive fields from firstField on; 3-10, 22-30 and 56-60 aren't
-// served.
+/// The counter of one field of the owner.
+constexpr Element<IfStats> counter(uint32_t field) { return {&IfStats::counters, field - counters::kFirst.number}; }
+
+// interfaceStatsEntry: docs/interface-counters.md says what each counts. Columns 3-10, 22-30 and 56-60 aren't served.
 constexpr auto kStatsEntry = under(kVendorObjects, 14, 1, 1);
 constexpr Column<IfStats> kStatsColumns[] = {
     {1, "interfaceStatsIndex", tag::Integer, &IfStats::id},
     {2, "interfaceStatsName", tag::OctetString, &IfStats::name},
+    {11, "interfaceStatsHostRxOctets", tag::Counter64, counter(1162)},
+    {12, "interfaceStatsHostRxPackets", tag::Counter64, counter(1161)},
+    {13, "interfaceStatsHostTxOctets", tag::Counter64, counter(1164)},
+    {14, "interfaceStatsHostTxPackets", tag::Counter64, counter(1163)},
+    {15, "interfaceStatsRxLengthErrors", tag::Counter64, counter(1137)},
+    {16, "interfaceStatsRxCrcErrors", tag::Counter64, counter(1138)},
+    {17, "interfaceStatsRxFrameErrors", tag::Counter64, counter(1139)},
+    {18, "interfaceStatsRxFifoErrors", tag::Counter64, counter(1140)},
+    {19, "interfaceStatsRxMissedErrors", tag::Counter64, counter(1141)},
+    {20, "interfaceStatsRxNoHandler", tag::Counter64, counter(1142)},
+    {21, "interfaceStatsRxOtherHost", tag::Counter64, counter(1143)},
+    {31, "interfaceStatsRxOctets", tag::Counter64, counter(1116)},
+    {32, "interfaceStatsRxFrames", tag::Counter64, counter(1144)},
+    {33, "interfaceStatsRxUndersize", tag::Counter64, counter(1105)},
+    {34, "interfaceStatsRx64", tag::Counter64, counter(1107)},
+    {35, "interfaceStatsRx65To127", tag::Counter64, counter(1108)},
+    {36, "interfaceStatsRx128To255", tag::Counter64, counter(1109)},
+    {37, "interfaceStatsRx256To511", tag::Counter64, counter(1110)},
+    {38, "interfaceStatsRx512To1023", tag::Counter64, counter(1111)},
+    {39, "interfaceStatsRx1024To1518", tag::Counter64, counter(1112)},
+    {40, "interfaceStatsRx1519Up", tag::Counter64, counter(1113)},
+    {41, "interfaceStatsRxOversize", tag::Counter64, counter(1114)},
+    {42, "interfaceStatsRxBroadcast", tag::Counter64, counter(1100)},
+    {43, "interfaceStatsRxMulticast", tag::Counter64, counter(1101)},
+    {44, "interfaceStatsHostRxMulticast", tag::Counter64, counter(1102)},
+    {45, "interfaceStatsRxFcsErrors", tag::Counter64, counter(1103)},
+    {46, "interfaceStatsRxAlignErrors", tag::Counter64, counter(1104)},
+    {47, "interfaceStatsRxFragments", tag::Counter64, counter(1106)},
+    {48, "interfaceStatsRxJabbers", tag::Counter64, counter(1115)},
+    {49, "interfaceStatsRxInRangeErrors", tag::Counter64, counter(1145)},
+    {50, "interfaceStatsRxOutOfRange", tag::Counter64, counter(1146)},
+    {51, "interfaceStatsRxTooLong", tag::Counter64, counter(1147)},
+    {52, "interfaceStatsRxInternalErrors", tag::Counter64, counter(1148)},
+    {53, "interfaceStatsRxSymbolErrors", tag::Counter64, counter(1149)},
+    {54, "interfaceStatsRxControl", tag::Counter64, counter(1150)},
+    {55, "interfaceStatsRxUnknownOpcodes", tag::Counter64, counter(1151)},
+    {61, "interfaceStatsTxOctets", tag::Counter64, counter(1129)},
+    {62, "interfaceStatsTxFrames", tag::Counter64, counter(1152)},
+    {63, "interfaceStatsTxErrors", tag::Counter64, counter(1159)},
+    {64, "interfaceStatsTx64", tag::Counter64, counter(1121)},
+    {65, "interfaceStatsTx65To127", tag::Counter64, counter(1122)},
+    {66, "interfaceStatsTx128To255", tag::Counter64, counter(1123)},
+    {67, "interfaceStatsTx256To511", tag::Counter64, counter(1124)},
+    {68, "interfaceStatsTx512To1023", tag::Counter64, counter(1125)},
+    {69, "interfaceStatsTx1024To1518", tag::Counter64, counter(1126)},
+    {70, "interfaceStatsTx1519Up", tag::Counter64, counter(1127)},
+    {71, "interfaceStatsTxDrops", tag::Counter64, counter(1128)},
+    {72, "interfaceStatsTxBroadcast", tag::Counter64, counter(1117)},
+    {73, "interfaceStatsTxMulticast", tag::Counter64, counter(1118)},
+    {74, "interfaceStatsTxControl", tag::Counter64, counter(1119)},
+    {75, "interfaceStatsTxFifoErrors", tag::Counter64, counter(1120)},
+    {76, "interfaceStatsTxCollisions", tag::Counter64, counter(1130)},
+    {77, "interfaceStatsTxSingleCollision", tag::Counter64, counter(1131)},
+    {78, "interfaceStatsTxMultipleCollision", tag::Counter64, counter(1132)},
+    {79, "interfaceStatsTxLateCollisions", tag::Counter64, counter(1133)},
+    {80, "interfaceStatsTxExcessCollisions", tag::Counter64, counter(1134)},
+    {81, "interfaceStatsTxDeferred", tag::Counter64, counter(1135)},
+    {82, "interfaceStatsTxExcessDeferral", tag::Counter64, counter(1136)},
+    {83, "interfaceStatsTxInternalErrors", tag::Counter64, counter(1153)},
+    {84, "interfaceStatsTxCarrierSense", tag::Counter64, counter(1154)},
+    {85, "interfaceStatsTxAborted", tag::Counter64, counter(1155)},
+    {86, "interfaceStatsTxCarrierErrors", tag::Counter64, counter(1156)},
+    {87, "interfaceStatsTxHeartbeatErrors", tag::Counter64, counter(1157)},
+    {88, "interfaceStatsTxWindowErrors", tag::Counter64, counter(1158)},
+    {89, "interfaceStatsTxCompressed", tag::Counter64, counter(1160)},
 };
-struct Run {
-    unsigned int first, last;
-    uint32_t firstField;
-};
-constexpr Run kStatsRuns[] = {
-    {11, 11, 1162}, {12, 12, 1161}, {13, 13, 1164}, {14, 14, 1163}, {15, 21, 1137}, {31, 31, 1116}, {32, 32, 1144},
-    {33, 33, 1105}, {34, 41, 1107}, {42, 46, 1100}, {47, 47, 1106}, {48, 48, 1115}, {49, 55, 1145}, {61, 61, 1129},
-    {62, 62, 1152}, {63, 63, 1159}, {64, 71, 1121}, {72, 75, 1117}, {76, 82, 1130}, {83, 88, 1153}, {89, 89, 1160},
-};
-constexpr size_t countersIn(std::span<const Run> runs) {
-    size_t n = 0;
-    for (const Run& run : runs) n += run.last - run.first + 1;
-    return n;
-}
-static_assert(countersIn(kStatsRuns) == counters::kCount);
-static_assert(counters::kCount == std::tuple_size_v<Counters>);
-
-void addRuns(ColumnarBranch* branch) {
-    for (const Run& run : kStatsRuns) {
-        for (unsigned int column = run.first; column <= run.last; ++column) {
-            const size_t counter = run.firstField + (column - run.first) - counters::kFirst.number;
-            branch->addLeaf(column, packerFor(Column<IfStats>{column, "", tag::Counter64,
-                                                              Element<IfStats>{&IfStats::counters, counter}}));
-        }
-    }
-}
+static_assert(ascending(kStatsColumns));
+static_assert(std::size(kStatsColumns) == 2 + counters::kCount && counters::kCount == std::tuple_size_v<Counters>);
 
 // Start.
 
 template <std::unique_ptr<Data> (*Build)(const tn::message&), class Record>
 MapTable* interfaceTable(const Column<Record>& index) {
     auto* rows = keep<GetAllProvider>(interfaces::kPath, oneRow<Build>, object_class::kWithInterfaceCounters);
-    return keepTable(rows, {{packerFor(index), tn::field::ObjectId.number}});
+    return keepTable(rows, {{index, tn::field::ObjectId.number}});
 }
 
 }  // namespace
@@ -287,15 +331,11 @@ MapTable* interfaceTable(const Column<Record>& index) {
 void start_interface_module() {
     MapTable* interfaces = interfaceTable<Iface::build>(kIfColumns[0]);
     addScalars(kInterfacesGroup, kIfNumber, keep<CountProvider>(interfaces));
-    ColumnarBranch* entry = addColumnarBranch(OID(kIfEntry), interfaces);
-    addColumns(entry, kIfColumns);
-    entry->addLeaf(kAdminStatusColumn, keep<AdminStatusPacker>());
-    addColumns(addColumnarBranch(OID(kIfXEntry), interfaces), kIfXColumns);
+    addTable(OID(kIfEntry), "ifEntry", interfaces, kIfColumns)->addLeaf(kAdminStatusColumn, keep<AdminStatusPacker>());
+    addTable(OID(kIfXEntry), "ifXEntry", interfaces, kIfXColumns);
 
     MapTable* stats = interfaceTable<IfStats::build>(kStatsColumns[0]);
-    ColumnarBranch* branch = addColumnarBranch(OID(kStatsEntry), stats);
-    addColumns(branch, kStatsColumns);
-    addRuns(branch);
+    addTable(OID(kStatsEntry), "interfaceStatsEntry", stats, kStatsColumns);
 
     seedLinkStates();
     scribers.push_back({"interfaces", interfaceSubscribe, interfaceUnSubscribe});

@@ -149,8 +149,10 @@ std::unique_ptr<Data> IpRoute::build(const tn::message& m, Rows& rows) {
 // Objects.
 
 constexpr auto kIp = under(kMib2, 4);
-constexpr int kForwarding = 1;
-constexpr int kDefaultTtl = 255;
+constexpr Column<Data> kIpObjects[] = {
+    {1, "ipForwarding", tag::Integer, Constant{1}},    // a router's
+    {2, "ipDefaultTTL", tag::Integer, Constant{255}},  // hops
+};
 
 // ipAddrEntry
 constexpr Column<IpAddr> kAddrColumns[] = {
@@ -220,31 +222,30 @@ static_assert(ascending(kRouteColumns));
 
 void startRoutes() {
     auto* rows = keep<GetAllProvider>(routes::kPath, IpRoute::build, object_class::kWhole);
-    MapTable* cidr = keepTable(rows, {{packerFor(kCidrColumns[0]), routes::Destination.number},
-                                      {packerFor(kCidrColumns[1]), routes::Mask.number},
-                                      {packerFor(kCidrColumns[2]), Packer::kNoField},
-                                      {packerFor(kCidrColumns[3]), routes::Gateway.number}});
-    addColumns(addColumnarBranch(OID(under(kIpForward, 4, 1)), cidr), kCidrColumns);
+    MapTable* cidr = keepTable(rows, {{kCidrColumns[0], routes::Destination.number},
+                                      {kCidrColumns[1], routes::Mask.number},
+                                      {kCidrColumns[2], Packer::kNoField},
+                                      {kCidrColumns[3], routes::Gateway.number}});
+    addTable(OID(under(kIpForward, 4, 1)), "ipCidrRouteEntry", cidr, kCidrColumns);
     addScalars(kIpForward, kCidrNumber, keep<CountProvider>(cidr));
 
-    MapTable* byDestination = keepTable(rows, {{packerFor(kRouteColumns[0]), routes::Destination.number}});
-    addColumns(addColumnarBranch(OID(under(kIp, 21, 1)), byDestination), kRouteColumns);
+    MapTable* byDestination = keepTable(rows, {{kRouteColumns[0], routes::Destination.number}});
+    addTable(OID(under(kIp, 21, 1)), "ipRouteEntry", byDestination, kRouteColumns);
 }
 
 }  // namespace
 
 void start_ip_module() {
-    addScalarConstNumLeaf(OID(kIp) + 1, kForwarding, tag::Integer);
-    addScalarConstNumLeaf(OID(kIp) + 2, kDefaultTtl, tag::Integer);
+    addScalars(kIp, kIpObjects, nullptr);
 
     auto* addressRows = keep<GetAllProvider>(addresses::kPath, IpAddr::build, object_class::kWhole);
-    MapTable* addrTable = keepTable(addressRows, {{packerFor(kAddrColumns[0]), addresses::Address.number}});
-    addColumns(addColumnarBranch(OID(under(kIp, 20, 1)), addrTable), kAddrColumns);
+    MapTable* addrTable = keepTable(addressRows, {{kAddrColumns[0], addresses::Address.number}});
+    addTable(OID(under(kIp, 20, 1)), "ipAddrEntry", addrTable, kAddrColumns);
 
     auto* arpRows = keep<GetAllProvider>(arp::kPath, oneRow<IpArp::build>, object_class::kWhole);
-    MapTable* arpTable = keepTable(arpRows, {{packerFor(kArpColumns[0]), arp::Interface.number},
-                                             {packerFor(kArpColumns[2]), arp::Address.number}});
-    addColumns(addColumnarBranch(OID(under(kIp, 22, 1)), arpTable), kArpColumns);
+    MapTable* arpTable =
+        keepTable(arpRows, {{kArpColumns[0], arp::Interface.number}, {kArpColumns[2], arp::Address.number}});
+    addTable(OID(under(kIp, 22, 1)), "ipNetToMediaEntry", arpTable, kArpColumns);
 
     startRoutes();
     startWebProxy();

@@ -109,18 +109,19 @@ constexpr Column<TreeQueue> kTreeQueueColumns[] = {
 static_assert(ascending(kTreeQueueColumns));
 
 template <std::unique_ptr<Data> (*Build)(const tn::message&), class Record, size_t N>
-void addQueues(unsigned int number, std::span<const uint32_t> path, const Column<Record>& index,
+void addQueues(unsigned int number, std::string_view entry, std::span<const uint32_t> path, const Column<Record>& index,
                const Column<Record> (&columns)[N]) {
     auto* rows = keep<GetAllProvider>(path, oneRow<Build>, object_class::kWithStatistics);
-    MapTable* table = keepTable(rows, {{packerFor(index), tn::field::ObjectId.number}});
-    addColumns(addColumnarBranch(OID(under(kQueues, number, 1)), table), columns);
+    MapTable* table = keepTable(rows, {{index, tn::field::ObjectId.number}});
+    addTable(OID(under(kQueues, number, 1)), entry, table, columns);
 }
 
 }  // namespace
 
 void startQueues() {
-    addQueues<SimpleQueue::build>(1, queues::kInterfacesPath, kSimpleQueueIndex, kSimpleQueueColumns);
-    addQueues<TreeQueue::build>(2, queues::kTreePath, kTreeQueueIndex, kTreeQueueColumns);
+    addQueues<SimpleQueue::build>(1, "simpleQueueEntry", queues::kInterfacesPath, kSimpleQueueIndex,
+                                  kSimpleQueueColumns);
+    addQueues<TreeQueue::build>(2, "treeQueueEntry", queues::kTreePath, kTreeQueueIndex, kTreeQueueColumns);
 }
 
 }  // namespace snmp

@@ -73,6 +73,7 @@ class SnmpdatProvider : public DataProvider {
         changes_.set(std::move(request));
         return true;
     }
+    std::string source() const override { return pathText(tn::getLooper()->path()) + ", its settings"; }
 
   private:
     static void write(const tn::message& request) {
@@ -87,10 +88,14 @@ class SnmpdatProvider : public DataProvider {
 
 constexpr auto kSystem = under(kMib2, 1);
 constexpr Column<Uptime> kUptimeObject[] = {{3, "sysUpTime", tag::TimeTicks, &Uptime::uptime}};
-constexpr Column<Snmpdat> kContactObject[] = {{4, "sysContact", tag::OctetString, &Snmpdat::contact}};
+constexpr Column<Snmpdat> kContactObject[] = {
+    {4, "sysContact", tag::OctetString, &Snmpdat::contact, Access::ReadWrite}};
 constexpr Column<Ident> kNameObject[] = {{5, "sysName", tag::OctetString, &Ident::name}};
-constexpr Column<Snmpdat> kLocationObject[] = {{6, "sysLocation", tag::OctetString, &Snmpdat::location}};
-constexpr int kSysServices = 78;  // layers 2, 3, 4 and 7
+constexpr Column<Snmpdat> kLocationObject[] = {
+    {6, "sysLocation", tag::OctetString, &Snmpdat::location, Access::ReadWrite}};
+constexpr Column<Data> kServicesObject[] = {
+    {7, "sysServices", tag::Integer, Constant{78}},  // layers 2, 3, 4 and 7
+};
 
 // Start.
 
@@ -115,13 +120,16 @@ DataProvider* owner(BuildFunction build, std::span<const uint32_t> path) {
 
 void start_system_module() {
     DataProvider* settings = keep<SnmpdatProvider>();
-    addScalarConstStringLeaf(OID(kSystem) + 1, systemDescription(), tag::OctetString);
-    addScalarConstOIDLeaf(OID(kSystem) + 2, systemObjectId(), tag::ObjectIdentifier);
+    const std::string description = systemDescription();
+    const OID objectId = systemObjectId();
+    const Column<Data> fixed[] = {{1, "sysDescr", tag::OctetString, ConstantText{description}},
+                                  {2, "sysObjectID", tag::ObjectIdentifier, ConstantOID{objectId}}};
+    addScalars(kSystem, fixed, nullptr);
     addScalars(kSystem, kUptimeObject, owner(Uptime::build, system_info::kPath));
     addScalars(kSystem, kContactObject, settings);
     addScalars(kSystem, kNameObject, owner(Ident::build, identity::kPath));
     addScalars(kSystem, kLocationObject, settings);
-    addScalarConstNumLeaf(OID(kSystem) + 7, kSysServices, tag::Integer);
+    addScalars(kSystem, kServicesObject, nullptr);
 }
 
 }  // namespace snmp

@@ -106,15 +106,15 @@ std::unique_ptr<Data> Neighbor::build(const tn::message& m) {
 
 constexpr auto kSystemControl = under(kVendorObjects, 7);
 constexpr Column<TheSystem> kControlObjects[] = {
-    {1, "systemReboot", tag::Integer, &TheSystem::reboot},
-    {2, "systemUsbReset", tag::Integer, &TheSystem::usbReset},
+    {1, "systemReboot", tag::Integer, &TheSystem::reboot, Access::ReadWrite},
+    {2, "systemUsbReset", tag::Integer, &TheSystem::usbReset, Access::ReadWrite},
 };
 
 constexpr auto kScriptEntry = under(kVendorObjects, 8, 1, 1);
 constexpr Column<Script> kScriptIndex = {1, "scriptIndex", tag::Integer, &Script::id};  // not served
 constexpr Column<Script> kScriptColumns[] = {
-    {2, "scriptName", tag::OctetString, &Script::name},
-    {3, "scriptRun", tag::Integer, &Script::run},
+    {2, "scriptName", tag::OctetString, &Script::name, Access::ReadWrite},
+    {3, "scriptRun", tag::Integer, &Script::run, Access::ReadWrite},
 };
 static_assert(ascending(kScriptColumns));
 
@@ -134,7 +134,7 @@ static_assert(ascending(kNeighborColumns));
 template <class Record>
 MapTable* tableOf(GetAllProvider::BuildRows build, std::span<const uint32_t> path, const Column<Record>& index) {
     auto* rows = keep<GetAllProvider>(path, build, object_class::kWhole);
-    return keepTable(rows, {{packerFor(index), tn::field::ObjectId.number}});
+    return keepTable(rows, {{index, tn::field::ObjectId.number}});
 }
 
 }  // namespace
@@ -145,10 +145,10 @@ void start_vendor_module() {
     addScalars(kSystemControl, kControlObjects, control);
 
     MapTable* scriptTable = tableOf(oneRow<Script::build>, scripts::kPath, kScriptIndex);
-    addColumns(addColumnarBranch(OID(kScriptEntry), scriptTable), kScriptColumns);
+    addTable(OID(kScriptEntry), "scriptEntry", scriptTable, kScriptColumns);
 
     MapTable* neighborTable = tableOf(oneRow<Neighbor::build>, neighbors::kPath, kNeighborIndex);
-    addColumns(addColumnarBranch(OID(kNeighborEntry), neighborTable), kNeighborColumns);
+    addTable(OID(kNeighborEntry), "neighborEntry", neighborTable, kNeighborColumns);
 }
 
 }  // namespace snmp

@@ -116,8 +116,8 @@ void start_vm_module() {
     auto* guests = keep<GetAllMultiProvider>();
     guests->addSource(oneRow<VM::buildKvm>, virtual_machines::kPath, object_class::kWhole, kKvmIndexes);
     guests->addSource(oneRow<VM::buildMeta>, podhost_guests::kPath, object_class::kWhole, kPodhostIndexes);
-    MapTable* table = keepTable(guests, {{packerFor(kVmIndex), tn::field::ObjectId.number}});
-    addColumns(addColumnarBranch(OID(kVmEntry), table), kVmColumns);
+    MapTable* table = keepTable(guests, {{kVmIndex, tn::field::ObjectId.number}});
+    addTable(OID(kVmEntry), "vmwVmEntry", table, kVmColumns);
 }
 
 }  // namespace snmp

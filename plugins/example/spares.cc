@@ -69,8 +69,8 @@ struct SpareRow : snmp::Data {
 
 constexpr snmp::Column<SpareRow> kSpareIndex = {1, "spareIndex", snmp::tag::Integer, &SpareRow::id};  // not served
 constexpr snmp::Column<SpareRow> kSpareColumns[] = {
-    {kNameColumn, "spareName", snmp::tag::OctetString, &SpareRow::name},
-    {kCountColumn, "spareCount", snmp::tag::Integer, &SpareRow::count},
+    {kNameColumn, "spareName", snmp::tag::OctetString, &SpareRow::name, snmp::Access::ReadWrite},
+    {kCountColumn, "spareCount", snmp::tag::Integer, &SpareRow::count, snmp::Access::ReadWrite},
 };
 static_assert(snmp::ascending(kSpareColumns));
 
@@ -81,8 +81,8 @@ void startSpares() {
 
     auto* rows =
         snmp::keep<snmp::GetAllProvider>(spares::kPath, snmp::oneRow<SpareRow::build>, contracts::object_class::kWhole);
-    snmp::MapTable* table = snmp::keepTable(rows, {{snmp::packerFor(kSpareIndex), tn::field::ObjectId.number}});
-    snmp::addColumns(snmp::addColumnarBranch(snmp::OID(kSpareEntry), table), kSpareColumns);
+    snmp::MapTable* table = snmp::keepTable(rows, {{kSpareIndex, tn::field::ObjectId.number}});
+    snmp::addTable(snmp::OID(kSpareEntry), "spareEntry", table, kSpareColumns);
 }
 
 }  // namespace example

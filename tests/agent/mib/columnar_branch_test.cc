@@ -18,8 +18,8 @@ class ColumnarTest : public PortsTest {
     ColumnarTest() {
         opensCommon(true);
         auto* provider = keep<GetAllProvider>(kPath, oneRow<Port::build>, 5U);
-        MapTable* table = keepTable(provider, {{packerFor(kPortColumns[0]), tn::field::ObjectId.number}});
-        addColumns(addColumnarBranch(OID{1, 3, 5}, table), kPortColumns);
+        MapTable* table = keepTable(provider, {{kPortColumns[0], tn::field::ObjectId.number}});
+        addTable(OID{1, 3, 5}, "portEntry", table, kPortColumns);
         addScalarConstNumLeaf(OID{1, 3, 6}, 6, tag::Integer);
     }
 };
