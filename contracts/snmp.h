@@ -23,7 +23,7 @@ namespace setting {
 inline constexpr tn::bool_id Enabled{1};        ///< the UDP service is on
 inline constexpr tn::string_id Contact{2};      ///< sysContact
 inline constexpr tn::string_id Location{3};     ///< sysLocation
-inline constexpr tn::string_id Community{4};    ///< stored and reported, not used
+inline constexpr tn::string_id Community{4};    ///< stored and reported, not used (compat: 89)
 inline constexpr tn::string_id EngineId{10};    ///< the administrator's part of the engine id
 inline constexpr tn::u32_id EngineBoots{13};    ///< snmpEngineBoots (RFC 3414, 2.2)
 inline constexpr tn::addr6_id Target6{14};      ///< in an element of TrapTargets: an IPv6 address

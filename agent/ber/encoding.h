@@ -15,7 +15,7 @@ inline size_t lenOctets(size_t n) { return n < 0x80 ? 1 : n < 0x100 ? 2 : 3; }
 inline uint8_t* putLen(uint8_t* at, size_t n) {
     if (n >= 0x100) {
         *at++ = 0x82;
-        *at++ = static_cast<uint8_t>(n >> 8);  // longer ones are cut to 16 bits, on purpose: no datagram holds them
+        *at++ = static_cast<uint8_t>(n >> 8);  // compat: 44, longer ones are cut to 16 bits
     } else if (n >= 0x80) {
         *at++ = 0x81;
     }

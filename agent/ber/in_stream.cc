@@ -11,6 +11,7 @@ constexpr size_t kMaxNamePasses = 3;  // over the names of one message
 
 // The line is one piece, so that each text is a cause of its own and one flood doesn't hide the others.
 tn::lstream::Line logFault(std::string_view text) {
+// compat: 115
     return tn::strangersOut << std::string("SNMP InStream: ").append(text);
 }
 
@@ -76,10 +77,10 @@ bool InStream::getInt(unsigned int* value) {
         return false;
     }
     if (length == 5 && data_[pos_] != 0) {
-        logFault("I don't support such large integers 2");
+        logFault("I don't support such large integers 2");  // compat: 97
         return false;
     }
-    const bool negative = length > 0 && data_[pos_] >= 0x80;
+    const bool negative = length > 0 && data_[pos_] >= 0x80;  // compat: 38
     unsigned int bits = negative ? ~0U : 0U;
     for (; length > 0; --length) bits = bits << 8 | data_[pos_++];
     *value = bits;
@@ -91,7 +92,8 @@ bool InStream::get64(unsigned long long* value) {
     if (length < 0) return false;
     if (length > 8) {
         // Nine octets with a leading zero are refused as well, on purpose: the agent has no writable Counter64.
-        logFault("invalig counter64 size");
+        // compat: 39. Nine octets with a leading zero are refused as well: the agent has no writable Counter64.
+        logFault("invalig counter64 size");  // compat: 94
         return false;
     }
     unsigned long long bits = 0;
@@ -129,7 +131,7 @@ bool InStream::getBits(std::vector<unsigned char>* bits) {
 }
 
 // Where a name whose content ends here really ends. A last sub-identifier whose octets all say "more" reads on after
-// the content, on purpose: only the end of the data stops it, and then the result lies past that end.
+// the content (compat: 35): only the end of the data stops it, and then the result lies past that end.
 size_t InStream::oidEnd(size_t contentEnd) const {
     if (data_[contentEnd - 1] < 0x80 || contentEnd == pos_ + 1) return contentEnd;
     while (contentEnd < size_ && data_[contentEnd] >= 0x80) ++contentEnd;
@@ -140,11 +142,11 @@ bool InStream::getOID(OID* oid) {
     const int length = tagAndLen();
     if (length < 0) return false;
     if (!has(length)) {
-        logFault("get oid overflow of message") << pos_ << " " << length << " " << size_;
+        logFault("get oid overflow of message") << pos_ << " " << length << " " << size_;  // compat: 98
         return false;
     }
     if (length == 0) {
-        *oid = {0, 0};
+        *oid = {0, 0};  // compat: 38
         return true;
     }
     const size_t end = oidEnd(pos_ + static_cast<size_t>(length));
@@ -171,12 +173,12 @@ void InStream::readSubIds(size_t end, OID* oid) {
     oid->resize(end - pos_ + 1);  // the maximum: the first octet gives two
     unsigned int* id = oid->data();
     const uint8_t* at = data_.data() + pos_;
-    *id++ = *at / 40U;
+    *id++ = *at / 40U;  // compat: 37
     *id++ = *at++ % 40U;
     for (const uint8_t* const last = data_.data() + end; at < last;) {
         unsigned int bits = 0;
         for (; *at >= 0x80; ++at) bits = bits << 7 | (*at & 0x7F);
-        *id++ = bits << 7 | *at++;
+        *id++ = bits << 7 | *at++;  // compat: 36
     }
     oid->resize(static_cast<size_t>(id - oid->data()));
     pos_ = end;
@@ -191,7 +193,7 @@ int InStream::enterSeq() {
 
 void InStream::exitSeq() {
     if (seqEnds_.empty()) {
-        logFault("exitSeq when seqEndp is empty!");
+        logFault("exitSeq when seqEndp is empty!");  // compat: 96
         return;
     }
     pos_ = seqEnds_.back();

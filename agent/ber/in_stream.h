@@ -11,11 +11,11 @@ namespace snmp {
 
 /// A cursor over one received message, read as the subset of BER that SNMP uses (RFC 3417, 8).
 ///
-/// Each getter steps over one tag without looking at it, on purpose: the caller asks getType() first and decides. It
+/// Each getter steps over one tag without looking at it (compat: 33): the caller asks getType() first and decides. It
 /// reads a length, then the content, and returns true with the cursor after the value. On failure it returns false,
 /// leaves its result untouched, logs one line on standard output, and leaves the cursor where the failing step
 /// stopped: the caller abandons the message. No read goes past the end of the data, whatever the lengths say; the ends
-/// of entered values bound nothing but isSeqEnd(), on purpose: the agent answers what its lenient peers send.
+/// of entered values bound nothing but isSeqEnd() (compat: 34): the agent answers what its lenient peers send.
 class InStream : public UberStream {
   public:
     /// A saved cursor.

@@ -142,7 +142,7 @@ bool OID::asString(std::string* text) const {
 
 bool OID::asString(unsigned int n, std::string* text) const {
     if (!areOctets(0, n)) return false;
-    // Set before the length is known to fit, on purpose: a short fixed-length index is padded from what is there.
+    // compat: 42. Set before the length is known to fit: a short fixed-length index is padded from what is there.
     text->assign(begin(), begin() + static_cast<difference_type>(std::min<size_t>(n, size())));
     return size() == n;
 }

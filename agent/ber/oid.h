@@ -25,8 +25,9 @@ class OID : public std::vector<unsigned int> {
     explicit OID(unsigned int id) : vector(1, id) {}
     OID(const unsigned int* first, const unsigned int* last) : vector(first, last) {}
     explicit OID(std::span<const unsigned int> ids) : vector(ids.begin(), ids.end()) {}
-    /// Parses dotted text; a leading dot is accepted and nothing is an error: each character that isn't a digit ends an
-    /// element, an element without digits is 0, a dot just after an end belongs to it, and numbers wrap at 32 bits.
+    /// Parses dotted text; a leading dot is accepted and nothing is an error (compat: 40): each character that isn't a
+    /// digit ends an element, an element without digits is 0, a dot just after an end belongs to it, and numbers wrap
+    /// at 32 bits.
     explicit OID(const std::string& text);
 
     OID operator+(unsigned int id) const;
@@ -50,7 +51,8 @@ class OID : public std::vector<unsigned int> {
         return size() >= prefix.size() && std::equal(prefix.begin(), prefix.end(), begin());
     }
 
-    /// Decimal numbers with a dot before each, the first included: ".1.3.6"; the stream form has no leading dot.
+    /// Decimal numbers with a dot before each, the first included: ".1.3.6"; the stream form has no leading dot
+    /// (compat: 112).
     [[nodiscard]] std::string str() const;
     friend std::ostream& operator<<(std::ostream& stream, const OID& oid);
 
@@ -81,7 +83,7 @@ class OID : public std::vector<unsigned int> {
     bool asString(unsigned int n, std::string* text) const;
     /// A copy; false and *oid untouched unless the length is n.
     bool asOID(unsigned int n, OID* oid) const;
-    /// All that follows a leading length. Always true: an empty or malformed piece leaves *oid untouched, on purpose.
+    /// All that follows a leading length. Always true: an empty or malformed piece leaves *oid untouched (compat: 41).
     bool asOID(OID* oid) const;
 
   private:

@@ -10,7 +10,7 @@ namespace {
 
 constexpr size_t kBlock = 8;                  // octets of a block of DES
 constexpr size_t kMaxAdded = 4 + kBlock - 1;  // octets that encryption adds: tag, length and padding
-constexpr uint8_t kPadding = 0x05;            // fills the last block; receivers ignore it
+constexpr uint8_t kPadding = 0x05;            // compat: 47, fills the last block; receivers ignore it
 constexpr uint8_t kOneFlagOctet = 1;
 
 }  // namespace

@@ -18,7 +18,7 @@ constexpr char kAuthFlag = 1;               ///< bits of msgFlags (RFC 3412, 6.4
 constexpr char kPrivFlag = 2;
 constexpr char kReportableFlag = 4;
 constexpr size_t kAuthParamsSize = 12;  ///< octets of an HMAC-96 digest (RFC 3414, 6.3.1)
-constexpr uint32_t kTimeWindow = 15;    ///< seconds that a message may be old; RFC 3414 allows 150
+constexpr uint32_t kTimeWindow = 15;    ///< seconds that a message may be old; RFC 3414 allows 150 (compat: 52)
 
 /// What is wrong with a v3 message, as its Report says. agent/security/v3_errors.h has text and counter of each.
 enum class V3Error : int {
@@ -28,7 +28,7 @@ enum class V3Error : int {
     UnknownUserName = 2,
     UnknownEngineId = 3,
     WrongDigest = 4,
-    DecryptionError = 5,  ///< never set: what can't be decrypted is dropped
+    DecryptionError = 5,  ///< never set: what can't be decrypted is dropped (compat: 53)
 };
 constexpr size_t kV3Errors = 6;  ///< kinds of errors
 

@@ -11,18 +11,19 @@ namespace snmp {
 
 namespace {
 
-constexpr uint32_t kMaxRepetitions = 50;
+constexpr uint32_t kMaxRepetitions = 50;  // compat: 8
 
 struct Operation {
     uint8_t pdu;
     ErrorStatus (*answer)(Context&);  ///< answers the varbind being served
     bool Item::*access;               ///< what the community needs
-    ErrorStatus denied;               ///< and is told without it
+    ErrorStatus denied;               ///< the error without it (compat: 17)
 };
 
 constexpr Operation kOperations[] = {
     {pdu::GetRequest, snmpGet, &Item::readAccess, ErrorStatus::NoSuchName},
     {pdu::GetNextRequest, snmpGetNextGetBulk, &Item::readAccess, ErrorStatus::NoSuchName},
+    // compat: 10
     {pdu::GetBulkRequest, snmpGetNextGetBulk, &Item::readAccess, ErrorStatus::NoSuchName},
     {pdu::SetRequest, snmpSet, &Item::writeAccess, ErrorStatus::ReadOnly},
 };
@@ -54,9 +55,9 @@ bool admitCommunity(Context& c, const IPAddr6& source, Request& request) {
     if (!c.in.getString(&c.community)) return false;
     if (!slog.isMuted()) slog << "community: " << c.community;
     request.entry = loop->communities().find(c.community);
-    // An entry with a security level is a v3 user: its name alone opens nothing.
+    // An entry with a security level is a v3 user: its name alone opens nothing. Any other opens by name (compat: 58).
     if (request.entry == nullptr || request.entry->security != 0 || !request.entry->accepts(source)) {
-        return drop(slog, " authentification failed");
+        return drop(slog, " authentification failed");  // compat: 99
     }
     c.out.add(c.community, tag::OctetString);
     return true;
@@ -95,7 +96,7 @@ ErrorStatus setBulkCounters(Context& c, Request& request) {
         request.repetitions = 0;
         return ErrorStatus::NoError;
     }
-    if (request.repetitions == 0 && c.nonRepeaters == 0) {
+    if (request.repetitions == 0 && c.nonRepeaters == 0) {  // compat: 9
         dlog << "error: no data requested";
         return ErrorStatus::BadValue;
     }
@@ -136,8 +137,8 @@ ErrorStatus answerBindings(Context& c, Request& request) {
         // With max-repetitions 0 the repeating names ask for nothing.
         if (c.isBulk() && c.nonRepeaters == 0 && request.repetitions == 0 && c.maxRepetitions == 0) break;
         const ErrorStatus status = answerBinding(c, *operation, request);
-        if (status != ErrorStatus::NoError) return status;
-        if (c.out.hasOverflowed()) return ErrorStatus::TooBig;
+        if (status != ErrorStatus::NoError) return status;      // compat: 32
+        if (c.out.hasOverflowed()) return ErrorStatus::TooBig;  // compat: 12
         c.processSeqEnd();
     }
     return ErrorStatus::NoError;
@@ -151,11 +152,11 @@ void addNullBinding(Context& c) {
 
 /// Appends the failing varbind, in v1 (RFC 1157, 4.1.2) also those after it, as far as a reply has room.
 void addUnserved(Context& c, uint32_t failed) {
-    if (!c.isV1()) return addNullBinding(c);
+    if (!c.isV1()) return addNullBinding(c);  // compat: 15
     c.in.restoreSeq(c.firstBinding);
     c.bindingIndex = 0;
     while (!c.out.hasOverflowed() && !c.in.isSeqEnd() && c.processSeqStart()) {
-        if (c.bindingIndex >= failed) addNullBinding(c);
+        if (c.bindingIndex >= failed) addNullBinding(c);  // compat: 16
         c.processSeqEnd();
     }
 }
@@ -166,7 +167,7 @@ void rewriteAsError(Context& c, ErrorStatus status, const Request& request) {
     if (!dlog.isMuted()) dlog << "error: " << errorStatusText(status);
     const uint32_t failed = c.bindingIndex;
     if (failed > 0 && status != ErrorStatus::TooBig) addUnserved(c, failed);
-    if (status == ErrorStatus::NoSuchName && !c.out.hasOverflowed()) c.out.addErrorIndex(failed);
+    if (status == ErrorStatus::NoSuchName && !c.out.hasOverflowed()) c.out.addErrorIndex(failed);  // compat: 14
     if (c.out.hasOverflowed()) {
         status = ErrorStatus::TooBig;
         c.out.addErrorIndex(0);
@@ -188,7 +189,7 @@ bool closeMessage(Context& c, const Request& request) {
 bool createReply(Context& c, const IPAddr6& source) {
     Request request;
     if (!copyVersion(c, source)) return false;
-    if (c.version > kVersion3) return drop(dlog, "peer version not supported");
+    if (c.version > kVersion3) return drop(dlog, "peer version not supported");  // compat: 1
     const bool admitted =
         c.version == kVersion3 ? admitUser(c, source, request.entry) : admitCommunity(c, source, request);
     if (!admitted || !copyPduHeader(c, request)) return false;

@@ -40,10 +40,11 @@ ErrorStatus snmpGet(Context& c) {
     auto next = branches.upper_bound(c.oid);
     if (next == branches.begin()) return ErrorStatus::NoSuchName;
     const auto& [prefix, branch] = *--next;
-    if (!c.oid.hasPrefix(prefix)) return ErrorStatus::NoSuchName;
+    if (!c.oid.hasPrefix(prefix)) return ErrorStatus::NoSuchName;  // compat: 18
 
     c.branchPrefix = prefix;
     c.oid.erase(c.oid.begin(), c.oid.begin() + static_cast<std::ptrdiff_t>(prefix.size()));
+    // compat: 2
     return branch->get(c) != kNotMine ? ErrorStatus::NoError : ErrorStatus::NoSuchName;
 }
 
@@ -65,6 +66,7 @@ ErrorStatus snmpGetNextGetBulk(Context& c) {
         // takes the first object everywhere else.
         const bool covered = first && name.hasPrefix(prefix);
         if (!dlog.isMuted()) {
+            // compat: 108
             sout << (covered ? "getnext found match   " : "getnext found         ") << prefix.str() << nameNote(prefix);
         }
         c.oid.clear();
@@ -73,13 +75,13 @@ ErrorStatus snmpGetNextGetBulk(Context& c) {
         if (branch->getNext(c) != kNotMine) return ErrorStatus::NoError;
         if (c.branchStatus != ErrorStatus::NoError) return c.branchStatus;
     }
-    return ErrorStatus::NoSuchName;
+    return ErrorStatus::NoSuchName;  // compat: 3
 }
 
 ErrorStatus snmpSet(Context& c) {
     if (!dlog.isMuted()) dlog << "set " << c.oid << nameNote(c.oid);
     const auto at = longestPrefixOf(c.oid);
-    if (at == branches.end()) return ErrorStatus::NoSuchName;
+    if (at == branches.end()) return ErrorStatus::NoSuchName;  // compat: 29
     c.setPrefix = at->first;
     c.setSuffix.assign(c.oid.begin() + static_cast<std::ptrdiff_t>(c.setPrefix.size()), c.oid.end());
     return at->second->set(c) != kNotMine ? ErrorStatus::NoError : ErrorStatus::NoSuchName;

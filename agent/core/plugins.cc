@@ -90,13 +90,13 @@ void load(const std::string& path) {
         return;
     }
     serr << "plugin loaded: " << path;
-    if (isForThisVersion(object, path)) start(object, path);
+    if (isForThisVersion(object, path)) start(object, path);  // compat: 91
 }
 
 void search(const std::string& directory, unsigned& folders) {
     if (directory.size() > kLongestPath) {
         serr << "Refusing to search for snmp plugins in following directory, because it's path is longer than 128 "
-                "characters (recursive symlink?):";
+                "characters (recursive symlink?):";  // compat: 101
         serr << directory;
         return;
     }
@@ -112,7 +112,7 @@ void search(const std::string& directory, unsigned& folders) {
         if (name.starts_with('.')) continue;
         const std::string path = directory + "/" + name;
         struct stat file {};
-        if (stat(path.c_str(), &file) != 0) return;
+        if (stat(path.c_str(), &file) != 0) return;  // compat: 92
         if (S_ISDIR(file.st_mode)) {
             search(path, folders);
         } else if (S_ISREG(file.st_mode) && name.size() > kSuffix.size() && name.ends_with(kSuffix)) {

@@ -38,7 +38,7 @@ SnmpLooper::SnmpLooper(uint16_t port, uint16_t trapPort)
       port_(port),
       traps_(settings_, communities_, v3Server_, trapPort) {
     loop = this;
-    serr << "communityKeep = new CommunityKeep;";
+    serr << "communityKeep = new CommunityKeep;";  // compat: 102
     serr << "communityKeep->init();";
     communities_.init();
     serr << "addHandler(snmp::ID_COMMUNITIES, communityKeep);";
@@ -56,7 +56,7 @@ void SnmpLooper::init() {
     policySet().add_policy(contracts::snmp::trap::kSend, tn::right::Write);
     if (store_.find(kRecord)) {
         Settings stored = Settings::read(store_.get(kRecord));
-        stored.setEngineBoots(tn::getUptime() < kJustBooted ? 0 : stored.get(setting::EngineBoots) + 1);
+        stored.setEngineBoots(tn::getUptime() < kJustBooted ? 0 : stored.get(setting::EngineBoots) + 1);  // compat: 60
         serr << "engineBoots = " << stored.get(setting::EngineBoots);
         adopt(std::move(stored));
         if (!store_.set(kRecord, settings_.getConfig())) serr << "settings not written: " << store_.lastError();

@@ -47,7 +47,7 @@ void addOptions(CLI::App& app, Options& options) {
 std::unique_ptr<SnmpLooper> makeAgent(const Options& options) {
     slog.mute(!options.logRequests);
     dlog.mute(!options.debug);
-    serr << "loop = new SnmpLooper();";
+    serr << "loop = new SnmpLooper();";  // compat: 103
     auto agent = std::make_unique<SnmpLooper>(options.port, options.trapPort);
     agent->v3Server().strictDigest = options.strictUsm;
     return agent;

@@ -49,7 +49,7 @@ const Item* findUser(Context& c, const IPAddr6& source) {
 
 /// The level of the reply: that of the request, but nothing is signed or encrypted for a peer that has no key for it.
 uint32_t replyLevel(const Context& c, const Item* entry) {
-    const bool isForged = loop->v3Server().strictDigest && !c.in.isAuthenticated();
+    const bool isForged = loop->v3Server().strictDigest && !c.in.isAuthenticated();  // compat: 51
     const bool hasKey = c.v3Error != V3Error::UnknownUserName && !keysOf(entry).digest.empty();
     return hasKey && !isForged ? c.in.securityLevel() : security_level::None;
 }
@@ -67,7 +67,7 @@ bool admitUser(Context& c, const IPAddr6& source, const Item*& entry) {
     // The PDU type says whether a Report may be sent, or a flag when the PDU can't be read (RFC 3412, 7.1).
     if (c.in.isSealed() && (c.in.v3Info().msgFlags[0] & kReportableFlag) == 0) return drop(c, "bad v3 packet digest");
     if (isBelow) report(c, V3Error::UnsupportedLevel);
-    if (entry == nullptr || !entry->accepts(source)) report(c, V3Error::UnknownUserName);
+    if (entry == nullptr || !entry->accepts(source)) report(c, V3Error::UnknownUserName);  // compat: 57
     const uint32_t level = replyLevel(c, entry);
     if (level == security_level::None) c.in.clearAuthPrivInfo();
     if (c.v3Error != V3Error::None) countError(c);

@@ -53,8 +53,8 @@ class Hash {
 }  // namespace
 
 Octets passwordToAKey(std::string_view password, uint32_t method) {
-    if (password.empty()) return {};
-    std::string piece;  // whole repetitions: each piece goes on where the last one ended
+    if (password.empty()) return {};  // compat: 59
+    std::string piece;                // whole repetitions: each piece goes on where the last one ended
     while (piece.size() < kPiece) piece += password;
     Hash hash(methodOf(method));
     for (size_t left = kHashed; left > 0;) {

@@ -15,7 +15,7 @@ Branch*& addBranch(const OID& oid) {
     if (isNew) {
         serr << "addBranch " << oid;
     } else {
-        sout << "replacing branch (dup): " << oid;
+        sout << "replacing branch (dup): " << oid;  // compat: 19
     }
     return slot->second;
 }
@@ -40,7 +40,7 @@ Answer getNextCompletion(Context& c) {
     if (c.pendingEndOfView == 0 || c.out.hasOverflowed()) return kAnswered;
     const auto next = branches.upper_bound(c.branchPrefix);
     if (next == branches.end()) {
-        serr << "EOMV";
+        serr << "EOMV";  // compat: 107
         return kAnswered;
     }
     c.oid.clear();

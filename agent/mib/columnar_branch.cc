@@ -106,21 +106,22 @@ Answer ColumnarBranch::get(Context& c) {
 Answer ColumnarBranch::getItem(Context& c, const OID& prefix, const OID& item) const {
     if (item.size() < 2) {
         serr << (item.empty() ? "bad oid key" : "bad key");
-        return noSuchInstance(c, prefix);
+        return noSuchInstance(c, prefix);  // compat: 22
     }
     const OID index = indexOf(item);
     const Key key = table_->createKey(index, /*strict=*/true);
     if (key.bad) {
         serr << "bad key";
-        return noSuchInstance(c, prefix);
+        return noSuchInstance(c, prefix);  // compat: 22
     }
     if (key.empty()) serr << "empty key";
+    // compat: 23
     const auto column = item.front() == 0 ? columns_.begin() : columns_.find(item.front());
     if (!dlog.isMuted()) dlog << "col " << item.front() << " key " << key.objectId << nameNote(prefix + item);
     const std::unique_ptr<VData> list = column != columns_.end() ? rowAt(index) : nullptr;
     if (list == nullptr) {
-        serr << "bad oid or column does not exist " << std::hex << item.front() << ' ' << list.get();
-        return noSuchInstance(c, prefix + item);
+        serr << "bad oid or column does not exist " << std::hex << item.front() << ' ' << list.get();  // compat: 111
+        return noSuchInstance(c, prefix + item);                                                       // compat: 24
     }
     c.out.startSeq(tag::Sequence);
     c.out.addOID(prefix + item, tag::ObjectIdentifier);
@@ -150,7 +151,7 @@ Answer ColumnarBranch::getNextItem(Context& c, const OID& prefix, const OID& ite
     c.pendingEndOfView = repetitions;
     const unsigned int asked = item.empty() ? 0 : item.front();
     auto column = columns_.lower_bound(asked);
-    if (column == columns_.end()) return endOfView(c, prefix + item);
+    if (column == columns_.end()) return endOfView(c, prefix + item);  // compat: 5
     // In a column other than the requested one the index means nothing: its first row is next.
     Key key = table_->createKey(column->first == asked ? indexOf(item) : OID(), /*strict=*/false);
     if (key.index.empty()) {
@@ -159,7 +160,7 @@ Answer ColumnarBranch::getNextItem(Context& c, const OID& prefix, const OID& ite
     }
     key.skipFirst = !key.empty() && !key.relaxed;
     const std::unique_ptr<VData> list = table_->getNext(key, repetitions);
-    if (list == nullptr) return endOfView(c, prefix + item);
+    if (list == nullptr) return endOfView(c, prefix + item);  // compat: 6
     for (const std::unique_ptr<Data>& row : list->rows) {
         if (!writeRow(c, prefix, column, row.get())) return kAnswered;
     }
@@ -206,7 +207,7 @@ Answer ColumnarBranch::set(Context& c) {
     const std::unique_ptr<VData> list = rowAt(index);
     if (list == nullptr) return kNotMine;
     Data* row = list->rows.front().get();
-    // As with a scalar: a value that doesn't fit and an owner that refuses leave things as they are.
+    // As with a scalar: a value that doesn't fit and an owner that refuses leave things as they are (compat: 27, 28).
     column->second->take(row, c);
     table_->set(index, row);
     c.out.startSeq(tag::Sequence);

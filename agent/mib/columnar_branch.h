@@ -38,7 +38,7 @@ class ColumnarBranch : public Branch {
 
     Answer getItem(Context& c, const OID& prefix, const OID& item) const;
     /// Serves one name of a group: the rows after it in its column, then the following columns, then the following
-    /// branches.
+    /// branches. Other names of a GetBulk wait (compat: 7).
     Answer getNextItem(Context& c, const OID& prefix, const OID& item, unsigned int repetitions,
                        FirstRows& first) const;
     /// Writes all rows of this column and of those after it, as far as rows remain; true when none remains.

@@ -14,8 +14,8 @@ GetProvider::GetProvider(BuildFunction build, std::span<const uint32_t> path, ui
 std::unique_ptr<Data> GetProvider::getData() {
     const tn::message reply = tn::getLooper()->exchangeMessage(get_);
     if (!tn::isError(reply)) return build_(reply);
-    serr << "GetProvider::getData error: " << tn::getError(reply);
-    return build_({});
+    serr << "GetProvider::getData error: " << tn::getError(reply);  // compat: 109
+    return build_({});                                              // compat: 20
 }
 
 bool GetProvider::setData(Data* record) {

@@ -40,7 +40,7 @@ constexpr std::array<std::string_view, 19> kErrorStatusText = {
     "wrong length",       "wrong encoding",
     "wrong value",        "no creation",
     "inconsistent value", "resource unavailable",
-    "commmit failed",  // three m: people grep for this text
+    "commmit failed",  // compat: 93
     "undo failed",        "auth err",
     "not writable",       "inconsistent name",
 };

@@ -23,7 +23,7 @@ Answer ScalarLeaf::passOn(Context& c) {
     if (c.pendingEndOfView == 0) return kAnswered;
     const OID prefix = c.branchPrefix;
     const Answer answer = getNextCompletion(c);
-    if (answer != kNotMine) c.addEndOfMibView(prefix);
+    if (answer != kNotMine) c.addEndOfMibView(prefix);  // compat: 4
     return answer;
 }
 
@@ -55,11 +55,11 @@ Answer ScalarLeaf::getNext(Context& c) {
 }
 
 Answer ScalarLeaf::set(Context& c) {
-    if (provider_ == nullptr) return kNotMine;
+    if (provider_ == nullptr) return kNotMine;  // compat: 29
     const std::unique_ptr<Data> record = provider_->get();
     if (record == nullptr) return kNotMine;
     // A value of the wrong type or size and an owner that refuses leave things as they are; the varbind shows the
-    // record's value and succeeds all the same, on purpose.
+    // record's value and succeeds all the same (compat: 27).
     packer_->take(record.get(), c);
     provider_->set(record.get());
     c.out.startSeq(tag::Sequence);

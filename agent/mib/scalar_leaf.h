@@ -6,7 +6,7 @@
 
 namespace snmp {
 
-/// A scalar object: one instance, .0. A Get needs that instance exactly; a Set is accepted on any, on purpose.
+/// A scalar object: one instance, .0. A Get needs that instance exactly; a Set is accepted on any (compat: 31).
 class ScalarLeaf : public Branch {
   public:
     /// Both must outlive the leaf.

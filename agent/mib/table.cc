@@ -50,7 +50,7 @@ void MapTable::addKeyToName(const Data* row, OID& name) const {
     for (const auto& [packer, fieldId] : indexes_) packer->addKeyToName(row, name);
 }
 
-bool MapTable::addKeyToMessage(const OID& index, tn::message& m) const {
+bool MapTable::addKeyToMessage(const OID& index, tn::message& m) const {  // compat: 25
     OID rest = index;
     for (const auto& [packer, fieldId] : indexes_) {
         const size_t left = rest.size();

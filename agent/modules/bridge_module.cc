@@ -92,7 +92,7 @@ constexpr Column<Bridge> kStpObjects[] = {{2, "dot1dStpPriority", tag::Integer, 
 // dot1dTpFdbEntry
 constexpr Column<Host> kFdbColumns[] = {
     {1, "dot1dTpFdbAddress", tag::OctetString, FixedOctets<Host>{&Host::mac, kMacOctets}},
-    {2, "dot1dTpFdbPort", tag::Integer, &Host::port},
+    {2, "dot1dTpFdbPort", tag::Integer, &Host::port},  // compat: 71
     {3, "dot1dTpFdbStatus", tag::Integer, &Host::status},
 };
 static_assert(ascending(kFdbColumns));

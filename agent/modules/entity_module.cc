@@ -87,7 +87,7 @@ void Resource::chassis(Rows& rows) {
     record->containedIn = 0;
 
     const tn::message system = tn::getLooper()->exchangeMessage(tn::request(system_info::kPath, tn::cmd::Get));
-    if (tn::isError(system)) sout << "exchangeCmd ID_SYSTEM ID_SYSINFO: " << tn::getError(system);
+    if (tn::isError(system)) sout << "exchangeCmd ID_SYSTEM ID_SYSINFO: " << tn::getError(system);  // compat: 106
     record->descr =
         "Tarnix " + system.get_string(system_info::Release) + " on " + system.get_string(system_info::Version);
     record->name = system.get_string(system_info::Model);
@@ -129,7 +129,7 @@ std::unique_ptr<Data> Resource::buildUSB(const tn::message& m) {
 // entPhysicalEntry
 constexpr auto kPhysicalEntry = under(kMib2, 47, 1, 1, 1, 1);
 constexpr Column<Resource> kPhysicalColumns[] = {
-    {1, "entPhysicalIndex", tag::Integer, &Resource::index},
+    {1, "entPhysicalIndex", tag::Integer, &Resource::index},  // compat: 72
     {2, "entPhysicalDescr", tag::OctetString, &Resource::descr},
     {3, "entPhysicalVendorType", tag::ObjectIdentifier, ConstantOID{kZeroDotZero}},
     {4, "entPhysicalContainedIn", tag::Integer, &Resource::containedIn},

@@ -32,7 +32,7 @@ DataProvider* healthProvider = nullptr;
 constexpr auto kHealthBranch = under(kVendorObjects, 3);
 constexpr Column<Health> kFanObject[] = {{9, "healthActiveFan", tag::OctetString, &Health::fan}};
 
-/// A reading that is served from the first time on that its owner has it.
+/// A reading that is served from the first time on that its owner has it (compat: 76).
 struct Reading {
     const char* name;
     tn::u32_id field;

@@ -69,7 +69,7 @@ struct KindRow {
     unsigned int type;   // IANAifType
 };
 
-constexpr KindRow kOtherKind = {interfaces::kind::Other, SpeedOf::Kind, 10'000'000, 1};
+constexpr KindRow kOtherKind = {interfaces::kind::Other, SpeedOf::Kind, 10'000'000, 1};  // compat: 63
 // Owners elsewhere have more kinds than contracts/interfaces.h names: those are numbers here.
 constexpr KindRow kKinds[] = {
     {interfaces::kind::Ethernet, SpeedOf::Interface, 0, 6},
@@ -203,10 +203,10 @@ constexpr Column<Iface> kIfColumns[] = {
     {kAdminStatusColumn, "ifAdminStatus", tag::Integer, &Iface::adminStatus,
      Access::ReadWrite},  // see AdminStatusPacker
     {8, "ifOperStatus", tag::Integer, &Iface::operStatus},
-    {9, "ifLastChange", tag::TimeTicks, Constant{0}},  // the owner keeps no such time
+    {9, "ifLastChange", tag::TimeTicks, Constant{0}},  // compat: 65, the owner keeps no such time
     {10, "ifInOctets", tag::Counter32, &Iface::inOctets32},
     {11, "ifInUcastPkts", tag::Counter32, &Iface::inUcast32},
-    {12, "ifInNUcastPkts", tag::Counter32, Constant{0}},  // counted as unicast
+    {12, "ifInNUcastPkts", tag::Counter32, Constant{0}},  // compat: 64, counted as unicast
     {13, "ifInDiscards", tag::Counter32, &Iface::inDiscards},
     {14, "ifInErrors", tag::Counter32, &Iface::inErrors},
     {15, "ifInUnknownProtos", tag::Counter32, Constant{0}},  // not counted
@@ -220,7 +220,7 @@ constexpr Column<Iface> kIfColumns[] = {
 };
 static_assert(ascending(kIfColumns));
 
-// ifXEntry. Columns 14, 16, 17 and 19 aren't served.
+// ifXEntry. Columns 14, 16, 17 and 19 aren't served (compat: 66).
 constexpr auto kIfXEntry = under(kMib2, 31, 1, 1, 1);
 constexpr Column<Iface> kIfXColumns[] = {
     {1, "ifName", tag::OctetString, &Iface::name},
@@ -236,7 +236,7 @@ constexpr Column<Iface> kIfXColumns[] = {
     {11, "ifHCOutUcastPkts", tag::Counter64, &Iface::outUcast64},
     {12, "ifHCOutMulticastPkts", tag::Counter64, Constant{0}},
     {13, "ifHCOutBroadcastPkts", tag::Counter64, Constant{0}},
-    {15, "ifHighSpeed", tag::Gauge32, Constant{0}},  // ifSpeed tells; always 0, on purpose
+    {15, "ifHighSpeed", tag::Gauge32, Constant{0}},  // compat: 62, ifSpeed has it
     {18, "ifAlias", tag::OctetString, &Iface::alias},
 };
 static_assert(ascending(kIfXColumns));

@@ -3,7 +3,7 @@
 //     ipAddrTable          INDEX { ipAdEntAddr }
 //     ipNetToMediaTable    INDEX { ipNetToMediaIfIndex, ipNetToMediaNetAddress }
 //     ipCidrRouteTable     INDEX { ipCidrRouteDest, ipCidrRouteMask, ipCidrRouteTos, ipCidrRouteNextHop }
-//     ipRouteTable         INDEX { ipRouteDest }    of several routes to one destination the first
+//     ipRouteTable         INDEX { ipRouteDest }    of several routes to one destination the first (compat: 70)
 //
 // No column changes anything: a Set is answered and leaves things as they are.
 
@@ -150,6 +150,7 @@ std::unique_ptr<Data> IpRoute::build(const tn::message& m, Rows& rows) {
 
 constexpr auto kIp = under(kMib2, 4);
 constexpr Column<Data> kIpObjects[] = {
+    // compat: 68
     {1, "ipForwarding", tag::Integer, Constant{1}},    // a router's
     {2, "ipDefaultTTL", tag::Integer, Constant{255}},  // hops
 };
@@ -173,7 +174,7 @@ constexpr Column<IpArp> kArpColumns[] = {
 };
 static_assert(ascending(kArpColumns));
 
-constexpr Constant kNoMetric{-1};
+constexpr Constant kNoMetric{-1};  // compat: 69
 
 // ipCidrRouteEntry
 constexpr auto kIpForward = under(kIp, 24);

@@ -17,7 +17,7 @@ namespace object_class = contracts::object_class;
 namespace proxy = contracts::proxy;
 
 struct Proxy : Data {
-    unsigned int memory = 0, storage = 0;  // octets, like all sizes here; they wrap at 4 GiB
+    unsigned int memory = 0, storage = 0;  // compat: 74, octets, like all sizes here; they wrap at 4 GiB
     unsigned int age = 0;                  // seconds
     unsigned int hits = 0, sentToClients = 0;
     unsigned int serverRequests = 0, receivedFromServers = 0, sentToServers = 0;
@@ -44,9 +44,9 @@ constexpr auto kCacheSystem = under(kCache, 1);
 constexpr Column<Proxy> kCacheSystemObjects[] = {
     {1, "cacheSysVMsize", tag::Integer, &Proxy::memory},
     {2, "cacheSysStorage", tag::Integer, &Proxy::storage},
-    {3, "cacheUptime", tag::Integer, &Proxy::age},
+    {3, "cacheUptime", tag::Integer, &Proxy::age},  // compat: 75
 };
-constexpr auto kCacheProtocols = under(kCache, 3, 2);
+constexpr auto kCacheProtocols = under(kCache, 3, 2);  // compat: 73
 constexpr Column<Proxy> kCacheProtocolObjects[] = {
     {2, "cacheHttpHits", tag::Integer, &Proxy::hits},
     {5, "cacheHttpOutKb", tag::Integer, &Proxy::sentToClients},

@@ -87,19 +87,19 @@ class SnmpdatProvider : public DataProvider {
 // Objects.
 
 constexpr auto kSystem = under(kMib2, 1);
-constexpr Column<Uptime> kUptimeObject[] = {{3, "sysUpTime", tag::TimeTicks, &Uptime::uptime}};
+constexpr Column<Uptime> kUptimeObject[] = {{3, "sysUpTime", tag::TimeTicks, &Uptime::uptime}};  // compat: 67
 constexpr Column<Snmpdat> kContactObject[] = {
     {4, "sysContact", tag::OctetString, &Snmpdat::contact, Access::ReadWrite}};
 constexpr Column<Ident> kNameObject[] = {{5, "sysName", tag::OctetString, &Ident::name}};
 constexpr Column<Snmpdat> kLocationObject[] = {
     {6, "sysLocation", tag::OctetString, &Snmpdat::location, Access::ReadWrite}};
 constexpr Column<Data> kServicesObject[] = {
-    {7, "sysServices", tag::Integer, Constant{78}},  // layers 2, 3, 4 and 7
+    {7, "sysServices", tag::Integer, Constant{78}},  // compat: 68, layers 2, 3, 4 and 7
 };
 
 // Start.
 
-std::string systemDescription() {
+std::string systemDescription() {  // compat: 78
     const tn::message reply = tn::getLooper()->exchangeMessage(tn::request(system_info::kPath, tn::cmd::Get));
     if (tn::isError(reply)) sout << "exchangeCmd ID_SYSTEM ID_SYSINFO: " << tn::getError(reply);
     return "Tarnix " + reply.get_string(system_info::Version);

@@ -60,8 +60,8 @@ struct Neighbor : Data {
 
 void TheSystem::reverseBuild(tn::message&) {
     if (reboot != 0) {
-        serr << "TheSystem::REBOOT";
-        RequestWrites::writeNow();  // before the machine goes down
+        serr << "TheSystem::REBOOT";  // compat: 105
+        RequestWrites::writeNow();    // before the machine goes down
         (void)tn::getLooper()->exchangeMessage(tn::request(system::kPath, system::kReboot));
     }
     if (usbReset != 0) {
@@ -83,7 +83,7 @@ std::unique_ptr<Data> Script::build(const tn::message& m) {
 void Script::reverseBuild(tn::message& m) {
     m.insert_u32(tn::field::ObjectId, id);
     if (run != 0) {
-        serr << "Run, FOREST, run!";
+        serr << "Run, FOREST, run!";  // compat: 104
         m.insert_u32(tn::field::Command, scripts::kRun);
     } else {
         m.insert_string(scripts::Name, name);

@@ -77,7 +77,7 @@ std::unique_ptr<Data> VM::buildKvm(const tn::message& m) {
     record->cpus = m.get_u32(virtual_machines::Processors);
     record->memory = m.get_u32(virtual_machines::Memory);
     record->state = stateName(kKvmStates, m.get_u32(virtual_machines::State));
-    // Each part ends with a space, also the last one, on purpose: readers split the text there.
+    // compat: 77. Each part ends with a space, also the last one: readers split the text there.
     for (const tn::string_id part : {virtual_machines::Disk, virtual_machines::Kernel, virtual_machines::Initrd}) {
         record->config += m.get_string(part);
         addSpace(record->config);

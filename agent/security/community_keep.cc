@@ -15,7 +15,7 @@ void CommunityKeep::init() {
     if (!objects().empty()) return;
     auto entry = std::make_unique<Item>();
     entry->id = allocator_.allocate();
-    entry->name = "common";
+    entry->name = "common";  // compat: 90
     insert(std::move(entry));
 }
 
@@ -59,12 +59,12 @@ tn::message CommunityKeep::doSet(Item* current, Item* changed) {
         regenerateKeys();  // in the loop's next turn, when the change has been made
         return {};
     }
-    return tn::errorMsg(tn::error::Refused, "community with the same name already exists!");
+    return tn::errorMsg(tn::error::Refused, "community with the same name already exists!");  // compat: 113
 }
 
 tn::message CommunityKeep::doRemove(Item* removed) {
     if (removed->id != 0) return {};
-    return tn::errorMsg(tn::error::Refused, "can not remove default community");
+    return tn::errorMsg(tn::error::Refused, "can not remove default community");  // compat: 113
 }
 
 }  // namespace snmp

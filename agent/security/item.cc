@@ -90,7 +90,7 @@ void Item::setConfig(const tn::message& in) {
     } else if (const auto prefix = prefixIn(in)) {
         addresses = {*prefix};
     }
-    if (addresses.empty()) addresses = {IPPrefix6::ofIPv4(0, 0)};
+    if (addresses.empty()) addresses = {IPPrefix6::ofIPv4(0, 0)};  // compat: 90
     security = in.get_u32(community::Security, security);
 }
 

@@ -36,7 +36,7 @@ tn::message elementOf(const IPAddr6& target) {
 void applyTargets(const tn::message& from, tn::message& values, tn::message_array_id field) {
     std::vector<tn::message>& targets = values.get_message_array_ref(field);
     if (!from.has(field)) {
-        if (const auto single = targetOf(from)) targets.push_back(elementOf(*single));
+        if (const auto single = targetOf(from)) targets.push_back(elementOf(*single));  // compat: 88
         return;
     }
     targets.clear();
@@ -138,11 +138,11 @@ Settings Settings::read(const tn::message& record) {
 void Settings::apply(const tn::message& changes) {
     const bool wasEnabled = get(setting::Enabled);
     applyFields(changes);
-    if (get(setting::Enabled) && !wasEnabled) setEngineBoots(0);
+    if (get(setting::Enabled) && !wasEnabled) setEngineBoots(0);  // compat: 60
 }
 
 void Settings::applyFields(const tn::message& from) {
-    for (const Setting& row : kSettings) applyField(row, from, values_);
+    for (const Setting& row : kSettings) applyField(row, from, values_);  // compat: 86
     if (from.has(setting::EngineId)) engineId_ = std::string(kEngineIdPrefix) + get(setting::EngineId);
 }
 

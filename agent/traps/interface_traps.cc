@@ -22,7 +22,7 @@ namespace interfaces = contracts::interfaces;
 
 constexpr uint32_t kSeededStatus = 0x10103;  // bits of Status recorded at the start
 
-const OID kIfIndex = {1, 3, 6, 1, 2, 1, 2, 2, 1, 1};
+const OID kIfIndex = {1, 3, 6, 1, 2, 1, 2, 2, 1, 1};  // compat: 79
 const OID kIfAdminStatus = {1, 3, 6, 1, 2, 1, 2, 2, 1, 7};
 const OID kIfOperStatus = {1, 3, 6, 1, 2, 1, 2, 2, 1, 8};
 
@@ -65,7 +65,7 @@ void forgetOldest() {
     if (oldest != ifStateMap.end()) ifStateMap.erase(oldest);
 }
 
-/// False when the interface was known to be in this state. At the agent's start fewer bits are recorded, on purpose:
+/// False when the interface was known to be in this state. At the agent's start fewer bits are recorded (compat: 81):
 /// the first notification of an interface that was up is always a change.
 bool noteState(uint32_t interface, uint32_t state) {
     const auto [known, isNew] = ifStateMap.try_emplace(interface, state);
@@ -121,7 +121,7 @@ bool interfaceTrapMaker(std::vector<VariableBinding>& bindings, const tn::messag
     if (!message.has(interfaces::Status) || !message.has(tn::field::ObjectId)) return false;
     const uint32_t interface = message.get_u32(tn::field::ObjectId);
     if (!isWanted(interface)) {
-        sout << "trap filtred";
+        sout << "trap filtred";  // compat: 100
         return false;
     }
     const uint32_t state =
@@ -135,7 +135,7 @@ bool interfaceTrapMaker(std::vector<VariableBinding>& bindings, const tn::messag
     generic = isUp ? generic_trap::LinkUp : generic_trap::LinkDown;
     specific = 0;
     bindings.push_back({kIfIndex, tag::Integer, std::to_string(interface)});
-    bindings.push_back({kIfAdminStatus, tag::Integer, upOrDown(isUp)});
+    bindings.push_back({kIfAdminStatus, tag::Integer, upOrDown(isUp)});  // compat: 80
     bindings.push_back({kIfOperStatus, tag::Integer, upOrDown((state & interfaces::status::Operational) != 0)});
     return true;
 }

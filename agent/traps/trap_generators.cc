@@ -15,7 +15,7 @@ void startSubscribers(const std::vector<uint32_t>& wanted) {
     }
 }
 
-void restartSubscribers(const std::vector<uint32_t>& wanted) {
+void restartSubscribers(const std::vector<uint32_t>& wanted) {  // compat: 87
     for (const TrapGenerator& generator : scribers) {
         generator.unsubscribe();
         serr << "unsubscribed from " << generator.name;

@@ -28,7 +28,7 @@ std::optional<Trap> makeTrap(const tn::message& message) {
 
 bool startupTrapMaker(std::vector<VariableBinding>&, const tn::message&, OID& trapOid, unsigned int& generic,
                       unsigned int& specific) {
-    trapOid = {1, 3, 6, 1, 6, 3, 1, 1, 5, 2};  // warmStart
+    trapOid = {1, 3, 6, 1, 6, 3, 1, 1, 5, 2};  // compat: 84, warmStart
     generic = generic_trap::WarmStart;
     specific = 0;
     return true;

@@ -41,7 +41,7 @@ void TrapSender::send_trap(const tn::message& message) {
         serr << "send_trap: failed to open UDP socket: " << std::strerror(errno);
         return;
     }
-    if (sendToTargets(message)) socket_.close();
+    if (sendToTargets(message)) socket_.close();  // compat: 85
 }
 
 bool TrapSender::sendToTargets(const tn::message& message) {
@@ -75,7 +75,7 @@ bool TrapSender::createTrap(UsmWriter& out, const tn::message& message, const IP
     }
     if (!trap) trap = makeTrap(message);
     if (!trap) {
-        serr << "Could not handle trap, msg dump: " << message;
+        serr << "Could not handle trap, msg dump: " << message;  // compat: 114
         return false;
     }
     out.startSeq(tag::Sequence);
@@ -127,7 +127,7 @@ V3Info TrapSender::headerFor(const Item& user) const {
 
 void TrapSender::addPduV1(OutStream& out, const Trap& trap, const IPAddr6& local) const {
     out.startSeq(pdu::TrapV1);
-    out.addOID(trap.oid, tag::ObjectIdentifier);
+    out.addOID(trap.oid, tag::ObjectIdentifier);  // compat: 83
     // agent-addr can't hold an IPv6 address: 0.0.0.0 instead (RFC 3584, 3.2).
     out.addByType(local.isIPv4() ? local.str() : "0.0.0.0", tag::IpAddress);
     out.add(trap.generic, tag::Integer);

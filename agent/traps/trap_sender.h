@@ -45,7 +45,7 @@ class TrapSender {
     void addPduV1(OutStream& out, const Trap& trap, const IPAddr6& local) const;
     void addPduV2(OutStream& out, const Trap& trap) const;
     /// Hundredths of a second since the agent started (RFC 2578, TimeTicks).
-    [[nodiscard]] uint32_t upTime() const { return tn::getJiffies() - started_; }
+    [[nodiscard]] uint32_t upTime() const { return tn::getJiffies() - started_; }  // compat: 82
 
     const Settings& settings_;
     const CommunityKeep& communities_;

@@ -25,7 +25,7 @@ void NumPacker::addKeyToMessage(const Data* record, tn::message& m, uint32_t fie
     m.insert_u32(tn::u32_id(fieldId), get(record));
 }
 
-void BignumPacker::pack(Context& c, const Data* record) const { c.out.add(get(record), type_); }
+void BignumPacker::pack(Context& c, const Data* record) const { c.out.add(get(record), type_); }  // compat: 11
 
 bool BignumPacker::unpack(Data* record, Context& c) const {
     unsigned long long value = 0;

@@ -27,7 +27,7 @@ void StringPacker::pack(Context& c, const Data* record) const { c.out.add(get(re
 bool StringPacker::unpack(Data* record, Context& c) const {
     std::string value;
     if (!c.in.getString(&value)) return false;
-    serr << "unpacked s = " << value;
+    serr << "unpacked s = " << value;  // compat: 110
     set(record, value);
     return true;
 }
@@ -52,7 +52,7 @@ bool StringPacker::addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) c
     }
     if (!key.popString(keyLength_, &piece)) return false;
     const bool complete = piece.asString(keyLength_, &value);
-    // A short index names the nearest row: padded with zeros it orders before every row that begins with it.
+    // compat: 26. A short index, padded with zeros, orders before every row that begins with it.
     value.resize(keyLength_, '\0');
     insertKey(m, fieldId, value);
     return complete;

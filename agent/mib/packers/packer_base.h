@@ -25,7 +25,7 @@ class Packer {
     /// Appends the value to c.out as one BER element.
     virtual void pack(Context& c, const Data* record) const = 0;
     /// Reads a Set's value from c.in into the record, if its tag is of this packer's kind: a number, octets or an OID.
-    /// Within a kind tags aren't checked, on purpose.
+    /// Within a kind tags aren't checked (compat: 30).
     /// @return false, and the record is unchanged, for another kind and when unpack() fails
     bool take(Data* record, Context& c) const;
     /// Reads the value from c.in, whatever its tag. A value that can't be read leaves the record unchanged and returns

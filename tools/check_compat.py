@@ -1,0 +1,42 @@
+#!/usr/bin/env python3
+"""docs/compatibility.md and the code name the same oddities: each number of either is in the other, and each fixed text
+is still in the code as it stands there."""
+import collections
+import pathlib
+import re
+import sys
+
+PAGE = pathlib.Path("docs/compatibility.md")
+FOLDERS = ("agent", "contracts", "hostd", "node", "plugins", "tn", "tnctl")
+ENTRY = re.compile(r"^\| (\d+) \| (.*?) \|", re.M)
+MARK = re.compile(r"//.*?\bcompat: (\d+(?:, \d+)*)")
+PLACEHOLDER = re.compile(r" N\b.*|A B C$")
+
+
+def faults():
+    sources = {file: file.read_text() for folder in FOLDERS for file in sorted(pathlib.Path(folder).rglob("*.[ch]*"))}
+    marks = {}
+    for file, source in sources.items():
+        for line in source.splitlines():
+            for mark in MARK.findall(line):
+                for number in mark.split(", "):
+                    marks.setdefault(int(number), file)
+    entries = ENTRY.findall(PAGE.read_text())
+    numbers = [int(number) for number, _ in entries]
+    for number, times in collections.Counter(numbers).items():
+        if times > 1:
+            yield f"{PAGE}: {number} stands there {times} times"
+    for number in sorted(set(numbers) - set(marks)):
+        yield f"{PAGE}: {number}: no place in the code says // compat: {number}"
+    for number in sorted(set(marks) - set(numbers)):
+        yield f"{marks[number]}: compat: {number} isn't in {PAGE}"
+    code = "\n".join(sources.values())
+    for number, texts in ENTRY.findall(PAGE.read_text().partition("\n## Texts\n")[2]):
+        for text in re.findall(r"`(.+?)`", texts):
+            if PLACEHOLDER.sub("", text) not in code:
+                yield f"{PAGE}: {number}: nothing says {text!r} any more"
+
+
+found = list(faults())
+print(*found, sep="\n", end="\n" if found else "", file=sys.stderr)
+sys.exit(bool(found))
