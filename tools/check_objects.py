@@ -1,0 +1,160 @@
+#!/usr/bin/env python3
+"""The objects that the agent serves are those of their MIBs, and docs/objects.md lists them.
+
+usage: tools/check_objects.py [--write] LIST-OBJECTS
+
+LIST-OBJECTS is the program of tools/list_objects.cc. Names, numbers, syntaxes, access and indexes are compared with
+mibs/standard-objects.tsv and mibs/TARNIX-MIB.txt, both ways. --write makes docs/objects.md anew.
+"""
+import collections
+import os
+import pathlib
+import re
+import subprocess
+import sys
+
+STANDARD, VENDOR, PAGE = (pathlib.Path(p) for p in
+                          ("mibs/standard-objects.tsv", "mibs/TARNIX-MIB.txt", "docs/objects.md"))
+COMPATIBILITY = pathlib.Path("docs/compatibility.md")
+NO_ROOT = "/dev/null/no-root"  # the program reads and writes nothing
+Object = collections.namedtuple("Object", "oid name syntax access source index module")
+
+# What differs from the MIB on purpose; docs/compatibility.md names the objects and says why.
+COUNTERS_OF_THE_CACHE = ("cacheHttpHits", "cacheHttpOutKb", "cacheServerRequests", "cacheServerInKb",
+                         "cacheServerOutKb")
+DIFFERENCES = {"entPhysicalIndex": {"access"}, "cacheUptime": {"syntax"},
+               **{name: {"oid", "syntax"} for name in COUNTERS_OF_THE_CACHE}}
+
+HEAD = """# Objects
+
+Every object that the agent serves, in the order of a walk. This page is made from the agent's tables of columns by
+`tools/check_objects.py --write`; `./dev lint` compares it with them, and them with the MIBs.
+
+- An instance of a scalar is OID.0, one of a column OID.INDEX. The line of a table's row names its index objects.
+- read-only: a Set is answered and changes nothing. Constants outside tables can't be Set at all. read-write says what
+  the agent passes on; its owner may still refuse, see [operating.md](operating.md).
+- "value" is the owner of the value and its path on the bus (see [architecture.md](architecture.md)), or the constant
+  that is served since no owner knows it. "counted" is the number of the owner's rows. An owner that is missing leaves
+  out rows of tables; scalars then show 0 or an empty text.
+- A number under "differs" is that of an entry in [compatibility.md](compatibility.md#objects): how the object differs
+  from what its MIB says.
+- Objects of plug-ins aren't here."""
+
+
+def served(program):
+    environment = {**os.environ, "TERN_ROOT": NO_ROOT}
+    done = subprocess.run([program], capture_output=True, text=True, check=True, env=environment)
+    rows = (line.split("\t") for line in done.stdout.splitlines() if "\t" in line)  # a log line has no tab
+    return [Object(*row, module=None) for row in rows]
+
+
+def standard():
+    module = None
+    for line in STANDARD.read_text().splitlines():
+        if line.startswith("# "):
+            module = line[2:]
+        elif line:
+            oid, name, syntax, access, index = line.split("\t")
+            yield Object(oid, name, syntax, access, None, "" if index == "-" else index.replace(" ", ", "), module)
+
+
+def vendor():
+    text = re.sub(r'"[^"]*"', '""', VENDOR.read_text())
+    oids = {"iso": "1"}
+    named = re.compile(r"^(\w+) +(?:OBJECT IDENTIFIER|MODULE-IDENTITY|OBJECT-TYPE)(.*?)::= \{ (\w+)((?: [\w()]+)+) \}",
+                       re.M | re.S)
+    for name, body, parent, numbers in named.findall(text):
+        oids[name] = ".".join([oids[parent], *re.findall(r"\b\d+\b", numbers)])
+        syntax = re.search(r"SYNTAX +(.+?)(?: \(.*?\))*$", body, re.M)
+        if syntax is None or syntax[1].startswith("SEQUENCE"):
+            continue
+        index = re.search(r"INDEX \{ (.*?) \}", body)
+        yield Object(oids[name], name, "-" if index else syntax[1], re.search(r"MAX-ACCESS +(\S+)", body)[1], None,
+                     index[1] if index else "", "TARNIX-MIB")
+
+
+def differences(ours, mib, rows):
+    """What isn't as the MIB says: names of fields."""
+    if ours.oid != mib.oid:
+        yield "oid"
+    if ours.syntax != mib.syntax:
+        yield "syntax"
+    may_write = mib.access in ("read-write", "read-create")
+    if ours.syntax != "-" and (mib.access == "not-accessible" or ours.access == "read-write" and not may_write):
+        yield "access"
+    index = rows[mib.index.split()[1]].index if mib.index.startswith("AUGMENTS") else mib.index
+    if ours.index != index:
+        yield "index"
+
+
+def faults(objects, mibs):
+    for ours in objects:
+        mib = mibs.get(ours.name)
+        if mib is None:
+            yield f"{ours.name}, {ours.oid}: no MIB has it: wrong name, or its line is missing in {STANDARD}"
+            continue
+        found, known = set(differences(ours, mib, mibs)), DIFFERENCES.get(ours.name, set())
+        for field in sorted(found - known):
+            yield f"{ours.name}: {field} is {getattr(ours, field)!r}; its MIB says {getattr(mib, field)!r}"
+        for field in sorted(known - found):
+            yield f"{ours.name}: {field} is as its MIB says: remove it from DIFFERENCES"
+        if known and not entries(ours.name):
+            yield f"{ours.name}: {COMPATIBILITY} doesn't say why it differs from its MIB"
+    names = {ours.name for ours in objects}
+    for mib in mibs.values():
+        if mib.name not in names and not (mib.module == "TARNIX-MIB" and mib.access == "not-accessible"):
+            yield f"{mib.name}: its MIB's line is here, but nothing serves it"
+
+
+def entries(name):
+    """The numbers of the objects' entries in docs/compatibility.md that name this one."""
+    section = COMPATIBILITY.read_text().partition("\n## Objects\n")[2].partition("\n## ")[0]
+    return [number for number, text in re.findall(r"^\| (\d+) \| (.*?) \|", section, re.M)
+            if re.search(rf"\b{name}\b", text)]
+
+
+def owners():
+    """{path: name of the owner's contract}"""
+    names = {}
+    for file in sorted(pathlib.Path("contracts").glob("*.h")):
+        for name, path in re.findall(r"^namespace contracts::(\w+) \{.*?\bkPath = (\{.*?\})", file.read_text(),
+                                     re.M | re.S):
+            names[path] = name.replace("_", " ")
+    return names
+
+
+def page(objects, mibs):
+    names = owners()
+    lines, module = [HEAD], None
+    for ours in objects:
+        mib = mibs.get(ours.name)
+        if mib and mib.module != module:
+            module = mib.module
+            lines.append(f"\n## {module}\n\n| OID | object | syntax | access | value | differs |\n|---|---|---|---|---|---|")
+        value = re.sub(r"\{.*?\}", lambda path: " ".join(filter(None, (names.get(path[0]), path[0]))), ours.source)
+        number = ", ".join(entries(ours.name))
+        if ours.syntax == "-":
+            cells = f"**{ours.name}**", f"INDEX {{ {ours.index} }}", "", value, number
+        else:
+            cells = ours.name, ours.syntax, ours.access, value, number
+        lines.append(" | ".join((f"| {ours.oid}", *cells)).rstrip() + " |")
+    return "\n".join(lines) + "\n"
+
+
+def main(words):
+    write = words[:1] == ["--write"]
+    if len(words) != 1 + write or words[-1].startswith("-"):
+        sys.exit(__doc__)
+    objects = served(words[-1])
+    mibs = {mib.name: mib for mib in [*standard(), *vendor()]}
+    found = list(faults(objects, mibs))
+    made = page(objects, mibs)
+    if write:
+        PAGE.write_text(made)
+    elif not PAGE.exists() or PAGE.read_text() != made:
+        found.append(f"{PAGE} isn't what the agent serves: run tools/check_objects.py --write {words[-1]}")
+    print(*found, sep="\n", end="\n" if found else "", file=sys.stderr)
+    return bool(found)
+
+
+sys.exit(main(sys.argv[1:]))
