@@ -19,7 +19,7 @@ namespace hostd {
 /// changes or goes: the kernel then drops, stops and revives routes without a notification for each. Listings take a
 /// tenth of the time at most.
 ///
-/// Points in time are as of sinceBoot.
+/// Points in time are as of tn::sinceBoot.
 class RouteMonitor {
   public:
     using Time = std::chrono::milliseconds;

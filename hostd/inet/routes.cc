@@ -63,9 +63,9 @@ Routes::~Routes() {
 
 void Routes::loadPermData() {
     isStarted_ = true;
-    const auto started = sinceBoot();
+    const auto started = tn::sinceBoot();
     monitor_.open(started);
-    for (auto now = started; monitor_.due() <= now && now < started + kListedAtStart; now = sinceBoot())
+    for (auto now = started; monitor_.due() <= now && now < started + kListedAtStart; now = tn::sinceBoot())
         monitor_.work(now);
     schedule();
 }
@@ -74,13 +74,13 @@ void Routes::refresh() { drain(kPacketsPerRequest); }
 
 void Routes::drain(size_t packets) {
     if (!isStarted_) return;
-    monitor_.drain(sinceBoot(), packets);
+    monitor_.drain(tn::sinceBoot(), packets);
     schedule();
 }
 
 void Routes::work() {
     scheduledFor_ = RouteMonitor::kNever;
-    monitor_.work(sinceBoot());
+    monitor_.work(tn::sinceBoot());
     schedule();
 }
 
@@ -93,7 +93,7 @@ void Routes::schedule() {
     if (due >= scheduledFor_) return;
     scheduledFor_ = due;
     timer_.stop();
-    const auto now = sinceBoot();
+    const auto now = tn::sinceBoot();
     if (due > now) return timer_.start(due - now, [this] { work(); });
     // A timer of 0 ms may be late by one, as long as a slice takes.
     looper->defer([this, here = std::weak_ptr<void>(isHere_)] {

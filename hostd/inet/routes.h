@@ -30,7 +30,7 @@ class Routes : public OwnerTable<const RouteEntry*> {
     void loadPermData() override;
 
     /// Applies a message of the kernel as if it had been notified.
-    void apply(const nlmsghdr& message) { monitor_.apply(message, sinceBoot()); }
+    void apply(const nlmsghdr& message) { monitor_.apply(message, tn::sinceBoot()); }
 
   protected:
     void refresh() override;

@@ -43,7 +43,7 @@ Interfaces::Interfaces(const std::string& sysfs, LinkSwitch switcher, DriverSour
       debouncer_([this](uint32_t id, const std::string& name, uint32_t status) { report(id, name, status); }),
       links_([sysfs](const std::string& name) { return isRadio(sysfs, name); },
              [this](const Link& link, uint32_t before, uint32_t status) {
-                 debouncer_.change(link, before, status, sinceBoot());
+                 debouncer_.change(link, before, status, tn::sinceBoot());
                  reportLastingLater();
              }),
       monitor_(links_),
@@ -71,10 +71,10 @@ void Interfaces::watchDrivers() {
     drivers_.setInterfaces(std::move(made));
 }
 
-void Interfaces::apply(const nlmsghdr& message) { links_.apply(message, sinceBoot()); }
+void Interfaces::apply(const nlmsghdr& message) { links_.apply(message, tn::sinceBoot()); }
 
 void Interfaces::refreshRows(std::span<const uint32_t> ids) {
-    monitor_.refreshCounters(ids, sinceBoot(), kMaxAge);
+    monitor_.refreshCounters(ids, tn::sinceBoot(), kMaxAge);
     drivers_.refresh();
 }
 
@@ -172,9 +172,9 @@ void Interfaces::report(uint32_t id, const std::string& name, uint32_t status) {
 void Interfaces::reportLastingLater() {
     const auto due = debouncer_.due();
     if (!due || timer_.isRunning()) return;
-    timer_.start(std::max(*due - sinceBoot(), kInterval), [this] {
+    timer_.start(std::max(*due - tn::sinceBoot(), kInterval), [this] {
         // While notifications are queued, the second half of a change may be among them.
-        if (monitor_.catchUp(NetlinkFollower::kPacketsAtOnce)) debouncer_.reportLasting(sinceBoot());
+        if (monitor_.catchUp(NetlinkFollower::kPacketsAtOnce)) debouncer_.reportLasting(tn::sinceBoot());
         reportLastingLater();
     });
 }

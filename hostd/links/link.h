@@ -27,7 +27,8 @@ struct Link {
     std::string alias;
     std::vector<uint8_t> address;  ///< empty when it has none
     rtnl_link_stats64 counters{};
-    std::optional<std::chrono::milliseconds> countersAt;  ///< when they were read, as of sinceBoot; nothing for never
+    std::optional<std::chrono::milliseconds>
+        countersAt;  ///< when they were read, as of tn::sinceBoot; nothing for never
 
     [[nodiscard]] bool isEnabled() const;
     [[nodiscard]] bool isRunning() const;

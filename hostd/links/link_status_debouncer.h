@@ -13,7 +13,7 @@
 namespace hostd {
 
 /// Debounces link status changes so that each is reported once. A link gets carrier shortly before it becomes
-/// operational; that transitional status is reported only if it lasts. Points in time are as of sinceBoot.
+/// operational; that transitional status is reported only if it lasts. Points in time are as of tn::sinceBoot.
 class LinkStatusDebouncer {
   public:
     /// How long a transitional status has to last; the kernel follows a change of carrier within a second.

@@ -82,7 +82,7 @@ SystemInfo::SystemInfo(const Paths& paths, std::shared_ptr<Disks> disks)
       online_(paths.sysfs + "/devices/system/cpu/online"),
       disks_(std::move(disks)),
       loadInterval_(paths.loadInterval) {
-    sample(sinceBoot());
+    sample(tn::sinceBoot());
     readLoads();
     if (!memory_.total) hostLog << paths.proc << "/meminfo: no memory sizes to be had from it";
 }
@@ -94,18 +94,18 @@ void SystemInfo::sample(std::chrono::milliseconds now) {
 }
 
 void SystemInfo::refresh() {
-    if (sinceBoot() - loadsRead_ >= kMaxAge) readLoads();
+    if (tn::sinceBoot() - loadsRead_ >= kMaxAge) readLoads();
 }
 
 void SystemInfo::readLoads() {
-    loadsRead_ = sinceBoot();
+    loadsRead_ = tn::sinceBoot();
     loads_.update(tn::getMilliseconds(), stat_.read());
     loadTimer_.start(loadInterval_, [this] { readLoads(); });
 }
 
 tn::message SystemInfo::cmdGet(const tn::message& request) {
     if (request.has(tn::field::ObjectId)) return cmdGetObj(request);
-    const std::chrono::milliseconds now = sinceBoot();
+    const std::chrono::milliseconds now = tn::sinceBoot();
     if (now - sampled_ >= kMaxAge) sample(now);
     if (auto disks = disks_->latest(); disks != summed_) {
         summed_ = std::move(disks);

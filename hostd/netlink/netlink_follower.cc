@@ -26,7 +26,7 @@ NetlinkFollower::~NetlinkFollower() {
 }
 
 NetlinkSocket::Outcome NetlinkFollower::readNotices(size_t packets) {
-    const auto now = sinceBoot();
+    const auto now = tn::sinceBoot();
     return notices_->receive(packets, [&](const nlmsghdr& message) { table_.apply(message, now); });
 }
 
@@ -39,7 +39,7 @@ bool NetlinkFollower::catchUp(size_t packets) {
     }
     if (!isStale_) return outcome == Empty;
     const auto due = listed_ + kInterval;
-    const auto now = sinceBoot();
+    const auto now = tn::sinceBoot();
     if (outcome == Empty && now >= due)
         list(1);
     else
@@ -68,7 +68,7 @@ void NetlinkFollower::list(int attempts) {
     subject_.request(requests);
     isStale_ = true;
     while (isStale_ && attempts-- > 0) isStale_ = !listOnce(requests);
-    listed_ = sinceBoot();
+    listed_ = tn::sinceBoot();
     if (!isStale_) return;
     hostLog << subject_.what << ": not listed whole: they change too fast, or the kernel doesn't answer";
     (void)listing_->open(NETLINK_ROUTE, 0);  // the rest of an answer goes with the old socket
@@ -76,7 +76,7 @@ void NetlinkFollower::list(int attempts) {
 }
 
 bool NetlinkFollower::listOnce(NetlinkRequests& requests) {
-    const auto now = sinceBoot();
+    const auto now = tn::sinceBoot();
     table_.beginListing();
     const bool isWhole = listing_->isOpen() && listing_->send(requests) &&
                          listing_->receiveReply([&](const nlmsghdr& message) { table_.apply(message, now); });

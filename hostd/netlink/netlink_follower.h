@@ -14,7 +14,7 @@ class FollowedTable {
   public:
     virtual ~FollowedTable() = default;
     /// Applies a message of the kernel about one entry; ignores messages about others, and malformed ones.
-    /// @param now  as of sinceBoot
+    /// @param now  as of tn::sinceBoot
     virtual void apply(const nlmsghdr& message, std::chrono::milliseconds now) = 0;
     /// Between these two calls every existing entry is reported anew.
     virtual void beginListing() = 0;

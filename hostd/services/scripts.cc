@@ -66,7 +66,7 @@ tn::message refused(const std::string& why) { return tn::errorMsg(tn::error::Ref
 }  // namespace
 
 void Scripts::refresh() {
-    const std::chrono::milliseconds now = sinceBoot();
+    const std::chrono::milliseconds now = tn::sinceBoot();
     const int64_t changed = changeTime(folder_);
     if (changed == folderChanged_ && now - scanned_ < kMaxAge) return;
     folderChanged_ = changed;

@@ -4,11 +4,8 @@
 #include <utility>
 
 #include "tn/looper.h"
-#include "tn/sources.h"
 
 namespace hostd {
-
-std::chrono::milliseconds sinceBoot() { return std::chrono::milliseconds(tn::getMilliseconds()); }
 
 void Timer::start(std::chrono::milliseconds delay, std::function<void()> callback) {
     stop();
@@ -18,7 +15,7 @@ void Timer::start(std::chrono::milliseconds delay, std::function<void()> callbac
         id_ = 0;
         callback();
     };
-    id_ = looper->addTimer(call, static_cast<uint64_t>(std::max(delay.count(), int64_t{0})));
+    id_ = looper->addTimer(call, std::max(delay, std::chrono::milliseconds(0)));
 }
 
 void Timer::stop() {

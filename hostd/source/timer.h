@@ -3,12 +3,10 @@
 #include <chrono>
 #include <functional>
 
+#include "tn/sources.h"
 #include "tn/thin_runner.h"
 
 namespace hostd {
-
-/// Time since the machine started, by the clock of tn::sources().
-[[nodiscard]] std::chrono::milliseconds sinceBoot();
 
 /// A one-shot timer of the process's loop, stopped when this object is destroyed. Without a loop, as in most tests, it
 /// never fires. For the loop's thread only.

@@ -54,7 +54,7 @@ class Watch {
 
     /// Starts a reading if one is due, and continues to read ahead. For sources needed before the first request.
     void keepReading() {
-        const Duration now = sinceBoot();
+        const Duration now = tn::sinceBoot();
         startIfDue(now);
         isEager_ = requested_ && now - *requested_ < gracePeriod_;
         const Duration period = isEager_ ? renewalAge() : idleInterval_;
@@ -65,7 +65,7 @@ class Watch {
     /// Requests the last finished reading, renewed if it was too old. nullptr before there is one, and when none was
     /// finished for kMaxReadingAge.
     [[nodiscard]] std::shared_ptr<const T> latest() {
-        const Duration now = sinceBoot();
+        const Duration now = tn::sinceBoot();
         requested_ = now;
         startIfDue(now);
         if (!isEager_) keepReading();  // at shorter intervals from now on

@@ -73,11 +73,10 @@ TEST_F(LibvirtTest, GuestsAreListedWithTheirStates) {
     EXPECT_TRUE(become(machines, virtual_machines::State,
                        {{"test", Running}, {"paused", Stopped}, {"gone", Running}, {"defined", Stopped}}));
     for (const tn::message& row : rowsOf(machines)) {
-        if (row.get_string(field::Name) == "paused") {
-            EXPECT_THAT(::testing::PrintToString(row),
-                        HasSubstr("0xfe0010:string=\"paused\", 0xfe0009:string=\"the paused\", 0x5:u32=2, 0x6:u32=3, "
-                                  "0x7:u32=512, 0xc:bool=no"));
-        }
+        if (row.get_string(field::Name) != "paused") continue;
+        EXPECT_THAT(::testing::PrintToString(row),
+                    HasSubstr("0xfe0010:string=\"paused\", 0xfe0009:string=\"the paused\", 0x5:u32=2, 0x6:u32=3, "
+                              "0x7:u32=512, 0xc:bool=no"));
     }
     ASSERT_EQ(virDomainDestroy(gone.get()), 0);  // which never was on a disk
     ASSERT_EQ(virDomainResume(paused.get()), 0);

@@ -132,7 +132,7 @@ TEST(Watch, IsReadAtShortIntervalsAfterARequestAndAtLongOnesWithoutOne) {
     tn::Looper looper({});
     const Source source(1);
     Watch<int> watch("test", source.reader(), 100ms);
-    const auto isEager = [&] { return looper.sleepTime() <= 75; };
+    const auto isEager = [&] { return looper.sleepTime() <= 75ms; };
     watch.keepReading();
     EXPECT_FALSE(isEager());
     ASSERT_TRUE(watch.latest());
