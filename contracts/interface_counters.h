@@ -54,7 +54,7 @@ inline constexpr tn::u64_id RxLengthErrors{1137};       ///< receive errors: len
 inline constexpr tn::u64_id RxCrcErrors{1138};          ///< receive errors: check sequence; rx_crc_errors
 inline constexpr tn::u64_id RxFrameErrors{1139};        ///< receive errors: alignment; rx_frame_errors
 inline constexpr tn::u64_id RxFifoErrors{1140};         ///< receive errors: FIFO overrun; rx_fifo_errors
-inline constexpr tn::u64_id RxMissedErrors{1141};       ///< packets missed for want of buffers; rx_missed_errors
+inline constexpr tn::u64_id RxMissedErrors{1141};       ///< packets missed for lack of buffers; rx_missed_errors
 inline constexpr tn::u64_id RxNoHandler{1142};          ///< packets that no protocol accepted; rx_nohandler
 inline constexpr tn::u64_id RxOtherHost{1143};          ///< packets for another host, dropped; rx_otherhost_dropped
 inline constexpr tn::u64_id RxFrames{1144};             ///< frames received; eth-mac 5_RX_PKT, else rx_packets

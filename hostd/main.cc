@@ -19,7 +19,7 @@ constexpr uint32_t kSpawned = tn::number::Snmp;  // what the spawned program ser
 std::vector<std::string> spawnCommand(const std::string& name, const CLI::App& app, std::span<char*> rest) {
     const std::string path = hostd::findProgram(name);
     if (path.empty()) {
-        std::cerr << app.get_name() << ": --spawn: " << name << " is neither beside this program nor in $PATH\n";
+        std::cerr << app.get_name() << ": --spawn: " << name << " not found beside this program or in $PATH\n";
         return {};
     }
     std::vector<std::string> command = {path, "--root", tn::root()};
@@ -48,13 +48,13 @@ int runWithSpawned(tn::Looper& looper, const std::vector<std::string>& command) 
 
 /// Everything from the command line to the end. @return exit status
 int serve(int argc, char** argv) {
-    CLI::App app("Answers on the message bus for what this Linux host is and does", "tarnix-hostd");
-    app.footer("What stands after -- goes to PROGRAM: tarnix-hostd --spawn tarnix-snmpd -- --port 1161");
+    CLI::App app("Provides Linux host data on the message bus", "tarnix-hostd");
+    app.footer("Arguments after -- are passed to PROGRAM: tarnix-hostd --spawn tarnix-snmpd -- --port 1161");
     hostd::Options options;
     std::string program;
     tn::addCommonOptions(app);
     hostd::addOptions(app, options);
-    app.add_option("--spawn", program, "Start PROGRAM, and again when it crashes or someone calls it on the bus")
+    app.add_option("--spawn", program, "Start PROGRAM. Start it again after a crash, and on demand after an idle exit")
         ->type_name("PROGRAM");
 
     const std::span words(argv, static_cast<size_t>(argc));
@@ -62,7 +62,7 @@ int serve(int argc, char** argv) {
     if (const auto leave = tn::parseOptions(app, static_cast<int>(divider - words.begin()), argv)) return *leave;
     const std::span<char*> rest(divider == words.end() ? divider : divider + 1, words.end());
     if (program.empty() && divider != words.end()) {
-        std::cerr << app.get_name() << ": -- is expected only together with --spawn PROGRAM\n";
+        std::cerr << app.get_name() << ": -- needs --spawn PROGRAM\n";
         return 2;
     }
     std::vector<std::string> command;

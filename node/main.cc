@@ -8,7 +8,7 @@ namespace {
 
 /// Everything from the command line to the end. @return exit status
 int serve(int argc, char** argv) {
-    CLI::App app("Tarnix SNMP agent and the owners of this host's data in one process", "tarnix-node");
+    CLI::App app("SNMP agent and Linux host data in one process", "tarnix-node");
     snmp::Options agentOptions;
     hostd::Options hostOptions;
     tn::addCommonOptions(app);

@@ -113,7 +113,7 @@ message AMap::cmdAddObj(const message& request) {
     std::unique_ptr<Object> added = make();
     const uint32_t asked = request.get_u32(field::ObjectId, kNoId);
     if (asked != kNoId && !allocator_.allocate(asked)) {
-        return errorMsg(error::Refused, what_ + " " + std::to_string(asked) + " is there already");
+        return errorMsg(error::Refused, what_ + " " + std::to_string(asked) + " already exists");
     }
     const uint32_t id = asked != kNoId ? asked : allocator_.allocate();
     added->id = id;
@@ -156,7 +156,7 @@ message AMap::write(const Object& object) {
 
 message AMap::notFound(uint32_t id) const {
     return errorMsg(error::NotFound,
-                    id == kNoId ? "no id of a " + what_ + " given" : "there is no " + what_ + " " + std::to_string(id));
+                    id == kNoId ? what_ + ": no id given" : "there is no " + what_ + " " + std::to_string(id));
 }
 
 message AMap::undoRequest(uint32_t command, uint32_t id) const {

@@ -172,7 +172,7 @@ uint32_t Bus::rightsOf(const Connection& connection, const message& request) con
 
 void Bus::handleRequest(const ConnectionPtr& connection, message& request) {
     if (!hasTrueSource(*connection, request)) {
-        serr << "bus: " << *connection->dialled() << ": a message under another's name, connection closed";
+        serr << "bus: " << *connection->dialled() << ": message with a wrong source path, connection closed";
         return connections_.lose(connection);
     }
     request.insert_u32(field::CallerPid, static_cast<uint32_t>(connection->peer().pid));

@@ -60,7 +60,7 @@ message Connections::dialError(uint32_t number) {
     const std::string about = "bus: " + std::to_string(number) + ": ";
     if (errno == EAGAIN) return errorMsg(error::TimedOut, about + "no answer");
     const bool isAbsent = errno == ENOENT || errno == ECONNREFUSED || errno == ECONNRESET || errno == EPIPE;
-    const std::string text = about + (isAbsent ? "nobody there" : strerror(errno));
+    const std::string text = about + (isAbsent ? "no owner" : strerror(errno));
     if (listeners_.isOpen() && absent_.insert(number).second) serr << text;
     return errorMsg(error::Unreachable, text);
 }
@@ -83,7 +83,7 @@ bool Connections::isFull(const BusPeer& peer) const {
 
 void Connections::refuse(const BusPeer& peer) {
     if (std::exchange(isCrowdReported_, true)) return;
-    serr << "bus: too many connections, the one of process " << peer.pid << " is refused";
+    serr << "bus: too many connections, refused process " << peer.pid;
 }
 
 void Connections::watch(const ConnectionPtr& connection) {

@@ -48,7 +48,7 @@ message Exchange::run(message request, std::chrono::milliseconds timeout) {
     const uint32_t number = request.get_u32_array(field::Destination).front();
     const Call call{.number = number, .id = newRequestId(), .request = request, .deadline = deadlineOf(timeout)};
     if (budget_ != 0ms && remaining(budgetEnd_) == 0ms)
-        return errorMsg(error::TimedOut, about(number, "no time left to ask"));
+        return errorMsg(error::TimedOut, about(number, "not queried, the request's time is used up"));
     request.insert_u32(field::RequestId, call.id);
     out_.clear();
     request.flattenTo(out_);
@@ -69,7 +69,8 @@ message Exchange::run(message request, std::chrono::milliseconds timeout) {
 
 std::optional<message> Exchange::attempt(const ConnectionPtr& connection, const Call& call) {
     collectDebts();
-    if (isIndebted(*connection)) return errorMsg(error::TimedOut, about(call.number, "owes an earlier answer"));
+    if (isIndebted(*connection))
+        return errorMsg(error::TimedOut, about(call.number, "an earlier reply is outstanding"));
     switch (sendWaiting(connection, call.deadline)) {
         case Sent::Yes:
             return awaitReply(connection, call);
@@ -124,7 +125,7 @@ std::optional<message> Exchange::awaitReply(const ConnectionPtr& connection, con
             break;
     }
     connections_.lose(connection);
-    return errorMsg(error::Unreachable, about(call.number, "died before it answered"));
+    return errorMsg(error::Unreachable, about(call.number, "disconnected before it replied"));
 }
 
 Received Exchange::receiveReply(const ConnectionPtr& connection, const Call& call, message& reply) {
@@ -175,7 +176,7 @@ void Exchange::settle(const ConnectionPtr& from, message& reply) {
 bool Exchange::setAside(const ConnectionPtr& connection, message packet) {
     if (packet.has(field::ReplyTo)) settle(connection, packet);
     if (backlog_.add(connection, std::move(packet), connection->lastPacket())) return true;
-    serr << about(*connection->dialled(), "sends more than can be kept, connection closed");
+    serr << about(*connection->dialled(), "sends more than can be queued, connection closed");
     return false;
 }
 

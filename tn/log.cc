@@ -38,7 +38,7 @@ void lstream::emit(std::string_view text) const {
 void lstream::write(std::string_view cause, std::string_view text) const {
     const bool isAdmitted =
         admitLine(*this, cause, [](const lstream& origin, const std::string& which, uint64_t lines) {
-            origin.emit(std::to_string(lines) + " lines left out " + which);
+            origin.emit(std::to_string(lines) + " lines suppressed " + which);
         });
     if (isAdmitted) emit(text);
 }

@@ -63,7 +63,7 @@ class Limiter {
         }
         if (strangers_.leftOut > 0 && now - strangers_.reported >= kStrangersTime && strangers_.take(now)) {
             strangers_.reported = now;
-            summary(serr, "that strangers brought about", std::exchange(strangers_.leftOut, 0));
+            summary(serr, "about datagrams from unverified senders", std::exchange(strangers_.leftOut, 0));
         }
         if (stream.isAboutStrangers()) return strangers_.take(now) || (++strangers_.leftOut, false);
         Bucket& bucket = bucketOf(stream, cause, now);

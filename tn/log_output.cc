@@ -105,7 +105,8 @@ SystemLog& theSystemLog() {
 
 void LogOutput::writeLine(const std::string& text, int severity) {
     const std::lock_guard lock(mutex_);
-    if (lost_ > 0 && put(std::to_string(lost_) + " lines lost here: their reader was too slow or away", LOG_INFO)) {
+    if (lost_ > 0 &&
+        put(std::to_string(lost_) + " lines lost here: the reader was too slow or not running", LOG_INFO)) {
         lost_ = 0;
     }
     if (lost_ > 0 || !put(text, severity)) ++lost_;

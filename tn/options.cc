@@ -22,12 +22,12 @@ const std::map<std::string, LogTarget> kLogTargets = {
 void addCommonOptions(CLI::App& app) {
     app.add_option_function<std::string>(
            "--root", [](const std::string& folder) { setRoot(folder); },
-           "Folder under which all files and sockets lie (default: $TERN_ROOT, else /)")
+           "Root folder of all files and sockets (default: $TERN_ROOT, or /)")
         ->type_name("DIR")
         ->trigger_on_parse();
     app.add_option_function<std::string>(
            "--log", [](const std::string& name) { setLogTarget(kLogTargets.at(name)); },
-           "Where log lines go (default: syslog)")
+           "Log destination (default: syslog)")
         ->type_name("TARGET")
         ->check(CLI::IsMember(&kLogTargets))
         ->trigger_on_parse();

@@ -58,7 +58,7 @@ std::string whyExposed(const struct stat& status, bool mayBeSticky) {
     if (status.st_uid != 0 && status.st_uid != geteuid()) return "belongs to user " + std::to_string(status.st_uid);
     if (S_ISLNK(status.st_mode) || (status.st_mode & (S_IWGRP | S_IWOTH)) == 0) return {};
     if (mayBeSticky && (status.st_mode & S_ISVTX) != 0) return {};
-    return "others than its owner may write it";
+    return "writable by users other than its owner";
 }
 
 Exposure exposedRoot() {

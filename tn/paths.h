@@ -21,7 +21,7 @@ bool makeFolder(const std::string& path, unsigned mode);
 /// What others than root and this process's user can change or swap, and why; empty when there is nothing.
 struct Exposure {
     std::string part;
-    std::string reason;  ///< "belongs to user 7", "others than its owner may write it"
+    std::string reason;  ///< "belongs to user 7", "writable by users other than its owner"
     explicit operator bool() const { return !part.empty(); }
 };
 

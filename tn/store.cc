@@ -94,7 +94,7 @@ void Store::Impl::giveUp(const std::string& reason) {
     usable = false;
     if (db) mayMergeOnClose(db.get(), false);
     lastError = "store: " + file + ": " + reason;
-    serr << "store: " << file << ": " << reason << "; it is left as it is";
+    serr << "store: " << file << ": " << reason << "; file left unchanged";
 }
 
 /// Keeps SQLite's reason for the caller. @return false
@@ -149,7 +149,7 @@ bool Store::set(uint32_t id, const message& m) {
     if (!impl_->usable) return false;
     const flat_message bytes = m.flatten();
     if (bytes.empty()) {
-        impl_->lastError = "store: " + impl_->file + ": a message is nested too deep";
+        impl_->lastError = "store: " + impl_->file + ": message nested too deeply";
         return false;
     }
     const Use use(impl_->upsert, id);

@@ -42,7 +42,7 @@ std::string whyNotAStore(const std::string& file) {
     if (!S_ISREG(status.st_mode)) return "isn't a regular file";
     if (length < 0) return reason;
     if (length < static_cast<ssize_t>(header.size()) || std::memcmp(header.data(), kMagic.data(), kMagic.size()) != 0) {
-        return "isn't a store: damaged, or something else's file";
+        return "isn't a store: damaged, or another program's file";
     }
     uint32_t id = 0;
     for (size_t i = 0; i < 4; ++i) id = id << 8 | static_cast<unsigned char>(header[kApplicationIdAt + i]);
@@ -128,7 +128,7 @@ void makePrivate(const std::string& file) {
     for (const char* side : {"", "-wal", "-shm"}) {
         const std::string part = file + side;
         if (fchmodat(AT_FDCWD, part.c_str(), 0600, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT)
-            serr << "store: " << part << ": its mode can't be set: " << errnoText();
+            serr << "store: " << part << ": can't set file mode: " << errnoText();
     }
 }
 

@@ -83,7 +83,7 @@ ThinRunner::Impl::Impl(ThinRunner* runner) : self(runner) {
     wakeUp = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     int result = sd_event_new(&event);
     if (result >= 0) result = sd_event_add_io(event, &wakeSource, wakeUp, EPOLLIN, wokenUp, this);
-    if (result < 0) serr << "loop: can't be made: " << strerror(-result);
+    if (result < 0) serr << "loop: not created: " << strerror(-result);
 }
 
 ThinRunner::Impl::~Impl() {

@@ -51,8 +51,7 @@ bool Access::toEveryone() const { return grants() && std::any_of(from.begin(), f
 std::string Access::text() const {
     const std::string who = tn::escaped(name);
     if (!read && !write) return who + " may neither read nor write";
-    if (from.empty())
-        return who + " may do nothing yet: it has no addresses until it is edited, so everyone is refused";
+    if (from.empty()) return who + " has no access yet: it has no addresses, so everyone is refused until it is edited";
     const std::string what = read && write ? "read and write" : read ? "read" : "write";
     const std::string where = toEveryone() ? "everywhere (" + prefixTexts(from) + ")" : prefixTexts(from);
     return who + " may " + what + " from " + where + " with " + std::string(withWhat(security));
@@ -84,8 +83,9 @@ bool confirmAccess(const Session& session, const std::vector<Access>& accesses) 
     if (!open || session.options.yes) return false;
     Console& console = session.console;
     for (const Access& access : accesses) console.err << access.text() << '\n';
-    if (!console.interactive) throw Failure(kUsage, "that lets everyone in: nothing changed; say --yes if it is meant");
-    console.err << "That lets everyone in. Go on? [y/N] " << std::flush;
+    if (!console.interactive)
+        throw Failure(kUsage, "this grants access to all addresses: nothing changed; use --yes to confirm");
+    console.err << "This grants access to all addresses. Continue? [y/N] " << std::flush;
     std::string answer;
     std::getline(console.in, answer);
     if (answer != "y" && answer != "Y" && answer != "yes") throw Failure(kFailed, "nothing changed");

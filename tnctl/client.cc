@@ -37,7 +37,7 @@ std::vector<tn::message> Client::list(std::span<const uint32_t> path) const {
         items.insert(items.end(), std::make_move_iterator(objects.begin()), std::make_move_iterator(objects.end()));
         if (!page.has(field::Continue)) return items;
         // An owner that keeps saying "more" without giving any would never let us end.
-        if (!moved) throw Failure(kFailed, "the list was cut short: its owner promised more and sent none");
+        if (!moved) throw Failure(kFailed, "incomplete list: its owner announced more rows and sent none");
         next.insert_u32(field::Continue, page.get_u32(field::Continue));
     }
 }

@@ -28,7 +28,7 @@ namespace {
 Path parsePath(const std::string& text) {
     const auto path = parseNumbers(text);
     if (!path)
-        throw Failure(kUsage, tn::escaped(text) + ": expected a path, numbers with commas between, such as 24,2");
+        throw Failure(kUsage, tn::escaped(text) + ": expected a path, numbers separated by commas, such as 24,2");
     return *path;
 }
 

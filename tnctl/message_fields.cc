@@ -164,9 +164,9 @@ constexpr KindWord kKinds[] = {
     {"string", "a text", putString},
     {"raw", "hexadecimal digits, two for an octet", putRaw},
     {"message", "{FIELD FIELD ...}", putMessage},
-    {"u32[]", "numbers with commas between", putU32Array},
-    {"be32[]", "IPv4 addresses with commas between", putBe32Array},
-    {"string[]", "texts with commas between", putStringArray},
+    {"u32[]", "numbers separated by commas", putU32Array},
+    {"be32[]", "IPv4 addresses separated by commas", putBe32Array},
+    {"string[]", "texts separated by commas", putStringArray},
     {"message[]", "{FIELD ...},{FIELD ...}", putMessageArray},
 };
 
@@ -194,7 +194,7 @@ uint32_t parseFieldNumber(std::string_view where, std::string_view text, size_t 
         throw Failure(kUsage, tn::escaped(where) + ": expected " + std::string(kFieldSyntax) +
                                   ", where NUMBER is at most 0x7ffffff");
     if (depth == 1 && routes(static_cast<uint32_t>(*number)))
-        throw Failure(kUsage, tn::escaped(where) + ": expected no field that the bus itself fills in");
+        throw Failure(kUsage, tn::escaped(where) + ": reserved, the bus sets this field");
     return static_cast<uint32_t>(*number);
 }
 

@@ -58,7 +58,7 @@ std::string fromFile(const Word& word, const std::string& name) {
     std::string line;
     if (!std::getline(file, line))
         throw Failure(kUsage, std::string(word.name) + ": " + tn::escaped(name) + ": " +
-                                  (file.is_open() ? "no line in it" : std::strerror(errno)));
+                                  (file.is_open() ? "the file is empty" : std::strerror(errno)));
     return line;
 }
 
@@ -68,7 +68,7 @@ void checkOne(tn::string_id number, std::string_view name, bool needed, const tn
     const std::string password = change.get_string(number, current.get_string(number));
     if ((!given && !needed) || password.size() >= kShortest) return;
     throw Failure(kUsage, std::string(name) + ": expected at least 8 characters" +
-                              (given ? "" : ", which this security level needs") + " (--force takes less)");
+                              (given ? "" : ", required by this security level") + " (--force accepts fewer)");
 }
 
 }  // namespace

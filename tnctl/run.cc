@@ -50,9 +50,11 @@ class CommandLine {
     void addTraps(CLI::App* snmp);
     void addSupervisor();
     void addMessages();
-    void addYes(CLI::App* command) { command->add_flag("--yes", options_.yes, "Don't ask before letting everyone in"); }
+    void addYes(CLI::App* command) {
+        command->add_flag("--yes", options_.yes, "Don't ask for confirmation before granting access to all addresses");
+    }
     void addForce(CLI::App* command) {
-        command->add_flag("--force", options_.force, "Take passwords of less than 8 characters");
+        command->add_flag("--force", options_.force, "Accept passwords shorter than 8 characters");
     }
     void addSecrets(CLI::App* command) {
         command->add_flag("--secrets", options_.secrets, "Show passwords instead of ***");
@@ -62,7 +64,7 @@ class CommandLine {
         command->footer("Words:\n" + helpOnWords(words) + "\n" + command->get_footer());
     }
 
-    CLI::App app_{"Configures, watches and debugs the SNMP agent and the daemons it asks.", "tnctl"};
+    CLI::App app_{"Configure, monitor and debug the SNMP agent and the daemons it queries", "tnctl"};
     Options options_;
     double timeout_ = std::chrono::duration<double>(tn::kExchangeTimeout).count();  // seconds
     std::string name_, path_, command_;
@@ -77,17 +79,17 @@ CommandLine::CommandLine() {
     app_.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     app_.add_option_function<std::string>(
             "--root", [](const std::string& folder) { tn::setRoot(folder); },
-            "Folder under which the daemons' sockets lie (default: $TERN_ROOT, else /)")
+            "Root folder of the daemons' sockets (default: $TERN_ROOT, or /)")
         ->type_name("DIR");
-    app_.add_flag("--json", options_.json, "Print JSON");
-    app_.add_option("--timeout", timeout_, "Seconds to wait for an answer")
+    app_.add_flag("--json", options_.json, "Print JSON instead of columns");
+    app_.add_option("--timeout", timeout_, "Seconds to wait for a reply")
         ->type_name("S")
         ->check(CLI::Range(0.001, 3600.0))
         ->capture_default_str();
     app_.set_version_flag("--version", "tnctl " TARNIX_VERSION);
     app_.footer(
         "Examples:\n  tnctl snmp\n  tnctl snmp set enabled=yes contact=noc\n  tnctl snmp community list\n"
-        "Each command has a --help of its own. Exit codes: 0 done, 1 refused or failed, 2 wrong word.");
+        "Each command has its own --help. Exit status: 0 success, 1 refused or failed, 2 usage error");
     addSnmp();
     addSupervisor();
     addMessages();
@@ -104,7 +106,7 @@ CLI::App* CommandLine::add(CLI::App* parent, const std::string& name, const std:
 void CommandLine::addSnmp() {
     CLI::App* snmp =
         add(&app_, "snmp", "Show the agent's settings, or change them", "  tnctl snmp\n  tnctl --json snmp");
-    CLI::App* set = add(snmp, "set", "Change settings; what isn't named stays",
+    CLI::App* set = add(snmp, "set", "Change the named settings and leave the others",
                         "  tnctl snmp set enabled=yes contact=\"noc\" location=\"rack 4\" engine-id=core1\n"
                         "  tnctl snmp set trap-version=2c trap-community=monitor trap-targets=192.0.2.1,2001:db8::1");
     addWords(set, settingWords());
@@ -116,16 +118,15 @@ void CommandLine::addSnmp() {
 }
 
 void CommandLine::addCommunity(CLI::App* snmp) {
-    CLI::App* community =
-        add(snmp, "community", "Communities, which are SNMPv3 users too", "  tnctl snmp community list");
+    CLI::App* community = add(snmp, "community", "Manage communities and SNMPv3 users", "  tnctl snmp community list");
     community->require_subcommand(1);
 
-    CLI::App* list =
-        add(community, "list", "List them", "  tnctl snmp community list\n  tnctl --json snmp community list");
+    CLI::App* list = add(community, "list", "List communities and SNMPv3 users",
+                         "  tnctl snmp community list\n  tnctl --json snmp community list");
     addSecrets(list);
     perform(list, listCommunities);
 
-    CLI::App* added = add(community, "add", "Add one",
+    CLI::App* added = add(community, "add", "Add a community or SNMPv3 user",
                           "  tnctl snmp community add name=monitor addresses=127.0.0.0/8,::1/128 security=private \\\n"
                           "        authentication-protocol=sha1 authentication-password=- encryption-password=@FILE");
     addWords(added, communityWords());
@@ -133,22 +134,23 @@ void CommandLine::addCommunity(CLI::App* snmp) {
     addForce(added);
     perform(added, [this](const Session& session) { tnctl::addCommunity(session, words_); });
 
-    CLI::App* set = add(community, "set", "Change one; what isn't named stays",
+    CLI::App* set = add(community, "set", "Change the named fields of an entry and leave the others",
                         "  tnctl snmp community set common addresses=192.0.2.0/24 write-access=no\n"
                         "  tnctl snmp community set 3 name=noc");
-    set->add_option("NAME", name_, "Its name or its id")->required();
+    set->add_option("NAME", name_, "Name or id of the entry")->required();
     addWords(set, communityWords());
     addYes(set);
     addForce(set);
     perform(set, [this](const Session& session) { setCommunity(session, name_, words_); });
 
-    CLI::App* removed = add(community, "remove", "Remove one", "  tnctl snmp community remove monitor");
-    removed->add_option("NAME", name_, "Its name or its id")->required();
+    CLI::App* removed =
+        add(community, "remove", "Remove a community or SNMPv3 user", "  tnctl snmp community remove monitor");
+    removed->add_option("NAME", name_, "Name or id of the entry")->required();
     perform(removed, [this](const Session& session) { removeCommunity(session, name_); });
 }
 
 void CommandLine::addTraps(CLI::App* snmp) {
-    CLI::App* trap = add(snmp, "trap", "Traps: what gives them, and one to try",
+    CLI::App* trap = add(snmp, "trap", "Show trap generators and send a test trap",
                          "  tnctl snmp trap list\n"
                          "  tnctl snmp set trap-generators=start-trap,interfaces interfaces=all");
     trap->require_subcommand(1);
@@ -167,10 +169,10 @@ void CommandLine::addSupervisor() {
     CLI::App* processes = add(&app_, "processes", "List the daemons and the numbers they serve", "  tnctl processes");
     perform(processes, listProcesses);
 
-    CLI::App* undo = add(&app_, "undo", "Take the newest change back, or list what can be taken back",
+    CLI::App* undo = add(&app_, "undo", "Undo the newest change, or list changes that can be undone",
                          "  tnctl undo list\n  tnctl undo\n  tnctl undo 17");
-    undo->add_option("ID", id_, "Take this change back instead of the newest");
-    CLI::App* list = add(undo, "list", "List the changes that can be taken back, newest last", "  tnctl undo list");
+    undo->add_option("ID", id_, "Undo this change instead of the newest");
+    CLI::App* list = add(undo, "list", "List changes that can be undone, newest last", "  tnctl undo list");
     perform(list, listUndo);
     perform(undo, [this](const Session& session) { undoChange(session, id_); });
 }
@@ -181,19 +183,19 @@ void CommandLine::addMessages() {
             "  tnctl message 24,2 get\n  tnctl message 24,2 0xfe000d\n"
             "  tnctl message 34,1 get-object 0xfe0001:u32=0\n"
             "  tnctl message 34,1 set-object 0xfe0001:u32=3 '27:message[]={8:be32=10.0.0.0 9:be32=255.0.0.0}'");
-    message->add_option("PATH", path_, "Numbers with commas between")->required();
+    message->add_option("PATH", path_, "Numbers separated by commas")->required();
     message->add_option("COMMAND", command_, "A number, or a name such as get, get-all, set, set-object")->required();
     message->add_option(
         "FIELDS", words_,
         "NUMBER:KIND=VALUE ...; kinds: bool u32 be32 u64 addr6 string raw message, and arrays of values "
-        "with commas between: u32[] be32[] string[] message[]");
+        "separated by commas: u32[] be32[] string[] message[]");
     addSecrets(message);
     perform(message, [this](const Session& session) { sendMessage(session, path_, command_, words_); });
 
-    CLI::App* watched = add(&app_, "watch", "Print notifications as they come, until Ctrl-C",
+    CLI::App* watched = add(&app_, "watch", "Print notifications as they arrive, until Ctrl-C",
                             "  tnctl watch 34\n  tnctl watch 20,0 0x10004");
-    watched->add_option("PATH", path_, "Numbers with commas between")->required();
-    watched->add_option("NOTIFICATION", notification_, "Its number or name (default: changed)");
+    watched->add_option("PATH", path_, "Numbers separated by commas")->required();
+    watched->add_option("NOTIFICATION", notification_, "Number or name of the notification (default: changed)");
     addSecrets(watched);
     perform(watched, [this](const Session& session) { watch(session, path_, notification_); });
 }

@@ -57,14 +57,14 @@ std::span<const Word> communityWords() {
     // clang-format off
     static const std::array<Word, 9> words{{
         {"name",                    "NAME",          kName,                   c::Name.number,                   "community string, and user name in SNMPv3"},
-        {"read-access",             "READ",          kYesNo,                  c::ReadAccess.number,             "may get (a new entry: yes)"},
-        {"write-access",            "WRITE",         kYesNo,                  c::WriteAccess.number,            "may set (a new entry: no)"},
-        {"security",                "SECURITY",      kSecurity,               c::Security.number,               "least level of SNMPv3; above none, SNMPv1 and v2c are refused"},
-        {"authentication-protocol", "AUTH",          kAuthenticationProtocol, c::AuthenticationProtocol.number, "digest of SNMPv3"},
-        {"encryption-protocol",     "PRIV",          kEncryptionProtocol,     c::EncryptionProtocol.number,     "cipher of SNMPv3"},
+        {"read-access",             "READ",          kYesNo,                  c::ReadAccess.number,             "may read (default: yes)"},
+        {"write-access",            "WRITE",         kYesNo,                  c::WriteAccess.number,            "may write (default: no)"},
+        {"security",                "SECURITY",      kSecurity,               c::Security.number,               "minimum SNMPv3 security level; above none, SNMPv1 and v2c are refused"},
+        {"authentication-protocol", "AUTH",          kAuthenticationProtocol, c::AuthenticationProtocol.number, "SNMPv3 digest"},
+        {"encryption-protocol",     "PRIV",          kEncryptionProtocol,     c::EncryptionProtocol.number,     "SNMPv3 cipher"},
         {"authentication-password", "AUTH-PASSWORD", kPassword,               c::AuthenticationPassword.number, "at least 8 characters"},
         {"encryption-password",     "PRIV-PASSWORD", kPassword,               c::EncryptionPassword.number,     "at least 8 characters"},
-        {"addresses",               "ADDRESSES",     kPrefixes,               c::Addresses.number,              "sources it is accepted from (a new entry: everywhere)"},
+        {"addresses",               "ADDRESSES",     kPrefixes,               c::Addresses.number,              "accepted source addresses (default: all of IPv4)"},
     }};
     // clang-format on
     return words;
@@ -72,8 +72,8 @@ std::span<const Word> communityWords() {
 
 std::span<const Word> trapWords() {
     static const std::array<Word, 3> words{{
-        {"oid", "OID", kOid, trap::Oid.number, "name of the object that the trap tells of"},
-        {"type", "TYPE", kTrapType, trap::Type.number, "type of its value (without it: string)"},
+        {"oid", "OID", kOid, trap::Oid.number, "name of the varbind"},
+        {"type", "TYPE", kTrapType, trap::Type.number, "type of its value (default: string)"},
         {"value", "VALUE", kValueText, trap::Value.number, "its value"},
     }};
     return words;

@@ -76,7 +76,7 @@ void checkSending(const Client& client) {
     if (settings.get_message_array(setting::TrapTargets).empty()) missing = "trap-targets=ADDRESS";
     if (!settings.get_bool(setting::Enabled)) missing = "enabled=yes";
     if (missing != nullptr)
-        throw Failure(kFailed, std::string("the agent sends no traps: first tnctl snmp set ") + missing);
+        throw Failure(kFailed, std::string("the agent sends no traps: first run tnctl snmp set ") + missing);
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ std::vector<std::string_view> settableNames(std::span<const Word> words) {
 const Word& findWord(std::span<const Word> words, std::string_view name) {
     for (const Word& word : words) {
         if (word.name != name) continue;
-        if (!word.settable) throw Failure(kUsage, std::string(name) + ": can't be set, the agent keeps it itself");
+        if (!word.settable) throw Failure(kUsage, std::string(name) + ": read-only, the agent maintains it");
         return word;
     }
     throw Failure(kUsage, tn::escaped(name) + ": unknown word: expected " + expectedOneOf(name, settableNames(words)));

@@ -3,7 +3,7 @@
 #include "tn/options.h"
 
 int main(int argc, char** argv) {
-    CLI::App app("Tarnix SNMP agent", "tarnix-snmpd");
+    CLI::App app("SNMP agent that fetches its data over the message bus", "tarnix-snmpd");
     snmp::Options options;
     tn::addCommonOptions(app);
     snmp::addOptions(app, options);

@@ -80,7 +80,7 @@ void start(void* object, const std::string& path) {
 void load(const std::string& path) {
     if (!isOurs(path, 1)) return;
     if (!canBeLoaded(path)) {
-        serr << "plugin refused: " << path << ": loading it ends the process";
+        serr << "plugin refused: " << path << ": the process ends when it is loaded";
         return;
     }
     void* object = dlopen(path.c_str(), RTLD_NOW);
@@ -101,7 +101,7 @@ void search(const std::string& directory, unsigned& folders) {
         return;
     }
     if (++folders > kMostFolders) {
-        if (folders == kMostFolders + 1) serr << "plugins: more than 200 folders: not searched from " << directory;
+        if (folders == kMostFolders + 1) serr << "plugins: more than 200 folders: search stopped at " << directory;
         return;
     }
     if (!isOurs(directory, 0)) return;

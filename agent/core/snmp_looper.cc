@@ -71,9 +71,9 @@ void SnmpLooper::init() {
 
 void SnmpLooper::warnOfUsers() const {
     if (!v3Server_.strictDigest)
-        serr << "SNMPv3 users can be forged without a password: start the agent with --strict-usm";
+        serr << "SNMPv3 users can be impersonated without a password: start the agent with --strict-usm";
     if (settings_.get(setting::EngineId).empty())
-        serr << "SNMPv3 users, but no engine id of this agent's own: tnctl snmp set engine-id=TEXT";
+        serr << "SNMPv3 users, but engine-id isn't set: tnctl snmp set engine-id=TEXT";
 }
 
 void SnmpLooper::adopt(Settings settings) {

@@ -17,7 +17,7 @@ namespace snmp {
 class SnmpLooper : public tn::Looper {
   public:
     /// @param port      UDP port of the service
-    /// @param trapPort  UDP port of the trap targets
+    /// @param trapPort  UDP port that traps are sent to
     explicit SnmpLooper(uint16_t port, uint16_t trapPort = kTrapPort);
     ~SnmpLooper() override;
 

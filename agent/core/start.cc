@@ -34,14 +34,17 @@ void announce(SnmpLooper& agent) {
 }  // namespace
 
 void addOptions(CLI::App& app, Options& options) {
-    app.add_option("--port", options.port, "UDP port of the SNMP service")->check(CLI::Range(1, 65535));
-    app.add_option("--trap-port", options.trapPort, "UDP port of the trap targets")->check(CLI::Range(1, 65535));
-    app.add_flag(
-        "--strict-usm", options.strictUsm,
-        "reject SNMPv3 messages whose digest isn't 12 octets, and never sign a Report to an unauthenticated message: "
-        "without it users can be impersonated and their passwords guessed offline");
-    app.add_flag("--log-requests", options.logRequests, "log two lines for each request, communities included");
-    app.add_flag("--debug", options.debug, "log the steps of each request");
+    app.add_option("--port", options.port, "UDP port of the SNMP service")
+        ->check(CLI::Range(1, 65535))
+        ->option_text("N [161]");
+    app.add_option("--trap-port", options.trapPort, "UDP port that traps are sent to")
+        ->check(CLI::Range(1, 65535))
+        ->option_text("N [162]");
+    app.add_flag("--strict-usm", options.strictUsm,
+                 "Reject SNMPv3 messages whose digest is shorter than 12 octets, and never sign a Report to an "
+                 "unauthenticated message. Without it, users can be impersonated and passwords guessed offline");
+    app.add_flag("--log-requests", options.logRequests, "Log two lines for each request, communities included");
+    app.add_flag("--debug", options.debug, "Log the steps of each request");
 }
 
 std::unique_ptr<SnmpLooper> makeAgent(const Options& options) {

@@ -67,7 +67,7 @@ void RouteMonitor::drain(Time now, size_t packets) {
 }
 
 void RouteMonitor::recordLoss(Time now) {
-    if (!std::exchange(wereLost_, true)) hostLog << "routes: notifications were lost: listing them anew";
+    if (!std::exchange(wereLost_, true)) hostLog << "routes: notifications lost: listing again";
     isBehind_ = true;
     want(now);
     earliest_ = std::max(earliest_, begun_ + kInterval);
@@ -200,7 +200,7 @@ void RouteMonitor::list(Time now) {
 }
 
 void RouteMonitor::fail(Time now, int reason) {
-    hostLog << "routes: not listed whole: " << std::strerror(reason);
+    hostLog << "routes: listing incomplete: " << std::strerror(reason);
     listing_->close();
     state_ = State::Idle;
     isWanted_ = true;

@@ -126,10 +126,11 @@ tn::message Interfaces::changeRow(uint32_t id, const tn::message& request) {
     const bool isUp = !request.get_bool(tn::field::Disabled);
     const std::string what = links_.find(id)->name + (isUp ? " up" : " down");
     if (!switch_) {
-        hostLog << "link change asked for and refused: " << what << ": --allow-link-changes isn't given";
-        return tn::errorMsg(tn::error::Refused, "link changes aren't allowed here: start with --allow-link-changes");
+        hostLog << "link change refused: " << what << ": --allow-link-changes isn't set";
+        return tn::errorMsg(tn::error::Refused,
+                            "link change not allowed: the daemon runs without --allow-link-changes");
     }
-    hostLog << "link change asked for: " << what;
+    hostLog << "link change requested: " << what;
     const std::string reason = switch_(id, isUp);
     if (reason.empty()) return {};
     hostLog << "link change failed: " << what << ": " << reason;

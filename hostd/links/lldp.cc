@@ -135,7 +135,7 @@ Reading<Neighbor> readNeighbors() {
     Reading<Neighbor> reading;
     const Library library;
     if (!library.isWhole()) {
-        reading.problem = std::string(kLibrary) + " isn't there";
+        reading.problem = std::string(kLibrary) + " isn't installed";
         return reading;
     }
     const std::unique_ptr<lldpctl_conn_t, decltype(&::lldpctl_release)> connection(

@@ -78,7 +78,7 @@ std::string PciReader::readNames(const std::map<std::string, Ids>& devices) {
         names_[ids] = {lookUp(access.get(), PCI_LOOKUP_VENDOR, vendor),
                        lookUp(access.get(), PCI_LOOKUP_DEVICE, vendor, device)};
     }
-    return isWhole ? "" : "pci.ids is missing or damaged: numbers in place of names";
+    return isWhole ? "" : "pci.ids is missing or damaged: showing numbers instead of names";
 }
 
 Reading<PciDevice> PciReader::read() {
@@ -98,7 +98,7 @@ Reading<PciDevice> PciReader::read() {
         namesRead_ = now;
     }
 
-    Reading<PciDevice> reading{devices.empty() ? "there are none" : problem_, {}};
+    Reading<PciDevice> reading{devices.empty() ? "none found" : problem_, {}};
     for (const auto& [name, ids] : devices)
         if (const auto place = placeOf(name))
             reading.rows.push_back({name, *place, names_[ids].maker, names_[ids].model});

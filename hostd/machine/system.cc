@@ -34,10 +34,10 @@ std::string rebootMachine() {
 tn::message System::cmdUnknown(const tn::message& request, uint32_t command) {
     if (command != system::kReboot) return Handler::cmdUnknown(request, command);
     if (!reboot_) {
-        hostLog << "reboot asked for and refused: --allow-reboot isn't given";
-        return tn::errorMsg(tn::error::Refused, "reboot isn't allowed here: start with --allow-reboot");
+        hostLog << "reboot refused: --allow-reboot isn't set";
+        return tn::errorMsg(tn::error::Refused, "reboot not allowed: the daemon runs without --allow-reboot");
     }
-    hostLog << "reboot asked for: restarting";
+    hostLog << "reboot requested: restarting";
     const std::string reason = reboot_();
     if (reason.empty()) return {};
     hostLog << "reboot failed: " << reason;
@@ -69,7 +69,8 @@ tn::message Identity::cmdGet(const tn::message&) {
 }
 
 tn::message Identity::cmdSet(const tn::message&) {
-    return tn::errorMsg(tn::error::Refused, "the host's name can't be set from here: use hostnamectl on the machine");
+    return tn::errorMsg(tn::error::Refused,
+                        "the host's name can't be set over the bus: use hostnamectl on the machine");
 }
 
 // ---- {24, 2}
@@ -84,7 +85,7 @@ SystemInfo::SystemInfo(const Paths& paths, std::shared_ptr<Disks> disks)
       loadInterval_(paths.loadInterval) {
     sample(tn::sinceBoot());
     readLoads();
-    if (!memory_.total) hostLog << paths.proc << "/meminfo: no memory sizes to be had from it";
+    if (!memory_.total) hostLog << paths.proc << "/meminfo: no memory sizes found";
 }
 
 void SystemInfo::sample(std::chrono::milliseconds now) {

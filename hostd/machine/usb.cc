@@ -79,7 +79,7 @@ Reading<UsbDevice> UsbReader::read() {
         if (name.find(':') != std::string::npos) continue;  // an interface of a device
         if (auto device = readDevice(name)) reading.rows.push_back(std::move(*device));
     }
-    if (reading.rows.empty()) reading.problem = "there are none";
+    if (reading.rows.empty()) reading.problem = "none found";
     return reading;
 }
 

@@ -47,17 +47,17 @@ tn::message refused(const std::string& why) { return tn::errorMsg(tn::error::Ref
 tn::message UsbReset::cmdUnknown(const tn::message& request, uint32_t command) {
     if (command != usb_reset::kSwitchOff) return Handler::cmdUnknown(request, command);
     if (!isAllowed_) {
-        hostLog << "USB reset asked for and refused: --allow-usb-reset isn't given";
-        return refused("a USB reset isn't allowed here: start with --allow-usb-reset");
+        hostLog << "USB reset refused: --allow-usb-reset isn't set";
+        return refused("USB reset not allowed: the daemon runs without --allow-usb-reset");
     }
     const uint32_t seconds = request.get_u32(usb_reset::Seconds);
     if (seconds < 1 || seconds > usb_reset::kMaxSeconds)
         return refused("USB reset: expected 1 to " + std::to_string(usb_reset::kMaxSeconds) + " seconds");
-    if (isBusy_) return refused("a USB reset is under way");
+    if (isBusy_) return refused("a USB reset is already in progress");
     auto switches = switchesOf(sysfs_);
-    if (switches.empty()) return refused("no USB port of this machine can be switched off");
+    if (switches.empty()) return refused("this machine has no USB port that can be switched off");
 
-    hostLog << "USB reset asked for: " << switches.size() << " ports without power for " << seconds << " s";
+    hostLog << "USB reset requested: " << switches.size() << " ports without power for " << seconds << " s";
     isBusy_ = true;
     const auto work = [this, seconds, switches = std::move(switches)](const std::stop_token& stop) {
         write(switches, "1");
@@ -71,7 +71,7 @@ tn::message UsbReset::cmdUnknown(const tn::message& request, uint32_t command) {
         work_ = std::jthread(work);
     } catch (const std::system_error& failure) {
         isBusy_ = false;
-        hostLog << "USB reset: not begun: " << failure.what();
+        hostLog << "USB reset: not started: " << failure.what();
         return refused(std::string("USB reset: ") + failure.what());
     }
     return {};

@@ -34,7 +34,7 @@ bool NetlinkFollower::catchUp(size_t packets) {
     if (!isOpen()) return true;
     auto outcome = readNotices(packets);
     if (outcome == Overrun || outcome == Failed) {
-        if (!std::exchange(isStale_, true)) hostLog << subject_.what << ": notifications were lost: listing them anew";
+        if (!std::exchange(isStale_, true)) hostLog << subject_.what << ": notifications lost: listing again";
         outcome = readNotices(packets);  // what is still queued is older than the listing to come
     }
     if (!isStale_) return outcome == Empty;
@@ -70,7 +70,7 @@ void NetlinkFollower::list(int attempts) {
     while (isStale_ && attempts-- > 0) isStale_ = !listOnce(requests);
     listed_ = tn::sinceBoot();
     if (!isStale_) return;
-    hostLog << subject_.what << ": not listed whole: they change too fast, or the kernel doesn't answer";
+    hostLog << subject_.what << ": listing incomplete: they change too fast, or the kernel doesn't answer";
     (void)listing_->open(NETLINK_ROUTE, 0);  // the rest of an answer goes with the old socket
     retryAfter(kInterval);
 }

@@ -125,7 +125,7 @@ uint32_t Guest::preferredId() const { return preferredIdOf(key); }
 Reading<Guest> readGuests(const std::string& uri, size_t most, const std::string& sockets) {
     if (!isThereToAsk(uri, sockets)) return {uri + ": no daemon's socket in " + sockets, {}};
     const Library library;
-    if (!library.isWhole()) return {std::string(kLibrary) + " isn't there", {}};
+    if (!library.isWhole()) return {std::string(kLibrary) + " isn't installed", {}};
     const std::unique_ptr<virConnect, decltype(&::virConnectClose)> connection(library.open(uri.c_str()),
                                                                                library.close);
     virDomainPtr* listed = nullptr;
@@ -143,8 +143,7 @@ Reading<Guest> readGuests(const std::string& uri, size_t most, const std::string
         else if (describe(library, raw, guest))
             reading.rows.push_back(std::move(guest));
     }
-    if (leftOut > 0)
-        reading.problem = std::to_string(leftOut) + " more than the " + std::to_string(most) + " there is room for";
+    if (leftOut > 0) reading.problem = std::to_string(leftOut) + " above the limit of " + std::to_string(most);
     return reading;
 }
 

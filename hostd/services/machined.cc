@@ -136,7 +136,7 @@ Reading<Guest> Machined::read(size_t most) {
     while (sd_bus_message_read(machines.get(), "(ssso)", &name, &kind, &service, &path) > 0) {
         if (std::string_view(kind) != "container" || std::string_view(service) == "libvirt-lxc") continue;
         if (reading.rows.size() >= most) {
-            reading.problem = "systemd-machined: more than the " + std::to_string(most) + " there is room for";
+            reading.problem = "systemd-machined: above the limit of " + std::to_string(most);
             break;
         }
         Guest guest;

@@ -142,7 +142,7 @@ void ScriptRun::ended() {
     if (::waitid(P_PID, static_cast<id_t>(child_), &end, WEXITED | WNOHANG) != 0 || end.si_pid == 0) return;
     read();  // what it wrote last; what it left running has nobody to listen any more
     if (!line_.empty()) logLine();
-    if (lines_ > kMaxLines) hostLog << "script " + name_ + ": " << lines_ - kMaxLines << " more lines left out";
+    if (lines_ > kMaxLines) hostLog << "script " + name_ + ": " << lines_ - kMaxLines << " more lines suppressed";
     if (end.si_code != CLD_EXITED)
         hostLog << "script ended: " << name_ << ", signal " << end.si_status << " (" << ::strsignal(end.si_status)
                 << ")";

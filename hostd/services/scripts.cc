@@ -53,7 +53,7 @@ bool isName(const std::string& name) {
 std::string whyNotRun(const std::string& folder, const std::string& name) {
     const auto isPrintable = [](char c) { return c >= ' ' && c <= '~'; };
     if (name.starts_with('-') || !std::ranges::all_of(name, isPrintable))
-        return "its name begins with - or isn't all printable ASCII";
+        return "its name begins with - or has octets that aren't printable ASCII";
     for (const std::string& path : {folder, folder + "/" + name}) {
         const tn::Exposure exposed = tn::exposedPart(path, tn::kToTheTop);
         if (exposed) return exposed.part + ": " + exposed.reason;

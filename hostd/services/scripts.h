@@ -23,8 +23,8 @@ class Scripts : public IdTable {
     explicit Scripts(std::string folder) : folder_(std::move(folder)) {}
 
     /// Errors of scripts::kRun: error::NotFound; error::Refused when the script can't be started, kMaxRuns are running,
-    /// its name begins with - or isn't all printable ASCII, or anyone but root and this process's user owns or can
-    /// write to the script, its folder or a folder above.
+    /// its name begins with - or has octets that aren't printable ASCII, or anyone but root and this process's user
+    /// owns or can write to the script, its folder or a folder above.
     tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
 
   protected:

@@ -113,7 +113,7 @@ SquidReading readSquid(const std::string& url) {
     SquidReading reading;
     const Library library;
     if (!library.isWhole()) {
-        reading.problem = std::string(kLibrary) + " isn't there";
+        reading.problem = std::string(kLibrary) + " isn't installed";
         return reading;
     }
     const std::string base = url.substr(0, url.find_last_not_of('/') + 1);
@@ -123,7 +123,7 @@ SquidReading readSquid(const std::string& url) {
     const std::string counters = fetch(library, base, "counters", reading.problem);
     if (!reading.problem.empty()) return reading;
     reading.figures = parseSquidPages(info, counters, uptime);
-    if (reading.figures == SquidFigures()) reading.problem = "what answers isn't squid's cache manager";
+    if (reading.figures == SquidFigures()) reading.problem = "the server isn't squid's cache manager";
     return reading;
 }
 

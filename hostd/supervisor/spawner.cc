@@ -68,7 +68,7 @@ void Spawner::childEnded() {
         waitForConnection();
         return;
     }
-    hostLog << program_.command.front() << ": " << howItEnded(end) << "; starting it again";
+    hostLog << program_.command.front() << ": " << howItEnded(end) << "; restarting it";
     launchWhenDue();
 }
 

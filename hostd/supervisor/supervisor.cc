@@ -28,8 +28,7 @@ tn::message Supervisor::cmdUnknown(const tn::message& request, uint32_t command)
 }
 
 tn::message Supervisor::acceptAnnouncement(const tn::message& request) {
-    if (!request.has(supervisor::Number))
-        return tn::errorMsg(tn::error::Refused, "announcement without the number that is up");
+    if (!request.has(supervisor::Number)) return tn::errorMsg(tn::error::Refused, "announcement without a number");
     // What comes from this process itself has passed no socket, so nobody put a pid into it.
     announce(request.get_u32(tn::field::CallerPid, static_cast<uint32_t>(::getpid())),
              request.get_u32(supervisor::Number));

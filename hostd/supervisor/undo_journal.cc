@@ -32,7 +32,8 @@ void UndoJournal::loadPermData() {
 
 tn::message UndoJournal::record(const tn::message& request) {
     if (!canBeSent(request.get_message(undo::Old)))
-        return tn::errorMsg(tn::error::Refused, "undo record: its old request needs a command and a destination");
+        return tn::errorMsg(tn::error::Refused,
+                            "undo record: the request that undoes it needs a command and a destination");
     const uint32_t id = ids_.empty() ? 1 : *ids_.rbegin() + 1;
     tn::message record;
     record.insert_message(undo::New, request.get_message(undo::New));

@@ -112,7 +112,7 @@ template <class Row>
 tn::message OwnerTable<Row>::page(const tn::message& request, Detail detail) {
     using namespace tn::field;
     if (!isKnownById_ && request.has(Continue) && !request.has(Key))
-        return tn::errorMsg(tn::error::Refused, "the rows here have no ids: ask by key");
+        return tn::errorMsg(tn::error::Refused, "rows of this table have no ids: query by key");
     refresh();
     const size_t maxItems =
         std::clamp(request.get_u32(MaxObjects, detail == Detail::Brief ? kMaxItems : kPage), 1U, kMaxItems);
@@ -161,7 +161,7 @@ tn::message OwnerTable<Row>::cmdSet(const tn::message& request) {
 
 template <class Row>
 tn::message OwnerTable<Row>::changeRow(Row, const tn::message&) {
-    return tn::errorMsg(tn::error::Refused, "nothing here can be changed");
+    return tn::errorMsg(tn::error::Refused, "this table is read-only");
 }
 
 template <class Row>

@@ -118,7 +118,7 @@ class StoreThatCannotBeRead(unittest.TestCase):
                 self.assertEqual(agent.stop(), [0])
 
                 complaint, = [line for line in agent.said().splitlines() if line.startswith("store: ")]
-                self.assertRegex(complaint, f"^store: {re.escape(str(store))}: .*; it is left as it is$")
+                self.assertRegex(complaint, f"^store: {re.escape(str(store))}: .*; file left unchanged$")
                 self.assertEqual(store.read_bytes(), spoilt)
                 store.write_bytes(whole)
 

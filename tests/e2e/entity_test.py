@@ -49,7 +49,7 @@ class Entity:
         self.write(CHASSIS_ALIAS, "lost")
         self.assertEqual(self.agent.get(CHASSIS_ALIAS), '""')
         self.assertEqual(file.read_bytes(), JUNK)
-        self.assertIn("it is left as it is", self.agent.said())
+        self.assertIn("file left unchanged", self.agent.said())
         self.assertIn("alias and asset id not written: ", self.agent.said())
 
     def test_a_machine_without_sensors_and_devices(self):

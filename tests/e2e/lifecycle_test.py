@@ -108,7 +108,7 @@ class Lifecycle(unittest.TestCase):
         for_a_while(2 * LEAVES_AFTER, lambda: agent.agent_pids() == pids, "an agent that is on stays")
         signal_process(*pids)
         self.assertEqual(agent.get(SYS_SERVICES), "INTEGER: 78")
-        self.assertIn("signal 9 (Killed); starting it again", agent.said())
+        self.assertIn("signal 9 (Killed); restarting it", agent.said())
 
         agent.configure("set", "enabled=no")
         eventually(lambda: not agent.agent_pids(), "the agent leaves once it is off")

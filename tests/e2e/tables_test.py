@@ -118,7 +118,7 @@ class Tables:
                          [UP, UP, DOWN, DOWN, UP])
         careful = Deployment(self.kind, self.namespace.prefix).ends_with(self).start().open()
         self.assertEqual(state_after(careful, DOWN), UP)
-        self.assertIn("link change asked for and refused: here down", careful.said())
+        self.assertIn("link change refused: here down", careful.said())
 
     def test_links_come_and_go_during_walks(self):
         permanent = {link["ifname"] for link in self.links().values()}

@@ -232,7 +232,7 @@ TEST_F(BusTest, ExchangesOfOneBudgetShareItFromTheFirstOneOn) {
             EXPECT_EQ(errorOf(exchange(askAt(20), 5000ms)), error::TimedOut);
         });
         EXPECT_LT(took, 2s);
-        EXPECT_EQ(getError(exchange(askAt(44))), "bus: 44: no time left to ask");
+        EXPECT_EQ(getError(exchange(askAt(44))), "bus: 44: not queried, the request's time is used up");
         EXPECT_EQ(errorOf(exchange(request(client_.path(), kNote))), 0U) << "handlers of this process aren't exchanges";
     }
     EXPECT_EQ(errorOf(exchange(ask(kSleep, 700), 5000ms)), 0U);

@@ -84,7 +84,7 @@ TEST_F(DaemonTest, RootThatOthersCanChangeIsRefused) {
         std::filesystem::create_directories(folder);
         for (const mode_t mode : {0775U, 0757U, 01777U}) {
             ASSERT_EQ(chmod(folder.c_str(), mode), 0);
-            EXPECT_EQ(refusal(), reason(folder, "others than its owner may write it"));
+            EXPECT_EQ(refusal(), reason(folder, "writable by users other than its owner"));
         }
         ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
         if (chown(folder.c_str(), kStranger, getegid()) != 0) continue;  // only root can do this
@@ -96,7 +96,7 @@ TEST_F(DaemonTest, RootThatOthersCanChangeIsRefused) {
         ASSERT_EQ(lchown(folder.c_str(), kStranger, getegid()), 0);
         EXPECT_EQ(refusal(), reason(folder, "belongs to user 12345"));
     }
-    const std::string open = reason(root(), "others than its owner may write it");
+    const std::string open = reason(root(), "writable by users other than its owner");
     const std::string stranger = reason(root(), "belongs to user 12345");
     const uid_t us = geteuid();
     const gid_t ours = getegid();

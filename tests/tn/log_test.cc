@@ -107,7 +107,7 @@ TEST_F(LogTest, OneCauseIsBoundedAndSaysHowMuchIsMissing) {
 
     clock.seconds += 1;
     EXPECT_EQ(written([&] { log << "third cause"; }),
-              "[20] 744 lines left out that begin with: storm: \n[20] third cause\n")
+              "[20] 744 lines suppressed that begin with: storm: \n[20] third cause\n")
         << "the account comes with the next line of any cause";
     clock.seconds += 10;
     EXPECT_EQ(lines(storm(log, "storm: ", 100)), 10U) << "one a second";
@@ -135,7 +135,8 @@ TEST_F(LogTest, StrangersWriteTenLinesASecondWhateverTheirCauses) {
     EXPECT_EQ(lines(first) + lines(testing::internal::GetCapturedStdout()), 10U);
 
     clock.milliseconds = 1000;
-    EXPECT_EQ(written([&] { log << "ours"; }), "90 lines left out that strangers brought about\n[20] ours\n");
+    EXPECT_EQ(written([&] { log << "ours"; }),
+              "90 lines suppressed about datagrams from unverified senders\n[20] ours\n");
     testing::internal::CaptureStdout();
     const std::string next = written(flood);
     EXPECT_EQ(lines(next) + lines(testing::internal::GetCapturedStdout()), 9U) << "the account is one of the ten";
@@ -148,8 +149,9 @@ TEST_F(LogTest, StrangersWriteTenLinesASecondWhateverTheirCauses) {
             for (int i = 0; i < 50; ++i, clock.milliseconds += 20) strangersErr << "again " << i;
         });
         EXPECT_EQ(lines(text), 10U) << "a flood that goes on";
-        EXPECT_EQ(text.rfind("left out") != std::string::npos, second > 0) << text;
-        EXPECT_EQ(text.find("left out"), text.rfind("left out")) << "one account a second, the rest is lines\n" << text;
+        EXPECT_EQ(text.rfind("suppressed") != std::string::npos, second > 0) << text;
+        EXPECT_EQ(text.find("suppressed"), text.rfind("suppressed")) << "one account a second, the rest is lines\n"
+                                                                     << text;
     }
     clock.seconds += 1;
     written([&] { log << "ours"; });  // leaves no count to other tests
@@ -189,7 +191,8 @@ TEST_F(LogTest, FullPipeOrTerminalHoldsNobodyUpAndSaysHowManyLinesAreMissing) {
         std::string expected;
         const size_t whole = lines(text) - 2;
         for (size_t i = 0; i < whole; ++i) expected += line;
-        expected += std::to_string(30 - whole) + " lines lost here: their reader was too slow or away\n[20] short\n";
+        expected +=
+            std::to_string(30 - whole) + " lines lost here: the reader was too slow or not running\n[20] short\n";
         EXPECT_TRUE(text == expected) << whole << " lines, then "
                                       << text.substr(std::min(text.size(), whole * line.size()));
         EXPECT_TRUE(cut) << "the line that filled it was completed later";

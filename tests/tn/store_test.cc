@@ -146,9 +146,9 @@ TEST_F(StoreTest, MissingFileIsNotMadeUnlessAskedAndAnEmptyOneBecomesAStore) {
 
 TEST_F(StoreTest, FileThatIsNotAStoreIsRefused) {
     write("contact = noc\n" + std::string(200, '#'));
-    expectRefused("something else's file");
+    expectRefused("another program's file");
     write("short");
-    expectRefused("something else's file");
+    expectRefused("another program's file");
     std::filesystem::remove(file());
     std::filesystem::create_directory(file());
     expectRefused("is a directory");
@@ -200,7 +200,7 @@ TEST_F(StoreTest, MessageThatCannotBeReadForAMomentIsNotTakenForMissing) {
         std::filesystem::resize_file(file() + "-wal", 0);  // reading it fails
         testing::internal::CaptureStderr();
         EXPECT_FALSE(read(store));
-        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("it is left as it is"));
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("file left unchanged"));
         std::ofstream(file() + "-wal", std::ios::binary) << wal;
         EXPECT_FALSE(store.set(0, numbered(1))) << "defaults take the place of what is there";
         EXPECT_THAT(store.lastError(), HasSubstr(file()));

@@ -66,7 +66,7 @@ TEST(MessageFields, WrongOnesAreRefusedWithoutRepeatingTheirValues) {
         {"5:message={1:u32=1", "{FIELD"},
         {"5:message=1:u32=1}", "{FIELD"},
         {"5:message={1:u32=x}", "1:u32: expected a number"},
-        {"0xff0001:u32[]=24", "the bus itself"},
+        {"0xff0001:u32[]=24", "the bus sets this field"},
         {deep, "{FIELD"},
     };
     for (const auto& [text, why] : rows) {

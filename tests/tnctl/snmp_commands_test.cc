@@ -75,7 +75,7 @@ TEST_F(Settings, SwitchingOnTellsWhoMayReadAndAsksWhenThatIsEveryone) {
     const std::string on = "snmp set enabled=yes";
     communities.rows = {communityRow(0, "common"), communityRow(1, "lan", "192.0.2.0/24")};
     ASSERT_EQ(type(on), kDone) << err;
-    EXPECT_THAT(out, HasSubstr("common may do nothing yet"));
+    EXPECT_THAT(out, HasSubstr("common has no access yet"));
     EXPECT_THAT(out, HasSubstr("lan may read from 192.0.2.0/24 with SNMPv1, v2c or v3"));
     settings.asked.clear();
 

@@ -66,7 +66,7 @@ TEST(Words, WhatIsWrongIsToldByWhatWasExpected) {
         {{"contact=a", "contact=b"}, "given twice"},
         {{"contact=" + std::string(256, 'x')}, "at most 255"},
         {{"engine-id=" + std::string(28, 'x')}, "at most 27"},
-        {{"engine-boots=1"}, "can't be set"},
+        {{"engine-boots=1"}, "read-only"},
         {{"trap-version=2"}, "expected 1, 2c or 3"},
         {{"trap-targets="}, "expected addresses"},
         {{"trap-targets=192.0.2.1/24"}, "expected addresses"},

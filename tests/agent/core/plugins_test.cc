@@ -79,16 +79,17 @@ TEST_F(PluginsTest, WhatIsWrongWithOneCostsThatOneAlone) {
     put("throws", "throws.so");
     put("bursts", "bursts.so");
     put("speaks", "good.so");
-    EXPECT_THAT(linesOfLoading(),
-                UnorderedElementsAre(
-                    "plugin loaded: ./mute.so", "plugin ./mute.so has no symbol autorun", "plugin loaded: ./old.so",
-                    "plugin built for another version: ./old.so: 0.0.1, this is " TARNIX_VERSION,
-                    "plugin loaded: ./throws.so", "plugin failed in autorun: ./throws.so: no such sensor",
-                    "plugin refused: ./bursts.so: loading it ends the process", "plugin loaded: ./good.so", "autorun"));
+    EXPECT_THAT(
+        linesOfLoading(),
+        UnorderedElementsAre(
+            "plugin loaded: ./mute.so", "plugin ./mute.so has no symbol autorun", "plugin loaded: ./old.so",
+            "plugin built for another version: ./old.so: 0.0.1, this is " TARNIX_VERSION, "plugin loaded: ./throws.so",
+            "plugin failed in autorun: ./throws.so: no such sensor",
+            "plugin refused: ./bursts.so: the process ends when it is loaded", "plugin loaded: ./good.so", "autorun"));
 }
 
 TEST_F(PluginsTest, OneThatOthersMayWriteIsRefused) {
-    const std::string refused = ": others than its owner may write it";
+    const std::string refused = ": writable by users other than its owner";
     put("speaks", "group.so", 0664);
     put("speaks", "world.so", 0602);
     put("speaks", "good.so", 0700);
@@ -105,7 +106,7 @@ TEST_F(PluginsTest, OneThatOthersMayWriteIsRefused) {
 }
 
 TEST_F(PluginsTest, AFolderThatOthersMayWriteIsRefusedWithAllThatIsInIt) {
-    const std::string refused = ": others than its owner may write it";
+    const std::string refused = ": writable by users other than its owner";
     put("speaks", "sticky/below/one.so");
     put("speaks", "open/two.so");
     put("speaks", ".hidden/three.so");

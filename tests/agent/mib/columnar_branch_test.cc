@@ -137,7 +137,7 @@ TEST_F(ColumnarTest, ARowRemovedDuringAWalkDoesNotEndIt) {
 
 TEST_F(ColumnarTest, AnOwnerThatIsDownCostsItsOwnRows) {
     hasPorts({1});
-    ports.lies = [](const tn::message&) { return tn::errorMsg(tn::error::Unreachable, "nobody there"); };
+    ports.lies = [](const tn::message&) { return tn::errorMsg(tn::error::Unreachable, "no owner"); };
     EXPECT_THAT(next({"1.3.5.1", "1.3.6"}).bindings, ElementsAre(number("1.3.6.0", 6), number("1.3.6.0", 6)));
     ports.lies = [](const tn::message&) { return tn::errorMsg(tn::error::NotFound, "unknown row"); };
     EXPECT_THAT(next({"1.3.5.1.1"}).bindings, ElementsAre(endOfView("1.3.5.1.1")));  // it doesn't know the key

@@ -213,10 +213,10 @@ TEST_F(SettingsTest, UsersBehindShortDigestsAreWarnedOf) {
         agent->init();
         return testing::internal::GetCapturedStderr();
     };
-    constexpr const char* kWarning = "can be forged without a password";
+    constexpr const char* kWarning = "can be impersonated without a password";
     EXPECT_THAT(saidAtStart(), Not(HasSubstr(kWarning)));
     addEntry("ops", "0.0.0.0/0", 1);
-    EXPECT_THAT(saidAtStart(), AllOf(HasSubstr(kWarning), HasSubstr("no engine id of this agent's own")));
+    EXPECT_THAT(saidAtStart(), AllOf(HasSubstr(kWarning), HasSubstr("engine-id isn't set")));
     agent->v3Server().strictDigest = true;
     change({{setting::EngineId, "core1"}});
     EXPECT_THAT(saidAtStart(), Not(AnyOf(HasSubstr(kWarning), HasSubstr("engine id"))));

@@ -117,7 +117,7 @@ TEST_F(LibvirtTest, WhyGuestsAreAbsentIsSaid) {
     const Domain third = create("third");
     const Reading<Guest> reading = readGuests(kUri, 1);
     EXPECT_EQ(reading.rows.size(), 1U);
-    EXPECT_EQ(reading.problem, "2 more than the 1 there is room for");
+    EXPECT_EQ(reading.problem, "2 above the limit of 1");
     EXPECT_EQ(readGuests(kUri, 3).problem, "");
     virDomainDestroy(second.get());
     virDomainDestroy(third.get());

@@ -143,7 +143,7 @@ TEST(Machined, ContainersAreListedWithTheirStates) {
     EXPECT_EQ(machined->read().problem, "");
     EXPECT_EQ(bus.osReleases, 1);  // each costs machined a process
     bus.machines[0].started = 8;
-    EXPECT_EQ(machined->read(1).problem, "systemd-machined: more than the 1 there is room for");
+    EXPECT_EQ(machined->read(1).problem, "systemd-machined: above the limit of 1");
     EXPECT_EQ(bus.osReleases, 2);
     // Shown when libvirt fails. libvirt's own rows take precedence.
     const Reading<Guest> instead = readContainers("test:///no/such/file.xml", *machined);

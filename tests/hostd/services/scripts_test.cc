@@ -100,9 +100,9 @@ TEST_F(ScriptsTest, RunDetachedAndAreReaped) {
 }
 
 TEST_F(ScriptsTest, AreListedAndNotRunWhenOthersMayHaveWrittenThem) {
-    const std::string others = ": others than its owner may write it";
+    const std::string others = ": writable by users other than its owner";
     const std::string stranger = ": belongs to user 65534";
-    const std::string badName = "its name begins with - or isn't all printable ASCII";
+    const std::string badName = "its name begins with - or has octets that aren't printable ASCII";
     const struct {
         std::string name, changed;  // of the script; of what gets the mode and the owner, below top
         mode_t mode;
