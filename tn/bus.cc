@@ -138,8 +138,7 @@ void Bus::route(const ConnectionPtr& connection, message& packet) {
     idleExit_.touch();
     if (packet.has(field::ReplyTo)) {
         if (!connection->dialled()) {  // requests are sent only on dialled ones
-            serr << "bus: reply from process " << connection->peer().pid
-                 << ", which was never asked, connection closed";
+            serr << "bus: unsolicited reply from process " << connection->peer().pid << ", connection closed";
             return connections_.lose(connection);
         }
         exchange_.settle(connection, packet);
