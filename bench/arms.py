@@ -1,4 +1,4 @@
-"""The servers that are measured. Each has a temporary folder and a port of its own."""
+"""The servers to measure. Each has its own temporary folder and port."""
 import contextlib
 import json
 import os
@@ -9,13 +9,13 @@ import tempfile
 import time
 
 SERVER_CPU, LOAD_CPU = 0, 1
-IN_MEMORY = "/dev/shm"  # no figure here is about the disk, but a start that syncs files would wait for it
-PASSWORD = "benchbench"  # both, of the SNMPv3 user bench, whom udp-load and udp-walk know
-SYS_OBJECT_ID = "1.3.6.1.2.1.1.2.0"  # every server answers it without looking further
+IN_MEMORY = "/dev/shm"  # the disk isn't measured, but a start that syncs files would wait for it
+PASSWORD = "benchbench"  # both passwords of the SNMPv3 user bench, built into udp-load and udp-walk
+SYS_OBJECT_ID = "1.3.6.1.2.1.1.2.0"  # a constant of every server
 
 
 class Failure(Exception):
-    """One line for the user."""
+    """An error with one line for the user."""
 
 
 def free_port():
@@ -29,7 +29,7 @@ def pinned(cpu):
 
 
 class Arm:
-    """A server, or several that answer together. With a namespace, they and what asks them run in that one."""
+    """One server, or several that work together. With a namespace, they and their clients run in it."""
 
     def __init__(self, build, namespace=None):
         self.build = build
@@ -48,7 +48,7 @@ class Arm:
                 env={**os.environ, **environment}, preexec_fn=pinned(SERVER_CPU))
 
     def start(self):
-        """Up and answering, with its settings made."""
+        """Starts and configures the server, and waits until it answers."""
         self.launch()
         self.configure()
         self.wait_until_it_answers()
@@ -71,7 +71,7 @@ class Arm:
         self.tree.cleanup()
 
     def measure(self, tool, *words):
-        """What udp-load or udp-walk prints, the CPU time being that of all processes of this arm."""
+        """The output of udp-load or udp-walk, with the CPU time of all processes of this server."""
         pids = [f"--pid={process.pid}" for process in self.processes.values()]
         command = [*self.prefix, f"{self.build}/{tool}", f"--port={self.port}", *pids, *words]
         done = subprocess.run(command, capture_output=True, text=True, preexec_fn=pinned(LOAD_CPU))
@@ -89,12 +89,12 @@ class Arm:
     def launch_seconds(self, name):
         """Seconds from launching to the first answer with this object's value."""
         command = [*self.prefix, f"{self.build}/udp-wait", f"--port={self.port}", name]
-        with subprocess.Popen(command, stdout=subprocess.PIPE, text=True, preexec_fn=pinned(LOAD_CPU)) as asking:
-            time.sleep(0.1)  # it is asking by then
+        with subprocess.Popen(command, stdout=subprocess.PIPE, text=True, preexec_fn=pinned(LOAD_CPU)) as client:
+            time.sleep(0.1)  # udp-wait has started by then
             launched = time.monotonic()
             self.launch()
-            answered = asking.communicate()[0]
-        if asking.returncode:
+            answered = client.communicate()[0]
+        if client.returncode:
             raise Failure(f"{self.name}: no value of {name} after launching\n{self.logs()}")
         return float(answered) - launched
 
@@ -110,7 +110,7 @@ class Arm:
         for _ in range(50):
             dead = [name for name, process in self.processes.items() if process.poll() is not None]
             if dead:
-                raise Failure(f"{self.name}: {dead[0]} ended:\n{self.logs()}")
+                raise Failure(f"{self.name}: {dead[0]} exited:\n{self.logs()}")
             try:
                 self.load([SYS_OBJECT_ID], 1, 1)
                 return
@@ -184,7 +184,7 @@ ARMS = {arm.name: arm for arm in [Echo, DebianSnmpd, Node, OverTheBus]}
 
 @contextlib.contextmanager
 def running(names, build, namespace=None):
-    """The arms of these names, started; they are gone afterwards."""
+    """The named servers, started; they are removed afterwards."""
     arms = []
     try:
         for name in names:

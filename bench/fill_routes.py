@@ -1,12 +1,11 @@
 #!/usr/bin/env python3
-"""Puts routes into the network namespace that it runs in, or changes them at a rate. Hundreds in one system call, where
-`ip -batch` would take a minute and gigabytes for a million of them.
+"""Adds routes to the current network namespace, or changes them at a given rate. It sends hundreds of messages in one
+system call: `ip -batch` needs a minute and gigabytes for a million routes.
 
 usage: fill_routes.py add COUNT | fill_routes.py change COUNT CHANGES RATE
 
-Route number N leads to 20.0.0.0/24 + N networks, through one of 200 gateways of the link `uplink`, 10.0.0.1/24. A
-change takes one of COUNT routes away or puts it back; what was there before is there afterwards. Prints the seconds it
-took.
+Route number N leads to the Nth /24 network from 20.0.0.0, via one of 200 gateways on the link `uplink`, 10.0.0.1/24. A
+change removes one of COUNT routes or adds it again; afterwards all routes are as before. Prints the seconds it took.
 """
 import socket
 import struct
@@ -21,7 +20,7 @@ FIRST, GATEWAYS = 20 << 24, 10 << 24
 AT_ONCE = 200  # messages in one call
 # nlmsghdr, rtmsg, three attributes of four octets
 MESSAGE = struct.Struct("=IHHII BBBBBBBBI HHI HHI HHI")
-SPREAD = 7919  # a prime: changes lie all over the table
+SPREAD = 7919  # a prime, to spread the changes over the table
 
 
 def message(number, kind, link):
@@ -36,13 +35,13 @@ def send(kernel, messages):
         kernel.send(b"".join(messages[at:at + AT_ONCE]))
     try:
         refused = kernel.recv(4096, socket.MSG_DONTWAIT)
-        sys.exit(f"fill_routes.py: the kernel refuses: error {-struct.unpack_from('=i', refused, 16)[0]}")
+        sys.exit(f"fill_routes.py: refused by the kernel: error {-struct.unpack_from('=i', refused, 16)[0]}")
     except BlockingIOError:
         pass
 
 
 def change(kernel, link, count, changes, rate):
-    """Takes routes away and puts them back, some of them every 10 ms."""
+    """Removes routes and adds them again, some of them every 10 ms."""
     started, done = time.monotonic(), 0
     while done < changes:
         routes = [(done // 2 + i) * SPREAD % count for i in range(max(1, rate // 200))]

@@ -1,4 +1,4 @@
-"""A network namespace with a given number of links, gone when its with-block ends."""
+"""A network namespace with a given number of links, removed when its with-block ends."""
 import contextlib
 import json
 import os
@@ -16,7 +16,7 @@ def ip(*words, **more):
 
 @contextlib.contextmanager
 def namespace_with(links):
-    """Its name. The links are veth pairs, enabled and without addresses, so that nothing is sent on them."""
+    """The namespace's name. The links are enabled veth pairs without addresses, so nothing is sent on them."""
     name = f"tarnix-bench-{os.getpid()}-{links}"
     ip("netns", "add", name)
     try:
@@ -33,7 +33,7 @@ def namespace_with(links):
 
 
 def middle_link(name):
-    """The ifindex of the link that stands in the middle of the list."""
+    """The ifindex of the link in the middle of the list."""
     links = json.loads(ip("-n", name, "-json", "link"))
     indexes = sorted(link["ifindex"] for link in links)
     return indexes[len(indexes) // 2]

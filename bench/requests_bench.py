@@ -1,4 +1,4 @@
-"""What one answer costs, beside a bare UDP echo server."""
+"""Cost of one reply, relative to a bare UDP echo server."""
 import statistics
 import sys
 
@@ -20,6 +20,8 @@ TARGETS = {
     ("fetched", "bus"): 3.2,
     ("50 values", "node"): 3.0,
 }
+
+
 def measure(arms, options):
     """{(work, window, arm name): [figures of each round]}"""
     figures = {}
@@ -54,10 +56,10 @@ def print_table(figures):
 
 
 def add_options(parser):
-    parser.add_argument("--works", nargs="+", choices=WORKS, default=list(WORKS), help="what is asked")
-    parser.add_argument("--windows", nargs="+", type=int, default=[1, 32], help="requests outstanding")
-    parser.add_argument("--rounds", type=int, default=7)
-    parser.add_argument("--requests", type=int, default=20000, help="of each measurement")
+    parser.add_argument("--works", nargs="+", choices=WORKS, default=list(WORKS), help="kinds of requests")
+    parser.add_argument("--windows", nargs="+", type=int, default=[1, 32], help="numbers of outstanding requests")
+    parser.add_argument("--rounds", type=int, default=7, help="measurements of each server")
+    parser.add_argument("--requests", type=int, default=20000, help="requests per measurement")
 
 
 def run(options):

@@ -1,4 +1,4 @@
-"""What a walk of the routes costs with few and with a full Internet table of them, and what their changes cost."""
+"""Cost of a walk of the routes, with few routes and with a full Internet table, and of changes of routes."""
 import contextlib
 import json
 import os
@@ -17,28 +17,28 @@ CIDR_ENTRY = "1.3.6.1.2.1.4.24.4.1"  # ipCidrRouteEntry, RFC 2096
 COLUMNS = 16
 FILLER = pathlib.Path(__file__).with_name("fill_routes.py")
 RATE = 10000  # changes a second
-PATIENCE = 100  # seconds
-# With 1,000,000 routes: microseconds a route of all columns, milliseconds, seconds, octets a route
+TIMEOUT = 100  # seconds
+# With 1,000,000 routes: microseconds per route with all columns, milliseconds, seconds, octets per route
 ROW_TARGET, WAIT_TARGET, START_TARGET, MEMORY_TARGET = 10, 5, 5, 200
 
 
 def add_options(parser):
     parser.add_argument("--routes", default="1000,100000,1000000", metavar="N,N,...",
                         type=lambda text: sorted({int(word) for word in text.split(",")}),
-                        help="numbers of routes, one namespace each (1000,100000,1000000)")
-    parser.add_argument("--snmpd-most", type=int, default=100000, metavar="N",
-                        help="snmpd isn't measured with more routes (100000: a walk takes it two minutes)")
-    parser.add_argument("--rounds", type=int, default=3)
-    parser.add_argument("--seconds", type=int, default=5, help="how long routes change")
+                        help="numbers of routes, one namespace each (default: 1000,100000,1000000)")
+    parser.add_argument("--snmpd-max", type=int, default=100000, metavar="N",
+                        help="maximum number of routes to measure snmpd with (default: 100000, a walk of two minutes)")
+    parser.add_argument("--rounds", type=int, default=3, help="measurements of each server")
+    parser.add_argument("--seconds", type=int, default=5, help="duration of the route changes")
 
 
 def run(options):
     if os.geteuid() != 0:
-        raise Failure("routes: network namespaces need root: start it as root")
+        raise Failure("routes: needs root to create network namespaces")
     figures, changes = {}, {}
     for routes in options.routes:
         with namespace_with_routes(routes) as namespace:
-            names = [name for name in options.arms if name != "snmpd" or routes <= options.snmpd_most]
+            names = [name for name in options.arms if name != "snmpd" or routes <= options.snmpd_max]
             with running(names, options.build, namespace) as arms:
                 measure(arms, routes, options, figures)
                 changes.update(measure_changes(arms, namespace, routes, options.seconds))
@@ -48,7 +48,7 @@ def run(options):
 
 @contextlib.contextmanager
 def namespace_with_routes(count):
-    """Its name."""
+    """The namespace's name."""
     name = f"tarnix-bench-{os.getpid()}-routes"
     ip("netns", "add", name)
     try:
@@ -63,7 +63,7 @@ def namespace_with_routes(count):
 
 
 def fill(namespace, *words):
-    """The seconds that it took."""
+    """Returns the seconds it took."""
     command = ["ip", "netns", "exec", namespace, sys.executable, str(FILLER), *map(str, words)]
     done = subprocess.run(command, capture_output=True, text=True, preexec_fn=pinned(LOAD_CPU))
     if done.returncode:
@@ -72,7 +72,7 @@ def fill(namespace, *words):
 
 
 def last_row(count):
-    """Name of the ipCidrRouteIfIndex of the last route that was put in."""
+    """Name of the ipCidrRouteIfIndex of the last route added."""
     number = count - 1
     destination = f"{20 + (number >> 16)}.{number >> 8 & 255}.{number & 255}.0"
     return f"{CIDR_ENTRY}.5.{destination}.255.255.255.0.0.10.0.0.{2 + number % 200}"
@@ -94,9 +94,9 @@ def measure(arms, routes, options, figures):
             wait = walk_with_another(arm)[1]
         figures[routes, arm.name].update(wait=wait, memory=arm.memory("VmRSS"))
     for arm in slow:
-        print(f"{routes} routes: {arm.name} once, at most {PATIENCE} s for an answer", file=sys.stderr, flush=True)
+        print(f"{routes} routes: {arm.name} once, with a timeout of {TIMEOUT} s", file=sys.stderr, flush=True)
         try:
-            # Behind the last column it would go on into its next table, which takes it many minutes.
+            # After the last column it would continue into the next table, which takes many minutes.
             once, wait = walk_with_another(arm, *(f"{CIDR_ENTRY}.{column}" for column in range(1, COLUMNS)))
             figures[routes, arm.name] = {"start": [], "walk": [once], "wait": wait, "memory": arm.memory("VmRSS")}
         except Failure as failure:
@@ -104,13 +104,13 @@ def measure(arms, routes, options, figures):
 
 
 def walk(arm, *prefixes):
-    return arm.measure("udp-walk", f"--patience={PATIENCE}", "--max-repetitions=50", *(prefixes or [CIDR_ENTRY]))
+    return arm.measure("udp-walk", f"--timeout={TIMEOUT}", "--max-repetitions=50", *(prefixes or [CIDR_ENTRY]))
 
 
 @contextlib.contextmanager
 def before_others(arm):
-    """The server and what asks it go before all other work of the machine: a wait is then the server's own."""
-    tasks = [0, *tasks_of(arm)]  # the clients are started with the priority of this process
+    """Gives the server and its clients real-time priority, so that a wait is caused by the server itself."""
+    tasks = [0, *tasks_of(arm)]  # clients inherit the priority of this process
     for task in tasks:
         os.sched_setscheduler(task, os.SCHED_FIFO, os.sched_param(1))
     try:
@@ -122,7 +122,7 @@ def before_others(arm):
 
 
 def walk_with_another(arm, *prefixes):
-    """The figures of a walk during which a second client asks, and the milliseconds that one waited at most."""
+    """The figures of a walk during which a second client sends requests, and that client's longest wait in milliseconds."""
     command = [*arm.prefix, f"{arm.build}/udp-probe", f"--port={arm.port}", SYS_OBJECT_ID]
     with subprocess.Popen(command, stdout=subprocess.PIPE, text=True, preexec_fn=pinned(LOAD_CPU)) as probe:
         try:
@@ -136,19 +136,19 @@ def measure_changes(arms, namespace, routes, seconds):
     """{(routes, arm): figures}"""
     out = {}
     for arm in arms:
-        if arm.name == "snmpd":  # reads the kernel's table when it is asked
+        if arm.name == "snmpd":  # reads the kernel's table on each request
             continue
         before = cpu_seconds(arm)
         took = fill(namespace, "change", routes, RATE * seconds, RATE)
         cost = (cpu_seconds(arm) - before) * 1e6 / (RATE * seconds)
-        lost = "notifications were lost" in arm.logs()
+        lost = "notifications lost" in arm.logs()
         arm.load([last_row(routes)], 1, 1)
         out[routes, arm.name] = {"micros": cost, "rate": RATE * seconds / took, "lost": lost}
     return out
 
 
 def tasks_of(arm):
-    """All threads of all its processes."""
+    """All threads of the server's processes."""
     return [int(task) for process in arm.processes.values() for task in os.listdir(f"/proc/{process.pid}/task")]
 
 

@@ -1,4 +1,4 @@
-"""What SNMPv3 adds: Gets and bulk walks, signed and encrypted, beside the same in v2c."""
+"""Cost of SNMPv3: authenticated and encrypted Gets and bulk walks, relative to v2c."""
 import os
 import random
 import shutil
@@ -17,16 +17,16 @@ VERSIONS = {"v2c": [], "v3": ["--v3"]}  # v3: authPriv, SHA and DES
 
 
 def add_options(parser):
-    parser.add_argument("--rounds", type=int, default=7)
-    parser.add_argument("--requests", type=int, default=10000, help="of each measurement of a Get")
-    parser.add_argument("--walks", type=int, default=5, help="of each measurement of a walk")
+    parser.add_argument("--rounds", type=int, default=7, help="measurements of each server")
+    parser.add_argument("--requests", type=int, default=10000, help="requests per measurement of a Get")
+    parser.add_argument("--walks", type=int, default=5, help="walks per measurement")
 
 
 def run(options):
     if os.geteuid() != 0:
-        raise Failure("usm: a network namespace needs root: start it as root")
+        raise Failure("usm: needs root to create a network namespace")
     if not shutil.which("ip"):
-        raise Failure("usm: there is no ip command: install iproute2")
+        raise Failure("usm: ip not found: install iproute2")
     works = {
         "get": lambda arm, words: arm.load([SYS_UPTIME], 32, options.requests, *words)["cpu_us"],
         "bulk25": lambda arm, words: walk_cpu(arm, options.walks, words),
@@ -43,7 +43,7 @@ def run(options):
 
 
 def walk_cpu(arm, walks, words):
-    """Microseconds of one request of the walk."""
+    """Microseconds per request of the walk."""
     done = arm.measure("udp-walk", f"--walks={walks}", "--max-repetitions=25", *words, *TABLES)
     return done["cpu_seconds"] * 1e6 / done["requests"]
 

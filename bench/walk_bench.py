@@ -1,4 +1,4 @@
-"""What a walk of ifTable and ifXTable costs with few and with many links."""
+"""Cost of a walk of ifTable and ifXTable with few and with many links."""
 import argparse
 import contextlib
 import math
@@ -16,7 +16,7 @@ IF_ENTRY, IF_X_ENTRY = "1.3.6.1.2.1.2.2.1", "1.3.6.1.2.1.31.1.1.1"  # RFC 2863
 IF_IN_OCTETS = f"{IF_ENTRY}.10"
 TABLES = ["1.3.6.1.2.1.2.2", "1.3.6.1.2.1.31.1.1"]
 # ifDescr, ifAdminStatus, ifOperStatus, ifInDiscards, ifInErrors, ifOutErrors; ifName, ifHCInOctets, ifHCOutOctets,
-# ifHighSpeed: what a poller asks of every link each few minutes
+# ifHighSpeed: the columns that a typical poller reads
 POLLED = [f"{IF_ENTRY}.{column}" for column in (2, 7, 8, 13, 14, 20)] + [
     f"{IF_X_ENTRY}.{column}" for column in (1, 6, 10, 15)]
 WAYS = {
@@ -31,31 +31,31 @@ WALK_TARGETS = {("bulk25", "node"): 0.05 / 0.29, ("bulk25", "bus"): 0.15 / 0.29}
 START_TARGET = 50  # ms
 IDLE_TARGETS = {"tarnix-snmpd": 8, "tarnix-node": 8}  # MiB
 TARGET_LINKS = 2000
-LEAST_LINKS_WALKED = 100  # by one measurement: small tables are walked several times
+LEAST_LINKS_WALKED = 100  # per measurement: small tables are walked several times
 
 
 def add_options(parser):
     parser.add_argument("--links", default="20,200,2000", metavar="N,N,...", type=link_counts,
-                        help="numbers of links, one namespace each (20,200,2000)")
+                        help="numbers of links, one namespace each (default: 20,200,2000)")
     parser.add_argument("--ways", nargs="*", choices=WAYS, default=list(WAYS),
-                        help="how the tables are walked; none: only the rest")
-    parser.add_argument("--rounds", type=int, default=5)
-    parser.add_argument("--requests", type=int, default=20000, help="of each measurement of a single counter")
+                        help="kinds of walks; with an empty list, only the other figures are measured")
+    parser.add_argument("--rounds", type=int, default=5, help="measurements of each server")
+    parser.add_argument("--requests", type=int, default=20000, help="requests per measurement of a single counter")
 
 
 def link_counts(text):
     """[numbers], ascending. Links are made in pairs, hence even."""
     words = text.split(",")
     if not all(word.isdecimal() and 2 <= int(word) <= 20000 and int(word) % 2 == 0 for word in words):
-        raise argparse.ArgumentTypeError(f"expected even numbers from 2 to 20000 with commas between, not '{text}'")
+        raise argparse.ArgumentTypeError(f"expected even numbers from 2 to 20000 separated by commas, not '{text}'")
     return sorted({int(word) for word in words})
 
 
 def run(options):
     if os.geteuid() != 0:
-        raise Failure("walk: network namespaces need root: start it as root")
+        raise Failure("walk: needs root to create network namespaces")
     if not shutil.which("ip"):
-        raise Failure("walk: there is no ip command: install iproute2")
+        raise Failure("walk: ip not found: install iproute2")
     with contextlib.ExitStack() as stack:
         fields = []  # (links, arm, name of a counter)
         for links in options.links:
@@ -102,12 +102,12 @@ def measure_walks(fields, options):
 
 
 def shuffled(fields, seed):
-    """In another order each round, so that no server is always measured behind the same other one."""
+    """A different order in each round, so that no server always follows the same other one."""
     return random.Random(seed).sample(fields, len(fields))
 
 
 def least(rounds, key):
-    """What disturbs the machine only ever adds."""
+    """The minimum, because disturbances of the machine only add time."""
     return min(figures[key] for figures in rounds)
 
 
