@@ -9,7 +9,7 @@
 namespace bench {
 
 uint64_t cpuTime(const std::vector<int>& pids) {
-    // A running thread's figure is brought up to date when it sleeps or at the next tick.
+    // The kernel updates the figure of a running thread when it sleeps or at the next tick.
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
     uint64_t sum = 0;
     for (const int pid : pids) {

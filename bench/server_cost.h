@@ -5,7 +5,7 @@
 
 namespace bench {
 
-/// Nanoseconds on a processor, user and system, of all threads of these processes (the first figure of schedstat).
+/// CPU time of all threads of these processes, user and system, in nanoseconds (first field of /proc/PID/schedstat).
 [[nodiscard]] uint64_t cpuTime(const std::vector<int>& pids);
 
 }  // namespace bench

@@ -11,13 +11,13 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr uint8_t kGet = 0xa0, kReport = 0xa8;  // RFC 3416, 3
-constexpr uint32_t kBehind = 5;  // seconds: a time that is behind the server's is taken, one ahead of it isn't
+constexpr uint32_t kBehind = 5;  // seconds: a time slightly behind the server's is accepted, one ahead of it isn't
 
 void append(wire::Bytes& out, std::span<const uint8_t> more) { out.insert(out.end(), more.begin(), more.end()); }
 
 }  // namespace
 
-Session::Session(uint16_t port, std::chrono::milliseconds patience, bool v3) : socket_(port, patience) {
+Session::Session(uint16_t port, std::chrono::milliseconds timeout, bool v3) : socket_(port, timeout) {
     if (!v3) return;
     manager_.emplace();
     manager_->user = "bench";
@@ -26,7 +26,7 @@ Session::Session(uint16_t port, std::chrono::milliseconds patience, bool v3) : s
     discover();
 }
 
-// The first Report tells the engine, and a signed one boots and time where the first didn't.
+// The first Report contains the engine id. If it lacks boots and time, a second, authenticated one contains them.
 void Session::discover() {
     const wire::Bytes get = wire::encode({.version = 1, .community = "", .pdu = kGet, .bindings = {}});
     for (int attempt = 0; attempt < 3; ++attempt) {
@@ -41,7 +41,7 @@ void Session::discover() {
         manager_->level = 2;
         if (reply.scoped.body.pdu != kReport) return;
     }
-    throw std::runtime_error("no answer to user bench of SNMPv3");
+    throw std::runtime_error("no reply to SNMPv3 user bench");
 }
 
 uint32_t Session::serverTime() const {

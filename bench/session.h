@@ -12,15 +12,15 @@ namespace bench {
 
 constexpr const char* kV3Help = "SNMPv3 authPriv instead of v2c: user bench, SHA, DES, both passwords benchbench";
 
-/// Requests to one server and their answers, in the form of v2c whatever is on the wire.
+/// Exchanges requests and replies with one server. They are v2c messages here, even if SNMPv3 is on the wire.
 class Session {
   public:
-    /// @param v3  everything goes encrypted and signed; the server is asked for its engine, boots and time here
-    Session(uint16_t port, std::chrono::milliseconds patience, bool v3);
+    /// @param v3  authenticates and encrypts everything; the constructor discovers engine id, boots and time
+    Session(uint16_t port, std::chrono::milliseconds timeout, bool v3);
 
     void send(std::span<const uint8_t> message);
-    /// Valid until the next call; empty when none came in time. Throws std::runtime_error on an answer that isn't
-    /// signed or encrypted right.
+    /// The next reply, valid until the next call; empty after the timeout. Throws std::runtime_error if its
+    /// authentication or encryption is wrong.
     [[nodiscard]] std::span<const uint8_t> receive();
 
   private:

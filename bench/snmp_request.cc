@@ -19,7 +19,7 @@ uint8_t tagOf(const std::string& operation) {
 
 bool isException(uint8_t tag) { return tag >= wire::kNoSuchObject && tag <= wire::kEndOfMibView; }
 
-/// Steps over version and community; the PDU is next.
+/// Skips version and community; the PDU is next.
 wire::Reader enterMessage(std::span<const uint8_t> octets, std::string& why) {
     wire::Reader message = wire::Reader(octets, why).enter(wire::kSequence);
     message.enter(wire::kInteger);
@@ -27,7 +27,7 @@ wire::Reader enterMessage(std::span<const uint8_t> octets, std::string& why) {
     return message;
 }
 
-/// Reads what precedes the bindings into `id`; a cursor over the bindings. Refuses an error-status.
+/// Reads the message up to its bindings, sets `id`, and returns a cursor over the bindings. Refuses an error-status.
 wire::Reader enterBindings(std::span<const uint8_t> answer, AnswerKind kind, uint32_t& id, std::string& why) {
     wire::Reader message = enterMessage(answer, why);
     wire::Reader pdu = message.enter(kind == AnswerKind::Response ? kResponse : message.peek());
@@ -37,7 +37,7 @@ wire::Reader enterBindings(std::span<const uint8_t> answer, AnswerKind kind, uin
     return pdu.enter(wire::kSequence);
 }
 
-/// Steps over the next binding; whether it has a value. The name is read only where it is wanted.
+/// Skips the next binding. @return true if it has a value. `name`, unless nullptr, is set
 bool readBinding(wire::Reader& bindings, wire::Oid* name) {
     wire::Reader binding = bindings.enter(wire::kSequence);
     if (name != nullptr) {
@@ -60,7 +60,7 @@ Datagram::Datagram(const Request& request) {
     if (message.pdu == kGetBulk) message.errorIndex = request.maxRepetitions;
     for (const wire::Oid& name : request.oids) message.bindings.push_back({wire::dotted(name), wire::kNull, ""});
     octets_ = wire::encode(message);
-    if (octets_.size() > 65507) throw std::invalid_argument("the request doesn't fit a datagram");
+    if (octets_.size() > 65'507) throw std::invalid_argument("the request doesn't fit a datagram");
     std::string why;
     const wire::Reader pdu = enterMessage(octets_, why).enter(message.pdu);
     idAt_ = static_cast<size_t>(pdu.rest().data() - octets_.data()) + 2;

@@ -9,20 +9,20 @@
 
 namespace bench {
 
-/// A request as the load generators send it.
+/// A request of the load generators.
 struct Request {
     std::string community = "common";
     std::string operation = "get";  ///< get, getnext or getbulk
     std::vector<wire::Oid> oids;
-    unsigned maxRepetitions = 10;  ///< of a getbulk
+    unsigned maxRepetitions = 10;  ///< getbulk only
 };
 
-/// The v2c datagram (RFC 3416), encoded once: only the four octets of the request id change.
+/// A v2c datagram (RFC 3416), encoded once: only the four octets of the request id change.
 class Datagram {
   public:
-    /// Throws std::invalid_argument on a bad operation or a request too long, with a text for the user.
+    /// Throws std::invalid_argument with an error message if the operation is unknown or the request too long.
     explicit Datagram(const Request& request);
-    /// The octets with this request id, in 0x01000000 to 0x7fffffff so that its shortest form has four octets.
+    /// The datagram with this request id. The id is 0x01000000 to 0x7fffffff, so that it always has four octets.
     [[nodiscard]] std::span<const uint8_t> withId(uint32_t id);
 
   private:
@@ -30,20 +30,20 @@ class Datagram {
     size_t idAt_ = 0;
 };
 
-/// The PDU of a message of v1 or v2c, its tag and length included.
+/// The PDU of a v1 or v2c message, including its tag and length.
 [[nodiscard]] std::span<const uint8_t> pduOf(std::span<const uint8_t> message);
 
 enum class AnswerKind { Response, Echo };
 
-/// Reads an answer.
-/// @param kind  Echo: the PDU has the request's own tag
-/// @return  the request id; 0 when it is no well-formed answer, carries an error-status, no binding, or an exception
-///          (RFC 3416, noSuchObject to endOfMibView) in place of a value
+/// Checks a reply.
+/// @param kind  Echo: the PDU has the tag of the request
+/// @return  the request id; 0 if the reply is malformed, has an error-status or no binding, or has an exception
+///          (RFC 3416: noSuchObject, noSuchInstance, endOfMibView) instead of a value
 [[nodiscard]] uint32_t checkAnswer(std::span<const uint8_t> answer, AnswerKind kind);
 
 struct Binding {
     wire::Oid name;
-    bool hasValue = false;  ///< false: an exception (noSuchObject to endOfMibView) in place of a value
+    bool hasValue = false;  ///< false: an exception instead of a value
 };
 
 struct Response {
@@ -51,7 +51,7 @@ struct Response {
     std::vector<Binding> bindings;
 };
 
-/// Reads a Response with its names; nothing when it is not well-formed or carries an error-status.
+/// Decodes a Response with its names; nullopt if it is malformed or has an error-status.
 [[nodiscard]] std::optional<Response> readResponse(std::span<const uint8_t> answer);
 
 }  // namespace bench

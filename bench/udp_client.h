@@ -7,22 +7,22 @@
 
 namespace bench {
 
-/// A socket connected to a UDP port of 127.0.0.1. Operations throw std::runtime_error when nobody listens there.
+/// A socket connected to a UDP port of 127.0.0.1. Operations throw std::runtime_error if the port is closed.
 class UdpClient {
   public:
-    /// @param patience  how long receive waits
-    UdpClient(uint16_t port, std::chrono::milliseconds patience);
+    /// @param timeout  of receive()
+    UdpClient(uint16_t port, std::chrono::milliseconds timeout);
     ~UdpClient();
     UdpClient(const UdpClient&) = delete;
     UdpClient& operator=(const UdpClient&) = delete;
 
     void send(std::span<const uint8_t> octets) const;
-    /// The next datagram, valid until the next call; empty when none came in time.
+    /// The next datagram, valid until the next call; empty after the timeout.
     [[nodiscard]] std::span<const uint8_t> receive();
 
   private:
     int fd_;
-    std::array<uint8_t, 65536> buffer_{};
+    std::array<uint8_t, 65'536> buffer_{};
 };
 
 }  // namespace bench

@@ -1,5 +1,5 @@
-// The floor that the agent is measured against: what any UDP server with one epoll loop pays for an answer. One
-// wake-up, one datagram in, the same one out, as on the agent's road; nothing is drained in batches.
+// The baseline for the agent: the minimum cost of a reply for any UDP server with one epoll loop. Each wake-up receives
+// one datagram and returns it, without batching.
 #include <netinet/in.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>

@@ -1,4 +1,4 @@
-// Closed-loop load: keeps a window of requests outstanding, and counts what the servers pay for each answer.
+// Closed-loop load: keeps a window of requests outstanding and measures the servers' CPU time per reply.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
@@ -15,15 +15,15 @@ using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
 constexpr unsigned kWindowBits = 10;
-constexpr auto kLost = 500ms;         // an answer later than that is taken for lost and its request sent again
-constexpr auto kTick = 100ms;         // how often lost requests are looked for
-constexpr unsigned kMostResends = 5;  // in a row, for one request: then the server is taken for dead
+constexpr auto kTimeout = 500ms;     // then the request is sent again
+constexpr auto kTick = 100ms;        // interval of the checks for timeouts
+constexpr unsigned kMaxResends = 5;  // of one request; then the server has failed
 
 struct Options {
     bench::Request request;
     uint16_t port = 0;
     unsigned window = 1;
-    unsigned requests = 10000;
+    unsigned requests = 10'000;
     unsigned warmup = 500;
     bool echo = false;
     bool v3 = false;
@@ -39,8 +39,8 @@ class Load {
           slots_(options.window),
           session_(options.port, kTick, options.v3) {}
 
-    /// Sends this many requests and waits for all their answers.
-    /// @throws std::runtime_error when the server stops answering or answers with an error
+    /// Sends this many requests and waits for all replies.
+    /// @throws std::runtime_error on an error reply, or if a request times out kMaxResends times
     void run(unsigned requests) {
         latencies_.clear();
         latencies_.reserve(requests);
@@ -58,7 +58,7 @@ class Load {
         }
     }
 
-    /// Microseconds, of the last run.
+    /// Latency of the last run in microseconds.
     [[nodiscard]] double latency(double quantile) {
         const auto at = latencies_.begin() + static_cast<ptrdiff_t>(quantile * static_cast<double>(latencies_.size()));
         std::nth_element(latencies_.begin(), at, latencies_.end());
@@ -76,7 +76,8 @@ class Load {
         Clock::time_point sent;
     };
 
-    /// The slot in the low bits, its generation above: a late answer to a request sent twice is told from the next one.
+    /// The slot in the low bits, its generation above: distinguishes a late reply to a resent request from the next
+    /// reply.
     [[nodiscard]] uint32_t id(size_t slot) const {
         return 0x40000000 | (slots_[slot].generation << kWindowBits & 0x3fffffff) | static_cast<uint32_t>(slot);
     }
@@ -93,13 +94,13 @@ class Load {
         send(slot);
     }
 
-    /// The slot whose answer came; kNone when none came within a tenth of a second, or a late one.
+    /// The slot of the next reply; kNone if none arrives within kTick, or if the reply is late.
     size_t receive() {
         const auto answer = session_.receive();
         if (answer.empty()) return kNone;
         const auto kind = options_.echo ? bench::AnswerKind::Echo : bench::AnswerKind::Response;
         const uint32_t got = bench::checkAnswer(answer, kind);
-        if (got == 0) throw std::runtime_error("an answer with an error, an exception or no sense");
+        if (got == 0) throw std::runtime_error("reply malformed, or with an error or exception");
         const size_t slot = got & ((1U << kWindowBits) - 1);
         if (slot >= slots_.size() || got != id(slot) || !slots_[slot].waiting) return kNone;
         slots_[slot].waiting = false;
@@ -109,8 +110,8 @@ class Load {
 
     void resendLost() {
         for (size_t i = 0; i < slots_.size(); ++i) {
-            if (!slots_[i].waiting || Clock::now() - slots_[i].sent < kLost) continue;
-            if (++slots_[i].resends > kMostResends) throw std::runtime_error("no answer");
+            if (!slots_[i].waiting || Clock::now() - slots_[i].sent < kTimeout) continue;
+            if (++slots_[i].resends > kMaxResends) throw std::runtime_error("timeout");
             ++resent_;
             send(i);
         }
@@ -141,18 +142,19 @@ void measure(const Options& options) {
 
 int main(int argc, char** argv) {
     Options options;
-    CLI::App app{"Sends SNMP requests to 127.0.0.1 with a window of them outstanding; prints one line of JSON"};
+    CLI::App app{"Send SNMP requests to 127.0.0.1 with a window of them outstanding. Prints one line of JSON"};
     app.add_option("--port", options.port, "UDP port of the server")->required();
     app.add_option("--window", options.window, "requests outstanding")->check(CLI::Range(1U, 1U << kWindowBits));
-    app.add_option("--requests", options.requests, "requests measured")->check(CLI::Range(1U, 1000000U));
-    app.add_option("--warmup", options.warmup, "requests before that")->check(CLI::Range(1U, 1000000U));
-    app.add_option("--pid", options.pids, "processes whose CPU time is counted")->allow_extra_args(false);
+    app.add_option("--requests", options.requests, "number of measured requests")->check(CLI::Range(1U, 1'000'000U));
+    app.add_option("--warmup", options.warmup, "number of requests before the measurement")
+        ->check(CLI::Range(1U, 1'000'000U));
+    app.add_option("--pid", options.pids, "process whose CPU time is counted (repeatable)")->allow_extra_args(false);
     app.add_option("--operation", options.request.operation, "get, getnext or getbulk");
-    app.add_option("--max-repetitions", options.request.maxRepetitions, "of a getbulk");
+    app.add_option("--max-repetitions", options.request.maxRepetitions, "repetitions of a getbulk");
     app.add_option("--community", options.request.community);
     app.add_flag("--v3", options.v3, bench::kV3Help);
-    app.add_flag("--echo", options.echo, "the server sends the request back");
-    app.add_option("OID", options.names, "names asked, each request the same")->required();
+    app.add_flag("--echo", options.echo, "expect the server to return the request");
+    app.add_option("OID", options.names, "names in each request")->required();
     CLI11_PARSE(app, argc, argv);
     try {
         for (const std::string& name : options.names) options.request.oids.push_back(wire::parseOid(name));

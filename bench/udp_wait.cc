@@ -1,4 +1,4 @@
-// Asks a server that is only just starting until it answers, and says when that was.
+// Queries a starting server until it replies, and prints the time of the reply.
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
@@ -13,8 +13,8 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr auto kPatience = 20ms;  // a server that takes longer is asked again: its socket may have been another's
-constexpr auto kPause = 500us;    // after "nobody listens" and after an answer without a value
+constexpr auto kTimeout = 20ms;    // then the request is sent again
+constexpr auto kInterval = 500us;  // after a refused datagram or a reply without a value
 
 bool answersWithValues(bench::UdpClient& socket, bench::Datagram& request, uint32_t id) {
     try {
@@ -27,11 +27,11 @@ bool answersWithValues(bench::UdpClient& socket, bench::Datagram& request, uint3
 }
 
 void wait(uint16_t port, bench::Datagram request, double seconds) {
-    bench::UdpClient socket(port, kPatience);
+    bench::UdpClient socket(port, kTimeout);
     const auto end = Clock::now() + std::chrono::duration<double>(seconds);
     for (uint32_t id = 0x40000000; !answersWithValues(socket, request, id); ++id) {
-        if (Clock::now() > end) throw std::runtime_error("no answer with a value");
-        std::this_thread::sleep_for(kPause);
+        if (Clock::now() > end) throw std::runtime_error("timeout: no reply with a value");
+        std::this_thread::sleep_for(kInterval);
     }
     std::printf("%.6f\n", std::chrono::duration<double>(Clock::now().time_since_epoch()).count());
 }
@@ -43,10 +43,10 @@ int main(int argc, char** argv) {
     double seconds = 20;
     std::vector<std::string> names;
     bench::Request request;
-    CLI::App app{"Asks 127.0.0.1 for values until they come; prints the reading of the monotonic clock in seconds"};
+    CLI::App app{"Query values of 127.0.0.1 until they are available. Prints the monotonic clock in seconds"};
     app.add_option("--port", port, "UDP port of the server")->required();
-    app.add_option("--seconds", seconds, "give up after that");
-    app.add_option("OID", names, "names asked in one Get")->required();
+    app.add_option("--seconds", seconds, "timeout");
+    app.add_option("OID", names, "names of the Get")->required();
     CLI11_PARSE(app, argc, argv);
     try {
         for (const std::string& name : names) request.oids.push_back(wire::parseOid(name));

@@ -1,4 +1,4 @@
-// Walks tables as a manager does, one request outstanding, and counts what the servers pay for it.
+// Walks tables like a manager, with one request outstanding, and measures the servers' CPU time.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
@@ -20,14 +20,14 @@ struct Options {
     uint16_t port = 0;
     size_t atOnce = 1;
     unsigned walks = 1;
-    unsigned pause = 300;
-    unsigned patience = 10;  // nothing is lost on the loopback: a server that takes longer has failed
+    unsigned interval = 300;  // milliseconds
+    unsigned timeout = 10;    // seconds; nothing is lost on the loopback, so a slower server has failed
     bool v3 = false;
     std::vector<int> pids;
     std::vector<std::string> prefixes;
 };
 
-/// What lies under one prefix, and how far the walk has come.
+/// One prefix, and the position of the walk under it.
 struct Cursor {
     wire::Oid prefix, last;
     bool done = false;
@@ -37,7 +37,7 @@ struct Cursor {
     }
 };
 
-/// RFC 3416, 4.2.3 interleaves the names of a GetBulk; an agent may also answer all repetitions of a name together.
+/// RFC 3416, 4.2.3 interleaves the names of a GetBulk; an agent may also return all repetitions of one name together.
 enum class Order { Unknown, Interleaved, ColumnByColumn };
 
 struct Figures {
@@ -49,12 +49,12 @@ class Walk {
     explicit Walk(const Options& options)
         : request_(options.request),
           atOnce_(options.atOnce),
-          session_(options.port, std::chrono::seconds(options.patience), options.v3) {
+          session_(options.port, std::chrono::seconds(options.timeout), options.v3) {
         for (const std::string& prefix : options.prefixes) prefixes_.push_back(wire::parseOid(prefix));
     }
 
     /// Walks everything once.
-    /// @throws std::runtime_error on an error, silence, or a name that isn't greater than the one before
+    /// @throws std::runtime_error on an error, a timeout, or a name that isn't greater than the one before
     Figures run() {
         figures_ = {};
         for (size_t at = 0; at < prefixes_.size(); at += atOnce_) {
@@ -71,26 +71,26 @@ class Walk {
     void walkTogether(std::vector<Cursor>& cursors) {
         Order order = Order::Unknown;
         while (!cursors.empty()) {
-            const bench::Response response = ask(cursors);
-            if (response.bindings.empty()) throw std::runtime_error("an answer without a binding");
+            const bench::Response response = query(cursors);
+            if (response.bindings.empty()) throw std::runtime_error("reply without a binding");
             if (order == Order::Unknown) order = orderOf(response, cursors);
             for (size_t i = 0; i < response.bindings.size(); ++i) {
-                // An answer cut short leaves out the end of the order, whichever that is.
+                // A truncated reply lacks the last bindings, in either order.
                 const size_t of = order == Order::Interleaved ? i % cursors.size() : i / request_.maxRepetitions;
-                if (of >= cursors.size()) throw std::runtime_error("more bindings than asked");
+                if (of >= cursors.size()) throw std::runtime_error("more bindings than requested");
                 advance(cursors[of], response.bindings[i]);
             }
             std::erase_if(cursors, [](const Cursor& cursor) { return cursor.done; });
         }
     }
 
-    /// Told from the first answer: only there does no column run over into another one's prefix.
+    /// Decided by the first reply: in later ones, a column can run over into another prefix.
     static Order orderOf(const bench::Response& response, const std::vector<Cursor>& cursors) {
         const bool secondIsOfFirst = response.bindings.size() > 1 && cursors[0].covers(response.bindings[1].name);
         return cursors.size() > 1 && secondIsOfFirst ? Order::ColumnByColumn : Order::Interleaved;
     }
 
-    /// A binding behind the end of the prefix is what a GetBulk runs over into: it isn't counted.
+    /// Bindings after the end of the prefix, which a GetBulk may return, aren't counted.
     void advance(Cursor& cursor, const bench::Binding& binding) {
         if (cursor.done) return;
         cursor.done = !binding.hasValue || !cursor.covers(binding.name);
@@ -102,7 +102,7 @@ class Walk {
         ++figures_.varbinds;
     }
 
-    bench::Response ask(const std::vector<Cursor>& cursors) {
+    bench::Response query(const std::vector<Cursor>& cursors) {
         request_.oids.clear();
         for (const Cursor& cursor : cursors) request_.oids.push_back(cursor.last);
         bench::Datagram datagram(request_);
@@ -110,10 +110,10 @@ class Walk {
         session_.send(datagram.withId(id_));
         ++figures_.requests;
         const auto answer = session_.receive();
-        if (answer.empty()) throw std::runtime_error("no answer after " + wire::dotted(cursors.front().last));
+        if (answer.empty()) throw std::runtime_error("timeout after " + wire::dotted(cursors.front().last));
         const auto response = bench::readResponse(answer);
         if (!response || response->id != id_) {
-            throw std::runtime_error("an answer with an error or no sense after " + wire::dotted(cursors.front().last));
+            throw std::runtime_error("error or malformed reply after " + wire::dotted(cursors.front().last));
         }
         return *response;
     }
@@ -132,8 +132,8 @@ void measure(const Options& options) {
     Clock::duration took{};
     const uint64_t cpuBefore = bench::cpuTime(options.pids);
     for (unsigned i = 0; i < options.walks; ++i) {
-        // Between two walks the servers' caches grow old, as between two visits of a poller.
-        if (i != 0) std::this_thread::sleep_for(std::chrono::milliseconds(options.pause));
+        // Let the servers' caches expire between two walks, as they do between two polls.
+        if (i != 0) std::this_thread::sleep_for(std::chrono::milliseconds(options.interval));
         const auto started = Clock::now();
         figures = walk.run();
         took += Clock::now() - started;
@@ -151,21 +151,22 @@ int main(int argc, char** argv) {
     Options options;
     options.request.operation = "getbulk";
     CLI::App app{
-        "Walks subtrees of the agent at 127.0.0.1 and checks that names strictly increase; prints one line "
-        "of JSON, figures of one walk"};
+        "Walk subtrees of the agent at 127.0.0.1 and check that names strictly increase. Prints the figures of "
+        "one walk as one line of JSON"};
     app.add_option("--port", options.port, "UDP port of the server")->required();
     app.add_option("--operation", options.request.operation, "getnext or getbulk")
         ->check(CLI::IsMember({"getnext", "getbulk"}));
-    app.add_option("--max-repetitions", options.request.maxRepetitions, "of a getbulk")->check(CLI::Range(1U, 1000U));
-    app.add_option("--at-once", options.atOnce, "prefixes walked side by side, in one request")
-        ->check(CLI::Range(1U, 100U));
-    app.add_option("--walks", options.walks, "one after another; figures are their mean")->check(CLI::Range(1U, 1000U));
-    app.add_option("--pause", options.pause, "milliseconds between two walks");
-    app.add_option("--patience", options.patience, "seconds until an answer");
-    app.add_option("--pid", options.pids, "processes whose CPU time is counted")->allow_extra_args(false);
+    app.add_option("--max-repetitions", options.request.maxRepetitions, "repetitions of a getbulk")
+        ->check(CLI::Range(1U, 1000U));
+    app.add_option("--at-once", options.atOnce, "prefixes per request")->check(CLI::Range(1U, 100U));
+    app.add_option("--walks", options.walks, "number of walks; the figures are their mean")
+        ->check(CLI::Range(1U, 1000U));
+    app.add_option("--interval", options.interval, "milliseconds between two walks");
+    app.add_option("--timeout", options.timeout, "seconds to wait for a reply");
+    app.add_option("--pid", options.pids, "process whose CPU time is counted (repeatable)")->allow_extra_args(false);
     app.add_option("--community", options.request.community);
     app.add_flag("--v3", options.v3, bench::kV3Help);
-    app.add_option("PREFIX", options.prefixes, "subtrees, walked in this order")->required();
+    app.add_option("PREFIX", options.prefixes, "subtrees to walk, in this order")->required();
     CLI11_PARSE(app, argc, argv);
     try {
         measure(options);

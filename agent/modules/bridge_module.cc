@@ -2,7 +2,7 @@
 //
 //     dot1dTpFdbTable    INDEX { dot1dTpFdbAddress }
 //
-// No column changes anything: a Set is answered and leaves things as they are.
+// All columns are read-only: a Set gets a normal reply and changes nothing.
 
 #include "agent/modules/bridge_module.h"
 
@@ -51,7 +51,7 @@ std::unique_ptr<Data> Bridge::build(const tn::message& m) {
     return record;
 }
 
-/// Hosts of other bridges give no row: they come behind those of the first one.
+/// Hosts of other bridges have no row. Their owner lists them after those of the first bridge.
 std::unique_ptr<Data> Host::build(const tn::message& m, Rows& rows) {
     enum { Learned = 3, Self = 4 };
     if (m.get_u32(bridge::Bridge) != bridgeProvider->getFirstObjId()) return nullptr;
@@ -63,10 +63,10 @@ std::unique_ptr<Data> Host::build(const tn::message& m, Rows& rows) {
     return nullptr;
 }
 
-/// Their owner lists them by bridge, then by address.
+/// The owner lists hosts by bridge, then by address.
 bool isOfLaterBridge(const tn::message& m) { return m.get_u32(bridge::Bridge) > bridgeProvider->getFirstObjId(); }
 
-/// Makes sure of the first bridge with each fetch: bridges come and go.
+/// Looks up the first bridge on each fetch: bridges come and go.
 class HostProvider : public GetAllProvider {
   public:
     HostProvider() : GetAllProvider(bridge::kForwardingPath, Host::build, object_class::kWhole, isOfLaterBridge) {}

@@ -2,8 +2,8 @@
 
 namespace snmp {
 
-/// Serves the part of BRIDGE-MIB (RFC 4188) that there is of one bridge, the first interface of that kind: its address,
-/// its spanning tree priority and its forwarding table. Called once, at start.
+/// Registers the objects of BRIDGE-MIB (RFC 4188) for one bridge, the one with the lowest ifindex: its address,
+/// spanning tree priority and forwarding table. Called once, at startup.
 void start_bridge_module();
 
 }  // namespace snmp

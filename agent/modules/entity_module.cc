@@ -2,7 +2,7 @@
 //
 //     entPhysicalTable    INDEX { entPhysicalIndex }    the chassis, PCI devices, USB devices
 //
-// entPhysicalAlias and entPhysicalAssetID of the chassis can be written.
+// entPhysicalAlias and entPhysicalAssetID of the chassis are writable.
 
 #include "agent/modules/entity_module.h"
 
@@ -46,7 +46,7 @@ struct Resource : Data {
     static std::unique_ptr<Data> buildUSB(const tn::message& m);
 };
 
-// What is written is kept in one record of a store.
+// Written values are stored in one record of a store.
 constexpr uint32_t kChassisRecord = 0xfffffffe;
 constexpr tn::string_id kAssetId{1};
 constexpr tn::string_id kAlias{2};

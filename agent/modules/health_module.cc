@@ -1,4 +1,4 @@
-// The vendor's hardware health: what is measured on the board.
+// The vendor's hardware health: measurements of the board.
 
 #include "agent/modules/health_module.h"
 
@@ -19,7 +19,7 @@ namespace {
 namespace health = contracts::health;
 namespace object_class = contracts::object_class;
 
-/// Signed numbers are kept as their two's complement, as they travel.
+/// Signed numbers in two's complement, as on the bus.
 struct Health : Data {
     unsigned int voltage = 0;                          // tenths of a volt
     unsigned int temperature = 0, cpuTemperature = 0;  // tenths of a degree Celsius
@@ -32,7 +32,7 @@ DataProvider* healthProvider = nullptr;
 constexpr auto kHealthBranch = under(kVendorObjects, 3);
 constexpr Column<Health> kFanObject[] = {{9, "healthActiveFan", tag::OctetString, &Health::fan}};
 
-/// A reading that is served from the first time on that its owner has it (compat: 76).
+/// A reading that is served once its owner has reported it (compat: 76).
 struct Reading {
     const char* name;
     tn::u32_id field;
@@ -80,7 +80,7 @@ void start_health_module() {
     std::ranges::fill(served, false);
     healthProvider = keep<GetProvider>(Health::build, health::kPath, tn::cmd::Get, tn::cmd::Set, object_class::kWhole);
     for (const Reading& reading : kReadings) describe(OID(kHealthBranch), reading.object, healthProvider->source());
-    (void)healthProvider->get();  // serves what is measured already
+    (void)healthProvider->get();  // registers the readings that are already available
     addScalars(kHealthBranch, kFanObject, healthProvider);
 }
 

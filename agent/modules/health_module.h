@@ -2,8 +2,8 @@
 
 namespace snmp {
 
-/// Serves the vendor's hardware health scalars. A reading has an object only once its owner has reported it: boards
-/// without the sensor show nothing. Called once, at start.
+/// Registers the vendor's hardware health scalars. A scalar is served once its owner has reported the value, so boards
+/// without the sensor don't have it. Called once, at startup.
 void start_health_module();
 
 }  // namespace snmp

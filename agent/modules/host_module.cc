@@ -150,7 +150,7 @@ constexpr Column<Storage> kStorageColumns[] = {
     {4, "hrStorageAllocationUnits", tag::Integer, Constant{1024}},  // the owners count in KiB
     {5, "hrStorageSize", tag::Integer, &Storage::size},
     {6, "hrStorageUsed", tag::Integer, &Storage::used},
-    {7, "hrStorageAllocationFailures", tag::Counter32, Constant{0}},  // nobody counts them
+    {7, "hrStorageAllocationFailures", tag::Counter32, Constant{0}},  // not counted
 };
 static_assert(ascending(kStorageColumns));
 

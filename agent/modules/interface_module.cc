@@ -4,7 +4,7 @@
 //     ifXTable           INDEX { ifIndex }
 //     vendor counters    INDEX { interface id }
 //
-// ifAdminStatus can be written. A Set of any other column is answered and changes nothing.
+// ifAdminStatus is writable. A Set of any other column gets a normal reply and changes nothing.
 
 #include "agent/modules/interface_module.h"
 
@@ -65,7 +65,7 @@ enum class SpeedOf { Kind, Interface, Parent };
 struct KindRow {
     uint32_t kind;
     SpeedOf speedOf;
-    unsigned int speed;  // bits per second, where the kind alone tells
+    unsigned int speed;  // bits per second, if the kind determines it
     unsigned int type;   // IANAifType
 };
 
@@ -107,9 +107,10 @@ constexpr KindRow kindRow(uint32_t kind) {
 }
 static_assert(kindRow(interfaces::kind::Vlan).type == 135 && kindRow(3).type == 1 && kindRow(36).type == 1);
 
-/// Bits per second of the interface with this id; 0 when its owner doesn't report it.
+/// Bits per second of the interface with this id; 0 if its owner doesn't report it.
 unsigned int lookUpSpeed(uint32_t id) {
-    static tn::message request = tn::request(interfaces::kPath, interfaces::kGetSpeed);  // sent for each row: made once
+    static tn::message request =
+        tn::request(interfaces::kPath, interfaces::kGetSpeed);  // sent for each row: built once
     request.insert_u32(tn::field::ObjectId, id);
     const tn::message reply = tn::getLooper()->exchangeMessage(request);
     switch (tn::isError(reply) ? 0 : reply.get_u32(interfaces::SpeedSelector)) {
@@ -171,7 +172,8 @@ std::unique_ptr<Data> IfStats::build(const tn::message& m) {
     return record;
 }
 
-/// ifAdminStatus. The record notes that it was written, since a Set of another column mustn't bring a link up or down.
+/// ifAdminStatus. The record remembers that it was written, because a Set of another column must not bring a link up or
+/// down.
 class AdminStatusPacker : public NumPacker {
   public:
     AdminStatusPacker() : NumPacker(tag::Integer) {}
@@ -203,7 +205,7 @@ constexpr Column<Iface> kIfColumns[] = {
     {kAdminStatusColumn, "ifAdminStatus", tag::Integer, &Iface::adminStatus,
      Access::ReadWrite},  // see AdminStatusPacker
     {8, "ifOperStatus", tag::Integer, &Iface::operStatus},
-    {9, "ifLastChange", tag::TimeTicks, Constant{0}},  // compat: 65, the owner keeps no such time
+    {9, "ifLastChange", tag::TimeTicks, Constant{0}},  // compat: 65, the owner doesn't record it
     {10, "ifInOctets", tag::Counter32, &Iface::inOctets32},
     {11, "ifInUcastPkts", tag::Counter32, &Iface::inUcast32},
     {12, "ifInNUcastPkts", tag::Counter32, Constant{0}},  // compat: 64, counted as unicast

@@ -2,8 +2,8 @@
 
 namespace snmp {
 
-/// Registers ifNumber, ifTable, ifXTable and the vendor's interface counters, seeds the link states and adds the trap
-/// generator "interfaces".
+/// Registers ifNumber, ifTable, ifXTable and the vendor's interface counters, initializes the known link states, and
+/// adds the trap generator "interfaces". Called once, at startup.
 void start_interface_module();
 
 }  // namespace snmp

@@ -3,9 +3,9 @@
 //     ipAddrTable          INDEX { ipAdEntAddr }
 //     ipNetToMediaTable    INDEX { ipNetToMediaIfIndex, ipNetToMediaNetAddress }
 //     ipCidrRouteTable     INDEX { ipCidrRouteDest, ipCidrRouteMask, ipCidrRouteTos, ipCidrRouteNextHop }
-//     ipRouteTable         INDEX { ipRouteDest }    of several routes to one destination the first (compat: 70)
+//     ipRouteTable         INDEX { ipRouteDest }    only the first of several routes to a destination (compat: 70)
 //
-// No column changes anything: a Set is answered and leaves things as they are.
+// All columns are read-only: a Set gets a normal reply and changes nothing.
 
 #include "agent/modules/ip_module.h"
 
@@ -28,7 +28,7 @@ namespace arp = contracts::arp;
 namespace object_class = contracts::object_class;
 namespace routes = contracts::routes;
 
-/// Listed by its owner, but not in force.
+/// Listed by its owner, but not in use.
 bool isInactive(const tn::message& m) { return m.get_bool(tn::field::Invalid) || m.get_bool(tn::field::Disabled); }
 
 // Records.
@@ -47,7 +47,7 @@ struct IpArp : Data {
     static std::unique_ptr<Data> build(const tn::message& m);
 };
 
-/// What a route's kind, its origin, means in the two route tables.
+/// The values of a route's kind (its origin) in the two route tables.
 struct RouteKind {
     uint32_t kind;
     unsigned int routeType;   // ipRouteType: 3 direct, 4 indirect
@@ -137,7 +137,7 @@ void addRoutes(const tn::message& m, Rows& rows) {
     }
 }
 
-/// A route that gives no row is handed back: any number of them may stand together, and a walk has to get past them.
+/// A route without a row is returned too: any number of them may follow one another, and a walk must get past them.
 std::unique_ptr<Data> IpRoute::build(const tn::message& m, Rows& rows) {
     const size_t before = rows.size();
     if (!isInactive(m)) addRoutes(m, rows);
@@ -189,7 +189,7 @@ constexpr Column<IpRoute> kCidrColumns[] = {
     {5, "ipCidrRouteIfIndex", tag::Integer, &IpRoute::ifIndex},
     {6, "ipCidrRouteType", tag::Integer, &IpRoute::cidrType},
     {7, "ipCidrRouteProto", tag::Integer, &IpRoute::cidrProto},
-    {8, "ipCidrRouteAge", tag::Integer, Constant{0}},  // the owner keeps no such time
+    {8, "ipCidrRouteAge", tag::Integer, Constant{0}},  // the owner doesn't record it
     {9, "ipCidrRouteInfo", tag::ObjectIdentifier, ConstantOID{kZeroDotZero}},
     {10, "ipCidrRouteNextHopAS", tag::Integer, Constant{0}},  // not known
     {11, "ipCidrRouteMetric1", tag::Integer, &IpRoute::distance},

@@ -2,8 +2,8 @@
 
 namespace snmp {
 
-/// Serves the ip group with its addresses, neighbours and routes (RFC 1213, RFC 2096), the web proxy's scalars of the
-/// published cache MIB, and the vendor's queues. Called once, at start.
+/// Registers the ip group with its addresses, ARP entries and routes (RFC 1213, RFC 2096), the web proxy scalars and
+/// the vendor's queues. Called once, at startup.
 void start_ip_module();
 
 }  // namespace snmp

@@ -1,9 +1,9 @@
-// The vendor's queues, which limit what flows through an interface.
+// The vendor's queues: traffic control of interfaces.
 //
 //     simple queues    INDEX { queue id }
 //     queue tree       INDEX { queue id }
 //
-// No column changes anything: a Set is answered and leaves things as they are.
+// All columns are read-only: a Set gets a normal reply and changes nothing.
 
 #include "agent/modules/queue_module.h"
 

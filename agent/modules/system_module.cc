@@ -54,7 +54,7 @@ std::unique_ptr<Data> Ident::build(const tn::message& m) {
     return record;
 }
 
-/// sysContact and sysLocation are the agent's own settings; writing them changes the settings.
+/// sysContact and sysLocation are settings of the agent; a Set changes the settings.
 class SnmpdatProvider : public DataProvider {
   public:
     std::unique_ptr<Data> get() override {

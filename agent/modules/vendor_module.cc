@@ -31,7 +31,7 @@ namespace usb_reset = contracts::usb_reset;
 
 // Records.
 
-/// What is written here happens; what is read is always 0.
+/// Writing performs the action; reading always returns 0.
 struct TheSystem : Data {
     unsigned int reboot = 0;
     unsigned int usbReset = 0;

@@ -2,8 +2,7 @@
 
 namespace snmp {
 
-/// Serves the guests of this machine as rows of vmwVmTable, the published virtual machine MIB (enterprise 6876). Called
-/// once, at start.
+/// Registers vmwVmTable (enterprise 6876), with one row per guest of this machine. Called once, at startup.
 void start_vm_module();
 
 }  // namespace snmp
