@@ -1,5 +1,5 @@
-// The description of a guest as libvirt gives it: whatever it holds, the guest's row fits into a message and comes out
-// of one as it went in.
+// A guest's XML description from libvirt: whatever it contains, the guest's row fits in a message and survives the trip
+// through it.
 #include <cstdint>
 #include <cstdlib>
 #include <string_view>

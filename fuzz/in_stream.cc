@@ -1,4 +1,5 @@
-// Any octets, read by every getter wherever entering and skipping values leads; a name that was read can be written.
+// Reads any octets with every getter, at every position that entering and skipping values reaches. A name that was read
+// can be written.
 #include <algorithm>
 
 #include "agent/ber/in_stream.h"

@@ -1,5 +1,5 @@
-// A packet of netlink messages about addresses, neighbours, forwarding entries and queues: whatever it holds, the
-// tables stay in order and their counts true.
+// A packet of netlink messages about addresses, neighbours, forwarding entries and queues: whatever it contains, the
+// tables stay in order and their counts correct.
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -63,7 +63,7 @@ void checkQueues(const std::vector<hostd::Qdisc>& qdiscs) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    std::vector<uint32_t> packet(size / 4 + 1);  // aligned as the kernel's are
+    std::vector<uint32_t> packet(size / 4 + 1);  // aligned like the kernel's
     if (size > 0) std::memcpy(packet.data(), data, size);
     hostd::Addresses addresses;
     hostd::ArpEntries arpEntries;

@@ -1,5 +1,5 @@
-// A packet of netlink messages about links, and drivers' counter names: whatever it holds, the table stays in order and
-// in bounds.
+// A packet of netlink messages about links, and drivers' counter names: whatever it contains, the table stays in order
+// and in bounds.
 #include <linux/ethtool.h>
 
 #include <cstdlib>
@@ -18,7 +18,7 @@ constexpr uint32_t kStatusBits = contracts::interfaces::status::Up | contracts::
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    std::vector<uint32_t> packet(size / 4 + 1);  // aligned as the kernel's are
+    std::vector<uint32_t> packet(size / 4 + 1);  // aligned like the kernel's
     if (size > 0) std::memcpy(packet.data(), data, size);
     hostd::LinkTable links([](const std::string& name) { return name.size() % 2 == 1; },
                            [](const hostd::Link& link, uint32_t before, uint32_t status) {
@@ -30,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         links.apply(message, std::chrono::milliseconds(1));
         hostd::readDriverAnswer(message, driver);
     });
-    // The same octets as names of counters.
+    // The same octets as counter names.
     const std::vector<uint64_t> values(size / ETH_GSTRING_LEN, 1);
     hostd::readNamedCounters({reinterpret_cast<const char*>(packet.data()), values.size() * ETH_GSTRING_LEN}, values,
                              driver.counters);

@@ -1,4 +1,4 @@
-// A flattened message from anybody: what is accepted comes back the same after another trip.
+// A flattened message from an untrusted peer: an accepted message is identical after another round trip.
 #include <cstdlib>
 #include <sstream>
 

@@ -1,4 +1,4 @@
-// Feeds each file named, and each file of each folder named, to a fuzz target once.
+// Passes each given file, and each file in each given folder, to a fuzz target once.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>

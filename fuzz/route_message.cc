@@ -1,5 +1,5 @@
-// A packet of netlink messages about routes and nexthop objects, as notifications and as a listing: whatever it holds,
-// the rows stay in order, and a sweep keeps every route that was listed or notified.
+// A packet of netlink messages about routes and nexthop objects, as notifications and as a listing: whatever it
+// contains, the rows stay in order, and a sweep keeps every route that was listed or notified.
 #include <linux/rtnetlink.h>
 
 #include <cstdlib>
@@ -29,7 +29,7 @@ void check(const hostd::RouteTable& routes) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    std::vector<uint32_t> packet(size / 4 + 1);  // aligned as the kernel's are
+    std::vector<uint32_t> packet(size / 4 + 1);  // aligned like the kernel's
     if (size > 0) std::memcpy(packet.data(), data, size);
     hostd::RouteTable routes;
     hostd::RouteSync sync(routes);

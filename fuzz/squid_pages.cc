@@ -1,4 +1,4 @@
-// The two pages of squid's cache manager, one behind the other with a zero octet between them.
+// The two pages of squid's cache manager, separated by a zero octet.
 #include <cstdint>
 #include <cstdlib>
 #include <string_view>

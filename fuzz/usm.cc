@@ -1,7 +1,7 @@
-// Version 3 from a manager that knows the keys: the envelope is right, and the input is what lies in it, or what has
-// become of a good message on its way. An answer, if there is one, is well formed, signed and encrypted as it claims.
+// SNMPv3 from a manager that knows the keys: the input is the content of a valid envelope, or alters a valid message. A
+// reply, if any, is well-formed, and authenticated and encrypted as its flags claim.
 //
-// The first octet chooses: bits 0 and 1 the level, bit 2 the user, bit 3 what the rest is, bit 4 a strict agent.
+// The first octet selects: bits 0 and 1 the level, bit 2 the user, bit 3 the meaning of the rest, bit 4 a strict agent.
 #include <algorithm>
 #include <cstdlib>
 
@@ -43,7 +43,7 @@ wire::Bytes message(const wire::Manager& manager, std::span<const uint8_t> rest,
     if (!altered) return manager.seal(manager.header(), {rest.begin(), rest.end()});
     wire::Bytes octets =
         manager.request({.pdu = snmp::pdu::GetNextRequest, .bindings = {{"1.3.6.1.2.1.1.1.0", snmp::tag::Null, ""}}});
-    // Two octets each: which one, and what it is flipped by; the last one, when alone, cuts the message off.
+    // Two octets each: a position and an XOR mask. A single last octet truncates the message.
     for (; rest.size() > 1; rest = rest.subspan(2)) octets[rest[0] % octets.size()] ^= rest[1];
     if (!rest.empty()) octets.resize(std::min<size_t>(octets.size(), rest[0]));
     return octets;
@@ -57,13 +57,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     wire::Manager manager = Users::managerOf((data[0] & kSha) != 0);
     manager.level = std::min(data[0] & kLevels, 2U);
     snmp::loop->v3Server().strictDigest = (data[0] & kStrict) != 0;
-    static snmp::Context c({});  // one for all requests, as the agent has it
+    static snmp::Context c({});  // one for all requests, as in the agent
     c.begin(message(manager, {data + 1, size - 1}, (data[0] & kAltered) != 0));
     if (!snmp::createReply(c, tn::IPAddr6::ofIPv4(0x7f000001))) return 0;
 
     std::string why;
     manager = Users::managerOf(c.community == "s");
-    // An altered message may name another user: those of the world have no passwords.
+    // An altered message may name another user; the world's own users have no passwords.
     if (c.community != "s" && c.community != "m") manager.authPassword = manager.privPassword = "";
     const auto reply = manager.open(c.out.bytes(), why);
     if (!reply || c.out.size() > snmp::kMaxMessage) std::abort();

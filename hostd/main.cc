@@ -14,8 +14,8 @@ namespace {
 
 constexpr uint32_t kSpawned = tn::number::Snmp;  // what the spawned program serves
 
-/// The spawned program's command line: our root and log target, then what stands after "--". Empty, with a line on
-/// standard error, when there is no such program.
+/// The spawned program's command line: our root and log target, then the arguments after "--". Empty if the program
+/// isn't found; the reason is then on standard error.
 std::vector<std::string> spawnCommand(const std::string& name, const CLI::App& app, std::span<char*> rest) {
     const std::string path = hostd::findProgram(name);
     if (path.empty()) {
@@ -29,7 +29,7 @@ std::vector<std::string> spawnCommand(const std::string& name, const CLI::App& a
     return command;
 }
 
-/// Runs the loop with the program beside it. @return exit status
+/// Runs the loop and the spawned program. @return exit status
 int runWithSpawned(tn::Looper& looper, const std::vector<std::string>& command) {
     std::string why;
     tn::BusListener listener = tn::openBusListener(kSpawned, why);
@@ -46,7 +46,7 @@ int runWithSpawned(tn::Looper& looper, const std::vector<std::string>& command) 
     return status;
 }
 
-/// Everything from the command line to the end. @return exit status
+/// Runs the daemon. @return exit status
 int serve(int argc, char** argv) {
     CLI::App app("Provides Linux host data on the message bus", "tarnix-hostd");
     app.footer("Arguments after -- are passed to PROGRAM: tarnix-hostd --spawn tarnix-snmpd -- --port 1161");

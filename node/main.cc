@@ -6,7 +6,7 @@
 
 namespace {
 
-/// Everything from the command line to the end. @return exit status
+/// Runs the agent and the owners. @return exit status
 int serve(int argc, char** argv) {
     CLI::App app("SNMP agent and Linux host data in one process", "tarnix-node");
     snmp::Options agentOptions;
@@ -22,7 +22,7 @@ int serve(int argc, char** argv) {
     if (!tn::startDaemon(numbers)) return 1;
 
     const auto agent = snmp::makeAgent(agentOptions);
-    owners.addTo(*agent);  // before it runs: it asks for the version text at its start
+    owners.addTo(*agent);  // before the agent runs, because it queries the version text at startup
     return snmp::runAgent(*agent);
 }
 

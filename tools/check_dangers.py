@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Only guarded helpers may remove folders or signal processes: a test once emptied the machine it ran on."""
+"""Checks that only guarded helpers remove folders or signal processes: a test once emptied the machine it ran on."""
 import pathlib
 import re
 import subprocess
@@ -7,15 +7,15 @@ import sys
 
 FOLDERS = ("agent", "bench", "fuzz", "hostd", "node", "plugins", "tests", "tn", "tnctl", "tools", "wire", "dev", ".ci")
 RULES = [  # what, pattern, files where it is allowed
-    ("removes a folder with all that is in it",
+    ("removes a folder recursively",
      re.compile(r"\b(?:remove_all|rmtree|removedirs|TemporaryDirectory|nftw|fts_open)\b|\brm[\s\"',]+-\w*[rR]|\s-delete\b"),
      {"tests/tn/temp_root.h", "tests/e2e/harness.py", "bench/arms.py"}),
-    ("signals a process by its number",  # Popen.kill() first checks that the child still runs
+    ("signals a process by its pid",  # Popen.kill() first checks that the child still runs
      re.compile(r"(?<![\w.])kill\s*\(|\bos\.kill(?:pg)?\b|\b(?:killpg|tgkill|sigqueue|pidfd_send_signal|pkill|killall)\b"),
      {"tests/tn/child.h", "tests/e2e/harness.py", "hostd/supervisor/spawner.cc"}),
 ]
 SHELL = re.compile(r"#!.*\b(?:ba|da)?sh\b")
-SHELL_RULES = [  # a number may be negative, and so many processes; a variable without quotes may be several words or none
+SHELL_RULES = [  # a negative pid means many processes; a variable without quotes may be several words or none
     ("signals what isn't one quoted variable, as in kill -TERM \"$pid\"",
      re.compile(r"\bkill\b(?! -\w+ \"\$\w+\" *(?:2?>|[;&|)']|$))"), set()),
 ]
@@ -33,6 +33,6 @@ for file in map(pathlib.Path, listed.stdout.splitlines()):
         code = re.sub(COMMENT.get(file.suffix, r"^\s*#.*"), "", line)
         for what, pattern, allowed in rules:
             if str(file) not in allowed and pattern.search(code):
-                found.append(f"{file}:{number}: {what}; in tests, TempTree, Child and harness.py do")
+                found.append(f"{file}:{number}: {what}; in tests, use TempTree, Child or harness.py")
 print(*found, sep="\n", end="\n" if found else "", file=sys.stderr)
 sys.exit(bool(found))

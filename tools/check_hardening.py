@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """check_hardening.py BUILD PROGRAM...: checks that the hardening options of the compiler and linker took effect in the
-ELF files. Landing pads and the shadow stack are checked in the objects: the linker drops their mark from a program if
-one object lacks it, as the startup code of Debian 12 does."""
+ELF files. Control-flow protection is checked in the object files: the linker drops its mark from a program if one
+object lacks it, and Debian 12's startup code does."""
 import pathlib
 import re
 import subprocess

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Who may include whom. A file's row is that of the longest folder it lies under; a folder may always include itself."""
+"""Checks #includes against the layers. The longest matching row applies; a folder may always include itself."""
 import pathlib
 import re
 import sys
@@ -16,7 +16,7 @@ MAY_INCLUDE = {
     "fuzz": ["tn", "contracts", "agent", "hostd", "tests", "wire"],
     "bench": ["wire"],
     "tools": ["agent"],
-    # Lowest first: each may include those above it that it names.
+    # Lowest first: each folder may include the earlier ones that it lists.
     "agent/log": ["tn"],
     "agent/crypto": [],
     "agent/ber": ["tn", "agent/crypto"],

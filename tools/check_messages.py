@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Every line that operators can see is explained: the texts of all log statements stand in docs/messages.md."""
+"""Checks that docs/messages.md contains the text of every log statement."""
 import pathlib
 import re
 import sys
 
-FOLDERS = ("tn", "agent", "hostd", "node")  # tnctl answers its caller: it has no log
-SAYS = re.compile(r"\b(?:serr|sout|strangersErr|strangersOut|slog|hostLog|std::cerr)\s*<<(.*?);|\b(?:say|logFault)\((.*?)\)", re.S)
+FOLDERS = ("tn", "agent", "hostd", "node")  # tnctl prints to its caller and has no log
+SAYS = re.compile(r"\b(?:serr|sout|strangersErr|strangersOut|slog|hostLog|std::cerr)\s*<<(.*?);|\blogFault\((.*?)\)", re.S)
 TEXT = re.compile(r'"((?:[^"\\]|\\.)*)"')
 COMMENT = re.compile(r"^\s*//.*$", re.M)
 

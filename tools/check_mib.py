@@ -11,7 +11,7 @@ MIB = "mibs/TARNIX-MIB.txt"
 
 
 def smilint():
-    # An index that is served has to be accessible, as ifIndex is.
+    # A served index must be accessible, like ifIndex.
     words = ["smilint", "-l", "6", "-m", "-i", "index-element-accessible", "./" + MIB]
     done = subprocess.run(words, capture_output=True, text=True, env={**os.environ, "SMIPATH": "mibs/smi"})
     return (done.stdout + done.stderr).splitlines()

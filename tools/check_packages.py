@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks that every header comes from a package that ./dev run installs by name: a fresh machine has no others."""
+"""Checks that every included header belongs to a package that ./dev run installs."""
 import pathlib
 import re
 import subprocess
@@ -28,6 +28,6 @@ missing = []
 for header, place in places.items():
     owner = owners.get(place, "no package")
     if owner not in run and not COMPILER.fullmatch(owner):
-        missing.append(f"{users[header]}: <{header}>: of {owner}, which packages() in ./dev doesn't name for run")
+        missing.append(f"{users[header]}: <{header}>: of {owner}, which isn't in the run list of packages() in ./dev")
 print(*missing, sep="\n", end="\n" if missing else "", file=sys.stderr)
 sys.exit(bool(missing))

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""clang-tidy over a compile database, a file for each processor at a time.
+"""Runs clang-tidy on a compile database, one file per processor at a time.
 
-A file that was clean isn't looked at again until it, one of our headers that it includes, its command or a .clang-tidy
-changes: the stamps lie in BUILD/tidy.
+A clean file is skipped until it, one of our headers that it includes, its command or a .clang-tidy changes. The stamps
+are in BUILD/tidy.
 """
 import argparse
 import concurrent.futures
@@ -18,9 +18,9 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 
 def stamp_of(entry, options):
-    """The name of the stamp: a digest of all that the outcome hangs on; None when the file doesn't preprocess."""
+    """The name of the stamp: a digest of everything that determines the result; None if the file doesn't preprocess."""
     words = shlex.split(entry["command"])
-    command = [word for word in words[:words.index("-o")] if "ccache" not in word]  # all but the object
+    command = [word for word in words[:words.index("-o")] if "ccache" not in word]  # without the output file
     depends = subprocess.run([*command, "-MM", entry["file"]], cwd=entry["directory"], capture_output=True, text=True)
     if depends.returncode:
         return None
@@ -48,13 +48,13 @@ def check(entry, options):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("build", help="the folder with compile_commands.json")
-    parser.add_argument("--quick", action="store_true", help="without the static analyser, which takes most of the time")
+    parser.add_argument("--quick", action="store_true", help="omit the static analyser, which takes most of the time")
     options = parser.parse_args()
     options.extra = ["--checks=-clang-analyzer-*"] if options.quick else []
     options.stamps = pathlib.Path(options.build, "tidy")
     options.stamps.mkdir(exist_ok=True)
     entries = json.loads(pathlib.Path(options.build, "compile_commands.json").read_text())
-    # What several programs are made of is looked at once.
+    # Files that are compiled for several programs are checked once.
     entries = list({entry["file"]: entry for entry in entries
                     if not entry["file"].startswith(str(ROOT / "build"))}.values())
     bad = 0

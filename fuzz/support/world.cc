@@ -32,7 +32,7 @@ World::World() {
     snmp::start_host_module();
     snmp::start_vendor_module();
     snmp::start_interface_module();
-    // Writing the settings would leave a trace for the next input.
+    // Stored settings would affect the next input.
     for (const unsigned setting : {4U, 6U}) snmp::branches.erase(snmp::OID{1, 3, 6, 1, 2, 1, 1, setting});
     add("r", false);
     add("w", true);

@@ -22,7 +22,7 @@ void requestAddresses(NetlinkRequests& requests) {
     requests.finish();
 }
 
-/// RTM_NEWADDR, RTM_DELADDR; nothing when it isn't about an IPv4 address.
+/// Parses RTM_NEWADDR and RTM_DELADDR; nullopt if the address isn't IPv4.
 std::optional<AddressKey> readAddress(const nlmsghdr& message) {
     const auto* header = payload<ifaddrmsg>(message);
     if (header == nullptr || header->ifa_family != AF_INET || header->ifa_prefixlen > kBits) return {};

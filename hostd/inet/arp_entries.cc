@@ -21,7 +21,7 @@ void requestNeighbours(NetlinkRequests& requests) {
     requests.finish();
 }
 
-/// Nothing for states that make no row.
+/// nullopt for states without a row.
 std::optional<ArpEntry::State> stateOf(unsigned nud) {
     if ((nud & NUD_PERMANENT) != 0) return ArpEntry::State::Static;
     if ((nud & (NUD_FAILED | NUD_INCOMPLETE)) != 0) return ArpEntry::State::Invalid;

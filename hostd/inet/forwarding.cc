@@ -43,7 +43,7 @@ void Forwarding::apply(const nlmsghdr& message, std::chrono::milliseconds) {
     const auto* header = payload<ndmsg>(message);
     if (header == nullptr || header->ndm_family != AF_BRIDGE || header->ndm_ifindex <= 0) return;
     const Attributes<NDA_MAX> attributes(message, sizeof *header);
-    // Without a master it is a filter of a device, or a VXLAN's own table.
+    // Entries without a master are device filters or belong to a VXLAN.
     const auto bridge = attributes.number<uint32_t>(NDA_MASTER);
     const auto mac = attributes.number<MacAddress>(NDA_LLADDR);
     if (!bridge || !mac) return;

@@ -10,7 +10,7 @@ namespace hostd {
 
 namespace {
 
-/// The gateway among a route's attributes, or among those of one of its next hops.
+/// The gateway in the attributes of a route or of one of its next hops.
 template <class All>
 void readGateway(const All& attributes, Route::NextHop& hop) {
     const auto gateway = attributes.template number<uint32_t>(RTA_GATEWAY);
@@ -18,7 +18,7 @@ void readGateway(const All& attributes, Route::NextHop& hop) {
     hop.hasGateway = hop.gateway != 0 || attributes[RTA_VIA] != nullptr;
 }
 
-/// Reads the next hops of RTA_MULTIPATH: rtnexthop headers, each with attributes behind it.
+/// Reads the next hops of RTA_MULTIPATH: rtnexthop headers, each followed by attributes.
 void readMultipath(std::span<const uint8_t> octets, std::vector<Route::NextHop>& hops) {
     rtnexthop header{};
     while (octets.size() >= sizeof header) {

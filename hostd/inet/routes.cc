@@ -41,7 +41,7 @@ uint32_t kindOf(const RouteEntry& entry) {
     }
 }
 
-/// The first key of a route that isn't before this one, whose mask may have holes.
+/// The smallest valid route key that isn't before this one; the mask may be non-contiguous.
 RouteKey routeKey(const RowKey& key) {
     RouteKey first{.destination = key.u32(0), .length = 0, .gateway = key.u32(kGatewayAt)};
     const uint32_t mask = key.u32(kMaskAt);

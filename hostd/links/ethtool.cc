@@ -74,7 +74,7 @@ void readGroup(const nlattr& group, DriverCounters& counters) {
     });
 }
 
-/// The number of the kernel's ethtool family; 0 before Linux 5.6 and where it wasn't built in, nothing when the kernel
+/// The number of the kernel's ethtool family; 0 before Linux 5.6 and if it isn't built in, nullopt if the kernel
 /// doesn't answer.
 std::optional<uint16_t> findFamily(NetlinkSocket& socket) {
     NetlinkRequests requests;
@@ -134,7 +134,7 @@ bool queryNamed(int fd, uint32_t index, DriverCounters& counters) {
     const size_t count = info.n_stats;
     if (count == 0 || count > kMaxNamed) return true;
 
-    // The kernel ignores the room given and writes all that the driver has by then: more if queues are being added.
+    // The kernel ignores the buffer size and writes all current counters: more than before if queues were added.
     const size_t room = 2 * count + 1024;
     std::vector<uint64_t> strings((sizeof(ethtool_gstrings) + room * ETH_GSTRING_LEN) / sizeof(uint64_t) + 1);
     std::vector<uint64_t> numbers(sizeof(ethtool_stats) / sizeof(uint64_t) + room);

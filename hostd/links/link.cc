@@ -42,7 +42,7 @@ constexpr std::array kKinds = {
 
 // Kinds whose IFLA_LINK is the device underneath. For a veth it is the peer, for a switch port the CPU's link.
 constexpr std::array<std::string_view, 5> kStacked = {"vlan", "macvlan", "macvtap", "ipvlan", "ipvtap"};
-// Kinds that have a driver nonetheless. DSA switch ports report their kind since Linux 6.1.
+// Kinds that still have a driver. DSA switch ports report their kind since Linux 6.1.
 constexpr std::array<std::string_view, 3> kDriven = {"bond", "team", "dsa"};
 
 bool isIn(const auto& names, std::string_view name) { return std::ranges::find(names, name) != names.end(); }
@@ -57,7 +57,7 @@ uint32_t kindOf(std::string_view infoKind, unsigned hardware) {
             return interfaces::kind::Ethernet;
         case ARPHRD_PPP:
             return interfaces::kind::Ppp;
-        case ARPHRD_NONE:  // tun, and other layer 3 devices without a header of their own
+        case ARPHRD_NONE:  // tun, and other layer 3 devices without a link header
         case ARPHRD_TUNNEL:
         case ARPHRD_TUNNEL6:
         case ARPHRD_SIT:
@@ -80,7 +80,7 @@ void readInfo(const nlattr* info, unsigned hardware, Link& link) {
     if (const auto priority = bridge.number<uint16_t>(IFLA_BR_PRIORITY)) link.bridgePriority = *priority;
 }
 
-/// The loopback has an address of zeros, and an IP tunnel the IP address of its own end: these are none.
+/// The loopback's zero address and the IP address of an IP tunnel aren't link addresses.
 void readAddress(std::span<const uint8_t> address, Link& link) {
     const bool isIp = link.kind == interfaces::kind::Tunnel && address.size() != ETH_ALEN;
     const bool isNone = isIp || address.size() > kMaxAddress || std::ranges::count(address, 0) == std::ssize(address);

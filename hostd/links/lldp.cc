@@ -16,7 +16,7 @@ constexpr const char* kLibrary = "liblldpctl.so.4";
 constexpr size_t kMacOctets = 6;
 constexpr size_t kMostNeighbors = 4096;
 
-/// The library's functions, those that are used here.
+/// The library functions that are used here.
 struct Library : SharedLibrary {
     decltype(&::lldpctl_new) open = nullptr;
     decltype(&::lldpctl_release) release = nullptr;
@@ -46,11 +46,11 @@ struct Library : SharedLibrary {
         find("lldpctl_atom_iter_next", next);
         find("lldpctl_atom_iter_value", value);
         find("lldpctl_atom_dec_ref", drop);
-        if (isWhole()) logTo([](int, const char*) {});  // it would write to standard error
+        if (isWhole()) logTo([](int, const char*) {});  // the default writes to standard error
     }
 };
 
-/// One thing the library tells about, given back when this goes.
+/// An object of the library, released with this handle.
 class Atom {
   public:
     Atom(const Library& library, lldpctl_atom_t* atom) : library_(library), atom_(atom, library.drop) {}

@@ -23,7 +23,7 @@ constexpr std::array<std::string_view, 12> kClassful = {"htb",  "hfsc",   "cbq",
 constexpr std::string_view kNoQueue = "noqueue";
 constexpr uint32_t kMaxId = INT32_MAX;  // an index of SNMP is one
 
-/// A kernel's structure may be longer or shorter than the one known here, or absent.
+/// The kernel's structure may be longer or shorter than ours, or absent.
 template <class Structure>
 Structure structureOf(std::span<const uint8_t> octets) {
     Structure structure{};
@@ -36,7 +36,7 @@ QueueCounters readCounters(const nlattr* statistics) {
     const Attributes<TCA_STATS_MAX> attributes(statistics);
     const auto basic = structureOf<gnet_stats_basic>(attributes.octets(TCA_STATS_BASIC));
     const auto queue = structureOf<gnet_stats_queue>(attributes.octets(TCA_STATS_QUEUE));
-    // The kernel adds the wide count of packets once they don't fit into the other.
+    // The kernel adds the 64-bit packet count once the 32-bit count overflows.
     return {basic.bytes, attributes.number<uint64_t>(TCA_STATS_PKT64).value_or(basic.packets), queue.drops};
 }
 
@@ -123,7 +123,7 @@ bool hasClasses(const Qdisc& qdisc) {
 QueueRows makeQueueRows(const std::vector<Qdisc>& qdiscs, const std::vector<Qdisc>& classes, const NameOf& nameOf) {
     QueueRows rows;
     for (const Qdisc& qdisc : qdiscs) {
-        const bool isRoot = qdisc.parent == TC_H_ROOT && qdisc.kind != kNoQueue;  // which counts nothing
+        const bool isRoot = qdisc.parent == TC_H_ROOT && qdisc.kind != kNoQueue;  // has no counters
         if (!isRoot && qdisc.parent != TC_H_INGRESS) continue;
         const std::string name = nameOf(qdisc.ifindex);
         if (name.empty()) continue;

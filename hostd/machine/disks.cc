@@ -32,7 +32,7 @@ std::string unescaped(std::string_view name) {
     return plain;
 }
 
-/// Nothing for a file system that stores no data, or repeats one that is listed anyway.
+/// nullopt for a file system that stores no data or duplicates a listed one.
 std::optional<Mount::Kind> kindOf(std::string_view type, std::string_view source, std::string_view point) {
     static constexpr std::string_view kRemote[] = {
         "nfs", "nfs4", "cifs", "smb3", "ceph", "lustre", "9p", "virtiofs", "fuse.sshfs", "fuse.glusterfs", "fuse.ceph",
@@ -107,8 +107,8 @@ std::optional<DiskSize> sizeOfDisk(const std::string& mountPoint) {
 
 namespace {
 
-/// An overlay has the sizes of the file system that it writes to, which may have been written to between two readings.
-/// Disks of one make have the same total.
+/// An overlay has the sizes of the file system it writes to, which may change between two readings. Equal totals alone
+/// prove nothing: disks of the same model have them.
 bool isSameSpace(const DiskSize& a, const DiskSize& b) {
     return a.total == b.total && std::max(a.free, b.free) - std::min(a.free, b.free) <= a.total / 100;
 }

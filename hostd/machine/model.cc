@@ -10,7 +10,7 @@ namespace hostd {
 
 namespace {
 
-/// Fillers for a missing name in firmware, compared without regard to case.
+/// Placeholders for a missing name in firmware, compared case-insensitively.
 constexpr const char* kFillers[] = {
     "To be filled by O.E.M.",
     "To be filled by OEM",
@@ -39,7 +39,7 @@ constexpr const char* kFillers[] = {
     "123456789",
 };
 
-/// A name from firmware without surrounding blanks; empty when it is a filler.
+/// A name from firmware without surrounding blanks; empty for a placeholder.
 std::string readName(const std::string& path) {
     constexpr const char* kBlanks = " \t";
     std::string name = readAttribute(path);

@@ -20,8 +20,8 @@ namespace pci_devices = contracts::pci_devices;
 
 namespace {
 
-// The library ends the process when its list is damaged, unless it is given a function that doesn't return. Once the
-// list is read, only a lack of memory remains.
+// The library terminates the process if its list is damaged, unless it has an error function that doesn't return. Once
+// the list has been read, running out of memory is the only remaining error.
 thread_local std::jmp_buf gaveUp;
 __attribute__((noreturn)) void giveUp(char*, ...) { std::longjmp(gaveUp, 1); }
 __attribute__((noreturn)) void endProcess(char*, ...) { std::abort(); }
@@ -29,7 +29,7 @@ void saysNothing(char*, ...) {}
 
 /// False when the list can't be read to its end; the names before that place are known.
 bool loadNames(pci_access* access) {
-    access->method = PCI_ACCESS_SYS_BUS_PCI;  // so that it looks for no other: only its names are wanted
+    access->method = PCI_ACCESS_SYS_BUS_PCI;  // no probing for other methods: only the names are used
     access->error = giveUp;
     access->warning = saysNothing;
     access->debug = saysNothing;
@@ -51,8 +51,8 @@ std::string lookUp(pci_access* access, int what, Ids... ids) {
     return found == nullptr ? "" : found;
 }
 
-/// Where a device is, by the kernel's name of it: "domain:bus:device.function", hexadecimal. Nothing when it is no
-/// such name.
+/// The place of a device from its kernel name, "domain:bus:device.function" in hexadecimal; nullopt if the name has
+/// another form.
 std::optional<uint32_t> placeOf(const std::string& name) {
     constexpr std::string_view kEnds{"::.\0", 4};
     std::array<uint32_t, 4> numbers{};
@@ -88,7 +88,7 @@ Reading<PciDevice> PciReader::read() {
     for (const std::string& name : namesIn(folder)) {
         const auto vendor = readNumber(folder + "/" + name + "/vendor", 16);
         const auto device = readNumber(folder + "/" + name + "/device", 16);
-        if (!vendor || !device) continue;  // pulled out at this moment
+        if (!vendor || !device) continue;  // just unplugged
         devices[name] = {*vendor, *device};
         isNew = isNew || !names_.contains({*vendor, *device});
     }

@@ -31,7 +31,7 @@ std::vector<ProcessorLoads::Times> ProcessorLoads::parse(std::string_view stat) 
         stat.remove_prefix(std::min(line.size() + 1, stat.size()));
         if (!line.starts_with(kPrefix)) continue;
         line.remove_prefix(kPrefix.size());
-        if (line.starts_with(' ')) continue;  // the sum of all
+        if (line.starts_with(' ')) continue;  // the sum of all processors processors processors
         const auto number = takeNumber(line);
         if (!number || *number >= UINT32_MAX - 1) continue;
         // Guests' time is within user and nice already.
@@ -51,7 +51,7 @@ std::vector<ProcessorLoads::Times> ProcessorLoads::parse(std::string_view stat) 
 }
 
 ProcessorLoads::Times ProcessorLoads::startOfInterval(uint64_t now, uint32_t id) const {
-    Times start;  // all 0: the machine's start
+    Times start;  // zeros: since the machine's start
     for (const Reading& reading : readings_) {
         if (now - reading.at < kSpacing) break;
         const auto found = std::ranges::lower_bound(reading.times, id, {}, &Times::id);

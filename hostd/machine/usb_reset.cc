@@ -20,7 +20,7 @@ namespace usb_reset = contracts::usb_reset;
 namespace {
 
 /// The switch of each root hub's port: SYSFS/bus/usb/devices/N-0:1.0/usbN-portM/disable (Linux 6.0 and later). It isn't
-/// read: the kernel would ask the hub.
+/// read, because the kernel would query the hub.
 std::vector<std::string> switchesOf(const std::string& sysfs) {
     std::vector<std::string> switches;
     const std::string folder = sysfs + "/bus/usb/devices/";

@@ -8,7 +8,7 @@ namespace hostd {
 
 namespace {
 
-/// A value quoted as a shell would: within double quotes a backslash takes the next character's meaning away.
+/// A value with shell quoting: within double quotes, a backslash escapes the next character.
 std::string unquoted(std::string_view value) {
     if (value.empty() || (value.front() != '"' && value.front() != '\'')) return std::string(value);
     const char quote = value.front();

@@ -8,7 +8,7 @@ namespace hostd {
 
 namespace {
 
-/// Patterns of a chip's name and of a feature's label, upper and lower case alike.
+/// Patterns of a chip name and a feature label, case-insensitive.
 struct Rule {
     const char* chip;
     const char* label;

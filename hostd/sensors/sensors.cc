@@ -17,12 +17,12 @@ namespace {
 
 constexpr std::array<const char*, kMeasures> kNames = {"voltage", "board temperature", "processor temperature"};
 
-/// The library, from reading its configuration and looking for chips to forgetting them: those that were plugged in or
-/// whose driver was loaded meanwhile are found by the next one.
+/// The initialized library: it reads its configuration and detects chips once. Chips and drivers that are added later
+/// are found by the next instance.
 class Library {
   public:
     Library() {
-        sensors_parse_error_wfn = [](const char*, const char*, int) {};  // it would write to standard error each time
+        sensors_parse_error_wfn = [](const char*, const char*, int) {};  // the default writes to standard error
         isOpen_ = sensors_init(nullptr) == 0;
     }
     ~Library() {
@@ -45,7 +45,7 @@ class Library {
     bool isOpen_ = false;
 };
 
-/// What the library knows a sensor by.
+/// How the library identifies a sensor.
 struct Handle {
     const sensors_chip_name* chip;
     const sensors_feature* feature;

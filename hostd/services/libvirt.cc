@@ -20,7 +20,7 @@ namespace {
 constexpr const char* kLibrary = "libvirt.so.0";
 constexpr unsigned long kKibOfMib = 1024;
 
-/// The library's functions, those that are used here.
+/// The library functions that are used here.
 struct Library : SharedLibrary {
     decltype(&::virSetErrorFunc) setErrorFunc = nullptr;
     decltype(&::virGetLastErrorMessage) lastError = nullptr;
@@ -48,11 +48,11 @@ struct Library : SharedLibrary {
         find("virDomainGetInfo", info);
         find("virDomainGetXMLDesc", xml);
         find("virDomainSnapshotNum", snapshots);
-        if (isWhole()) setErrorFunc(nullptr, [](void*, virErrorPtr) {});  // it would write to standard error
+        if (isWhole()) setErrorFunc(nullptr, [](void*, virErrorPtr) {});  // the default writes to standard error
     }
 };
 
-/// False when the URI means a daemon of this machine that nobody has started: the one of its driver, or the one of all.
+/// False if the URI names a local daemon that isn't running: neither the driver's own nor the common one.
 bool isThereToAsk(const std::string& uri, const std::string& sockets) {
     constexpr std::string_view kLocal = ":///system";
     if (!uri.ends_with(kLocal)) return true;
@@ -63,7 +63,7 @@ bool isThereToAsk(const std::string& uri, const std::string& sockets) {
 
 using Domain = std::unique_ptr<virDomain, decltype(&::virDomainFree)>;
 
-/// False when the guest went away meanwhile.
+/// False if the guest no longer exists.
 bool describe(const Library& library, virDomainPtr domain, Guest& guest) {
     std::array<char, VIR_UUID_STRING_BUFLEN> uuid{};
     virDomainInfo info{};

@@ -26,7 +26,7 @@ constexpr uint64_t kMib = 1024 * 1024;
 
 using Message = std::unique_ptr<sd_bus_message, decltype(&sd_bus_message_unref)>;
 
-/// A connection to the bus. Once a call has timed out, or if the bus isn't there, all later calls fail at once.
+/// A D-Bus connection. After a timeout, or if the bus isn't available, all further calls fail at once.
 class Bus {
   public:
     Bus(const std::string& address, std::chrono::microseconds timeout) {
@@ -45,7 +45,7 @@ class Bus {
     }
 
     /// @param words  the call's arguments, of these types
-    /// @return the reply; nullptr when there is none
+    /// @return the reply; nullptr on failure
     template <class... Words>
     Message call(const char* service, const char* path, const char* interface, const char* member, const char* types,
                  Words... words) {
@@ -64,7 +64,7 @@ class Bus {
         return nothing;
     }
 
-    /// Reads a property of this basic type; false when that fails.
+    /// Reads a property of this basic type; false on failure.
     template <class Value>
     bool read(const char* service, const char* path, const char* interface, const char* name, const char* type,
               Value& value) {
@@ -80,7 +80,7 @@ class Bus {
     }
 
     [[nodiscard]] bool hasFailed() const { return failure_ < 0; }
-    /// Why the last call failed; empty when the bus or the service isn't there.
+    /// The reason for the last failure; empty if the bus or the service isn't available.
     [[nodiscard]] std::string problem() const {
         const int reason = failure_ < 0 ? -failure_ : -refusal_;
         const bool isAbsent = reason == ENOENT || reason == ECONNREFUSED ||  // the bus
@@ -145,7 +145,7 @@ Reading<Guest> Machined::read(size_t most) {
         uint64_t started = 0;
         if (!bus.read(kMachined, path, kMachine, "State", "s", state)) {
             if (bus.hasFailed()) return {bus.problem(), {}};
-            continue;  // it has gone since the listing
+            continue;  // it no longer exists
         }
         setState(guest, state);
         if (bus.read(kMachined, path, kMachine, "Unit", "s", unit)) guest.memory = memoryOf(bus, unit);

@@ -20,9 +20,9 @@ namespace hostd {
 
 namespace {
 
-constexpr size_t kPiecesAtOnce = 16;  // of output, before the loop looks after others
+constexpr size_t kPiecesAtOnce = 16;  // of output, before the loop continues with other work
 
-/// What a service manager told this process isn't for its children.
+/// Removes the service manager's variables, which aren't for children.
 std::vector<char*> childEnvironment() {
     constexpr std::array kOurs = {
         "LISTEN_PID=", "LISTEN_FDS=", "LISTEN_FDNAMES=", "NOTIFY_SOCKET=", "WATCHDOG_PID=", "WATCHDOG_USEC="};
@@ -36,7 +36,7 @@ std::vector<char*> childEnvironment() {
     return variables;
 }
 
-/// posix_spawn's two objects of settings.
+/// posix_spawn's file actions and attributes.
 class SpawnSettings {
   public:
     explicit SpawnSettings(int output) {
@@ -93,7 +93,7 @@ bool ScriptRun::start(const std::string& path) {
     return false;
 }
 
-/// It runs now, whatever happens here: without descriptors its output and end go unseen.
+/// The script runs already. Without descriptors, its output and its end can't be followed.
 bool ScriptRun::watch() {
     tn::Looper* looper = tn::getLooper();
     childFd_ = static_cast<int>(::syscall(SYS_pidfd_open, child_, 0));
@@ -115,7 +115,7 @@ void ScriptRun::read() {
         const ssize_t n = ::read(output_, piece.data(), piece.size());
         if (n < 0 && errno == EINTR) continue;
         if (n < 0) return;
-        if (n == 0) {  // closed by the script, which may go on
+        if (n == 0) {  // closed by the script, which may still run
             if (tn::Looper* looper = tn::getLooper()) looper->removeSocket(output_);
             return;
         }
@@ -140,7 +140,7 @@ void ScriptRun::logLine() {
 void ScriptRun::ended() {
     siginfo_t end{};
     if (::waitid(P_PID, static_cast<id_t>(child_), &end, WEXITED | WNOHANG) != 0 || end.si_pid == 0) return;
-    read();  // what it wrote last; what it left running has nobody to listen any more
+    read();  // its last output; the output of processes it left behind is no longer read
     if (!line_.empty()) logLine();
     if (lines_ > kMaxLines) hostLog << "script " + name_ + ": " << lines_ - kMaxLines << " more lines suppressed";
     if (end.si_code != CLD_EXITED)

@@ -24,7 +24,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// When a folder's entries changed last, in ns; -1 when it isn't there.
+/// When a folder's entries last changed, in ns; -1 if it doesn't exist.
 int64_t changeTime(const std::string& folder) {
     struct stat status {};
     if (::stat(folder.c_str(), &status) != 0) return -1;
@@ -94,7 +94,7 @@ tn::message Scripts::changeRow(uint32_t id, const tn::message& request) {
     if (!isName(wanted)) return refused("a script's name is 1 to 255 octets, without slash and without a leading dot");
     const std::string from = folder_ + "/" + name;
     const std::string to = folder_ + "/" + wanted;
-    // rename(2) would replace what is there.
+    // rename(2) would replace an existing file.
     if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0)
         return refused("script " + name + " not renamed: " + std::strerror(errno));
     hostLog << "script renamed: " << name << " is now " << wanted;

@@ -18,7 +18,7 @@ constexpr size_t kMostPage = 256 * 1024;  // octets; squid's are 5 KiB
 constexpr long kPageTimeout = 5000;       // ms
 constexpr std::string_view kBlanks = " \t\r";
 
-/// The library's functions, those that are used here.
+/// The library functions that are used here.
 struct Library : SharedLibrary {
     decltype(&::curl_easy_init) open = nullptr;
     decltype(&::curl_easy_cleanup) close = nullptr;
@@ -42,7 +42,7 @@ size_t append(const char* octets, size_t, size_t count, void* page) {
     return count;
 }
 
-/// Fetches a page; empty, `problem` set, when that fails. The problem doesn't tell the URL, which may hold a password.
+/// Fetches a page. On failure it is empty and `problem` is set. `problem` omits the URL, which may contain a password.
 std::string fetch(const Library& library, const std::string& url, const std::string& name, std::string& problem) {
     const std::unique_ptr<CURL, decltype(&::curl_easy_cleanup)> request(library.open(), library.close);
     if (!request) {
@@ -51,8 +51,8 @@ std::string fetch(const Library& library, const std::string& url, const std::str
     }
     CURL* curl = request.get();
     std::string page;
-    library.set(curl, CURLOPT_URL, (url + "/squid-internal-mgr/" + name).c_str());  // it is copied
-    library.set(curl, CURLOPT_PROXY, "");                                           // whatever the environment says
+    library.set(curl, CURLOPT_URL, (url + "/squid-internal-mgr/" + name).c_str());  // copied by the library
+    library.set(curl, CURLOPT_PROXY, "");                                           // ignore http_proxy and the like
     library.set(curl, CURLOPT_PROTOCOLS_STR, "http,https");
     library.set(curl, CURLOPT_TIMEOUT_MS, kPageTimeout);
     library.set(curl, CURLOPT_NOSIGNAL, 1L);
@@ -71,7 +71,7 @@ std::string_view trimmed(std::string_view text) {
     return text;
 }
 
-/// What stands behind a line's name and its separator; empty when no line has that name.
+/// The text after a line's name and separator; empty if no line has that name.
 std::string_view valueOf(std::string_view page, std::string_view name, char separator) {
     while (!page.empty()) {
         const size_t end = std::min(page.find('\n'), page.size());

@@ -22,7 +22,7 @@ std::string_view PseudoFile::read() {
             close();
             return {};
         }
-        // The kernel hands out these files in one piece when it fits, so a short read is the whole of it.
+        // The kernel returns these files in one piece if the buffer is large enough, so a short read is complete.
         if (static_cast<size_t>(n) < buffer_.size()) return {buffer_.data(), static_cast<size_t>(n)};
         buffer_.resize(buffer_.size() * 2);
     }

@@ -31,7 +31,7 @@ struct Image {
     std::vector<char*> argv;
     std::vector<char*> envp;
     int listener;
-    int report;  ///< gets errno when the program can't be started; closed by its start
+    int report;  ///< receives errno if the program can't be started; closed when it starts
     pid_t parent;
 };
 
@@ -72,10 +72,10 @@ void writePid(char* digits, pid_t pid) {
 [[noreturn]] void becomeProgram(Image& image) {
     sigset_t none;
     ::sigemptyset(&none);
-    ::sigprocmask(SIG_SETMASK, &none, nullptr);  // the loop takes SIGTERM and SIGINT from a descriptor, blocked
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);  // blocked in the parent, whose loop reads them from a descriptor
     ::signal(SIGPIPE, SIG_DFL);
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
-    if (::getppid() != image.parent) ::_exit(0);  // it died before the kernel was told what to do then
+    if (::getppid() != image.parent) ::_exit(0);  // the parent exited before PR_SET_PDEATHSIG took effect
 
     if (image.listener == kListenFd)
         ::fcntl(kListenFd, F_SETFD, 0);
@@ -90,7 +90,7 @@ void writePid(char* digits, pid_t pid) {
     ::_exit(127);
 }
 
-/// A pipe whose ends close with exec, the writing one out of the way of kListenFd.
+/// A close-on-exec pipe whose write end doesn't collide with kListenFd.
 bool makeReportPipe(std::array<int, 2>& ends) {
     std::array<int, 2> pipe{};
     if (::pipe2(pipe.data(), O_CLOEXEC) != 0) return false;

@@ -46,7 +46,7 @@ bool Spawner::launch() {
         child_ = 0;
         return false;
     }
-    // Until it is reaped the pid is the child's, so there is no race here.
+    // The pid can't be reused before the child is reaped, so there is no race.
     childFd_ = static_cast<int>(::syscall(SYS_pidfd_open, child_, 0));
     if (childFd_ >= 0 && runner_.addSocket(
                              childFd_, [this](int, unsigned) { childEnded(); }, EPOLLIN))
@@ -74,7 +74,7 @@ void Spawner::childEnded() {
 
 void Spawner::waitForConnection() {
     const auto called = [this](int, unsigned) {
-        runner_.removeSocket(program_.listener);  // the connection is the program's to accept
+        runner_.removeSocket(program_.listener);  // the program accepts the connection
         launchWhenDue();
     };
     runner_.addSocket(program_.listener, called, EPOLLIN);

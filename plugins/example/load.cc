@@ -1,4 +1,4 @@
-// Load averages: scalars whose record is made when it is asked for.
+// Load averages: scalars whose record is built on each request.
 
 #include <array>
 #include <cstdlib>
@@ -11,11 +11,11 @@ namespace example {
 namespace {
 
 struct Load : snmp::Data {
-    unsigned int last1 = 0, last5 = 0, last15 = 0;  // hundredths of a process, over so many minutes
+    unsigned int last1 = 0, last5 = 0, last15 = 0;  // hundredths of a process, over that many minutes
 
     static std::unique_ptr<snmp::Data> make() {
         std::array<double, 3> averages{};
-        if (getloadavg(averages.data(), averages.size()) != 3) return nullptr;  // then there are no such objects
+        if (getloadavg(averages.data(), averages.size()) != 3) return nullptr;  // the objects don't exist then
         auto record = std::make_unique<Load>();
         record->last1 = static_cast<unsigned int>(averages[0] * 100);
         record->last5 = static_cast<unsigned int>(averages[1] * 100);

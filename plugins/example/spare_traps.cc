@@ -1,5 +1,5 @@
-// A trap whenever a spare part is added or changed. Notifications that the agent has subscribed to are offered to the
-// trap makers one after the other; the first that knows one makes the trap.
+// A trap whenever a spare part is added or changed. The agent passes each notification to the trap makers in turn; the
+// first one that recognizes it makes the trap.
 
 #include <algorithm>
 
@@ -14,7 +14,7 @@ namespace {
 bool spareTrapMaker(std::vector<snmp::VariableBinding>& bindings, const tn::message& m, snmp::OID& trapOid,
                     unsigned int& generic, unsigned int& specific) {
     if (!std::ranges::equal(m.get_u32_array(tn::field::Source), spares::kPath)) return false;
-    if (!m.has(spares::Name)) return false;  // a removed one has none
+    if (!m.has(spares::Name)) return false;  // a removed spare has no name
     trapOid = snmp::OID(snmp::under(kExample, 3));
     generic = 6;   // enterpriseSpecific (RFC 1157)
     specific = 1;  // SNMPv2: { kExample 3 0 1 }

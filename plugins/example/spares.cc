@@ -1,4 +1,4 @@
-// Spare parts on the shelf: rows that people keep with tnctl, an owner that stores them, and the table that shows them.
+// Spare parts on a shelf: an owner that stores them, and a table that shows them. Rows are managed with tnctl.
 //
 //     tnctl message 34,1000 add-object 1:string=fan 2:u32=3
 //     tnctl message 34,1000 get-all
@@ -15,7 +15,7 @@ namespace example {
 
 namespace {
 
-// The owner: a map of objects does the rest, their ids, store, undo and notifications.
+// The owner. tn::Map provides ids, the store, undo and notifications.
 
 struct Spare : tn::Object {
     std::string name;
@@ -25,7 +25,7 @@ struct Spare : tn::Object {
         out.insert_string(spares::Name, name);
         out.insert_u32(spares::Count, count);
     }
-    /// What the message doesn't carry stays as it is.
+    /// Fields that are absent from the message remain unchanged.
     void setConfig(const tn::message& in) override {
         name = in.get_string(spares::Name, name);
         count = in.get_u32(spares::Count, count);
@@ -45,7 +45,7 @@ class Spares : public tn::Map<Spare> {
     tn::message doRemove(Spare*) override { return {}; }
 };
 
-// The table: a record of one row, its build function, its columns.
+// The table: the record of a row, its build function and its columns.
 
 struct SpareRow : snmp::Data {
     unsigned int id = 0;
@@ -59,7 +59,7 @@ struct SpareRow : snmp::Data {
         row->count = m.get_u32(spares::Count);
         return row;
     }
-    /// A Set of a column becomes a change of the owner's object.
+    /// Turns a Set of a column into a change of the owner's object.
     void reverseBuild(tn::message& m) override {
         m.insert_u32(tn::field::Command, tn::cmd::SetObj);
         m.insert_string(spares::Name, name);

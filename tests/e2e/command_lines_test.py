@@ -1,4 +1,4 @@
-"""What people type: wrong words, the documented examples, and how changes are taken back."""
+"""Command lines: usage errors, the documented examples, and undo."""
 
 import pathlib
 import re
@@ -8,7 +8,7 @@ import subprocess
 import tempfile
 import unittest
 
-from harness import NO_ROOT, PATIENCE, PROGRAMS, Daemon, Deployment, program, temp_folder
+from harness import NO_ROOT, TIMEOUT, PROGRAMS, Daemon, Deployment, program, temp_folder
 
 MANUALS = pathlib.Path(__file__).resolve().parents[2] / "docs/man"
 
@@ -24,12 +24,12 @@ MISTAKES = {
 
 
 def run(name, *words, root=NO_ROOT):
-    return subprocess.run([program(name), *words], capture_output=True, text=True, timeout=PATIENCE,
+    return subprocess.run([program(name), *words], capture_output=True, text=True, timeout=TIMEOUT,
                           stdin=subprocess.DEVNULL, env={"TERN_ROOT": root})
 
 
-class WrongWords(unittest.TestCase):
-    def test_each_gets_one_line_and_status_2(self):
+class UsageErrors(unittest.TestCase):
+    def test_usage_error_prints_one_line_and_exits_with_2(self):
         for name, mistakes in MISTAKES.items():
             for words in mistakes:
                 with self.subTest(program=name, words=words):
@@ -38,12 +38,12 @@ class WrongWords(unittest.TestCase):
                     self.assertEqual(done.stdout, "")
                     self.assertRegex(done.stderr, rf"\A{name}[^\n]*: [^\n]+\n\Z")
 
-    def test_program_to_spawn_that_is_nowhere(self):
+    def test_missing_program_to_spawn_is_reported(self):
         done = run("tarnix-hostd", "--spawn", "tarnix-nowhere")
         self.assertEqual(done.returncode, 1)
         self.assertRegex(done.stderr, r"\Atarnix-hostd: --spawn: tarnix-nowhere [^\n]+\n\Z")
 
-    def test_help_and_version(self):
+    def test_help_and_version_need_no_root(self):
         for name in PROGRAMS:
             with self.subTest(program=name):
                 done = run(name, "--help")
@@ -52,7 +52,7 @@ class WrongWords(unittest.TestCase):
                 done = run(name, "--version")
                 self.assertRegex(done.stdout, rf"\A{name} \d+\.\d+\.\d+\n\Z")
 
-    def test_root_that_cannot_be_made(self):
+    def test_root_that_cannot_be_created_is_reported(self):
         with tempfile.NamedTemporaryFile() as file:
             for name in ("tarnix-snmpd", "tarnix-node", "tarnix-hostd"):
                 with self.subTest(program=name):
@@ -60,14 +60,14 @@ class WrongWords(unittest.TestCase):
                     self.assertEqual(done.returncode, 1, done)
                     self.assertRegex(done.stderr, r"(?m)^bus: \d+: .*: Not a directory$")
 
-    def test_nobody_there(self):
+    def test_tnctl_without_daemons_prints_one_line(self):
         done = run("tnctl", "snmp", root=str(temp_folder(self)))
         self.assertEqual(done.returncode, 1)
         self.assertEqual(len(done.stderr.splitlines()), 1, done)
 
 
 class Examples(unittest.TestCase):
-    """Each example of tnctl's help texts and of its manual page does what it says."""
+    """Every example in tnctl's help texts and manual page works."""
 
     def setUp(self):
         self.agent = Deployment("node").ends_with(self).start().open()
@@ -117,17 +117,17 @@ class Examples(unittest.TestCase):
                     self.agent.tnctl("snmp", "community", "remove", "monitor")
                 self.run_example(line)
 
-    def test_of_the_help_texts(self):
+    def test_every_example_of_the_help_texts_works(self):
         texts = "\n".join(self.help_texts()).replace("\\\n", " ")
         self.check(list(dict.fromkeys(re.findall(r"(?m)^  (tnctl .*)$", texts))))
 
-    def test_of_the_manual_page(self):
+    def test_every_example_of_the_manual_page_works(self):
         examples = (MANUALS / "tnctl.1").read_text().partition(".SH EXAMPLES\n.nf\n")[2].partition(".fi")[0]
         self.check(examples.replace("\\e\n", "").replace("\\-", "-").splitlines())
 
 
 class Undo(unittest.TestCase):
-    def test_changes_are_taken_back_one_after_the_other(self):
+    def test_undo_reverts_changes_from_newest_to_oldest(self):
         agent = Deployment("node").ends_with(self).start()
         for contact in ("first", "second"):
             agent.configure("set", f"contact={contact}")

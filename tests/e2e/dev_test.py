@@ -1,4 +1,4 @@
-"""What ./dev does to the machine it runs on."""
+"""The effects of ./dev on the machine it runs on."""
 
 import os
 import pathlib
@@ -20,7 +20,7 @@ touch "$file" && printf %s "$file" > build/release/install_manifest.txt""",
 
 
 class Installation(unittest.TestCase):
-    def test_what_was_installed_goes_whatever_was_installed_elsewhere_since(self):
+    def test_uninstall_removes_its_files_despite_later_installations_elsewhere(self):
         tree = temp_folder(self, "dev")
         (tree / "build/release").mkdir(parents=True)
         for name, text in PROGRAMS.items():
@@ -38,8 +38,8 @@ class Installation(unittest.TestCase):
         self.assertEqual(run("./dev", "uninstall").returncode, 1)
 
 
-class TheTestsThemselves(unittest.TestCase):
-    def test_they_write_and_remove_only_where_they_may(self):
+class Confinement(unittest.TestCase):
+    def test_tests_write_and_remove_only_in_their_own_folders(self):
         mine, other = temp_folder(self), pathlib.Path(tempfile.mkdtemp())  # which harness.py doesn't know
         self.addCleanup(lambda: other.exists() and other.rmdir())
         (mine / "link").symlink_to(other)

@@ -1,4 +1,4 @@
-"""No change that was answered is lost, whenever a process is killed; and a store that can't be read is left alone."""
+"""No confirmed change is lost when a process is killed at any time. A store that can't be read is never written to."""
 
 import itertools
 import random
@@ -14,8 +14,8 @@ LONGEST_STORM = 0.3  # seconds
 
 
 class Storm:
-    """Changes of every kind in turn, counting up, until it is over. What was answered last is remembered, and so is
-    what was under way, which may have happened or not."""
+    """Makes changes of every kind in turn, with increasing numbers. Records the last confirmed change and the last
+    requested one, which may have been made or not."""
 
     def __init__(self, agent, first):
         self.agent = agent
@@ -56,7 +56,7 @@ class Storm:
 
 class KilledAtAnyInstant(unittest.TestCase):
     def check(self, kind, victim, rounds):
-        """`victim` is the daemon to be killed and started again."""
+        """`victim` is the daemon to kill and restart."""
         agent = Deployment(kind).ends_with(self).start().open()
         for round_number in range(rounds):
             with Storm(agent, 1000 * round_number + 1) as storm:
@@ -84,20 +84,20 @@ class KilledAtAnyInstant(unittest.TestCase):
             self.assertIn(number, kept)
         self.assertEqual(agent.get(SYS_SERVICES), "INTEGER: 78")
 
-    def test_everything_in_one_process(self):
+    def test_confirmed_changes_survive_kills_of_the_node(self):
         self.check("node", "node", 12)
 
-    def test_agent(self):
+    def test_confirmed_changes_survive_kills_of_the_agent(self):
         self.check("apart", "snmpd", 10)
 
-    def test_owner_and_spawner(self):
+    def test_confirmed_changes_survive_kills_of_owners_that_spawned_the_agent(self):
         self.check("spawn", "hostd", 8)
 
 
 class StoreThatCannotBeRead(unittest.TestCase):
-    """One line, the file stays as it is, everything else goes on."""
+    """Logs one line, leaves the file unchanged, and everything else works."""
 
-    def test_settings_and_communities(self):
+    def test_unreadable_store_is_left_unchanged_and_the_rest_works(self):
         agent = Deployment("node").ends_with(self).start().open()
         agent.stop()
         for name, refused, works in [  # a change that needs the store, and one that doesn't
@@ -122,7 +122,7 @@ class StoreThatCannotBeRead(unittest.TestCase):
                 self.assertEqual(store.read_bytes(), spoilt)
                 store.write_bytes(whole)
 
-    def test_undo_journal_loses_undo_alone(self):
+    def test_unreadable_undo_journal_affects_only_undo(self):
         agent = Deployment("node").ends_with(self)
         agent.store("undo").parent.mkdir(parents=True)
         agent.store("undo").write_bytes(b"precious\n" * 20)

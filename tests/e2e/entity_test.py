@@ -1,5 +1,5 @@
-"""What is written on the chassis outlives restarts, crashes and a damaged store; a machine without sensors and devices
-shows what there is. In one process and over the bus."""
+"""Values written to the chassis survive restarts and crashes, a damaged store is left unchanged, and a machine without
+sensors and devices shows only its chassis. In one process and over the bus."""
 
 import os
 import signal
@@ -28,7 +28,7 @@ class Entity:
         self.agent.start()
         eventually(lambda: self.agent.snmp("get", CHASSIS_ALIAS, retries=0).status == 0, "the agent answers")
 
-    def test_alias_and_asset_id_outlive_restarts(self):
+    def test_alias_and_asset_id_survive_restarts_and_crashes(self):
         self.write(CHASSIS_ALIAS, "core router, rack 4")
         self.write(CHASSIS_ASSET_ID, "0815")
         for signal_number, alias in ((signal.SIGTERM, "moved to rack 5"), (signal.SIGKILL, "moved to rack 6")):
@@ -38,7 +38,7 @@ class Entity:
             self.assertEqual(self.agent.get(CHASSIS_ALIAS), f'STRING: "{alias}"')
             self.assertEqual(self.agent.get(CHASSIS_ASSET_ID), 'STRING: "0815"')
 
-    def test_a_damaged_store_is_left_alone(self):
+    def test_damaged_store_is_left_unchanged(self):
         self.write(CHASSIS_ALIAS, "core")
         self.assertEqual(set(self.agent.stop()), {0})
         file = self.agent.store("snmp_entity")
@@ -52,7 +52,7 @@ class Entity:
         self.assertIn("file left unchanged", self.agent.said())
         self.assertIn("alias and asset id not written: ", self.agent.said())
 
-    def test_a_machine_without_sensors_and_devices(self):
+    def test_machine_without_sensors_and_devices_has_only_its_chassis(self):
         for _ in range(3):
             table = self.agent.walk(ENTITY_ENTRY)
             self.assertEqual({index for _, index in table}, {CHASSIS})
@@ -62,4 +62,4 @@ class Entity:
         self.assertEqual(table[CONTAINED_IN, CHASSIS], "0")
         for missing in ("sensors", "PCI devices", "USB devices"):
             lines = [line for line in self.agent.said().splitlines() if missing in line]
-            self.assertEqual(len(lines), 1, self.agent.said())  # said once, however often they are asked for
+            self.assertEqual(len(lines), 1, self.agent.said())  # logged once, however often they are queried

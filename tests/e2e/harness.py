@@ -1,9 +1,9 @@
-"""What the end-to-end tests share: the real programs in a root of their own, and clients that ask them.
+"""Shared code of the end-to-end tests: the real programs in a separate root, and clients.
 
-Everything started here is ended by its pid and reaped, and every root removed, however the test ends: by unittest's
-clean-ups, and by the kernel when the test process itself is killed. Tests remove folders and signal processes only
-through the functions here: a test once emptied the machine it ran on. Nothing sleeps for a fixed time; what has to
-happen is waited for, up to PATIENCE.
+Every process started here is ended by its pid and reaped, and every root is removed, however the test ends: by
+unittest's clean-ups, and by the kernel if the test process itself is killed. Tests remove folders and signal processes
+only through the functions here: a test once emptied the machine it ran on. Nothing sleeps for a fixed time; tests wait
+for conditions, up to TIMEOUT.
 """
 
 import contextlib
@@ -23,7 +23,7 @@ import time
 import unittest
 
 BUILD = pathlib.Path(os.environ["TARNIX_BUILD"]).resolve()
-PATIENCE = 60.0  # seconds until something that has to happen hasn't: a sanitizer build on a busy machine
+TIMEOUT = 60.0  # seconds; long enough for a sanitizer build on a busy machine
 NO_ROOT = "/dev/null/no-root"  # where not even root can create anything
 PROGRAMS = ("tarnix-snmpd", "tarnix-hostd", "tarnix-node", "tnctl")
 
@@ -73,20 +73,20 @@ def signal_process(pid, how=signal.SIGKILL):
     os.kill(pid, how)
 
 
-def eventually(condition, what, patience=PATIENCE):
-    """Polls until condition() is true and returns its value; fails with `what` when it isn't in time."""
-    end = time.monotonic() + patience
+def eventually(condition, what, timeout=TIMEOUT):
+    """Polls until condition() is true and returns its value; fails with `what` after the timeout."""
+    end = time.monotonic() + timeout
     while True:
         value = condition()
         if value:
             return value
         if time.monotonic() > end:
-            raise AssertionError(f"not within {patience:g} s: {what}")
+            raise AssertionError(f"not within {timeout:g} s: {what}")
         time.sleep(0.01)
 
 
 def for_a_while(seconds, condition, what):
-    """Fails with `what` as soon as condition() isn't true within the time: for what must stay as it is."""
+    """Fails with `what` as soon as condition() isn't true within the time: for states that must not change."""
     end = time.monotonic() + seconds
     while time.monotonic() < end:
         if not condition():
@@ -95,7 +95,7 @@ def for_a_while(seconds, condition, what):
 
 
 def free_port():
-    """A UDP port that nobody has, outside the range from which the kernel takes ports for clients."""
+    """An unused UDP port outside the kernel's range of client ports."""
     for _ in range(1000):
         port = random.randint(12000, 31999)
         with socket.socket(socket.AF_INET6, socket.SOCK_DGRAM) as probe, contextlib.suppress(OSError):
@@ -105,7 +105,7 @@ def free_port():
 
 
 class Daemon:
-    """One process of ours; what it writes goes to a file."""
+    """One process with its output in a file."""
 
     def __init__(self, words, output, prefix=()):
         self.words = [str(word) for word in words]
@@ -126,7 +126,7 @@ class Daemon:
         if self.process.poll() is None:
             self.process.send_signal(how)
             try:
-                self.process.wait(PATIENCE)
+                self.process.wait(TIMEOUT)
             except subprocess.TimeoutExpired:
                 self.process.kill()
                 self.process.wait()
@@ -159,7 +159,7 @@ def not_tested(why):
 
 
 def for_each_kind(*kinds):
-    """Of a class of tests makes one TestCase for each kind of Deployment, which finds it in `kind`."""
+    """Makes one TestCase of a class for each kind of Deployment, with the kind in `kind`."""
     def decorate(tests):
         for kind in kinds:
             name = f"{tests.__name__}_{kind}"
@@ -171,7 +171,7 @@ def for_each_kind(*kinds):
 
 
 class Answer:
-    """What a client printed, and how it ended."""
+    """A client's output and exit status."""
 
     def __init__(self, done):
         self.status, self.out, self.err = done.returncode, done.stdout, done.stderr
@@ -199,7 +199,7 @@ def plain(value):
 
 
 class Namespace:
-    """A network namespace, gone with the test class that made it. Without the right to make one, or one of these
+    """A network namespace, removed with the test class that created it. Without the right to make one, or one of these
     links, the class is skipped, loudly."""
 
     def __init__(self, test_class, name, links=()):
@@ -214,7 +214,7 @@ class Namespace:
 
     def run(self, *words, stdin=""):
         """What a command prints that runs in it, and has to succeed."""
-        done = subprocess.run([*self.prefix, *words], input=stdin, capture_output=True, text=True, timeout=PATIENCE)
+        done = subprocess.run([*self.prefix, *words], input=stdin, capture_output=True, text=True, timeout=TIMEOUT)
         assert done.returncode == 0, f"{words}: {done.stderr}"
         return done.stdout
 
@@ -224,7 +224,7 @@ class Namespace:
 
 
 class Deployment:
-    """The agent and its owners on a root of their own: kind "node" is tarnix-node, "spawn" tarnix-hostd --spawn
+    """The agent and its owners on a separate root: kind "node" is tarnix-node, "spawn" tarnix-hostd --spawn
     tarnix-snmpd, "apart" tarnix-hostd and tarnix-snmpd started each by itself."""
 
     def __init__(self, kind, prefix=(), owner_words=(), agent_words=()):
@@ -302,7 +302,7 @@ class Deployment:
 
     def tnctl(self, *words, stdin=""):
         return Answer(subprocess.run([program("tnctl"), "--root", str(self.root), *map(str, words)], input=stdin,
-                                     capture_output=True, text=True, timeout=PATIENCE))
+                                     capture_output=True, text=True, timeout=TIMEOUT))
 
     def configure(self, *words):
         """tnctl snmp WORDS, which has to work."""
@@ -324,7 +324,7 @@ class Deployment:
         return Answer(subprocess.run(
             [*self.prefix, "snmp" + client, "-v" + version, "-c", community, "-On", "-t", str(timeout),
              "-r", str(retries), f"{host}:{self.port}", *map(str, words)],
-            capture_output=True, text=True, timeout=PATIENCE * 2))
+            capture_output=True, text=True, timeout=TIMEOUT * 2))
 
     def get(self, name, **how):
         """The value of one object as the client prints it."""
@@ -354,7 +354,7 @@ def _tlv(tag, content):
 
 
 def request(request_id, name, community="common"):
-    """A v2c message, shorter than 128 octets, that asks for one object, whose numbers are below 128."""
+    """A v2c Get of one object, shorter than 128 octets, with all numbers of the name below 128."""
     octets = bytes([0x2B, *map(int, name.split(".")[2:])])  # 1.3 is one octet
     binding = _tlv(0x30, _tlv(0x06, octets) + b"\x05\x00")
     numbers = _tlv(0x02, (_FIRST_ID + request_id).to_bytes(4, "big")) + b"\x02\x01\x00\x02\x01\x00"
@@ -363,6 +363,6 @@ def request(request_id, name, community="common"):
 
 
 def request_id_of(reply):
-    """Which request() this is the response to; None when it is none."""
+    """The number of the request() that this responds to; None if it isn't a response."""
     found = re.search(rb"\xa2(?:[\x00-\x7f]|\x81.|\x82..)\x02\x04(....)", reply, re.S)
     return int.from_bytes(found.group(1), "big") - _FIRST_ID if found else None

@@ -1,6 +1,6 @@
-"""Addresses, ARP, bridges and queues of a running agent, compared with what ip, bridge and tc say. Two bridges
-in a network namespace of the test have a port each whose other end stands in a second one, so that frames really pass.
-Each test runs in one process and over the bus."""
+"""Addresses, ARP, bridges and queues of a running agent, compared with ip, bridge and tc. Two bridges in one network
+namespace have a port each whose peer is in a second namespace, so that frames really pass. Each test runs in one
+process and over the bus."""
 
 import json
 import re
@@ -52,7 +52,7 @@ SEND = "import socket, sys; s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
 
 
 def octets(mac):
-    """The index that a MAC address makes."""
+    """The table index of a MAC address."""
     return ".".join(str(int(octet, 16)) for octet in mac.split(":"))
 
 
@@ -109,7 +109,7 @@ class Ip:
                 raise
             self.assertEqual(*last, what)
 
-    def test_an_answer_leaves_from_the_address_that_was_asked(self):
+    def test_reply_leaves_from_the_address_of_the_request(self):
         for address in ASKED + [ASKER]:
             where, link = (self.far, "far1") if address == ASKER else (self.near, "br1")
             words = [address + "/64", "dev", link, "nodad"] if ":" in address else [address + "/24", "dev", link]
@@ -137,7 +137,7 @@ class Ip:
     def shown_addresses(self):
         return {row[1]: (row[2], row[3]) for row in self.rows(ADDRESS_ENTRY).values()}
 
-    def test_addresses_are_those_of_ip_and_follow_it(self):
+    def test_addresses_match_ip_and_follow_changes(self):
         expected = self.addresses()
         self.assertEqual(expected["10.97.1.1"], (self.ifindex("br1"), "255.255.255.0"))
         self.assertEqual(len(expected), 4)
@@ -146,7 +146,7 @@ class Ip:
             self.near.run("ip", "addr", change, "192.0.2.1/31", "dev", "near1")
             self.assertEqual(self.shown_addresses(), self.addresses(), change)
 
-    def test_arp_entries_are_those_of_ip(self):
+    def test_arp_entries_match_ip(self):
         self.answered("10.97.1.2")
         self.answered("10.97.2.2")
         self.send("10.97.1.9")
@@ -174,7 +174,7 @@ class Ip:
         self.near.run("ip", "neigh", "del", "10.97.1.8", "dev", "br1")
         self.assertNotIn((br1, "10.97.1.8"), shown())
 
-    def test_more_changes_than_fit_into_a_socket_are_caught_up_with(self):
+    def test_more_changes_than_a_socket_buffer_holds_are_all_shown(self):
         owner = self.agent.daemons["node" if self.kind == "node" else "hostd"]
         mac = "02:00:00:00:02:09"
         flood = [f"10.97.{64 + i // 256}.{i % 256} lladdr {mac} dev br2 nud permanent" for i in range(15000)]
@@ -192,7 +192,7 @@ class Ip:
 
     # --- bridges
 
-    def test_forwarding_entries_are_those_of_the_first_bridge(self):
+    def test_forwarding_entries_match_the_first_bridge(self):
         self.answered("10.97.1.2")
         self.answered("10.97.2.2")
 
@@ -214,7 +214,7 @@ class Ip:
         self.near.run("bridge", "fdb", "del", "02:00:00:00:01:99", "dev", "near1", "master")
         self.assertNotIn(octets("02:00:00:00:01:99"), shown())
 
-    def test_the_scalars_are_those_of_the_first_bridge(self):
+    def test_bridge_scalars_match_the_first_bridge(self):
         def told():
             link, = self.near.ip("-details", "link", "show", "br1")
             return link["address"].replace(":", ""), str(link["linkinfo"]["info_data"]["priority"])
@@ -241,7 +241,7 @@ class Ip:
         told.pop("near1 htb")  # that of a class, which shows in the class
         return told
 
-    def test_queues_are_those_of_tc(self):
+    def test_queues_match_tc(self):
         self.answered("10.97.1.2")
         for words in (["qdisc", "add", "dev", "near1", "root", "handle", "1:", "htb", "default", "20"],
                       ["class", "add", "dev", "near1", "parent", "1:", "classid", "1:1", "htb", "rate", "100mbit"],

@@ -1,4 +1,4 @@
-"""Processes that end, are killed, leave and come back, and what the ones that ask them see of it."""
+"""Processes that exit, are killed, hang or restart, and the effect on their clients."""
 
 import os
 import random
@@ -9,14 +9,14 @@ import threading
 import time
 import unittest
 
-from harness import (HR_MEMORY_SIZE, HR_SYSTEM_DATE, PATIENCE, SYS_NAME, SYS_SERVICES, SYSTEM, Daemon, Deployment,
+from harness import (HR_MEMORY_SIZE, HR_SYSTEM_DATE, TIMEOUT, SYS_NAME, SYS_SERVICES, SYSTEM, Daemon, Deployment,
                      eventually, for_a_while, request, request_id_of, signal_process)
 
 LEAVES_AFTER = 1.0  # seconds without a message, when its service is off
 
 
 class Lifecycle(unittest.TestCase):
-    def test_walks_go_on_while_the_owner_comes_and_goes(self):
+    def test_walks_continue_while_the_owner_restarts(self):
         agent = Deployment("apart").ends_with(self).start().open()
         pids = agent.agent_pids()
         walks, over = [], threading.Event()
@@ -41,7 +41,7 @@ class Lifecycle(unittest.TestCase):
         for answer in walks:
             self.assertEqual(answer.status, 0, answer)
             self.assertEqual(answer.names(), sorted(set(answer.names())))
-            self.assertIn(SYS_SERVICES, answer.values(), "the walk goes on behind what can't be had")
+            self.assertIn(SYS_SERVICES, answer.values(), "the walk continues after unavailable values")
         self.assertEqual(agent.get(SYS_NAME), f'STRING: "{os.uname().nodename}"')
         self.assertEqual(agent.agent_pids(), pids)
 
@@ -72,7 +72,7 @@ class Lifecycle(unittest.TestCase):
     @staticmethod
     def seconds_of_own_object(agent):
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as client:
-            client.settimeout(PATIENCE)
+            client.settimeout(TIMEOUT)
             start = time.monotonic()
             client.sendto(request(1, SYS_SERVICES), ("127.0.0.1", agent.port))
             assert request_id_of(client.recv(1000)) == 1
@@ -94,14 +94,14 @@ class Lifecycle(unittest.TestCase):
         seconds = self.seconds_of_getnext(agent, names.values())
         self.assertTrue(5 < seconds < 9, f"not one time-out of 6 s: {seconds}")
 
-    def test_agent_that_is_off_leaves_and_comes_back_when_called(self):
+    def test_agent_exits_while_its_service_is_off_and_restarts_on_demand(self):
         agent = Deployment("spawn").ends_with(self).start()
         for _ in range(2):
-            eventually(lambda: not agent.agent_pids(), "the agent leaves")
+            eventually(lambda: not agent.agent_pids(), "the agent exits")
             self.assertTrue(agent.daemons["hostd"].alive())
             self.assertRegex(agent.configure().out, r"(?m)^enabled +no$")
             self.assertEqual(len(agent.agent_pids()), 1)
-        eventually(lambda: not agent.agent_pids(), "the agent leaves")
+        eventually(lambda: not agent.agent_pids(), "the agent exits")
 
         agent.open()
         pids = agent.agent_pids()
@@ -111,7 +111,7 @@ class Lifecycle(unittest.TestCase):
         self.assertIn("signal 9 (Killed); restarting it", agent.said())
 
         agent.configure("set", "enabled=no")
-        eventually(lambda: not agent.agent_pids(), "the agent leaves once it is off")
+        eventually(lambda: not agent.agent_pids(), "the agent exits once it is off")
         answer = agent.snmp("get", SYS_SERVICES, timeout=0.2, retries=0)
         self.assertEqual(answer.status, 1, answer)
         self.assertEqual(agent.stop(), [0])

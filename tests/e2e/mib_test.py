@@ -1,17 +1,17 @@
-"""What the agent serves of the vendor's tree has a name and the right type in mibs/."""
+"""Every vendor object that the agent serves has a name and the right type in mibs/."""
 
 import pathlib
 import re
 import subprocess
 import unittest
 
-from harness import PATIENCE, Deployment
+from harness import TIMEOUT, Deployment
 
 MIBS = pathlib.Path(__file__).resolve().parents[2] / "mibs"
 VENDOR = "1.3.6.1.4.1.49999"
 
 
-class TheVendorsMib(unittest.TestCase):
+class VendorMib(unittest.TestCase):
     def setUp(self):
         self.agent = Deployment("node").ends_with(self)
         scripts = self.agent.root / "tern/scripts"
@@ -22,18 +22,18 @@ class TheVendorsMib(unittest.TestCase):
 
     def client(self, *words):
         done = subprocess.run([words[0], "-M", MIBS, "-m", "TARNIX-MIB", *words[1:]], capture_output=True, text=True,
-                              timeout=PATIENCE)
+                              timeout=TIMEOUT)
         self.assertEqual(done.returncode, 0, done)
         self.assertNotIn("Cannot find module", done.stderr)
         return done.stdout
 
-    def test_every_branch_has_a_name(self):
+    def test_every_served_branch_has_a_name(self):
         branches = re.findall(rf"(?m)^addBranch \.?({VENDOR}\.\S+)", self.agent.said())
         self.assertGreater(len(branches), 6)
         for name in self.client("snmptranslate", "-OS", *branches).split():
             self.assertRegex(name, r"^TARNIX-MIB::\w+$")
 
-    def test_every_value_has_a_name_and_its_type(self):
+    def test_every_served_value_has_a_name_and_its_type(self):
         agent = f"127.0.0.1:{self.agent.port}"
         walk = self.client("snmpbulkwalk", "-v2c", "-c", "common", "-t1", "-r10", agent, "tarnix")
         self.assertNotIn("Wrong Type", walk)

@@ -1,4 +1,4 @@
-"""Plug-ins, built as their authors build them: against what `cmake --install` leaves behind, nothing else."""
+"""Plug-ins, built like their authors do: only against the files of `cmake --install`."""
 
 import os
 import pathlib
@@ -9,7 +9,7 @@ import subprocess
 import textwrap
 import unittest
 
-from harness import BUILD, PATIENCE, Deployment, eventually, temp_folder
+from harness import BUILD, TIMEOUT, Deployment, eventually, temp_folder
 
 TREE = pathlib.Path(__file__).resolve().parents[2]
 EXAMPLE = "1.3.6.1.4.1.32473"
@@ -18,7 +18,7 @@ WARNINGS = "-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror"
 
 
 def run(*words):
-    done = subprocess.run([str(word) for word in words], capture_output=True, text=True, timeout=5 * PATIENCE)
+    done = subprocess.run([str(word) for word in words], capture_output=True, text=True, timeout=5 * TIMEOUT)
     assert done.returncode == 0, f"{words}: {done.stdout}{done.stderr}"
     return done.stdout
 
@@ -32,12 +32,12 @@ def built(work, name):
 
 
 class Agent(Deployment):
-    """tarnix-node with plug-ins in its folder, and somebody who takes its traps."""
+    """tarnix-node with plug-ins in its folder, and a receiver of its traps."""
 
     def __init__(self, *plugins):
         self.traps = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         self.traps.bind(("127.0.0.1", 0))
-        self.traps.settimeout(PATIENCE)
+        self.traps.settimeout(TIMEOUT)
         super().__init__("node", agent_words=["--trap-port", self.traps.getsockname()[1]])
         self.folder = self.root / "tern/lib/snmp"
         self.folder.mkdir(parents=True)
@@ -49,7 +49,7 @@ class Agent(Deployment):
         super().close()
 
 
-class TheExample(unittest.TestCase):
+class ExamplePlugin(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         work = temp_folder(cls, "plugin")
@@ -75,7 +75,7 @@ class TheExample(unittest.TestCase):
         answer = self.agent.tnctl("message", SPARES, "add-object", f"1:string={name}", f"2:u32={count}")
         self.assertEqual(answer.status, 0, answer)
 
-    def test_its_scalars_tell_the_load(self):
+    def test_scalars_show_the_load(self):
         before = os.getloadavg()
         answers = [self.agent.get(f"{EXAMPLE}.1.{number}.0") for number in (1, 2, 3)]
         for answer, *bounds in zip(answers, before, os.getloadavg()):
@@ -83,10 +83,10 @@ class TheExample(unittest.TestCase):
             self.assertEqual(kind, "Gauge32")
             self.assertTrue(min(bounds) - 0.02 < int(value) / 100 < max(bounds) + 0.02, (answers, bounds))
 
-    def test_the_page_s_plug_in_shows_the_host_s_name(self):
+    def test_plug_in_of_the_manual_shows_the_hosts_name(self):
         self.assertEqual(self.agent.get(f"{EXAMPLE}.4.1.0"), f'STRING: "{socket.gethostname()}"')
 
-    def test_its_table_shows_and_changes_what_its_owner_keeps(self):
+    def test_table_shows_and_changes_the_owners_rows(self):
         self.add("fan", 3)
         self.add("disk", 7)
         rows = {f"{EXAMPLE}.2.1.2.0": 'STRING: "fan"', f"{EXAMPLE}.2.1.2.1": 'STRING: "disk"',
@@ -98,7 +98,7 @@ class TheExample(unittest.TestCase):
         self.agent.start()
         self.assertEqual(self.agent.get(f"{EXAMPLE}.2.1.3.1"), "INTEGER: 6")
 
-    def test_its_trap_is_sent(self):
+    def test_trap_is_sent_when_a_row_changes(self):
         self.agent.configure("set", "trap-version=2c", "trap-community=common", "trap-targets=127.0.0.1")
         self.add("fan", 3)
         trap = self.agent.traps.recv(65536).hex()
@@ -108,8 +108,8 @@ class TheExample(unittest.TestCase):
             self.assertIn(part, trap)
 
 
-class WhateverLiesInTheFolder(unittest.TestCase):
-    def test_the_agent_starts_and_serves(self):
+class PluginFolder(unittest.TestCase):
+    def test_agent_serves_whatever_the_folder_contains(self):
         agent = Agent(BUILD / "plugins/crashes.so", BUILD / "plugins/throws.so").ends_with(self)
         (agent.folder / "broken.so").write_text("no shared object")
         (agent.folder / "loop").symlink_to(".")

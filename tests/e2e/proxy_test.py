@@ -1,5 +1,5 @@
-"""The web proxy's scalars of a running agent, compared with what squid's cache manager says. squid runs in a network
-namespace of the test, with a server behind it."""
+"""The web proxy's scalars of a running agent, compared with squid's cache manager. squid and an origin server run in a
+network namespace of the test."""
 
 import os
 import re
@@ -72,7 +72,7 @@ class Proxy(unittest.TestCase):
         """{object: number} as the agent answers."""
         return {name: int(plain(value)) for name, value in self.agent.snmp("walk", CACHE).values().items()}
 
-    def test_figures_are_those_of_the_cache_manager(self):
+    def test_counters_match_squids_cache_manager(self):
         for _ in range(3):
             self.fetch(f"http://{SERVER}/object", "through")
         told = self.figures()

@@ -1,5 +1,5 @@
-"""Debian's clients ask a running agent, in one process with its owners and over the bus; the answers are compared with
-what this machine says of itself."""
+"""Debian's clients query a running agent, in one process with its owners and over the bus. The replies are compared
+with other sources on this machine."""
 
 import datetime
 import os
@@ -53,7 +53,7 @@ class Requests:
         self.assertGreaterEqual(seconds, int(before) - 1)  # whole seconds, and a sample may be a second old
         self.assertLessEqual(seconds, after + 0.1)
 
-    def test_system_group_in_every_version_and_by_every_way_of_asking(self):
+    def test_system_group_is_served_in_every_version_by_every_operation(self):
         for version, client, *words in (("1", "get", *SYSTEM_GROUP), ("2c", "get", *SYSTEM_GROUP),
                                         ("1", "walk", SYSTEM), ("2c", "bulkget", "-Cn0", "-Cr7", SYSTEM),
                                         ("2c", "walk", SYSTEM), ("2c", "bulkwalk", "-Cr3", SYSTEM)):
@@ -66,7 +66,7 @@ class Requests:
                 self.assert_uptime(values.pop(SYS_UPTIME), before, uptime())
                 self.assertEqual(values, self.system_group())
 
-    def test_host_resources_are_this_machines(self):
+    def test_host_resources_match_this_machine(self):
         before = uptime()
         value = self.agent.get(HR_SYSTEM_UPTIME)
         self.assert_uptime(value, before, uptime())
@@ -83,7 +83,7 @@ class Requests:
         self.assertLessEqual(told, after)
         self.assertEqual(zone, after.utcoffset())
 
-    def test_a_walk_of_everything_strictly_increases_and_ends(self):
+    def test_walk_of_everything_strictly_increases_and_ends(self):
         one_by_one = self.agent.snmp("walk", "-Cc", "1.3")
         in_bulk = self.agent.snmp("bulkwalk", "-Cc", "-Cr20", "1.3")
         for answer in (one_by_one, in_bulk):
@@ -92,7 +92,7 @@ class Requests:
             self.assertEqual(names, sorted(set(names)))
         self.assertEqual(one_by_one.names()[:len(SYSTEM_GROUP)], in_bulk.names()[:len(SYSTEM_GROUP)])
 
-    def test_set_needs_the_right_and_is_seen_by_the_next_request_and_by_tnctl(self):
+    def test_set_needs_write_access_and_is_visible_at_once(self):
         refused = self.agent.snmp("set", SYS_CONTACT, "s", "intruder")
         self.assertEqual(refused.status, 2, refused)
         self.assertIn("readOnly", refused.err)
@@ -112,7 +112,7 @@ class Requests:
         eventually(lambda: undoable() > before, "the change can be taken back")
         for_a_while(0.5, lambda: undoable() == before + 1, "a hundred Sets are one change")
 
-    def test_wrong_community_or_source_address_gets_silence(self):
+    def test_unknown_community_or_source_address_gets_no_reply(self):
         self.assert_silence("127.0.0.1", "127.0.0.1", community="wrong")
         self.agent.configure("community", "set", "common", "addresses=127.0.0.7/32")
         self.addCleanup(self.agent.configure, "community", "set", "common", "addresses=127.0.0.0/8,::1/128")

@@ -1,5 +1,5 @@
-"""Routes of a running agent, compared with what `ip -json route` says of a network namespace of the test. Each test
-runs in one process and over the bus."""
+"""Routes of a running agent, compared with `ip -json route` in a network namespace of the test. Each test runs in one
+process and over the bus."""
 
 import ipaddress
 import itertools
@@ -102,7 +102,7 @@ class Routes:
     def agrees(self):
         return self.rows() == self.kernel_rows()
 
-    def test_the_table_is_the_kernels_and_follows_it(self):
+    def test_table_matches_the_kernel_and_follows_changes(self):
         def check(what):
             eventually(self.agrees, f"the same as ip -json route after: {what}")
             self.assertEqual(self.agent.get(CIDR_NUMBER), f"Gauge32: {len(self.kernel_rows())}", what)
@@ -132,7 +132,7 @@ class Routes:
             self.namespace.run("ip", *words)
             check(" ".join(words))
 
-    def test_notifications_that_were_lost_are_made_good(self):
+    def test_lost_notifications_are_corrected_by_a_new_listing(self):
         self.batch(f"route replace 10.144.{n}.0/24 via 10.0.1.2" for n in range(256))
         eventually(self.agrees, "the same as ip -json route")
         owner = self.agent.daemons["node" if self.kind == "node" else "hostd"].process
@@ -146,7 +146,7 @@ class Routes:
         eventually(self.agrees, "the same as ip -json route")
         self.batch(["route del 10.144.0.0/24"])
 
-    def test_a_walk_ends_and_misses_no_route_while_others_come_and_go(self):
+    def test_walk_misses_no_route_while_others_change(self):
         stay = [f"10.{100 + n // 256}.{n % 256}.0/24" for n in range(0, 1024, 2)]
         change = [f"10.{100 + n // 256}.{n % 256}.0/24" for n in range(1, 1024, 2)]
         self.batch(f"route add {prefix} via 10.0.1.2" for prefix in stay)

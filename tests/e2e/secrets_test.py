@@ -1,4 +1,4 @@
-"""Passwords and communities leak nowhere, and only root can see the memory that holds them."""
+"""Passwords and communities don't leak, and only root can read the memory that contains them."""
 
 import os
 import pathlib
@@ -13,14 +13,14 @@ from usm_test import Agent
 NOBODY = 65534
 UNITS = pathlib.Path(__file__).resolve().parents[2] / "packaging/systemd"
 
-# One for each way in. A wrong guess is a secret, too: it may be someone's password elsewhere.
+# One for each way to enter a secret. A wrong guess is a secret, too: it may be a password elsewhere.
 COMMUNITIES = {place: f"canary-{place}" for place in ("own", "renamed", "trap", "guessed")}
 PASSWORDS = {place: f"canary-{place}" for place in ("word", "priv-word", "input", "file", "message", "last", "guess")}
 PASSWORDS["too-short"] = "can-ary"
 
 
 def as_nobody(*groups):
-    """Prefix of a command line: another user, in these groups. Skips the test where that can't run our programs."""
+    """Command-line prefix for another user in these groups. Skips the test if that user can't run our programs."""
     prefix = ["setpriv", f"--reuid={NOBODY}", f"--regid={NOBODY}",
               "--groups=" + ",".join(map(str, groups)) if groups else "--clear-groups"]
     done = subprocess.run([*prefix, program("tnctl"), "--version"], capture_output=True, text=True)
@@ -40,7 +40,7 @@ class Canaries(unittest.TestCase):
         return answer.out
 
     def watch(self, *words, prefix=()):
-        """A watching tnctl for each path with secrets; its output goes to a file."""
+        """Starts tnctl watch for each path with secrets, with its output in a file."""
         watchers = []
         for path in ("34", "34,1", "1,1"):
             command = [*prefix, program("tnctl"), "--root", self.agent.root, "watch", *words, path]
@@ -53,7 +53,7 @@ class Canaries(unittest.TestCase):
         self.assertEqual(answer.status == 0, has, answer)
 
     def use_every_place(self):
-        """Enters each secret, uses it, changes it, undoes that, and reads everything."""
+        """Enters, uses and changes each secret, undoes the change, and reads everything."""
         self.tnctl("snmp", "set", "trap-targets=127.0.0.1")
         for place in ("own", "trap"):
             self.tnctl("snmp", "community", "add", f"name={COMMUNITIES[place]}", "addresses=127.0.0.0/8")
@@ -89,7 +89,7 @@ class Canaries(unittest.TestCase):
     def assert_none(self, secrets, text, where):
         self.assertEqual([place for place, secret in secrets.items() if secret in text], [], where)
 
-    def test_come_out_nowhere(self):
+    def test_secrets_appear_in_no_output(self):
         agent, every, reader = self.agent, COMMUNITIES | PASSWORDS, as_nobody(os.getegid())
         owner, readers = self.watch(), self.watch(prefix=reader) + self.watch("--secrets", prefix=reader)
 
@@ -97,7 +97,7 @@ class Canaries(unittest.TestCase):
             agent.configure("set", f"contact=noc {time.monotonic()}")
             return all("noc" in watchers[0].said() for watchers in (owner, readers, readers[3:]))
 
-        eventually(told, "who reads the bus hears of settings")
+        eventually(told, "watchers report settings")
         self.use_every_place()
         for pid in [agent.daemons["hostd"].pid, *agent.agent_pids()]:
             for file in ("cmdline", "environ", "status"):
@@ -118,7 +118,7 @@ class Canaries(unittest.TestCase):
 
 
 class Memory(unittest.TestCase):
-    def test_is_for_root_alone(self):
+    def test_memory_is_accessible_to_root_only(self):
         if "CMAKE_BUILD_TYPE:STRING=Debug\n" in (BUILD / "CMakeCache.txt").read_text():
             not_tested("debug builds can be dumped and traced")
         agent = Agent("spawn", prefix=as_nobody()).ends_with(self)

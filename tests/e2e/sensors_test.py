@@ -41,7 +41,7 @@ class Sensors(unittest.TestCase):
     def shows(self, name, value):
         eventually(lambda: self.agent.snmp("get", name).values().get(name) == value, f"{name} is {value}", 30)
 
-    def test_sensors_are_served_once_they_are_there(self):
+    def test_sensors_are_served_once_they_exist(self):
         self.assertEqual(self.agent.get(VOLTAGE), "INTEGER: 241")
         self.assertEqual(self.agent.get(TEMPERATURE), "INTEGER: -40")
         self.assertEqual(self.agent.get(SUPPLY), 'STRING: "main"')
@@ -52,7 +52,7 @@ class Sensors(unittest.TestCase):
         self.shows(SUPPLY, 'STRING: "none"')
         self.shows(CPU_TEMPERATURE, "INTEGER: 620")
 
-    def test_usb_devices_come_and_go(self):
+    def test_usb_devices_follow_plugging(self):
         self.shows(STICK_DESCR, 'STRING: "Kingston DataTraveler 3.0"')
         remove_tree(self.stick)
         gone = lambda: STICK_DESCR not in self.agent.snmp("walk", f"{ENTITY_ENTRY}.2").values()
@@ -67,14 +67,14 @@ class Sensors(unittest.TestCase):
 
 
 def devices_of_lspci():
-    """{name: (maker, model)} as lspci(8) says; empty without a PCI bus."""
+    """{name: (maker, model)} as shown by lspci(8); empty without a PCI bus."""
     said = subprocess.run(["lspci", "-Dmm"], capture_output=True, text=True)
     lines = [[word for word in shlex.split(line) if not word.startswith("-")] for line in said.stdout.splitlines()]
     return {words[0]: (words[2], words[3]) for words in lines}
 
 
 class PciDevices(unittest.TestCase):
-    def test_they_are_those_of_lspci(self):
+    def test_pci_devices_match_lspci(self):
         expected = devices_of_lspci()
         if not expected:
             not_tested("this machine has no PCI devices")

@@ -1,4 +1,4 @@
-"""What other users of the machine, strangers on the network, and the log's reader can do to the daemons."""
+"""The effects of other local users, unauthenticated senders and the log's reader on the daemons."""
 
 import contextlib
 import errno
@@ -9,7 +9,7 @@ import subprocess
 import time
 import unittest
 
-from harness import PATIENCE, SYS_SERVICES, Deployment, eventually, program
+from harness import TIMEOUT, SYS_SERVICES, Deployment, eventually, program
 
 GARBAGE = (b"\x30\x80", b"\x30\x85", b"\x30\x02\x02\x01", b"\x30\x06\x02\x01\x01\x04\x7f\x41",
            b"\x30\x0d\x02\x01\x03\x30\x02\x02\x00\x04\x00\x30\x02\x05\x00")
@@ -22,7 +22,7 @@ def send(port, *datagrams):
 
 
 class Port(unittest.TestCase):
-    def test_nobody_binds_behind_the_agent(self):
+    def test_no_other_process_can_bind_the_agents_port(self):
         agent = Deployment("node").ends_with(self).start().open()
         for family, host in ((socket.AF_INET6, "::"), (socket.AF_INET, ""), (socket.AF_INET, "127.0.0.1")):
             for option in (socket.SO_REUSEADDR, socket.SO_REUSEPORT):
@@ -40,7 +40,7 @@ class Port(unittest.TestCase):
 
 
 class Log(unittest.TestCase):
-    def test_strangers_write_ten_lines_a_second(self):
+    def test_unauthenticated_datagrams_cause_at_most_ten_log_lines_a_second(self):
         agent = Deployment("node").ends_with(self).start().open()
         began, before = time.monotonic(), len(agent.said())
         for _ in range(5):
@@ -50,9 +50,10 @@ class Log(unittest.TestCase):
         lines = re.findall(r"(?m)^(SNMP InStream: .*|v3 packet: .*|\d+ lines suppressed.*)$", agent.said()[before:])
         self.assertGreaterEqual(len(lines), 10)
         self.assertLessEqual(len(lines), 10 * seconds, lines)
-        eventually(lambda: send(agent.port, *GARBAGE) or "lines suppressed about datagrams" in agent.said(), "the account")
+        eventually(lambda: send(agent.port, *GARBAGE) or "lines suppressed about datagrams" in agent.said(),
+                   "a count of the suppressed lines")
 
-    def test_reader_that_stops_or_ends_stops_nothing(self):
+    def test_daemons_run_on_when_the_log_reader_stops_or_exits(self):
         for kind in ("node", "spawn"):
             with self.subTest(kind=kind):
                 self.check_reader(Deployment(kind).ends_with(self))
@@ -83,17 +84,17 @@ class Log(unittest.TestCase):
         time.sleep(1)  # until lines about strangers are admitted again
         send(agent.port, *GARBAGE)
         pids = agent.agent_pids()
-        self.assertEqual(agent.get(SYS_SERVICES), "INTEGER: 78", "nobody reads its log")
+        self.assertEqual(agent.get(SYS_SERVICES), "INTEGER: 78", "the reader of its log is gone")
         self.assertEqual(agent.agent_pids(), pids)
         self.assertEqual(agent.stop(), [0])
 
 
 class Root(unittest.TestCase):
-    def test_second_process_ends_before_it_opens_anything(self):
+    def test_second_process_on_a_root_exits_before_it_opens_anything(self):
         for kind in ("node", "spawn"):
             agent = Deployment(kind).ends_with(self).start()
             for name in ("tarnix-node", "tarnix-hostd", "tarnix-snmpd"):
                 done = subprocess.run([program(name), "--root", agent.root], capture_output=True, text=True,
-                                      timeout=PATIENCE)
+                                      timeout=TIMEOUT)
                 self.assertEqual((done.returncode, done.stdout), (1, ""), name)
                 self.assertRegex(done.stderr, r"\Abus: \d+: another process serves this number\n\Z", name)

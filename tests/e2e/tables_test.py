@@ -1,4 +1,4 @@
-"""Tables of a running agent, compared with what this machine says of itself: links in a network namespace of the test,
+"""Tables of a running agent, compared with other sources on this machine: links in a network namespace of the test,
 disks, memory and processors, scripts. Each test runs in one process and over the bus."""
 
 import os
@@ -55,7 +55,7 @@ class Tables:
     def link(self, name):
         return next(link for link in self.links().values() if link["ifname"] == name)
 
-    def test_interfaces_are_those_of_the_kernel(self):
+    def test_interfaces_match_the_kernel(self):
         before = self.links()
         time.sleep(0.3)  # counters shown may be 250 ms old
         table, extension = self.agent.walk(IF_ENTRY), self.agent.walk(IFX_ENTRY)
@@ -94,7 +94,7 @@ class Tables:
         eventually(lambda: sent() >= before + 100_000, "ifHCOutOctets has grown by what was sent", 5)
         self.assertIn((11, index), self.agent.walk(STATS_ENTRY))
 
-    def test_a_change_shows_in_the_next_read(self):
+    def test_link_change_is_visible_in_the_next_request(self):
         index = str(self.link("mac0")["ifindex"])
         changes = [(["mtu", "1280"], IF_ENTRY, MTU, "1280"), (["alias", "spare"], IFX_ENTRY, ALIAS, "spare"),
                    (["address", "02:00:00:aa:bb:cc"], IF_ENTRY, MAC, "020000aabbcc"),
@@ -103,7 +103,7 @@ class Tables:
             self.namespace.run("ip", "link", "set", "mac0", *words)
             eventually(lambda: plain(self.agent.get(f"{entry}.{column}.{index}")) == expected, f"{words} shows", 5)
 
-    def test_links_are_brought_up_and_down_where_that_is_allowed(self):
+    def test_links_are_switched_only_where_allowed(self):
         self.namespace.run("ip", "link", "add", "here", "type", "veth", "peer", "name", "there")
         self.addCleanup(self.namespace.run, "ip", "link", "del", "here")
         name = f"{IF_ENTRY}.{ADMIN}.{self.link('here')['ifindex']}"
@@ -120,7 +120,7 @@ class Tables:
         self.assertEqual(state_after(careful, DOWN), UP)
         self.assertIn("link change refused: here down", careful.said())
 
-    def test_links_come_and_go_during_walks(self):
+    def test_walks_succeed_while_links_are_added_and_removed(self):
         permanent = {link["ifname"] for link in self.links().values()}
         done = threading.Event()
 
@@ -141,7 +141,7 @@ class Tables:
             done.set()
             other.join()
 
-    def test_storage_is_memory_and_the_mounted_disks(self):
+    def test_storage_matches_memory_and_mounted_disks(self):
         table = self.agent.walk(STORAGE_ENTRY)
         self.assertEqual(table[3, "65536"], "main memory")
         memory = dict(re.findall(r"^(\w+):\s+(\d+)", pathlib.Path("/proc/meminfo").read_text(), re.M))
@@ -153,7 +153,7 @@ class Tables:
                 used = (size.f_blocks - size.f_bfree) * size.f_frsize // 1024
                 self.assertLess(abs(int(table[6, index]) - used), 2 * 1024 * 1024, text)
 
-    def test_processors_and_their_load(self):
+    def test_processors_report_their_load(self):
         numbers = re.findall(r"^cpu(\d+)", pathlib.Path("/proc/stat").read_text(), re.M)
         self.assertEqual(len(self.column(PROCESSOR_ENTRY, 2)), len(numbers))
         self.assertEqual(set(self.column(DEVICE_ENTRY, 2).values()), {".1.3.6.1.2.1.25.3.1.3"})
@@ -164,7 +164,7 @@ class Tables:
             finally:
                 busy.kill()
 
-    def test_a_script_is_listed_run_and_renamed(self):
+    def test_script_is_listed_run_and_renamed(self):
         folder = self.agent.root / "tern/scripts"
         folder.mkdir(parents=True, exist_ok=True)
         trace = self.agent.root / "ran"
@@ -195,7 +195,7 @@ os.execvp(program[0], program)
 
 
 class HangingFileSystem(unittest.TestCase):
-    def test_it_costs_its_own_row_only(self):
+    def test_hanging_file_system_affects_only_its_own_row(self):
         folder = temp_folder(self, "mount")
         prefix = ["unshare", "--mount", "--propagation", "private", sys.executable, "-c", HANGING_MOUNT, folder]
         made = subprocess.run([*prefix, "true"], capture_output=True, text=True)

@@ -1,5 +1,5 @@
-"""Traps as Debian's snmptrapd receives them, in a network namespace of the test: asked for, of the start, and of links
-that lose and regain their peers. Each test runs in one process and over the bus."""
+"""Traps as Debian's snmptrapd receives them, in a network namespace of the test: test traps, start traps, and traps of
+links that lose and regain their peers. Each test runs in one process and over the bus."""
 
 import ctypes
 import os
@@ -13,7 +13,7 @@ import sys
 import threading
 import time
 
-from harness import (PATIENCE, SYS_SERVICES, Daemon, Deployment, Namespace, eventually, for_a_while, for_each_kind,
+from harness import (TIMEOUT, SYS_SERVICES, Daemon, Deployment, Namespace, eventually, for_a_while, for_each_kind,
                      request, request_id_of, temp_folder)
 
 LINKS = [["link", "set", "lo", "up"], ["link", "add", "left", "type", "veth", "peer", "name", "right"],
@@ -47,7 +47,7 @@ PAIRS, TOGGLES = 250, 40
 
 
 def inside(namespace):
-    """A UDP socket in the namespace that loses nothing."""
+    """A UDP socket in the namespace with a buffer large enough to lose nothing."""
     libc = ctypes.CDLL(None, use_errno=True)
     with open("/proc/thread-self/ns/net") as ours, open(f"/run/netns/{namespace.name}") as theirs:
         assert libc.setns(theirs.fileno(), 0) == 0, os.strerror(ctypes.get_errno())
@@ -132,7 +132,7 @@ class Traps:
 
     # --- the tests
 
-    def test_versions_and_targets(self):
+    def test_traps_reach_every_target_in_every_version(self):
         """One of the targets can't be reached; the others get the trap in each version and at each level."""
         senders = ("1", "monitor"), ("2c", "monitor"), ("3", "open"), ("3", "signed"), ("3", "secret")
         for done, (version, community) in enumerate(senders, 1):
@@ -148,7 +148,7 @@ class Traps:
         self.agent.configure("set", "trap-version=2c", "trap-community=monitor")
         self.assertIn("send_trap: failed to connect: Network is unreachable", self.agent.said())
 
-    def test_start(self):
+    def test_start_trap_is_sent_at_startup(self):
         self.generators("start-trap")
         self.agent.stop()
         self.agent.start()
@@ -156,7 +156,7 @@ class Traps:
         # No link has changed, so nothing else is told.
         for_a_while(0.5, lambda: len(self.traps()) == 2, self.received.said())
 
-    def test_each_change_of_a_link_that_passes_the_filter_is_told_once(self):
+    def test_each_change_of_a_selected_link_causes_one_trap(self):
         self.generators("interfaces")
         self.addCleanup(self.agent.configure, "set", "interfaces=none")
         done = 0
@@ -171,7 +171,7 @@ class Traps:
         # Longer than half-way states are waited for: nothing may come late.
         for_a_while(2.0, lambda: len(self.traps()) == 2 * done, self.received.said())
 
-    def test_a_restarted_owner_is_subscribed_to_again(self):
+    def test_restarted_owner_is_subscribed_to_again(self):
         if self.kind == "node":
             self.skipTest("agent and owners are one process")
         self.generators("interfaces")
@@ -188,8 +188,8 @@ class Traps:
         eventually(tells, "traps of the new owner's notifications")
         self.assertEqual(self.agent.agent_pids(), pids)
 
-    def test_storm(self):
-        """500 links that flap at once: the agent answers meanwhile, and the last state of each arrives."""
+    def test_link_storm_delivers_the_last_state_and_leaves_gets_fast(self):
+        """500 links flap at once. The agent still answers, and a trap with the last state of each link arrives."""
         names = [f"s{i}" for i in range(PAIRS)]
         lines = [line for name in names for line in (f"link add {name} group 7 type veth peer name {name}p group 8",
                                                      f"link set {name}p up", f"link set {name} up")]
@@ -217,7 +217,7 @@ class Traps:
             try:
                 while storm.poll() is None or not told or len(waits) < 100:
                     waits.append(self.answer_takes(client, len(waits)))
-                    self.assertLess(time.monotonic() - started, PATIENCE, f"{len(told)} traps, storm {storm.poll()}")
+                    self.assertLess(time.monotonic() - started, TIMEOUT, f"{len(told)} traps, storm {storm.poll()}")
                 self.assertEqual(storm.wait(), 0)
                 lasted = time.monotonic() - started
                 eventually(lambda: self.are_last_states(dict(told)), "the last state of each")
@@ -238,12 +238,12 @@ class Traps:
         return [link for link in self.namespace.ip("link") if link["ifname"].startswith("s")]
 
     def are_last_states(self, told):
-        """Whether {interface id: linkUp or linkDown} tells which links are up now; all of them were at first."""
+        """True if {interface id: linkUp or linkDown} matches the current state of all links, which were up at first."""
         states = {link["ifindex"]: UP if link["operstate"] == "UP" else DOWN for link in self.storming()}
         return {link: UP for link in states} | told == states
 
     def answer_takes(self, client, number):
-        """Seconds until one Get is answered."""
+        """Seconds until the reply to one Get."""
         client.settimeout(20)
         began = time.monotonic()
         client.sendto(request(number, SYS_SERVICES), (IPV4, self.agent.port))
@@ -258,7 +258,7 @@ def resident(pid):
 
 
 def collect(sink, told, over):
-    """Takes link traps of version 2c in, as (interface id, linkUp or linkDown)."""
+    """Receives v2c link traps, as (interface id, linkUp or linkDown)."""
     link_trap = re.compile(rb"\x2b\x06\x01\x06\x03\x01\x01\x05([\x03\x04])"
                            rb"\x30.\x06\x09\x2b\x06\x01\x02\x01\x02\x02\x01\x01\x02(.)", re.S)
     sink.settimeout(0.1)

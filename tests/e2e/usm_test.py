@@ -1,10 +1,10 @@
-"""SNMPv3 with Debian's client: levels and protocols, restarts, and users that change while the agent runs."""
+"""SNMPv3 with Debian's client: levels and protocols, restarts, and changes of users at run time."""
 
 import itertools
 import subprocess
 import unittest
 
-from harness import PATIENCE, SYS_CONTACT, SYS_SERVICES, SYSTEM, Answer, Deployment
+from harness import TIMEOUT, SYS_CONTACT, SYS_SERVICES, SYSTEM, Answer, Deployment
 
 PROTOCOLS = {"md5": "MD5", "sha1": "SHA"}  # tnctl's words, and those of the client
 LEVELS = {"none": "noAuthNoPriv", "authorized": "authNoPriv", "private": "authPriv"}
@@ -22,7 +22,7 @@ class Agent(Deployment):
         return Answer(subprocess.run(
             ["snmp" + client, "-v3", "-u", user, "-l", LEVELS[level], "-a", PROTOCOLS[protocol], "-A", auth, "-x",
              "DES", "-X", priv, "-On", "-t1", "-r10", f"127.0.0.1:{self.port}", *words],
-            capture_output=True, text=True, timeout=PATIENCE * 2))
+            capture_output=True, text=True, timeout=TIMEOUT * 2))
 
 
 class Usm(unittest.TestCase):
@@ -33,7 +33,7 @@ class Usm(unittest.TestCase):
         self.assertEqual(answer.status, 0, answer)
         self.assertEqual(answer.values(), {SYS_SERVICES: "INTEGER: 78"})
 
-    def test_every_level_and_protocol(self):
+    def test_every_level_and_protocol_works(self):
         for kind in ("node", "apart"):
             agent = self.deploy(kind)
             for security, protocol in itertools.product(LEVELS, PROTOCOLS):
@@ -49,7 +49,7 @@ class Usm(unittest.TestCase):
                     self.assertEqual(done.status, 0, done)
                     self.assertEqual(agent.get(SYS_CONTACT), f'STRING: "{name}"')
 
-    def test_users_outlive_a_restart_and_change_while_it_runs(self):
+    def test_users_survive_a_restart_and_change_at_run_time(self):
         agent = self.deploy()
         agent.user("ops", "private")
         self.assert_answers(agent.v3("get", "ops", "private", SYS_SERVICES))
@@ -70,7 +70,7 @@ class Usm(unittest.TestCase):
         agent.configure("set", "engine-id=another")
         self.assert_answers(agent.v3("get", "ops", "private", SYS_SERVICES, protocol="md5", **new))
 
-    def test_agent_that_takes_short_digests_says_so(self):
+    def test_agent_that_accepts_short_digests_logs_a_warning(self):
         agent = Agent("node").ends_with(self).start().open()
         agent.user("ops", "authorized")
         self.assertNotIn(WARNING, agent.said())
