@@ -85,7 +85,7 @@ std::string helpOnWords(std::span<const Word> words) {
     for (const Word& word : words) {
         if (!word.settable) continue;
         text += "  " + std::string(word.name) + std::string(widest - word.name.size() + 2, ' ');
-        text += std::string(word.help) + "; " + std::string(word.type.expected) + "\n";
+        text += std::string(word.type.expected) + ": " + std::string(word.help) + "\n";
     }
     return text;
 }

@@ -188,7 +188,7 @@ class Ip:
         shown = lambda: set(self.rows(ARP_ENTRY))
         told = lambda: {f"{self.ifindex(entry['dev'])}.{entry['dst']}" for entry in self.near.ip("-4", "neigh")}
         self.becomes(shown, told, "what was lost is listed anew")
-        self.assertIn("ARP entries: notifications were lost", self.agent.said())
+        self.assertIn("ARP entries: notifications lost", self.agent.said())
 
     # --- bridges
 

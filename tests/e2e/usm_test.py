@@ -9,7 +9,7 @@ from harness import TIMEOUT, SYS_CONTACT, SYS_SERVICES, SYSTEM, Answer, Deployme
 PROTOCOLS = {"md5": "MD5", "sha1": "SHA"}  # tnctl's words, and those of the client
 LEVELS = {"none": "noAuthNoPriv", "authorized": "authNoPriv", "private": "authPriv"}
 AUTH, PRIV = "maplesyrup", "sugarcane"
-WARNING = "can be forged without a password"
+WARNING = "can be impersonated without a password"
 
 
 class Agent(Deployment):
