@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "contracts/guests.h"
 #include "hostd/services/guests.h"
 #include "hostd/table/row_text.h"
 
@@ -27,8 +28,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     guest.config = hostd::parseGuest({reinterpret_cast<const char*>(data), size});
     tn::message row;
     machines.writeEntry(guest, row);
-    for (const tn::string_id text : {tn::field::Comment, hostd::virtual_machine::Disk, hostd::virtual_machine::Kernel,
-                                     hostd::virtual_machine::Initrd}) {
+    for (const tn::string_id text : {tn::field::Comment, contracts::virtual_machines::Disk,
+                                     contracts::virtual_machines::Kernel, contracts::virtual_machines::Initrd}) {
         const size_t length = row.get_string(text).size();
         require(length <= hostd::kMaxText && row.has(text) == (length > 0));
     }

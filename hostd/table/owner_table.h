@@ -95,8 +95,8 @@ class OwnerTable : public tn::Handler {
     [[nodiscard]] std::optional<Row> rowOf(const tn::message& request) const;
     [[nodiscard]] std::optional<Row> next(Row row, size_t groupOctets) const;
     [[nodiscard]] std::vector<Row> collect(const tn::message& request, const Start& from, size_t count) const;
-    /// Writes rows until maxItems are reached or the packet is full; a row after the last written one only supplies that
-    /// one's NextId. @return how many were written
+    /// Writes rows until maxItems are reached or the packet is full; a row after the last written one only supplies
+    /// that one's NextId. @return how many were written
     size_t writeItems(std::span<const Row> rows, size_t maxItems, Detail detail, std::vector<tn::message>& items) const;
     void writeItem(Row row, std::optional<Row> next, Detail detail, tn::message& item) const;
     [[nodiscard]] tn::message placeholder(const Start& start) const;
