@@ -35,11 +35,18 @@ struct Peers {
 TEST(UsmReader, PlaintextEndsTheMessageWhateverFollowsTheCiphertext) {
     Peers peers;
     const wire::Bytes scoped = wire::encode(wire::ScopedPdu{"engine", "", {.pdu = pdu::GetRequest, .bindings = {}}});
-    UsmReader in(peers.sealed(scoped));
+    std::string why;
+    auto followed = wire::decodeV3(peers.sealed(scoped), why);
+    ASSERT_TRUE(followed) << why;
+    followed->data.insert(followed->data.end(), {5, 0});
+    wire::Manager signer = peers.manager;  // signs what it doesn't encrypt again
+    signer.level = 1;
+    followed->auth.assign(signer.authSize, '\0');
+    UsmReader in(signer.seal(*followed, followed->data));
     ASSERT_TRUE(peers.opens(in));
     EXPECT_EQ(in.getType(), pdu::GetRequest);
     in.exitSeq();  // the scoped PDU
-    in.exitSeq();  // the message, whose length counted the ciphertext
+    in.exitSeq();  // the message, whose length counted all of it
     EXPECT_EQ(in.getType(), kNoTag);
     EXPECT_EQ(in.position(), in.size());
 }
