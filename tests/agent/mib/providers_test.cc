@@ -26,7 +26,7 @@ class MultiProviderTest : public PortsTest {
             written = static_cast<const Port&>(row).value;
             return true;
         });
-        addColumns(addColumnarBranch(OID{1, 3, 5}, table), kPortColumns);
+        addTable(OID{1, 3, 5}, "portEntry", table, kPortColumns);
         hasPorts({1, 2, 0x101});  // the last one's index is that of the first
     }
     static void own(Rows& rows) {
@@ -39,7 +39,7 @@ class MultiProviderTest : public PortsTest {
     }
 
     GetAllMultiProvider* multi = keep<GetAllMultiProvider>();
-    MapTable* table = keepTable(multi, {{packerFor(kPortColumns[0]), tn::field::ObjectId.number}});
+    MapTable* table = keepTable(multi, {{kPortColumns[0], tn::field::ObjectId.number}});
 };
 
 TEST_F(MultiProviderTest, ATableOfSeveralSourcesIsWalkedInOrder) {

@@ -60,7 +60,7 @@ class RowFetchTest : public PortsTest {
 
     GetAllProvider all{kPath, oneRow<Port::build>, 5};
     GetAllProvider named{kPath, buildNamed, 5};
-    MapTable* byId = keepTable(&all, {{packerFor(kPortColumns[0]), tn::field::ObjectId.number}});
+    MapTable* byId = keepTable(&all, {{kPortColumns[0], tn::field::ObjectId.number}});
     MapTable byValue{&named, false};
 };
 
@@ -152,13 +152,13 @@ TEST_F(RowFetchTest, AnItemAfterTheTablesLastRowEndsItAndNoRowIsSurplus) {
         return std::unique_ptr<Data>();
     };
     GetAllProvider some(kPath, oneRow<Port::build>, 5, [](const tn::message& m) { return m.get_u32(kValue) >= 30; });
-    MapTable* table = keepTable(&some, {{packerFor(kPortColumns[0]), tn::field::ObjectId.number}});
+    MapTable* table = keepTable(&some, {{kPortColumns[0], tn::field::ObjectId.number}});
     hasPorts({1, 2, 3, 4});
     ports.pageSize = 3;
     EXPECT_THAT(after(*table, {}, 9), Optional(ElementsAre(1, 2)));
     EXPECT_EQ(ports.fetches, 1U);
     GetAllProvider pairs(kPath, pairOf, 5);
-    table = keepTable(&pairs, {{packerFor(kPortColumns[0]), tn::field::ObjectId.number}});
+    table = keepTable(&pairs, {{kPortColumns[0], tn::field::ObjectId.number}});
     EXPECT_THAT(after(*table, {}, 1), Optional(ElementsAre(1))) << "an item's rows may be more than are wanted";
 }
 
