@@ -20,20 +20,20 @@ namespace {
 bool parseYesNo(std::string_view text, uint32_t number, tn::message& out) {
     const bool yes = text == "yes" || text == "true" || text == "on";
     if (!yes && text != "no" && text != "false" && text != "off") return false;
-    out.insert_bool(number, yes);
+    out.insert_bool(tn::bool_id(number), yes);
     return true;
 }
 
-Json showBool(const tn::message& in, uint32_t number) { return in.get_bool(number); }
+Json showBool(const tn::message& in, uint32_t number) { return in.get_bool(tn::bool_id(number)); }
 
 template <size_t Least, size_t Most>
 bool parseText(std::string_view text, uint32_t number, tn::message& out) {
     if (text.size() < Least || text.size() > Most) return false;
-    out.insert_string(number, std::string(text));
+    out.insert_string(tn::string_id(number), std::string(text));
     return true;
 }
 
-Json showText(const tn::message& in, uint32_t number) { return in.get_string(number); }
+Json showText(const tn::message& in, uint32_t number) { return in.get_string(tn::string_id(number)); }
 
 struct Choice {
     uint32_t value;
@@ -59,7 +59,7 @@ template <const auto& Choices>
 bool parseChoice(std::string_view text, uint32_t number, tn::message& out) {
     for (const Choice& choice : Choices) {
         if (choice.text != text) continue;
-        out.insert_u32(number, choice.value);
+        out.insert_u32(tn::u32_id(number), choice.value);
         return true;
     }
     return false;
@@ -67,7 +67,7 @@ bool parseChoice(std::string_view text, uint32_t number, tn::message& out) {
 
 template <const auto& Choices>
 Json showChoice(const tn::message& in, uint32_t number) {
-    const uint32_t value = in.get_u32(number);
+    const uint32_t value = in.get_u32(tn::u32_id(number));
     for (const Choice& choice : Choices)
         if (choice.value == value) return choice.text;
     return value;
@@ -88,13 +88,13 @@ bool parsePrefixes(std::string_view text, uint32_t number, tn::message& out) {
         if (!prefix) return false;
         prefixes.push_back(prefixMessage(*prefix));
     }
-    out.insert_message_array(number, std::move(prefixes));
+    out.insert_message_array(tn::message_array_id(number), std::move(prefixes));
     return true;
 }
 
 Json showPrefixes(const tn::message& in, uint32_t number) {
     Json texts = Json::array();
-    for (const tn::IPPrefix6& prefix : prefixesOf(in.get_message_array(number))) texts.push_back(prefix.str());
+    for (const tn::IPPrefix6& prefix : prefixesOf(in.get_message_array(tn::message_array_id(number)))) texts.push_back(prefix.str());
     return texts;
 }
 
@@ -116,13 +116,13 @@ bool parseTargets(std::string_view text, uint32_t number, tn::message& out) {
             targets.push_back(targetMessage(*address));
         }
     }
-    out.insert_message_array(number, std::move(targets));
+    out.insert_message_array(tn::message_array_id(number), std::move(targets));
     return true;
 }
 
 Json showTargets(const tn::message& in, uint32_t number) {
     Json texts = Json::array();
-    for (const tn::message& target : in.get_message_array(number)) {
+    for (const tn::message& target : in.get_message_array(tn::message_array_id(number))) {
         if (target.has(setting::Target6))
             texts.push_back(target.get_addr6(setting::Target6).str());
         else if (target.has(setting::Target4))
@@ -132,7 +132,7 @@ Json showTargets(const tn::message& in, uint32_t number) {
 }
 
 bool parseOid(std::string_view text, uint32_t number, tn::message& out) {
-    if (isOid(text)) out.insert_string(number, std::string(text));
+    if (isOid(text)) out.insert_string(tn::string_id(number), std::string(text));
     return isOid(text);
 }
 
@@ -143,31 +143,31 @@ bool parseReferences(std::string_view text, uint32_t number, tn::message& out) {
         if (piece.empty()) return false;
         references.emplace_back(piece);
     }
-    out.insert_string_array(number, std::move(references));
+    out.insert_string_array(tn::string_array_id(number), std::move(references));
     return true;
 }
 
 bool parseGenerators(std::string_view text, uint32_t number, tn::message& out) {
     auto ids = text == "none" ? std::vector<uint32_t>() : parseNumbers(text);
     if (!ids) return parseReferences(text, number, out);
-    out.insert_u32_array(number, std::move(*ids));
+    out.insert_u32_array(tn::u32_array_id(number), std::move(*ids));
     return true;
 }
 
-Json showGenerators(const tn::message& in, uint32_t number) { return Json(in.get_u32_array(number)); }
+Json showGenerators(const tn::message& in, uint32_t number) { return Json(in.get_u32_array(tn::u32_array_id(number))); }
 
 bool parseInterfaces(std::string_view text, uint32_t number, tn::message& out) {
     auto ids = text == "all" ? std::vector<uint32_t>{0} : text == "none" ? std::vector<uint32_t>() : parseNumbers(text);
     for (const std::string_view piece : splitAtCommas(text))
         if (parseNumber(piece) == 0U) return false;  // 0 would mean all of them
     if (!ids) return parseReferences(text, number, out);
-    out.insert_message_array(number, interfaceFilter(*ids));
+    out.insert_message_array(tn::message_array_id(number), interfaceFilter(*ids));
     return true;
 }
 
 Json showInterfaces(const tn::message& in, uint32_t number) {
     Json ids = Json::array();
-    for (const tn::message& element : in.get_message_array(number)) {
+    for (const tn::message& element : in.get_message_array(tn::message_array_id(number))) {
         const uint32_t id = element.get_u32(setting::Interface, tn::kNoId);
         if (id == 0) return "all";
         ids.push_back(id);
@@ -177,16 +177,16 @@ Json showInterfaces(const tn::message& in, uint32_t number) {
 
 bool parseCommunity(std::string_view text, uint32_t number, tn::message& out) {
     if (text == "none")
-        out.insert_u32(number, tn::kNoId);
+        out.insert_u32(tn::u32_id(number), tn::kNoId);
     else if (text.empty())
         return false;
     else
-        out.insert_string(number, std::string(text));
+        out.insert_string(tn::string_id(number), std::string(text));
     return true;
 }
 
 Json showCommunity(const tn::message& in, uint32_t number) {
-    const uint32_t id = in.get_u32(number, tn::kNoId);
+    const uint32_t id = in.get_u32(tn::u32_id(number), tn::kNoId);
     return id == tn::kNoId ? Json("none") : Json(id);
 }
 

@@ -79,7 +79,7 @@ TEST_F(HandlerTest, PolicyNamesTheRightsOfWhichOneIsNeeded) {
     recorder_.policySet().add_policy(1, right::Monitor | right::Write);
     EXPECT_EQ(errorOf(ask(cmd::GetAll, right::Reading)), error::NotPermitted);
     EXPECT_EQ(ask(1, right::Reading).get_string(string_id(1)), "unknown 1");
-    EXPECT_EQ(ask(cmd::GetPolicies).get_u32(cmd::GetAll), right::Write);
+    EXPECT_EQ(ask(cmd::GetPolicies).get_u32(u32_id(cmd::GetAll)), right::Write);
 
     // Rights are checked before a path below a handler is looked at.
     const uint32_t below[] = {24, 2, 3};

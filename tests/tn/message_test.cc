@@ -31,10 +31,10 @@ TEST(Message, SameNumberUnderTwoKindsIsTwoFields) {
 
 TEST(Message, InsertingAgainReplacesWhateverTheOrder) {
     message m;
-    for (const uint32_t id : {9U, 3U, 5U}) m.insert_u32(id, id);
-    for (const uint32_t id : {3U, 9U, 5U}) m.insert_u32(id, id + 100);
+    for (const uint32_t id : {9U, 3U, 5U}) m.insert_u32(u32_id(id), id);
+    for (const uint32_t id : {3U, 9U, 5U}) m.insert_u32(u32_id(id), id + 100);
     EXPECT_EQ(m.size(), 3U);
-    for (const uint32_t id : {5U, 3U, 9U}) EXPECT_EQ(m.get_u32(id), id + 100);
+    for (const uint32_t id : {5U, 3U, 9U}) EXPECT_EQ(m.get_u32(u32_id(id)), id + 100);
 }
 
 TEST(Message, Be32IsTheSameFieldInNetworkOrderAndArraysGrow) {
@@ -55,7 +55,7 @@ TEST(Message, Be32IsTheSameFieldInNetworkOrderAndArraysGrow) {
 TEST(Message, ReferencesCreateTheFieldAndSurviveItsNeighboursGrowth) {
     message m;
     message& nested = m.get_message_ref(message_id(1));
-    for (uint32_t id = 2; id < 200; ++id) m.insert_u32(id, id);
+    for (uint32_t id = 2; id < 200; ++id) m.insert_u32(u32_id(id), id);
     nested.insert_u32(u32_id(1), 42);
     EXPECT_EQ(m.get_message(message_id(1)).get_u32(u32_id(1)), 42U);
     m.get_message_array_ref(message_array_id(7)).emplace_back().insert_bool(bool_id(1), true);
@@ -64,7 +64,7 @@ TEST(Message, ReferencesCreateTheFieldAndSurviveItsNeighboursGrowth) {
 
 TEST(Message, RemovedFieldIsGoneAndCanComeBack) {
     message m;
-    for (uint32_t id = 1; id <= 4; ++id) m.insert_u32(id, id);
+    for (uint32_t id = 1; id <= 4; ++id) m.insert_u32(u32_id(id), id);
     EXPECT_EQ(m.get_u32(u32_id(4)), 4U);  // leaves the next look-up at the end
     m.remove(u32_id(4));
     m.remove(u32_id(77));

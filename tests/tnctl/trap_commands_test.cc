@@ -88,8 +88,8 @@ TEST_F(Traps, SendAsksForATrapWithTheVarbind) {
     const std::string oid = ".1.3.6.1.4.1.49999.1";
     const auto varbind = [&](const std::string& words) {
         const tn::message sent = changeOf("snmp trap send oid=" + oid + " " + words);
-        EXPECT_EQ(sent.get_string(1001), oid);
-        return std::to_string(sent.get_u32(1002)) + ": " + sent.get_string(1003, "no value");
+        EXPECT_EQ(sent.get_string(contracts::snmp::trap::Oid), oid);
+        return std::to_string(sent.get_u32(contracts::snmp::trap::Type)) + ": " + sent.get_string(contracts::snmp::trap::Value, "no value");
     };
     EXPECT_EQ(varbind("value=a=b type=string"), "4: a=b");
     EXPECT_EQ(varbind("value="), "4: ");
