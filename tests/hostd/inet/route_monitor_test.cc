@@ -146,7 +146,7 @@ TEST_F(RouteMonitorTest, AFailedListingLeavesTheTableAndIsRepeatedAfterASecond) 
         fail(true);
         const auto before = rows();
         for (int tries = 0; tries < 2; ++tries) {
-            EXPECT_THAT(logged([&] { work(); }), HasSubstr("routes: not listed whole: "));
+            EXPECT_THAT(logged([&] { work(); }), HasSubstr("routes: listing incomplete: "));
             EXPECT_EQ(monitor.due(), now + RouteMonitor::kInterval);
             EXPECT_EQ(rows(), before);
             now += RouteMonitor::kInterval;
@@ -257,7 +257,7 @@ TEST_F(RouteMonitorTest, LostNotificationsCauseTwoListingsAtMostOneASecond) {
                     kernel.isOverrun = true;
                     monitor.drain(now, 1);
                 }),
-                HasSubstr("routes: notifications were lost"));
+                HasSubstr("routes: notifications lost"));
     EXPECT_EQ(monitor.due(), Time{0});  // until the queue has been read
     work();
     EXPECT_EQ(monitor.due(), first + RouteMonitor::kInterval);

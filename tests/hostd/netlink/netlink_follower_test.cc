@@ -99,7 +99,7 @@ TEST_F(NetlinkFollowerTest, AListingThatIsNeverWholeIsRepeatedEverySecondAndLeav
         SCOPED_TRACE(name);
         fail(true);
         table = {};
-        EXPECT_THAT(logged([&] { follower.start(); }), HasSubstr("things: not listed whole"));
+        EXPECT_THAT(logged([&] { follower.start(); }), HasSubstr("things: listing incomplete"));
         EXPECT_EQ(table.interrupted, 3);
         clock.time += NetlinkFollower::kInterval - 1ms;
         EXPECT_FALSE(follower.catchUp());
@@ -121,7 +121,7 @@ TEST_F(NetlinkFollowerTest, AListingThatIsNeverWholeIsRepeatedEverySecondAndLeav
 TEST_F(NetlinkFollowerTest, LostNotificationsCauseOneListingAtMostEverySecond) {
     follower.start();
     lose();
-    EXPECT_THAT(logged([&] { EXPECT_FALSE(follower.catchUp()); }), HasSubstr("things: notifications were lost"));
+    EXPECT_THAT(logged([&] { EXPECT_FALSE(follower.catchUp()); }), HasSubstr("things: notifications lost"));
     lose();
     EXPECT_THAT(logged([&] { EXPECT_FALSE(follower.catchUp()); }), Not(HasSubstr("lost")));
     EXPECT_EQ(kernel.listings, 1);
