@@ -5,7 +5,7 @@ import re
 import sys
 
 FOLDERS = ("tn", "agent", "hostd", "node")  # tnctl prints to its caller and has no log
-SAYS = re.compile(r"\b(?:serr|sout|strangersErr|strangersOut|slog|hostLog|std::cerr)\s*<<(.*?);|\blogFault\((.*?)\)", re.S)
+SAYS = re.compile(r"\b(?:serr|sout|strangersErr|strangersOut|slog|hostLog|std::cerr)\s*<<(.*?);|\b(?:logFault|logRefusal)\((.*?)\)", re.S)
 TEXT = re.compile(r'"((?:[^"\\]|\\.)*)"')
 COMMENT = re.compile(r"^\s*//.*$", re.M)
 

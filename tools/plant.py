@@ -80,8 +80,9 @@ class Tree:
         """None, or the name of the test that failed."""
         environment = {**os.environ, "TERN_ROOT": "/dev/null/no-root", "TARNIX_BUILD": str(self.build)}
         try:
-            done = subprocess.run(command, cwd=self.path / "tests" / "e2e", env=environment, timeout=limit,
-                                  capture_output=True, text=True, errors="replace", stdin=subprocess.DEVNULL)
+            done = subprocess.run([self.path / "tools" / "confined", *command], cwd=self.path / "tests" / "e2e",
+                                  env=environment, timeout=limit, capture_output=True, text=True, errors="replace",
+                                  stdin=subprocess.DEVNULL)
         except subprocess.TimeoutExpired:
             return f"{pathlib.Path(command[-1]).name}: hangs"
         if done.returncode == 0:

@@ -11,7 +11,7 @@ constexpr size_t kMaxNamePasses = 3;  // over the names of one message
 
 // The line is one piece, so that each text is a cause of its own and one flood doesn't hide the others.
 tn::lstream::Line logFault(std::string_view text) {
-// compat: 115
+    // compat: 115
     return tn::strangersOut << std::string("SNMP InStream: ").append(text);
 }
 

@@ -21,7 +21,7 @@ constexpr size_t kMaxHeader = 4;        // tag and length octets
 
 // What is being encoded may come from any peer: a Report repeats the names of the request.
 // compat: 115
-void logFault(std::string_view text) { tn::strangersOut << std::string("SNMP OutStream: ").append(text); }
+void logRefusal(std::string_view text) { tn::strangersOut << std::string("SNMP OutStream: ").append(text); }
 
 }  // namespace
 
@@ -59,14 +59,14 @@ void OutStream::startSeq(uint8_t tag) {
 
 void OutStream::endSeq() {
     if (seqStarts_.empty()) {
-        logFault("no sequence");
+        logRefusal("no sequence");
         return;
     }
     const size_t start = seqStarts_.back();
     seqStarts_.pop_back();
     const size_t length = size_ - start;
     if (length >= 0x10000) {
-        logFault("sequence too long");
+        logRefusal("sequence too long");
         return;
     }
     insert(start, lenOctets(length) - 1);
@@ -111,10 +111,10 @@ void OutStream::add(const unsigned char* octets, unsigned int n, uint8_t tag) {
 }
 
 void OutStream::addOID(std::span<const unsigned int> oid, uint8_t tag) {
-    if (oid.size() < 2) return logFault("cannot encode OID shorter that 2");  // compat: 95
+    if (oid.size() < 2) return logRefusal("cannot encode OID shorter that 2");  // compat: 95
     // The second arc is bounded under a first arc of 2 as well, on purpose: the reader splits by 40 the same way.
     // compat: 37. The second arc is bounded under a first arc of 2 as well: the reader splits by 40 the same way.
-    if (oid[0] > kGreatestFirstArc || oid[1] > 39) return logFault("encoding invalid OID");  // compat: 45
+    if (oid[0] > kGreatestFirstArc || oid[1] > 39) return logRefusal("encoding invalid OID");  // compat: 45
     // Room for the longest form; the length octets before the content are one for nearly every name.
     const size_t start = size_;
     uint8_t* const content = grow(kMaxHeader + 5 * oid.size()) + 2;
@@ -132,7 +132,7 @@ void OutStream::addOID(std::span<const unsigned int> oid, uint8_t tag) {
 void OutStream::addNull(uint8_t tag) { startValue(0, tag); }
 
 void OutStream::addBits(const unsigned char* octets, unsigned int n, uint8_t tag) {
-    if (n == 0 || octets[0] > 7) return logFault("building invalid bitstring");
+    if (n == 0 || octets[0] > 7) return logRefusal("building invalid bitstring");
     add(octets, n, tag);
 }
 

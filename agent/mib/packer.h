@@ -58,7 +58,8 @@ template <class Codec, class Place = typename Codec::Value Data::*>
 class MemberPacker : public Codec {
   public:
     template <class... KeyLength>
-    MemberPacker(Place place, unsigned int type, KeyLength... keyLength) : Codec(type, keyLength...), place_(place) {}
+    MemberPacker(Place place, unsigned int type, KeyLength... keyLength)
+        : Codec(type, static_cast<unsigned int>(keyLength)...), place_(place) {}
 
     Result<Codec> get(const Data* record) const override {
         const auto& field = fieldAt(record, place_);

@@ -87,8 +87,8 @@ std::unique_ptr<Data> IpArp::build(const tn::message& m) {
 }
 
 // Owners elsewhere have more kinds than contracts/routes.h names.
-constexpr RouteKind kOtherKind = {0, 4, 1, 1, 1};
-constexpr RouteKind kKinds[] = {
+constexpr RouteKind kOtherRoute = {0, 4, 1, 1, 1};
+constexpr RouteKind kRouteKinds[] = {
     {routes::kind::Connected, 3, 1, 3, 2},
     {routes::kind::Static, 4, 2, 4, 3},
     {routes::kind::Rip, 4, 8, 4, 8},
@@ -98,10 +98,10 @@ constexpr RouteKind kKinds[] = {
     {31, 4, 1, 3, 2},
 };
 
-constexpr const RouteKind& kindRow(uint32_t kind) {
-    for (const RouteKind& row : kKinds)
+constexpr const RouteKind& routeKind(uint32_t kind) {
+    for (const RouteKind& row : kRouteKinds)
         if (row.kind == kind) return row;
-    return kOtherKind;
+    return kOtherRoute;
 }
 
 uint32_t element(const std::vector<uint32_t>& values, size_t i) { return i < values.size() ? values[i] : 0; }
@@ -113,7 +113,7 @@ std::unique_ptr<IpRoute> routeBy(uint32_t nextHop, uint32_t ifIndex, const tn::m
     record->nextHop = nextHop;
     record->ifIndex = ifIndex;
     record->distance = m.get_u32(routes::Distance);
-    const RouteKind& kind = kindRow(m.get_u32(routes::Kind));
+    const RouteKind& kind = routeKind(m.get_u32(routes::Kind));
     record->routeType = kind.routeType;
     record->routeProto = kind.routeProto;
     record->cidrType = kind.cidrType;

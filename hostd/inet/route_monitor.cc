@@ -1,5 +1,7 @@
 #include "hostd/inet/route_monitor.h"
 
+#include <net/if.h>  // before <linux/if.h>, which then leaves out what it defines
+
 #include <linux/if.h>
 #include <linux/nexthop.h>
 #include <linux/rtnetlink.h>

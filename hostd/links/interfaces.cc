@@ -7,6 +7,7 @@
 
 #include "contracts/interfaces.h"
 #include "hostd/log.h"
+#include "hostd/table/sizes.h"
 
 namespace hostd {
 
@@ -19,8 +20,6 @@ bool isRadio(const std::string& sysfs, const std::string& name) {
 }
 
 constexpr std::chrono::milliseconds kInterval{10};  // between checks of what is due while notifications are queued
-
-uint32_t low(uint64_t value) { return static_cast<uint32_t>(value); }
 
 /// SpeedSelector for a speed in Mbit/s; 0 for none.
 uint32_t speedSelector(uint32_t speed) {

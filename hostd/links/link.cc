@@ -1,5 +1,7 @@
 #include "hostd/links/link.h"
 
+#include <net/if.h>  // before <linux/if.h>, which then leaves out what it defines
+
 #include <libmnl/libmnl.h>
 #include <linux/if.h>
 #include <linux/if_arp.h>

@@ -1,5 +1,7 @@
 #include "hostd/links/link_switch.h"
 
+#include <net/if.h>  // before <linux/if.h>, which then leaves out what it defines
+
 #include <linux/if.h>
 #include <linux/rtnetlink.h>
 

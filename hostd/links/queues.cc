@@ -11,14 +11,13 @@
 
 #include "contracts/queues.h"
 #include "hostd/netlink/netlink.h"
+#include "hostd/table/sizes.h"
 
 namespace hostd {
 
 namespace queues = contracts::queues;
 
 namespace {
-
-uint32_t low(uint64_t value) { return static_cast<uint32_t>(value); }
 
 /// The kernel's queues, through a socket that stays open.
 class KernelQueues {

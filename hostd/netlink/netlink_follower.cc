@@ -16,7 +16,7 @@ namespace {
 constexpr int kReceiveBuffer = 8 * 1024 * 1024;  // octets: some thousand links that change at once
 constexpr int kAttempts = 3;                     // at the start, when changes interrupt the listing
 
-using enum NetlinkSocket::Outcome;
+using Outcome = NetlinkSocket::Outcome;
 
 }  // namespace
 
@@ -33,14 +33,14 @@ NetlinkSocket::Outcome NetlinkFollower::readNotices(size_t packets) {
 bool NetlinkFollower::catchUp(size_t packets) {
     if (!isOpen()) return true;
     auto outcome = readNotices(packets);
-    if (outcome == Overrun || outcome == Failed) {
+    if (outcome == Outcome::Overrun || outcome == Outcome::Failed) {
         if (!std::exchange(isStale_, true)) hostLog << subject_.what << ": notifications lost: listing again";
         outcome = readNotices(packets);  // what is still queued is older than the listing to come
     }
-    if (!isStale_) return outcome == Empty;
+    if (!isStale_) return outcome == Outcome::Empty;
     const auto due = listed_ + kInterval;
     const auto now = tn::sinceBoot();
-    if (outcome == Empty && now >= due)
+    if (outcome == Outcome::Empty && now >= due)
         list(1);
     else
         retryAfter(now < due ? due - now : kInterval);

@@ -17,11 +17,11 @@ namespace hostd {
 
 namespace {
 
-constexpr const char* kLibrary = "libvirt.so.0";
+constexpr const char* kLibvirt = "libvirt.so.0";
 constexpr unsigned long kKibOfMib = 1024;
 
 /// The library functions that are used here.
-struct Library : SharedLibrary {
+struct LibvirtLibrary : SharedLibrary {
     decltype(&::virSetErrorFunc) setErrorFunc = nullptr;
     decltype(&::virGetLastErrorMessage) lastError = nullptr;
     decltype(&::virConnectOpenReadOnly) open = nullptr;
@@ -35,7 +35,7 @@ struct Library : SharedLibrary {
     decltype(&::virDomainGetXMLDesc) xml = nullptr;
     decltype(&::virDomainSnapshotNum) snapshots = nullptr;
 
-    Library() : SharedLibrary(kLibrary) {
+    LibvirtLibrary() : SharedLibrary(kLibvirt) {
         find("virSetErrorFunc", setErrorFunc);
         find("virGetLastErrorMessage", lastError);
         find("virConnectOpenReadOnly", open);
@@ -64,7 +64,7 @@ bool isThereToAsk(const std::string& uri, const std::string& sockets) {
 using Domain = std::unique_ptr<virDomain, decltype(&::virDomainFree)>;
 
 /// False if the guest no longer exists.
-bool describe(const Library& library, virDomainPtr domain, Guest& guest) {
+bool describe(const LibvirtLibrary& library, virDomainPtr domain, Guest& guest) {
     std::array<char, VIR_UUID_STRING_BUFLEN> uuid{};
     virDomainInfo info{};
     if (library.uuid(domain, uuid.data()) < 0 || library.state(domain, &guest.state, &guest.reason, 0) < 0 ||
@@ -124,8 +124,8 @@ uint32_t Guest::preferredId() const { return preferredIdOf(key); }
 
 Reading<Guest> readGuests(const std::string& uri, size_t most, const std::string& sockets) {
     if (!isThereToAsk(uri, sockets)) return {uri + ": no daemon's socket in " + sockets, {}};
-    const Library library;
-    if (!library.isWhole()) return {std::string(kLibrary) + " isn't installed", {}};
+    const LibvirtLibrary library;
+    if (!library.isWhole()) return {std::string(kLibvirt) + " isn't installed", {}};
     const std::unique_ptr<virConnect, decltype(&::virConnectClose)> connection(library.open(uri.c_str()),
                                                                                library.close);
     virDomainPtr* listed = nullptr;

@@ -17,7 +17,7 @@ namespace hostd {
 class Scripts : public IdTable {
   public:
     static constexpr std::chrono::seconds kMaxAge{
-        5};                                  ///< the folder's time doesn't show that a file's mode has changed
+        5};                                 ///< the folder's time doesn't show that a file's mode has changed
     static constexpr size_t kMaxRuns = 16;  ///< at the same time
 
     explicit Scripts(std::string folder) : folder_(std::move(folder)) {}

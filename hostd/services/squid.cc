@@ -13,20 +13,20 @@ namespace hostd {
 
 namespace {
 
-constexpr const char* kLibrary = "libcurl.so.4";
+constexpr const char* kCurl = "libcurl.so.4";
 constexpr size_t kMostPage = 256 * 1024;  // octets; squid's are 5 KiB
 constexpr long kPageTimeout = 5000;       // ms
 constexpr std::string_view kBlanks = " \t\r";
 
 /// The library functions that are used here.
-struct Library : SharedLibrary {
+struct CurlLibrary : SharedLibrary {
     decltype(&::curl_easy_init) open = nullptr;
     decltype(&::curl_easy_cleanup) close = nullptr;
     decltype(&::curl_easy_setopt) set = nullptr;
     decltype(&::curl_easy_perform) perform = nullptr;
     decltype(&::curl_easy_strerror) text = nullptr;
 
-    Library() : SharedLibrary(kLibrary) {
+    CurlLibrary() : SharedLibrary(kCurl) {
         find("curl_easy_init", open);
         find("curl_easy_cleanup", close);
         find("curl_easy_setopt", set);
@@ -43,7 +43,7 @@ size_t append(const char* octets, size_t, size_t count, void* page) {
 }
 
 /// Fetches a page. On failure it is empty and `problem` is set. `problem` omits the URL, which may contain a password.
-std::string fetch(const Library& library, const std::string& url, const std::string& name, std::string& problem) {
+std::string fetch(const CurlLibrary& library, const std::string& url, const std::string& name, std::string& problem) {
     const std::unique_ptr<CURL, decltype(&::curl_easy_cleanup)> request(library.open(), library.close);
     if (!request) {
         problem = "no memory for a request";
@@ -111,9 +111,9 @@ SquidFigures parseSquidPages(std::string_view info, std::string_view counters, d
 
 SquidReading readSquid(const std::string& url) {
     SquidReading reading;
-    const Library library;
+    const CurlLibrary library;
     if (!library.isWhole()) {
-        reading.problem = std::string(kLibrary) + " isn't installed";
+        reading.problem = std::string(kCurl) + " isn't installed";
         return reading;
     }
     const std::string base = url.substr(0, url.find_last_not_of('/') + 1);

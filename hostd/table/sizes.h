@@ -7,6 +7,9 @@
 
 namespace hostd {
 
+/// The low 32 bits, of a counter that wraps.
+[[nodiscard]] inline uint32_t low(uint64_t value) { return static_cast<uint32_t>(value); }
+
 /// The value, or 2^32 - 1 if it is larger.
 [[nodiscard]] inline uint32_t saturated(uint64_t value) {
     return static_cast<uint32_t>(std::min<uint64_t>(value, UINT32_MAX));
