@@ -20,7 +20,7 @@ class Backlog {
     /// Adds a packet. Past kMergeBeyond packets a notification replaces the newest one about the same object.
     /// @param octets  size of the packet when it was received
     /// @return false, the packet dropped, when the limit is reached
-    [[nodiscard]] bool add(const ConnectionPtr& from, message packet, size_t octets);
+    [[nodiscard]] bool add(const ConnectionPtr& from, message content, size_t octets);
     /// Delivers the packets that are there now.
     void deliver();
     /// Nothing waits to be delivered.

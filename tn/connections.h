@@ -71,7 +71,7 @@ class Connections {
     /// end of the connection close it.
     bool receive(const ConnectionPtr& connection, message& packet);
     /// Closes the connection; does nothing when it is closed.
-    void lose(const ConnectionPtr& connection);
+    void lose(const ConnectionPtr& lost);
 
     /// From now on peers can't send on accepted connections: their attempts fail, so they try another process. What
     /// they have sent can still be received. @return the accepted connections

@@ -137,8 +137,11 @@ Received Exchange::receiveReply(const ConnectionPtr& connection, const Call& cal
         received = connection->receive(connections_.buffer(), /*wait=*/true, packet);
         if (received == Received::Interrupted) continue;
         const bool isReply = received == Received::Packet && packet.get_u32(field::ReplyTo) == call.id;
-        if (isReply) reply = std::move(packet);
-        if (isReply || received != Received::Packet) break;
+        if (isReply) {
+            reply = std::move(packet);
+            break;
+        }
+        if (received != Received::Packet) break;
         received = setAside(connection, std::move(packet)) ? Received::Nothing : Received::Ended;
         if (received == Received::Ended) break;
     }

@@ -14,6 +14,7 @@ MARKS = {  # what: pattern in `readelf -hldW --dyn-syms`
     "stack protector (-fstack-protector-strong)": r"\b__stack_chk_fail\b",
 }
 CHECKED = r"\b__(?!stack|longjmp)\w+_chk@"  # left only by calls whose bounds the compiler can't prove
+LIBRARIES = ("libtn.a", "libagent-*.a", "libhostd.a", "libtnctl-lib.a")  # and none of an older layout
 
 
 def readelf(*words):
@@ -32,7 +33,7 @@ def faults(build, programs):
         yield "all programs: missing: checked functions (_FORTIFY_SOURCE)"
     if not re.search(r"Machine: .*(?:X86-64|80386)", readelf("-h", str(build / programs[0]))):
         return
-    for library in sorted(build.glob("lib*.a")):
+    for library in sorted(library for pattern in LIBRARIES for library in build.glob(pattern)):
         for text in readelf("-nW", str(library)).split("\nFile: ")[1:]:
             if not re.search(r"x86 feature: .*IBT, SHSTK", text):
                 yield f"{text.splitlines()[0]}: missing: landing pads, shadow stack (-fcf-protection)"
