@@ -90,7 +90,7 @@ class OwnerTable : public tn::Handler {
         bool isGone = false;     ///< an exact row was requested and isn't there
     };
     [[nodiscard]] Start start(const tn::message& request) const;
-    [[nodiscard]] Start locate(RequestedRow requested) const;
+    [[nodiscard]] Start locate(const RequestedRow& requested) const;
     [[nodiscard]] RequestedRow readKey(const tn::message& key) const;
     [[nodiscard]] std::optional<Row> rowOf(const tn::message& request) const;
     [[nodiscard]] std::optional<Row> next(Row row, size_t groupOctets) const;
@@ -181,8 +181,8 @@ typename OwnerTable<Row>::Start OwnerTable<Row>::start(const tn::message& reques
 }
 
 template <class Row>
-typename OwnerTable<Row>::Start OwnerTable<Row>::locate(RequestedRow requested) const {
-    Start start{.requested = std::move(requested), .row = {}};
+typename OwnerTable<Row>::Start OwnerTable<Row>::locate(const RequestedRow& requested) const {
+    Start start{.requested = requested, .row = {}};
     const RequestedRow& wanted = start.requested;
     start.row = lowerBound(wanted.key);
     const bool isThere = start.row && wanted.fits && keyOf(*start.row).sharesFirst(wanted.octets, wanted.key);
