@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "listener.h"
 #include "tn/looper.h"
 
 namespace tn {
@@ -24,22 +25,20 @@ class Server : public Handler {
         }
     }
     message cmdUnknown(const message& m, uint32_t command) override {
-        message reply;
         switch (command) {
             case kEcho:
                 return m;
             case kLong:
-                reply.insert_string(string_id(1), std::string(m.get_u32(u32_id(1)), 'x'));
-                return reply;
+                return with({}, string_id(1), std::string(m.get_u32(u32_id(1)), 'x'));
             case kDie:
                 _exit(0);
             case kAskOther:
-                return exchangeCmd(request(m.get_u32_array(u32_array_id(2)), 0), kEcho, std::chrono::seconds(1));
+                return exchangeCmd(requestTo(m.get_u32_array(u32_array_id(2)), 0), kEcho, std::chrono::seconds(1));
             case kSleep:
                 usleep(m.get_u32(u32_id(1)) * 1000);
-                return reply;
+                return {};
             case kOneWay:
-                return reply;
+                return {};
             default:
                 return Handler::cmdUnknown(m, command);
         }
@@ -54,10 +53,7 @@ inline void serve(Looper& looper) {
 }
 
 inline message ask(uint32_t command, uint32_t parameter = 0) {
-    const uint32_t path[] = {24, 2};
-    message m = request(path, command);
-    m.insert_u32(u32_id(1), parameter);
-    return m;
+    return with(requestTo({24, 2}, command), u32_id(1), parameter);
 }
 
 }  // namespace tn

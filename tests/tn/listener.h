@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "tn/handler.h"
@@ -15,12 +17,19 @@ inline uint32_t errorOf(const message& reply) {
     return code;
 }
 
-/// A message with this in field 1.
-inline message numbered(uint32_t n) {
-    message m;
-    m.insert_u32(u32_id(1), n);
-    return m;
+/// The message with one field more.
+inline message with(message m, u32_id id, uint32_t value) { return m.insert_u32(id, value), m; }
+inline message with(message m, bool_id id, bool value) { return m.insert_bool(id, value), m; }
+inline message with(message m, string_id id, std::string value) { return m.insert_string(id, std::move(value)), m; }
+inline message with(message m, message_id id, message value) { return m.insert_message(id, std::move(value)), m; }
+inline message with(message m, u32_array_id id, std::vector<uint32_t> value) {
+    return m.insert_u32_array(id, std::move(value)), m;
 }
+
+/// A message with this in field 1.
+inline message numbered(uint32_t n) { return with({}, u32_id(1), n); }
+
+inline message requestTo(const std::vector<uint32_t>& path, uint32_t command) { return request(path, command); }
 
 /// Keeps whatever comes to it.
 class Listener : public Handler {

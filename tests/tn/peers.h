@@ -23,6 +23,12 @@
 
 namespace tn {
 
+/// Waits until there is something to read, the end included.
+inline bool isReadable(int fd, int milliseconds) {
+    pollfd socket = {.fd = fd, .events = POLLIN, .revents = 0};
+    return poll(&socket, 1, milliseconds) == 1;
+}
+
 /// A process that serves numbers with handlers of its own, ended with this object.
 class Peer {
   public:
@@ -76,8 +82,7 @@ class RawPeer {
         if (!listener_.socket) std::abort();
         thread_ = std::thread([this, talks = std::move(conversations)] {
             for (const Conversation& talk : talks) {
-                pollfd socket = {.fd = listener_.socket.get(), .events = POLLIN, .revents = 0};
-                if (poll(&socket, 1, 30'000) != 1) return;
+                if (!isReadable(listener_.socket.get(), 30'000)) return;
                 const Descriptor connection(accept(listener_.socket.get(), nullptr, nullptr));
                 makeRoomForPackets(connection.get());
                 talk(connection.get());
@@ -105,10 +110,8 @@ class RawPeer {
     }
     /// Answers `asked` with its own RequestId as field 1.
     static void answer(int connection, const message& asked) {
-        message reply;
-        reply.insert_u32(u32_id(1), asked.get_u32(field::RequestId));
-        reply.insert_u32(field::ReplyTo, asked.get_u32(field::RequestId));
-        write(connection, reply);
+        const uint32_t number = asked.get_u32(field::RequestId);
+        write(connection, with(numbered(number), field::ReplyTo, number));
     }
     static void answerNext(int connection) { answer(connection, read(connection)); }
     /// Reads and drops until the other end closes.
