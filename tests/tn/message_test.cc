@@ -4,37 +4,43 @@
 
 #include <sstream>
 
+#include "listener.h"
+
 namespace tn {
 namespace {
 
 using testing::ElementsAre;
 
 TEST(Message, SameNumberUnderTwoKindsIsTwoFields) {
-    message m;
-    m.insert_bool(bool_id(6), true);
-    m.insert_string(string_id(6), "six");
-    m.insert_u32(u32_id(6), 66);
+    message m = with(with(with({}, bool_id(6), true), string_id(6), "six"), u32_id(6), 66);
     m.insert_u32_array(u32_array_id(6), {6, 6});
     EXPECT_TRUE(m.get_bool(bool_id(6)));
     EXPECT_EQ(m.get_string(string_id(6)), "six");
     EXPECT_EQ(m.get_u32(u32_id(6)), 66U);
     EXPECT_THAT(m.get_u32_array(u32_array_id(6)), ElementsAre(6, 6));
     EXPECT_EQ(m.size(), 4U);
-    EXPECT_FALSE(m.has(u64_id(6)));
     EXPECT_EQ(m.get_u64(u64_id(6), 1ULL << 40), 1ULL << 40) << "the default of one that isn't there";
     EXPECT_EQ(m.get_addr6(addr6_id(6), IPAddr6::ofIPv4(5)), IPAddr6::ofIPv4(5));
     EXPECT_TRUE(m.get_raw(raw_id(6)).empty() && m.get_message(message_id(6)).empty() &&
                 m.get_message_array(message_array_id(6)).empty());
-    m.insert_u32(u32_id(0xf8000005), 1);
-    EXPECT_EQ(m.get_u32(u32_id(5)), 1U) << "the low bits of a number count";
+    EXPECT_EQ(with({}, u32_id(0xf8000005), 1).get_u32(u32_id(5)), 1U) << "the low bits of a number count";
 }
 
-TEST(Message, InsertingAgainReplacesWhateverTheOrder) {
+TEST(Message, FieldsAreReplacedRemovedAndInsertedAgainInAnyOrder) {
     message m;
     for (const uint32_t id : {9U, 3U, 5U}) m.insert_u32(u32_id(id), id);
     for (const uint32_t id : {3U, 9U, 5U}) m.insert_u32(u32_id(id), id + 100);
     EXPECT_EQ(m.size(), 3U);
-    for (const uint32_t id : {5U, 3U, 9U}) EXPECT_EQ(m.get_u32(u32_id(id)), id + 100);
+    for (const uint32_t id : {5U, 3U, 9U, 5U}) EXPECT_EQ(m.get_u32(u32_id(id)), id + 100);
+    for (const uint32_t removed : {5U, 77U, 9U}) {  // 5 is last, where the look-up has ended
+        m.remove(u32_id(removed));
+        EXPECT_FALSE(m.has(u32_id(removed)));
+    }
+    m.insert_u32(u32_id(9), 7);
+    EXPECT_EQ(m.get_u32(u32_id(9)), 7U);
+    m.clear();
+    EXPECT_TRUE(m.empty());
+    EXPECT_EQ(with(m, u32_id(1), 9).get_u32(u32_id(1)), 9U);
 }
 
 TEST(Message, Be32IsTheSameFieldInNetworkOrderAndArraysGrow) {
@@ -62,25 +68,8 @@ TEST(Message, ReferencesCreateTheFieldAndSurviveItsNeighboursGrowth) {
     EXPECT_TRUE(m.get_message_array(message_array_id(7)).at(0).get_bool(bool_id(1)));
 }
 
-TEST(Message, RemovedFieldIsGoneAndCanComeBack) {
-    message m;
-    for (uint32_t id = 1; id <= 4; ++id) m.insert_u32(u32_id(id), id);
-    EXPECT_EQ(m.get_u32(u32_id(4)), 4U);  // leaves the next look-up at the end
-    m.remove(u32_id(4));
-    m.remove(u32_id(77));
-    EXPECT_FALSE(m.has(u32_id(4)));
-    m.insert_u32(u32_id(4), 5);
-    EXPECT_EQ(m.get_u32(u32_id(4)), 5U);
-    m.clear();
-    EXPECT_TRUE(m.empty());
-    m.insert_u32(u32_id(1), 9);
-    EXPECT_EQ(m.get_u32(u32_id(1)), 9U);
-}
-
 TEST(Message, CopiesAreDeepAndMovedFromIsEmpty) {
-    message m;
-    m.insert_u32(u32_id(9), 1);
-    m.get_message_ref(message_id(3)).insert_string(string_id(1), "inner");
+    message m = with(with({}, u32_id(9), 1), message_id(3), with({}, string_id(1), "inner"));
     message copy = m;
     copy.get_message_ref(message_id(3)).insert_string(string_id(1), "changed");
     EXPECT_EQ(m.get_message(message_id(3)).get_string(string_id(1)), "inner");
@@ -88,31 +77,23 @@ TEST(Message, CopiesAreDeepAndMovedFromIsEmpty) {
 
     const message taken = std::move(copy);
     EXPECT_TRUE(copy.empty());  // NOLINT(bugprone-use-after-move): that is the point
-    copy.insert_u32(u32_id(2), 2);
-    EXPECT_EQ(copy.get_u32(u32_id(2)), 2U);
+    EXPECT_EQ(with(copy, u32_id(2), 2).get_u32(u32_id(2)), 2U);
     EXPECT_EQ(taken.get_u32(u32_id(9)), 1U);
     m = std::move(m.get_message_ref(message_id(3)));
     EXPECT_EQ(m.get_string(string_id(1)), "inner") << "replaced by what it held itself";
 }
 
 TEST(Message, EqualityIgnoresOrderButNotValues) {
-    message a;
-    a.insert_u32(u32_id(1), 1);
-    a.get_message_ref(message_id(2)).insert_bool(bool_id(1), true);
-    message b;
-    b.get_message_ref(message_id(2)).insert_bool(bool_id(1), true);
-    b.insert_u32(u32_id(1), 1);
-    EXPECT_TRUE(a == b);
-    b.get_message_ref(message_id(2)).insert_bool(bool_id(1), false);
-    EXPECT_FALSE(a == b);
-    a.remove(message_id(2));
-    EXPECT_FALSE(a == b);
+    const message yes = with({}, bool_id(1), true);
+    const message a = with(numbered(1), message_id(2), yes);
+    EXPECT_TRUE(a == with(with({}, message_id(2), yes), u32_id(1), 1));
+    EXPECT_FALSE(a == with(numbered(1), message_id(2), with({}, bool_id(1), false)));
+    EXPECT_FALSE(a == numbered(1));
+    EXPECT_FALSE(numbered(1) == a);
 }
 
 TEST(Message, PrintsOneFieldPerLineAndNeverRawOctets) {
-    message m;
-    m.insert_bool(bool_id(1), true);
-    m.insert_string(string_id(2), "a\x1b[2J\n");
+    message m = with(with({}, bool_id(1), true), string_id(2), "a\x1b[2J\n");
     m.insert_raw(raw_id(3), std::vector<uint8_t>{0x00, 0xff});
     m.get_message_ref(message_id(4)).insert_u32_array(u32_array_id(1), {20, 0});
     m.get_message_array_ref(message_array_id(5)).resize(1);
