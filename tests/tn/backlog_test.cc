@@ -13,17 +13,10 @@ using testing::ElementsAre;
 constexpr size_t kMebibyte = 1 << 20;
 
 message note(uint32_t n, uint32_t object) {
-    message m = numbered(n);
-    m.insert_u32(field::Command, kNote);
-    m.insert_u32(field::ObjectId, object);
-    return m;
+    return with(with(numbered(n), field::Command, kNote), field::ObjectId, object);
 }
 
-message requestOf(uint32_t n) {
-    message m = note(n, 0);
-    m.insert_u32(field::RequestId, n + 1);
-    return m;
-}
+message requestOf(uint32_t n) { return with(note(n, 0), field::RequestId, n + 1); }
 
 class BacklogTest : public testing::Test {
   protected:

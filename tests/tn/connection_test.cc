@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <sys/socket.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include "listener.h"
 
 namespace tn {
@@ -28,9 +31,7 @@ class ConnectionTest : public testing::Test {
         return all;
     }
     static flat_message packet(uint32_t n, size_t octets = 0) {
-        message m = numbered(n);
-        m.insert_string(string_id(2), std::string(octets, 'x'));
-        return m.flatten();
+        return with(numbered(n), string_id(2), std::string(octets, 'x')).flatten();
     }
 
     std::optional<Connection> connection, other;
@@ -46,10 +47,8 @@ TEST_F(ConnectionTest, QueueIsBoundedByWhatWaitsNotByTheSumOfAllPackets) {
         EXPECT_FALSE(connection->queue(packet(4, kQuarter)));
         EXPECT_EQ(connection->sendInTurn(packet(5)), Sent::Blocked) << "it would overtake what is queued";
         std::vector<uint32_t> all;
-        while (connection->hasQueue()) {
+        for (; connection->hasQueue(); std::ranges::copy(received(), std::back_inserter(all)))
             EXPECT_NE(connection->flush(owners), Sent::Gone);
-            for (const uint32_t n : received()) all.push_back(n);
-        }
         EXPECT_THAT(all, ElementsAre(0, 1, 2, 3));
     }
     for (uint32_t n = 0; n < 2048; ++n) ASSERT_TRUE(connection->queue(packet(n)));

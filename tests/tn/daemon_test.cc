@@ -6,7 +6,7 @@
 
 #include <ios>
 
-#include "tests/tn/child.h"
+#include "tests/tn/peers.h"
 #include "tests/tn/temp_root.h"
 #include "tn/bus_socket.h"
 
@@ -61,14 +61,10 @@ TEST_F(DaemonTest, LockOfAHandedOverNumberIsOnlyLeftToWhoStartedTheProcess) {
     } cases[] = {{"7", "7", 0}, {"7", nullptr, 1}, {"7", "8", 1}, {"8", "7", 1}, {"8", "8", 1}};
     for (const auto& given : cases) {
         Child child([&] {
-            dup2(held.socket.get(), 3);  // the first descriptor handed over
-            setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
-            setenv("LISTEN_FDS", "1", 1);
-            setenv("LISTEN_FDNAMES", given.handedOver, 1);
+            receiveSocket(held.socket.get(), given.handedOver);
             if (given.locked != nullptr) setenv(kLockedNumber, given.locked, 1);
-            const bool isClaimed = claimBusNumbers({&kNumber, 1}, why);
-            if (getenv(kLockedNumber) != nullptr) return 2;
-            return isClaimed ? 0 : 1;
+            const int status = claimBusNumbers({&kNumber, 1}, why) ? 0 : 1;
+            return getenv(kLockedNumber) != nullptr ? 2 : status;
         });
         EXPECT_EQ(child.exitStatus(), given.status) << given.handedOver;
     }

@@ -29,6 +29,14 @@ inline bool isReadable(int fd, int milliseconds) {
     return poll(&socket, 1, milliseconds) == 1;
 }
 
+/// In a new process: makes `socket` the first descriptor handed over, under this name.
+inline void receiveSocket(int socket, const char* name) {
+    dup2(dup(socket), 3);  // which clears the close-on-exec flag, even if it is 3 itself
+    setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
+    setenv("LISTEN_FDS", "1", 1);
+    setenv("LISTEN_FDNAMES", name, 1);
+}
+
 /// A process that serves numbers with handlers of its own, ended with this object.
 class Peer {
   public:

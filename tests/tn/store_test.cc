@@ -27,11 +27,7 @@ using testing::Not;
 
 constexpr char kStore[] = "/tern/store/snmpd";
 
-message sized(size_t octets) {
-    message m;
-    m.insert_string(string_id(1), std::string(octets, 'x'));
-    return m;
-}
+message sized(size_t octets) { return with({}, string_id(1), std::string(octets, 'x')); }
 
 std::string contents(const std::string& file) {
     std::ifstream in(file, std::ios::binary);
@@ -63,11 +59,9 @@ class StoreTest : public testing::Test {
     static std::map<std::string, std::string> everyFile() {
         std::map<std::string, std::string> all;
         for (const auto& each : std::filesystem::recursive_directory_iterator(root())) {
-            if (each.is_regular_file() && each.file_size() > 0)
-                all[each.path().string()] = contents(each.path().string());
-        }
-        for (auto& [name, octets] : all) {
-            if (name.ends_with("-shm")) octets.clear();  // an index of the -wal file, made anew by whoever reads
+            const std::string name = each.path();
+            if (!each.is_regular_file() || name.ends_with("-shm")) continue;  // an index, which each reader rebuilds
+            if (each.file_size() > 0) all[name] = contents(name);
         }
         return all;
     }
@@ -94,16 +88,15 @@ class StoreTest : public testing::Test {
     TempRoot temporary;
 };
 
-TEST_F(StoreTest, KeepsWhatWasSetAcrossAReopening) {
-    {
+TEST_F(StoreTest, KilledProcessLosesNothingThatWasSet) {
+    Child child([] {
         Store store(kStore);
-        EXPECT_FALSE(store.find(0));
-        for (const uint32_t id : {7U, 0U, 0xfffffffeU}) ASSERT_TRUE(store.set(id, numbered(id)));
-        ASSERT_TRUE(store.set(7, numbered(70)));
-        ASSERT_TRUE(store.set(8, numbered(8)));
-        ASSERT_TRUE(store.remove(8));
-        ASSERT_TRUE(store.remove(8)) << "what isn't there is removed already";
-    }
+        bool isDone = !store.find(0);
+        for (const uint32_t id : {7U, 0U, 0xfffffffeU}) isDone = isDone && store.set(id, numbered(id));
+        isDone = isDone && store.set(7, numbered(70)) && store.set(8, numbered(8)) && store.remove(8);
+        return isDone && store.remove(8) ? raise(SIGKILL) : 1;  // what isn't there is removed already
+    });
+    EXPECT_EQ(child.wait(), SIGKILL);
     const Store store(kStore);
     EXPECT_THAT(store.ids(), ElementsAre(0, 7, 0xfffffffe));
     EXPECT_EQ(store.get(7).get_u32(u32_id(1)), 70U);
@@ -144,46 +137,31 @@ TEST_F(StoreTest, MissingFileIsNotMadeUnlessAskedAndAnEmptyOneBecomesAStore) {
     EXPECT_FALSE(std::filesystem::exists(file() + ".new"));
 }
 
-TEST_F(StoreTest, FileThatIsNotAStoreIsRefused) {
-    write("contact = noc\n" + std::string(200, '#'));
-    expectRefused("another program's file");
-    write("short");
-    expectRefused("another program's file");
-    std::filesystem::remove(file());
-    std::filesystem::create_directory(file());
-    expectRefused("is a directory");
-    std::filesystem::remove(file());
-    ASSERT_EQ(mkfifo(file().c_str(), 0600), 0);
-    expectRefused("isn't a regular file");
-    std::filesystem::rename(file(), file() + "-elsewhere");
-    std::filesystem::create_symlink(file() + "-elsewhere", file());
-    expectRefused("is a symbolic link");
-}
-
-TEST_F(StoreTest, DamagedOrForeignStoreIsRefused) {
+TEST_F(StoreTest, FileThatIsNotAStoreOrIsDamagedIsRefused) {
+    namespace fs = std::filesystem;
+    const char spoil[] = "UPDATE messages SET value = x'0102' WHERE id = 15";
     const struct {
-        std::function<void()> happens;
         const char* reason;
+        std::function<void()> happens;
     } cases[] = {
-        {[] { overwrite(4096 * 2, std::string(4096, '\x5a')); }, ""},
-        {[] { std::filesystem::resize_file(file(), 4096 * 3 + 100); }, ""},
-        {[] { execute("UPDATE messages SET value = x'0102' WHERE id = 15"); }, "message 15"},
-        {[] { execute("PRAGMA user_version = 2"); }, "layout 2"},
-        {[] { execute("PRAGMA application_id = 0"); }, "another application's database"},
+        {"another program's file", [&] { write("contact = noc\n" + std::string(200, '#')); }},
+        {"another program's file", [&] { write("short"); }},
+        {"is a directory", [] { fs::remove(file()), fs::create_directory(file()); }},
+        {"isn't a regular file", [] { fs::remove(file()), mkfifo(file().c_str(), 0600); }},
+        {"is a symbolic link", [] { fs::rename(file(), file() + "-"), fs::create_symlink(file() + "-", file()); }},
+        {"", [] { overwrite(4096 * 2, std::string(4096, '\x5a')); }},
+        {"", [] { fs::resize_file(file(), 4096 * 3 + 100); }},
+        {"message 15", [&] { execute(spoil); }},
+        {"message 15", [&] { execute(spoil, /*merge=*/false); }},
+        {"layout 2", [] { execute("PRAGMA user_version = 2"); }},
+        {"another application's database", [] { execute("PRAGMA application_id = 0"); }},
     };
-    for (const auto& [happens, reason] : cases) {
+    for (const auto& [reason, happens] : cases) {
         fill();
         happens();
         expectRefused(reason);
-        std::filesystem::remove(file());
+        temporary.remove("tern/store");
     }
-}
-
-TEST_F(StoreTest, DamagedStoreKeepsItsUnmergedChanges) {
-    fill();
-    execute("UPDATE messages SET value = x'0102' WHERE id = 15", /*merge=*/false);
-    ASSERT_GT(std::filesystem::file_size(file() + "-wal"), 0U);
-    expectRefused("message 15");
 }
 
 TEST_F(StoreTest, MessageThatCannotBeReadForAMomentIsNotTakenForMissing) {
@@ -207,54 +185,9 @@ TEST_F(StoreTest, MessageThatCannotBeReadForAMomentIsNotTakenForMissing) {
     }
 }
 
-/// Writes until it is killed, and tells each number once its set has returned true.
-int writeForever(int told) {
-    Store store(kStore);
-    for (uint32_t n = 1;; ++n) {
-        if (!store.set(n % 16, numbered(n)) || ::write(told, &n, sizeof n) != sizeof n) return 1;
-    }
-}
-
-TEST_F(StoreTest, KilledProcessLosesNothingItWasToldIsSet) {
-    for (int round = 0; round < 10; ++round) {
-        int ends[2];
-        ASSERT_EQ(pipe(ends), 0);
-        Child child([&] { return writeForever(ends[1]); });
-        close(ends[1]);
-        std::map<uint32_t, uint32_t> told;
-        uint32_t n = 0;
-        for (int i = 0; i < 20 + 7 * round && read(ends[0], &n, sizeof n) == sizeof n; ++i) told[n % 16] = n;
-        child.end(SIGKILL);
-        while (read(ends[0], &n, sizeof n) == sizeof n) told[n % 16] = n;
-        close(ends[0]);
-        ASSERT_GE(told.size(), 16U);
-
-        const Store store(kStore);
-        for (const auto& [id, last] : told) {
-            const uint32_t kept = store.get(id).get_u32(u32_id(1));
-            EXPECT_TRUE(kept == last || kept == last + 16) << id << ": told " << last << ", kept " << kept;
-        }
-    }
-}
-
-constexpr int kNoRights = 77;
-
-/// Runs the body in a child that sees a 512 KiB file system under the root. @return its exit status
-int onSmallDisk(const std::function<void()>& body) {
-    Child child([&] {
-        if (unshare(geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER) != 0 ||
-            mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-            mount("tmpfs", root().c_str(), "tmpfs", 0, "size=512k") != 0) {
-            return kNoRights;
-        }
-        body();
-        return testing::Test::HasFailure() ? 1 : 0;
-    });
-    return child.exitStatus();
-}
-
 TEST_F(StoreTest, FullDiskFailsTheSetAndKeepsTheOldValue) {
-    const int status = onSmallDisk([] {
+    constexpr int kNoRights = 77;
+    const auto fillsUp = [] {
         uint32_t written = 0;
         {
             Store store(kStore);
@@ -268,7 +201,16 @@ TEST_F(StoreTest, FullDiskFailsTheSetAndKeepsTheOldValue) {
         const Store store(kStore);
         EXPECT_EQ(store.get(0).get_u32(u32_id(1)), 42U);
         EXPECT_EQ(store.ids().size(), written + 1) << "and everything that was answered";
+    };
+    Child child([&] {  // sees a file system of 512 KiB under the root
+        if (unshare(geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER) != 0 ||
+            mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            mount("tmpfs", root().c_str(), "tmpfs", 0, "size=512k") != 0)
+            return kNoRights;
+        fillsUp();
+        return HasFailure() ? 1 : 0;
     });
+    const int status = child.exitStatus();
     if (status == kNoRights) GTEST_SKIP() << "NOT TESTED: no right to mount a small file system";
     EXPECT_EQ(status, 0);
 }

@@ -14,9 +14,8 @@ namespace {
 constexpr uint32_t kPath[] = {24, 2};
 constexpr auto kNoTimer = std::chrono::milliseconds::max();
 
-constexpr uint32_t kNotify = 1;       // sends field 1 notifications about field 2 objects
-constexpr uint32_t kHistory = 2;      // what happened to its subscribers, as strings in field 1
-constexpr uint32_t kNotifyLarge = 3;  // one of field 1 octets
+constexpr uint32_t kNotify = 1;   // sends field 1 notifications of field 3 octets about field 2 objects
+constexpr uint32_t kHistory = 2;  // what happened to its subscribers, as strings in field 1
 
 class Owner : public Handler {
   public:
@@ -24,14 +23,9 @@ class Owner : public Handler {
         message reply;
         if (command == kNotify) {
             for (uint32_t i = 0; i < m.get_u32(u32_id(1)); ++i) {
-                message note = numbered(i);
-                note.insert_u32(field::ObjectId, i % m.get_u32(u32_id(2), 1));
-                notify(kNote, note);
+                const message note = with(numbered(i), string_id(2), std::string(m.get_u32(u32_id(3)), 'x'));
+                notify(kNote, with(note, field::ObjectId, i % m.get_u32(u32_id(2))));
             }
-        } else if (command == kNotifyLarge) {
-            message note;
-            note.insert_string(string_id(2), std::string(m.get_u32(u32_id(1)), 'x'));
-            notify(kNote, note);
         } else if (command == kHistory) {
             reply.insert_string_array(string_array_id(1), history_);
         }
@@ -66,14 +60,11 @@ class Subscriber : public Listener {
 class SubscriptionsTest : public testing::Test {
   protected:
     SubscriptionsTest() { looper_.addHandler(1, &subscriber_); }
-    message command(uint32_t number, uint32_t first = 0, uint32_t second = 1) {
-        return looper_.exchangeMessage(commandOf(number, first, second), 20s);
+    message command(uint32_t number, uint32_t notes = 0, uint32_t objects = 1, uint32_t octets = 0) {
+        return looper_.exchangeMessage(commandOf(number, notes, objects, octets), 20s);
     }
-    static message commandOf(uint32_t number, uint32_t first, uint32_t second) {
-        message m = request(kPath, number);
-        m.insert_u32(u32_id(1), first);
-        m.insert_u32(u32_id(2), second);
-        return m;
+    static message commandOf(uint32_t number, uint32_t notes, uint32_t objects, uint32_t octets = 0) {
+        return with(with(with(request(kPath, number), u32_id(1), notes), u32_id(2), objects), u32_id(3), octets);
     }
     bool receives(size_t count) {
         return eventually([&] { return subscriber_.heard.size() >= count; }, &looper_);
@@ -90,11 +81,8 @@ class SubscriptionsTest : public testing::Test {
     /// Asks the owner over another connection, so that it has handled what we sent before.
     static bool otherCallerIsAnswered() {
         const Descriptor caller = dialBus(24, 1s);
-        message m = request(kPath, kHistory);
-        m.insert_u32(field::RequestId, 1);
-        RawPeer::write(caller.get(), m);
-        pollfd reply = {.fd = caller.get(), .events = POLLIN, .revents = 0};
-        return poll(&reply, 1, 30'000) == 1;
+        RawPeer::write(caller.get(), with(request(kPath, kHistory), field::RequestId, 1));
+        return isReadable(caller.get(), 30'000);
     }
 
     TempRoot root_;
@@ -104,8 +92,7 @@ class SubscriptionsTest : public testing::Test {
 
 TEST_F(SubscriptionsTest, NotificationsArriveInOrderFilteredAndMarkedWithTheirSource) {
     const Peer owner({24}, serve);
-    message filter;
-    filter.insert_u32(u32_id(9), 1);
+    const message filter = with({}, u32_id(9), 1);
     subscriber_.subscribe(kPath, kNote, filter);
     EXPECT_FALSE(isError(command(kNotify, 6, 2)));
     ASSERT_TRUE(receives(3));
@@ -196,9 +183,7 @@ TEST_F(SubscriptionsTest, SlowSubscriberGetsTheLatestStateOfEveryObject) {
 TEST_F(SubscriptionsTest, SubscriberThatNeverReadsIsDroppedBeforeItExhaustsTheOwner) {
     const Peer owner({24}, serve);
     const Descriptor deaf = dialBus(24, 1s);
-    message subscribe = request(kPath, cmd::Subscribe);
-    subscribe.insert_u32(field::NotifyCommand, kNote);
-    RawPeer::write(deaf.get(), subscribe);
+    RawPeer::write(deaf.get(), with(request(kPath, cmd::Subscribe), field::NotifyCommand, kNote));
     ASSERT_TRUE(historyHas("subscribed"));
     EXPECT_FALSE(isError(command(kNotify, 30'000, 30'000)));  // each about another object: nothing can be merged
     EXPECT_TRUE(historyHas("unsubscribed"));
@@ -206,11 +191,8 @@ TEST_F(SubscriptionsTest, SubscriberThatNeverReadsIsDroppedBeforeItExhaustsTheOw
 
 TEST_F(SubscriptionsTest, RefusedSubscriptionIsReportedOnceAndNotRepeated) {
     const Peer owner({24}, [](Looper& looper) {
-        struct Refusing : Owner {
-            message handleCmd(const message& m, uint32_t command) override {
-                if (command == cmd::Subscribe) return errorMsg(error::Refused, "none here");
-                return Owner::handleCmd(m, command);
-            }
+        struct Refusing : Handler {
+            message handleCmd(const message&, uint32_t) override { return errorMsg(error::Refused, "none here"); }
         };
         static Refusing refusing;
         looper.addHandler(kPath, &refusing);
@@ -222,8 +204,7 @@ TEST_F(SubscriptionsTest, RefusedSubscriptionIsReportedOnceAndNotRepeated) {
 TEST_F(SubscriptionsTest, OversizedNotificationIsDroppedAndTheNextOneArrives) {
     const Peer owner({24}, serve);
     subscriber_.subscribe(kPath, kNote, {});
-    command(kNotifyLarge, 300'000);
-    command(kNotifyLarge, 200'000);
+    for (const uint32_t octets : {300'000U, 200'000U}) command(kNotify, 1, 1, octets);
     ASSERT_TRUE(receives(1));
     EXPECT_EQ(subscriber_.heard[0].get_string(string_id(2)).size(), 200'000U);
 }

@@ -26,6 +26,9 @@ class ThinRunnerTest : public testing::Test {
         close(ends_[0]);
         close(ends_[1]);
     }
+    bool watch(int fd, ThinRunner::SocketCallback callback) {
+        return runner_.addSocket(fd, std::move(callback), EPOLLIN);
+    }
     void poke() { ASSERT_EQ(write(ends_[1], "x", 1), 1); }
 
     ThinRunner runner_;
@@ -46,32 +49,21 @@ TEST_F(ThinRunnerTest, CallbackMayRemoveItselfOthersAndPutNewOnesInPlace) {
         runner_.removeSocket(other[0]);
         EXPECT_EQ(witness.size(), 47U);
     };
-    ASSERT_TRUE(runner_.addSocket(ends_[0], callback, EPOLLIN));
-    ASSERT_TRUE(runner_.addSocket(other[0], callback, EPOLLIN));
+    ASSERT_TRUE(watch(ends_[0], callback) && watch(other[0], callback));
     for (int i = 0; i < 5; ++i) runner_.runOnce(0ms);
     EXPECT_EQ(calls, 1);
 
     int replaced = 0;
-    ASSERT_TRUE(runner_.addSocket(
-        ends_[0],
-        [&](int fd, unsigned) {
-            runner_.addSocket(
-                fd, [&](int, unsigned) { ++replaced; }, EPOLLIN);
-        },
-        EPOLLIN));
+    ASSERT_TRUE(watch(ends_[0], [&](int fd, unsigned) { watch(fd, [&](int, unsigned) { ++replaced; }); }));
     EXPECT_TRUE(eventually([&] { return replaced > 0; }, &runner_));
-    close(other[0]);
-    close(other[1]);
+    for (const int fd : other) close(fd);
 }
 
 TEST_F(ThinRunnerTest, RefusedDescriptorIsReportedNotFatal) {
-    EXPECT_FALSE(runner_.addSocket(
-        -1, [](int, unsigned) {}, EPOLLIN));
-    const int null = dup(STDOUT_FILENO);
-    close(null);
-    EXPECT_FALSE(runner_.addSocket(
-        null, [](int, unsigned) {}, EPOLLIN));
-    runner_.removeSocket(null);
+    const int closed = dup(STDOUT_FILENO);
+    close(closed);
+    for (const int fd : {-1, closed}) EXPECT_FALSE(watch(fd, [](int, unsigned) {}));
+    runner_.removeSocket(closed);
 }
 
 TEST_F(ThinRunnerTest, TimersFireOnceInOrderAndCanBeRemovedFromCallbacks) {
@@ -101,8 +93,7 @@ TEST_F(ThinRunnerTest, TimersFireOnceInOrderAndCanBeRemovedFromCallbacks) {
 TEST_F(ThinRunnerTest, DeferredRunBeforeWaitingAndDoNotStarveSockets) {
     bool socketSeen = false;
     poke();
-    ASSERT_TRUE(runner_.addSocket(
-        ends_[0], [&](int, unsigned) { socketSeen = true; }, EPOLLIN));
+    ASSERT_TRUE(watch(ends_[0], [&](int, unsigned) { socketSeen = true; }));
     std::function<void()> again = [&] { runner_.defer(again); };
     runner_.defer(again);
     EXPECT_TRUE(eventually([&] { return socketSeen; }, &runner_));
@@ -139,8 +130,7 @@ TEST_F(ThinRunnerTest, ShutdownBeforeRunReturnsAtOnceAndOnlyOnce) {
 }
 
 TEST_F(ThinRunnerTest, IdleLoopDoesNotWakeUp) {
-    rusage before = {};
-    rusage after = {};
+    rusage before = {}, after = {};
     getrusage(RUSAGE_THREAD, &before);
     EXPECT_FALSE(runner_.runOnce(300ms));
     getrusage(RUSAGE_THREAD, &after);
