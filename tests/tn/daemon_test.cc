@@ -41,8 +41,7 @@ TEST_F(DaemonTest, FoldersAreForTheirOwnerToWriteWhateverTheUmask) {
         EXPECT_EQ(refusal(), "");
         umask(before);
         EXPECT_EQ(refusal(), "bus: 7: another process serves this number\n");
-        EXPECT_EQ(modeOf(rooted("/tern")), 0755U);
-        EXPECT_EQ(modeOf(rooted("/tern/run")), 0755U);
+        for (const char* folder : {"/tern", "/tern/run"}) EXPECT_EQ(modeOf(rooted(folder)), 0755U);
         EXPECT_EQ(modeOf(busFolder()), 0750U);
         std::string why;
         (void)openBusListener(kNumber, why);  // releases the number

@@ -20,9 +20,8 @@ constexpr uint32_t kOneWay = 6;
 class Server : public Handler {
   public:
     Server() {
-        for (uint32_t command = kEcho; command < kOneWay; ++command) {
+        for (uint32_t command = kEcho; command < kOneWay; ++command)
             policySet().add_policy(command, right::Read | right::Write);
-        }
     }
     message cmdUnknown(const message& m, uint32_t command) override {
         switch (command) {

@@ -141,9 +141,8 @@ TEST(Flatten, PacketOfPromisesCostsLittleMemory) {
 #endif
     // Each level promises as many fields as there are octets left for, and holds only the next level.
     Octets promises;
-    for (size_t level = 0; level < kMaxNesting; ++level) {
+    for (size_t level = 0; level < kMaxNesting; ++level)
         promises.u32(static_cast<uint32_t>((kMaxPacket - promises.size()) / 5 - 10)).id(Kind::Message, 1);
-    }
     promises.resize(kMaxPacket);
     EXPECT_EXIT(refuseWithin(promises, 8U << 20), testing::ExitedWithCode(0), "");
 }

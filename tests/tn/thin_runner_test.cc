@@ -115,14 +115,11 @@ TEST_F(ThinRunnerTest, PostedFromThreadsRunOnTheLoopsThread) {
     EXPECT_EQ(ran, 1000);
 }
 
-TEST_F(ThinRunnerTest, SignalsEndTheLoopWhicheverThreadTakesThem) {
+TEST_F(ThinRunnerTest, SignalInAnyThreadOrShutdownEndsOneRunEvenFromBefore) {
     for (const int number : {SIGTERM, SIGINT}) {
         runner_.defer([number] { std::thread([number] { raise(number); }).join(); });
         EXPECT_EQ(runner_.run(), 0);
     }
-}
-
-TEST_F(ThinRunnerTest, ShutdownBeforeRunReturnsAtOnceAndOnlyOnce) {
     runner_.shutdown();
     EXPECT_EQ(runner_.run(), 0);
     runner_.addTimer([&] { runner_.shutdown(); }, 1ms);
