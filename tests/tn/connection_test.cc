@@ -72,9 +72,8 @@ TEST_F(ConnectionTest, MergedNotificationsTakeNoRoomAndEachOwnerIsReportedOncePe
 TEST_F(ConnectionTest, WhatIsNoPacketIsRefusedAtBothEnds) {
     EXPECT_EQ(connection->sendInTurn(packet(1, kMaxPacket)), Sent::TooLarge);
     EXPECT_EQ(connection->sendInTurn({}), Sent::TooLarge) << "an empty packet means the end to its receiver";
-    EXPECT_EQ(connection->sendInTurn(packet(1)), Sent::Yes);
-    EXPECT_EQ(connection->sendInTurn(packet(2, 500)), Sent::Yes);
-    EXPECT_EQ(connection->sendInTurn(std::vector<uint8_t>{9, 9}), Sent::Yes);
+    for (const flat_message& each : {packet(1), packet(2, 500), {9, 9}})
+        EXPECT_EQ(connection->sendInTurn(each), Sent::Yes);
     EXPECT_THAT(received(), ElementsAre(1, 2));
     EXPECT_THAT(received(), IsEmpty()) << "the octets that are no message were consumed";
     EXPECT_EQ(connection->sendInTurn(packet(3, 500)), Sent::Yes);

@@ -70,8 +70,11 @@ TEST_F(DaemonTest, LockOfAHandedOverNumberIsOnlyLeftToWhoStartedTheProcess) {
 }
 
 TEST_F(DaemonTest, RootThatOthersCanChangeIsRefused) {
-    const auto reason = [](const std::string& folder, const std::string& what) {
-        return "root refused: " + folder + ": " + what + "\n";
+    const auto open = [](const std::string& folder) {
+        return "root refused: " + folder + ": writable by users other than its owner\n";
+    };
+    const auto foreign = [](const std::string& folder) {
+        return "root refused: " + folder + ": belongs to user 12345\n";
     };
     for (const char* each : {"/tern", "/tern/store", "/tern/run", "/tern/run/bus"}) {
         const TempRoot root;
@@ -79,20 +82,18 @@ TEST_F(DaemonTest, RootThatOthersCanChangeIsRefused) {
         std::filesystem::create_directories(folder);
         for (const mode_t mode : {0775U, 0757U, 01777U}) {
             ASSERT_EQ(chmod(folder.c_str(), mode), 0);
-            EXPECT_EQ(refusal(), reason(folder, "writable by users other than its owner"));
+            EXPECT_EQ(refusal(), open(folder));
         }
         ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
         if (chown(folder.c_str(), kStranger, getegid()) != 0) continue;  // only root can do this
-        EXPECT_EQ(refusal(), reason(folder, "belongs to user 12345"));
+        EXPECT_EQ(refusal(), foreign(folder));
         ASSERT_EQ(chown(folder.c_str(), 0, getegid()), 0);
         const std::string elsewhere = root.path("elsewhere");
         std::filesystem::rename(folder, elsewhere);
         std::filesystem::create_symlink(elsewhere, folder);
         ASSERT_EQ(lchown(folder.c_str(), kStranger, getegid()), 0);
-        EXPECT_EQ(refusal(), reason(folder, "belongs to user 12345"));
+        EXPECT_EQ(refusal(), foreign(folder));
     }
-    const std::string open = reason(root(), "writable by users other than its owner");
-    const std::string stranger = reason(root(), "belongs to user 12345");
     const uid_t us = geteuid();
     const gid_t ours = getegid();
     const struct {
@@ -101,13 +102,13 @@ TEST_F(DaemonTest, RootThatOthersCanChangeIsRefused) {
         gid_t group;
         std::string refused;
     } cases[] = {
-        {0757, us, ours, open},
+        {0757, us, ours, open(root())},
         {0775, us, ours, ""},  // a private group under a umask of 002
-        {0775, us, kStranger, open},
+        {0775, us, kStranger, open(root())},
         {0755, us, kStranger, ""},
         {01777, us, kStranger, ""},  // as /tmp is
-        {0755, kStranger, ours, stranger},
-        {01777, kStranger, ours, stranger},
+        {0755, kStranger, ours, foreign(root())},
+        {01777, kStranger, ours, foreign(root())},
     };
     for (const auto& [mode, owner, group, refused] : cases) {
         if (chown(root().c_str(), owner, group) != 0) continue;  // for root alone to try

@@ -45,10 +45,6 @@ class StoreTest : public testing::Test {
         Store store(kStore);
         for (uint32_t id = 0; id < 20; ++id) ASSERT_TRUE(store.set(id, sized(1500)));
     }
-    static void overwrite(size_t offset, const std::string& octets) {
-        std::fstream out(file(), std::ios::binary | std::ios::in | std::ios::out);
-        out.seekp(static_cast<std::streamoff>(offset)) << octets;
-    }
     /// @param merge  false leaves the change in the -wal file, as a killed process does
     static void execute(const std::string& sql, bool merge = true) {
         sqlite3* db = nullptr;
@@ -72,17 +68,13 @@ class StoreTest : public testing::Test {
         testing::internal::CaptureStderr();
         {
             Store store(kStore);
-            EXPECT_FALSE(store.find(0));
-            EXPECT_TRUE(store.get(0).empty());
-            EXPECT_TRUE(store.ids().empty());
-            EXPECT_FALSE(store.set(0, numbered(1)));
-            EXPECT_FALSE(store.remove(0));
+            EXPECT_FALSE(store.find(0) || !store.get(0).empty() || !store.ids().empty());
+            EXPECT_FALSE(store.set(0, numbered(1)) || store.remove(0));
             EXPECT_THAT(store.lastError(), AllOf(HasSubstr(reason), Not(HasSubstr("\n"))));
         }
         const std::string lines = testing::internal::GetCapturedStderr();
         EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 1) << lines;
-        EXPECT_THAT(lines, HasSubstr(file()));
-        EXPECT_THAT(lines, HasSubstr(reason));
+        EXPECT_THAT(lines, AllOf(HasSubstr(file()), HasSubstr(reason)));
         for (const auto& [name, octets] : before) EXPECT_TRUE(everyFile()[name] == octets) << name << " was written";
     }
 
@@ -144,7 +136,7 @@ TEST_F(StoreTest, FileThatIsNotAStoreOrIsDamagedIsRefused) {
         {"is a directory", [] { fs::remove(file()), fs::create_directory(file()); }},
         {"isn't a regular file", [] { fs::remove(file()), mkfifo(file().c_str(), 0600); }},
         {"is a symbolic link", [] { fs::rename(file(), file() + "-"), fs::create_symlink(file() + "-", file()); }},
-        {"", [] { overwrite(4096 * 2, std::string(4096, '\x5a')); }},
+        {"", [] { std::fstream(file(), std::ios::in | std::ios::out).seekp(8192) << std::string(4096, 'Z'); }},
         {"", [] { fs::resize_file(file(), 4096 * 3 + 100); }},
         {"message 15", [&] { execute(spoil); }},
         {"message 15", [&] { execute(spoil, /*merge=*/false); }},

@@ -71,12 +71,7 @@ TEST_F(ThinRunnerTest, TimersFireOnceInOrderAndCanBeRemovedFromCallbacks) {
     EXPECT_EQ(runner_.sleepTime(), std::chrono::milliseconds::max());
     const ThinRunner::TimerId removed = runner_.addTimer([&] { order += 'x'; }, 30ms);
     runner_.addTimer([&] { order += 'b'; }, 20ms);
-    runner_.addTimer(
-        [&] {
-            order += 'a';
-            runner_.removeTimer(removed);
-        },
-        5ms);
+    runner_.addTimer([&] { order += 'a', runner_.removeTimer(removed); }, 5ms);
     EXPECT_NE(removed, 0U);
     EXPECT_LE(runner_.sleepTime(), 5ms);
     EXPECT_TRUE(eventually([&] { return order == "ab"; }, &runner_));
