@@ -299,9 +299,7 @@ TEST_F(BusTest, TwoLiveProcessesCannotServeOneNumber) {
     EXPECT_TRUE(first.listening());
     EXPECT_FALSE(second.listening());
     EXPECT_EQ(errorOf(exchange(ask(kEcho))), 0U) << "the first one's socket was taken away";
-    struct stat status = {};
-    ASSERT_EQ(stat((busFolder() + "/24").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0660U);
+    EXPECT_EQ(std::filesystem::status(busFolder() + "/24").permissions(), std::filesystem::perms(0660));
 }
 
 TEST_F(BusTest, ServerOutlivesRubbishFloodsAndCallersThatDoNotRead) {

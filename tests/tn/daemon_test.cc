@@ -16,10 +16,7 @@ namespace {
 constexpr uint32_t kNumber = 7;
 constexpr uid_t kStranger = 12345;
 
-mode_t modeOf(const std::string& path) {
-    struct stat status {};
-    return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
-}
+unsigned modeOf(const std::string& path) { return static_cast<unsigned>(std::filesystem::status(path).permissions()); }
 
 class DaemonTest : public testing::Test {
   protected:

@@ -106,9 +106,7 @@ TEST(Message, PrintsOneFieldPerLineAndNeverRawOctets) {
               "    0x1:u32-array=20,0\n"
               "  }\n"
               "  0x5:message-array={}\n");
-    std::ostringstream line;
-    line << m.get_message(message_id(4));
-    EXPECT_EQ(line.str(), "{0x1:u32-array=20,0}");
+    EXPECT_EQ(testing::PrintToString(m.get_message(message_id(4))), "{0x1:u32-array=20,0}");
 }
 
 }  // namespace
