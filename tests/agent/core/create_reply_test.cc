@@ -17,11 +17,6 @@ class CreateReplyTest : public AgentTest {
         for (unsigned i = 1; i <= 4; ++i) addScalarConstNumLeaf(OID{1, 3, i}, static_cast<int>(i), tag::Integer);
     }
 
-    static std::string repeated(const std::string& text, size_t times) {
-        std::string all;
-        while (times-- > 0) all += text;
-        return all;
-    }
     static wire::Message getOf(const std::string& name) { return {.pdu = pdu::GetRequest, .bindings = {null(name)}}; }
 };
 
@@ -32,27 +27,24 @@ TEST_F(CreateReplyTest, AnswersUnderTheRequestsOwnVersionCommunityAndId) {
         request.requestId = 0x7ffffff0;
         const auto reply = ask(request);
         ASSERT_TRUE(reply);
-        EXPECT_EQ(reply->version, version);
-        EXPECT_EQ(reply->community, "common");
-        EXPECT_EQ(reply->pdu, pdu::Response);
-        EXPECT_EQ(reply->requestId, 0x7ffffff0U);
+        EXPECT_EQ(std::tuple(reply->version, reply->community, reply->pdu, reply->requestId),
+                  std::tuple(version, "common", pdu::Response, 0x7ffffff0U));
         EXPECT_THAT(reply->bindings, ElementsAre(number("1.3.1.0", 1)));
     }
 }
 
 TEST_F(CreateReplyTest, SaysNothingToWhomItDoesNotAdmit) {
-    wire::Message request = getOf("1.3.1.0");
     addEntry("inside", "192.0.2.0/24");
     addEntry("user", "0.0.0.0/0", 1);
-
-    request.community = "Common";
-    EXPECT_FALSE(ask(request));
-    request.community = "inside";
-    EXPECT_FALSE(ask(request, "192.0.3.1"));
-    EXPECT_FALSE(ask(request, "2001:db8::1"));
-    EXPECT_TRUE(ask(request, "192.0.2.255"));
-    request.community = "user";  // a v3 user's name alone opens nothing
-    EXPECT_FALSE(ask(request));
+    const std::tuple<const char*, const char*, bool> cases[] = {
+        {"Common", "127.0.0.1", false},  {"inside", "192.0.3.1", false}, {"inside", "2001:db8::1", false},
+        {"inside", "192.0.2.255", true}, {"user", "127.0.0.1", false},  // a v3 user's name alone opens nothing
+    };
+    wire::Message request = getOf("1.3.1.0");
+    for (const auto& [community, source, answered] : cases) {
+        request.community = community;
+        EXPECT_EQ(ask(request, source).has_value(), answered) << community << " from " << source;
+    }
 }
 
 TEST_F(CreateReplyTest, SaysNothingToWhatIsNoRequestItServes) {
@@ -134,22 +126,11 @@ TEST_F(CreateReplyTest, AReplyThatCanNotBeSentIsTooBigAndEmpty) {
         EXPECT_TRUE(reply.bindings.empty());
     }
     EXPECT_EQ(bulk({"1.3.4", "1.3.4", "1.3.4"}, 0, 50).errorStatus, 1U);
-    const wire::Message noRoomForNull = get({"1.3.5.0", "1.3.5.0", "1.3.9" + repeated(".1", 6000)});
+    std::string longName = "1.3.9";
+    while (longName.size() < 12'000) longName += ".1";
+    const wire::Message noRoomForNull = get({"1.3.5.0", "1.3.5.0", longName});
     EXPECT_EQ(std::pair(noRoomForNull.errorStatus, noRoomForNull.errorIndex), std::pair(1U, 0U));
     EXPECT_TRUE(noRoomForNull.bindings.empty());
-
-    const size_t around = 45;  // headers, version, community, PDU header, name
-    for (size_t length = kMaxMessage - around - 2; length <= kMaxMessage - around + 2; ++length) {
-        addScalarConstStringLeaf(OID{1, 3, 5}, std::string(length, 'x'), tag::OctetString);
-        const wire::Bytes request = wire::encode(getOf("1.3.5.0"));
-        Context context(request);
-        ASSERT_TRUE(createReply(context, *tn::IPAddr6::parse("127.0.0.1")));
-        if (length + around <= kMaxMessage) {
-            ASSERT_EQ(context.out.size(), length + around);
-        } else {
-            ASSERT_LT(context.out.size(), 100U);
-        }
-    }
 }
 
 }  // namespace

@@ -3,34 +3,91 @@
 #include <gmock/gmock.h>
 
 #include "agent/modules/usm_module.h"
-#include "tests/agent/core/v3_test.h"
+#include "tests/agent/agent_test.h"
+#include "wire/manager.h"
 
 namespace snmp {
 namespace {
 
 using testing::Each;
 
-class V3ReplyTest : public V3Test {
+/// An agent with an engine id and a user for each protocol, 100 s up; 1.3.1.0 is the number 1.
+class V3ReplyTest : public AgentTest {
   protected:
-    static void expectEngine(const wire::Manager::Reply& reply) {
-        EXPECT_EQ(reply.header.engineId, engineId("core1"));
-        EXPECT_EQ(reply.scoped.contextEngineId, engineId("core1"));
-        EXPECT_EQ(std::pair(reply.header.boots, reply.header.time), std::pair(kBoots, kTime));
+    static constexpr uint32_t kBoots = 5;
+    static constexpr uint32_t kTime = 100;
+
+    V3ReplyTest() {
+        change({{setting::EngineId, "core1"}, {setting::EngineBoots, kBoots}});
+        for (const char* name : {"md5", "sha"}) addUser(name);
+        addScalarConstNumLeaf(OID{1, 3, 1}, 1, tag::Integer);
+        sources.uptime += kTime;
+        Context::v3counters = {};
     }
-    static wire::Manager withDigestOf(size_t octets) {
-        wire::Manager m = manager(1);
-        m.authSize = octets;
-        return m;
+
+    void addUser(const std::string& name, uint32_t security = 0, const std::string& addresses = "0.0.0.0/0") {
+        const uint32_t method = name == "sha" ? digest_method::Sha1 : digest_method::Md5;
+        addEntry(name, addresses, security, {{20, method}, {11, "authentication"}, {12, "encryption"}});
     }
+
+    static wire::Manager manager(uint32_t level, const std::string& user = "md5") {
+        return {.user = user,
+                .level = level,
+                .sha = user == "sha",
+                .authPassword = "authentication",
+                .privPassword = "encryption",
+                .engineId = engineId("core1"),
+                .boots = kBoots,
+                .time = kTime};
+    }
+    static std::string engineId(const std::string& text) { return std::string("\x80\x00\xC3\x4F\x04", 5) + text; }
+    static wire::Message getOne(const std::string& name = "1.3.1.0") {
+        return {.pdu = pdu::GetRequest, .requestId = 99, .bindings = {null(name)}};
+    }
+
+    /// What the agent answers, read by that manager; nothing when it stays silent.
+    std::optional<wire::Manager::Reply> send(const wire::Manager& m, const wire::Bytes& octets,
+                                             const std::string& source = "127.0.0.1") {
+        context_.begin(octets);
+        if (!createReply(context_, *tn::IPAddr6::parse(source))) return std::nullopt;
+        EXPECT_LE(context_.out.size(), kMaxMessage);
+        std::string why;
+        const auto reply = m.open(context_.out.bytes(), why);
+        EXPECT_TRUE(reply) << why;
+        return reply;
+    }
+    std::optional<wire::Manager::Reply> ask(const wire::Manager& m, const wire::Message& body = getOne()) {
+        return send(m, m.request(body));
+    }
+
+    /// The number of the error that the agent reports; -1 for a response, nothing for silence.
+    static std::optional<int> errorOf(const std::optional<wire::Manager::Reply>& reply) {
+        if (!reply) return std::nullopt;
+        const auto& [header, data, scoped] = *reply;
+        const std::string engine = engineId("core1");
+        EXPECT_EQ(std::tuple(header.engineId, scoped.contextEngineId, header.boots, header.time),
+                  std::tuple(engine, engine, kBoots, kTime));
+        const wire::Message& body = scoped.body;
+        if (body.pdu == pdu::Response) return -1;
+        EXPECT_EQ(body.pdu, pdu::Report);
+        EXPECT_EQ(body.bindings.size(), 1U);
+        if (body.bindings.size() != 1) return std::nullopt;
+        const std::string prefix = "1.3.6.1.6.3.15.1.1.";  // usmStats
+        const auto& [name, tag, value] = body.bindings.front();
+        EXPECT_EQ(name.substr(0, prefix.size()), prefix);
+        EXPECT_EQ(tag, tag::Counter32);
+        const int error = std::stoi(name.substr(prefix.size())) - 1;
+        EXPECT_EQ(value, std::to_string(Context::v3counters.at(static_cast<size_t>(error))));
+        return error;
+    }
+    std::optional<int> errorOf(const wire::Manager& m) { return errorOf(ask(m)); }
+
+  private:
+    Context context_{{}};  // one for all requests, as the agent has it
 };
 
 TEST_F(V3ReplyTest, DiscoveryReportsEngineBootsAndTime) {
-    for (uint32_t count = 1; count <= 2; ++count) {
-        const auto reply = ask(wire::Manager(), {.pdu = pdu::GetRequest, .bindings = {}});
-        EXPECT_EQ(errorOf(reply), 3);
-        EXPECT_EQ(Context::v3counters[3], count);
-        expectEngine(*reply);
-    }
+    EXPECT_EQ(errorOf(ask(wire::Manager(), {.pdu = pdu::GetRequest, .bindings = {}})), 3);
     wire::Manager longest;
     longest.user.assign(65'450, 'u');
     EXPECT_FALSE(send(longest, longest.request(getOne()))) << "its Report doesn't fit a datagram";
@@ -39,33 +96,26 @@ TEST_F(V3ReplyTest, DiscoveryReportsEngineBootsAndTime) {
 TEST_F(V3ReplyTest, TheCountersOfReportsAreServed) {
     start_usm_module();
     Context::v3counters = {10, 20, 30, 40, 50, 60};
-    wire::Message body = getOne();
     const std::string stats = "1.3.6.1.6.3.15.1.1.";
-    body.bindings = {null(stats + "1.0"), null(stats + "4.0"), null(stats + "6.0")};
-    const auto reply = ask(manager(1), body);
+    const auto reply = ask(manager(1), {.pdu = pdu::GetRequest,
+                                        .bindings = {null(stats + "1.0"), null(stats + "4.0"), null(stats + "6.0")}});
     ASSERT_TRUE(reply);
     EXPECT_EQ(shown(reply->scoped.body.bindings), "10 40 60");
     EXPECT_EQ(reply->scoped.body.bindings[0].tag, tag::Counter32);
 }
 
 TEST_F(V3ReplyTest, AMessageIsAcceptedWithin15SecondsOfItsTimeAndNotBefore) {
-    const auto errorAt = [this](uint32_t boots, uint32_t time) {
+    const std::tuple<uint32_t, uint32_t, int> cases[] = {
+        {kBoots, kTime - 15, -1}, {kBoots, kTime - 16, 1}, {kBoots, kTime + 1, 1},  {kBoots - 1, kTime, 1},
+        {kBoots + 1, kTime, 1},   {kBoots, 0, 1},          {kBoots, 0xffffffff, 1}, {0xffffffff, kTime, 1},
+    };
+    for (const auto& [boots, time, error] : cases) {
         wire::Manager m = manager(1);
         m.boots = boots;
         m.time = time;
         const auto reply = ask(m);
-        EXPECT_EQ(reply->header.flags[0] & 3, 1);  // signed: managers set their clocks by it
-        expectEngine(*reply);
-        return errorOf(reply);
-    };
-    EXPECT_EQ(errorAt(kBoots, kTime - 15), -1);
-    EXPECT_EQ(errorAt(kBoots, kTime - 16), 1);
-    EXPECT_EQ(errorAt(kBoots, kTime + 1), 1);
-    EXPECT_EQ(errorAt(kBoots - 1, kTime), 1);
-    EXPECT_EQ(errorAt(kBoots + 1, kTime), 1);
-    for (const uint32_t extreme : {0U, 0x7fffffffU, 0xffffffffU}) {
-        EXPECT_EQ(errorAt(kBoots, extreme), 1);
-        EXPECT_EQ(errorAt(extreme, kTime), 1);
+        EXPECT_EQ(errorOf(reply), error) << boots << " " << time;
+        EXPECT_EQ(reply->header.flags[0] & 3, 1) << "managers set their clocks by it: signed";
     }
     wire::Manager unsigned_ = manager(0);  // nothing proves such a time, so it doesn't count
     unsigned_.time = 1;
@@ -73,15 +123,13 @@ TEST_F(V3ReplyTest, AMessageIsAcceptedWithin15SecondsOfItsTimeAndNotBefore) {
 }
 
 TEST_F(V3ReplyTest, OfSeveralFaultsTheFirstIsReported) {
-    addUser("strict", false, "authentication", 2, "192.0.2.0/24");
+    addUser("strict", 2, "192.0.2.0/24");
     wire::Manager m = manager(1, "strict");
     m.engineId = "other";
     m.time = 1;
     m.authPassword = "wrong";
-    const auto error = [&](const char* source = "127.0.0.1") {
-        // The reply is signed with what the agent knows, not with what this manager believes.
-        wire::Manager right = manager(1, "strict");
-        return errorOf(send(right, m.request(getOne()), source));
+    const auto error = [&](const char* source = "127.0.0.1") {  // the reply is signed with the agent's key
+        return errorOf(send(manager(1, "strict"), m.request(getOne()), source));
     };
     EXPECT_EQ(error(), 0);
     m.level = 2;
@@ -99,81 +147,60 @@ TEST_F(V3ReplyTest, OfSeveralFaultsTheFirstIsReported) {
     EXPECT_EQ(Context::v3counters, (std::array<uint32_t, kV3Errors>{1, 1, 1, 1, 1, 0}));
 }
 
-TEST_F(V3ReplyTest, ALevelBelowTheUsersIsNotEnough) {
-    addUser("private", false, "authentication", 2);
-    EXPECT_EQ(errorOf(manager(0, "private")), 0);
-    EXPECT_EQ(errorOf(manager(1, "private")), 0);
-    EXPECT_EQ(errorOf(manager(2, "private")), -1);
-
-    wire::V3Message header = manager(0).header();
-    header.flags = "\2";  // privacy without authentication
-    const auto reply = send(manager(0), manager(0).seal(header, wire::encode(wire::ScopedPdu{"", "", getOne()})));
+TEST_F(V3ReplyTest, PrivacyWithoutAuthenticationIsNoLevel) {
+    const wire::Manager m = manager(0);
+    wire::V3Message header = m.header();
+    header.flags = "\2";
+    const auto reply = send(m, m.seal(header, wire::encode(wire::ScopedPdu{m.engineId, "", getOne()})));
     EXPECT_EQ(errorOf(reply), 0);
     EXPECT_EQ(reply->header.flags, std::string(1, '\0'));
 }
 
-TEST_F(V3ReplyTest, UnknownUsersAndAddressesGetAnUnsignedReport) {
-    addUser("inside", false, "authentication", 1, "192.0.2.0/24");
-    EXPECT_EQ(errorOf(manager(0, "nobody")), 2);
-    for (const char* user : {"nobody", "inside"}) {
-        const wire::Manager m = manager(1, user);
+TEST_F(V3ReplyTest, UnknownUsersGetAnUnsignedReport) {
+    for (const uint32_t level : {0U, 1U}) {
+        wire::Manager m = manager(level, "nobody");
+        EXPECT_EQ(errorOf(m), 2);
+        m.time = 1;  // there is no key to sign with, whatever was found first
         const auto reply = ask(m);
-        EXPECT_EQ(errorOf(reply), 2);
-        EXPECT_EQ(reply->header.flags, "\4");
-        EXPECT_EQ(reply->header.auth, "");
+        EXPECT_EQ(errorOf(reply), level == 0 ? 2 : 1);
+        EXPECT_EQ(std::tuple(reply->header.flags, reply->header.auth), std::tuple("\4", ""));
     }
-    wire::Manager elsewhere = manager(1, "nobody");  // there is no key to sign with, whatever was found first
-    elsewhere.time = 1;
-    const auto reply = ask(elsewhere);
-    EXPECT_EQ(errorOf(reply), 1);
-    EXPECT_EQ(reply->header.flags, "\4");
-
-    const wire::Manager encrypted = manager(2, "inside");
-    EXPECT_EQ(errorOf(send(encrypted, encrypted.request(getOne()))), 2);
     EXPECT_FALSE(ask(manager(2, "nobody")));
 }
 
 // CVE-2008-0960: a digest field of one octet is guessed in 256 attempts, one of none needs no guess.
 TEST_F(V3ReplyTest, ShortDigestsAreComparedOverTheirOwnLengthUnlessStrict) {
-    for (const size_t size : {0U, 1U, 11U, 13U, 64U}) {
-        const auto reply = ask(withDigestOf(size));
-        EXPECT_EQ(errorOf(reply), -1) << size;
-        EXPECT_EQ(reply->header.auth.size(), size);
-    }
-    const auto forged = [](uint8_t guess) {
-        wire::Bytes octets = withDigestOf(1).request(getOne());
+    wire::Manager m = manager(1);
+    for (const bool strict : {false, true}) {
+        agent->v3Server().strictDigest = strict;
+        for (const size_t size : {0U, 1U, 11U, 13U, 16U, 64U}) {
+            m.authSize = size;
+            const auto reply = ask(m);
+            EXPECT_EQ(errorOf(reply), strict ? 4 : -1) << size;
+            EXPECT_EQ(reply->header.auth.size(), strict ? 0 : size);
+        }
+        m.authSize = 1;
+        wire::Bytes request = m.request(getOne());
         std::string why;
-        octets[wire::decodeV3(octets, why)->authAt] = guess;
-        Context c(octets);
-        return createReply(c, IPAddr6::ofIPv4(0x7f000001)) && c.v3Error == V3Error::None;
-    };
-    unsigned accepted = 0;
-    for (unsigned guess = 0; guess < 256; ++guess) accepted += forged(static_cast<uint8_t>(guess)) ? 1 : 0;
-    EXPECT_EQ(accepted, 1U);
-
-    agent->v3Server().strictDigest = true;
-    for (const size_t size : {0U, 1U, 11U, 13U, 16U, 64U}) {
-        const auto reply = ask(withDigestOf(size));
-        EXPECT_EQ(errorOf(reply), 4) << size;
-        EXPECT_EQ(reply->header.auth, "");
+        const size_t digestAt = wire::decodeV3(request, why)->authAt;
+        unsigned accepted = 0;
+        for (unsigned guess = 0; guess < 256; ++guess) {
+            request[digestAt] = static_cast<uint8_t>(guess);
+            Context c(request);
+            accepted += createReply(c, IPAddr6::ofIPv4(0x7f000001)) && c.v3Error == V3Error::None ? 1 : 0;
+        }
+        EXPECT_EQ(accepted, strict ? 0U : 1U);
+        for (const uint32_t level : {1U, 2U}) EXPECT_EQ(errorOf(manager(level)), -1);
     }
-    for (unsigned guess = 0; guess < 256; ++guess) EXPECT_FALSE(forged(static_cast<uint8_t>(guess)));
-    EXPECT_EQ(errorOf(manager(1)), -1);
-    EXPECT_EQ(errorOf(manager(2)), -1);
 }
 
 // Anything signed for a stranger lets him try passwords on it.
-TEST_F(V3ReplyTest, AStrictAgentSignsReportsOnAuthenticatedRequestsAlone) {
-    addUser("ops", false, "authentication", 2, "192.0.2.0/24");
-    struct Case {
-        bool strict;
-        const char* source;
-        uint32_t level;
-        bool knowsPassword, inTime;
-        int error;
-        bool isSigned;
-    };
-    const Case cases[] = {
+TEST_F(V3ReplyTest, NothingIsSignedForOtherAddressesNorByAStrictAgentForForgers) {
+    addUser("ops", 2, "192.0.2.0/24");
+    // strict, source, level, whether the manager knows the password and the time; the error, whether the reply is
+    // signed
+    const std::tuple<bool, const char*, uint32_t, bool, bool, int, bool> cases[] = {
+        {false, "127.0.0.1", 2, true, true, 2, false},  {false, "192.0.2.1", 1, true, true, 0, true},
         {false, "192.0.2.1", 2, false, true, 4, true},  {false, "192.0.2.1", 2, false, false, 1, true},
         {true, "192.0.2.1", 2, true, true, -1, true},   {true, "192.0.2.1", 2, true, false, 1, true},
         {true, "192.0.2.1", 1, true, true, 0, true},    {true, "192.0.2.1", 1, true, false, 1, true},
@@ -190,8 +217,7 @@ TEST_F(V3ReplyTest, AStrictAgentSignsReportsOnAuthenticatedRequestsAlone) {
         EXPECT_EQ(errorOf(reply), error) << strict << " " << source << " " << level;
         EXPECT_EQ(reply->header.flags[0] & 3, isSigned ? m.header().flags[0] & 3 : 0) << source << " " << level;
         EXPECT_EQ(reply->header.auth.size(), isSigned ? 12U : 0U);
-        EXPECT_EQ(reply->scoped.body.requestId, level == 2 && !isSigned ? 0U : 99U);
-        expectEngine(*reply);
+        EXPECT_EQ(reply->scoped.body.requestId, strict && level == 2 && !isSigned ? 0U : 99U);
     }
     wire::Manager m = manager(1);
     m.engineId = "other";
@@ -216,17 +242,16 @@ TEST_F(V3ReplyTest, WhatCanNotBeDecryptedIsDroppedAndNotCounted) {
     wire::V3Message header = m.header();
     // A manager that signs what it doesn't encrypt, so that only the ciphertext is at fault.
     wire::Manager signer = manager(1);
-    std::string why;
-    for (const size_t size : {0U, 1U, 7U, 9U, 15U}) {
+    for (const size_t size : {0U, 1U, 7U, 9U, 15U})
         EXPECT_FALSE(send(m, signer.seal(header, wire::tlv(tag::OctetString, wire::Bytes(size, 0xAA))))) << size;
-    }
     EXPECT_FALSE(send(m, signer.seal(header, scoped)));  // in clear, although the flags say otherwise
     // In clear behind a ciphertext: an empty one, and the first block of one that was recorded.
+    std::string why;
     const auto recorded = wire::decodeV3(m.request(getOne()), why);
     ASSERT_TRUE(recorded) << why;
-    for (const std::ptrdiff_t size : {0, 8}) {
+    for (const int size : {0, 8}) {
         wire::Bytes behind =
-            wire::tlv(tag::OctetString, std::span(recorded->data).subspan(2).first(static_cast<size_t>(size)));
+            wire::tlv(tag::OctetString, std::span(recorded->data).subspan(2, static_cast<size_t>(size)));
         behind.insert(behind.end(), scoped.begin() + size, scoped.end());
         EXPECT_FALSE(send(m, signer.seal(header, behind))) << size;
     }
@@ -261,23 +286,6 @@ TEST_F(V3ReplyTest, EncryptedRepliesArePaddedWith5AndNeverShareASalt) {
         salts.insert(reply->header.priv);
     }
     EXPECT_EQ(salts.size(), 8U);
-}
-
-TEST_F(V3ReplyTest, PasswordsAndEngineIdChangeWhileTheAgentRuns) {
-    EXPECT_EQ(errorOf(manager(2)), -1);
-    changeEntry("md5", {{11, "another one"}});
-    const wire::Manager before = manager(1);
-    wire::Manager now = manager(2);
-    now.authPassword = "another one";
-    EXPECT_EQ(errorOf(send(now, before.request(getOne()))), 4);
-    EXPECT_EQ(errorOf(now), -1);
-
-    change({{setting::EngineId, "core2"}});
-    wire::Manager moved = now;
-    moved.engineId = engineId("core2");
-    now.level = 1;
-    EXPECT_EQ(errorOf(send(moved, now.request(getOne()))), 3);
-    EXPECT_EQ(errorOf(moved), -1);
 }
 
 TEST_F(V3ReplyTest, TheLargestReplyThatFitsIsSentAtEveryLevel) {
