@@ -38,17 +38,16 @@ void AgentTest::restart() {
     agent->init();
 }
 
-std::string AgentTest::errorOf(std::span<const uint32_t> path, uint32_t command, Fields fields) {
+std::string AgentTest::errorOf(std::span<const uint32_t> path, uint32_t command, const Fields& fields) {
     tn::message request = tn::request(path, command);
     return tn::getError(agent->exchangeMessage(put(request, fields)));
 }
 
-void AgentTest::change(Fields settings) { EXPECT_EQ(errorOf(agent->path(), tn::cmd::Set, settings), ""); }
+void AgentTest::change(const Fields& settings) { EXPECT_EQ(errorOf(agent->path(), tn::cmd::Set, settings), ""); }
 
 void AgentTest::changeEntry(const std::string& name, Fields what) {
-    tn::message request = tn::request(agent->communities().path(), tn::cmd::SetObj);
-    request.insert_u32(tn::field::ObjectId, agent->communities().find(name)->id);
-    EXPECT_EQ(tn::getError(agent->exchangeMessage(put(request, what))), "");
+    what.emplace_back(tn::field::ObjectId, agent->communities().find(name)->id);
+    EXPECT_EQ(errorOf(agent->communities().path(), tn::cmd::SetObj, what), "");
 }
 
 void AgentTest::opensCommon(bool write) {
@@ -61,9 +60,8 @@ void AgentTest::addEntry(const std::string& name, const std::string& addresses, 
     const tn::message address = prefix->isIPv4()
                                     ? messageOf({{8, Ip4{prefix->address().getIPv4()}}, {9, Ip4{prefix->mask4()}}})
                                     : messageOf({{22, prefix->address()}, {23, uint32_t{prefix->length()}}});
-    tn::message entry = tn::request(agent->communities().path(), tn::cmd::AddObj);
-    put(entry, {{5, name}, {15, security}, {27, Messages{address}}});
-    EXPECT_EQ(tn::getError(agent->exchangeMessage(put(entry, more))), "");
+    more.insert(more.end(), {{5, name}, {15, security}, {27, Messages{address}}});
+    EXPECT_EQ(errorOf(agent->communities().path(), tn::cmd::AddObj, more), "");
 }
 
 void AgentTest::removeEntry(const std::string& name) {
@@ -91,14 +89,12 @@ wire::Message AgentTest::must(const wire::Message& request) {
     return reply.value_or(wire::Message{});
 }
 
-wire::Message AgentTest::must(uint8_t pdu, const std::vector<std::string>& names, wire::Message request) {
-    request.pdu = pdu;
+wire::Message AgentTest::must(uint8_t pdu, const std::vector<std::string>& names, uint32_t version,
+                              uint32_t nonRepeaters, uint32_t repetitions) {
+    wire::Message request{
+        .version = version, .pdu = pdu, .errorStatus = nonRepeaters, .errorIndex = repetitions, .bindings = {}};
     for (const std::string& name : names) request.bindings.push_back(null(name));
     return must(request);
-}
-
-wire::Message AgentTest::get(const std::vector<std::string>& names, uint32_t version) {
-    return must(pdu::GetRequest, names, {.version = version, .bindings = {}});
 }
 
 std::string AgentTest::shown(const std::vector<wire::Binding>& bindings) {
@@ -132,16 +128,6 @@ std::string AgentTest::row(const std::string& entry, const std::vector<uint32_t>
     return values(names);
 }
 
-wire::Message AgentTest::next(const std::vector<std::string>& names, uint32_t version) {
-    return must(pdu::GetNextRequest, names, {.version = version, .bindings = {}});
-}
-
-wire::Message AgentTest::bulk(const std::vector<std::string>& names, uint32_t nonRepeaters, uint32_t repetitions,
-                              uint32_t version) {
-    return must(pdu::GetBulkRequest, names,
-                {.version = version, .errorStatus = nonRepeaters, .errorIndex = repetitions, .bindings = {}});
-}
-
 std::vector<wire::Binding> AgentTest::walk(const std::string& prefix, uint32_t repetitions, uint32_t version) {
     std::vector<wire::Binding> all;
     const std::string start = prefix.ends_with('.') ? prefix.substr(0, prefix.size() - 1) : prefix;
@@ -159,10 +145,6 @@ std::vector<wire::Binding> AgentTest::walk(const std::string& prefix, uint32_t r
         }
     }
     return all;
-}
-
-wire::Message AgentTest::set(const std::vector<wire::Binding>& bindings, uint32_t version) {
-    return must({.version = version, .pdu = pdu::SetRequest, .bindings = bindings});
 }
 
 }  // namespace snmp

@@ -58,20 +58,28 @@ class AgentTest : public testing::Test {
     void addEntry(const std::string& name, const std::string& addresses, uint32_t security = 0, Fields more = {});
     void removeEntry(const std::string& name);
     /// Changes settings, and an entry of the communities.
-    void change(Fields settings);
+    void change(const Fields& settings);
     void changeEntry(const std::string& name, Fields what);
     /// What the agent says to a command with fields at a path: the text of the error, or nothing.
-    std::string errorOf(std::span<const uint32_t> path, uint32_t command, Fields fields);
+    std::string errorOf(std::span<const uint32_t> path, uint32_t command, const Fields& fields);
 
     /// The agent's answer, checked by a strict decoder; nothing when it stays silent.
     std::optional<wire::Message> ask(const wire::Message& request, const std::string& source = "127.0.0.1");
     std::optional<wire::Message> askBytes(const wire::Bytes& request, const std::string& source = "127.0.0.1");
 
-    wire::Message get(const std::vector<std::string>& names, uint32_t version = kVersion2c);
-    wire::Message next(const std::vector<std::string>& names, uint32_t version = kVersion2c);
+    wire::Message get(const std::vector<std::string>& names, uint32_t version = kVersion2c) {
+        return must(pdu::GetRequest, names, version);
+    }
+    wire::Message next(const std::vector<std::string>& names, uint32_t version = kVersion2c) {
+        return must(pdu::GetNextRequest, names, version);
+    }
     wire::Message bulk(const std::vector<std::string>& names, uint32_t nonRepeaters, uint32_t repetitions,
-                       uint32_t version = kVersion2c);
-    wire::Message set(const std::vector<wire::Binding>& bindings, uint32_t version = kVersion2c);
+                       uint32_t version = kVersion2c) {
+        return must(pdu::GetBulkRequest, names, version, nonRepeaters, repetitions);
+    }
+    wire::Message set(const std::vector<wire::Binding>& bindings, uint32_t version = kVersion2c) {
+        return must({.version = version, .pdu = pdu::SetRequest, .bindings = bindings});
+    }
     /// Values as people read them, a space between: addresses with dots, integers with their sign, octets that can't be
     /// printed in hexadecimal digits, '' for none at all, and a - where there is no such object.
     static std::string shown(const std::vector<wire::Binding>& bindings);
@@ -103,7 +111,8 @@ class AgentTest : public testing::Test {
 
   private:
     wire::Message must(const wire::Message& request);
-    wire::Message must(uint8_t pdu, const std::vector<std::string>& names, wire::Message request);
+    wire::Message must(uint8_t pdu, const std::vector<std::string>& names, uint32_t version, uint32_t nonRepeaters = 0,
+                       uint32_t repetitions = 0);
 };
 
 }  // namespace snmp

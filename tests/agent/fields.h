@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <initializer_list>
 #include <string>
 #include <utility>
 #include <variant>
@@ -47,15 +46,15 @@ struct Field {
     uint32_t number;
     Value value;
 };
-using Fields = std::initializer_list<Field>;
+using Fields = std::vector<Field>;
 
 /// Puts fields into a message, in the place of those of the same number and kind.
-inline tn::message& put(tn::message& m, Fields fields) {
+inline tn::message& put(tn::message& m, const Fields& fields) {
     for (const Field& field : fields) field.into(m);
     return m;
 }
 
-inline tn::message messageOf(Fields fields) {
+inline tn::message messageOf(const Fields& fields) {
     tn::message m;
     return put(m, fields);
 }
