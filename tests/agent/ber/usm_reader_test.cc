@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "agent/ber/tags.h"
 #include "tests/agent/ber/octets.h"
 #include "wire/manager.h"
@@ -60,19 +62,18 @@ TEST(UsmReader, WhatHoldsNoScopedPduIsAgainAsItWasReceived) {
 }
 
 TEST(UsmReader, SecurityParametersThatLeaveTheirOctetStringAreRefused) {
-    wire::V3Message header = wire::Manager().header();
-    header.data = wire::encode(wire::ScopedPdu{"", "", {.pdu = pdu::GetRequest, .bindings = {}}});
-    wire::Bytes message = wire::encode(header);
+    const wire::Manager stranger;
+    wire::Bytes message = stranger.request({.pdu = pdu::GetRequest, .bindings = {}});
     const auto canRead = [&message] {
         UsmReader in(message);
         V3Error error = V3Error::None;
         return in.getVersion() == 3 && in.readV3Info(error);
     };
     EXPECT_TRUE(canRead());
-    for (size_t at = 0; at + 3 < message.size(); ++at) {
-        const bool isOctetString = message[at] == tag::OctetString && message[at + 2] == tag::Sequence;
-        if (isOctetString && message[at + 1] == message[at + 3] + 2) --message[at + 1];
-    }
+    const wire::Bytes header = {tag::OctetString, 16, tag::Sequence, 14};
+    const auto found = std::ranges::search(message, header);
+    ASSERT_FALSE(found.empty());
+    --found[1];
     EXPECT_FALSE(canRead());
 }
 
