@@ -16,26 +16,17 @@ class HealthModuleTest : public AgentTest {
     tn::message& board = owner(health::kPath).reply;
 };
 
-TEST_F(HealthModuleTest, AReadingIsServedOnceItHasBeenSeen) {
+TEST_F(HealthModuleTest, AReadingIsServedOnceItHasBeenSeenAndThenKeepsItsDefault) {
     board.insert_u32(health::Voltage, 121);
     start_health_module();
     EXPECT_EQ(shown(walk(kHealth)), "121 n/a");
-
     board.insert_u32(health::BoardTemperature, 45);
     EXPECT_EQ(value(kHealth + "10.0"), "error 2");
     EXPECT_EQ(value(kHealth + "9.0"), "n/a");  // queries the owner, which has a temperature now
     EXPECT_EQ(value(kHealth + "10.0"), "450");
-
     board.insert_u32(health::ProcessorTemperature, static_cast<uint32_t>(-20));
     (void)value(kHealth + "8.0");
     EXPECT_EQ(shown(walk(kHealth)), "121 n/a 450 -200");
-    EXPECT_EQ(value(kHealth + "11.0"), "-200");
-}
-
-TEST_F(HealthModuleTest, WhatWasServedOnceStaysWithItsDefault) {
-    for (const tn::u32_id field : {health::Voltage, health::BoardTemperature, health::ProcessorTemperature})
-        board.insert_u32(field, 30);
-    start_health_module();
     for (const tn::message& gone : {tn::message(), tn::errorMsg(tn::error::Unreachable, "no owner")}) {
         board = gone;
         EXPECT_EQ(shown(walk(kHealth)), "0 n/a -2730 -2730");

@@ -46,22 +46,18 @@ TEST_F(VendorModuleTest, ScriptsRunAndAreRenamed) {
     scripts.row(2).insert_string(contracts::scripts::Name, "backup");
     const std::string entry = kVendorTables + "8.1.1.";
     EXPECT_EQ(row(entry, {2, 3}, "2"), "backup 0");
+    const auto sent = [&] { return testing::PrintToString(scripts.requests.back()); };
     (void)set({number(entry + "3.2", 1)});
-    EXPECT_EQ(testing::PrintToString(scripts.requests.back()),
-              "{0xfe0001:u32=2, 0xff0001:u32-array=48,101, 0xff0007:u32=1}");
+    EXPECT_EQ(sent(), "{0xfe0001:u32=2, 0xff0001:u32-array=48,101, 0xff0007:u32=1}");
     (void)set({text(entry + "2.2", "save")});
-    EXPECT_EQ(testing::PrintToString(scripts.requests.back()),
-              "{0xfe0001:u32=2, 0xff0001:u32-array=48,101, 0xff0007:u32=16646158, 0x66:string=\"save\"}");
+    EXPECT_EQ(sent(), "{0xfe0001:u32=2, 0xff0001:u32-array=48,101, 0xff0007:u32=16646158, 0x66:string=\"save\"}");
 }
 
 TEST_F(VendorModuleTest, NeighboursAreListed) {
     namespace fields = contracts::neighbors;
-    put(neighbors.row(1), {{fields::Address, Ip4{0xc0000201}},
-                           {fields::Mac, Raw{1, 2, 3, 4, 5, 6}},
-                           {fields::Identity, "id"},
-                           {fields::Platform, "platform"},
-                           {fields::Version, "version"},
-                           {fields::Port, "port"}});
+    put(neighbors.row(1), {{fields::Address, Ip4{0xc0000201}}, {fields::Mac, Raw{1, 2, 3, 4, 5, 6}}});
+    put(neighbors.row(1), {{fields::Identity, "id"}, {fields::Platform, "platform"}});
+    put(neighbors.row(1), {{fields::Version, "version"}, {fields::Port, "port"}});
     EXPECT_EQ(shown(walk(kVendorTables + "11")), "192.0.2.1 01 02 03 04 05 06 id platform version port");
 }
 
