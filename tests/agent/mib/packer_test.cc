@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "agent/mib/columns.h"
+#include "tests/agent/fields.h"
 #include "wire/codec.h"
 
 namespace snmp {
@@ -18,6 +19,8 @@ struct Row : Data {
     IPAddr6 address6;
 };
 
+const DataRawPacker kMacPacker(static_cast<std::vector<unsigned char> Data::*>(&Row::raw), tag::OctetString, 6);
+
 template <class Member>
 const Packer* packerOf(uint8_t syntax, Member member) {
     return packerFor(Column<Row>{1, "sample", syntax, member});
@@ -26,8 +29,7 @@ const Packer* packerOf(uint8_t syntax, Member member) {
 wire::Bytes packed(const Packer& packer, const Row& row) {
     Context c({});
     packer.pack(c, &row);
-    const auto bytes = c.out.bytes();
-    return {bytes.begin(), bytes.end()};
+    return {c.out.bytes().begin(), c.out.bytes().end()};
 }
 
 bool unpacked(const Packer& packer, Row& row, const wire::Bytes& value) {
@@ -44,35 +46,24 @@ TEST(PackerTest, WhatIsPackedUnpacksToTheSame) {
     row.raw = {0, 255, 7};
     row.oid = OID{1, 3, 6, 4294967295};
     row.address6 = *IPAddr6::parse("2001:db8::1");
-    const Packer* packers[] = {
-        packerOf(tag::Counter32, &Row::number),     packerOf(tag::IpAddress, &Row::address),
-        packerOf(tag::Counter64, &Row::big),        packerOf(tag::OctetString, &Row::text),
-        packerOf(tag::OctetString, &Row::raw),      packerOf(tag::ObjectIdentifier, &Row::oid),
-        packerOf(tag::OctetString, &Row::address6),
+    const Packer* const number = packerOf(tag::Counter32, &Row::number);
+    const Packer* const address = packerOf(tag::IpAddress, &Row::address);
+    const Packer* const address6 = packerOf(tag::OctetString, &Row::address6);
+    const auto fields = [](const Row& r) {
+        return std::tie(r.number, r.address, r.big, r.text, r.raw, r.oid, r.address6);
     };
     Row copy;
-    for (const Packer* packer : packers) EXPECT_TRUE(unpacked(*packer, copy, packed(*packer, row)));
-    EXPECT_EQ(copy.number, row.number);
-    EXPECT_EQ(copy.address, row.address);
-    EXPECT_EQ(copy.big, row.big);
-    EXPECT_EQ(copy.text, row.text);
-    EXPECT_EQ(copy.raw, row.raw);
-    EXPECT_EQ(copy.oid, row.oid);
-    EXPECT_EQ(copy.address6, row.address6);
-    EXPECT_EQ(packed(*packers[1], row), (wire::Bytes{tag::IpAddress, 4, 10, 1, 2, 3}));
-}
-
-TEST(PackerTest, AddressesOfAnotherLengthChangeNothing) {
-    Row row;
-    row.address = 1;
-    const auto refuses = [&](const Packer* packer, uint8_t type, size_t length) {
-        return !unpacked(*packer, row, wire::tlv(type, wire::Bytes(length, 1)));
-    };
-    EXPECT_TRUE(refuses(packerOf(tag::IpAddress, &Row::address), tag::IpAddress, 5));
-    EXPECT_TRUE(refuses(packerOf(tag::OctetString, &Row::address6), tag::OctetString, 15));
-    EXPECT_TRUE(refuses(packerOf(tag::Counter32, &Row::number), tag::Counter32, 6));
-    EXPECT_EQ(row.address, 1U);
-    EXPECT_TRUE(row.address6.empty());
+    for (const Packer* packer :
+         {number, address, address6, packerOf(tag::Counter64, &Row::big), packerOf(tag::OctetString, &Row::text),
+          packerOf(tag::OctetString, &Row::raw), packerOf(tag::ObjectIdentifier, &Row::oid)})
+        EXPECT_TRUE(unpacked(*packer, copy, packed(*packer, row)));
+    EXPECT_EQ(fields(copy), fields(row));
+    EXPECT_EQ(packed(*address, row), (wire::Bytes{tag::IpAddress, 4, 10, 1, 2, 3}));
+    // Values of another length change nothing.
+    EXPECT_FALSE(unpacked(*address, copy, wire::tlv(tag::IpAddress, wire::Bytes(5, 1))));
+    EXPECT_FALSE(unpacked(*address6, copy, wire::tlv(tag::OctetString, wire::Bytes(15, 1))));
+    EXPECT_FALSE(unpacked(*number, copy, wire::tlv(tag::Counter32, wire::Bytes(6, 1))));
+    EXPECT_EQ(fields(copy), fields(row));
 }
 
 TEST(PackerTest, IndexFormsGoThereAndBack) {
@@ -81,56 +72,45 @@ TEST(PackerTest, IndexFormsGoThereAndBack) {
     row.address = 0x0a010203;
     row.text = "ab";
     row.raw = {0, 1, 2, 3, 4, 255};
-    const DataStringPacker fixed(static_cast<std::string Data::*>(&Row::text), tag::OctetString, 2);
-    const DataRawPacker mac(static_cast<std::vector<unsigned char> Data::*>(&Row::raw), tag::OctetString, 6);
-    const Packer* number = packerOf(tag::Integer, &Row::number);
-    const Packer* address = packerOf(tag::IpAddress, &Row::address);
-    const Packer* text = packerOf(tag::OctetString, &Row::text);
-
-    EXPECT_EQ(number->getAsKey(&row), (OID{4000000000}));
-    EXPECT_EQ(address->getAsKey(&row), (OID{10, 1, 2, 3}));
-    EXPECT_EQ(text->getAsKey(&row), (OID{2, 97, 98}));
-    EXPECT_EQ(fixed.getAsKey(&row), (OID{97, 98}));
-    EXPECT_EQ(mac.getAsKey(&row), (OID{0, 1, 2, 3, 4, 255}));
     row.oid = OID{1, 3, 6};
+    const DataStringPacker fixed(static_cast<std::string Data::*>(&Row::text), tag::OctetString, 2);
+    const std::pair<const Packer*, OID> forms[] = {{packerOf(tag::Integer, &Row::number), {4000000000}},
+                                                   {packerOf(tag::IpAddress, &Row::address), {10, 1, 2, 3}},
+                                                   {packerOf(tag::OctetString, &Row::text), {2, 97, 98}},
+                                                   {&kMacPacker, {0, 1, 2, 3, 4, 255}}};
+    EXPECT_EQ(fixed.getAsKey(&row), (OID{97, 98}));
     EXPECT_EQ(packerOf(tag::ObjectIdentifier, &Row::oid)->getAsKey(&row), (OID{3, 1, 3, 6}));
-
+    EXPECT_TRUE(packerOf(tag::Counter64, &Row::big)->getAsKey(&row).empty());
+    OID index;
+    for (const auto& [packer, form] : forms) {
+        EXPECT_EQ(packer->getAsKey(&row), form);
+        index = index + form;
+    }
     // One index after the other is consumed from the front, and gives the message that the record itself gives.
-    OID index = number->getAsKey(&row) + address->getAsKey(&row) + text->getAsKey(&row) + mac.getAsKey(&row);
     tn::message fromIndex, fromRecord;
-    constexpr tn::be32_id kAddress{2};  // of the second packer
-    uint32_t field = kAddress.number - 1;
-    for (const Packer* packer : {number, address, text, static_cast<const Packer*>(&mac)}) {
+    uint32_t field = 1;
+    for (const auto& [packer, form] : forms) {
         EXPECT_TRUE(packer->addKeyToMessage(index, fromIndex, field));
         packer->addKeyToMessage(&row, fromRecord, field++);
     }
     EXPECT_TRUE(index.empty());
     EXPECT_EQ(fromIndex, fromRecord);
-    EXPECT_EQ(fromIndex.get_be32(kAddress), 0x0a010203U);
+    EXPECT_EQ(fromIndex.get_be32(tn::be32_id(2)), 0x0a010203U);
 }
 
-TEST(PackerTest, IncompleteIndexes) {
+TEST(PackerTest, IncompleteIndexesAreFilledUpOrRefused) {
     Row row;
     row.raw = {1, 2, 3, 4, 5};
-    const DataRawPacker mac(static_cast<std::vector<unsigned char> Data::*>(&Row::raw), tag::OctetString, 6);
-    EXPECT_TRUE(mac.getAsKey(&row).empty());  // a value of another length has no index
-
-    constexpr tn::raw_id kMac{1};
-    constexpr tn::string_id kText{2};
-    constexpr tn::be32_id kAddress{3};
+    EXPECT_TRUE(kMacPacker.getAsKey(&row).empty()) << "a value of another length has no index";
     tn::message m;
-    OID four{1, 2, 3, 4};
-    EXPECT_FALSE(mac.addKeyToMessage(four, m, kMac.number));
-    EXPECT_EQ(m.get_raw(kMac), (std::vector<uint8_t>{1, 2, 3, 4, 0, 0}));
-
-    const Packer* text = packerOf(tag::OctetString, &Row::text);
-    for (OID bad : {OID{3, 97, 98}, OID{2, 97, 256}, OID{}}) EXPECT_FALSE(text->addKeyToMessage(bad, m, kText.number));
-    EXPECT_FALSE(m.has(kText));
-
-    OID two{10, 0};
-    EXPECT_FALSE(packerOf(tag::IpAddress, &Row::address)->addKeyToMessage(two, m, kAddress.number));
-    EXPECT_EQ(m.get_be32(kAddress), 0x0a000000U);
-    EXPECT_TRUE(packerOf(tag::Counter64, &Row::big)->getAsKey(&row).empty());
+    OID four{1, 2, 3, 4}, two{10, 0};
+    EXPECT_FALSE(kMacPacker.addKeyToMessage(four, m, 1));
+    EXPECT_FALSE(packerOf(tag::IpAddress, &Row::address)->addKeyToMessage(two, m, 3));
+    for (OID bad : {OID{3, 97, 98}, OID{2, 97, 256}, OID{}})
+        EXPECT_FALSE(packerOf(tag::OctetString, &Row::text)->addKeyToMessage(bad, m, 2));
+    tn::message expected;
+    expected.insert_be32(tn::be32_id(3), 0x0a000000);
+    EXPECT_EQ(m, put(expected, {{1, Raw{1, 2, 3, 4, 0, 0}}}));
 }
 
 TEST(PackerTest, ConstantsIgnoreWritesAndMatchTheirOwnIndexOnly) {
