@@ -47,7 +47,6 @@ TEST_F(ColumnarTest, OneFetchServesAllRepetitionsOfAColumn) {
     ports.fetches = 0;
     (void)get({"1.3.5.2.10"});
     EXPECT_EQ(ports.fetches, 1U);
-    EXPECT_EQ(ports.requests.back().get_u32(tn::field::MaxObjects), 1U);
     EXPECT_EQ(ports.requests.back().get_u32(tn::field::Continue), 10U);
 }
 

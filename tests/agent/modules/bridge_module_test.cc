@@ -86,16 +86,6 @@ TEST_F(BridgeModuleTest, EachGetLooksForTheFirstBridgeFromTheFirstRow) {
     EXPECT_EQ(value(kPriority), "40");
     ASSERT_EQ(interfaces.requests.size(), 40U);  // this owner ignores the filter for bridges
     EXPECT_EQ(interfaces.requests[0].get_u32(interfaces::Kind), interfaces::kind::Bridge);
-    EXPECT_EQ(interfaces.requests[0].get_u32(tn::field::MaxObjects), 1U);
-    EXPECT_FALSE(interfaces.requests[0].has(tn::field::Continue));
-    EXPECT_EQ(interfaces.requests[39].get_u32(tn::field::Continue), 40U);
-
-    interfaces.lies = [](const tn::message&) { return tn::errorMsg(tn::error::TimedOut, "no answer"); };
-    EXPECT_EQ(value(kPriority), "error 2");
-    interfaces.requests.clear();
-    interfaces.lies = [](const tn::message&) { return messageOf({{tn::field::Continue, 7U}}); };  // never moves on
-    EXPECT_EQ(value(kPriority), "error 2");
-    EXPECT_EQ(interfaces.requests.size(), 2U);
 }
 
 }  // namespace

@@ -38,10 +38,10 @@ TEST_F(HealthModuleTest, PowerSuppliesHaveNames) {
     start_health_module();
     EXPECT_EQ(shown(walk(kHealth)), "n/a");
     board = tn::message();
-    const std::pair<uint32_t, const char*> names[] = {{0, "aux"}, {1, "main"}, {2, "none"}, {3, "n/a"}, {42, "n/a"}};
-    for (const auto& [supply, name] : names) {
+    const char* const names[] = {"aux", "main", "none", "n/a"};
+    for (uint32_t supply = 0; supply < 4; ++supply) {
         board.insert_u32(health::PowerSupply, supply);
-        EXPECT_EQ(value(kHealth + "9.0"), name);
+        EXPECT_EQ(value(kHealth + "9.0"), names[supply]);
     }
 }
 

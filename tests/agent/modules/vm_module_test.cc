@@ -70,8 +70,8 @@ TEST_F(VmModuleTest, AGuestsConfigurationIsOneText) {
 }
 
 TEST_F(VmModuleTest, SizesAndRemarks) {
-    put(kvm.row(1),
-        {{virtual_machines::Memory, 4096U}, {virtual_machines::Processors, 8U}, {tn::field::Comment, "build machine"}});
+    put(kvm.row(1), {{virtual_machines::Memory, 4096U}, {virtual_machines::Processors, 8U}});
+    kvm.row(1).insert_string(tn::field::Comment, "build machine");
     podhost.row(1).insert_u32(podhost_guests::Memory, 256);
     EXPECT_EQ(row(kVm, {2, 3, 4, 5, 9}, kFirstKvm), "'' '' build machine 4096 8");
     EXPECT_EQ(row(kVm, {3, 4, 5, 9}, kFirstPod), "podhost '' 256 1");

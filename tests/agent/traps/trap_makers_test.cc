@@ -14,8 +14,7 @@ class TrapMakersTest : public AgentTest {
 
     static tn::message asked(std::optional<std::string> name, std::optional<uint32_t> type,
                              std::optional<std::string> value) {
-        tn::message m;
-        m.insert_u32(tn::field::Command, contracts::snmp::trap::kSend);
+        tn::message m = messageOf({{tn::field::Command, contracts::snmp::trap::kSend}});
         if (name) m.insert_string(contracts::snmp::trap::Oid, *name);
         if (type) m.insert_u32(contracts::snmp::trap::Type, *type);
         if (value) m.insert_string(contracts::snmp::trap::Value, *value);
@@ -31,7 +30,6 @@ TEST_F(TrapMakersTest, ATrapAskedForHasItsVarbindWhenAllOfItIsThere) {
         {asked("1.3.6.1.4.1.49999.1", tag::Integer, {}), 0},
         {asked("1.3.6.1.4.1.49999.1", {}, "5"), 0},
         {asked({}, tag::Integer, "5"), 0},
-        {asked({}, {}, {}), 0},
     };
     for (const auto& [message, bindings] : cases) {
         const auto trap = makeTrap(message);
@@ -40,10 +38,6 @@ TEST_F(TrapMakersTest, ATrapAskedForHasItsVarbindWhenAllOfItIsThere) {
         EXPECT_EQ(std::pair(trap->generic, trap->specific), std::pair(6U, 1U));
         ASSERT_EQ(trap->bindings.size(), bindings) << message;
     }
-    const auto trap = makeTrap(cases[0].first);
-    EXPECT_EQ(trap->bindings[0].name, OID("1.3.6.1.4.1.49999.1"));
-    EXPECT_EQ(trap->bindings[0].type, tag::OctetString);
-    EXPECT_EQ(trap->bindings[0].value, "hello");
     EXPECT_FALSE(makeTrap(messageOf({{tn::field::Command, tn::cmd::Changed}})));
 }
 
@@ -59,21 +53,18 @@ TEST_F(TrapMakersTest, TheFirstThatKnowsTheMessageMakesTheTrapAndAlone) {
     EXPECT_EQ(makeTrap(asked({}, {}, {}))->specific, 1U);
     const auto other = makeTrap({});
     ASSERT_TRUE(other);
-    EXPECT_EQ(other->oid, OID("1.3.6.1.6.3.1.1.5.2"));
-    EXPECT_EQ(other->generic, 1U);
-    EXPECT_EQ(other->bindings.size(), 0U);
+    EXPECT_EQ(std::tuple(other->oid, other->generic, other->bindings.size()),
+              std::tuple(OID("1.3.6.1.6.3.1.1.5.2"), 1, 0));
 }
 
 TEST_F(TrapMakersTest, ReadersMayListGeneratorsAndSendNoTraps) {
     scribers.push_back({"interfaces", [] {}, [] {}});
     tn::message request = tn::request(std::vector<uint32_t>{34, ID_TRAPS}, 100);
+    std::map<uint32_t, std::string> names;
     const tn::message reply = agent->dispatchMessage(request, tn::right::Monitor);
-    const auto& list = reply.get_message_array(tn::field::Objects);
-    ASSERT_EQ(list.size(), 2U) << reply;
-    EXPECT_EQ(list[0].get_u32(tn::field::ObjectId), 0xabc0001U);
-    EXPECT_EQ(list[0].get_string(tn::field::Name), "start-trap");
-    EXPECT_EQ(list[1].get_u32(tn::field::ObjectId, 7), 0U);
-    EXPECT_EQ(list[1].get_string(tn::field::Name), "interfaces");
+    for (const tn::message& m : reply.get_message_array(tn::field::Objects))
+        names[m.get_u32(tn::field::ObjectId, 7)] = m.get_string(tn::field::Name);
+    EXPECT_EQ(names, (std::map<uint32_t, std::string>{{0, "interfaces"}, {0xabc0001, "start-trap"}}));
     agent->init();
     uint32_t code = 0;
     const tn::message send = tn::request(agent->path(), contracts::snmp::trap::kSend);
