@@ -132,9 +132,8 @@ TEST_F(RowFetchTest, AFetchEndsWhereItsOwnerRepeatsItself) {
 }
 
 TEST_F(RowFetchTest, RowsThatShareTheirKeyHideNothingAfterThem) {
-    const auto one = messageOf({{tn::field::ObjectId, 1U}, {kName, "a"}, {kValue, 10U}});
-    const auto two = messageOf({{tn::field::ObjectId, 2U}, {kName, "b"}, {kValue, 10U}});
-    const auto three = messageOf({{tn::field::ObjectId, 3U}, {kName, "c"}, {kValue, 20U}});
+    tn::message one = port(1), two = port(2), three = port(3);
+    put(two, {{kValue, 1U}});
     const auto more = [](Messages items) {
         return messageOf({{tn::field::Objects, std::move(items)}, {tn::field::Continue, 1U}});
     };
