@@ -94,11 +94,27 @@ TEST_F(InterfaceTrapsTest, TheFilterNamesInterfacesOrAllByZeroOrNothing) {
     }
 }
 
+/// Takes subscriptions as every handler does.
+class Owner : public tn::Handler {
+  public:
+    void subscribed(uint32_t command, const tn::message& filter) override {
+        EXPECT_EQ(command, interfaces::kStatusChanged);
+        EXPECT_EQ(filter.get_u32(interfaces::Flags, 7), 0U);
+        EXPECT_EQ(filter.get_u32(interfaces::Status), interfaces::kStatusChanges);
+        ++subscribers;
+    }
+    void unsubscribed(uint32_t, const tn::message&) override { --subscribers; }
+    int subscribers = 0;
+};
+
 TEST_F(InterfaceTrapsTest, TheMakerIsThereAsLongAsTheSubscription) {
+    Owner interfaces;
+    agent->addHandler(interfaces::kPath, &interfaces);
     scribers.push_back({"interfaces", interfaceSubscribe, interfaceUnSubscribe});
     trapMakers.push_back(alderTrapMaker);
     for (const int wanted : {0, 1, 1, 0, 1}) {
         change({{setting::TrapGenerators, std::vector<uint32_t>{0xabc0001, wanted == 1 ? 0U : 4U}}});
+        EXPECT_EQ(interfaces.subscribers, wanted);
         EXPECT_EQ(std::ranges::count(trapMakers, &interfaceTrapMaker), wanted);
         EXPECT_EQ(trapMakers.front(), &alderTrapMaker);
     }
