@@ -5,7 +5,6 @@
 #include <linux/nexthop.h>
 #include <linux/rtnetlink.h>
 
-#include <sstream>
 #include <string>
 
 #include "hostd/inet/route_table.h"
@@ -81,10 +80,8 @@ inline Route with(Route route, uint32_t metric, uint8_t tos = 0) {
 
 /// "10.0.0.0/8 10.1.1.1 dev 2 metric 5"
 inline std::string text(const RouteEntry& row) {
-    std::ostringstream out;
-    out << dotted(row.destination) << '/' << int{row.length} << ' ' << dotted(row.gateway) << " dev " << row.link;
-    if (row.metric != 0) out << " metric " << row.metric;
-    return out.str();
+    return dotted(row.destination) + "/" + std::to_string(row.length) + " " + dotted(row.gateway) + " dev " +
+           std::to_string(row.link) + (row.metric == 0 ? "" : " metric " + std::to_string(row.metric));
 }
 
 inline std::vector<std::string> rowsOf(const RouteTable& table) {
