@@ -96,20 +96,17 @@ class ScriptedSocket : public NetlinkSocket {
     }
 
   private:
-    static void give(const MessageOctets& message, const Consumer& consumer) {
-        consumer(*reinterpret_cast<const nlmsghdr*>(message.data()));
+    static const nlmsghdr& header(const MessageOctets& message) {
+        return *reinterpret_cast<const nlmsghdr*>(message.data());
     }
     Outcome receiveNotices(size_t packets, const Consumer& consumer) const {
-        if (kernel_.isOverrun) {
-            kernel_.isOverrun = false;
-            errno = ENOBUFS;
-            return Outcome::Overrun;
-        }
+        errno = ENOBUFS;
+        if (std::exchange(kernel_.isOverrun, false)) return Outcome::Overrun;
         for (; packets > 0; --packets) {
             if (kernel_.notices.empty()) return Outcome::Empty;
             const MessageOctets next = std::move(kernel_.notices.front());
             kernel_.notices.pop_front();
-            give(next, consumer);
+            consumer(header(next));
         }
         return Outcome::Full;
     }
@@ -117,7 +114,7 @@ class ScriptedSocket : public NetlinkSocket {
         errno = EAGAIN;
         if (kernel_.isSilent) return Outcome::Empty;
         for (; packets > 0; --packets)
-            for (const MessageOctets& message : kernel_.nextPacket()) give(message, consumer);
+            for (const MessageOctets& message : kernel_.nextPacket()) consumer(header(message));
         return Outcome::Full;
     }
 
