@@ -18,7 +18,9 @@ class LinkMessage : public NetlinkMessage<ifinfomsg> {
         : NetlinkMessage(type, {family, 0, hardware, index, flags, 0}) {
         if (name != nullptr) text(IFLA_IFNAME, name);
     }
+    /// @param kind  nullptr for a link that a driver made
     LinkMessage& kind(const char* kind, std::optional<uint16_t> bridgePriority = {}) {
+        if (kind == nullptr) return *this;
         nest(IFLA_LINKINFO, [&](NetlinkMessage& info) {
             info.text(IFLA_INFO_KIND, kind);
             if (!bridgePriority) return;

@@ -24,23 +24,20 @@ using ::testing::StartsWith;
 TEST(SystemTime, TellsTheOffsetOfThatMoment) {
     ManualClock clock;
     SystemTime owner;
-    struct Case {
-        const char* zone;
-        int64_t at;
-        int32_t offset;
-    } const cases[] = {
+    const std::tuple<const char*, int64_t, int32_t> cases[] = {
         {"UTC0", 1'700'000'000, 0},
         {"NPT-5:45", 1'700'000'000, 20'700},                   // east of Greenwich, not a whole hour
         {"NST3:30", 1'700'000'000, -12'600},                   // west
         {"CET-1CEST,M3.5.0,M10.5.0/3", 1'705'000'000, 3'600},  // January
         {"CET-1CEST,M3.5.0,M10.5.0/3", 1'720'000'000, 7'200},  // July
     };
-    for (const Case& c : cases) {
-        ::setenv("TZ", c.zone, 1);
-        clock.wall = c.at;
-        EXPECT_EQ(PrintToString(ask(owner, tn::cmd::Get)), "{0x7:u32=" + std::to_string(c.at) + ", 0x1b:u32=" +
-                                                               std::to_string(static_cast<uint32_t>(c.offset)) + "}")
-            << c.zone;
+    for (const auto& [zone, at, offset] : cases) {
+        ::setenv("TZ", zone, 1);
+        clock.wall = at;
+        const std::string offsetText = std::to_string(static_cast<uint32_t>(offset));
+        EXPECT_EQ(PrintToString(ask(owner, tn::cmd::Get)),
+                  "{0x7:u32=" + std::to_string(at) + ", 0x1b:u32=" + offsetText + "}")
+            << zone;
     }
     ::unsetenv("TZ");
     ::tzset();
@@ -59,19 +56,15 @@ TEST(Identity, IsReadHereAndNeverSet) {
 TEST(System, RebootsOnlyWhenAllowedAndAskedByAWriter) {
     System forbidden{Reboot()};
     EXPECT_EQ(errorOf(ask(forbidden, system::kReboot)), tn::error::Refused);
-
+    std::string failure;
     int reboots = 0;
-    System allowed([&reboots]() -> std::string {
-        ++reboots;
-        return "";
-    });
+    System allowed([&] { return ++reboots, failure; });
     EXPECT_EQ(errorOf(ask(allowed, system::kReboot, {}, tn::right::Reading)), tn::error::NotPermitted);
     EXPECT_EQ(reboots, 0);
     EXPECT_TRUE(ask(allowed, system::kReboot).empty());
     EXPECT_EQ(reboots, 1);
-
-    System failing([] { return "Operation not permitted"; });
-    EXPECT_EQ(tn::getError(ask(failing, system::kReboot)), "reboot failed: Operation not permitted");
+    failure = "Operation not permitted";
+    EXPECT_EQ(tn::getError(ask(allowed, system::kReboot)), "reboot failed: Operation not permitted");
 }
 
 class SystemInfoTest : public ::testing::Test {
@@ -109,46 +102,38 @@ TEST_F(SystemInfoTest, LeavesOutWhatCannotBeHad) {
     tree.remove("sys");
     SystemInfo owner = make();
     const tn::message reply = ask(owner, tn::cmd::Get);
-    EXPECT_TRUE(reply.has(system_info::Uptime));
     for (const tn::u32_id absent : {system_info::MemoryTotal, system_info::MemoryFree, system_info::Processors,
                                     system_info::DiskTotal, system_info::DiskFree})
         EXPECT_FALSE(reply.has(absent)) << absent.number;
     EXPECT_FALSE(reply.has(system_info::Model));
+    EXPECT_TRUE(reply.has(system_info::Uptime));
 
     tree.write("proc/meminfo", "MemTotal: 7 kB\n");  // a source that comes back is found again
     clock.time += SystemInfo::kMaxAge;
     EXPECT_EQ(ask(owner, tn::cmd::Get).get_u32(system_info::MemoryTotal), 7);
-    EXPECT_FALSE(ask(owner, tn::cmd::Get).has(system_info::MemoryFree));
 }
 
 TEST(Model, IsTheMainBoardsWhereTheFirmwareNamesNoProduct) {
-    struct Case {
-        const char* product;
-        const char* vendor;
-        const char* boardVendor;
-        const char* board;
-        const char* expected;
-    } const cases[] = {
+    const struct {
+        std::string product, vendor, boardVendor, board, expected;
+    } cases[] = {
         {"Router 9000", "Acme", "Acme", "X1", "Router 9000"},
         {" 7X06 ", "Acme", "", "", "7X06"},
         {"To be filled by O.E.M.", "Acme", "ASRock", "B450M Pro4 ", "ASRock B450M Pro4"},
-        {"SYSTEM PRODUCT NAME", "System manufacturer", "ASUSTeK COMPUTER INC.", "PRIME X570-P",
-         "ASUSTeK COMPUTER INC. PRIME X570-P"},
+        {"SYSTEM PRODUCT NAME", "System manufacturer", "ASUSTeK", "PRIME X570-P", "ASUSTeK PRIME X570-P"},
         {"", "Supermicro", "Default string", "X11SSL", "Supermicro X11SSL"},
         {"0000000", "", "", "X11SSL", "X11SSL"},
         {"Default string", "Acme", "Acme", "Default string", "Device tree 7"},
         {"", "", "", "", "Device tree 7"},
     };
-    for (const Case& c : cases) {
-        const tn::TempTree tree;
-        const std::pair<const char*, const char*> files[] = {{"product_name", c.product},
-                                                             {"sys_vendor", c.vendor},
-                                                             {"board_vendor", c.boardVendor},
-                                                             {"board_name", c.board}};
-        for (const auto& [name, text] : files)
-            tree.write("class/dmi/id/" + std::string(name), std::string(text) + "\n");
-        tree.write("device-tree/model", std::string_view("Device tree 7\0", 14));
-        EXPECT_EQ(readModel(tree.path(), tree.path()), c.expected) << c.product;
+    const tn::TempTree tree;
+    tree.write("device-tree/model", std::string_view("Device tree 7\0", 14));
+    for (const auto& [product, vendor, boardVendor, board, expected] : cases) {
+        tree.write("class/dmi/id/product_name", product + "\n");
+        tree.write("class/dmi/id/sys_vendor", vendor + "\n");
+        tree.write("class/dmi/id/board_vendor", boardVendor + "\n");
+        tree.write("class/dmi/id/board_name", board + "\n");
+        EXPECT_EQ(readModel(tree.path(), tree.path()), expected) << product;
     }
     EXPECT_EQ(readModel("/no/such", "/no/such"), "");
 }
