@@ -31,22 +31,6 @@ constexpr const char* kIds =
     "\t100e  82540EM Gigabit Ethernet Controller\n"
     "1af4  Red Hat, Inc.\n";
 
-/// As long as this lives, no thread can be made: its stack would have more octets than there are addresses.
-class HugeThreadStacks {
-  public:
-    HugeThreadStacks() {
-        pthread_attr_t huge;
-        pthread_getattr_default_np(&usual_);
-        pthread_getattr_default_np(&huge);
-        pthread_attr_setstacksize(&huge, size_t{1} << 50);
-        EXPECT_EQ(pthread_setattr_default_np(&huge), 0);
-    }
-    ~HugeThreadStacks() { pthread_setattr_default_np(&usual_); }
-
-  private:
-    pthread_attr_t usual_{};
-};
-
 class DevicesTest : public ::testing::Test {
   protected:
     using Attributes = std::initializer_list<std::pair<const char*, std::string>>;
@@ -110,10 +94,8 @@ TEST_F(DevicesTest, ADamagedListOfNamesCostsNamesOnly) {
     tree.write("pci.ids", "8086  Intel Corporation\n\t\tgarbage before any device\n");
     plugPci("0000:00:1f.2", "0x8086", "0x100e");
     for (const char* list : {"pci.ids", "none"}) {
-        PciReader reader(tree.path(), tree.path(list));
-        const Reading<PciDevice> reading = reader.read();
-        ASSERT_EQ(reading.rows.size(), 1U) << list;
-        EXPECT_EQ(reading.rows[0].model, "Device 100e");
+        const Reading<PciDevice> reading = PciReader(tree.path(), tree.path(list)).read();
+        EXPECT_EQ(reading.rows.at(0).model, "Device 100e") << list;
         EXPECT_NE(reading.problem, "");
     }
     EXPECT_THAT(PciReader(tree.path("none")).read().rows, IsEmpty());
@@ -176,8 +158,8 @@ TEST_F(DevicesTest, UsbNamesAreLookedUpOnceTheyAreKnown) {
 }
 
 TEST_F(DevicesTest, UsbPortsAreSwitchedOffAndOnAgain) {
-    const std::vector<std::string> ports = {"bus/usb/devices/1-0:1.0/usb1-port1/disable",
-                                            "bus/usb/devices/2-0:1.0/usb2-port1/disable"};
+    const std::string usb = "bus/usb/devices/";
+    const std::string ports[] = {usb + "1-0:1.0/usb1-port1/disable", usb + "2-0:1.0/usb2-port1/disable"};
     const std::string behindHub = "bus/usb/devices/1-1:1.0/1-1-port1/disable";
     const auto are = [&](const std::string& value) {
         return eventually([&] {
@@ -192,10 +174,12 @@ TEST_F(DevicesTest, UsbPortsAreSwitchedOffAndOnAgain) {
     EXPECT_EQ(switchOff(forbidden), tn::error::Refused);
     for (const uint32_t seconds : {0U, usb_reset::kMaxSeconds + 1, 0xffffffffU})
         EXPECT_EQ(switchOff(allowed, seconds), tn::error::Refused) << seconds;
-    {
-        const HugeThreadStacks noThread;
-        EXPECT_EQ(switchOff(allowed), tn::error::Refused);
-    }
+    pthread_attr_t usual, huge;
+    ASSERT_EQ(pthread_getattr_default_np(&usual) + pthread_getattr_default_np(&huge), 0);
+    pthread_attr_setstacksize(&huge, size_t{1} << 50);  // more than there are addresses: no thread can be made
+    ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
+    EXPECT_EQ(switchOff(allowed), tn::error::Refused);
+    ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
     EXPECT_TRUE(are(""));
     EXPECT_EQ(switchOff(allowed, 1), 0U);  // no earlier one counts as under way
     EXPECT_TRUE(are("1"));
