@@ -180,6 +180,7 @@ TEST_F(DevicesTest, UsbPortsAreSwitchedOffAndOnAgain) {
     ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
     EXPECT_EQ(switchOff(allowed), tn::error::Refused);
     ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
+    for (pthread_attr_t* attributes : {&usual, &huge}) pthread_attr_destroy(attributes);
     EXPECT_TRUE(are(""));
     EXPECT_EQ(switchOff(allowed, 1), 0U);  // no earlier one counts as under way
     EXPECT_TRUE(are("1"));

@@ -17,6 +17,12 @@ namespace hostd {
 
 namespace {
 
+using Attributes = std::initializer_list<std::pair<const char*, const char*>>;
+
+void write(const tn::TempTree& tree, const std::string& folder, Attributes attributes) {
+    for (const auto& [name, value] : attributes) tree.write(folder + "/" + name, value + std::string("\n"));
+}
+
 std::string chosen(std::span<const Sensor> sensors, Measure measure, const std::string& choice = "") {
     const Sensor* sensor = chooseSensor(sensors, measure, choice);
     return sensor == nullptr ? "" : sensor->chip + "/" + sensor->feature;
@@ -35,12 +41,10 @@ TEST(SensorChoice, KnowsTheUsualMachines) {
     EXPECT_EQ(chosen(server, kVoltage), "nct6798-isa-0290/in4");
     EXPECT_EQ(chosen(server, kBoardTemperature), "nct6798-isa-0290/temp1");
     EXPECT_EQ(chosen(server, kCpuTemperature), "coretemp-isa-0000/temp1");
-    const Sensor board[] = {
-        {"cpu_thermal-virtual-0", "temp1", "temp1"},
-        {"lm75-i2c-1-48", "temp1", "temp1"},
-        {"ina226-i2c-1-40", "in1", "vin", true},
-        {"ina226-i2c-1-40", "in0", "in0", true},
-    };
+    const Sensor board[] = {{"cpu_thermal-virtual-0", "temp1", "temp1"},
+                            {"lm75-i2c-1-48", "temp1", "temp1"},
+                            {"ina226-i2c-1-40", "in1", "vin", true},
+                            {"ina226-i2c-1-40", "in0", "in0", true}};
     EXPECT_EQ(chosen(board, kVoltage), "ina226-i2c-1-40/in1");
     EXPECT_EQ(chosen(board, kBoardTemperature), "lm75-i2c-1-48/temp1");
     EXPECT_EQ(chosen(board, kCpuTemperature), "cpu_thermal-virtual-0/temp1");
@@ -58,10 +62,8 @@ TEST(SensorChoice, KnowsTheUsualMachines) {
 
 TEST(Supply, IsWhatTheMachineRunsOn) {
     const tn::TempTree tree;
-    const auto has = [&](const std::string& name, const std::string& type, const std::string& attribute,
-                         const std::string& value) {
-        tree.write("class/power_supply/" + name + "/type", type + "\n");
-        tree.write("class/power_supply/" + name + "/" + attribute, value + "\n");
+    const auto has = [&](const std::string& name, const char* type, const char* attribute, const char* value) {
+        write(tree, "class/power_supply/" + name, {{"type", type}, {attribute, value}});
         return readSupply(tree.path());
     };
     EXPECT_EQ(readSupply(tree.path()), std::nullopt);
@@ -120,18 +122,10 @@ std::string readIn(const std::string& classes, const SensorChoice& choice) {
 
 TEST(Sensors, AreReadThroughTheLibrary) {
     const tn::TempTree tree;
-    const auto chip = [&](const std::string& number, const std::string& name,
-                          const std::vector<std::pair<std::string, std::string>>& attributes) {
-        const std::string at = "hwmon/hwmon" + number + "/";
-        tree.write(at + "name", name + "\n");
-        for (const auto& [attribute, value] : attributes) tree.write(at + attribute, value + "\n");
-    };
-    chip("0", "coretemp",
-         {{"temp1_input", "45600"},
-          {"temp1_label", "Package id 0"},
-          {"temp2_input", "40000"},
-          {"temp2_label", "Core 0"}});
-    chip("1", "psu", {{"in1_input", "24100"}, {"in1_label", "vin"}, {"temp1_input", "-5000"}, {"temp2_input", "1000"}});
+    write(tree, "hwmon/hwmon0", {{"name", "coretemp"}, {"temp1_input", "45600"}, {"temp1_label", "Package id 0"}});
+    write(tree, "hwmon/hwmon0", {{"temp2_input", "40000"}, {"temp2_label", "Core 0"}});
+    write(tree, "hwmon/hwmon1", {{"name", "psu"}, {"in1_input", "24100"}, {"in1_label", "vin"}});
+    write(tree, "hwmon/hwmon1", {{"temp1_input", "-5000"}, {"temp2_input", "1000"}});
     const std::string byDefault = readIn(tree.path(), {});
     if (byDefault == "no rights") GTEST_SKIP() << "*** NOT TESTED: a mount namespace can't be made here ***";
     EXPECT_EQ(byDefault, "none for board temperature;24.100000;-;45.600000;1");
@@ -139,11 +133,10 @@ TEST(Sensors, AreReadThroughTheLibrary) {
     tree.write("hwmon/hwmon1/in1_input", "300\n");  // the mains fail
     EXPECT_EQ(readIn(tree.path(), {"psu-*/in9", "", "none"}),
               "none for voltage (psu-*/in9), board temperature;-;-;-;2");
-    chip("2", "psu", {{"in1_input", "230000"}, {"in1_label", "vin"}});
+    write(tree, "hwmon/hwmon2", {{"name", "psu"}, {"in1_input", "230000"}, {"in1_label", "vin"}});
     EXPECT_EQ(readIn(tree.path(), {"none", "none", "none"}), ";-;-;-;1");
     tree.remove("hwmon/hwmon2");
-    tree.write("power_supply/UPS/type", "UPS\n");  // the kernel's list takes precedence
-    tree.write("power_supply/UPS/status", "Discharging\n");
+    write(tree, "power_supply/UPS", {{"type", "UPS"}, {"status", "Discharging"}});  // takes precedence
     EXPECT_EQ(readIn(tree.path(), {"none", "none", "none"}), ";-;-;-;0");
     tree.remove("power_supply");
     tree.write("hwmon/hwmon1/temp1_fault", "1\n");
@@ -156,9 +149,7 @@ TEST(Sensors, AreReadThroughTheLibrary) {
 
 TEST(Sensors, WithoutHwmonAreThoseOfThermalZonesAndSupplies) {
     const tn::TempTree tree;
-    const auto has = [&](const std::string& name, const std::vector<std::pair<std::string, std::string>>& attributes) {
-        for (const auto& [attribute, value] : attributes) tree.write("class/" + name + "/" + attribute, value + "\n");
-    };
+    const auto has = [&](const std::string& name, Attributes attributes) { write(tree, "class/" + name, attributes); };
     const auto read = [&](const SensorChoice& choice = {}) { return textOf(readHealth(tree.path(), choice)); };
     has("thermal/cooling_device0", {{"type", "Fan"}, {"temp", "1000"}});
     has("thermal/thermal_zone0", {{"type", "acpitz"}, {"temp", "27800"}});
