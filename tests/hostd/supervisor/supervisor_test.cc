@@ -38,8 +38,8 @@ class SupervisorTest : public ::testing::Test {
         if (pid) request.insert_u32(field::CallerPid, *pid);
         return errorOf(ask(*supervisor, supervisor::kAnnounce, std::move(request), rights));
     }
-    /// "pid name: numbers" of each, in order.
     using Lines = std::vector<std::string>;
+    /// "pid name: numbers" of each, in order.
     Lines listed() {
         Lines all;
         for (const tn::message& item : rowsOf(*supervisor)) {
@@ -49,6 +49,7 @@ class SupervisorTest : public ::testing::Test {
         }
         return all;
     }
+
     tn::TempRoot tree;
     ManualClock clock;
     std::unique_ptr<UndoJournal> journal;
