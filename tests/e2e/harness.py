@@ -74,14 +74,14 @@ def signal_process(pid, how=signal.SIGKILL):
 
 
 def eventually(condition, what, timeout=TIMEOUT):
-    """Polls until condition() is true and returns its value; fails with `what` after the timeout."""
+    """Polls until condition() is true and returns its value; fails with `what`, or its result, after the timeout."""
     end = time.monotonic() + timeout
     while True:
         value = condition()
         if value:
             return value
         if time.monotonic() > end:
-            raise AssertionError(f"not within {timeout:g} s: {what}")
+            raise AssertionError(f"not within {timeout:g} s: {what() if callable(what) else what}")
         time.sleep(0.01)
 
 
