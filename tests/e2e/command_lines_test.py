@@ -8,7 +8,7 @@ import subprocess
 import tempfile
 import unittest
 
-from harness import NO_ROOT, TIMEOUT, PROGRAMS, Daemon, Deployment, program, temp_folder
+from harness import NO_ROOT, TIMEOUT, Daemon, Deployment, program, temp_folder
 
 MANUALS = pathlib.Path(__file__).resolve().parents[2] / "docs/man"
 
@@ -29,41 +29,31 @@ def run(name, *words, root=NO_ROOT):
 
 
 class UsageErrors(unittest.TestCase):
-    def test_usage_error_prints_one_line_and_exits_with_2(self):
+    def assert_fails(self, status, pattern, name, *words, **where):
+        """It prints nothing but a complaint."""
+        with self.subTest(program=name, words=words):
+            done = run(name, *words, **where)
+            self.assertEqual((done.returncode, done.stdout), (status, ""), done)
+            self.assertRegex(done.stderr, pattern)
+
+    def test_mistake_is_reported_in_one_line(self):
         for name, mistakes in MISTAKES.items():
             for words in mistakes:
-                with self.subTest(program=name, words=words):
-                    done = run(name, *words)
-                    self.assertEqual(done.returncode, 2, done)
-                    self.assertEqual(done.stdout, "")
-                    self.assertRegex(done.stderr, rf"\A{name}[^\n]*: [^\n]+\n\Z")
-
-    def test_missing_program_to_spawn_is_reported(self):
-        done = run("tarnix-hostd", "--spawn", "tarnix-nowhere")
-        self.assertEqual(done.returncode, 1)
-        self.assertRegex(done.stderr, r"\Atarnix-hostd: --spawn: tarnix-nowhere [^\n]+\n\Z")
+                self.assert_fails(2, rf"\A{name}[^\n]*: [^\n]+\n\Z", name, *words)
+        self.assert_fails(1, r"\Atarnix-hostd: --spawn: tarnix-nowhere [^\n]+\n\Z", "tarnix-hostd", "--spawn",
+                          "tarnix-nowhere")
+        self.assert_fails(1, r"\A[^\n]+\n\Z", "tnctl", "snmp", root=str(temp_folder(self)))
+        with tempfile.NamedTemporaryFile() as file:
+            for name in ("tarnix-snmpd", "tarnix-node", "tarnix-hostd"):
+                self.assert_fails(1, r"(?m)^bus: \d+: .*: Not a directory$", name, root=file.name)
 
     def test_help_and_version_need_no_root(self):
-        for name in PROGRAMS:
+        for name in MISTAKES:
             with self.subTest(program=name):
                 done = run(name, "--help")
                 self.assertEqual((done.returncode, done.stderr), (0, ""))
                 self.assertIn("--root", done.stdout)
-                done = run(name, "--version")
-                self.assertRegex(done.stdout, rf"\A{name} \d+\.\d+\.\d+\n\Z")
-
-    def test_root_that_cannot_be_created_is_reported(self):
-        with tempfile.NamedTemporaryFile() as file:
-            for name in ("tarnix-snmpd", "tarnix-node", "tarnix-hostd"):
-                with self.subTest(program=name):
-                    done = run(name, root=file.name)
-                    self.assertEqual(done.returncode, 1, done)
-                    self.assertRegex(done.stderr, r"(?m)^bus: \d+: .*: Not a directory$")
-
-    def test_tnctl_without_daemons_prints_one_line(self):
-        done = run("tnctl", "snmp", root=str(temp_folder(self)))
-        self.assertEqual(done.returncode, 1)
-        self.assertEqual(len(done.stderr.splitlines()), 1, done)
+                self.assertRegex(run(name, "--version").stdout, rf"\A{name} \d+\.\d+\.\d+\n\Z")
 
 
 class Examples(unittest.TestCase):
@@ -75,28 +65,21 @@ class Examples(unittest.TestCase):
         self.key.write_text("long enough a key\n")
 
     def run_example(self, line):
-        words = shlex.split(line)[1:]
-        words = [word.replace("@FILE", f"@{self.key}").replace("@/root/key", f"@{self.key}") for word in words]
-        if "watch" in words:
-            return self.run_watch(words)
+        words = [re.sub("@(FILE|/root/key)", f"@{self.key}", word) for word in shlex.split(line)[1:]]
+        if "watch" in words:  # it never ends by itself
+            watcher = Daemon([program("tnctl"), "--root", self.agent.root, *words], self.agent.root / "watched")
+            self.addCleanup(watcher.end, signal.SIGKILL)
+            self.agent.configure()
+            self.assertTrue(watcher.alive(), watcher.said())
+            return
         if words[:3] == ["snmp", "trap", "send"]:
             self.agent.configure("set", "trap-targets=127.0.0.1", "trap-community=common")
         if words[:2] == ["undo", "17"]:
             words[1] = re.findall(r"(?m)^(\d+)", self.agent.tnctl("undo", "list").out)[-1]
         answer = self.agent.tnctl(*words, stdin="long enough a password\n")
-        self.assertEqual(answer.status, 0, f"{line}: {answer}")
-        self.assertEqual(answer.err, "", line)
+        self.assertEqual((answer.status, answer.err), (0, ""), f"{line}: {answer}")
         if "trap-targets" in line:
             self.agent.configure("set", "trap-targets=none")  # no test sends anything to another machine
-
-    def run_watch(self, words):
-        """It never ends by itself: it has to be still there once the agent has answered something else."""
-        watcher = Daemon([program("tnctl"), "--root", self.agent.root, *words], self.agent.root / "watched")
-        try:
-            self.agent.configure()
-            self.assertTrue(watcher.alive(), watcher.said())
-        finally:
-            watcher.end(signal.SIGKILL)
 
     def help_texts(self, *command):
         text = self.agent.tnctl(*command, "--help").out
@@ -104,26 +87,22 @@ class Examples(unittest.TestCase):
         for inner in re.findall(r"(?m)^  ([a-z]+)  ", text.partition("Subcommands:\n")[2].partition("\nWords:")[0]):
             yield from self.help_texts(*command, inner)
 
-    def check(self, lines):
+    def test_every_example_of_the_help_texts_and_the_manual_page_works(self):
+        texts = "\n".join(self.help_texts()).replace("\\\n", " ")
+        helped = re.findall(r"(?m)^  (tnctl .*)$", texts)
+        manual = (MANUALS / "tnctl.1").read_text().partition(".SH EXAMPLES\n.nf\n")[2].partition(".fi")[0]
+        shown = manual.replace("\\e\n", "").replace("\\-", "-").splitlines()
+        self.assertGreater(min(len(helped), len(shown)), 4)
         # Names and ids that examples speak of, and something to take back.
         for number in (3, 4, 5):
             self.agent.tnctl("snmp", "community", "add", f"name=spare{number}", "addresses=192.0.2.1/32")
-        self.assertGreater(len(lines), 4)
-        for line in lines:
+        for line in dict.fromkeys(helped + shown):
             with self.subTest(line=line):
                 if "remove monitor" in line or "trap-community=monitor" in line:
                     self.agent.tnctl("snmp", "community", "add", "name=monitor", "addresses=192.0.2.1/32")
                 elif "add name=monitor" in line:
                     self.agent.tnctl("snmp", "community", "remove", "monitor")
                 self.run_example(line)
-
-    def test_every_example_of_the_help_texts_works(self):
-        texts = "\n".join(self.help_texts()).replace("\\\n", " ")
-        self.check(list(dict.fromkeys(re.findall(r"(?m)^  (tnctl .*)$", texts))))
-
-    def test_every_example_of_the_manual_page_works(self):
-        examples = (MANUALS / "tnctl.1").read_text().partition(".SH EXAMPLES\n.nf\n")[2].partition(".fi")[0]
-        self.check(examples.replace("\\e\n", "").replace("\\-", "-").splitlines())
 
 
 class Undo(unittest.TestCase):
