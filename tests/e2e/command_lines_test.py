@@ -1,4 +1,4 @@
-"""Command lines: usage errors, the documented examples, and undo."""
+"""Command lines: usage errors, and the documented examples."""
 
 import pathlib
 import re
@@ -103,14 +103,3 @@ class Examples(unittest.TestCase):
                 elif "add name=monitor" in line:
                     self.agent.tnctl("snmp", "community", "remove", "monitor")
                 self.run_example(line)
-
-
-class Undo(unittest.TestCase):
-    def test_undo_reverts_changes_from_newest_to_oldest(self):
-        agent = Deployment("node").ends_with(self).start()
-        for contact in ("first", "second"):
-            agent.configure("set", f"contact={contact}")
-        for contact in ("first", "-"):
-            self.assertEqual(agent.tnctl("undo").status, 0)
-            self.assertRegex(agent.configure().out, rf"(?m)^contact +{contact}$")
-        self.assertEqual(agent.tnctl("undo").status, 1)

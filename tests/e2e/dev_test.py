@@ -29,12 +29,11 @@ class Installation(unittest.TestCase):
         shutil.copy(TREE / "dev", tree)
         run = lambda *words: subprocess.run(words, cwd=tree, env={**os.environ, "PATH": f"{tree}:{os.environ['PATH']}"},
                                             capture_output=True, text=True)
-        self.assertEqual(run("./dev", "install").returncode, 0)
-        self.assertTrue((tree / "installed").exists())
-        run("cmake", "--install", "build/release", "--prefix", "elsewhere")
-        done = run("./dev", "uninstall")
-        self.assertEqual(done.returncode, 0, done)
-        self.assertEqual([(tree / name).exists() for name in ("installed", "elsewhere")], [False, True])
+        for words, files in [(["./dev", "install"], [True, False]),
+                             (["cmake", "--install", "build/release", "--prefix", "elsewhere"], [True, True]),
+                             (["./dev", "uninstall"], [False, True])]:
+            self.assertEqual(run(*words).returncode, 0, words)
+            self.assertEqual([(tree / name).exists() for name in ("installed", "elsewhere")], files)
         self.assertEqual(run("./dev", "uninstall").returncode, 1)
 
 
@@ -50,7 +49,7 @@ class Confinement(unittest.TestCase):
             not_tested("only root's tests are confined")
         places = TREE / "tests/written", BUILD / "written", mine / "written"
         for place in places:
-            self.addCleanup(lambda place=place: place.exists() and place.unlink())
+            self.addCleanup(place.unlink, missing_ok=True)
         done = subprocess.run([TREE / "tools/confined", "sh", "-c", 'for f; do echo x > "$f"; done', "sh", *places],
                               capture_output=True, text=True)
         if "NOT PROTECTED: the whole machine" in done.stderr:

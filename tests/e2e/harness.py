@@ -1,10 +1,6 @@
-"""Shared code of the end-to-end tests: the real programs in a separate root, and clients.
-
-Every process started here is ended by its pid and reaped, and every root is removed, however the test ends: by
-unittest's clean-ups, and by the kernel if the test process itself is killed. Tests remove folders and signal processes
-only through the functions here: a test once emptied the machine it ran on. Nothing sleeps for a fixed time; tests wait
-for conditions, up to TIMEOUT.
-"""
+"""Shared code of the end-to-end tests: the real programs in a separate root, and clients. Every process is ended and
+reaped and every root removed however the test ends, by the kernel if it is killed. Tests remove folders and signal
+processes only through the functions here: a test once emptied the machine it ran on. Tests wait for conditions."""
 
 import contextlib
 import ctypes
@@ -25,13 +21,10 @@ import unittest
 BUILD = pathlib.Path(os.environ["TARNIX_BUILD"]).resolve()
 TIMEOUT = 60.0  # seconds; long enough for a sanitizer build on a busy machine
 NO_ROOT = "/dev/null/no-root"  # where not even root can create anything
-PROGRAMS = ("tarnix-snmpd", "tarnix-hostd", "tarnix-node", "tnctl")
 
 SYSTEM = "1.3.6.1.2.1.1"
 SYS_DESCR, SYS_OBJECT_ID, SYS_UPTIME, SYS_CONTACT, SYS_NAME, SYS_LOCATION, SYS_SERVICES = (
     f"{SYSTEM}.{i}.0" for i in range(1, 8))
-HR_SYSTEM_UPTIME, HR_SYSTEM_DATE = "1.3.6.1.2.1.25.1.1.0", "1.3.6.1.2.1.25.1.2.0"
-HR_MEMORY_SIZE = "1.3.6.1.2.1.25.2.2.0"
 
 os.environ["TERN_ROOT"] = NO_ROOT  # for programs started without a root
 os.umask(0o022)  # group-writable folders are refused
@@ -47,6 +40,11 @@ def program(name):
 _folders = set()  # created here, so ours to remove
 
 
+def _cleanup_of(test):
+    """Adds a clean-up to a test, or to a class of tests."""
+    return test.addClassCleanup if isinstance(test, type) else test.addCleanup
+
+
 def _make_folder(name):
     folder = pathlib.Path(tempfile.mkdtemp(prefix=f"tarnix-e2e-{name}")).resolve()
     _folders.add(folder)
@@ -54,9 +52,9 @@ def _make_folder(name):
 
 
 def temp_folder(test, name=""):
-    """An empty folder, removed after the test or the test class."""
+    """An empty folder, removed after the test or the class of tests."""
     folder = _make_folder(name)
-    (test.addClassCleanup if isinstance(test, type) else test.addCleanup)(remove_tree, folder)
+    _cleanup_of(test)(remove_tree, folder)
     return folder
 
 
@@ -96,12 +94,15 @@ def for_a_while(seconds, condition, what):
 
 def free_port():
     """An unused UDP port outside the kernel's range of client ports."""
-    for _ in range(1000):
-        port = random.randint(12000, 31999)
+    for port in random.sample(range(12000, 32000), 1000):
         with socket.socket(socket.AF_INET6, socket.SOCK_DGRAM) as probe, contextlib.suppress(OSError):
             probe.bind(("::", port))
             return port
     raise AssertionError("no free UDP port")
+
+
+def text_of(file):
+    return file.read_text(errors="replace") if file.exists() else ""
 
 
 class Daemon:
@@ -134,22 +135,21 @@ class Daemon:
         return self.process.returncode
 
     def said(self):
-        return self.output.read_text(errors="replace") if self.output.exists() else ""
+        return text_of(self.output)
 
     def children(self):
         """Pids of its living children."""
-        text = ""
         with contextlib.suppress(OSError):
-            text = pathlib.Path(f"/proc/{self.pid}/task/{self.pid}/children").read_text()
-        return [int(pid) for pid in text.split() if not is_zombie(int(pid))]
+            pids = pathlib.Path(f"/proc/{self.pid}/task/{self.pid}/children").read_text().split()
+            return [int(pid) for pid in pids if not has_ended(pid)]
+        return []
 
 
-def is_zombie(pid):
-    """Whether a process has ended, reaped or not."""
-    try:
+def has_ended(pid):
+    """Reaped or not."""
+    with contextlib.suppress(OSError):
         return pathlib.Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()[0] in "ZX"
-    except OSError:
-        return True
+    return True
 
 
 def not_tested(why):
@@ -162,8 +162,7 @@ def for_each_kind(*kinds):
     """Makes one TestCase of a class for each kind of Deployment, with the kind in `kind`."""
     def decorate(tests):
         for kind in kinds:
-            name = f"{tests.__name__}_{kind}"
-            members = {"kind": kind, "__module__": tests.__module__}
+            name, members = f"{tests.__name__}_{kind}", {"kind": kind, "__module__": tests.__module__}
             setattr(sys.modules[tests.__module__], name, type(name, (tests, unittest.TestCase), members))
         return tests
 
@@ -206,9 +205,8 @@ class Namespace:
         self.name = f"tarnix-e2e-{os.getpid()}-{name}"
         self.prefix = ("ip", "netns", "exec", self.name)  # of a command line that runs in it
         test_class.addClassCleanup(subprocess.run, ["ip", "netns", "del", self.name], capture_output=True)
-        commands = [["ip", "netns", "add", self.name], *(["ip", "-n", self.name, *words] for words in links)]
-        for command in commands:
-            made = subprocess.run(command, capture_output=True, text=True)
+        for words in (["netns", "add", self.name], *(["-n", self.name, *words] for words in links)):
+            made = subprocess.run(["ip", *words], capture_output=True, text=True)
             if made.returncode != 0:
                 not_tested(f"{made.args}: {made.stderr}")
 
@@ -230,16 +228,13 @@ class Deployment:
     def __init__(self, kind, prefix=(), owner_words=(), agent_words=()):
         self.kind = kind
         self.prefix = tuple(prefix)  # of every command line: a network namespace
-        self.owner_words = owner_words  # options of the program that has the owners in it
-        self.agent_words = agent_words  # and of the one with the agent
-        self.root = _make_folder(kind)
-        self.port = free_port()
-        self.daemons = {}
+        self.owner_words, self.agent_words = owner_words, agent_words  # options of the programs that have these in them
+        self.root, self.port, self.daemons = _make_folder(kind), free_port(), {}
         self.output = self.root / "output"
 
     def ends_with(self, test):
         """Everything is cleaned up after the test, or after the class of tests."""
-        (test.addClassCleanup if isinstance(test, type) else test.addCleanup)(self.close)
+        _cleanup_of(test)(self.close)
         return self
 
     # --- processes
@@ -293,7 +288,7 @@ class Deployment:
         return [agent.pid] if agent.alive() else []
 
     def said(self):
-        return self.output.read_text(errors="replace") if self.output.exists() else ""
+        return text_of(self.output)
 
     def store(self, name):
         return self.root / "tern/store" / name
@@ -318,13 +313,12 @@ class Deployment:
         self.configure("set", "enabled=yes", "engine-id=e2e")
         return self
 
-    def snmp(self, client, *words, version="2c", community="common", host="127.0.0.1", timeout=1, retries=10):
-        """Runs one of Debian's clients, snmp + `client`, numbers instead of names. No answer within the time-out is
-        asked for again, since a busy machine may be that slow."""
-        return Answer(subprocess.run(
-            [*self.prefix, "snmp" + client, "-v" + version, "-c", community, "-On", "-t", str(timeout),
-             "-r", str(retries), f"{host}:{self.port}", *map(str, words)],
-            capture_output=True, text=True, timeout=TIMEOUT * 2))
+    def snmp(self, client, *words, version="2c", community="common", timeout=1, retries=10):
+        """Runs one of Debian's clients, snmp + `client`, numbers instead of names. It retries, as a busy machine may be
+        slow."""
+        how = ["-v" + version, "-c", community, "-On", f"-t{timeout}", f"-r{retries}", f"127.0.0.1:{self.port}"]
+        return Answer(subprocess.run([*self.prefix, "snmp" + client, *how, *map(str, words)], capture_output=True,
+                                     text=True, timeout=TIMEOUT * 2))
 
     def get(self, name, **how):
         """The value of one object as the client prints it."""
@@ -345,7 +339,6 @@ class Deployment:
 
 # --- requests made by hand, for what Debian's clients can't show: silence, and whom an answer comes from
 
-_GET = 0xA0
 _FIRST_ID = 0x10000000  # so that BER writes each request id with four octets
 
 
@@ -356,10 +349,9 @@ def _tlv(tag, content):
 def request(request_id, name, community="common"):
     """A v2c Get of one object, shorter than 128 octets, with all numbers of the name below 128."""
     octets = bytes([0x2B, *map(int, name.split(".")[2:])])  # 1.3 is one octet
-    binding = _tlv(0x30, _tlv(0x06, octets) + b"\x05\x00")
+    bindings = _tlv(0x30, _tlv(0x30, _tlv(0x06, octets) + b"\x05\x00"))
     numbers = _tlv(0x02, (_FIRST_ID + request_id).to_bytes(4, "big")) + b"\x02\x01\x00\x02\x01\x00"
-    content = numbers + _tlv(0x30, binding)
-    return _tlv(0x30, b"\x02\x01\x01" + _tlv(0x04, community.encode()) + _tlv(_GET, content))
+    return _tlv(0x30, b"\x02\x01\x01" + _tlv(0x04, community.encode()) + _tlv(0xA0, numbers + bindings))
 
 
 def request_id_of(reply):

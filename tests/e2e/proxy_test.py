@@ -50,11 +50,9 @@ class Proxy(unittest.TestCase):
         (content / "object").write_bytes(b"x" * OBJECT)
         os.utime(content / "object", (0, time.time() - 30 * 86400))  # so old that a cache may keep it
         host, port = SERVER.split(":")
-        server = Daemon([sys.executable, "-m", "http.server", port, "--bind", host, "--directory", content],
-                        cls.folder / "server.log", cls.namespace.prefix)
-        cls.addClassCleanup(server.end)
-        squid = Daemon(["squid", "-N", "-f", cls.folder / "squid.conf"], cls.folder / "squid.out", cls.namespace.prefix)
-        cls.addClassCleanup(squid.end, signal.SIGKILL)
+        for words in ([sys.executable, "-m", "http.server", port, "--bind", host, "--directory", content],
+                      ["squid", "-N", "-f", cls.folder / "squid.conf"]):
+            cls.addClassCleanup(Daemon(words, cls.folder / "output", cls.namespace.prefix).end, signal.SIGKILL)
         eventually(lambda: "LISTEN" in cls.namespace.run("ss", "-Hltn", "src", PROXY), "squid listens")
         cls.agent = Deployment("node", cls.namespace.prefix, ["--proxy-url", f"http://{PROXY}"]).ends_with(cls)
         cls.agent.start().open()
@@ -65,8 +63,7 @@ class Proxy(unittest.TestCase):
     def figures(self):
         """{name: number} of both pages of the cache manager."""
         pages = "".join(self.fetch(f"http://{PROXY}/squid-internal-mgr/{page}") for page in ("info", "counters"))
-        pairs = re.findall(r"^\s*([\w .]+?)\s*[:=]\s*([\d.]+)", pages, re.M)
-        return {name: float(value) for name, value in pairs}
+        return {name: float(value) for name, value in re.findall(r"^\s*([\w .]+?)\s*[:=]\s*([\d.]+)", pages, re.M)}
 
     def shown(self):
         """{object: number} as the agent answers."""
@@ -82,12 +79,10 @@ class Proxy(unittest.TestCase):
         found = lambda: self.shown()[CLIENT_OUT] >= told["client_http.kbytes_out"] * 1024
         eventually(found, "the agent has found squid", 60)
         shown = self.shown()
-        self.assertEqual(shown[HITS], told["client_http.hits"])
-        self.assertEqual(shown[SERVER_REQUESTS], told["server.all.requests"])
-        self.assertEqual(shown[SERVER_IN], told["server.all.kbytes_in"] * 1024)
-        self.assertEqual(shown[SERVER_OUT], told["server.all.kbytes_out"] * 1024)
+        self.assertEqual([shown[name] for name in (HITS, SERVER_REQUESTS, SERVER_IN, SERVER_OUT, STORAGE)],
+                         [told["client_http.hits"], told["server.all.requests"], told["server.all.kbytes_in"] * 1024,
+                          told["server.all.kbytes_out"] * 1024, 0])
         self.assertGreaterEqual(shown[SERVER_IN], OBJECT - 1024)
-        self.assertEqual(shown[STORAGE], 0)
         self.assertGreaterEqual(shown[MEMORY], OBJECT)
         self.assertLess(abs(shown[MEMORY] - told["Storage Mem size"] * 1024), OBJECT)
         self.assertTrue(int(told["UP Time"]) - 1 <= shown[UPTIME] < told["UP Time"] + 30, (shown, told))

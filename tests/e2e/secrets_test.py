@@ -80,6 +80,7 @@ class Canaries(unittest.TestCase):
         self.assert_user_has("message", "file")
         self.tnctl(*user, f"authentication-password={PASSWORDS['last']}")
         self.tnctl("undo")
+        self.assert_user_has("message", "file")
         self.tnctl("snmp", "community", "set", COMMUNITIES["own"], f"name={COMMUNITIES['renamed']}")
         self.tnctl("snmp", "community", "remove", COMMUNITIES["renamed"])
         for words in (["snmp"], ["processes"], ["undo", "list"], ["--json", "snmp", "community", "list"],

@@ -1,7 +1,6 @@
 """Sensors, power supply, USB devices and guests of a running node. /sys/class and /sys/bus are folders of the test, in
 mount namespaces of the processes: libsensors reads nothing but /sys. Guests are those of libvirt's test driver."""
 
-import shlex
 import subprocess
 import unittest
 
@@ -64,30 +63,3 @@ class Sensors(unittest.TestCase):
         self.assertEqual({name[-1] >> 16 for name in walk().names()}, {1, 2})
         states = self.agent.snmp("bulkwalk", f"{VM_ENTRY}.6").values()
         self.assertEqual(list(states.values()), ['STRING: "running"'] * 2)
-
-
-def devices_of_lspci():
-    """{name: (maker, model)} as shown by lspci(8); empty without a PCI bus."""
-    said = subprocess.run(["lspci", "-Dmm"], capture_output=True, text=True)
-    lines = [[word for word in shlex.split(line) if not word.startswith("-")] for line in said.stdout.splitlines()]
-    return {words[0]: (words[2], words[3]) for words in lines}
-
-
-class PciDevices(unittest.TestCase):
-    def test_pci_devices_match_lspci(self):
-        expected = devices_of_lspci()
-        if not expected:
-            not_tested("this machine has no PCI devices")
-        agent = Deployment("node").ends_with(self).start().open()
-        names = lambda: {value for (column, _), value in agent.walk(ENTITY_ENTRY, "walk").items() if column == 7}
-        eventually(lambda: set(expected) <= names(), "the devices are listed")
-        table = agent.walk(ENTITY_ENTRY, "walk")
-        indexes = [index for column, index in table if column == 1 and 0x20000 <= int(index) < 0x40000]
-        shown = {table[7, index]: (table[12, index], table[13, index]) for index in indexes}
-        self.assertEqual(shown, expected)
-        for index in indexes:
-            domain, bus, device, function = (int(part, 16) for part in table[7, index].replace(".", ":").split(":"))
-            if domain == 0:
-                self.assertEqual(int(index), 0x20000 | bus << 8 | device << 3 | function)
-            self.assertEqual(table[2, index], " ".join(shown[table[7, index]]))
-            self.assertEqual(table[4, index], str(0x10000))

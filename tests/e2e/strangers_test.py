@@ -1,7 +1,6 @@
 """The effects of other local users, unauthenticated senders and the log's reader on the daemons."""
 
 import contextlib
-import errno
 import os
 import re
 import socket
@@ -24,19 +23,12 @@ def send(port, *datagrams):
 class Port(unittest.TestCase):
     def test_no_other_process_can_bind_the_agents_port(self):
         agent = Deployment("node").ends_with(self).start().open()
-        for family, host in ((socket.AF_INET6, "::"), (socket.AF_INET, ""), (socket.AF_INET, "127.0.0.1")):
-            for option in (socket.SO_REUSEADDR, socket.SO_REUSEPORT):
+        for option in (socket.SO_REUSEADDR, socket.SO_REUSEPORT):
+            for family, host in ((socket.AF_INET6, "::"), (socket.AF_INET, ""), (socket.AF_INET, "127.0.0.1")):
                 with socket.socket(family, socket.SOCK_DGRAM) as thief, self.subTest(host=host, option=option):
                     thief.setsockopt(socket.SOL_SOCKET, option, 1)
-                    with self.assertRaises(OSError) as refused:
+                    with self.assertRaisesRegex(OSError, "Address already in use"):
                         thief.bind((host, agent.port))
-                    self.assertEqual(refused.exception.errno, errno.EADDRINUSE)
-        second = Deployment("node").ends_with(self)
-        second.port = agent.port
-        second.start().open()
-        self.assertIn(f"cannot create service connection\nUDP port {agent.port}: Address already in use\n",
-                      second.said())
-        self.assertEqual(agent.get(SYS_SERVICES), "INTEGER: 78")
 
 
 class Log(unittest.TestCase):
@@ -55,13 +47,11 @@ class Log(unittest.TestCase):
 
     def test_daemons_run_on_when_the_log_reader_stops_or_exits(self):
         for kind in ("node", "spawn"):
-            with self.subTest(kind=kind):
-                self.check_reader(Deployment(kind).ends_with(self))
+            self.check_reader(Deployment(kind).ends_with(self))
 
     def check_reader(self, agent):
         os.mkfifo(agent.output)
-        reader = os.open(agent.output, os.O_RDONLY | os.O_NONBLOCK)
-        filler = os.open(agent.output, os.O_WRONLY | os.O_NONBLOCK)
+        reader, filler = (os.open(agent.output, way | os.O_NONBLOCK) for way in (os.O_RDONLY, os.O_WRONLY))
         agent.said = lambda: "it is in a pipe"
         agent.start().open()
         try:

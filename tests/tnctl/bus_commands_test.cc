@@ -26,12 +26,8 @@ class Undo : public CommandTest {
 TEST_F(Undo, TakesTheNewestBackAndThenItsRecordOut) {
     ASSERT_EQ(type("undo"), kDone) << err;
     EXPECT_EQ(out, "undone: added snmp community\n");
-    ASSERT_THAT(communities.asked, SizeIs(1));
-    EXPECT_EQ(commandOf(communities.asked[0]), tn::cmd::RemoveObj);
-    EXPECT_EQ(fieldsOf(communities.asked[0]), parseFields({"0xfe0001:u32=2", "0xff000a:bool=yes"}));
-    ASSERT_THAT(journal.changes(), SizeIs(1));
-    EXPECT_EQ(commandOf(journal.changes()[0]), tn::cmd::RemoveObj);
-    EXPECT_EQ(fieldsOf(journal.changes()[0]), parseFields({"0xfe0001:u32=9"}));
+    expectOne(communities.asked, tn::cmd::RemoveObj, {"0xfe0001:u32=2", "0xff000a:bool=yes"});
+    expectOne(journal.changes(), tn::cmd::RemoveObj, {"0xfe0001:u32=9"});
 }
 
 TEST_F(Undo, KeepsTheRecordWhenItsOwnerRefuses) {
@@ -96,28 +92,25 @@ TEST_F(Bus, MessageSendsAnyCommandAndPrintsItsReply) {
 }
 
 TEST_F(Bus, WatchPrintsWhatItAskedForUntilTheLoopEnds) {
-    looper.addTimer(
-        [this] {
-            settings.notify(0x10004, parseFields({"2:string=unasked"}));
-            settings.notifyChange(tn::kNoId, parseFields({"2:string=noc"}));
-            looper.defer([this] { looper.shutdown(); });  // notifications within a process wait for the loop too
-        },
-        std::chrono::milliseconds(1));
+    const auto soon = [this](const std::function<void()>& notify) {
+        looper.addTimer(
+            [this, notify] {
+                notify();
+                looper.defer([this] { looper.shutdown(); });  // notifications within a process wait for the loop too
+            },
+            std::chrono::milliseconds(1));
+    };
+    soon([this] {
+        settings.notify(0x10004, parseFields({"2:string=unasked"}));
+        settings.notifyChange(tn::kNoId, parseFields({"2:string=noc"}));
+    });
     ASSERT_EQ(type("watch 34 --json"), kDone) << err;
-    const Json line = Json::parse(out);
-    EXPECT_EQ(line["command"], tn::cmd::Changed);
-    EXPECT_EQ(line["fields"], (Json{{"2:string", "noc"}}));
-
-    looper.addTimer(
-        [this] {
-            communities.notifyChange(3, parseFields({"11:string=geheim"}));
-            looper.defer([this] { looper.shutdown(); });
-        },
-        std::chrono::milliseconds(1));
+    EXPECT_EQ(Json::parse(out)["command"], tn::cmd::Changed);
+    EXPECT_EQ(Json::parse(out)["fields"], (Json{{"2:string", "noc"}}));
+    soon([this] { communities.notifyChange(3, parseFields({"11:string=geheim"})); });
     ASSERT_EQ(type("watch 34,1 changed"), kDone) << err;
     EXPECT_THAT(out, HasSubstr("changed\n  11:string=***\n  0xfe0001:u32=3  # object-id\n"));
-
-    EXPECT_EQ(type("watch 34,9"), kFailed);  // nobody there, and its process is up
+    EXPECT_EQ(type("watch 34,9"), kFailed);  // no owner, and its process is up
 }
 
 }  // namespace

@@ -44,6 +44,14 @@ inline tn::message fieldsOf(tn::message request) {
     return request;
 }
 
+/// The requests are one, with this command and these fields.
+inline void expectOne(const std::vector<tn::message>& requests, uint32_t command,
+                      const std::vector<std::string>& fields) {
+    ASSERT_EQ(requests.size(), 1U);
+    EXPECT_EQ(commandOf(requests[0]), command);
+    EXPECT_EQ(fieldsOf(requests[0]), parseFields(fields));
+}
+
 /// A handler that answers each command with what the test put there, and
 /// remembers what it was asked.
 class ScriptedOwner : public tn::Handler {

@@ -14,12 +14,18 @@ using testing::Not;
 
 std::string asTyped(const Word&, std::string_view value) { return std::string(value); }
 
-/// An argument as JSON, after having been read.
-std::string shown(std::span<const Word> words, const std::string& argument) {
-    const tn::message fields = parseWords(words, {argument}, asTyped);
-    EXPECT_EQ(fields.size(), 1U);
-    const auto word = std::ranges::find(words, argument.substr(0, argument.find('=')), &Word::name);
-    return word->type.show(fields, word->number).dump();
+/// Arguments that are shown as they were typed, once read; lists as their items.
+void expectUnchanged(std::span<const Word> words, const std::vector<std::string>& arguments) {
+    for (const std::string& argument : arguments) {
+        const auto word = std::ranges::find(words, argument.substr(0, argument.find('=')), &Word::name);
+        const Json shown = word->type.show(parseWords(words, {argument}, asTyped), word->number);
+        std::string text = shown.is_string() ? shown.get<std::string>() : "";
+        if (shown.is_boolean()) text = shown.get<bool>() ? "yes" : "no";
+        if (shown.is_array())
+            for (const Json& item : shown)
+                text += (text.empty() ? "" : ",") + (item.is_string() ? item.get<std::string>() : item.dump());
+        EXPECT_EQ(argument, std::string(word->name) + "=" + text);
+    }
 }
 
 std::string refusal(std::span<const Word> words, const std::vector<std::string>& arguments,
@@ -28,62 +34,46 @@ std::string refusal(std::span<const Word> words, const std::vector<std::string>&
 }
 
 TEST(Words, ValuesComeBackAsTheyWereGiven) {
-    const std::pair<const char*, const char*> settings[] = {
-        {"enabled=yes", "true"},
-        {"enabled=off", "false"},
-        {"contact=", R"("")"},
-        {"contact=a = b", R"("a = b")"},
-        {"engine-id=123456789012345678901234567", R"("123456789012345678901234567")"},
-        {"trap-version=1", R"("1")"},
-        {"trap-version=2c", R"("2c")"},
-        {"trap-version=3", R"("3")"},
-        {"trap-community=none", R"("none")"},
-        {"trap-targets=192.0.2.1,2001:db8::1", R"(["192.0.2.1","2001:db8::1"])"},
-        {"interfaces=all", R"("all")"},
-        {"interfaces=none", R"("none")"},
-        {"interfaces=1,0x10,4294967295", "[1,16,4294967295]"},
+    expectUnchanged(settingWords(), {"enabled=yes", "enabled=no", "contact=", "contact=a = b",
+                                     "engine-id=123456789012345678901234567", "trap-version=1", "trap-version=2c",
+                                     "trap-version=3", "trap-community=none", "trap-targets=192.0.2.1,2001:db8::1",
+                                     "interfaces=all", "interfaces=none", "interfaces=1,4294967295"});
+    expectUnchanged(communityWords(), {"security=private", "authentication-protocol=sha1", "addresses=192.0.2.7/32",
+                                       "addresses=0.0.0.0/0,::/0", "addresses=192.0.2.0/24,2001:db8::/32",
+                                       "addresses=10.0.0.1/255.0.0.255"});
+    const auto same = [](std::span<const Word> words, const char* argument, const char* other) {
+        EXPECT_EQ(parseWords(words, {argument}, asTyped), parseWords(words, {other}, asTyped));
     };
-    for (const auto& [argument, expected] : settings) EXPECT_EQ(shown(settingWords(), argument), expected);
-    const std::pair<const char*, const char*> communities[] = {
-        {"security=private", R"("private")"},
-        {"authentication-protocol=sha1", R"("sha1")"},
-        {"addresses=192.0.2.7", R"(["192.0.2.7/32"])"},
-        {"addresses=0.0.0.0/0,::/0", R"(["0.0.0.0/0","::/0"])"},
-        {"addresses=192.0.2.0/255.255.255.0,2001:db8::/32", R"(["192.0.2.0/24","2001:db8::/32"])"},
-        {"addresses=10.0.0.1/255.0.0.255", R"(["10.0.0.1/255.0.0.255"])"},
-    };
-    for (const auto& [argument, expected] : communities) EXPECT_EQ(shown(communityWords(), argument), expected);
+    same(settingWords(), "enabled=off", "enabled=no");
+    same(settingWords(), "interfaces=0x10", "interfaces=16");
+    same(communityWords(), "addresses=192.0.2.7,192.0.2.0/255.255.255.0", "addresses=192.0.2.7/32,192.0.2.0/24");
 }
 
-TEST(Words, WhatIsWrongIsToldByWhatWasExpected) {
-    const std::pair<std::vector<std::string>, const char*> settings[] = {
-        {{"enabld=yes"}, "did you mean enabled?"},
-        {{"cont=x"}, "did you mean contact?"},
-        {{"zzzz=x"}, "expected enabled, contact,"},
-        {{"="}, "unknown word"},
-        {{"contact"}, "expected contact=VALUE"},
-        {{"enabled="}, "expected yes or no"},
-        {{"contact=a", "contact=b"}, "given twice"},
-        {{"contact=" + std::string(256, 'x')}, "at most 255"},
-        {{"engine-id=" + std::string(28, 'x')}, "at most 27"},
-        {{"engine-boots=1"}, "read-only"},
-        {{"trap-version=2"}, "expected 1, 2c or 3"},
-        {{"trap-targets="}, "expected addresses"},
-        {{"trap-targets=192.0.2.1/24"}, "expected addresses"},
-        {{"interfaces=0"}, "expected all, none"},
-        {{"interfaces=1,,2"}, "expected all, none"},
-        {{"trap-community="}, "name or id"},
-        {{"contact=x", "enabled=\033[2J"}, "enabled=\\x1b[2J"},
+TEST(Words, WhatIsWrongIsReportedWithWhatWasExpected) {
+    const std::pair<const char*, std::vector<std::string>> settings[] = {
+        {"did you mean enabled?", {"enabld=yes"}},
+        {"did you mean contact?", {"cont=x"}},
+        {"expected enabled, contact,", {"zzzz=x"}},
+        {"unknown word", {"="}},
+        {"expected contact=VALUE", {"contact"}},
+        {"expected yes or no", {"enabled="}},
+        {"at most 255", {"contact=" + std::string(256, 'x')}},
+        {"at most 27", {"engine-id=" + std::string(28, 'x')}},
+        {"read-only", {"engine-boots=1"}},
+        {"expected 1, 2c or 3", {"trap-version=2"}},
+        {"expected addresses", {"trap-targets=", "trap-targets=192.0.2.1/24"}},
+        {"expected all, none", {"interfaces=0", "interfaces=1,,2"}},
+        {"name or id", {"trap-community="}},
+        {"enabled=\\x1b[2J", {"enabled=\033[2J"}},
     };
-    for (const auto& [arguments, why] : settings) EXPECT_THAT(refusal(settingWords(), arguments), HasSubstr(why));
-
-    const std::pair<const char*, const char*> communities[] = {
-        {"name=", "1 to 255"},
-        {"addresses=", "expected prefixes"},  // an empty list would let everyone in
-        {"addresses=192.0.2.0/33", "expected prefixes"},
-        {"security=3", "none, authorized or private"},
-    };
-    for (const auto& [argument, why] : communities) EXPECT_THAT(refusal(communityWords(), {argument}), HasSubstr(why));
+    for (const auto& [why, arguments] : settings)
+        for (const std::string& argument : arguments)
+            EXPECT_THAT(refusal(settingWords(), {"location=x", argument}), HasSubstr(why));
+    EXPECT_THAT(refusal(settingWords(), {"contact=a", "contact=b"}), HasSubstr("given twice"));
+    for (const char* argument : {"addresses=", "addresses=192.0.2.0/33"})  // an empty list would let everyone in
+        EXPECT_THAT(refusal(communityWords(), {argument}), HasSubstr("expected prefixes"));
+    EXPECT_THAT(refusal(communityWords(), {"name="}), HasSubstr("1 to 255"));
+    EXPECT_THAT(refusal(communityWords(), {"security=3"}), HasSubstr("none, authorized or private"));
 }
 
 TEST(Words, SecretsAreReadLastAndNeverRepeated) {
