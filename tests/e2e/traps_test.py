@@ -1,5 +1,5 @@
-"""Traps as Debian's snmptrapd receives them, in a network namespace of the test: test traps, start traps, and traps of
-links that lose and regain their peers. Each test runs in one process and over the bus."""
+"""Traps as Debian's snmptrapd receives them, in a network namespace of the test: test traps, and traps of links that
+lose and regain their peers. Each test runs in one process and over the bus."""
 
 import os
 import re
@@ -10,7 +10,6 @@ from harness import Daemon, Deployment, Namespace, eventually, for_a_while, for_
 LINKS = [["link", "set", "lo", "up"], ["link", "add", "left", "type", "veth", "peer", "name", "right"],
          ["link", "set", "left", "up"], ["link", "set", "right", "up"]]
 UNREACHABLE, IPV4, IPV6 = "203.0.113.1", "127.0.0.1", "::1"
-WARM_START = ".1.3.6.1.6.3.1.1.5.2"
 ASKED = ".1.3.6.1.4.1.49999.1.1.9"
 UP, DOWN = "linkUp", "linkDown"
 ENGINE = "8000c34f04" + b"e2e".hex()
@@ -112,14 +111,6 @@ class Traps:
         self.agent.configure("set", "trap-version=2c", "trap-community=monitor")
         self.assertIn("send_trap: failed to connect: Network is unreachable", self.agent.said())
 
-    def test_start_trap_is_sent_at_startup(self):
-        self.generators("start-trap")
-        self.agent.stop()
-        self.agent.start()
-        self.assertIn(f"OID: {WARM_START}", self.both(1)[0][3])
-        # No link has changed, so nothing else is told.
-        for_a_while(0.5, lambda: len(self.traps()) == 2, self.received.said())
-
     def test_each_change_of_a_selected_link_causes_one_trap(self):
         self.generators("interfaces")
         self.addCleanup(self.agent.configure, "set", "interfaces=none")
@@ -130,7 +121,7 @@ class Traps:
                 self.agent.configure("set", "interfaces=" + interfaces)
                 before, done = done, done + 2 * len(names)
                 self.toggle()
-                told = sorted(self.links(self.both(done))[before:], key=lambda trap: trap[0])  # each link's in their order
+                told = sorted(self.links(self.both(done))[before:], key=lambda trap: trap[0])
                 self.assertEqual(told, [trap for name in names for trap in ((name, DOWN, 2, 2), (name, UP, 1, 1))])
         # Longer than half-way states are waited for: nothing may come late.
         for_a_while(2.0, lambda: len(self.traps()) == 2 * done, self.received.said())

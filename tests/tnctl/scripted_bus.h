@@ -68,12 +68,11 @@ class ScriptedOwner : public tn::Handler {
 
     /// The requests that were more than reading.
     [[nodiscard]] std::vector<tn::message> changes() const {
-        std::vector<tn::message> found;
-        for (const tn::message& request : asked) {
+        std::vector<tn::message> found = asked;
+        std::erase_if(found, [](const tn::message& request) {
             const uint32_t command = commandOf(request);
-            if (command != tn::cmd::Get && command != tn::cmd::GetAll && command != tn::cmd::GetObj)
-                found.push_back(request);
-        }
+            return command == tn::cmd::Get || command == tn::cmd::GetAll || command == tn::cmd::GetObj;
+        });
         return found;
     }
 

@@ -19,8 +19,9 @@ class Traps : public CommandTest {
         communities.rows = {parseFields({"0xfe0001:u32=3", "5:string=monitor"})};
         interfaces.rows = {parseFields({"0xfe0001:u32=2", "0x10006:string=eth0"}),
                            parseFields({"0xfe0001:u32=9", "0x10006:string=wan"})};
-        settings.answers[tn::cmd::Get] = parseFields({"1:bool=yes", "26:message[]={16:be32=127.0.0.1}", "17:u32=3",
-                                                      "19:u32[]=0xabc0001,5,0", "24:message[]={25:u32=9},{25:u32=4}"});
+        settings.answers[tn::cmd::Get] =
+            parseFields({"1:bool=yes", "26:message[]={16:be32=127.0.0.1}", "17:u32=3", "18:u32=1", "13:u32=9",
+                         "19:u32[]=0xabc0001,5,0", "24:message[]={25:u32=9},{25:u32=4}"});
     }
 
     /// What a line sends to the agent.
@@ -37,12 +38,17 @@ class Traps : public CommandTest {
     }
 };
 
-TEST_F(Traps, GeneratorsAndInterfacesAreShownByNameAsFarAsTheyHaveOne) {
+TEST_F(Traps, SettingsAreShownWithTheNamesOfWhatTheyReferTo) {
     ASSERT_EQ(type("snmp"), kDone) << err;
-    EXPECT_THAT(out, HasSubstr("trap-generators  start-trap,5,interfaces\n"));
-    EXPECT_THAT(out, HasSubstr("interfaces       wan,4\n"));
+    EXPECT_EQ(out,
+              "enabled          yes\ncontact          -\nlocation         -\nengine-id        -\nengine-boots     9\n"
+              "trap-version     2c\ntrap-community   monitor\ntrap-targets     127.0.0.1\n"
+              "trap-generators  start-trap,5,interfaces\ninterfaces       wan,4\n");
     ASSERT_EQ(type("--json snmp"), kDone) << err;
-    EXPECT_EQ(Json::parse(out)["trap-generators"], (Json{"start-trap", 5, "interfaces"}));
+    const Json shown = Json::parse(out);
+    EXPECT_EQ(shown["enabled"], true);
+    EXPECT_EQ(shown["trap-targets"], (Json{"127.0.0.1"}));
+    EXPECT_EQ(shown["trap-generators"], (Json{"start-trap", 5, "interfaces"}));
 
     generators.answers[100] = tn::errorMsg(tn::error::NoSuchHandler, "no such handler");
     interfaces.rows.clear();
