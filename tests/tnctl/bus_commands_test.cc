@@ -38,7 +38,7 @@ TEST_F(Undo, KeepsTheRecordWhenItsOwnerRefuses) {
     EXPECT_THAT(journal.changes(), IsEmpty());
 }
 
-TEST_F(Undo, TellsWhenThereIsNothingAndWhatCanBeTaken) {
+TEST_F(Undo, ListsItsRecordsWithoutSecretsAndReportsWhenThereAreNone) {
     ASSERT_EQ(type("--json undo list"), kDone) << err;
     EXPECT_EQ(Json::parse(out)[1], (Json{{"id", 9}, {"when", 1700000000}, {"text", "added snmp community"}}));
     EXPECT_EQ(type("undo lst"), kUsage);
@@ -47,6 +47,8 @@ TEST_F(Undo, TellsWhenThereIsNothingAndWhatCanBeTaken) {
     journal.answers[tn::cmd::GetObj] = secret;
     ASSERT_EQ(type("message 1,1 get-object"), kDone) << err;
     EXPECT_EQ(out, "2:message=\n  12:string=***\n");
+    ASSERT_EQ(type("message 1,1 get-object --secrets"), kDone) << err;
+    EXPECT_EQ(out, "2:message=\n  12:string=geheim\n");
     journal.answers[tn::cmd::GetObj] = tn::errorMsg(tn::error::NotFound, "no such undo record");
     EXPECT_EQ(type("undo 5"), kFailed);
     EXPECT_EQ(journal.asked.back().get_u32(tn::field::ObjectId), 5U);
