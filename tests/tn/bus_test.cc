@@ -406,8 +406,8 @@ TEST_F(BusRightsTest, ReadersHaveABoundedShareOfSubscriptions) {
         }
         return count;
     };
-    for (const auto& [octets, expected] : {std::pair(10, 32 + 1), {4000, 4 + 1}, {20'000, 0}})
-        EXPECT_EQ(as(kGroup, {}, [&](Looper& reader) { return accepted(reader, octets); }), expected) << octets;
+    for (const auto& each : {std::pair<size_t, int>(10, 32 + 1), {4000, 4 + 1}, {20'000, 0}})
+        EXPECT_EQ(as(kGroup, {}, [&](Looper& reader) { return accepted(reader, each.first); }), each.second);
     EXPECT_EQ(accepted(looper_, 20'000), 51) << "who may do everything may do this";
 }
 

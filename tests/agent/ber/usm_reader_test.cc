@@ -71,8 +71,8 @@ TEST(UsmReader, SecurityParametersThatLeaveTheirOctetStringAreRefused) {
     };
     EXPECT_TRUE(canRead());
     const wire::Bytes header = {tag::OctetString, 16, tag::Sequence, 14};
-    const auto found = std::ranges::search(message, header);
-    ASSERT_FALSE(found.empty());
+    const auto found = std::search(message.begin(), message.end(), header.begin(), header.end());
+    ASSERT_NE(found, message.end());
     --found[1];
     EXPECT_FALSE(canRead());
 }

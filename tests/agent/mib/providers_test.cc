@@ -74,13 +74,13 @@ TEST_F(PortsTest, TheFirstRowThatQualifiesIsFoundOrTheSearchEnds) {
     EXPECT_EQ(provider.getFirstObjId(), 4U);
 
     const tn::message gone = messageOf({{tn::field::Gone, true}, {kValue, 99U}});
-    for (const auto& [answer, fetches] : {std::pair(messageOf({{tn::field::Continue, 5U}}), 2U),  // doesn't increase
-                                          {messageOf({{tn::field::Objects, Messages{gone}}}), 1U},
-                                          {tn::errorMsg(tn::error::Unreachable, "no owner"), 1U}}) {
+    for (const auto& [lie, fetches] : {std::pair(messageOf({{tn::field::Continue, 5U}}), 2U),  // doesn't increase
+                                       {messageOf({{tn::field::Objects, Messages{gone}}}), 1U},
+                                       {tn::errorMsg(tn::error::Unreachable, "no owner"), 1U}}) {
         ports.fetches = 0;
-        ports.lies = [&](const tn::message&) { return answer; };
-        EXPECT_EQ(provider.get(), nullptr) << answer;
-        EXPECT_EQ(ports.fetches, fetches) << answer;
+        ports.lies = [&answer = lie](const tn::message&) { return answer; };
+        EXPECT_EQ(provider.get(), nullptr) << lie;
+        EXPECT_EQ(ports.fetches, fetches) << lie;
     }
     EXPECT_EQ(provider.getFirstObjId(), tn::kNoId);
 }

@@ -15,7 +15,7 @@ namespace interfaces = contracts::interfaces;
 
 using testing::IsEmpty;
 
-const std::string kAddress = "1.3.6.1.2.1.17.1.1.0", kPriority = "1.3.6.1.2.1.17.2.2.0";
+const std::string kBridgeAddress = "1.3.6.1.2.1.17.1.1.0", kBridgePriority = "1.3.6.1.2.1.17.2.2.0";
 const std::string kFdb = "1.3.6.1.2.1.17.4.3.1.";
 
 class BridgeModuleTest : public AgentTest {
@@ -48,16 +48,16 @@ class BridgeModuleTest : public AgentTest {
 TEST_F(BridgeModuleTest, NothingIsServedWithoutABridgeAndTheNextAfterTheFirstHasGone) {
     hasInterfaces(1, {});
     hasHost(2, 1, 5);
-    EXPECT_EQ(value(kAddress) + " " + value(kPriority), "error 2 error 2");
+    EXPECT_EQ(value(kBridgeAddress) + " " + value(kBridgePriority), "error 2 error 2");
     EXPECT_THAT(walk(kFdb), IsEmpty());
     EXPECT_EQ(value("1.3.6.1.2.1.17.2.1.0"), "3");
 
     hasInterfaces(3, {2, 3});
     hasHost(3, 2, 6);
-    EXPECT_EQ(value(kPriority) + " " + shown(walk(kFdb + "2")), "2 5");
+    EXPECT_EQ(value(kBridgePriority) + " " + shown(walk(kFdb + "2")), "2 5");
     interfaces.loses(2);
     hosts.loses(2 << 16 | 1);
-    EXPECT_EQ(value(kPriority) + " " + shown(walk(kFdb + "2")), "3 6");
+    EXPECT_EQ(value(kBridgePriority) + " " + shown(walk(kFdb + "2")), "3 6");
 }
 
 TEST_F(BridgeModuleTest, OnlyTheFirstBridgeIsServed) {
@@ -65,7 +65,7 @@ TEST_F(BridgeModuleTest, OnlyTheFirstBridgeIsServed) {
     hasHost(70, 1, 5, /*local=*/true);
     hasHost(70, 300, 6);
     for (uint32_t host = 0; host < 600; ++host) hasHost(80, host, 9);
-    EXPECT_EQ(values({kAddress, kPriority}), "02 00 00 00 00 46 70");
+    EXPECT_EQ(values({kBridgeAddress, kBridgePriority}), "02 00 00 00 00 46 70");
     for (const uint32_t repetitions : {0U, 50U})
         EXPECT_EQ(shown(walk("1.3.6.1.2.1.17.4", repetitions)), "02 00 00 00 00 01 02 00 00 00 01 2C 5 6 4 3");
     EXPECT_EQ(values({kFdb + "2" + at(300), kFdb + "2" + at(2)}), "6 -");  // the second is of the other bridge
@@ -80,10 +80,10 @@ TEST_F(BridgeModuleTest, OnlyTheFirstBridgeIsServed) {
 
 TEST_F(BridgeModuleTest, EachGetLooksForTheFirstBridgeFromTheFirstRow) {
     hasInterfaces(100, {70});
-    EXPECT_EQ(value(kPriority), "70");
+    EXPECT_EQ(value(kBridgePriority), "70");
     interfaces.row(40).insert_u32(interfaces::Kind, interfaces::kind::Bridge);
     interfaces.requests.clear();
-    EXPECT_EQ(value(kPriority), "40");
+    EXPECT_EQ(value(kBridgePriority), "40");
     ASSERT_EQ(interfaces.requests.size(), 40U);  // this owner ignores the filter for bridges
     EXPECT_EQ(interfaces.requests[0].get_u32(interfaces::Kind), interfaces::kind::Bridge);
 }

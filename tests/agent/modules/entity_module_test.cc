@@ -66,15 +66,15 @@ TEST_F(EntityModuleTest, AliasAndAssetIdOutliveTheAgent) {
     (void)set({text(kAlias, "core"), text(kAssetId, std::string("A\0\xff", 3))});
     agentStartsAgain();
     EXPECT_EQ(values({kAlias, kAssetId}), "core 41 00 FF");
-    const auto written = [] { return std::filesystem::file_size(tn::rooted("/tern/store/snmp_entity-wal")); };
+    const auto octetsWritten = [] { return std::filesystem::file_size(tn::rooted("/tern/store/snmp_entity-wal")); };
     (void)set({text(kAlias, "rack")});
-    const auto before = written();
+    const auto unchanged = octetsWritten();
     (void)set({text(kAlias, "rack"), number(kAlias, 5)});
-    EXPECT_EQ(written(), before);
+    EXPECT_EQ(octetsWritten(), unchanged);
     {
         const RequestWrites request;
         (void)set({text(kAlias, "a"), text(kAssetId, "b"), text(kAlias, "core"), text(kAssetId, "A")});
-        EXPECT_EQ(written(), before);
+        EXPECT_EQ(octetsWritten(), unchanged);
     }
     EXPECT_EQ(values({kAlias, kAssetId}), "core A");
     (void)set({text(kAssetId, std::string("A\0\xff", 3))});

@@ -25,8 +25,6 @@ using ::testing::IsEmpty;
 using NextHop = Route::NextHop;
 using Time = RouteMonitor::Time;
 
-constexpr unsigned kUp = IFF_UP | IFF_RUNNING | IFF_LOWER_UP;
-
 /// A kernel with these routes and no nexthop objects. It writes a packet of a listing when the one before is read, for
 /// one destination after the other.
 class RouteKernel : public ScriptedKernel {

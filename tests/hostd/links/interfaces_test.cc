@@ -25,8 +25,6 @@ namespace field = tn::field;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr unsigned kUp = IFF_UP | IFF_RUNNING | IFF_LOWER_UP;
-
 /// A table of links, and what it told of their status: "name=status".
 class LinkTableTest : public ::testing::Test {
   protected:
@@ -126,7 +124,7 @@ TEST_F(LinkTableTest, MessagesNotAboutAWholeLinkChangeNothing) {
 }
 
 TEST_F(LinkTableTest, EachChangeOfStatusIsReportedOnce) {
-    const std::tuple<int, const char*, unsigned> messages[] = {{4, "a", IFF_UP | IFF_LOWER_UP},
+    const std::tuple<int, const char*, unsigned> messages[] = {{4, "a", kUp & ~unsigned{IFF_RUNNING}},
                                                                {4, "a", kUp},
                                                                {4, "a", kUp | IFF_PROMISC},
                                                                {4, "b", kUp},
@@ -276,12 +274,14 @@ TEST(DriverAnswer, GivesSpeedAndTheCountersThatAreKept) {
                            const std::vector<std::array<uint32_t, 3>>& sizes = {}) {
         statistics.nest(ETHTOOL_A_STATS_GRP, [&](DriverMessage& inside) {
             inside.value(ETHTOOL_A_STATS_GRP_ID, id);
-            for (const auto& [type, value] : counted)
-                inside.nest(ETHTOOL_A_STATS_GRP_STAT, [&](DriverMessage& one) { one.value(type, value); });
-            for (const auto& [low, high, value] : sizes)
+            for (const auto& counter : counted)
+                inside.nest(ETHTOOL_A_STATS_GRP_STAT,
+                            [&](DriverMessage& one) { one.value(counter.first, counter.second); });
+            for (const auto& size : sizes)
                 inside.nest(ETHTOOL_A_STATS_GRP_HIST_TX, [&](DriverMessage& one) {
-                    one.value(ETHTOOL_A_STATS_GRP_HIST_BKT_LOW, low).value(ETHTOOL_A_STATS_GRP_HIST_BKT_HI, high);
-                    one.value(ETHTOOL_A_STATS_GRP_HIST_VAL, uint64_t{value});
+                    one.value(ETHTOOL_A_STATS_GRP_HIST_BKT_LOW, size[0])
+                        .value(ETHTOOL_A_STATS_GRP_HIST_BKT_HI, size[1]);
+                    one.value(ETHTOOL_A_STATS_GRP_HIST_VAL, uint64_t{size[2]});
                 });
         });
     };

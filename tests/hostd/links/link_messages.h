@@ -1,5 +1,7 @@
 #pragma once
 
+#include <net/if.h>  // before <linux/if.h>, which then leaves out what it defines
+
 #include <linux/if.h>
 #include <linux/if_arp.h>
 #include <linux/if_link.h>
@@ -8,6 +10,9 @@
 #include "tests/hostd/netlink/netlink_message.h"
 
 namespace hostd {
+
+/// Flags of a link that is up, with carrier.
+inline constexpr unsigned kUp = IFF_UP | IFF_RUNNING | static_cast<unsigned>(IFF_LOWER_UP);
 
 /// A message as the kernel's rtnetlink writes them about a link.
 class LinkMessage : public NetlinkMessage<ifinfomsg> {

@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 constexpr uint32_t kDown = 0;
 constexpr uint32_t kCarrier = interfaces::status::Up;
 constexpr uint32_t kOperational = interfaces::status::Operational;
-constexpr uint32_t kUp = kCarrier | kOperational;
+constexpr uint32_t kBoth = kCarrier | kOperational;
 
 }  // namespace
 
@@ -31,8 +31,8 @@ TEST(LinkStatusDebouncer, ReportsEachChangeOnceAndATransitionalStatusOnlyIfItLas
     };
     const auto wait = [&](std::chrono::milliseconds time) { debouncer.reportLasting(now += time); };
 
-    change({kCarrier, kUp, kOperational, kDown, kUp, kCarrier, kDown});
-    EXPECT_THAT(reported, ElementsAre(kUp, kDown, kUp, kDown));
+    change({kCarrier, kBoth, kOperational, kDown, kBoth, kCarrier, kDown});
+    EXPECT_THAT(reported, ElementsAre(kBoth, kDown, kBoth, kDown));
     EXPECT_EQ(debouncer.due(), std::nullopt);
     reported.clear();
 
@@ -44,9 +44,9 @@ TEST(LinkStatusDebouncer, ReportsEachChangeOnceAndATransitionalStatusOnlyIfItLas
     change({kOperational, kCarrier});  // doesn't postpone it
     wait(1ms);
     EXPECT_THAT(reported, ElementsAre(kCarrier));
-    change({kUp, kCarrier, kUp});
+    change({kBoth, kCarrier, kBoth});
     wait(LinkStatusDebouncer::kSettlingTime);
-    EXPECT_THAT(reported, ElementsAre(kCarrier, kUp));
+    EXPECT_THAT(reported, ElementsAre(kCarrier, kBoth));
 }
 
 }  // namespace hostd

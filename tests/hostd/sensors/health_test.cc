@@ -17,9 +17,9 @@ namespace hostd {
 
 namespace {
 
-using Attributes = std::initializer_list<std::pair<const char*, const char*>>;
+using Files = std::initializer_list<std::pair<const char*, const char*>>;
 
-void write(const tn::TempTree& tree, const std::string& folder, Attributes attributes) {
+void write(const tn::TempTree& tree, const std::string& folder, Files attributes) {
     for (const auto& [name, value] : attributes) tree.write(folder + "/" + name, value + std::string("\n"));
 }
 
@@ -149,7 +149,7 @@ TEST(Sensors, AreReadThroughTheLibrary) {
 
 TEST(Sensors, WithoutHwmonAreThoseOfThermalZonesAndSupplies) {
     const tn::TempTree tree;
-    const auto has = [&](const std::string& name, Attributes attributes) { write(tree, "class/" + name, attributes); };
+    const auto has = [&](const std::string& name, Files attributes) { write(tree, "class/" + name, attributes); };
     const auto read = [&](const SensorChoice& choice = {}) { return textOf(readHealth(tree.path(), choice)); };
     has("thermal/cooling_device0", {{"type", "Fan"}, {"temp", "1000"}});
     has("thermal/thermal_zone0", {{"type", "acpitz"}, {"temp", "27800"}});
