@@ -10,7 +10,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr uint8_t kGet = 0xa0, kReport = 0xa8;  // RFC 3416, 3
 constexpr uint32_t kBehind = 5;  // seconds: a time slightly behind the server's is accepted, one ahead of it isn't
 
 void append(wire::Bytes& out, std::span<const uint8_t> more) { out.insert(out.end(), more.begin(), more.end()); }

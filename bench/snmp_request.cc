@@ -7,8 +7,7 @@
 namespace bench {
 namespace {
 
-constexpr uint8_t kGet = 0xa0, kGetNext = 0xa1, kResponse = 0xa2, kGetBulk = 0xa5;  // RFC 3416, 3
-constexpr uint32_t kAnyId = 0x7fffffff;                                             // four octets in its shortest form
+constexpr uint32_t kAnyId = 0x7fffffff;  // four octets in its shortest form
 
 uint8_t tagOf(const std::string& operation) {
     static const std::map<std::string, uint8_t> kTags{{"get", kGet}, {"getnext", kGetNext}, {"getbulk", kGetBulk}};

@@ -53,7 +53,7 @@ class RouteTable {
     template <class Set>
     void removeFrom(Set& set, const RouteId& id, int32_t place, std::vector<RouteEntry>& removed);
     template <class Set>
-    size_t removeOld(Set& set, uint8_t listing, Position& at, size_t max);
+    size_t removeOld(Set& set, uint8_t listing, Position& position, size_t max);
     Rows::iterator erase(Rows::iterator at);
     Alternates::iterator erase(Alternates::iterator at);
     void count(const RouteEntry& entry, int by);

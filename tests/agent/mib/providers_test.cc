@@ -78,7 +78,7 @@ TEST_F(PortsTest, TheFirstRowThatQualifiesIsFoundOrTheSearchEnds) {
                                        {messageOf({{tn::field::Objects, Messages{gone}}}), 1U},
                                        {tn::errorMsg(tn::error::Unreachable, "no owner"), 1U}}) {
         ports.fetches = 0;
-        ports.lies = [&answer = lie](const tn::message&) { return answer; };
+        ports.lies = [answer = lie](const tn::message&) { return answer; };
         EXPECT_EQ(provider.get(), nullptr) << lie;
         EXPECT_EQ(ports.fetches, fetches) << lie;
     }

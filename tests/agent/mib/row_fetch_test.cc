@@ -45,7 +45,7 @@ class RowFetchTest : public PortsTest {
         return messageOf({{tn::field::Objects, items}, {tn::field::Continue, ids.empty() ? 0U : ids.back() + 1}});
     }
     /// Answers the n-th request with the n-th reply, and from the last one on with that.
-    void answers(std::vector<tn::message> replies) {
+    void answers(const std::vector<tn::message>& replies) {
         ports.fetches = 0;
         ports.requests.clear();
         ports.lies = [this, replies](const tn::message&) {
