@@ -9,6 +9,9 @@
 
 namespace bench {
 
+/// Tags of PDUs (RFC 3416, 3).
+constexpr uint8_t kGet = 0xa0, kGetNext = 0xa1, kResponse = 0xa2, kGetBulk = 0xa5, kReport = 0xa8;
+
 /// A request of the load generators.
 struct Request {
     std::string community = "common";
