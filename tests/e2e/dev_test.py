@@ -49,7 +49,7 @@ class Confinement(unittest.TestCase):
             not_tested("only root's tests are confined")
         places = TREE / "tests/written", BUILD / "written", mine / "written"
         for place in places:
-            self.addCleanup(place.unlink, missing_ok=True)
+            self.addCleanup(lambda place=place: place.exists() and place.unlink())  # nothing unlinks read-only
         done = subprocess.run([TREE / "tools/confined", "sh", "-c", 'for f; do echo x > "$f"; done', "sh", *places],
                               capture_output=True, text=True)
         if "NOT PROTECTED: the whole machine" in done.stderr:
