@@ -10,10 +10,10 @@
 
 #include "agent/mib/branch.h"
 #include "agent/mib/columnar_branch.h"
-#include "agent/mib/data_provider.h"
 #include "agent/mib/keep.h"
 #include "agent/mib/objects.h"
 #include "agent/mib/packer.h"
+#include "agent/mib/providers/data_provider.h"
 
 /// How a module describes what it serves. One array of rows for each group or table, in the MIB's order with the MIB's
 /// names:

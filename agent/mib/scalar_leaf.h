@@ -1,8 +1,8 @@
 #pragma once
 
 #include "agent/mib/branch.h"
-#include "agent/mib/data_provider.h"
 #include "agent/mib/packer.h"
+#include "agent/mib/providers/data_provider.h"
 
 namespace snmp {
 

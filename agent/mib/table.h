@@ -6,9 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include "agent/mib/data_provider.h"
 #include "agent/mib/key.h"
 #include "agent/mib/packer.h"
+#include "agent/mib/providers/data_provider.h"
 
 namespace snmp {
 

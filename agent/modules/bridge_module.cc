@@ -7,9 +7,9 @@
 #include "agent/modules/bridge_module.h"
 
 #include "agent/mib/columns.h"
-#include "agent/mib/get_all_provider.h"
-#include "agent/mib/get_first_provider.h"
 #include "agent/mib/keep.h"
+#include "agent/mib/providers/get_all_provider.h"
+#include "agent/mib/providers/get_first_provider.h"
 #include "contracts/bridge.h"
 #include "contracts/interfaces.h"
 #include "contracts/object_class.h"

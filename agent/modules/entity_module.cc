@@ -8,8 +8,8 @@
 
 #include "agent/log.h"
 #include "agent/mib/columns.h"
-#include "agent/mib/get_all_multi_provider.h"
 #include "agent/mib/keep.h"
+#include "agent/mib/providers/get_all_multi_provider.h"
 #include "agent/mib/request_writes.h"
 #include "contracts/devices.h"
 #include "contracts/object_class.h"

@@ -7,8 +7,8 @@
 
 #include "agent/log.h"
 #include "agent/mib/columns.h"
-#include "agent/mib/data_provider.h"
 #include "agent/mib/keep.h"
+#include "agent/mib/providers/data_provider.h"
 #include "contracts/health.h"
 #include "contracts/object_class.h"
 

@@ -10,10 +10,10 @@
 #include <ctime>
 
 #include "agent/mib/columns.h"
-#include "agent/mib/data_provider.h"
-#include "agent/mib/get_all_multi_provider.h"
-#include "agent/mib/get_all_provider.h"
 #include "agent/mib/keep.h"
+#include "agent/mib/providers/data_provider.h"
+#include "agent/mib/providers/get_all_multi_provider.h"
+#include "agent/mib/providers/get_all_provider.h"
 #include "contracts/disks.h"
 #include "contracts/object_class.h"
 #include "contracts/system.h"

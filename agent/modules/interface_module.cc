@@ -9,9 +9,9 @@
 #include "agent/modules/interface_module.h"
 
 #include "agent/mib/columns.h"
-#include "agent/mib/count_provider.h"
-#include "agent/mib/get_all_provider.h"
 #include "agent/mib/keep.h"
+#include "agent/mib/providers/count_provider.h"
+#include "agent/mib/providers/get_all_provider.h"
 #include "agent/traps/interface_traps.h"
 #include "agent/traps/trap_generators.h"
 #include "contracts/interface_counters.h"

@@ -10,9 +10,9 @@
 #include "agent/modules/ip_module.h"
 
 #include "agent/mib/columns.h"
-#include "agent/mib/count_provider.h"
-#include "agent/mib/get_all_provider.h"
 #include "agent/mib/keep.h"
+#include "agent/mib/providers/count_provider.h"
+#include "agent/mib/providers/get_all_provider.h"
 #include "agent/modules/proxy_module.h"
 #include "agent/modules/queue_module.h"
 #include "contracts/addresses.h"

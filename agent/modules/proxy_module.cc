@@ -3,8 +3,8 @@
 #include "agent/modules/proxy_module.h"
 
 #include "agent/mib/columns.h"
-#include "agent/mib/data_provider.h"
 #include "agent/mib/keep.h"
+#include "agent/mib/providers/data_provider.h"
 #include "contracts/object_class.h"
 #include "contracts/proxy.h"
 #include "tn/sources.h"

@@ -8,8 +8,8 @@
 #include "agent/modules/queue_module.h"
 
 #include "agent/mib/columns.h"
-#include "agent/mib/get_all_provider.h"
 #include "agent/mib/keep.h"
+#include "agent/mib/providers/get_all_provider.h"
 #include "contracts/object_class.h"
 #include "contracts/queues.h"
 

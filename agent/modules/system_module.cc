@@ -6,8 +6,8 @@
 
 #include "agent/log.h"
 #include "agent/mib/columns.h"
-#include "agent/mib/data_provider.h"
 #include "agent/mib/keep.h"
+#include "agent/mib/providers/data_provider.h"
 #include "agent/mib/request_writes.h"
 #include "agent/system/settings.h"
 #include "contracts/object_class.h"

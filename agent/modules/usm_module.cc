@@ -2,7 +2,7 @@
 
 #include "agent/mib/columns.h"
 #include "agent/mib/context.h"
-#include "agent/mib/data_provider.h"
+#include "agent/mib/providers/data_provider.h"
 #include "agent/security/v3_errors.h"
 
 namespace snmp {

@@ -7,9 +7,9 @@
 
 #include "agent/log.h"
 #include "agent/mib/columns.h"
-#include "agent/mib/data_provider.h"
-#include "agent/mib/get_all_provider.h"
 #include "agent/mib/keep.h"
+#include "agent/mib/providers/data_provider.h"
+#include "agent/mib/providers/get_all_provider.h"
 #include "agent/mib/request_writes.h"
 #include "contracts/devices.h"
 #include "contracts/neighbors.h"

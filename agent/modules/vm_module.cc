@@ -9,8 +9,8 @@
 #include <span>
 
 #include "agent/mib/columns.h"
-#include "agent/mib/get_all_multi_provider.h"
 #include "agent/mib/keep.h"
+#include "agent/mib/providers/get_all_multi_provider.h"
 #include "contracts/guests.h"
 #include "contracts/object_class.h"
 

@@ -3,7 +3,7 @@
 #include <array>
 #include <cstdlib>
 
-#include "agent/mib/data_provider.h"
+#include "agent/mib/providers/data_provider.h"
 #include "example.h"
 
 namespace example {

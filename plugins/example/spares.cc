@@ -5,7 +5,7 @@
 //
 //     spareTable    INDEX { spare id }
 
-#include "agent/mib/get_all_provider.h"
+#include "agent/mib/providers/get_all_provider.h"
 #include "contracts/object_class.h"
 #include "example.h"
 #include "tn/amap.h"

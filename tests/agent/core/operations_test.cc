@@ -5,8 +5,8 @@
 #include <chrono>
 
 #include "agent/log.h"
-#include "agent/mib/data_provider.h"
 #include "agent/mib/packer.h"
+#include "agent/mib/providers/data_provider.h"
 #include "tests/agent/agent_test.h"
 
 namespace snmp {

@@ -4,8 +4,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "agent/mib/data_provider.h"
 #include "agent/mib/packer.h"
+#include "agent/mib/providers/data_provider.h"
 #include "tests/agent/agent_test.h"
 
 namespace snmp {

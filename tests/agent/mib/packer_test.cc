@@ -37,6 +37,8 @@ bool unpacked(const Packer& packer, Row& row, const wire::Bytes& value) {
     return packer.unpack(&row, c);
 }
 
+constexpr tn::be32_id kSecondField{2}, kThirdField{3};
+
 TEST(PackerTest, WhatIsPackedUnpacksToTheSame) {
     Row row;
     row.number = 0xffffffff;
@@ -95,7 +97,7 @@ TEST(PackerTest, IndexFormsGoThereAndBack) {
     }
     EXPECT_TRUE(index.empty());
     EXPECT_EQ(fromIndex, fromRecord);
-    EXPECT_EQ(fromIndex.get_be32(tn::be32_id(2)), 0x0a010203U);
+    EXPECT_EQ(fromIndex.get_be32(kSecondField), 0x0a010203U);
 }
 
 TEST(PackerTest, IncompleteIndexesAreFilledUpOrRefused) {
@@ -109,7 +111,7 @@ TEST(PackerTest, IncompleteIndexesAreFilledUpOrRefused) {
     for (OID bad : {OID{3, 97, 98}, OID{2, 97, 256}, OID{}})
         EXPECT_FALSE(packerOf(tag::OctetString, &Row::text)->addKeyToMessage(bad, m, 2));
     tn::message expected;
-    expected.insert_be32(tn::be32_id(3), 0x0a000000);
+    expected.insert_be32(kThirdField, 0x0a000000);
     EXPECT_EQ(m, put(expected, {{1, Raw{1, 2, 3, 4, 0, 0}}}));
 }
 

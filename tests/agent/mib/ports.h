@@ -1,7 +1,7 @@
 #pragma once
 
 #include "agent/mib/columns.h"
-#include "agent/mib/get_all_provider.h"
+#include "agent/mib/providers/get_all_provider.h"
 #include "tests/agent/agent_test.h"
 #include "tests/agent/table_owner.h"
 

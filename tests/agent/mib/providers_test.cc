@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
-#include "agent/mib/get_all_multi_provider.h"
-#include "agent/mib/get_first_provider.h"
+#include "agent/mib/providers/get_all_multi_provider.h"
+#include "agent/mib/providers/get_first_provider.h"
 #include "tests/agent/mib/ports.h"
 
 namespace snmp {

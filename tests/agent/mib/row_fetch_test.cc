@@ -1,4 +1,4 @@
-#include "agent/mib/row_fetch.h"
+#include "agent/mib/providers/row_fetch.h"
 
 #include <gmock/gmock.h>
 

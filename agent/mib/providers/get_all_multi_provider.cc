@@ -1,4 +1,4 @@
-#include "agent/mib/get_all_multi_provider.h"
+#include "agent/mib/providers/get_all_multi_provider.h"
 
 #include <algorithm>
 

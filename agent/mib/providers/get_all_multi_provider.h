@@ -4,7 +4,7 @@
 #include <span>
 #include <vector>
 
-#include "agent/mib/get_all_provider.h"
+#include "agent/mib/providers/get_all_provider.h"
 
 namespace snmp {
 

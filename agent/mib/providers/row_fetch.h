@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "agent/mib/get_all_provider.h"
+#include "agent/mib/providers/get_all_provider.h"
 
 namespace snmp {
 

@@ -1,7 +1,7 @@
-#include "agent/mib/get_all_provider.h"
+#include "agent/mib/providers/get_all_provider.h"
 
 #include "agent/log.h"
-#include "agent/mib/row_fetch.h"
+#include "agent/mib/providers/row_fetch.h"
 #include "tn/looper.h"
 
 namespace snmp {

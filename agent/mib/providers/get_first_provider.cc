@@ -1,4 +1,4 @@
-#include "agent/mib/get_first_provider.h"
+#include "agent/mib/providers/get_first_provider.h"
 
 #include "agent/log.h"
 #include "tn/looper.h"

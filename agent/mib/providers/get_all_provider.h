@@ -10,9 +10,9 @@
 
 namespace snmp {
 
-/// Rows fetched from one owner with get-all exchanges (agent/mib/row_fetch.h). What an owner answers is checked: rows
-/// whose index doesn't grow are left out, and an owner that answers nonsense costs its own rows and a bounded number of
-/// exchanges. The owner of {path} answers as hostd's tables do (hostd/table/owner_table.h).
+/// Rows fetched from one owner with get-all exchanges (agent/mib/providers/row_fetch.h). What an owner answers is
+/// checked: rows whose index doesn't grow are left out, and an owner that answers nonsense costs its own rows and a
+/// bounded number of exchanges. The owner of {path} answers as hostd's tables do (hostd/table/owner_table.h).
 class GetAllProvider : public TableProvider {
   public:
     /// Appends the rows of one item, any number of them. A row that isn't listed but marks the position (a route that

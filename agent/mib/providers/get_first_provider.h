@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "agent/mib/data_provider.h"
+#include "agent/mib/providers/data_provider.h"
 
 namespace snmp {
 

@@ -1,4 +1,4 @@
-#include "agent/mib/data_provider.h"
+#include "agent/mib/providers/data_provider.h"
 
 #include "agent/log.h"
 #include "tn/looper.h"
