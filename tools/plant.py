@@ -59,8 +59,12 @@ class Tree:
         self.path = ROOT / "build" / "plant" / str(number)
         self.build = self.path / "build"
         self.path.mkdir(parents=True, exist_ok=True)
-        tracked = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, check=True, capture_output=True, text=True).stdout
-        for name in filter(None, tracked.split("\0")):
+        listing = subprocess.run(["git", "ls-files", "-z"], cwd=ROOT, check=True, capture_output=True, text=True).stdout
+        tracked = set(filter(None, listing.split("\0")))
+        for old in [file for file in self.path.rglob("*") if file.is_file() and self.build not in file.parents]:
+            if str(old.relative_to(self.path)) not in tracked:
+                old.unlink()
+        for name in tracked:
             copy, octets = self.path / name, (ROOT / name).read_bytes()
             if not copy.exists() or copy.read_bytes() != octets:  # so that a second run builds only what has changed
                 copy.parent.mkdir(parents=True, exist_ok=True)
