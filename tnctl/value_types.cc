@@ -94,7 +94,8 @@ bool parsePrefixes(std::string_view text, uint32_t number, tn::message& out) {
 
 Json showPrefixes(const tn::message& in, uint32_t number) {
     Json texts = Json::array();
-    for (const tn::IPPrefix6& prefix : prefixesOf(in.get_message_array(tn::message_array_id(number)))) texts.push_back(prefix.str());
+    for (const tn::IPPrefix6& prefix : prefixesOf(in.get_message_array(tn::message_array_id(number))))
+        texts.push_back(prefix.str());
     return texts;
 }
 

@@ -25,7 +25,7 @@ namespace field = tn::field;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-/// A table of links, and what it told of their status: "name=status".
+/// A table of links, and the status changes that it reported: "name=status".
 class LinkTableTest : public ::testing::Test {
   protected:
     void takes(const NetlinkMessage<ifinfomsg>& message) { links.apply(message.message(), 1000ms); }
