@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "agent/ber/tags.h"
+#include "agent/mib/context.h"
 #include "tests/agent/ber/octets.h"
 #include "wire/manager.h"
 
@@ -59,6 +60,20 @@ TEST(UsmReader, WhatHoldsNoScopedPduIsAgainAsItWasReceived) {
     UsmReader in(message);
     EXPECT_FALSE(peers.opens(in));
     EXPECT_EQ(hex(in.bytes()), hex(message));
+}
+
+TEST(UsmReader, ASealedMessageHasNoContextNameOfTheMessageBefore) {
+    Peers peers;
+    peers.server.strictDigest = true;
+    const wire::Bytes scoped = wire::encode(wire::ScopedPdu{"engine", "ctx", {.pdu = pdu::GetRequest, .bindings = {}}});
+    Context c(peers.sealed(scoped));
+    ASSERT_TRUE(peers.opens(c.in));
+    EXPECT_EQ(c.in.v3Info().contextName, "ctx");
+    peers.manager.authPassword = "another password";
+    c.begin(peers.sealed(scoped));
+    EXPECT_FALSE(peers.opens(c.in));
+    EXPECT_TRUE(c.in.isSealed());
+    EXPECT_EQ(c.in.v3Info().contextName, "");
 }
 
 TEST(UsmReader, SecurityParametersThatLeaveTheirOctetStringAreRefused) {

@@ -74,6 +74,11 @@ TEST_F(RowFetchTest, OnlyTheRequestedRowItselfIsSkipped) {
     ports.lies = nullptr;
     ports.pageSize = 2;  // on a later page no row is the requested one
     EXPECT_THAT(after(*byId, OID{3}, 2), Optional(ElementsAre(4, 5)));
+    tn::message gone = page({3, 4});
+    put(gone.get_message_array_ref(tn::field::Objects)[0], {{tn::field::Gone, true}});
+    answers({page({1, 2}), gone});
+    EXPECT_THAT(after(*byId, {}, 3), Optional(ElementsAre(1, 2, 4))) << "goes between two pages";
+    ports.lies = nullptr;
     ports.keyFields = {kValue};
     EXPECT_THAT(after(byValue, OID{30}, 2), Optional(ElementsAre(4, 5)));
 }

@@ -97,6 +97,10 @@ class RouteMonitorTest : public ::testing::Test {
     void notifyLink(int index, unsigned flags, uint16_t type = RTM_NEWLINK, unsigned char family = AF_UNSPEC) {
         notify(LinkMessage(index, "x", flags, ARPHRD_ETHER, type, family));
     }
+    void replaceUnknown(const Route& route) {
+        kernel.routes.push_back(route);
+        notify(messageOf(route, RTM_NEWROUTE, NLM_F_REPLACE));
+    }
     void notifyGoneAddress(uint32_t link) { notify(NetlinkMessage<ifaddrmsg>(RTM_DELADDR, {AF_INET, 24, 0, 0, link})); }
     std::vector<std::string> rows() { return rowsOf(table); }
 
@@ -164,7 +168,7 @@ TEST_F(RouteMonitorTest, AnOldKernelWithoutNexthopsAndAnEmptyTableAreNoErrors) {
     EXPECT_THAT(logged([&] { open(); }), IsEmpty());
 }
 
-TEST_F(RouteMonitorTest, IsListedAnewWhenALinkAnAddressOrANexthopThatRoutesUseChanges) {
+TEST_F(RouteMonitorTest, IsListedAnewWhenWhatRoutesUseChangesOrANotificationIsAmbiguous) {
     kernel.routes.push_back(by(7, "10.3.0.0/16"));
     open();
     const struct {
@@ -182,6 +186,7 @@ TEST_F(RouteMonitorTest, IsListedAnewWhenALinkAnAddressOrANexthopThatRoutesUseCh
         {"another's address", [&] { notifyGoneAddress(9); }, false},
         {"a nexthop that isn't used", [&] { notify(object(8, via("10.0.0.1", 3))); }, false},
         {"a route's nexthop", [&] { notify(object(7, via("10.0.0.2", 3))); }, true},
+        {"a route takes the place of an unknown one", [&] { replaceUnknown(two); }, true},
     };
     for (const auto& [name, change, isListed] : cases) {
         SCOPED_TRACE(name);
