@@ -9,7 +9,8 @@ namespace {
 
 constexpr size_t kMaxNamePasses = 3;  // over the names of one message
 
-// The line is one piece, so that each text is a cause of its own and one flood doesn't hide the others.
+// Prefix and text are one string: repeated lines are counted by their first piece, so a flood of one fault doesn't
+// suppress the lines of others.
 tn::lstream::Line logFault(std::string_view text) {
     // compat: 115
     return tn::strangersOut << std::string("SNMP InStream: ").append(text);
@@ -17,7 +18,7 @@ tn::lstream::Line logFault(std::string_view text) {
 
 }  // namespace
 
-// The one place where lengths of either sign meet what is left; every read is built on it.
+// True if `wanted` octets remain. This is the only check against the end of the data: every read goes through it.
 bool InStream::has(int wanted) const { return wanted >= 0 && static_cast<size_t>(wanted) <= size_ - pos_; }
 
 void InStream::read(std::span<const uint8_t> message) {
@@ -60,7 +61,6 @@ int InStream::tagAndLen() {
     return getLen();
 }
 
-// The length of a value's content, which lies wholly inside the data; -1 when there is no such value.
 int InStream::contentLen(std::string_view overflow) {
     const int length = tagAndLen();
     if (length < 0) return -1;
@@ -91,7 +91,6 @@ bool InStream::get64(unsigned long long* value) {
     int length = contentLen("get 64 overflow of message");
     if (length < 0) return false;
     if (length > 8) {
-        // Nine octets with a leading zero are refused as well, on purpose: the agent has no writable Counter64.
         // compat: 39. Nine octets with a leading zero are refused as well: the agent has no writable Counter64.
         logFault("invalig counter64 size");  // compat: 94
         return false;
@@ -130,8 +129,9 @@ bool InStream::getBits(std::vector<unsigned char>* bits) {
     return true;
 }
 
-// Where a name whose content ends here really ends. A last sub-identifier whose octets all say "more" reads on after
-// the content (compat: 35): only the end of the data stops it, and then the result lies past that end.
+// Where a name ends whose content ends at `contentEnd`: there, unless the content's last octet says that more follow.
+// Then the last sub-identifier continues after the content (compat: 35). If the data ends first, the result is past the
+// end of the data.
 size_t InStream::oidEnd(size_t contentEnd) const {
     if (data_[contentEnd - 1] < 0x80 || contentEnd == pos_ + 1) return contentEnd;
     while (contentEnd < size_ && data_[contentEnd] >= 0x80) ++contentEnd;
@@ -155,7 +155,7 @@ bool InStream::getOID(OID* oid) {
     return true;
 }
 
-// Counts the name from the cursor to `end`; false when it ends past the data or exceeds the bound of all names.
+// Counts the octets from the cursor to `end`. False if the name ends past the data or the names exceed their limit.
 bool InStream::acceptName(size_t end) {
     if (end > size_) {
         logFault("malformed oid");
@@ -168,9 +168,9 @@ bool InStream::acceptName(size_t end) {
     return false;
 }
 
-// Reads from the cursor to `end`, of which the last octet ends a sub-identifier.
+// Reads sub-identifiers from the cursor to `end`. The last octet before `end` completes a sub-identifier.
 void InStream::readSubIds(size_t end, OID* oid) {
-    oid->resize(end - pos_ + 1);  // the maximum: the first octet gives two
+    oid->resize(end - pos_ + 1);  // the maximum: the first octet gives two arcs
     unsigned int* id = oid->data();
     const uint8_t* at = data_.data() + pos_;
     *id++ = *at / 40U;  // compat: 37

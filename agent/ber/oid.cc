@@ -13,7 +13,7 @@ bool isDigit(char c) { return c >= '0' && c <= '9'; }
 }  // namespace
 
 OID::OID(const std::string& text) {
-    for (size_t pos = 0; pos < text.size(); ++pos) {  // the step is over the character that ended the digits
+    for (size_t pos = 0; pos < text.size(); ++pos) {  // ++pos skips the character that ended the digits
         if (text[pos] == '.') ++pos;
         unsigned int id = 0;
         for (; pos < text.size() && isDigit(text[pos]); ++pos)
@@ -51,7 +51,7 @@ OID& OID::operator+=(const OID& tail) {
 
 int OID::compare(const unsigned int* first1, const unsigned int* last1, const unsigned int* first2,
                  const unsigned int* last2) {
-    // Names of one tree begin alike: two at a time while they are equal.
+    // Names of one tree have long common prefixes: skip those two sub-identifiers at a time.
     const auto sameTwo = [&] { return std::memcmp(first1, first2, 2 * sizeof *first1) == 0; };
     while (last1 - first1 >= 2 && last2 - first2 >= 2 && sameTwo()) first1 += 2, first2 += 2;
     for (; first1 != last1 && first2 != last2; ++first1, ++first2) {
@@ -78,7 +78,7 @@ std::ostream& operator<<(std::ostream& stream, const OID& oid) {
     return stream << (text.empty() ? std::string_view() : std::string_view(text).substr(1));
 }
 
-// Whether the sub-identifiers from first on, at most n, can become octets.
+// Whether the sub-identifiers from `first` on, at most n, fit into octets.
 bool OID::areOctets(size_t first, size_t n) const {
     first = std::min(first, size());
     const auto from = begin() + static_cast<difference_type>(first);
@@ -86,7 +86,7 @@ bool OID::areOctets(size_t first, size_t n) const {
     return std::all_of(from, to, [](unsigned int id) { return id < 256; });
 }
 
-// Whether the first sub-identifier counts others that are all there.
+// Whether the first sub-identifier is a length and at least as many sub-identifiers follow.
 bool OID::hasCounted() const { return !empty() && front() < size(); }
 
 bool OID::pop(size_t n, OID* out) {
@@ -142,7 +142,7 @@ bool OID::asString(std::string* text) const {
 
 bool OID::asString(unsigned int n, std::string* text) const {
     if (!areOctets(0, n)) return false;
-    // compat: 42. Set before the length is known to fit: a short fixed-length index is padded from what is there.
+    // compat: 42. Set before the length is checked: the caller pads the value of an index that is too short.
     text->assign(begin(), begin() + static_cast<difference_type>(std::min<size_t>(n, size())));
     return size() == n;
 }

@@ -15,11 +15,11 @@ namespace snmp {
 
 namespace {
 
-constexpr size_t kUsualMessage = 1500;  // octets; what a reply rarely exceeds, taken at once
+constexpr size_t kUsualMessage = 1500;  // octets, allocated at once: replies rarely exceed an Ethernet frame
 constexpr size_t kUsualDepth = 8;       // open values
-constexpr size_t kMaxHeader = 4;        // tag and length octets
+constexpr size_t kMaxHeader = 4;        // octets of tag and length
 
-// What is being encoded may come from any peer: a Report repeats the names of the request.
+// Counted as lines caused by strangers: the value may be one that any peer sent.
 // compat: 115
 void logRefusal(std::string_view text) { tn::strangersOut << std::string("SNMP OutStream: ").append(text); }
 
@@ -45,7 +45,7 @@ uint8_t* OutStream::grow(size_t n) {
     return data_.data() + size_ - n;
 }
 
-// Appends tag, length and room for the content, and returns where the content goes.
+// Appends tag, length and room for the content. Returns the first octet of the content.
 uint8_t* OutStream::startValue(size_t contentLen, uint8_t tag) {
     uint8_t* at = grow(1 + lenOctets(contentLen) + contentLen);
     *at++ = tag;
@@ -73,7 +73,7 @@ void OutStream::endSeq() {
     putLen(data_.data() + start - 1, length);
 }
 
-// Makes room in front of an octet, and moves the positions of what follows.
+// Inserts n zeros before the octet `at` and adjusts the positions of everything from there on.
 void OutStream::insert(size_t at, size_t n) {
     if (n == 0) return;
     grow(n);
@@ -94,8 +94,8 @@ void OutStream::addUnsigned(uint64_t value, uint8_t tag) {
 
 void OutStream::add(unsigned int value, uint8_t tag) {
     if (tag != tag::Integer || value < 0x80000000) return addUnsigned(value, tag);
-    // compat: 43. A negative number keeps one 0xFF in front of what follows its leading ones: one octet more than it
-    // needs, and the form that managers of this agent have always been sent.
+    // compat: 43. A negative number is one octet 0xFF, then the octets after its leading 0xFF octets: often one more
+    // than the shortest form has (X.690, 8.3.2). Managers of this agent have always received it so.
     const size_t octets = static_cast<size_t>(std::bit_width(~value) + 7) / 8 + 1;
     putNumber(startValue(octets, tag), octets, uint64_t{value} | 0xFFFFFFFF00000000);
 }
@@ -112,10 +112,9 @@ void OutStream::add(const unsigned char* octets, unsigned int n, uint8_t tag) {
 
 void OutStream::addOID(std::span<const unsigned int> oid, uint8_t tag) {
     if (oid.size() < 2) return logRefusal("cannot encode OID shorter that 2");  // compat: 95
-    // The second arc is bounded under a first arc of 2 as well, on purpose: the reader splits by 40 the same way.
-    // compat: 37. The second arc is bounded under a first arc of 2 as well: the reader splits by 40 the same way.
+    // compat: 37. The second arc is limited to 39 under a first arc of 2 as well, because the reader divides by 40.
     if (oid[0] > kGreatestFirstArc || oid[1] > 39) return logRefusal("encoding invalid OID");  // compat: 45
-    // Room for the longest form; the length octets before the content are one for nearly every name.
+    // Reserve room for the longest form. Nearly every name has one length octet; the content moves if it has more.
     const size_t start = size_;
     uint8_t* const content = grow(kMaxHeader + 5 * oid.size()) + 2;
     uint8_t* at = content;
@@ -149,7 +148,7 @@ void OutStream::addErrorIndex(unsigned int index) {
         add(0U, tag::Integer);
         errorIndexPos_ = size_ - 1;
     }
-    // A field once widened stays so: a smaller index gets leading zeros, which every reader accepts.
+    // A widened field stays wide: a smaller index gets leading zeros, which every reader accepts.
     const size_t width = data_[errorIndexPos_ - 1];
     const size_t octets = std::max(width, numberOctets(index));
     insert(errorIndexPos_ + 1, octets - width);
@@ -187,7 +186,7 @@ void OutStream::addVarBind(const VariableBinding& binding) {
 }
 
 bool OutStream::hasOverflowed() const {
-    // Each value still open will get two more length octets when a message this large is closed.
+    // In a message this large, closing an open value adds two length octets.
     return size_ + 2 * seqStarts_.size() + reserved_ > kMaxMessage;
 }
 

@@ -11,17 +11,19 @@ namespace snmp {
 
 struct VariableBinding;
 
-/// Builds one message as BER. Values are appended; a constructed value gets a length of one octet that is widened when
-/// it is closed. A value that can't be encoded isn't written but logged on standard output, and the message continues
-/// without it: nothing here fails.
+/// Builds one message as BER. Values are appended. A constructed value is opened with a length of one octet, which is
+/// widened when the value is closed. Nothing here fails: a value that can't be encoded is logged on standard output and
+/// left out, and the message continues without it.
 class OutStream : public UberStream {
   public:
     OutStream();
-    /// Starts over with an empty message; the memory of the last one is used again.
+    /// Starts over with an empty message. Reuses the memory of the last one.
     void clear();
 
+    /// Opens a constructed value.
     void startSeq(uint8_t tag);
-    /// Closes the innermost open value. One of 65,536 octets or more keeps the length 0.
+    /// Closes the innermost open value. If its content has 65,536 octets or more, that is logged, and its length
+    /// remains 0: the message is then invalid.
     void endSeq();
 
     /// A definite length; only its low 16 bits are written.
@@ -33,44 +35,46 @@ class OutStream : public UberStream {
     void add(unsigned long long value, uint8_t tag) { add(static_cast<unsigned long>(value), tag); }
     void add(std::string_view text, uint8_t tag);
     void add(const unsigned char* octets, unsigned int n, uint8_t tag);
-    /// Refused: fewer than two sub-identifiers, a first one above 2, a second one above 39 whatever the first.
+    /// Left out: fewer than two sub-identifiers, a first one above 2, a second one above 39 (whatever the first is).
     void addOID(std::span<const unsigned int> oid, uint8_t tag);
     void addNull(uint8_t tag);
-    /// A BIT STRING whose content starts with the count of unused bits. Refused: no content, a count above 7.
+    /// A BIT STRING. The first octet is the count of unused bits. Left out: no octets, a count above 7.
     void addBits(const unsigned char* octets, unsigned int n, uint8_t tag);
 
-    /// The PDU's error-status: the first call writes the field, later calls change it in place.
+    /// The PDU's error-status. The first call appends the field, later calls change it in place.
     void addErrorStatus(uint8_t status);
-    /// The PDU's error-index likewise. An index above 127 widens the field, and what follows moves.
+    /// The PDU's error-index. The first call appends the field, later calls change it in place. An index above 127
+    /// widens the field and moves the octets after it.
     void addErrorIndex(unsigned int index);
 
-    /// A value given as text, as trap settings hold it: an OID, an OCTET STRING, NULL (the text is ignored), an
-    /// IpAddress (what is no dotted address becomes 255.255.255.255), or a number as INTEGER, Counter32, TimeTicks or
-    /// UInteger32. Any other type writes nothing.
+    /// A value given as text: an OID, an OCTET STRING, NULL (the text is ignored), an IpAddress (in dotted form;
+    /// anything else becomes 255.255.255.255), or a decimal number as INTEGER, Counter32, TimeTicks or UInteger32. For
+    /// any other tag, nothing is written or logged.
     void addByType(const std::string& text, uint8_t tag);
     /// A whole varbind, its value by addByType.
     void addVarBind(const VariableBinding& binding);
 
-    /// Whether the message, once closed, is larger than a UDP datagram carries.
+    /// Whether the message, once closed, will be larger than a UDP datagram can carry.
     [[nodiscard]] bool hasOverflowed() const;
-    /// Cuts the output back to this size, but never in front of the content of the innermost open value.
+    /// Cuts the output back to `position` octets, but not into or before the header of the innermost open value. An
+    /// error-status or error-index that is cut off is appended anew by the next call.
     void truncate(size_t position);
 
   protected:
-    /// Appends n octets of any content. @return the first one, valid until the next octet is added
+    /// Appends n octets with undefined content. @return the first one, valid until the next octet is appended
     uint8_t* grow(size_t n);
 
-    std::vector<size_t> seqStarts_;  ///< first content octet of each open value, innermost last
-    size_t digestPos_ = 0;           ///< first octet of a v3 digest; 0 while not written
-    size_t reserved_ = 0;            ///< octets that encryption will still add
+    std::vector<size_t> seqStarts_;  ///< position of each open value's content, innermost last
+    size_t digestPos_ = 0;           ///< position of a v3 digest; 0 until it is written
+    size_t reserved_ = 0;            ///< octets that encryption will add at most
 
   private:
     uint8_t* startValue(size_t contentLen, uint8_t tag);
     void addUnsigned(uint64_t value, uint8_t tag);
     void insert(size_t at, size_t n);
 
-    size_t errorStatusPos_ = 0;  ///< its content octet; 0 while not written
-    size_t errorIndexPos_ = 0;   ///< its first content octet; 0 while not written
+    size_t errorStatusPos_ = 0;  ///< position of its content octet; 0 until it is written
+    size_t errorIndexPos_ = 0;   ///< position of its first content octet; 0 until it is written
 };
 
 }  // namespace snmp

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// The format page of SNMP's BER subset: tags and limits, shared by reader, writer, packers and traps.
+// Tags and limits of SNMP's BER subset, for the reader, the writer, packers and traps.
 namespace snmp {
 
 /// Value tags (X.690; application types RFC 2578; exceptions RFC 3416).
@@ -40,8 +40,8 @@ constexpr uint8_t Report = 0xA8;
 }  // namespace pdu
 
 constexpr size_t kMaxDatagram = 65'536;    ///< octets of a receive buffer that holds any UDP datagram
-constexpr size_t kMaxMessage = 65'507;     ///< octets of the largest message that fits a UDP datagram over IPv4
+constexpr size_t kMaxMessage = 65'507;     ///< octets of the largest message that fits into a UDP datagram over IPv4
 constexpr uint32_t kGreatestFirstArc = 2;  ///< of an OBJECT IDENTIFIER (X.660)
-constexpr uint8_t kNoTag = 255;            ///< what a reader at its end sees instead of a tag
+constexpr uint8_t kNoTag = 255;            ///< no tag: the end of the data, or a value that isn't known
 
 }  // namespace snmp

@@ -8,7 +8,7 @@ namespace snmp {
 
 namespace {
 
-/// Only the first fault found is reported.
+/// Stores the first fault found, which is the one reported.
 void report(V3Error& error, V3Error what) {
     if (error == V3Error::None) error = what;
 }
@@ -48,7 +48,7 @@ bool UsmReader::readSecurityParameters() {
     const size_t end = pos_;
     exitSeq();
     exitSeq();
-    return end <= pos_;  // they are a message of their own inside their OCTET STRING
+    return end <= pos_;  // the parameters must end inside their OCTET STRING
 }
 
 bool UsmReader::decryptAndCheckSignature(V3Error& error, const UserKeys& keys, V3ServerInfo& server) {
@@ -80,7 +80,7 @@ bool UsmReader::openScopedPdu(const UserKeys& keys) {
     return false;
 }
 
-// The plaintext takes the ciphertext's place and ends the message: nothing that stands in clear behind it counts.
+// Replaces the ciphertext by the plaintext and ends the message there: unencrypted octets after it must not be read.
 bool UsmReader::decrypt(const UserKeys& keys) {
     const int length = contentLen("get string overflow of message");
     if (length < 0) return false;
@@ -103,9 +103,10 @@ void UsmReader::checkEngine(V3Error& error, const V3ServerInfo& server) {
     v3_.contextEngineID = server.engineId;
 }
 
-// Time first (compat: 49), unless the server is strict: then only authenticated messages get a Report about their time.
+// Checks the time before the digest (compat: 49). A strict server checks the time last, so that only authenticated
+// messages get a Report about it.
 void UsmReader::checkTimeAndDigest(V3Error& error, const UserKeys& keys, const V3ServerInfo& server) const {
-    // Unsigned: a time ahead of the agent's is far behind it.
+    // The difference is unsigned: a time ahead of the agent's is outside the window, too.
     const bool isTimely = server.engineTime() - v3_.msgAuthoritativeEngineTime <= kTimeWindow &&
                           server.engineBoots == v3_.msgAuthoritativeEngineBoots;
     if (!isTimely && !server.strictDigest) report(error, V3Error::NotInTimeWindow);
@@ -114,8 +115,8 @@ void UsmReader::checkTimeAndDigest(V3Error& error, const UserKeys& keys, const V
     if (!isTimely) report(error, V3Error::NotInTimeWindow);
 }
 
-// A field shorter or longer than the 12 octets of HMAC-96 is compared over its own length, as far as the digest goes,
-// compat: 48. Peers that were answered stay answered. Only wholeDigest keeps out forgers with short fields.
+// compat: 48. A field that doesn't have the 12 octets of HMAC-96 is compared over its own length, at most that of the
+// digest: clients that send short digests continue to be answered. Only `wholeDigest` rejects forged ones.
 bool UsmReader::isSigned(const UserKeys& keys, bool wholeDigest) const {
     const std::string& field = v3_.msgAuthenticationParameters;
     if (keys.digest.empty() || (wholeDigest && field.size() != kAuthParamsSize)) return false;

@@ -9,36 +9,36 @@
 
 namespace snmp {
 
-/// The cursor over a received message, with what v3 adds (RFC 3412, 6; RFC 3414, 2.4): header, security parameters and
-/// scoped PDU. The order is getVersion(), readV3Info(), decryptAndCheckSignature(); the cursor is then at the PDU, as
-/// in a message of another version behind its community.
+/// The cursor over a received message, with the parts that v3 adds (RFC 3412, 6; RFC 3414, 2.4): header, security
+/// parameters and scoped PDU. Call getVersion(), readV3Info() and decryptAndCheckSignature() in this order. The cursor
+/// is then at the PDU, as it is in the other versions after the community.
 ///
-/// A fault that the peer is to learn of goes into an `error`, which keeps the first one found, and reading continues.
-/// Functions return false for a message that can't be answered.
+/// A fault that is reported to the peer is stored in `error`, unless one is there already, and reading continues. A
+/// function returns false if the message can't be answered at all.
 class UsmReader : public InStream {
   public:
     using InStream::InStream;
 
-    /// Reads header and security parameters, behind the version. The flag for privacy without the one for
-    /// authentication is UnsupportedLevel.
-    /// @return false when they can't be read or msgFlags is empty
+    /// Reads the header and the security parameters, which follow the version. If msgFlags has the privacy bit without
+    /// the authentication bit, `error` is UnsupportedLevel.
+    /// @return false if they can't be read or msgFlags is empty
     bool readV3Info(V3Error& error);
-    /// Decrypts the scoped PDU when the message says that it is encrypted, reads its context, and checks engine, time
-    /// and digest (RFC 3414, 3.2). A strict server decrypts only authenticated messages; others stay sealed. The record
-    /// becomes that of the reply: the agent's engine id where another was named, the agent's boots and time, a new
-    /// salt.
-    /// @param keys  the user's; empty for a user that isn't known
-    /// @return false when it can't be decrypted or has no scoped PDU. The message is then again as it was received
+    /// Decrypts the scoped PDU if msgFlags says that it is encrypted, reads its context, and checks engine id, time and
+    /// digest (RFC 3414, 3.2). A strict server (V3ServerInfo::strictDigest) doesn't decrypt an unauthenticated message:
+    /// that stays sealed, and the cursor stays before its PDU. Afterwards v3Info() is the header of the reply: with the
+    /// agent's engine id, boots and time, and with a new salt if the request is encrypted.
+    /// @param keys  of the user; empty for an unknown user
+    /// @return false if the message can't be decrypted or has no scoped PDU; bytes() is then the message as received
     bool decryptAndCheckSignature(V3Error& error, const UserKeys& keys, V3ServerInfo& server);
-    /// Makes the record that of a message without authentication and privacy.
+    /// Clears the authentication and privacy parameters of v3Info(), and their bits in msgFlags.
     void clearAuthPrivInfo();
 
-    // What the last message read as v3 was.
+    // The last message that readV3Info read.
 
     [[nodiscard]] const V3Info& v3Info() const { return v3_; }
-    /// What its flags claim, one of security_level.
+    /// The level that msgFlags claims, one of security_level.
     [[nodiscard]] uint32_t securityLevel() const { return level_; }
-    /// Whether its digest was right.
+    /// Whether its digest was right; false before decryptAndCheckSignature.
     [[nodiscard]] bool isAuthenticated() const { return isAuthenticated_; }
     /// Whether its PDU is still encrypted.
     [[nodiscard]] bool isSealed() const { return isSealed_; }
@@ -57,7 +57,7 @@ class UsmReader : public InStream {
     uint32_t level_ = security_level::None;
     bool isAuthenticated_ = false;
     bool isSealed_ = false;
-    std::vector<uint8_t> received_;  ///< the message as it came, while data_ has the plaintext in it
+    std::vector<uint8_t> received_;  ///< the message as received, while data_ contains the plaintext
 };
 
 }  // namespace snmp

@@ -6,25 +6,24 @@
 
 namespace snmp {
 
-/// The builder of a message, with what v3 adds (RFC 3412, 6; RFC 3414, 2.4). The order is the version, writeV3Info(),
-/// the PDU, cryptPacket(), the message closed, signPacket(). A message of which the last two return false must not be
-/// sent.
+/// The builder of a message, with the parts that v3 adds (RFC 3412, 6; RFC 3414, 2.4). The order of calls: open the
+/// message and write the version, writeV3Info(), write the PDU, cryptPacket(), close the message, signPacket(). If
+/// cryptPacket() or signPacket() returns false, the message must not be sent.
 class UsmWriter : public OutStream {
   public:
-    /// Writes header and security parameters and opens the scoped PDU. Zeros stand for the digest.
-    /// @param level  what is then done to the message, one of security_level
+    /// Writes header and security parameters, with zeros in place of the digest, and opens the scoped PDU.
+    /// @param level  one of security_level: decides what cryptPacket() and signPacket() do
     void writeV3Info(const V3Info& info, uint32_t level);
-    /// Closes the scoped PDU and, at the level Private, encrypts it with the record's salt.
-    /// @return false when there is no key to do so
+    /// Closes the scoped PDU. At the level Private, encrypts it with the salt in info.msgPrivacyParameters.
+    /// @return false if the key or the salt is missing; the scoped PDU is then cut off
     [[nodiscard]] bool cryptPacket(const V3Info& info, const UserKeys& keys);
-    /// Puts the digest into a message from the level Authorized on, as much of it as the record's authentication
-    /// parameters have octets.
-    /// @return false when there is no key to do so
+    /// At the levels Authorized and Private, writes the digest, cut to the size of info.msgAuthenticationParameters.
+    /// @return false if the key is missing
     [[nodiscard]] bool signPacket(const V3Info& info, const UserKeys& keys);
 
   private:
     uint32_t level_ = security_level::None;
-    size_t scopedPduPos_ = 0;  ///< tag of the scoped PDU
+    size_t scopedPduPos_ = 0;  ///< position of the scoped PDU's tag
 };
 
 }  // namespace snmp

@@ -12,7 +12,7 @@ void append32(std::string& out, uint32_t number) {
 
 }  // namespace
 
-// The first salt is random: boots can start again at 0, and then only that keeps an old key's salts from coming back.
+// The counter starts at a random number. Boots can go back to 0, and a salt must not be used twice with one key.
 V3ServerInfo::V3ServerInfo() : startUptime(tn::getUptime()), salts_(tn::sources().random32()) {}
 
 uint32_t V3ServerInfo::engineTime() const { return tn::getUptime() - startUptime; }

@@ -6,11 +6,11 @@
 
 namespace snmp {
 
-/// Security levels of a message and of a user (RFC 3414, 1.4): each includes those below it.
+/// Security levels of a message and of a user (RFC 3414, 1.4).
 namespace security_level {
 constexpr uint32_t None = 0;
 constexpr uint32_t Authorized = 1;  ///< authenticated
-constexpr uint32_t Private = 2;     ///< and encrypted
+constexpr uint32_t Private = 2;     ///< authenticated and encrypted
 }  // namespace security_level
 
 constexpr uint32_t kUserSecurityModel = 3;  ///< msgSecurityModel of RFC 3414
@@ -18,9 +18,9 @@ constexpr char kAuthFlag = 1;               ///< bits of msgFlags (RFC 3412, 6.4
 constexpr char kPrivFlag = 2;
 constexpr char kReportableFlag = 4;
 constexpr size_t kAuthParamsSize = 12;  ///< octets of an HMAC-96 digest (RFC 3414, 6.3.1)
-constexpr uint32_t kTimeWindow = 15;    ///< seconds that a message may be old; RFC 3414 allows 150 (compat: 52)
+constexpr uint32_t kTimeWindow = 15;    ///< maximum age of a message in seconds; RFC 3414 has 150 (compat: 52)
 
-/// What is wrong with a v3 message, as its Report says. agent/security/v3_errors.h has text and counter of each.
+/// The faults of v3 messages that a Report names. agent/security/v3_errors.h has the text and the counter of each.
 enum class V3Error : int {
     None = -1,
     UnsupportedLevel = 0,
@@ -28,16 +28,16 @@ enum class V3Error : int {
     UnknownUserName = 2,
     UnknownEngineId = 3,
     WrongDigest = 4,
-    DecryptionError = 5,  ///< never set: what can't be decrypted is dropped (compat: 53)
+    DecryptionError = 5,  ///< never set: a message that can't be decrypted is dropped (compat: 53)
 };
-constexpr size_t kV3Errors = 6;  ///< kinds of errors
+constexpr size_t kV3Errors = 6;  ///< values of V3Error, None excluded
 
-/// Header, security parameters and context of one v3 message (RFC 3412, 6; RFC 3414, 2.4). That of a request becomes
-/// that of its reply.
+/// Header, security parameters and context of one v3 message (RFC 3412, 6; RFC 3414, 2.4), in the order of the message.
+/// The agent changes a request's record into that of its reply.
 struct V3Info {
     uint32_t msgID = 0;
     uint32_t msgMaxSize = 0;
-    std::string msgFlags;  ///< the first octet counts; never empty in a message that was read
+    std::string msgFlags;  ///< only the first octet is used; not empty after UsmReader::readV3Info succeeded
     uint32_t msgSecurityModel = kUserSecurityModel;
     std::string msgAuthoritativeEngineID;
     uint32_t msgAuthoritativeEngineBoots = 0;
@@ -45,7 +45,7 @@ struct V3Info {
     std::string msgUserName;
     std::string msgAuthenticationParameters;
     std::string msgPrivacyParameters;
-    size_t authParamsPosition = 0;  ///< of their first octet in the message that was read
+    size_t authParamsPosition = 0;  ///< position of msgAuthenticationParameters in the message that was read
     std::string contextEngineID;
     std::string contextName;
 };
@@ -55,17 +55,17 @@ struct V3ServerInfo {
     V3ServerInfo();
 
     uint32_t engineBoots = 0;
-    uint32_t startUptime;  ///< seconds the machine was up when the agent was made
+    uint32_t startUptime;  ///< uptime of the machine in seconds when this object was created
     std::string engineId;  ///< empty until it is set
-    /// Refuses authentication parameters that aren't 12 octets, and checks the digest before anything else.
+    /// --strict-usm: rejects digests that aren't 12 octets, and checks the digest before anything else.
     bool strictDigest = false;
 
     [[nodiscard]] uint32_t engineTime() const;  ///< seconds since startUptime
-    /// Privacy parameters of a message to send: boots, then a number that no other message has.
+    /// msgPrivacyParameters of the next message to send, 8 octets: boots, then a counter (RFC 3414, 8.1.1.1).
     [[nodiscard]] std::string nextSalt();
 
   private:
-    uint32_t salts_;
+    uint32_t salts_;  ///< the counter
 };
 
 }  // namespace snmp

@@ -7,10 +7,10 @@
 
 namespace snmp {
 
-/// A varbind of a notification, its value as text: see OutStream::addByType for the types and their text.
+/// A varbind of a trap, with its value as text: OutStream::addByType says which types there are and what their text is.
 struct VariableBinding {
     OID name;
-    uint32_t type = 0;  ///< tag of the value
+    uint32_t type = 0;  ///< BER tag of the value
     std::string value;
 };
 

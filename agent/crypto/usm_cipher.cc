@@ -1,5 +1,5 @@
-// Single DES exists in OpenSSL 3 as these functions, declared deprecated, and in the provider "legacy", which an
-// installation may lack and which would be loaded at run time. Nothing else in this file is deprecated.
+// OpenSSL 3 has single DES in these deprecated functions and in its provider "legacy". That would be loaded at run
+// time, and some installations lack it. This file calls no other deprecated function.
 #define OPENSSL_SUPPRESS_DEPRECATED
 #include <openssl/des.h>
 
@@ -16,7 +16,7 @@ bool cryptMessageDES(std::string_view salt, std::span<const uint8_t> key, std::s
     std::copy_n(key.begin(), kBlock, secret);
     for (size_t i = 0; i < kBlock; ++i) vector[i] = key[kBlock + i] ^ static_cast<uint8_t>(salt[i]);
     DES_key_schedule schedule;
-    DES_set_key_unchecked(&secret, &schedule);  // parity bits aren't set in a digest
+    DES_set_key_unchecked(&secret, &schedule);  // unchecked: the key is part of a digest, without parity bits
     DES_ncbc_encrypt(text.data(), text.data(), static_cast<long>(text.size()), &schedule, &vector,
                      encrypt ? DES_ENCRYPT : DES_DECRYPT);
     return true;

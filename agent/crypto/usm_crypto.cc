@@ -11,18 +11,18 @@ namespace snmp {
 
 namespace {
 
-constexpr size_t kHashed = 1 << 20;  // octets that a password is stretched to
-constexpr size_t kPiece = 4096;      // octets, at least, that are hashed at a time
-constexpr size_t kBlock = 64;        // octets of a block of either hash
+constexpr size_t kHashed = 1 << 20;  // octets to which a password is repeated
+constexpr size_t kPiece = 4096;      // minimum octets hashed at a time
+constexpr size_t kBlock = 64;        // octets of a block, in both hashes
 
-/// Fetched once: a look-up by name for each message costs more than hashing it.
+/// Null for an unknown method. The methods are fetched once: a look-up by name costs more than hashing a message.
 const EVP_MD* methodOf(uint32_t method) {
     static const EVP_MD* const methods[] = {EVP_MD_fetch(nullptr, "MD5", nullptr),
                                             EVP_MD_fetch(nullptr, "SHA1", nullptr)};
     return method < std::size(methods) ? methods[method] : nullptr;
 }
 
-/// A digest under way. One that fails on the way, or has no method, gives no octets.
+/// A digest being computed. After a failure, and without a method, end() returns no octets.
 class Hash {
   public:
     explicit Hash(const EVP_MD* method)
@@ -54,7 +54,7 @@ class Hash {
 
 Octets passwordToAKey(std::string_view password, uint32_t method) {
     if (password.empty()) return {};  // compat: 59
-    std::string piece;                // whole repetitions: each piece goes on where the last one ended
+    std::string piece;                // whole repetitions, so that each piece continues where the last one ended
     while (piece.size() < kPiece) piece += password;
     Hash hash(methodOf(method));
     for (size_t left = kHashed; left > 0;) {
