@@ -9,26 +9,29 @@
 
 namespace snmp {
 
-/// What a branch's operations answer: whether the varbind (or several) has been written into the reply.
+/// What a branch's operations return.
 using Answer = uint32_t;
-constexpr Answer kNotMine = 0;
-constexpr Answer kAnswered = 1;
+constexpr Answer kNotMine = 0;   ///< the branch doesn't have the object
+constexpr Answer kAnswered = 1;  ///< the branch has written one varbind or several
 
-/// What serves the names under one prefix: a scalar or a whole table. Before a call the context's branchPrefix is the
-/// prefix and its oid the rest of the name (for a Set the whole name).
+/// Serves the names under one prefix: a scalar or a whole table. When get() or getNext() is called, c.branchPrefix is
+/// the prefix and c.oid the rest of the name. When set() is called, c.oid is the whole name, and c.setPrefix and
+/// c.setSuffix are its two parts.
 class Branch {
   public:
     Branch() = default;
     Branch(const Branch&) = delete;
     Branch& operator=(const Branch&) = delete;
 
-    /// Answers one varbind of a Get. kNotMine makes it noSuchName, in every version; a table answers exceptions itself.
+    /// Answers a varbind of a Get. kNotMine gives noSuchName, in every version. A branch that wants an exception
+    /// instead (noSuchInstance) writes it itself and returns kAnswered.
     virtual Answer get(Context& c) = 0;
-    /// Answers one step of a GetNext or GetBulk; an empty rest stands for the first object. After kNotMine the walk
-    /// continues in the next branch, unless c.branchStatus is set: then that is the answer.
+    /// Answers a varbind of a GetNext or GetBulk, with all its repetitions. An empty c.oid requests the first object.
+    /// After kNotMine the walk continues in the next branch. A branch that sets c.branchStatus ends the request with
+    /// that error instead.
     virtual Answer getNext(Context& c) = 0;
-    /// Performs and answers one varbind of a Set; c.in is at its value. After kNotMine nothing may have changed, and
-    /// the answer is noSuchName.
+    /// Performs and answers a varbind of a Set. The value is at the cursor of c.in. kNotMine gives noSuchName; the
+    /// branch must not have changed anything then.
     virtual Answer set(Context& c) = 0;
     virtual ~Branch() = default;
 };
@@ -36,30 +39,33 @@ class Branch {
 class DataProvider;
 class Packer;
 
-/// Every object served: prefix to branch, in the order of a walk. Filled at start-up; later only grows. It owns
-/// nothing: branches live as long as the process (`keep`).
+/// All branches by their prefix, in the order of a walk. Filled at start; an entry may be added or replaced later, but
+/// none is removed. The map doesn't own the branches, which live as long as the process (`keep`).
 extern std::map<OID, Branch*> branches;
 
 /// The instance of a scalar, 0.
 extern const OID ZERO_OID;
 
-/// The slot of a prefix, for the caller to store its branch into: null for a new prefix. Registering a prefix again
-/// replaces the branch, and is logged on standard output.
+/// Registers a prefix. A prefix that is registered already is logged on standard output.
+/// @return the entry in `branches`, into which the caller stores its branch: null, or the branch to be replaced
+///         (compat: 19). The caller must not leave it null
 Branch*& addBranch(const OID& oid);
 
-/// Registers a scalar. Packer and provider must outlive it.
-/// @param provider  the record's source; nullptr for a constant, whose packer holds the value
+/// Registers a scalar under its OID, without the instance. Replaces a branch with the same prefix. Packer and provider
+/// must live as long as the process (`keep`).
+/// @param packer    for the provider's records
+/// @param provider  source of the record; nullptr for a constant, whose packer contains the value
 void addScalarLeaf(const OID& oid, const Packer* packer, DataProvider* provider);
-/// Register a scalar whose value never changes and can't be set.
+/// Register a scalar whose value never changes. A Set of it gives noSuchName.
 /// @param type  BER tag of the value
 void addScalarConstNumLeaf(const OID& oid, int value, unsigned int type);
 void addScalarConstOIDLeaf(const OID& oid, const OID& value, unsigned int type);
 void addScalarConstStringLeaf(const OID& oid, const std::string& value, unsigned int type);
 
-/// Continues a walk in the branch after c.branchPrefix with the remaining varbinds (c.pendingEndOfView). At the end of
-/// the tree their number stays as it is, for the caller to fill with endOfMibView. Nothing more is built once the reply
-/// is too large to send.
-/// @return what that branch answers; kAnswered when there is none
+/// Continues a walk in the branch after c.branchPrefix, for the remaining repetitions (c.pendingEndOfView). Does
+/// nothing if none remain or the reply is too large to send already. At the end of the tree, c.pendingEndOfView stays
+/// as it is: the caller fills the rest with endOfMibView.
+/// @return the answer of that branch; kAnswered if nothing was done
 Answer getNextCompletion(Context& c);
 
 }  // namespace snmp

@@ -12,7 +12,7 @@ namespace {
 
 OID indexOf(const OID& item) { return {item.data() + std::min<size_t>(1, item.size()), item.data() + item.size()}; }
 
-/// A varbind { name, exception } of a Get; in v1, which has no exceptions, the answer is that there is no such name.
+/// Writes the varbind { name, noSuchInstance }. In v1, which has no exceptions, returns kNotMine.
 Answer noSuchInstance(Context& c, const OID& name) {
     if (c.isV1()) return kNotMine;
     c.out.startSeq(tag::Sequence);
@@ -22,7 +22,7 @@ Answer noSuchInstance(Context& c, const OID& name) {
     return kAnswered;
 }
 
-/// The remaining rows of this item can't be fetched: endOfMibView, or in v1 noSuchName.
+/// Ends a varbind whose remaining rows can't be fetched: with endOfMibView, or in v1 with noSuchName.
 Answer endOfView(Context& c, const OID& name) {
     if (!c.isV1()) {
         c.addEndOfMibView(name);
@@ -42,7 +42,8 @@ void logGroup(const std::vector<RequestItem>& items, const OID& prefix) {
 
 }  // namespace
 
-// The table's first rows, fetched at most once for a whole step: they serve every wrap into a following column.
+// The first rows of the table, for all varbinds of one call that continue in a following column. They are fetched again
+// only if a later varbind needs more of them.
 struct ColumnarBranch::FirstRows {
     explicit FirstRows(Table* from) : table(from) {}
 
@@ -58,7 +59,7 @@ struct ColumnarBranch::FirstRows {
 
     Table* table;
     std::unique_ptr<VData> list;
-    unsigned int asked = 0;  ///< a list shorter than asked for is the whole table
+    unsigned int asked = 0;  ///< rows requested; a shorter list is the whole table
 };
 
 ColumnarBranch* addColumnarBranch(const OID& oid, Table* table) {
@@ -67,8 +68,8 @@ ColumnarBranch* addColumnarBranch(const OID& oid, Table* table) {
     return branch;
 }
 
-// The row of exactly this index. An owner may answer the nearest one or several that belong together, and an index may
-// continue after its last element.
+// The index is compared because the owner may return the nearest row or several rows, and because an index that
+// continues after its last element decodes as well (compat: 25).
 std::unique_ptr<VData> ColumnarBranch::rowAt(const OID& index) const {
     const Key key = table_->createKey(index, /*strict=*/true);
     if (key.bad) return nullptr;
@@ -152,7 +153,7 @@ Answer ColumnarBranch::getNextItem(Context& c, const OID& prefix, const OID& ite
     const unsigned int asked = item.empty() ? 0 : item.front();
     auto column = columns_.lower_bound(asked);
     if (column == columns_.end()) return endOfView(c, prefix + item);  // compat: 5
-    // In a column other than the requested one the index means nothing: its first row is next.
+    // The index belongs to the requested column. In a later one, the first row is next.
     Key key = table_->createKey(column->first == asked ? indexOf(item) : OID(), /*strict=*/false);
     if (key.index.empty()) {
         if (wrap(c, prefix, column, first)) return kAnswered;
@@ -207,7 +208,7 @@ Answer ColumnarBranch::set(Context& c) {
     const std::unique_ptr<VData> list = rowAt(index);
     if (list == nullptr) return kNotMine;
     Data* row = list->rows.front().get();
-    // As with a scalar: a value that doesn't fit and an owner that refuses leave things as they are (compat: 27, 28).
+    // Both may fail, and the Set succeeds all the same (compat: 27, 28). pack() then writes the value in `row`.
     column->second->take(row, c);
     table_->set(index, row);
     c.out.startSeq(tag::Sequence);

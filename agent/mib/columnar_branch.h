@@ -8,9 +8,10 @@
 
 namespace snmp {
 
-/// A conceptual table: every instance is prefix.column.index. Neighbouring varbinds of one request are served together,
-/// so that a walk of n columns costs one fetch for each column; the rows of one column come before the next column's.
-/// Nothing is cached between requests.
+/// A conceptual table: the name of each instance is prefix.column.index. One call serves all neighbouring varbinds of
+/// the request that are in this table, each with a fetch of its own. Only the table's first rows, with which a walk
+/// continues in the next column, are fetched once for all. The repetitions of one varbind come before those of the next
+/// (compat: 7). Nothing is cached between requests.
 class ColumnarBranch : public Branch {
   public:
     /// @param table  must outlive the branch
@@ -20,42 +21,50 @@ class ColumnarBranch : public Branch {
     /// @param packer  for records of the table's class; must outlive the branch
     void addLeaf(unsigned int column, const Packer* packer) { columns_[column] = packer; }
 
-    /// A column or row that isn't there is noSuchInstance; in v1 kNotMine, and c.bindingIndex says which varbind it
-    /// was.
+    /// A missing column or row gives noSuchInstance. In v1 it gives kNotMine, and c.bindingIndex is the position of
+    /// that varbind.
     Answer get(Context& c) override;
-    /// What follows the last row of a column is the next column's first row, then the next branch. A column above the
-    /// last one, and a row that the owner doesn't know, are endOfMibView; in v1 noSuchName.
+    /// The last row of a column is followed by the first row of the next column, the last column by the next branch.
+    /// The answer is endOfMibView, or in v1 noSuchName, for a column above the last one (compat: 5) and for a row that
+    /// the owner doesn't know (compat: 6).
     Answer getNext(Context& c) override;
-    /// Writes the row back to its owner. The answer is the row's new value, or the old one where the value doesn't fit
-    /// or the owner refuses: that isn't an error here.
+    /// Reads the row, changes it, and writes it back to its owner. kNotMine if the row or column is missing. A value of
+    /// the wrong type or length and a refusal by the owner aren't errors (compat: 27): the answer is then the old value
+    /// or, after a refusal, the value that was sent.
     Answer set(Context& c) override;
 
   private:
     using Columns = std::map<unsigned int, const Packer*>;
     struct FirstRows;
 
-    // `prefix` is the branch's own, `item` the rest of a name below it: column and index.
+    // `prefix` is the prefix of this branch. `item` is the rest of a varbind's name: column and index.
 
+    /// Serves one varbind of a Get.
     Answer getItem(Context& c, const OID& prefix, const OID& item) const;
-    /// Serves one name of a group: the rows after it in its column, then the following columns, then the following
-    /// branches. Other names of a GetBulk wait (compat: 7).
+    /// Serves one varbind of a GetNext or GetBulk, with all its repetitions: the rows after it in its column, then the
+    /// following columns, then the following branches.
     Answer getNextItem(Context& c, const OID& prefix, const OID& item, unsigned int repetitions,
                        FirstRows& first) const;
-    /// Writes all rows of this column and of those after it, as far as rows remain; true when none remains.
+    /// Writes all rows of this column and of those after it. True once no repetition remains or fits, false if the
+    /// table ends before that.
     bool wrap(Context& c, const OID& prefix, Columns::const_iterator column, FirstRows& first) const;
-    /// Continues in the following branches; what remains at the end of the tree is endOfMibView.
+    /// Continues in the following branches. Repetitions that remain at the end of the tree become endOfMibView.
     Answer complete(Context& c, const OID& prefix, const OID& item) const;
-    /// A walk that began in an earlier branch continues with this table's first rows.
+    /// Continues a walk that began in an earlier branch with the first rows of this table.
     Answer continueHere(Context& c) const;
+    /// The row with exactly this index, as a list; null if there is none. If the index is that of several rows, the
+    /// first one counts.
     [[nodiscard]] std::unique_ptr<VData> rowAt(const OID& index) const;
-    /// Writes one row of a column and counts it off; false when it was the last that is wanted or fits.
+    /// Writes one cell and decrements c.pendingEndOfView. False if no repetition remains or no other cell fits.
     bool writeRow(Context& c, const OID& prefix, Columns::const_iterator column, const Data* row) const;
 
     Columns columns_;
     Table* table_;
 };
 
-/// Registers a table under its entry's OID, for the caller to add its columns. The branch lives as long as the process.
+/// Registers a table under the OID of its entry. Replaces a branch with the same prefix.
+/// @param table  must live as long as the process
+/// @return the branch, still without columns. It lives as long as the process
 ColumnarBranch* addColumnarBranch(const OID& oid, Table* table);
 
 }  // namespace snmp

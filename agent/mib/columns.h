@@ -15,41 +15,48 @@
 #include "agent/mib/packer.h"
 #include "agent/mib/providers/data_provider.h"
 
-/// How a module describes what it serves. One array of rows for each group or table, in the MIB's order with the MIB's
-/// names:
+/// How a module describes the objects it serves: one array for each group or table, with one row for each object, in
+/// the order and with the names of the MIB:
 ///
 ///     // hrProcessorEntry, RFC 2790. INDEX { hrDeviceIndex }
 ///     constexpr Column<Cpu> kProcessorColumns[] = {
 ///         {2, "hrProcessorLoad", tag::Integer, &Cpu::load},   // percent
 ///     };
 ///
-/// To add a table: 1. a record, a struct derived from Data with one field for each value; 2. its build function, which
-/// fills the record from one item of the owner's list; 3. the array of columns; 4. in the module's start function:
+/// To add a table, write:
+///
+/// 1. a record: a struct derived from Data, with one field for each value;
+/// 2. its build function, which fills the record from one item of the owner's list;
+/// 3. the array of columns;
+/// 4. in the module's start function:
 ///
 ///     auto* rows = keep<GetAllProvider>(path, oneRow<Cpu::build>, objectClass);
 ///     MapTable* table = keepTable(rows, {{kIndex, tn::field::ObjectId.number}});
 ///     addTable(OID(kProcessorEntry), "hrProcessorEntry", table, kProcessorColumns);
 ///
-/// 5. a test with a scripted owner; 6. docs/objects.md, which `tools/check_objects.py --write` makes from all of these.
-/// Scalars are the same with addScalars and a GetProvider.
+/// 5. a test with a scripted owner;
+/// 6. docs/objects.md: `tools/check_objects.py --write` generates it.
+///
+/// For scalars, use a GetProvider and addScalars.
 namespace snmp {
 
-/// A value that is the same for every record, and can't be set.
+// Values that are the same for every record and can't be set.
+
 struct Constant {
     int value;
 };
 struct ConstantOID {
-    std::span<const unsigned int> value;
+    std::span<const unsigned int> value;  ///< copied by packerFor
 };
 struct ConstantText {
-    std::string_view value;
+    std::string_view value;  ///< copied by packerFor
 };
 
-/// Octets of which every row has the same number: as an index, that many sub-identifiers.
+/// Octets with the same length in every row. As an index they are that many sub-identifiers, without a length.
 template <class Record>
 struct FixedOctets {
     std::vector<unsigned char> Record::*member;
-    unsigned int length;
+    unsigned int length;  ///< in octets
 };
 
 /// One element of a record's array of counters.
@@ -59,23 +66,25 @@ struct Element {
     size_t index;
 };
 
-/// Where a column's value comes from: a member of the record or a constant. A number with syntax IpAddress is an IPv4
-/// address, first octet in the most significant byte.
+/// The source of a column's value: a member of the record, or a constant. If the syntax is IpAddress, a number is an
+/// IPv4 address, first octet in the most significant byte.
 template <class Record>
 using ColumnValue = std::variant<unsigned int Record::*, unsigned long long Record::*, std::string Record::*,
                                  std::vector<unsigned char> Record::*, OID Record::*, IPAddr6 Record::*,
                                  FixedOctets<Record>, Element<Record>, Constant, ConstantOID, ConstantText>;
 
+/// One object: a scalar, or a column of a table.
+/// @tparam Record  the class of the records that the provider of this object returns; nothing checks that
 template <class Record>
 struct Column {
     unsigned int number;    ///< last sub-identifier of the object
     std::string_view name;  ///< descriptor of the object in its MIB
     uint8_t syntax;         ///< BER tag of the value
     ColumnValue<Record> value;
-    Access access = Access::ReadOnly;  ///< ReadWrite: the record's reverseBuild passes a written value on
+    Access access = Access::ReadOnly;  ///< ReadWrite: the record's reverseBuild sends the value to the owner
 };
 
-// The codec of a member by its type; a number that is an IpAddress has another.
+// The codec for the type of a member. A number whose syntax is IpAddress has IPPacker instead.
 template <class Member>
 struct CodecOf;
 template <>
@@ -91,8 +100,8 @@ struct CodecOf<OID> : std::type_identity<OIDPacker> {};
 template <>
 struct CodecOf<IPAddr6> : std::type_identity<IP6Packer> {};
 
-/// Makes the packer of a column's value. A member of the record becomes a member of Data: a packer only ever sees
-/// records of its own class.
+/// Makes the packer of a column's value. A pointer to a member of Record is cast to one of Data. That is safe because a
+/// packer is used only with records of its own class.
 template <class Record>
 struct PackerMaker {
     unsigned int syntax;
@@ -126,13 +135,13 @@ struct PackerMaker {
     }
 };
 
-/// The packer of a column; it lives as long as the process.
+/// A new packer for a column. It lives as long as the process; never null.
 template <class Record>
 const Packer* packerFor(const Column<Record>& column) {
     return std::visit(PackerMaker<Record>{column.syntax}, column.value);
 }
 
-/// Where the values of a column come from: itself when it is constant, else the source of the records.
+/// Object::source of a column: its constant, or else the source of the records.
 template <class Record>
 std::string sourceOf(const Column<Record>& column, const std::string& records) {
     if (const auto* number = std::get_if<Constant>(&column.value)) return "constant " + std::to_string(number->value);
@@ -142,30 +151,34 @@ std::string sourceOf(const Column<Record>& column, const std::string& records) {
     return records;
 }
 
-/// Names an object, whether or not it is served yet.
-/// @param records  the source of its records
+/// Adds an object to `objects`, without registering a branch: also for objects that are served later or not at all.
+/// @param records  Object::source, unless the column is a constant
 template <class Record>
 void describe(const OID& group, const Column<Record>& object, const std::string& records) {
     objects[group + object.number] = {object.name, object.syntax, object.access, sourceOf(object, records), {}};
 }
 
-/// Registers a scalar under its group's prefix.
-/// @param provider  the source of its records; nullptr for a constant, which can't be Set
+/// Registers a scalar as { group number }, and describes it.
+/// @param provider  as for addScalars
 template <class Record>
 void addScalar(std::span<const unsigned int> group, const Column<Record>& object, DataProvider* provider) {
     describe(OID(group), object, provider != nullptr ? provider->source() : "");
     addScalarLeaf(OID(group) + object.number, packerFor(object), provider);
 }
 
-/// Registers one scalar for each row, under the group's prefix.
-/// @param provider  gives records of the rows' class, and must live as long as the process (`keep`)
+/// Registers one scalar for each row of the array.
+/// @param provider  returns records of the class Record and must live as long as the process (`keep`); nullptr if all
+///                  rows are constants, which then can't be set
 template <class Record, size_t N>
 void addScalars(std::span<const unsigned int> group, const Column<Record> (&rows)[N], DataProvider* provider) {
     for (const Column<Record>& row : rows) addScalar(group, row, provider);
 }
 
-/// Registers a table under its entry's OID and name, a literal.
-/// @return its branch, for the caller to replace the packers of columns that need their own
+/// Registers a table, and describes it.
+/// @param entry  OID of the entry: the table's OID, then 1
+/// @param name   descriptor of the entry, in static storage
+/// @param table  its rows are of the class Record; must live as long as the process (keepTable)
+/// @return its branch, with which the caller can replace the packers of single columns
 template <class Record, size_t N>
 ColumnarBranch* addTable(const OID& entry, std::string_view name, MapTable* table, const Column<Record> (&columns)[N]) {
     objects[entry] = {name, kNoTag, Access::ReadOnly, table->source(), table->indexNames()};
@@ -177,26 +190,29 @@ ColumnarBranch* addTable(const OID& entry, std::string_view name, MapTable* tabl
     return branch;
 }
 
-/// An index of a table: its column, which needn't be served, and the message field that carries it to the owner
-/// (Packer::kNoField for a constant).
+/// An index of a table.
 struct Index {
+    /// @param column   describes the index; needn't be one of the columns served
+    /// @param fieldId  the field that contains this index in messages to the owner; Packer::kNoField for a constant
     template <class Record>
     Index(const Column<Record>& column, uint32_t fieldId)
         : name(column.name), packer(packerFor(column)), field(fieldId) {}
-    std::string_view name;
+    std::string_view name;  ///< descriptor, in static storage
     const Packer* packer;
     uint32_t field;
 };
 
-/// Makes a table with its indexes, in the order in which an instance's name has them. Rows are named by object id when
-/// that is the only index, else by a message of all these fields. The table lives as long as the process.
+/// Makes a table with these indexes, in their order in an instance's name. Requests to the owner identify a row by its
+/// object id if that is the only index, otherwise by a key message with the fields of all indexes.
+/// @param provider  must live as long as the process (`keep`)
+/// @return never null; lives as long as the process
 inline MapTable* keepTable(TableProvider* provider, std::initializer_list<Index> indexes) {
     auto* table = keep<MapTable>(provider, /*noStdKey=*/false);
     for (const Index& index : indexes) table->addIndex(index.packer, index.field, index.name);
     return table;
 }
 
-/// Whether the numbers of the columns strictly increase, as in the MIB; for a static_assert beside each array.
+/// Whether the numbers of the columns strictly increase, as in the MIB. Each array has a static_assert of this.
 template <class Record, size_t N>
 constexpr bool ascending(const Column<Record> (&columns)[N]) {
     for (size_t i = 1; i < N; ++i)
@@ -204,8 +220,7 @@ constexpr bool ascending(const Column<Record> (&columns)[N]) {
     return true;
 }
 
-// OIDs as the MIB writes them, parent and numbers: under(kMib2, 1) for { mib-2 1 }.
-
+/// An OID as the MIB writes it, parent and numbers: under(kMib2, 1) for { mib-2 1 }.
 template <size_t N, class... Numbers>
 constexpr std::array<unsigned int, N + sizeof...(Numbers)> under(const std::array<unsigned int, N>& parent,
                                                                  Numbers... numbers) {

@@ -37,7 +37,8 @@ void Context::end() {
 bool Context::processSeqStart() {
     ++bindingIndex;
     if (in.enterSeq() < 0 || !in.getOID(&requestedName)) return false;
-    // The reader splits any first octet by 40; a name that no reply can carry again is as good as unreadable.
+    // The reader divides any first octet by 40, but the writer refuses first arcs above 2: no reply can have such a
+    // name.
     if (requestedName.front() > kGreatestFirstArc) return false;
     oid = requestedName;
     return true;

@@ -14,24 +14,25 @@
 
 namespace snmp {
 
+// The version field of a message (RFC 1157, RFC 1901, RFC 3412).
 constexpr uint32_t kVersion1 = 0;
 constexpr uint32_t kVersion2c = 1;
 constexpr uint32_t kVersion3 = 3;
 
 /// One varbind consumed by Context::peek.
 struct RequestItem {
-    OID name;  ///< as read, without the prefix
+    OID name;  ///< as read, without the prefix of the branch
 };
 
-/// The state of one request being answered; every MIB operation receives it. The reply is written in the same pass in
-/// which the request is read.
+/// The state of one request while it is answered; every MIB operation receives it. Reading the request and writing the
+/// reply are one pass.
 struct Context {
     explicit Context(std::span<const uint8_t> datagram) : in(datagram) {}
-    /// Starts over with another request; nothing of the last one is left but its memory, which is used again.
+    /// Starts over with another request. Reuses the memory of the last one.
     /// @param datagram  is copied
     void begin(std::span<const uint8_t> datagram);
-    /// Frees the memory if it is more than 256 KiB, so that one large datagram doesn't keep it allocated. The reply is
-    /// then gone.
+    /// Ends a request after its reply was sent. If more than 256 KiB are allocated, all of it is freed, the reply
+    /// included, so that one large datagram doesn't keep that much memory.
     void end();
 
     // The request as read, and the reply.
@@ -40,43 +41,48 @@ struct Context {
     uint32_t version = kVersion1;
     std::string community;             ///< community string or user name
     uint8_t pduType = kNoTag;          ///< tag of the request PDU
-    V3Error v3Error = V3Error::None;   ///< reported instead of an answer
-    InStream::StreamPos firstBinding;  ///< where its varbinds begin
+    V3Error v3Error = V3Error::None;   ///< if not None, the reply is a Report of it
+    InStream::StreamPos firstBinding;  ///< position of the first varbind in the request
 
-    /// Messages with each V3Error since the process started: usmStats (RFC 3414, 5).
+    /// Number of messages with each V3Error since the process started: usmStats (RFC 3414, 5).
     static std::array<uint32_t, kV3Errors> v3counters;
 
-    // The varbind being served.
+    // The current varbind.
     OID requestedName;          ///< its name, as read
     uint32_t bindingIndex = 0;  ///< its position in the request, from 1
-    OID oid;                    ///< the name below the serving branch's prefix; the whole name for a Set
-    OID branchPrefix;           ///< the prefix under which the serving branch is registered
-    OID setPrefix, setSuffix;   ///< the two pieces of a Set's name
-    ErrorStatus branchStatus = ErrorStatus::NoError;  ///< set by a branch whose getNext failed for a reason of its own
+    OID oid;                    ///< its name after the branch's prefix; in a Set the whole name
+    OID branchPrefix;           ///< the prefix under which the serving branch is registered; not in a Set
+    OID setPrefix, setSuffix;   ///< in a Set: the branch's prefix and the rest of the name
+    /// Set by a getNext() that returns kNotMine and must not be followed by the next branch: the error of the request.
+    ErrorStatus branchStatus = ErrorStatus::NoError;
 
-    // GetBulk bookkeeping; all 0 for other PDUs.
-    uint32_t nonRepeaters = 0;      ///< non-repeating varbinds still to serve
-    uint32_t maxRepetitions = 0;    ///< at most 50; set once the non-repeaters are used up
-    uint32_t pendingEndOfView = 0;  ///< remaining varbinds of the name being served
+    uint32_t nonRepeaters = 0;    ///< GetBulk: non-repeating varbinds that aren't served yet. 0 for other PDUs
+    uint32_t maxRepetitions = 0;  ///< GetBulk: 1 to 50, once all non-repeating varbinds are served. Otherwise 0
+    /// GetNext and GetBulk: repetitions of the current varbind that aren't written yet. A branch that ends before them
+    /// passes them on to the next one. Those that remain at the end of the tree become endOfMibView.
+    uint32_t pendingEndOfView = 0;
 
     [[nodiscard]] bool isV1() const { return version == kVersion1; }
     [[nodiscard]] bool isBulk() const { return pduType == pdu::GetBulkRequest; }
 
     /// Enters the next varbind and reads its name into requestedName and oid.
-    /// @return false when it can't be read or has a first arc above 2: no reply can carry such a name
+    /// @return false if the name can't be read or has a first arc above 2, which a reply can't contain. The request is
+    ///         then dropped
     bool processSeqStart();
-    /// Leaves the varbind, at its end wherever the cursor is. Always true.
+    /// Leaves the current varbind: moves the cursor of `in` to its end. Always true.
     bool processSeqEnd();
-    /// Appends requestedName and an empty value; the caller opens and closes the varbind around it.
-    /// @param tag  NULL or one of the three exception values
+    /// Appends requestedName and an empty value. The caller opens and closes the varbind.
+    /// @param tag  NULL or one of the three exceptions
     void processAddError(uint8_t tag);
-    /// Appends a whole varbind { name, endOfMibView } for each remaining one, as far as they fit into a reply.
+    /// Appends a whole varbind { name, endOfMibView } for each repetition that remains, as far as they fit into a
+    /// reply, and decrements pendingEndOfView.
     void addEndOfMibView(const OID& name);
 
-    /// Consumes the current varbind and those after it whose names begin with `prefix`, so that one fetch serves them
-    /// all; within the non-repeaters of a GetBulk no more than are left, which are counted down. The request is then in
-    /// the last varbind consumed, after its name. bindingIndex stays at the first.
-    /// @return at least one item, the current varbind
+    /// Consumes the current varbind and those directly after it whose names begin with `prefix`, so that one call of a
+    /// branch serves them all. In a GetBulk, non-repeating and repeating varbinds aren't mixed, and nonRepeaters is
+    /// decremented for each non-repeating one. Afterwards `in` is inside the last varbind consumed, after its name.
+    /// bindingIndex remains that of the first one: the caller advances it.
+    /// @return their names; the first one is that of the current varbind
     [[nodiscard]] std::vector<RequestItem> peek(const OID& prefix);
 };
 

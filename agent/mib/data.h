@@ -7,26 +7,28 @@
 
 namespace snmp {
 
-/// A record served: the fields of one object or row, built from a message of its owner.
+/// A record: the fields of one object or row, built from a message of its owner. It lives while a request is answered.
 struct Data {
     Data() = default;
     Data(const Data&) = delete;
     Data& operator=(const Data&) = delete;
     virtual ~Data() = default;
-    /// Adds the fields that write the record back to a set request, which has path, command and key already. Records
-    /// that can't be written add nothing.
+    /// Adds the fields that can be written to a set message to the owner. The message has the path, the command and,
+    /// for a row, the key already. By default there are no such fields. A record may change the command, or perform the
+    /// action itself.
     virtual void reverseBuild(tn::message&) {}
 };
 
-/// Records of one class in the order of their index; each belongs to the list.
+/// Records of one class, never null, in the order of their index. The list owns them.
 using Rows = std::vector<std::unique_ptr<Data>>;
 
-/// A list of rows as one record, as tables and providers return them. It lives for one step of a request.
+/// A list of rows, as tables and providers return it.
 struct VData : Data {
     Rows rows;
 };
 
-/// Builds one record from a reply; an empty message gives the record's default values.
+/// Builds one record from a reply or an item of a list; from an empty message, a record of default values. Never null,
+/// except where a provider allows it (GetFirstProvider).
 using BuildFunction = std::unique_ptr<Data> (*)(const tn::message&);
 
 }  // namespace snmp

@@ -7,7 +7,7 @@
 
 namespace snmp {
 
-/// error-status of a response PDU (RFC 3416, section 3), and what the operations return.
+/// error-status of a response PDU (RFC 3416, section 3), and the result of an operation on a request.
 enum class ErrorStatus : uint32_t {
     NoError = 0,
     TooBig = 1,
@@ -28,10 +28,10 @@ enum class ErrorStatus : uint32_t {
     AuthErr = 16,
     NotWritable = 17,
     InconsistentName = 18,
-    Critical = 0xffffffff,  ///< not an error-status: the request is dropped
+    Critical = 0xffffffff,  ///< never sent: the request is dropped
 };
 
-/// In the order of their numbers.
+/// The texts by number, for the debug log.
 constexpr std::array<std::string_view, 19> kErrorStatusText = {
     "no error",           "too big",
     "no such name",       "bad value",
@@ -46,7 +46,7 @@ constexpr std::array<std::string_view, 19> kErrorStatusText = {
 };
 static_assert(kErrorStatusText[static_cast<size_t>(ErrorStatus::InconsistentName)] == "inconsistent name");
 
-/// What is logged for an error-status; "unknown error" and its number for one that isn't in RFC 3416.
+/// The text of an error-status. For one that isn't in RFC 3416: "unknown error" and its number.
 inline std::string errorStatusText(ErrorStatus status) {
     const auto number = static_cast<uint32_t>(status);
     if (number < kErrorStatusText.size()) return std::string(kErrorStatusText[number]);

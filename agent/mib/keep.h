@@ -6,9 +6,10 @@
 
 namespace snmp {
 
-/// Packers, providers, tables and branches are made at start and live as long as the process: they are kept here, by
-/// one owner, so that registries hold plain pointers that only look.
-/// @return never null; valid until the process ends
+/// Creates an object that lives as long as the process: a packer, provider, table or branch. This function owns it, in
+/// one static list for each class, so that registries can hold plain pointers. Only for objects created at start:
+/// nothing is ever removed.
+/// @return never null; valid until static objects are destroyed at exit
 template <class T, class... Args>
 T* keep(Args&&... args) {
     static std::vector<std::unique_ptr<T>> kept;

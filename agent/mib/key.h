@@ -7,25 +7,25 @@
 
 namespace snmp {
 
-/// The position of a row in its owner's terms. A table with the standard key names rows by object id, any other by a
-/// message of index fields.
+/// The position of a row, as its owner knows it. A table with the standard key (MapTable::hasStdKey) identifies rows by
+/// object id, any other table by a message of index fields. An empty key is the position before the first row.
 struct Key {
-    bool bad = false;        ///< the index of a strict request didn't decode: it names no row
-    bool skipFirst = false;  ///< the rows after the key are wanted, not the row at it
-    bool relaxed = false;    ///< incomplete: the owner starts at the nearest row
+    bool bad = false;        ///< the index didn't decode, so there is no such row (Table::createKey, strict)
+    bool skipFirst = false;  ///< request the rows after the key, without the row at it
+    bool relaxed = false;    ///< the index is incomplete: request the rows from the nearest one on
     uint32_t objectId = tn::kNoId;
-    uint32_t nextId = tn::kNoId;  ///< id of the row after it, as the owner gave it with the row
-    tn::message message;
-    OID index;  ///< the index asked for, whole: no row at or before it answers a GetNext
+    uint32_t nextId = tn::kNoId;  ///< id of the following row, if the owner reported it (tn::field::NextId)
+    tn::message message;          ///< the index fields
+    OID index;                    ///< the whole index as requested. A GetNext is answered only with greater ones
 
     void clear() { *this = Key(); }
-    /// Whether it names no row, which is the position before the first one.
+    /// Whether this is the position before the first row.
     [[nodiscard]] bool empty() const { return objectId == tn::kNoId && nextId == tn::kNoId && message.empty(); }
-    /// The same position; neither flags nor the index as asked count.
+    /// Whether the positions are the same. Flags and the requested index aren't compared.
     friend bool operator==(const Key& a, const Key& b) {
         return a.objectId == b.objectId && a.nextId == b.nextId && a.message == b.message;
     }
-    /// A copy whose object id has the bits of `mask` cleared; an empty key stays empty.
+    /// A copy whose object id has the bits in `mask` cleared. An empty key stays empty.
     [[nodiscard]] Key removeNamespace(uint32_t mask) const {
         Key copy = *this;
         if (!empty()) copy.objectId &= ~mask;

@@ -11,27 +11,28 @@
 
 namespace snmp {
 
-/// Whether a Set can change an object. A Set of any other is answered and changes nothing.
+/// Whether a Set can change an object. A Set of a read-only column succeeds and changes nothing (compat: 28).
 enum class Access : uint8_t { ReadOnly, ReadWrite };
 
-/// What people are shown of an object: its name in debug lines, all of it in docs/objects.md.
+/// The description of an object. It has no effect on requests: debug lines show the name, docs/objects.md shows all.
 struct Object {
     std::string_view name;             ///< descriptor in its MIB, in static storage
-    uint8_t syntax = kNoTag;           ///< BER tag of the value; kNoTag for the row of a table
-    Access access = Access::ReadOnly;  ///< to columns and scalars
-    std::string source;                ///< the owner's path, "the agent" or the constant
-    std::string index;                 ///< of a row: the names of its index objects, ", " between
+    uint8_t syntax = kNoTag;           ///< BER tag of the value; kNoTag for the entry of a table
+    Access access = Access::ReadOnly;  ///< of a scalar or column
+    std::string source;                ///< path of the owner, "the agent", or the constant
+    std::string index;                 ///< of an entry: the names of its index objects, separated by ", "
 };
 
-/// Every scalar, row and column that the agent can serve, by its OID without an instance. Filled at start-up from the
-/// column tables, also with what isn't served before its owner has it. Objects registered without a column table
-/// aren't here.
+/// All scalars, entries and columns that the agent can serve, by their OID without an instance. Filled at start from
+/// the column tables, including objects that are served only once their owner reports them. Objects registered without
+/// a column table aren't here.
 extern std::map<OID, Object> objects;
 
-/// For the end of a debug line: " (ifDescr.3)" for 1.3.6.1.2.1.2.2.1.2.3; empty if the name lies under no object above.
+/// For the end of a debug line: " (ifDescr.3)" for 1.3.6.1.2.1.2.2.1.2.3. Empty if no object in `objects` is a prefix
+/// of the name.
 [[nodiscard]] std::string nameNote(const OID& name);
 
-/// An owner's path as people write it: "{20, 0}".
+/// The path of an owner as text: "{20, 0}".
 [[nodiscard]] std::string pathText(std::span<const uint32_t> path);
 
 }  // namespace snmp

@@ -9,11 +9,12 @@
 #include "agent/mib/packers/number_packers.h"
 #include "agent/mib/packers/octet_packers.h"
 
-// The packers that modules and plug-ins use: a codec (agent/mib/packers) with the place of its value, a constant or a
-// member of the record. Each constructor takes the place, the BER tag and, for strings, the key length.
+// The packers that modules and plug-ins use. Each combines a codec (agent/mib/packers) with the place of the value: a
+// constant, or a member of the record. The parameters of a constructor are the place, the BER tag and, for strings, the
+// length of a fixed-length index.
 namespace snmp {
 
-/// A record's array of counters: 65 are as many as the largest set of statistics has.
+/// A record's array of counters, with the size of the largest set: contracts/interface_counters.h.
 using Counters = std::array<unsigned long long, 65>;
 
 /// The place of one element of a record's array of counters.
@@ -22,7 +23,8 @@ struct CounterElement {
     size_t index;
 };
 
-/// The field of a record at a place: a pointer to a member of it, viewed as a member of Data, or an element.
+/// The field at a place of a record. A place is a CounterElement, or a pointer to a member of the record's class that
+/// was cast to a pointer to a member of Data.
 template <class Record, class Field>
 auto& fieldAt(Record* record, Field Data::*member) {
     return record->*member;
@@ -32,13 +34,13 @@ auto& fieldAt(Record* record, CounterElement element) {
     return (record->*element.array)[element.index];
 }
 
-// What a codec's get() returns, and what its set() takes.
+// The type that a codec's get() returns, and the type of the value passed to its set().
 template <class Codec>
 using Result = decltype(std::declval<const Codec&>().get(nullptr));
 template <class Codec, class Value = typename Codec::Value>
 using Argument = std::conditional_t<std::is_integral_v<Value>, Value, const Value&>;
 
-/// The packer holds the value. A Set leaves it alone and succeeds. The record isn't looked at, and may be null.
+/// A packer that contains the value. A Set changes nothing and succeeds. The record isn't used and may be null.
 template <class Codec>
 class ConstantPacker : public Codec {
   public:
@@ -52,8 +54,8 @@ class ConstantPacker : public Codec {
     const typename Codec::Value value_;
 };
 
-/// The value is a field of the record: of the codec's type or, for octets, a container of them. A packer may only be
-/// given records of the class that its place belongs to.
+/// A packer whose value is a field of the record. The field has the codec's type or, for octets, is a container of
+/// them. The packer must be used only with records of the class that has this field; nothing checks that.
 template <class Codec, class Place = typename Codec::Value Data::*>
 class MemberPacker : public Codec {
   public:
@@ -83,8 +85,8 @@ class MemberPacker : public Codec {
     const Place place_;
 };
 
-/// A number that is the same in every row. As an index any other number names no row, and one bound to no field
-/// doesn't go into the message.
+/// A number that is the same in every row. As an index, it matches only that number. With kNoField, it isn't inserted
+/// into messages.
 class ConstNumPacker : public ConstantPacker<NumPacker> {
   public:
     using ConstantPacker::ConstantPacker;

@@ -7,35 +7,37 @@
 
 namespace snmp {
 
-/// One request while it is being answered. Its Sets' writes are postponed until this is destroyed, before the reply is
-/// sent: so a hundred Sets of one record in a datagram cost one write to the disk. At most one exists at a time.
+/// Exists while a request is answered, and postpones the writes of its Sets until it is destroyed, before the reply is
+/// sent. So a hundred Sets of one record in a datagram cost one write to the disk. There must be only one at a time.
 class RequestWrites {
   public:
     RequestWrites();
-    ~RequestWrites();
+    ~RequestWrites();  ///< performs the pending writes
     RequestWrites(const RequestWrites&) = delete;
     RequestWrites& operator=(const RequestWrites&) = delete;
 
-    /// Calls `write` at the end of the request, or at once when no request is being answered.
+    /// Calls `write` at the end of the request, or at once if no request is being answered.
+    /// @param write  logs its own failure: the reply, which is built already, can't report it
     static void atEnd(std::function<void()> write);
-    /// Performs the pending writes now, in the order of their atEnd.
+    /// Performs the pending writes now, in the order of their atEnd() calls.
     static void writeNow();
 };
 
-/// A record that Sets change: written once per request, in its final state.
+/// A record that Sets change. It is written once per request, in its final state. It must outlive the request.
 class WriteOnce {
   public:
-    /// @param write  logs its own failure
+    /// @param write  writes the record; logs its own failure
     explicit WriteOnce(void (*write)(const tn::message&)) : write_(write) {}
 
-    /// The pending change, which the next Set of the request builds on; null when there is none.
+    /// The change that isn't written yet, on which the next Set of the request is based; null if there is none. Valid
+    /// until the next set() or the end of the request.
     [[nodiscard]] const tn::message* waiting() const { return change_ ? &*change_ : nullptr; }
-    /// Makes `change` the record to write at the end of the request, in the place of one that is pending.
+    /// Writes `change` at the end of the request. It replaces a change that isn't written yet.
     void set(tn::message change);
 
   private:
     void (*write_)(const tn::message&);
-    std::optional<tn::message> change_;
+    std::optional<tn::message> change_;  ///< the change that isn't written yet
 };
 
 }  // namespace snmp

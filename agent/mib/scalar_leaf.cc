@@ -40,7 +40,7 @@ Answer ScalarLeaf::getNext(Context& c) {
     const bool continuing = c.pendingEndOfView > 0;
     std::unique_ptr<Data> record;
     const bool isThere = fetch(record);
-    // v1 has no endOfMibView: the walk itself looks for the next object that is there.
+    // v1 has no endOfMibView: let the caller search the following branches for the next object.
     if (!isThere && !continuing && c.isV1()) return kNotMine;
     if (!continuing) {
         c.pendingEndOfView = 1;
@@ -50,7 +50,7 @@ Answer ScalarLeaf::getNext(Context& c) {
     if (!isThere) return passOn(c);
     writeInstance(c, record.get());
     --c.pendingEndOfView;
-    // What remains at the end of the tree is endOfMibView under the name of the scalar that began.
+    // Only the scalar in which the walk began turns the remaining repetitions into endOfMibView, under its own name.
     return continuing ? getNextCompletion(c) : passOn(c);
 }
 
@@ -58,8 +58,7 @@ Answer ScalarLeaf::set(Context& c) {
     if (provider_ == nullptr) return kNotMine;  // compat: 29
     const std::unique_ptr<Data> record = provider_->get();
     if (record == nullptr) return kNotMine;
-    // A value of the wrong type or size and an owner that refuses leave things as they are; the varbind shows the
-    // record's value and succeeds all the same (compat: 27).
+    // Both may fail, and the Set succeeds all the same (compat: 27). pack() then writes the value in `record`.
     packer_->take(record.get(), c);
     provider_->set(record.get());
     c.out.startSeq(tag::Sequence);

@@ -6,27 +6,28 @@
 
 namespace snmp {
 
-/// A scalar object: one instance, .0. A Get needs that instance exactly; a Set is accepted on any (compat: 31).
+/// A scalar object: one instance, .0. A Get must name that instance; a Set may name any (compat: 31).
 class ScalarLeaf : public Branch {
   public:
-    /// Both must outlive the leaf.
+    /// Packer and provider must outlive the leaf.
     /// @param packer    for the provider's records
     /// @param provider  nullptr for a constant, which can't be set
     ScalarLeaf(const Packer* packer, DataProvider* provider) : packer_(packer), provider_(provider) {}
 
-    /// kNotMine for another instance, and when the provider has no record.
+    /// kNotMine for another instance, and if the provider has no record.
     Answer get(Context& c) override;
-    /// An object without a record is stepped over. The repetitions of a GetBulk continue in the following branches.
+    /// Skips the object if it has no record. The repetitions of a GetBulk continue in the following branches.
     Answer getNext(Context& c) override;
-    /// kNotMine for a constant, and when the provider has no record.
+    /// Reads the record, changes it, and writes it back. kNotMine for a constant, and if the provider has no record. A
+    /// value of the wrong type or length and a refusal by the owner aren't errors (compat: 27).
     Answer set(Context& c) override;
 
   private:
-    /// False when there should be a record and isn't. A constant has none.
+    /// Fetches the record; a constant has none. False if the provider has no record.
     bool fetch(std::unique_ptr<Data>& record) const;
-    /// Writes the varbind of the instance and leaves c.branchPrefix as it was.
+    /// Writes the varbind of the instance. c.branchPrefix is unchanged afterwards.
     void writeInstance(Context& c, const Data* record) const;
-    /// Passes the remaining varbinds on to the following branches; at the end of the tree they become endOfMibView.
+    /// Continues in the following branches. Repetitions that remain at the end of the tree become endOfMibView.
     Answer passOn(Context& c);
 
     const Packer* packer_;

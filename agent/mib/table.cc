@@ -9,10 +9,10 @@ namespace snmp {
 
 namespace {
 
-constexpr size_t kMaxOctets = 16;  // of an index that is an address
+constexpr size_t kMaxOctets = 16;  // of the longest address as an index
 
-/// Octets that follow all those that begin like an index with a number above 255 in it; empty for any other. A walk
-/// continues from there, instead of searching for such a row from the table's start.
+/// For an index with a number above 255: the octets before that number, then octets of 255. No row that begins with the
+/// same octets is greater, so a walk continues after them instead of at the table's start. Empty for any other index.
 OID lastBefore(std::span<const unsigned int> index) {
     const auto above = std::ranges::find_if(index, [](unsigned int id) { return id > 255; });
     OID octets;
@@ -36,7 +36,7 @@ bool MapTable::hasStdKey() const {
 }
 
 std::unique_ptr<VData> MapTable::getNext(const Key& key, unsigned int count) {
-    // The greatest id of all stands for no id: nothing comes after it.
+    // The greatest possible id means "no id" (tn::kNoId), so its key is empty. No row follows it.
     if (key.empty() && !key.index.empty()) return std::make_unique<VData>();
     return provider_->getData(key, this, count);
 }

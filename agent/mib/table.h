@@ -12,67 +12,80 @@
 
 namespace snmp {
 
-/// The rows that a ColumnarBranch serves. Each call queries the rows' owner; the caller owns what it returns.
+/// The rows that a ColumnarBranch serves. Each call queries the rows' owner, and the caller owns the rows returned. If
+/// the owner fails, that is logged, and no further rows are returned (compat: 21).
 class Table {
   public:
     virtual ~Table() = default;
-    /// The row at the key, as a list of one; null when there is none.
+    /// The rows of the owner's item at the key: normally one. The owner may return the nearest item instead, so the
+    /// caller must compare the index.
+    /// @return null if the owner doesn't know the key; empty if the item has no rows
     [[nodiscard]] virtual std::unique_ptr<VData> get(const Key& key) = 0;
-    /// Up to `count` rows from the key on, without the row at it when its skipFirst is set; null when the owner doesn't
-    /// know the key, an empty list when it has no such rows.
+    /// Up to `count` rows from the key on, in ascending order of their index; without the row at the key if
+    /// key.skipFirst is set.
+    /// @return null if the owner doesn't know the key; empty if it has no such rows
     [[nodiscard]] virtual std::unique_ptr<VData> getNext(const Key& key, unsigned int count) = 0;
-    /// Up to `count` rows from the beginning.
+    /// Up to `count` rows from the first one on; never null.
     [[nodiscard]] virtual std::unique_ptr<VData> getFirst(unsigned int count) = 0;
-    /// Writes the changed row of this index back. False, after logging the reason, when it can't be written.
+    /// Writes a changed row back to its owner.
+    /// @param row  from get() with this index; remains the caller's
+    /// @return false if the owner refuses, fails, or doesn't reply in time (it may then make the change later)
     virtual bool set(const OID& index, Data* row) = 0;
-    /// Number of rows; 0 when the owner fails.
+    /// Number of rows; 0 if the owner fails.
     virtual unsigned int count() = 0;
-    /// Where the rows come from, for people: see Object::source.
+    /// Where the rows come from, as text for docs/objects.md: see Object::source.
     [[nodiscard]] virtual std::string source() const { return "the agent"; }
-    /// Appends the index sub-identifiers of a row, which must be one of this table's.
+    /// Appends the index sub-identifiers of a row.
+    /// @param row  one of this table's: records of another class are undefined behaviour
     virtual void addKeyToName(const Data* row, OID& name) const = 0;
-    /// The same as an OID of its own.
+    /// The index of a row, as addKeyToName appends it.
     [[nodiscard]] OID getKey(const Data* row) const;
-    /// The key for the index part of an instance's name; an empty index gives the empty key, which is the first row.
-    /// @param strict  an index that doesn't decode makes the key bad; else relaxed
+    /// The key for the index part of an instance's name. An empty index gives the empty key: the position before the
+    /// first row.
+    /// @param strict  true: an index that doesn't decode gives a bad key. False: it gives a relaxed key
     [[nodiscard]] virtual Key createKey(const OID& index, bool strict) const = 0;
 };
 
 class MapTable;
 
-/// Where the rows of a MapTable come from.
+/// The source of the rows of a MapTable. The table passes itself, because the provider needs its index.
 class TableProvider {
   public:
     virtual ~TableProvider() = default;
-    /// Writes a changed row back; false when it can't be written.
+    /// Writes a changed row back to its owner.
+    /// @param row  remains the caller's
+    /// @return as Table::set
     virtual bool setData(Data* row, const MapTable* table) = 0;
-    /// Rows at or from a key.
-    /// @param count  0 for exactly the row at the key, else the number of rows wanted from the key on
-    /// @return null when the owner doesn't know the key
+    /// Rows at a key, or from a key on.
+    /// @param count  0: the rows of the item at the key. Otherwise the maximum number of rows from the key on
+    /// @return null if the owner doesn't know the key
     [[nodiscard]] virtual std::unique_ptr<VData> getData(const Key& key, const MapTable* table, unsigned int count) = 0;
-    /// Up to `count` rows from the beginning; never null.
+    /// Up to `count` rows from the first one on; never null.
     [[nodiscard]] virtual std::unique_ptr<VData> getFirst(unsigned int count, const MapTable* table) = 0;
-    /// @param n  receives the number of rows, 0 when the result is false
+    /// @param n  receives the number of rows; 0 if the result is false
+    /// @return false if the owner fails
     virtual bool getCountCMD(unsigned int& n) = 0;
-    [[nodiscard]] virtual std::string source() const { return "the agent"; }  ///< for people: see Object::source
+    [[nodiscard]] virtual std::string source() const { return "the agent"; }  ///< see Object::source
 };
 
-/// A table whose rows an owner on the bus keeps, with its index described by packers.
+/// A table whose rows come from an owner on the bus. Packers describe its index.
 class MapTable : public Table {
   public:
     /// @param provider  must outlive the table
-    /// @param noStdKey  rows are named by a key message even though the only index is the object id
+    /// @param noStdKey  true: identify rows by a key message even if the only index is the object id
     MapTable(TableProvider* provider, bool noStdKey) : provider_(provider), noStdKey_(noStdKey) {}
 
-    /// Appends an index; they are consumed from an instance's name in this order.
-    /// @param fieldId  the message field that carries it to the owner; Packer::kNoField for a constant
+    /// Appends an index. The order of the calls is the order of the indexes in an instance's name. A table needs at
+    /// least one.
+    /// @param packer   for the table's records; must outlive the table
+    /// @param fieldId  the field that contains this index in key messages; Packer::kNoField for a constant
     /// @param name     descriptor of the index object
     void addIndex(const Packer* packer, uint32_t fieldId, std::string_view name = {}) {
         indexes_.emplace_back(packer, fieldId);
         indexNames_.append(indexNames_.empty() ? "" : ", ").append(name);
     }
-    [[nodiscard]] const std::string& indexNames() const { return indexNames_; }  ///< for people: see Object::index
-    /// Whether rows are named by object id: exactly one index, on that field.
+    [[nodiscard]] const std::string& indexNames() const { return indexNames_; }  ///< see Object::index
+    /// Whether rows are identified by object id: if that is the only index, and noStdKey is false.
     [[nodiscard]] bool hasStdKey() const;
 
     std::unique_ptr<VData> get(const Key& key) override { return provider_->getData(key, this, 0); }
@@ -84,40 +97,48 @@ class MapTable : public Table {
     void addKeyToName(const Data* row, OID& name) const override;
     Key createKey(const OID& index, bool strict) const override;
 
-    /// Puts the index fields of an instance's name into the message; false when it doesn't decode.
+    /// Inserts the index part of an instance's name into a key message. Sub-identifiers after the last index are
+    /// ignored (compat: 25).
+    /// @return false if the index doesn't decode. The message then has the fields up to the fault: the key of the
+    ///         nearest row
     bool addKeyToMessage(const OID& index, tn::message& m) const;
-    /// Makes the message the index fields of a row.
+    /// Clears the message and inserts the index of a row.
     void addKeyToMessage(const Data* row, tn::message& m) const;
 
   private:
-    std::vector<std::pair<const Packer*, uint32_t>> indexes_;
+    std::vector<std::pair<const Packer*, uint32_t>> indexes_;  ///< packers with their fields in key messages
     std::string indexNames_;
     TableProvider* provider_;
     bool noStdKey_;
 };
 
-/// A row of a StaticMuxTable; the table sets its index.
+/// A row of a StaticMuxTable.
 struct MuxRow : Data {
-    unsigned int rowId = 0;
+    unsigned int rowId = 0;  ///< its index, set by the table
 };
 
-/// A small fixed table: each row is a record of its own provider, registered under a one-number index.
+/// A small table with a fixed set of rows. Each row has its own provider and an index of one number.
 class StaticMuxTable : public Table {
   public:
+    /// Adds a row, or replaces its provider.
     /// @param index     one sub-identifier
-    /// @param provider  gives MuxRow records, or null while the row isn't there; must outlive the table
+    /// @param provider  returns MuxRow records, or null while the row is absent; must outlive the table
     void addProvider(const OID& index, DataProvider* provider) { providers_[index] = provider; }
 
+    /// Null if no row has this index.
     std::unique_ptr<VData> get(const Key& key) override;
-    std::unique_ptr<VData> getNext(const Key& key, unsigned int count) override;
+    std::unique_ptr<VData> getNext(const Key& key, unsigned int count) override;  ///< never null
     std::unique_ptr<VData> getFirst(unsigned int count) override;
+    /// False if no row has this index, or its provider fails.
     bool set(const OID& index, Data* row) override;
+    /// Rows that were added, including those that are absent now.
     unsigned int count() override { return static_cast<unsigned int>(providers_.size()); }
     void addKeyToName(const Data* row, OID& name) const override { name += static_cast<const MuxRow*>(row)->rowId; }
     Key createKey(const OID& index, bool strict) const override;
 
   private:
     using Providers = std::map<OID, DataProvider*>;
+    /// Up to `count` rows of the providers in this range; never null.
     static std::unique_ptr<VData> rowsFrom(Providers::const_iterator at, Providers::const_iterator end,
                                            unsigned int count);
     Providers providers_;

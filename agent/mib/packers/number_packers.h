@@ -4,7 +4,7 @@
 
 namespace snmp {
 
-/// INTEGER, Counter32, Gauge32, TimeTicks. As an index one sub-identifier, in messages a u32 field.
+/// INTEGER, Counter32, Gauge32, TimeTicks. An index is one sub-identifier, and a u32 field in messages.
 class NumPacker : public Packer {
   public:
     using Value = unsigned int;
@@ -16,15 +16,16 @@ class NumPacker : public Packer {
     bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const override;
     void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const override;
 
-    // A packer with a place of its own (an enumeration of the owner's, say) overrides these two.
+    // A packer whose value isn't simply a field overrides these two. All packers have such a pair.
 
-    /// The record's value; a negative INTEGER in two's complement.
+    /// The record's value. A negative INTEGER is in two's complement.
     [[nodiscard]] virtual unsigned int get(const Data* record) const = 0;
-    /// Changes the record only; the provider writes it to its owner.
+    /// Changes the record only: the provider writes the record to its owner afterwards. The value is as received,
+    /// without a check of its range. There is no error: a set() that wants to refuse a value ignores it.
     virtual void set(Data* record, unsigned int value) const = 0;
 };
 
-/// Counter64. It has no index form.
+/// Counter64. It can't be an index.
 class BignumPacker : public Packer {
   public:
     using Value = unsigned long long;
@@ -37,7 +38,7 @@ class BignumPacker : public Packer {
     virtual void set(Data* record, unsigned long long value) const = 0;
 };
 
-/// OBJECT IDENTIFIER. As an index its length, then its sub-identifiers; no message carries it.
+/// OBJECT IDENTIFIER. An index is its length, then its sub-identifiers. It can't be a field of a key message.
 class OIDPacker : public Packer {
   public:
     using Value = OID;
@@ -47,6 +48,7 @@ class OIDPacker : public Packer {
     bool unpack(Data* record, Context& c) const override;
     void addKeyToName(const Data* record, OID& name) const override;
 
+    /// Valid until the record is changed or destroyed.
     [[nodiscard]] virtual const OID& get(const Data* record) const = 0;
     virtual void set(Data* record, const OID& value) const = 0;
 };

@@ -52,7 +52,7 @@ bool StringPacker::addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) c
     }
     if (!key.popString(keyLength_, &piece)) return false;
     const bool complete = piece.asString(keyLength_, &value);
-    // compat: 26. A short index, padded with zeros, orders before every row that begins with it.
+    // compat: 26. Padded with zeros, a short index sorts before every row that begins with it.
     value.resize(keyLength_, '\0');
     insertKey(m, fieldId, value);
     return complete;

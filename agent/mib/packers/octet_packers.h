@@ -9,39 +9,41 @@ namespace snmp {
 
 using tn::IPAddr6;
 
-/// OCTET STRING. As an index one sub-identifier an octet, their number first unless every row has as many; in messages
-/// a string field.
+/// OCTET STRING. An index is one sub-identifier for each octet; if its length varies, the length comes first. In
+/// messages it is a string field.
 class StringPacker : public Packer {
   public:
     using Value = std::string;
-    /// @param keyLength  octets of a fixed-length index; 0 for variable length
+    /// @param keyLength  octets of an index of fixed length; 0 if the length varies or the value isn't an index
     explicit StringPacker(unsigned int type, unsigned int keyLength = 0) : Packer(type), keyLength_(keyLength) {}
 
     void pack(Context& c, const Data* record) const override;
     bool unpack(Data* record, Context& c) const override;
-    /// A value that isn't as long as a fixed-length index is logged and appends nothing.
+    /// A value that hasn't the fixed length is logged, and nothing is appended.
     void addKeyToName(const Data* record, OID& name) const override;
     bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const override;
     void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const override;
 
     [[nodiscard]] virtual std::string get(const Data* record) const = 0;
+    /// As NumPacker::set. The value can have any length.
     virtual void set(Data* record, const std::string& value) const = 0;
-    /// Inserts the value as the field that carries it in messages.
+    /// Inserts an index value as a field of the kind that this packer has in messages.
     virtual void insertKey(tn::message& m, uint32_t fieldId, const std::string& value) const;
 
   protected:
-    const unsigned int keyLength_;
+    const unsigned int keyLength_;  ///< octets; 0 if the length varies
 };
 
-/// Octets that aren't text (a MAC address): in messages a raw field of exactly the key length.
+/// Octets that aren't text, such as a MAC address. In messages an index is a raw field of exactly the fixed length. An
+/// index must therefore have one.
 class RawPacker : public StringPacker {
   public:
     using StringPacker::StringPacker;
     void insertKey(tn::message& m, uint32_t fieldId, const std::string& value) const override;
 };
 
-/// IpAddress: 4 octets, in the record a number with the first octet in the most significant byte. As an index 4
-/// sub-identifiers, in messages a be32 field.
+/// IpAddress: 4 octets. In the record it is a number, first octet in the most significant byte. An index is 4
+/// sub-identifiers, and a be32 field in messages.
 class IPPacker : public Packer {
   public:
     using Value = unsigned int;
@@ -57,7 +59,7 @@ class IPPacker : public Packer {
     virtual void set(Data* record, unsigned int value) const = 0;
 };
 
-/// An IPv6 address: 16 octets. As an index 16 sub-identifiers, in messages an addr6 field.
+/// An IPv6 address: 16 octets. An index is 16 sub-identifiers, and an addr6 field in messages.
 class IP6Packer : public Packer {
   public:
     using Value = IPAddr6;

@@ -9,9 +9,9 @@
 
 namespace snmp {
 
-/// The codec of one typed value: record to BER, BER of a Set to record, record to index sub-identifiers (RFC 2578,
-/// section 7.7), index sub-identifiers to a key field of a message. One packer serves every record of a class. Packers
-/// are immutable, and live as long as the process (`keep`).
+/// The codec of one value in four directions: record to BER, BER of a Set to record, record to index sub-identifiers
+/// (RFC 2578, section 7.7), index sub-identifiers to a field of a key message. One packer serves all records of a
+/// class. Packers are immutable and live as long as the process (`keep`).
 class Packer {
   public:
     static constexpr uint32_t kNoField = 0xffffffff;  ///< as a field id: the owner doesn't know this index
@@ -22,23 +22,26 @@ class Packer {
     Packer& operator=(const Packer&) = delete;
     virtual ~Packer() = default;
 
-    /// Appends the value to c.out as one BER element.
+    /// Appends the value to c.out as one BER element. A value that can't be encoded is left out (compat: 45).
     virtual void pack(Context& c, const Data* record) const = 0;
-    /// Reads a Set's value from c.in into the record, if its tag is of this packer's kind: a number, octets or an OID.
-    /// Within a kind tags aren't checked (compat: 30).
-    /// @return false, and the record is unchanged, for another kind and when unpack() fails
+    /// Reads the value of a Set from c.in into the record, if its tag is of this packer's kind: a number, octets or an
+    /// OID. Tags of the same kind aren't distinguished (compat: 30).
+    /// @return false, with the record unchanged, for another kind, which is logged, or if unpack() fails
     bool take(Data* record, Context& c) const;
-    /// Reads the value from c.in, whatever its tag. A value that can't be read leaves the record unchanged and returns
-    /// false. An address that isn't 4 or 16 octets is logged and leaves the record unchanged, too.
+    /// Reads the value from c.in into the record, whatever its tag is.
+    /// @return false, with the record unchanged, if it can't be read or is an address of the wrong length
     virtual bool unpack(Data* record, Context& c) const = 0;
 
-    /// Appends the value as index sub-identifiers. A type without an index form logs a BUG line and appends none.
+    // For indexes. A packer of a type that can't be an index logs a line with BUG, adds nothing, and returns false.
+
+    /// Appends the record's value as index sub-identifiers.
     virtual void addKeyToName(const Data* record, OID& name) const;
-    /// The same as an OID of its own.
+    /// The record's value as index sub-identifiers.
     [[nodiscard]] OID getAsKey(const Data* record) const;
     /// Consumes this index from the front of `key` and inserts it into the message.
-    /// @return false when the sub-identifiers aren't this index. An address or a fixed-length string cut short is
-    ///         inserted all the same, padded with zeros: the key of the nearest row
+    /// @return false if the sub-identifiers don't decode as this index. Normally nothing is inserted then. But an
+    ///         address or a fixed-length string that is cut short is inserted, padded with zeros, for a search of the
+    ///         nearest row (compat: 26)
     virtual bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const;
     /// Inserts the record's value into the message.
     virtual void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const;

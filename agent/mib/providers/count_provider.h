@@ -5,7 +5,7 @@
 
 namespace snmp {
 
-/// The number of rows of a table, as a record; 0 when the owner can't say. It can't be written.
+/// The number of rows of a table, as a record; 0 if the owner fails. It can't be written.
 class CountProvider : public DataProvider {
   public:
     struct CountData : Data {
@@ -21,7 +21,7 @@ class CountProvider : public DataProvider {
         return record;
     }
     std::string source() const override { return table_->source() + ", counted"; }
-    /// Always false, and logged.
+    /// Always fails, with a log line.
     bool set(Data*) override {
         serr << "CountProvider::set";
         return false;

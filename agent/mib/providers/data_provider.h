@@ -13,51 +13,57 @@ namespace snmp {
 class DataProvider {
   public:
     virtual ~DataProvider() = default;
-    /// The current record; null when there is none, and the object isn't served.
+    /// The current record, which the caller owns. Null if there is none: its objects aren't served then.
     [[nodiscard]] virtual std::unique_ptr<Data> get() = 0;
-    /// Writes a changed record back. False when it can't be written, and then nothing has changed.
+    /// Writes a changed record back to its owner.
+    /// @param record  from get(), with the new value; remains the caller's
+    /// @return false if it isn't written. After a timeout, the owner may still make the change
     virtual bool set(Data* record) = 0;
-    /// Where the record comes from, for people: see Object::source.
+    /// Where the record comes from, as text for docs/objects.md: see Object::source.
     [[nodiscard]] virtual std::string source() const { return "the agent"; }
 };
 
-/// A record fetched from and written to one owner. Plug-ins may derive from it.
+/// A record that is fetched from an owner and written back to it. Plug-ins may derive from this class.
 class SingleProvider : public DataProvider {
   public:
     std::unique_ptr<Data> get() final { return getData(); }
     bool set(Data* record) final { return setData(record); }
 
   protected:
-    [[nodiscard]] virtual std::unique_ptr<Data> getData() = 0;
-    virtual bool setData(Data* record) = 0;
+    [[nodiscard]] virtual std::unique_ptr<Data> getData() = 0;  ///< as get()
+    virtual bool setData(Data* record) = 0;                     ///< as set()
 };
 
-/// One object of an owner on the bus, fetched with a get command.
+/// One object of an owner on the bus.
 class GetProvider : public SingleProvider {
   public:
-    /// @param build        makes the record of a reply; must not return null
-    /// @param path         of the owner on the bus
-    /// @param objectClass  sent as tn::field::GetFlags with the get
+    /// @param build        makes the record from a reply; must not return null
+    /// @param path         path of the owner on the bus
+    /// @param getCommand   command that requests the object
+    /// @param setCommand   command that changes it
+    /// @param objectClass  one of contracts::object_class: sent with the get command as tn::field::GetFlags
     GetProvider(BuildFunction build, std::span<const uint32_t> path, uint32_t getCommand, uint32_t setCommand,
                 uint32_t objectClass);
     std::string source() const override { return pathText(path_); }
 
   protected:
-    /// An error reply is logged and gives the record's default values: the object is served rather than failing.
+    /// Never null. An error reply is logged, and the record has default values: its objects read as 0 or empty
+    /// (compat: 20).
     std::unique_ptr<Data> getData() override;
-    /// Sends the record's reverseBuild. False, after logging the reason, when the owner refuses or can't be reached.
+    /// Sends the record's reverseBuild. False, with the reason logged, if the owner refuses or fails.
     bool setData(Data* record) override;
 
   private:
     BuildFunction build_;
     std::vector<uint32_t> path_;
     uint32_t setCommand_;
-    tn::message get_;  ///< the same each time
+    tn::message get_;  ///< the request; it is always the same
 };
 
-/// A record that a function makes, from data of the agent's own. It can't be written.
+/// A record that a function makes from the agent's own data. It can't be written.
 class ProxyDataProvider : public DataProvider {
   public:
+    /// May return null: its objects aren't served then.
     using Function = std::unique_ptr<Data> (*)();
     explicit ProxyDataProvider(Function function) : function_(function) {}
     std::unique_ptr<Data> get() override { return function_(); }

@@ -65,7 +65,7 @@ std::unique_ptr<VData> GetAllMultiProvider::getData(const Key& key, const MapTab
         if (owner == sources_.size() || !fetch(owner, key, table, 0, *out)) return nullptr;
         return out;
     }
-    // An id below every source's is the position before the first row.
+    // An id below all ranges is a position before the first row.
     size_t source = owner == sources_.size() ? 0 : owner;
     if (owner != sources_.size() && !key.empty()) fetch(source++, key, table, count, *out);
     for (; source < sources_.size() && out->rows.size() < count; ++source)

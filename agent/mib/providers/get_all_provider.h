@@ -10,51 +10,59 @@
 
 namespace snmp {
 
-/// Rows fetched from one owner with get-all exchanges (agent/mib/providers/row_fetch.h). What an owner answers is
-/// checked: rows whose index doesn't grow are left out, and an owner that answers nonsense costs its own rows and a
-/// bounded number of exchanges. The owner of {path} answers as hostd's tables do (hostd/table/owner_table.h).
+/// Rows fetched from one owner with get-all exchanges (agent/mib/providers/row_fetch.h). The owner must answer these as
+/// the tables of hostd do (hostd/table/owner_table.h), but it isn't trusted to: a row whose index isn't greater than
+/// all before is dropped, and the number of exchanges is limited.
 class GetAllProvider : public TableProvider {
   public:
-    /// Appends the rows of one item, any number of them. A row that isn't listed but marks the position (a route that
-    /// isn't in force) is returned instead of appended; else the result is null.
+    /// Appends the rows of one item to the list: none, one or several.
+    /// @return null. For an item without a row, optionally a record that isn't served: its key fields mark the position
+    ///         from which the fetch continues (a route that isn't in force)
     using BuildRows = std::unique_ptr<Data> (*)(const tn::message&, Rows&);
 
-    /// Whether an item, and with it all after it, follows the last row of this table.
+    /// Whether an item comes after the last row of this table. All items after it then do, too.
     using IsBehind = bool (*)(const tn::message&);
 
     struct Source {
         std::vector<uint32_t> path;
         BuildRows build;
-        uint32_t objectClass;         ///< sent as tn::field::GetFlags
-        IsBehind isBehind = nullptr;  ///< null when the table ends with the owner's rows
+        uint32_t objectClass;         ///< one of contracts::object_class: sent as tn::field::GetFlags
+        IsBehind isBehind = nullptr;  ///< null if the table ends with the last row of the owner
     };
 
+    /// @param path         path of the owner on the bus
+    /// @param objectClass  one of contracts::object_class
+    /// @param isBehind     null if the table ends with the last row of the owner
     GetAllProvider(std::span<const uint32_t> path, BuildRows build, uint32_t objectClass, IsBehind isBehind = nullptr)
         : source_{{path.begin(), path.end()}, build, objectClass, isBehind} {}
 
-    /// Sends the row's key and its reverseBuild to the owner.
+    /// Sends the row's key and its reverseBuild to the owner. False if the owner refuses or fails, which is logged.
     bool setData(Data* row, const MapTable* table) override { return setData(row, table, source_); }
+    /// Null if the owner doesn't know the key. If the owner fails, the rows fetched before that.
     std::unique_ptr<VData> getData(const Key& key, const MapTable* table, unsigned int count) override;
     std::unique_ptr<VData> getFirst(unsigned int count, const MapTable* table) override;
     bool getCountCMD(unsigned int& n) override { return getCount(source_, n); }
     std::string source() const override { return pathText(source_.path); }
 
-    // The same for a source that is one of several. Failures are logged.
+    // The same operations for one of several sources (GetAllMultiProvider). Failures are logged.
 
-    /// Appends up to `count` rows to `out`; with 0 exactly the row at the key. An owner that fails gives no more rows.
-    /// @return false when the owner doesn't know the key
+    /// Appends up to `count` rows to `out`; with 0, the rows of the item at the key. If the owner fails, the rows
+    /// fetched so far remain.
+    /// @return false if the owner doesn't know the key
     static bool getData(const Key& key, const MapTable* table, const Source& source, unsigned int count, VData& out);
-    /// @param base  bits of the row's index that aren't part of its owner's id
-    /// @return false when the owner refuses or can't be reached
+    /// @param base  bits of the row's index that aren't part of its id at the owner
+    /// @return false if the owner refuses or fails
     static bool setData(Data* row, const MapTable* table, const Source& source, uint32_t base = 0);
-    /// @param n  receives the owner's number of rows, 0 when it fails
+    /// @param n  receives the owner's number of rows; 0 if it fails
+    /// @return false if the owner fails
     static bool getCount(const Source& source, unsigned int& n);
 
   private:
     Source source_;
 };
 
-/// Builds the row of one item: what most tables need.
+/// The BuildRows of a table with one row for each item, as most tables have.
+/// @tparam Build  must not return null
 template <std::unique_ptr<Data> (*Build)(const tn::message&)>
 std::unique_ptr<Data> oneRow(const tn::message& item, Rows& rows) {
     rows.push_back(Build(item));

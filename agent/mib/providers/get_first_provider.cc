@@ -6,7 +6,7 @@
 namespace snmp {
 
 namespace {
-constexpr uint32_t kMaxRows = 65'536;  // searched before giving up
+constexpr uint32_t kMaxRows = 65'536;  // limit of one search
 }  // namespace
 
 uint32_t GetFirstProvider::getFirstObjId() {
@@ -27,7 +27,7 @@ std::unique_ptr<Data> GetFirstProvider::getData() {
             return nullptr;
         }
         if (std::unique_ptr<Data> record = firstOf(reply)) return record;
-        // An owner whose ids don't increase would be sent the same request again and again.
+        // Ids that don't increase would repeat the same request forever.
         const uint32_t next = reply.get_u32(tn::field::Continue, tn::kNoId);
         if (next == tn::kNoId || (request.has(tn::field::Continue) && next <= request.get_u32(tn::field::Continue)))
             return nullptr;
@@ -36,7 +36,6 @@ std::unique_ptr<Data> GetFirstProvider::getData() {
     return nullptr;
 }
 
-// The first record that a reply's rows give; its id is remembered.
 std::unique_ptr<Data> GetFirstProvider::firstOf(const tn::message& reply) {
     for (const tn::message& item : reply.get_message_array(tn::field::Objects)) {
         if (item.get_bool(tn::field::Gone)) continue;

@@ -10,8 +10,8 @@ namespace snmp {
 
 namespace {
 
-// An owner may list items that give no rows (rows of another bridge, routes not in force). The number requested doubles
-// with each page that gave none, so a large table is still crossed.
+// An owner may list items without rows (hosts of another bridge, routes that aren't in force). The page size doubles
+// after each page without a row, so that the fetch gets past many of them.
 constexpr unsigned kMaxFruitless = 64;
 constexpr unsigned kMaxRequested = 1024;
 
@@ -52,7 +52,7 @@ RowFetch::Step RowFetch::fetchPage() {
 }
 
 tn::message RowFetch::requestPage() {
-    // One more than wanted: the first item is the row at the key itself when those after it are wanted.
+    // Request one item more than needed: the first one may be the row at the key, which isn't wanted.
     const unsigned wanted = count_ + 1 - static_cast<unsigned>(added());
     requested_ = std::min(wanted << std::min(fruitless_, 16U), std::max(wanted, kMaxRequested));
     tn::message request = tn::request(source_.path, tn::cmd::GetAll);
@@ -89,7 +89,8 @@ RowFetch::Step RowFetch::buildPage(const std::vector<tn::message>& items, bool i
     }
     if (!dlog.isMuted()) dlog << "added: " << added();
     if (!stdKey_) moveCursor();
-    // A key message names a row that is here already; an object id is only left behind for the next one.
+    // A key message is that of a row already seen, which the next page must skip. With the standard key, the cursor has
+    // the id of the next row instead.
     cursor_.skipFirst = !stdKey_;
     const bool hasMoved = hasMovedFrom(start);
     if (!hasMoved) trace("no more data");
@@ -151,7 +152,7 @@ void RowFetch::moveCursorTo(const tn::message& item) {
     cursor_.nextId = item.get_u32(tn::field::NextId, tn::kNoId);
 }
 
-// Ids that go back would be requested again and again.
+// Ids that decrease would be requested again and again.
 bool RowFetch::hasMovedFrom(const Key& start) const {
     if (cursor_ == start) return false;
     return !stdKey_ || start.objectId == tn::kNoId ||

@@ -6,46 +6,57 @@
 
 namespace snmp {
 
-/// One fetch of rows from an owner: get-all exchanges, a page each, until enough rows are there or the table ends.
+/// One fetch of rows from an owner. Each get-all exchange returns a page of items. The fetch ends when it has enough
+/// rows or the table ends.
 ///
-/// The position of the next page is a cursor: with the standard key the id of the row that follows, otherwise the key
-/// fields of the last row seen. Owners aren't trusted: rows whose index doesn't grow are left out, and a fetch ends
-/// when the cursor doesn't move forward or after 64 pages in a row without a new row.
+/// A cursor is the position of the next page. With the standard key it is the id of the next row, otherwise the key
+/// fields of the last row. Owners aren't trusted: a row whose index isn't greater than all before is dropped, and the
+/// fetch ends if the cursor doesn't move forward, or after 64 successive pages without a row.
 class RowFetch {
   public:
-    /// All arguments must outlive the fetch.
-    /// @param key    where to start; with its flag skipFirst the row at it isn't wanted
-    /// @param count  rows wanted, or 0 for exactly the row at the key
-    /// @param out    receives the rows, behind those already in it
+    /// The arguments must outlive the fetch.
+    /// @param key    position of the first row; of the row before it if key.skipFirst is set
+    /// @param count  maximum number of rows; 0 for the rows of the item at the key
+    /// @param out    the rows are appended here
     RowFetch(const Key& key, const MapTable* table, const GetAllProvider::Source& source, unsigned count, VData& out);
 
-    /// Fetches the rows. An owner that fails is logged and ends the fetch; the rows fetched before stay.
-    /// @return false when the owner doesn't know a key that isn't empty
+    /// Fetches the rows. Called once. If the owner fails, that is logged, and the rows fetched so far remain.
+    /// @return false if the owner doesn't know the key; always true for an empty key
     bool run();
 
   private:
-    enum class Step { Next, End, UnknownKey };  ///< what follows a page
+    enum class Step { Next, End, UnknownKey };  ///< after a page: fetch the next one, or end with this result
 
+    /// Requests a page and builds its rows.
     Step fetchPage();
+    /// The reply to a get-all from the cursor on.
     tn::message requestPage();
+    /// Handles an error reply. error::NotFound gives UnknownKey, or End for an empty key. Others are logged and give
+    /// End.
     [[nodiscard]] Step failed(const tn::message& reply, uint32_t code) const;
+    /// Builds the rows of the item at the key, for `count` 0.
     Step buildExactly(const std::vector<tn::message>& items);
+    /// Builds the rows of a page.
+    /// @param isMoreAnnounced  the owner reported that rows follow the page
     Step buildPage(const std::vector<tn::message>& items, bool isMoreAnnounced);
-    /// Rows that share their key don't move the cursor, but others may follow them: as long as the owner gave as many
-    /// as were requested, and more can be requested.
+    /// Whether a larger page could have further rows although the cursor hasn't moved: rows with the same key fields
+    /// can fill a page.
     [[nodiscard]] bool canHideMore(size_t items) const;
-    /// Leaves out the row at the key, or the placeholder of one that has gone; true when the item was that.
+    /// Whether to skip an item: the row at the key, if it isn't wanted, or the placeholder of a row that has gone.
     bool skip(const tn::message& item);
+    /// Appends the rows of an item, without those that are out of order or too many.
     void build(const tn::message& item);
-    /// Drops the rows from `from` on whose index isn't greater than every one before.
+    /// Drops those rows from `from` on whose index isn't greater than all before.
     void dropBackward(size_t from);
-    /// Makes a row's index the greatest so far; false when it isn't greater than every one before.
+    /// Makes the index of a row the greatest so far. False if it isn't greater than all before.
     bool advanceTo(size_t row);
-    /// The last row seen, in the list or not, is where the next page begins.
+    /// Moves the cursor to the last row built, whether it is in the list or not. For tables without the standard key.
     void moveCursor();
+    /// Stores the id of an item, and that of the row after it, as the cursor. For tables with the standard key.
     void moveCursorTo(const tn::message& item);
+    /// Whether the cursor has moved forward since `start`. False also if the ids decrease.
     [[nodiscard]] bool hasMovedFrom(const Key& start) const;
-    [[nodiscard]] size_t added() const { return rows_.size() - before_; }
+    [[nodiscard]] size_t added() const { return rows_.size() - before_; }  ///< rows fetched so far
     [[nodiscard]] bool isFull() const { return count_ > 0 && added() >= count_; }
 
     const Key& key_;
@@ -56,13 +67,13 @@ class RowFetch {
     const size_t before_;  ///< rows in the list when the fetch began
     const bool stdKey_;
     Key cursor_;
-    unsigned fruitless_ = 0;          ///< pages since the last one that gave a row, that one included
-    unsigned requested_ = 0;          ///< items requested with the last page
-    OID greatest_;                    ///< greatest index so far, that of the key to begin with
-    OID index_;                       ///< of the row being looked at; here so that its memory is used again
-    std::unique_ptr<Data> unlisted_;  ///< the last row seen, when it isn't in the list
-    bool unbuilt_ = false;            ///< the last item gave no row at all
-    bool isAtEnd_ = false;            ///< an item was seen that follows the table's last row
+    unsigned fruitless_ = 0;          ///< pages since the last one with a row, that one included
+    unsigned requested_ = 0;          ///< items requested in the last page
+    OID greatest_;                    ///< greatest index so far; at first that of the key
+    OID index_;                       ///< index of the current row; a member so that its memory is reused
+    std::unique_ptr<Data> unlisted_;  ///< the last row built, if it isn't in the list
+    bool unbuilt_ = false;            ///< the last item built neither a row nor an unlisted record
+    bool isAtEnd_ = false;            ///< an item after the table's last row was found (Source::isBehind)
 };
 
 }  // namespace snmp
