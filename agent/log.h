@@ -4,9 +4,10 @@
 
 namespace snmp {
 
-/// Request log (system log, topic 20). Muted until --log-requests: its lines name every caller's community.
+/// Request log (system log, topic 20). Muted without --log-requests, because its lines contain communities, and these
+/// are secrets.
 extern tn::lstream slog;
-/// Debug log (topic 20, level 5). Muted until --debug.
+/// Debug log (system log, topic 20, level 5): the steps of each request. Muted without --debug.
 extern tn::lstream dlog;
 
 using tn::serr;

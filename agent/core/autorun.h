@@ -1,14 +1,15 @@
 #pragma once
 
-/// What makes a shared object a plug-in: it includes this header in one source and defines `autorun`.
+/// Every plug-in includes this header and defines `autorun`.
 extern "C" {
 
-/// Called once, on the loop's thread, when the agent's own modules have registered what they serve and before the first
-/// request. What it registers lives as long as the process (`snmp::keep`).
+/// Called once, on the loop's thread: after the agent's own modules have registered their objects, before the first
+/// request. Branches, tables and providers that it registers must live as long as the process (`snmp::keep`). If it
+/// throws, that is logged, and what it has registered so far remains.
 [[gnu::visibility("default")]] void autorun();
 
-/// The version whose headers the plug-in was built with. The agent starts no plug-in that was built for another one:
-/// classes are laid out as in its own version only. Weak, so that each plug-in has its own, however many of its sources
-/// include this.
+/// The version of the agent whose headers the plug-in was built with. The agent doesn't call `autorun` of a plug-in for
+/// another version, because the layout of its classes may differ. The function is weak: several sources of a plug-in
+/// may include this header.
 [[gnu::visibility("default"), gnu::weak]] const char* tarnixPluginVersion() { return TARNIX_VERSION; }
 }

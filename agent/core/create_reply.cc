@@ -15,9 +15,9 @@ constexpr uint32_t kMaxRepetitions = 50;  // compat: 8
 
 struct Operation {
     uint8_t pdu;
-    ErrorStatus (*answer)(Context&);  ///< answers the varbind being served
-    bool Item::*access;               ///< what the community needs
-    ErrorStatus denied;               ///< the error without it (compat: 17)
+    ErrorStatus (*answer)(Context&);  ///< answers the current varbind
+    bool Item::*access;               ///< the access right that the community or user needs
+    ErrorStatus denied;               ///< the error without that right (compat: 17)
 };
 
 constexpr Operation kOperations[] = {
@@ -28,12 +28,12 @@ constexpr Operation kOperations[] = {
     {pdu::SetRequest, snmpSet, &Item::writeAccess, ErrorStatus::ReadOnly},
 };
 
-/// What is known of the request beside its context.
+/// State of the request that only this file needs.
 struct Request {
-    const Item* entry = nullptr;  ///< the community's or user's
+    const Item* entry = nullptr;  ///< access entry of the community or user
     uint32_t id = 0;
-    uint32_t repetitions = 0;  ///< GetBulk's max-repetitions, until the repeating part begins
-    size_t replyBindings = 0;  ///< where the reply's varbinds begin
+    uint32_t repetitions = 0;  ///< GetBulk's max-repetitions; 0 once the repeating varbinds have begun
+    size_t replyBindings = 0;  ///< position of the first varbind in the reply
 };
 
 bool drop(const tn::lstream& log, std::string_view why) {
@@ -55,7 +55,8 @@ bool admitCommunity(Context& c, const IPAddr6& source, Request& request) {
     if (!c.in.getString(&c.community)) return false;
     if (!slog.isMuted()) slog << "community: " << c.community;
     request.entry = loop->communities().find(c.community);
-    // An entry with a security level is a v3 user: its name alone opens nothing. Any other opens by name (compat: 58).
+    // An entry with a security level is a v3 user, whose name must not give access as a community. Every other entry is
+    // a community, too (compat: 58).
     if (request.entry == nullptr || request.entry->security != 0 || !request.entry->accepts(source)) {
         return drop(slog, " authentification failed");  // compat: 99
     }
@@ -63,7 +64,7 @@ bool admitCommunity(Context& c, const IPAddr6& source, Request& request) {
     return true;
 }
 
-/// Reads as far as the first varbind.
+/// Reads the PDU up to the first varbind.
 bool readPduHeader(Context& c, Request& request) {
     c.pduType = c.in.getType();
     if (c.in.enterSeq() < 0 || (c.v3Error != V3Error::None && !isReportable(c.pduType))) return false;
@@ -76,7 +77,7 @@ bool readPduHeader(Context& c, Request& request) {
 }
 
 bool copyPduHeader(Context& c, Request& request) {
-    // A Report on a message that wasn't decrypted has the request id 0 (RFC 3412, 7.1).
+    // A Report about a message that wasn't decrypted has the request id 0 (RFC 3412, 7.1).
     const bool isSealed = c.version == kVersion3 && c.in.isSealed();
     if (!isSealed && !readPduHeader(c, request)) return drop(dlog, "bad packet");
     c.out.startSeq(c.v3Error != V3Error::None ? pdu::Report : pdu::Response);
@@ -88,8 +89,8 @@ bool copyPduHeader(Context& c, Request& request) {
     return true;
 }
 
-/// Checks the counters of a GetBulk. Other PDUs carry error-status and error-index in their place, which mean nothing
-/// here: they are set to 0.
+/// Checks the counters of a GetBulk. In other PDUs the same fields are error-status and error-index, which mean nothing
+/// in a request: the counters are set to 0.
 ErrorStatus setBulkCounters(Context& c, Request& request) {
     if (!c.isBulk()) {
         c.nonRepeaters = 0;
@@ -134,7 +135,7 @@ ErrorStatus answerBindings(Context& c, Request& request) {
     }
     while (!c.in.isSeqEnd()) {
         if (!c.processSeqStart()) return ErrorStatus::Critical;
-        // With max-repetitions 0 the repeating names ask for nothing.
+        // With max-repetitions 0, the repeating varbinds are left out.
         if (c.isBulk() && c.nonRepeaters == 0 && request.repetitions == 0 && c.maxRepetitions == 0) break;
         const ErrorStatus status = answerBinding(c, *operation, request);
         if (status != ErrorStatus::NoError) return status;      // compat: 32
@@ -150,7 +151,7 @@ void addNullBinding(Context& c) {
     c.out.endSeq();
 }
 
-/// Appends the failing varbind, in v1 (RFC 1157, 4.1.2) also those after it, as far as a reply has room.
+/// Appends the varbind that failed, with NULL. In v1 (RFC 1157, 4.1.2) also appends those after it, as far as they fit.
 void addUnserved(Context& c, uint32_t failed) {
     if (!c.isV1()) return addNullBinding(c);  // compat: 15
     c.in.restoreSeq(c.firstBinding);
@@ -161,8 +162,8 @@ void addUnserved(Context& c, uint32_t failed) {
     }
 }
 
-/// Turns the reply into an error response: the varbinds served, then NULL for those that weren't. A reply that would be
-/// too large, or an error not caused by a varbind, has none.
+/// Turns the reply into an error response: the varbinds that were answered, then those that weren't, with NULL. After
+/// tooBig, and after an error that no varbind caused, the list is empty.
 void rewriteAsError(Context& c, ErrorStatus status, const Request& request) {
     if (!dlog.isMuted()) dlog << "error: " << errorStatusText(status);
     const uint32_t failed = c.bindingIndex;

@@ -5,8 +5,11 @@
 
 namespace snmp {
 
-/// Reads one message and writes its answer, in one pass. True when c.out is a whole message to send; false when nothing
-/// must be sent: what can't be parsed, admitted or dispatched is dropped with a log line.
+/// Reads the message in c.in and writes the reply to c.out, in one pass.
+/// @param source  address of the sender
+/// @return true if c.out is a complete message to send. False if the request is dropped: it can't be parsed, its sender
+///         isn't admitted, or its PDU type isn't served. c.out is then unusable. Reasons go to the request log and the
+///         debug log, which are muted by default; a bad v3 message is also dumped on standard error
 bool createReply(Context& c, const tn::IPAddr6& source);
 
 }  // namespace snmp

@@ -5,7 +5,7 @@
 namespace snmp {
 
 namespace {
-// One buffer for the process: a request is copied out of it before the next one is received.
+// One buffer for the process: each request is copied before the next one is received.
 std::array<uint8_t, kMaxDatagram> c_buf;
 }  // namespace
 

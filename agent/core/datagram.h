@@ -12,17 +12,18 @@
 
 namespace snmp {
 
-/// One datagram and what its answer needs: the sender's address and the packet-information records (IP_PKTINFO,
-/// IPV6_PKTINFO) that make the answer leave from the address to which the request was sent.
+/// One received datagram, with the sender's address. The datagram's packet information (IP_PKTINFO, IPV6_PKTINFO) makes
+/// the answer leave from the address to which the request was sent.
 class Datagram {
   public:
-    /// Takes the next datagram without blocking: one with a bad checksum wakes the loop and then isn't there.
-    /// False when there is none.
+    /// Receives the next datagram. Doesn't block: a datagram with a bad checksum wakes the loop, and the kernel then
+    /// drops it.
+    /// @return false if there is none
     bool receive(int fd);
-    /// Sends the answer; an error is ignored, as the requester asks again.
+    /// Sends the answer to the sender of the last datagram. Errors are ignored: managers repeat unanswered requests.
     void answer(int fd, std::span<const uint8_t> reply);
 
-    /// Valid until the next datagram is received.
+    /// The datagram's payload. Valid until the next datagram is received, by this or any other object.
     [[nodiscard]] std::span<const uint8_t> bytes() const;
     [[nodiscard]] tn::IPAddr6 source() const {
         return tn::IPAddr6::ofSockaddr(reinterpret_cast<const sockaddr&>(peer_));
@@ -32,7 +33,7 @@ class Datagram {
     msghdr header_{};
     sockaddr_in6 peer_{};
     size_t size_ = 0;
-    // Room for both records of a dual-stack socket: with less, recvmsg cuts them off and sendmsg fails.
+    // Room for both records of a dual-stack socket. If recvmsg cut them off, sendmsg would fail.
     alignas(cmsghdr) std::array<std::byte, 128> ancillary_{};
 };
 

@@ -10,14 +10,15 @@ namespace snmp {
 
 namespace {
 
-/// Whether the two agree over the shorter one's length.
+/// Whether one of the two begins with the other.
 bool hasSameStart(const OID& a, const OID& b) {
     const auto n = static_cast<std::ptrdiff_t>(std::min(a.size(), b.size()));
     return std::equal(a.begin(), a.begin() + n, b.begin());
 }
 
-/// The branch with the longest registered prefix of a name. If the branch that precedes the name isn't a prefix, only a
-/// prefix common to both can be: each look-up shortens the name to that.
+/// The branch with the longest registered prefix of a name. Looks at the last branch at or before the name. If the name
+/// doesn't begin with that branch's prefix, every registered prefix of the name is a prefix of both, so the search
+/// continues with what they have in common.
 std::map<OID, Branch*>::const_iterator longestPrefixOf(OID name) {
     while (!name.empty()) {
         auto at = branches.upper_bound(name);
@@ -62,8 +63,8 @@ ErrorStatus snmpGetNextGetBulk(Context& c) {
 
     for (bool first = true; at != branches.end(); ++at, first = false) {
         const auto& [prefix, branch] = *at;
-        // The name may begin with the prefix only in the first branch: the walk goes on behind the name there, and
-        // takes the first object everywhere else.
+        // Only the first branch can contain the name. There the walk continues after the name; in every other branch
+        // it starts with the first object.
         const bool covered = first && name.hasPrefix(prefix);
         if (!dlog.isMuted()) {
             // compat: 108

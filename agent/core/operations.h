@@ -4,8 +4,9 @@
 
 namespace snmp {
 
-// One varbind of a request each: finds the branch that serves c.oid, splits the name and lets the branch append the
-// answer. A name that nobody serves is NoSuchName in every version.
+// Each function answers the current varbind of the request, whose name is c.oid. It finds the branch that serves the
+// name, splits the name into prefix and rest, and calls the branch, which appends the answer to c.out. The branch may
+// consume the varbinds after it as well (Context::peek). A name that no branch serves gives NoSuchName in all versions.
 
 ErrorStatus snmpGet(Context& c);
 ErrorStatus snmpGetNextGetBulk(Context& c);

@@ -20,26 +20,28 @@ namespace snmp {
 namespace {
 
 constexpr size_t kLongestPath = 128;    // octets
-constexpr unsigned kMostFolders = 200;  // two symlinks to the folder they lie in are 2^60 paths
+constexpr unsigned kMostFolders = 200;  // a folder with two symlinks to itself would have 2^60 paths
 constexpr int kSurvived = 77;           // exit status
 constexpr std::chrono::seconds kTrialTime{10};
 constexpr std::string_view kSuffix = ".so";
 
-/// Whether only root and our own user can write a folder, or a file with the folder that really contains it. Logs the
-/// reason if not.
+/// Whether only root and the agent's own user can write `path` and the `foldersAbove` folders above its real location.
+/// Logs the reason if not.
 bool isOurs(const std::string& path, size_t foldersAbove) {
     const tn::Exposure exposed = tn::exposedPart(path, foldersAbove);
     if (exposed) serr << "plugin refused: " << exposed.part << ": " << exposed.reason;
     return !exposed;
 }
 
-/// Whether a process survives loading the object. Nothing of its static constructors can be caught, so a child tries.
+/// Whether a process survives loading the object. A child process tries, because a crash in a static constructor can't
+/// be caught. True if no child can be created.
 bool canBeLoaded(const std::string& path) {
     const pid_t child = fork();
-    if (child < 0) return true;  // nothing can be tried without a child
+    if (child < 0) return true;
     if (child == 0) {
         alarm(static_cast<unsigned>(kTrialTime.count()));
-        // Declared not to throw, dlopen passes a constructor's exception on; the compiler mustn't know what is called.
+        // dlopen is declared noexcept, but passes on the exception of a static constructor. The volatile pointer keeps
+        // the compiler from using that declaration and removing the handler.
         void* (*volatile const open)(const char*, int) = dlopen;
         try {
             (void)open(path.c_str(), RTLD_NOW);
@@ -54,7 +56,7 @@ bool canBeLoaded(const std::string& path) {
     return WIFEXITED(status) && WEXITSTATUS(status) == kSurvived;
 }
 
-/// Whether the object was built for this version, or doesn't say for which. Logs it if not.
+/// Whether the object was built for this version, or has no tarnixPluginVersion. Logs both versions if not.
 bool isForThisVersion(void* object, const std::string& path) {
     const auto built = reinterpret_cast<const char* (*)()>(dlsym(object, "tarnixPluginVersion"));
     if (built == nullptr || std::string_view(built()) == TARNIX_VERSION) return true;

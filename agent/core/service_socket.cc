@@ -28,7 +28,7 @@ bool bindTo(int fd, uint16_t port, bool isDualStack) {
 bool setUp(int fd, uint16_t port, bool isDualStack) {
     return (!isDualStack || setOption(fd, IPPROTO_IPV6, IPV6_RECVPKTINFO)) && setOption(fd, IPPROTO_IP, IP_PKTINFO) &&
            setOption(fd, SOL_SOCKET, SO_REUSEADDR) && bindTo(fd, port, isDualStack) &&
-           // If it stayed set, any user could bind a port of 1024 or more again and receive our requests.
+           // If the option stayed set, any user could bind the same port, if it is 1024 or above, and receive requests.
            setOption(fd, SOL_SOCKET, SO_REUSEADDR, 0);
 }
 

@@ -24,10 +24,11 @@ SnmpLooper* loop = nullptr;
 namespace {
 
 constexpr uint32_t kRecord = 0;       // id of the settings in their store
-constexpr uint32_t kJustBooted = 40;  // seconds of system uptime
+constexpr uint32_t kJustBooted = 40;  // seconds since the machine started
 constexpr std::chrono::milliseconds kLeaveAfter{1000};
-constexpr unsigned kDatagramsPerCall = 32;             // before the bus and the timers get their turn,
-constexpr std::chrono::milliseconds kReceiveTime{20};  // and as long
+// One call serves this many datagrams, or for this long; then bus and timers get their turn.
+constexpr unsigned kDatagramsPerCall = 32;
+constexpr std::chrono::milliseconds kReceiveTime{20};
 constexpr uint32_t kDefaultGetFlags = 5;
 
 }  // namespace
@@ -118,7 +119,7 @@ void SnmpLooper::receive(int fd) {
         bool isAnswered = false;
         {
             const tn::ExchangeBudget budget(*this);
-            const RequestWrites writes;  // at the end of the block: before the reply is sent
+            const RequestWrites writes;  // writes when the block ends, before the reply is sent
             isAnswered = createReply(context_, datagram.source());
         }
         if (isAnswered) datagram.answer(fd, context_.out.bytes());

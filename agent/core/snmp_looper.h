@@ -12,8 +12,8 @@
 
 namespace snmp {
 
-/// The agent: the bus handler of its settings, {34}, and the owner of the SNMP socket. Requests are served strictly one
-/// after the other, on the one thread of the loop.
+/// The agent: the handler of its settings, {34}, and the owner of the SNMP socket. Requests are served one after the
+/// other, on the loop's thread.
 class SnmpLooper : public tn::Looper {
   public:
     /// @param port      UDP port of the service
@@ -21,23 +21,26 @@ class SnmpLooper : public tn::Looper {
     explicit SnmpLooper(uint16_t port, uint16_t trapPort = kTrapPort);
     ~SnmpLooper() override;
 
-    /// Loads the settings, counts this start in the engine boots, and opens the socket when the service is on. While it
-    /// is off the process may leave when nobody needs it.
+    /// Loads the settings and stores them with this start's engine boots (compat: 60). Opens the socket if the service
+    /// is enabled. While it is disabled, the process may exit when idle. Failures are logged.
     void init();
 
-    void enable();   ///< opens the socket; nothing when it is open. A failure is one line on standard error
-    void disable();  ///< closes it; nothing when it is closed
+    /// Opens the socket, if it is closed. A failure is logged on standard error and leaves it closed.
+    void enable();
+    /// Closes the socket, if it is open.
+    void disable();
     [[nodiscard]] bool isEnabled() const { return socket_ >= 0; }
 
     tn::message cmdGet(const tn::message& request) override;
+    /// Stores and applies settings. On error::StoreFailed nothing has changed.
     tn::message cmdSet(const tn::message& request) override;
     tn::message getObject(uint32_t id) override;  ///< the settings, whatever the id
-    /// Sends a trap for the commands that ask for one and for notifications; an empty reply to everything.
+    /// Sends a trap for contracts::snmp::trap::kSend and for notifications. The reply is always empty.
     tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
-    /// Sends the traps of what has changed while the owner was away.
+    /// Sends traps for the changes that were missed while the owner was away.
     void resubscribed(std::span<const uint32_t> path, uint32_t command) override;
 
-    void startup();  ///< sends the start-up trap when the settings name it
+    void startup();  ///< sends the start-up trap, if the settings select it
 
     [[nodiscard]] const Settings& settings() const { return settings_; }
     [[nodiscard]] CommunityKeep& communities() { return communities_; }
@@ -46,8 +49,8 @@ class SnmpLooper : public tn::Looper {
 
   private:
     void receive(int fd);
-    void adopt(Settings settings);  ///< puts them in force
-    void warnOfUsers() const;       ///< of what makes SNMPv3 unsafe or useless
+    void adopt(Settings settings);  ///< makes them the current settings, for all parts of the agent
+    void warnOfUsers() const;       ///< logs if SNMPv3 is insecure or can't be used
 
     tn::Store store_;
     CommunityKeep communities_;
@@ -55,12 +58,12 @@ class SnmpLooper : public tn::Looper {
     V3ServerInfo v3Server_;
     uint16_t port_;
     int socket_ = -1;
-    Context context_{{}};  ///< of the request being answered
+    Context context_{{}};  ///< of the current request
     TrapSender traps_;
     TrapHandler trapHandler_;
 };
 
-/// The process's agent.
+/// The agent of this process; null before it is constructed.
 extern SnmpLooper* loop;
 
 }  // namespace snmp

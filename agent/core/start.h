@@ -8,7 +8,7 @@
 
 namespace snmp {
 
-/// The agent's command line, beside the options that every daemon has.
+/// The agent's own options; tn::addCommonOptions adds those of every daemon.
 struct Options {
     uint16_t port = 161;
     uint16_t trapPort = kTrapPort;
@@ -19,13 +19,14 @@ struct Options {
 
 void addOptions(CLI::App& app, Options& options);
 
-/// Makes the agent. Owners that live in the same process are added to it before it runs.
+/// Creates the agent. Owners in the same process are added to it before runAgent().
 [[nodiscard]] std::unique_ptr<SnmpLooper> makeAgent(const Options& options);
 
-/// Registers what the agent serves, plug-ins excepted.
+/// Registers the agent's own objects; those of plug-ins follow.
 void startModules();
 
-/// Takes the agent's place on the bus, loads its settings, registers what it serves, and runs it. @return exit status
+/// Listens on the bus, loads the settings, registers all objects, starts the trap generators, and runs the loop.
+/// @return exit status of the process; 1 if the agent's bus socket can't be opened
 int runAgent(SnmpLooper& agent);
 
 }  // namespace snmp

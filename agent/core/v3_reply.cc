@@ -11,7 +11,7 @@ namespace snmp {
 
 namespace {
 
-constexpr size_t kDumped = 150;  // octets of a bad message that are logged: ten lines, header included
+constexpr size_t kDumped = 150;  // octets of a bad message that are logged: ten lines
 
 const UserKeys& keysOf(const Item* entry) {
     static const UserKeys none;
@@ -32,13 +32,13 @@ void countError(const Context& c) {
     ++Context::v3counters[static_cast<size_t>(c.v3Error)];
 }
 
-/// Only the first fault found is reported.
+/// Stores the first fault found, which is the one reported.
 void report(Context& c, V3Error error) {
     if (c.v3Error == V3Error::None) c.v3Error = error;
 }
 
-/// The entry of the user that the message names, nullptr when there is none. To peers at other addresses a strict agent
-/// has no users: it signs nothing that they could try passwords on.
+/// The entry of the message's user; nullptr if there is none. A strict agent also returns nullptr if the entry doesn't
+/// accept the source: it then signs no reply on which passwords could be guessed.
 const Item* findUser(Context& c, const IPAddr6& source) {
     c.community = c.in.v3Info().msgUserName;
     if (!slog.isMuted()) slog << "user: " << c.community;
@@ -47,7 +47,8 @@ const Item* findUser(Context& c, const IPAddr6& source) {
     return isHidden ? nullptr : entry;
 }
 
-/// The level of the reply: that of the request, but nothing is signed or encrypted for a peer that has no key for it.
+/// The security level of the reply: that of the request, but None for an unknown user, for one without keys, and, if
+/// the agent is strict, for an unauthenticated message.
 uint32_t replyLevel(const Context& c, const Item* entry) {
     const bool isForged = loop->v3Server().strictDigest && !c.in.isAuthenticated();  // compat: 51
     const bool hasKey = c.v3Error != V3Error::UnknownUserName && !keysOf(entry).digest.empty();
@@ -64,7 +65,7 @@ bool admitUser(Context& c, const IPAddr6& source, const Item*& entry) {
     if (isBelow && !loop->v3Server().strictDigest) report(c, V3Error::UnsupportedLevel);
     if (!c.in.decryptAndCheckSignature(c.v3Error, keysOf(entry), loop->v3Server()))
         return drop(c, "bad v3 packet signature");
-    // The PDU type says whether a Report may be sent, or a flag when the PDU can't be read (RFC 3412, 7.1).
+    // The PDU type decides whether a Report may be sent. If the PDU can't be read, msgFlags does (RFC 3412, 7.1).
     if (c.in.isSealed() && (c.in.v3Info().msgFlags[0] & kReportableFlag) == 0) return drop(c, "bad v3 packet digest");
     if (isBelow) report(c, V3Error::UnsupportedLevel);
     if (entry == nullptr || !entry->accepts(source)) report(c, V3Error::UnknownUserName);  // compat: 57
@@ -92,7 +93,7 @@ bool closeV3(Context& c, const Item* entry) {
     const V3Info& info = c.in.v3Info();
     if (!c.out.cryptPacket(info, keysOf(entry))) return false;
     c.out.endSeq();  // message
-    // A Report repeats names of the request of any length.
+    // The reply repeats the request's user name and context, which can be long.
     return c.out.size() <= kMaxMessage && c.out.signPacket(info, keysOf(entry));
 }
 

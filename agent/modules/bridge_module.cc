@@ -51,7 +51,7 @@ std::unique_ptr<Data> Bridge::build(const tn::message& m) {
     return record;
 }
 
-/// Hosts of other bridges have no row. Their owner lists them after those of the first bridge.
+/// Hosts of other bridges have no row.
 std::unique_ptr<Data> Host::build(const tn::message& m, Rows& rows) {
     enum { Learned = 3, Self = 4 };
     if (m.get_u32(bridge::Bridge) != bridgeProvider->getFirstObjId()) return nullptr;
@@ -63,10 +63,10 @@ std::unique_ptr<Data> Host::build(const tn::message& m, Rows& rows) {
     return nullptr;
 }
 
-/// The owner lists hosts by bridge, then by address.
+/// Whether a host comes after those of the first bridge: the owner lists hosts by bridge, then by address.
 bool isOfLaterBridge(const tn::message& m) { return m.get_u32(bridge::Bridge) > bridgeProvider->getFirstObjId(); }
 
-/// Looks up the first bridge on each fetch: bridges come and go.
+/// Looks up the first bridge before each fetch, because bridges come and go. Without a bridge there are no rows.
 class HostProvider : public GetAllProvider {
   public:
     HostProvider() : GetAllProvider(bridge::kForwardingPath, Host::build, object_class::kWhole, isOfLaterBridge) {}

@@ -26,7 +26,7 @@ namespace pci_devices = contracts::pci_devices;
 namespace system_info = contracts::system_info;
 namespace usb_devices = contracts::usb_devices;
 
-// entPhysicalIndex: the chassis, then each owner's ids.
+// entPhysicalIndex of the chassis. That of a device is its id at its owner, with these bits set.
 constexpr uint32_t kChassisIndex = 0x10000;
 constexpr uint32_t kPciIndexes = 0x20000;
 constexpr uint32_t kUsbIndexes = 0x40000;
@@ -46,7 +46,7 @@ struct Resource : Data {
     static std::unique_ptr<Data> buildUSB(const tn::message& m);
 };
 
-// Written values are stored in one record of a store.
+// Alias and asset id are stored in this record, with these fields.
 constexpr uint32_t kChassisRecord = 0xfffffffe;
 constexpr tn::string_id kAssetId{1};
 constexpr tn::string_id kAlias{2};

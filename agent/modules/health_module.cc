@@ -19,7 +19,7 @@ namespace {
 namespace health = contracts::health;
 namespace object_class = contracts::object_class;
 
-/// Signed numbers in two's complement, as on the bus.
+/// Temperatures are signed numbers in two's complement, as on the bus.
 struct Health : Data {
     unsigned int voltage = 0;                          // tenths of a volt
     unsigned int temperature = 0, cpuTemperature = 0;  // tenths of a degree Celsius
@@ -58,7 +58,7 @@ void serveNewReadings(const tn::message& m) {
 }
 
 const char* fanString(uint32_t powerSupply) {
-    constexpr const char* kNames[] = {"aux", "main", "none"};  // by health::Supply
+    constexpr const char* kNames[] = {"aux", "main", "none"};  // indexed by health::Supply
     return powerSupply < std::size(kNames) ? kNames[powerSupply] : "n/a";
 }
 

@@ -2,8 +2,8 @@
 
 namespace snmp {
 
-/// Registers the vendor's hardware health scalars. A scalar is served once its owner has reported the value, so boards
-/// without the sensor don't have it. Called once, at startup.
+/// Registers the vendor's hardware health scalars. Voltage and temperatures are served once their owner has reported
+/// them (compat: 76), so a board without the sensor doesn't have the object. Called once, at startup.
 void start_health_module();
 
 }  // namespace snmp

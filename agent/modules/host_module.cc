@@ -35,7 +35,7 @@ constexpr auto kHrStorageFixedDisk = under(kHrStorage, 1, 4);
 constexpr auto kHrDevice = under(kHost, 3);
 constexpr auto kHrDeviceProcessor = under(kHrDevice, 1, 3);
 
-// hrStorageIndex: memory first, then the disks by their owner's ids.
+// hrStorageIndex of main memory. That of a disk is its id at its owner, with these bits set.
 constexpr uint32_t kRamIndex = 0x10000;
 constexpr uint32_t kDiskIndexes = 0x20000;
 
@@ -112,7 +112,7 @@ std::unique_ptr<Data> Cpu::build(const tn::message& m) {
 
 DataProvider* sysinfo = nullptr;
 
-/// Main memory: one row, whatever its owner says.
+/// Main memory: always one row. If its owner fails, size and used are 0.
 void Storage::buildRam(Rows& rows) {
     const std::unique_ptr<Data> record = sysinfo->get();
     const auto& memory = static_cast<const Sysinfo&>(*record);

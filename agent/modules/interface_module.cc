@@ -27,7 +27,7 @@ namespace counters = contracts::interface_counters;
 namespace interfaces = contracts::interfaces;
 namespace object_class = contracts::object_class;
 
-// ifAdminStatus and ifOperStatus
+// Values of ifAdminStatus and ifOperStatus.
 constexpr unsigned int kUp = 1;
 constexpr unsigned int kDown = 2;
 
@@ -58,7 +58,7 @@ struct IfStats : Data {
     void reverseBuild(tn::message& m) override { m.insert_u32(tn::field::ObjectId, id); }
 };
 
-// What an interface's kind means for ifSpeed and ifType.
+// ifSpeed and ifType by the kind of an interface.
 
 enum class SpeedOf { Kind, Interface, Parent };
 
@@ -70,7 +70,7 @@ struct KindRow {
 };
 
 constexpr KindRow kOtherKind = {interfaces::kind::Other, SpeedOf::Kind, 10'000'000, 1};  // compat: 63
-// Owners elsewhere have more kinds than contracts/interfaces.h names: those are numbers here.
+// Owners on other platforms have more kinds than contracts/interfaces.h names. Those are plain numbers here.
 constexpr KindRow kKinds[] = {
     {interfaces::kind::Ethernet, SpeedOf::Interface, 0, 6},
     {2, SpeedOf::Kind, 2'000'000, 188},
@@ -110,7 +110,7 @@ static_assert(kindRow(interfaces::kind::Vlan).type == 135 && kindRow(3).type == 
 /// Bits per second of the interface with this id; 0 if its owner doesn't report it.
 unsigned int lookUpSpeed(uint32_t id) {
     static tn::message request =
-        tn::request(interfaces::kPath, interfaces::kGetSpeed);  // sent for each row: built once
+        tn::request(interfaces::kPath, interfaces::kGetSpeed);  // built once, because it is sent for each row
     request.insert_u32(tn::field::ObjectId, id);
     const tn::message reply = tn::getLooper()->exchangeMessage(request);
     switch (tn::isError(reply) ? 0 : reply.get_u32(interfaces::SpeedSelector)) {
@@ -172,8 +172,8 @@ std::unique_ptr<Data> IfStats::build(const tn::message& m) {
     return record;
 }
 
-/// ifAdminStatus. The record remembers that it was written, because a Set of another column must not bring a link up or
-/// down.
+/// ifAdminStatus. Marks the record as written: a Set of another column writes the record, too, but must not bring a
+/// link up or down.
 class AdminStatusPacker : public NumPacker {
   public:
     AdminStatusPacker() : NumPacker(tag::Integer) {}
@@ -226,8 +226,9 @@ static_assert(ascending(kIfColumns));
 constexpr auto kIfXEntry = under(kMib2, 31, 1, 1, 1);
 constexpr Column<Iface> kIfXColumns[] = {
     {1, "ifName", tag::OctetString, &Iface::name},
-    {2, "ifInMulticastPkts", tag::Counter32, Constant{0}},  // counted as unicast,
-    {3, "ifInBroadcastPkts", tag::Counter32, Constant{0}},  // like the other three
+    // All packets are counted as unicast.
+    {2, "ifInMulticastPkts", tag::Counter32, Constant{0}},
+    {3, "ifInBroadcastPkts", tag::Counter32, Constant{0}},
     {4, "ifOutMulticastPkts", tag::Counter32, Constant{0}},
     {5, "ifOutBroadcastPkts", tag::Counter32, Constant{0}},
     {6, "ifHCInOctets", tag::Counter64, &Iface::inOctets64},
@@ -243,7 +244,7 @@ constexpr Column<Iface> kIfXColumns[] = {
 };
 static_assert(ascending(kIfXColumns));
 
-/// The counter of one field of the owner.
+/// The counter that the owner reports in this field.
 constexpr Element<IfStats> counter(uint32_t field) { return {&IfStats::counters, field - counters::kFirst.number}; }
 
 // interfaceStatsEntry: docs/interface-counters.md says what each counts. Columns 3-10, 22-30 and 56-60 aren't served.

@@ -2,8 +2,8 @@
 
 namespace snmp {
 
-/// Registers ifNumber, ifTable, ifXTable and the vendor's interface counters, initializes the known link states, and
-/// adds the trap generator "interfaces". Called once, at startup.
+/// Registers ifNumber, ifTable, ifXTable and the vendor's interface counters. Queries the current link states
+/// (seedLinkStates) and adds the trap generator "interfaces". Called once, at startup.
 void start_interface_module();
 
 }  // namespace snmp

@@ -3,7 +3,7 @@
 //     ipAddrTable          INDEX { ipAdEntAddr }
 //     ipNetToMediaTable    INDEX { ipNetToMediaIfIndex, ipNetToMediaNetAddress }
 //     ipCidrRouteTable     INDEX { ipCidrRouteDest, ipCidrRouteMask, ipCidrRouteTos, ipCidrRouteNextHop }
-//     ipRouteTable         INDEX { ipRouteDest }    only the first of several routes to a destination (compat: 70)
+//     ipRouteTable         INDEX { ipRouteDest }    of several routes to a destination only the first (compat: 70)
 //
 // All columns are read-only: a Set gets a normal reply and changes nothing.
 
@@ -28,7 +28,7 @@ namespace arp = contracts::arp;
 namespace object_class = contracts::object_class;
 namespace routes = contracts::routes;
 
-/// Listed by its owner, but not in use.
+/// Whether an address or route is listed by its owner but not in use.
 bool isInactive(const tn::message& m) { return m.get_bool(tn::field::Invalid) || m.get_bool(tn::field::Disabled); }
 
 // Records.
@@ -47,7 +47,7 @@ struct IpArp : Data {
     static std::unique_ptr<Data> build(const tn::message& m);
 };
 
-/// The values of a route's kind (its origin) in the two route tables.
+/// The values that the two route tables have for a kind of route (its origin).
 struct RouteKind {
     uint32_t kind;
     unsigned int routeType;   // ipRouteType: 3 direct, 4 indirect
@@ -86,7 +86,7 @@ std::unique_ptr<Data> IpArp::build(const tn::message& m) {
     return record;
 }
 
-// Owners elsewhere have more kinds than contracts/routes.h names.
+// Owners on other platforms have more kinds than contracts/routes.h names.
 constexpr RouteKind kOtherRoute = {0, 4, 1, 1, 1};
 constexpr RouteKind kRouteKinds[] = {
     {routes::kind::Connected, 3, 1, 3, 2},
@@ -121,7 +121,7 @@ std::unique_ptr<IpRoute> routeBy(uint32_t nextHop, uint32_t ifIndex, const tn::m
     return record;
 }
 
-/// One row for each gateway in use, or the one of a connected network.
+/// Adds a row for each gateway in use; for a connected network without gateways, one row.
 void addRoutes(const tn::message& m, Rows& rows) {
     const std::vector<uint32_t> gateways = m.get_be32_array(routes::Gateways);
     const std::vector<uint32_t>& interfaces = m.get_u32_array(routes::Interfaces);
@@ -137,7 +137,8 @@ void addRoutes(const tn::message& m, Rows& rows) {
     }
 }
 
-/// A route without a row is returned too: any number of them may follow one another, and a walk must get past them.
+/// A route without a row is returned as an unlisted record (GetAllProvider::BuildRows): a walk must get past any number
+/// of them.
 std::unique_ptr<Data> IpRoute::build(const tn::message& m, Rows& rows) {
     const size_t before = rows.size();
     if (!isInactive(m)) addRoutes(m, rows);
@@ -160,7 +161,7 @@ constexpr Column<IpAddr> kAddrColumns[] = {
     {1, "ipAdEntAddr", tag::IpAddress, &IpAddr::address},
     {2, "ipAdEntIfIndex", tag::Integer, &IpAddr::ifIndex},
     {3, "ipAdEntNetMask", tag::IpAddress, &IpAddr::netmask},
-    {4, "ipAdEntBcastAddr", tag::Integer, Constant{1}},  // lowest bit of the broadcast address
+    {4, "ipAdEntBcastAddr", tag::Integer, Constant{1}},  // lowest bit of the broadcast address, as RFC 1213 defines it
     {5, "ipAdEntReasmMaxSize", tag::Integer, Constant{65535}},
 };
 static_assert(ascending(kAddrColumns));
@@ -184,7 +185,7 @@ constexpr Column<CountProvider::CountData> kCidrNumber[] = {
 constexpr Column<IpRoute> kCidrColumns[] = {
     {1, "ipCidrRouteDest", tag::IpAddress, &IpRoute::dest},
     {2, "ipCidrRouteMask", tag::IpAddress, &IpRoute::mask},
-    {3, "ipCidrRouteTos", tag::Integer, Constant{0}},  // routes aren't chosen by type of service
+    {3, "ipCidrRouteTos", tag::Integer, Constant{0}},  // routes aren't selected by type of service
     {4, "ipCidrRouteNextHop", tag::IpAddress, &IpRoute::nextHop},
     {5, "ipCidrRouteIfIndex", tag::Integer, &IpRoute::ifIndex},
     {6, "ipCidrRouteType", tag::Integer, &IpRoute::cidrType},

@@ -17,7 +17,7 @@ namespace object_class = contracts::object_class;
 namespace proxy = contracts::proxy;
 
 struct Proxy : Data {
-    unsigned int memory = 0, storage = 0;  // compat: 74, octets, like all sizes here; they wrap at 4 GiB
+    unsigned int memory = 0, storage = 0;  // compat: 74, octets, as all sizes here. They wrap at 4 GiB
     unsigned int age = 0;                  // seconds
     unsigned int hits = 0, sentToClients = 0;
     unsigned int serverRequests = 0, receivedFromServers = 0, sentToServers = 0;
@@ -25,7 +25,7 @@ struct Proxy : Data {
 };
 
 std::unique_ptr<Data> Proxy::build(const tn::message& m) {
-    const auto octets = [&m](tn::u32_id field) { return m.get_u32(field) << 10; };  // the owner counts in KiB
+    const auto octets = [&m](tn::u32_id field) { return m.get_u32(field) << 10; };  // from KiB
     auto record = std::make_unique<Proxy>();
     record->memory = octets(proxy::Memory);
     record->storage = octets(proxy::Storage);
@@ -38,7 +38,7 @@ std::unique_ptr<Data> Proxy::build(const tn::message& m) {
     return record;
 }
 
-// The web cache's MIB.
+// The published MIB of the web cache.
 constexpr auto kCache = under(kInternet, 4, 1, 3495, 1);
 constexpr auto kCacheSystem = under(kCache, 1);
 constexpr Column<Proxy> kCacheSystemObjects[] = {

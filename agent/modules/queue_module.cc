@@ -35,7 +35,7 @@ struct SimpleQueue : Data {
 struct TreeQueue : Data {
     unsigned int id = 0;
     std::string name, parent;
-    unsigned int parentId = 0;  // 0 at the top
+    unsigned int parentId = 0;  // 0 for a queue without a parent
     unsigned int bytes32 = 0;   // the low 32 bits
     unsigned long long bytes = 0;
     unsigned int packets = 0, dropped = 0;

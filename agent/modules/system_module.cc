@@ -54,7 +54,7 @@ std::unique_ptr<Data> Ident::build(const tn::message& m) {
     return record;
 }
 
-/// sysContact and sysLocation are settings of the agent; a Set changes the settings.
+/// sysContact and sysLocation, which are settings of the agent. A Set changes the settings.
 class SnmpdatProvider : public DataProvider {
   public:
     std::unique_ptr<Data> get() override {
@@ -105,7 +105,7 @@ std::string systemDescription() {  // compat: 78
     return "Tarnix " + reply.get_string(system_info::Version);
 }
 
-/// The vendor's OID, unless a marker file asks for none: some managers treat unknown vendors better that way.
+/// The vendor's OID, or 0.0 if a marker file exists: some managers cope better with no vendor than with an unknown one.
 OID systemObjectId() {
     struct stat marker {};
     if (stat(tn::rooted("/etc/snmp_no_sysObjectID").c_str(), &marker) == 0) return {0, 0};

@@ -2,8 +2,9 @@
 
 namespace snmp {
 
-/// Registers the system group (RFC 3418). sysDescr and sysObjectID are read here, once; sysContact and sysLocation are
-/// the agent's own settings. Called once, at startup, with the looper running its handlers.
+/// Registers the system group (RFC 3418). sysDescr and sysObjectID are read here, once. If the owner of sysDescr can't
+/// be reached, sysDescr lacks the version until the next start (compat: 78). sysContact and sysLocation are settings of
+/// the agent. Called once, at startup, after the owners in the same process were added to the looper.
 void start_system_module();
 
 }  // namespace snmp

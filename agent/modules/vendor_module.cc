@@ -31,7 +31,7 @@ namespace usb_reset = contracts::usb_reset;
 
 // Records.
 
-/// Writing performs the action; reading always returns 0.
+/// The system controls. Writing one performs its action; reading one always returns 0.
 struct TheSystem : Data {
     unsigned int reboot = 0;
     unsigned int usbReset = 0;
@@ -39,7 +39,7 @@ struct TheSystem : Data {
     void reverseBuild(tn::message& m) override;
 };
 
-/// Writing run starts the script; writing name renames it.
+/// Writing `run` starts the script; writing `name` renames it.
 struct Script : Data {
     unsigned int id = 0;
     unsigned int run = 0;
@@ -130,7 +130,7 @@ constexpr Column<Neighbor> kNeighborColumns[] = {
 };
 static_assert(ascending(kNeighborColumns));
 
-/// A table over an owner's rows, indexed by their ids.
+/// A table of an owner's rows, with their ids as index.
 template <class Record>
 MapTable* tableOf(GetAllProvider::BuildRows build, std::span<const uint32_t> path, const Column<Record>& index) {
     auto* rows = keep<GetAllProvider>(path, build, object_class::kWhole);

@@ -2,7 +2,7 @@
 //
 //     vmwVmTable    INDEX { vmwVmIdx }    podhost guests, KVM guests
 //
-// No column changes anything: a Set is answered and leaves things as they are.
+// All columns are read-only: a Set gets a normal reply and changes nothing.
 
 #include "agent/modules/vm_module.h"
 
@@ -22,7 +22,7 @@ namespace object_class = contracts::object_class;
 namespace podhost_guests = contracts::podhost_guests;
 namespace virtual_machines = contracts::virtual_machines;
 
-// vmwVmIdx: where each owner's ids begin.
+// vmwVmIdx of a guest is its id at its owner, with these bits set.
 constexpr uint32_t kKvmIndexes = 0x20000;
 constexpr uint32_t kPodhostIndexes = 0x10000;
 
@@ -35,7 +35,7 @@ struct VM : Data {
     static std::unique_ptr<Data> buildMeta(const tn::message& m);
 };
 
-// vmwVmState, by the owners' numbers.
+// The texts of vmwVmState, indexed by the state that the owner reports.
 
 constexpr const char* kKvmStates[] = {
     "invalid",
@@ -64,7 +64,7 @@ const char* stateName(std::span<const char* const> names, uint32_t state) {
 
 // Build functions.
 
-/// Appends one space, unless the text is empty or ends with one.
+/// Appends a space, unless the text is empty or ends with one.
 void addSpace(std::string& text) {
     if (!text.empty() && text.back() != ' ') text += ' ';
 }
@@ -77,7 +77,7 @@ std::unique_ptr<Data> VM::buildKvm(const tn::message& m) {
     record->cpus = m.get_u32(virtual_machines::Processors);
     record->memory = m.get_u32(virtual_machines::Memory);
     record->state = stateName(kKvmStates, m.get_u32(virtual_machines::State));
-    // compat: 77. Each part ends with a space, also the last one: readers split the text there.
+    // compat: 77. Each part ends with a space, the last one included: scripts split the text there.
     for (const tn::string_id part : {virtual_machines::Disk, virtual_machines::Kernel, virtual_machines::Initrd}) {
         record->config += m.get_string(part);
         addSpace(record->config);

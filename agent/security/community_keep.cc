@@ -5,7 +5,7 @@
 namespace snmp {
 
 CommunityKeep::CommunityKeep() : Map("/tern/store/snmp-communities", "snmp community") {
-    // Communities and passwords are secrets: callers with read access alone don't get them.
+    // Communities and passwords are secrets, which the right to read must not disclose.
     policySet().protectData();
 }
 
@@ -56,7 +56,7 @@ tn::message CommunityKeep::doSet(Item* current, Item* changed) {
     const Item* other = findIf(
         [&](const Item& item) { return item.name == changed->name && (current == nullptr || item.id != current->id); });
     if (other == nullptr) {
-        regenerateKeys();  // in the loop's next turn, when the change has been made
+        regenerateKeys();  // runs in the loop's next turn, after the change
         return {};
     }
     return tn::errorMsg(tn::error::Refused, "community with the same name already exists!");  // compat: 113

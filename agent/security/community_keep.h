@@ -8,36 +8,37 @@
 
 namespace snmp {
 
-/// The agent's one list of access entries, at the bus path {34, ID_COMMUNITIES} (contracts::snmp::community), stored in
-/// /tern/store/snmp-communities. Names are unique; the default entry, id 0, can't be removed. All commands that show
-/// entries need the right to write, subscriptions too, because entries hold passwords.
+/// The agent's access entries, at the bus path {34, ID_COMMUNITIES} (contracts::snmp::community), stored in
+/// /tern/store/snmp-communities. Names are unique. The default entry, id 0, can't be removed. Commands that return
+/// entries, and subscriptions, need the right to write, because entries contain passwords.
 class CommunityKeep : public tn::Map<Item> {
   public:
     CommunityKeep();
 
-    /// Loads the list; an empty store gets the default entry "common", without addresses and so without access. A store
-    /// that can't be read gives an empty list.
+    /// Loads the entries. If there are none, adds the default entry "common", which has no addresses and therefore
+    /// accepts no source. If the store can't be read, the list is empty and rejects changes.
     void init();
 
-    // Entries found belong to the list, and are valid until the next change of an entry.
+    // The list owns the entries. The pointers are valid until an entry is changed, added or removed.
 
     /// The entry with this object id, or nullptr.
     [[nodiscard]] const Item* findId(uint32_t id) const;
-    /// The entry of exactly this name, or nullptr.
+    /// The entry with exactly this name, or nullptr.
     [[nodiscard]] const Item* find(std::string_view name) const;
 
-    /// Sets the engine id to which all keys are localised, and starts regenerateKeys().
+    /// Sets the engine id to which all keys are localised, and calls regenerateKeys().
     void setEngineId(const std::string& engineId);
-    /// Makes the keys of all entries that lack them, one entry per turn of the loop so that requests needn't wait for
-    /// all of them. Does nothing while the engine id is empty.
+    /// Computes missing keys in the background: those of one entry in each turn of the loop, so that requests are
+    /// served in between. Does nothing while the engine id is empty.
     void regenerateKeys();
-    /// An entry's keys, made at once if they aren't yet. Valid until the next change of the entry or the engine id.
+    /// The keys of an entry, computed now if they are missing. Valid until the entry or the engine id changes.
     [[nodiscard]] const UserKeys& keysOf(const Item& item) const { return item.keys(engineId_); }
     /// Whether any entry requires authentication.
     [[nodiscard]] bool hasUsers() const;
 
   protected:
-    // Refuse a name that another entry has, and the removal of the default entry: error::Refused with the reason.
+    // Adding and changing refuse a name that another entry has; removing refuses the default entry. The reply is then
+    // error::Refused with the reason.
     tn::message doAdd(Item* added) override;
     tn::message doSet(Item* current, Item* changed) override;
     tn::message doRemove(Item* removed) override;
@@ -46,7 +47,7 @@ class CommunityKeep : public tn::Map<Item> {
     void makeNextKeys();
 
     std::string engineId_;
-    bool makingKeys_ = false;  ///< a call of makeNextKeys is pending
+    bool makingKeys_ = false;  ///< makeNextKeys is scheduled
 };
 
 /// Last element of the list's path. (This name is fixed.)

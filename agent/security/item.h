@@ -26,30 +26,29 @@ class Item : public tn::Object {
     uint32_t encryptionProtocol = 0;                       ///< DES, the only one
     std::string authenticationPassword;
     std::string encryptionPassword;
-    /// Accepted sources. Empty only in the default entry as first made, which therefore refuses every source until it
-    /// is edited.
+    /// Accepted sources. Only a default entry that was just created has none, and accepts no source. The next
+    /// setConfig, also that of a restart, opens it to every IPv4 source unless it names addresses (compat: 90).
     std::vector<IPPrefix6> addresses;
 
     /// Writes all fields.
-    /// @param flags  tn::kTopLevelFirst repeats the first address at top level, tn::kWantDefaults adds field::Defaults
-    /// to
-    ///               the default entry
+    /// @param flags  tn::kTopLevelFirst: repeat the first address at top level. tn::kWantDefaults: add field::Defaults,
+    ///               in the default entry only
     void getConfig(tn::message& out, uint32_t flags) const override;
-    /// Applies the fields that the message carries and keeps the others. Address elements without an address are
-    /// skipped; an empty address list becomes 0.0.0.0/0, the change of another field included.
+    /// Applies the fields that are in the message and leaves the others as they are. Elements without an address are
+    /// skipped. If the entry then has no addresses, it gets 0.0.0.0/0, even if the message changes another field only.
     void setConfig(const tn::message& in) override;
     /// Whether one of the prefixes contains the source.
     [[nodiscard]] bool accepts(const IPAddr6& source) const;
 
-    /// The user's keys, localised to this engine id; empty keys while it is empty. The privacy key, too, is made with
-    /// the hash of the authentication protocol. The first call after a change of passwords or protocol takes
-    /// milliseconds per password, after a change of the engine id microseconds. The keys belong to the entry and are
-    /// valid until the next call or change.
+    /// The user's keys, localised to this engine id; empty if the id is empty. The privacy key is made with the hash of
+    /// the authentication protocol as well. The first call takes milliseconds for each password after a change of
+    /// passwords or protocol, and microseconds after a change of the engine id. The entry owns the keys: they are valid
+    /// until it changes or another engine id is passed.
     [[nodiscard]] const UserKeys& keys(const std::string& engineId) const;
-    [[nodiscard]] bool hasKeys(const std::string& engineId) const;  ///< keys() returns cached keys
+    [[nodiscard]] bool hasKeys(const std::string& engineId) const;  ///< whether keys() returns cached keys
 
   private:
-    /// The key of a password before it is localised (RFC 3414, A.2), with its inputs.
+    /// The key of a password, not localised (RFC 3414, A.2), with the inputs that it was made from.
     struct PasswordKey {
         std::string password;
         uint32_t method = digest_method::Md5;
@@ -60,7 +59,7 @@ class Item : public tn::Object {
     };
 
     mutable PasswordKey authenticationKey_, encryptionKey_;
-    mutable std::string keysEngine_;  ///< engine id of keys_
+    mutable std::string keysEngine_;  ///< the engine id to which keys_ is localised
     mutable UserKeys keys_;
 };
 

@@ -13,7 +13,7 @@ constexpr unsigned int kUsmStats[] = {1, 3, 6, 1, 6, 3, 15, 1, 1};
 struct V3ErrorKind {
     V3Error error;
     std::string_view text;  ///< in the log
-    unsigned int counter;   ///< of its object under kUsmStats, which a Report carries
+    unsigned int counter;   ///< last arc of its counter below kUsmStats; a Report contains that counter
 };
 
 /// In the order of V3Error.

@@ -13,7 +13,7 @@ using contracts::snmp::Form;
 using contracts::snmp::kSettings;
 using contracts::snmp::Setting;
 
-/// RFC 3411, SnmpEngineID: enterprise 49999 with the top bit set, then format 4, text chosen by the administrator.
+/// RFC 3411, SnmpEngineID: enterprise 49999 with the top bit set, then format 4 (text assigned by the administrator).
 constexpr std::string_view kEngineIdPrefix("\x80\x00\xC3\x4F\x04", 5);
 
 std::optional<IPAddr6> targetOf(const tn::message& m) {
@@ -32,7 +32,8 @@ tn::message elementOf(const IPAddr6& target) {
     return element;
 }
 
-/// Elements without an address are skipped. A target at top level is added to the list, for older senders.
+/// Replaces the list of targets. Elements without an address are skipped. Without a list, a target at top level is
+/// added to the current one: older front ends send it so.
 void applyTargets(const tn::message& from, tn::message& values, tn::message_array_id field) {
     std::vector<tn::message>& targets = values.get_message_array_ref(field);
     if (!from.has(field)) {
@@ -71,7 +72,7 @@ std::vector<uint32_t> withoutRepetitions(const std::vector<uint32_t>& values) {
     return unique;
 }
 
-/// Puts the setting of a row into `values` when `from` carries it.
+/// Copies the setting of this row from `from` into `values`, if it is there.
 void applyField(const Setting& row, const tn::message& from, tn::message& values) {
     const uint32_t field = row.field;
     switch (row.form) {
@@ -151,7 +152,7 @@ tn::message Settings::undoOf(const tn::message& change) const {
     for (const Setting& row : kSettings) {
         if (row.alwaysUndone || carries(change, row)) applyField(row, values_, old);
     }
-    // An absent filter would leave the new one in place.
+    // Without this field, the set message would leave the new filter in place.
     if (!old.has(setting::Interfaces)) old.insert_message_array(setting::Interfaces, {});
     return old;
 }

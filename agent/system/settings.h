@@ -15,25 +15,28 @@ using tn::IPAddr6;
 
 namespace setting = contracts::snmp::setting;
 
-/// The agent's settings: what the handler {34} gets and sets, and what /tern/store/snmpd holds under id 0. Which
-/// settings there are, and of which form, is the table in contracts/snmp_settings.h; nothing here names them all.
+/// The agent's settings: the handler {34} gets and sets them, and /tern/store/snmpd contains them under id 0. The table
+/// in contracts/snmp_settings.h lists them with their forms; this class handles them by that table.
 class Settings {
   public:
     /// The defaults.
     Settings();
-    /// The settings of a stored record; defaults for what it lacks, and an empty text for setting::Community.
+    /// The settings in a stored record. A setting that isn't in the record has its default, except setting::Community,
+    /// which is empty.
     [[nodiscard]] static Settings read(const tn::message& record);
 
-    /// Applies the fields of a Set request and keeps the settings that it doesn't carry. Values aren't checked; lists
-    /// are brought into the normal form of their contracts::snmp::Form. Switching the service on resets engine boots.
+    /// Applies the fields of a set message and leaves the other settings as they are. Values aren't checked
+    /// (compat: 86). Lists are brought into the normal form of their contracts::snmp::Form. Enabling the service sets
+    /// engine boots to 0 (compat: 60).
     void apply(const tn::message& changes);
     void setEngineBoots(uint32_t boots) { values_.insert_u32(setting::EngineBoots, boots); }
 
-    /// All settings, as they are reported and stored. setting::Interfaces is absent without a filter.
+    /// All settings, as they are reported and stored. setting::Interfaces is absent if there is no filter. Valid until
+    /// the settings change.
     [[nodiscard]] const tn::message& getConfig() const { return values_; }
-    /// The fields of a Set request that restores these settings after `change` was applied.
+    /// The fields of a set message that restores these settings after `change` was applied to them.
     [[nodiscard]] tn::message undoOf(const tn::message& change) const;
-    /// The defaults of the settings that have one and that a user may change.
+    /// The defaults of the settings that an administrator can change.
     [[nodiscard]] static tn::message defaults();
 
     // One setting, by its field.
@@ -44,19 +47,19 @@ class Settings {
         return values_.get_u32_array(field);
     }
 
-    /// The whole engine id (RFC 3411, SnmpEngineID): enterprise, format, then the administrator's part. Empty until the
-    /// settings have been read from a record or given an engine id.
+    /// The whole engine id (RFC 3411, SnmpEngineID), binary: enterprise, format, then the administrator's part. Empty
+    /// until the settings are read from a record or an engine id is set.
     [[nodiscard]] const std::string& engineId() const { return engineId_; }
     [[nodiscard]] std::vector<IPAddr6> trapTargets() const;    ///< in the order in which they were set
-    [[nodiscard]] std::set<uint32_t> interfaceFilter() const;  ///< ids of {20, 0}; empty, or with 0 in it: all
+    [[nodiscard]] std::set<uint32_t> interfaceFilter() const;  ///< ids of {20, 0}; all if it is empty or contains 0
 
     bool operator==(const Settings&) const = default;
 
   private:
     void applyFields(const tn::message& from);
 
-    tn::message values_;  ///< every setting in its normal form
-    std::string engineId_;
+    tn::message values_;    ///< every setting in its normal form
+    std::string engineId_;  ///< the prefix, then setting::EngineId
 };
 
 }  // namespace snmp

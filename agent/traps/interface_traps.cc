@@ -20,7 +20,7 @@ namespace {
 
 namespace interfaces = contracts::interfaces;
 
-constexpr uint32_t kSeededStatus = 0x10103;  // bits of Status recorded at the start
+constexpr uint32_t kSeededStatus = 0x10103;  // bits of Status that seeding records (compat: 81)
 
 const OID kIfIndex = {1, 3, 6, 1, 2, 1, 2, 2, 1, 1};  // compat: 79
 const OID kIfAdminStatus = {1, 3, 6, 1, 2, 1, 2, 2, 1, 7};
@@ -32,7 +32,8 @@ bool isWanted(uint32_t interface) {
 
 bool isSeeded = false;
 
-/// Calls `take` with the id and status of each interface that gives traps. False when the owner didn't list them all.
+/// Calls `take` with the id and status of each interface that can send traps. False if the owner failed before it had
+/// listed all.
 bool forEachInterface(const std::function<void(uint32_t, uint32_t)>& take) {
     tn::message request = tn::request(interfaces::kPath, interfaces::kList);
     for (uint32_t next = 0;; request.insert_u32(tn::field::Continue, next)) {
@@ -57,16 +58,16 @@ tn::message statusChange(uint32_t interface, uint32_t status) {
     return change;
 }
 
-/// Where interfaces come and go (containers), one that is down may be gone for good. The kernel numbers upwards, so the
-/// lowest id is the oldest.
+/// Drops an interface that is down if there are too many: on a host of containers it has probably been removed. The
+/// kernel assigns ids in ascending order, so the lowest is the oldest.
 void forgetOldest() {
     if (ifStateMap.size() <= kMaxStates) return;
     const auto oldest = std::ranges::find(ifStateMap, 0U, [](const auto& entry) { return entry.second; });
     if (oldest != ifStateMap.end()) ifStateMap.erase(oldest);
 }
 
-/// False when the interface was known to be in this state. At the agent's start fewer bits are recorded (compat: 81):
-/// the first notification of an interface that was up is always a change.
+/// Records the state. False if the interface was in this state already. Seeding records fewer bits (compat: 81), so the
+/// first notification of an interface that was up is always a change.
 bool noteState(uint32_t interface, uint32_t state) {
     const auto [known, isNew] = ifStateMap.try_emplace(interface, state);
     if (isNew) {
@@ -97,7 +98,7 @@ std::vector<tn::message> missedStatusChanges() {
         const bool isUp = (status & interfaces::status::Up) != 0;
         if (isUp != ((status & interfaces::status::Operational) != 0)) return;
         const auto known = ifStateMap.find(interface);
-        // Up alone decides: a seeded state has no other bit that is reported.
+        // Only Up is compared: a seeded state doesn't have the bit Operational.
         const bool wasUp = known != ifStateMap.end() && (known->second & interfaces::status::Up) != 0;
         if (isUp != wasUp) changes.push_back(statusChange(interface, status));
     });

@@ -11,31 +11,32 @@
 
 namespace snmp {
 
-/// Interface id to the last status bits reported. Above kMaxStates entries, interfaces that are down or gone are
-/// dropped, lowest id first.
+/// Limit of ifStateMap. Above it, each new entry removes that of an interface that is down or gone, the one with the
+/// lowest id. If all are up, the map grows.
 constexpr size_t kMaxStates = 1024;
+/// Interface id to the last known bits of contracts::interfaces::Status.
 extern std::map<uint32_t, uint32_t> ifStateMap;
 
-/// The interfaces whose changes give traps, as the settings name them. Empty, or with 0 in it: every one.
+/// Ids of the interfaces that send link traps, from the settings. All do if it is empty or contains 0.
 extern std::set<uint32_t> interfaceFilter;
 
-/// Records the state of every interface that gives traps and isn't known yet, so that one which was down at the agent's
-/// start makes no linkDown trap.
+/// Queries the owner for all interfaces and records the status of those that aren't known yet. An interface that is
+/// down when the agent starts then sends no linkDown trap.
 void seedLinkStates();
 
-/// The status notifications missed while the interface owner was away: one for each interface that has gone up or down
-/// since it was last known. Left out are interfaces that have gone, and those in a transitional state (with carrier and
-/// not operational, or the reverse), whose outcome the owner reports. None if the owner was unreachable at the agent's
-/// start; the states are then seeded.
+/// The status notifications that were missed while the interface owner was away: one for each interface that went up or
+/// down. Interfaces that have gone are left out. So are those in a transitional state (carrier without being
+/// operational, or the reverse), because the owner will report how it ends. If the states have never been seeded, seeds
+/// them and returns nothing.
 [[nodiscard]] std::vector<tn::message> missedStatusChanges();
 
-// The trap generator "interfaces": subscribes to the interface owner's status notifications, and unsubscribes.
+// The trap generator "interfaces": subscribes to status notifications of the interface owner, and unsubscribes.
 void interfaceSubscribe();
 void interfaceUnSubscribe();
 
-/// Makes linkUp and linkDown (RFC 2863) from the interface owner's status notifications. False, with no trap, for other
-/// messages, for interfaces that the filter excludes, and for a status already reported. The names of the bindings
-/// carry no index: the value of ifIndex identifies the interface.
+/// A TrapMaker for status notifications of the interface owner: linkUp and linkDown (RFC 2863). False for other
+/// messages, for interfaces that the filter excludes, and for a status that was reported before. The names of the
+/// varbinds have no instance: the value of ifIndex identifies the interface (compat: 79).
 bool interfaceTrapMaker(std::vector<VariableBinding>& bindings, const tn::message& message, OID& trapOid,
                         unsigned int& generic, unsigned int& specific);
 

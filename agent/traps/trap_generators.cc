@@ -25,7 +25,7 @@ void restartSubscribers(const std::vector<uint32_t>& wanted) {  // compat: 87
 
 tn::message notifyFilterMsg() {
     tn::message filter;
-    filter.insert_u32(contracts::interfaces::Flags, 0);  // excludes none
+    filter.insert_u32(contracts::interfaces::Flags, 0);  // excludes no interface
     filter.insert_u32(contracts::interfaces::Status, contracts::interfaces::kStatusChanges);
     return filter;
 }

@@ -8,26 +8,24 @@
 
 namespace snmp {
 
-/// A source of notifications that become traps, such as the links of this machine. Subscribing adds its trap maker to
-/// `trapMakers` and subscribes to its owner; unsubscribing reverses that, and does nothing where there is nothing to
-/// reverse.
+/// A source of notifications that become traps, such as the interfaces of this machine.
 struct TrapGenerator {
-    std::string name;  ///< what `tnctl snmp trap list` calls it
-    void (*subscribe)();
-    void (*unsubscribe)();
+    std::string name;       ///< shown by `tnctl snmp trap list`
+    void (*subscribe)();    ///< appends its maker to `trapMakers` and subscribes to its owner's notifications
+    void (*unsubscribe)();  ///< reverses subscribe(); does nothing if it wasn't called
 };
 
-/// All of them. Modules and plug-ins append theirs at start and never remove one: the index is the id by which the
-/// settings and undo records name a generator. (The name of this list is fixed.)
+/// All generators. Modules and plug-ins append theirs at start, and none is ever removed: its index is its id in the
+/// settings and in undo records. (The name of this list is fixed.)
 extern std::vector<TrapGenerator> scribers;
 
-/// Subscribes to the generators of these ids, in order, with a log line each. Ids without a generator are skipped:
-/// contracts::snmp::trap::kStartTrap, and those of plug-ins that are gone.
+/// Calls subscribe() of the generators with these ids, in this order, and logs each. Ids without a generator are
+/// skipped: contracts::snmp::trap::kStartTrap, and those of plug-ins that were removed.
 void startSubscribers(const std::vector<uint32_t>& wanted);
-/// Unsubscribes from every generator, subscribed or not, then starts those of these ids.
+/// Calls unsubscribe() of all generators, then startSubscribers().
 void restartSubscribers(const std::vector<uint32_t>& wanted);
 
-/// The filter with which generators subscribe to another handler's notifications.
+/// The filter of the subscriptions: all changes of status, of all interfaces.
 [[nodiscard]] tn::message notifyFilterMsg();
 
 }  // namespace snmp

@@ -8,9 +8,9 @@ namespace snmp {
 /// The handler {34, ID_TRAPS}, which lists the trap generators (contracts::snmp::trap::kListGenerators).
 class TrapHandler : public tn::Handler {
   public:
-    /// Gives readers the right to list the generators. Called before the handler is added to a looper.
+    /// Allows callers with read access to list the generators. Must be called before the handler is added to a looper.
     void init();
-    /// The list, "start-trap" first, then `scribers` in order; an empty reply to any other command.
+    /// The reply to kListGenerators: "start-trap", then `scribers` in order. An empty reply to any other command.
     tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
 };
 

@@ -9,7 +9,7 @@
 
 namespace snmp {
 
-/// Values of generic-trap (RFC 1157, 4.1.6) that the agent sends.
+/// The values of generic-trap (RFC 1157, 4.1.6) that the agent sends.
 namespace generic_trap {
 constexpr unsigned int WarmStart = 1;
 constexpr unsigned int LinkDown = 2;
@@ -19,30 +19,30 @@ constexpr unsigned int EnterpriseSpecific = 6;
 
 /// The content of a trap, independent of its SNMP version.
 struct Trap {
-    OID oid;                    ///< snmpTrapOID, less 0 and `specific` for EnterpriseSpecific (RFC 3584, 3.1)
+    OID oid;                    ///< snmpTrapOID; if EnterpriseSpecific, without the final 0.`specific` (RFC 3584, 3.1)
     unsigned int generic = 0;   ///< one of generic_trap
-    unsigned int specific = 0;  ///< number of an enterprise's trap; 0 for the generic ones
+    unsigned int specific = 0;  ///< specific-trap; 0 unless `generic` is EnterpriseSpecific
     std::vector<VariableBinding> bindings;
 };
 
-/// Makes a trap of a bus message. True when it recognised the message and filled in the other arguments; after false
-/// what it wrote there is discarded.
+/// Makes a trap from a bus message. True if it recognises the message and has filled in the other arguments. If it
+/// returns false, the caller discards what it wrote there.
 using TrapMaker = bool (*)(std::vector<VariableBinding>& bindings, const tn::message& message, OID& trapOid,
                            unsigned int& generic, unsigned int& specific);
 
-/// Tried in this order until one returns true. Modules and plug-ins append theirs, alderTrapMaker comes last; the maker
-/// of a trap generator is in it only while the generator is subscribed.
+/// All makers, called in this order until one returns true: those that plug-ins append at start, alderTrapMaker, then
+/// those of the subscribed trap generators. Each subscription appends its maker, each unsubscription removes it.
 extern std::vector<TrapMaker> trapMakers;
 
-/// The trap of the first maker that recognises the message; nothing when none does.
+/// The trap of the first maker that recognises the message; nothing if none does.
 [[nodiscard]] std::optional<Trap> makeTrap(const tn::message& message);
 
-/// warmStart (RFC 3418), made of any message. In trapMakers only while the agent sends its start-up trap.
+/// Makes warmStart (RFC 3418) from any message. It is in trapMakers only while the agent sends its start-up trap.
 bool startupTrapMaker(std::vector<VariableBinding>& bindings, const tn::message& message, OID& trapOid,
                       unsigned int& generic, unsigned int& specific);
 
-/// The vendor's trap 1, made of a request that a bus client sends (contracts::snmp::trap::kSend), with its varbind if
-/// the request has a complete one.
+/// Makes the vendor's trap 1 from a bus client's request (contracts::snmp::trap::kSend). It contains the request's
+/// varbind if that is complete.
 bool alderTrapMaker(std::vector<VariableBinding>& bindings, const tn::message& message, OID& trapOid,
                     unsigned int& generic, unsigned int& specific);
 

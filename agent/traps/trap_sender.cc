@@ -92,7 +92,7 @@ bool TrapSender::createTrap(UsmWriter& out, const tn::message& message, const IP
     return true;
 }
 
-// What follows the version, at the user's security level, and the end of the message.
+// Writes all that follows the version, at the user's security level, and closes the message.
 bool TrapSender::addSecured(UsmWriter& out, const Item& user, const Trap& trap) const {
     serr << "snmp v3 trap";
     const V3Info header = headerFor(user);

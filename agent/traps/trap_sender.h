@@ -15,31 +15,32 @@ namespace snmp {
 
 constexpr uint16_t kTrapPort = 162;  ///< UDP, snmptrap
 
-/// Makes traps of bus messages and sends them to the targets in the settings, in the SNMP version and as the community
-/// or user in the settings. Each failure is one line on standard error. The constructor's references must outlive it.
+/// Makes traps from bus messages and sends them. The settings have the targets, the SNMP version, and the community or
+/// user. Failures are logged on standard error. The objects passed to the constructor must outlive this one.
 class TrapSender {
   public:
-    /// @param port  UDP port of the targets
+    /// @param engine  the agent's engine; each encrypted trap advances its salt
+    /// @param port    UDP port of the targets
     TrapSender(const Settings& settings, const CommunityKeep& communities, V3ServerInfo& engine, uint16_t port)
         : settings_(settings), communities_(communities), engine_(engine), port_(port) {}
 
-    /// Sends one trap to every target. Does nothing but log when the service is off or targets or community are
-    /// missing. An unreachable target is skipped. A message that no maker recognises or a community that was removed
-    /// ends the attempt for all targets; the socket then stays open and is used for the next trap.
+    /// Sends one trap to every target. If the service is disabled, or the targets or the community are missing, only
+    /// logs that. An unreachable target is skipped. If createTrap() fails or the local address can't be read, no
+    /// further target is tried, and the socket stays open for the next trap (compat: 85).
     void send_trap(const tn::message& message);
 
-    /// Writes the whole SNMP message (RFC 1157, 4.1.6; RFC 3416, 4.2.6; RFC 3414, 3.1, with this agent's engine as the
-    /// authoritative one).
-    /// @param local  address from which the target is reached: agent-addr of version 1
-    /// @param trap   the content. Made of `message` when empty, and left there for the next target: makers are asked
-    ///               once per trap, for they remember states
-    /// @return false, with a log line and an unusable `out`, when the community is missing or no maker recognises the
-    ///         message; false without a line when it can't be encrypted or signed, which takes an engine id
+    /// Writes a whole SNMP message (RFC 1157, 4.1.6; RFC 3416, 4.2.6; RFC 3414, 3.1). In version 3, this agent is the
+    /// authoritative engine.
+    /// @param local  source address towards the target: agent-addr in version 1
+    /// @param trap   the content. If empty, it is made from `message` and stored here for the next target. Makers must
+    ///               be called only once for each trap, because they remember the states that they reported
+    /// @return false, with `out` unusable. Logged: the community is missing, or no maker recognises the message. Not
+    ///         logged: the user's keys are missing, as they are without an engine id
     [[nodiscard]] bool createTrap(UsmWriter& out, const tn::message& message, const IPAddr6& local,
                                   std::optional<Trap>& trap) const;
 
   private:
-    bool sendToTargets(const tn::message& message);  ///< false when the attempt ended before the last target
+    bool sendToTargets(const tn::message& message);  ///< false if it ended before the last target
     [[nodiscard]] bool addSecured(UsmWriter& out, const Item& user, const Trap& trap) const;
     [[nodiscard]] V3Info headerFor(const Item& user) const;
     void addPduV1(OutStream& out, const Trap& trap, const IPAddr6& local) const;

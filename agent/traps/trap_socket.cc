@@ -17,14 +17,13 @@ bool TrapSocket::open() {
         socket_ = tn::Descriptor(::socket(AF_INET, kType, 0));
         return static_cast<bool>(socket_);
     }
-    const int off = 0;  // the system's default may differ
+    const int off = 0;  // set explicitly: the system's default (bindv6only) may be 1
     (void)::setsockopt(socket_.get(), IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
     return true;
 }
 
 bool TrapSocket::connect(const tn::IPAddr6& target, uint16_t port) {
-    // Dissolve the old association first: the socket would keep its source address, which may not reach the next
-    // target.
+    // Disconnect first: the socket would otherwise keep its source address, which may not reach the next target.
     const sockaddr unspecified{.sa_family = AF_UNSPEC, .sa_data = {}};
     (void)::connect(socket_.get(), &unspecified, sizeof unspecified);
     if (!isIPv4_) {
@@ -55,7 +54,7 @@ std::optional<tn::IPAddr6> TrapSocket::local() const {
 bool TrapSocket::send(std::span<const uint8_t> datagram) {
     const auto attempt = [&] { return ::send(socket_.get(), datagram.data(), datagram.size(), MSG_NOSIGNAL) >= 0; };
     if (attempt()) return true;
-    // The first send after a refusal (ICMP) of an earlier target's trap reports that refusal and sends nothing.
+    // If an earlier target refused a trap (ICMP), the next send fails with that error and sends nothing.
     return attempt();
 }
 

@@ -9,26 +9,26 @@
 
 namespace snmp {
 
-/// The UDP socket from which traps are sent: a dual-stack one, or an IPv4 one on a machine without IPv6. It is
-/// non-blocking. Operations that fail leave the reason in errno and the socket usable.
+/// The UDP socket from which traps are sent: a dual-stack socket, or an IPv4 one on a machine without IPv6. It is
+/// non-blocking. An operation that fails sets errno, and the socket can still be used.
 class TrapSocket {
   public:
-    /// Opens the socket; one that is still open stays. False when neither family is available.
+    /// Opens the socket, if it is closed. False if neither family is available.
     [[nodiscard]] bool open();
-    /// Closes it; nothing when it is closed.
+    /// Closes the socket, if it is open.
     void close() { socket_.reset(); }
 
-    /// Connects the open socket to another target. False for an IPv6 target of an IPv4 socket, and where there is no
-    /// route.
+    /// Connects the open socket to another target. False if there is no route, or if the target is IPv6 and the socket
+    /// IPv4.
     [[nodiscard]] bool connect(const tn::IPAddr6& target, uint16_t port);
-    /// The source address towards the connected target.
+    /// The source address towards the connected target; nothing on failure.
     [[nodiscard]] std::optional<tn::IPAddr6> local() const;
-    /// Sends one datagram to the connected target.
+    /// Sends one datagram to the connected target. False if the kernel didn't accept it.
     [[nodiscard]] bool send(std::span<const uint8_t> datagram);
 
   private:
     tn::Descriptor socket_;
-    bool isIPv4_ = false;  ///< the socket's family is IPv4: it reaches no IPv6 target
+    bool isIPv4_ = false;  ///< the socket's family is IPv4: it can't reach IPv6 targets
 };
 
 }  // namespace snmp
