@@ -37,12 +37,12 @@ struct Setting {
 /// In the order in which they are shown. Subscriptions of trap generators are restarted by every change that carries
 /// them, and engine boots must not go back by chance (RFC 3414, 2.3): neither is part of another setting's undo.
 inline constexpr Setting kSettings[] = {
-    {setting::Enabled.full(), "enabled", Form::YesNo, "whether requests are answered"},
+    {setting::Enabled.full(), "enabled", Form::YesNo, "answer requests and send traps"},
     {setting::Contact.full(), "contact", Form::Text, "sysContact"},
     {setting::Location.full(), "location", Form::Text, "sysLocation"},
     {setting::Community.full(), "", Form::Text, ""},
     {setting::EngineId.full(), "engine-id", Form::EngineId,
-     "administrator's part of the SNMPv3 engine id, required for SNMPv3"},
+     "administrator's part of the engine id, required for SNMPv3"},
     {setting::EngineBoots.full(), "engine-boots", Form::Number, "snmpEngineBoots", 0, /*settable=*/false,
      /*alwaysUndone=*/false},
     {setting::TrapVersion.full(), "trap-version", Form::TrapVersion, "SNMP version of traps"},
@@ -51,7 +51,8 @@ inline constexpr Setting kSettings[] = {
     {setting::TrapTargets.full(), "trap-targets", Form::Targets, "trap receivers"},
     {setting::TrapGenerators.full(), "trap-generators", Form::Generators,
      "enabled trap generators, see tnctl snmp trap list", 0, /*settable=*/true, /*alwaysUndone=*/false},
-    {setting::Interfaces.full(), "interfaces", Form::Interfaces, "interfaces that send link traps (none: no filter)"},
+    {setting::Interfaces.full(), "interfaces", Form::Interfaces,
+     "interfaces whose links cause traps (none: no filter)"},
 };
 
 constexpr tn::Kind kindOf(Form form) {

@@ -54,7 +54,7 @@ int serve(int argc, char** argv) {
     std::string program;
     tn::addCommonOptions(app);
     hostd::addOptions(app, options);
-    app.add_option("--spawn", program, "Start PROGRAM. Start it again after a crash, and on demand after an idle exit")
+    app.add_option("--spawn", program, "Start PROGRAM; restart it after a crash, and on demand after an idle exit")
         ->type_name("PROGRAM");
 
     const std::span words(argv, static_cast<size_t>(argc));

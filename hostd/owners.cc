@@ -44,7 +44,7 @@ namespace hostd {
 namespace {
 
 void addSensor(CLI::App& app, const std::string& option, std::string& choice, const std::string& what) {
-    app.add_option(option, choice, "Sensor for " + what + ", as sensors(1) prints it, or none")
+    app.add_option(option, choice, "Sensor for " + what + ", named as in the output of sensors(1), or none")
         ->check(checkChoice)
         ->option_text("CHIP/FEATURE");
 }
@@ -58,20 +58,21 @@ void addOptions(CLI::App& app, Options& options) {
     app.add_option("--sysfs", options.sysfs, "Read device data from this tree (for tests)")
         ->check(CLI::ExistingDirectory)
         ->option_text("DIR [/sys]");
-    addSensor(app, "--voltage-sensor", options.sensors[kVoltage], "the voltage");
-    addSensor(app, "--board-sensor", options.sensors[kBoardTemperature], "the board's temperature");
-    addSensor(app, "--cpu-sensor", options.sensors[kCpuTemperature], "the processor's temperature");
+    addSensor(app, "--voltage-sensor", options.sensors[kVoltage], "the supply voltage");
+    addSensor(app, "--board-sensor", options.sensors[kBoardTemperature], "the board temperature");
+    addSensor(app, "--cpu-sensor", options.sensors[kCpuTemperature], "the processor temperature");
     app.add_option("--guests-uri", options.guestsUri, "libvirt URI for virtual machines")
         ->option_text("URI [qemu:///system]");
     app.add_option("--podhost-uri", options.podhostUri, "libvirt URI for containers")
         ->option_text("URI [lxc:///system]");
-    app.add_option("--proxy-url", options.proxyUrl, "squid URL for web proxy counters")
+    app.add_option("--proxy-url", options.proxyUrl, "URL of the squid that provides the web proxy counters")
         ->option_text("URL [http://127.0.0.1:3128]");
-    app.add_flag("--allow-reboot", options.allowReboot, "Allow bus clients with write access to reboot this machine");
+    app.add_flag("--allow-reboot", options.allowReboot,
+                 "Allow bus clients and communities with write access to reboot this machine");
     app.add_flag("--allow-usb-reset", options.allowUsbReset,
-                 "Allow bus clients with write access to power-cycle USB ports");
+                 "Allow bus clients and communities with write access to power-cycle USB ports");
     app.add_flag("--allow-link-changes", options.allowLinkChanges,
-                 "Allow bus clients with write access to bring network interfaces up and down");
+                 "Allow bus clients and communities with write access to bring network interfaces up and down");
 }
 
 Owners::Owners(const Options& options) {

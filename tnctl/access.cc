@@ -51,7 +51,10 @@ bool Access::toEveryone() const { return grants() && std::any_of(from.begin(), f
 std::string Access::text() const {
     const std::string who = tn::escaped(name);
     if (!read && !write) return who + " may neither read nor write";
-    if (from.empty()) return who + " has no access yet: it has no addresses, so everyone is refused until it is edited";
+    if (from.empty())
+        return who +
+               " has no access yet: it has no addresses. An edit without addresses or a restart of the agent opens it "
+               "to every IPv4 source";
     const std::string what = read && write ? "read and write" : read ? "read" : "write";
     const std::string where = toEveryone() ? "everywhere (" + prefixTexts(from) + ")" : prefixTexts(from);
     return who + " may " + what + " from " + where + " with " + std::string(withWhat(security));

@@ -50,7 +50,8 @@ void listCommunities(const Session& session) {
         Json& row = rows.emplace_back(Json{{"id", entry.get_u32(field::ObjectId)}});
         row.update(showWords(communityWords(), entry, session.options.secrets));
         row["default"] = entry.get_bool(field::IsDefault);
-        if (!session.options.json && row["addresses"].empty()) row["addresses"] = "none: refuses everyone until edited";
+        if (!session.options.json && row["addresses"].empty())
+            row["addresses"] = "none: refuses everyone until edited, or until the agent restarts";
     }
     printList(session, columns, rows);
 }

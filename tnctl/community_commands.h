@@ -16,7 +16,7 @@ namespace tnctl {
 
 /// Prints the table of communities, passwords as *** unless --secrets.
 void listCommunities(const Session& session);
-// WORD=VALUE arguments, see communityWords(). They refuse passwords that are too short unless --force, and ask before
+// KEY=VALUE arguments, see communityWords(). They refuse passwords that are too short unless --force, and ask before
 // letting every source in (confirmAccess). Nothing is sent before all words were read and all questions answered. Then
 // they print the new access.
 void addCommunity(const Session& session, const std::vector<std::string>& words);

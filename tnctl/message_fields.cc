@@ -157,12 +157,12 @@ struct KindWord {
 
 constexpr KindWord kKinds[] = {
     {"bool", "yes or no", putBool},
-    {"u32", "a number of 32 bits", putU32},
+    {"u32", "a 32-bit number", putU32},
     {"be32", "an IPv4 address", putBe32},
-    {"u64", "a number of 64 bits", putU64},
+    {"u64", "a 64-bit number", putU64},
     {"addr6", "an IPv6 or IPv4 address", putAddr6},
     {"string", "a text", putString},
-    {"raw", "hexadecimal digits, two for an octet", putRaw},
+    {"raw", "hexadecimal digits, two per octet", putRaw},
     {"message", "{FIELD FIELD ...}", putMessage},
     {"u32[]", "numbers separated by commas", putU32Array},
     {"be32[]", "IPv4 addresses separated by commas", putBe32Array},

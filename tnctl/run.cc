@@ -54,14 +54,15 @@ class CommandLine {
         command->add_flag("--yes", options_.yes, "Don't ask for confirmation before granting access to all addresses");
     }
     void addForce(CLI::App* command) {
-        command->add_flag("--force", options_.force, "Accept passwords shorter than 8 characters");
+        command->add_flag("--force", options_.force,
+                          "Accept passwords shorter than 8 characters, and security levels without a password");
     }
     void addSecrets(CLI::App* command) {
         command->add_flag("--secrets", options_.secrets, "Show passwords instead of ***");
     }
     void addWords(CLI::App* command, std::span<const Word> words, bool required = true) {
-        command->add_option("WORDS", words_, "WORD=VALUE ..., see below")->required(required);
-        command->footer("Words:\n" + helpOnWords(words) + "\n" + command->get_footer());
+        command->add_option("ASSIGNMENTS", words_, "KEY=VALUE ..., see below")->required(required);
+        command->footer("Keys:\n" + helpOnWords(words) + "\n" + command->get_footer());
     }
 
     CLI::App app_{"Configure, monitor and debug the SNMP agent and the daemons it queries", "tnctl"};
@@ -104,9 +105,8 @@ CLI::App* CommandLine::add(CLI::App* parent, const std::string& name, const std:
 }
 
 void CommandLine::addSnmp() {
-    CLI::App* snmp =
-        add(&app_, "snmp", "Show the agent's settings, or change them", "  tnctl snmp\n  tnctl --json snmp");
-    CLI::App* set = add(snmp, "set", "Change the named settings and leave the others",
+    CLI::App* snmp = add(&app_, "snmp", "Show or change the agent's settings", "  tnctl snmp\n  tnctl --json snmp");
+    CLI::App* set = add(snmp, "set", "Change the named settings and leave the others unchanged",
                         "  tnctl snmp set enabled=yes contact=\"noc\" location=\"rack 4\" engine-id=core1\n"
                         "  tnctl snmp set trap-version=2c trap-community=monitor trap-targets=192.0.2.1,2001:db8::1");
     addWords(set, settingWords());
@@ -134,7 +134,7 @@ void CommandLine::addCommunity(CLI::App* snmp) {
     addForce(added);
     perform(added, [this](const Session& session) { tnctl::addCommunity(session, words_); });
 
-    CLI::App* set = add(community, "set", "Change the named fields of an entry and leave the others",
+    CLI::App* set = add(community, "set", "Change the named fields of an entry and leave the others unchanged",
                         "  tnctl snmp community set common addresses=192.0.2.0/24 write-access=no\n"
                         "  tnctl snmp community set 3 name=noc");
     set->add_option("NAME", name_, "Name or id of the entry")->required();
@@ -158,7 +158,7 @@ void CommandLine::addTraps(CLI::App* snmp) {
     CLI::App* list = add(trap, "list", "List the trap generators", "  tnctl snmp trap list");
     perform(list, listGenerators);
 
-    CLI::App* send = add(trap, "send", "Send a trap to every target, with one varbind or none",
+    CLI::App* send = add(trap, "send", "Make the agent send a trap to every target, with one varbind or none",
                          "  tnctl snmp trap send\n"
                          "  tnctl snmp trap send oid=1.3.6.1.4.1.49999.1 type=string value=hello");
     addWords(send, trapWords(), /*required=*/false);
@@ -166,35 +166,36 @@ void CommandLine::addTraps(CLI::App* snmp) {
 }
 
 void CommandLine::addSupervisor() {
-    CLI::App* processes = add(&app_, "processes", "List the daemons and the numbers they serve", "  tnctl processes");
+    CLI::App* processes =
+        add(&app_, "processes", "List the running daemons and the bus numbers they serve", "  tnctl processes");
     perform(processes, listProcesses);
 
-    CLI::App* undo = add(&app_, "undo", "Undo the newest change, or list changes that can be undone",
+    CLI::App* undo = add(&app_, "undo", "Undo the newest change, or list the changes that can be undone",
                          "  tnctl undo list\n  tnctl undo\n  tnctl undo 17");
     undo->add_option("ID", id_, "Undo this change instead of the newest");
-    CLI::App* list = add(undo, "list", "List changes that can be undone, newest last", "  tnctl undo list");
+    CLI::App* list = add(undo, "list", "List the changes that can be undone, newest last", "  tnctl undo list");
     perform(list, listUndo);
     perform(undo, [this](const Session& session) { undoChange(session, id_); });
 }
 
 void CommandLine::addMessages() {
     CLI::App* message =
-        add(&app_, "message", "Send any command to any path and print the reply",
+        add(&app_, "message", "Send a command to a path on the bus and print the reply",
             "  tnctl message 24,2 get\n  tnctl message 24,2 0xfe000d\n"
             "  tnctl message 34,1 get-object 0xfe0001:u32=0\n"
             "  tnctl message 34,1 set-object 0xfe0001:u32=3 '27:message[]={8:be32=10.0.0.0 9:be32=255.0.0.0}'");
-    message->add_option("PATH", path_, "Numbers separated by commas")->required();
+    message->add_option("PATH", path_, "Numbers separated by commas, such as 24,2")->required();
     message->add_option("COMMAND", command_, "A number, or a name such as get, get-all, set, set-object")->required();
     message->add_option(
         "FIELDS", words_,
-        "NUMBER:KIND=VALUE ...; kinds: bool u32 be32 u64 addr6 string raw message, and arrays of values "
-        "separated by commas: u32[] be32[] string[] message[]");
+        "NUMBER:KIND=VALUE ...; KIND is bool, u32, be32, u64, addr6, string, raw, message, or a list of values "
+        "separated by commas: u32[], be32[], string[], message[]");
     addSecrets(message);
     perform(message, [this](const Session& session) { sendMessage(session, path_, command_, words_); });
 
-    CLI::App* watched = add(&app_, "watch", "Print notifications as they arrive, until Ctrl-C",
+    CLI::App* watched = add(&app_, "watch", "Print the notifications of a path as they arrive, until Ctrl-C",
                             "  tnctl watch 34\n  tnctl watch 20,0 0x10004");
-    watched->add_option("PATH", path_, "Numbers separated by commas")->required();
+    watched->add_option("PATH", path_, "Numbers separated by commas, such as 24,2")->required();
     watched->add_option("NOTIFICATION", notification_, "Number or name of the notification (default: changed)");
     addSecrets(watched);
     perform(watched, [this](const Session& session) { watch(session, path_, notification_); });
@@ -236,7 +237,7 @@ int CommandLine::explain(const CLI::ParseError& error, Console& console) {
     const std::vector<std::string_view> known(names.begin(), names.end());
     console.err << where << ": ";
     if (!extras.empty())
-        console.err << tn::escaped(extras.front()) << ": unknown word"
+        console.err << tn::escaped(extras.front()) << ": unknown argument"
                     << (known.empty() ? "" : ": expected " + expectedOneOf(extras.front(), known)) << '\n';
     else if (innermost->get_require_subcommand_min() > 0)
         console.err << "expected a command: " << expectedOneOf("", known) << '\n';

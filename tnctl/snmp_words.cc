@@ -56,7 +56,7 @@ std::span<const Word> communityWords() {
     namespace c = snmp::community;
     // clang-format off
     static const std::array<Word, 9> words{{
-        {"name",                    "NAME",          kName,                   c::Name.number,                   "community string, and user name in SNMPv3"},
+        {"name",                    "NAME",          kName,                   c::Name.number,                   "community string of SNMPv1 and v2c, and user name of SNMPv3"},
         {"read-access",             "READ",          kYesNo,                  c::ReadAccess.number,             "may read (default: yes)"},
         {"write-access",            "WRITE",         kYesNo,                  c::WriteAccess.number,            "may write (default: no)"},
         {"security",                "SECURITY",      kSecurity,               c::Security.number,               "minimum SNMPv3 security level; above none, SNMPv1 and v2c are refused"},
@@ -64,7 +64,7 @@ std::span<const Word> communityWords() {
         {"encryption-protocol",     "PRIV",          kEncryptionProtocol,     c::EncryptionProtocol.number,     "SNMPv3 cipher"},
         {"authentication-password", "AUTH-PASSWORD", kPassword,               c::AuthenticationPassword.number, "at least 8 characters"},
         {"encryption-password",     "PRIV-PASSWORD", kPassword,               c::EncryptionPassword.number,     "at least 8 characters"},
-        {"addresses",               "ADDRESSES",     kPrefixes,               c::Addresses.number,              "accepted source addresses (default: all of IPv4)"},
+        {"addresses",               "ADDRESSES",     kPrefixes,               c::Addresses.number,              "accepted source addresses (default: every IPv4 address)"},
     }};
     // clang-format on
     return words;

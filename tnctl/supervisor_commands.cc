@@ -52,7 +52,7 @@ uint32_t newestRecord(const Client& client) {
 
 uint32_t recordId(const std::string& text) {
     const auto id = parseNumber(text);
-    if (!id) throw Failure(kUsage, tn::escaped(text) + ": expected an id from `tnctl undo list`, or list");
+    if (!id) throw Failure(kUsage, tn::escaped(text) + ": expected an id from `tnctl undo list`, or the command list");
     return static_cast<uint32_t>(*id);
 }
 

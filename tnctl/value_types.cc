@@ -200,10 +200,11 @@ std::vector<tn::message> interfaceFilter(const std::vector<uint32_t>& ids) {
 }
 
 const ValueType kYesNo{"yes or no", parseYesNo, showBool};
-const ValueType kText{"a text of at most 255 octets", parseText<0, 255>, showText};
-const ValueType kName{"a text of 1 to 255 octets", parseText<1, 255>, showText};
-const ValueType kEngineId{"a text of at most 27 octets", parseText<0, 27>, showText};
-const ValueType kPassword{"a password, - to read it from standard input, or @FILE", parseText<0, 1024>, showText,
+const ValueType kText{"text of at most 255 octets", parseText<0, 255>, showText};
+const ValueType kName{"text of 1 to 255 octets", parseText<1, 255>, showText};
+const ValueType kEngineId{"text of at most 27 octets", parseText<0, 27>, showText};
+const ValueType kPassword{"a password, - to read it from standard input, or @FILE to read it from a file",
+                          parseText<0, 1024>, showText,
                           /*secret=*/true};
 const ValueType kNumber{"a number from 0 to 4294967295", parseU32, showNumber};
 const ValueType kSecurity{"none, authorized or private", parseChoice<kSecurityChoices>, showChoice<kSecurityChoices>};
@@ -211,12 +212,12 @@ const ValueType kAuthenticationProtocol{"md5 or sha1", parseChoice<kAuthenticati
                                         showChoice<kAuthenticationChoices>};
 const ValueType kEncryptionProtocol{"des", parseChoice<kEncryptionChoices>, showChoice<kEncryptionChoices>};
 const ValueType kTrapVersion{"1, 2c or 3", parseChoice<kVersionChoices>, showChoice<kVersionChoices>};
-const ValueType kPrefixes{"prefixes such as 192.0.2.0/24,2001:db8::/32", parsePrefixes, showPrefixes};
+const ValueType kPrefixes{"prefixes or addresses such as 192.0.2.0/24,2001:db8::1", parsePrefixes, showPrefixes};
 const ValueType kTargets{"addresses such as 192.0.2.1,2001:db8::1, or none", parseTargets, showTargets};
 const ValueType kOid{"an OID such as 1.3.6.1.4.1.32473.1", parseOid, showText};
 const ValueType kTrapType{"string, integer, oid, ipaddress, counter32, timeticks or null",
                           parseChoice<kTrapTypeChoices>, showChoice<kTrapTypeChoices>};
-const ValueType kValueText{"a text of at most 60000 octets", parseText<0, 60'000>, showText};
+const ValueType kValueText{"text of at most 60000 octets", parseText<0, 60'000>, showText};
 const ValueType kGenerators{"generators such as start-trap,interfaces, or none", parseGenerators, showGenerators};
 const ValueType kInterfaces{"all, none or interfaces such as eth0,eth1", parseInterfaces, showInterfaces};
 const ValueType kCommunity{"a community's name or id, or none", parseCommunity, showCommunity};

@@ -30,7 +30,7 @@ const Word& findWord(std::span<const Word> words, std::string_view name) {
         if (!word.settable) throw Failure(kUsage, std::string(name) + ": read-only, the agent maintains it");
         return word;
     }
-    throw Failure(kUsage, tn::escaped(name) + ": unknown word: expected " + expectedOneOf(name, settableNames(words)));
+    throw Failure(kUsage, tn::escaped(name) + ": unknown key: expected " + expectedOneOf(name, settableNames(words)));
 }
 
 Assignment parseAssignment(std::span<const Word> words, std::string_view argument) {

@@ -22,7 +22,7 @@ struct ValueType {
     bool secret = false;  ///< read with ReadSecret, shown as ***, never repeated in errors
 };
 
-/// One WORD of WORD=VALUE: its type, field and help in one row.
+/// One KEY of KEY=VALUE: its type, field and help in one row.
 struct Word {
     std::string_view name;
     std::string_view heading;  ///< of its column in listings; empty for one that is in no listing
@@ -35,7 +35,7 @@ struct Word {
 /// Turns the value typed for a secret word into the secret.
 using ReadSecret = std::function<std::string(const Word& word, std::string_view value)>;
 
-/// Parses WORD=VALUE arguments into a message with exactly the fields that they name. Secrets are read last, so that no
+/// Parses KEY=VALUE arguments into a message with exactly the fields that they name. Secrets are read last, so that no
 /// password is typed in vain. Throws Failure (exit code 2) that says what was expected, for a word that is unknown, not
 /// settable or given twice, and for a wrong value.
 [[nodiscard]] tn::message parseWords(std::span<const Word> words, const std::vector<std::string>& arguments,

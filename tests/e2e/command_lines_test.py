@@ -84,7 +84,7 @@ class Examples(unittest.TestCase):
     def help_texts(self, *command):
         text = self.agent.tnctl(*command, "--help").out
         yield text
-        for inner in re.findall(r"(?m)^  ([a-z]+)  ", text.partition("Subcommands:\n")[2].partition("\nWords:")[0]):
+        for inner in re.findall(r"(?m)^  ([a-z]+)  ", text.partition("Subcommands:\n")[2].partition("\nKeys:")[0]):
             yield from self.help_texts(*command, inner)
 
     def test_every_example_of_the_help_texts_and_the_manual_page_works(self):

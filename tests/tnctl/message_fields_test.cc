@@ -37,13 +37,13 @@ TEST(MessageFields, WrongOnesAreRefusedWithoutRepeatingTheirValues) {
         {"expected NUMBER:KIND=VALUE", {"secret", "5=secret"}},
         {"did you mean string?", {"5:strin=secret"}},
         {"at most 0x7ffffff", {"0x8000000:u32=1"}},
-        {"5:u32: expected a number of 32 bits", {"5:u32=-1", "5:u32=4294967296", "5:u32=0x"}},
-        {"64 bits", {"5:u64=18446744073709551616"}},
+        {"5:u32: expected a 32-bit number", {"5:u32=-1", "5:u32=4294967296", "5:u32=0x"}},
+        {"64-bit", {"5:u64=18446744073709551616"}},
         {"hexadecimal", {"5:raw=abc", "5:raw=0x"}},
         {"IPv4", {"5:be32=::1"}},
         {"numbers", {"5:u32[]=1,"}},
         {"{FIELD", {"5:message={1:u32=1", "5:message=1:u32=1}", deep}},
-        {"1:u32: expected a number", {"5:message={1:u32=x}"}},
+        {"1:u32: expected a 32-bit number", {"5:message={1:u32=x}"}},
         {"the bus sets this field", {"0xff0001:u32[]=24"}},
     };
     for (const auto& [why, texts] : rows)

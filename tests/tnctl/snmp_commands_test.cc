@@ -159,7 +159,7 @@ TEST_F(Communities, ListHidesPasswordsAndShowsWhoIsRefused) {
     EXPECT_EQ(out,
               "ID  NAME    READ  WRITE  SECURITY  AUTH  PRIV  AUTH-PASSWORD  PRIV-PASSWORD  ADDRESSES\n"
               "0   common  yes   no     none      md5   des   -              -              none: refuses everyone "
-              "until edited\n"
+              "until edited, or until the agent restarts\n"
               "3   7       yes   no     none      md5   des   ***            ***            192.0.2.0/24\n");
     ASSERT_EQ(type("--json snmp community list"), kDone) << err;
     EXPECT_THAT(out, Not(HasSubstr("geheim")));

@@ -54,7 +54,7 @@ TEST(Words, WhatIsWrongIsReportedWithWhatWasExpected) {
         {"did you mean enabled?", {"enabld=yes"}},
         {"did you mean contact?", {"cont=x"}},
         {"expected enabled, contact,", {"zzzz=x"}},
-        {"unknown word", {"="}},
+        {"unknown key", {"="}},
         {"expected contact=VALUE", {"contact"}},
         {"expected yes or no", {"enabled="}},
         {"at most 255", {"contact=" + std::string(256, 'x')}},
