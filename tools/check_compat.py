@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""docs/compatibility.md and the code name the same oddities: each number of either is in the other, and each fixed text
-is still in the code as it stands there."""
+"""Checks docs/compatibility.md against the code: each number must be in both, and each fixed text must still be in the
+code exactly as the page has it."""
 import collections
 import pathlib
 import re
@@ -25,16 +25,16 @@ def faults():
     numbers = [int(number) for number, _ in entries]
     for number, times in collections.Counter(numbers).items():
         if times > 1:
-            yield f"{PAGE}: {number} stands there {times} times"
+            yield f"{PAGE}: {number} is there {times} times"
     for number in sorted(set(numbers) - set(marks)):
-        yield f"{PAGE}: {number}: no place in the code says // compat: {number}"
+        yield f"{PAGE}: {number}: no comment in the code has // compat: {number}"
     for number in sorted(set(marks) - set(numbers)):
         yield f"{marks[number]}: compat: {number} isn't in {PAGE}"
     code = "\n".join(sources.values())
     for number, texts in ENTRY.findall(PAGE.read_text().partition("\n## Texts\n")[2]):
         for text in re.findall(r"`(.+?)`", texts):
             if PLACEHOLDER.sub("", text) not in code:
-                yield f"{PAGE}: {number}: nothing says {text!r} any more"
+                yield f"{PAGE}: {number}: the code no longer contains {text!r}"
 
 
 found = list(faults())

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""The objects that the agent serves are those of their MIBs, and docs/objects.md lists them.
+"""Checks that the agent serves the objects of its MIBs, and that docs/objects.md lists them.
 
 usage: tools/check_objects.py [--write] LIST-OBJECTS
 
 LIST-OBJECTS is the program of tools/list_objects.cc. Names, numbers, syntaxes, access and indexes are compared with
-mibs/standard-objects.tsv and mibs/TARNIX-MIB.txt, both ways. --write makes docs/objects.md anew.
+mibs/standard-objects.tsv and mibs/TARNIX-MIB.txt, in both directions. --write generates docs/objects.md.
 """
 import collections
 import os
@@ -19,7 +19,7 @@ COMPATIBILITY = pathlib.Path("docs/compatibility.md")
 NO_ROOT = "/dev/null/no-root"  # the program reads and writes nothing
 Object = collections.namedtuple("Object", "oid name syntax access source index module")
 
-# What differs from the MIB on purpose; docs/compatibility.md names the objects and says why.
+# Intended differences from the MIBs; docs/compatibility.md names the objects and gives the reasons.
 COUNTERS_OF_THE_CACHE = ("cacheHttpHits", "cacheHttpOutKb", "cacheServerRequests", "cacheServerInKb",
                          "cacheServerOutKb")
 DIFFERENCES = {"entPhysicalIndex": {"access"}, "cacheUptime": {"syntax"},
@@ -27,18 +27,19 @@ DIFFERENCES = {"entPhysicalIndex": {"access"}, "cacheUptime": {"syntax"},
 
 HEAD = """# Objects
 
-Every object that the agent serves, in the order of a walk. This page is made from the agent's tables of columns by
-`tools/check_objects.py --write`; `./dev lint` compares it with them, and them with the MIBs.
+This page lists every object that the agent serves, in the order of a walk. `tools/check_objects.py --write` generates
+it from the agent's column tables. `./dev lint` checks that it is current, and that the tables agree with the MIBs.
 
-- An instance of a scalar is OID.0, one of a column OID.INDEX. The line of a table's row names its index objects.
-- read-only: a Set is answered and changes nothing. Constants outside tables can't be Set at all. read-write says what
-  the agent passes on; its owner may still refuse, see [operating.md](operating.md).
-- "value" is the owner of the value and its path on the bus (see [architecture.md](architecture.md)), or the constant
-  that is served since no owner knows it. "counted" is the number of the owner's rows. An owner that is missing leaves
-  out rows of tables; scalars then show 0 or an empty text.
-- A number under "differs" is that of an entry in [compatibility.md](compatibility.md#objects): how the object differs
-  from what its MIB says.
-- Objects of plug-ins aren't here."""
+- A scalar has one instance, OID.0; the instances of a column are OID.INDEX. An object in bold type is the row of a
+  table, with the table's index.
+- "read-only": a Set changes nothing. It succeeds all the same, unless the object is a constant outside tables.
+  "read-write": the agent passes a Set on to the owner, which may refuse it; see [operating.md](operating.md).
+- "value" is the owner that provides the value, with its path on the bus (see [architecture.md](architecture.md)). If no
+  owner provides it, it is a constant. "counted" means the number of the owner's rows. While an owner isn't running, its
+  tables have no rows, and its scalars are 0 or empty.
+- "differs" has the numbers of the entries in [compatibility.md](compatibility.md#objects) that say how the object
+  differs from its MIB.
+- Objects of plug-ins aren't listed."""
 
 
 def served(program):
@@ -74,7 +75,7 @@ def vendor():
 
 
 def differences(ours, mib, rows):
-    """What isn't as the MIB says: names of fields."""
+    """Yields the fields that differ from the MIB."""
     if ours.oid != mib.oid:
         yield "oid"
     if ours.syntax != mib.syntax:
@@ -91,19 +92,19 @@ def faults(objects, mibs):
     for ours in objects:
         mib = mibs.get(ours.name)
         if mib is None:
-            yield f"{ours.name}, {ours.oid}: no MIB has it: wrong name, or its line is missing in {STANDARD}"
+            yield f"{ours.name}, {ours.oid}: no MIB has it: its name is wrong, or {STANDARD} lacks its line"
             continue
         found, known = set(differences(ours, mib, mibs)), DIFFERENCES.get(ours.name, set())
         for field in sorted(found - known):
             yield f"{ours.name}: {field} is {getattr(ours, field)!r}; its MIB says {getattr(mib, field)!r}"
         for field in sorted(known - found):
-            yield f"{ours.name}: {field} is as its MIB says: remove it from DIFFERENCES"
+            yield f"{ours.name}: {field} agrees with its MIB: remove it from DIFFERENCES"
         if known and not entries(ours.name):
             yield f"{ours.name}: {COMPATIBILITY} doesn't say why it differs from its MIB"
     names = {ours.name for ours in objects}
     for mib in mibs.values():
         if mib.name not in names and not (mib.module == "TARNIX-MIB" and mib.access == "not-accessible"):
-            yield f"{mib.name}: its MIB's line is here, but nothing serves it"
+            yield f"{mib.name}: a MIB defines it, but the agent doesn't serve it"
 
 
 def entries(name):
@@ -152,7 +153,7 @@ def main(words):
     if write:
         PAGE.write_text(made)
     elif not PAGE.exists() or PAGE.read_text() != made:
-        found.append(f"{PAGE} isn't what the agent serves: run tools/check_objects.py --write {words[-1]}")
+        found.append(f"{PAGE} isn't current: run tools/check_objects.py --write {words[-1]}")
     print(*found, sep="\n", end="\n" if found else "", file=sys.stderr)
     return bool(found)
 

@@ -147,7 +147,7 @@ std::string sourceOf(const Column<Record>& column, const std::string& records) {
     if (const auto* number = std::get_if<Constant>(&column.value)) return "constant " + std::to_string(number->value);
     if (const auto* oid = std::get_if<ConstantOID>(&column.value)) return "constant " + OID(oid->value).str().substr(1);
     if (const auto* text = std::get_if<ConstantText>(&column.value))
-        return text->value.empty() ? "constant, empty" : "constant since the start";
+        return text->value.empty() ? "constant, empty" : "constant, set at startup";
     return records;
 }
 
