@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Adds routes to the current network namespace, or changes them at a given rate. It sends hundreds of messages in one
-system call: `ip -batch` needs a minute and gigabytes for a million routes.
+"""Adds routes to the current network namespace, or changes them at a given rate. Each system call sends hundreds of
+messages; `ip -batch` would need a minute and gigabytes for a million routes.
 
 usage: fill_routes.py add COUNT | fill_routes.py change COUNT CHANGES RATE
 

@@ -57,7 +57,8 @@ def print_table(figures):
 
 def add_options(parser):
     parser.add_argument("--works", nargs="+", choices=WORKS, default=list(WORKS), help="kinds of requests")
-    parser.add_argument("--windows", nargs="+", type=int, default=[1, 32], help="numbers of outstanding requests")
+    parser.add_argument("--windows", nargs="+", type=int, default=[1, 32],
+                        help="numbers of outstanding requests, measured one after the other")
     parser.add_argument("--rounds", type=int, default=7, help="measurements of each server")
     parser.add_argument("--requests", type=int, default=20000, help="requests per measurement")
 

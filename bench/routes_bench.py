@@ -27,7 +27,7 @@ def add_options(parser):
                         type=lambda text: sorted({int(word) for word in text.split(",")}),
                         help="numbers of routes, one namespace each (default: 1000,100000,1000000)")
     parser.add_argument("--snmpd-max", type=int, default=100000, metavar="N",
-                        help="maximum number of routes to measure snmpd with (default: 100000, a walk of two minutes)")
+                        help="largest number of routes with which snmpd is measured (default: 100000, a walk of two minutes)")
     parser.add_argument("--rounds", type=int, default=3, help="measurements of each server")
     parser.add_argument("--seconds", type=int, default=5, help="duration of the route changes")
 

@@ -142,9 +142,10 @@ void measure(const Options& options) {
 
 int main(int argc, char** argv) {
     Options options;
-    CLI::App app{"Send SNMP requests to 127.0.0.1 with a window of them outstanding. Prints one line of JSON"};
+    CLI::App app{"Send SNMP requests to 127.0.0.1, keeping a number of them outstanding. Prints one line of JSON"};
     app.add_option("--port", options.port, "UDP port of the server")->required();
-    app.add_option("--window", options.window, "requests outstanding")->check(CLI::Range(1U, 1U << kWindowBits));
+    app.add_option("--window", options.window, "number of outstanding requests")
+        ->check(CLI::Range(1U, 1U << kWindowBits));
     app.add_option("--requests", options.requests, "number of measured requests")->check(CLI::Range(1U, 1'000'000U));
     app.add_option("--warmup", options.warmup, "number of requests before the measurement")
         ->check(CLI::Range(1U, 1'000'000U));

@@ -46,7 +46,7 @@ int main(int argc, char** argv) {
     unsigned interval = 2;
     bench::Request request;
     std::string name;
-    CLI::App app{"Query a value of 127.0.0.1 until SIGTERM. Prints the longest wait as one line of JSON"};
+    CLI::App app{"Query a value from 127.0.0.1 repeatedly until SIGTERM. Prints the longest wait as one line of JSON"};
     app.add_option("--port", port, "UDP port of the server")->required();
     app.add_option("--interval", interval, "milliseconds between a reply and the next request");
     app.add_option("OID", name, "name to query")->required();

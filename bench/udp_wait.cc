@@ -43,10 +43,12 @@ int main(int argc, char** argv) {
     double seconds = 20;
     std::vector<std::string> names;
     bench::Request request;
-    CLI::App app{"Query values of 127.0.0.1 until they are available. Prints the monotonic clock in seconds"};
+    CLI::App app{
+        "Query values from 127.0.0.1 until they are available. Prints the time of the monotonic clock then, in "
+        "seconds"};
     app.add_option("--port", port, "UDP port of the server")->required();
     app.add_option("--seconds", seconds, "timeout");
-    app.add_option("OID", names, "names of the Get")->required();
+    app.add_option("OID", names, "names to query")->required();
     CLI11_PARSE(app, argc, argv);
     try {
         for (const std::string& name : names) request.oids.push_back(wire::parseOid(name));

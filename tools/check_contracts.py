@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Fields of the bus have names: contracts/ and tn/ give them, and no other file reads or writes a field by its number."""
+"""Checks that bus fields are accessed by name. contracts/ and tn/ define the names."""
 import pathlib
 import re
 import sys

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""mibs/TARNIX-MIB.txt is proper SMIv2, and its counters of interfaces are those of docs/interface-counters.md. Whether
-the agent serves what it says is tools/check_objects.py's business."""
+"""Checks that mibs/TARNIX-MIB.txt is valid SMIv2, and that docs/interface-counters.md lists its interface counters.
+tools/check_objects.py checks it against the objects that the agent serves."""
 import os
 import pathlib
 import re

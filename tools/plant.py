@@ -144,8 +144,9 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("list", type=pathlib.Path, metavar="LIST")
     parser.add_argument("--workers", type=int, default=1, help="trees built and tested at the same time (1)")
-    parser.add_argument("--unit", action="store_true", help="only unit tests: quicker, and more faults pass")
-    parser.add_argument("--only", default="", help="plant the faults whose line matches this regular expression")
+    parser.add_argument("--unit", action="store_true", help="run only unit tests: faster, but misses more faults")
+    parser.add_argument("--only", default="",
+                        help="plant only the faults whose title line matches this regular expression")
     options = parser.parse_args()
     faults = [fault for fault in parse(options.list.read_text()) if re.search(options.only, f"{fault[0]}: {fault[1]}")]
     trees = queue.Queue()
