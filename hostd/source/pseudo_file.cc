@@ -22,7 +22,7 @@ std::string_view PseudoFile::read() {
             close();
             return {};
         }
-        // The kernel returns these files in one piece if the buffer is large enough, so a short read is complete.
+        // The kernel returns such a file in one read if the buffer is large enough: a short read has all of it.
         if (static_cast<size_t>(n) < buffer_.size()) return {buffer_.data(), static_cast<size_t>(n)};
         buffer_.resize(buffer_.size() * 2);
     }

@@ -6,14 +6,16 @@
 
 namespace hostd {
 
-/// The maximum age of a reading that is still shown, for every source that can block.
+/// The maximum age of a reading that is still served. It holds for every source that can block. Older values count as
+/// absent, since managers couldn't distinguish them from current ones.
 constexpr std::chrono::seconds kMaxReadingAge{90};
 
-/// The entries that a source reported.
+/// One reading of a source that reports entries. A problem and rows may both be present: the source then reported only
+/// a part of its entries.
 template <class Entry>
 struct Reading {
-    std::string problem;  ///< why entries are missing; empty when none are
-    std::vector<Entry> rows;
+    std::string problem;      ///< why entries are missing, for ProblemLog; empty when none are
+    std::vector<Entry> rows;  ///< in the order in which the source reported them
 };
 
 }  // namespace hostd

@@ -18,32 +18,35 @@
 
 namespace hostd {
 
-/// A source that can block (a disk, a driver, a library), read on a helper thread. All operations are for the loop's
-/// thread.
+/// Reads a source that can block (a disk, a driver, a library) on a helper thread, and retains its last reading. All
+/// operations are for the loop's thread.
 ///
-/// A reading older than `maxAge` is renewed before it is shown: the caller waits for the new one, kMaxWait at most,
-/// then gets the last one unless that is older than kMaxReadingAge. A reading that hangs is waited for once, and a
-/// source whose last reading took longer than kMaxWait isn't waited for. A reading that fails leaves the last one.
+/// If the last reading is older than `maxAge`, a request starts a new one and waits for it, kMaxWait at most. If that
+/// isn't enough, the request gets the last one, or nothing if that is older than kMaxReadingAge. Only one request waits
+/// for each reading, so a source that hangs delays one request. A source whose last reading took longer than kMaxWait
+/// isn't waited for. A reading that fails leaves the last one in place.
 ///
-/// So that callers rarely wait, and slow sources have values to show, it is also read ahead: shortly before `maxAge`
-/// has passed until `gracePeriod` after the last request, then every `idleInterval` for good. That needs the process's
-/// loop; without one it is read on request only.
+/// The source is also read ahead, so that requests rarely wait and slow sources have values to serve. Until
+/// `gracePeriod` after the last request, a reading starts when three quarters of `maxAge` have passed since the
+/// previous one. After that, one starts every `idleInterval`. Reading ahead needs the process's loop; without a loop,
+/// the source is read on request only.
 ///
-/// Each reading has a thread that ends with it: an idle thread would cost its stack permanently, and one that is stuck
-/// in the kernel can be abandoned.
+/// Each reading runs on a new thread, which ends with it. A permanent thread would cost its stack while idle, and
+/// couldn't be replaced while it is stuck in the kernel.
 ///
-/// @tparam T  what one reading returns
+/// @tparam T  the result of one reading
 template <class T>
 class Watch {
   public:
     using Duration = std::chrono::milliseconds;
-    static constexpr Duration kGracePeriod{120'000};
-    static constexpr Duration kIdleInterval{30'000};
-    static constexpr Duration kMaxWait{200};
+    static constexpr Duration kGracePeriod{120'000};  ///< default: longer than the interval of one-minute pollers
+    static constexpr Duration kIdleInterval{30'000};  ///< default: well below kMaxReadingAge
+    static constexpr Duration kMaxWait{200};          ///< maximum delay of a request
 
+    /// Starts nothing: the first reading is started by keepReading() or latest().
     /// @param what  what is read, for the log: "disks"
-    /// @param read  runs on the helper thread; returns nothing when it fails. It must hold by value all it uses, since
-    ///              a reading that never ends outlives this object.
+    /// @param read  runs on the helper thread, one call at a time; returns nothing when it fails. It must own all it
+    ///              uses, since a reading that never ends outlives this object.
     Watch(std::string what, std::function<std::optional<T>()> read, Duration maxAge,
           Duration idleInterval = kIdleInterval, Duration gracePeriod = kGracePeriod)
         : what_(std::move(what)),
@@ -52,7 +55,8 @@ class Watch {
           idleInterval_(idleInterval),
           gracePeriod_(gracePeriod) {}
 
-    /// Starts a reading if one is due, and continues to read ahead. For sources needed before the first request.
+    /// Starts a reading if one is due, returns at once, and reads ahead from now on. Call it at startup if the first
+    /// request is to find a reading, and again once the process has a loop.
     void keepReading() {
         const Duration now = tn::sinceBoot();
         startIfDue(now);
@@ -62,8 +66,9 @@ class Watch {
         timer_.start(age < period ? period - age : period, [this] { keepReading(); });
     }
 
-    /// Requests the last finished reading, renewed if it was too old. nullptr before there is one, and when none was
-    /// finished for kMaxReadingAge.
+    /// The last successful reading, renewed if it was older than `maxAge`. Waits for kMaxWait at most. nullptr if there
+    /// is none yet, or the last one began more than kMaxReadingAge ago. If that is because readings fail, a line is
+    /// logged, once. The reading is shared and doesn't change: later readings are separate objects.
     [[nodiscard]] std::shared_ptr<const T> latest() {
         const Duration now = tn::sinceBoot();
         requested_ = now;
@@ -71,7 +76,7 @@ class Watch {
         if (!isEager_) keepReading();  // at shorter intervals from now on
         const auto deadline = std::chrono::steady_clock::now() + kMaxWait;
         std::shared_ptr<const Finished> last = finished();
-        // A reading that ends here may have started long ago: then another one is due.
+        // The reading that has just ended may have started long ago. If so, another one is due.
         while (isWorthWaiting(last, now) && hasEndedBy(deadline)) {
             startIfDue(now);
             last = finished();
@@ -85,24 +90,25 @@ class Watch {
     }
 
   private:
+    /// A successful reading.
     struct Finished {
-        Duration started;
-        bool isSlow;  ///< took longer than kMaxWait
+        Duration started;  ///< as of tn::sinceBoot
+        bool isSlow;       ///< took longer than kMaxWait
         T value;
     };
-    /// Shared with the helper thread, which may outlive this.
+    /// Shared with the helper thread, which may outlive this. The mutex guards all of it.
     struct State {
         std::mutex mutex;
-        std::condition_variable ended;
-        bool isBusy = false;
-        bool hasFailed = false;  ///< the last reading
-        std::shared_ptr<const Finished> finished;
+        std::condition_variable ended;             ///< notified when isBusy becomes false
+        bool isBusy = false;                       ///< a reading is in progress
+        bool hasFailed = false;                    ///< the last reading failed
+        std::shared_ptr<const Finished> finished;  ///< the last one that succeeded; nullptr before that
     };
 
-    /// Age at which a reading is started ahead: early enough that it is done before the last one is too old.
+    /// Age of a reading at which the next one is started. The next one then usually ends before the age is maxAge.
     [[nodiscard]] Duration renewalAge() const { return maxAge_ * 3 / 4; }
 
-    /// Starts a reading unless one is in progress or the last one is recent.
+    /// Starts a reading unless one is in progress or the last one began recently. Logs a reading that hangs.
     void startIfDue(Duration now) {
         const std::lock_guard lock(state_->mutex);
         if (state_->isBusy)
@@ -111,7 +117,7 @@ class Watch {
             start(now);
     }
 
-    /// Called with the lock held.
+    /// Starts a reading on a new thread; logs a line if there is no thread. Called with the lock held.
     void start(Duration now) {
         started_ = now;
         isHangLogged_ = false;
@@ -124,7 +130,7 @@ class Watch {
         }
     }
 
-    /// Runs on the helper thread.
+    /// Reads, then publishes the result and wakes waiting callers. Runs on the helper thread.
     static void readInto(State& state, const std::function<std::optional<T>()>& read, Duration started) {
         const auto begun = std::chrono::steady_clock::now();
         std::optional<T> value = read();
@@ -136,31 +142,33 @@ class Watch {
         state.ended.notify_all();
     }
 
-    /// The last reading that succeeded.
+    /// The last reading that succeeded; nullptr before that.
     [[nodiscard]] std::shared_ptr<const Finished> finished() const {
         const std::lock_guard lock(state_->mutex);
         return state_->finished;
     }
 
-    /// A source that was slow last time is likely to exceed kMaxWait again.
+    /// True if there is no reading yet, or the last one is too old and wasn't slow. A slow source is likely to exceed
+    /// kMaxWait again.
     [[nodiscard]] bool isWorthWaiting(const std::shared_ptr<const Finished>& last, Duration now) const {
         return !last || (last->started + maxAge_ <= now && !last->isSlow);
     }
 
-    /// Waits for the reading in progress, but only once per reading, so that a source that hangs delays one caller.
+    /// Waits for the reading in progress. True if it has ended, with or without success, by the deadline. Returns false
+    /// at once if a request has already waited for this reading, so that a source that hangs delays only one.
     bool hasEndedBy(std::chrono::steady_clock::time_point deadline) {
         if (std::exchange(isWaitedFor_, true)) return false;
         std::unique_lock lock(state_->mutex);
         return state_->ended.wait_until(lock, deadline, [this] { return !state_->isBusy; });
     }
 
-    /// Logs a reading that hangs, once per reading.
+    /// Logs a reading that has been in progress for kMaxReadingAge, once for each reading.
     void reportHang(Duration now) {
         if (now - *started_ < kMaxReadingAge || std::exchange(isHangLogged_, true)) return;
         hostLog << what_ << ": no answer for " << kMaxReadingAge.count() << " s";
     }
 
-    /// Logs that there is nothing to show because readings fail, once until there is something again.
+    /// Logs that there is no data because readings fail: once, until latest() has data again.
     void reportFailure() {
         const std::lock_guard lock(state_->mutex);
         if (state_->hasFailed && !std::exchange(isFailureLogged_, true)) hostLog << what_ << ": no data";
@@ -171,10 +179,10 @@ class Watch {
     Duration maxAge_;
     Duration idleInterval_;
     Duration gracePeriod_;
-    std::optional<Duration> started_;    ///< the last reading
-    std::optional<Duration> requested_;  ///< last
-    bool isEager_ = false;               ///< requested within the grace period
-    bool isWaitedFor_ = true;            ///< a caller has waited for the reading in progress
+    std::optional<Duration> started_;    ///< when the last reading began, as of tn::sinceBoot
+    std::optional<Duration> requested_;  ///< when latest() was last called
+    bool isEager_ = false;               ///< reads ahead at the short interval: requested within the grace period
+    bool isWaitedFor_ = true;            ///< a request has waited for the reading in progress
     bool isHangLogged_ = false;
     bool isFailureLogged_ = false;
     Timer timer_;

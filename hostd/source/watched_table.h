@@ -15,16 +15,21 @@
 
 namespace hostd {
 
-/// A table whose rows a Watch reads, from its construction on. Rows keep their ids while they are listed, and across
-/// readings without any rows. A derived class writes the fields of a row.
-/// @tparam Entry  as assignIds requires it
+/// A table whose rows are the latest reading of a Watch. The first reading starts with construction. The table is empty
+/// before that reading has ended, and while the latest one is older than kMaxReadingAge.
+///
+/// A row keeps its id as long as every reading contains it. Readings without any rows don't count, so that a service
+/// that restarts doesn't renumber its rows. A derived class writes the fields of a row.
+/// @tparam Entry  a row's content; must meet the requirements of assignIds
 template <class Entry>
 class WatchedTable : public IdTable {
   public:
     using Source = Watch<Reading<Entry>>;
 
-    /// @param what  what the rows are, for the log: "PCI devices"
-    /// @param read  runs on the helper thread; this and maxAge are as Watch's
+    /// @param what    what the rows are, for the log: "PCI devices"
+    /// @param read    runs on the helper thread, as for Watch
+    /// @param maxAge  age at which a reading is renewed, as for Watch
+    /// @param range   limits of the rows' ids
     WatchedTable(const std::string& what, std::function<Reading<Entry>()> read, std::chrono::milliseconds maxAge,
                  IdRange range)
         : WatchedTable(what, std::make_shared<Source>(what, std::move(read), maxAge), range) {}
@@ -33,16 +38,17 @@ class WatchedTable : public IdTable {
         : problems_(std::move(what)), source_(std::move(source)), range_(range) {
         source_->keepReading();
     }
-    void loadPermData() override { source_->keepReading(); }  // now with the looper's timers
+    /// Continues to read ahead, which needs the looper's timers.
+    void loadPermData() override { source_->keepReading(); }
 
   protected:
-    /// Writes the fields of a row; the caller adds the id.
+    /// Writes the fields of a row into a reply. The caller adds the id.
     virtual void writeEntry(const Entry& entry, tn::message& item) const = 0;
-    /// An entry that isn't shown keeps its id.
+    /// False for an entry that is to have no row for now. It keeps its id meanwhile.
     [[nodiscard]] virtual bool isShown(const Entry&) const { return true; }
 
   private:
-    /// Shows the latest reading. Ids are assigned once for each.
+    /// Adopts the latest reading, and assigns ids if it is a new one. Logs its problem if that has changed.
     void refresh() override {
         auto latest = source_->latest();
         if (latest == reading_) return;
@@ -62,9 +68,9 @@ class WatchedTable : public IdTable {
     ProblemLog problems_;
     std::shared_ptr<Source> source_;
     IdRange range_;
-    std::shared_ptr<const Reading<Entry>> reading_;  ///< that rows_ shows
-    std::map<uint32_t, Entry> rows_;
-    std::map<uint32_t, Entry> lastRows_;  ///< the last ones read, for their ids
+    std::shared_ptr<const Reading<Entry>> reading_;  ///< the one that rows_ was made from
+    std::map<uint32_t, Entry> rows_;                 ///< by id; shown entries only
+    std::map<uint32_t, Entry> lastRows_;             ///< by id; all entries of the last reading that had any
 };
 
 }  // namespace hostd

@@ -7,11 +7,11 @@
 
 namespace hostd {
 
-/// An owner whose rows are known by id alone; the id is also their handle. A derived class supplies rowCount,
-/// firstFrom and writeRow.
+/// An owner of rows that are identified by a number, their id, and sorted by it. The id is also the row's handle. A
+/// derived class supplies rowCount, firstFrom and writeRow. Ids may have gaps; tn::kNoId is not one.
 class IdTable : public OwnerTable<uint32_t> {
   protected:
-    /// The id of the first row at or after this one; nothing when there is none.
+    /// The lowest id of a row that isn't below this id; nothing when there is none. Called for each step of a walk.
     [[nodiscard]] virtual std::optional<uint32_t> firstFrom(uint32_t id) const = 0;
 
   private:

@@ -12,27 +12,31 @@
 
 namespace hostd {
 
-/// An owner of ordered rows. It answers get-all, get, get-object, get-count and set for every table; a derived class
-/// supplies its rows in ascending order of their keys, and no more.
+/// An owner of ordered rows. It implements get-all, get, get-object, get-count and set. A derived class supplies the
+/// rows in ascending order of their keys. A row is identified either by an id, its only key field, or by several key
+/// fields.
 ///
-/// get-all starts at the requested row, by id (field::Continue) or by its key fields (field::Key), or at the first one,
-/// and returns at most field::MaxObjects items, by default kPage. The reply has field::Continue when more follow than
-/// were requested or fit into one packet. An item has its row's id and, where a row follows, that row's as
-/// field::NextId, when the table's rows are known by id.
+/// get-all returns up to field::MaxObjects items, kPage by default. It starts at the row whose id is in
+/// field::Continue, at the row whose key fields are in the message field::Key, or at the first row. If more rows follow
+/// than the reply has, since MaxObjects was reached or the packet is full, the reply has field::Continue. Its value is
+/// the next row's id, or tn::kNoId in a table without ids. In a table with ids, an item has its row's id as
+/// field::ObjectId, and as field::NextId the id of the row that follows.
 ///
-/// - A key message with field::KeyIncomplete starts at the nearest row at or after it.
-/// - One without it may name fewer fields than the table's key has; rows that agree in all fields up to the last one
-///   named then count as one row. A field left out before a named one has the value that it has in the first row.
-/// - If one item is requested at a row that isn't there: error::NotFound. If more are requested: the first item is a
-///   placeholder with that row's key fields and field::Gone, so that a walk continues after a row that was removed.
+/// - A Key with field::KeyIncomplete starts at the first row that isn't below it.
+/// - A Key without it names one row. It may contain only some of the table's key fields: rows that agree in all key
+///   fields up to the last one given then count as one row. A field that is missing before a given one has its value
+///   in the first row.
+/// - If the named row doesn't exist, a request for one item gets error::NotFound. A request for more gets a placeholder
+///   first: that row's key fields and field::Gone. So a walk continues after a row that was removed.
+/// - A request with Continue but no Key gets error::Refused from a table without ids.
 ///
-/// get and get-object with a row's id or key return the whole row; set with them is refused unless the table allows it.
-/// All three return error::NotFound when the row isn't there.
+/// get and get-object with a row's id or key fields, at the top level or in a Key, return the whole row. set with them
+/// gets error::Refused unless the table overrides changeRow. All three get error::NotFound if the row doesn't exist.
 ///
-/// A request costs O(log n + items), whatever the table's size, as long as lowerBound costs O(log n) and after O(1).
+/// A request costs O(log n + items) for n rows if lowerBound costs O(log n) and after costs O(1).
 ///
-/// @tparam Row  handle of a row in its source: an id, a pointer, an index. Cheap to copy; valid until the rows change,
-///              which they do only in refresh().
+/// @tparam Row  handle of a row in its source: an id, a pointer, an index. Cheap to copy. Valid until the rows change,
+///              which they do only in refresh() and between requests.
 template <class Row>
 class OwnerTable : public tn::Handler {
   public:
@@ -41,70 +45,82 @@ class OwnerTable : public tn::Handler {
     tn::message cmdGet(const tn::message& request) override;
     tn::message cmdSet(const tn::message& request) override;
     tn::message cmdSetObj(const tn::message& request) override { return cmdSet(request); }
+    /// Number of rows, after a refresh().
     uint32_t getObjectCount() final;
 
   protected:
-    static constexpr uint32_t kPage = 64;           ///< items, when the request doesn't say
-    static constexpr uint32_t kMaxItems = 1024;     ///< limit for what a request says
-    static constexpr size_t kMaxRowOctets = 4096;   ///< of a row, flattened
-    static constexpr size_t kReplyOverhead = 4096;  ///< octets of a packet for the reply's own fields
+    static constexpr uint32_t kPage = 64;           ///< items in a reply to a request without MaxObjects
+    static constexpr uint32_t kMaxItems = 1024;     ///< items in a reply, whatever MaxObjects is
+    static constexpr size_t kMaxRowOctets = 4096;   ///< size of a flattened row
+    static constexpr size_t kReplyOverhead = 4096;  ///< octets of a packet reserved for everything but the items
 
-    /// How much of a row an item contains.
+    /// Which of a row's fields an item contains: those of writeRow or those of writeBrief.
     enum class Detail { Listed, Brief };
-    /// Answers a command that lists rows as get-all does; brief rows by default kMaxItems of them.
+    /// The reply to a command that lists rows as get-all does. A brief listing has kMaxItems items by default. Brief
+    /// rows are written without refreshRows.
     [[nodiscard]] tn::message page(const tn::message& request, Detail detail);
 
-    /// A table whose rows are known by id, their only key field.
+    /// A table with ids: its rows have one key field, field::ObjectId.
     OwnerTable() : key_({tn::field::ObjectId}), isKnownById_(true) {}
-    /// @param key  the fields that distinguish rows, in the order in which these sort
+    /// A table without ids.
+    /// @param key  the fields that distinguish rows, in their order of significance for sorting
     explicit OwnerTable(std::vector<KeyField> key) : key_(std::move(key)) {}
 
-    /// Called once before a request reads rows: brings them up to date with their source.
+    /// Updates the rows from their source. Called once for each request, before it reads rows.
     virtual void refresh() {}
-    /// Called with the rows that are about to be written, unless briefly. Must not invalidate handles.
+    /// Updates fields that are expensive to read. Called with the rows that are about to be written, unless they are
+    /// brief. Must not invalidate handles.
     virtual void refreshRows(std::span<const Row>) {}
 
     [[nodiscard]] virtual uint32_t rowCount() const = 0;
     /// The first row whose key isn't below this one; nothing when there is none.
     [[nodiscard]] virtual std::optional<Row> lowerBound(const RowKey& key) const = 0;
-    /// The row after an existing one; nothing when it is the last.
+    /// The row that follows an existing row; nothing after the last one.
     [[nodiscard]] virtual std::optional<Row> after(Row row) const = 0;
+    /// The key of an existing row. All keys of a table have the same size.
     [[nodiscard]] virtual RowKey keyOf(Row row) const = 0;
 
-    /// Writes a row's fields as listed by get-all, at most kMaxRowOctets of them; the caller adds the id.
+    /// Writes the fields that get-all lists, at most kMaxRowOctets when flattened. The caller adds the id.
     virtual void writeRow(Row row, tn::message& item) const = 0;
-    /// The same for a brief listing, for a table that has one.
+    /// Writes the fields of a brief listing; overridden by tables that have one.
     virtual void writeBrief(Row row, tn::message& item) const { writeRow(row, item); }
-    /// The same for get and get-object, for a table that then returns more.
+    /// Writes the fields that get and get-object return; overridden by tables where these are more than get-all lists.
     virtual void writeWhole(Row row, tn::message& item) const { writeRow(row, item); }
-    /// True if this row matches the filter fields of a get-all; for tables that support any.
+    /// False for a row that the filter fields of this get-all exclude. Tables without filters don't override it.
     [[nodiscard]] virtual bool isWanted(Row, const tn::message&) const { return true; }
-    /// Changes a row and returns the reply; refused unless overridden.
+    /// Performs a set and returns the reply. The default changes nothing and returns error::Refused.
     virtual tn::message changeRow(Row row, const tn::message& request);
 
   private:
-    /// Where the rows of a reply begin.
+    /// The position at which the rows of a reply begin.
     struct Start {
         RequestedRow requested;
-        std::optional<Row> row;  ///< the first row at or after the requested one
-        bool isGone = false;     ///< an exact row was requested and isn't there
+        std::optional<Row> row;  ///< the first row whose key isn't below the requested one
+        bool isGone = false;     ///< the request names one row, and that row doesn't exist
     };
+    /// Where the rows of the reply to a get-all begin: by Key, by Continue, or at the first row.
     [[nodiscard]] Start start(const tn::message& request) const;
+    /// Searches for the requested row.
     [[nodiscard]] Start locate(const RequestedRow& requested) const;
+    /// Reads the key fields of a message; missing ones get their values from the table's first row.
     [[nodiscard]] RequestedRow readKey(const tn::message& key) const;
     [[nodiscard]] std::optional<Row> rowOf(const tn::message& request) const;
     [[nodiscard]] std::optional<Row> next(Row row, size_t groupOctets) const;
+    /// The rows of a reply, at most `count`: those that isWanted accepts, and one for each group of rows that count as
+    /// one.
     [[nodiscard]] std::vector<Row> collect(const tn::message& request, const Start& from, size_t count) const;
-    /// Writes rows until maxItems are reached or the packet is full; a row after the last written one only supplies
-    /// that one's NextId. @return how many were written
+    /// Appends items for these rows until there are maxItems items or the packet is full. A row that isn't written
+    /// supplies the NextId of the one before it. @return number of rows written
     size_t writeItems(std::span<const Row> rows, size_t maxItems, Detail detail, std::vector<tn::message>& items) const;
     void writeItem(Row row, std::optional<Row> next, Detail detail, tn::message& item) const;
+    /// The item for a requested row that doesn't exist.
     [[nodiscard]] tn::message placeholder(const Start& start) const;
+    /// Only for tables with ids.
     [[nodiscard]] uint32_t idOf(Row row) const { return keyOf(row).u32(0); }
     static tn::message notFound() { return tn::errorMsg(tn::error::NotFound, "no such object"); }
 
     TableKey key_;
-    bool isKnownById_ = false;
+    bool isKnownById_ = false;  ///< a table with ids
 };
 
 // ---- Commands
@@ -121,7 +137,7 @@ tn::message OwnerTable<Row>::page(const tn::message& request, Detail detail) {
     if (from.isGone && maxItems == 1) return notFound();
 
     const size_t maxRows = maxItems - (from.isGone ? 1 : 0);
-    // One row more than is written: an item names the row that follows it.
+    // One row more than is written, since an item has the id of the row that follows.
     const std::vector<Row> rows = collect(request, from, maxRows + 1);
     if (detail == Detail::Listed) refreshRows(std::span(rows).first(std::min(rows.size(), maxRows)));
 
@@ -197,14 +213,16 @@ RequestedRow OwnerTable<Row>::readKey(const tn::message& key) const {
     return key_.read(key, first ? keyOf(*first) : zeros);
 }
 
-/// The row named by the key fields of a request, at its top level or in a key message.
+/// The row named by the key fields of a request: those in its Key, or else those at its top level. Nothing if the
+/// request names no row, or one that doesn't exist.
 template <class Row>
 std::optional<Row> OwnerTable<Row>::rowOf(const tn::message& request) const {
     const Start start = locate(readKey(request.has(tn::field::Key) ? request.get_message(tn::field::Key) : request));
     return start.requested.isExact && !start.isGone ? start.row : std::nullopt;
 }
 
-/// The row after this one, or after all that agree with it in the first octets of their keys.
+/// The row that follows this one. With groupOctets, the one that follows all rows whose keys share that many leading
+/// octets with this row's.
 template <class Row>
 std::optional<Row> OwnerTable<Row>::next(Row row, size_t groupOctets) const {
     if (groupOctets == 0 || groupOctets == key_.size()) return after(row);
@@ -222,13 +240,13 @@ std::vector<Row> OwnerTable<Row>::collect(const tn::message& request, const Star
     return rows;
 }
 
-// ---- What is written of them
+// ---- Writing the rows
 
 template <class Row>
 size_t OwnerTable<Row>::writeItems(std::span<const Row> rows, size_t maxItems, Detail detail,
                                    std::vector<tn::message>& items) const {
     constexpr size_t kRoom = tn::kMaxPacket - kReplyOverhead;
-    const bool mayOverflow = maxItems * kMaxRowOctets > kRoom;  // else rows needn't be measured
+    const bool mayOverflow = maxItems * kMaxRowOctets > kRoom;  // if not, rows needn't be measured
     size_t octets = 0;
     size_t written = 0;
     for (; written < rows.size() && items.size() < maxItems; ++written) {
@@ -248,7 +266,7 @@ void OwnerTable<Row>::writeItem(Row row, std::optional<Row> next, Detail detail,
         writeBrief(row, item);
     else
         writeRow(row, item);
-    // After the row's own fields: these come in ascending order, which a message appends without searching.
+    // Inserted last: the row's own fields come in ascending order, and a message appends those without searching.
     if (!isKnownById_) return;
     item.insert_u32(tn::field::ObjectId, idOf(row));
     if (next) item.insert_u32(tn::field::NextId, idOf(*next));

@@ -11,32 +11,36 @@
 
 namespace hostd {
 
-/// One of the fields that distinguish a table's rows.
+/// One of the fields that distinguish a table's rows. It occupies width() octets of a row's key.
 class KeyField {
   public:
-    // Implicit: a table's key is written as a list of its fields' ids.
+    // Implicit, so that a table's key can be written as a list of field ids.
     constexpr KeyField(tn::u32_id id) : form_(Form::U32), number_(id.number), width_(4) {}       // NOLINT
     constexpr KeyField(tn::be32_id id) : form_(Form::Be32), number_(id.number), width_(4) {}     // NOLINT
     constexpr KeyField(tn::addr6_id id) : form_(Form::Addr6), number_(id.number), width_(16) {}  // NOLINT
+    /// @param width  octets of every value of the field, such as 6 for a MAC address
     constexpr KeyField(tn::raw_id id, size_t width) : form_(Form::Raw), number_(id.number), width_(width) {}
 
     [[nodiscard]] constexpr size_t width() const { return width_; }  ///< octets
+    /// True if the message contains this field.
     [[nodiscard]] bool isIn(const tn::message& m) const;
-    /// Reads the field into its part of a key, which has width() octets. False when a raw value has another width: it
-    /// is then cut, or filled up with zeros.
+    /// Copies the field's value from a message into its part of a key; zeros if the message lacks it. False when a raw
+    /// value has another width: it is then cut, or padded with zeros.
+    /// @param place  the part of the key, width() octets
     bool read(const tn::message& m, std::span<uint8_t> place) const;
-    /// Writes the field from its part of a key.
+    /// Inserts the value from its part of a key, width() octets, into a message.
     void write(std::span<const uint8_t> place, tn::message& m) const;
 
   private:
+    /// Kind of the field.
     enum class Form { U32, Be32, Addr6, Raw };
     Form form_;
     uint32_t number_;
     size_t width_;
 };
 
-/// The sort key of a table's row: the octets of its key fields one after the other, each number with its most
-/// significant octet first, so that keys compare as their SNMP indexes do.
+/// The sort key of a table's row: the octets of its key fields, concatenated. Numbers have their most significant octet
+/// first, so that keys sort as the SNMP indexes of their rows do.
 class RowKey {
   public:
     static constexpr size_t kMaxOctets = 40;  ///< two IPv6 addresses and two numbers
@@ -44,7 +48,7 @@ class RowKey {
     /// A key of zeros.
     /// @param size  octets, at most kMaxOctets
     explicit RowKey(size_t size = 0) : size_(size) {}
-    /// The key of a row that is known by its id alone.
+    /// The key of a row in a table with ids.
     static RowKey ofId(uint32_t id) {
         RowKey key(4);
         key.putU32(0, id);
@@ -52,14 +56,21 @@ class RowKey {
     }
 
     [[nodiscard]] size_t size() const { return size_; }  ///< octets
-    /// A part of the key; `at` and `width` are octets and must lie inside it.
+    /// A part of the key, valid as long as this object.
+    /// @param at     octets before the part
+    /// @param width  octets; the part must be inside the key, which isn't checked
     [[nodiscard]] std::span<uint8_t> part(size_t at, size_t width) { return {octets_.data() + at, width}; }
     [[nodiscard]] std::span<const uint8_t> part(size_t at, size_t width) const { return {octets_.data() + at, width}; }
+    /// The number in the four octets that begin at `at`.
     [[nodiscard]] uint32_t u32(size_t at) const;
     void putU32(size_t at, uint32_t value);
 
+    /// True if both keys have the same leading octets.
+    /// @param octets  number of octets to compare
     [[nodiscard]] bool sharesFirst(size_t octets, const RowKey& other) const;
-    /// The lowest key, of the same size, after all that share this one's first octets; nothing when there is none.
+    /// The lowest key of this size that is above all keys with the same leading octets as this one. Nothing when there
+    /// is none, because these octets are all 0xff.
+    /// @param octets  number of leading octets
     [[nodiscard]] std::optional<RowKey> pastFirst(size_t octets) const;
 
   private:

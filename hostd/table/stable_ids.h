@@ -8,24 +8,28 @@
 
 namespace hostd {
 
-/// The ids a table's rows may get if their preferred id is taken: [first, end).
+/// The ids that are tried if a row's preferred id is taken: [first, end). Preferred ids that can be taken must be in
+/// this range.
 struct IdRange {
     uint32_t first = 1;
     uint32_t end = 0x10000;
 };
 
-/// An id, from 1 to 0xffff, computed from a row's key: the same after a restart.
+/// An id from 1 to 0xffff, computed from a row's key (a hash): the same key has the same id after a restart. Different
+/// keys may have the same id.
 [[nodiscard]] inline uint32_t preferredIdOf(std::string_view key) {
     uint32_t sum = 0;
     for (const char letter : key) sum = sum * 31 + static_cast<unsigned char>(letter);
     return 1 + sum % 0xffff;
 }
 
-/// Assigns ids to rows: a row that was there before keeps its id, a new one gets its preferred id or else the first
-/// free one after that. Rows for which the range has no free id are left out.
-/// @tparam Entry  has `key`, which distinguishes it, and `preferredId()`
-/// @param before  rows of the last reading, by id
-/// @param now     rows of this reading, in order of preference
+/// Assigns ids to the rows of a reading. A row that the previous reading had keeps its id. A new row gets its preferred
+/// id; if that is taken, the first free one after it. The search continues at range.first when it reaches range.end. A
+/// row for which there is no free id is left out, without a log line. The id of a row that has gone is free at once.
+/// @tparam Entry  has a string `key`, unique within a reading, and `uint32_t preferredId() const`
+/// @param before  rows of the previous reading, by id
+/// @param now     rows of this reading; where new rows compete for an id, the first one gets it
+/// @return copies of the rows, by id
 template <class Entry>
 [[nodiscard]] std::map<uint32_t, Entry> assignIds(const std::map<uint32_t, Entry>& before,
                                                   const std::vector<Entry>& now, IdRange range) {
