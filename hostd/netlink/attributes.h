@@ -13,8 +13,10 @@
 
 namespace hostd {
 
-/// Calls for each message (const nlmsghdr&) of a packet, which must be aligned to four octets. A message that runs past
-/// the packet ends it. libmnl's own check mistakes a length past 2^31 for a small one.
+/// Calls `call` with each message (const nlmsghdr&) of a packet. A message that would extend past the packet ends the
+/// iteration, without an error. Lengths are checked here, because libmnl's check mistakes one of 2^31 or more for a
+/// small one.
+/// @param packet  octets as received, aligned to four
 template <class Call>
 void forEachMessage(std::span<const uint8_t> packet, const Call& call) {
     while (packet.size() >= sizeof(nlmsghdr)) {
@@ -25,14 +27,16 @@ void forEachMessage(std::span<const uint8_t> packet, const Call& call) {
     }
 }
 
-/// The fixed header of a netlink message's payload; nullptr when the message is too short for it.
+/// The fixed header at the start of a message's payload, such as ifinfomsg; nullptr when the message is too short. It
+/// refers to the message.
 template <class Header>
 const Header* payload(const nlmsghdr& message) {
     if (mnl_nlmsg_get_payload_len(&message) < sizeof(Header)) return nullptr;
     return static_cast<const Header*>(mnl_nlmsg_get_payload(&message));
 }
 
-/// Calls for each attribute (const nlattr&) of these octets. An attribute that runs past them ends the list.
+/// Calls `call` with each attribute (const nlattr&) in these octets. An attribute that would extend past them ends the
+/// iteration, without an error.
 template <class Call>
 void forEachAttribute(std::span<const uint8_t> octets, const Call& call) {
     const auto* attribute = reinterpret_cast<const nlattr*>(octets.data());
@@ -45,36 +49,39 @@ void forEachAttribute(std::span<const uint8_t> octets, const Call& call) {
     }
 }
 
-/// The octets of an attribute's value; none for nullptr.
+/// The octets of an attribute's value; empty for nullptr. They refer to the message.
 inline std::span<const uint8_t> octetsOf(const nlattr* attribute) {
     if (attribute == nullptr) return {};
     return {static_cast<const uint8_t*>(mnl_attr_get_payload(attribute)), mnl_attr_get_payload_len(attribute)};
 }
 
-/// The attributes after a message's fixed header; none when the message is too short.
-/// @param headerSize  octets
+/// The octets that follow a message's fixed header, its attributes. Empty when the message is too short.
+/// @param headerSize  octets of the fixed header, without padding
 inline std::span<const uint8_t> attributesOf(const nlmsghdr& message, size_t headerSize) {
     const std::span all(static_cast<const uint8_t*>(mnl_nlmsg_get_payload(&message)),
                         mnl_nlmsg_get_payload_len(&message));
     return all.subspan(std::min<size_t>(MNL_ALIGN(headerSize), all.size()));
 }
 
-/// The attributes of a message or of a nest, by type up to MaxType; of several of one type the last counts. An
-/// attribute that runs past its surroundings ends the list. Values of a wrong size count as absent. Looks at the
-/// message, which must outlive this.
+/// The attributes of a message or of a nested attribute, by type. Types above MaxType are ignored. If a type occurs
+/// more than once, the last attribute counts. An attribute that would extend past the message or nest ends the list.
+/// This object refers to the message and copies nothing, so the message must outlive it.
+/// @tparam MaxType  the highest type of interest, such as IFLA_MAX
 template <size_t MaxType>
 class Attributes {
   public:
+    /// @param headerSize  octets of the message's fixed header
     Attributes(const nlmsghdr& message, size_t headerSize) { read(attributesOf(message, headerSize)); }
     explicit Attributes(std::span<const uint8_t> octets) { read(octets); }
-    /// @param nest  may be nullptr
+    /// @param nest  nullptr: there are no attributes
     explicit Attributes(const nlattr* nest) { read(octetsOf(nest)); }
 
-    /// nullptr when there is none.
+    /// The attribute of this type, at most MaxType; nullptr when it is absent.
     [[nodiscard]] const nlattr* operator[](size_t type) const { return all_[type]; }
-    /// Empty when there is none.
+    /// The value's octets; empty when the attribute is absent.
     [[nodiscard]] std::span<const uint8_t> octets(size_t type) const { return octetsOf(all_[type]); }
-    /// A number in the machine's byte order; nothing when the value has another size than Number.
+    /// The value as a number, in the byte order of the message. Nothing when the attribute is absent or has another
+    /// size than Number.
     template <class Number>
     [[nodiscard]] std::optional<Number> number(size_t type) const {
         const auto value = octets(type);
@@ -83,7 +90,7 @@ class Attributes {
         std::memcpy(&number, value.data(), sizeof number);
         return number;
     }
-    /// Up to the first zero octet.
+    /// The value as text, up to its first zero octet. Empty when the attribute is absent.
     [[nodiscard]] std::string_view text(size_t type) const {
         const auto value = octets(type);
         if (value.empty()) return {};

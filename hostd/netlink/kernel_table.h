@@ -12,23 +12,26 @@
 
 namespace hostd {
 
-/// An owner of rows that the kernel reports one by one, when each comes, changes and goes. A derived class reads the
-/// kernel's messages (apply) and writes rows (writeEntry).
+/// An owner of the entries of one of the kernel's tables. It has a copy of them, which follows the kernel's
+/// notifications of entries that are added, changed or removed (NetlinkFollower). A derived class parses the kernel's
+/// messages (apply) and writes rows (writeEntry).
 ///
-/// The kernel can hold several entries that make one row, such as one address on two interfaces: the row shows the
-/// lowest of them.
+/// Several entries may belong to one row, such as one address on two interfaces. The row then shows the entry with the
+/// lowest key.
 ///
-/// @tparam Key  of an entry, ordered; what distinguishes rows comes first in it. Has `RowKey row() const`, the key of
-///              its row, `static Key least(const RowKey&)`, the lowest one of a row, and `bool sharesRow(const Key&)
-///              const`
+/// @tparam Key  of an entry. Keys are ordered, first by the fields that distinguish rows. A key has
+///              `RowKey row() const`, the key of its row; `static Key least(const RowKey&)`, the lowest key that an
+///              entry of that row can have; and `bool sharesRow(const Key&) const`, true if both entries belong to the
+///              same row
 /// @tparam Value  the rest of an entry
 template <class Key, class Value>
 class KernelTable : public OwnerTable<const std::pair<const Key, Value>*>, public FollowedTable {
   public:
+    /// Lists the kernel's entries, and follows its notifications from now on.
     void loadPermData() override { follower_.start(); }
-    /// Until the listing ends, entries are collected beside the shown ones.
+    /// Until the listing ends, put() and remove() change a second set of entries, not the one that requests see.
     void beginListing() final { written_ = &listed_; }
-    /// An interrupted listing leaves the shown entries as they were.
+    /// Replaces the entries with those listed. After an interrupted listing, they stay as they were.
     void endListing(bool isWhole) final {
         if (isWhole) std::swap(entries_, listed_);
         listed_ = {};
@@ -39,16 +42,17 @@ class KernelTable : public OwnerTable<const std::pair<const Key, Value>*>, publi
     using Entry = std::pair<const Key, Value>;
     using Row = const Entry*;
 
-    /// @param key  the key fields of a row
+    /// @param key      the key fields of a row
+    /// @param subject  the kernel's table: how it is listed and notified
     KernelTable(std::vector<KeyField> key, NetlinkFollower::Subject subject)
         : OwnerTable<Row>(std::move(key)), follower_(std::move(subject), *this) {}
 
-    /// Adds an entry, or replaces its value.
+    /// Adds an entry, or replaces the value of the one with this key.
     void put(const Key& key, const Value& value) {
         const auto [at, isNew] = written_->byKey.insert_or_assign(key, value);
         if (isNew && isAlone(at)) ++written_->rows;
     }
-    /// Nothing happens when there is no such entry.
+    /// Removes the entry with this key, if there is one.
     void remove(const Key& key) {
         const auto at = written_->byKey.find(key);
         if (at == written_->byKey.end()) return;
@@ -56,7 +60,7 @@ class KernelTable : public OwnerTable<const std::pair<const Key, Value>*>, publi
         written_->byKey.erase(at);
     }
 
-    /// Writes the fields of a row.
+    /// Writes the fields of a row from its lowest entry.
     virtual void writeEntry(const Key& key, const Value& value, tn::message& item) const = 0;
 
     void refresh() final { follower_.catchUp(); }
@@ -76,9 +80,9 @@ class KernelTable : public OwnerTable<const std::pair<const Key, Value>*>, publi
     using Map = std::map<Key, Value>;
     struct Entries {
         Map byKey;
-        uint32_t rows = 0;
+        uint32_t rows = 0;  ///< number of rows that the entries make
     };
-    /// True if no other entry makes the same row.
+    /// True if no other entry belongs to the row of this one.
     [[nodiscard]] bool isAlone(typename Map::const_iterator at) const {
         if (at != written_->byKey.begin() && std::prev(at)->first.sharesRow(at->first)) return false;
         return std::next(at) == written_->byKey.end() || !std::next(at)->first.sharesRow(at->first);
@@ -87,9 +91,9 @@ class KernelTable : public OwnerTable<const std::pair<const Key, Value>*>, publi
         return at == entries_.byKey.end() ? std::nullopt : std::optional(&*at);
     }
 
-    Entries entries_;               ///< shown
-    Entries listed_;                ///< so far, by the listing in progress
-    Entries* written_ = &entries_;  ///< the ones that messages change
+    Entries entries_;               ///< the ones that requests see
+    Entries listed_;                ///< those that the listing in progress has reported so far
+    Entries* written_ = &entries_;  ///< the ones that put() and remove() change
     NetlinkFollower follower_;
 };
 

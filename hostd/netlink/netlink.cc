@@ -9,9 +9,10 @@ namespace hostd {
 
 namespace {
 
-// The kernel makes packets of a dump as large as the reader's buffer allows, up to 32 KiB, and larger ones only of
-// links with all their virtual functions, which aren't requested here. A notification is as long as it has to be: that
-// of a route is hardly longer than the attribute of its next hops, up to 64 KiB. What isn't filled costs nothing.
+// Octets. The kernel fills the packets of a dump up to the size of the reader's buffer, 32 KiB at most. It exceeds that
+// only for links with all their virtual functions, which aren't requested here. A notification has no such limit, but
+// the longest ones are those of routes: their attribute with the next hops has at most 64 KiB. Stack memory that isn't
+// filled costs nothing.
 constexpr size_t kMaxPacket = 128 * 1024;
 
 }  // namespace
@@ -38,7 +39,7 @@ bool NetlinkSocket::open(int bus, unsigned groups, int bufferSize) {
     closeSocket();
     socket_ = mnl_socket_open2(bus, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (socket_ == nullptr) return false;
-    // The forced size needs CAP_NET_ADMIN; without it the system's limit holds.
+    // SO_RCVBUFFORCE needs CAP_NET_ADMIN. SO_RCVBUF is limited by net.core.rmem_max.
     const int fd = mnl_socket_get_fd(socket_);
     if (bufferSize > 0 && ::setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &bufferSize, sizeof bufferSize) != 0)
         ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &bufferSize, sizeof bufferSize);
@@ -62,7 +63,7 @@ bool NetlinkSocket::send(NetlinkRequests& requests) {
 }
 
 bool NetlinkSocket::isWanted(const nlmsghdr& message) const {
-    return requests_ == 0 || message.nlmsg_seq - firstRequest_ < requests_;  // numbers may wrap
+    return requests_ == 0 || message.nlmsg_seq - firstRequest_ < requests_;  // unsigned: sequence numbers may wrap
 }
 
 NetlinkSocket::Outcome NetlinkSocket::receive(size_t packets, const Consumer& consumer) const {
@@ -81,7 +82,7 @@ NetlinkSocket::Outcome NetlinkSocket::receive(size_t packets, const Consumer& co
         }
         if (n < 0) return errno == ENOBUFS ? Outcome::Overrun : Outcome::Failed;
         if (from.nl_pid != sender_) continue;
-        const auto size = static_cast<size_t>(n);  // of the packet as it was sent
+        const auto size = static_cast<size_t>(n);  // as sent (MSG_TRUNC): more than was received if it didn't fit
         isCut = isCut || size > packet.size();
         forEachMessage({packet.data(), std::min(size, packet.size())}, [&](const nlmsghdr& message) {
             if (isWanted(message)) consumer(message);

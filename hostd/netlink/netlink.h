@@ -11,74 +11,88 @@
 
 namespace hostd {
 
-/// One or more netlink requests in one buffer.
+/// One or more netlink requests in one buffer, for one send(). For each request: add(), optionally attributes with
+/// libmnl's mnl_attr_put functions, then finish().
 class NetlinkRequests {
   public:
-    /// Begins a request and returns its fixed header, zeroed. Valid until the next one is begun.
-    /// @param flags  NLM_F_DUMP, NLM_F_ACK; NLM_F_REQUEST is added
+    /// Begins a request. Returns its fixed header, filled with zeros, for the caller to complete. It is valid until the
+    /// next request is begun.
+    /// @param type   RTM_GETLINK, a generic netlink family, ...
+    /// @param flags  NLM_F_DUMP, NLM_F_ACK or 0; NLM_F_REQUEST is added
     template <class Header>
     Header& add(uint16_t type, uint16_t flags) {
         begin(type, flags);
         return *static_cast<Header*>(mnl_nlmsg_put_extra_header(current(), sizeof(Header)));
     }
-    /// The request begun last, to put attributes into, up to kMaxRequest octets in total. Ended by finish().
+    /// The request that is being built, for attributes to be added. A whole request may have 512 octets (kMaxRequest),
+    /// which isn't checked.
     [[nodiscard]] nlmsghdr* current() { return reinterpret_cast<nlmsghdr*>(buffer_.data() + begun_); }
+    /// Completes the request that is being built.
     void finish() { buffer_.resize(begun_ + current()->nlmsg_len); }
-    /// Numbers the requests consecutively. @return how many there are
+    /// Gives the requests consecutive sequence numbers, the first one `first`. @return number of requests
     uint32_t number(uint32_t first);
+    /// All finished requests, as they are sent.
     [[nodiscard]] std::span<const uint8_t> bytes() const { return buffer_; }
 
   private:
-    static constexpr size_t kMaxRequest = 512;  // octets
+    static constexpr size_t kMaxRequest = 512;  ///< octets
     void begin(uint16_t type, uint16_t flags);
 
     std::vector<uint8_t> buffer_;
     size_t begun_ = 0;
 };
 
-/// A netlink socket. Not copied; closed with the object.
+/// A non-blocking netlink socket (netlink(7)). The destructor closes it. For one thread at a time.
 ///
-/// Processes with CAP_NET_ADMIN can write to it, so only the kernel's messages are accepted. Once requests were sent,
-/// only replies to the last ones are accepted, since an abandoned request may still be answered.
+/// Only the kernel's messages are accepted, since processes with CAP_NET_ADMIN can write to the socket, too. After a
+/// send(), only replies to its requests are accepted: replies to earlier, abandoned requests may still be queued.
 ///
-/// What is virtual is replaced in tests by a kernel that the test determines.
+/// Operations are virtual so that tests can replace the kernel.
 class NetlinkSocket {
   public:
-    /// Empty: nothing is queued any more. Full: the limit was reached, more may be queued. Overrun: messages were lost,
-    /// since they came too fast (ENOBUFS), or one was longer than 128 KiB (EMSGSIZE). Failed: errno is the reason.
+    /// How receive() ended:
+    /// - Empty: no packet is queued any more.
+    /// - Full: the maximum number of packets was received; more may be queued.
+    /// - Overrun: messages were lost. The queue was full (errno is ENOBUFS), or a packet exceeded 128 KiB (EMSGSIZE).
+    /// - Failed: errno is the reason.
     enum class Outcome { Empty, Full, Overrun, Failed };
+    /// Called with each accepted message, which is valid during the call only.
     using Consumer = std::function<void(const nlmsghdr&)>;
-    static constexpr std::chrono::milliseconds kTimeout{1000};
+    static constexpr std::chrono::milliseconds kTimeout{1000};  ///< for each packet of a reply
 
-    /// @param sender  port id whose messages are accepted: the kernel's, 0, except in tests
+    /// Creates a closed socket.
+    /// @param sender  port id whose messages are accepted: 0, the kernel's, except in tests
     explicit NetlinkSocket(uint32_t sender = 0) : sender_(sender) {}
     virtual ~NetlinkSocket() { closeSocket(); }
     NetlinkSocket(const NetlinkSocket&) = delete;
     NetlinkSocket& operator=(const NetlinkSocket&) = delete;
 
-    /// Opens the socket anew.
+    /// Opens the socket. An open one is closed first, together with the messages queued in it.
     /// @param bus         NETLINK_ROUTE, NETLINK_GENERIC
-    /// @param groups      bit mask of the first 32 multicast groups to subscribe to
-    /// @param bufferSize  octets of messages that may be queued; the kernel may grant less; 0 for its default
+    /// @param groups      bit mask of the multicast groups 1 to 32 to subscribe to (RTMGRP_*); 0 for none
+    /// @param bufferSize  octets of messages that may be queued (SO_RCVBUFFORCE); without CAP_NET_ADMIN the kernel may
+    ///                    grant less; 0 for its default
     /// @return false, errno set and the socket closed, when the kernel refuses
     [[nodiscard]] virtual bool open(int bus, unsigned groups, int bufferSize = 0);
     virtual void close() { closeSocket(); }
     [[nodiscard]] virtual bool isOpen() const { return socket_ != nullptr; }
-    /// The descriptor of an open socket; it stays this object's.
+    /// The descriptor of an open socket. It stays this object's, and changes with open().
     [[nodiscard]] virtual int fd() const { return mnl_socket_get_fd(socket_); }
 
-    /// Sends requests with new sequence numbers, which their replies repeat. False, errno set, when the kernel doesn't
-    /// accept them all.
+    /// Gives the requests new sequence numbers, which their replies repeat, and sends them in one packet. False, errno
+    /// set, when the kernel doesn't accept the packet.
     virtual bool send(NetlinkRequests& requests);
-    /// Receives what is queued, without waiting, at most `packets` of them, those of other senders included.
+    /// Receives queued packets without waiting, and passes their accepted messages to the consumer.
+    /// @param packets  maximum number to receive, including packets that aren't accepted
     virtual Outcome receive(size_t packets, const Consumer& consumer) const;
-    /// Receives the messages of a dump, or of one request with NLM_F_ACK, and waits for them. False, errno set, when it
-    /// failed (the kernel's reason), was interrupted by a change (NLM_F_DUMP_INTR: EINTR), or nothing came for kTimeout
-    /// (ETIMEDOUT); the consumer may have got some messages by then.
+    /// Waits for the reply to a dump, or to one request with NLM_F_ACK, and passes its messages to the consumer. On
+    /// failure it returns false with errno set: to the kernel's reason; to EINTR if a change interrupted the dump
+    /// (NLM_F_DUMP_INTR); to ETIMEDOUT if no packet arrived for kTimeout. The consumer may have been called by then,
+    /// and the rest of the reply may still arrive. After the next send() it is ignored.
     bool receiveReply(const Consumer& consumer) const;
 
   protected:
-    /// Waits for a packet, kTimeout at most. False, errno set, when none came.
+    /// Waits for a packet, kTimeout at most. False, errno set, when none arrived.
     [[nodiscard]] virtual bool waitForPacket() const;
 
   private:
@@ -91,7 +105,7 @@ class NetlinkSocket {
     uint32_t requests_ = 0;      ///< number of requests in it
 };
 
-/// Makes a closed socket.
+/// Creates a closed socket, which the caller owns. Tests replace it.
 using NetlinkSocketMaker = std::function<std::unique_ptr<NetlinkSocket>()>;
 [[nodiscard]] inline std::unique_ptr<NetlinkSocket> makeNetlinkSocket() { return std::make_unique<NetlinkSocket>(); }
 

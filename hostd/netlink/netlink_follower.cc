@@ -13,8 +13,8 @@ namespace hostd {
 
 namespace {
 
-constexpr int kReceiveBuffer = 8 * 1024 * 1024;  // octets: some thousand links that change at once
-constexpr int kAttempts = 3;                     // at the start, when changes interrupt the listing
+constexpr int kReceiveBuffer = 8 * 1024 * 1024;  // octets: enough for some thousand links that change at once
+constexpr int kAttempts = 3;                     // listings at the start, when changes interrupt them
 
 using Outcome = NetlinkSocket::Outcome;
 
@@ -35,7 +35,7 @@ bool NetlinkFollower::catchUp(size_t packets) {
     auto outcome = readNotices(packets);
     if (outcome == Outcome::Overrun || outcome == Outcome::Failed) {
         if (!std::exchange(isStale_, true)) hostLog << subject_.what << ": notifications lost: listing again";
-        outcome = readNotices(packets);  // what is still queued is older than the listing to come
+        outcome = readNotices(packets);  // drains the queue: applied later, these would undo the listing
     }
     if (!isStale_) return outcome == Outcome::Empty;
     const auto due = listed_ + kInterval;
@@ -71,7 +71,7 @@ void NetlinkFollower::list(int attempts) {
     listed_ = tn::sinceBoot();
     if (!isStale_) return;
     hostLog << subject_.what << ": listing incomplete: they change too fast, or the kernel doesn't answer";
-    (void)listing_->open(NETLINK_ROUTE, 0);  // the rest of an answer goes with the old socket
+    (void)listing_->open(NETLINK_ROUTE, 0);  // the rest of a reply is dropped with the old socket
     retryAfter(kInterval);
 }
 

@@ -9,71 +9,83 @@
 
 namespace hostd {
 
-/// The table that a NetlinkFollower keeps current.
+/// A copy of one of the kernel's tables, which a NetlinkFollower keeps current.
 class FollowedTable {
   public:
     virtual ~FollowedTable() = default;
-    /// Applies a message of the kernel about one entry; ignores messages about others, and malformed ones.
+    /// Applies a kernel message about one entry. Ignores malformed messages, and messages about other things, such as
+    /// addresses of another family.
     /// @param now  as of tn::sinceBoot
     virtual void apply(const nlmsghdr& message, std::chrono::milliseconds now) = 0;
-    /// Between these two calls every existing entry is reported anew.
+    /// Begins a listing: until endListing(), apply() is called for each existing entry, and for nothing else.
     virtual void beginListing() = 0;
-    /// @param isWhole  true: entries that weren't reported have gone. False: the listing was interrupted, and a missing
-    ///                 entry means nothing
+    /// Ends a listing.
+    /// @param isWhole  true: entries that weren't reported have gone. False: the listing was interrupted, so entries
+    ///                 that weren't reported may still exist
     virtual void endListing(bool isWhole) = 0;
 };
 
-/// Keeps a table current with the kernel's notifications (rtnetlink(7)). It is listed at the start, and again when
-/// notifications were lost because they came faster than they were read. Lost notifications cause at most one listing
-/// every kInterval, so that a flood costs little more than reading it.
+/// Keeps a table current with the kernel's notifications (rtnetlink(7)). The table is listed at the start, and again
+/// when notifications were lost because they arrived faster than they were read. Losses cause at most one listing every
+/// kInterval, so that a flood of notifications costs little more than reading them.
+///
+/// A listing runs to its end on the caller's thread. If the kernel doesn't reply, it blocks for
+/// NetlinkSocket::kTimeout.
 class NetlinkFollower {
   public:
     static constexpr std::chrono::milliseconds kInterval{1000};  ///< between listings, and between attempts to open
-    static constexpr size_t kPacketsAtOnce = 64;                 ///< read before the loop serves others
-    static constexpr size_t kPacketsPerRequest = 16'384;         ///< read before a request is answered
+    static constexpr size_t kPacketsAtOnce = 64;          ///< maximum to read before the loop continues with other work
+    static constexpr size_t kPacketsPerRequest = 16'384;  ///< maximum to read before a request is answered
 
-    /// What is followed.
+    /// The kernel's table that is followed.
     struct Subject {
-        std::string what;                   ///< for the log: "interfaces"
-        unsigned groups;                    ///< RTMGRP_*
-        void (*request)(NetlinkRequests&);  ///< adds the request that lists it
+        std::string what;                   ///< its name for the log: "interfaces"
+        unsigned groups;                    ///< multicast groups of its notifications, RTMGRP_*
+        void (*request)(NetlinkRequests&);  ///< adds the dump request that lists it
     };
+    /// Opens nothing: that is start()'s work.
     /// @param table    must outlive this
-    /// @param sockets  makes the sockets for notifications and for listings, in this order
+    /// @param sockets  called twice: for the socket for notifications, then for the one for listings
     NetlinkFollower(Subject subject, FollowedTable& table, const NetlinkSocketMaker& sockets = makeNetlinkSocket)
         : subject_(std::move(subject)), table_(table), notices_(sockets()), listing_(sockets()) {}
-    ~NetlinkFollower();
+    ~NetlinkFollower();  ///< removes the socket from the loop
     NetlinkFollower(const NetlinkFollower&) = delete;
     NetlinkFollower& operator=(const NetlinkFollower&) = delete;
 
-    /// Lists the table, and has the process's loop, if there is one, apply notifications from now on. If the kernel
-    /// refuses the socket, that is logged and the loop retries every kInterval. Before this nothing is read.
+    /// Subscribes to notifications and lists the table. From now on, the process's loop applies notifications; without
+    /// a loop, only catchUp() does. If the kernel refuses a socket, one line is logged and the loop retries every
+    /// kInterval.
     void start() { open(); }
+    /// True after start(), unless the kernel has refused the sockets.
     [[nodiscard]] bool isOpen() const { return notices_->isOpen(); }
-    /// Applies the notifications that are queued, at most so many packets, and lists the table if that is due. False
-    /// when more may be queued, or some were lost and the table hasn't been listed since.
+    /// Applies queued notifications, and lists the table if that is due. True if the table is current, or the socket
+    /// isn't open. False if more notifications may be queued, or some were lost and the table hasn't been listed since.
+    /// @param packets  maximum number to read
     bool catchUp(size_t packets = kPacketsPerRequest);
 
   private:
-    /// Opens both sockets, lists the table and has the loop watch for notifications; retries later if refused.
+    /// Opens both sockets, lists the table and adds the notifications to the loop. Schedules a retry if the kernel
+    /// refuses a socket.
     void open();
+    /// Applies queued notifications, at most `packets` packets.
     [[nodiscard]] NetlinkSocket::Outcome readNotices(size_t packets);
-    /// Lists until it succeeds, at most so often; if it never does, the table is stale and a retry is scheduled.
+    /// Lists the table until a listing succeeds, at most `attempts` times. If none does, the table remains stale, a
+    /// line is logged and a retry is scheduled.
     void list(int attempts);
-    /// True if the listing was whole.
+    /// Lists the table. True if the listing was whole.
     [[nodiscard]] bool listOnce(NetlinkRequests& requests);
-    /// An attempt that is already scheduled stays.
+    /// Schedules catchUp(), or open() if the socket isn't open. Does nothing if that is already scheduled.
     void retryAfter(std::chrono::milliseconds delay);
 
     Subject subject_;
     FollowedTable& table_;
     const std::unique_ptr<NetlinkSocket> notices_;
     const std::unique_ptr<NetlinkSocket> listing_;
-    Timer timer_;  ///< for another attempt
-    int watchedFd_ = -1;
-    bool isOpenLogged_ = false;
-    bool isStale_ = false;                 ///< must be listed anew
-    std::chrono::milliseconds listed_{0};  ///< end of the last attempt
+    Timer timer_;                          ///< for the next attempt
+    int watchedFd_ = -1;                   ///< the descriptor that was added to the loop
+    bool isOpenLogged_ = false;            ///< the kernel's refusal of a socket has been logged
+    bool isStale_ = false;                 ///< the table must be listed anew
+    std::chrono::milliseconds listed_{0};  ///< end of the last attempt to list, as of tn::sinceBoot
 };
 
 }  // namespace hostd
