@@ -16,12 +16,12 @@ using enum DriverGroup;
 
 constexpr uint32_t kNoCounter = UINT32_MAX;
 
-/// A name without its direction, which drivers spell in many ways.
+/// A counter name after its direction ("rx", "in"; "tx", "out"), in lower case and without separators.
 struct Name {
     std::string_view name;
     DriverGroup group;
-    uint32_t received;
-    uint32_t sent;
+    uint32_t received;  // number of the counter of received frames; kNoCounter if there is none
+    uint32_t sent;      // number of the counter of sent frames; kNoCounter if there is none
 };
 
 constexpr Name both(std::string_view name, uint32_t received, uint32_t sent) { return {name, Mac, received, sent}; }
@@ -122,7 +122,7 @@ constexpr auto kNames = std::to_array<Name>({
     sent("carriersenseerrors", ETHTOOL_A_STATS_ETH_MAC_13_CS_ERR),
 });
 
-/// Names without a direction: of r8169, then of mv88e6xxx.
+/// Counter names without a direction. The drivers r8169 and mv88e6xxx have them.
 struct PlainName {
     std::string_view name;
     uint32_t number;  ///< of DriverGroup::Mac
@@ -138,7 +138,7 @@ constexpr auto kPlainNames = std::to_array<PlainName>({
     {"single", ETHTOOL_A_STATS_ETH_MAC_3_SINGLE_COL},
 });
 
-/// How a range of frame sizes is written, with '#' for numbers.
+/// How a counter name gives its range of frame sizes.
 enum class Range { None, FromTo, UpTo, Above };
 Range rangeOf(std::string_view shape) {
     constexpr auto kFromTo = std::to_array<std::string_view>(
@@ -150,9 +150,9 @@ Range rangeOf(std::string_view shape) {
     return shape == "greaterthan#byteframes" ? Range::Above : Range::None;
 }
 
-/// A name's letters in lower case with '#' for each number and without separators; and the numbers.
+/// A counter name split into its shape and its numbers: "rx_64_to_127_bytes" is "rx#to#bytes" with 64 and 127.
 struct Shape {
-    std::string text;
+    std::string text;  // letters in lower case, '#' for each number; separators are dropped
     std::vector<uint32_t> numbers;
 
     explicit Shape(std::string_view name) {

@@ -8,15 +8,15 @@
 
 namespace hostd {
 
-/// A counter of one of the standard groups.
+/// A standard counter. Its number is the same for all drivers.
 struct DriverCounter {
     DriverGroup group;
-    uint32_t number;  ///< within the group
+    uint32_t number;  ///< within the group: ETHTOOL_A_STATS_*, or the size class
 };
 
-/// The standard counter that a driver's own name stands for, as `ethtool -S` shows it: "rx_bcast_packets",
-/// "RxBroadcastPkts", "in_broadcasts". Nothing for a name that isn't common to several drivers, and for per-queue
-/// counters.
+/// The standard counter that corresponds to a driver's own counter name, as `ethtool -S` prints it: "rx_bcast_packets",
+/// "RxBroadcastPkts", "in_broadcasts". Case and separators don't matter. Nothing for counters of a single queue, and
+/// for names that aren't in the tables of driver_names.cc.
 [[nodiscard]] std::optional<DriverCounter> counterNamed(std::string_view name);
 
 }  // namespace hostd

@@ -21,7 +21,7 @@ constexpr uint32_t kSpeedUnknown = UINT32_MAX;  // SPEED_UNKNOWN
 constexpr uint32_t kGroups =
     1U << ETHTOOL_STATS_ETH_PHY | 1U << ETHTOOL_STATS_ETH_MAC | 1U << ETHTOOL_STATS_ETH_CTRL | 1U << ETHTOOL_STATS_RMON;
 
-constexpr size_t kMaxNamed = 8192;  // counters of one driver that it names itself
+constexpr size_t kMaxNamed = 8192;  // counters that one driver may have under its own names
 
 DriverGroup groupOf(uint32_t id) {
     switch (id) {
@@ -74,8 +74,8 @@ void readGroup(const nlattr& group, DriverCounters& counters) {
     });
 }
 
-/// The number of the kernel's ethtool family; 0 before Linux 5.6 and if it isn't built in, nullopt if the kernel
-/// doesn't answer.
+/// The number of the generic netlink family "ethtool". 0 if the kernel doesn't have it, as before Linux 5.6. Nothing if
+/// the kernel doesn't reply.
 std::optional<uint16_t> findFamily(NetlinkSocket& socket) {
     NetlinkRequests requests;
     auto& header = requests.add<genlmsghdr>(GENL_ID_CTRL, NLM_F_ACK);
@@ -92,7 +92,8 @@ std::optional<uint16_t> findFamily(NetlinkSocket& socket) {
     return isAnswered || errno == ENOENT ? std::optional(family) : std::nullopt;
 }
 
-/// False when the driver hasn't answered. "Not supported" is an answer.
+/// Queries a driver over netlink. True if it answered, even if only with EOPNOTSUPP.
+/// @param command  ETHTOOL_MSG_STATS_GET or ETHTOOL_MSG_LINKMODES_GET
 bool query(NetlinkSocket& socket, uint16_t family, uint8_t command, uint32_t index, DriverReading& reading) {
     const bool isStats = command == ETHTOOL_MSG_STATS_GET;
     NetlinkRequests requests;
@@ -117,13 +118,14 @@ bool query(NetlinkSocket& socket, uint16_t family, uint8_t command, uint32_t ind
            errno == EOPNOTSUPP;
 }
 
-/// Queries a driver through the older ioctl, with a structure that begins with the command.
+/// Queries a driver through ioctl(2), the older interface. False, errno set, on failure.
+/// @param request  one of the structures of <linux/ethtool.h>, which begin with the command
 bool query(int fd, ifreq& device, void* request) {
     device.ifr_data = static_cast<char*>(request);
     return ::ioctl(fd, SIOCETHTOOL, &device) == 0;
 }
 
-/// Queries the counters that a driver names itself. False when it hasn't answered.
+/// Queries a driver for the counters that have names of its own. True if it answered, even if it has none.
 bool queryNamed(int fd, uint32_t index, DriverCounters& counters) {
     ifreq device{};
     device.ifr_ifindex = static_cast<int>(index);
@@ -134,7 +136,7 @@ bool queryNamed(int fd, uint32_t index, DriverCounters& counters) {
     const size_t count = info.n_stats;
     if (count == 0 || count > kMaxNamed) return true;
 
-    // The kernel ignores the buffer size and writes all current counters: more than before if queues were added.
+    // The kernel ignores the buffer's size and writes all counters: more than `count` if queues were added meanwhile.
     const size_t room = 2 * count + 1024;
     std::vector<uint64_t> strings((sizeof(ethtool_gstrings) + room * ETH_GSTRING_LEN) / sizeof(uint64_t) + 1);
     std::vector<uint64_t> numbers(sizeof(ethtool_stats) / sizeof(uint64_t) + room);

@@ -11,25 +11,28 @@
 
 namespace hostd {
 
-/// What a driver reports about one of its interfaces.
+/// One reading of what a driver reports about one of its interfaces.
 struct DriverReading {
-    std::optional<uint32_t> speed;  ///< Mbit/s; nothing when it isn't known, for instance without carrier
+    std::optional<uint32_t> speed;  ///< Mbit/s (ETHTOOL_A_LINKMODES_SPEED); absent when not known, as without carrier
     DriverCounters counters;
-    bool areCounted = false;  ///< whether the driver answered; true also if it has no counters
+    bool areCounted = false;  ///< true: the driver answered the query for counters, even if it has none
 };
 
 using DriverReadings = std::map<uint32_t, DriverReading>;  ///< by ifindex
 
-/// Queries the drivers of these interfaces (ethtool over generic netlink, ethtool-netlink in the kernel's
-/// documentation), and those without standard counters for the counters they name themselves (SIOCETHTOOL). Waits for
-/// each of them, so it can block. What isn't reported is absent.
+/// Queries the drivers of these interfaces for their speed and their standard counters, over generic netlink (ethtool
+/// netlink, Linux 5.6 and later). A driver without standard counters is queried for those with names of its own
+/// (SIOCETHTOOL). Waits for each driver, so it can block. Failures aren't logged.
+/// @param indexes  ifindexes
+/// @return an entry for each interface; what its driver doesn't report is absent
 [[nodiscard]] DriverReadings readDrivers(std::span<const uint32_t> indexes);
 
-/// Adds what ETHTOOL_MSG_STATS_GET_REPLY or ETHTOOL_MSG_LINKMODES_GET_REPLY reports; ignores other messages.
+/// Adds the counters of an ETHTOOL_MSG_STATS_GET_REPLY, or the speed of an ETHTOOL_MSG_LINKMODES_GET_REPLY, to a
+/// reading. Ignores other and malformed messages.
 void readDriverAnswer(const nlmsghdr& message, DriverReading& reading);
 
-/// Adds counters that a driver names itself. Unknown names are ignored.
-/// @param names  ETH_GSTRING_LEN octets each, as many as there are values
+/// Adds counters that have a driver's own names. Names that counterNamed() doesn't know are ignored.
+/// @param names  ETH_GSTRING_LEN octets for each value, padded with zeros
 void readNamedCounters(std::span<const char> names, std::span<const uint64_t> values, DriverCounters& counters);
 
 }  // namespace hostd

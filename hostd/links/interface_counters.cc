@@ -10,18 +10,20 @@ namespace counters = contracts::interface_counters;
 
 namespace {
 
-/// Where a counter of an interface comes from.
+/// The sources of an interface's counter.
 struct InterfaceCounter {
     tn::u64_id field;
-    __u64 rtnl_link_stats64::*kernel;  ///< nullptr: only the driver counts it
-    DriverGroup group;                 ///< None: only the kernel counts it
+    __u64 rtnl_link_stats64::*kernel;  ///< nullptr: only drivers have it
+    DriverGroup group;                 ///< None: only the kernel has it
     unsigned number;                   ///< within the group
 };
 
+/// A counter that only the kernel has.
 constexpr InterfaceCounter kernel(tn::u64_id field, __u64 rtnl_link_stats64::*place) {
     return {field, place, DriverGroup::None, 0};
 }
-/// @param equal  the kernel's equivalent, for drivers that don't keep the counter
+/// A counter that drivers have.
+/// @param equal  the kernel's equivalent, for drivers that lack the counter; nullptr if there is none
 constexpr InterfaceCounter driver(tn::u64_id field, DriverGroup group, unsigned number,
                                   __u64 rtnl_link_stats64::*equal = nullptr) {
     return {field, equal, group, number};

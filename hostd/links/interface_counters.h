@@ -11,23 +11,27 @@
 
 namespace hostd {
 
-/// The groups of counters that drivers report under common names (ETHTOOL_MSG_STATS_GET). The two of frame sizes are by
-/// class: up to 64, 127, 255, 511, 1023, about 1518 octets, and above.
+/// The groups of standard counters of drivers (ETHTOOL_MSG_STATS_GET). RxSizes and TxSizes count frames by size class.
 enum class DriverGroup : uint8_t { None, Mac, Phy, Control, Rmon, RxSizes, TxSizes };
+/// Number of size classes: frames of up to 64, 127, 255, 511, 1023 and about 1518 octets, and longer frames. The
+/// classes are numbered from 0.
 constexpr size_t kSizeClasses = 7;
 
-/// The counters that a driver has reported, by their place in contracts/interface_counters.h.
+/// The counters that a driver has reported. Each is identified by its index in contracts/interface_counters.h.
 class DriverCounters {
   public:
-    /// Stores a counter: the first of several values, or the sum for frame sizes. Unknown numbers are ignored.
+    /// Stores a counter. If it has been stored before, the first value stays; values of one size class are added up.
+    /// Counters that aren't in the contract are ignored.
+    /// @param number  within the group: ETHTOOL_A_STATS_*, or the size class
     void add(DriverGroup group, uint32_t number, uint64_t value);
-    /// Adds the counters that these lack and an earlier reading had.
+    /// Adds the counters that only an earlier reading had.
     void retainFrom(const DriverCounters& before);
-    /// How many counters the driver has.
+    /// Number of counters that the driver has reported.
     [[nodiscard]] size_t count() const { return isSet_.count(); }
-    /// @param counter  place in contracts/interface_counters.h
+    /// True if the driver has reported this counter.
+    /// @param counter  index, less than contracts::interface_counters::kCount
     [[nodiscard]] bool has(size_t counter) const { return isSet_[counter]; }
-    /// 0 without the counter.
+    /// The counter with this index; 0 if it wasn't reported.
     [[nodiscard]] uint64_t value(size_t counter) const { return values_[counter]; }
 
   private:
@@ -35,12 +39,15 @@ class DriverCounters {
     std::bitset<contracts::interface_counters::kCount> isSet_;
 };
 
-/// The size class of a driver's range of frame sizes, by its lower bound in octets.
+/// The size class, 0 to kSizeClasses - 1, of a driver's range of frame sizes.
+/// @param lowerBound  of the range, in octets
 [[nodiscard]] uint32_t sizeClass(uint32_t lowerBound);
 
-/// Puts the counters into a row: those that the driver has, else the kernel's that aren't 0.
-/// @param driver  nullptr if it hasn't answered yet: its counters are then absent, since switching from the kernel's
-///                equivalents to them later would look like a jump
+/// Inserts the counters of an interface into a row. A counter that the driver has comes from the driver, any other from
+/// the kernel. Counters of the kernel that are 0 are left out.
+/// @param kernel  as rtnetlink(7) reports them (IFLA_STATS64)
+/// @param driver  nullptr if it hasn't answered yet. All counters that drivers can have are then absent: a later change
+///                from the kernel's value to the driver's would look like a jump
 void insertCounters(tn::message& row, const rtnl_link_stats64& kernel, const DriverCounters* driver);
 
 }  // namespace hostd

@@ -19,9 +19,9 @@ bool isRadio(const std::string& sysfs, const std::string& name) {
     return ::access((sysfs + "/class/net/" + name + "/phy80211").c_str(), F_OK) == 0;
 }
 
-constexpr std::chrono::milliseconds kInterval{10};  // between checks of what is due while notifications are queued
+constexpr std::chrono::milliseconds kInterval{10};  // minimum delay before transitional statuses are checked
 
-/// SpeedSelector for a speed in Mbit/s; 0 for none.
+/// The value of SpeedSelector for a speed in Mbit/s; 0 for a speed without a value.
 uint32_t speedSelector(uint32_t speed) {
     switch (speed) {
         case 10:
@@ -173,7 +173,7 @@ void Interfaces::reportLastingLater() {
     const auto due = debouncer_.due();
     if (!due || timer_.isRunning()) return;
     timer_.start(std::max(*due - tn::sinceBoot(), kInterval), [this] {
-        // While notifications are queued, the second half of a change may be among them.
+        // The notification that ends a transitional status may still be queued.
         if (monitor_.catchUp(NetlinkFollower::kPacketsAtOnce)) debouncer_.reportLasting(tn::sinceBoot());
         reportLastingLater();
     });

@@ -11,26 +11,29 @@
 
 namespace hostd {
 
-/// {20, 0}: the network interfaces, known by their ifindex. contracts/interfaces.h has the fields.
+/// {20, 0}: the network interfaces. A row's id is its ifindex. contracts/interfaces.h has the fields and commands.
 ///
-/// They come, change and go by the kernel's notifications; those that are queued are applied before each answer. A
-/// row's counters are read anew when it is shown and they are older than kMaxAge. So a single row costs the same
-/// however many interfaces there are, and a walk reads each once.
+/// The rows follow the kernel's notifications (rtnetlink(7)). Queued notifications are applied before each reply. The
+/// counters of a row are read when the row is written, unless they were read less than kMaxAge ago. So the cost of one
+/// row doesn't depend on the number of interfaces, and a walk reads the counters of each once.
 class Interfaces : public IdTable {
   public:
     static constexpr std::chrono::milliseconds kMaxAge{250};  ///< of the kernel's counters
 
-    /// @param sysfs     the kernel's tree of devices ("/sys"): shows which links are radios
-    /// @param switcher  empty when link changes aren't allowed
-    /// @param drivers   replaced by tests
+    /// Opens and reads nothing: that is loadPermData()'s work.
+    /// @param sysfs     path of the kernel's device tree ("/sys"), which shows the links that are radios
+    /// @param switcher  brings a link up or down; empty to refuse that
+    /// @param drivers   runs on a helper thread; replaced by tests
     explicit Interfaces(const std::string& sysfs, LinkSwitch switcher = {}, DriverSource drivers = readDrivers);
 
+    /// Lists the interfaces, follows the kernel's notifications and starts to read drivers.
     void loadPermData() override;
+    /// kList and kGetSpeed. Errors of kGetSpeed: error::NotFound.
     tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
-    /// True if the filter wants changes of status and excludes none of the interface's Flags.
+    /// True if the subscriber's filter includes changes of status and excludes none of the interface's Flags.
     bool shouldNotify(const tn::message& filter, const tn::message& notification) override;
 
-    /// Applies a message of the kernel as if it had been notified.
+    /// Applies a kernel message as if it were a notification.
     void apply(const nlmsghdr& message);
 
   protected:
@@ -40,23 +43,29 @@ class Interfaces : public IdTable {
     [[nodiscard]] std::optional<uint32_t> firstFrom(uint32_t id) const override;
     void writeRow(uint32_t id, tn::message& row) const override;
     void writeBrief(uint32_t id, tn::message& row) const override;
-    /// A get-all with Kind lists links of that kind only.
+    /// Implements the filter Kind of get-all, which lists links of that kind only.
     [[nodiscard]] bool isWanted(uint32_t id, const tn::message& request) const override;
+    /// Brings the link up or down by field::Disabled, with a log line; ignores other fields. error::Refused, with the
+    /// reason, when that isn't allowed or the kernel refuses.
     tn::message changeRow(uint32_t id, const tn::message& request) override;
 
   private:
+    /// Notifies subscribers of a link's status.
     void report(uint32_t id, const std::string& name, uint32_t status);
+    /// Starts the timer for the next transitional status that may have to be reported.
     void reportLastingLater();
+    /// The reply to kGetSpeed.
     tn::message speedOf(const tn::message& request);
+    /// Has the drivers of the current links read.
     void watchDrivers();
 
     LinkSwitch switch_;
     LinkStatusDebouncer debouncer_;
-    Timer timer_;  ///< for statuses that have to last
+    Timer timer_;  ///< runs while a link has a transitional status
     LinkTable links_;
     LinkMonitor monitor_;
     DriverWatch drivers_;
-    uint64_t driversVersion_ = 0;  ///< of links_, when the drivers to watch were chosen
+    uint64_t driversVersion_ = 0;  ///< links_.version() at the last watchDrivers()
 };
 
 }  // namespace hostd

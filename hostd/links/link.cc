@@ -42,15 +42,16 @@ constexpr std::array kKinds = {
     KindName{"bareudp", interfaces::kind::Tunnel},   KindName{"ppp", interfaces::kind::Ppp},
 };
 
-// Kinds whose IFLA_LINK is the device underneath. For a veth it is the peer, for a switch port the CPU's link.
+// Kinds whose IFLA_LINK is the link below. That of a veth is its peer, that of a switch port is the CPU's link.
 constexpr std::array<std::string_view, 5> kStacked = {"vlan", "macvlan", "macvtap", "ipvlan", "ipvtap"};
-// Kinds that still have a driver. DSA switch ports report their kind since Linux 6.1.
+// Links with an IFLA_INFO_KIND normally have no driver; these have. DSA switch ports report it since Linux 6.1.
 constexpr std::array<std::string_view, 3> kDriven = {"bond", "team", "dsa"};
 
 bool isIn(const auto& names, std::string_view name) { return std::ranges::find(names, name) != names.end(); }
 
-/// The kind by the name under which rtnetlink makes such links, else by the frames that it carries (ARPHRD_*). Which
-/// of the driver's own Ethernet links are wireless isn't known here.
+/// The kind of a link: by IFLA_INFO_KIND if that is known, else by its hardware type. Wireless links are Ethernet here:
+/// rtnetlink doesn't distinguish them.
+/// @param hardware  ARPHRD_*
 uint32_t kindOf(std::string_view infoKind, unsigned hardware) {
     const auto known = std::ranges::find(kKinds, infoKind, &KindName::name);
     if (known != kKinds.end()) return known->kind;
@@ -82,14 +83,16 @@ void readInfo(const nlattr* info, unsigned hardware, Link& link) {
     if (const auto priority = bridge.number<uint16_t>(IFLA_BR_PRIORITY)) link.bridgePriority = *priority;
 }
 
-/// The loopback's zero address and the IP address of an IP tunnel aren't link addresses.
+/// Reads IFLA_ADDRESS. The zeros of loopback and the IP address of an IP tunnel aren't link addresses: the link then
+/// has none.
 void readAddress(std::span<const uint8_t> address, Link& link) {
     const bool isIp = link.kind == interfaces::kind::Tunnel && address.size() != ETH_ALEN;
     const bool isNone = isIp || address.size() > kMaxAddress || std::ranges::count(address, 0) == std::ssize(address);
     link.address.assign(address.begin(), isNone ? address.begin() : address.end());
 }
 
-/// A kernel that knows fewer counters, or more, sends a shorter or longer block.
+/// Copies a block of counters, which is shorter or longer than ours if the kernel has fewer or more of them. False for
+/// an empty block.
 bool copyCounters(std::span<const uint8_t> block, std::chrono::milliseconds now, Link& link) {
     if (block.empty()) return false;
     link.counters = {};

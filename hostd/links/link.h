@@ -13,40 +13,44 @@
 
 namespace hostd {
 
-/// A network interface, as the kernel last reported it.
+/// A network interface, as the kernel last reported it (rtnetlink(7)).
 struct Link {
     uint32_t index = 0;
     uint32_t kind = contracts::interfaces::kind::Other;
-    uint32_t flags = 0;  ///< net_device_flags of <linux/if.h>
-    uint32_t mtu = 0;
-    uint32_t lower = 0;  ///< index of the link under it; 0 if there is none or it is in another namespace
-    std::optional<uint32_t> bridgePriority;
-    /// Created by a driver, as a switch port is, or an aggregate (bond): its ethtool data are meaningful.
+    uint32_t flags = 0;  ///< IFF_* (net_device_flags of <linux/if.h>)
+    uint32_t mtu = 0;    ///< octets
+    uint32_t lower = 0;  ///< ifindex of the link below it; 0 if there is none, or it is in another network namespace
+    std::optional<uint32_t> bridgePriority;  ///< IFLA_BR_PRIORITY; only bridges have one
+    /// True if ethtool has meaningful data about it: for links that a driver created, including switch ports, and for
+    /// aggregates (bond, team).
     bool hasDriver = false;
     std::string name;
     std::string alias;
-    std::vector<uint8_t> address;  ///< empty when it has none
+    std::vector<uint8_t> address;  ///< link address, at most 32 octets; empty when it has none
     rtnl_link_stats64 counters{};
-    std::optional<std::chrono::milliseconds>
-        countersAt;  ///< when they were read, as of tn::sinceBoot; nothing for never
+    /// When the counters were read, as of tn::sinceBoot; nothing before the first time.
+    std::optional<std::chrono::milliseconds> countersAt;
 
-    [[nodiscard]] bool isEnabled() const;
-    [[nodiscard]] bool isRunning() const;
+    [[nodiscard]] bool isEnabled() const;   ///< IFF_UP: the administrator has enabled it
+    [[nodiscard]] bool isRunning() const;   ///< enabled and operational (IFF_RUNNING)
     [[nodiscard]] uint32_t status() const;  ///< bits of contracts::interfaces::status
 };
 
-/// Reads RTM_NEWLINK (rtnetlink(7)) into a link; what the message lacks stays. False, the link unchanged, for a message
-/// that isn't about a whole link: too short, a bridge's view of its port (AF_BRIDGE), a wireless event.
-/// @param now  for Link::countersAt
+/// Reads an RTM_NEWLINK into a link. MTU, lower link, bridge priority and counters stay if the message lacks them; all
+/// else is overwritten. False, with the link unchanged, for a message that doesn't describe a whole link: one that is
+/// too short, a bridge's message about its port (AF_BRIDGE), a wireless event.
+/// @param now  the new Link::countersAt, if the message has counters
 [[nodiscard]] bool readLink(const nlmsghdr& message, std::chrono::milliseconds now, Link& link);
 
-/// The index of the link that an RTM_DELLINK is about; nothing when only a bridge has lost its port.
+/// The ifindex of the link that an RTM_DELLINK removes. Nothing for a malformed message, and for one that only removes
+/// a port from a bridge.
 [[nodiscard]] std::optional<uint32_t> readGoneLink(const nlmsghdr& message);
 
-/// Reads the counters of RTM_NEWSTATS into a link. False, the link unchanged, when they aren't in the message.
+/// Reads the counters of an RTM_NEWSTATS into a link. False, with the link unchanged, when the message has none.
+/// @param now  the new Link::countersAt
 [[nodiscard]] bool readCounters(const nlmsghdr& message, std::chrono::milliseconds now, Link& link);
 
-/// The index of the link that RTM_NEWSTATS is about; 0 when the message is too short.
+/// The ifindex of the link that an RTM_NEWSTATS describes; 0 when the message is too short.
 [[nodiscard]] uint32_t countedLink(const nlmsghdr& message);
 
 }  // namespace hostd

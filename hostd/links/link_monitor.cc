@@ -8,7 +8,7 @@ namespace hostd {
 
 namespace {
 
-constexpr size_t kBatch = 64;  // requests in one call: their replies must fit into a socket's default buffer
+constexpr size_t kBatch = 64;  // requests in one packet: all replies must fit into a socket's default buffer
 
 void requestLinks(NetlinkRequests& requests) {
     requests.add<ifinfomsg>(RTM_GETLINK, NLM_F_DUMP);
@@ -40,7 +40,7 @@ void LinkMonitor::readCounters(std::span<const uint32_t> indexes, std::chrono::m
     for (const uint32_t index : indexes) {
         const Link* link = std::as_const(table_).find(index);
         if (link != nullptr && !link->isEnabled()) {
-            // The kernel doesn't notify every change of a link that is down (its alias, its MTU): it is read whole.
+            // Some changes of a link that is down (alias, MTU) aren't notified, so it is read as a whole.
             requests.add<ifinfomsg>(RTM_GETLINK, 0).ifi_index = static_cast<int>(index);
         } else {
             auto& header = requests.add<if_stats_msg>(RTM_GETSTATS, 0);
@@ -49,7 +49,7 @@ void LinkMonitor::readCounters(std::span<const uint32_t> indexes, std::chrono::m
         }
         requests.finish();
     }
-    // The kernel has answered or refused each request by the time send() returns.
+    // The kernel answers or refuses each request within send(): all replies are queued now.
     if (!requests_.send(requests)) return;
     (void)requests_.receive(SIZE_MAX, [&](const nlmsghdr& message) { table_.apply(message, now); });
 }

@@ -9,26 +9,32 @@
 
 namespace hostd {
 
-/// Keeps a LinkTable current: the links by the kernel's notifications, their counters when they are requested.
+/// Keeps a LinkTable current. Links follow the kernel's notifications (rtnetlink(7)). The kernel doesn't notify changed
+/// counters, so those are read on request.
 class LinkMonitor {
   public:
     /// @param table  must outlive this
     explicit LinkMonitor(LinkTable& table);
 
-    /// Lists the links, and follows them from now on: as NetlinkFollower::start and catchUp.
+    /// Lists the links and follows the kernel's notifications from now on (NetlinkFollower::start).
     void start() { follower_.start(); }
+    /// Applies queued notifications (NetlinkFollower::catchUp). True if the table is current.
     bool catchUp(size_t packets = NetlinkFollower::kPacketsPerRequest) { return follower_.catchUp(packets); }
 
-    /// Reads counters that are at least maxAge old, in few calls to the kernel. When that fails they stay as they are.
+    /// Reads the counters of these links that are at least maxAge old, with few system calls. Counters that can't be
+    /// read stay as they are, which isn't logged. Does nothing before start().
+    /// @param indexes  ifindexes; those without a link are ignored
+    /// @param now      as of tn::sinceBoot
     void refreshCounters(std::span<const uint32_t> indexes, std::chrono::milliseconds now,
                          std::chrono::milliseconds maxAge);
 
   private:
+    /// Reads the counters of these links with one request for each, all in one packet.
     void readCounters(std::span<const uint32_t> indexes, std::chrono::milliseconds now);
 
     LinkTable& table_;
     NetlinkFollower follower_;
-    NetlinkSocket requests_;
+    NetlinkSocket requests_;  ///< for counters; opened when they are first requested
 };
 
 }  // namespace hostd

@@ -12,31 +12,35 @@
 
 namespace hostd {
 
-/// Debounces link status changes so that each is reported once. A link gets carrier shortly before it becomes
-/// operational; that transitional status is reported only if it lasts. Points in time are as of tn::sinceBoot.
+/// Debounces changes of links' statuses, so that a change is reported once. A link gets carrier shortly before it
+/// becomes operational. Its status between the two, with only one of the bits Up and Operational, is transitional: it
+/// is reported only if it lasts for kSettlingTime. Points in time are as of tn::sinceBoot.
 class LinkStatusDebouncer {
   public:
-    /// How long a transitional status has to last; the kernel follows a change of carrier within a second.
+    /// How long a transitional status has to last. The kernel updates the operational state within a second after a
+    /// change of carrier.
     static constexpr std::chrono::milliseconds kSettlingTime{1500};
+    /// Called with each status to report: bits of contracts::interfaces::status.
     using Report = std::function<void(uint32_t index, const std::string& name, uint32_t status)>;
 
-    /// @param report  called with each status to report, in bits of link_status
     explicit LinkStatusDebouncer(Report report) : report_(std::move(report)) {}
 
-    /// Accepts a change of a link's status, in bits of contracts::interfaces::status. Reports it at once unless the new
-    /// status is transitional or is the one reported last.
+    /// Accepts a change of a link's status. Reports the new status at once, unless it is transitional or the one
+    /// reported last.
+    /// @param before  bits of contracts::interfaces::status, as is `status`
     void change(const Link& link, uint32_t before, uint32_t status, std::chrono::milliseconds now);
-    /// Reports the transitional statuses that have lasted.
+    /// Reports the transitional statuses that have lasted for kSettlingTime by now.
     void reportLasting(std::chrono::milliseconds now);
-    /// When reportLasting has work next; nothing when no link's status is transitional.
+    /// When to call reportLasting() next; nothing while no link's status is transitional.
     [[nodiscard]] std::optional<std::chrono::milliseconds> due() const;
 
   private:
+    /// A link with a transitional status.
     struct Transition {
         std::string name;
-        uint32_t reported;  ///< status reported last
-        uint32_t status;
-        std::chrono::milliseconds due;
+        uint32_t reported;              ///< status that was reported last
+        uint32_t status;                ///< the current one
+        std::chrono::milliseconds due;  ///< when it has lasted for kSettlingTime
     };
     Report report_;
     std::map<uint32_t, Transition> transitions_;  ///< by the link's index

@@ -94,10 +94,9 @@ const Link* LinkTable::firstFrom(uint32_t index) const {
 
 bool LinkTable::isAt(size_t at, uint32_t index) const { return at < links_.size() && links_[at].index == index; }
 
-/// Position of the first link with this index or a greater one.
 size_t LinkTable::place(uint32_t index) const {
     if (isAt(last_, index)) return last_;
-    // A step of a walk: the index after the last one, whether or not a link has it.
+    // A step of a walk: the index is above that of the last look-up's link, and at most that of the next link.
     const bool isNext = last_ + 1 < links_.size() && links_[last_].index < index && links_[last_ + 1].index >= index;
     if (isNext) return ++last_;
     const auto found = std::ranges::lower_bound(links_, index, {}, &Entry::index);

@@ -16,7 +16,7 @@ constexpr const char* kLibrary = "liblldpctl.so.4";
 constexpr size_t kMacOctets = 6;
 constexpr size_t kMostNeighbors = 4096;
 
-/// The library functions that are used here.
+/// The functions of liblldpctl that are used here.
 struct Library : SharedLibrary {
     decltype(&::lldpctl_new) open = nullptr;
     decltype(&::lldpctl_release) release = nullptr;
@@ -50,7 +50,7 @@ struct Library : SharedLibrary {
     }
 };
 
-/// An object of the library, released with this handle.
+/// An owning handle of one of the library's objects. The library must outlive it.
 class Atom {
   public:
     Atom(const Library& library, lldpctl_atom_t* atom) : library_(library), atom_(atom, library.drop) {}

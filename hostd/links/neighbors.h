@@ -9,14 +9,14 @@
 
 namespace hostd {
 
-/// {10, 1}: the neighbours that lldpd reports. Without lldpd there are none; it is looked for again with each reading.
-/// A neighbour keeps its id as long as it is reported.
+/// {10, 1}: the neighbours that lldpd reports. contracts/neighbors.h has the fields. Without lldpd there are none; each
+/// reading tries to reach it again. A neighbour keeps its id as long as it is reported.
 class Neighbors : public WatchedTable<Neighbor> {
   public:
     static constexpr std::chrono::seconds kMaxAge{5};
     static constexpr IdRange kIds{1, 0x10000};
 
-    /// @param read  runs on the helper thread
+    /// @param read  runs on the helper thread; replaced by tests
     explicit Neighbors(std::function<Reading<Neighbor>()> read = readNeighbors)
         : WatchedTable("neighbours", std::move(read), kMaxAge, kIds) {}
 

@@ -21,13 +21,14 @@ namespace {
 constexpr std::array<std::string_view, 12> kClassful = {"htb",  "hfsc",   "cbq", "drr",    "qfq",    "ets",
                                                         "prio", "multiq", "mq",  "mqprio", "taprio", "dsmark"};
 constexpr std::string_view kNoQueue = "noqueue";
-constexpr uint32_t kMaxId = INT32_MAX;  // an index of SNMP is one
+constexpr uint32_t kMaxId = INT32_MAX;  // the id is an SNMP index, an Integer32
 
-/// The kernel's structure may be longer or shorter than ours, or absent.
+/// Copies an attribute's octets into a structure. The kernel's may be longer or shorter than ours, or absent: members
+/// without a value are 0.
 template <class Structure>
 Structure structureOf(std::span<const uint8_t> octets) {
     Structure structure{};
-    if (octets.empty()) return structure;  // nothing to point at
+    if (octets.empty()) return structure;  // data() may be nullptr, which memcpy doesn't allow
     std::memcpy(&structure, octets.data(), std::min(octets.size(), sizeof structure));
     return structure;
 }
@@ -49,13 +50,13 @@ std::string hex(uint32_t number) {
 /// A class's handle as tc(8) writes it, "1:10".
 std::string handleText(uint32_t handle) { return hex(handle >> 16) + ":" + hex(TC_H_MIN(handle)); }
 
-/// What identifies a qdisc or a class: its interface and its handle.
+/// Identifies a qdisc or a class: ifindex and handle.
 using QdiscId = std::pair<uint32_t, uint32_t>;
 QdiscId idOf(const Qdisc& qdisc) { return {qdisc.ifindex, qdisc.handle}; }
 
 using NameOf = std::function<std::string(uint32_t)>;
 
-/// The classes of all interfaces, found by their ids.
+/// The classes of all interfaces, with their parents and row ids. It refers to the lists passed to the constructor.
 class ClassTree {
   public:
     ClassTree(const std::vector<Qdisc>& qdiscs, const std::vector<Qdisc>& classes, const NameOf& nameOf) {
@@ -91,7 +92,8 @@ class ClassTree {
         const auto found = classes_.find({ifindex, handle});
         return found == classes_.end() ? nullptr : &found->second;
     }
-    /// The class that contains this one: the one it names, else the parent of its qdisc.
+    /// The parent class: the one that this class reports, else the one that its qdisc is attached to. nullptr at the
+    /// top.
     [[nodiscard]] const Node* parentOf(const Qdisc& one) const {
         if (const Node* parent = at(one.ifindex, one.parent); parent != nullptr) return parent;
         const auto qdisc = parents_.find({one.ifindex, TC_H_MAJ(one.handle)});
@@ -123,7 +125,7 @@ bool hasClasses(const Qdisc& qdisc) {
 QueueRows makeQueueRows(const std::vector<Qdisc>& qdiscs, const std::vector<Qdisc>& classes, const NameOf& nameOf) {
     QueueRows rows;
     for (const Qdisc& qdisc : qdiscs) {
-        const bool isRoot = qdisc.parent == TC_H_ROOT && qdisc.kind != kNoQueue;  // has no counters
+        const bool isRoot = qdisc.parent == TC_H_ROOT && qdisc.kind != kNoQueue;  // noqueue has no counters
         if (!isRoot && qdisc.parent != TC_H_INGRESS) continue;
         const std::string name = nameOf(qdisc.ifindex);
         if (name.empty()) continue;
@@ -138,7 +140,7 @@ QueueRows makeQueueRows(const std::vector<Qdisc>& qdiscs, const std::vector<Qdis
 uint32_t classId(const std::string& name) {
     uint32_t hash = 2166136261;  // FNV-1a
     for (const char octet : name) hash = (hash ^ static_cast<uint8_t>(octet)) * 16777619;
-    return hash % kMaxId + 1;  // from 1 on
+    return hash % kMaxId + 1;  // never 0, which isn't an id
 }
 
 }  // namespace hostd

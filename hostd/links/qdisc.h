@@ -11,59 +11,61 @@
 
 namespace hostd {
 
-/// What a qdisc or a class has counted since it was made.
+/// The counters of a qdisc or a class since it was created (TCA_STATS2).
 struct QueueCounters {
     uint64_t octets = 0;
     uint64_t packets = 0;
-    uint32_t drops = 0;
+    uint32_t drops = 0;  ///< packets
 };
 
-/// A queueing discipline (qdisc) or one of its classes, as the kernel reports it (tc(8)). Handles are of the form
-/// major << 16 | minor, TC_H_MAKE; a qdisc's has the minor number 0.
+/// A queueing discipline (qdisc) or one of its classes, as the kernel reports it (tc(8)). A handle is
+/// major << 16 | minor (TC_H_MAKE). That of a qdisc has the minor number 0.
 struct Qdisc {
     uint32_t ifindex = 0;
     uint32_t handle = 0;
-    uint32_t parent = 0;  ///< handle, TC_H_ROOT or TC_H_INGRESS
-    std::string kind;     ///< "htb"
+    uint32_t parent = 0;  ///< handle of the class or qdisc that it is attached to, TC_H_ROOT or TC_H_INGRESS
+    std::string kind;     ///< of the qdisc, TCA_KIND: "htb"
     QueueCounters counters;
 };
 
-/// Reads RTM_NEWQDISC and RTM_NEWTCLASS. Nothing for a message that is too short, and for other messages.
+/// Reads RTM_NEWQDISC and RTM_NEWTCLASS. Nothing for other messages and for those that are too short.
 [[nodiscard]] std::optional<Qdisc> readQdisc(const nlmsghdr& message);
 
-/// True if a qdisc's classes were configured by the administrator. False for classes that stand for flows, and for the
-/// transmit queues of an unconfigured device.
+/// True if an administrator configures the classes of this qdisc. False for kinds whose classes are flows, and for a
+/// qdisc without a handle, such as the kernel's default one of a device with several transmit queues.
 [[nodiscard]] bool hasClasses(const Qdisc& qdisc);
 
-/// The queues of an interface.
+/// The counters of an interface's root and ingress qdiscs. At least one of them is present.
 struct InterfaceQueue {
-    std::string interface;
-    std::optional<QueueCounters> sent;      ///< by the root qdisc
-    std::optional<QueueCounters> received;  ///< by the ingress qdisc
+    std::string interface;                  ///< name
+    std::optional<QueueCounters> sent;      ///< of the root qdisc
+    std::optional<QueueCounters> received;  ///< of the ingress qdisc
 };
 
 /// A class in the tree of an interface's qdiscs.
 struct ClassQueue {
     std::string name;       ///< interface and handle: "eth0 1:10"
-    std::string parent;     ///< name of the class that contains it, or of the interface for one at the top
-    uint32_t parentId = 0;  ///< 0 for one at the top
+    std::string parent;     ///< name of the parent class; of the interface for a class at the top
+    uint32_t parentId = 0;  ///< id of the parent class; 0 for a class at the top
     QueueCounters counters;
 };
 
-/// One reading, as rows.
+/// The rows of one reading.
 struct QueueRows {
-    std::map<uint32_t, InterfaceQueue> interfaces;  ///< by ifindex, if there is a root or ingress qdisc
-    std::map<uint32_t, ClassQueue> classes;         ///< by classId
+    std::map<uint32_t, InterfaceQueue> interfaces;  ///< by ifindex; see InterfaceQueues
+    std::map<uint32_t, ClassQueue> classes;         ///< by id
 };
 
-/// Makes rows of what the kernel listed. A class's parent is the one it names, else the one that contains its qdisc.
-/// @param nameOf  name of the interface with an index; empty when it has gone, and its queues with it
+/// Converts the kernel's lists into rows. The parent of a class is the class that it reports as its parent, else the
+/// class that its qdisc is attached to. The id of a class is its classId(). If two classes have the same one, the class
+/// that is later in the order of interface and handle gets the next free id.
+/// @param nameOf  name of the interface with this ifindex; empty if the interface has gone, whose queues are then left
+///                out
 [[nodiscard]] QueueRows makeQueueRows(const std::vector<Qdisc>& qdiscs, const std::vector<Qdisc>& classes,
                                       const std::function<std::string(uint32_t)>& nameOf);
 
-/// The id of a class, from 1 to 2^31 - 1. It is computed from the name, so that it stays the same over restarts of the
-/// process and of the machine. If two names give the same id, the class that is later in the order of interface and
-/// handle gets the next free one.
+/// The id of a class, from 1 to 2^31 - 1: a hash of its name. So the id usually survives restarts of the process and of
+/// the machine. Different names may have the same id; makeQueueRows() resolves that.
 [[nodiscard]] uint32_t classId(const std::string& name);
 
 }  // namespace hostd

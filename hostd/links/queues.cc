@@ -19,7 +19,7 @@ namespace queues = contracts::queues;
 
 namespace {
 
-/// The kernel's queues, through a socket that stays open.
+/// Reads the kernel's queues through a socket that stays open.
 class KernelQueues {
   public:
     std::optional<QueueRows> read() {
@@ -36,13 +36,16 @@ class KernelQueues {
             return cached->second;
         };
         if (isWhole) return makeQueueRows(qdiscs, classes, nameOf);
-        socket_.close();  // together with the rest of an answer
+        socket_.close();  // drops the rest of a reply
         return {};
     }
 
   private:
-    /// Lists qdiscs or classes. False when that failed or was interrupted by a change.
-    /// @param of  the qdisc whose classes are wanted: the kernel lists all of them for a handle of 0
+    /// Lists qdiscs, or the classes of one qdisc, and appends them to `found`. False when the dump failed or a change
+    /// interrupted it.
+    /// @param type  RTM_GETQDISC or RTM_GETTCLASS
+    /// @param of    for RTM_GETTCLASS, the qdisc whose classes are requested. Its handle must not be 0, for which the
+    ///              kernel would list the classes of all qdiscs
     bool dump(uint16_t type, const Qdisc& of, std::vector<Qdisc>& found) {
         NetlinkRequests requests;
         auto& header = requests.add<tcmsg>(type, NLM_F_DUMP);

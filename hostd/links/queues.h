@@ -13,23 +13,25 @@
 
 namespace hostd {
 
-/// Reads the queues of all interfaces; nothing when the kernel doesn't report them, or they changed meanwhile. It can
-/// block: a dump waits for other processes that change the network's configuration.
+/// Reads the queues of all interfaces. Nothing when the kernel doesn't report them, or they changed during the reading.
+/// Can block: a dump waits for other processes that change the network configuration.
 using QueueSource = std::function<std::optional<QueueRows>()>;
+/// A source that reads the kernel's queues (rtnetlink(7)). Its copies share one socket: for one thread at a time.
 [[nodiscard]] QueueSource kernelQueues();
 
-/// The queues, read once for all tables that show them. The kernel doesn't notify counters, so all are read: every
-/// kQueuesMaxAge while they are requested, else every kQueuesIdleInterval.
+/// The queues, one reading for all tables that show them. The kernel doesn't notify changed counters, so everything is
+/// read again: when it is older than kQueuesMaxAge while it is requested, otherwise every kQueuesIdleInterval.
 using Queues = Watch<QueueRows>;
 constexpr std::chrono::milliseconds kQueuesMaxAge{250};
 constexpr std::chrono::seconds kQueuesIdleInterval{5};
 constexpr std::chrono::seconds kQueuesGracePeriod{5};
 
+/// The watch of the queues. Reading starts when a table of it is added to a looper, or with the first request.
 /// @param source  runs on the helper thread
 [[nodiscard]] std::shared_ptr<Queues> watchQueues(QueueSource source = kernelQueues());
 
-/// A table of the last reading; empty without one.
-/// @tparam Rows  which of QueueRows' members it shows
+/// A table of the latest reading. It is empty while there is none, or none that is recent enough (see Watch).
+/// @tparam Rows  the member of QueueRows that it shows
 template <auto Rows>
 class QueueTable : public IdTable {
   public:
@@ -37,7 +39,7 @@ class QueueTable : public IdTable {
     void loadPermData() override { queues_->keepReading(); }
 
   protected:
-    /// As of the last refresh.
+    /// The rows as of the last refresh(), valid until the next one.
     [[nodiscard]] const auto& rows() const {
         static const QueueRows kNone;
         return (reading_ ? *reading_ : kNone).*Rows;
@@ -54,8 +56,8 @@ class QueueTable : public IdTable {
     std::shared_ptr<const QueueRows> reading_;
 };
 
-/// {20, 9}: the counters of each interface's root and ingress qdiscs, known by its ifindex. An interface that has
-/// neither, or only one that doesn't queue (noqueue), has no row.
+/// {20, 9}: the counters of each interface's root and ingress qdiscs. A row's id is the ifindex. An interface that has
+/// neither, or only one that doesn't queue (noqueue), has no row. contracts/queues.h has the fields.
 class InterfaceQueues : public QueueTable<&QueueRows::interfaces> {
   public:
     using QueueTable::QueueTable;
@@ -64,7 +66,8 @@ class InterfaceQueues : public QueueTable<&QueueRows::interfaces> {
     void writeRow(uint32_t id, tn::message& row) const override;
 };
 
-/// {20, 12}: the classes of all interfaces, known by classId. A qdisc that hangs from a class continues its tree.
+/// {20, 12}: the classes of all interfaces. A row's id is that of makeQueueRows(). The classes of a qdisc that is
+/// attached to a class are children of that class. contracts/queues.h has the fields.
 class QueueTree : public QueueTable<&QueueRows::classes> {
   public:
     using QueueTable::QueueTable;
