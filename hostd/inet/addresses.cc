@@ -22,7 +22,7 @@ void requestAddresses(NetlinkRequests& requests) {
     requests.finish();
 }
 
-/// Parses RTM_NEWADDR and RTM_DELADDR; nullopt if the address isn't IPv4.
+/// Parses an RTM_NEWADDR or RTM_DELADDR. Nothing if the address isn't IPv4 or the message is malformed.
 std::optional<AddressKey> readAddress(const nlmsghdr& message) {
     const auto* header = payload<ifaddrmsg>(message);
     if (header == nullptr || header->ifa_family != AF_INET || header->ifa_prefixlen > kBits) return {};

@@ -21,7 +21,7 @@ void requestNeighbours(NetlinkRequests& requests) {
     requests.finish();
 }
 
-/// nullopt for states without a row.
+/// The state for NUD_* bits; nothing for a neighbour without a row.
 std::optional<ArpEntry::State> stateOf(unsigned nud) {
     if ((nud & NUD_PERMANENT) != 0) return ArpEntry::State::Static;
     if ((nud & (NUD_FAILED | NUD_INCOMPLETE)) != 0) return ArpEntry::State::Invalid;

@@ -43,7 +43,7 @@ void Forwarding::apply(const nlmsghdr& message, std::chrono::milliseconds) {
     const auto* header = payload<ndmsg>(message);
     if (header == nullptr || header->ndm_family != AF_BRIDGE || header->ndm_ifindex <= 0) return;
     const Attributes<NDA_MAX> attributes(message, sizeof *header);
-    // Entries without a master are device filters or belong to a VXLAN.
+    // An entry without a master isn't a bridge's: it is an address filter of a device, or belongs to a VXLAN.
     const auto bridge = attributes.number<uint32_t>(NDA_MASTER);
     const auto mac = attributes.number<MacAddress>(NDA_LLADDR);
     if (!bridge || !mac) return;

@@ -12,26 +12,28 @@
 
 namespace hostd {
 
-/// The kernel's nexthop objects (ip-nexthop(8)), kept up to date by the messages applied to it, in order. Routes refer
-/// to them by id; with net.ipv4.nexthop_compat_mode=0 the id is all that the kernel reports about such a route's next
-/// hops.
+/// The kernel's nexthop objects (ip-nexthop(8)). The kernel's messages, applied in their order, keep it current. Routes
+/// refer to the objects by id. With net.ipv4.nexthop_compat_mode=0, the kernel reports nothing but that id about the
+/// next hops of such a route.
 class NexthopTable {
   public:
-    /// Applies RTM_NEWNEXTHOP and RTM_DELNEXTHOP as notifications.
+    /// Applies a notification, RTM_NEWNEXTHOP or RTM_DELNEXTHOP.
     /// @return the object's id; 0 for other messages and malformed ones, which change nothing
     uint32_t apply(const nlmsghdr& message);
 
-    /// A new listing of every object. Notifications continue meanwhile and override what is listed. endListing()
-    /// removes the objects that were neither listed nor notified.
+    /// Begins a listing of all objects. Notifications may be applied meanwhile, and have precedence over listed
+    /// objects.
     void beginListing();
-    /// Applies an RTM_NEWNEXTHOP of the listing; ignores other messages.
+    /// Applies an RTM_NEWNEXTHOP of the listing. Ignores other and malformed messages.
     void list(const nlmsghdr& message);
+    /// Ends the listing: objects that were neither listed nor notified since beginListing() are removed.
     void endListing();
 
-    /// Gives a route through an object the object's current next hops, unless the kernel's message contained them. If
-    /// the object isn't known, the route has one unusable next hop.
+    /// If the route refers to an object and the kernel's message didn't contain its next hops, sets them to the
+    /// object's. If the object isn't known, the route gets one unusable next hop.
     void resolve(Route& route) const;
-    /// True if the condition holds for the id of any group that contains this object.
+    /// True if the condition holds for any group that contains this object.
+    /// @param holds  the condition, called with the id of a group
     template <class Condition>
     [[nodiscard]] bool anyGroupOf(uint32_t id, const Condition& holds) const {
         for (auto at = members_.lower_bound({id, 0}); at != members_.end() && at->first == id; ++at)
@@ -40,21 +42,23 @@ class NexthopTable {
     }
 
   private:
+    /// A single next hop, or a group of them.
     struct Object {
         Route::NextHop hop;
         std::vector<uint32_t> group;  ///< ids of its members; empty for a single next hop
     };
     using Objects = std::unordered_map<uint32_t, Object>;
-    /// The object's id and content. The id is 0 for a message that has none or is too short.
+    /// The object's id and content. The id is 0 if the message has none or is too short.
     static std::pair<uint32_t, Object> read(const nlmsghdr& message);
+    /// Adds the members of a group to members_.
     void enter(uint32_t id, const Object& object);
     void remove(uint32_t id);
 
     Objects objects_;
-    std::set<std::pair<uint32_t, uint32_t>> members_;  ///< member and group
+    std::set<std::pair<uint32_t, uint32_t>> members_;  ///< ids of member and group
     bool isListing_ = false;
-    Objects listed_;
-    std::set<uint32_t> notified_;  ///< ids notified during this listing
+    Objects listed_;               ///< by the listing in progress
+    std::set<uint32_t> notified_;  ///< ids in notifications during the listing in progress
 };
 
 }  // namespace hostd

@@ -18,7 +18,8 @@ void readGateway(const All& attributes, Route::NextHop& hop) {
     hop.hasGateway = hop.gateway != 0 || attributes[RTA_VIA] != nullptr;
 }
 
-/// Reads the next hops of RTA_MULTIPATH: rtnexthop headers, each followed by attributes.
+/// Appends the next hops in an RTA_MULTIPATH: rtnexthop headers, each followed by attributes. A malformed header ends
+/// the list.
 void readMultipath(std::span<const uint8_t> octets, std::vector<Route::NextHop>& hops) {
     rtnexthop header{};
     while (octets.size() >= sizeof header) {

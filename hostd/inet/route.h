@@ -9,32 +9,33 @@ namespace hostd {
 
 /// An IPv4 route of the kernel's main table, as rtnetlink(7) reports it. Addresses are in host byte order.
 struct Route {
-    /// One of the ways that its packets can take.
+    /// A next hop of the route: a gateway, a link or both.
     struct NextHop {
-        uint32_t gateway = 0;     ///< 0 for none, and for one that isn't IPv4
-        uint32_t link = 0;        ///< ifindex; 0 for none
-        bool hasGateway = false;  ///< of any address family
+        uint32_t gateway = 0;     ///< 0 when there is none, or it isn't an IPv4 address
+        uint32_t link = 0;        ///< ifindex; 0 when there is none
+        bool hasGateway = false;  ///< there is a gateway, of whatever address family
         bool isUsable = true;     ///< false: its link is down or without carrier
-        /// Same gateway and link; whether it is usable doesn't matter.
+        /// True if gateway and link are the same; isUsable isn't compared.
         bool operator==(const NextHop& other) const { return gateway == other.gateway && link == other.link; }
     };
 
     uint32_t destination = 0;
     uint8_t length = 0;  ///< of the prefix, 0 to 32
     uint8_t tos = 0;
-    uint8_t type = 0;           ///< RTN_UNICAST, RTN_BLACKHOLE and so on
-    uint8_t protocol = 0;       ///< its origin: RTPROT_KERNEL and so on
-    uint32_t metric = 0;        ///< the lowest one wins
-    uint32_t nexthop = 0;       ///< id of the nexthop object that it goes through; 0 for none
+    uint8_t type = 0;           ///< RTN_UNICAST, RTN_BLACKHOLE, ...
+    uint8_t protocol = 0;       ///< origin of the route: RTPROT_KERNEL, RTPROT_STATIC, ...
+    uint32_t metric = 0;        ///< of several routes to a prefix, the kernel prefers the one with the lowest metric
+    uint32_t nexthop = 0;       ///< id of its nexthop object; 0 when it has none
     std::vector<NextHop> hops;  ///< at least one
 };
 
-/// True if packets can take a next hop with these flags, RTNH_F_*: its link is up and has carrier.
+/// True if a next hop with these flags can be used: its link is up and has carrier.
+/// @param flags  RTNH_F_*
 [[nodiscard]] bool isUsable(unsigned flags);
 
-/// Reads RTM_NEWROUTE or RTM_DELROUTE. False, with unspecified content in `route`, for a message that isn't about an
-/// IPv4 route of the main table, or is malformed.
-/// @param route  its vector's memory is reused
+/// Reads an RTM_NEWROUTE or RTM_DELROUTE. False for a message that is malformed or isn't about an IPv4 route of the
+/// main table. `route` is then unspecified.
+/// @param route  overwritten; the memory of its vector is reused
 [[nodiscard]] bool readRoute(const nlmsghdr& message, Route& route);
 
 }  // namespace hostd

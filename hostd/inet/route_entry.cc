@@ -18,7 +18,7 @@ RouteEntry::RouteEntry(const Route& route, const Route::NextHop& hop, int32_t pl
       listing(listed) {}
 
 bool RouteEntry::isBetterThan(const RouteEntry& other) const {
-    // A route for one TOS carries few packets, whatever its metric.
+    // A route for one TOS carries few packets, so it comes last, whatever its metric.
     const auto rank = [](const RouteEntry& entry) {
         return std::tuple(entry.tos != 0, entry.metric, entry.place, entry.link);
     };

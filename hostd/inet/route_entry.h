@@ -8,40 +8,45 @@
 
 namespace hostd {
 
-/// The key of a RouteTable's row. Rows are ordered by destination, mask and gateway, each unsigned.
+/// The key of a row in a RouteTable. Rows are ordered by destination, mask and gateway, each as an unsigned number.
+/// Addresses are in host byte order.
 struct RouteKey {
     uint32_t destination = 0;
-    uint8_t length = 0;  ///< masks order as their lengths do
-    uint32_t gateway = 0;
+    uint8_t length = 0;    ///< of the prefix, 0 to 32; the order of lengths is that of masks
+    uint32_t gateway = 0;  ///< 0 for none
     friend auto operator<=>(const RouteKey& a, const RouteKey& b) {
         return std::tie(a.destination, a.length, a.gateway) <=> std::tie(b.destination, b.length, b.gateway);
     }
     friend bool operator==(const RouteKey&, const RouteKey&) = default;
 };
 
-/// One next hop of one route, in 32 octets: a table can have a million of them.
+/// One next hop of one route. It is packed into 32 octets, since a table can have a million of them.
 struct RouteEntry {
     uint32_t destination, gateway, metric, link, nexthop;
     uint8_t length, tos, protocol;
     uint8_t type : 6;
     bool hasGateway : 1;
     bool isUsable : 1;
-    int32_t place;            ///< position of its route among those with the same id, ascending
-    mutable uint8_t listing;  ///< number of the last listing or notification that had it; doesn't affect the order
+    int32_t place;  ///< orders the routes with the same RouteId; the kernel uses the lowest one
+    /// Number of the latest listing at the time when the entry was last listed or notified. Mutable, since it doesn't
+    /// affect the order of entries.
+    mutable uint8_t listing;
 
-    /// @param hop      one of the route's
-    /// @param placed   place
-    /// @param listed   listing
+    /// @param hop     one of the route's next hops
+    /// @param placed  the entry's `place`
+    /// @param listed  the entry's `listing`
     RouteEntry(const Route& route, const Route::NextHop& hop, int32_t placed, uint8_t listed);
     [[nodiscard]] RouteKey key() const { return {destination, length, gateway}; }
-    /// True if both are, as far as can be seen, the same next hop of the same route.
+    /// True if key, metric, link, nexthop object, TOS, protocol and type are the same. The entries may still belong to
+    /// two routes, which differ in attributes that aren't stored.
     [[nodiscard]] bool isLike(const RouteEntry& other) const;
-    /// True if packets prefer this one of two with the same key.
+    /// True if this entry is preferred to another one with the same key. An entry for all TOS is preferred to one for a
+    /// single TOS. If that doesn't decide, the lower metric is preferred, then the lower place, then the lower ifindex.
     [[nodiscard]] bool isBetterThan(const RouteEntry& other) const;
 };
 
-/// The kernel's own key of a route: prefix, TOS and metric. Several routes may share it (`ip route append`); the kernel
-/// keeps these in an order, and uses the first one.
+/// The kernel's key of a route: prefix, TOS and metric. Several routes may have the same one (`ip route append`). The
+/// kernel has an order for these and uses the first.
 struct RouteId {
     uint32_t destination = 0, metric = 0;
     uint8_t length = 0, tos = 0;
@@ -50,11 +55,13 @@ struct RouteId {
     explicit RouteId(const Route& route)
         : destination(route.destination), metric(route.metric), length(route.length), tos(route.tos) {}
     friend bool operator==(const RouteId&, const RouteId&) = default;
-    /// The lowest key of its entries.
+    /// The lowest key that an entry of its routes can have.
     [[nodiscard]] RouteKey prefix() const { return {destination, length, 0}; }
+    /// True if the entry has this prefix, with whatever TOS and metric.
     [[nodiscard]] bool hasPrefixOf(const RouteEntry& entry) const {
         return entry.destination == destination && entry.length == length;
     }
+    /// True if the entry is of a route with this id.
     [[nodiscard]] bool isOf(const RouteEntry& entry) const {
         return hasPrefixOf(entry) && entry.metric == metric && entry.tos == tos;
     }

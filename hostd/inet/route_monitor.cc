@@ -18,11 +18,11 @@ namespace hostd {
 
 namespace {
 
-constexpr int kReceiveBuffer = 16 * 1024 * 1024;  // octets; the kernel doubles it: some 40,000 notifications
-constexpr size_t kPacketsListed = 1;              // a slice: up to 32 KiB, some hundred routes
-constexpr size_t kPacketsSettled = 256;           // a slice
-constexpr size_t kEntriesSwept = 20'000;          // a slice
-constexpr int kShare = 10;                        // one part in so many of the time is for listings
+constexpr int kReceiveBuffer = 16 * 1024 * 1024;  // octets; the kernel doubles it: enough for 40,000 notifications
+constexpr size_t kPacketsListed = 1;              // in a slice: up to 32 KiB, some hundred routes
+constexpr size_t kPacketsSettled = 256;           // in a slice
+constexpr size_t kEntriesSwept = 20'000;          // in a slice
+constexpr int kShare = 10;                        // listings use 1/kShare of the time at most
 constexpr unsigned kLinkState = IFF_UP | IFF_RUNNING | IFF_LOWER_UP;
 constexpr unsigned kGroups = RTMGRP_IPV4_ROUTE | RTMGRP_LINK | RTMGRP_IPV4_IFADDR | 1U << (RTNLGRP_NEXTHOP - 1);
 
@@ -40,7 +40,7 @@ bool RouteMonitor::open(Time now) {
 }
 
 RouteMonitor::Time RouteMonitor::due() const {
-    // The kernel continues to lose notifications, without reporting it again, until the whole queue has been read.
+    // After a loss, the kernel drops further notifications without another report until the queue has been emptied.
     if (state_ != State::Idle || isBehind_) return Time{0};
     return isWanted_ ? std::max(wantedAt_, earliest_) : kNever;
 }
@@ -55,7 +55,7 @@ void RouteMonitor::drain(Time now, size_t packets) {
     switch (notices_->receive(packets, [&](const nlmsghdr& message) { apply(message, now); })) {
         case NetlinkSocket::Outcome::Empty:
             isBehind_ = false;
-            // All changes from before the listing's end are applied now: what was neither listed nor notified has gone.
+            // All changes from before the listing's end have been applied: routes neither listed nor notified are gone.
             if (state_ == State::Settling) state_ = State::Sweeping;
             break;
         case NetlinkSocket::Outcome::Full:
@@ -115,7 +115,7 @@ void RouteMonitor::applyNexthop(const nlmsghdr& message, Time now) {
     if (id != 0) wantIfAffected(sync_.usesNexthop(id), now);
 }
 
-/// Something that routes may depend on has changed. During a listing it isn't known yet which routes depend on it.
+// During a listing, routes that depend on the change may not have been listed yet.
 void RouteMonitor::wantIfAffected(bool isUsed, Time now) {
     if (isUsed || state_ == State::ListingNexthops || state_ == State::ListingRoutes) want(now);
 }
@@ -143,7 +143,7 @@ void RouteMonitor::beginListing(Time now) {
     begun_ = now;
     isWanted_ = false;
     if (!listing_->open(NETLINK_ROUTE, 0)) return fail(now, errno);
-    // The kernel then lists the main table alone; one that can't (before Linux 4.20) lists all.
+    // With this option the kernel lists the main table only. Without it (before Linux 4.20) it lists all tables.
     const int isStrict = 1;
     (void)::setsockopt(listing_->fd(), SOL_NETLINK, NETLINK_GET_STRICT_CHK, &isStrict, sizeof isStrict);
     if (!requestNexthops()) return fail(now, errno);
@@ -167,8 +167,8 @@ bool RouteMonitor::requestRoutes() {
     return listing_->send(requests);
 }
 
-/// The kernel queues the next packet of a listing as soon as the last one is received: none queued is an error. Changes
-/// during a listing (NLM_F_DUMP_INTR) need no second one, since they are notified as well.
+// The kernel queues a listing's next packet when the previous one is received, so an empty queue is an error. Changes
+// during the listing (NLM_F_DUMP_INTR) don't make it invalid, since they are notified as well.
 RouteMonitor::Listed RouteMonitor::receiveListed() {
     Listed listed;
     const auto outcome = listing_->receive(kPacketsListed, [&](const nlmsghdr& message) {
@@ -212,7 +212,8 @@ void RouteMonitor::fail(Time now, int reason) {
 void RouteMonitor::endListing(Time now) {
     state_ = State::Idle;
     earliest_ = now + (now - begun_) * kShare;
-    // More routes may have gone without a notification, and one after lost ones may have been misinterpreted.
+    // If routes were swept, more may have gone without a notification since. If notifications were lost, later ones
+    // may have been misinterpreted.
     const bool wereLost = std::exchange(wereLost_, false);
     if (wereLost) earliest_ = std::max(earliest_, begun_ + kInterval);
     if (wereLost || sync_.swept() > 0) want(now);

@@ -41,26 +41,27 @@ void RouteSync::applyRoute(const nlmsghdr& message) {
         applyGone(read_);
 }
 
-/// Several routes may share an id. The kernel puts a new one before them, or with NLM_F_APPEND after them; with
-/// NLM_F_REPLACE it takes the place of the first one, which the notification doesn't name.
+// Among routes with the same RouteId, the kernel inserts a new one first, or with NLM_F_APPEND last. With NLM_F_REPLACE
+// the new one replaces the first, which the notification doesn't contain.
 void RouteSync::applyNew(const Route& route, unsigned flags) {
     const bool replaces = (flags & NLM_F_REPLACE) != 0;
     const std::vector<StoredRoute> all = stored(route);
     for (const StoredRoute& one : all)
         if (one.is(route)) return update(route, one);
     if (all.empty()) {
-        if (replaces) isInDoubt_ = true;  // a listing in progress may still report the replaced one
+        if (replaces) isInDoubt_ = true;  // the replaced route isn't known: a listing in progress may still report it
         return put(route, 0);
     }
     if ((flags & NLM_F_APPEND) != 0) return put(route, all.back().place + 1);
     if (!replaces) return put(route, all.front().place - 1);
-    if (all.size() > 1) isInDoubt_ = true;  // the order here is inferred: the first one may be another
+    if (all.size() > 1) isInDoubt_ = true;  // our order is inferred: the kernel's first route may be another
     remove(RouteId(route), all.front().place);
     put(route, all.front().place);
 }
 
-/// The notification has the route's next hops as they are now. Those of a nexthop object may have changed without a
-/// notification for the route; a single route with this id is the one nevertheless.
+// The notification contains the route's next hops as they are now. If they come from a nexthop object, they may differ
+// from the stored ones, since the object may have changed without a notification for the route. A single route with
+// this RouteId is the removed one nevertheless.
 void RouteSync::applyGone(const Route& route) {
     if (isListing_)
         for (const Route::NextHop& hop : route.hops) removed_.insert(RouteEntry(route, hop, 0, 0));
@@ -87,9 +88,9 @@ void RouteSync::beginListing() {
     swept_ = 0;
 }
 
-/// The kernel writes the packets of a listing one by one, each when the one before has been read. So a route that is
-/// listed after a notification removed it is from before that notification, and is ignored. Routes that share an id are
-/// listed in the kernel's order, which corrects the places inferred from notifications.
+// The kernel writes each packet of a listing when the previous one is read. If a packet contains a route whose removal
+// has been notified already, the packet was written before the removal, and the route is ignored. Routes with the same
+// RouteId are listed in the kernel's order, which corrects the places that were inferred from notifications.
 void RouteSync::list(const nlmsghdr& message) {
     nexthops_.list(message);
     if (message.nlmsg_type != RTM_NEWROUTE || !read(message)) return;
@@ -104,12 +105,12 @@ void RouteSync::list(const nlmsghdr& message) {
         return update(read_, *listed);
     }
     lastPlace_ = all.empty() ? 0 : all.back().place + 1;
-    if (listed != all.end()) remove(id, listed->place);  // its place is after those that were thought to follow it
+    if (listed != all.end()) remove(id, listed->place);  // moved behind routes that it was thought to precede
     put(read_, lastPlace_);
 }
 
-/// The kernel removes routes together with their link or address without a notification for each: they are missing from
-/// the listing. Alternates are swept first, since they become rows when rows go.
+// When a link or address goes, the kernel removes its routes without a notification for each. They are then missing
+// from the listing. Alternates are swept before rows, since removing a row turns an alternate into a row.
 bool RouteSync::sweep(size_t max) {
     isSweeping_ = true;
     if (alternatesAt_) {
@@ -125,7 +126,6 @@ bool RouteSync::sweep(size_t max) {
 
 // ---- Changes of the table
 
-/// The routes that share this one's id, in the order of their places.
 std::vector<RouteSync::StoredRoute> RouteSync::stored(const Route& route) const {
     std::vector<StoredRoute> all;
     for (const RouteEntry* entry : table_.entriesOf(RouteId(route))) {
@@ -142,13 +142,14 @@ std::vector<RouteSync::StoredRoute> RouteSync::stored(const Route& route) const 
 void RouteSync::put(const Route& route, int32_t place) {
     for (const Route::NextHop& hop : route.hops) {
         const RouteEntry entry(route, hop, place, listing_);
-        // A row that the sweep is about to remove would become an alternate, and those may have been swept already.
+        // The new entry could turn a row that the sweep is about to remove into an alternate, and the alternates have
+        // been swept already.
         if (isSweeping_) swept_ += table_.removeOldRow(listing_, entry.key());
         table_.insert(entry);
     }
 }
 
-/// A change of carrier alone is reported by the listing, not by a notification.
+// If only the carrier has changed, the kernel notifies nothing: the listing shows the change.
 void RouteSync::update(const Route& route, const StoredRoute& stored) {
     const bool isUnchanged = std::ranges::all_of(
         route.hops, [&](const Route::NextHop& hop) { return stored.find(hop)->isUsable == hop.isUsable; });

@@ -9,71 +9,84 @@
 
 namespace hostd {
 
-/// Brings a RouteTable in step with the IPv4 routes of the kernel's main table: applies notifications and listings, in
-/// the order in which they were received. A listing may be in progress while notifications continue.
+/// Applies the kernel's notifications and listings to a RouteTable, so that it has the IPv4 routes of the main table.
+/// Messages must be applied in the order in which they were received. Notifications may be applied during a listing.
 class RouteSync {
   public:
-    /// @param table  must outlive this, and is changed by nothing else
+    /// @param table  must outlive this; nothing else may change it
     explicit RouteSync(RouteTable& table) : table_(table) {}
 
-    /// Applies RTM_NEWROUTE and RTM_DELROUTE as notifications; ignores other messages.
+    /// Applies a notification, RTM_NEWROUTE or RTM_DELROUTE. Ignores other and malformed messages.
     void applyRoute(const nlmsghdr& message);
-    /// Applies RTM_NEWNEXTHOP and RTM_DELNEXTHOP as notifications. Routes through the object stay unchanged until they
-    /// are listed anew. @return the object's id; 0 for other messages and malformed ones
+    /// Applies a notification, RTM_NEWNEXTHOP or RTM_DELNEXTHOP. Routes through the object don't change before they are
+    /// listed again. @return the object's id; 0 for other messages and malformed ones
     uint32_t applyNexthop(const nlmsghdr& message) { return nexthops_.apply(message); }
 
-    /// Begins a listing: every nexthop object, endNexthops(), every route, then sweep() until it returns true.
+    /// Begins a listing. The caller then passes all nexthop objects to list(), calls endNexthops(), passes all routes
+    /// to list(), and calls sweep() until it returns true. A listing that fails is simply begun again.
     void beginListing();
-    /// Applies a message of the listing; ignores other messages.
+    /// Applies an RTM_NEWNEXTHOP or RTM_NEWROUTE of the listing. Ignores other and malformed messages.
     void list(const nlmsghdr& message);
     void endNexthops() { nexthops_.endListing(); }
-    /// Removes routes that were neither listed nor notified since beginListing(), checking about `max` entries. Only to
-    /// be called when every notification from before the listing's end has been applied. True when all are checked.
+    /// Removes routes that were neither listed nor notified since beginListing(). Each call checks about `max` entries.
+    /// All notifications from before the listing's end must have been applied. True when all entries have been checked,
+    /// which ends the listing.
     [[nodiscard]] bool sweep(size_t max);
     [[nodiscard]] size_t swept() const { return swept_; }  ///< entries removed by sweep() since beginListing()
 
-    /// True, once, if a notification was ambiguous: routes should be listed anew.
+    /// True if a notification since the last call was ambiguous. The table may then be wrong until the next listing.
     [[nodiscard]] bool takeDoubt() { return std::exchange(isInDoubt_, false); }
-    /// True if routes go through this link, or this nexthop object or a group that contains it.
+    /// True if a route uses the link with this ifindex.
     [[nodiscard]] bool usesLink(uint32_t link) const { return table_.usesLink(link); }
+    /// True if a route uses this nexthop object, or a group that contains it.
     [[nodiscard]] bool usesNexthop(uint32_t id) const;
 
   private:
-    /// A route as it is in the table.
+    /// A route in the table. Valid until the table changes.
     struct StoredRoute {
         int32_t place;
-        std::vector<const RouteEntry*> entries;
+        std::vector<const RouteEntry*> entries;  ///< one for each next hop
+        /// True if this is the same route, with the same next hops. Both must have the same RouteId.
         [[nodiscard]] bool is(const Route& route) const;
+        /// The entry of a next hop; nullptr when the route doesn't have it.
         [[nodiscard]] const RouteEntry* find(const Route::NextHop& hop) const;
     };
-    /// Orders entries by what identifies a next hop.
+    /// Orders entries by destination, mask and gateway.
     struct ByRoute {
         bool operator()(const RouteEntry& a, const RouteEntry& b) const { return a.key() < b.key(); }
     };
 
+    /// Reads a route's message into read_, with the next hops of its nexthop object. False when it is to be ignored.
     [[nodiscard]] bool read(const nlmsghdr& message);
+    /// Applies the notification of a new or changed route.
+    /// @param flags  of the message, NLM_F_*
     void applyNew(const Route& route, unsigned flags);
+    /// Applies the notification of a removed route.
     void applyGone(const Route& route);
+    /// The routes in the table that have this one's RouteId, in the order of their places.
     [[nodiscard]] std::vector<StoredRoute> stored(const Route& route) const;
+    /// Adds the entries of a route.
     void put(const Route& route, int32_t place);
+    /// Marks a route in the table as listed, and updates whether its next hops are usable.
     void update(const Route& route, const StoredRoute& stored);
     void remove(const RouteId& id, int32_t place);
+    /// True if all next hops of this route have been removed during this listing.
     [[nodiscard]] bool wasRemoved(const Route& route) const;
 
     RouteTable& table_;
     NexthopTable nexthops_;
-    Route read_;  ///< kept for its vector's memory
+    Route read_;  ///< a member, so that its vector's memory is reused
 
     bool isInDoubt_ = false;
-    uint8_t listing_ = 0;  ///< number of the last one
+    uint8_t listing_ = 0;  ///< number of the last listing; wraps
     bool isListing_ = false;
-    absl::btree_multiset<RouteEntry, ByRoute> removed_;  ///< by notifications, during this listing
-    RouteId lastListed_;
-    int32_t lastPlace_ = INT32_MIN;  ///< of that one
+    absl::btree_multiset<RouteEntry, ByRoute> removed_;  ///< entries removed during this listing
+    RouteId lastListed_;                                 ///< of the route that was listed last
+    int32_t lastPlace_ = INT32_MIN;                      ///< its place
     bool isSweeping_ = false;
-    RouteTable::Position alternatesAt_;  ///< where the sweep continues
-    RouteTable::Position rowsAt_;
-    size_t swept_ = 0;
+    RouteTable::Position alternatesAt_;  ///< where the sweep of alternates continues
+    RouteTable::Position rowsAt_;        ///< where the sweep of rows continues
+    size_t swept_ = 0;                   ///< entries
 };
 
 }  // namespace hostd

@@ -44,7 +44,7 @@ void RouteTable::insert(const RouteEntry& entry) {
 
 std::vector<RouteEntry> RouteTable::remove(const RouteId& id, int32_t place) {
     std::vector<RouteEntry> removed;
-    removeFrom(alternates_, id, place, removed);  // first, since these become rows when rows go
+    removeFrom(alternates_, id, place, removed);  // first: an alternate becomes a row when its row is removed
     removeFrom(rows_, id, place, removed);
     return removed;
 }
@@ -98,7 +98,6 @@ size_t RouteTable::removeOldRow(uint8_t listing, const RouteKey& key) {
     return removed;
 }
 
-/// Returns what is at that position afterwards: the best usable alternate with the same key, or the next row.
 RouteTable::Rows::iterator RouteTable::erase(Rows::iterator at) {
     cursor_.reset();
     count(*at, -1);

@@ -41,7 +41,7 @@ uint32_t kindOf(const RouteEntry& entry) {
     }
 }
 
-/// The smallest valid route key that isn't before this one; the mask may be non-contiguous.
+/// The lowest key of a route that isn't below this row key, whose mask may be non-contiguous.
 RouteKey routeKey(const RowKey& key) {
     RouteKey first{.destination = key.u32(0), .length = 0, .gateway = key.u32(kGatewayAt)};
     const uint32_t mask = key.u32(kMaskAt);
@@ -84,7 +84,6 @@ void Routes::work() {
     schedule();
 }
 
-/// Has the loop call when there is something to do.
 void Routes::schedule() {
     tn::Looper* looper = tn::getLooper();
     if (looper == nullptr) return;
@@ -95,7 +94,7 @@ void Routes::schedule() {
     timer_.stop();
     const auto now = tn::sinceBoot();
     if (due > now) return timer_.start(due - now, [this] { work(); });
-    // A timer of 0 ms may be late by one, as long as a slice takes.
+    // Not a timer: one of 0 ms may be 1 ms late, which is as long as a slice.
     looper->defer([this, here = std::weak_ptr<void>(isHere_)] {
         if (!here.expired()) work();
     });
