@@ -13,22 +13,23 @@
 
 namespace hostd {
 
-/// State of one mount. Everything but the point is guarded by the mutex.
+/// The state of one mount, guarded by Work's mutex. `point` is read without it: it doesn't change during a query.
 struct DiskReader::Probe {
     std::string point;
     bool isBusy = false;  ///< queued or being queried
-    bool isLate = false;
+    bool isLate = false;  ///< it didn't answer the last query within kTimeout
     std::optional<DiskSize> size;
-    Clock::time_point asked;  ///< when that size was queried
+    Clock::time_point asked;  ///< when the query for `size` began
 };
 
+/// The state that the reader and its threads share. The mutex guards all of it but `sizeOf`, which doesn't change.
 struct DiskReader::Work {
     DiskSizer sizeOf;
     std::mutex mutex;
-    std::condition_variable ended;                  ///< a reading needn't wait any longer
+    std::condition_variable ended;                  ///< notified when a query has ended and none is queued
     std::map<Mount, std::shared_ptr<Probe>> known;  ///< the current mounts
-    std::deque<std::shared_ptr<Probe>> waiting;
-    size_t answered = 0;  ///< never reset
+    std::deque<std::shared_ptr<Probe>> waiting;     ///< the queued mounts
+    size_t answered = 0;                            ///< number of queries that have ended; never reset
 };
 
 DiskReader::DiskReader(std::string proc, DiskSizer sizeOf, std::chrono::milliseconds maxAge)
@@ -36,7 +37,6 @@ DiskReader::DiskReader(std::string proc, DiskSizer sizeOf, std::chrono::millisec
     work_->sizeOf = std::move(sizeOf);
 }
 
-/// A helper thread: queries this mount, if it isn't null, then the queued ones.
 void DiskReader::ask(const std::shared_ptr<Work>& work, std::shared_ptr<Probe> probe) {
     std::unique_lock lock(work->mutex);
     for (; probe || !work->waiting.empty(); probe.reset()) {
@@ -57,7 +57,6 @@ void DiskReader::ask(const std::shared_ptr<Work>& work, std::shared_ptr<Probe> p
     }
 }
 
-/// Called with the lock held.
 void DiskReader::startThread(const std::shared_ptr<Probe>& first) {
     try {
         std::thread([work = work_, first] { ask(work, first); }).detach();
@@ -66,7 +65,6 @@ void DiskReader::startThread(const std::shared_ptr<Probe>& first) {
     }
 }
 
-/// Queues a query for each mount that has none pending. Called with the lock held.
 void DiskReader::queue(const std::vector<Mount>& mounts) {
     std::map<Mount, std::shared_ptr<Probe>> known;
     for (const Mount& mount : mounts) {

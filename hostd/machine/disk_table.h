@@ -10,18 +10,19 @@
 
 namespace hostd {
 
-/// The disks: one reading, shared by all tables that show them.
+/// The disks, one reading for all owners that use them.
 using Disks = Watch<Reading<Disk>>;
 
 constexpr std::chrono::seconds kDisksMaxAge{5};
 
 /// Starts the first reading on a helper thread and returns at once.
-/// @param proc    where the kernel's mount list is ("/proc")
-/// @param sizeOf  runs on helper threads, several at once
+/// @param proc    path of the kernel's process tree ("/proc"), for the mount list
+/// @param sizeOf  runs on helper threads, several at once; replaced by tests
 [[nodiscard]] std::shared_ptr<Disks> watchDisks(const std::string& proc, const DiskSizer& sizeOf = sizeOfDisk);
 
-/// {79, 2}: the mounted file systems that store data and have a known size. A disk keeps its id as long as it is
-/// mounted there, even while its size isn't known. contracts/disks.h has the fields.
+/// {79, 2}: the mounted file systems that store data and have a known size. contracts/disks.h has the fields. A new
+/// disk gets the lowest free id. It keeps that id as long as it is mounted at the same path, even while its size isn't
+/// known and it has no row.
 class DiskTable : public WatchedTable<Disk> {
   public:
     static constexpr IdRange kIds{1, 0x10000};

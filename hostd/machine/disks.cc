@@ -17,7 +17,8 @@ std::string_view nextWord(std::string_view& line) {
     return word;
 }
 
-/// The kernel writes space, tab, newline and backslash in names as three octal digits (seq_path).
+/// A name of mountinfo in plain text. The kernel escapes space, tab, newline and backslash as a backslash and three
+/// octal digits.
 std::string unescaped(std::string_view name) {
     std::string plain;
     const auto isOctal = [](char c) { return c >= '0' && c <= '7'; };
@@ -32,27 +33,29 @@ std::string unescaped(std::string_view name) {
     return plain;
 }
 
-/// nullopt for a file system that stores no data or duplicates a listed one.
+/// The kind of a mount; nothing for a file system that stores no data or only shows the data of another one.
 std::optional<Mount::Kind> kindOf(std::string_view type, std::string_view source, std::string_view point) {
     static constexpr std::string_view kRemote[] = {
         "nfs", "nfs4", "cifs", "smb3", "ceph", "lustre", "9p", "virtiofs", "fuse.sshfs", "fuse.glusterfs", "fuse.ceph",
     };
     static constexpr std::string_view kOverlays[] = {"overlay", "aufs", "fuse.fuse-overlayfs"};
     if (std::ranges::find(kRemote, type) != std::end(kRemote)) return Mount::Kind::Remote;
-    if (type == "zfs" && source.find('@') == std::string_view::npos) return Mount::Kind::Dataset;  // @: a snapshot
+    if (type == "zfs" && source.find('@') == std::string_view::npos)
+        return Mount::Kind::Dataset;  // a snapshot has an @
     if (std::ranges::find(kOverlays, type) != std::end(kOverlays) && point == "/") return Mount::Kind::Overlay;
-    // A volume of raw flash is named by its number or by its name: "ubi0_3", "ubi0:rootfs", "mtd:data".
+    // The source of raw flash isn't a path: "ubi0_3", "ubi0:rootfs", "mtd:data".
     if (type == "ubifs" || type == "jffs2") return Mount::Kind::Local;
     if (source.starts_with("/dev/") && !type.starts_with("fuse.") && type != "fuse") return Mount::Kind::Local;
     return {};
 }
 
+/// A parsed line of mountinfo.
 struct Line {
     Mount mount;
-    bool isShown = false;
+    bool isShown = false;  // the file system stores data; if not, the mount can still hide others
 };
 
-// "36 35 98:0 /root /mount/point rw,noatime master:1 - ext3 /dev/root rw,errors=continue"
+/// Parses a line such as "36 35 98:0 /root /mount/point rw,noatime master:1 - ext3 /dev/root rw,errors=continue".
 std::optional<Line> parseLine(std::string_view line) {
     nextWord(line);  // mount id
     nextWord(line);  // parent's mount id
@@ -97,7 +100,7 @@ std::vector<Mount> parseMountinfo(std::string_view text) {
 
 std::optional<DiskSize> sizeOfDisk(const std::string& mountPoint) {
     struct statvfs fs {};
-    if (::statvfs(mountPoint.c_str(), &fs) != 0 || fs.f_blocks == 0) return {};  // 0: it has no size
+    if (::statvfs(mountPoint.c_str(), &fs) != 0 || fs.f_blocks == 0) return {};  // 0: a file system without a size
     const auto kib = [&fs](uint64_t blocks) {
         const uint64_t unit = fs.f_frsize;
         return unit >= 1024 ? blocks * (unit / 1024) : blocks * unit / 1024;
@@ -107,8 +110,9 @@ std::optional<DiskSize> sizeOfDisk(const std::string& mountPoint) {
 
 namespace {
 
-/// An overlay has the sizes of the file system it writes to, which may change between two readings. Equal totals alone
-/// prove nothing: disks of the same model have them.
+/// True if both sizes are probably those of one file system, as of an overlay and its upper layer's file system. Free
+/// space may change between two queries, so it need only be similar. Equal totals alone aren't enough, since disks of
+/// the same model have them.
 bool isSameSpace(const DiskSize& a, const DiskSize& b) {
     return a.total == b.total && std::max(a.free, b.free) - std::min(a.free, b.free) <= a.total / 100;
 }

@@ -14,27 +14,27 @@ namespace hostd {
 struct Mount {
     enum class Kind {
         Local,    ///< on a local block device or raw flash
-        Dataset,  ///< of ZFS: its free space is its pool's
-        Overlay,  ///< the root of a container or live system: its space is that of its upper layer
-        Remote,   ///< on another machine, or on this guest's host
+        Dataset,  ///< of ZFS; its free space is that of its pool
+        Overlay,  ///< overlay root of a container or live system; its space is that of its upper layer's file system
+        Remote,   ///< on another machine, or, in a virtual machine, on its host
     };
-    std::string device;  ///< major:minor, the same for each mount of one file system
+    std::string device;  ///< major:minor, the same for all mounts of a file system
     std::string point;   ///< path where it is mounted
     std::string source;  ///< a device, a dataset, "server:/path"
     Kind kind = Kind::Local;
-    bool isWhole = true;  ///< false if only one of its folders or files is mounted
+    bool isWhole = true;  ///< false if only a folder or file of the file system is mounted
 
     friend auto operator<=>(const Mount&, const Mount&) = default;  // NOLINT(modernize-use-nullptr): a false alarm
 };
 
-/// Parses the text of /proc/self/mountinfo (proc(5)). Returns the file systems that store data, each device once, under
-/// its first mount point that no later mount hides. Lines that can't be parsed are skipped.
+/// Parses the text of /proc/self/mountinfo (proc(5)). Returns the mounts of file systems that store data. Each device
+/// occurs once, with the first of its mount points that no later mount hides. Lines that can't be parsed are skipped.
 [[nodiscard]] std::vector<Mount> parseMountinfo(std::string_view text);
 
 /// Sizes of a file system in KiB.
 struct DiskSize {
     uint64_t total = 0;
-    uint64_t free = 0;  ///< the share reserved for root included, so that total - free is what files occupy
+    uint64_t free = 0;  ///< includes the blocks reserved for root, so that total - free is what files occupy
 
     friend bool operator==(const DiskSize&, const DiskSize&) = default;
 };
@@ -43,22 +43,25 @@ struct DiskSize {
 struct Disk {
     Mount mount;
     std::optional<DiskSize> size;
-    std::string key = mount.device + " " + mount.point;
+    std::string key = mount.device + " " + mount.point;  ///< identifies it
 
+    /// The same for all disks, so that a new disk gets the lowest free id.
     [[nodiscard]] static uint32_t preferredId() { return 1; }
 };
 
-/// The size of the file system mounted at a path (statvfs(3)); nothing when the call fails or reports a size of 0. Can
-/// block for as long as the disk or server does.
+/// The size of the file system mounted at a path (statvfs(3)). Nothing when the call fails or reports a size of 0. Can
+/// block as long as the disk or the server doesn't answer.
 [[nodiscard]] std::optional<DiskSize> sizeOfDisk(const std::string& mountPoint);
 
+/// sizeOfDisk, or a replacement of it in tests.
 using DiskSizer = std::function<std::optional<DiskSize>(const std::string& mountPoint)>;
 
-/// Removes partial mounts (`isWhole` false) that repeat the overlay root's space: a container has files of the host's
-/// file system mounted into it.
+/// Removes partial mounts (`isWhole` false) with the same space as the overlay root. A container has them: its root and
+/// single files in it are on the same file system of the host.
 void removeCopies(std::vector<Disk>& disks);
 
-/// The space of the local disks, each counted once; nothing when no disk has a known size.
+/// The total space of all disks that aren't remote. Space that several of them share is counted once. Nothing when none
+/// of them has a known size.
 [[nodiscard]] std::optional<DiskSize> sumOfDisks(std::span<const Disk> disks);
 
 }  // namespace hostd

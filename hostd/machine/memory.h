@@ -6,16 +6,16 @@
 
 namespace hostd {
 
-/// Main memory in KiB; what the kernel didn't report is absent.
+/// Main memory in KiB. A value that the kernel doesn't report is absent.
 struct Memory {
     std::optional<uint64_t> total;
-    std::optional<uint64_t> available;  ///< what programs can still get without swapping
+    std::optional<uint64_t> available;  ///< what programs can still allocate without swapping
 
     friend bool operator==(const Memory&, const Memory&) = default;
 };
 
-/// Parses the text of /proc/meminfo (proc(5)): MemTotal and MemAvailable. A value is absent when its line is missing,
-/// has no number or is impossible (more available than there is).
+/// Parses MemTotal and MemAvailable in the text of /proc/meminfo (proc(5)). A value is absent when its line is missing
+/// or isn't a number of kB. `available` is also absent when it exceeds the total.
 [[nodiscard]] Memory parseMeminfo(std::string_view text);
 
 }  // namespace hostd

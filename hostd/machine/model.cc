@@ -10,7 +10,7 @@ namespace hostd {
 
 namespace {
 
-/// Placeholders for a missing name in firmware, compared case-insensitively.
+/// Texts that firmware has in place of a name. They are compared case-insensitively.
 constexpr const char* kFillers[] = {
     "To be filled by O.E.M.",
     "To be filled by OEM",

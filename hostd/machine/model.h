@@ -4,9 +4,12 @@
 
 namespace hostd {
 
-/// The machine's name from its firmware (SYSFS/class/dmi/id): the product name; if that is missing or a filler ("To be
-/// filled by O.E.M."), the vendor and name of the main board. Without either, the device tree's model
-/// (PROC/device-tree/model). Empty when none of them is there.
+/// The machine's model, from its firmware: the first of these that is present. A placeholder in the DMI data ("To be
+/// filled by O.E.M.") counts as absent.
+/// - the product name (SYSFS/class/dmi/id/product_name),
+/// - the vendor and name of the main board (board_vendor or else sys_vendor, and board_name),
+/// - the model in the device tree (PROC/device-tree/model).
+/// Empty when there is none.
 /// @param sysfs  path of the kernel's device tree ("/sys")
 /// @param proc   path of the kernel's process tree ("/proc")
 [[nodiscard]] std::string readModel(const std::string& sysfs, const std::string& proc);

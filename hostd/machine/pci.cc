@@ -20,16 +20,16 @@ namespace pci_devices = contracts::pci_devices;
 
 namespace {
 
-// The library terminates the process if its list is damaged, unless it has an error function that doesn't return. Once
-// the list has been read, running out of memory is the only remaining error.
+// If its list is damaged, libpci calls its error function and terminates the process if that returns. So ours jumps
+// back (giveUp). Once the list has been read, the only error is a lack of memory, which ends the process (endProcess).
 thread_local std::jmp_buf gaveUp;
 __attribute__((noreturn)) void giveUp(char*, ...) { std::longjmp(gaveUp, 1); }
 __attribute__((noreturn)) void endProcess(char*, ...) { std::abort(); }
 void saysNothing(char*, ...) {}
 
-/// False when the list can't be read to its end; the names before that place are known.
+/// Reads the list of names. False when it can't be read to its end: the names up to that point are then available.
 bool loadNames(pci_access* access) {
-    access->method = PCI_ACCESS_SYS_BUS_PCI;  // no probing for other methods: only the names are used
+    access->method = PCI_ACCESS_SYS_BUS_PCI;  // avoids probing for methods: only the names are used
     access->error = giveUp;
     access->warning = saysNothing;
     access->debug = saysNothing;
@@ -42,17 +42,19 @@ bool loadNames(pci_access* access) {
     return isWhole;
 }
 
+/// The name for numbers of a vendor or device; a text with the numbers when the list doesn't have it.
+/// @param what  PCI_LOOKUP_VENDOR or PCI_LOOKUP_DEVICE
 template <class... Ids>
 std::string lookUp(pci_access* access, int what, Ids... ids) {
     std::array<char, kMaxText> text{};
-    // udev's database has the same names, and without it the library leaks.
+    // Not in udev's database: it has the same names, and where it is missing, libpci leaks memory in each look-up.
     const int flags = what | PCI_LOOKUP_NO_HWDB;
     const char* found = pci_lookup_name(access, text.data(), text.size(), flags, ids...);
     return found == nullptr ? "" : found;
 }
 
-/// The place of a device from its kernel name, "domain:bus:device.function" in hexadecimal; nullopt if the name has
-/// another form.
+/// A device's preferred id, from its name "domain:bus:device.function" in hexadecimal. Nothing if the name has another
+/// form.
 std::optional<uint32_t> placeOf(const std::string& name) {
     constexpr std::string_view kEnds{"::.\0", 4};
     std::array<uint32_t, 4> numbers{};

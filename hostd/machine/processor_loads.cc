@@ -23,7 +23,7 @@ std::optional<uint64_t> takeNumber(std::string_view& line) {
 
 }  // namespace
 
-// "cpu3 user nice system idle iowait irq softirq steal guest guest_nice", in clock ticks
+// A line is "cpu3 user nice system idle iowait irq softirq steal guest guest_nice", in clock ticks.
 std::vector<ProcessorLoads::Times> ProcessorLoads::parse(std::string_view stat) {
     std::vector<Times> all;
     while (!stat.empty()) {
@@ -31,10 +31,10 @@ std::vector<ProcessorLoads::Times> ProcessorLoads::parse(std::string_view stat) 
         stat.remove_prefix(std::min(line.size() + 1, stat.size()));
         if (!line.starts_with(kPrefix)) continue;
         line.remove_prefix(kPrefix.size());
-        if (line.starts_with(' ')) continue;  // the sum of all processors processors processors
+        if (line.starts_with(' ')) continue;  // the sum of all processors
         const auto number = takeNumber(line);
         if (!number || *number >= UINT32_MAX - 1) continue;
-        // Guests' time is within user and nice already.
+        // The last two kinds aren't counted: user and nice include the time of guests.
         constexpr size_t kKinds = 8;
         constexpr size_t kIdle = 3;
         constexpr size_t kIoWait = 4;
@@ -51,7 +51,7 @@ std::vector<ProcessorLoads::Times> ProcessorLoads::parse(std::string_view stat) 
 }
 
 ProcessorLoads::Times ProcessorLoads::startOfInterval(uint64_t now, uint32_t id) const {
-    Times start;  // zeros: since the machine's start
+    Times start;  // zeros: the machine's start
     for (const Reading& reading : readings_) {
         if (now - reading.at < kSpacing) break;
         const auto found = std::ranges::lower_bound(reading.times, id, {}, &Times::id);
@@ -62,7 +62,6 @@ ProcessorLoads::Times ProcessorLoads::startOfInterval(uint64_t now, uint32_t id)
     return start;
 }
 
-/// Drops all readings before the latest that is kWindow old.
 void ProcessorLoads::forget(uint64_t now) {
     const auto isInside = [now](const Reading& reading) { return now - reading.at < kWindow; };
     const auto inside = std::ranges::find_if(readings_, isInside);

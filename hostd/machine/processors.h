@@ -6,8 +6,8 @@
 
 namespace hostd {
 
-/// Number of processors in a kernel list ("0-3,6"), as in /sys/devices/system/cpu/online; nothing when the text isn't
-/// such a list.
+/// The number of processors in a list of the kernel, such as "0-3,6" in /sys/devices/system/cpu/online. A newline ends
+/// the list. Nothing when the text isn't such a list.
 [[nodiscard]] std::optional<uint32_t> countProcessors(std::string_view list);
 
 }  // namespace hostd

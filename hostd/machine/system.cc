@@ -50,7 +50,7 @@ tn::message SystemTime::cmdGet(const tn::message&) {
     const int64_t now = tn::sources().wallSeconds();
     const time_t moment = now;
     tm local{};
-    ::tzset();  // localtime_r doesn't notice a changed time zone by itself
+    ::tzset();  // localtime_r alone doesn't notice a changed time zone
     ::localtime_r(&moment, &local);
     tn::message reply;
     reply.insert_u32(system_time::Seconds, static_cast<uint32_t>(now));

@@ -19,8 +19,8 @@ namespace usb_reset = contracts::usb_reset;
 
 namespace {
 
-/// The switch of each root hub's port: SYSFS/bus/usb/devices/N-0:1.0/usbN-portM/disable (Linux 6.0 and later). It isn't
-/// read, because the kernel would query the hub.
+/// The paths of the switches of all root hubs' ports: SYSFS/bus/usb/devices/N-0:1.0/usbN-portM/disable (Linux 6.0 and
+/// later). The files aren't read, since the kernel would query the hub for that.
 std::vector<std::string> switchesOf(const std::string& sysfs) {
     std::vector<std::string> switches;
     const std::string folder = sysfs + "/bus/usb/devices/";
@@ -34,6 +34,7 @@ std::vector<std::string> switchesOf(const std::string& sysfs) {
     return switches;
 }
 
+/// Writes a value to all switches: "1" for off, "0" for on. Logs the switches that can't be written.
 void write(const std::vector<std::string>& switches, const char* value) {
     for (const std::string& at : switches)
         if (std::ofstream file(at); !(file << value << std::flush))

@@ -8,7 +8,7 @@ namespace hostd {
 
 namespace {
 
-/// A value with shell quoting: within double quotes, a backslash escapes the next character.
+/// Removes a value's quotes, as a shell does. Within double quotes, a backslash escapes the next character.
 std::string unquoted(std::string_view value) {
     if (value.empty() || (value.front() != '"' && value.front() != '\'')) return std::string(value);
     const char quote = value.front();

@@ -10,13 +10,13 @@ namespace hostd {
 
 namespace {
 
-// Units of the kernel's interfaces: Documentation/driver-api/thermal/sysfs-api, Documentation/ABI/testing/
-// sysfs-class-power.
+// Units of the values in SYSFS/class, from the kernel's Documentation/driver-api/thermal/sysfs-api and
+// Documentation/ABI/testing/sysfs-class-power.
 constexpr double kMilli = 1e-3;
 constexpr double kMicro = 1e-6;
 constexpr double kTenth = 0.1;
 
-constexpr double kAbsoluteZero = -273.15;  // degrees Celsius; a zone without a measurement yet reports less
+constexpr double kAbsoluteZero = -273.15;  // degrees Celsius; a zone that hasn't measured yet reports less
 
 }  // namespace
 

@@ -8,11 +8,11 @@
 
 namespace hostd {
 
-/// A sensor in SYSFS/class; libsensors knows hwmon chips only.
+/// A sensor in SYSFS/class. libsensors doesn't report these: it knows hwmon chips only.
 struct ClassSensor {
     Sensor sensor;
-    std::string file;  ///< path of its value
-    double unit = 1;   ///< volts or degrees Celsius per unit of the file's number
+    std::string file;  ///< path of the file with its value
+    double unit = 1;   ///< factor from that value to volts or degrees Celsius
 };
 
 /// Lists the sensors in SYSFS/class without querying their drivers:
@@ -22,12 +22,13 @@ struct ClassSensor {
 ///     power_supply-NAME   voltage_now         "input" for the mains, else the type: "Battery"
 ///     power_supply-NAME   temp, temp_ambient  the feature's name
 ///
-/// Supplies of single devices (a mouse's battery) are omitted. Zones with a hwmon chip are included: libsensors'
-/// sensors come before these.
+/// Supplies of single devices (a mouse's battery) are left out. Zones that also have a hwmon chip are included: callers
+/// prefer the sensors of libsensors. Empty when there are none; nothing is logged.
+/// @param sysfs  path of the kernel's device tree ("/sys")
 [[nodiscard]] std::vector<ClassSensor> findClassSensors(const std::string& sysfs);
 
-/// Volts or degrees Celsius; nothing when the driver reports no value, or an impossible one. Queries the driver, so it
-/// can block.
+/// The sensor's value in volts or degrees Celsius. Nothing when the driver reports no number, or an impossible
+/// temperature. Queries the driver, so it can block.
 [[nodiscard]] std::optional<double> readClassSensor(const ClassSensor& sensor);
 
 }  // namespace hostd

@@ -37,7 +37,7 @@ std::optional<Supply> readSupply(const std::string& sysfs) {
     }
     if (!isKnown) return {};
     if (drains) return Supply::Auxiliary;
-    return isFed ? Supply::Main : Supply::None;  // from what, if not from the mains
+    return isFed ? Supply::Main : Supply::None;  // a battery is charging or full: only the mains can feed it
 }
 
 HealthReading readHealth(const std::string& sysfs, const SensorChoice& choice) {

@@ -16,30 +16,32 @@ namespace hostd {
 
 using contracts::health::Supply;
 
-/// What powers the machine, from SYSFS/class/power_supply (type, online, status); nothing when no supply is listed.
-/// Batteries of mice and the like don't count. Queries drivers, so it can block.
+/// The supply that powers the machine, from SYSFS/class/power_supply (type, online, status). Nothing when that lists no
+/// supply. Batteries of single devices, such as a mouse's, don't count. Queries drivers, so it can block.
 [[nodiscard]] std::optional<Supply> readSupply(const std::string& sysfs);
 
-/// All readings of one moment; what can't be read is absent.
+/// One reading of sensors and supply. A value that can't be read is absent.
 struct HealthReading {
     SensorReading sensors;
     std::optional<Supply> supply;
 };
 
-/// Reads sensors and supply. If class/power_supply lists no supply, measured input voltages show whether mains power is
-/// present (PMBus drivers have no other interface). Queries drivers, so it can block.
+/// Reads sensors and supply. If SYSFS/class/power_supply lists no supply, the supply is determined by the input
+/// voltages that sensors measure, since PMBus drivers report nothing else. Queries drivers, so it can block.
 [[nodiscard]] HealthReading readHealth(const std::string& sysfs, const SensorChoice& choice);
 
-/// {12, 1}: the readings of the machine's sensors, and what powers it. contracts/health.h has the fields. Logs a line
-/// whenever the set of measures without a sensor changes.
+/// {12, 1}: the values of the machine's sensors, and the supply that powers it. contracts/health.h has the fields. Logs
+/// a line whenever the set of measures without a value changes.
 class Health : public tn::Handler {
   public:
     static constexpr std::chrono::seconds kMaxAge{5};
 
+    /// Starts the first reading.
     /// @param read  runs on the helper thread
     explicit Health(std::function<HealthReading()> read);
-    void loadPermData() override { watch_.keepReading(); }  // now with the looper's timers
-    /// Empty before the first reading and while the last one is too old (see Watch).
+    /// Continues to read ahead, which needs the looper's timers.
+    void loadPermData() override { watch_.keepReading(); }
+    /// The reply is empty before the first reading, and while the last one is too old (see Watch).
     tn::message cmdGet(const tn::message& request) override;
 
   private:

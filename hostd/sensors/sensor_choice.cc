@@ -8,7 +8,7 @@ namespace hostd {
 
 namespace {
 
-/// Patterns of a chip name and a feature label, case-insensitive.
+/// Matches sensors by patterns (glob(7)) of the chip's name and the feature's label. Case doesn't matter.
 struct Rule {
     const char* chip;
     const char* label;

@@ -17,8 +17,8 @@ namespace {
 
 constexpr std::array<const char*, kMeasures> kNames = {"voltage", "board temperature", "processor temperature"};
 
-/// The initialized library: it reads its configuration and detects chips once. Chips and drivers that are added later
-/// are found by the next instance.
+/// libsensors, initialized. It reads its configuration and detects chips in the constructor only, so chips and drivers
+/// that are added later are found by the next instance. Its state is global: one instance at a time.
 class Library {
   public:
     Library() {
@@ -31,7 +31,7 @@ class Library {
     Library(const Library&) = delete;
     Library& operator=(const Library&) = delete;
 
-    /// Calls with each chip of the machine and each of its features.
+    /// Calls `call` with each pair of a chip and one of its features; never if the library couldn't be initialized.
     template <class Call>
     void forEach(const Call& call) const {
         int chipAt = 0;
@@ -45,7 +45,7 @@ class Library {
     bool isOpen_ = false;
 };
 
-/// How the library identifies a sensor.
+/// The library's identification of a sensor. Both pointers are the library's.
 struct Handle {
     const sensors_chip_name* chip;
     const sensors_feature* feature;
@@ -72,12 +72,12 @@ std::optional<double> read(const Handle& handle) {
     return valueOf(handle, SENSORS_SUBFEATURE_TEMP_INPUT);
 }
 
-/// PMBus drivers use these labels for a power supply's input; its voltage is close to 0 when the mains fail.
+/// True for a sensor of a power supply's input, by the labels that PMBus drivers use.
 bool isInput(const Sensor& sensor) {
     return sensor.isVoltage &&
            (::strcasecmp(sensor.label.c_str(), "vin") == 0 || ::strcasecmp(sensor.label.c_str(), "v_in") == 0);
 }
-constexpr double kDeadInput = 1;  // V
+constexpr double kDeadInput = 1;  // V; the input of a power supply is close to 0 when the mains fail
 
 }  // namespace
 

@@ -8,18 +8,19 @@
 
 namespace hostd {
 
-/// Volts and degrees Celsius; what can't be read is absent.
+/// One reading of the sensors.
 struct SensorReading {
-    std::array<std::optional<double>, kMeasures> values;
-    std::string problem;  ///< names the measures that are absent and not chosen to be; empty when there is none
-    std::optional<bool> isFed =
-        std::nullopt;  ///< whether a power supply's measured input has power; absent when none is measured
+    std::array<std::optional<double>, kMeasures> values;  ///< volts and degrees Celsius; absent if it can't be read
+    std::string problem;  ///< lists the measures without a value, except those set to "none"; else empty
+    /// True if the input of at least one power supply has power. Absent when no sensor measures an input.
+    std::optional<bool> isFed = std::nullopt;
 };
 
-/// Reads the sensors: those of libsensors, under the names of sensors.conf(5), then those of SYSFS/class that it
-/// doesn't know (class_sensors.h). libsensors reads the kernel's own /sys only, so another tree has only the latter.
-/// Reads only the chosen sensors and the inputs of power supplies: others may be slow, or wake a sleeping disk. Queries
-/// drivers, so it can block. The library has global state: call this from one thread at a time.
+/// Finds the sensors, chooses one for each measure (chooseSensor) and reads it. It finds those of libsensors, named and
+/// labelled as sensors.conf(5) says, then those of findClassSensors(). libsensors always reads /sys, so it is left out
+/// for other trees. Only the chosen sensors and the inputs of power supplies are read: others may be slow, or wake a
+/// sleeping disk. Queries drivers, so it can block. For one thread at a time, since libsensors has global state.
+/// @param sysfs  path of the kernel's device tree ("/sys")
 [[nodiscard]] SensorReading readSensors(const std::string& sysfs, const SensorChoice& choice);
 
 }  // namespace hostd
