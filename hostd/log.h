@@ -4,7 +4,7 @@
 
 namespace hostd {
 
-/// What operators should see of the owners: sources that went away, refused changes, children that crashed.
+/// The owners' log for operators: sources that failed, changes that were refused, child processes that crashed.
 inline const tn::lstream hostLog(21);
 
 }  // namespace hostd

@@ -12,10 +12,10 @@
 
 namespace {
 
-constexpr uint32_t kSpawned = tn::number::Snmp;  // what the spawned program serves
+constexpr uint32_t kSpawned = tn::number::Snmp;  // the bus number that the spawned program serves
 
-/// The spawned program's command line: our root and log target, then the arguments after "--". Empty if the program
-/// isn't found; the reason is then on standard error.
+/// The spawned program's command line: its path, our --root and --log, then our arguments after "--". Empty if the
+/// program isn't found; the reason is then printed to standard error.
 std::vector<std::string> spawnCommand(const std::string& name, const CLI::App& app, std::span<char*> rest) {
     const std::string path = hostd::findProgram(name);
     if (path.empty()) {
@@ -29,7 +29,8 @@ std::vector<std::string> spawnCommand(const std::string& name, const CLI::App& a
     return command;
 }
 
-/// Runs the loop and the spawned program. @return exit status
+/// Runs the loop and the spawned program until the loop ends, then stops the program. @return exit status; 1, with the
+/// reason on standard error, if the program's socket can't be opened or the program can't be started
 int runWithSpawned(tn::Looper& looper, const std::vector<std::string>& command) {
     std::string why;
     tn::BusListener listener = tn::openBusListener(kSpawned, why);

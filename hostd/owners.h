@@ -10,35 +10,37 @@
 
 namespace hostd {
 
+/// The settings of the owners, from the command line.
 struct Options {
-    std::string proc = "/proc";  ///< read in place of the kernel's own tree, for tests
-    std::string sysfs = "/sys";
-    SensorChoice sensors;
-    std::string guestsUri = "qemu:///system";        ///< libvirt's name of where virtual machines are
-    std::string podhostUri = "lxc:///system";        ///< and containers
-    std::string proxyUrl = "http://127.0.0.1:3128";  ///< where squid listens
-    bool allowReboot = false;                        ///< let callers on the bus restart the machine
-    bool allowUsbReset = false;                      ///< and take the power from its USB ports
-    bool allowLinkChanges = false;                   ///< and bring its network interfaces up and down
+    std::string proc = "/proc";                      ///< the kernel's process tree; another one in tests
+    std::string sysfs = "/sys";                      ///< the kernel's device tree; another one in tests
+    SensorChoice sensors;                            ///< --voltage-sensor, --board-sensor, --cpu-sensor
+    std::string guestsUri = "qemu:///system";        ///< libvirt URI for virtual machines
+    std::string podhostUri = "lxc:///system";        ///< libvirt URI for containers
+    std::string proxyUrl = "http://127.0.0.1:3128";  ///< squid's URL
+    bool allowReboot = false;                        ///< bus clients with write access may reboot this machine
+    bool allowUsbReset = false;                      ///< they may power-cycle its USB ports
+    bool allowLinkChanges = false;                   ///< they may bring its network interfaces up and down
 };
 
-/// Adds --proc and --sysfs, those that say which sensor is which and where guests and squid are, and --allow-reboot and
-/// the like.
+/// Adds an option for each member of `options`, which parsing the command line then changes. `options` must outlive
+/// `app`.
 void addOptions(CLI::App& app, Options& options);
 
 class Supervisor;
 
-/// Every owner of this host's data: what stands behind which path. Must outlive the looper it is added to.
+/// All owners of this host's data, each with its path. Must outlive the looper that they are added to.
 class Owners {
   public:
+    /// Creates the owners. Those that read their source on a helper thread start their first reading.
     explicit Owners(const Options& options);
     ~Owners();
     Owners(const Owners&) = delete;
     Owners& operator=(const Owners&) = delete;
 
-    /// The bus numbers that they serve, ascending.
+    /// The bus numbers that the owners serve, the first elements of their paths; ascending, each once.
     [[nodiscard]] std::vector<uint32_t> numbers() const;
-    /// Registers all owners with a looper, whose process thereby serves their numbers.
+    /// Adds all owners to a looper and announces their numbers to the supervisor. The owners stay this object's.
     void addTo(tn::Looper& looper);
 
   private:
@@ -47,7 +49,7 @@ class Owners {
         std::unique_ptr<tn::Handler> handler;
     };
     std::vector<Owner> owners_;
-    Supervisor* supervisor_ = nullptr;
+    Supervisor* supervisor_ = nullptr;  ///< one of owners_
 };
 
 }  // namespace hostd

@@ -47,7 +47,7 @@ uint32_t stateOfPodhost(int state, int reason) {
             return podhost_guests::state::ShuttingDown;
         case virtual_machines::state::Stopped:
         case virtual_machines::state::Failed:
-            return podhost_guests::state::Stopped;  // the MIB has no value for the reason
+            return podhost_guests::state::Stopped;  // the MIB has no value for a failed guest
         case virtual_machines::state::Starting:
             return podhost_guests::state::Booting;
         case virtual_machines::state::Running:

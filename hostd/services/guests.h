@@ -9,7 +9,7 @@
 
 namespace hostd {
 
-/// The guests of one kind. contracts/guests.h has the fields.
+/// A table of the guests of one kind. contracts/guests.h has the fields.
 class Guests : public WatchedTable<Guest> {
   public:
     static constexpr std::chrono::seconds kMaxAge{5};
@@ -20,7 +20,7 @@ class Guests : public WatchedTable<Guest> {
         : WatchedTable(what, std::move(read), kMaxAge, kIds) {}
 };
 
-/// {112, 1}: virtual machines (KVM).
+/// {112, 1}: virtual machines (KVM), from libvirt.
 class VirtualMachines : public Guests {
   public:
     /// @param read  runs on the helper thread
@@ -40,10 +40,12 @@ class PodhostGuests : public Guests {
     void writeEntry(const Guest& guest, tn::message& item) const override;
 };
 
-/// The number of contracts::virtual_machines::state for one of libvirt's (virDomainState and its reason); Invalid for
-/// an unknown one. A guest whose processors are at rest, paused or suspended, counts as stopped.
+/// Converts libvirt's state into one of contracts::virtual_machines::state. Invalid for an unknown state. A guest whose
+/// processors don't run because it is paused or suspended counts as stopped.
+/// @param state   virDomainState
+/// @param reason  libvirt's reason of that state, such as virDomainPausedReason
 [[nodiscard]] uint32_t stateOfMachine(int state, int reason);
-/// The same in contracts::podhost_guests::state; Unknown for an unknown one.
+/// Converts libvirt's state into one of contracts::podhost_guests::state. Unknown for an unknown state.
 [[nodiscard]] uint32_t stateOfPodhost(int state, int reason);
 
 }  // namespace hostd

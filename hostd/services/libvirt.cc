@@ -20,7 +20,7 @@ namespace {
 constexpr const char* kLibvirt = "libvirt.so.0";
 constexpr unsigned long kKibOfMib = 1024;
 
-/// The library functions that are used here.
+/// The functions of libvirt that are used here.
 struct LibvirtLibrary : SharedLibrary {
     decltype(&::virSetErrorFunc) setErrorFunc = nullptr;
     decltype(&::virGetLastErrorMessage) lastError = nullptr;
@@ -52,7 +52,8 @@ struct LibvirtLibrary : SharedLibrary {
     }
 };
 
-/// False if the URI names a local daemon that isn't running: neither the driver's own nor the common one.
+/// False if the URI is that of a local daemon that doesn't run: there is no socket of the driver's daemon (virtqemud),
+/// nor of libvirtd, which serves all drivers.
 bool isThereToAsk(const std::string& uri, const std::string& sockets) {
     constexpr std::string_view kLocal = ":///system";
     if (!uri.ends_with(kLocal)) return true;
@@ -63,7 +64,7 @@ bool isThereToAsk(const std::string& uri, const std::string& sockets) {
 
 using Domain = std::unique_ptr<virDomain, decltype(&::virDomainFree)>;
 
-/// False if the guest no longer exists.
+/// Reads a guest's values. False if it no longer exists.
 bool describe(const LibvirtLibrary& library, virDomainPtr domain, Guest& guest) {
     std::array<char, VIR_UUID_STRING_BUFLEN> uuid{};
     virDomainInfo info{};
@@ -80,8 +81,8 @@ bool describe(const LibvirtLibrary& library, virDomainPtr domain, Guest& guest) 
     return true;
 }
 
-/// A guest's operating system, as libosinfo's tools record it in its metadata: "fedora 40" for
-/// <libosinfo:os id="http://fedoraproject.org/fedora/40"/>. Empty when there is no record.
+/// A guest's operating system, which libosinfo's tools record in its metadata: "fedora 40" for
+/// <libosinfo:os id="http://fedoraproject.org/fedora/40"/>. Empty when it isn't recorded.
 std::string operatingSystem(pugi::xml_node metadata) {
     constexpr std::string_view kNamespace = "http://libosinfo.org/xmlns/libvirt/domain/1.0";
     for (const pugi::xml_node node : metadata.children()) {

@@ -26,7 +26,7 @@ constexpr uint64_t kMib = 1024 * 1024;
 
 using Message = std::unique_ptr<sd_bus_message, decltype(&sd_bus_message_unref)>;
 
-/// A D-Bus connection. After a timeout, or if the bus isn't available, all further calls fail at once.
+/// A D-Bus connection. After a timeout, or when the connection is lost or was never made, all calls fail at once.
 class Bus {
   public:
     Bus(const std::string& address, std::chrono::microseconds timeout) {
@@ -44,7 +44,9 @@ class Bus {
         if (failure_ >= 0) sd_bus_set_method_call_timeout(bus, static_cast<uint64_t>(timeout.count()));
     }
 
-    /// @param words  the call's arguments, of these types
+    /// Calls a method and waits for the reply. A service that doesn't run isn't started.
+    /// @param types  D-Bus types of the arguments: "ss"
+    /// @param words  the arguments
     /// @return the reply; nullptr on failure
     template <class... Words>
     Message call(const char* service, const char* path, const char* interface, const char* member, const char* types,
@@ -64,7 +66,8 @@ class Bus {
         return nothing;
     }
 
-    /// Reads a property of this basic type; false on failure.
+    /// Reads a property. False, with `value` unchanged, on failure.
+    /// @param type  D-Bus type of the property, a basic one: "t"
     template <class Value>
     bool read(const char* service, const char* path, const char* interface, const char* name, const char* type,
               Value& value) {
@@ -79,8 +82,9 @@ class Bus {
         }
     }
 
+    /// True if the connection can't be used any more.
     [[nodiscard]] bool hasFailed() const { return failure_ < 0; }
-    /// The reason for the last failure; empty if the bus or the service isn't available.
+    /// The reason of the last failure, as a line for people. Empty if the bus or the service doesn't run.
     [[nodiscard]] std::string problem() const {
         const int reason = failure_ < 0 ? -failure_ : -refusal_;
         const bool isAbsent = reason == ENOENT || reason == ECONNREFUSED ||  // the bus
@@ -90,11 +94,11 @@ class Bus {
 
   private:
     std::unique_ptr<sd_bus, decltype(&sd_bus_close_unref)> bus_{nullptr, sd_bus_close_unref};
-    int failure_ = 0;  ///< negative errno; if set, the bus is no longer used
-    int refusal_ = 0;  ///< the same, of the last call that failed
+    int failure_ = 0;  ///< negative errno: why the connection can't be used; 0 or more while it can
+    int refusal_ = 0;  ///< negative errno of the last call that failed
 };
 
-/// Memory limit of a systemd unit in MiB; 0 without one.
+/// The memory limit of a systemd unit in MiB; 0 when it has none or the query fails.
 uint32_t memoryOf(Bus& bus, const std::string& unit) {
     char* path = nullptr;
     if (sd_bus_path_encode(kUnits, unit.c_str(), &path) < 0) return 0;
@@ -115,7 +119,7 @@ std::string osOf(Bus& bus, const std::string& name) {
     return {};
 }
 
-/// Translates the state into libvirt's, which a Guest uses.
+/// Sets a guest's state, converted from machined's into libvirt's.
 void setState(Guest& guest, const std::string& state) {
     guest.state = state == "running"   ? VIR_DOMAIN_RUNNING
                   : state == "opening" ? VIR_DOMAIN_PAUSED

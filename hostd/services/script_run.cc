@@ -20,9 +20,9 @@ namespace hostd {
 
 namespace {
 
-constexpr size_t kPiecesAtOnce = 16;  // of output, before the loop continues with other work
+constexpr size_t kPiecesAtOnce = 16;  // reads of output before the loop continues with other work
 
-/// Removes the service manager's variables, which aren't for children.
+/// Our environment without the variables of the service manager, which are meant for this process only.
 std::vector<char*> childEnvironment() {
     constexpr std::array kOurs = {
         "LISTEN_PID=", "LISTEN_FDS=", "LISTEN_FDNAMES=", "NOTIFY_SOCKET=", "WATCHDOG_PID=", "WATCHDOG_USEC="};
@@ -36,7 +36,8 @@ std::vector<char*> childEnvironment() {
     return variables;
 }
 
-/// posix_spawn's file actions and attributes.
+/// The file actions and attributes for posix_spawn(3). Standard input is /dev/null, both outputs go to a pipe, and no
+/// other descriptor is inherited. The signal mask is empty, and SIGPIPE has its default action.
 class SpawnSettings {
   public:
     explicit SpawnSettings(int output) {
@@ -93,7 +94,7 @@ bool ScriptRun::start(const std::string& path) {
     return false;
 }
 
-/// The script runs already. Without descriptors, its output and its end can't be followed.
+// The script runs already, so a failure here isn't one of start().
 bool ScriptRun::watch() {
     tn::Looper* looper = tn::getLooper();
     childFd_ = static_cast<int>(::syscall(SYS_pidfd_open, child_, 0));
@@ -115,7 +116,7 @@ void ScriptRun::read() {
         const ssize_t n = ::read(output_, piece.data(), piece.size());
         if (n < 0 && errno == EINTR) continue;
         if (n < 0) return;
-        if (n == 0) {  // closed by the script, which may still run
+        if (n == 0) {  // the script has closed its output; it may still run
             if (tn::Looper* looper = tn::getLooper()) looper->removeSocket(output_);
             return;
         }
@@ -140,7 +141,7 @@ void ScriptRun::logLine() {
 void ScriptRun::ended() {
     siginfo_t end{};
     if (::waitid(P_PID, static_cast<id_t>(child_), &end, WEXITED | WNOHANG) != 0 || end.si_pid == 0) return;
-    read();  // its last output; the output of processes it left behind is no longer read
+    read();  // the rest of its output; later output of its background processes isn't read
     if (!line_.empty()) logLine();
     if (lines_ > kMaxLines) hostLog << "script " + name_ + ": " << lines_ - kMaxLines << " more lines suppressed";
     if (end.si_code != CLD_EXITED)

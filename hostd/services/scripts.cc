@@ -24,7 +24,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// When a folder's entries last changed, in ns; -1 if it doesn't exist.
+/// When entries of a folder were last added, removed or renamed: ns since 1970. -1 if the folder doesn't exist.
 int64_t changeTime(const std::string& folder) {
     struct stat status {};
     if (::stat(folder.c_str(), &status) != 0) return -1;
@@ -49,7 +49,7 @@ bool isName(const std::string& name) {
            name.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
 }
 
-/// Why a script must not run with this process's rights; empty if it may.
+/// The reason why a script must not run with this process's rights, as a line for people; empty if it may.
 std::string whyNotRun(const std::string& folder, const std::string& name) {
     const auto isPrintable = [](char c) { return c >= ' ' && c <= '~'; };
     if (name.starts_with('-') || !std::ranges::all_of(name, isPrintable))

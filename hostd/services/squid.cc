@@ -14,11 +14,11 @@ namespace hostd {
 namespace {
 
 constexpr const char* kCurl = "libcurl.so.4";
-constexpr size_t kMostPage = 256 * 1024;  // octets; squid's are 5 KiB
+constexpr size_t kMostPage = 256 * 1024;  // octets; squid's pages have about 5 KiB
 constexpr long kPageTimeout = 5000;       // ms
 constexpr std::string_view kBlanks = " \t\r";
 
-/// The library functions that are used here.
+/// The functions of libcurl that are used here.
 struct CurlLibrary : SharedLibrary {
     decltype(&::curl_easy_init) open = nullptr;
     decltype(&::curl_easy_cleanup) close = nullptr;
@@ -35,6 +35,8 @@ struct CurlLibrary : SharedLibrary {
     }
 };
 
+/// libcurl's CURLOPT_WRITEFUNCTION: appends received octets to a page. Returns 0 for a page that gets too long, which
+/// ends the transfer.
 size_t append(const char* octets, size_t, size_t count, void* page) {
     auto& text = *static_cast<std::string*>(page);
     if (text.size() + count > kMostPage) return 0;
@@ -42,7 +44,8 @@ size_t append(const char* octets, size_t, size_t count, void* page) {
     return count;
 }
 
-/// Fetches a page. On failure it is empty and `problem` is set. `problem` omits the URL, which may contain a password.
+/// Fetches a page of the cache manager. On failure the result is empty and `problem` is set.
+/// @param name  of the page: "info"
 std::string fetch(const CurlLibrary& library, const std::string& url, const std::string& name, std::string& problem) {
     const std::unique_ptr<CURL, decltype(&::curl_easy_cleanup)> request(library.open(), library.close);
     if (!request) {
@@ -71,7 +74,7 @@ std::string_view trimmed(std::string_view text) {
     return text;
 }
 
-/// The text after a line's name and separator; empty if no line has that name.
+/// The text that follows the name and the separator in the first such line; empty if there is none.
 std::string_view valueOf(std::string_view page, std::string_view name, char separator) {
     while (!page.empty()) {
         const size_t end = std::min(page.find('\n'), page.size());

@@ -19,19 +19,19 @@ namespace hostd {
 namespace {
 
 constexpr int kListenFd = 3;        // SD_LISTEN_FDS_START
-constexpr int kFirstReportFd = 10;  // out of the way of kListenFd
+constexpr int kFirstReportFd = 10;  // any number above kListenFd
 constexpr std::string_view kListenPid = "LISTEN_PID=";
-constexpr size_t kPidDigits = 10;  // at most
+constexpr size_t kPidDigits = 10;  // maximum
 
-/// Everything the child needs, made before the fork: between fork and exec nothing may allocate, since another thread
-/// may have held the allocator's lock at the fork.
+/// Everything that the child needs, prepared before the fork. The child must not allocate between fork and exec, since
+/// another thread may have held the allocator's lock at the time of the fork.
 struct Image {
     std::vector<std::string> words;
-    std::vector<std::string> variables;  ///< the last one is LISTEN_PID=, its digits to be filled in by the child
+    std::vector<std::string> variables;  ///< the last one is LISTEN_PID=; the child fills in its digits
     std::vector<char*> argv;
     std::vector<char*> envp;
     int listener;
-    int report;  ///< receives errno if the program can't be started; closed when it starts
+    int report;  ///< write end of a pipe: the child writes errno if exec fails; exec closes it
     pid_t parent;
 };
 
@@ -61,7 +61,9 @@ Image makeImage(const std::vector<std::string>& command, int listener, const std
     return image;
 }
 
-/// Without leading zeros: sd_listen_fds would read them as an octal number.
+/// Writes a pid as decimal text, zero-terminated. It must not have leading zeros: sd_listen_fds(3) would read it as an
+/// octal number. Doesn't allocate.
+/// @param digits  room for kPidDigits + 1 octets
 void writePid(char* digits, pid_t pid) {
     size_t count = 0;
     for (pid_t rest = pid; rest > 0; rest /= 10) ++count;
@@ -69,10 +71,11 @@ void writePid(char* digits, pid_t pid) {
     for (; count-- > 0; pid /= 10) digits[count] = static_cast<char>('0' + pid % 10);
 }
 
+/// Runs in the child: executes the program, or reports why that failed and exits.
 [[noreturn]] void becomeProgram(Image& image) {
     sigset_t none;
     ::sigemptyset(&none);
-    ::sigprocmask(SIG_SETMASK, &none, nullptr);  // blocked in the parent, whose loop reads them from a descriptor
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);  // the parent blocks signals, to read them from a descriptor
     ::signal(SIGPIPE, SIG_DFL);
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (::getppid() != image.parent) ::_exit(0);  // the parent exited before PR_SET_PDEATHSIG took effect
@@ -90,7 +93,8 @@ void writePid(char* digits, pid_t pid) {
     ::_exit(127);
 }
 
-/// A close-on-exec pipe whose write end doesn't collide with kListenFd.
+/// Creates a close-on-exec pipe whose write end isn't kListenFd, which the child overwrites. False, errno set, on
+/// failure.
 bool makeReportPipe(std::array<int, 2>& ends) {
     std::array<int, 2> pipe{};
     if (::pipe2(pipe.data(), O_CLOEXEC) != 0) return false;

@@ -2,8 +2,9 @@
 
 namespace hostd {
 
-/// Flushes stdio and exits without running static destructors: helper threads may still be inside a library call, and
-/// would crash when globals go away.
+/// Flushes std::cout and stdio and exits without running static destructors: helper threads may still be inside a
+/// library call, and would crash when globals are destroyed.
+/// @param status  exit status
 [[noreturn]] void endProcess(int status);
 
 }  // namespace hostd

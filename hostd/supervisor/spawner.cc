@@ -21,7 +21,7 @@ namespace hostd {
 
 namespace {
 
-/// How a child ended, for the log: "exit status 1", "signal 11 (Segmentation fault)".
+/// The end of a child in words, for the log: "exit status 1", "signal 11 (Segmentation fault)".
 std::string howItEnded(const siginfo_t& end) {
     if (end.si_code == CLD_EXITED) return "exit status " + std::to_string(end.si_status);
     return "signal " + std::to_string(end.si_status) + " (" + ::strsignal(end.si_status) + ")";
@@ -46,7 +46,7 @@ bool Spawner::launch() {
         child_ = 0;
         return false;
     }
-    // The pid can't be reused before the child is reaped, so there is no race.
+    // No race: the pid can't be reused before we reap the child.
     childFd_ = static_cast<int>(::syscall(SYS_pidfd_open, child_, 0));
     if (childFd_ >= 0 && runner_.addSocket(
                              childFd_, [this](int, unsigned) { childEnded(); }, EPOLLIN))
@@ -74,7 +74,7 @@ void Spawner::childEnded() {
 
 void Spawner::waitForConnection() {
     const auto called = [this](int, unsigned) {
-        runner_.removeSocket(program_.listener);  // the program accepts the connection
+        runner_.removeSocket(program_.listener);  // the program watches it from now on, and accepts the connection
         launchWhenDue();
     };
     runner_.addSocket(program_.listener, called, EPOLLIN);

@@ -13,7 +13,7 @@ namespace hostd {
 namespace supervisor = contracts::supervisor;
 
 namespace {
-constexpr size_t kMostNumbers = 64;  // of one process; more means a faulty peer
+constexpr size_t kMostNumbers = 64;  // of one process; a peer that announces more is faulty, and the rest is ignored
 }
 
 tn::message Supervisor::cmdUnknown(const tn::message& request, uint32_t command) {
@@ -29,7 +29,7 @@ tn::message Supervisor::cmdUnknown(const tn::message& request, uint32_t command)
 
 tn::message Supervisor::acceptAnnouncement(const tn::message& request) {
     if (!request.has(supervisor::Number)) return tn::errorMsg(tn::error::Refused, "announcement without a number");
-    // A message from this process itself didn't pass through a socket, so it has no pid.
+    // A message from this process itself hasn't passed through a socket, which would have added the pid.
     announce(request.get_u32(tn::field::CallerPid, static_cast<uint32_t>(::getpid())),
              request.get_u32(supervisor::Number));
     return {};
@@ -66,7 +66,8 @@ void Supervisor::writeRow(uint32_t pid, tn::message& row) const {
 }
 
 std::optional<uint64_t> Supervisor::startTime(uint32_t pid) const {
-    // proc(5), stat: field 22. The name in field 2 may contain any character, but later fields have no parenthesis.
+    // Field 22 of proc(5), stat. The name in field 2 may contain any character; the fields after it have no
+    // parenthesis.
     const std::string stat = readFile(proc_ + "/" + std::to_string(pid) + "/stat");
     size_t at = stat.rfind(')');
     if (at != std::string::npos && stat.substr(at).starts_with(") Z")) return {};  // ended, not reaped yet

@@ -9,19 +9,21 @@
 
 namespace hostd {
 
-/// {1}: lists which processes serve which numbers, as they announce it when they come up, and passes undo records on to
-/// the journal. contracts/supervisor.h has the commands and fields. A process that has ended is no longer listed. It is
-/// identified by pid and start time, since the kernel reuses pids.
+/// {1}: the processes on the bus and the numbers that each serves. It also passes undo records to the journal.
+/// contracts/supervisor.h has the commands and fields. Processes announce their numbers when they start. A row's id is
+/// the pid. A process that has ended has no row; since the kernel reuses pids, the start time is compared, too.
 class Supervisor : public IdTable {
   public:
-    /// @param proc     where the kernel's process files are ("/proc")
+    /// @param proc     path of the kernel's process tree ("/proc")
     /// @param journal  receives the undo records; must outlive this
     Supervisor(std::string proc, UndoJournal& journal) : proc_(std::move(proc)), journal_(journal) {}
 
+    /// kAnnounce, and cmd::RecordUndo, which goes to the journal. Errors: error::Refused for an announcement without a
+    /// number; those of UndoJournal::record.
     tn::message cmdUnknown(const tn::message& request, uint32_t command) override;
 
-    /// Notes that process `pid` serves `number` from now on, and the process that announced it before doesn't any more.
-    /// Nothing changes if process `pid` has ended meanwhile.
+    /// Records that process `pid` serves `number` from now on, and no other process does. Changes nothing if process
+    /// `pid` has ended meanwhile.
     void announce(uint32_t pid, uint32_t number);
 
   protected:
@@ -32,12 +34,13 @@ class Supervisor : public IdTable {
 
   private:
     struct Process {
-        uint64_t started = 0;    ///< clock ticks after boot, as the kernel counts them
-        uint32_t announced = 0;  ///< uptime in seconds
-        std::set<uint32_t> numbers;
+        uint64_t started = 0;        ///< start time of the process: clock ticks since boot
+        uint32_t announced = 0;      ///< when it first announced a number: s since boot (tn::getUptime)
+        std::set<uint32_t> numbers;  ///< the bus numbers that it serves
     };
     tn::message acceptAnnouncement(const tn::message& request);
-    /// In clock ticks after boot; nothing when the process has ended, also when it isn't reaped yet.
+    /// The start time of a process in clock ticks since boot (proc(5), PID/stat). Nothing when the process has ended,
+    /// even if it hasn't been reaped yet.
     [[nodiscard]] std::optional<uint64_t> startTime(uint32_t pid) const;
 
     std::string proc_;

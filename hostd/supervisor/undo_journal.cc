@@ -19,7 +19,7 @@ bool canBeSent(const tn::message& request) {
 
 UndoJournal::UndoJournal() {
     policySet().protectData();
-    // A listing contains text and time only.
+    // These need no more than read access: listings and notifications contain text and time only.
     for (const uint32_t command : {tn::cmd::GetAll, tn::cmd::Subscribe})
         policySet().add_policy(command, tn::right::Read | tn::right::Write);
 }
