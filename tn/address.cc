@@ -16,7 +16,7 @@ namespace {
 constexpr size_t kMappedAt = 12;  // octets before the IPv4 part of a mapped address
 constexpr std::array<uint8_t, kMappedAt> kMappedPrefix = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff};
 
-/// The first `length` bits set.
+/// A mask with the first `length` bits set.
 IPAddr6 maskOfLength(uint32_t length) {
     std::array<uint8_t, 16> octets{};
     for (size_t i = 0; i < octets.size(); ++i) {

@@ -11,21 +11,21 @@ struct sockaddr;
 
 namespace tn {
 
-/// An IPv6 address of 16 octets; an IPv4 address is held in its mapped form (::ffff:a.b.c.d, RFC 4291).
+/// An IPv6 address of 16 octets. An IPv4 address is stored in mapped form (::ffff:a.b.c.d, RFC 4291).
 class IPAddr6 {
   public:
     constexpr IPAddr6() = default;
     explicit constexpr IPAddr6(const std::array<uint8_t, 16>& octets) : octets_(octets) {}
-    /// @param address  first octet in the most significant byte
+    /// The mapped form of an IPv4 address in host byte order.
     static IPAddr6 ofIPv4(uint32_t address);
-    /// Reads the address of an AF_INET or AF_INET6 socket address; any other family gives the empty address.
+    /// The address in an AF_INET or AF_INET6 socket address; empty for any other family.
     static IPAddr6 ofSockaddr(const sockaddr& address);
-    /// Parses dotted IPv4 or RFC 4291 IPv6 text; nothing when it is neither.
+    /// Parses dotted IPv4 or RFC 4291 IPv6 text; nullopt if it is neither.
     static std::optional<IPAddr6> parse(std::string_view text);
 
     /// Whether it is a mapped IPv4 address.
     [[nodiscard]] bool isIPv4() const;
-    /// The last four octets, first in the most significant byte, whether it is an IPv4 address or not.
+    /// The last four octets in host byte order, also of an address that isn't IPv4.
     [[nodiscard]] uint32_t getIPv4() const;
     /// Whether it is the unspecified address, ::.
     [[nodiscard]] bool empty() const { return *this == IPAddr6(); }
@@ -40,29 +40,30 @@ class IPAddr6 {
     std::array<uint8_t, 16> octets_{};
 };
 
-/// A set of addresses given by an address and a mask of 128 bits. IPv4 prefixes are held in mapped form, so 0.0.0.0/0
-/// contains every IPv4 source and no IPv6 source; ::/0 contains both.
+/// The addresses that agree with one address in all bits of a 128-bit mask. IPv4 prefixes are stored in mapped form:
+/// 0.0.0.0/0 contains every IPv4 address and no IPv6 address; ::/0 contains both.
 class IPPrefix6 {
   public:
     IPPrefix6() = default;  ///< ::/0
-    /// @param mask  as a mask, not a length; it may have holes
+    /// Address and mask are in host byte order. The mask may be non-contiguous.
     static IPPrefix6 ofIPv4(uint32_t address, uint32_t mask);
     /// @param length  0 to 128; more counts as 128
     static IPPrefix6 ofIPv6(const IPAddr6& address, uint32_t length);
-    /// Parses "192.0.2.0/24", "192.0.2.0/255.255.255.0", "2001:db8::/32" or a bare address; nothing when it is none.
+    /// Parses "192.0.2.0/24", "192.0.2.0/255.255.255.0", "2001:db8::/32" or a bare address, which is a prefix of that
+    /// address alone. nullopt for any other text.
     static std::optional<IPPrefix6> parse(std::string_view text);
 
-    /// Whether the address agrees in all bits that the mask selects.
+    /// Whether the prefix contains this address.
     [[nodiscard]] bool has(const IPAddr6& address) const;
-    /// Whether it holds IPv4 addresses only.
+    /// Whether the prefix contains only IPv4 addresses.
     [[nodiscard]] bool isIPv4() const;
-    /// As it was given: bits outside the mask may be set.
+    /// The address as given: bits outside the mask may be set.
     [[nodiscard]] const IPAddr6& address() const { return address_; }
-    /// The last 32 bits of the mask: for an IPv4 prefix, its own mask.
+    /// The last 32 bits of the mask, in host byte order: the mask of an IPv4 prefix.
     [[nodiscard]] uint32_t mask4() const { return mask_.getIPv4(); }
-    /// Leading one bits of the 128-bit mask: 96 more than its own length for an IPv4 prefix.
+    /// Number of leading one bits of the 128-bit mask: for an IPv4 prefix, its length plus 96.
     [[nodiscard]] uint32_t length() const;
-    /// ADDRESS/LENGTH, with an IPv4 prefix's own length; ADDRESS/MASK for an IPv4 mask with holes.
+    /// ADDRESS/LENGTH, where LENGTH is at most 32 for an IPv4 prefix; ADDRESS/MASK for a non-contiguous IPv4 mask.
     [[nodiscard]] std::string str() const;
 
     friend bool operator==(const IPPrefix6&, const IPPrefix6&) = default;

@@ -15,25 +15,28 @@ namespace tn {
 class Object {
   public:
     virtual ~Object() = default;
-    /// Adds its configuration to `out`. @param flags  of field::GetFlags; 0 for what is stored
+    /// Adds the object's configuration to `out`.
+    /// @param flags  of field::GetFlags; 0 for the form that is stored
     virtual void getConfig(message& out, uint32_t flags) const = 0;
-    /// Applies the fields that `in` has; the others stay as they are. Can't fail: the map's hook refuses bad values
+    /// Applies the fields in `in` and leaves the others unchanged. Accepts bad values; the map's hook refuses them
     /// afterwards.
     virtual void setConfig(const message& in) = 0;
-    uint32_t id = kNoId;  ///< in its map; kNoId before it is added
+    uint32_t id = kNoId;  ///< unique in its map; kNoId until it is added
 };
 
-/// A handler that owns objects of one class by id, persistently: loads them from its store, answers the object commands
-/// and get-all, and checks each change with the derived class. A change is made on a copy, checked, written to the
-/// store, and only then put in place, so an error reply means that nothing changed. Each change is notified
-/// (cmd::Changed with the object's new configuration, or with field::Gone for a removed one) and recorded for undo.
+/// A handler that owns objects of one class, keyed by id, and stores them. It answers get-all, get-count, and the
+/// commands that get, set, add and remove one object. The derived class checks each change.
 ///
-/// Errors: error::NotFound for an unknown id, error::Refused for an id to add that is taken and whatever the derived
-/// class says, error::StoreFailed with the store's own text.
+/// A change is made on a copy, checked, written to the store, and only then put in place, so an error reply means that
+/// nothing changed. Subscribers get cmd::Changed with the object's new configuration, or with field::Gone for a removed
+/// object. Each change is recorded for undo.
+///
+/// Errors: error::NotFound for an unknown id, error::Refused if the id to add exists, error::StoreFailed with the
+/// store's reason, and those of the derived class.
 class AMap : public Handler {
   public:
     /// @param storePath  platform path; empty for a map without a store
-    /// @param what       what one object is called in error texts and undo records ("snmp community")
+    /// @param what       what an object is called in error texts and undo records ("snmp community")
     AMap(const std::string& storePath, std::string what);
 
     message cmdGetAll(const message& request) override;
@@ -47,19 +50,19 @@ class AMap : public Handler {
     [[nodiscard]] bool hasStore() const { return store_ != nullptr; }
 
   protected:
-    // For Map, which knows the object's own type.
+    // Implemented by Map, which knows the type of the objects.
     [[nodiscard]] virtual std::unique_ptr<Object> make() const = 0;
     [[nodiscard]] virtual std::unique_ptr<Object> copy(const Object& object) const = 0;
-    /// Each allows the change with an empty reply and refuses it with an error reply, which goes to the caller. The
-    /// objects stay the map's. `added` and `changed` may be edited: they are what is then stored.
+    /// Each returns an empty message to allow the change, or else the error reply for the caller. The map owns the
+    /// objects. `added` and `changed` may be modified: they are stored as the hook leaves them.
     virtual message mayAdd(Object* added) = 0;
     virtual message maySet(Object* current, Object* changed) = 0;
     virtual message mayRemove(Object* removed) = 0;
 
-    /// Reads every object of the store. An unreadable store gives none, and refuses changes from then on.
+    /// Loads all objects from the store. If the store is unreadable, there are none and changes get error::StoreFailed.
     void load();
-    /// Adds an object without a check, and stores it under its id or, when it has none, the lowest free one. False,
-    /// nothing changed, when the store refuses.
+    /// Adds an object without a check and stores it, in place of the one with its id. An object without an id gets the
+    /// lowest free one. False, with nothing changed, if the store fails.
     bool insert(std::unique_ptr<Object> object);
 
     using Objects = std::map<uint32_t, std::unique_ptr<Object>>;
@@ -67,12 +70,13 @@ class AMap : public Handler {
     Allocator allocator_;  ///< ids of objects(), and those that a derived class has reserved
 
   private:
-    /// Stores the object. @return empty, also when there is no store; else error::StoreFailed
+    /// Stores the object if the map has a store. @return empty; error::StoreFailed if that fails
     [[nodiscard]] message write(const Object& object);
     [[nodiscard]] message notFound(uint32_t id) const;
-    /// The request that takes a change back, without the object's fields.
+    /// The request that undoes a change, without the object's fields.
     [[nodiscard]] message undoRequest(uint32_t command, uint32_t id) const;
-    /// Notifies subscribers of a change that is in place, and records how it is undone.
+    /// Notifies subscribers of a change that has been made, and sends its undo record.
+    /// @param done  the verb of the record's text: "added", "changed" or "removed"
     void changed(const message& newRequest, message oldRequest, uint32_t id, const std::string& done);
 
     std::string what_;
@@ -80,7 +84,7 @@ class AMap : public Handler {
     Objects objects_;
 };
 
-/// AMap with the object's own type, which is copied for each change, in place of Object.
+/// AMap for objects of type Item, a copyable class derived from Object.
 template <class Item>
 class Map : public AMap {
   public:
@@ -92,7 +96,7 @@ class Map : public AMap {
     virtual message doSet(Item* current, Item* changed) = 0;
     virtual message doRemove(Item* removed) = 0;
 
-    /// Calls f(const Item&) in ascending id order until it returns true; the item it returned true for, or nullptr.
+    /// The first item, by id, for which f(const Item&) returns true; nullptr if there is none. The map owns the item.
     template <class F>
     [[nodiscard]] Item* findIf(F f) const {
         for (const auto& [id, object] : objects())

@@ -9,7 +9,7 @@ namespace {
 constexpr size_t kMaxPackets = 16'384;
 constexpr size_t kMaxOctets = 64 * kMaxPacket;
 
-/// The same notification about the same object from the same handler to the same handler.
+/// Equal for the same notification about the same object, if sender and receiver are the same handlers.
 NoteKey keyOf(const message& notification) {
     NoteKey key{.owner = nullptr,
                 .command = notification.get_u32(field::Command),

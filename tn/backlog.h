@@ -13,17 +13,18 @@ class Backlog {
   public:
     using Deliver = std::function<void(const ConnectionPtr& from, message& packet)>;
 
-    /// @param runner   its loop delivers; must outlive this object
-    /// @param deliver  may start exchanges, and so add packets: those wait for the next round of the loop
+    /// @param runner   its loop delivers the packets; must outlive this object
+    /// @param deliver  called for each packet. It may start exchanges; packets that these add wait for the loop's next
+    ///                 round
     Backlog(ThinRunner& runner, Deliver deliver) : runner_(runner), deliver_(std::move(deliver)) {}
 
-    /// Adds a packet. Past kMergeBeyond packets a notification replaces the newest one about the same object.
-    /// @param octets  size of the packet when it was received
-    /// @return false, the packet dropped, when the limit is reached
+    /// Adds a packet. From kMergeBeyond packets on, a notification replaces the newest one about the same object.
+    /// @param octets  size of the packet as received
+    /// @return false if the limit is reached; the packet is dropped
     [[nodiscard]] bool add(const ConnectionPtr& from, message content, size_t octets);
-    /// Delivers the packets that are there now.
+    /// Delivers the packets that are queued now, not those that are added meanwhile.
     void deliver();
-    /// Nothing waits to be delivered.
+    /// Whether no packet waits to be delivered.
     [[nodiscard]] bool empty() const { return packets_.empty(); }
     void clear();  ///< drops all packets
 
@@ -34,7 +35,7 @@ class Backlog {
         size_t octets = 0;
     };
 
-    /// Has the loop call deliver().
+    /// Schedules deliver() on the loop.
     void deliverSoon();
 
     ThinRunner& runner_;

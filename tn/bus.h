@@ -16,11 +16,11 @@ namespace tn {
 
 class Looper;
 
-/// The way to the handlers of other processes, and theirs to ours: Unix SOCK_SEQPACKET sockets, one packet a flattened
-/// message, no broker in between. It routes each packet to the part that it is for: a request or notification to its
-/// handler, a reply to the exchange or subscription that it answers.
+/// Carries messages between the handlers of different processes over Unix SOCK_SEQPACKET sockets, without a broker. One
+/// packet is one flattened message. The bus routes a request or notification to its handler, and a reply to the
+/// exchange or subscription that it answers.
 ///
-/// Requests are sent on connections that we dialled, and notifications that we subscribed to come back on them.
+/// Requests are sent on connections that we dialled. Notifications that we subscribed to arrive on them, too.
 class Bus final : private Connections::Events {
   public:
     /// @param looper  dispatches to the handlers of this process; must outlive this object
@@ -29,35 +29,36 @@ class Bus final : private Connections::Events {
     Bus(const Bus&) = delete;
     Bus& operator=(const Bus&) = delete;
 
-    /// Opens the listening sockets, as BusListeners::open does. False, with one line on standard error, when one can't
-    /// be had.
+    /// Opens the listening sockets: see BusListeners::open. False, with one line on standard error, if one can't be
+    /// opened.
     bool listen(std::span<const uint32_t> numbers) { return connections_.listeners().open(numbers); }
     [[nodiscard]] bool isListening() { return connections_.listeners().isOpen(); }
-    void numberAdded(uint32_t number);  ///< listens for it, too, if the process listens
+    void numberAdded(uint32_t number);  ///< opens its socket if the process listens
     void handlerAdded() { subscriptions_.handlerAdded(); }
-    void forget(Handler& handler);  ///< ends its subscriptions, and those to it
-    /// Serves what has reached this process already, and accepts nothing more.
+    void forget(Handler& handler);  ///< ends its subscriptions, and those of others to it
+    /// Accepts nothing more, and handles the packets that have already reached this process.
     void drain();
-    /// Loses all connections and gives up the numbers.
+    /// Closes all connections and listening sockets, and unlocks the numbers.
     void close();
 
-    /// Sends one way to a handler of another process. The destination isn't empty.
-    /// @return an error when it couldn't be handed over; else an empty message
+    /// Sends to a handler of another process and doesn't wait. The destination isn't empty.
+    /// @return empty if the message was sent or queued; else error::Unreachable, TimedOut or TooLarge
     message send(message m);
-    /// Sends to a handler of another process and waits: see Exchange::run. The destination isn't empty.
+    /// Sends to a handler of another process and waits for the reply: see Exchange::run. The destination isn't empty.
     message exchange(message m, std::chrono::milliseconds timeout);
     void setBudget(std::chrono::milliseconds timeout) { exchange_.setBudget(timeout); }  ///< see Exchange::setBudget
-    /// Calls a handler of this process, with all rights.
+    /// Dispatches to a handler of this process, with all rights. @return the reply
     message dispatchLocal(const message& m);
 
-    /// Serves a subscribe or unsubscribe request to `owner`, for the peer whose request is being handled.
+    /// Answers a subscribe or unsubscribe request to `owner` from the peer whose request is being handled.
+    /// @param command  cmd::Subscribe or cmd::Unsubscribe
     message changeSubscriber(Handler& owner, const message& request, uint32_t command);
-    /// Of handlers of this process.
+    /// Subscribers of this process's handlers.
     [[nodiscard]] Subscribers& subscribers() { return subscribers_; }
-    /// Of handlers of this process, to others.
+    /// Subscriptions of this process's handlers.
     [[nodiscard]] Subscriptions& subscriptions() { return subscriptions_; }
 
-    /// Nothing is under way: no exchange, no undelivered packet, no subscriber and no subscription.
+    /// Whether there is no exchange under way, no undelivered packet, no subscriber and no subscription.
     [[nodiscard]] bool isIdle() const;
     /// See Looper::setupLeave.
     void setupLeave(std::chrono::milliseconds idleTime) { idleExit_.setup(idleTime); }
@@ -65,7 +66,7 @@ class Bus final : private Connections::Events {
     // For subscribers and subscriptions.
     [[nodiscard]] Looper& looper() { return looper_; }
     [[nodiscard]] Connections& connections() { return connections_; }
-    /// For subscribe requests: never the id of an exchange.
+    /// A request id for a subscribe request, never that of an exchange.
     [[nodiscard]] uint32_t newRequestId() { return exchange_.newRequestId(); }
 
   private:
@@ -75,20 +76,22 @@ class Bus final : private Connections::Events {
     void onNotificationsGone(const std::vector<Handler*>& owners) override { subscribers_.passedOn(owners); }
     void onLost(const ConnectionPtr& connection) override;
 
-    /// A packet has arrived: checks and delivers it.
+    /// Checks a packet that has arrived, and delivers it.
     void route(const ConnectionPtr& connection, message& packet);
     void deliver(const ConnectionPtr& connection, message& packet);
     void handleRequest(const ConnectionPtr& connection, message& request);
     void handleReply(const message& reply);
-    /// Consumers of notifications trust the source: a message on a connection to a number must come from that number.
+    /// Whether a message on a connection that we dialled to a number comes from that number: subscribers trust the
+    /// source.
     [[nodiscard]] static bool hasTrueSource(const Connection& connection, const message& request);
-    /// The peer's rights; all of them for a notification that we subscribed to.
+    /// The peer's rights; right::All for a notification that we subscribed to.
     [[nodiscard]] uint32_t rightsOf(const Connection& connection, const message& request) const;
-    /// @param connection  that the message arrived on; nullptr: from this process
+    /// @param connection  where the message arrived; nullptr if it is from this process
+    /// @return the handler's reply
     message dispatch(const ConnectionPtr* connection, const message& m, uint32_t rights);
-    /// Sends a reply, or an error in place of one that is too large. A connection that can't be replied to is lost.
+    /// Sends a reply. One that is too large is replaced by error::TooLarge. If sending fails, the connection is closed.
     void reply(const ConnectionPtr& connection, uint32_t requestId, message answer);
-    /// Sets the source, and removes what only the bus may set.
+    /// Sets the source if it is missing, and removes the fields that only the bus may set.
     void prepare(message& m) const;
 
     Looper& looper_;
@@ -98,7 +101,7 @@ class Bus final : private Connections::Events {
     Subscribers subscribers_;
     Subscriptions subscriptions_;
     IdleExit idleExit_;
-    const ConnectionPtr* current_ = nullptr;  ///< its request is being handled; nullptr: one from this process
+    const ConnectionPtr* current_ = nullptr;  ///< of the request being handled; nullptr if that is from this process
 };
 
 }  // namespace tn

@@ -14,11 +14,12 @@ namespace tn {
 /// free descriptor, it accepts nothing for a second at a time.
 class BusListeners {
   public:
-    /// @param group  its members may read: the group of the socket's file
+    /// @param connection  owned by the callee
+    /// @param group       the group of the socket's file: its members may read
     using Accepted = std::function<void(Descriptor connection, gid_t group)>;
 
-    /// @param runner    its loop accepts; must outlive this object
-    /// @param accepted  called from the loop for each connection, which it then owns
+    /// @param runner    its loop accepts connections; must outlive this object
+    /// @param accepted  called from the loop for each connection
     BusListeners(ThinRunner& runner, Accepted accepted) : runner_(runner), accepted_(std::move(accepted)) {}
     ~BusListeners() { close(); }
     BusListeners(const BusListeners&) = delete;
@@ -26,16 +27,16 @@ class BusListeners {
 
     /// Opens the sockets of these numbers, or takes them over from the service manager or spawner that started this
     /// process (sd_listen_fds, the number as the name). Numbers that are open already are left alone.
-    /// @return false, with one line on standard error, when one can't be had; those before it stay open
+    /// @return false, with one line on standard error, at the first that can't be opened; those before it stay open
     bool open(std::span<const uint32_t> numbers);
     /// Removes the sockets, so that callers find no owner, but keeps the numbers locked.
     void withdraw();
     /// Removes the sockets and unlocks the numbers.
     void close();
     [[nodiscard]] bool isOpen() const { return open_; }
-    /// A connection waits to be accepted.
+    /// Whether a connection waits to be accepted.
     [[nodiscard]] bool hasWaitingCallers() const;
-    /// Every socket is held by another process, too, which can start this one again when a caller connects.
+    /// Whether every socket is inherited. The process that holds them can start this one again when a client connects.
     [[nodiscard]] bool areHandedOver() const;
 
   private:

@@ -38,7 +38,7 @@ struct FreeNames {
 
 Descriptor openFolder() { return Descriptor(open(busFolder().c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)); }
 
-/// Locks of claimed numbers whose sockets aren't open yet.
+/// Locks of numbers that are claimed, and whose sockets aren't open yet.
 std::map<uint32_t, Descriptor> claimed;
 
 /// The address of a number's socket. A root too long for sun_path is reached through the folder's descriptor.

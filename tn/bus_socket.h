@@ -23,7 +23,7 @@ class Descriptor {
     [[nodiscard]] int get() const { return fd_; }
     explicit operator bool() const { return fd_ >= 0; }
     void reset();   ///< closes it
-    int release();  ///< gives it up without closing it. @return -1 when there is none
+    int release();  ///< transfers it to the caller. @return -1 if there is none
 
   private:
     int fd_ = -1;
@@ -34,46 +34,48 @@ class Descriptor {
 struct BusListener {
     Descriptor socket;
     Descriptor lock;   ///< NUMBER.lock, locked with flock for as long as this process holds the number
-    gid_t group = 0;   ///< its members may read
-    bool ours = true;  ///< false: handed over by the starter of this process, which holds the socket, too
+    gid_t group = 0;   ///< of the socket's file; its members may read
+    bool ours = true;  ///< false: inherited from the process that started this one, which holds the socket, too
 
-    /// Closes the socket and removes its file, unless it was handed over. The lock stays.
+    /// Closes the socket. Its file is removed unless the socket was inherited. The lock stays.
     void withdraw(uint32_t number);
 };
 
-/// In the environment of a process that was handed a socket: the number whose lock its spawner holds. systemd hands
-/// sockets over, too, and locks nothing.
+/// Environment variable with the number of an inherited socket whose lock the spawner holds. systemd doesn't set it,
+/// since it holds no locks.
 inline constexpr const char* kLockedNumber = "TARNIX_LOCKED_NUMBER";
 
-/// Locks these numbers, before anything else under the root is opened; openBusListener takes the locks over. That of
-/// kLockedNumber, which is removed from the environment, is left to its holder.
-/// @param why  one line when that fails: another live process serves one of them, the folder can't be created. Locks
-///             taken before the failure are held until the process ends.
+/// Locks these numbers until openBusListener opens their sockets. To be called before anything else under the root is
+/// opened. The number in kLockedNumber isn't locked, since the spawner holds its lock; the variable is removed from the
+/// environment.
+/// @param why  one line on failure: another live process serves one of the numbers, or the folder can't be created
+/// @return false on failure; locks acquired before it are held until the process ends
 [[nodiscard]] bool claimBusNumbers(std::span<const uint32_t> numbers, std::string& why);
 
-/// The listening sockets handed over by a service manager or spawner, by their names (sd_listen_fds_with_names).
+/// The descriptors inherited from a service manager or spawner, by name (sd_listen_fds_with_names). They stay open.
 [[nodiscard]] std::multimap<std::string, int> receivedSockets();
 
-/// Opens the listening socket of a number; a socket left behind by a dead process is replaced.
-/// @param why  one line when that fails: another live process serves the number, the folder can't be made
-/// @return nothing in `socket` when that fails
+/// Opens the listening socket of a number. A socket left behind by a dead process is replaced.
+/// @param why  one line on failure: another live process serves the number, or the folder can't be created
+/// @return without a `socket` on failure
 [[nodiscard]] BusListener openBusListener(uint32_t number, std::string& why);
 
-/// Connects to the process that serves a number. Nothing, errno set, when there is none (ENOENT, ECONNREFUSED) or it
-/// didn't accept the connection within `timeout` (EAGAIN; 0 doesn't wait).
+/// Connects to the process that serves a number.
+/// @param timeout  for that process to accept the connection; 0 doesn't wait
+/// @return empty on failure, with errno set: ENOENT or ECONNREFUSED without such a process, EAGAIN after the timeout
 [[nodiscard]] Descriptor dialBus(uint32_t number, std::chrono::milliseconds timeout);
 
-/// A timeout as socket options want it.
+/// A timeout in the form of socket options (SO_RCVTIMEO).
 [[nodiscard]] timeval timevalOf(std::chrono::milliseconds timeout);
 
-/// Makes room for one packet of kMaxPacket octets in either direction. Without privileges there may be less: sending a
-/// packet that doesn't fit is then Sent::TooLarge.
+/// Sets the socket's buffers to one packet of kMaxPacket octets in either direction. Without privileges they may stay
+/// smaller; sending a packet that doesn't fit is then Sent::TooLarge.
 void makeRoomForPackets(int fd);
 
-/// Process at the other end of a connection (SO_PEERCRED), and what it may do here.
+/// The process at the other end of a connection (SO_PEERCRED), and its rights.
 struct BusPeer {
-    pid_t pid = 0;        ///< 0: it is in another pid namespace
-    uint32_t rights = 0;  ///< right::All for uid 0 and our own uid, right::Reading for members of `group`
+    pid_t pid = 0;        ///< 0 if it is in another pid namespace
+    uint32_t rights = 0;  ///< right::All for uid 0 and our own uid, right::Reading for members of `group`, else none
 };
 [[nodiscard]] BusPeer peerOf(int fd, gid_t group);
 

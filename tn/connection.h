@@ -15,26 +15,26 @@ namespace tn {
 /// Result of an attempt to send a packet.
 enum class Sent {
     Yes,
-    Blocked,   ///< no room, in the kernel or behind what is queued; try again later
+    Blocked,   ///< the kernel has no room, or other packets are queued; try again later
     Gone,      ///< the peer has closed the connection
-    TooLarge,  ///< larger than a packet, or a message nested too deep to be one
+    TooLarge,  ///< larger than kMaxPacket or the socket's buffer, or a message nested too deep to be flattened
 };
 
 /// Result of an attempt to receive a packet.
 enum class Received {
     Packet,
-    Nothing,      ///< none has arrived, or the receive timeout has passed
+    Nothing,      ///< no packet has arrived, or none within the receive timeout
     Interrupted,  ///< by a signal
     Ended,        ///< the peer has closed the connection
-    Unread,       ///< the peer has closed it without reading what we sent last (ECONNRESET); packets may still follow
+    Unread,       ///< the peer closed it without reading our last packet (ECONNRESET); packets from it may follow
     Bad,          ///< the packet isn't a message, or too large
 };
 
-/// One connection to another process: packets in, packets out, and a bounded queue of those that wait for room. It
-/// neither logs nor closes itself: Connections does.
+/// One connection to another process, with a bounded queue of packets that wait for room. It neither logs nor closes
+/// itself: Connections does.
 class Connection {
   public:
-    /// @param dialled  number that we connected to; nothing for a connection that we accepted
+    /// @param dialled  the number that we connected to; nullopt for a connection that we accepted
     Connection(Descriptor socket, BusPeer peer, std::optional<uint32_t> dialled)
         : socket_(std::move(socket)), peer_(peer), dialled_(dialled) {}
 
@@ -45,39 +45,39 @@ class Connection {
     [[nodiscard]] const std::optional<uint32_t>& dialled() const { return dialled_; }
 
     /// Receives one packet.
-    /// @param buffer  kMaxPacket octets
-    /// @param wait    until one arrives or the receive timeout passes
-    /// @param out     the packet; empty or unchanged for any other result
+    /// @param buffer  scratch space of kMaxPacket octets
+    /// @param wait    true: waits until a packet arrives or the receive timeout passes
+    /// @param out     the packet; for any result but Received::Packet it is empty or unchanged
     Received receive(std::span<uint8_t> buffer, bool wait, message& out);
-    /// Octets of the packet received last.
+    /// Size of the packet received last, in octets.
     [[nodiscard]] size_t lastPacket() const { return lastPacket_; }
-    /// Sets how long receive waits. A timeout below a millisecond counts as one: 0 would mean for ever.
+    /// Sets how long receive waits, at least 1 ms: the kernel understands 0 as forever.
     void setReceiveTimeout(std::chrono::milliseconds timeout);
 
-    /// Sends at once or not at all: never waits, and never overtakes what is queued.
+    /// Sends a packet at once or not at all. Never waits, and never overtakes a queued packet.
     [[nodiscard]] Sent sendInTurn(std::span<const uint8_t> packet) const;
-    /// Queues a packet. False, the packet dropped, when the queue is full: 2,048 packets or 1 MiB; for a peer with all
-    /// rights 16,384 packets or 8 MiB.
+    /// Queues a packet. False if the queue is full: the packet is dropped. The limit is 2,048 packets or 1 MiB; for a
+    /// peer with all rights, 16,384 packets or 8 MiB.
     bool queue(flat_message packet);
-    /// Queues a notification, or merges it with an older one. False as above.
-    /// @param merged  whether it replaced an older one
+    /// Queues a notification, or replaces an older one with it. False as above.
+    /// @param merged  true if it replaced an older one; unchanged on failure
     bool queue(NoteKey key, flat_message packet, bool& merged);
-    /// Sends what is queued until the kernel has no more room.
-    /// @param passed  owners of notifications that have left the queue are appended, one entry for each notification
-    /// @return Yes when the queue is empty; else Blocked or Gone
+    /// Sends queued packets until the kernel has no more room. A packet too large for the kernel is dropped.
+    /// @param passed  the owner of each notification that has left the queue is appended
+    /// @return Yes if the queue is empty; else Blocked or Gone
     Sent flush(std::vector<Handler*>& passed);
     [[nodiscard]] bool hasQueue() const { return !out_.empty(); }
     /// Empties the queue. @param dropped  as flush's `passed`
     void dropQueue(std::vector<Handler*>& dropped);
 
-    // State of those who use the connection.
-    bool stuck = false;   ///< Exchange: a request found no room in time; it doesn't wait again until one gets through
-    bool doomed = false;  ///< Connections: to be closed by the loop
+    // State of the connection's users.
+    bool stuck = false;  ///< Exchange: a request found no room in time; the next ones don't wait until one gets through
+    bool doomed = false;         ///< Connections: the loop closes it soon
     unsigned watchedEvents = 0;  ///< Connections: epoll events that the loop watches the descriptor for
 
   private:
     [[nodiscard]] Sent send(std::span<const uint8_t> packet) const;
-    [[nodiscard]] bool hasRoom(size_t octets) const;  ///< in the queue
+    [[nodiscard]] bool hasRoom(size_t octets) const;  ///< for one packet more in the queue
 
     Descriptor socket_;
     BusPeer peer_;

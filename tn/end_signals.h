@@ -4,11 +4,11 @@
 
 namespace tn {
 
-/// Turns SIGTERM and SIGINT into a wake-up of the loop, for as long as this lives; then the former handlers are back.
-/// At most one exists in a process.
+/// Turns SIGTERM and SIGINT into a wake-up of the loop, and restores the former handlers when it is destroyed. At most
+/// one exists in a process.
 class EndSignals {
   public:
-    /// @param wakeUp  an eventfd(2) that becomes readable with the signal; stays the caller's
+    /// @param wakeUp  an eventfd(2) of the caller's; each signal makes it readable
     explicit EndSignals(int wakeUp);
     ~EndSignals();
     EndSignals(const EndSignals&) = delete;

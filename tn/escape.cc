@@ -10,11 +10,11 @@ namespace tn {
 
 namespace {
 
-/// Characters that iswprint lets pass and that reorder or break the line they stand in: line separators and
-/// bidirectional overrides (Unicode 15, general categories Zl, Zp and the Bidi_Control property).
+/// True for characters that reorder or break the line they are in, although iswprint accepts them: line separators and
+/// bidirectional controls (Unicode 15, general categories Zl and Zp, property Bidi_Control).
 bool reorders(wint_t c) { return (c >= 0x2028 && c <= 0x202e) || (c >= 0x2066 && c <= 0x2069); }
 
-/// Octets of the printable character that `text` begins with; 0 when it begins with anything else.
+/// Number of octets of the printable character that `text` begins with; 0 if it begins with anything else.
 size_t printableLength(std::string_view text) {
     const auto first = static_cast<unsigned char>(text.front());
     if (first < 0x80) return first >= 0x20 && first != 0x7f && first != '\\' ? 1 : 0;
@@ -40,7 +40,7 @@ void appendEscape(std::string& out, char octet) {
     }
 }
 
-/// The locale that decodes UTF-8, whatever the process's own is; while it lives, for this thread.
+/// Makes this thread decode UTF-8 for the object's lifetime, whatever the locale of the process.
 class Utf8 {
   public:
     Utf8() : before_(uselocale(locale())) {}

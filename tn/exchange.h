@@ -11,32 +11,34 @@
 
 namespace tn {
 
-/// Requests to other processes that wait for their reply. An exchange blocks the loop's thread until the reply comes,
-/// the peer dies or the timeout passes; other packets that arrive meanwhile go into the backlog.
+/// Sends requests to other processes and waits for the replies. An exchange blocks the loop's thread until the reply
+/// arrives, the peer closes the connection or the timeout passes. Other packets that arrive meanwhile go into the
+/// backlog.
 ///
-/// A peer that lets a timeout pass owes the reply. Until it comes, its connection ends or 30 s pass, further exchanges
-/// with the same process fail at once, whatever number they address: a process handles one message at a time, so one
-/// that hangs blocks all of its numbers.
+/// After a timeout, the peer has a reply outstanding (a debt). All exchanges with that process then fail at once, until
+/// the reply arrives, the connection ends or 30 s pass. This holds for all numbers of the process: it handles one
+/// message at a time, so when it hangs, none of them answers.
 class Exchange {
   public:
-    /// Both must outlive this object.
+    /// Both arguments must outlive this object.
     Exchange(Connections& connections, Backlog& backlog) : connections_(connections), backlog_(backlog) {}
     Exchange(const Exchange&) = delete;
     Exchange& operator=(const Exchange&) = delete;
 
-    /// Sends a request and waits for the reply. It is sent a second time when the peer provably hasn't read it, perhaps
-    /// to the process that has taken its place.
-    /// @param request  with destination and source; gets its request id here
-    /// @return the reply, which may be empty, or an error: Unreachable, TimedOut or TooLarge
+    /// Sends a request and waits for the reply. If the peer closes the connection and certainly hasn't read the
+    /// request, it is sent again on a new connection, perhaps to the process that has replaced the peer. An exchange
+    /// opens at most two connections.
+    /// @param request  with destination and source; run adds the request id
+    /// @return the reply, which may be empty; or error::Unreachable, TimedOut or TooLarge
     message run(message request, std::chrono::milliseconds timeout);
     [[nodiscard]] bool isRunning() const { return running_ > 0; }
 
-    /// Sets one timeout for all exchanges from now on, counted from the start of the first one. 0 removes it: each
-    /// exchange then has only its own timeout.
+    /// Sets one timeout that all exchanges from now on share, counted from the start of the first. Their separate
+    /// timeouts remain in force. 0 removes the shared one.
     void setBudget(std::chrono::milliseconds timeout);
 
-    /// To be called with each reply that isn't the one awaited. Its destination becomes the handler whose exchange gave
-    /// up on it, or none.
+    /// To be called with each reply that isn't the one awaited. A late reply settles its debt, and its destination
+    /// becomes the handler whose exchange timed out. Without such a debt the destination is removed.
     void settle(const ConnectionPtr& from, message& reply);
 
     [[nodiscard]] uint32_t newRequestId();  ///< never 0
@@ -50,44 +52,47 @@ class Exchange {
         const message& request;
         Time deadline;
     };
-    /// A reply that an exchange gave up waiting for.
+    /// A reply that is outstanding after its exchange timed out.
     struct Debt {
         ConnectionPtr debtor;
         uint32_t id = 0;               ///< request id
-        std::vector<uint32_t> source;  ///< path of the handler that waits for it
-        Time until{};
+        std::vector<uint32_t> source;  ///< path of the handler that sent the request
+        Time until{};                  ///< when the debt expires
     };
 
-    /// Deadline of an exchange that begins now: its own or that of the budget.
+    /// Deadline of an exchange that begins now: the end of its timeout or of the budget, whichever is earlier.
     [[nodiscard]] Time deadlineOf(std::chrono::milliseconds timeout);
-    /// Sends and waits, on this connection. @return nothing when the peer is gone and hasn't read the request
+    /// Sends the request on this connection and waits. @return as awaitReply
     std::optional<message> attempt(const ConnectionPtr& connection, const Call& call);
-    /// Sends the request, and waits until the deadline for room. Blocked marks the connection as stuck: there is no
-    /// second wait before a request gets through.
+    /// Sends the request, and waits for room until the deadline. If there is none, the connection becomes stuck: later
+    /// requests don't wait for room until one gets through.
     Sent sendWaiting(const ConnectionPtr& connection, Time deadline);
-    /// @return nothing when the peer is gone and hasn't read the request
+    /// @return the reply or an error; nullopt if the peer is gone without having read the request
     std::optional<message> awaitReply(const ConnectionPtr& connection, const Call& call);
-    /// Receives packets up to the reply. @return Nothing or Interrupted when the deadline has passed
+    /// Receives packets up to and including the reply.
+    /// @return Packet with the reply; Nothing or Interrupted after the deadline; Ended also if the backlog is full
     Received receiveReply(const ConnectionPtr& connection, const Call& call, message& reply);
 
-    /// Reads what debtors have sent, and strikes the debts that are settled or have expired.
+    /// Receives what the debtors have sent, and removes the debts that are settled or have expired.
     void collectDebts();
-    /// If the pid is unknown (0: another pid namespace), only the debtor's own connection counts.
+    /// Whether the peer has a debt, on this or another connection. If its pid is unknown (0, in another pid namespace),
+    /// only this connection counts.
     [[nodiscard]] bool isIndebted(const Connection& connection) const;
-    /// Adds a packet to the backlog. False, with a line in the log, when that is full.
+    /// Adds a packet to the backlog. False, with a line in the log, if the backlog is full.
     bool setAside(const ConnectionPtr& connection, message packet);
-    /// Reads what has arrived, without waiting. The end of the connection, a bad packet and a full backlog lose it.
+    /// Moves the packets that have arrived to the backlog, without waiting. The end of the connection, a bad packet or
+    /// a full backlog closes it.
     void setAsideAll(const ConnectionPtr& connection);
-    /// What the peer sent before it went isn't lost with it.
+    /// Closes the connection after moving the packets that have arrived to the backlog.
     void loseAfterReading(const ConnectionPtr& connection);
 
     Connections& connections_;
     Backlog& backlog_;
     flat_message out_;  ///< the request of the exchange under way, flattened
     uint32_t lastRequest_ = 0;
-    unsigned running_ = 0;                ///< exchanges that await a reply, each inside the one before
+    unsigned running_ = 0;                ///< nested exchanges that await a reply
     std::chrono::milliseconds budget_{};  ///< 0: none
-    Time budgetEnd_{};                    ///< 0 before the first exchange
+    Time budgetEnd_{};                    ///< 0 until the first exchange within the budget
     std::vector<Debt> debts_;             ///< at most one for each connection
 };
 

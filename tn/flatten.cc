@@ -37,7 +37,7 @@ constexpr size_t kSmallestElement = 4;  // number, empty string or empty message
 // nested into promises doesn't multiply.
 constexpr size_t kReadAhead = 64;
 
-/// Where the octets go: first they are only counted, then copied into room of just that size.
+/// The two outputs of Writer: the first run counts the octets, the second one copies them into a buffer of that size.
 struct Counter {
     size_t count = 0;
     void octets(const void*, size_t length) { count += length; }
@@ -128,8 +128,8 @@ bool Writer<Out>::value(const message::Field& field, size_t depth) {
 
 }  // namespace
 
-/// A cursor over octets of any origin. Everything is read through take(), which compares with what is left;
-/// a read that fails makes the whole message fail, so partial results don't matter.
+/// A cursor over octets of any origin. Everything is read through take(), which checks the length. A failed read makes
+/// the whole message fail, so partial results don't matter.
 class message::Reader {
   public:
     explicit Reader(std::span<const uint8_t> bytes) : rest_(bytes) {}
@@ -150,7 +150,7 @@ class message::Reader {
         if (from != nullptr) std::memcpy(to, from, length);
         return from != nullptr;
     }
-    /// A number of elements of at least `smallest` octets, which the rest must have room for.
+    /// Reads a number of elements. False if the rest is too short for that many elements of `smallest` octets.
     [[nodiscard]] bool count(uint32_t& n, size_t smallest) { return number(n) && n <= rest_.size() / smallest; }
     [[nodiscard]] bool string(std::string& s);
     [[nodiscard]] bool value(Field& field, size_t depth);

@@ -7,16 +7,16 @@
 
 namespace tn {
 
-/// Ends the loop of a process that has been idle for some time. Off until it is set up.
+/// Ends the loop of a process that has been idle for some time. Off until setup().
 class IdleExit {
   public:
-    /// What decides at the end of the idle time.
+    /// Queried at the end of the idle time.
     struct Conditions {
         std::function<bool()> canLeave;     ///< false: stay until the next touch()
-        std::function<bool()> hasRequests;  ///< true: requests have arrived; the idle time starts again
+        std::function<bool()> hasRequests;  ///< true: requests have arrived, so the idle time starts again
     };
 
-    /// @param runner  its loop is left by shutdown(); must outlive this object
+    /// @param runner  gets shutdown(); must outlive this object
     IdleExit(ThinRunner& runner, Conditions conditions) : runner_(runner), conditions_(std::move(conditions)) {}
     ~IdleExit() { runner_.removeTimer(timer_); }
     IdleExit(const IdleExit&) = delete;
@@ -24,8 +24,8 @@ class IdleExit {
 
     /// @param idleTime  from the last touch() to the exit; 0 switches off
     void setup(std::chrono::milliseconds idleTime);
-    /// The process is in use: the idle time starts again. To be called, too, when anything changes that canLeave
-    /// depends on, since no timer runs while it is false.
+    /// Restarts the idle time. To be called when the process is used, and when anything changes that canLeave depends
+    /// on: no timer runs after canLeave has returned false.
     void touch();
 
   private:
@@ -36,7 +36,7 @@ class IdleExit {
     ThinRunner& runner_;
     Conditions conditions_;
     std::chrono::milliseconds idleTime_{};  ///< 0: off
-    std::chrono::milliseconds lastUse_{};   ///< as sinceBoot
+    std::chrono::milliseconds lastUse_{};   ///< the last touch(), as sinceBoot
     ThinRunner::TimerId timer_ = 0;
 };
 

@@ -2,14 +2,14 @@
 
 #include <cstdint>
 
-/// Field ids of messages: 27 bits of number, 4 bits of kind, 1 bit for "array of that kind". The same number under two
-/// kinds is two fields. The wrapper types below make the kind part of the C++ type, so that reading a string field as a
+/// Field ids of messages: 27 bits of number, 4 bits of kind, 1 bit for "array of that kind". One number with two kinds
+/// is two fields. The types below make the kind part of the C++ type, so that code which reads a string field as a
 /// number doesn't compile.
 namespace tn {
 
 constexpr uint32_t kFieldNumberMask = 0x07ffffff;
 
-/// Kind and array bit of a field, in their place in its full id. flatten.cc has the layout of each kind's values.
+/// Kind and array bit of a field, at their position in the full id. flatten.cc has the layout of each kind's values.
 enum class Kind : uint32_t {
     Bool = 0x00000000,
     U32 = 0x08000000,
@@ -24,20 +24,20 @@ enum class Kind : uint32_t {
 };
 
 /// A field of one kind.
-/// @tparam View  distinguishes types that read the same field in different ways (u32_id, be32_id)
+/// @tparam View  distinguishes types that read one field in different ways (u32_id, be32_id)
 template <Kind K, int View = 0>
 struct field_id {
     static constexpr Kind kind = K;
-    /// Explicit: fields are accessed by the names that their contract gives them, not by number.
+    /// Explicit, so that fields are accessed by the names in their contract and not by number.
     constexpr explicit field_id(uint32_t n) : number(n & kFieldNumberMask) {}
-    /// Number, kind and array bit: what is stored and sent.
+    /// Number, kind and array bit, as stored and sent.
     [[nodiscard]] constexpr uint32_t full() const { return number | static_cast<uint32_t>(K); }
     uint32_t number;
 };
 
 using bool_id = field_id<Kind::Bool>;
 using u32_id = field_id<Kind::U32>;
-using be32_id = field_id<Kind::U32, 1>;  ///< the same field as u32_id, its value in network byte order
+using be32_id = field_id<Kind::U32, 1>;  ///< the same field as u32_id, stored and sent in network byte order
 using u64_id = field_id<Kind::U64>;
 using addr6_id = field_id<Kind::Addr6>;
 using string_id = field_id<Kind::String>;

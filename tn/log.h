@@ -10,34 +10,38 @@
 
 namespace tn {
 
-/// Where log streams write. Writing never blocks: when a pipe, a terminal or the system log is full, lines are lost,
-/// and a line with their number follows once there is room again. (There is one exception: a pipe or terminal of
-/// another user that this process can't open itself. A write then waits if it fills at that moment.) Lines for standard
-/// output and standard error go there whatever the target is, except for None.
+/// Where lines for the log go. Lines for standard output and standard error (sout, serr) go there for every target but
+/// None, which drops all lines.
+///
+/// Writing doesn't block: when a pipe, a terminal or the system log is full, lines are lost, and a line with their
+/// number follows once there is room. One exception remains: a pipe or terminal of another user, which this process
+/// can't reopen, blocks if it fills up during the write.
 enum class LogTarget { Stderr, Syslog, None };
-/// Sets the target of all streams. May be called at any time, by any thread.
+/// Sets the target of all streams; Syslog until then. May be called at any time, by any thread.
 /// @param systemLogPath  the datagram socket that the system log's daemon reads
 void setLogTarget(LogTarget target, const std::string& systemLogPath = "/dev/log");
 
-/// A stream of log lines. One statement is one line:
+/// A stream of lines. One statement is one line:
 ///
 ///     slog << "packet from: " << source << " version: " << version;
 ///
-/// What isn't printable is escaped (\n, \t, \x1b), so that no peer can forge a line. One cause, that is one
-/// first piece of text on one stream, may write a burst of 256 lines and one a second after that; the number of lines
-/// left out follows with the next line of any stream when there is room again. So a statement begins with fixed text,
-/// and the output of a program (tnctl's tables) goes elsewhere. A muted stream formats nothing. May be used by any
-/// thread.
+/// Unprintable octets are escaped (escaped()), so that no peer can forge a line. A muted stream formats nothing. May be
+/// used by any thread.
+///
+/// Lines are limited by cause, which is the stream and the first piece of text: a burst of 256 lines, then one a
+/// second. When the cause may write again, the next line of any stream is preceded by the number of suppressed lines. A
+/// statement therefore begins with constant text, and the output of a program (tnctl's tables) isn't written to a
+/// stream.
 ///
 /// Lines caused by strangers (peers that haven't proved any access rights) are limited to 10 a second in total,
-/// whatever their causes; how many were left out is reported in the same way.
+/// whatever their causes. The number of suppressed lines is reported in the same way.
 class lstream {
   public:
     enum class Sink { Log, Stdout, Stderr };
     enum class About { Ourselves, Strangers };
     static constexpr unsigned kDebugLevel = 5;
 
-    /// @param topic  number shown with the line in the system log
+    /// @param topic  number at the beginning of each line
     /// @param level  0 for what operators should see, 5 for debugging; streams of level 5 start muted
     explicit constexpr lstream(unsigned topic, unsigned level = 0)
         : topic_(topic), level_(level), muted_(level >= kDebugLevel) {}
@@ -48,7 +52,7 @@ class lstream {
     [[nodiscard]] bool isMuted() const { return muted_; }
     void mute(bool on = true) { muted_ = on; }
 
-    /// A line being written; it ends with the statement.
+    /// A line under construction. The destructor writes it, at the end of the statement.
     class Line {
       public:
         explicit Line(const lstream* stream) : stream_(stream) {
@@ -76,7 +80,7 @@ class lstream {
         std::string cause_;
     };
 
-    /// Begins a line. @param piece  its cause, for the limits
+    /// Begins a line. @param piece  the line's cause, see above
     template <class T>
     Line operator<<(const T& piece) const {
         Line line(muted_ ? nullptr : this);
@@ -85,8 +89,8 @@ class lstream {
     }
 
   private:
-    void write(std::string_view cause, std::string_view text) const;  ///< unless the limits forbid it
-    void emit(std::string_view text) const;                           ///< without a limit
+    void write(std::string_view cause, std::string_view text) const;  ///< writes the line unless a limit suppresses it
+    void emit(std::string_view text) const;                           ///< writes the line
 
     Sink sink_ = Sink::Log;
     About about_ = About::Ourselves;
@@ -95,7 +99,7 @@ class lstream {
     bool muted_ = false;
 };
 
-/// The process's own lines on standard output and standard error, without a topic.
+/// Lines of the process itself on standard output and standard error, without a topic.
 extern lstream sout;
 extern lstream serr;
 /// The same, for lines caused by strangers.

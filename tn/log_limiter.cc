@@ -21,7 +21,7 @@ constexpr std::chrono::milliseconds kStrangersTime{1000};
 constexpr size_t kMaxCauses = 256;  // with separate buckets; any others share one for each stream
 constexpr std::string_view kOtherCauses;
 
-/// How much one cause may write: a bucket of kBurst tokens that gets one back each kRefill.
+/// The limit of one cause: a bucket of kBurst tokens, to which one is added every kRefill.
 struct Bucket {
     lstream origin;                  // a copy: the stream may be gone when its last lines are accounted for
     std::chrono::milliseconds full;  // when the bucket is full again, as sinceBoot
@@ -35,13 +35,13 @@ struct Bucket {
     }
 };
 
-/// When the last lines about strangers were written.
+/// The limit of lines about strangers: kStrangersLines within any kStrangersTime.
 struct Window {
     std::array<std::chrono::milliseconds, kStrangersLines> written{};
     size_t oldest = 0;
     uint64_t leftOut = 0;
-    std::chrono::milliseconds
-        reported{};  ///< when `leftOut` was; once in a window, or a flood leaves room for nothing else
+    /// When `leftOut` was last reported. At most once in kStrangersTime, since the report itself counts as a line.
+    std::chrono::milliseconds reported{};
 
     bool take(std::chrono::milliseconds now) {
         if (now - written[oldest] < kStrangersTime) return false;
@@ -51,7 +51,7 @@ struct Window {
     }
 };
 
-/// The buckets of the process. Helper threads log too, so all of it is under one lock.
+/// The limits of all causes in the process. Helper threads log too, so one lock protects everything.
 class Limiter {
   public:
     bool admit(const lstream& stream, std::string_view cause, const LogSummary& summary) {

@@ -9,14 +9,15 @@ namespace tn {
 
 class lstream;
 
-/// Called with a stream, what its lines were about, and how many of them were left out.
+/// Reports suppressed lines.
+/// @param which  which lines these are, to follow their number: "that begin with: bus"
 using LogSummary = std::function<void(const lstream& origin, const std::string& which, uint64_t lines)>;
 
-/// Whether a line may be written now, by the limits of lstream. May be called by any thread.
+/// Whether the limits of lstream permit a line now. May be called by any thread.
 ///
 /// @param cause    first piece of the line's text
-/// @param summary  called first for each cause, and for strangers, of which lines were left out and which has room
-///                 again. A lock is held meanwhile: it must not admit lines itself.
+/// @param summary  called first, for each cause (and for strangers) with suppressed lines that may write again. It runs
+///                 under the limiter's lock, so it must not call admitLine.
 [[nodiscard]] bool admitLine(const lstream& stream, std::string_view cause, const LogSummary& summary);
 
 }  // namespace tn

@@ -20,7 +20,7 @@ namespace tn {
 
 namespace {
 
-/// Writes as much as there is room for. @return octets written, or -1
+/// Writes as much as there is room for. @return number of octets written, or -1
 ssize_t writeWithoutWaiting(int fd, std::string_view octets) {
     const ssize_t sent = send(fd, octets.data(), octets.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent >= 0 || errno != ENOTSOCK) return sent;
@@ -45,7 +45,7 @@ class StandardOutput final : public LogOutput {
     explicit StandardOutput(int fd) : fd_(fd) {}
 
   private:
-    /// One call for a line, mostly, so that lines of several processes don't mix.
+    /// Writes the whole line with one system call if there is room, so that lines of several processes don't mix.
     bool put(const std::string& text, int /*severity*/) override {
         if (!writeRest()) return false;
         rest_ = text + "\n";
@@ -65,10 +65,10 @@ class StandardOutput final : public LogOutput {
     }
 
     int fd_;
-    std::string rest_;  ///< of a line whose beginning is written
+    std::string rest_;  ///< of a line whose beginning has been written
 };
 
-/// The system log. syslog(3) would wait for a reader that is stuck.
+/// The system log. Not syslog(3), which waits for a reader that is stuck.
 class SystemLog final : public LogOutput {
   public:
     /// @param path  the socket that the system log's daemon reads
@@ -79,7 +79,8 @@ class SystemLog final : public LogOutput {
     }
 
   private:
-    /// One datagram in the form of syslog(3) (RFC 3164, section 4.1, without the host), to the present reader.
+    /// Sends one datagram in the form of syslog(3) (RFC 3164, 4.1, without the host). Each line has a new socket, so
+    /// that it reaches a restarted reader.
     bool put(const std::string& text, int severity) override {
         const time_t now = sources().wallSeconds();
         tm local = {};

@@ -8,34 +8,34 @@
 
 namespace tn {
 
-/// Where lines go that may have no room for them: writing never waits. A line that finds no room is lost, and a line
-/// with the number of lost ones precedes the next one that is written. May be used by any thread.
+/// An output that can be full. Writing doesn't wait: a line for which there is no room is lost, and the next line that
+/// is written is preceded by one with the number of lost lines. May be used by any thread.
 class LogOutput {
   public:
     LogOutput(const LogOutput&) = delete;
     LogOutput& operator=(const LogOutput&) = delete;
 
-    /// @param text      without a line feed, escaped already
-    /// @param severity  of syslog(3); for outputs that show one
+    /// @param text      one line, already escaped, without a line feed
+    /// @param severity  of syslog(3); only the system log uses it
     void writeLine(const std::string& text, int severity = LOG_INFO);
 
   protected:
     LogOutput() = default;
     ~LogOutput() = default;
-    /// Writes one line, or as much of it as there is room for: the rest precedes the next line. Called with the mutex
-    /// held. False when nothing of it is written.
+    /// Writes one line. If there is room only for its beginning, the rest is written before the next line. Called with
+    /// the mutex held. False if nothing was written.
     virtual bool put(const std::string& text, int severity) = 0;
     std::mutex mutex_;
 
   private:
-    uint64_t lost_ = 0;
+    uint64_t lost_ = 0;  ///< lines not reported yet
 };
 
-/// The outputs of this process. They are never destroyed: objects that log in their destructors may outlive main().
+/// The outputs of this process. They are never destroyed, since static objects may log in their destructors.
 [[nodiscard]] LogOutput& standardOutput();
 [[nodiscard]] LogOutput& standardError();
 [[nodiscard]] LogOutput& systemLog();
-/// @param path  the datagram socket that the system log's daemon reads; at most 107 octets, the rest is cut off
+/// Sets the datagram socket of the system log's daemon. @param path  at most 107 octets; the rest is cut off
 void setSystemLogPath(const std::string& path);
 
 }  // namespace tn

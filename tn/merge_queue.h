@@ -12,17 +12,17 @@ namespace tn {
 
 class Handler;
 
-/// Entries of a queue past which notifications about one object are merged. Below that nothing is lost: a burst of a
-/// few hundred changes arrives as it happened.
+/// Number of queued entries from which notifications about one object are merged. A shorter queue holds each one, so a
+/// burst of 256 changes arrives complete.
 constexpr size_t kMergeBeyond = 256;
 
-/// What makes two notifications to one subscriber versions of the same state, of which only the latest counts.
-/// Ordered, to be a key of a map.
+/// Identifies the state that a notification reports. Of several notifications with the same key only the latest counts.
+/// Ordered, as the key of a map.
 struct NoteKey {
-    Handler* owner = nullptr;  ///< the notifier, in its process; nullptr at the receiver
+    Handler* owner = nullptr;  ///< the notifying handler; nullptr in the receiving process
     uint32_t command = 0;
-    std::optional<uint32_t> object;    ///< its id; nothing: the whole handler
-    std::vector<uint32_t> subscriber;  ///< its path
+    std::optional<uint32_t> object;    ///< id; nullopt for the whole handler
+    std::vector<uint32_t> subscriber;  ///< path
 
     friend auto operator<=>(const NoteKey& a, const NoteKey& b) {
         return std::tie(a.owner, a.command, a.object, a.subscriber) <=>
@@ -30,10 +30,10 @@ struct NoteKey {
     }
 };
 
-/// The items that wait for one receiver, in order. Past kMergeBeyond entries a notification replaces the newest one
-/// with its key instead of growing the queue, so a slow receiver still gets the latest state of every object.
+/// The items that wait for one receiver, in order. From kMergeBeyond entries on, a notification replaces the newest one
+/// with the same key instead of growing the queue, so a slow receiver still gets the latest state of every object.
 ///
-/// Limits are the user's: the queue itself grows without end for items that can't be merged.
+/// Users of the queue must limit it: items that can't be merged let it grow without bound.
 template <class Item>
 class MergeQueue {
   public:
@@ -41,8 +41,8 @@ class MergeQueue {
     void push(Item item) { entries_.push_back({std::move(item), std::nullopt}); }
 
     /// Appends a notification, or merges it with an older one.
-    /// @param item  moved from when it was appended; after a merge it holds the older one, which has left the queue
-    /// @return false when it was merged
+    /// @param item  moved from if appended; after a merge, the older item, which has left the queue
+    /// @return false if it was merged
     bool push(NoteKey key, Item& item) {
         const auto known = newest_.find(key);
         if (entries_.size() >= kMergeBeyond && known != newest_.end()) {
@@ -60,7 +60,7 @@ class MergeQueue {
     [[nodiscard]] Item& front() { return entries_.front().item; }
 
     /// Removes the first item. The queue isn't empty.
-    /// @return the owner of the notification; nullptr for other items
+    /// @return the owner of a notification; nullptr for any other item
     Handler* pop() {
         Handler* owner = nullptr;
         if (const std::optional<NoteKey>& key = entries_.front().key) {

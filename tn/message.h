@@ -20,14 +20,13 @@ namespace tn {
 using flat_message = std::vector<uint8_t>;
 
 constexpr size_t kMaxPacket = 256 * 1024;  ///< octets of one flattened message on the bus
-constexpr size_t kMaxNesting = 16;         ///< messages within messages, the outermost counted
+constexpr size_t kMaxNesting = 16;         ///< depth of nested messages, including the outermost
 
-/// An unordered set of typed fields. Inserting a field that is there replaces it. A getter of a field that isn't there
-/// gives the default; one that returns a reference then refers to an empty value.
+/// A set of typed fields, whose order has no meaning.
 ///
-/// Fields lie in one array in the order of insertion and a look-up starts where the last one ended: rows are read in
-/// the order in which they were written, so reading a row of n fields takes n steps. A message may therefore be read by
-/// one thread at a time, even through const.
+/// The fields are in one array, in the order of insertion, and each look-up starts where the last one ended. A row is
+/// read in the order in which it was written, so reading its n fields takes n steps. Since a look-up changes that
+/// position, only one thread at a time may read a message, even through const.
 class message {
   public:
     message();
@@ -37,10 +36,10 @@ class message {
     message& operator=(message&&) noexcept;
     ~message();
 
-    // Each replaces the field with this id, if there is one.
+    // Each inserts a field, in place of the one with this id if there is one.
     void insert_bool(bool_id id, bool value);
     void insert_u32(u32_id id, uint32_t value);
-    void insert_be32(be32_id id, uint32_t value);  ///< value with the first octet in the most significant byte
+    void insert_be32(be32_id id, uint32_t value);  ///< value in host byte order, as for all be32 operations
     void insert_u64(u64_id id, uint64_t value);
     void insert_addr6(addr6_id id, const IPAddr6& value);
     void insert_string(string_id id, std::string value);
@@ -50,12 +49,12 @@ class message {
     void insert_be32_array(be32_array_id id, std::span<const uint32_t> value);
     void insert_string_array(string_array_id id, std::vector<std::string> value);
     void insert_message_array(message_array_id id, std::vector<message> value);
-    /// Appends numbers to a u32 array, creating it when it isn't there.
+    /// Appends numbers to a u32 array, creating it if there is none.
     void insert_vector(u32_array_id id, std::span<const uint32_t> values);
     void insert_vector(u32_array_id id, uint32_t value) { insert_vector(id, std::span(&value, 1)); }
 
-    // Each returns the field's value, or `absent` when there is no field with this id. A reference is valid until the
-    // message is changed.
+    // Each returns the field's value. If there is no field with this id, it returns `absent`, or else an empty value. A
+    // reference is valid until the message is changed.
     [[nodiscard]] bool get_bool(bool_id id, bool absent = false) const;
     [[nodiscard]] uint32_t get_u32(u32_id id, uint32_t absent = 0) const;
     [[nodiscard]] uint32_t get_be32(be32_id id, uint32_t absent = 0) const;
@@ -69,8 +68,8 @@ class message {
     [[nodiscard]] const std::vector<std::string>& get_string_array(string_array_id id) const;
     [[nodiscard]] const std::vector<message>& get_message_array(message_array_id id) const;
 
-    /// The field's own value, for building it in place; created empty when it isn't there. Valid until the message is
-    /// changed in another way.
+    // Each returns the value for modification in place, creating an empty field if there is none. The reference is
+    // valid until the message is changed in another way.
     std::vector<uint32_t>& get_u32_array_ref(u32_array_id id);
     std::vector<std::string>& get_string_array_ref(string_array_id id);
     std::vector<message>& get_message_array_ref(message_array_id id);
@@ -84,11 +83,11 @@ class message {
     [[nodiscard]] bool has_array(u32_array_id id) const { return has(id); }
     [[nodiscard]] bool has_array(string_array_id id) const { return has(id); }
     [[nodiscard]] bool has_array(message_array_id id) const { return has(id); }
-    /// Number of elements; 0 when the field isn't there.
+    /// Number of elements; 0 if there is no such field.
     [[nodiscard]] size_t size(u32_array_id id) const { return get_u32_array(id).size(); }
     [[nodiscard]] size_t size(string_array_id id) const { return get_string_array(id).size(); }
     [[nodiscard]] size_t size(message_array_id id) const { return get_message_array(id).size(); }
-    /// Does nothing when the field isn't there.
+    /// Removes the field, if there is one.
     template <Kind K, int View>
     void remove(field_id<K, View> id) {
         removeField(id.full());
@@ -98,24 +97,25 @@ class message {
     /// Number of fields.
     [[nodiscard]] size_t size() const;
     void clear();
-    /// Makes room for so many fields, to save allocations.
+    /// Allocates memory for this number of fields.
     void reserve(size_t fields);
 
-    /// Appends the flattened message to `out`. False, `out` unchanged, for a message nested deeper than kMaxNesting,
-    /// which no receiver could rebuild.
+    /// Appends the flattened message to `out`. False, with `out` unchanged, for a message nested deeper than
+    /// kMaxNesting, which no receiver accepts.
     bool flattenTo(flat_message& out) const;
-    /// The flattened message; no octets at all for one nested too deep.
+    /// The flattened message; empty if it is nested too deep.
     [[nodiscard]] flat_message flatten() const;
-    /// Octets that flatten() gives, counted without building them.
+    /// The size of flatten() in octets, without building it.
     [[nodiscard]] size_t flatSize() const;
-    /// Rebuilds a message from octets of any origin: every length is checked, nesting is bounded, and memory is bounded
-    /// by a small multiple of the octets. False leaves `out` empty.
+    /// Rebuilds a message from octets of any origin. Every length is checked, nesting is limited to kMaxNesting, and
+    /// memory to 16 times the number of octets. False, with `out` empty, if the octets aren't exactly one message.
     [[nodiscard]] static bool unflatten(std::span<const uint8_t> bytes, message& out);
 
-    /// Every field as number:kind=value, a line each, for people; `indent` columns to the right.
+    /// Prints every field as number:kind=value, one per line, for people.
+    /// @param indent  number of spaces before each line
     void print(std::ostream& out, unsigned indent = 0) const;
 
-    /// The same fields with the same values, in whatever order.
+    /// True for the same fields with the same values, in any order.
     friend bool operator==(const message& a, const message& b);
 
     struct Field;
@@ -126,26 +126,27 @@ class message {
     class Reader;
 
     [[nodiscard]] bool hasDistinctFields() const;
-    /// nullptr when there is none.
+    /// The field with this id, or nullptr.
     [[nodiscard]] const Field* find(uint32_t fullId) const;
     template <class T>
     [[nodiscard]] const T* value(uint32_t fullId) const;
-    /// The value of a field to write, created when it isn't there.
+    /// The value of a field, for writing; the field is created if there is none.
     template <class T>
     T& slot(uint32_t fullId);
     void removeField(uint32_t fullId);
 
     std::vector<Field> fields_;
-    uint32_t greatest_ = 0;      ///< greatest full id inserted: a greater one is new without a look-up
+    uint32_t greatest_ = 0;      ///< greatest full id ever inserted: look-ups of a greater one end at once
     mutable uint32_t next_ = 0;  ///< where the next look-up starts
 };
 
-/// One field. Bool, u32 and u64 are stored as u64 (be32 in network order), string and raw as std::string.
+/// One field. Bool, u32 and u64 values are held as uint64_t (be32 in network byte order), string and raw as
+/// std::string.
 struct message::Field {
     using Value = std::variant<uint64_t, IPAddr6, std::string, std::vector<uint32_t>, std::vector<std::string>,
                                std::vector<message>, std::unique_ptr<message>>;
     uint32_t id = 0;  ///< number, kind and array bit
-    Value value;      ///< of the type that belongs to kind()
+    Value value;      ///< of the type for kind()
 
     [[nodiscard]] uint32_t number() const { return id & kFieldNumberMask; }
     [[nodiscard]] Kind kind() const { return static_cast<Kind>(id & ~kFieldNumberMask); }
@@ -153,22 +154,21 @@ struct message::Field {
 
 inline size_t message::size() const { return fields_.size(); }
 
-/// "bool", "u32", "string" and so on, "u32-array" for arrays: how a kind is written for people.
+/// The name of a kind for people: "bool", "u32", "string" and so on; arrays as "u32-array".
 [[nodiscard]] std::string_view kindName(Kind kind);
 
-/// The whole message in one line, for logs.
+/// Prints the whole message in one line, for logs.
 std::ostream& operator<<(std::ostream& out, const message& m);
 
 /// An error reply: a code of tn::error and one line for people.
 [[nodiscard]] message errorMsg(uint32_t code, std::string text);
 /// Whether a reply is an error.
-/// @param code  set for an error, else unchanged; may be nullptr
-/// @param text  likewise
+/// @param code, text  set for an error, else unchanged; may be nullptr
 bool isError(const message& reply, uint32_t* code = nullptr, std::string* text = nullptr);
-/// The text of an error reply; empty for any other.
+/// The text of an error reply; empty for any other reply.
 [[nodiscard]] std::string getError(const message& reply);
 
-/// A request to `path` with a command.
+/// A request with this destination and command, for adding fields.
 [[nodiscard]] message request(std::span<const uint32_t> path, uint32_t command);
 
 }  // namespace tn

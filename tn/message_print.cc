@@ -9,7 +9,7 @@ namespace tn {
 
 namespace {
 
-/// Writes fields either a line each or, with `indent` kOneLine, all in one line.
+/// Writes one field per line or, if `indent` is kOneLine, all fields in one line.
 class Printer {
   public:
     static constexpr unsigned kOneLine = ~0U;

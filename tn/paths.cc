@@ -17,7 +17,7 @@ namespace {
 
 constexpr unsigned kFolderMode = 0755;
 
-/// Absolute and without a slash at the end, so that a later chdir changes nothing.
+/// The absolute path of a folder, so that a later chdir has no effect, without a slash at the end.
 std::string normalised(std::string_view folder) {
     if (folder.empty()) return "/";
     std::error_code ignored;
@@ -52,8 +52,8 @@ bool makeOne(const std::string& folder, unsigned mode) {
     return done;
 }
 
-/// Why others than root and this process's user can change or swap it; empty when they can't.
-/// @param mayBeSticky  whether it is enough that others replace only their own files in it
+/// Why users other than root and this process's can change or replace a file or folder; empty if they can't.
+/// @param mayBeSticky  accept a sticky folder, in which others can replace only their own files
 std::string whyExposed(const struct stat& status, bool mayBeSticky) {
     if (status.st_uid != 0 && status.st_uid != geteuid()) return "belongs to user " + std::to_string(status.st_uid);
     if (S_ISLNK(status.st_mode) || (status.st_mode & (S_IWGRP | S_IWOTH)) == 0) return {};

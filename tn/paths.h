@@ -6,37 +6,41 @@
 
 namespace tn {
 
-/// The folder that contains every platform path: --root, else the environment's TERN_ROOT, else "/".
+/// Sets the folder that contains every platform path (--root). Until then it is TERN_ROOT of the environment, or "/".
 void setRoot(std::string_view root);
 [[nodiscard]] const std::string& root();
-/// A platform path ("/tern/store/snmpd") under the root.
+/// The file of a platform path ("/tern/store/snmpd"): the path below the root.
 [[nodiscard]] std::string rooted(std::string_view path);
 /// The folder of the bus's sockets and locks, /tern/run/bus under the root.
 [[nodiscard]] std::string busFolder();
 
-/// Creates a folder under the root with this mode, and missing ones between it and the root with mode 0755, whatever
-/// the umask. Existing ones stay as they are. False, errno set, when that fails.
+/// Creates a folder below the root with this mode, and missing folders between them with mode 0755, whatever the umask.
+/// A missing root is created, too, with a mode that the umask limits. Existing folders stay unchanged. False, with
+/// errno set, on failure; folders created before it remain.
 bool makeFolder(const std::string& path, unsigned mode);
 
-/// What others than root and this process's user can change or swap, and why; empty when there is nothing.
+/// A part of a path that users other than root and this process's can change or replace, and why. Empty if there is
+/// none.
 struct Exposure {
     std::string part;
-    std::string reason;  ///< "belongs to user 7", "writable by users other than its owner"
+    std::string reason;  ///< "belongs to user 7", "writable by users other than its owner", or why it can't be examined
     explicit operator bool() const { return !part.empty(); }
 };
 
-/// All folders up to "/", for exposedPart.
+/// For exposedPart: all folders up to "/".
 inline constexpr size_t kToTheTop = static_cast<size_t>(-1);
-/// The first part of a path that others own or may write: the path itself, a link or not, what it leads to, then so
-/// many folders above that. Others may write a sticky folder above: there they replace only their own files. A missing
-/// path isn't exposed.
+/// Checks the path itself, which may be a symbolic link, then its target, then the folders above the target. Sticky
+/// folders above may be writable by others, since these can replace only their own files there. A missing path isn't
+/// exposed.
+/// @param foldersAbove  number of folders above the target to check
+/// @return the first exposed part
 [[nodiscard]] Exposure exposedPart(const std::string& path, size_t foldersAbove);
 
-/// Whether no other user can swap files in the platform's folders: the root and those that exist belong to root or
-/// to us, and only their owner may write them. Folders above the root aren't checked. The root may be sticky, and
-/// may be written by our own primary group when it is ours: so a user with a private group and a umask of 002 makes
-/// folders.
-/// @param why  one line when it isn't so
+/// Whether no other user can replace files in the root and the platform's folders below it. Each that exists must
+/// belong to root or to us and be writable only by its owner. Two exceptions for the root: it may be sticky, and one of
+/// ours may be writable by our primary group, as with private groups and a umask of 002. Folders above the root aren't
+/// checked.
+/// @param why  one line if the result is false
 [[nodiscard]] bool isRootSafe(std::string& why);
 
 }  // namespace tn

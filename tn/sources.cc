@@ -14,7 +14,8 @@ namespace {
 
 constexpr uint64_t kNanosecondsPerSecond = 1'000'000'000;
 
-/// Random numbers fetched from the kernel 64 at a time: a system call for each would cost more than most requests.
+/// Random numbers, fetched from the kernel 64 at a time: one system call for each would cost more than a typical
+/// request.
 class Pool {
   public:
     uint32_t take() {

@@ -13,8 +13,7 @@ namespace {
 constexpr unsigned kCreate = 1;
 constexpr unsigned kWriteThrough = 4;
 
-/// One use of a prepared statement. Leaves it ready for its next use, and its read transaction ended, however the
-/// function is left.
+/// One use of a prepared statement. The destructor ends its read transaction and makes it ready for the next use.
 class Use {
   public:
     explicit Use(const Statement& statement) : statement_(statement.get()) {}
@@ -57,7 +56,7 @@ struct Store::Impl {
     bool next(const Use& use);
 };
 
-/// @return why the file can't be used, or empty
+/// Opens and checks the file. @return why it can't be used, or empty
 std::string Store::Impl::open(unsigned flags) {
     if (std::string reason = openStoreFile(file, (flags & kCreate) != 0, db); !reason.empty()) return reason;
     if (std::string reason = verify(); !reason.empty()) return reason;
@@ -70,8 +69,9 @@ std::string Store::Impl::open(unsigned flags) {
     return upsert && erase ? "" : sqlite3_errmsg(db.get());
 }
 
-/// Reads everything without writing: a caller that sees half of a damaged store takes the rest for missing and writes
-/// defaults over it.
+/// Reads the whole store, and writes nothing if that fails: a caller that read half of a damaged store would consider
+/// the rest missing and overwrite it with defaults.
+/// @return why the store is damaged, or empty
 std::string Store::Impl::verify() {
     if (std::string reason = checkStoreFile(db.get()); !reason.empty()) return reason;
     select = prepare(db.get(), "SELECT id, value FROM messages WHERE id = ?");
@@ -97,7 +97,7 @@ void Store::Impl::giveUp(const std::string& reason) {
     serr << "store: " << file << ": " << reason << "; file left unchanged";
 }
 
-/// Keeps SQLite's reason for the caller. @return false
+/// Saves SQLite's reason as lastError. @return false
 bool Store::Impl::failed(std::string_view what) {
     lastError = "store: " + file + ": " + std::string(what) + ": " + sqlite3_errmsg(db.get());
     return false;
@@ -105,7 +105,8 @@ bool Store::Impl::failed(std::string_view what) {
 
 bool Store::Impl::change(const Use& use, std::string_view what) { return use.step() == SQLITE_DONE || failed(what); }
 
-/// Whether there is a row, or another one. A failure, such as a busy or unreadable file, disables the store.
+/// Steps to the next row. @return false if there is none. A failure, such as a busy or unreadable file, disables the
+/// store.
 bool Store::Impl::next(const Use& use) {
     const int result = use.step();
     if (result != SQLITE_ROW && result != SQLITE_DONE) giveUp(sqlite3_errmsg(db.get()));

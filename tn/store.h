@@ -9,20 +9,21 @@
 
 namespace tn {
 
-/// A file of messages keyed by a 32-bit id, kept in SQLite. A set or remove that returned true survives a killed
-/// process and a pulled plug (WAL, synchronous=FULL).
+/// A SQLite file of messages, keyed by 32-bit ids. A set or remove that returned true survives the death of the process
+/// and a power failure (WAL, synchronous=FULL).
 ///
-/// A file that is corrupt, not ours or unreadable, when it is opened or later, is reported with one line on standard
-/// error and not written from then on: the store is then empty and every change fails with a text that says so. So a
-/// caller never mistakes an unreadable file for a missing one and overwrites it with defaults.
+/// A file that is corrupt, unreadable or another program's, when it is opened or later, disables the store: that is
+/// reported in one line on standard error, the store is empty, every change fails, and the file is never written again.
+/// So a caller that would overwrite a missing file with defaults doesn't do so with an unreadable one.
 ///
-/// For one thread at a time. Another process that writes to the same file is waited for, a second at most.
+/// For one thread at a time. If another process is writing to the file, operations wait, at most 1 s. A read that has
+/// waited in vain disables the store; a change fails.
 class Store {
   public:
     /// Opens the store and reads all of it, which proves it undamaged.
-    /// @param path   a platform path ("/tern/store/snmpd"), looked for under root(); its folder is made when missing
-    /// @param flags  bit 0: create the file when it is missing; bit 2: write through, without which a pulled plug may
-    ///               lose the latest changes
+    /// @param path   platform path ("/tern/store/snmpd")
+    /// @param flags  bit 0: create a missing file, and its folder; bit 2: write through, without which a power failure
+    ///               may lose the latest changes
     explicit Store(const std::string& path, unsigned flags = 5);
     ~Store();
     Store(const Store&) = delete;
@@ -30,16 +31,16 @@ class Store {
 
     /// Whether there is a message with this id.
     [[nodiscard]] bool find(uint32_t id) const;
-    /// The message with this id; empty when there is none.
+    /// The message with this id; empty if there is none.
     [[nodiscard]] message get(uint32_t id) const;
     /// All ids, ascending.
     [[nodiscard]] std::vector<uint32_t> ids() const;
-    /// Writes a message, in place of the one with this id. False, the old one unchanged, when that fails: lastError()
-    /// says why.
+    /// Stores a message, in place of the one with this id. False on failure: the old one is unchanged, and lastError()
+    /// has the reason.
     [[nodiscard]] bool set(uint32_t id, const message& m);
-    /// Removes the message with this id; succeeds when there is none. False as set.
+    /// Removes the message with this id; succeeds if there is none. False on failure, as for set.
     [[nodiscard]] bool remove(uint32_t id);
-    /// Why the last set or remove failed: one line for an error reply. Empty before the first failure.
+    /// The reason of the last failure, one line for an error reply. Empty until the first failure.
     [[nodiscard]] const std::string& lastError() const;
 
   private:

@@ -28,7 +28,7 @@ constexpr size_t kHeader = 100;
 
 std::string errnoText() { return std::strerror(errno); }
 
-/// Why this file isn't a store, by its first octets; empty when it is one.
+/// Why this file isn't a store, judged by its header; empty if it is one.
 std::string whyNotAStore(const std::string& file) {
     const int fd = open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) return errno == ELOOP ? "is a symbolic link" : errnoText();
@@ -49,7 +49,7 @@ std::string whyNotAStore(const std::string& file) {
     return id == kApplicationId ? "" : "is another application's database";
 }
 
-/// Opens a SQLite file that is there. @return why it can't be, or empty
+/// Opens an existing SQLite file. @return the reason of a failure, or empty
 std::string openDatabase(const std::string& file, Database& db) {
     sqlite3* opened = nullptr;
     const int result = sqlite3_open_v2(file.c_str(), &opened, SQLITE_OPEN_READWRITE, nullptr);
@@ -62,8 +62,8 @@ std::string openDatabase(const std::string& file, Database& db) {
     return "";
 }
 
-/// Makes an empty store under another name and moves it into place, so that a file under the store's own name is a
-/// whole store at every instant. @return why that failed, or empty
+/// Creates an empty store under another name and renames it, so that the file under the final name is a complete store
+/// at any time. @return the reason of a failure, or empty
 std::string createFile(const std::string& file) {
     if (!makeFolder(std::filesystem::path(file).parent_path(), 0700)) return errnoText();
     const std::string fresh = file + ".new";
@@ -86,7 +86,8 @@ std::string createFile(const std::string& file) {
     return reason;
 }
 
-/// An empty file has nothing to lose: it is what a full disk leaves of a copy, or a touch(1).
+/// An empty file counts as missing, since it has no data to lose: a full disk leaves one of a copy, and touch(1)
+/// creates one.
 bool isMissingOrEmpty(const std::string& file) {
     struct stat status {};
     if (stat(file.c_str(), &status) != 0) return errno == ENOENT;

@@ -18,29 +18,29 @@ struct FinalizeStatement {
 };
 using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 
-// Each function below that returns text says with it, in one line, why it failed; empty text is success.
+// The functions below that return text return the reason of a failure in one line; empty text is success.
 
-/// Opens the SQLite file of a store. A file that isn't one is recognised by its first octets and never given to SQLite.
+/// Opens the SQLite file of a store. A file that isn't a store is recognised by its header and never opened with
+/// SQLite.
 ///
-/// @param create  makes a missing or empty file a store, and its folder (mode 0700). The file gets its name only when
-/// it
-///                is whole, so a process that is killed meanwhile leaves no half of a store.
+/// @param create  creates a missing or empty file, and its folder (mode 0700). The file gets its name only when it is
+///                complete, so a process that is killed meanwhile leaves no partial store.
 /// @param db      the open database; unspecified after a failure
 [[nodiscard]] std::string openStoreFile(const std::string& file, bool create, Database& db);
 
-/// Reads the whole file, and checks that it is undamaged and of the layout that this program knows. Writes nothing,
-/// also not when the database is closed later, unless it succeeds.
+/// Reads the whole file, and checks that it is undamaged and has the layout that this program knows. Writes nothing,
+/// and calls mayMergeOnClose(db, false), so that closing the database doesn't write either.
 [[nodiscard]] std::string checkStoreFile(sqlite3* db);
 
-/// Whether closing may merge the -wal file into the database, which writes to it.
+/// Sets whether closing the database may merge the -wal file into it, which writes to the file.
 void mayMergeOnClose(sqlite3* db, bool on);
 
-/// Sets the mode 0600 of the file and its side files. A failure is logged.
+/// Sets the mode of the file and its side files (-wal, -shm) to 0600. A failure is logged.
 void makePrivate(const std::string& file);
 
-/// False when it fails: the reason is the database's sqlite3_errmsg.
+/// Executes SQL without results. False on failure, with the reason in the database's sqlite3_errmsg.
 bool execute(sqlite3* db, const std::string& sql);
-/// nullptr when that fails: the reason is the database's sqlite3_errmsg.
+/// Prepares a statement. nullptr on failure, with the reason in the database's sqlite3_errmsg.
 [[nodiscard]] Statement prepare(sqlite3* db, std::string_view sql);
 
 }  // namespace tn

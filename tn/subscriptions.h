@@ -16,9 +16,10 @@ namespace tn {
 
 class Bus;
 
-/// Subscriptions of this process's handlers to notifications of others, here or in other processes. A subscription
-/// lasts until it is cancelled: while its owner is missing, a timer looks for it after 100 ms, then after twice as long
-/// each time, up to 5 s. One that its owner refuses is reported in the log, and tried again when the owner restarts.
+/// Subscriptions of this process's handlers to notifications of owners, in this or other processes. A subscription
+/// lasts until it is cancelled. While its owner is missing, it is requested again after 100 ms, then at intervals that
+/// double up to 5 s. A refusal by another process is logged, and the subscription is requested again when that process
+/// restarts. A refusal in this process is final.
 class Subscriptions {
   public:
     /// @param bus  must outlive this object
@@ -28,25 +29,26 @@ class Subscriptions {
     void add(Handler& subscriber, std::span<const uint32_t> path, uint32_t command, const message& filter);
     void remove(Handler& subscriber, std::span<const uint32_t> path, uint32_t command, const message& filter);
 
-    /// There is a connection to this number: requests every subscription to it that isn't in force.
+    /// To be called when there is a connection to this number: requests every missing subscription to it.
     void connected(uint32_t number, const ConnectionPtr& connection);
-    /// The connection to this number is closed: looks for its owner from now on.
+    /// To be called when the connection to this number is closed: its subscriptions are missing from now on.
     void connectionLost(uint32_t number);
-    /// This process has a new handler, which may be one that is missing.
+    /// To be called when this process has a new handler, which may be a missing owner.
     void handlerAdded();
-    /// Consumes the reply to a subscribe request. False when it is the reply to something else.
+    /// Consumes the reply to a subscribe request. False if it isn't the reply to one.
     bool applyReply(uint32_t requestId, const message& reply);
     /// Whether a notification from another process is one that its receiver subscribed to.
     [[nodiscard]] bool isWanted(const message& notification) const;
 
-    /// Drops the subscriptions of a handler that is being destroyed. Their owners aren't notified: what they still send
-    /// finds no handler.
+    /// Drops the subscriptions of a handler that is being destroyed. The owners aren't notified; what they send finds
+    /// no handler.
     void forget(const Handler& handler);
     [[nodiscard]] bool empty() const { return list_.empty(); }
 
   private:
+    /// Missing: the owner is absent. Requested: the reply is outstanding.
     enum class State { Missing, Requested, InForce, Refused };
-    /// One subscription. Its state changes with the owner's connection and its replies.
+    /// One subscription. Its state changes with the connection to the owner, and with the owner's replies.
     struct Subscription {
         Handler* subscriber = nullptr;
         std::vector<uint32_t> path;
@@ -54,7 +56,7 @@ class Subscriptions {
         message filter;
         State state = State::Missing;
         uint32_t request = 0;    ///< id of the subscribe request, while Requested
-        bool wasMissed = false;  ///< its owner is, or was, away: the subscriber gets resubscribed
+        bool wasMissed = false;  ///< the owner was missing, so the subscriber gets resubscribed()
     };
     /// The search for a missing owner.
     struct Search {
@@ -63,15 +65,15 @@ class Subscriptions {
     };
 
     [[nodiscard]] static message requestOf(const Subscription& subscription, uint32_t command);
-    /// Requests every missing subscription to this number, and looks for its owner later if that fails.
+    /// Requests every missing subscription to this number, and schedules another attempt if one stays missing.
     void establish(uint32_t number);
     void requestHere(Subscription& subscription);
     void accepted(Subscription& subscription);
     void request(Subscription& subscription, const ConnectionPtr& connection);
-    /// Starts the timer that looks for the owner again, unless it runs.
+    /// Starts the timer of the next attempt, unless it runs.
     void lookLater(uint32_t number);
     [[nodiscard]] bool isMissing(uint32_t number) const;
-    /// Stops looking for owners that are there, or that no subscription needs any more.
+    /// Stops the searches for numbers without a missing subscription.
     void stopUnneeded();
 
     Bus& bus_;

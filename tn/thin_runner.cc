@@ -24,7 +24,7 @@ namespace {
 constexpr std::chrono::microseconds kTimerAccuracy = 1ms;     // sd-event's default of 250 ms is for housekeeping
 constexpr std::chrono::milliseconds kMaxWait = 24h * 36'500;  // a century: a longer one could overflow
 
-/// A delay as sd-event wants it.
+/// A delay in microseconds, the unit of sd-event, limited to 0 to kMaxWait.
 uint64_t microsecondsOf(std::chrono::milliseconds delay) {
     return static_cast<uint64_t>(std::chrono::microseconds(std::clamp(delay, 0ms, kMaxWait)).count());
 }

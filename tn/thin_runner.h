@@ -7,8 +7,8 @@
 
 namespace tn {
 
-/// The socket-and-timer half of a loop, over sd-event. Callbacks run one at a time on the thread that calls run(); all
-/// operations but post() are for that thread. The loop sends watchdog notifications to the service manager
+/// A loop with sockets and timers, over sd-event. Callbacks run one at a time on the thread that calls run(); all
+/// operations but post() are for that thread. run() sends watchdog notifications to the service manager
 /// (sd_event_set_watchdog), and ends on SIGTERM and SIGINT.
 class ThinRunner {
   public:
@@ -21,34 +21,38 @@ class ThinRunner {
     ThinRunner(const ThinRunner&) = delete;
     ThinRunner& operator=(const ThinRunner&) = delete;
 
-    /// Calls back whenever one of the epoll `events` holds on `fd`; the descriptor stays the caller's. One entry per
-    /// descriptor: adding it again replaces callback and events. A callback may remove any socket, its own included.
-    /// False, with a line on standard error, when the kernel refuses (EMFILE, a descriptor that can't be polled).
+    /// Calls back whenever `fd` has one of the epoll `events`. Adding a descriptor again replaces callback and events.
+    /// The caller owns the descriptor. A callback may remove any socket, including the one it is for. False, with a
+    /// line on standard error, if the kernel refuses, as for a descriptor that can't be polled; the descriptor isn't
+    /// watched then.
     bool addSocket(int fd, SocketCallback callback, unsigned events);
-    /// Its callback isn't called any more, not even for an event that has occurred already. Does nothing for a
-    /// descriptor that isn't watched.
+    /// Stops watching a descriptor: its callback isn't called any more, not even for an event that has already
+    /// occurred. Does nothing for a descriptor that isn't watched.
     void removeSocket(int fd);
 
-    /// Calls back once, `delay` from now. @return id for removeTimer, never 0
+    /// Calls back once, `delay` from now. If the kernel refuses, that is logged and the timer never fires.
+    /// @return id for removeTimer, never 0
     TimerId addTimer(TimerCallback callback, std::chrono::milliseconds delay);
-    /// Does nothing when the timer has fired or is unknown.
+    /// Cancels a timer. Does nothing if it has fired or is unknown.
     void removeTimer(TimerId id);
 
-    /// Calls back once from the loop, before it waits again. Callbacks deferred meanwhile wait for the next round.
+    /// Calls back once from the loop, before it waits again. A callback deferred by a deferred one waits for the next
+    /// round.
     void defer(TimerCallback callback);
 
-    /// Calls back once on the loop's thread. May be called by any thread while this object exists. For the helper
-    /// threads of plug-ins: nothing else uses it, since a reading of hostd that hangs may outlive the loop.
+    /// Calls back once on the loop's thread. May be called by any thread while this object exists. Only helper threads
+    /// of plug-ins use it: a helper thread of hostd that hangs may outlive the loop.
     void post(TimerCallback callback);
 
-    /// Time to the next timer; milliseconds::max() without one.
+    /// Time until the next timer fires; milliseconds::max() if there is none.
     [[nodiscard]] std::chrono::milliseconds sleepTime() const;
 
-    /// Makes run() return after the current callback; before run(), makes it return at once.
+    /// Makes run() return once the callbacks that are due in this round have returned; before run(), at once.
     virtual void shutdown();
-    /// Runs until shutdown(). @return exit status for the process: 0
+    /// Runs callbacks until shutdown(), or until the loop fails, with a line on standard error.
+    /// @return exit status for the process: 0
     virtual int run();
-    /// Waits at most `timeout` for one round of callbacks. False when there was none.
+    /// Runs one round of callbacks, and waits for it at most `timeout`. False if no callback ran.
     bool runOnce(std::chrono::milliseconds timeout);
 
   private:
