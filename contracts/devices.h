@@ -5,8 +5,8 @@
 
 #include "tn/ids.h"
 
-/// {24, 5}: the PCI devices. hostd/machine/pci.h owns them. The id of a device in PCI domain 0 is its address: bus 8
-/// bits, device 5, function 3. Ids in other domains begin at 0x10000.
+/// {24, 5}: the PCI devices. hostd/machine/pci.h owns them. The id of a device in PCI domain 0 is its address: 8 bits
+/// of bus, 5 of device, 3 of function. Ids in other domains begin at 0x10000.
 namespace contracts::pci_devices {
 
 inline constexpr std::array<uint32_t, 2> kPath = {24, 5};
@@ -22,8 +22,8 @@ inline constexpr tn::string_id ModelName{5};  ///< as Model
 }  // namespace contracts::pci_devices
 
 /// {24, 6}: the USB devices, root hubs included. hostd/machine/usb.h owns them. An id is 128 times the bus number plus
-/// the device number, both as lsusb(8) shows them. A text that neither the device nor the hardware database has is
-/// "Vendor 1d6b" or "Device 0002".
+/// the device number, both as lsusb(8) shows them. If neither the device nor the hardware database has a text, it is
+/// made from the USB id: "Vendor 1d6b", "Device 0002".
 namespace contracts::usb_devices {
 
 inline constexpr std::array<uint32_t, 2> kPath = {24, 6};
@@ -44,9 +44,9 @@ namespace contracts::usb_reset {
 
 inline constexpr std::array<uint32_t, 2> kPath = {99, 6};
 
-/// Command: switches all ports of the root hubs off for Seconds, so that the devices in them restart. The reply comes
-/// as soon as that has begun. tn::error::Refused when the command line doesn't allow it, a reset is under way, Seconds
-/// isn't 1 to kMaxSeconds, or no port can be switched.
+/// Command: switches all ports of the root hubs off for Seconds, so that the devices in them restart. The reply doesn't
+/// wait for that. tn::error::Refused if the command line doesn't allow it, a reset is under way, Seconds isn't 1 to
+/// kMaxSeconds, no port can be switched, or the helper thread can't be started.
 inline constexpr uint32_t kSwitchOff = 1;
 inline constexpr tn::u32_id Seconds{1};  ///< s without power
 inline constexpr uint32_t kMaxSeconds = 300;

@@ -5,8 +5,8 @@
 
 #include "tn/ids.h"
 
-// The guests of this machine. hostd/services/guests.h owns both tables. A row has tn::field::Name and, when known,
-// tn::field::Comment: the operating system, or else title or description. A value that isn't known is absent.
+// The guests of this machine. hostd/services/guests.h owns both tables. A row has tn::field::Name, and
+// tn::field::Comment with the operating system, or else the title or description. A value that isn't known is absent.
 
 /// {112, 1}: virtual machines (KVM), from libvirt.
 namespace contracts::virtual_machines {
@@ -23,7 +23,7 @@ inline constexpr tn::u32_id Processors{6};     ///< virDomainGetInfo, nrVirtCpu
 inline constexpr tn::u32_id Memory{7};         ///< MiB; virDomainGetInfo, maxMem
 inline constexpr tn::bool_id HasSnapshot{12};  ///< virDomainSnapshotNum
 
-/// Values of State. hostd sends those up to Failed; owners elsewhere send the reason of a failure, too.
+/// Values of State. Those after Failed are reasons of a failure. Only owners elsewhere send them.
 namespace state {
 enum : uint32_t {
     Invalid,
@@ -52,7 +52,7 @@ inline constexpr std::array<uint32_t, 2> kPath = {109, 1};
 
 // Fields: unit; source
 
-inline constexpr tn::u32_id Memory{1};  ///< MiB, absent without a limit; virDomainGetInfo, maxMem; systemd's MemoryMax
+inline constexpr tn::u32_id Memory{1};  ///< MiB; absent without a limit; virDomainGetInfo, maxMem; systemd's MemoryMax
 inline constexpr tn::u32_id State{2};   ///< one of state; virDomainGetState; machined's State
 
 /// Values of State.
@@ -65,7 +65,7 @@ enum : uint32_t {
     Rebooting,
     ShuttingDown,
     Importing,
-    Unknown,  ///< has no name in vmwVmState, on purpose: the guest has no state to show
+    Unknown,  ///< deliberately has no name in vmwVmState: the guest has no state to show
 };
 }  // namespace state
 

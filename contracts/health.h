@@ -5,8 +5,8 @@
 
 #include "tn/ids.h"
 
-/// {12, 1}: the readings of the machine's sensors, and what powers it. hostd/sensors/health.h owns them. A reading that
-/// no sensor gives is absent.
+/// {12, 1}: the readings of the machine's sensors, and its active power supply. hostd/sensors/health.h owns them. A
+/// value without a sensor is absent.
 namespace contracts::health {
 
 inline constexpr std::array<uint32_t, 2> kPath = {12, 1};
@@ -23,7 +23,7 @@ inline constexpr tn::u32_id ProcessorTemperature{17};  ///< as BoardTemperature
 enum class Supply : uint32_t {
     Auxiliary = 0,  ///< a battery or an uninterruptible supply
     Main = 1,
-    None = 2,  ///< supplies are known, and none of them delivers power
+    None = 2,  ///< there are supplies, but none delivers power
 };
 
 }  // namespace contracts::health

@@ -4,11 +4,12 @@
 
 #include "tn/ids.h"
 
-/// The detailed counters in the rows of {20, 0} (contracts/interfaces.h): 65 consecutive fields, named as their columns
-/// of the vendor's MIB. docs/interface-counters.md explains them.
+/// The detailed counters in the rows of {20, 0} (contracts/interfaces.h): 65 consecutive fields, with the names of
+/// their columns in the vendor's MIB. docs/interface-counters.md explains them.
 ///
-/// Sources in lower case are members of the kernel's rtnl_link_stats64; the others are the driver's standard statistics
-/// (ethtool netlink). A counter is absent when nothing counts it, and one of the kernel alone also when it is 0.
+/// Sources: "rmon" and "eth-..." are groups of the driver's standard statistics (ethtool netlink); any other word is a
+/// member of the kernel's rtnl_link_stats64. A counter that no source counts is absent, and so is a value of
+/// rtnl_link_stats64 that is 0.
 namespace contracts::interface_counters {
 
 // Fields: what is counted; source
@@ -83,9 +84,9 @@ inline constexpr tn::u64_id kFirst = RxBroadcast;
 inline constexpr tn::u64_id kLast = HostTxOctets;
 inline constexpr size_t kCount = kLast.number - kFirst.number + 1;
 
-/// Place of a counter's field among them, from 0.
+/// Index of a counter among them, from 0.
 [[nodiscard]] constexpr size_t indexOf(tn::u64_id counter) { return counter.number - kFirst.number; }
-/// The field in that place.
+/// The counter with that index.
 [[nodiscard]] constexpr tn::u64_id at(size_t index) { return tn::u64_id(kFirst.number + static_cast<uint32_t>(index)); }
 
 }  // namespace contracts::interface_counters

@@ -9,39 +9,39 @@
 /// {20, 0}: the network interfaces. hostd/links/interfaces.h owns them, from rtnetlink(7) and the drivers' ethtool
 /// netlink.
 ///
-/// A row's id is the ifindex. Besides the fields below a row has tn::field::Comment, the alias (IFLA_IFALIAS; absent
-/// when empty), and tn::field::Disabled (true without IFF_UP; else absent). Counters wrap as the kernel's do; a u32 is
-/// the low half of the kernel's 64 bits. contracts/interface_counters.h has the detailed counters.
+/// A row's id is the ifindex. Besides the fields below, a row has tn::field::Comment, the alias (IFLA_IFALIAS; absent
+/// if empty), and tn::field::Disabled (true without IFF_UP, else absent). Counters wrap as the kernel's do; a u32
+/// counter is the low half of the kernel's 64 bits. contracts/interface_counters.h has the detailed counters.
 ///
-/// A get-all with Kind lists the interfaces of that kind only. A set with tn::field::Disabled takes a link down (true)
-/// or up (false); it is answered with tn::error::Refused when the command line doesn't allow that or the kernel
-/// refuses. Any other set is accepted and changes nothing.
+/// A get-all with Kind lists only the interfaces of that kind. A set with tn::field::Disabled disables a link (true) or
+/// enables it (false). tn::error::Refused if the command line doesn't allow that or the kernel refuses. Any other set
+/// is accepted and changes nothing.
 namespace contracts::interfaces {
 
 inline constexpr std::array<uint32_t, 2> kPath = {20, 0};
 
 // Commands
 
-/// Lists ObjectId, Flags and Status of each interface; continues as a get-all does.
+/// Lists ObjectId, Flags and Status of each interface, in pages as a get-all does.
 inline constexpr uint32_t kList = 1;
-/// Replies with the SpeedSelector of the interface tn::field::ObjectId; tn::error::NotFound when there is none.
+/// Replies with the SpeedSelector of the interface tn::field::ObjectId; tn::error::NotFound if it doesn't exist.
 inline constexpr uint32_t kGetSpeed = 0x10001;
-/// Notification: ObjectId, Flags, Status and Name of an interface, once for each change of Status. One that has gone
-/// has Status 0. The subscriber's filter selects by the bit kStatusChanges of Status, and excludes interfaces that have
-/// one of its Flags; a field that the filter lacks excludes nothing.
+/// Notification: ObjectId, Flags, Status and Name of an interface, once for each change of Status. An interface that
+/// has been removed has Status 0. The filter of a subscription may have Flags, which excludes interfaces with any of
+/// these flags, and Status, which must have the bit kStatusChanges. An absent field excludes nothing.
 inline constexpr uint32_t kStatusChanged = 0x10004;
-inline constexpr uint32_t kStatusChanges = 0x80;  ///< bit of Status in a filter: report changes of status
+inline constexpr uint32_t kStatusChanges = 0x80;  ///< bit of Status in a filter: send this notification
 
 // Fields: unit; source
 
 inline constexpr tn::u32_id Priority{2};          ///< of a bridge; IFLA_BR_PRIORITY
-inline constexpr tn::raw_id Mac{1001};            ///< octets of the link address; IFLA_ADDRESS, absent when it has none
+inline constexpr tn::raw_id Mac{1001};            ///< octets of the link address; IFLA_ADDRESS, absent if there is none
 inline constexpr tn::u32_id Parent{2002};         ///< of a VLAN, an ifindex; IFLA_LINK
 inline constexpr tn::u32_id Kind{0x10001};        ///< one of kind; IFLA_INFO_KIND, ifi_type
 inline constexpr tn::u32_id Flags{0x10002};       ///< kInternal or 0; hostd always sends 0
 inline constexpr tn::u32_id Status{0x10003};      ///< bits of status; ifi_flags
 inline constexpr tn::string_id Name{0x10006};     ///< IFLA_IFNAME
-inline constexpr tn::bool_id Running{0x1000e};    ///< IFF_RUNNING; absent when not
+inline constexpr tn::bool_id Running{0x1000e};    ///< IFF_RUNNING; absent if not set
 inline constexpr tn::u32_id Mtu{0x10064};         ///< octets; IFLA_MTU
 inline constexpr tn::u32_id InDiscards{0x100f8};  ///< packets; rx_dropped + rx_missed_errors of rtnl_link_stats64
 inline constexpr tn::u32_id OutDiscards{0x100f9};  ///< packets; tx_dropped
@@ -52,16 +52,16 @@ inline constexpr tn::u64_id OutOctets{0x100fd};    ///< octets; tx_bytes
 inline constexpr tn::u64_id InUnicast{0x100fe};    ///< packets, multicast and broadcast included; rx_packets
 inline constexpr tn::u64_id OutUnicast{0x100ff};   ///< packets, multicast and broadcast included; tx_packets
 
-/// In the reply to kGetSpeed: one of speed_selector. Absent for other speeds, while the driver hasn't answered, and
-/// for links without a driver under them (veth, tunnels).
+/// In the reply to kGetSpeed: one of speed_selector. Absent for any other speed, until the driver has answered, and for
+/// links without a driver (veth, tunnels).
 inline constexpr tn::u32_id SpeedSelector{1102};
 
-inline constexpr uint32_t kInternal = 0x80;  ///< bit of Flags: an interface that gives no traps
+inline constexpr uint32_t kInternal = 0x80;  ///< bit of Flags: an interface that causes no traps
 
 /// Values of Kind that hostd sends; owners elsewhere have more.
 namespace kind {
-inline constexpr uint32_t Other = 0;     ///< loopback, and what has no kind below
-inline constexpr uint32_t Ethernet = 1;  ///< Ethernet frames and no kind below: devices, veth, macvlan, tap, bond
+inline constexpr uint32_t Other = 0;     ///< loopback, and links of no kind below
+inline constexpr uint32_t Ethernet = 1;  ///< links with Ethernet frames and of no kind below: devices, veth, tap, bond
 inline constexpr uint32_t Wireless = 5;
 inline constexpr uint32_t Ppp = 10;
 inline constexpr uint32_t Bridge = 12;

@@ -5,18 +5,18 @@
 
 #include "tn/ids.h"
 
-/// {96, 1}: the counters of the web proxy. hostd/services/proxy.h owns them, from the cache manager of squid.
+/// {96, 1}: the counters of the web proxy. hostd/services/proxy.h owns them, from squid's cache manager.
 /// docs/proxy-counters.md lists them by SNMP object.
 ///
-/// Counters are the low 32 bits of squid's. Sizes of 4 TiB and more are reported as 2^32 - 1 KiB. Until squid has
-/// answered for the first time, and while it doesn't, all fields are absent.
+/// Counters are the low 32 bits of squid's. Storage and Memory of 4 TiB and more are reported as 2^32 - 1 KiB. All
+/// fields are absent until squid has answered, and while it doesn't.
 namespace contracts::proxy {
 
 inline constexpr std::array<uint32_t, 2> kPath = {96, 1};
 
 // Fields: unit; page of the cache manager: line
 
-inline constexpr tn::u32_id StartedAt{100};       ///< s of the machine's uptime; info: UP Time
+inline constexpr tn::u32_id StartedAt{100};       ///< s from the machine's start to squid's; info: UP Time
 inline constexpr tn::u32_id ServerRequests{102};  ///< requests sent to servers; counters: server.all.requests
 inline constexpr tn::u32_id Hits{103};            ///< requests answered from the cache; counters: client_http.hits
 inline constexpr tn::u32_id Storage{111};         ///< KiB of objects on disks; info: Storage Swap size

@@ -5,17 +5,17 @@
 
 #include "tn/ids.h"
 
-/// {48, 101}: the scripts that a manager can run. hostd/services/scripts.h owns them: the executable regular files of
-/// ROOT/tern/scripts. A script keeps its id, renamed or not, while the owner's process runs.
+/// {48, 101}: the scripts that a manager can run, which are the executable regular files in ROOT/tern/scripts.
+/// hostd/services/scripts.h owns them. A script keeps its id while the owner's process runs, even if it is renamed.
 ///
-/// A set with Name renames a script. tn::error::Refused for a name that is empty, begins with a dot, has a slash or a
-/// zero octet, or is taken.
+/// A set with Name renames a script. tn::error::Refused for a name that is empty, begins with a dot, contains a slash
+/// or zero octet, or is in use.
 namespace contracts::scripts {
 
 inline constexpr std::array<uint32_t, 2> kPath = {48, 101};
 
-/// Command: starts the script tn::field::ObjectId. The reply comes as soon as it runs. tn::error::NotFound when there
-/// is none, tn::error::Refused when it can't or must not be started; the text of the error says why.
+/// Command: starts the script tn::field::ObjectId. The reply doesn't wait for its end. tn::error::NotFound if it
+/// doesn't exist, tn::error::Refused, with the reason, if it can't or must not be started.
 inline constexpr uint32_t kRun = 1;
 
 inline constexpr tn::string_id Name{102};  ///< the file's name

@@ -5,37 +5,38 @@
 
 #include "contracts/snmp.h"
 
-/// The agent's settings, one row each. The agent reads, applies, stores, reports and undoes settings by this table;
-/// `tnctl snmp` shows and sets them by it. To add a setting: its id in contracts/snmp.h, a row here, a paragraph in
-/// docs/man/tnctl.1. The agent's code then reads it with Settings::get.
+/// The agent's settings, one row each. The agent uses this table to read, apply, store, report and undo settings;
+/// `tnctl snmp` uses it to show and set them. To add a setting, add its id to contracts/snmp.h, a row here and a
+/// paragraph to docs/man/tnctl.1. The agent's code then reads it with Settings::get.
 namespace contracts::snmp {
 
-/// What the values of a setting are: their kind in messages, their normal form in the agent, their text in tnctl. The
-/// agent stores any value of the right kind; ranges and lengths are checked by tnctl.
+/// The form of a setting's values: their kind in messages, their normal form in the agent and their text in tnctl. The
+/// agent stores any value of the right kind; tnctl checks ranges and lengths.
 enum class Form {
     YesNo,        ///< bool
     Text,         ///< string, at most 255 octets as in a DisplayString (RFC 2579)
-    EngineId,     ///< string, at most 27 octets: five more make the 32 of an SnmpEngineID (RFC 3411)
+    EngineId,     ///< string, at most 27 octets: with a prefix of 5 they make an SnmpEngineID of 32 (RFC 3411)
     Number,       ///< u32
     TrapVersion,  ///< u32, one of trap_version
     Community,    ///< u32, id of an access entry or tn::kNoId
-    Generators,   ///< u32 array of ids, without repetitions
+    Generators,   ///< u32 array of distinct ids
     Targets,      ///< message array of addresses: {Target6} or {Target4}
-    Interfaces,   ///< message array of ids in ascending order: {Interface}. Empty, it is absent when reported
+    Interfaces,   ///< message array of ids: {Interface}, in ascending order. Reported only if it isn't empty
 };
 
 struct Setting {
     uint32_t field;         ///< number and kind (field_id::full)
-    std::string_view name;  ///< the word of `tnctl snmp set`; empty: tnctl doesn't show it
+    std::string_view name;  ///< word of `tnctl snmp set`; empty: tnctl neither shows nor sets it
     Form form;
-    std::string_view help;     ///< completes the line of `tnctl snmp set --help`
-    uint32_t initial = 0;      ///< default of a u32. Other defaults are false, the empty text and the empty list
-    bool settable = true;      ///< false: the agent changes it itself, tnctl only shows it
-    bool alwaysUndone = true;  ///< false: an undo restores it only when the change carried it
+    std::string_view help;     ///< meaning, for `tnctl snmp set --help`
+    uint32_t initial = 0;      ///< default of a u32. Other defaults are false and empty, but "common" for Community
+    bool settable = true;      ///< false: the agent maintains it; tnctl only shows it
+    bool alwaysUndone = true;  ///< false: the undo of a change restores it only if the change contained it
 };
 
-/// In the order in which they are shown. Subscriptions of trap generators are restarted by every change that carries
-/// them, and engine boots must not go back by chance (RFC 3414, 2.3): neither is part of another setting's undo.
+/// In the order in which they are shown. Two settings aren't restored by the undo of another one: trap generators,
+/// since each change that contains them restarts their subscriptions, and engine boots, which must not decrease by
+/// accident (RFC 3414, 2.3).
 inline constexpr Setting kSettings[] = {
     {setting::Enabled.full(), "enabled", Form::YesNo, "answer requests and send traps"},
     {setting::Contact.full(), "contact", Form::Text, "sysContact"},
