@@ -10,37 +10,38 @@
 
 namespace tnctl {
 
-/// What a community permits, and to which sources.
+/// The access that a community grants, and to which sources.
 struct Access {
     std::string name;
     bool read = true;
     bool write = false;
-    uint32_t security = 0;            ///< one of contracts::snmp::security
-    std::vector<tn::IPPrefix6> from;  ///< empty: no source, the state of the fresh default entry
+    uint32_t security = 0;  ///< one of contracts::snmp::security
+    /// Accepted sources. Empty in a new default entry until it is edited or the agent restarts: refuses everyone.
+    std::vector<tn::IPPrefix6> from;
 
-    /// Permits something to some source.
+    /// Whether it permits anything to any source.
     [[nodiscard]] bool grants() const { return (read || write) && !from.empty(); }
-    /// Permits something to every IPv4 or every IPv6 source.
+    /// Whether it permits anything to all IPv4 or all IPv6 sources.
     [[nodiscard]] bool toEveryone() const;
     /// One line: "monitor may read from 127.0.0.0/8,::1/128 with SNMPv1, v2c or v3"
     [[nodiscard]] std::string text() const;
 };
 
-/// The access that an entry of the community list gives now.
+/// The access that an entry of the community list grants now.
 [[nodiscard]] Access accessOf(const tn::message& entry);
 
-/// The access that it gives once the agent has applied `change`: an address list that is still empty then becomes
-/// 0.0.0.0/0.
+/// The access that an entry grants after the agent has applied `change`. If its address list is still empty then, the
+/// agent makes it 0.0.0.0/0.
 /// @param entry   as listed now; empty for an entry to be added
 /// @param change  the fields of a Set or Add request
 [[nodiscard]] Access accessAfter(const tn::message& entry, const tn::message& change);
 
-/// Asks for confirmation when one of these lets every source in. Throws Failure when the answer isn't yes, and when
-/// there is no terminal to ask at; with --yes it doesn't ask.
-/// @return whether the access was printed with the question
+/// Prompts for confirmation if one of these grants access to all addresses, unless --yes was given. Throws Failure if
+/// the answer isn't yes (kFailed) or there is no terminal (kUsage).
+/// @return true if the access was printed with the prompt
 bool confirmAccess(const Session& session, const std::vector<Access>& accesses);
 
-/// Prints these, one line each or as a JSON array.
+/// Prints the access, one line each or as a JSON array.
 void printAccess(const Session& session, const std::vector<Access>& accesses);
 
 }  // namespace tnctl

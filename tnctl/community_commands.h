@@ -9,19 +9,19 @@
 
 namespace tnctl {
 
-/// The community of that name, else the one with that id; a reference into the list. Throws Failure (exit code 1), with
-/// the known names, when there is neither.
+/// The community with this name, else the one with this id, as a reference into the list. Throws Failure (kFailed),
+/// with the known names, if there is neither.
 [[nodiscard]] const tn::message& communityCalled(const std::vector<tn::message>& communities,
                                                  const std::string& nameOrId);
 
-/// Prints the table of communities, passwords as *** unless --secrets.
+/// Prints the table of communities. Passwords are *** without --secrets.
 void listCommunities(const Session& session);
-// KEY=VALUE arguments, see communityWords(). They refuse passwords that are too short unless --force, and ask before
-// letting every source in (confirmAccess). Nothing is sent before all words were read and all questions answered. Then
-// they print the new access.
+// Both parse KEY=VALUE arguments (communityWords()), refuse short passwords without --force (checkPasswords), prompt
+// before granting access to all addresses (confirmAccess), send the change and print the new access. Nothing is changed
+// unless all of that succeeds.
 void addCommunity(const Session& session, const std::vector<std::string>& words);
 void setCommunity(const Session& session, const std::string& nameOrId, const std::vector<std::string>& words);
-/// The default entry can't be removed; the agent refuses.
+/// Removes a community. The agent refuses to remove the default entry.
 void removeCommunity(const Session& session, const std::string& nameOrId);
 
 }  // namespace tnctl

@@ -10,24 +10,25 @@
 
 namespace tnctl {
 
-/// Ids of one kind of object, with their names.
+/// Names of objects of one kind, by id.
 using IdNames = std::map<uint32_t, std::string>;
 
-// Both query the owner, and throw Failure (exit code 1) when it doesn't answer.
+// Both query the owner, and throw Failure (kFailed) if it doesn't answer.
 
 /// The trap generators of the agent.
 [[nodiscard]] IdNames generatorNames(const Client& client);
 /// The interfaces of this machine.
 [[nodiscard]] IdNames interfaceNames(const Client& client);
 
-/// The ids of objects given by name or by id, in the same order. A number that is no name is an id, known or not.
-/// Throws Failure (exit code 1) for any other text.
-/// @param what  the kind of object, for the error text ("interface")
+/// The ids of objects that are given by name or id, in the same order. A number that isn't a name is an id, which
+/// needn't exist. Throws Failure (kFailed) for any other text.
+/// @param what  kind of object for the error text ("interface")
 [[nodiscard]] std::vector<uint32_t> idsCalled(const IdNames& names, std::string_view what,
                                               const std::vector<std::string>& namesOrIds);
 
-/// Replaces the ids in a JSON array by their names. Ids without a name stay, all of them if `ask` fails; `ask` isn't
-/// called for an empty array or another kind of value.
+/// Replaces the ids in a JSON array with their names. An id without a name stays; all stay if `ask` throws Failure.
+/// Does nothing for an empty array or a value of another type.
+/// @param ask  queries the owner for the names
 void nameIds(Json& ids, IdNames (*ask)(const Client&), const Client& client);
 
 }  // namespace tnctl

@@ -22,7 +22,7 @@ namespace {
 
 constexpr size_t kShortest = 8;  // characters of a password (RFC 3414, 11.2)
 
-/// The terminal of standard input shows nothing of what is typed while one of these lives.
+/// Switches the echo of the terminal on standard input off for the object's lifetime.
 class EchoOff {
   public:
     EchoOff() : changed_(tcgetattr(STDIN_FILENO, &before_) == 0) {

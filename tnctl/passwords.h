@@ -5,15 +5,15 @@
 
 namespace tnctl {
 
-/// The password that the value of a word names: "-" is a line of standard input (at a terminal with a prompt and
-/// without echo), "@FILE" the first line of a file, anything else the password itself. Throws Failure (exit code 2)
-/// when there is no line to read.
+/// The password for the value of a word: for "-" a line of standard input (at a terminal with a prompt and without
+/// echo), for "@FILE" the first line of a file, else the value itself. Throws Failure (kUsage) if there is no line to
+/// read; at a terminal the password is then empty.
 [[nodiscard]] std::string readPassword(const Console& console, const Word& word, std::string_view value);
 
-/// Throws Failure (exit code 2) for a change that sets a password of less than 8 octets, or a security level that such
-/// a password would serve: keys of short passwords are soon guessed (RFC 3414, 11.2). The text names the word, never
+/// Throws Failure (kUsage) for a change that sets a password of less than 8 octets, or a security level that uses such
+/// a password: keys from short passwords are easy to guess (RFC 3414, 11.2). The text names the word and never shows
 /// the password.
-/// @param current  the community as listed now; empty for one to be added
+/// @param current  the community as listed; empty for a new one
 void checkPasswords(const tn::message& current, const tn::message& change);
 
 }  // namespace tnctl

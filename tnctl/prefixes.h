@@ -7,11 +7,11 @@
 
 namespace tnctl {
 
-/// A prefix as an element of contracts::snmp::community::Addresses: IPv4 with its mask, which may have holes, IPv6 with
-/// its length.
+/// A prefix as an element of contracts::snmp::community::Addresses: IPv4 with its mask, which may be non-contiguous, or
+/// IPv6 with its length.
 [[nodiscard]] tn::message prefixMessage(const tn::IPPrefix6& prefix);
 
-/// The prefixes of such a list, in order. Elements without a prefix are skipped, as the agent does.
+/// The prefixes in a list of such elements, in order. Elements without a prefix are skipped, as in the agent.
 [[nodiscard]] std::vector<tn::IPPrefix6> prefixesOf(const std::vector<tn::message>& list);
 
 }  // namespace tnctl

@@ -21,7 +21,7 @@ namespace tnctl {
 
 namespace {
 
-/// The words of one command line, and the tree of commands that takes them apart.
+/// One command line: its words, and the tree of commands that parses them.
 class CommandLine {
   public:
     CommandLine();
@@ -33,7 +33,7 @@ class CommandLine {
         app_.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     }
     void perform(Console& console);
-    /// Answers --help and --version, or tells what was wrong.
+    /// Prints the text of --help or --version, or the usage error. @return exit code
     int explain(const CLI::ParseError& error, Console& console);
 
   private:
@@ -42,7 +42,7 @@ class CommandLine {
     void perform(CLI::App* command, Action action) { actions_.emplace_back(command, std::move(action)); }
 
     [[nodiscard]] static std::vector<std::string> commandNames(CLI::App& level);
-    /// Of this command, and those of the whole program.
+    /// Options of this command and of the whole program, with "--".
     [[nodiscard]] std::vector<std::string> optionNames(CLI::App& level);
 
     void addSnmp();

@@ -8,9 +8,9 @@
 namespace tnctl {
 
 /// Runs one command line through the process's looper, which must exist.
-/// @param arguments  without the program's name
-/// @param console    streams to read and write; must outlive the call
-/// @return an ExitCode; unless it is kDone, one line on console.err says why
+/// @param arguments  words without the program's name
+/// @param console    its streams belong to the caller
+/// @return an ExitCode. Except for kDone, the reason is one line on console.err
 int run(const std::vector<std::string>& arguments, Console console);
 
 }  // namespace tnctl

@@ -7,10 +7,12 @@
 
 namespace tnctl {
 
-/// Prints the settings (settingWords()), communities, generators and interfaces by name as far as they have one.
+/// Prints the settings (settingWords()). Communities, generators and interfaces are shown by name if they have one,
+/// else by id.
 void showSettings(const Session& session);
-/// Sets what the KEY=VALUE arguments name. Nothing is sent before all words were read and all names found. Switching
-/// the service on prints who may read and write, and asks when that is every source (confirmAccess).
+/// Changes the settings in the KEY=VALUE arguments. Nothing is changed unless all words can be parsed and all names
+/// exist. Enabling the service prints who may read and write, and prompts if that includes all addresses
+/// (confirmAccess).
 void setSettings(const Session& session, const std::vector<std::string>& words);
 
 }  // namespace tnctl

@@ -6,10 +6,10 @@
 
 namespace tnctl {
 
-// The words of `snmp set`, of `snmp community add` and `set`, and of `snmp trap send`, in the order in which they are
-// shown. Static storage.
+// The words of `snmp set`, of `snmp community add` and `set`, and of `snmp trap send`, in the order of listings and
+// help. Static storage.
 
-/// Made of contracts::snmp::kSettings: a new row there is a new word here.
+/// One word for each row of contracts::snmp::kSettings that has a name.
 [[nodiscard]] std::span<const Word> settingWords();
 [[nodiscard]] std::span<const Word> communityWords();
 [[nodiscard]] std::span<const Word> trapWords();

@@ -7,12 +7,12 @@
 
 namespace tnctl {
 
-/// Prints the trap generators of the agent, and which of them the settings switch on.
+/// Prints the trap generators of the agent, and whether the settings enable them.
 void listGenerators(const Session& session);
 
-/// Sends the agent a request for a trap with the varbind that the KEY=VALUE arguments describe (trapWords()), without
-/// arguments for one without a varbind. Throws Failure for a varbind that the agent would leave out (exit code 2), and
-/// for settings with which it sends no traps (exit code 1): the agent itself reports neither.
+/// Requests a trap from the agent. The KEY=VALUE arguments (trapWords()) describe its varbind; without arguments it
+/// has none. Throws Failure, since the agent reports neither: kUsage for a varbind that the agent would omit, kFailed
+/// for settings with which the agent sends no traps.
 void sendTrap(const Session& session, const std::vector<std::string>& words);
 
 }  // namespace tnctl

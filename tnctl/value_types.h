@@ -2,7 +2,7 @@
 
 #include "tnctl/words.h"
 
-/// The types of the words' values: what is accepted, which field it becomes, how it is shown.
+/// The types of the values of words: which text they accept, which field it becomes, and how they are shown.
 namespace tnctl {
 
 /// The filter of link traps for these ids (contracts::snmp::setting::Interfaces).
@@ -11,8 +11,8 @@ namespace tnctl {
 extern const ValueType kYesNo;
 extern const ValueType kText;      ///< at most 255 octets, as a DisplayString (RFC 2579)
 extern const ValueType kName;      ///< 1 to 255 octets
-extern const ValueType kEngineId;  ///< at most 27 octets: five more make the 32 of an SnmpEngineID (RFC 3411)
-extern const ValueType kPassword;  ///< at most 1024 octets; the minimum is checkPasswords' business
+extern const ValueType kEngineId;  ///< at most 27 octets: with a prefix of 5 they make an SnmpEngineID (RFC 3411)
+extern const ValueType kPassword;  ///< at most 1024 octets; checkPasswords checks the minimum
 extern const ValueType kNumber;    ///< any number of 32 bits
 extern const ValueType kSecurity;
 extern const ValueType kAuthenticationProtocol;
@@ -20,16 +20,16 @@ extern const ValueType kEncryptionProtocol;
 extern const ValueType kTrapVersion;
 extern const ValueType kPrefixes;   ///< a message array of addresses with masks
 extern const ValueType kTargets;    ///< a message array of addresses
-extern const ValueType kOid;        ///< an object's name, dotted
+extern const ValueType kOid;        ///< an OID as dotted text
 extern const ValueType kTrapType;   ///< the BER tag of a trap's value
-extern const ValueType kValueText;  ///< a trap's value as text; checked against the trap's type where it is sent
+extern const ValueType kValueText;  ///< a trap's value as text; sendTrap checks it against the type
 
-// References to objects that have a name and an id. A list of ids is parsed into the field of the request. A list with
-// a name in it becomes a string array (a string, for kCommunity) of the same number, as typed: it takes the owner's
-// list to resolve names, and no owner is queried before every word has been read. References are shown as ids.
+// References to objects that have a name and an id. A list of ids becomes the field of the request. A list with names
+// becomes a string array (for kCommunity a string) with the same number, as typed: resolving a name needs a query to
+// its owner, which is sent only after all words have been parsed. References are shown as ids.
 
 extern const ValueType kGenerators;  ///< a u32 array of trap generators
-extern const ValueType kInterfaces;  ///< a message array of interface ids, 0 standing for all
-extern const ValueType kCommunity;   ///< a u32; a number, too, stays as typed: it may be a community's name
+extern const ValueType kInterfaces;  ///< a message array of interface ids; 0 means all
+extern const ValueType kCommunity;   ///< a u32; a number also becomes a string, since it may be a community's name
 
 }  // namespace tnctl
