@@ -12,15 +12,19 @@ namespace bench {
 
 constexpr const char* kV3Help = "SNMPv3 authPriv instead of v2c: user bench, SHA, DES, both passwords benchbench";
 
-/// Exchanges requests and replies with one server. They are v2c messages here, even if SNMPv3 is on the wire.
+/// Exchanges requests and replies with a server on 127.0.0.1. The caller sees v2c messages, even if SNMPv3 is on the
+/// wire.
 class Session {
   public:
-    /// @param v3  authenticates and encrypts everything; the constructor discovers engine id, boots and time
+    /// Throws std::runtime_error if the server doesn't answer the discovery.
+    /// @param timeout  of receive()
+    /// @param v3       use SNMPv3 authPriv. The constructor discovers engine id, boots and time
     Session(uint16_t port, std::chrono::milliseconds timeout, bool v3);
 
+    /// Sends a v2c request. Throws std::runtime_error if the port is closed.
     void send(std::span<const uint8_t> message);
-    /// The next reply, valid until the next call; empty after the timeout. Throws std::runtime_error if its
-    /// authentication or encryption is wrong.
+    /// The next reply, valid until the next call; empty after the timeout. Throws std::runtime_error if the port is
+    /// closed, or if the reply's authentication or encryption is wrong.
     [[nodiscard]] std::span<const uint8_t> receive();
 
   private:

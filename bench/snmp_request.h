@@ -20,12 +20,13 @@ struct Request {
     unsigned maxRepetitions = 10;  ///< getbulk only
 };
 
-/// A v2c datagram (RFC 3416), encoded once: only the four octets of the request id change.
+/// A v2c request datagram (RFC 3416). It is encoded once; afterwards only the four octets of its request id change.
 class Datagram {
   public:
     /// Throws std::invalid_argument with an error message if the operation is unknown or the request too long.
     explicit Datagram(const Request& request);
-    /// The datagram with this request id. The id is 0x01000000 to 0x7fffffff, so that it always has four octets.
+    /// The datagram with this request id, valid until the next call. The id must be 0x01000000 to 0x7fffffff, so that
+    /// its minimal encoding has four octets.
     [[nodiscard]] std::span<const uint8_t> withId(uint32_t id);
 
   private:
@@ -33,13 +34,13 @@ class Datagram {
     size_t idAt_ = 0;
 };
 
-/// The PDU of a v1 or v2c message, including its tag and length.
+/// The PDU of a v1 or v2c message, including its tag and length; empty if the message is malformed.
 [[nodiscard]] std::span<const uint8_t> pduOf(std::span<const uint8_t> message);
 
 enum class AnswerKind { Response, Echo };
 
 /// Checks a reply.
-/// @param kind  Echo: the PDU has the tag of the request
+/// @param kind  Response: from an agent. Echo: from udp-echo, so the PDU's tag isn't checked
 /// @return  the request id; 0 if the reply is malformed, has an error-status or no binding, or has an exception
 ///          (RFC 3416: noSuchObject, noSuchInstance, endOfMibView) instead of a value
 [[nodiscard]] uint32_t checkAnswer(std::span<const uint8_t> answer, AnswerKind kind);
@@ -54,7 +55,7 @@ struct Response {
     std::vector<Binding> bindings;
 };
 
-/// Decodes a Response with its names; nullopt if it is malformed or has an error-status.
+/// Decodes a Response and the names of its bindings; nullopt if it is malformed or has an error-status.
 [[nodiscard]] std::optional<Response> readResponse(std::span<const uint8_t> answer);
 
 }  // namespace bench

@@ -77,7 +77,7 @@ Message decodePdu(Reader& message) {
     return m;
 }
 
-/// What was read, unless something was refused.
+/// `read`, or nullopt if a reader has refused something.
 template <class T>
 std::optional<T> checked(T read, const std::string& why) {
     return why.empty() ? std::optional(std::move(read)) : std::nullopt;

@@ -4,35 +4,39 @@
 
 #include "wire/reader.h"
 
-/// An SNMP codec for tests, fuzzers and benchmarks. It shares no code with the agent, whose codec would otherwise judge
-/// itself, and is strict where the agent is lenient: definite minimal lengths, minimal integers, nothing left over.
+/// An SNMP codec for tests, fuzzers and benchmarks. It shares no code with the agent, so that an error of the agent's
+/// codec isn't repeated here. The decoder is strict where the agent is lenient: it requires definite minimal lengths
+/// and accepts no trailing octets.
 namespace wire {
 
 struct Binding {
-    std::string name;  ///< dotted, no leading dot
+    std::string name;  ///< OID as "1.3.6.1"
     uint8_t tag = 0;
-    std::string value;  ///< numbers in decimal, OIDs dotted, anything else the octets
+    std::string value;  ///< a number in decimal, an OID as `name`, the octets of any other type
     friend bool operator==(const Binding&, const Binding&) = default;
 };
 std::ostream& operator<<(std::ostream& out, const Binding& b);
 
+/// A message of SNMPv1 or v2c (RFC 1157, RFC 3416).
 struct Message {
-    uint32_t version = 1;
+    uint32_t version = 1;  ///< number in the message: 0 for v1, 1 for v2c
     std::string community = "common";
-    uint8_t pdu = 0;
+    uint8_t pdu = 0;  ///< tag
     uint32_t requestId = 1;
-    uint32_t errorStatus = 0;  ///< or non-repeaters
-    uint32_t errorIndex = 0;   ///< or max-repetitions
+    uint32_t errorStatus = 0;  ///< non-repeaters in a GetBulk
+    uint32_t errorIndex = 0;   ///< max-repetitions in a GetBulk
     std::vector<Binding> bindings;
 };
 
-/// The octets of tag, length and content.
+/// Encodes tag, length and content, which has at most 65,535 octets.
 Bytes tlv(uint8_t tag, std::span<const uint8_t> content);
+/// Throws std::invalid_argument or std::out_of_range if a name or value can't be encoded.
 Bytes encode(const Message& message);
-/// Nothing when a strict reader refuses the message; `why` tells the reason.
+/// Decodes one message. nullopt if it is malformed.
+/// @param why  set to the reason; empty on success
 std::optional<Message> decode(std::span<const uint8_t> bytes, std::string& why);
 
-/// A message of version 3 around its scoped PDU (RFC 3412, 6; RFC 3414, 2.4).
+/// A message of SNMPv3 and its security parameters, around a scoped PDU (RFC 3412, 6; RFC 3414, 2.4).
 struct V3Message {
     uint32_t id = 7;
     uint32_t maxSize = 65507;
@@ -44,21 +48,24 @@ struct V3Message {
     std::string user;
     std::string auth;
     std::string priv;
-    Bytes data;         ///< tag, length and content of the scoped PDU, or of the octets it was encrypted to
-    size_t authAt = 0;  ///< of a message that was encoded or decoded: where in it `auth` lies
+    Bytes data;         ///< scoped PDU, or OCTET STRING with the encrypted one, with tag and length
+    size_t authAt = 0;  ///< offset of `auth` in the message, set by encode and decodeV3
 };
 
+/// The part of an SNMPv3 message that is encrypted (RFC 3412, 6.8).
 struct ScopedPdu {
     std::string contextEngineId;
     std::string contextName;
-    Message body;  ///< without version and community
+    Message body;  ///< version and community aren't used
 };
 
 Bytes encode(const ScopedPdu& scoped);
-/// Sets authAt.
+/// Encodes the message as it is, without encryption or digest, and sets its authAt.
 Bytes encode(V3Message& message);
+/// Decodes a message without decryption and without a check of its digest. nullopt, `why`: as decode.
 std::optional<V3Message> decodeV3(std::span<const uint8_t> bytes, std::string& why);
-/// @param padded  octets may follow, as decryption leaves them
+/// Decodes a scoped PDU that isn't encrypted. nullopt, `why`: as decode.
+/// @param padded  true if octets may follow, as after decryption
 std::optional<ScopedPdu> decodeScopedPdu(std::span<const uint8_t> bytes, bool padded, std::string& why);
 
 }  // namespace wire

@@ -21,7 +21,7 @@ std::string hashed(const std::string& text, const EVP_MD* method) {
     return digest;
 }
 
-/// Single DES is triple DES with one key thrice, which needs nothing that is deprecated.
+/// Single DES, computed as triple DES with the same key three times, since libcrypto has single DES only as legacy.
 Bytes des(const Bytes& key, const std::string& salt, std::span<const uint8_t> text, bool encrypt) {
     Bytes thrice, vector;
     for (int i = 0; i < 3; ++i) thrice.insert(thrice.end(), key.begin(), key.begin() + 8);

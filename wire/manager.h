@@ -4,35 +4,37 @@
 
 namespace wire {
 
-/// A manager of version 3 with one user (RFC 3414), made of libcrypto's ready-made HMAC and ciphers, so that the
-/// agent's own use of it isn't its own judge.
+/// An SNMPv3 manager with one user (RFC 3414). It calls libcrypto's HMAC and ciphers independently of the agent, so
+/// that an error of the agent's isn't repeated here.
 struct Manager {
     std::string user;
-    uint32_t level = 0;  ///< 0 to 2
-    bool sha = false;
+    uint32_t level = 0;  ///< 0 noAuthNoPriv, 1 authNoPriv, 2 authPriv
+    bool sha = false;    ///< HMAC-SHA-96 instead of HMAC-MD5-96
     std::string authPassword;
     std::string privPassword;
-    std::string engineId;  ///< whole
+    std::string engineId;  ///< snmpEngineID of the agent
     uint32_t boots = 0;
     uint32_t time = 0;
     size_t authSize = 12;  ///< octets of the digest sent
 
-    /// The level's flags, the engine, the user and a digest field of zeros.
+    /// The header of a request: the flags of `level`, the engine and the user; digest of zeros, no data.
     [[nodiscard]] V3Message header() const;
-    /// The request as octets to send: encrypted when the level says so, and signed.
+    /// The octets of a request, encrypted and authenticated as `level` requires.
     [[nodiscard]] Bytes request(const Message& body) const;
-    /// The same with a header and a scoped PDU of the caller's making.
+    /// The same for a given header and encoded scoped PDU.
     [[nodiscard]] Bytes seal(V3Message header, const Bytes& scoped) const;
 
     struct Reply {
         V3Message header;
-        Bytes data;  ///< the scoped PDU's octets and, when they were encrypted, padding
+        Bytes data;  ///< the decrypted scoped PDU, possibly with padding
         ScopedPdu scoped;
     };
-    /// Nothing when the reply isn't well formed, or at a level that its flags claim isn't signed or encrypted right.
+    /// Decodes and decrypts a reply. nullopt, with the reason in `why`, if it is malformed, or if it isn't correctly
+    /// authenticated or encrypted as its flags claim. The caller compares the flags with `level`.
     [[nodiscard]] std::optional<Reply> open(std::span<const uint8_t> reply, std::string& why) const;
 
-    [[nodiscard]] Bytes key(const std::string& password) const;  ///< localised (RFC 3414, A.2)
+    /// The localised key of a password (RFC 3414, A.2).
+    [[nodiscard]] Bytes key(const std::string& password) const;
 };
 
 }  // namespace wire

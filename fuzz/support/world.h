@@ -8,8 +8,9 @@
 #include "tests/tn/temp_root.h"
 #include "tn/sources.h"
 
-/// An agent with a populated tree and owners in the same process, for fuzz targets. Every input starts from the same
-/// state. Community "r" may read, "w" may read and write.
+/// An agent with a populated tree and its owners in the same process, for fuzz targets. Clocks and random numbers are
+/// constant and no setting can be changed, so that an input gives the same result each time. Community "r" may read,
+/// "w" may read and write.
 class World {
   public:
     World();

@@ -26,11 +26,11 @@ class TestSources : public tn::Sources {
     uint64_t bootNanoseconds() override { return uptime * 1'000'000'000ULL; }
     int64_t wallSeconds() override { return 1'700'000'000; }
     uint32_t random32() override { return random = random * 1664525U + 1013904223U; }
-    uint64_t uptime = 1000;  // seconds
-    uint32_t random = 1;
+    uint64_t uptime = 1000;  ///< seconds since the machine started
+    uint32_t random = 1;     ///< the last random number
 };
 
-/// An owner that answers what it is told to and remembers what it was asked.
+/// An owner that gives one reply to all requests and records them.
 class ScriptedOwner : public tn::Handler {
   public:
     tn::message handle(const tn::message& request, uint32_t) override {
@@ -50,23 +50,28 @@ class AgentTest : public testing::Test {
     AgentTest();
     ~AgentTest() override;
 
-    /// The owner behind a path, made when first named.
+    /// The owner of a path. The first call adds it.
     ScriptedOwner& owner(std::span<const uint32_t> path);
 
-    /// Lets the community "common" read (and write) from everywhere.
+    /// Lets the community "common" read from all addresses. @param write  whether it may write, too
     void opensCommon(bool write = false);
+    /// Adds a community.
+    /// @param addresses  one prefix, as "127.0.0.0/8"
+    /// @param more       other fields of contracts::snmp::community
     void addEntry(const std::string& name, const std::string& addresses, uint32_t security = 0, Fields more = {});
     void removeEntry(const std::string& name);
-    /// Changes settings, and an entry of the communities.
+    /// Changes settings of the agent. The test fails if the agent refuses.
     void change(const Fields& settings);
+    /// Changes fields of a community. The test fails if the agent refuses.
     void changeEntry(const std::string& name, Fields what);
-    /// What the agent says to a command with fields at a path: the text of the error, or nothing.
+    /// The text of the error reply to a bus request; empty for success.
     std::string errorOf(std::span<const uint32_t> path, uint32_t command, const Fields& fields);
 
-    /// The agent's answer, checked by a strict decoder; nothing when it stays silent.
+    /// The agent's reply, checked by a strict decoder; nullopt if there is none.
     std::optional<wire::Message> ask(const wire::Message& request, const std::string& source = "127.0.0.1");
     std::optional<wire::Message> askBytes(const wire::Bytes& request, const std::string& source = "127.0.0.1");
 
+    // The reply to one request of community "common". The test fails if there is none.
     wire::Message get(const std::vector<std::string>& names, uint32_t version = kVersion2c) {
         return must(pdu::GetRequest, names, version);
     }
@@ -80,17 +85,18 @@ class AgentTest : public testing::Test {
     wire::Message set(const std::vector<wire::Binding>& bindings, uint32_t version = kVersion2c) {
         return must({.version = version, .pdu = pdu::SetRequest, .bindings = bindings});
     }
-    /// Values as people read them, a space between: addresses with dots, integers with their sign, octets that can't be
-    /// printed in hexadecimal digits, '' for none at all, and a - where there is no such object.
+    /// Values for people, separated by spaces: dotted addresses, signed integers, hexadecimal digits for unprintable
+    /// octets, '' for an empty string, and - for an object that doesn't exist.
     static std::string shown(const std::vector<wire::Binding>& bindings);
-    /// What a Get of one object gives, as it is shown: "error 2" when it fails.
+    /// The value that a Get returns, as shown() formats it; "error 2" if the error-status is 2.
     std::string value(const std::string& name) { return values({name}); }
     std::string values(const std::vector<std::string>& names);
-    /// Some columns of a row; the entry's name ends with a dot.
+    /// The values of columns in one row. @param entry  OID of the table's entry, ending with a dot
     std::string row(const std::string& entry, const std::vector<uint32_t>& columns, const std::string& index);
 
-    /// Every object under the prefix, by GetBulk with so many repetitions or, with 0, by GetNext. Ends at an error, and
-    /// at a name that isn't greater than the last.
+    /// Walks the objects under a prefix. Ends at an error. The test fails, and the walk ends, at a name that isn't
+    /// greater than the one before it.
+    /// @param repetitions  max-repetitions of GetBulk; 0 to use GetNext
     std::vector<wire::Binding> walk(const std::string& prefix, uint32_t repetitions = 0, uint32_t version = kVersion2c);
 
     /// Starts the agent again on the same stores.

@@ -10,14 +10,14 @@
 
 namespace snmp {
 
-/// An IPv4 address or mask as the value of a field; a bare uint32_t is a number.
+/// An IPv4 address or mask as the value of a be32 field, in host byte order. A uint32_t is the value of a u32 field.
 struct Ip4 {
     uint32_t value;
 };
 using Raw = std::vector<uint8_t>;
 using Messages = std::vector<tn::message>;
 
-/// A field to put into a message; its kind is that of the value.
+/// A field with its value, whose type determines the kind.
 struct Field {
     using Value = std::variant<bool, uint32_t, uint64_t, Ip4, tn::IPAddr6, std::string, Raw, std::vector<uint32_t>,
                                std::vector<std::string>, Messages>;
@@ -48,7 +48,7 @@ struct Field {
 };
 using Fields = std::vector<Field>;
 
-/// Puts fields into a message, in the place of those of the same number and kind.
+/// Inserts fields into a message, in place of those with the same number and kind.
 inline tn::message& put(tn::message& m, const Fields& fields) {
     for (const Field& field : fields) field.into(m);
     return m;

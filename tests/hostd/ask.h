@@ -17,14 +17,14 @@ inline tn::message ask(tn::Handler& owner, uint32_t command, tn::message request
     return owner.handle(request, rights);
 }
 
-/// A request about one row.
+/// The fields of a request for one row.
 inline tn::message of(uint32_t id) {
     tn::message request;
     request.insert_u32(tn::field::ObjectId, id);
     return request;
 }
 
-/// The rows of a table, page by page.
+/// The rows of a table, from all pages; empty if the pages don't end.
 inline std::vector<tn::message> rowsOf(tn::Handler& table, uint32_t command = tn::cmd::GetAll) {
     std::vector<tn::message> all;
     tn::message request;
@@ -46,7 +46,7 @@ inline std::vector<std::string> listed(tn::Handler& table, tn::string_id text) {
     return all;
 }
 
-/// Whether the rows get to be these, as in listed().
+/// Waits, up to 30 s, until the rows are these, in the form of listed(). @return whether they are
 inline bool become(tn::Handler& table, tn::string_id text, const std::vector<std::string>& expected) {
     return eventually([&] { return listed(table, text) == expected; });
 }

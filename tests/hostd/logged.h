@@ -8,7 +8,7 @@
 
 namespace hostd {
 
-/// What this call logs.
+/// The lines that this call logs.
 template <class Call>
 std::string logged(const Call& call) {
     tn::setLogTarget(tn::LogTarget::Stderr);

@@ -8,7 +8,7 @@ namespace hostd {
 
 using namespace std::chrono_literals;
 
-/// Clocks that the test sets; in place as long as this lives.
+/// Clocks that the test sets. They replace the machine's for the object's lifetime.
 class ManualClock : public tn::Sources {
   public:
     ManualClock() { tn::setSources(this); }
@@ -17,7 +17,7 @@ class ManualClock : public tn::Sources {
     int64_t wallSeconds() override { return wall; }
 
     std::chrono::milliseconds time{1'000'000};  ///< since the machine started
-    int64_t wall = 1'700'000'000;
+    int64_t wall = 1'700'000'000;               ///< seconds since the epoch
 };
 
 }  // namespace hostd

@@ -10,13 +10,13 @@
 namespace tn {
 
 constexpr uint32_t kEcho = 1;      // answers with the request
-constexpr uint32_t kLong = 2;      // answers with as many octets as asked in field 1
+constexpr uint32_t kLong = 2;      // answers with a string of as many octets as field 1 says
 constexpr uint32_t kDie = 3;       // ends the process without an answer
-constexpr uint32_t kAskOther = 4;  // exchanges with the path in field 2 and passes the answer on
-constexpr uint32_t kSleep = 5;     // blocks for field 1 milliseconds
-constexpr uint32_t kOneWay = 6;
+constexpr uint32_t kAskOther = 4;  // sends kEcho to the path in field 2 and answers with the reply
+constexpr uint32_t kSleep = 5;     // blocks for the number of milliseconds in field 1
+constexpr uint32_t kOneWay = 6;    // the only one that needs right::Write
 
-/// The handler {24, 2} of most peers.
+/// The handler that most peers have at {24, 2}.
 class Server : public Handler {
   public:
     Server() {
@@ -45,12 +45,14 @@ class Server : public Handler {
     message handleBrkpath(const message&) override { return errorMsg(error::NotFound, "below"); }
 };
 
+/// Setup of a Peer: adds a Server at {24, 2}.
 inline void serve(Looper& looper) {
     static Server server;
     const uint32_t path[] = {24, 2};
     looper.addHandler(path, &server);
 }
 
+/// A request to that handler. @param parameter  field 1
 inline message ask(uint32_t command, uint32_t parameter = 0) {
     return with(requestTo({24, 2}, command), u32_id(1), parameter);
 }

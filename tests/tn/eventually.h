@@ -7,8 +7,8 @@
 
 namespace tn {
 
-/// Polls the condition until it holds once, running the loop meanwhile when there is one; false when it doesn't within
-/// 30 s.
+/// Polls a condition until it is true. False if it isn't within 30 s.
+/// @param loop  runs meanwhile; may be nullptr
 template <class Condition>
 bool eventually(Condition condition, ThinRunner* loop = nullptr) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);

@@ -23,13 +23,13 @@
 
 namespace tn {
 
-/// Waits until there is something to read, the end included.
+/// Waits until a packet, or the end of the connection, can be read. False after the timeout.
 inline bool isReadable(int fd, int milliseconds) {
     pollfd socket = {.fd = fd, .events = POLLIN, .revents = 0};
     return poll(&socket, 1, milliseconds) == 1;
 }
 
-/// In a new process: makes `socket` the first descriptor handed over, under this name.
+/// Makes `socket` the first inherited descriptor (sd_listen_fds) under this name. To be called in a child process.
 inline void receiveSocket(int socket, const char* name) {
     dup2(dup(socket), 3);  // which clears the close-on-exec flag, even if it is 3 itself
     setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
@@ -37,12 +37,14 @@ inline void receiveSocket(int socket, const char* name) {
     setenv("LISTEN_FDNAMES", name, 1);
 }
 
-/// A process that serves numbers with handlers of its own, ended with this object.
+/// A process that serves numbers with its own handlers. The destructor ends it.
 class Peer {
   public:
     using Setup = std::function<void(Looper&)>;
 
-    /// Returns when the process listens. @param before  run first in the child, for other users and descriptors
+    /// Returns when the process listens, or has failed to.
+    /// @param setup   adds the handlers, in the child
+    /// @param before  runs first in the child, to change its user or descriptors
     Peer(std::vector<uint32_t> numbers, const Setup& setup, const std::function<void()>& before = {}) {
         int ready[2];
         if (pipe(ready) != 0) std::abort();
@@ -57,7 +59,7 @@ class Peer {
     }
 
     [[nodiscard]] bool listening() const { return listening_; }
-    // As in Child.
+    // See Child.
     [[nodiscard]] pid_t pid() const { return child_->pid(); }
     void signal(int signal) const { child_->signal(signal); }
     int end(int signal) { return child_->end(signal); }
@@ -65,7 +67,7 @@ class Peer {
 
   private:
     static int serve(std::vector<uint32_t> numbers, const Setup& setup, int ready) {
-        alarm(100);  // whatever happens to the test
+        alarm(100);  // ends it even if the test is killed
         Looper looper(std::move(numbers));
         setup(looper);
         if (!looper.listen()) return 1;
@@ -78,12 +80,13 @@ class Peer {
     bool listening_ = false;
 };
 
-/// A thread that serves a number by hand, for peers that misbehave on the wire.
+/// A thread that serves a number with raw packets, as a misbehaving peer.
 class RawPeer {
   public:
     using Conversation = std::function<void(int connection)>;
 
-    /// Each conversation gets one connection, in order; it is closed when the conversation returns.
+    /// Each conversation gets one connection, in order, which is closed when it returns. A connection must arrive
+    /// within 30 s.
     RawPeer(uint32_t number, std::vector<Conversation> conversations) : number_(number) {
         std::string why;
         listener_ = openBusListener(number, why);
@@ -104,6 +107,7 @@ class RawPeer {
     RawPeer(const RawPeer&) = delete;
     RawPeer& operator=(const RawPeer&) = delete;
 
+    /// Receives one message; empty at the end of the connection.
     static message read(int connection) {
         std::vector<uint8_t> buffer(kMaxPacket);
         message m;
@@ -116,13 +120,13 @@ class RawPeer {
         const flat_message bytes = m.flatten();
         send(connection, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     }
-    /// Answers `asked` with its own RequestId as field 1.
+    /// Sends a reply to the request `asked`, with its RequestId in field 1.
     static void answer(int connection, const message& asked) {
         const uint32_t number = asked.get_u32(field::RequestId);
         write(connection, with(numbered(number), field::ReplyTo, number));
     }
     static void answerNext(int connection) { answer(connection, read(connection)); }
-    /// Reads and drops until the other end closes.
+    /// Receives and drops packets until the peer closes the connection.
     static void waitForEnd(int connection) {
         std::vector<uint8_t> buffer(kMaxPacket);
         while (recv(connection, buffer.data(), buffer.size(), 0) > 0) continue;

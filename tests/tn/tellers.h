@@ -8,13 +8,14 @@
 
 namespace tn {
 
+/// Whether the message contains these octets, at any depth.
 inline bool holds(const message& m, const std::string& secret) {
     const flat_message bytes = m.flatten();
     return std::search(bytes.begin(), bytes.end(), secret.begin(), secret.end()) != bytes.end();
 }
 
-/// The read commands that show a secret of object `id` to a caller with these rights, when called with its id, with a
-/// key, or without naming an object.
+/// The reading commands that reveal a secret of object `id` to a caller with these rights. Each is tried without an
+/// object, with its id, and with its key.
 inline std::set<uint32_t> tellers(Handler& owner, uint32_t id, const std::string& secret, uint32_t rights) {
     std::set<uint32_t> found;
     for (const uint32_t command : {cmd::Get, cmd::GetAll, cmd::GetObj, cmd::GetCount, cmd::GetPolicies}) {

@@ -10,7 +10,7 @@
 
 namespace tn {
 
-/// A folder of its own for one test, gone with it.
+/// A temporary folder for one test. The destructor removes it.
 class TempTree {
   public:
     TempTree() {
@@ -24,13 +24,14 @@ class TempTree {
 
     [[nodiscard]] const std::string& path() const { return path_; }
     [[nodiscard]] std::string path(std::string_view name) const { return path_ + "/" + std::string(name); }
+    /// Writes a file in the folder, and creates missing folders for it.
     void write(std::string_view name, std::string_view content) const {
         const std::filesystem::path file = path(name);
         std::filesystem::create_directories(file.parent_path());
         std::ofstream(file, std::ios::binary) << content;
     }
-    /// Removes the entry of this name, or the whole tree, recursively. Tests remove folders only through it: it aborts
-    /// when the name leads elsewhere, through a link or not.
+    /// Removes a file or folder in the tree, or the whole tree, recursively. Tests remove folders only through this
+    /// function: it aborts if the name leads out of the tree, also through a symbolic link.
     void remove(std::string_view name = {}) const {
         std::error_code failed;
         const std::filesystem::path there = std::filesystem::weakly_canonical(path(name), failed);
@@ -42,7 +43,7 @@ class TempTree {
     std::string path_;
 };
 
-/// One that is the root as long as it lives.
+/// A temporary folder that is the platform's root (tn::root) for the object's lifetime.
 class TempRoot : public TempTree {
   public:
     TempRoot() { setRoot(path()); }

@@ -22,7 +22,7 @@ namespace tnctl {
 
 namespace community = contracts::snmp::community;
 
-/// What is told of wrong words.
+/// The text of the usage error that a call throws. The test fails if it doesn't throw one.
 template <class Call>
 std::string refusalOf(const Call& call) {
     try {
@@ -37,14 +37,14 @@ std::string refusalOf(const Call& call) {
 
 inline uint32_t commandOf(const tn::message& request) { return request.get_u32(tn::field::Command); }
 
-/// The fields of a request without the two that say where it goes.
+/// The fields of a request, without destination and command.
 inline tn::message fieldsOf(tn::message request) {
     request.remove(tn::field::Destination);
     request.remove(tn::field::Command);
     return request;
 }
 
-/// The requests are one, with this command and these fields.
+/// Expects exactly one request, with this command and these fields (parseFields).
 inline void expectOne(const std::vector<tn::message>& requests, uint32_t command,
                       const std::vector<std::string>& fields) {
     ASSERT_EQ(requests.size(), 1U);
@@ -52,21 +52,19 @@ inline void expectOne(const std::vector<tn::message>& requests, uint32_t command
     EXPECT_EQ(fieldsOf(requests[0]), parseFields(fields));
 }
 
-/// A handler that answers each command with what the test put there, and
-/// remembers what it was asked.
+/// A handler that answers each command with a reply from the test, and records the requests.
 class ScriptedOwner : public tn::Handler {
   public:
     tn::message handle(const tn::message& request, uint32_t) override {
         const uint32_t command = commandOf(request);
-        // Subscriptions and the reading of policies are the platform's own
-        // business.
+        // The platform answers subscriptions and get-policies.
         if (command == tn::cmd::Subscribe || command == tn::cmd::Unsubscribe || command == tn::cmd::GetPolicies)
             return handleCmd(request, command);
         asked.push_back(request);
         return command == tn::cmd::GetAll ? page(request.get_u32(tn::field::Continue)) : answers[command];
     }
 
-    /// The requests that were more than reading.
+    /// The recorded requests, except reading ones.
     [[nodiscard]] std::vector<tn::message> changes() const {
         std::vector<tn::message> found = asked;
         std::erase_if(found, [](const tn::message& request) {
@@ -76,10 +74,10 @@ class ScriptedOwner : public tn::Handler {
         return found;
     }
 
-    std::vector<tn::message> rows;
-    size_t rowsPerPage = 100;
-    std::map<uint32_t, tn::message> answers;  ///< by command
-    std::vector<tn::message> asked;
+    std::vector<tn::message> rows;            ///< items for get-all
+    size_t rowsPerPage = 100;                 ///< of a get-all reply
+    std::map<uint32_t, tn::message> answers;  ///< replies to other commands
+    std::vector<tn::message> asked;           ///< all requests except those that the platform answers
 
   private:
     [[nodiscard]] tn::message page(size_t from) const {
@@ -91,8 +89,7 @@ class ScriptedOwner : public tn::Handler {
     }
 };
 
-/// Every owner tnctl has commands for, in this process, and a way to type a
-/// command line.
+/// A test with all owners that tnctl has commands for, and a function that runs command lines.
 class CommandTest : public testing::Test {
   protected:
     CommandTest() {
@@ -104,8 +101,10 @@ class CommandTest : public testing::Test {
         looper.addHandler(Path{1, 1}, &journal);
     }
 
-    /// Runs words as a shell would pass them; what was printed lies in `out` and
-    /// `err` afterwards.
+    /// Runs a command line of these words. Its output is in `out` and `err` afterwards.
+    /// @param input        standard input
+    /// @param interactive  whether standard input counts as a terminal
+    /// @return exit code
     int type(const std::vector<std::string>& words, const std::string& input = {}, bool interactive = false) {
         std::istringstream in(input);
         std::ostringstream outStream;
@@ -116,13 +115,13 @@ class CommandTest : public testing::Test {
         return code;
     }
 
-    /// The same of a line without quotes.
+    /// The same for a line, split at spaces. Quotes have no meaning.
     int type(const std::string& line, const std::string& input = {}, bool interactive = false) {
         std::istringstream text(line);
         return type(std::vector<std::string>(std::istream_iterator<std::string>(text), {}), input, interactive);
     }
 
-    /// An entry that may read.
+    /// A row of the communities that may read.
     static tn::message communityRow(uint32_t id, const std::string& name, const std::string& addresses = {}) {
         std::vector<std::string> words{"name=" + name, "read-access=yes", "write-access=no"};
         if (!addresses.empty()) words.push_back("addresses=" + addresses);

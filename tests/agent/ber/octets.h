@@ -19,7 +19,7 @@ inline std::vector<uint8_t> octets(std::string_view hex) {
     return out;
 }
 
-/// Octets as such text, so that a failing test prints what was on the wire.
+/// Octets as text of the same form, for the output of failing tests.
 inline std::string hex(std::span<const uint8_t> in) {
     std::string out;
     for (const uint8_t octet : in) {

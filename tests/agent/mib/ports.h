@@ -10,7 +10,7 @@ namespace snmp {
 constexpr tn::string_id kName{1};
 constexpr tn::u32_id kValue{2};
 
-/// The row of a table keyed by object id.
+/// The record of a table that is keyed by object id.
 struct Port : Data {
     unsigned int id = 0;
     unsigned int value = 0;
@@ -31,11 +31,12 @@ constexpr Column<Port> kPortColumns[] = {
     {4, "value", tag::Integer, &Port::value},
 };
 
-/// Ports at {20, 0}, answered by an owner of the test.
+/// A test with ports at {20, 0}, which an owner in the test's process serves.
 class PortsTest : public AgentTest {
   protected:
     PortsTest() { agent->addHandler(kPath, &ports); }
 
+    /// Adds ports with these ids; port 3 has the name "p3" and the value 30.
     void hasPorts(std::initializer_list<uint32_t> ids) {
         for (const uint32_t id : ids) put(ports.row(id), {{kName, "p" + std::to_string(id)}, {kValue, id * 10}});
     }

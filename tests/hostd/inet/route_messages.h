@@ -14,13 +14,14 @@ namespace hostd {
 
 using RouteMessage = NetlinkMessage<rtmsg>;
 
+/// A dotted IPv4 address in host byte order.
 inline uint32_t address(const std::string& dotted) {
     uint32_t value = 0;
     EXPECT_EQ(::inet_pton(AF_INET, dotted.c_str(), &value), 1) << dotted;
     return ntohl(value);
 }
 
-/// A route as in "10.0.0.0/8", through these next hops.
+/// A unicast route to a prefix such as "10.0.0.0/8" with these next hops.
 inline Route routeTo(const std::string& prefix, std::vector<Route::NextHop> hops) {
     const size_t slash = prefix.find('/');
     Route route;
@@ -32,18 +33,21 @@ inline Route routeTo(const std::string& prefix, std::vector<Route::NextHop> hops
     return route;
 }
 
+/// A next hop with a gateway; `through` makes one without.
 inline Route::NextHop via(const std::string& gateway, uint32_t link, bool isUsable = true) {
     return {.gateway = address(gateway), .link = link, .hasGateway = true, .isUsable = isUsable};
 }
 inline Route::NextHop through(uint32_t link) { return {.link = link}; }
 
+/// Appends RTA_GATEWAY, or RTA_VIA with an IPv6 family for a gateway of 0.
 inline void putGateway(nlmsghdr* message, const Route::NextHop& hop) {
     if (hop.gateway != 0) mnl_attr_put_u32(message, RTA_GATEWAY, htonl(hop.gateway));
     if (hop.hasGateway && hop.gateway == 0) mnl_attr_put(message, RTA_VIA, 4, "\x0a\0\0\1");
 }
 
-/// RTM_NEWROUTE as the kernel writes it about a route: as a notification with these flags (NLM_F_APPEND,
-/// NLM_F_REPLACE), or RTM_DELROUTE.
+/// The message that the kernel sends about a route.
+/// @param type   RTM_NEWROUTE or RTM_DELROUTE
+/// @param flags  of a notification: NLM_F_APPEND, NLM_F_REPLACE
 inline RouteMessage messageOf(const Route& route, uint16_t type = RTM_NEWROUTE, uint16_t flags = 0) {
     const auto flagsOf = [](const Route::NextHop& hop) { return hop.isUsable ? 0U : unsigned{RTNH_F_LINKDOWN}; };
     RouteMessage message(type, {AF_INET, route.length, 0, route.tos, RT_TABLE_MAIN, route.protocol, RT_SCOPE_UNIVERSE,
@@ -78,7 +82,7 @@ inline Route with(Route route, uint32_t metric, uint8_t tos = 0) {
     return route;
 }
 
-/// "10.0.0.0/8 10.1.1.1 dev 2 metric 5"
+/// A row as "10.0.0.0/8 10.1.1.1 dev 2 metric 5"; the metric is omitted if it is 0.
 inline std::string text(const RouteEntry& row) {
     return dotted(row.destination) + "/" + std::to_string(row.length) + " " + dotted(row.gateway) + " dev " +
            std::to_string(row.link) + (row.metric == 0 ? "" : " metric " + std::to_string(row.metric));
@@ -91,7 +95,7 @@ inline std::vector<std::string> rowsOf(const RouteTable& table) {
     return all;
 }
 
-/// A nexthop object, or a group of them.
+/// The kernel's message about a nexthop object. groupOf() makes one about a group of them.
 inline NetlinkMessage<nhmsg> object(uint32_t id, const Route::NextHop& hop, uint16_t type = RTM_NEWNEXTHOP) {
     NetlinkMessage<nhmsg> message(type, {});
     message.value(NHA_ID, id).value(NHA_OIF, hop.link);

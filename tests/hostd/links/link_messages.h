@@ -11,10 +11,10 @@
 
 namespace hostd {
 
-/// Flags of a link that is up, with carrier.
+/// Flags of a link that is up and has carrier.
 inline constexpr unsigned kUp = IFF_UP | IFF_RUNNING | static_cast<unsigned>(IFF_LOWER_UP);
 
-/// A message as the kernel's rtnetlink writes them about a link.
+/// A message of the kernel's rtnetlink about a link.
 class LinkMessage : public NetlinkMessage<ifinfomsg> {
   public:
     explicit LinkMessage(int index, const char* name = nullptr, unsigned flags = 0,
@@ -23,7 +23,7 @@ class LinkMessage : public NetlinkMessage<ifinfomsg> {
         : NetlinkMessage(type, {family, 0, hardware, index, flags, 0}) {
         if (name != nullptr) text(IFLA_IFNAME, name);
     }
-    /// @param kind  nullptr for a link that a driver made
+    /// Appends IFLA_LINKINFO. @param kind  nullptr to append nothing, as for the link of a driver
     LinkMessage& kind(const char* kind, std::optional<uint16_t> bridgePriority = {}) {
         if (kind == nullptr) return *this;
         nest(IFLA_LINKINFO, [&](NetlinkMessage& info) {
@@ -33,6 +33,7 @@ class LinkMessage : public NetlinkMessage<ifinfomsg> {
         });
         return *this;
     }
+    /// Appends IFLA_STATS64. @param octets  fewer for the shorter structure of older kernels
     LinkMessage& counters(const rtnl_link_stats64& counters, size_t octets = sizeof(rtnl_link_stats64)) {
         mnl_attr_put(raw(), IFLA_STATS64, octets, &counters);
         return *this;

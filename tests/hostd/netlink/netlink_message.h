@@ -13,7 +13,8 @@ namespace hostd {
 
 inline std::string dotted(uint32_t address) { return tn::IPAddr6::ofIPv4(address).str(); }
 
-/// A message as the kernel's rtnetlink writes them, with a fixed header such as ifaddrmsg.
+/// A message of the kernel's rtnetlink under construction, at most 1,024 octets.
+/// @tparam Header  its fixed header, such as ifaddrmsg
 template <class Header>
 class NetlinkMessage {
   public:
@@ -34,7 +35,7 @@ class NetlinkMessage {
         mnl_attr_put(raw(), type, sizeof value, &value);
         return *this;
     }
-    /// @param fill  puts the attributes of the nest into this message
+    /// Appends a nested attribute. @param fill  appends the attributes in it to this message
     template <class Fill>
     NetlinkMessage& nest(uint16_t type, const Fill& fill) {
         nlattr* start = mnl_attr_nest_start(raw(), type);

@@ -7,7 +7,7 @@
 
 namespace hostd {
 
-/// Runs this in a separate network namespace. False when that isn't possible.
+/// Runs `test` on a thread with a separate network namespace. False, without running it, if that isn't possible.
 inline bool inOwnNetwork(const std::function<void()>& test) {
     bool isMade = false;
     std::thread([&] {

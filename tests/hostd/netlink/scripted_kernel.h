@@ -22,28 +22,30 @@ inline MessageOctets octetsOf(const nlmsghdr& message) {
     return {first, first + message.nlmsg_len};
 }
 
-/// The kernel's side of a follower's two netlink sockets. A test determines what it notifies, lists and refuses.
+/// The kernel's end of the two netlink sockets of a follower. The test determines its notifications, listings and
+/// errors.
 class ScriptedKernel {
   public:
     using Packet = std::vector<MessageOctets>;
     virtual ~ScriptedKernel() = default;
 
-    /// Makes the socket for notifications first, then the one for listings. They must not outlive this.
+    /// A maker that returns the socket for notifications first, then the one for listings. The sockets must not outlive
+    /// this object.
     [[nodiscard]] NetlinkSocketMaker sockets();
     void notify(const nlmsghdr& message) { notices.push_back(octetsOf(message)); }
 
     std::deque<MessageOctets> notices;
-    bool isOverrun = false;          ///< notifications were lost; cleared once that was reported
+    bool isOverrun = false;          ///< notifications have been lost; reset when that is reported
     int noticesError = 0;            ///< errno with which the socket for notifications can't be opened; 0 for none
-    int openError = 0;               ///< the same, for listings
-    uint16_t refused = 0;            ///< type of a request that isn't accepted
-    bool isSilent = false;           ///< listings bring nothing
+    int openError = 0;               ///< the same for the socket for listings
+    uint16_t refused = 0;            ///< type of requests that are refused
+    bool isSilent = false;           ///< listings send no packet
     std::vector<uint16_t> requests;  ///< types of all requests
     int opened = 0;                  ///< attempts to open the socket for notifications
 
-    /// A listing was requested.
+    /// Called when a listing of this type has been requested.
     virtual void begin(uint16_t type) = 0;
-    /// Its next packet; the last one ends with NLMSG_DONE or NLMSG_ERROR.
+    /// The next packet of the listing. The last one ends with NLMSG_DONE or NLMSG_ERROR.
     virtual Packet nextPacket() = 0;
 
     static MessageOctets done(uint16_t flags = 0) { return ending(NLMSG_DONE, 0, flags); }
@@ -57,7 +59,7 @@ class ScriptedKernel {
     }
 };
 
-/// One of its sockets.
+/// One of the kernel's two sockets.
 class ScriptedSocket : public NetlinkSocket {
   public:
     ScriptedSocket(ScriptedKernel& kernel, bool isForNotices)

@@ -8,13 +8,13 @@
 
 namespace hostd {
 
-/// A source whose readings the test determines, for owners that read on a helper thread.
+/// A source with readings from the test, for owners that read on a helper thread.
 template <class T>
 class ScriptedSource {
   public:
     explicit ScriptedSource(T value) { gives(std::move(value)); }
 
-    /// What the owner reads with. A reading may outlive the test, and this.
+    /// The owner's function to read the source. It may outlive the test and this object.
     [[nodiscard]] std::function<T()> reader() const {
         return [state = state_] {
             ++state->readings;
@@ -23,12 +23,12 @@ class ScriptedSource {
             return state->value;
         };
     }
-    /// What is read from now on.
+    /// Sets the value of all readings from now on.
     void gives(T value) {
         const std::lock_guard guard(state_->mutex);
         state_->value = std::move(value);
     }
-    /// No reading ends as long as this is held.
+    /// Blocks all readings until the lock is released.
     [[nodiscard]] std::unique_lock<std::mutex> hangs() { return std::unique_lock(state_->slow); }
     [[nodiscard]] int readings() const { return state_->readings; }
 
