@@ -1,6 +1,6 @@
 #pragma once
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <map>
 #include <memory>
@@ -19,6 +19,11 @@
 #include "wire/codec.h"
 
 namespace snmp {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
 
 /// A clock set by hand, and random numbers that repeat.
 class TestSources : public tn::Sources {

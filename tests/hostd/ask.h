@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gmock/gmock.h>
+
 #include <string>
 #include <vector>
 
@@ -8,6 +10,11 @@
 
 namespace hostd {
 
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::PrintToString;
+using testing::StartsWith;
 using tn::errorOf;
 using tn::eventually;
 

@@ -1,13 +1,9 @@
 #include "agent/core/create_reply.h"
 
-#include <gmock/gmock.h>
-
 #include "tests/agent/agent_test.h"
 
 namespace snmp {
 namespace {
-
-using testing::ElementsAre;
 
 /// 1.3.1 to 1.3.4 are the numbers 1 to 4.
 class CreateReplyTest : public AgentTest {

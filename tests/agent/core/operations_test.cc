@@ -1,7 +1,5 @@
 #include "agent/core/operations.h"
 
-#include <gmock/gmock.h>
-
 #include <chrono>
 
 #include "agent/log.h"
@@ -11,8 +9,6 @@
 
 namespace snmp {
 namespace {
-
-using testing::ElementsAre;
 
 struct Sample : Data {
     unsigned int value = 0;

@@ -1,7 +1,5 @@
 #include "agent/core/v3_reply.h"
 
-#include <gmock/gmock.h>
-
 #include "agent/modules/usm_module.h"
 #include "tests/agent/agent_test.h"
 #include "wire/manager.h"

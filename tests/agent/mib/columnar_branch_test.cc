@@ -1,16 +1,11 @@
 #include "agent/mib/columnar_branch.h"
 
-#include <gmock/gmock.h>
-
 #include "tests/agent/mib/ports.h"
 
 namespace snmp {
 namespace {
 
 using testing::AllOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::SizeIs;
 
 /// Ports by id at 1.3.5 with columns 1, 2 and 4; then the constant 1.3.6.
 class ColumnarTest : public PortsTest {

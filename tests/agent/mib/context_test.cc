@@ -1,7 +1,5 @@
 #include "agent/mib/context.h"
 
-#include <gtest/gtest.h>
-
 #include "tests/agent/agent_test.h"
 
 namespace snmp {

@@ -1,4 +1,3 @@
-#include <gmock/gmock.h>
 
 #include "agent/mib/providers/get_all_multi_provider.h"
 #include "agent/mib/providers/get_first_provider.h"
@@ -6,8 +5,6 @@
 
 namespace snmp {
 namespace {
-
-using testing::ElementsAre;
 
 constexpr tn::u32_id kFilter{77};
 constexpr uint32_t kNobody[] = {99};

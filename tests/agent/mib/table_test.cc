@@ -1,13 +1,10 @@
 #include "agent/mib/table.h"
 
-#include <gmock/gmock.h>
-
 #include "tests/agent/mib/ports.h"
 
 namespace snmp {
 namespace {
 
-using testing::ElementsAre;
 using testing::IsNull;
 
 struct Neighbor : Data {

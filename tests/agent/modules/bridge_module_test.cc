@@ -1,7 +1,5 @@
 #include "agent/modules/bridge_module.h"
 
-#include <gmock/gmock.h>
-
 #include "contracts/bridge.h"
 #include "contracts/interfaces.h"
 #include "tests/agent/agent_test.h"
@@ -12,8 +10,6 @@ namespace {
 
 namespace bridge = contracts::bridge;
 namespace interfaces = contracts::interfaces;
-
-using testing::IsEmpty;
 
 const std::string kBridgeAddress = "1.3.6.1.2.1.17.1.1.0", kBridgePriority = "1.3.6.1.2.1.17.2.2.0";
 const std::string kFdb = "1.3.6.1.2.1.17.4.3.1.";

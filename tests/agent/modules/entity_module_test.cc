@@ -1,7 +1,5 @@
 #include "agent/modules/entity_module.h"
 
-#include <gmock/gmock.h>
-
 #include <filesystem>
 
 #include "agent/mib/request_writes.h"
@@ -16,7 +14,6 @@ namespace {
 namespace pci_devices = contracts::pci_devices;
 namespace system_info = contracts::system_info;
 namespace usb_devices = contracts::usb_devices;
-using testing::SizeIs;
 
 const std::string kEntity = "1.3.6.1.2.1.47.1.1.1.1.";
 const std::string kAlias = kEntity + "14.65536", kAssetId = kEntity + "15.65536";

@@ -1,7 +1,5 @@
 #include "agent/modules/interface_module.h"
 
-#include <gmock/gmock.h>
-
 #include "agent/traps/interface_traps.h"
 #include "agent/traps/trap_generators.h"
 #include "contracts/interface_counters.h"

@@ -1,7 +1,5 @@
 #include "agent/modules/ip_module.h"
 
-#include <gmock/gmock.h>
-
 #include "contracts/addresses.h"
 #include "contracts/queues.h"
 #include "contracts/routes.h"
@@ -14,9 +12,6 @@ namespace {
 namespace addresses = contracts::addresses;
 namespace arp = contracts::arp;
 namespace routes = contracts::routes;
-
-using testing::ElementsAre;
-using testing::SizeIs;
 
 const std::string kCidr = "1.3.6.1.2.1.4.24.4.1.";
 const std::string kRoute = "1.3.6.1.2.1.4.21.1.";

@@ -1,7 +1,5 @@
 #include "agent/security/community_keep.h"
 
-#include <gmock/gmock.h>
-
 #include <tuple>
 
 #include "tests/agent/agent_test.h"

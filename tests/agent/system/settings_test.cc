@@ -1,7 +1,5 @@
 #include "agent/system/settings.h"
 
-#include <gmock/gmock.h>
-
 #include <fstream>
 
 #include "agent/traps/interface_traps.h"
@@ -19,11 +17,7 @@ using contracts::snmp::Setting;
 using contracts::snmp::trap::kStartTrap;
 using testing::AllOf;
 using testing::AnyOf;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
-using testing::SizeIs;
 
 std::vector<std::string> calls;
 

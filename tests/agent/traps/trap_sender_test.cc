@@ -1,6 +1,5 @@
 #include "agent/traps/trap_sender.h"
 
-#include <gmock/gmock.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -17,8 +16,6 @@ namespace snmp {
 namespace {
 
 namespace interfaces = contracts::interfaces;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using ::testing::Pair;
 
 /// Traps of the agent, at a port of this machine's loopback where `receiver` listens.

@@ -1,6 +1,5 @@
 // Addresses, ARP entries and forwarding entries, from messages such as the kernel sends.
 
-#include <gmock/gmock.h>
 #include <linux/neighbour.h>
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
@@ -22,8 +21,6 @@ namespace bridge = contracts::bridge;
 namespace {
 
 namespace field = tn::field;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using Octets = std::vector<uint8_t>;
 using AddressMessage = NetlinkMessage<ifaddrmsg>;
 using NeighbourMessage = NetlinkMessage<ndmsg>;

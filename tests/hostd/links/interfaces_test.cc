@@ -2,7 +2,6 @@
 
 #include "hostd/links/interfaces.h"
 
-#include <gmock/gmock.h>
 #include <linux/ethtool.h>
 #include <linux/ethtool_netlink.h>
 #include <linux/genetlink.h>
@@ -22,8 +21,6 @@ namespace interfaces = contracts::interfaces;
 namespace {
 
 namespace field = tn::field;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 /// A table of links, and the status changes that it reported: "name=status".
 class LinkTableTest : public ::testing::Test {
@@ -248,7 +245,7 @@ TEST_F(InterfacesTest, ALinkThatIsNotSwitchedIsReportedWithTheReason) {
     failing.apply(LinkMessage(4, "eth0", kUp).message());
     tn::message up = of(4);
     up.insert_bool(field::Disabled, false);
-    EXPECT_THAT(tn::getError(ask(failing, tn::cmd::Set, up)), ::testing::HasSubstr("eth0 up: Device or"));
+    EXPECT_THAT(tn::getError(ask(failing, tn::cmd::Set, up)), HasSubstr("eth0 up: Device or"));
     EXPECT_EQ(errorOf(ask(failing, tn::cmd::Set, of(4))), 0U);  // doesn't say that it is to be switched
 }
 

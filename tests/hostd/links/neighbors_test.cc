@@ -1,7 +1,5 @@
 #include "hostd/links/neighbors.h"
 
-#include <gmock/gmock.h>
-
 #include "contracts/neighbors.h"
 #include "hostd/table/row_text.h"
 #include "tests/hostd/ask.h"

@@ -2,7 +2,6 @@
 
 #include "hostd/links/queues.h"
 
-#include <gmock/gmock.h>
 #include <linux/gen_stats.h>
 #include <linux/pkt_sched.h>
 #include <linux/rtnetlink.h>
@@ -21,7 +20,6 @@ namespace queues = contracts::queues;
 namespace {
 
 namespace field = tn::field;
-using ::testing::ElementsAre;
 using ::testing::UnorderedElementsAre;
 using TcMessage = NetlinkMessage<tcmsg>;
 

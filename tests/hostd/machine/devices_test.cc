@@ -1,6 +1,5 @@
 // PCI and USB devices of a prepared tree, and the USB reset.
 
-#include <gmock/gmock.h>
 #include <pthread.h>
 
 #include <algorithm>
@@ -21,9 +20,6 @@ namespace usb_devices = contracts::usb_devices;
 namespace usb_reset = contracts::usb_reset;
 
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr const char* kIds =
     "# names\n"

@@ -1,7 +1,5 @@
 #include "hostd/machine/disk_table.h"
 
-#include <gmock/gmock.h>
-
 #include <atomic>
 
 #include "contracts/disks.h"
@@ -12,7 +10,6 @@
 namespace hostd {
 
 namespace disks = contracts::disks;
-using ::testing::ElementsAre;
 
 TEST(DiskTable, KeepsIdsWhileMountedAndShowsThoseThatTellTheirSize) {
     ManualClock clock;

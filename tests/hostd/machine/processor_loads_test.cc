@@ -1,7 +1,5 @@
 #include "hostd/machine/processor_loads.h"
 
-#include <gmock/gmock.h>
-
 #include "contracts/system.h"
 #include "hostd/machine/system.h"
 #include "tests/hostd/ask.h"
@@ -15,8 +13,6 @@ namespace system_info = contracts::system_info;
 
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using ::testing::Pair;
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "hostd/machine/system.h"
 
-#include <gmock/gmock.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -18,8 +17,6 @@ namespace hostd {
 namespace identity = contracts::identity;
 namespace system = contracts::system;
 namespace system_info = contracts::system_info;
-using ::testing::PrintToString;
-using ::testing::StartsWith;
 
 TEST(SystemTime, TellsTheOffsetOfThatMoment) {
     ManualClock clock;

@@ -2,7 +2,6 @@
 
 #include "hostd/sensors/health.h"
 
-#include <gmock/gmock.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <unistd.h>
@@ -81,7 +80,7 @@ TEST(Health, RepliesWithTheReadingsThereAre) {
     ScriptedSource source(HealthReading{{{12.049, -3.6, std::nullopt}, ""}, Supply::Main});
     Health owner(source.reader());
     // At once: the agent queries at its start what there is. -4 degrees; no processor temperature.
-    EXPECT_EQ(::testing::PrintToString(ask(owner, tn::cmd::Get)), "{0xc:u32=1, 0xd:u32=120, 0xe:u32=4294967292}");
+    EXPECT_EQ(PrintToString(ask(owner, tn::cmd::Get)), "{0xc:u32=1, 0xd:u32=120, 0xe:u32=4294967292}");
 
     source.gives({});
     clock.time += Health::kMaxAge;

@@ -2,7 +2,6 @@
 
 #include "hostd/services/guests.h"
 
-#include <gmock/gmock.h>
 #include <libvirt/libvirt.h>
 #include <libvirt/virterror.h>
 
@@ -22,8 +21,6 @@ namespace virtual_machines = contracts::virtual_machines;
 namespace {
 
 namespace field = tn::field;
-using ::testing::HasSubstr;
-using ::testing::StartsWith;
 
 constexpr const char* kUri = "test:///default";
 
@@ -70,7 +67,7 @@ TEST_F(LibvirtTest, GuestsAreListedWithTheirStates) {
     using namespace virtual_machines::state;
     EXPECT_TRUE(become(machines, virtual_machines::State,
                        {{"test", Running}, {"paused", Stopped}, {"gone", Running}, {"defined", Stopped}}));
-    EXPECT_THAT(::testing::PrintToString(rowsOf(machines)),
+    EXPECT_THAT(PrintToString(rowsOf(machines)),
                 HasSubstr("0xfe0010:string=\"paused\", 0xfe0009:string=\"the paused\", 0x5:u32=2, 0x6:u32=3, "
                           "0x7:u32=512, 0xc:bool=no"));
     ASSERT_EQ(virDomainDestroy(gone.get()), 0);  // which never was on a disk

@@ -2,7 +2,6 @@
 
 #include "hostd/services/machined.h"
 
-#include <gmock/gmock.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <systemd/sd-bus.h>
@@ -24,9 +23,7 @@ namespace podhost_guests = contracts::podhost_guests;
 
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::EndsWith;
-using ::testing::IsEmpty;
 
 struct Machine {
     std::string name, kind, service, state;
@@ -148,7 +145,7 @@ TEST(Machined, ContainersAreListedWithTheirStates) {
     // Shown when libvirt fails. libvirt's own rows take precedence.
     const Reading<Guest> instead = readContainers("test:///no/such/file.xml", *machined);
     EXPECT_EQ(instead.rows.size(), 3U) << instead.problem;
-    EXPECT_THAT(instead.problem, ::testing::StartsWith("test:///no/such/file.xml: "));
+    EXPECT_THAT(instead.problem, StartsWith("test:///no/such/file.xml: "));
     EXPECT_THAT(readContainers("test:///default", *machined).rows, ElementsAre(::testing::Field(&Guest::name, "test")));
 }
 

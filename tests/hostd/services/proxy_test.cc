@@ -2,8 +2,6 @@
 
 #include "hostd/services/proxy.h"
 
-#include <gtest/gtest.h>
-
 #include "contracts/proxy.h"
 #include "tests/hostd/ask.h"
 #include "tests/hostd/manual_clock.h"
@@ -66,7 +64,7 @@ class ProxyTest : public ::testing::Test {
 TEST_F(ProxyTest, ShowsSquidsCountersFromTheFirstQueryOnWhileItRuns) {
     pass(0ms);
     // A counter wraps (0x67), a size doesn't (0x6f).
-    EXPECT_EQ(::testing::PrintToString(get()),
+    EXPECT_EQ(PrintToString(get()),
               "{0x64:u32=900, 0x66:u32=31, 0x67:u32=2, 0x6f:u32=4294967295, 0x71:u32=220, 0x79:u32=32, 0x7a:u32=33, "
               "0x7b:u32=21}");
     pass(Proxy::kMaxAge, "connection refused");

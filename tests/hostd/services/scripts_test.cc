@@ -1,6 +1,5 @@
 #include "hostd/services/scripts.h"
 
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 
 #include <csignal>
@@ -17,9 +16,6 @@
 namespace hostd {
 
 namespace scripts = contracts::scripts;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::StartsWith;
 
 class ScriptsTest : public ::testing::Test {
   protected:

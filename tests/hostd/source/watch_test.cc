@@ -1,7 +1,5 @@
 #include "hostd/source/watch.h"
 
-#include <gmock/gmock.h>
-
 #include <thread>
 
 #include "hostd/source/problem_log.h"
@@ -15,8 +13,6 @@ namespace hostd {
 
 namespace {
 
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using Source = ScriptedSource<std::optional<int>>;
 
 constexpr auto kMaxAge = 1000ms;

@@ -1,6 +1,5 @@
 #include "hostd/supervisor/supervisor.h"
 
-#include <gmock/gmock.h>
 #include <unistd.h>
 
 #include "contracts/supervisor.h"
@@ -68,8 +67,8 @@ TEST_F(SupervisorTest, ListsEachProcessOnceWithAllItsNumbers) {
     EXPECT_EQ(announces(4'000'001, 41, tn::right::Reading), tn::error::NotPermitted);
     EXPECT_TRUE(tn::isError(ask(*supervisor, supervisor::kAnnounce)));  // which number?
     EXPECT_EQ(listed(), (Lines{std::to_string(own) + " tarnix-hostd: 1 24", "4000001 a b) (c: 34 40"}));
-    EXPECT_THAT(::testing::PrintToString(rowsOf(*supervisor).at(1)),
-                ::testing::HasSubstr("0x5:u32-array=34,40, 0x6:u32=4000001, 0x7:u32=65, 0xfe0010:string=\"a b) (c\""));
+    EXPECT_THAT(PrintToString(rowsOf(*supervisor).at(1)),
+                HasSubstr("0x5:u32-array=34,40, 0x6:u32=4000001, 0x7:u32=65, 0xfe0010:string=\"a b) (c\""));
 }
 
 TEST_F(SupervisorTest, LeavesOutWhatHasGone) {

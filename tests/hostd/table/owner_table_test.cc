@@ -2,8 +2,6 @@
 
 #include "hostd/table/owner_table.h"
 
-#include <gmock/gmock.h>
-
 #include <algorithm>
 #include <map>
 
@@ -15,8 +13,6 @@ namespace hostd {
 namespace {
 
 namespace field = tn::field;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr tn::be32_id kDestination{1};
 constexpr tn::be32_id kMask{2};
