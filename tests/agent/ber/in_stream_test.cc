@@ -6,7 +6,7 @@
 
 #include "agent/ber/tags.h"
 #include "tests/agent/ber/octets.h"
-#include "tn/sources.h"
+#include "tests/agent/said.h"
 
 namespace snmp {
 namespace {
@@ -33,45 +33,36 @@ const Read kLen = [](InStream& in) { return in.getLen() >= 0; };
 
 TEST(InStream, RefusedOctetsGiveTheirReasonAndStopWhereTheyFail) {
     using Case = std::tuple<Read, const char*, const char*, size_t>;  // the octets, a reason or "" for silence
-    const Case cases[] = {
-        {kLen, "", "", 0},
-        {kLen, "80", "we don't support indefinite lengths", 0},
-        {kLen, "85 00 00 00 00 01", "we can't support data lengths that long", 0},
-        {kLen, "82 01", "malformed in getLen", 1},
-        {kLen, "84 80 00 00 00", "", 5},
-        {kInt, "", "", 0},
-        {kInt, "02 84 FF FF FF FF 01", "", 6},
-        {kInt, "02 84 7F FF FF FF 01", "get int overflow of message", 6},
-        {kInt, "02 02 01", "get int overflow of message", 2},
-        {kInt, "02 05 01 00 00 00 00", "I don't support such large integers 2", 2},
-        {kInt, "02 06 00 00 00 00 00 01", "I don't support such large integers", 2},
-        {k64, "46 02 01", "get 64 overflow of message", 2},
-        {k64, "46 09 00 FF FF FF FF FF FF FF FF", "invalig counter64 size", 2},
-        {kNull, "05 01 00", "malformed null", 2},
-        {kNull, "05 84 FF FF FF FF", "", 6},
-        {kString, "04 03 41 42", "get string overflow of message", 2},
-        {kBits, "03 02 00", "get bits overflow of message", 2},
-        {kBits, "03 00", "Invalid bitstring", 2},
-        {kBits, "03 02 08 FF", "Invalid bitstring", 2},
-        {kOid, "06 03 2B 06", "get oid overflow of message2 3 4", 2},
-        {kOid, "06 03 2B 06 81", "malformed oid", 5},
-        {kSeq, "30 02 01", "", 2},
-        {kSeq, "30 84 80 00 00 00", "", 6},
-    };
-    struct : tn::Sources {
-        uint64_t bootNanoseconds() override { return now += 1'000'000'000; }
-        uint64_t now = 0;
-    } clock;  // lines are left out when they follow each other too fast
-    tn::setSources(&clock);
+    const Case cases[] = {{kLen, "", "", 0},
+                          {kLen, "80", "we don't support indefinite lengths", 0},
+                          {kLen, "85 00 00 00 00 01", "we can't support data lengths that long", 0},
+                          {kLen, "82 01", "malformed in getLen", 1},
+                          {kLen, "84 80 00 00 00", "", 5},
+                          {kInt, "", "", 0},
+                          {kInt, "02 84 FF FF FF FF 01", "", 6},
+                          {kInt, "02 84 7F FF FF FF 01", "get int overflow of message", 6},
+                          {kInt, "02 02 01", "get int overflow of message", 2},
+                          {kInt, "02 05 01 00 00 00 00", "I don't support such large integers 2", 2},
+                          {kInt, "02 06 00 00 00 00 00 01", "I don't support such large integers", 2},
+                          {k64, "46 02 01", "get 64 overflow of message", 2},
+                          {k64, "46 09 00 FF FF FF FF FF FF FF FF", "invalig counter64 size", 2},
+                          {kNull, "05 01 00", "malformed null", 2},
+                          {kNull, "05 84 FF FF FF FF", "", 6},
+                          {kString, "04 03 41 42", "get string overflow of message", 2},
+                          {kBits, "03 02 00", "get bits overflow of message", 2},
+                          {kBits, "03 00", "Invalid bitstring", 2},
+                          {kBits, "03 02 08 FF", "Invalid bitstring", 2},
+                          {kOid, "06 03 2B 06", "get oid overflow of message2 3 4", 2},
+                          {kOid, "06 03 2B 06 81", "malformed oid", 5},
+                          {kSeq, "30 02 01", "", 2},
+                          {kSeq, "30 84 80 00 00 00", "", 6}};
     for (const auto& [read, message, reason, position] : cases) {
         InStream in(octets(message));
-        testing::internal::CaptureStdout();
-        EXPECT_FALSE(read(in)) << message;
         const std::string line = *reason == '\0' ? "" : "SNMP InStream: " + std::string(reason) + "\n";
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), line) << message;
+        const auto fails = [&, readValue = read] { EXPECT_FALSE(readValue(in)); };
+        EXPECT_EQ(said(fails), line) << message;
         EXPECT_EQ(in.position(), position) << message;
     }
-    tn::setSources(nullptr);
 }
 
 TEST(InStream, NamesThatOverlapAreRefusedAndAnotherMessageStartsAfresh) {
@@ -100,20 +91,15 @@ void expectReads(const std::vector<std::pair<const char*, T>>& cases, const T& l
 }
 
 TEST(InStream, ReadsLenientForms) {
-    expectReads<&InStream::getInt, unsigned>({
-        {"02 00", 0},
-        {"02 01 FF", 0xFFFFFFFF},
-        {"02 02 FF 80", 0xFFFFFF80},
-        {"02 04 00 00 00 05", 5},
-        {"02 05 00 FF FF FF FF", 0xFFFFFFFF},
-        {"02 84 00 00 00 01 07", 7},
-        {"41 02 80 00", 0xFFFF8000},  // sign-extended whatever the tag
-    });
-    expectReads<&InStream::get64, unsigned long long>({
-        {"46 00", 0},
-        {"46 01 FF", 0xFF},
-        {"46 08 FF FF FF FF FF FF FF FE", 0xFFFFFFFFFFFFFFFE},
-    });
+    expectReads<&InStream::getInt, unsigned>({{"02 00", 0},
+                                              {"02 01 FF", 0xFFFFFFFF},
+                                              {"02 02 FF 80", 0xFFFFFF80},
+                                              {"02 04 00 00 00 05", 5},
+                                              {"02 05 00 FF FF FF FF", 0xFFFFFFFF},
+                                              {"02 84 00 00 00 01 07", 7},
+                                              {"41 02 80 00", 0xFFFF8000}});  // sign-extended whatever the tag
+    expectReads<&InStream::get64, unsigned long long>(
+        {{"46 00", 0}, {"46 01 FF", 0xFF}, {"46 08 FF FF FF FF FF FF FF FE", 0xFFFFFFFFFFFFFFFE}});
     expectReads<&InStream::getOID, OID>(
         {
             {"06 03 2B 06 01", {1, 3, 6, 1}},
@@ -142,9 +128,7 @@ TEST(InStream, LeavingAValueSkipsWhatIsLeftOrReadTooFarAndNeedsOneEntered) {
     EXPECT_TRUE(in.isSeqEnd()) << "past the end counts as the end";
     in.exitSeq();
     EXPECT_EQ(in.position(), 8U);
-    testing::internal::CaptureStdout();
-    in.exitSeq();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "SNMP InStream: exitSeq when seqEndp is empty!\n");
+    EXPECT_EQ(said([&] { in.exitSeq(); }), "SNMP InStream: exitSeq when seqEndp is empty!\n");
     EXPECT_EQ(in.position(), 8U);
 
     in.read(octets("05 00"));

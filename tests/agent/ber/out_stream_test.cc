@@ -3,31 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 
 #include "agent/ber/tags.h"
 #include "agent/ber/variable_binding.h"
 #include "tests/agent/ber/octets.h"
-#include "tn/sources.h"
+#include "tests/agent/said.h"
 #include "wire/codec.h"
 
 namespace snmp {
 namespace {
-
-// What is said meanwhile, a minute after all that was said before: a stranger's lines are few in a second.
-std::string said(const std::function<void()>& f) {
-    struct : tn::Sources {
-        uint64_t bootNanoseconds() override { return now; }
-        uint64_t now = tn::sources().bootNanoseconds();
-    } clock;
-    static uint64_t minutes = 0;
-    clock.now += ++minutes * 60'000'000'000;
-    tn::setSources(&clock);
-    testing::internal::CaptureStdout();
-    f();
-    tn::setSources(nullptr);
-    return testing::internal::GetCapturedStdout();
-}
 
 // The octets that are written and the line that says why there are none.
 std::string written(const std::function<void(OutStream&)>& write) {
@@ -38,7 +22,6 @@ std::string written(const std::function<void(OutStream&)>& write) {
 
 TEST(OutStream, NumbersHaveTheShortestFormAndNegativeOnesAnOctetMore) {
     const std::pair<unsigned long long, const char*> cases[] = {
-        // the tag is that of the result
         {0, "02 01 00"},
         {127, "02 01 7F"},
         {128, "02 02 00 80"},
@@ -54,8 +37,7 @@ TEST(OutStream, NumbersHaveTheShortestFormAndNegativeOnesAnOctetMore) {
         {0, "46 01 00"},
         {255, "46 02 00 FF"},
         {0x7FFFFFFFFFFFFFFF, "46 08 7F FF FF FF FF FF FF FF"},
-        {0x8000000000000000, "46 09 00 80 00 00 00 00 00 00 00"},
-    };
+        {0x8000000000000000, "46 09 00 80 00 00 00 00 00 00 00"}};
     for (const auto& [value, expected] : cases) {
         const auto add = [v = value, tag = octets(expected)[0]](OutStream& out) {
             tag == tag::Counter64 ? out.add(v, tag) : out.add(static_cast<unsigned>(v), tag);
@@ -67,18 +49,16 @@ TEST(OutStream, NumbersHaveTheShortestFormAndNegativeOnesAnOctetMore) {
 TEST(OutStream, OidIsBase128OrNotWritten) {
     const char* const tooShort = "SNMP OutStream: cannot encode OID shorter that 2\n";
     const char* const invalid = "SNMP OutStream: encoding invalid OID\n";
-    const std::pair<OID, const char*> cases[] = {
-        {{0, 0}, "06 01 00"},
-        {{2, 39}, "06 01 77"},
-        {{1, 3, 127, 128}, "06 04 2B 7F 81 00"},
-        {{1, 3, 16383, 16384}, "06 06 2B FF 7F 81 80 00"},
-        {{1, 3, 4294967295}, "06 06 2B 8F FF FF FF 7F"},
-        {{}, tooShort},
-        {{1}, tooShort},
-        {{3, 0}, invalid},
-        {{1, 40}, invalid},
-        {{2, 40}, invalid},
-    };
+    const std::pair<OID, const char*> cases[] = {{{0, 0}, "06 01 00"},
+                                                 {{2, 39}, "06 01 77"},
+                                                 {{1, 3, 127, 128}, "06 04 2B 7F 81 00"},
+                                                 {{1, 3, 16383, 16384}, "06 06 2B FF 7F 81 80 00"},
+                                                 {{1, 3, 4294967295}, "06 06 2B 8F FF FF FF 7F"},
+                                                 {{}, tooShort},
+                                                 {{1}, tooShort},
+                                                 {{3, 0}, invalid},
+                                                 {{1, 40}, invalid},
+                                                 {{2, 40}, invalid}};
     for (const auto& [oid, expected] : cases)
         EXPECT_EQ(written([name = oid](OutStream& out) { out.addOID(name, tag::ObjectIdentifier); }), expected) << oid;
     const std::string flood = written([](OutStream& out) {
@@ -110,8 +90,7 @@ TEST(OutStream, LengthsAreWidenedWhenTheValueIsClosed) {
     const std::pair<size_t, const char*> cases[] = {
         {127, "30 7F 04 7D"},          {128, "30 81 80 04 7E"},          {255, "30 81 FF 04 81 FC"},
         {256, "30 82 01 00 04 81 FD"}, {300, "30 82 01 2C 04 82 01 28"}, {65535, "30 82 FF FF 04 82 FF FB"},
-        {65536, "30 00 04 82 FF FC"},
-    };
+        {65536, "30 00 04 82 FF FC"}};
     for (const auto& [length, start] : cases) {
         OutStream out;
         out.startSeq(tag::Sequence);
@@ -188,8 +167,7 @@ TEST(OutStream, TextBecomesAValueOfTheTypeAsked) {
         {tag::UInteger32, "128", "47 02 00 80"},
         {tag::Gauge32, "1", ""},
         {tag::Opaque, "1", ""},
-        {tag::Counter64, "1", ""},
-    };
+        {tag::Counter64, "1", ""}};
     for (const auto& [type, text, expected] : cases)
         EXPECT_EQ(written([t = type, x = text](OutStream& out) { out.addByType(x, t); }), expected) << text;
     const auto varbind = [](OutStream& out) { out.addVarBind({OID{1, 3, 6}, tag::Gauge32, "5"}); };

@@ -103,15 +103,6 @@ TEST_F(CreateReplyTest, BulkLimits) {
     }
 }
 
-TEST_F(CreateReplyTest, BulkAnswersNonRepeatersOnceAndTheRestRepeatedly) {
-    EXPECT_THAT(bulk({"1.3.1", "1.3.1"}, 1, 3).bindings,
-                ElementsAre(number("1.3.1.0", 1), number("1.3.1.0", 1), number("1.3.2.0", 2), number("1.3.3.0", 3)));
-    EXPECT_THAT(bulk({"1.3.1", "1.3.2"}, 1, 0).bindings, ElementsAre(number("1.3.1.0", 1)));
-    EXPECT_THAT(bulk({"1.3.1", "1.3.2"}, 9, 50).bindings, ElementsAre(number("1.3.1.0", 1), number("1.3.2.0", 2)));
-    EXPECT_THAT(bulk({"1.3.4"}, 0, 3).bindings,
-                ElementsAre(number("1.3.4.0", 4), endOfView("1.3.4"), endOfView("1.3.4")));
-}
-
 TEST_F(CreateReplyTest, AReplyThatCanNotBeSentIsTooBigAndEmpty) {
     addScalarConstStringLeaf(OID{1, 3, 5}, std::string(30000, 'x'), tag::OctetString);
     EXPECT_EQ(get({"1.3.5.0", "1.3.5.0"}).bindings.size(), 2U);

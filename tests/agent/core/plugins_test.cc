@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/agent/said.h"
 #include "tests/tn/temp_root.h"
 
 namespace snmp {
@@ -32,9 +33,7 @@ class PluginsTest : public testing::Test {
 
     /// The lines that loading the folder writes, the folder itself as ".".
     std::vector<std::string> linesOfLoading() {
-        testing::internal::CaptureStderr();
-        loadPlugins(folder);
-        std::istringstream text(testing::internal::GetCapturedStderr());
+        std::istringstream text(said([this] { loadPlugins(folder); }));
         std::vector<std::string> lines;
         for (std::string line; std::getline(text, line);) {
             if (line.starts_with("terminate called") || line.starts_with("  what():")) continue;  // the C++ runtime's

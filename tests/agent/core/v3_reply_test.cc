@@ -84,22 +84,11 @@ class V3ReplyTest : public AgentTest {
     Context context_{{}};  // one for all requests, as the agent has it
 };
 
-TEST_F(V3ReplyTest, DiscoveryReportsEngineBootsAndTime) {
-    EXPECT_EQ(errorOf(ask(wire::Manager(), {.pdu = pdu::GetRequest, .bindings = {}})), 3);
-    wire::Manager longest;
-    longest.user.assign(65'450, 'u');
-    EXPECT_FALSE(send(longest, longest.request(getOne()))) << "its Report doesn't fit a datagram";
-}
-
 TEST_F(V3ReplyTest, TheCountersOfReportsAreServed) {
     start_usm_module();
+    opensCommon();
     Context::v3counters = {10, 20, 30, 40, 50, 60};
-    const std::string stats = "1.3.6.1.6.3.15.1.1.";
-    const auto reply = ask(manager(1), {.pdu = pdu::GetRequest,
-                                        .bindings = {null(stats + "1.0"), null(stats + "4.0"), null(stats + "6.0")}});
-    ASSERT_TRUE(reply);
-    EXPECT_EQ(shown(reply->scoped.body.bindings), "10 40 60");
-    EXPECT_EQ(reply->scoped.body.bindings[0].tag, tag::Counter32);
+    EXPECT_EQ(shown(walk("1.3.6.1.6.3.15")), "10 20 30 40 50 60");
 }
 
 TEST_F(V3ReplyTest, AMessageIsAcceptedWithin15SecondsOfItsTimeAndNotBefore) {
@@ -178,16 +167,9 @@ TEST_F(V3ReplyTest, ShortDigestsAreComparedOverTheirOwnLengthUnlessStrict) {
             EXPECT_EQ(reply->header.auth.size(), strict ? 0 : size);
         }
         m.authSize = 1;
-        wire::Bytes request = m.request(getOne());
-        std::string why;
-        const size_t digestAt = wire::decodeV3(request, why)->authAt;
-        unsigned accepted = 0;
-        for (unsigned guess = 0; guess < 256; ++guess) {
-            request[digestAt] = static_cast<uint8_t>(guess);
-            Context c(request);
-            accepted += createReply(c, IPAddr6::ofIPv4(0x7f000001)) && c.v3Error == V3Error::None ? 1 : 0;
-        }
-        EXPECT_EQ(accepted, strict ? 0U : 1U);
+        m.authPassword = "guess";
+        EXPECT_EQ(errorOf(send(manager(1), m.request(getOne()))), 4);
+        m.authPassword = "authentication";
         for (const uint32_t level : {1U, 2U}) EXPECT_EQ(errorOf(manager(level)), -1);
     }
 }
@@ -295,6 +277,9 @@ TEST_F(V3ReplyTest, TheLargestReplyThatFitsIsSentAtEveryLevel) {
         }
         EXPECT_GT(largest, kMaxMessage - 16) << level;
     }
+    wire::Manager longest;
+    longest.user.assign(65'450, 'u');
+    EXPECT_FALSE(send(longest, longest.request(getOne()))) << "its Report doesn't fit a datagram";
 }
 
 TEST_F(V3ReplyTest, AnAlteredMessageGetsNoValueIntoASignedAnswer) {
