@@ -53,15 +53,6 @@ TEST_F(SnmpLooperTest, ATakenPortIsLoggedAndOneFreedCanBeBound) {
     close(loopbackSocket(bind, address));  // the port is free again
 }
 
-TEST_F(SnmpLooperTest, OnlyCommandsOfTrapsSendOne) {
-    for (const auto& [command, line] :
-         {std::pair(77U, ""), std::pair(tn::cmd::Changed, "send_trap: snmp disabled\n")}) {
-        testing::internal::CaptureStderr();
-        EXPECT_EQ(errorOf(agent->path(), command, {}), "");
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), line) << command;
-    }
-}
-
 TEST_F(SnmpLooperTest, TheLoopGetsItsTurnAfter32DatagramsOr20Milliseconds) {
     sockaddr_in address{};
     close(loopbackSocket(bind, address));  // for a port that is free

@@ -128,20 +128,19 @@ TEST_F(ColumnarTest, NonsenseOfAnOwnerIsBoundedAndNeverAnswered) {
         for (const uint32_t id : ids) all.push_back(messageOf({{tn::field::ObjectId, id}, {tn::field::NextId, next}}));
         return messageOf({{tn::field::Objects, all}, {tn::field::Continue, next}});
     };
+    const tn::message noIds = messageOf({{tn::field::Objects, Messages(3)}, {tn::field::Continue, 1U}});
+    const tn::message noItems = messageOf({{tn::field::Objects.number, "x"}, {tn::field::Continue, 1U}});
     const std::vector<std::function<tn::message(uint32_t)>> lies = {
         [&](uint32_t) {
-            return items(Ids{5, 5, 4, 3, 9, 9}, 1);
+            return items({5, 5, 4, 3, 9, 9}, 1);
         },                                                       // repeats, goes back
         [&](uint32_t) { return items({7}, 7); },                 // stands still
         [&](uint32_t) { return items({}, 3); },                  // continues without items
         [&](uint32_t) { return items(Ids(500, 8), 9); },         // more than requested, all one row
         [&](uint32_t from) { return items({from}, from + 1); },  // continues for ever
-        [](uint32_t) {
-            return messageOf({{tn::field::Objects, Messages(3)}, {tn::field::Continue, 1U}});
-        },  // no ids
-        [](uint32_t) {
-            return messageOf({{tn::field::Objects.number, "x"}, {tn::field::Continue, 1U}});
-        }};
+        [&](uint32_t) { return noIds; },
+        [&](uint32_t) { return noItems; },
+    };
     for (const auto& lie : lies) {
         ports.lies = [&lie](const tn::message& m) { return lie(m.get_u32(tn::field::Continue)); };
         ports.fetches = 0;

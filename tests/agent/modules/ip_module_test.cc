@@ -10,7 +10,6 @@ namespace snmp {
 namespace {
 
 namespace addresses = contracts::addresses;
-namespace arp = contracts::arp;
 namespace routes = contracts::routes;
 
 const std::string kCidr = "1.3.6.1.2.1.4.24.4.1.";
@@ -21,10 +20,8 @@ class IpModuleTest : public AgentTest {
     IpModuleTest() {
         opensCommon(true);
         addresses.keyFields = {addresses::Address};
-        arpEntries.keyFields = {arp::Interface, arp::Address};
         routes.keyFields = {routes::Destination, routes::Mask, routes::Gateway};
         agent->addHandler(addresses::kPath, &addresses);
-        agent->addHandler(arp::kPath, &arpEntries);
         agent->addHandler(routes::kPath, &routes);
         agent->addHandler(contracts::queues::kInterfacesPath, &simple);
         agent->addHandler(contracts::queues::kTreePath, &tree);
@@ -47,7 +44,7 @@ class IpModuleTest : public AgentTest {
         return dest + "." + mask + "." + std::to_string(tos) + "." + hop;
     }
 
-    TableOwner addresses, arpEntries, routes, simple, tree;
+    TableOwner addresses, routes, simple, tree;
     uint32_t lastRoute = 0;
 };
 
@@ -62,34 +59,11 @@ TEST_F(IpModuleTest, AddressesInForceAreListed) {
     EXPECT_EQ(values({"1.3.6.1.2.1.4.1.0", "1.3.6.1.2.1.4.2.0"}), "1 255");
 }
 
-TEST_F(IpModuleTest, NeighborsByInterfaceAndAddress) {
-    uint32_t id = 0;
-    const auto has = [&](uint32_t ifIndex, uint32_t address, bool invalid, bool dynamic) {
-        tn::message& m = arpEntries.row(id++);
-        put(m, {{arp::Interface, ifIndex}, {arp::Address, Ip4{address}}, {tn::field::Invalid, invalid}});
-        put(m, {{arp::LinkAddress, Raw{2, 0, 0, 0, 0, 255}}, {arp::Dynamic, dynamic}});
-    };
-    has(2, 0x0a000001, false, true);
-    has(2, 0xc0000201, true, true);
-    has(10, 0x0a000001, false, false);
-    EXPECT_EQ(shown(walk("1.3.6.1.2.1.4.22")),
-              "2 2 10 02 00 00 00 00 FF 02 00 00 00 00 FF 02 00 00 00 00 FF "
-              "10.0.0.1 192.0.2.1 10.0.0.1 3 2 4");
-    EXPECT_EQ(value("1.3.6.1.2.1.4.22.1.4.2.192.0.2.1"), "2");
-}
-
-TEST_F(IpModuleTest, AKindIsARoutesTypeAndProtocolInBothTables) {
-    const std::map<uint32_t, std::pair<const char*, const char*>> known = {
-        {2, {"3 1", "3 2"}},   {3, {"4 2", "4 3"}},  {4, {"4 8", "4 8"}},  {6, {"4 13", "4 13"}},
-        {8, {"4 14", "4 14"}}, {30, {"4 2", "4 3"}}, {31, {"4 1", "3 2"}},
-    };
-    for (uint32_t kind = 0; kind <= 40; ++kind) route(0x0a000000 + kind, 0xffffffff, 0xc0000201, kind);
-    for (uint32_t kind = 0; kind <= 40; ++kind) {
-        const auto found = known.find(kind);
-        const auto& [older, cidr] = found != known.end() ? found->second : std::pair("4 1", "1 1");
-        const std::string dest = "10.0.0." + std::to_string(kind);
-        EXPECT_EQ(row(kRoute, {8, 9}, dest), older) << "kind " << kind;
-        EXPECT_EQ(row(kCidr, {6, 7}, key(dest, "255.255.255.255", "192.0.2.1")), cidr) << "kind " << kind;
+TEST_F(IpModuleTest, IpRouteTableHasItsOwnNumbersForProtocols) {
+    for (const auto& [kind, expected] :
+         std::map<uint32_t, const char*>{{2, "3 1"}, {3, "4 2"}, {8, "4 14"}, {31, "4 1"}}) {
+        route(0x0a000000 + kind, 0xffffffff, 0xc0000201, kind);
+        EXPECT_EQ(row(kRoute, {8, 9}, "10.0.0." + std::to_string(kind)), expected);
     }
 }
 

@@ -31,21 +31,16 @@ class SettingsTest : public AgentTest {
     }
     /// Any value of a setting but its default.
     static Field another(const Setting& row) {
-        switch (row.form) {
-            case Form::YesNo:
-                return {row.field, true};
-            case Form::Text:
-            case Form::EngineId:
-                return {row.field, "x"};
-            case Form::Generators:
-                return {row.field, std::vector<uint32_t>{7, 0}};
-            case Form::Targets:
-                return {row.field, Messages{messageOf({{setting::Target6, *IPAddr6::parse("2001:db8::1")}})}};
-            case Form::Interfaces:
-                return {row.field, Messages{messageOf({{setting::Interface, 5U}})}};
-            default:
-                return {row.field, 3U};
-        }
+        const tn::message target = messageOf({{setting::Target6, *IPAddr6::parse("2001:db8::1")}});
+        const std::map<Form, Field::Value> values = {
+            {Form::YesNo, true},
+            {Form::Text, "x"},
+            {Form::EngineId, "x"},
+            {Form::Generators, std::vector<uint32_t>{7, 0}},
+            {Form::Targets, Messages{target}},
+            {Form::Interfaces, Messages{messageOf({{setting::Interface, 5U}})}}};
+        const auto found = values.find(row.form);
+        return {row.field, found != values.end() ? found->second : Field::Value(3U)};
     }
     static void addGenerators() {
         scribers.push_back({"a", [] { calls.emplace_back("+a"); }, [] { calls.emplace_back("-a"); }});
@@ -183,14 +178,6 @@ TEST_F(SettingsTest, EngineBootsCountStartsAndRestartAtZero) {
     EXPECT_EQ(agent->v3Server().engineBoots, 11U);
     change({{setting::Enabled, false}});
     EXPECT_FALSE(agent->isEnabled());
-}
-
-TEST_F(SettingsTest, StepsOfTheStartAreLogged) {
-    testing::internal::CaptureStderr();
-    restart();
-    EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                HasSubstr("communityKeep = new CommunityKeep;\ncommunityKeep->init();\n"
-                          "addHandler(snmp::ID_COMMUNITIES, communityKeep);\n"));
 }
 
 TEST_F(SettingsTest, UsersBehindShortDigestsAreWarnedOf) {

@@ -83,17 +83,6 @@ TEST_F(InterfaceTrapsTest, OnlyTheInterfaceOwnerIsBelieved) {
     EXPECT_TRUE(ifStateMap.empty());
 }
 
-TEST_F(InterfaceTrapsTest, TheFilterNamesInterfacesOrAllByZeroOrNothing) {
-    const std::pair<std::set<uint32_t>, bool> cases[] = {
-        {{}, true}, {{0}, true}, {{5}, true}, {{0, 9}, true}, {{9}, false}};
-    for (const auto& [filter, passes] : cases) {
-        interfaceFilter = filter;
-        ifStateMap.clear();
-        EXPECT_EQ(!made(notification(5, 0x500)).empty(), passes);
-        EXPECT_EQ(ifStateMap.size(), passes ? 1U : 0U);
-    }
-}
-
 /// Takes subscriptions as every handler does.
 class Owner : public tn::Handler {
   public:
