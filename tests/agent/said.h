@@ -19,6 +19,7 @@ inline std::string said(const std::function<void()>& call) {
         uint64_t minutes = 0;
     } static clock;
     const tn::lstream log(tn::lstream::Sink::Stderr);
+    tn::Sources& before = tn::sources();
     clock.minutes += 10;
     tn::setSources(&clock);
     testing::internal::CaptureStderr();
@@ -28,7 +29,7 @@ inline std::string said(const std::function<void()>& call) {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     call();
-    tn::setSources(nullptr);
+    tn::setSources(&before);
     const std::string out = testing::internal::GetCapturedStdout();
     return out + testing::internal::GetCapturedStderr();
 }

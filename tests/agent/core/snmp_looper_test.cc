@@ -7,6 +7,7 @@
 #include "agent/mib/packer.h"
 #include "agent/mib/providers/data_provider.h"
 #include "tests/agent/agent_test.h"
+#include "tests/agent/said.h"
 
 namespace snmp {
 namespace {
@@ -38,11 +39,7 @@ TEST_F(SnmpLooperTest, ATakenPortIsLoggedAndOneFreedCanBeBound) {
     const int other = loopbackSocket(bind, address);
     agent.reset();
     agent = std::make_unique<SnmpLooper>(ntohs(address.sin_port));
-    const auto logged = [this] {
-        testing::internal::CaptureStderr();
-        agent->enable();
-        return testing::internal::GetCapturedStderr();
-    };
+    const auto logged = [this] { return said([this] { agent->enable(); }); };
     const std::string port = std::to_string(ntohs(address.sin_port));
     EXPECT_EQ(logged(), "cannot create service connection\nUDP port " + port + ": Address already in use\n");
     EXPECT_FALSE(agent->isEnabled());

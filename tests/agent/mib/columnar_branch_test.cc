@@ -100,14 +100,6 @@ TEST_F(ColumnarTest, EachItemOfAGroupGetsItsOwnAnswer) {
     EXPECT_EQ(v1.errorIndex, 3U);
     EXPECT_THAT(v1.bindings,
                 ElementsAre(number("1.3.5.1.1", 1), text("1.3.5.2.1", "p1"), null("1.3.5.9"), null("1.3.5.1")));
-    EXPECT_THAT(
-        bulk({"1.3.5.1", "1.3.5.1.1", "1.3.5.2"}, 2, 2).bindings,
-        ElementsAre(number("1.3.5.1.1", 1), number("1.3.5.1.2", 2), text("1.3.5.2.1", "p1"), text("1.3.5.2.2", "p2")));
-}
-
-TEST_F(ColumnarTest, AnEmptyTableIsSteppedOver) {
-    EXPECT_EQ(shown(next({"1.3.5", "1.3.5.1.7"}).bindings), "6 6");
-    EXPECT_THAT(bulk({"1.3.5.2"}, 0, 2).bindings, ElementsAre(number("1.3.6.0", 6), endOfView("1.3.5.2")));
 }
 
 TEST_F(ColumnarTest, AnOwnerThatIsDownCostsItsOwnRows) {

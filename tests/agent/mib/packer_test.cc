@@ -37,7 +37,7 @@ bool unpacked(const Packer& packer, Row& row, const wire::Bytes& value) {
     return packer.unpack(&row, c);
 }
 
-constexpr tn::be32_id kSecondField{2}, kThirdField{3};
+constexpr tn::be32_id kSecondField{2};
 
 TEST(PackerTest, WhatIsPackedUnpacksToTheSame) {
     Row row;
@@ -98,21 +98,6 @@ TEST(PackerTest, IndexFormsGoThereAndBack) {
     EXPECT_TRUE(index.empty());
     EXPECT_EQ(fromIndex, fromRecord);
     EXPECT_EQ(fromIndex.get_be32(kSecondField), 0x0a010203U);
-}
-
-TEST(PackerTest, IncompleteIndexesAreFilledUpOrRefused) {
-    Row row;
-    row.raw = {1, 2, 3, 4, 5};
-    EXPECT_TRUE(kMacPacker.getAsKey(&row).empty()) << "a value of another length has no index";
-    tn::message m;
-    OID four{1, 2, 3, 4}, two{10, 0};
-    EXPECT_FALSE(kMacPacker.addKeyToMessage(four, m, 1));
-    EXPECT_FALSE(packerOf(tag::IpAddress, &Row::address)->addKeyToMessage(two, m, 3));
-    for (OID bad : {OID{3, 97, 98}, OID{2, 97, 256}, OID{}})
-        EXPECT_FALSE(packerOf(tag::OctetString, &Row::text)->addKeyToMessage(bad, m, 2));
-    tn::message expected;
-    expected.insert_be32(kThirdField, 0x0a000000);
-    EXPECT_EQ(m, put(expected, {{1, Raw{1, 2, 3, 4, 0, 0}}}));
 }
 
 TEST(PackerTest, ConstantsIgnoreWritesAndMatchTheirOwnIndexOnly) {

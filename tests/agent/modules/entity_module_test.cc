@@ -78,13 +78,5 @@ TEST_F(EntityModuleTest, OnlyTheChassisIsWritten) {
     EXPECT_EQ(set({text(kEntity + "14.65537", "mine")}).errorStatus, 2U);
 }
 
-TEST_F(EntityModuleTest, OwnersThatAreDownCostTheirOwnPart) {
-    device(usb, 1, "usb");
-    start_entity_module();
-    owner(system_info::kPath).reply = tn::errorMsg(tn::error::Unreachable, "no owner");
-    pci.lies = [](const tn::message&) { return tn::errorMsg(tn::error::TimedOut, "no answer"); };
-    EXPECT_EQ(shown(walk(kEntity + "2", 10)), "Tarnix  on  usb2 usb3");
-}
-
 }  // namespace
 }  // namespace snmp

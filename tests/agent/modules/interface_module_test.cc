@@ -60,9 +60,8 @@ TEST_F(InterfaceModuleTest, ARowShowsWhatTheOwnerSays) {
 }
 
 TEST_F(InterfaceModuleTest, SpeedAndTypeFollowTheKind) {
-    const std::pair<uint32_t, const char*> cases[] = {{1, "1000000000 6"},  {5, "11000000 71"}, {12, "100000000 209"},
-                                                      {17, "10000000 131"}, {21, "128000 131"}, {3, "10000000 1"},
-                                                      {36, "10000000 1"},   {0, "10000000 1"}};
+    const std::pair<uint32_t, const char*> cases[] = {
+        {1, "1000000000 6"}, {5, "11000000 71"}, {21, "128000 131"}, {36, "10000000 1"}};
     uint32_t id = 10;
     for (const auto& [kind, expected] : cases) hasInterface(id++, kind);
     hasInterface(50, interfaces::kind::Vlan).insert_u32(interfaces::Parent, 10);  // a VLAN on the first one

@@ -7,6 +7,7 @@
 #include "contracts/snmp_settings.h"
 #include "contracts/supervisor.h"
 #include "tests/agent/agent_test.h"
+#include "tests/agent/said.h"
 
 namespace snmp {
 namespace {
@@ -181,11 +182,7 @@ TEST_F(SettingsTest, EngineBootsCountStartsAndRestartAtZero) {
 }
 
 TEST_F(SettingsTest, UsersBehindShortDigestsAreWarnedOf) {
-    const auto loggedAtStart = [this] {
-        testing::internal::CaptureStderr();
-        agent->init();
-        return testing::internal::GetCapturedStderr();
-    };
+    const auto loggedAtStart = [this] { return said([this] { agent->init(); }); };
     constexpr const char* kWarning = "can be impersonated without a password";
     EXPECT_THAT(loggedAtStart(), Not(HasSubstr(kWarning)));
     addEntry("ops", "0.0.0.0/0", 1);

@@ -83,30 +83,21 @@ TEST_F(InterfaceTrapsTest, OnlyTheInterfaceOwnerIsBelieved) {
     EXPECT_TRUE(ifStateMap.empty());
 }
 
-/// Takes subscriptions as every handler does.
-class Owner : public tn::Handler {
-  public:
-    void subscribed(uint32_t command, const tn::message& filter) override {
-        EXPECT_EQ(command, interfaces::kStatusChanged);
-        EXPECT_EQ(filter.get_u32(interfaces::Flags, 7), 0U);
-        EXPECT_EQ(filter.get_u32(interfaces::Status), interfaces::kStatusChanges);
-        ++subscribers;
-    }
-    void unsubscribed(uint32_t, const tn::message&) override { --subscribers; }
-    int subscribers = 0;
-};
-
 TEST_F(InterfaceTrapsTest, TheMakerIsThereAsLongAsTheSubscription) {
-    Owner interfaces;
-    agent->addHandler(interfaces::kPath, &interfaces);
+    const ScriptedOwner& interfaces = owner(interfaces::kPath);
     scribers.push_back({"interfaces", interfaceSubscribe, interfaceUnSubscribe});
     trapMakers.push_back(alderTrapMaker);
     for (const int wanted : {0, 1, 1, 0, 1}) {
         change({{setting::TrapGenerators, std::vector<uint32_t>{0xabc0001, wanted == 1 ? 0U : 4U}}});
-        EXPECT_EQ(interfaces.subscribers, wanted);
+        int subscribers = 0;
+        for (const tn::message& m : interfaces.requests)
+            subscribers += m.get_u32(tn::field::Command) == tn::cmd::Subscribe ? 1 : -1;
+        EXPECT_EQ(subscribers, wanted);
         EXPECT_EQ(std::ranges::count(trapMakers, &interfaceTrapMaker), wanted);
         EXPECT_EQ(trapMakers.front(), &alderTrapMaker);
     }
+    EXPECT_EQ(interfaces.requests[0].get_message(tn::field::NotifyFilter),
+              messageOf({{interfaces::Flags, 0U}, {interfaces::Status, interfaces::kStatusChanges}}));
 }
 
 }  // namespace

@@ -52,9 +52,7 @@ class DevicesTest : public ::testing::Test {
         return all;
     }
     static uint32_t switchOff(UsbReset& owner, uint32_t seconds = usb_reset::kMaxSeconds) {
-        tn::message request;
-        request.insert_u32(usb_reset::Seconds, seconds);
-        return errorOf(ask(owner, usb_reset::kSwitchOff, request));
+        return errorOf(ask(owner, usb_reset::kSwitchOff, tn::with({}, usb_reset::Seconds, seconds)));
     }
     ManualClock clock;
     tn::TempTree tree;
@@ -96,11 +94,9 @@ TEST_F(DevicesTest, ADamagedListOfNamesCostsNamesOnly) {
     }
     EXPECT_THAT(PciReader(tree.path("none")).read().rows, IsEmpty());
 
-    PciReader patient(tree.path(), tree.path("later"));
     PciReader hasty(tree.path(), tree.path("later"), std::chrono::milliseconds(0));
-    for (PciReader* reader : {&patient, &hasty}) EXPECT_NE(reader->read().problem, "");
+    EXPECT_NE(hasty.read().problem, "");
     tree.write("later", kIds);
-    EXPECT_EQ(patient.read().rows.at(0).model, "Device 100e");  // not each second
     EXPECT_EQ(hasty.read().rows.at(0).model, "82540EM Gigabit Ethernet Controller");
     EXPECT_EQ(hasty.read().problem, "");
 }
@@ -124,12 +120,6 @@ TEST_F(DevicesTest, UsbRowsAreWhatDevicesSayAndTheListKnows) {
                                                    "Linux Foundation", "xHCI Host Controller"));
     EXPECT_THAT(texts(rows[1], names), ElementsAre("FTDI, Ltd", "FT232", "", "FTDI, Ltd", "FT232"));
     EXPECT_THAT(texts(rows[2], names), ElementsAre("Vendor dead", "Device beef", "", "Vendor dead", "Device beef"));
-
-    // Pulled out and plugged in again: the kernel counts on, and so does the table.
-    tree.remove("bus/usb/devices/1-1.4");
-    EXPECT_TRUE(becomes(table, usb_devices::Name, {"129:usb1", "257:usb2"}));
-    plugUsb("1-1.4", "1", "10", "0403", "6001");
-    EXPECT_TRUE(becomes(table, usb_devices::Name, {"129:usb1", "138:1-1.4", "257:usb2"}));
 }
 
 TEST_F(DevicesTest, UsbNamesAreLookedUpOnceTheyAreKnown) {

@@ -32,12 +32,10 @@ TEST(Mountinfo, GivesEachFileSystemOnceUnderAPathThatLeadsToIt) {
         "38 27 0:51 / /keys rw - fuse.sshfs me@host:\\040x rw\n"
         "39 27 0:52 / /fetched rw - autofs /etc/auto.misc rw\n"  // querying it would mount it
         "40 27 0:53 / /tank rw - zfs tank rw\n"
-        "41 27 0:54 / /tank/a rw - zfs tank/a rw\n"
         "42 27 0:55 / /tank/.zfs/snapshot/s ro - zfs tank@s ro\n"
         "43 27 0:56 / /flash rw - ubifs ubi0:rootfs rw\n"
         "44 27 0:57 / /pods/1/merged rw - overlay overlay rw,upperdir=/u\n"
         "45 27 0:58 / /run/portal rw - fuse /dev/fuse rw\n"
-        "46 27 0:59 / /tmp rw - tmpfs tmpfs rw\n"
         "47 27 7:0 / /cut\n"
         "rubbish\n"
         "\n"
@@ -50,7 +48,6 @@ TEST(Mountinfo, GivesEachFileSystemOnceUnderAPathThatLeadsToIt) {
                                          {"0:50", "/net", "server:/x", Remote},
                                          {"0:51", "/keys", "me@host: x", Remote},
                                          {"0:53", "/tank", "tank", Dataset},
-                                         {"0:54", "/tank/a", "tank/a", Dataset},
                                          {"0:56", "/flash", "ubi0:rootfs", Local},
                                          {"7:1", "/last", "/dev/loop1", Local}};
     EXPECT_EQ(mounts, expected);
@@ -128,12 +125,11 @@ class DiskReaderTest : public ::testing::Test {
     }
     /// Whether a reading ends before its timeout; on a busy machine it may not every time.
     static bool isSwift(DiskReader& reader) {
-        for (int i = 0; i < 20; ++i) {
+        return eventually([&] {
             const auto before = std::chrono::steady_clock::now();
             static_cast<void>(reader.read());
-            if (std::chrono::steady_clock::now() - before < DiskReader::kTimeout) return true;
-        }
-        return false;
+            return std::chrono::steady_clock::now() - before < DiskReader::kTimeout;
+        });
     }
     const std::string all = "abcdefghijklmn";
     tn::TempTree tree;

@@ -11,11 +11,7 @@ namespace hostd {
 
 namespace system_info = contracts::system_info;
 
-namespace {
-
 using ::testing::Pair;
-
-}  // namespace
 
 TEST(ProcessorLoads, AreTheMeanOfTheLastMinuteHoweverOftenTheyAreRead) {
     for (const uint64_t step : {1U, 5U, 15U, 30U}) {

@@ -15,13 +15,10 @@ TEST(Meminfo, TakesWhatIsThereAndNothingElse) {
         {"MemTotal:       16384 kB\nMemFree:  1 kB\nMemAvailable:    8192 kB\n", {16384, 8192}},
         {"MemAvailable: 8 kB\nMemTotal: 16 kB", {16, 8}},                          // no last newline
         {"MemTotal:       16384 kB\nMemFree:            4096 kB\n", {16384, {}}},  // a kernel without MemAvailable
-        {"MemAvailable:    8192 kB\n", {{}, 8192}},
-        {"MemTotal:\nMemAvailable: kB\n", {}},
         {"MemTotal: 12", {}},  // cut short: it may have been 12345 kB
         {"MemTotal: 12 MB\nMemAvailable: -1 kB\n", {}},
         {"MemTotal: 99999999999999999999999 kB\n", {}},
         {"MemTotal: 10 kB\nMemAvailable: 11 kB\n", {10, {}}},  // used would be negative
-        {"NotMemTotal: 5 kB\n\n\n", {}},
         {"", {}},
     };
     for (const auto& [text, expected] : cases) EXPECT_EQ(parseMeminfo(text), expected) << text;
@@ -51,8 +48,6 @@ TEST(Version, NamesTheDistributionWhenThereIsOne) {
         {"ID=debian\nPRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\nX=y\n", "Debian GNU/Linux 12 (bookworm)"},
         {"PRETTY_NAME='A \"b\"'", "A \"b\""},
         {"PRETTY_NAME=\"a \\\"b\\\" \\$c\"", "a \"b\" $c"},
-        {"PRETTY_NAME=Plain\n", "Plain"},
-        {"PRETTY_NAME=\"open", "open"},
         {"NOT_PRETTY_NAME=\"x\"\n", ""},
     };
     for (const auto& [text, name] : cases) EXPECT_EQ(prettyName(text), name);

@@ -112,12 +112,9 @@ TEST_F(LibvirtTest, WhyGuestsAreAbsentIsSaid) {
 TEST(Guests, StatesOfLibvirtHaveTheirNumbers) {
     const std::array<int, 4> cases[] = {
         // state, reason, state of a virtual machine, state of a podhost's guest
-        {VIR_DOMAIN_RUNNING, VIR_DOMAIN_RUNNING_BOOTED, 4, 3},
-        {VIR_DOMAIN_PAUSED, VIR_DOMAIN_PAUSED_USER, 2, 1},
         {VIR_DOMAIN_PAUSED, VIR_DOMAIN_PAUSED_STARTING_UP, 3, 2},
         {VIR_DOMAIN_PAUSED, VIR_DOMAIN_PAUSED_SHUTTING_DOWN, 1, 5},
         {VIR_DOMAIN_PAUSED, VIR_DOMAIN_PAUSED_CRASHED, 6, 1},
-        {VIR_DOMAIN_SHUTOFF, VIR_DOMAIN_SHUTOFF_DESTROYED, 2, 1},
         {VIR_DOMAIN_SHUTOFF, VIR_DOMAIN_SHUTOFF_CRASHED, 6, 1},
         {99, 0, 0, 7},
     };
@@ -146,13 +143,10 @@ TEST(GuestConfig, IsWhatTheDescriptionSays) {
          "fedora 40"},
         {withOs("<libosinfo xmlns" + xmlns + "<" + id + "</libosinfo>"), "fedora 40"},
         {withOs("<o:libosinfo xmlns:o='http://other'><o:" + id + "</o:libosinfo>"), "mail"},
-        {withOs("<libosinfo xmlns" + xmlns + "<os/></libosinfo>"), "mail"},
         {withOs("<libosinfo xmlns" + xmlns + "<os id='http://'/></libosinfo>"), "mail"},
         {withOs("<libosinfo xmlns" + xmlns + "<os id='http://fedoraproject.org'/></libosinfo>"), "mail"},
         {"", ""},
         {"<domain", ""},
-        {"<domain><title>x</domain>", ""},
-        {"text", ""},
     };
     for (const auto& [xml, comment] : comments) EXPECT_EQ(parseGuest(xml).comment, comment) << xml;
     EXPECT_EQ(parseGuest("<domain><devices><disk><source name='pool/image'/></disk></devices></domain>").disk,

@@ -18,16 +18,11 @@ constexpr std::string_view kInfo =
     "\tStorage Swap size:\t4294967299 KB\n"
     "\tStorage Swap capacity:\t 0.0% used, 100.0% free\n"
     "\tStorage Mem size:\t220 KB\r\n"
-    "\tUP Time:\t100.250 seconds\n"
-    "\tCPU Time:\t0.029 seconds";
+    "\tUP Time:\t100.250 seconds";
 constexpr std::string_view kCounters =
-    "sample_time = 1795293269.685839 (Sat, 21 Nov 2026 20:34:29 GMT)\n"
     "client_http.hits = 4294967298\n"
     "client_http.hit_kbytes_out = 17\n"
-    "client_http.kbytes_out = 21\n"
     "server.all.requests = 31\n"
-    "server.all.kbytes_in = 32\n"
-    "server.all.kbytes_out = 33\n"
     "server.http.requests = 99\n";
 
 }  // namespace
@@ -50,9 +45,7 @@ class ProxyTest : public ::testing::Test {
     /// Time passes for the owner.
     void pass(std::chrono::milliseconds time, const std::string& problem = "") {
         clock.time += time;
-        SquidReading reading{.problem = problem, .figures = {}};
-        if (problem.empty()) reading.figures = parseSquidPages(kInfo, kCounters, 1000.5);
-        squid.gives(reading);
+        squid.gives({problem, problem.empty() ? parseSquidPages(kInfo, kCounters, 1000.5) : SquidFigures()});
     }
     tn::message get() { return ask(proxy, tn::cmd::Get); }
 
@@ -64,9 +57,7 @@ class ProxyTest : public ::testing::Test {
 TEST_F(ProxyTest, ShowsSquidsCountersFromTheFirstQueryOnWhileItRuns) {
     pass(0ms);
     // A counter wraps (0x67), a size doesn't (0x6f).
-    EXPECT_EQ(PrintToString(get()),
-              "{0x64:u32=900, 0x66:u32=31, 0x67:u32=2, 0x6f:u32=4294967295, 0x71:u32=220, 0x79:u32=32, 0x7a:u32=33, "
-              "0x7b:u32=21}");
+    EXPECT_EQ(PrintToString(get()), "{0x64:u32=900, 0x66:u32=31, 0x67:u32=2, 0x6f:u32=4294967295, 0x71:u32=220}");
     pass(Proxy::kMaxAge, "connection refused");
     EXPECT_TRUE(get().empty());
     pass(1h);
