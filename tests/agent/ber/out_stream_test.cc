@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "agent/ber/tags.h"
 #include "agent/ber/variable_binding.h"
 #include "tests/agent/ber/octets.h"
@@ -57,10 +55,6 @@ TEST(OutStream, OidIsBase128OrNotWritten) {
                                                  {{2, 40}, invalid}};
     for (const auto& [oid, expected] : cases)
         EXPECT_EQ(written([name = oid](OutStream& out) { out.addOID(name, tag::ObjectIdentifier); }), expected) << oid;
-    const std::string flood = written([](OutStream& out) {
-        for (int i = 0; i < 100; ++i) out.addOID(OID{1}, tag::ObjectIdentifier);
-    });
-    EXPECT_EQ(std::count(flood.begin(), flood.end(), '\n'), 10) << "a Report repeats a stranger's names";
 }
 
 TEST(OutStream, StringsBitsAndNulls) {
@@ -161,7 +155,6 @@ TEST(OutStream, TextBecomesAValueOfTheTypeAsked) {
         {tag::Counter32, "-1", "41 05 00 FF FF FF FF"},
         {tag::TimeTicks, "4294967295", "43 05 00 FF FF FF FF"},
         {tag::UInteger32, "128", "47 02 00 80"},
-        {tag::Gauge32, "1", ""},
         {tag::Counter64, "1", ""}};
     for (const auto& [type, text, expected] : cases)
         EXPECT_EQ(written([t = type, x = text](OutStream& out) { out.addByType(x, t); }), expected) << text;

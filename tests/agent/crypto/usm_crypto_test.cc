@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "agent/ber/tags.h"
+#include "agent/ber/usm_writer.h"
 #include "agent/security/item.h"
 #include "tests/agent/ber/octets.h"
 #include "wire/manager.h"
@@ -23,22 +25,28 @@ TEST(UsmCrypto, PasswordsOfAnyLengthAreStretchedWhole) {
     EXPECT_EQ(hex(aKeyToBKey({}, kEngine, digest_method::Md5)), "76 8F B3 2D CD 07 5D FA 58 63 FF EB C4 B7 51 C7");
 }
 
-TEST(UsmCrypto, NothingIsDigestedOrEncryptedWithWhatIsTooShort) {
+TEST(UsmCrypto, NothingIsDigestedWithWhatIsTooShort) {
     const Octets pads(kPadsSize), message(20);
     EXPECT_EQ(digestMessage(message, pads, 8, 12, digest_method::Sha1).size(), 20U);
     EXPECT_TRUE(digestMessage(message, pads, 9, 12, digest_method::Sha1).empty());
     EXPECT_TRUE(digestMessage(message, pads, 21, 0, digest_method::Sha1).empty());
     EXPECT_TRUE(digestMessage(message, {}, 8, 12, digest_method::Sha1).empty());
     EXPECT_TRUE(digestMessage(message, pads, 8, 12, 2).empty());
+}
 
-    const Octets key(16, 1), shortKey(15, 1);
-    Octets text(16), odd(9);
-    EXPECT_FALSE(cryptMessageDES("7octets", key, text, true));
-    EXPECT_FALSE(cryptMessageDES("8 octets", shortKey, text, true));
-    EXPECT_FALSE(cryptMessageDES("8 octets", key, odd, false));
-    EXPECT_EQ(text, Octets(16));
-    EXPECT_TRUE(cryptMessageDES("8 octets", key, text, true));
-    EXPECT_NE(text, Octets(16));
+TEST(UsmCrypto, NothingPassesForEncryptedWithoutAKeyAndASalt) {
+    const auto canEncrypt = [](const Octets& key, const std::string& salt) {
+        V3Info info;
+        info.msgPrivacyParameters = salt;
+        info.msgAuthenticationParameters.resize(kAuthParamsSize);
+        UsmWriter out;
+        out.startSeq(tag::Sequence);
+        out.writeV3Info(info, security_level::Private);
+        return out.cryptPacket(info, {.digest = Octets(kPadsSize, 2), .crypt = key});
+    };
+    EXPECT_TRUE(canEncrypt(Octets(16, 1), "8 octets"));
+    EXPECT_FALSE(canEncrypt(Octets(15, 1), "8 octets") || canEncrypt({}, "8 octets"));
+    EXPECT_FALSE(canEncrypt(Octets(16, 1), "short"));
 }
 
 TEST(UsmCrypto, AnEntryOfAnUnknownProtocolOrWithoutAnEngineHasNoKeys) {

@@ -98,6 +98,12 @@ TEST(PackerTest, IndexFormsGoThereAndBack) {
     EXPECT_TRUE(index.empty());
     EXPECT_EQ(fromIndex, fromRecord);
     EXPECT_EQ(fromIndex.get_be32(kSecondField), 0x0a010203U);
+    // What is missing is filled up, and said to be incomplete.
+    OID four{1, 2, 3, 4}, two{10, 0};
+    tn::message filledUp;
+    EXPECT_FALSE(kMacPacker.addKeyToMessage(four, filledUp, 1));
+    EXPECT_FALSE(forms[1].first->addKeyToMessage(two, filledUp, kSecondField.number));
+    EXPECT_EQ(filledUp, messageOf({{1, Raw{1, 2, 3, 4, 0, 0}}, {kSecondField, Ip4{0x0a000000}}}));
 }
 
 TEST(PackerTest, ConstantsIgnoreWritesAndMatchTheirOwnIndexOnly) {

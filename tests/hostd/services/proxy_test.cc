@@ -30,7 +30,6 @@ constexpr std::string_view kCounters =
 TEST(SquidPages, GiveNothingForWhatTheyDoNotSay) {
     // Cut off, of another program, or with a clock that doesn't go with ours.
     const std::pair<const char*, const char*> none[] = {
-        {"", ""},
         {"<html>Storage Mem size", "client_http.hits"},
         {"UP Time: none\n", "client_http.hits = -1\n"},
         {"UP Time: 1001 seconds\n", ""},
