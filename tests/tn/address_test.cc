@@ -1,7 +1,8 @@
 #include "tn/address.h"
 
 #include <gtest/gtest.h>
-#include <netinet/in.h>
+
+#include <array>
 
 namespace tn {
 namespace {
@@ -9,54 +10,35 @@ namespace {
 IPAddr6 address(std::string_view text) { return IPAddr6::parse(text).value(); }
 IPPrefix6 prefix(std::string_view text) { return IPPrefix6::parse(text).value(); }
 
-TEST(Address, TextComesBackInItsShortestForm) {
+TEST(Address, TextComesBackInItsShortestFormWithTheFirstOctetMostSignificant) {
     for (const char* text : {"192.0.2.1", "::ffff:192.0.2.1"}) EXPECT_EQ(address(text).str(), "192.0.2.1");
+    EXPECT_EQ(address("192.0.2.1").getIPv4(), 0xc0000201U);
+    EXPECT_EQ(IPAddr6::ofIPv4(0xc0000201).str(), "192.0.2.1");
     EXPECT_EQ(address("2001:DB8:0:0::1").str(), "2001:db8::1");
     EXPECT_EQ(IPAddr6().str(), "::");
     for (const std::string_view bad : {"", "1.2.3", "1.2.3.256", "1.2.3.4 ", ":::", "fe80::1%eth0", "host"})
         EXPECT_FALSE(IPAddr6::parse(bad)) << bad;
     EXPECT_FALSE(IPAddr6::parse(std::string_view("1.2.3.4\0x", 9)));
-}
-
-TEST(Address, FirstOctetOfIPv4IsTheMostSignificant) {
-    EXPECT_EQ(address("192.0.2.1").getIPv4(), 0xc0000201U);
-    EXPECT_EQ(IPAddr6::ofIPv4(0xc0000201).str(), "192.0.2.1");
     EXPECT_TRUE(IPAddr6::ofIPv4(0).isIPv4());
     EXPECT_FALSE(IPAddr6::ofIPv4(0).empty());
     EXPECT_FALSE(address("::1").isIPv4());
 }
 
-TEST(Address, IsReadFromBothSocketFamilies) {
-    sockaddr_in v4{};
-    v4.sin_family = AF_INET;
-    v4.sin_addr.s_addr = htonl(0x7f000001);
-    EXPECT_EQ(IPAddr6::ofSockaddr(reinterpret_cast<sockaddr&>(v4)).str(), "127.0.0.1");
-    sockaddr_in6 v6{};
-    v6.sin6_family = AF_INET6;
-    v6.sin6_addr = in6addr_loopback;
-    EXPECT_EQ(IPAddr6::ofSockaddr(reinterpret_cast<sockaddr&>(v6)).str(), "::1");
-    v6.sin6_family = AF_UNIX;
-    EXPECT_TRUE(IPAddr6::ofSockaddr(reinterpret_cast<sockaddr&>(v6)).empty());
-}
-
 TEST(Prefix, HoldsExactlyItsBits) {
-    const struct {
-        const char *prefix, *inside, *outside;
-    } cases[] = {
+    const std::array<const char*, 3> cases[] = {
         {"192.0.2.0/25", "192.0.2.127", "192.0.2.128"},
         {"192.0.2.77/24", "192.0.2.1", "192.0.3.77"},  // host bits don't count
         {"10.0.7.0/255.0.255.0", "10.99.7.1", "10.99.8.1"},
         {"192.0.2.1", "192.0.2.1", "192.0.2.0"},
         {"2001:db8::/33", "2001:db8:7fff::1", "2001:db8:8000::"},
         {"::1/128", "::1", "::"},
-        {"0.0.0.0/0", "203.0.113.9", "::1"},  // any IPv4 is no IPv6, but any IPv6 is both
-        {"::/0", "203.0.113.9", nullptr},
-        {"::/0", "2001:db8::1", nullptr},
+        {"0.0.0.0/0", "203.0.113.9", "::1"},
     };
-    for (const auto& c : cases) {
-        EXPECT_TRUE(prefix(c.prefix).has(address(c.inside))) << c.prefix;
-        EXPECT_TRUE(c.outside == nullptr || !prefix(c.prefix).has(address(c.outside))) << c.prefix;
+    for (const auto& [all, inside, outside] : cases) {
+        EXPECT_TRUE(prefix(all).has(address(inside))) << all;
+        EXPECT_FALSE(prefix(all).has(address(outside))) << all;
     }
+    for (const char* any : {"203.0.113.9", "2001:db8::1"}) EXPECT_TRUE(prefix("::/0").has(address(any))) << any;
     EXPECT_EQ(IPPrefix6(), prefix("::/0"));
     EXPECT_EQ(IPPrefix6::ofIPv4(0, 0), prefix("0.0.0.0/0"));
     EXPECT_EQ(IPPrefix6::ofIPv6(address("::1"), 4000), prefix("::1/128"));

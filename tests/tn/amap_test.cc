@@ -1,7 +1,5 @@
 #include "tn/amap.h"
 
-#include <gmock/gmock.h>
-
 #include "tests/tn/listener.h"
 #include "tests/tn/temp_root.h"
 #include "tn/looper.h"
@@ -9,11 +7,7 @@
 namespace tn {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-
-constexpr char kStore[] = "/tern/store/shelf";
+constexpr char kShelfStore[] = "/tern/store/shelf";
 constexpr uint32_t kShelf = 70;
 constexpr string_id kName{5};
 constexpr string_id kAuthor{7};
@@ -53,7 +47,7 @@ class MapTest : public testing::Test {
         looper.addHandler(std::vector<uint32_t>{number::Supervisor}, &supervisor);
         open();
     }
-    void open(const std::string& store = kStore) {
+    void open(const std::string& store = kShelfStore) {
         shelf = std::make_unique<Shelf>(store);
         looper.addHandler(std::vector<uint32_t>{kShelf, 1}, shelf.get());
     }

@@ -1,14 +1,10 @@
 #include "tn/backlog.h"
 
-#include <gmock/gmock.h>
-
 #include "listener.h"
 #include "tn/thin_runner.h"
 
 namespace tn {
 namespace {
-
-using testing::ElementsAre;
 
 constexpr size_t kMebibyte = 1 << 20;
 

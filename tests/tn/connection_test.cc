@@ -1,6 +1,5 @@
 #include "tn/connection.h"
 
-#include <gmock/gmock.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -10,9 +9,6 @@
 
 namespace tn {
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 class ConnectionTest : public testing::Test {
   protected:
@@ -67,22 +63,6 @@ TEST_F(ConnectionTest, MergedNotificationsTakeNoRoomAndEachOwnerIsReportedOncePe
     EXPECT_EQ(owners.size(), kMergeBeyond);
     EXPECT_FALSE(connection->hasQueue());
     for (uint32_t n = 0; n < 4; ++n) EXPECT_TRUE(connection->queue(packet(n, kMaxPacket - 1000)));
-}
-
-TEST_F(ConnectionTest, WhatIsNoPacketIsRefusedAtBothEnds) {
-    EXPECT_EQ(connection->sendInTurn(packet(1, kMaxPacket)), Sent::TooLarge);
-    EXPECT_EQ(connection->sendInTurn({}), Sent::TooLarge) << "an empty packet means the end to its receiver";
-    for (const flat_message& each : {packet(1), packet(2, 500), {9, 9}})
-        EXPECT_EQ(connection->sendInTurn(each), Sent::Yes);
-    EXPECT_THAT(received(), ElementsAre(1, 2));
-    EXPECT_THAT(received(), IsEmpty()) << "the octets that are no message were consumed";
-    EXPECT_EQ(connection->sendInTurn(packet(3, 500)), Sent::Yes);
-    message m;
-    EXPECT_EQ(other->receive(std::span(buffer).first(100), /*wait=*/false, m), Received::Bad) << "cut off";
-    connection->close();
-    EXPECT_EQ(connection->sendInTurn(packet(1)), Sent::Gone);
-    EXPECT_EQ(other->receive(buffer, /*wait=*/true, m), Received::Ended);
-    EXPECT_EQ(other->sendInTurn(packet(1)), Sent::Gone);
 }
 
 }  // namespace

@@ -97,10 +97,7 @@ TEST(Flatten, EveryCutIsRefused) {
 }
 
 TEST(Flatten, RefusesWhatNobodyWrites) {
-    const struct {
-        const char* reason;
-        Bytes bytes;
-    } refused[] = {
+    const std::pair<const char*, Bytes> refused[] = {
         {"no octets", {}},
         {"another version", Octets(2).u32(0)},
         {"octets after the end", Octets().u32(0).octets({0})},

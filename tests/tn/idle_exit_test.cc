@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "eventually.h"
 #include "tn/sources.h"
 
 using namespace std::chrono_literals;
@@ -20,20 +19,6 @@ TEST(IdleExit, IdleTimeStartsAgainWhenRequestsHaveArrived) {
     EXPECT_EQ(runner.run(), 0);
     EXPECT_EQ(requests, -1);
     EXPECT_GE(sinceBoot() - start, 55ms);
-}
-
-TEST(IdleExit, ProcessThatMayNotLeaveAndOneThatIsSwitchedOffNeedNoTimer) {
-    ThinRunner runner;
-    IdleExit exit{runner, {.canLeave = [] { return false; }, .hasRequests = [] { return false; }}};
-    const auto hasNoTimer = [&] { return runner.sleepTime() == std::chrono::milliseconds::max(); };
-    exit.setup(10ms);
-    EXPECT_FALSE(hasNoTimer());
-    EXPECT_TRUE(eventually(hasNoTimer, &runner));
-    exit.touch();
-    EXPECT_LE(runner.sleepTime(), 10ms);
-    exit.setup(0ms);
-    exit.touch();
-    EXPECT_TRUE(hasNoTimer());
 }
 
 }  // namespace

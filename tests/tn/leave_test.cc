@@ -10,8 +10,6 @@
 #include "temp_root.h"
 #include "tn/sources.h"
 
-using namespace std::chrono_literals;
-
 namespace tn {
 namespace {
 

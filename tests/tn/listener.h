@@ -1,5 +1,8 @@
 #pragma once
 
+#include <gmock/gmock.h>
+
+#include <chrono>
 #include <string>
 #include <utility>
 #include <vector>
@@ -7,6 +10,11 @@
 #include "tn/handler.h"
 
 namespace tn {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
 
 constexpr uint32_t kNote = 0x10004;  // a notification
 

@@ -1,31 +1,10 @@
 #include "tn/message.h"
 
 #include <arpa/inet.h>
-#include <gmock/gmock.h>
-
-#include <sstream>
-
 #include "listener.h"
 
 namespace tn {
 namespace {
-
-using testing::ElementsAre;
-
-TEST(Message, SameNumberUnderTwoKindsIsTwoFields) {
-    message m = with(with(with({}, bool_id(6), true), string_id(6), "six"), u32_id(6), 66);
-    m.insert_u32_array(u32_array_id(6), {6, 6});
-    EXPECT_TRUE(m.get_bool(bool_id(6)));
-    EXPECT_EQ(m.get_string(string_id(6)), "six");
-    EXPECT_EQ(m.get_u32(u32_id(6)), 66U);
-    EXPECT_THAT(m.get_u32_array(u32_array_id(6)), ElementsAre(6, 6));
-    EXPECT_EQ(m.size(), 4U);
-    EXPECT_EQ(m.get_u64(u64_id(6), 1ULL << 40), 1ULL << 40) << "the default of one that isn't there";
-    EXPECT_EQ(m.get_addr6(addr6_id(6), IPAddr6::ofIPv4(5)), IPAddr6::ofIPv4(5));
-    EXPECT_TRUE(m.get_raw(raw_id(6)).empty() && m.get_message(message_id(6)).empty() &&
-                m.get_message_array(message_array_id(6)).empty());
-    EXPECT_EQ(with({}, u32_id(0xf8000005), 1).get_u32(u32_id(5)), 1U) << "the low bits of a number count";
-}
 
 TEST(Message, FieldsAreReplacedRemovedAndInsertedAgainInAnyOrder) {
     message m;
@@ -91,22 +70,14 @@ TEST(Message, EqualityIgnoresOrderButNotValues) {
     EXPECT_FALSE(numbered(1) == a);
 }
 
-TEST(Message, PrintsOneFieldPerLineAndNeverRawOctets) {
+TEST(Message, PrintsEachKindInOneLineAndNeverRawOctets) {
     message m = with(with({}, bool_id(1), true), string_id(2), "a\x1b[2J\n");
     m.insert_raw(raw_id(3), std::vector<uint8_t>{0x00, 0xff});
     m.get_message_ref(message_id(4)).insert_u32_array(u32_array_id(1), {20, 0});
     m.get_message_array_ref(message_array_id(5)).resize(1);
-    std::ostringstream out;
-    m.print(out, 2);
-    EXPECT_EQ(out.str(),
-              "  0x1:bool=yes\n"
-              "  0x2:string=\"a\\x1b[2J\\n\"\n"
-              "  0x3:raw=00ff\n"
-              "  0x4:message={\n"
-              "    0x1:u32-array=20,0\n"
-              "  }\n"
-              "  0x5:message-array={}\n");
-    EXPECT_EQ(testing::PrintToString(m.get_message(message_id(4))), "{0x1:u32-array=20,0}");
+    EXPECT_EQ(testing::PrintToString(m),
+              "{0x1:bool=yes, 0x2:string=\"a\\x1b[2J\\n\", 0x3:raw=00ff, 0x4:message={0x1:u32-array=20,0}, "
+              "0x5:message-array={}}");
 }
 
 }  // namespace

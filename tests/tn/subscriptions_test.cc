@@ -6,8 +6,6 @@
 #include "peers.h"
 #include "temp_root.h"
 
-using namespace std::chrono_literals;
-
 namespace tn {
 namespace {
 
@@ -48,10 +46,6 @@ class Owner : public Handler {
 void serve(Looper& looper) {
     static Owner owner;
     looper.addHandler(kPath, &owner);
-}
-
-void serveLate(Looper& looper) {
-    looper.addTimer([&looper] { serve(looper); }, 50ms);
 }
 
 class Subscriber : public Listener {
@@ -120,7 +114,8 @@ TEST_F(SubscriptionsTest, SubscriptionIsMadeWhenTheOwnerAppearsAndAgainAfterRest
     EXPECT_LE(looper_.sleepTime(), 100ms);
     for (int life = 0; life < 3; ++life) {
         subscriber_.heard.clear();
-        Peer owner({24}, life == 2 ? serveLate : serve);
+        const auto late = [](Looper& looper) { looper.addTimer([&looper] { serve(looper); }, 50ms); };
+        Peer owner({24}, life == 2 ? Peer::Setup(late) : serve);
         ASSERT_TRUE(historyHas("subscribed"));
         EXPECT_TRUE(eventually([&] { return looper_.sleepTime() == kNoTimer; }, &looper_))
             << "still looking for an owner that is there";

@@ -1,13 +1,7 @@
-#include <gmock/gmock.h>
-
 #include "tests/tnctl/scripted_bus.h"
 
 namespace tnctl {
 namespace {
-
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 class Undo : public CommandTest {
   protected:

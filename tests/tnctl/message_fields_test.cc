@@ -1,14 +1,10 @@
 #include "tnctl/message_fields.h"
 
-#include <gmock/gmock.h>
-
 #include "tests/tnctl/scripted_bus.h"
 #include "tnctl/message_text.h"
 
 namespace tnctl {
 namespace {
-
-using testing::HasSubstr;
 
 TEST(MessageFields, EachKindIsReadAndShown) {
     const tn::message m =

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <iterator>
 #include <map>
@@ -20,6 +20,10 @@
 
 namespace tnctl {
 
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
 namespace community = contracts::snmp::community;
 
 /// The text of the usage error that a call throws. The test fails if it doesn't throw one.

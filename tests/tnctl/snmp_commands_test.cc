@@ -1,5 +1,3 @@
-#include <gmock/gmock.h>
-
 #include <cstdio>
 #include <fstream>
 
@@ -7,11 +5,6 @@
 
 namespace tnctl {
 namespace {
-
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::SizeIs;
 
 class Settings : public CommandTest {};
 class Communities : public CommandTest {

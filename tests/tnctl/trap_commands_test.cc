@@ -1,12 +1,7 @@
-#include <gmock/gmock.h>
-
 #include "tests/tnctl/scripted_bus.h"
 
 namespace tnctl {
 namespace {
-
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 constexpr const char* kGeneratorList =
     "0xfe0002:message[]={0xfe0001:u32=0xabc0001 0xfe0010:string=start-trap},{0xfe0001:u32=0 "
