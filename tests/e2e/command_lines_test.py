@@ -1,47 +1,38 @@
 """Command lines: usage errors, and the documented examples."""
 
-import pathlib
 import re
 import shlex
 import signal
-import subprocess
 import tempfile
 import unittest
 
-from harness import NO_ROOT, TIMEOUT, Daemon, Deployment, program, temp_folder
+from harness import NO_ROOT, TREE, Daemon, Deployment, program, run, temp_folder
 
-MANUALS = pathlib.Path(__file__).resolve().parents[2] / "docs/man"
-
-DAEMON_MISTAKES = [["--nonsense"], ["word"], ["--log", "nowhere"], ["--log"], ["--root"]]
-AGENT_MISTAKES = [["--port", "0"], ["--port", "65536"], ["--port", "snmp"], ["--port", "161x"], ["--port"]]
+DAEMON_MISTAKES = ["--nonsense", "word", "--log nowhere", "--log", "--root"]
+AGENT_MISTAKES = ["--port 0", "--port 65536", "--port snmp", "--port 161x", "--port"]
 MISTAKES = {
     "tarnix-snmpd": DAEMON_MISTAKES + AGENT_MISTAKES,
     "tarnix-node": DAEMON_MISTAKES + AGENT_MISTAKES,
-    "tarnix-hostd": DAEMON_MISTAKES + [["--port", "161"], ["--spawn"], ["--", "--port", "161"]],
-    "tnctl": [[], ["--nonsense", "snmp"], ["smnp"], ["snmp", "trap"], ["undo", "first"], ["message", "24", "fetch"],
-              ["watch"], ["snmp", "community", "set", "common"], ["snmp", "community", "add", "addresses=::/0"]],
+    "tarnix-hostd": DAEMON_MISTAKES + ["--port 161", "--spawn", "-- --port 161"],
+    "tnctl": ["", "--nonsense snmp", "smnp", "snmp trap", "undo first", "message 24 fetch", "watch",
+              "snmp community set common", "snmp community add addresses=::/0"],
 }
 
 
-def run(name, *words, root=NO_ROOT):
-    return subprocess.run([program(name), *words], capture_output=True, text=True, timeout=TIMEOUT,
-                          stdin=subprocess.DEVNULL, env={"TERN_ROOT": root})
-
-
 class UsageErrors(unittest.TestCase):
-    def assert_fails(self, status, pattern, name, *words, **where):
+    def assert_fails(self, status, pattern, name, words="", root=NO_ROOT):
         """It prints nothing but a complaint."""
         with self.subTest(program=name, words=words):
-            done = run(name, *words, **where)
-            self.assertEqual((done.returncode, done.stdout), (status, ""), done)
-            self.assertRegex(done.stderr, pattern)
+            answer = run(program(name), *words.split(), env={"TERN_ROOT": root})
+            self.assertEqual((answer.status, answer.out), (status, ""), answer)
+            self.assertRegex(answer.err, pattern)
 
     def test_mistake_is_reported_in_one_line(self):
         for name, mistakes in MISTAKES.items():
             for words in mistakes:
-                self.assert_fails(2, rf"\A{name}[^\n]*: [^\n]+\n\Z", name, *words)
-        self.assert_fails(1, r"\Atarnix-hostd: --spawn: tarnix-nowhere [^\n]+\n\Z", "tarnix-hostd", "--spawn",
-                          "tarnix-nowhere")
+                self.assert_fails(2, rf"\A{name}[^\n]*: [^\n]+\n\Z", name, words)
+        self.assert_fails(1, r"\Atarnix-hostd: --spawn: tarnix-nowhere [^\n]+\n\Z", "tarnix-hostd",
+                          "--spawn tarnix-nowhere")
         self.assert_fails(1, r"\A[^\n]+\n\Z", "tnctl", "snmp", root=str(temp_folder(self)))
         with tempfile.NamedTemporaryFile() as file:
             for name in ("tarnix-snmpd", "tarnix-node", "tarnix-hostd"):
@@ -50,10 +41,10 @@ class UsageErrors(unittest.TestCase):
     def test_help_and_version_need_no_root(self):
         for name in MISTAKES:
             with self.subTest(program=name):
-                done = run(name, "--help")
-                self.assertEqual((done.returncode, done.stderr), (0, ""))
-                self.assertIn("--root", done.stdout)
-                self.assertRegex(run(name, "--version").stdout, rf"\A{name} \d+\.\d+\.\d+\n\Z")
+                helped = run(program(name), "--help")
+                self.assertEqual((helped.status, helped.err), (0, ""))
+                self.assertIn("--root", helped.out)
+                self.assertRegex(run(program(name), "--version").out, rf"\A{name} \d+\.\d+\.\d+\n\Z")
 
 
 class Examples(unittest.TestCase):
@@ -90,7 +81,7 @@ class Examples(unittest.TestCase):
     def test_every_example_of_the_help_texts_and_the_manual_page_works(self):
         texts = "\n".join(self.help_texts()).replace("\\\n", " ")
         helped = re.findall(r"(?m)^  (tnctl .*)$", texts)
-        manual = (MANUALS / "tnctl.1").read_text().partition(".SH EXAMPLES\n.nf\n")[2].partition(".fi")[0]
+        manual = (TREE / "docs/man/tnctl.1").read_text().partition(".SH EXAMPLES\n.nf\n")[2].partition(".fi")[0]
         shown = manual.replace("\\e\n", "").replace("\\-", "-").splitlines()
         self.assertGreater(min(len(helped), len(shown)), 4)
         # Names and ids that examples speak of, and something to take back.

@@ -3,13 +3,11 @@
 import os
 import pathlib
 import shutil
-import subprocess
 import tempfile
 import unittest
 
-from harness import BUILD, not_tested, remove_tree, temp_folder
+from harness import BUILD, TREE, not_tested, remove_tree, run, temp_folder
 
-TREE = pathlib.Path(__file__).resolve().parents[2]
 PROGRAMS = {
     "cmake": """[ "$1" = --install ] || exit 0
 file=${4:-installed}  # where --prefix says
@@ -27,14 +25,13 @@ class Installation(unittest.TestCase):
             (tree / name).write_text(f"#!/bin/sh\n{text}\n")
             (tree / name).chmod(0o755)
         shutil.copy(TREE / "dev", tree)
-        run = lambda *words: subprocess.run(words, cwd=tree, env={**os.environ, "PATH": f"{tree}:{os.environ['PATH']}"},
-                                            capture_output=True, text=True)
+        where = {"cwd": tree, "env": {**os.environ, "PATH": f"{tree}:{os.environ['PATH']}"}}
         for words, files in [(["./dev", "install"], [True, False]),
                              (["cmake", "--install", "build/release", "--prefix", "elsewhere"], [True, True]),
                              (["./dev", "uninstall"], [False, True])]:
-            self.assertEqual(run(*words).returncode, 0, words)
+            self.assertEqual(run(*words, **where).status, 0, words)
             self.assertEqual([(tree / name).exists() for name in ("installed", "elsewhere")], files)
-        self.assertEqual(run("./dev", "uninstall").returncode, 1)
+        self.assertEqual(run("./dev", "uninstall", **where).status, 1)
 
 
 class Confinement(unittest.TestCase):
@@ -50,9 +47,8 @@ class Confinement(unittest.TestCase):
         places = TREE / "tests/written", BUILD / "written", mine / "written"
         for place in places:
             self.addCleanup(lambda place=place: place.exists() and place.unlink())  # nothing unlinks read-only
-        done = subprocess.run([TREE / "tools/confined", "sh", "-c", 'for f; do echo x > "$f"; done', "sh", *places],
-                              capture_output=True, text=True)
-        if "NOT PROTECTED: the whole machine" in done.stderr:
-            not_tested(done.stderr)
-        self.assertNotIn("NOT PROTECTED", done.stderr)
-        self.assertEqual([place.exists() for place in places], [False, True, True], done)
+        answer = run(TREE / "tools/confined", "sh", "-c", 'for f; do echo x > "$f"; done', "sh", *places)
+        if "NOT PROTECTED: the whole machine" in answer.err:
+            not_tested(answer.err)
+        self.assertNotIn("NOT PROTECTED", answer.err)
+        self.assertEqual([place.exists() for place in places], [False, True, True], answer)

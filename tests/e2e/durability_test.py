@@ -79,14 +79,10 @@ class KilledAtAnyInstant(unittest.TestCase):
         self.assertLessEqual(set(range(storm.first, storm.answered["community"] + 1)), stored)
         self.assertEqual(agent.get(SYS_SERVICES), "INTEGER: 78")
 
-    def test_confirmed_changes_survive_kills_of_the_node(self):
-        self.check("node", "node", 12)
-
-    def test_confirmed_changes_survive_kills_of_the_agent(self):
-        self.check("apart", "snmpd", 10)
-
-    def test_confirmed_changes_survive_kills_of_owners_that_spawned_the_agent(self):
-        self.check("spawn", "hostd", 8)
+    def test_confirmed_changes_survive_kills(self):
+        for kind, victim, rounds in (("node", "node", 12), ("apart", "snmpd", 10), ("spawn", "hostd", 8)):
+            with self.subTest(kind=kind, victim=victim):
+                self.check(kind, victim, rounds)
 
 
 class StoreThatCannotBeRead(unittest.TestCase):

@@ -18,6 +18,7 @@ import tempfile
 import time
 import unittest
 
+TREE = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ["TARNIX_BUILD"]).resolve()
 TIMEOUT = 60.0  # seconds; long enough for a sanitizer build on a busy machine
 NO_ROOT = "/dev/null/no-root"  # where not even root can create anything
@@ -154,6 +155,18 @@ def not_tested(why):
     raise unittest.SkipTest(why)
 
 
+def run(*words, stdin="", **how):
+    """The Answer of a command that ends by itself."""
+    return Answer(subprocess.run([str(word) for word in words], input=stdin, capture_output=True, text=True,
+                                 timeout=5 * TIMEOUT, **how))
+
+
+def usable(*prefix):
+    """The prefix of command lines. Skips the test or the class of tests if nothing can be run with it."""
+    answer = run(*prefix, program("tnctl"), "--version")
+    return prefix if answer.status == 0 else not_tested(f"{prefix}: {answer.err}")
+
+
 def for_each_kind(*kinds):
     """Makes one TestCase of a class for each kind of Deployment, with the kind in `kind`."""
     def decorate(tests):
@@ -199,17 +212,17 @@ class Namespace:
     def __init__(self, test_class, name, links=()):
         self.name = f"tarnix-e2e-{os.getpid()}-{name}"
         self.prefix = ("ip", "netns", "exec", self.name)  # of a command line that runs in it
-        test_class.addClassCleanup(subprocess.run, ["ip", "netns", "del", self.name], capture_output=True)
+        test_class.addClassCleanup(run, "ip", "netns", "del", self.name)
         for words in (["netns", "add", self.name], *(["-n", self.name, *words] for words in links)):
-            made = subprocess.run(["ip", *words], capture_output=True, text=True)
-            if made.returncode != 0:
-                not_tested(f"{made.args}: {made.stderr}")
+            made = run("ip", *words)
+            if made.status != 0:
+                not_tested(f"{words}: {made.err}")
 
     def run(self, *words, stdin=""):
         """What a command prints that runs in it, and has to succeed."""
-        done = subprocess.run([*self.prefix, *words], input=stdin, capture_output=True, text=True, timeout=TIMEOUT)
-        assert done.returncode == 0, f"{words}: {done.stderr}"
-        return done.stdout
+        answer = run(*self.prefix, *words, stdin=stdin)
+        assert answer.status == 0, f"{words}: {answer}"
+        return answer.out
 
     def ip(self, *words):
         """What ip(8) says, from its JSON."""
@@ -290,8 +303,7 @@ class Deployment:
     # --- clients
 
     def tnctl(self, *words, stdin=""):
-        return Answer(subprocess.run([program("tnctl"), "--root", str(self.root), *map(str, words)], input=stdin,
-                                     capture_output=True, text=True, timeout=TIMEOUT))
+        return run(program("tnctl"), "--root", self.root, *words, stdin=stdin)
 
     def configure(self, *words):
         """tnctl snmp WORDS, which has to work."""
@@ -310,8 +322,7 @@ class Deployment:
     def snmp(self, client, *words, version="2c", community="common", timeout=1, retries=10):
         """Runs one of Debian's clients, snmp + `client`. It retries, as a busy machine may be slow."""
         how = ["-v" + version, "-c", community, "-On", f"-t{timeout}", f"-r{retries}", f"127.0.0.1:{self.port}"]
-        return Answer(subprocess.run([*self.prefix, "snmp" + client, *how, *map(str, words)], capture_output=True,
-                                     text=True, timeout=TIMEOUT * 2))
+        return run(*self.prefix, "snmp" + client, *how, *words)
 
     def get(self, name, **how):
         """The value of one object as the client prints it."""
@@ -328,6 +339,13 @@ class Deployment:
         start = len(prefix.split("."))
         keys = [(name[start], ".".join(map(str, name[start + 1:]))) for name in names]
         return dict(zip(keys, map(plain, answer.values().values())))
+
+    def rows(self, prefix):
+        """{index: {column: plain value}} of a table, given its entry."""
+        rows = {}
+        for (column, index), value in self.walk(prefix).items():
+            rows.setdefault(index, {})[column] = value
+        return rows
 
 
 # --- requests made by hand, for what Debian's clients can't show: silence, and whom an answer comes from

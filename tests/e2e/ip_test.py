@@ -79,13 +79,6 @@ class Ip:
 
         eventually(known, f"{address} answers")
 
-    def rows(self, entry):
-        """{index: {column: value}} of a table."""
-        rows = {}
-        for (column, index), value in self.agent.walk(entry).items():
-            rows.setdefault(index, {})[column] = value
-        return rows
-
     def becomes(self, shown, expected, what):
         """Waits until shown() is expected(), for what both tell of a moving thing."""
         eventually(lambda: shown() == expected(), lambda: f"{what}: {shown()} != {expected()}", 10)
@@ -112,7 +105,7 @@ class Ip:
 
     def shown_addresses(self):
         return {row[1]: (row[2], ipaddress.ip_network(f"0.0.0.0/{row[3]}").prefixlen)
-                for row in self.rows(ADDRESS_ENTRY).values()}
+                for row in self.agent.rows(ADDRESS_ENTRY).values()}
 
     def test_addresses_match_ip_and_follow_changes(self):
         self.assertEqual(self.addresses()["10.97.1.1"], (self.ifindex("br1"), 24))
@@ -135,7 +128,7 @@ class Ip:
                     for entry in self.near.ip("-4", "neigh")}
 
         def shown():
-            rows = self.rows(ARP_ENTRY)
+            rows = self.agent.rows(ARP_ENTRY)
             self.assertEqual(list(rows), [f"{row[1]}.{row[3]}" for row in rows.values()])
             return {(row[1], row[3]): (row[2], row[4]) for row in rows.values()}
 
@@ -155,7 +148,7 @@ class Ip:
         self.answered("10.97.2.2")
 
         def shown():
-            return {index: (row[2], row[3]) for index, row in self.rows(FORWARDING_ENTRY).items()}
+            return {index: (row[2], row[3]) for index, row in self.agent.rows(FORWARDING_ENTRY).items()}
 
         def expected():
             told = json.loads(self.near.run("bridge", "-json", "fdb", "show", "br", "br1"))
@@ -214,15 +207,15 @@ class Ip:
 
         def shown():
             """{queue: (octets, packets, drops)}"""
-            rows = self.rows(QUEUE_ENTRY).values()
+            rows = self.agent.rows(QUEUE_ENTRY).values()
             columns = [("near1", 9, 11, 13), ("near1 ingress", 8, 10, 12)]
             found = {name: [row[at] for at in numbers] for row in rows for name, *numbers in columns}
-            found |= {row[2]: (row[7], row[6], row[8]) for row in self.rows(CLASS_ENTRY).values()}
+            found |= {row[2]: (row[7], row[6], row[8]) for row in self.agent.rows(CLASS_ENTRY).values()}
             return {name: tuple(map(int, numbers)) for name, numbers in found.items()}
 
         self.becomes(shown, self.counted, "the queues and counters are those of tc")
-        self.assertEqual(list(self.rows(QUEUE_ENTRY)), [self.ifindex("near1")])  # the others don't queue
-        tree = self.rows(CLASS_ENTRY)
+        self.assertEqual(list(self.agent.rows(QUEUE_ENTRY)), [self.ifindex("near1")])  # the others don't queue
+        tree = self.agent.rows(CLASS_ENTRY)
         ids = {row[2]: index for index, row in tree.items()} | {"near1": "0"}
         for row in tree.values():
             parent = {"near1 1:1": "near1", "near1 1:20": "near1 1:1", "near1 2:a": "near1 1:20"}[row[2]]

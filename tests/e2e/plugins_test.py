@@ -1,33 +1,29 @@
 """Plug-ins, built like their authors do: only against the files of `cmake --install`."""
 
 import os
-import pathlib
 import re
 import shutil
 import socket
-import subprocess
 import textwrap
 import unittest
 
-from harness import BUILD, TIMEOUT, Deployment, eventually, temp_folder
+from harness import BUILD, TIMEOUT, TREE, Deployment, eventually, run, temp_folder
 
-TREE = pathlib.Path(__file__).resolve().parents[2]
 EXAMPLE = "1.3.6.1.4.1.32473"
 SPARES = "34,1000"
 WARNINGS = "-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror"
 
 
-def run(*words):
-    done = subprocess.run([str(word) for word in words], capture_output=True, text=True, timeout=5 * TIMEOUT)
-    assert done.returncode == 0, f"{words}: {done.stdout}{done.stderr}"
-    return done.stdout
+def succeed(*words):
+    answer = run(*words)
+    assert answer.status == 0, f"{words}: {answer}"
 
 
 def built(work, name):
     """The plug-in of folder `name`, built against the installation in `work`."""
-    run("cmake", "-G", "Ninja", "-S", work / name, "-B", work / f"build-{name}",
-        f"-DCMAKE_PREFIX_PATH={work / 'usr'}", f"-DCMAKE_CXX_FLAGS={WARNINGS}")
-    run("cmake", "--build", work / f"build-{name}")
+    succeed("cmake", "-G", "Ninja", "-S", work / name, "-B", work / f"build-{name}",
+            f"-DCMAKE_PREFIX_PATH={work / 'usr'}", f"-DCMAKE_CXX_FLAGS={WARNINGS}")
+    succeed("cmake", "--build", work / f"build-{name}")
     return work / f"build-{name}/{name}.so"
 
 
@@ -53,7 +49,7 @@ class ExamplePlugin(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         work = temp_folder(cls, "plugin")
-        run("cmake", "--install", BUILD, "--prefix", work / "usr")
+        succeed("cmake", "--install", BUILD, "--prefix", work / "usr")
         shutil.copytree(TREE / "plugins/example", work / "example")  # nothing of the source tree is within its reach
         blocks = re.findall(r"(?:^(?: {4}.*)?\n)+", (TREE / "docs/plugins.md").read_text(), re.M)
         (work / "shelf").mkdir()  # the plug-in that the manual prints

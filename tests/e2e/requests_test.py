@@ -8,7 +8,7 @@ import re
 import socket
 
 from harness import (SYS_CONTACT, SYS_DESCR, SYS_LOCATION, SYS_NAME, SYS_OBJECT_ID, SYS_SERVICES, SYS_UPTIME, SYSTEM,
-                     Deployment, eventually, for_a_while, for_each_kind, request, request_id_of)
+                     TREE, Deployment, eventually, for_a_while, for_each_kind, request, request_id_of)
 
 HR_SYSTEM_UPTIME, HR_SYSTEM_DATE, HR_MEMORY_SIZE = (f"1.3.6.1.2.1.25.{i}.0" for i in ("1.1", "1.2", "2.2"))
 SYSTEM_GROUP = [SYS_DESCR, SYS_OBJECT_ID, SYS_UPTIME, SYS_CONTACT, SYS_NAME, SYS_LOCATION, SYS_SERVICES]
@@ -115,7 +115,7 @@ class Requests:
     def test_no_datagram_costs_much_time_or_memory(self):
         self.agent.configure("community", "add", "name=r", "addresses=127.0.0.0/8")
         pid, = self.agent.agent_pids()
-        seeds = pathlib.Path(__file__).parents[2] / "fuzz/corpus/datagram"
+        seeds = TREE / "fuzz/corpus/datagram"
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as client:
             client.settimeout(10)
             client.connect(("127.0.0.1", self.agent.port))

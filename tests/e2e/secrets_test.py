@@ -3,15 +3,13 @@
 import os
 import pathlib
 import re
-import subprocess
 import time
 import unittest
 
-from harness import BUILD, SYS_CONTACT, Daemon, eventually, not_tested, program
+from harness import BUILD, SYS_CONTACT, TREE, Daemon, eventually, not_tested, program, usable
 from usm_test import Agent
 
 NOBODY = 65534
-UNITS = pathlib.Path(__file__).resolve().parents[2] / "packaging/systemd"
 
 # One for each way to enter a secret. A wrong guess is a secret, too: it may be a password elsewhere.
 COMMUNITIES = {place: f"canary-{place}" for place in ("own", "renamed", "trap", "guessed")}
@@ -20,11 +18,9 @@ PASSWORDS["too-short"] = "can-ary"
 
 
 def as_nobody(*groups):
-    """Command-line prefix for another user in these groups. Skips the test if that user can't run our programs."""
-    prefix = ["setpriv", f"--reuid={NOBODY}", f"--regid={NOBODY}",
-              "--groups=" + ",".join(map(str, groups)) if groups else "--clear-groups"]
-    done = subprocess.run([*prefix, program("tnctl"), "--version"], capture_output=True, text=True)
-    return prefix if done.returncode == 0 else not_tested(f"no programs as another user: {done.stderr}")
+    """Command-line prefix for another user in these groups."""
+    groups = "--groups=" + ",".join(map(str, groups)) if groups else "--clear-groups"
+    return usable("setpriv", f"--reuid={NOBODY}", f"--regid={NOBODY}", groups)
 
 
 class Canaries(unittest.TestCase):
@@ -129,4 +125,4 @@ class Memory(unittest.TestCase):
             # Files of a process that can't be dumped belong to root: proc(5).
             self.assertEqual(pathlib.Path(f"/proc/{pid}/environ").stat().st_uid, 0)
         for unit in ("hostd", "node", "snmpd"):
-            self.assertIn("\nLimitCORE=0\nUMask=0077\n", (UNITS / f"tarnix-{unit}.service.in").read_text())
+            self.assertIn("\nLimitCORE=0\nUMask=0077\n", (TREE / f"packaging/systemd/tarnix-{unit}.service.in").read_text())

@@ -1,12 +1,13 @@
-"""Sensors, power supply, USB devices and guests of a running node. /sys/class and /sys/bus are folders of the test, in
-mount namespaces of the processes: libsensors reads nothing but /sys. Guests are those of libvirt's test driver."""
+"""Sensors, power supply, USB devices and guests of a running node, and a machine that has none. /sys/class and /sys/bus
+are folders of the test, in mount namespaces of the processes: libsensors reads nothing but /sys. Guests are those of
+libvirt's test driver."""
 
-import subprocess
 import unittest
 
-from harness import Deployment, eventually, not_tested, remove_tree, temp_folder
+from harness import Deployment, eventually, for_each_kind, remove_tree, temp_folder, usable
 
 HEALTH, ENTITY_ENTRY, VM_ENTRY = "1.3.6.1.4.1.49999.1.1.3", "1.3.6.1.2.1.47.1.1.1.1", "1.3.6.1.4.1.6876.2.1.1"
+CHASSIS, DESCR, CONTAINED_IN = "65536", 2, 4
 VOLTAGE, SUPPLY, TEMPERATURE, CPU_TEMPERATURE = (f"{HEALTH}.{i}.0" for i in (8, 9, 10, 11))
 
 HWMON = {"name": "board", "in1_input": "24060", "in1_label": "vin", "temp1_input": "-4400", "temp1_label": "Board"}
@@ -30,10 +31,7 @@ class Sensors(unittest.TestCase):
         write(cls.tree / "class/power_supply/AC", {"type": "Mains", "online": "1"})
         write(cls.stick, STICK)
         script = f'mount --bind {cls.tree}/class /sys/class && mount --bind {cls.tree}/bus /sys/bus && exec "$@"'
-        prefix = ["unshare", "--mount", "sh", "-c", script, "sh"]
-        made = subprocess.run([*prefix, "true"], capture_output=True, text=True)
-        if made.returncode != 0:
-            not_tested(f"{made.args}: {made.stderr}")
+        prefix = usable("unshare", "--mount", "sh", "-c", script, "sh")
         guests = ["--guests-uri", "test:///default", "--podhost-uri", "test:///default"]
         cls.agent = Deployment("node", prefix, guests).ends_with(cls).start().open()
 
@@ -63,3 +61,19 @@ class Sensors(unittest.TestCase):
         self.assertEqual({name[-1] >> 16 for name in walk().names()}, {1, 2})
         states = self.agent.snmp("bulkwalk", f"{VM_ENTRY}.6").values()
         self.assertEqual(list(states.values()), ['STRING: "running"'] * 2)
+
+
+@for_each_kind("node", "apart")
+class BareMachine:
+    def test_machine_without_sensors_and_devices_has_only_its_chassis(self):
+        agent = Deployment(self.kind, owner_words=["--sysfs", temp_folder(self)]).ends_with(self).start().open()
+        for _ in range(3):
+            table = agent.rows(ENTITY_ENTRY)
+            self.assertEqual(list(table), [CHASSIS])
+            self.assertEqual(agent.walk(HEALTH), {(9, "0"): "n/a"})
+            agent.walk(VM_ENTRY)
+        self.assertRegex(table[CHASSIS][DESCR], "^Tarnix .* on .")
+        self.assertEqual(table[CHASSIS][CONTAINED_IN], "0")
+        for missing in ("sensors", "PCI devices", "USB devices"):
+            lines = [line for line in agent.said().splitlines() if missing in line]
+            self.assertEqual(len(lines), 1, agent.said())  # logged once, however often they are queried

@@ -5,17 +5,16 @@ import os
 import pathlib
 import re
 import signal
-import subprocess
 import sys
 import time
 import unittest
 
-from harness import Daemon, Deployment, Namespace, eventually, for_each_kind, not_tested, plain, temp_folder
+from harness import Daemon, Deployment, Namespace, eventually, for_each_kind, plain, temp_folder, usable
 
 IF_NUMBER, IF_ENTRY, IFX_ENTRY = "1.3.6.1.2.1.2.1.0", "1.3.6.1.2.1.2.2.1", "1.3.6.1.2.1.31.1.1.1"
 STATS_ENTRY = "1.3.6.1.4.1.49999.1.1.14.1.1"
 STORAGE_ENTRY, DEVICE_ENTRY, PROCESSOR_ENTRY = (f"1.3.6.1.2.1.25.{table}.1" for table in ("2.3", "3.2", "3.3"))
-INDEX, DESCR, TYPE, MTU, _, MAC, ADMIN, OPER = range(1, 9)
+_, DESCR, TYPE, MTU, _, MAC, ADMIN, OPER = range(1, 9)
 COUNTERS = {("rx", "bytes"): 10, ("rx", "packets"): 11, ("rx", "dropped"): 13, ("rx", "errors"): 14,
             ("tx", "bytes"): 16, ("tx", "packets"): 17, ("tx", "dropped"): 19, ("tx", "errors"): 20}
 LAST, HC_OUT_OCTETS, ALIAS = 22, 10, 18
@@ -59,25 +58,23 @@ class Tables:
         before = self.links()
         self.assertGreater(self.link("left")["stats64"]["tx"]["bytes"], 100_000)
         time.sleep(0.3)  # counters shown may be 250 ms old
-        table, extension = self.agent.walk(IF_ENTRY), self.agent.walk(IFX_ENTRY)
+        table, extension = self.agent.rows(IF_ENTRY), self.agent.rows(IFX_ENTRY)
         after = self.links()
         self.assertEqual(self.agent.get(IF_NUMBER), f"INTEGER: {len(before)}")
-        self.assertEqual([int(index) for column, index in table if column == INDEX], sorted(before))
-        self.assertEqual(len(table), LAST * len(before))
+        self.assertEqual([(index, len(row)) for index, row in table.items()], [(str(i), LAST) for i in sorted(before)])
         for ifindex, link in before.items():
             with self.subTest(link=link["ifname"]):
-                row = {column: value for (column, index), value in table.items() if index == str(ifindex)}
+                row, more = table[str(ifindex)], extension[str(ifindex)]
                 mac = link["address"].replace(":", "") if link["link_type"] == "ether" else ""
                 oper = {"UP": UP, "DOWN": DOWN}.get(link["operstate"], row[OPER])
                 self.assertEqual([row[column] for column in (DESCR, MTU, MAC, ADMIN, OPER)],
                                  [link["ifname"], str(link["mtu"]), mac, UP if "UP" in link["flags"] else DOWN, oper])
-                self.assertEqual([extension[column, str(ifindex)] for column in (1, ALIAS)],
-                                 [link["ifname"], link.get("ifalias", "")])
+                self.assertEqual((more[1], more[ALIAS]), (link["ifname"], link.get("ifalias", "")))
                 stats, later = link["stats64"], after[ifindex]["stats64"]
                 for (side, counter), column in COUNTERS.items():
                     self.assertTrue(stats[side][counter] <= int(row[column]) <= later[side][counter], column)
-                self.assertGreaterEqual(int(extension[HC_OUT_OCTETS, str(ifindex)]), stats["tx"]["bytes"])
-        types = {link["ifname"]: table[TYPE, str(ifindex)] for ifindex, link in before.items()}
+                self.assertGreaterEqual(int(more[HC_OUT_OCTETS]), stats["tx"]["bytes"])
+        types = {link["ifname"]: table[str(ifindex)][TYPE] for ifindex, link in before.items()}
         self.assertEqual((types["left"], types["br0"]), ("6", "209"))
         self.assertIn((11, str(self.link("left")["ifindex"])), self.agent.walk(STATS_ENTRY))
 
@@ -117,22 +114,20 @@ class Tables:
         self.assertTrue(churn.alive())
 
     def test_storage_matches_memory_and_mounted_disks(self):
-        table = self.agent.walk(STORAGE_ENTRY)
-        self.assertEqual(table[3, "65536"], "main memory")
+        table = self.agent.rows(STORAGE_ENTRY)
+        self.assertEqual(table["65536"][3], "main memory")
         memory = dict(re.findall(r"^(\w+):\s+(\d+)", pathlib.Path("/proc/meminfo").read_text(), re.M))
-        self.assertEqual(table[5, "65536"], memory["MemTotal"])
-        for (column, index), text in table.items():
-            if column == 3 and text.startswith("disk: "):
-                size = os.statvfs(text.removeprefix("disk: "))
-                self.assertEqual(int(table[5, index]), size.f_blocks * size.f_frsize // 1024, text)
-                used = (size.f_blocks - size.f_bfree) * size.f_frsize // 1024
-                self.assertAlmostEqual(int(table[6, index]), used, delta=2 * 1024 * 1024, msg=text)
+        self.assertEqual(table["65536"][5], memory["MemTotal"])
+        for row in list(table.values())[1:]:
+            size = os.statvfs(row[3].removeprefix("disk: "))
+            self.assertEqual(int(row[5]), size.f_blocks * size.f_frsize // 1024, row)
+            used = (size.f_blocks - size.f_bfree) * size.f_frsize // 1024
+            self.assertAlmostEqual(int(row[6]), used, delta=2 * 1024 * 1024, msg=row)
 
     def test_processors_report_their_load(self):
-        loads = lambda: [int(load) for (column, _), load in self.agent.walk(PROCESSOR_ENTRY).items() if column == 2]
+        loads = lambda: [int(row[2]) for row in self.agent.rows(PROCESSOR_ENTRY).values()]
         self.assertEqual(len(loads()), len(re.findall(r"^cpu\d", pathlib.Path("/proc/stat").read_text(), re.M)))
-        types = {value for (column, _), value in self.agent.walk(DEVICE_ENTRY).items() if column == 2}
-        self.assertEqual(types, {".1.3.6.1.2.1.25.3.1.3"})
+        self.assertEqual({row[2] for row in self.agent.rows(DEVICE_ENTRY).values()}, {".1.3.6.1.2.1.25.3.1.3"})
         # Keep a processor busy for part of the minute that the load covers.
         self.addCleanup(Daemon([sys.executable, "-c", "while True: pass"], "/dev/null").end)
         eventually(lambda: max(loads()) >= 20, "a load is seen", 40)
@@ -155,12 +150,9 @@ os.execvp(program[0], program)
 class HangingFileSystem(unittest.TestCase):
     def test_hanging_file_system_affects_only_its_own_row(self):
         folder = temp_folder(self, "mount")
-        prefix = ["unshare", "--mount", "--propagation", "private", sys.executable, "-c", HANGING_MOUNT, folder]
-        made = subprocess.run([*prefix, "true"], capture_output=True, text=True)
-        if made.returncode != 0:
-            not_tested(f"a mount in a namespace: {made.stderr}")
+        prefix = usable("unshare", "--mount", "--propagation", "private", sys.executable, "-c", HANGING_MOUNT, folder)
         agent = Deployment("node", prefix).ends_with(self).start().open()
-        disks = {text for (column, _), text in agent.walk(STORAGE_ENTRY).items() if column == 3} - {"main memory"}
+        disks = {row[3] for row in agent.rows(STORAGE_ENTRY).values()} - {"main memory"}
         self.assertTrue(disks - {f"disk: {folder}"} == disks != set(), "the others are listed at once")
         self.assertIn(f"disks: no answer: {folder}", agent.said())
         self.assertEqual(agent.stop(), [0])

@@ -1,10 +1,9 @@
 """SNMPv3 with Debian's client: levels and protocols, restarts, and changes of users at run time."""
 
 import itertools
-import subprocess
 import unittest
 
-from harness import TIMEOUT, SYS_CONTACT, SYS_SERVICES, SYSTEM, Answer, Deployment
+from harness import SYS_CONTACT, SYS_SERVICES, SYSTEM, Deployment, run
 
 PROTOCOLS = {"md5": "MD5", "sha1": "SHA"}  # tnctl's words, and those of the client
 LEVELS = {"none": "noAuthNoPriv", "authorized": "authNoPriv", "private": "authPriv"}
@@ -19,10 +18,8 @@ class Agent(Deployment):
                        f"encryption-password={PRIV}", *words)
 
     def v3(self, client, user, level, *words, protocol="sha1", auth=AUTH, priv=PRIV):
-        return Answer(subprocess.run(
-            ["snmp" + client, "-v3", "-u", user, "-l", LEVELS[level], "-a", PROTOCOLS[protocol], "-A", auth, "-x",
-             "DES", "-X", priv, "-On", "-t1", "-r10", f"127.0.0.1:{self.port}", *words],
-            capture_output=True, text=True, timeout=TIMEOUT * 2))
+        return run("snmp" + client, "-v3", "-u", user, "-l", LEVELS[level], "-a", PROTOCOLS[protocol], "-A", auth, "-x",
+                   "DES", "-X", priv, "-On", "-t1", "-r10", f"127.0.0.1:{self.port}", *words)
 
 
 class Usm(unittest.TestCase):
