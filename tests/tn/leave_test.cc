@@ -8,6 +8,7 @@
 #include "echo_server.h"
 #include "peers.h"
 #include "temp_root.h"
+#include "tn/idle_exit.h"
 #include "tn/sources.h"
 
 namespace tn {
@@ -40,6 +41,17 @@ BusListener hold() {
     BusListener held = openBusListener(24, why);
     EXPECT_TRUE(held.socket) << why;
     return held;
+}
+
+TEST(IdleExit, IdleTimeStartsAgainWhenRequestsHaveArrived) {
+    ThinRunner runner;
+    int requests = 2;
+    IdleExit exit{runner, {.canLeave = [] { return true; }, .hasRequests = [&] { return requests-- > 0; }}};
+    const auto start = sinceBoot();
+    exit.setup(20ms);
+    EXPECT_EQ(runner.run(), 0);
+    EXPECT_EQ(requests, -1);
+    EXPECT_GE(sinceBoot() - start, 55ms);
 }
 
 TEST_F(LeaveTest, ProcessThatNobodyWouldStartAgainStays) {

@@ -8,9 +8,8 @@ class Undo : public CommandTest {
     Undo() {
         journal.rows = {parseFields({"0xfe0001:u32=4", "3:string=changed snmp settings", "4:u32=1700000000"}),
                         parseFields({"0xfe0001:u32=9", "3:string=added snmp community", "4:u32=1700000000"})};
-        tn::message old = parseFields({"0xfe0001:u32=2"});
-        old.insert_u32_array(tn::field::Destination, {34, 1});
-        old.insert_u32(tn::field::Command, tn::cmd::RemoveObj);
+        tn::message old = tn::request(Path{34, 1}, tn::cmd::RemoveObj);
+        old.insert_u32(tn::field::ObjectId, 2);
         tn::message record = journal.rows[1];
         record.insert_message(tn::undo::Old, old);
         journal.answers[tn::cmd::GetObj] = record;
