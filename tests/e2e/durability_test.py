@@ -94,7 +94,7 @@ class StoreThatCannotBeRead(unittest.TestCase):
         for name, refused, works in [("snmpd", settings, communities), ("snmp-communities", communities, settings),
                                      ("undo", None, settings)]:
             with self.subTest(store=name):
-                store = agent.store(name)
+                store = agent.root / "tern/store" / name
                 whole = store.read_bytes()
                 spoilt = whole[:4096] + b"\xff" * (len(whole) - 4096)
                 store.write_bytes(spoilt)

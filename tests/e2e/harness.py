@@ -297,9 +297,6 @@ class Deployment:
     def said(self):
         return text_of(self.output)
 
-    def store(self, name):
-        return self.root / "tern/store" / name
-
     # --- clients
 
     def tnctl(self, *words, stdin=""):

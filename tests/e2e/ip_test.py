@@ -215,8 +215,3 @@ class Ip:
 
         self.becomes(shown, self.counted, "the queues and counters are those of tc")
         self.assertEqual(list(self.agent.rows(QUEUE_ENTRY)), [self.ifindex("near1")])  # the others don't queue
-        tree = self.agent.rows(CLASS_ENTRY)
-        ids = {row[2]: index for index, row in tree.items()} | {"near1": "0"}
-        for row in tree.values():
-            parent = {"near1 1:1": "near1", "near1 1:20": "near1 1:1", "near1 2:a": "near1 1:20"}[row[2]]
-            self.assertEqual((row[3], row[4], row[5]), (parent, ids[parent], row[7]))

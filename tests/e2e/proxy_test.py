@@ -25,13 +25,7 @@ http_port {proxy}
 pid_filename none
 access_log none
 cache_log {folder}/cache.log
-coredump_dir {folder}
-cache_mem 8 MB
-netdb_filename none
 pinger_enable off
-shutdown_lifetime 0 seconds
-http_access allow localhost manager
-http_access deny manager
 http_access allow localhost
 """
 

@@ -125,4 +125,5 @@ class Memory(unittest.TestCase):
             # Files of a process that can't be dumped belong to root: proc(5).
             self.assertEqual(pathlib.Path(f"/proc/{pid}/environ").stat().st_uid, 0)
         for unit in ("hostd", "node", "snmpd"):
-            self.assertIn("\nLimitCORE=0\nUMask=0077\n", (TREE / f"packaging/systemd/tarnix-{unit}.service.in").read_text())
+            text = (TREE / f"packaging/systemd/tarnix-{unit}.service.in").read_text()
+            self.assertIn("\nLimitCORE=0\nUMask=0077\n", text)

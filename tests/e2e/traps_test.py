@@ -4,7 +4,6 @@ lose and regain their peers. Each test runs in one process and over the bus."""
 import os
 import re
 import shutil
-import time
 
 from harness import Daemon, Deployment, Namespace, eventually, for_a_while, for_each_kind, temp_folder
 
@@ -89,12 +88,6 @@ class Traps:
             found.append((name, UP if numbers[1] == "4" else DOWN, int(numbers[3]), int(numbers[4])))
         return found
 
-    def is_quiet(self):
-        """Whether no trap arrives for longer than a transitional state of a link is held back."""
-        count = len(self.traps())
-        time.sleep(1)
-        return len(self.traps()) == count
-
     def toggle(self):
         """Down and up again, each as slowly as the other end sees it."""
         self.namespace.run("ip", "link", "set", "left", "down")
@@ -132,13 +125,3 @@ class Traps:
                 self.assertEqual(told, [trap for name in names for trap in ((name, DOWN, 2, 2), (name, UP, 1, 1))])
         # Longer than half-way states are waited for: nothing may come late.
         for_a_while(2.0, lambda: len(self.traps()) == 2 * done, self.received.said())
-
-    def test_flapping_link_ends_with_a_trap_of_its_last_state(self):
-        self.generators("interfaces")
-        flaps = "link set left down\nlink set left up\n" * 50
-        for last, state in ((UP, ""), (DOWN, "link set left down\n")):
-            self.namespace.run("ip", "-batch", "-", stdin=flaps + state)
-            lasts = lambda: {"left": UP, "right": UP} | {trap[0]: trap[1] for trap in self.links(self.traps())}
-            eventually(lambda: self.is_quiet() and lasts() == {"left": last, "right": last}, f"the last state is {last}")
-        self.assertLessEqual(len(self.traps()), 2 * 2 * 201, "more traps than changes")
-        self.namespace.run("ip", "link", "set", "left", "up")
