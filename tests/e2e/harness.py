@@ -213,7 +213,7 @@ class Namespace:
         self.name = f"tarnix-e2e-{os.getpid()}-{name}"
         self.prefix = ("ip", "netns", "exec", self.name)  # of a command line that runs in it
         test_class.addClassCleanup(run, "ip", "netns", "del", self.name)
-        for words in (["netns", "add", self.name], *(["-n", self.name, *words] for words in links)):
+        for words in (["netns", "add", self.name], *(["-n", self.name, *line.split()] for line in links)):
             made = run("ip", *words)
             if made.status != 0:
                 not_tested(f"{words}: {made.err}")

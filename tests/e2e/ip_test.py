@@ -16,17 +16,16 @@ INVALID, DYNAMIC, STATIC = "2", "3", "4"
 LEARNED, SELF = "3", "4"
 
 # MAC addresses with unprintable octets: the client prints the others as text.
-LINKS = [["link", "set", "lo", "up"],
-         ["link", "add", "br1", "address", "02:00:00:00:01:01", "type", "bridge"],
-         ["link", "add", "br2", "address", "02:00:00:00:02:01", "type", "bridge"],
-         ["link", "add", "near1", "address", "02:00:00:00:01:02", "type", "veth", "peer", "name", "far1"],
-         ["link", "add", "near2", "address", "02:00:00:00:02:02", "type", "veth", "peer", "name", "far2"],
-         ["link", "set", "near1", "master", "br1"], ["link", "set", "near2", "master", "br2"],
-         *(["link", "set", name, "up"] for name in ("br1", "br2", "near1", "near2")),
-         ["addr", "add", "10.97.1.1/24", "dev", "br1"], ["addr", "add", "10.97.2.1/16", "dev", "br2"],
-         ["addr", "add", "10.97.1.1/24", "dev", "near2"],  # again: br1 has the lower index
-         ["addr", "add", "10.96.0.1", "peer", "10.96.0.2/32", "dev", "near2"],
-         ["neigh", "add", "10.97.1.7", "lladdr", "02:00:00:00:01:07", "dev", "br1", "nud", "permanent"]]
+LINKS = ["link set lo up",
+         "link add br1 address 02:00:00:00:01:01 type bridge", "link add br2 address 02:00:00:00:02:01 type bridge",
+         "link add near1 address 02:00:00:00:01:02 type veth peer name far1",
+         "link add near2 address 02:00:00:00:02:02 type veth peer name far2",
+         "link set near1 master br1", "link set near2 master br2",
+         *(f"link set {name} up" for name in ("br1", "br2", "near1", "near2")),
+         "addr add 10.97.1.1/24 dev br1", "addr add 10.97.2.1/16 dev br2",
+         "addr add 10.97.1.1/24 dev near2",  # again: br1 has the lower index
+         "addr add 10.96.0.1 peer 10.96.0.2/32 dev near2",
+         "neigh add 10.97.1.7 lladdr 02:00:00:00:01:07 dev br1 nud permanent"]
 # Two more addresses of a bridge, of each family, and one of who asks them.
 ASKED = ["10.97.1.3", "10.97.1.4", "fd00:97::1", "fd00:97::2"]
 ASKER = "fd00:97::100"

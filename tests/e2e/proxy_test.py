@@ -35,7 +35,7 @@ class Proxy(unittest.TestCase):
     def setUpClass(cls):
         if shutil.which("squid") is None:
             not_tested("squid isn't installed")
-        cls.namespace = Namespace(cls, "proxy", [["link", "set", "lo", "up"]])
+        cls.namespace = Namespace(cls, "proxy", ["link set lo up"])
         cls.folder = temp_folder(cls, "squid")
         cls.folder.chmod(0o777)  # squid gives up its rights
         (cls.folder / "squid.conf").write_text(CONFIGURATION.format(proxy=PROXY, folder=cls.folder))

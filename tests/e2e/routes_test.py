@@ -15,24 +15,17 @@ PROTOCOLS = {"boot": "3", "static": "3", "rip": "8", "ospf": "13", "bgp": "14",
              "kernel": "3", "bird": "3", "zebra": "3", "dhcp": "3"}  # netmgmt(3): which protocol told them isn't known
 
 # The client prints octets as text when they happen to be printable: these addresses never are.
-LINKS = [["link", "set", "lo", "up"], *(words for n in (1, 2, 3) for words in (
-    ["link", "add", f"v{n}", "address", f"02:00:00:00:00:0{n}", "type", "veth", "peer", "name", f"w{n}"],
-    ["address", "add", f"10.0.{n}.1/24", "dev", f"v{n}"],
-    ["link", "set", f"v{n}", "up"], ["link", "set", f"w{n}", "up"]))]
+LINKS = ["link set lo up", *(line for n in (1, 2, 3) for line in (
+    f"link add v{n} address 02:00:00:00:00:0{n} type veth peer name w{n}",
+    f"address add 10.0.{n}.1/24 dev v{n}", f"link set v{n} up", f"link set w{n} up"))]
 ROUTES = [
-    ["default", "via", "10.0.1.2"],
-    ["10.9.0.0/16", "nexthop", "via", "10.0.1.2", "nexthop", "via", "10.0.2.2", "nexthop", "via", "10.0.3.2"],
-    ["10.5.5.5/32", "via", "10.0.2.2", "metric", "100"],
-    ["10.5.5.5/32", "via", "10.0.3.2", "metric", "50"],
-    ["10.5.5.5/32", "via", "10.0.3.2", "metric", "20", "proto", "bgp"],
-    ["10.7.0.0/16", "via", "inet6", "fe80::1", "dev", "v1", "proto", "bgp"],
-    ["10.8.0.0/16", "dev", "v3", "proto", "static"],
-    ["10.8.0.0/16", "via", "10.0.1.2", "tos", "8", "proto", "ospf"],
-    ["10.8.0.0/17", "via", "10.0.1.2", "proto", "rip"],
-    *([f"10.21.{n}.0/24", "via", "10.0.1.2", "proto", name]
-      for n, name in enumerate(("kernel", "bird", "zebra", "dhcp"))),
-    ["blackhole", "10.66.0.0/16"], ["unreachable", "10.67.0.0/16"], ["prohibit", "10.68.0.0/16"],
-    ["224.0.0.0/4", "dev", "v2"],
+    "default via 10.0.1.2", "10.9.0.0/16 nexthop via 10.0.1.2 nexthop via 10.0.2.2 nexthop via 10.0.3.2",
+    "10.5.5.5/32 via 10.0.2.2 metric 100", "10.5.5.5/32 via 10.0.3.2 metric 50",
+    "10.5.5.5/32 via 10.0.3.2 metric 20 proto bgp", "10.7.0.0/16 via inet6 fe80::1 dev v1 proto bgp",
+    "10.8.0.0/16 dev v3 proto static", "10.8.0.0/16 via 10.0.1.2 tos 8 proto ospf",
+    "10.8.0.0/17 via 10.0.1.2 proto rip",
+    *(f"10.21.{n}.0/24 via 10.0.1.2 proto {name}" for n, name in enumerate(("kernel", "bird", "zebra", "dhcp"))),
+    "blackhole 10.66.0.0/16", "unreachable 10.67.0.0/16", "prohibit 10.68.0.0/16", "224.0.0.0/4 dev v2",
 ]
 
 
@@ -45,7 +38,7 @@ class Routes:
         cls.namespace.run("tee", "/proc/sys/net/ipv4/nexthop_compat_mode", stdin=str(int(cls.kind == "node")))
         up = lambda: [link["ifname"] for link in cls.namespace.ip("link") if link["operstate"] == "UP"]
         eventually(lambda: len(up()) == 6, "the links are up")
-        cls.batch(f"route add {' '.join(words)}" for words in ROUTES)
+        cls.batch(f"route add {route}" for route in ROUTES)
         cls.agent = Deployment(cls.kind, cls.namespace.prefix).ends_with(cls).start().open()
 
     @classmethod
@@ -95,26 +88,21 @@ class Routes:
     def test_table_matches_the_kernel_and_follows_changes(self):
         self.assertEqual(self.rows(), self.kernel_rows())
         self.assertGreater(len(self.kernel_rows()), 14)
-        for words in [
-                ["route", "del", "10.5.5.5/32", "metric", "20"],      # what was behind it comes forth
-                ["route", "append", "10.5.5.5/32", "via", "10.0.1.2", "metric", "50"],
-                ["route", "replace", "10.5.5.5/32", "via", "10.0.1.9", "metric", "50"],  # the first of two
-                ["route", "replace", "default", "nexthop", "via", "10.0.2.2", "nexthop", "via", "10.0.2.3"],
-                ["nexthop", "add", "id", "7", "via", "10.0.3.2", "dev", "v3"],
-                ["nexthop", "add", "id", "8", "via", "10.0.2.2", "dev", "v2"],
-                ["nexthop", "add", "id", "9", "group", "7/8"],
-                ["route", "add", "10.11.0.0/16", "nhid", "7"],
-                ["route", "add", "10.12.0.0/16", "nhid", "9"],
-                ["nexthop", "replace", "id", "7", "via", "10.0.3.4", "dev", "v3"],
+        for change in [
+                "route del 10.5.5.5/32 metric 20",  # what was behind it comes forth
+                "route append 10.5.5.5/32 via 10.0.1.2 metric 50",
+                "route replace 10.5.5.5/32 via 10.0.1.9 metric 50",  # the first of two
+                "route replace default nexthop via 10.0.2.2 nexthop via 10.0.2.3",
+                "nexthop add id 7 via 10.0.3.2 dev v3", "nexthop add id 8 via 10.0.2.2 dev v2",
+                "nexthop add id 9 group 7/8", "route add 10.11.0.0/16 nhid 7", "route add 10.12.0.0/16 nhid 9",
+                "nexthop replace id 7 via 10.0.3.4 dev v3",
                 # From here on the kernel doesn't tell of each route.
-                ["nexthop", "del", "id", "8"],
-                *(["link", "set", link, state] for link in ("w2", "v3") for state in ("down", "up")),
-                ["address", "del", "10.0.3.1/24", "dev", "v3"],
-                ["link", "del", "v2"],
+                "nexthop del id 8", *(f"link set {link} {state}" for link in ("w2", "v3") for state in ("down", "up")),
+                "address del 10.0.3.1/24 dev v3", "link del v2",
         ]:
-            self.namespace.run("ip", *words)
-            eventually(self.agrees, f"the same as ip -json route after: {words}")
-            self.assertEqual(self.agent.get(CIDR_NUMBER), f"Gauge32: {len(self.kernel_rows())}", words)
+            self.namespace.run("ip", *change.split())
+            eventually(self.agrees, f"the same as ip -json route after: {change}")
+            self.assertEqual(self.agent.get(CIDR_NUMBER), f"Gauge32: {len(self.kernel_rows())}", change)
 
     def test_lost_notifications_are_corrected_by_a_new_listing(self):
         self.batch(f"route replace 10.144.{n}.0/24 via 10.0.1.2" for n in range(256))

@@ -21,15 +21,11 @@ LAST, HC_OUT_OCTETS, ALIAS = 22, 10, 18
 UP, DOWN = "1", "2"
 
 # The client prints octets as text when they happen to be printable: these addresses never are.
-LINKS = [["link", "set", "lo", "up"],
-         ["link", "add", "left", "address", "02:00:00:00:00:01", "type", "veth", "peer", "name", "right", "address",
-          "02:00:00:00:00:02"],
-         ["link", "add", "br0", "address", "02:00:00:00:00:03", "type", "bridge"],
-         ["link", "add", "mac0", "link", "left", "address", "02:00:00:00:00:04", "type", "macvlan", "mode", "bridge"],
-         ["tuntap", "add", "tun0", "mode", "tun"],
-         ["link", "set", "right", "master", "br0"],
-         ["link", "set", "left", "up"], ["link", "set", "right", "up"], ["link", "set", "br0", "up"],
-         ["link", "set", "left", "alias", "to the right"]]
+LINKS = ["link set lo up", "link add br0 address 02:00:00:00:00:03 type bridge",
+         "link add left address 02:00:00:00:00:01 type veth peer name right address 02:00:00:00:00:02",
+         "link add mac0 link left address 02:00:00:00:00:04 type macvlan mode bridge",
+         "tuntap add tun0 mode tun", "link set right master br0",
+         *(f"link set {name} up" for name in ("left", "right", "br0")), "link set left alias to-the-right"]
 
 
 @for_each_kind("node", "apart")

@@ -7,8 +7,7 @@ import shutil
 
 from harness import Daemon, Deployment, Namespace, eventually, for_a_while, for_each_kind, temp_folder
 
-LINKS = [["link", "set", "lo", "up"], ["link", "add", "left", "type", "veth", "peer", "name", "right"],
-         ["link", "set", "left", "up"], ["link", "set", "right", "up"]]
+LINKS = ["link set lo up", "link add left type veth peer name right", "link set left up", "link set right up"]
 UNREACHABLE, IPV4, IPV6 = "203.0.113.1", "127.0.0.1", "::1"
 ASKED = ".1.3.6.1.4.1.49999.1.1.9"
 UP, DOWN = "linkUp", "linkDown"
