@@ -14,7 +14,6 @@
 #include "child.h"
 #include "echo_server.h"
 #include "peers.h"
-#include "temp_root.h"
 #include "tn/paths.h"
 #include "tn/sources.h"
 
@@ -42,19 +41,9 @@ Peer::Setup serving(std::vector<uint32_t> numbers) {
 
 message askAt(uint32_t number) { return requestTo({number, 2}, kEcho); }
 
-class BusTest : public testing::Test {
+class BusTest : public ClientTest {
   protected:
-    BusTest() {
-        setRoot(root_.folder() + "/" + std::string(120, 'r'));  // longer than an address of a socket
-        looper_.addHandler(1, &client_);
-    }
-    message exchange(const message& m, std::chrono::milliseconds timeout = 1s) {
-        return looper_.exchangeMessage(m, timeout);
-    }
-
-    TempRoot root_;
-    Looper looper_{{34}};
-    Listener client_;
+    BusTest() { setRoot(root_.folder() + "/" + std::string(120, 'r')); }  // longer than an address of a socket
 };
 
 TEST_F(BusTest, RequestAndReplyCrossUnchangedAndTheCallerIsNamedByTheKernel) {

@@ -7,24 +7,13 @@
 #include "child.h"
 #include "echo_server.h"
 #include "peers.h"
-#include "temp_root.h"
 #include "tn/idle_exit.h"
 #include "tn/sources.h"
 
 namespace tn {
 namespace {
 
-class LeaveTest : public testing::Test {
-  protected:
-    LeaveTest() { looper_.addHandler(1, &client_); }
-    message exchange(const message& m, std::chrono::milliseconds timeout = 1s) {
-        return looper_.exchangeMessage(m, timeout);
-    }
-
-    TempRoot root_;
-    Looper looper_{{34}};
-    Handler client_;
-};
+class LeaveTest : public ClientTest {};
 
 /// In a new process: takes the socket of {24} over from its holder, as a spawner's child does.
 void takeOver(const BusListener& held) { receiveSocket(held.socket.get(), "24"); }

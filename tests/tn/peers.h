@@ -17,6 +17,7 @@
 #include "child.h"
 #include "eventually.h"
 #include "listener.h"
+#include "temp_root.h"
 #include "tn/bus_socket.h"
 #include "tn/log.h"
 #include "tn/looper.h"
@@ -78,6 +79,19 @@ class Peer {
 
     std::optional<Child> child_;
     bool listening_ = false;
+};
+
+/// The process {34} with a client {34, 1}, in a root of its own.
+class ClientTest : public testing::Test {
+  protected:
+    ClientTest() { looper_.addHandler(1, &client_); }
+    message exchange(const message& m, std::chrono::milliseconds timeout = 1s) {
+        return looper_.exchangeMessage(m, timeout);
+    }
+
+    TempRoot root_;
+    Looper looper_{{34}};
+    Listener client_;
 };
 
 /// A thread that serves a number with raw packets, as a misbehaving peer.
