@@ -53,11 +53,15 @@ TEST_F(EntityModuleTest, ChassisAndDevicesInOrder) {
     EXPECT_EQ(values({kEntity + "1.0", kEntity + "1.131076"}), "- -");
 }
 
-TEST_F(EntityModuleTest, WhatARequestDoesNotChangeIsNotWritten) {
+TEST_F(EntityModuleTest, AliasAndAssetIdOutliveTheAgentAndAreWrittenWhenTheyChange) {
     start_entity_module();
     const auto octetsWritten = [] { return std::filesystem::file_size(tn::rooted("/tern/store/snmp_entity-wal")); };
     (void)set({text(kAlias, "rack"), text(kAssetId, std::string("A\0\xff", 3))});
+    restart();
+    branches.clear();
+    start_entity_module();
     EXPECT_EQ(values({kAlias, kAssetId}), "rack 41 00 FF");
+    (void)set({text(kAlias, "core"), text(kAlias, "rack")});
     const auto before = octetsWritten();
     (void)set({text(kAlias, "rack"), number(kAlias, 5)});
     {

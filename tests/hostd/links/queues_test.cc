@@ -30,6 +30,19 @@ Qdisc one(uint32_t ifindex, uint32_t handle, uint32_t parent, const char* kind, 
 
 std::string nameOf(uint32_t ifindex) { return ifindex == 99 ? "" : "eth" + std::to_string(ifindex); }
 
+/// "name in parent" of each class; the parent's id must be that of the class with this name.
+std::vector<std::string> tree(const std::vector<Qdisc>& qdiscs, const std::vector<Qdisc>& classes) {
+    std::vector<std::string> all;
+    const QueueRows rows = makeQueueRows(qdiscs, classes, nameOf);
+    for (const auto& [id, queue] : rows.classes) {
+        all.push_back(queue.name + " in " + queue.parent);
+        EXPECT_EQ(
+            queue.parentId == 0 ? queue.name.substr(0, queue.name.find(' ')) : rows.classes.at(queue.parentId).name,
+            queue.parent);
+    }
+    return all;
+}
+
 }  // namespace
 
 TEST(Qdisc, IsReadWithWideCountersAndWithoutThoseThatAreCut) {
@@ -62,6 +75,17 @@ TEST(InterfaceQueues, AreThoseThatAreConfigured) {
     ASSERT_EQ(rows.interfaces.size(), 1U);
     EXPECT_FALSE(rows.interfaces.at(4).sent);
     EXPECT_EQ(rows.interfaces.at(4).received.value().packets, 5U);
+}
+
+TEST(QueueTree, ContinuesAcrossQdiscsUpToTheInterface) {
+    // eth3 -> 1: htb -> 1:1 -> 1:10 -> a: prio -> a:1; a prio's classes name their qdisc as their parent.
+    const std::vector<Qdisc> qdiscs = {one(3, handle(1), TC_H_ROOT, "htb"), one(3, handle(10), handle(1, 0x10), "prio"),
+                                       one(5, handle(1), TC_H_ROOT, "htb")};
+    EXPECT_THAT(tree(qdiscs, {one(3, handle(1, 1), TC_H_ROOT, "htb"), one(3, handle(1, 0x10), handle(1, 1), "htb"),
+                              one(3, handle(10, 1), handle(10), "prio"), one(5, handle(1, 1), TC_H_ROOT, "htb"),
+                              one(6, handle(1, 1), TC_H_ROOT, "htb"), one(99, handle(1, 1), TC_H_ROOT, "htb")}),
+                UnorderedElementsAre("eth3 1:1 in eth3", "eth3 1:10 in eth3 1:1", "eth3 a:1 in eth3 1:10",
+                                     "eth5 1:1 in eth5", "eth6 1:1 in eth6"));
 }
 
 TEST(QueueTree, IdsDependOnNothingButTheNameAndAreUnique) {
