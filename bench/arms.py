@@ -1,16 +1,20 @@
-"""The servers to measure. Each has its own temporary folder and port."""
+"""The servers to measure. Each has its own temporary folder and ports."""
 import contextlib
 import json
 import os
 import pathlib
+import random
+import signal
 import socket
 import subprocess
 import tempfile
 import time
 
 SERVER_CPU, LOAD_CPU = 0, 1
+SNMPD = "/usr/sbin/snmpd"
 IN_MEMORY = "/dev/shm"  # the disk isn't measured, but a start that syncs files would wait for it
-PASSWORD = "benchbench"  # both passwords of the SNMPv3 user bench, built into udp-load and udp-walk
+PASSWORD = "benchbench"  # both passwords of the SNMPv3 user bench, built into the load generators
+REAL_TIME = os.SCHED_FIFO | os.SCHED_RESET_ON_FORK  # helper threads give way to the one that replies
 SYS_OBJECT_ID = "1.3.6.1.2.1.1.2.0"  # a constant of every server
 
 
@@ -25,7 +29,12 @@ def free_port():
 
 
 def pinned(cpu):
-    return lambda: os.sched_setaffinity(0, {cpu} & os.sched_getaffinity(0) or os.sched_getaffinity(0))
+    """Prepares a child process."""
+    def prepare():
+        os.sched_setaffinity(0, {cpu} & os.sched_getaffinity(0) or os.sched_getaffinity(0))
+        if os.sched_getscheduler(0) == os.SCHED_FIFO:
+            os.sched_setscheduler(0, REAL_TIME, os.sched_param(1))
+    return prepare
 
 
 class Arm:
@@ -34,7 +43,7 @@ class Arm:
     def __init__(self, build, namespace=None):
         self.build = build
         self.prefix = ["ip", "netns", "exec", namespace] if namespace else []
-        self.port = free_port()
+        self.port, self.trap_port = free_port(), free_port()
         self.tree = tempfile.TemporaryDirectory(prefix="tarnix-bench-",
                                                 dir=IN_MEMORY if os.path.isdir(IN_MEMORY) else None)
         self.folder = self.tree.name
@@ -70,41 +79,80 @@ class Arm:
         self.end()
         self.tree.cleanup()
 
-    def measure(self, tool, *words):
-        """The output of udp-load or udp-walk, with the CPU time of all processes of this server."""
+    def measure(self, tool, *words, port=None):
+        """The output of a load generator, with the CPU time of all processes of this server."""
         pids = [f"--pid={process.pid}" for process in self.processes.values()]
-        command = [*self.prefix, f"{self.build}/{tool}", f"--port={self.port}", *pids, *words]
+        command = [*self.prefix, f"{self.build}/{tool}", f"--port={port or self.port}", *pids, *words]
         done = subprocess.run(command, capture_output=True, text=True, preexec_fn=pinned(LOAD_CPU))
         if done.returncode:
             raise Failure(f"{self.name}: {done.stderr.strip()}\n{self.logs()}")
         return json.loads(done.stdout)
 
-    def load(self, names, window, requests, *words):
-        return self.measure("udp-load", f"--window={window}", f"--requests={requests}", *self.load_options(), *words,
-                            *names)
+    def load(self, names, requests, *words, window=32):
+        """Microseconds of CPU time for one Get."""
+        figures = self.measure("udp-load", f"--window={window}", f"--requests={requests}", *self.load_options(), *words,
+                               *names)
+        return figures["cpu_us"]
+
+    def walk(self, *words):
+        return self.measure("udp-walk", *words)
 
     def load_options(self):
         return []
 
+    @contextlib.contextmanager
+    def probing(self, *words):
+        """A second client that queries from now to the end of the block. It fills the dictionary that it yields:
+        `first`, the time of the first value (monotonic clock, seconds), and `longest_ms`, the longest wait after it."""
+        command = [*self.prefix, f"{self.build}/udp-probe", f"--port={self.port}", *words]
+        figures = {}
+        with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+                              preexec_fn=pinned(LOAD_CPU)) as client:
+            try:
+                time.sleep(0.1)  # it has started by then
+                yield figures
+            finally:
+                if "--once" not in words:
+                    client.send_signal(signal.SIGTERM)
+                out, reason = client.communicate()
+        if client.returncode:
+            raise Failure(f"{self.name}: {reason.strip()}\n{self.logs()}")
+        figures.update(json.loads(out))
+
     def launch_seconds(self, name):
         """Seconds from launching to the first answer with this object's value."""
-        command = [*self.prefix, f"{self.build}/udp-wait", f"--port={self.port}", name]
-        with subprocess.Popen(command, stdout=subprocess.PIPE, text=True, preexec_fn=pinned(LOAD_CPU)) as client:
-            time.sleep(0.1)  # udp-wait has started by then
+        with self.probing("--once", name) as figures:
             launched = time.monotonic()
             self.launch()
-            answered = client.communicate()[0]
-        if client.returncode:
-            raise Failure(f"{self.name}: no value of {name} after launching\n{self.logs()}")
-        return float(answered) - launched
+        return figures["first"] - launched
 
-    def memory(self, field):
-        """{program: MiB}; field is a line of /proc/PID/status, such as VmRSS or VmHWM."""
+    def memory(self):
+        """{program: MiB of pages that only it has and has written to}"""
         out = {}
         for name, process in self.processes.items():
-            status = pathlib.Path(f"/proc/{process.pid}/status").read_text()
-            out[name] = int(status.split(f"{field}:")[1].split()[0]) / 1024
+            pages = pathlib.Path(f"/proc/{process.pid}/smaps_rollup").read_text()
+            out[name] = int(pages.split("Private_Dirty:")[1].split()[0]) / 1024
         return out
+
+    def tasks(self):
+        """All threads of the server's processes."""
+        return [int(task) for process in self.processes.values() for task in os.listdir(f"/proc/{process.pid}/task")]
+
+    def cpu_seconds(self):
+        return sum(int(pathlib.Path(f"/proc/{task}/schedstat").read_text().split()[0]) for task in self.tasks()) / 1e9
+
+    @contextlib.contextmanager
+    def before_others(self):
+        """Gives the server and its clients real-time priority, so that a wait is caused by the server itself."""
+        os.sched_setscheduler(0, os.SCHED_FIFO, os.sched_param(1))  # inherited by what this process starts
+        for process in self.processes.values():
+            os.sched_setscheduler(process.pid, REAL_TIME, os.sched_param(1))
+        try:
+            yield
+        finally:
+            for task in [0, *self.tasks()]:
+                with contextlib.suppress(ProcessLookupError):
+                    os.sched_setscheduler(task, os.SCHED_OTHER, os.sched_param(0))
 
     def wait_until_it_answers(self):
         for _ in range(50):
@@ -112,7 +160,7 @@ class Arm:
             if dead:
                 raise Failure(f"{self.name}: {dead[0]} exited:\n{self.logs()}")
             try:
-                self.load([SYS_OBJECT_ID], 1, 1)
+                self.load([SYS_OBJECT_ID], 1, window=1)
                 return
             except Failure as failure:
                 reason = failure
@@ -141,23 +189,27 @@ class DebianSnmpd(Arm):
         pathlib.Path(conf).write_text(
             f"agentaddress udp:127.0.0.1:{self.port}\n"
             "rocommunity common 127.0.0.1\n"
-            f'createUser bench SHA "{PASSWORD}" DES "{PASSWORD}"\nrouser bench priv\n'
+            f'createUser bench MD5 "{PASSWORD}" DES "{PASSWORD}"\nrouser bench priv\n'
             "sysContact noc\nsysLocation bench\nsysServices 72\n")
-        self.spawn("/usr/sbin/snmpd", "-f", "-Lo", "-C", "-c", conf, SNMP_PERSISTENT_DIR=self.folder)
+        self.spawn(SNMPD, "-f", "-Lo", "-C", "-c", conf, SNMP_PERSISTENT_DIR=self.folder)
 
 
 class Agent(Arm):
     def launch(self):
         for program in self.programs:
-            agent = [] if program == "tarnix-hostd" else [f"--port={self.port}", "--strict-usm"]
+            agent = [] if program == "tarnix-hostd" else [f"--port={self.port}", f"--trap-port={self.trap_port}",
+                                                             "--strict-usm"]
             self.spawn(f"{self.build}/{program}", f"--root={self.folder}", "--log=stderr", *agent)
 
     def configure(self):
         self.tnctl("community", "set", "common", "addresses=127.0.0.0/8")
-        self.tnctl("community", "add", "name=bench", "addresses=127.0.0.0/8", "security=private",
-                   "authentication-protocol=sha1", f"authentication-password={PASSWORD}",
-                   f"encryption-password={PASSWORD}")
+        self.add_user("bench", PASSWORD)
         self.tnctl("set", "enabled=yes", "engine-id=bench")
+
+    def add_user(self, name, password):
+        self.tnctl("community", "add", f"name={name}", "addresses=127.0.0.0/8", "security=private",
+                   "authentication-protocol=md5", f"authentication-password={password}",
+                   f"encryption-password={password}")
 
     def tnctl(self, *words):
         command = [f"{self.build}/tnctl", f"--root={self.folder}", "snmp", *words]
@@ -194,3 +246,8 @@ def running(names, build, namespace=None):
     finally:
         for arm in arms:
             arm.remove()
+
+
+def shuffled(items, seed):
+    """A different order in each round, so that no server always follows the same other one."""
+    return random.Random(seed).sample(items, len(items))

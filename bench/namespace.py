@@ -1,10 +1,14 @@
-"""A network namespace with a given number of links, removed when its with-block ends."""
+"""Network namespaces with links or routes, each removed when its with-block ends."""
 import contextlib
 import json
 import os
+import pathlib
 import subprocess
+import sys
 
-from arms import Failure
+from arms import LOAD_CPU, Failure, pinned
+
+FILLER = pathlib.Path(__file__).with_name("fill_routes.py")
 
 
 def ip(*words, **more):
@@ -15,12 +19,22 @@ def ip(*words, **more):
 
 
 @contextlib.contextmanager
-def namespace_with(links):
-    """The namespace's name. The links are enabled veth pairs without addresses, so nothing is sent on them."""
-    name = f"tarnix-bench-{os.getpid()}-{links}"
-    ip("netns", "add", name)
+def empty_namespace(suffix):
+    """The namespace's name. Only the loopback is up in it."""
+    name = f"tarnix-bench-{os.getpid()}-{suffix}"
     try:
+        ip("netns", "add", name)
         ip("-n", name, "link", "set", "lo", "up")
+        yield name
+    finally:
+        if os.path.exists(f"/run/netns/{name}"):
+            ip("netns", "del", name)
+
+
+@contextlib.contextmanager
+def namespace_with_links(links):
+    """The namespace's name. The links are enabled veth pairs without addresses, so nothing is sent on them."""
+    with empty_namespace(links) as name:
         lines = []
         for pair in range(links // 2):
             ends = f"a{pair}", f"b{pair}"
@@ -28,8 +42,27 @@ def namespace_with(links):
             lines += [f"link set {end} addrgenmode none up" for end in ends]
         ip("-n", name, "-batch", "-", input="\n".join(lines))
         yield name
-    finally:
-        ip("netns", "del", name)
+
+
+@contextlib.contextmanager
+def namespace_with_routes(count):
+    """The namespace's name."""
+    with empty_namespace("routes") as name:
+        for words in [["link", "add", "uplink", "type", "veth", "peer", "name", "there"],
+                      ["link", "set", "uplink", "up"], ["link", "set", "there", "up"],
+                      ["address", "add", "10.0.0.1/24", "dev", "uplink"]]:
+            ip("-n", name, *words)
+        fill_routes(name, "add", count)
+        yield name
+
+
+def fill_routes(namespace, *words):
+    """Runs fill_routes.py. Returns the seconds it took."""
+    command = ["ip", "netns", "exec", namespace, sys.executable, str(FILLER), *map(str, words)]
+    done = subprocess.run(command, capture_output=True, text=True, preexec_fn=pinned(LOAD_CPU))
+    if done.returncode:
+        raise Failure(done.stderr.strip())
+    return float(done.stdout)
 
 
 def middle_link(name):

@@ -16,12 +16,18 @@ void append(wire::Bytes& out, std::span<const uint8_t> more) { out.insert(out.en
 
 }  // namespace
 
+wire::Manager benchUser() {
+    wire::Manager user;
+    user.user = "bench";
+    user.level = 2;
+    user.authPassword = user.privPassword = "benchbench";
+    return user;
+}
+
 Session::Session(uint16_t port, std::chrono::milliseconds timeout, bool v3) : socket_(port, timeout) {
     if (!v3) return;
-    manager_.emplace();
-    manager_->user = "bench";
-    manager_->sha = true;
-    manager_->authPassword = manager_->privPassword = "benchbench";
+    manager_ = benchUser();
+    manager_->level = 0;  // until the engine is known
     discover();
 }
 

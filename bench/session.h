@@ -10,7 +10,10 @@
 
 namespace bench {
 
-constexpr const char* kV3Help = "SNMPv3 authPriv instead of v2c: user bench, SHA, DES, both passwords benchbench";
+constexpr const char* kV3Help = "SNMPv3 authPriv instead of v2c: user bench, MD5, DES, both passwords benchbench";
+
+/// The user of kV3Help, at authPriv.
+[[nodiscard]] wire::Manager benchUser();
 
 /// Exchanges requests and replies with a server on 127.0.0.1. The caller sees v2c messages, even if SNMPv3 is on the
 /// wire.

@@ -1,20 +1,12 @@
 #include "bench/snmp_request.h"
 
 #include <algorithm>
-#include <map>
 #include <stdexcept>
 
 namespace bench {
 namespace {
 
 constexpr uint32_t kAnyId = 0x7fffffff;  // four octets in its shortest form
-
-uint8_t tagOf(const std::string& operation) {
-    static const std::map<std::string, uint8_t> kTags{{"get", kGet}, {"getnext", kGetNext}, {"getbulk", kGetBulk}};
-    const auto found = kTags.find(operation);
-    if (found == kTags.end()) throw std::invalid_argument("expected get, getnext or getbulk, not " + operation);
-    return found->second;
-}
 
 bool isException(uint8_t tag) { return tag >= wire::kNoSuchObject && tag <= wire::kEndOfMibView; }
 
@@ -54,7 +46,7 @@ bool readBinding(wire::Reader& bindings, wire::Oid* name) {
 Datagram::Datagram(const Request& request) {
     wire::Message message;
     message.community = request.community;
-    message.pdu = tagOf(request.operation);
+    message.pdu = request.pdu;
     message.requestId = kAnyId;
     if (message.pdu == kGetBulk) message.errorIndex = request.maxRepetitions;
     for (const wire::Oid& name : request.oids) message.bindings.push_back({wire::dotted(name), wire::kNull, ""});

@@ -15,15 +15,15 @@ constexpr uint8_t kGet = 0xa0, kGetNext = 0xa1, kResponse = 0xa2, kGetBulk = 0xa
 /// A request of the load generators.
 struct Request {
     std::string community = "common";
-    std::string operation = "get";  ///< get, getnext or getbulk
+    uint8_t pdu = kGet;  ///< kGet, kGetNext or kGetBulk
     std::vector<wire::Oid> oids;
-    unsigned maxRepetitions = 10;  ///< getbulk only
+    unsigned maxRepetitions = 10;  ///< kGetBulk only
 };
 
 /// A v2c request datagram (RFC 3416). It is encoded once; afterwards only the four octets of its request id change.
 class Datagram {
   public:
-    /// Throws std::invalid_argument with an error message if the operation is unknown or the request too long.
+    /// Throws std::invalid_argument with an error message if the request is too long.
     explicit Datagram(const Request& request);
     /// The datagram with this request id, valid until the next call. The id must be 0x01000000 to 0x7fffffff, so that
     /// its minimal encoding has four octets.

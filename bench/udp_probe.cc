@@ -1,4 +1,4 @@
-// A second client: queries one value repeatedly until SIGTERM and prints its longest wait.
+// A client that queries until the server answers, then repeatedly until SIGTERM, and prints its longest wait.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
@@ -7,54 +7,98 @@
 #include <stdexcept>
 #include <thread>
 
+#include "bench/session.h"
 #include "bench/snmp_request.h"
-#include "bench/udp_client.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr auto kTimeout = 120s;  // a server may be busy for long
+constexpr auto kFirstTimeout = 20s;  // for the first reply with a value
+constexpr auto kResendAfter = 20ms;  // until then: a starting server may lose a request
+constexpr auto kRetryAfter = 500us;  // after a refused datagram or a reply without a value
+constexpr auto kInterval = 2ms;      // between a later reply and the next request
+constexpr auto kTimeout = 120s;      // for later replies: a server may be busy for long
 
 volatile std::sig_atomic_t isEnded = 0;
 
-void probe(uint16_t port, bench::Datagram request, std::chrono::milliseconds interval) {
-    bench::UdpClient socket(port, kTimeout);
-    unsigned answers = 0;
+uint32_t nextId() {
+    static uint32_t id = 0x40000000;
+    return id++;
+}
+
+bool answersWithValues(uint16_t port, bench::Datagram& request, bool v3) {
+    try {
+        bench::Session session(port, kResendAfter, v3);
+        session.send(request.withId(nextId()));
+        const auto answer = session.receive();
+        return !answer.empty() && bench::checkAnswer(answer, bench::AnswerKind::Response) != 0;
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+}
+
+/// The time of the first reply with a value.
+Clock::time_point waitForFirst(uint16_t port, bench::Datagram& request, bool v3) {
+    if (v3) (void)bench::benchUser().key(bench::benchUser().authPassword);  // takes milliseconds, and is cached
+    const auto end = Clock::now() + kFirstTimeout;
+    while (!answersWithValues(port, request, v3)) {
+        if (Clock::now() > end) throw std::runtime_error("timeout: no reply with a value");
+        std::this_thread::sleep_for(kRetryAfter);
+    }
+    return Clock::now();
+}
+
+/// The longest wait until SIGTERM.
+Clock::duration waitRepeatedly(uint16_t port, bench::Datagram& request, bool v3) {
+    bench::Session session(port, kTimeout, v3);
     Clock::duration longest{};
-    for (uint32_t id = 0x40000000; isEnded == 0; ++id) {
+    while (isEnded == 0) {
+        const uint32_t id = nextId();
         const auto sent = Clock::now();
-        socket.send(request.withId(id));
-        const auto answer = socket.receive();
+        session.send(request.withId(id));
+        const auto answer = session.receive();
+        // A signal, too, ends the wait without an answer.
+        if (answer.empty() && isEnded == 0) throw std::runtime_error("timeout");
+        longest = std::max(longest, Clock::now() - sent);
         if (answer.empty()) break;
         if (bench::checkAnswer(answer, bench::AnswerKind::Response) != id) throw std::runtime_error("malformed reply");
-        longest = std::max(longest, Clock::now() - sent);
-        ++answers;
-        std::this_thread::sleep_for(interval);
+        std::this_thread::sleep_for(kInterval);
     }
-    if (isEnded == 0) throw std::runtime_error("timeout");
-    std::printf(R"({"answers": %u, "longest_ms": %.3f})"
+    return longest;
+}
+
+void probe(uint16_t port, bench::Datagram request, bool v3, bool once) {
+    const auto first = waitForFirst(port, request, v3);
+    const auto longest = once ? Clock::duration() : waitRepeatedly(port, request, v3);
+    std::printf(R"({"first": %.6f, "longest_ms": %.3f})"
                 "\n",
-                answers, std::chrono::duration<double, std::milli>(longest).count());
+                std::chrono::duration<double>(first.time_since_epoch()).count(),
+                std::chrono::duration<double, std::milli>(longest).count());
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     uint16_t port = 0;
-    unsigned interval = 2;
+    bool once = false;
+    bool v3 = false;
     bench::Request request;
     std::string name;
-    CLI::App app{"Query a value from 127.0.0.1 repeatedly until SIGTERM. Prints the longest wait as one line of JSON"};
+    CLI::App app{
+        "Query a value from 127.0.0.1 until it is available, then repeatedly until SIGTERM. Prints the time of the "
+        "first reply "
+        "(monotonic clock, seconds) and the longest wait for a later one as one line of JSON"};
     app.add_option("--port", port, "UDP port of the server")->required();
-    app.add_option("--interval", interval, "milliseconds between a reply and the next request");
+    app.add_flag("--v3", v3, bench::kV3Help);
+    app.add_flag("--once", once, "exit after the first reply");
     app.add_option("OID", name, "name to query")->required();
     CLI11_PARSE(app, argc, argv);
     std::signal(SIGTERM, [](int) { isEnded = 1; });
     try {
         request.oids = {wire::parseOid(name)};
-        probe(port, bench::Datagram(request), std::chrono::milliseconds(interval));
+        probe(port, bench::Datagram(request), v3, once);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "udp-probe: %s\n", error.what());
         return 1;

@@ -22,6 +22,7 @@ struct Options {
     unsigned walks = 1;
     unsigned interval = 300;  // milliseconds
     unsigned timeout = 10;    // seconds; nothing is lost on the loopback, so a slower server has failed
+    bool getNext = false;
     bool v3 = false;
     std::vector<int> pids;
     std::vector<std::string> prefixes;
@@ -50,6 +51,7 @@ class Walk {
         : request_(options.request),
           atOnce_(options.atOnce),
           session_(options.port, std::chrono::seconds(options.timeout), options.v3) {
+        request_.pdu = options.getNext ? bench::kGetNext : bench::kGetBulk;
         for (const std::string& prefix : options.prefixes) prefixes_.push_back(wire::parseOid(prefix));
     }
 
@@ -149,13 +151,11 @@ void measure(const Options& options) {
 
 int main(int argc, char** argv) {
     Options options;
-    options.request.operation = "getbulk";
     CLI::App app{
         "Walk subtrees of the agent at 127.0.0.1 and check that names strictly increase. Prints the figures of "
         "one walk as one line of JSON"};
     app.add_option("--port", options.port, "UDP port of the server")->required();
-    app.add_option("--operation", options.request.operation, "getnext or getbulk")
-        ->check(CLI::IsMember({"getnext", "getbulk"}));
+    app.add_flag("--getnext", options.getNext, "GetNext instead of GetBulk");
     app.add_option("--max-repetitions", options.request.maxRepetitions, "repetitions of a getbulk")
         ->check(CLI::Range(1U, 1000U));
     app.add_option("--at-once", options.atOnce, "prefixes per request")->check(CLI::Range(1U, 100U));
@@ -164,7 +164,6 @@ int main(int argc, char** argv) {
     app.add_option("--interval", options.interval, "milliseconds between two walks");
     app.add_option("--timeout", options.timeout, "seconds to wait for a reply");
     app.add_option("--pid", options.pids, "process whose CPU time is counted (repeatable)")->allow_extra_args(false);
-    app.add_option("--community", options.request.community);
     app.add_flag("--v3", options.v3, bench::kV3Help);
     app.add_option("PREFIX", options.prefixes, "subtrees to walk, in this order")->required();
     CLI11_PARSE(app, argc, argv);

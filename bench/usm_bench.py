@@ -1,63 +1,73 @@
-"""Cost of SNMPv3: authenticated and encrypted Gets and bulk walks, relative to v2c."""
-import os
-import random
-import shutil
+"""Cost of SNMPv3, authenticated and encrypted, relative to snmpd, and of the keys of many users at the start."""
 import statistics
-import sys
+import time
 
-from arms import Failure, running
-from namespace import namespace_with
+from arms import SYS_OBJECT_ID, running, shuffled
+from namespace import namespace_with_links
+from report import progress
+from walk_bench import TABLES
 
 ARMS = ["snmpd", "node", "bus"]
+QUICK = {"rounds": 1, "requests": 2000, "users": 50}
+NEEDS_ROOT = True
 
 SYS_UPTIME = "1.3.6.1.2.1.1.3.0"
-TABLES = ["1.3.6.1.2.1.2.2", "1.3.6.1.2.1.31.1.1"]  # ifTable, ifXTable
-LINKS = 100
-VERSIONS = {"v2c": [], "v3": ["--v3"]}  # v3: authPriv, SHA and DES
+LINKS = 200
+WALK = f"v3 authPriv (MD5, DES), ifTable + ifXTable, {LINKS} links, GetBulk 25"
+GET = "Get of one fetched value, v3 authPriv"
+PROBED = 3  # seconds after the first answer
 
 
 def add_options(parser):
-    parser.add_argument("--rounds", type=int, default=7, help="measurements of each server")
+    parser.add_argument("--rounds", type=int, default=5, help="measurements of each server")
     parser.add_argument("--requests", type=int, default=10000, help="requests per measurement of a Get")
-    parser.add_argument("--walks", type=int, default=5, help="walks per measurement")
+    parser.add_argument("--walks", type=int, default=3, help="walks per measurement")
+    parser.add_argument("--users", type=int, default=200, help="number of users, each with two passwords")
 
 
-def run(options):
-    if os.geteuid() != 0:
-        raise Failure("usm: needs root to create a network namespace")
-    if not shutil.which("ip"):
-        raise Failure("usm: ip not found: install iproute2")
-    works = {
-        "get": lambda arm, words: arm.load([SYS_UPTIME], 32, options.requests, *words)["cpu_us"],
-        "bulk25": lambda arm, words: walk_cpu(arm, options.walks, words),
-    }
-    figures = {}
-    with namespace_with(LINKS) as namespace, running(options.arms, options.build, namespace) as arms:
+def run(options, report):
+    gets, walks = {}, {}
+    with namespace_with_links(LINKS) as namespace, running(options.arms, options.build, namespace) as arms:
         for number in range(1, options.rounds + 1):
-            print(f"round {number} of {options.rounds}", file=sys.stderr, flush=True)
-            for work, measured in works.items():
-                for arm in random.Random(number).sample(arms, len(arms)):
-                    for version, words in VERSIONS.items():
-                        figures.setdefault((work, arm.name, version), []).append(measured(arm, words))
-    print_table(figures)
+            progress(f"usm: round {number} of {options.rounds}")
+            for arm in shuffled(arms, number):
+                gets.setdefault(arm.name, []).append(arm.load([SYS_UPTIME], options.requests, "--v3"))
+                walked = arm.walk(f"--walks={options.walks}", "--max-repetitions=25", "--v3", *TABLES)
+                walks.setdefault(arm.name, []).append(walked["cpu_seconds"] * 1e6)
+    cost = medians(gets)
+    report.add(GET, cost, "us", base="snmpd")
+    report.request(GET, cost)
+    report.add(WALK, medians(walks), "us", base="snmpd", wanted="node 0.3, bus 0.5")
+    measure_keys(options, report)
 
 
-def walk_cpu(arm, walks, words):
-    """Microseconds per request of the walk."""
-    done = arm.measure("udp-walk", f"--walks={walks}", "--max-repetitions=25", *words, *TABLES)
-    return done["cpu_seconds"] * 1e6 / done["requests"]
+def medians(figures):
+    return {name: statistics.median(rounds) for name, rounds in figures.items()}
 
 
-def print_table(figures):
-    cost = {key: statistics.median(rounds) for key, rounds in figures.items()}
-    print(f"{'work':<7} {'server':<6} {'v2c us':>8} {'v3 us':>8} {'v3 - v2c':>8} {'x v2c':>6} {'x snmpd':>8} "
-          f"{'x snmpd v2c':>11}")
-    for work, name, _ in [key for key in cost if key[2] == "v3"]:
-        plain, secured = (cost[work, name, version] for version in VERSIONS)
+def measure_keys(options, report):
+    """Users with different passwords: keys of equal ones could be shared. snmpd stores keys and isn't measured."""
+    first, longest = {}, {}
+    with running([name for name in options.arms if name != "snmpd"], options.build) as arms:
+        for arm in arms:
+            progress(f"usm: {options.users} users, {arm.name}")
+            for user in range(options.users):
+                arm.add_user(f"user{user}", f"password{user}")
+        for number in range(1, options.rounds + 1):
+            progress(f"usm: keys, round {number} of {options.rounds}")
+            for arm in shuffled(arms, number):
+                arm.end()
+                seconds, wait = start_with_another(arm)
+                first.setdefault(arm.name, []).append(seconds * 1000)
+                longest.setdefault(arm.name, []).append(wait)
+    report.add(f"keys of {options.users} users: first answer", medians(first), "ms", wanted="50 ms")
+    report.add(f"keys of {options.users} users: longest wait", medians(longest), "ms", wanted="5 ms")
 
-        def quotient(version):
-            snmpd = cost.get((work, "snmpd", version))
-            return f"{cost[work, name, version] / snmpd:.2f}" if snmpd else "-"
 
-        print(f"{work:<7} {name:<6} {plain:>8.2f} {secured:>8.2f} {secured - plain:>8.2f} {secured / plain:>6.2f} "
-              f"{quotient('v3'):>8} {quotient('v2c'):>11}")
+def start_with_another(arm):
+    """(seconds to a user's first answer, the longest wait in milliseconds afterwards)"""
+    with arm.before_others(), arm.probing("--v3", SYS_OBJECT_ID) as figures:
+        launched = time.monotonic()
+        arm.launch()
+        time.sleep(PROBED)
+    return figures["first"] - launched, figures["longest_ms"]

@@ -14,7 +14,7 @@ MAY_INCLUDE = {
     "wire": [],
     "tests": ["tn", "contracts", "agent", "hostd", "tnctl", "wire"],
     "fuzz": ["tn", "contracts", "agent", "hostd", "tests", "wire"],
-    "bench": ["wire"],
+    "bench": ["tn", "contracts", "wire"],
     "tools": ["agent"],
     # Lowest first: each folder may include the earlier ones that it lists.
     "agent/log": ["tn"],
