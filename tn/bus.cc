@@ -88,10 +88,10 @@ message Bus::send(message m) {
     return connections_.dialError(number);
 }
 
-message Bus::exchange(message m, std::chrono::milliseconds timeout) {
+std::vector<message> Bus::exchange(std::vector<message> requests, std::chrono::milliseconds timeout) {
     idleExit_.touch();
-    prepare(m);
-    return exchange_.run(std::move(m), timeout);
+    for (message& m : requests) prepare(m);
+    return exchange_.run(std::move(requests), timeout);
 }
 
 message Bus::dispatchLocal(const message& m) {

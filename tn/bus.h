@@ -44,8 +44,8 @@ class Bus final : private Connections::Events {
     /// Sends to a handler of another process and doesn't wait. The destination isn't empty.
     /// @return empty if the message was sent or queued; else error::Unreachable, TimedOut or TooLarge
     message send(message m);
-    /// Sends to a handler of another process and waits for the reply: see Exchange::run. The destination isn't empty.
-    message exchange(message m, std::chrono::milliseconds timeout);
+    /// Sends to handlers of one other process and waits for the replies: see Exchange::run. No destination is empty.
+    std::vector<message> exchange(std::vector<message> requests, std::chrono::milliseconds timeout);
     void setBudget(std::chrono::milliseconds timeout) { exchange_.setBudget(timeout); }  ///< see Exchange::setBudget
     /// Dispatches to a handler of this process, with all rights. @return the reply
     message dispatchLocal(const message& m);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <string>
+#include <utility>
 
 #include "tn/fields.h"
 #include "tn/log.h"
@@ -44,44 +45,107 @@ Exchange::Time Exchange::deadlineOf(std::chrono::milliseconds timeout) {
     return std::min(now + timeout, budgetEnd_);
 }
 
-message Exchange::run(message request, std::chrono::milliseconds timeout) {
-    const uint32_t number = request.get_u32_array(field::Destination).front();
-    const Call call{.number = number, .id = newRequestId(), .request = request, .deadline = deadlineOf(timeout)};
+Exchange::Call* Exchange::Burst::nextToSend() {
+    const auto next = std::ranges::find_if(calls, [](const Call& call) { return !call.isSent && !call.reply; });
+    return next == calls.end() ? nullptr : &*next;
+}
+
+Exchange::Call* Exchange::Burst::answeredBy(const message& packet) {
+    const uint32_t id = packet.get_u32(field::ReplyTo);
+    if (id == 0) return nullptr;
+    const auto call = std::ranges::find_if(calls, [id](const Call& one) {
+        return one.isSent && !one.reply && one.request.get_u32(field::RequestId) == id;
+    });
+    return call == calls.end() ? nullptr : &*call;
+}
+
+void Exchange::Burst::answer(Call& call, message reply) {
+    reply.remove(field::ReplyTo);
+    call.reply = std::move(reply);
+    if (std::exchange(call.isSent, true)) --outstanding;
+}
+
+void Exchange::Burst::takeBackSent() {
+    for (Call& call : calls) call.isSent = call.reply.has_value();
+    outstanding = 0;
+}
+
+void Exchange::Burst::failAll(const message& error) {
+    for (Call& call : calls)
+        if (!call.reply) answer(call, error);
+}
+
+void Exchange::Burst::failSent(const message& error) {
+    for (Call& call : calls)
+        if (call.isSent && !call.reply) answer(call, error);
+}
+
+std::vector<message> Exchange::Burst::replies() {
+    std::vector<message> all;
+    all.reserve(calls.size());
+    for (Call& call : calls) all.push_back(std::move(*call.reply));
+    return all;
+}
+
+std::vector<message> Exchange::run(std::vector<message> requests, std::chrono::milliseconds timeout) {
+    const uint32_t number = requests.front().get_u32_array(field::Destination).front();
+    Burst burst{.number = number, .calls = {}, .deadline = deadlineOf(timeout)};
+    burst.calls.reserve(requests.size());
+    for (message& request : requests) {
+        request.insert_u32(field::RequestId, newRequestId());
+        burst.calls.push_back({.request = std::move(request), .reply = {}});
+    }
     if (budget_ != 0ms && remaining(budgetEnd_) == 0ms)
-        return errorMsg(error::TimedOut, about(number, "not queried, the request's time is used up"));
-    request.insert_u32(field::RequestId, call.id);
-    out_.clear();
-    request.flattenTo(out_);
+        burst.failAll(errorMsg(error::TimedOut, about(number, "not queried, the request's time is used up")));
 
     // A connection that was open already and died while it was idle doesn't count.
-    for (int dials = 0; dials < kMaxDials;) {
+    for (int dials = 0; burst.nextToSend() != nullptr && dials < kMaxDials;) {
         ConnectionPtr connection = connections_.find(number);
         if (!connection) {
             ++dials;
-            connection = connections_.dial(number, std::max(remaining(call.deadline), 1ms));
+            connection = connections_.dial(number, std::max(remaining(burst.deadline), 1ms));
         }
-        if (!connection) return connections_.dialError(number);
-        if (std::optional<message> answer = attempt(connection, call)) return std::move(*answer);
+        if (!connection) {
+            burst.failAll(connections_.dialError(number));
+            return burst.replies();
+        }
+        attempt(connection, burst);
     }
     errno = ECONNRESET;
-    return connections_.dialError(number);
+    if (burst.nextToSend() != nullptr) burst.failAll(connections_.dialError(number));
+    return burst.replies();
 }
 
-std::optional<message> Exchange::attempt(const ConnectionPtr& connection, const Call& call) {
+void Exchange::attempt(const ConnectionPtr& connection, Burst& burst) {
     collectDebts();
     if (isIndebted(*connection))
-        return errorMsg(error::TimedOut, about(call.number, "an earlier reply is outstanding"));
-    switch (sendWaiting(connection, call.deadline)) {
-        case Sent::Yes:
-            return awaitReply(connection, call);
-        case Sent::TooLarge:
-            return errorMsg(error::TooLarge, about(call.number, "the request doesn't fit"));
-        case Sent::Blocked:
-            return errorMsg(error::TimedOut, about(call.number, "doesn't read its requests"));
-        case Sent::Gone:
-            break;
+        return burst.failAll(errorMsg(error::TimedOut, about(burst.number, "an earlier reply is outstanding")));
+    do {
+        if (!sendMore(connection, burst)) return;
+    } while (burst.outstanding > 0 && awaitReply(connection, burst));
+}
+
+bool Exchange::sendMore(const ConnectionPtr& connection, Burst& burst) {
+    while (Call* call = burst.nextToSend()) {
+        out_.clear();
+        call->request.flattenTo(out_);
+        const bool mayWait = burst.outstanding == 0;
+        switch (mayWait ? sendWaiting(connection, burst.deadline) : connection->sendInTurn(out_)) {
+            case Sent::Yes:
+                call->isSent = true;
+                ++burst.outstanding;
+                break;
+            case Sent::TooLarge:
+                burst.answer(*call, errorMsg(error::TooLarge, about(burst.number, "the request doesn't fit")));
+                break;
+            case Sent::Blocked:
+                if (mayWait) burst.failAll(errorMsg(error::TimedOut, about(burst.number, "doesn't read its requests")));
+                return true;
+            case Sent::Gone:
+                return burst.outstanding > 0;  // what it replied before it went is still received
+        }
     }
-    return {};
+    return true;
 }
 
 Sent Exchange::sendWaiting(const ConnectionPtr& connection, Time deadline) {
@@ -102,46 +166,50 @@ Sent Exchange::sendWaiting(const ConnectionPtr& connection, Time deadline) {
     }
 }
 
-std::optional<message> Exchange::awaitReply(const ConnectionPtr& connection, const Call& call) {
-    message reply;
-    switch (receiveReply(connection, call, reply)) {
+bool Exchange::awaitReply(const ConnectionPtr& connection, Burst& burst) {
+    switch (receiveReply(connection, burst)) {
         case Received::Packet:
-            reply.remove(field::ReplyTo);
-            return reply;
+            return true;
         case Received::Nothing:
-        case Received::Interrupted:
+        case Received::Interrupted: {
+            const auto last = std::ranges::find_if(burst.calls.rbegin(), burst.calls.rend(),
+                                                   [](const Call& call) { return call.isSent && !call.reply; });
             debts_.push_back({.debtor = connection,
-                              .id = call.id,
-                              .source = call.request.get_u32_array(field::Source),
+                              .id = last->request.get_u32(field::RequestId),
+                              .source = last->request.get_u32_array(field::Source),
                               .until = sinceBoot() + kDebtTerm});
-            return errorMsg(error::TimedOut, about(call.number, "no answer"));
+            burst.failAll(errorMsg(error::TimedOut, about(burst.number, "no answer")));
+            return false;
+        }
         case Received::Unread:
+            if (burst.outstanding > 1) return true;  // it may have read the first ones: their replies follow
             loseAfterReading(connection);
-            return {};
+            burst.takeBackSent();
+            return false;
         case Received::Bad:
-            serr << about(call.number, "sends bad packets, connection closed");
+            serr << about(burst.number, "sends bad packets, connection closed");
             break;
         case Received::Ended:
             break;
     }
     connections_.lose(connection);
-    return errorMsg(error::Unreachable, about(call.number, "disconnected before it replied"));
+    burst.failSent(errorMsg(error::Unreachable, about(burst.number, "disconnected before it replied")));
+    return false;
 }
 
-Received Exchange::receiveReply(const ConnectionPtr& connection, const Call& call, message& reply) {
+Received Exchange::receiveReply(const ConnectionPtr& connection, Burst& burst) {
     ++running_;
     Received received = Received::Nothing;
-    for (Time wait = remaining(call.deadline); wait > 0ms; wait = remaining(call.deadline)) {
+    for (Time wait = remaining(burst.deadline); wait > 0ms; wait = remaining(burst.deadline)) {
         connection->setReceiveTimeout(wait);
         message packet;
         received = connection->receive(connections_.buffer(), /*wait=*/true, packet);
         if (received == Received::Interrupted) continue;
-        const bool isReply = received == Received::Packet && packet.get_u32(field::ReplyTo) == call.id;
-        if (isReply) {
-            reply = std::move(packet);
+        if (received != Received::Packet) break;
+        if (Call* call = burst.answeredBy(packet)) {
+            burst.answer(*call, std::move(packet));
             break;
         }
-        if (received != Received::Packet) break;
         received = setAside(connection, std::move(packet)) ? Received::Nothing : Received::Ended;
         if (received == Received::Ended) break;
     }

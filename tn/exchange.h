@@ -25,12 +25,14 @@ class Exchange {
     Exchange(const Exchange&) = delete;
     Exchange& operator=(const Exchange&) = delete;
 
-    /// Sends a request and waits for the reply. If the peer closes the connection and certainly hasn't read the
-    /// request, it is sent again on a new connection, perhaps to the process that has replaced the peer. An exchange
-    /// opens at most two connections.
-    /// @param request  with destination and source; run adds the request id
-    /// @return the reply, which may be empty; or error::Unreachable, TimedOut or TooLarge
-    message run(message request, std::chrono::milliseconds timeout);
+    /// Sends requests to one number, as many as the socket has room for before it waits for the first reply, and
+    /// returns their replies. If the peer closes the connection and certainly hasn't read a request, that is sent again
+    /// on a new connection, perhaps to the process that has replaced the peer. A run opens at most two connections.
+    /// @param requests  at least one, with destination and source; run adds the request ids
+    /// @param timeout   for all of them together
+    /// @return for each request, in their order, its reply, which may be empty; or error::Unreachable, TimedOut or
+    ///         TooLarge
+    std::vector<message> run(std::vector<message> requests, std::chrono::milliseconds timeout);
     [[nodiscard]] bool isRunning() const { return running_ > 0; }
 
     /// Sets one timeout that all exchanges from now on share, counted from the start of the first. Their separate
@@ -46,11 +48,28 @@ class Exchange {
   private:
     using Time = std::chrono::milliseconds;  ///< as sinceBoot
 
+    /// One request and its reply, if there is one yet.
     struct Call {
-        uint32_t number;  ///< first element of the destination
-        uint32_t id;      ///< request id
-        const message& request;
+        message request;
+        std::optional<message> reply;
+        bool isSent = false;
+    };
+    /// The requests of one run.
+    struct Burst {
+        uint32_t number;  ///< first element of their destinations
+        std::vector<Call> calls;
         Time deadline;
+        size_t outstanding = 0;  ///< requests sent whose reply is missing
+
+        [[nodiscard]] Call* nextToSend();  ///< null when all are sent
+        /// The call that a packet is the reply to; null for any other packet.
+        [[nodiscard]] Call* answeredBy(const message& packet);
+        void answer(Call& call, message reply);
+        void takeBackSent();  ///< what has no reply is to be sent again
+        /// Answers every call that has no reply with an error, or only those that are sent.
+        void failAll(const message& error);
+        void failSent(const message& error);
+        [[nodiscard]] std::vector<message> replies();
     };
     /// A reply that is outstanding after its exchange timed out.
     struct Debt {
@@ -62,16 +81,20 @@ class Exchange {
 
     /// Deadline of an exchange that begins now: the end of its timeout or of the budget, whichever is earlier.
     [[nodiscard]] Time deadlineOf(std::chrono::milliseconds timeout);
-    /// Sends the request on this connection and waits. @return as awaitReply
-    std::optional<message> attempt(const ConnectionPtr& connection, const Call& call);
-    /// Sends the request, and waits for room until the deadline. If there is none, the connection becomes stuck: later
-    /// requests don't wait for room until one gets through.
+    /// Sends the requests on this connection and waits for their replies. Those that have no reply afterwards are to be
+    /// sent again: the peer is gone and hasn't read them.
+    void attempt(const ConnectionPtr& connection, Burst& burst);
+    /// Sends requests until all are sent or there is no room, and waits for room only while no reply is outstanding.
+    /// False if the peer is gone and no reply is outstanding.
+    bool sendMore(const ConnectionPtr& connection, Burst& burst);
+    /// Sends the request in out_, and waits for room until the deadline. If there is none, the connection becomes
+    /// stuck: later requests don't wait for room until one gets through.
     Sent sendWaiting(const ConnectionPtr& connection, Time deadline);
-    /// @return the reply or an error; nullopt if the peer is gone without having read the request
-    std::optional<message> awaitReply(const ConnectionPtr& connection, const Call& call);
-    /// Receives packets up to and including the reply.
-    /// @return Packet with the reply; Nothing or Interrupted after the deadline; Ended also if the backlog is full
-    Received receiveReply(const ConnectionPtr& connection, const Call& call, message& reply);
+    /// Waits for one reply. False if no further one can come; no reply is outstanding then.
+    bool awaitReply(const ConnectionPtr& connection, Burst& burst);
+    /// Receives packets up to and including a reply.
+    /// @return Packet after a reply; Nothing or Interrupted after the deadline; Ended also if the backlog is full
+    Received receiveReply(const ConnectionPtr& connection, Burst& burst);
 
     /// Receives what the debtors have sent, and removes the debts that are settled or have expired.
     void collectDebts();
@@ -88,7 +111,7 @@ class Exchange {
 
     Connections& connections_;
     Backlog& backlog_;
-    flat_message out_;  ///< the request of the exchange under way, flattened
+    flat_message out_;  ///< the request being sent, flattened
     uint32_t lastRequest_ = 0;
     unsigned running_ = 0;                ///< nested exchanges that await a reply
     std::chrono::milliseconds budget_{};  ///< 0: none

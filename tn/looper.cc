@@ -90,7 +90,15 @@ message Looper::exchangeMessage(const message& m, std::chrono::milliseconds time
     const std::vector<uint32_t>& path = m.get_u32_array(field::Destination);
     if (path.empty()) return errorMsg(error::NoSuchHandler, "no destination");
     if (isServedHere(path.front())) return bus_->dispatchLocal(m);
-    return bus_->exchange(m, timeout);
+    return std::move(bus_->exchange({m}, timeout).front());
+}
+
+std::vector<message> Looper::exchangeMessages(std::vector<message> requests, std::chrono::milliseconds timeout) {
+    if (requests.empty()) return requests;
+    const std::vector<uint32_t>& path = requests.front().get_u32_array(field::Destination);
+    if (!path.empty() && !isServedHere(path.front())) return bus_->exchange(std::move(requests), timeout);
+    for (message& m : requests) m = exchangeMessage(m, timeout);
+    return requests;
 }
 
 bool Looper::filterMessage(const message&) { return true; }

@@ -51,6 +51,11 @@ class Looper : public Handler, public ThinRunner {
     /// Sends to the path in field::Destination and waits for the reply. A handler of this process is called directly,
     /// without the timeout. @return the reply, or an error as Handler::exchangeCmd
     virtual message exchangeMessage(const message& m, std::chrono::milliseconds timeout = kExchangeTimeout);
+    /// Sends several requests to one path before it waits for the replies: one round trip instead of one each.
+    /// @param timeout  for all of them together
+    /// @return for each request its reply, or an error
+    std::vector<message> exchangeMessages(std::vector<message> requests,
+                                          std::chrono::milliseconds timeout = kExchangeTimeout);
 
     /// Called by run() after the process listens and loadPermData() has run.
     virtual void onInit() {}

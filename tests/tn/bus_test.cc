@@ -138,6 +138,75 @@ TEST_F(BusTest, AfterATimeOutThePeerOwesAReplyUntilItComes) {
     EXPECT_EQ(client_.late.size(), 1U);
 }
 
+/// Error codes of the replies to a burst of echo requests; for a reply that isn't an error, whether it is the right
+/// one.
+std::vector<uint32_t> burst(Looper& looper, uint32_t count, size_t octets = 0) {
+    std::vector<message> requests;
+    for (uint32_t i = 0; i < count; ++i)
+        requests.push_back(with(ask(kEcho, i), string_id(2), std::string(octets, 'x')));
+    std::vector<uint32_t> codes;
+    const std::vector<message> replies = looper.exchangeMessages(requests, 500ms);
+    for (uint32_t i = 0; i < replies.size(); ++i) {
+        const bool isRight =
+            isError(replies[i]) || (replies[i].get_u32(u32_id(1)) == i && !replies[i].has(field::ReplyTo));
+        codes.push_back(isRight ? errorOf(replies[i]) : 1);
+    }
+    return codes;
+}
+
+TEST_F(BusTest, RequestsOfABurstAreSentBeforeTheFirstReplyAndEachGetsItsOwn) {
+    const auto answersBackward = [](int connection) {
+        std::vector<message> read;
+        for (int i = 0; i < 3; ++i) read.push_back(RawPeer::read(connection));
+        RawPeer::write(connection, with(numbered(9), field::ReplyTo, read[0].get_u32(field::RequestId) + 100));
+        for (uint32_t i = 3; i-- > 0;)
+            for (int twice = 0; twice < 2; ++twice)
+                RawPeer::write(connection, with(numbered(i), field::ReplyTo, read[i].get_u32(field::RequestId)));
+    };
+    {
+        const RawPeer peer(24, {answersBackward});
+        EXPECT_THAT(burst(looper_, 3), ElementsAre(0, 0, 0));
+    }
+    const Peer peer({24}, serve);
+    EXPECT_EQ(burst(looper_, 2000, 1000), std::vector<uint32_t>(2000)) << "more than the socket has room for";
+    EXPECT_THAT(burst(looper_, 2, kMaxPacket), ElementsAre(error::TooLarge, error::TooLarge));
+    EXPECT_THAT(burst(looper_, 0), IsEmpty());
+}
+
+TEST_F(BusTest, ABurstEndsWithItsPeer) {
+    const auto answersOneOf = [](int requests, int answered) {
+        return [=](int connection) {
+            for (int i = 0; i < requests; ++i) {
+                const message m = RawPeer::read(connection);
+                if (i == answered) RawPeer::write(connection, with(m, field::ReplyTo, m.get_u32(field::RequestId)));
+            }
+        };
+    };
+    {
+        const RawPeer peer(24, {answersOneOf(3, 1), answersOneOf(1, 0)});
+        EXPECT_THAT(burst(looper_, 3), ElementsAre(error::Unreachable, 0, error::Unreachable)) << "all were read";
+        EXPECT_THAT(burst(looper_, 1), ElementsAre(0));
+    }
+    EXPECT_THAT(burst(looper_, 2), ElementsAre(error::Unreachable, error::Unreachable)) << "no peer";
+}
+
+TEST_F(BusTest, ABurstThatHangsCostsOneTimeoutAndOwesItsLastReply) {
+    std::promise<void> go;
+    const RawPeer peer(24, {[&](int connection) {
+                           std::vector<message> read;
+                           for (int i = 0; i < 3; ++i) read.push_back(RawPeer::read(connection));
+                           RawPeer::write(connection, with(read[0], field::ReplyTo, read[0].get_u32(field::RequestId)));
+                           go.get_future().wait();
+                           RawPeer::answer(connection, read[1]);
+                           RawPeer::answer(connection, read[2]);
+                           RawPeer::answerNext(connection);
+                       }});
+    EXPECT_LT(timeOf([&] { EXPECT_THAT(burst(looper_, 3), ElementsAre(0, error::TimedOut, error::TimedOut)); }), 900ms);
+    EXPECT_LT(timeOf([&] { EXPECT_THAT(burst(looper_, 2), ElementsAre(error::TimedOut, error::TimedOut)); }), 400ms);
+    go.set_value();
+    EXPECT_TRUE(eventually([&] { return errorOf(exchange(ask(kEcho))) == 0; }));
+}
+
 /// The machine's clock, some time ahead.
 struct ClockAhead : Sources {
     uint64_t bootNanoseconds() override { return Sources::bootNanoseconds() + seconds * 1'000'000'000; }
