@@ -13,9 +13,9 @@
 /// if empty), and tn::field::Disabled (true without IFF_UP, else absent). Counters wrap as the kernel's do; a u32
 /// counter is the low half of the kernel's 64 bits. contracts/interface_counters.h has the detailed counters.
 ///
-/// A get-all with Kind lists only the interfaces of that kind. A set with tn::field::Disabled disables a link (true) or
-/// enables it (false). tn::error::Refused if the command line doesn't allow that or the kernel refuses. Any other set
-/// is accepted and changes nothing.
+/// A get-all with Kind lists only the interfaces of that kind. One with tn::field::Fields may leave out all others. A
+/// set with tn::field::Disabled disables a link (true) or enables it (false). tn::error::Refused if the command line
+/// doesn't allow that or the kernel refuses. Any other set is accepted and changes nothing.
 namespace contracts::interfaces {
 
 inline constexpr std::array<uint32_t, 2> kPath = {20, 0};
@@ -52,8 +52,8 @@ inline constexpr tn::u64_id OutOctets{0x100fd};    ///< octets; tx_bytes
 inline constexpr tn::u64_id InUnicast{0x100fe};    ///< packets, multicast and broadcast included; rx_packets
 inline constexpr tn::u64_id OutUnicast{0x100ff};   ///< packets, multicast and broadcast included; tx_packets
 
-/// In the reply to kGetSpeed: one of speed_selector. Absent for any other speed, until the driver has answered, and for
-/// links without a driver (veth, tunnels).
+/// One of speed_selector: in the reply to kGetSpeed, where None is left out, and in the rows of Ethernet links and of
+/// VLANs, which have that of their parent. Owners elsewhere have it in the reply alone.
 inline constexpr tn::u32_id SpeedSelector{1102};
 
 inline constexpr uint32_t kInternal = 0x80;  ///< bit of Flags: an interface that causes no traps
@@ -77,6 +77,7 @@ inline constexpr uint32_t Operational = 0x400;  ///< can pass packets (ifOperSta
 
 /// Values of SpeedSelector.
 namespace speed_selector {
+inline constexpr uint32_t None = 0;  ///< another speed, no driver under the link (veth, tunnels) or none that answers
 inline constexpr uint32_t Mbit10 = 1;
 inline constexpr uint32_t Mbit100 = 2;
 inline constexpr uint32_t Mbit1000 = 3;

@@ -10,6 +10,8 @@
 /// A row is one next hop of a route. Rows are keyed and ordered by Destination, Mask and Gateway. Of several next hops
 /// with the same key, which differ in metric or TOS, only the preferred one has a row. hostd neither lists nor counts
 /// next hops whose link is down or has no carrier, so its rows are never tn::field::Invalid or tn::field::Disabled.
+///
+/// A get-all with tn::field::Fields is answered with Single rows: the key and the fields wanted.
 namespace contracts::routes {
 
 inline constexpr std::array<uint32_t, 2> kPath = {44, 1};
@@ -25,6 +27,9 @@ inline constexpr tn::u32_array_id Interfaces{5};  ///< ifindex for each next hop
 inline constexpr tn::u32_array_id Used{6};        ///< 0 for an unused next hop; absent: all used. hostd never sends it
 inline constexpr tn::u32_id Kind{7};              ///< one of kind; rtm_type, rtm_protocol
 inline constexpr tn::u32_id Distance{8};          ///< the lowest wins; RTA_PRIORITY
+
+/// This item is one route in force, through Gateway and the first of Interfaces; Gateways is left out.
+inline constexpr tn::bool_id Single{9};
 
 /// Values of Kind that hostd sends; owners elsewhere have more.
 namespace kind {

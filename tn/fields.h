@@ -35,6 +35,7 @@ constexpr string_id Name{0xfe0010};            // list item: its name
 constexpr u32_id Count{0xfe0014};              // get-count reply
 constexpr message_id Key{0xfe001b};            // index fields of a row, for tables keyed by content
 constexpr message_id Defaults{0xfe001d};       // get reply: the defaults, for kWantDefaults
+constexpr u32_array_id Fields{0xfe00fe};       // get-all request: full ids of the fields wanted; absent: all
 constexpr bool_id Gone{0xfe00ff};              // item: placeholder for a requested row that has been removed
 }  // namespace field
 

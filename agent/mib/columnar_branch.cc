@@ -42,26 +42,6 @@ void logGroup(const std::vector<RequestItem>& items, const OID& prefix) {
 
 }  // namespace
 
-// The first rows of the table, for all varbinds of one call that continue in a following column. They are fetched again
-// only if a later varbind needs more of them.
-struct ColumnarBranch::FirstRows {
-    explicit FirstRows(Table* from) : table(from) {}
-
-    const Rows& atLeast(unsigned int wanted) {
-        const bool enough = list != nullptr && (list->rows.size() >= wanted || list->rows.size() < asked);
-        if (!enough) {
-            list = table->getFirst(wanted);
-            asked = wanted;
-        }
-        static const Rows none;
-        return list != nullptr ? list->rows : none;
-    }
-
-    Table* table;
-    std::unique_ptr<VData> list;
-    unsigned int asked = 0;  ///< rows requested; a shorter list is the whole table
-};
-
 ColumnarBranch* addColumnarBranch(const OID& oid, Table* table) {
     auto* branch = keep<ColumnarBranch>(table);
     addBranch(oid) = branch;
@@ -70,13 +50,32 @@ ColumnarBranch* addColumnarBranch(const OID& oid, Table* table) {
 
 // The index is compared because the owner may return the nearest row or several rows, and because an index that
 // continues after its last element decodes as well (compat: 25).
-std::unique_ptr<VData> ColumnarBranch::rowAt(const OID& index) const {
-    const Key key = table_->createKey(index, /*strict=*/true);
+std::unique_ptr<VData> ColumnarBranch::fetchRow(const OID& index, const std::optional<WantedFields>& wanted) const {
+    Key key = table_->createKey(index, /*strict=*/true);
     if (key.bad) return nullptr;
+    key.wanted = wanted;
     std::unique_ptr<VData> list = table_->get(key);
     if (list == nullptr) return nullptr;
     std::erase_if(list->rows, [&](const std::unique_ptr<Data>& row) { return table_->getKey(row.get()) != index; });
     return list->rows.empty() ? nullptr : std::move(list);
+}
+
+const Data* ColumnarBranch::rowAt(Context& c, const OID& index, const std::optional<WantedFields>& wanted) const {
+    Fetched::Run& run = c.fetched.at(table_, index);
+    if (!run.isEnough(1, wanted)) run = {fetchRow(index, wanted), 1, wanted};
+    return run.list != nullptr ? run.list->rows.front().get() : nullptr;
+}
+
+const Rows* ColumnarBranch::rowsAfter(Context& c, const OID& index, unsigned int count,
+                                      const std::optional<WantedFields>& wanted) const {
+    Fetched::Run& run = c.fetched.after(table_, index);
+    if (!run.isEnough(count, wanted)) {
+        Key key = table_->createKey(index, /*strict=*/false);
+        key.skipFirst = !key.empty() && !key.relaxed;
+        key.wanted = wanted;
+        run = {key.index.empty() ? table_->getFirst(count) : table_->getNext(key, count), count, wanted};
+    }
+    return run.list != nullptr ? &run.list->rows : nullptr;
 }
 
 bool ColumnarBranch::writeRow(Context& c, const OID& prefix, Columns::const_iterator column, const Data* row) const {
@@ -86,7 +85,7 @@ bool ColumnarBranch::writeRow(Context& c, const OID& prefix, Columns::const_iter
     table_->addKeyToName(row, name);
     c.out.startSeq(tag::Sequence);
     c.out.addOID(name, tag::ObjectIdentifier);
-    column->second->pack(c, row);
+    column->second.packer->pack(c, row);
     c.out.endSeq();
     --c.pendingEndOfView;
     return c.pendingEndOfView > 0 && !c.out.hasOverflowed();
@@ -96,15 +95,33 @@ Answer ColumnarBranch::get(Context& c) {
     const OID prefix = c.branchPrefix;
     const std::vector<RequestItem> items = c.peek(prefix);
     logGroup(items, prefix);
+    const std::optional<WantedFields> wanted = wantedBy(items);
     const uint32_t position = c.bindingIndex;
     for (size_t i = 0; i < items.size() && !c.out.hasOverflowed(); ++i) {
         c.bindingIndex = position + static_cast<uint32_t>(i);
-        if (getItem(c, prefix, items[i].name) == kNotMine) return kNotMine;
+        if (getItem(c, prefix, items[i].name, wanted) == kNotMine) return kNotMine;
     }
     return kAnswered;
 }
 
-Answer ColumnarBranch::getItem(Context& c, const OID& prefix, const OID& item) const {
+// A name of column 0 stands for the first one.
+std::optional<WantedFields> ColumnarBranch::wantedBy(const std::vector<RequestItem>& items) const {
+    WantedFields all;
+    for (const RequestItem& item : items) {
+        const auto column = columns_.lower_bound(item.name.empty() ? 0 : item.name.front());
+        if (column == columns_.end()) continue;
+        const std::optional<WantedFields>& wanted = column->second.wanted;
+        if (!wanted) return {};
+        all.insert(all.end(), wanted->begin(), wanted->end());
+    }
+    std::ranges::sort(all);
+    const auto repeated = std::ranges::unique(all);
+    all.erase(repeated.begin(), repeated.end());
+    return all;
+}
+
+Answer ColumnarBranch::getItem(Context& c, const OID& prefix, const OID& item,
+                               const std::optional<WantedFields>& wanted) const {
     if (item.size() < 2) {
         serr << (item.empty() ? "bad oid key" : "bad key");
         return noSuchInstance(c, prefix);  // compat: 22
@@ -119,14 +136,14 @@ Answer ColumnarBranch::getItem(Context& c, const OID& prefix, const OID& item) c
     // compat: 23
     const auto column = item.front() == 0 ? columns_.begin() : columns_.find(item.front());
     if (!dlog.isMuted()) dlog << "col " << item.front() << " key " << key.objectId << nameNote(prefix + item);
-    const std::unique_ptr<VData> list = column != columns_.end() ? rowAt(index) : nullptr;
-    if (list == nullptr) {
-        serr << "bad oid or column does not exist " << std::hex << item.front() << ' ' << list.get();  // compat: 111
-        return noSuchInstance(c, prefix + item);                                                       // compat: 24
+    const Data* row = column != columns_.end() ? rowAt(c, index, wanted) : nullptr;
+    if (row == nullptr) {
+        serr << "bad oid or column does not exist " << std::hex << item.front() << ' ' << row;  // compat: 111
+        return noSuchInstance(c, prefix + item);                                                // compat: 24
     }
     c.out.startSeq(tag::Sequence);
     c.out.addOID(prefix + item, tag::ObjectIdentifier);
-    column->second->pack(c, list->rows.front().get());
+    column->second.packer->pack(c, row);
     c.out.endSeq();
     return kAnswered;
 }
@@ -138,44 +155,41 @@ Answer ColumnarBranch::getNext(Context& c) {
     const unsigned int repetitions = std::max(c.nonRepeaters > 0 ? 1U : c.maxRepetitions, 1U);
     const std::vector<RequestItem> items = c.peek(prefix);
     logGroup(items, prefix);
+    const std::optional<WantedFields> wanted = wantedBy(items);
     const uint32_t position = c.bindingIndex;
-    FirstRows first(table_);
     for (size_t i = 0; i < items.size() && !c.out.hasOverflowed(); ++i) {
         c.bindingIndex = position + static_cast<uint32_t>(i);
-        if (getNextItem(c, prefix, items[i].name, repetitions, first) == kNotMine) return kNotMine;
+        if (getNextItem(c, prefix, items[i].name, repetitions, wanted) == kNotMine) return kNotMine;
     }
     return kAnswered;
 }
 
 Answer ColumnarBranch::getNextItem(Context& c, const OID& prefix, const OID& item, unsigned int repetitions,
-                                   FirstRows& first) const {
+                                   const std::optional<WantedFields>& wanted) const {
     c.pendingEndOfView = repetitions;
     const unsigned int asked = item.empty() ? 0 : item.front();
     auto column = columns_.lower_bound(asked);
     if (column == columns_.end()) return endOfView(c, prefix + item);  // compat: 5
     // The index belongs to the requested column. In a later one, the first row is next.
-    Key key = table_->createKey(column->first == asked ? indexOf(item) : OID(), /*strict=*/false);
-    if (key.index.empty()) {
-        if (wrap(c, prefix, column, first)) return kAnswered;
-        return complete(c, prefix, item);
+    if (const OID index = column->first == asked ? indexOf(item) : OID(); !index.empty()) {
+        const Rows* rows = rowsAfter(c, index, repetitions, wanted);
+        if (rows == nullptr) return endOfView(c, prefix + item);  // compat: 6
+        for (const std::unique_ptr<Data>& row : *rows) {
+            if (!writeRow(c, prefix, column, row.get())) return kAnswered;
+        }
+        if (!dlog.isMuted()) dlog << "missing rows: " << c.pendingEndOfView;
+        ++column;
     }
-    key.skipFirst = !key.empty() && !key.relaxed;
-    const std::unique_ptr<VData> list = table_->getNext(key, repetitions);
-    if (list == nullptr) return endOfView(c, prefix + item);  // compat: 6
-    for (const std::unique_ptr<Data>& row : list->rows) {
-        if (!writeRow(c, prefix, column, row.get())) return kAnswered;
-    }
-    if (!dlog.isMuted()) dlog << "missing rows: " << c.pendingEndOfView;
-    if (wrap(c, prefix, std::next(column), first)) return kAnswered;
+    if (wrap(c, prefix, column)) return kAnswered;
     return complete(c, prefix, item);
 }
 
-bool ColumnarBranch::wrap(Context& c, const OID& prefix, Columns::const_iterator column, FirstRows& first) const {
+bool ColumnarBranch::wrap(Context& c, const OID& prefix, Columns::const_iterator column) const {
     if (column == columns_.end()) return false;
-    const Rows& rows = first.atLeast(c.pendingEndOfView);
-    if (rows.empty()) return false;
+    const Rows* rows = rowsAfter(c, OID(), c.pendingEndOfView, {});  // all fields: further columns may follow
+    if (rows == nullptr || rows->empty()) return false;
     for (; column != columns_.end(); ++column) {
-        for (const std::unique_ptr<Data>& row : rows) {
+        for (const std::unique_ptr<Data>& row : *rows) {
             if (!writeRow(c, prefix, column, row.get())) return true;
         }
     }
@@ -194,8 +208,7 @@ Answer ColumnarBranch::complete(Context& c, const OID& prefix, const OID& item) 
 Answer ColumnarBranch::continueHere(Context& c) const {
     const OID prefix = c.branchPrefix;
     if (!dlog.isMuted()) dlog << "finishing " << c.pendingEndOfView << " with oid: " << prefix;
-    FirstRows first(table_);
-    if (wrap(c, prefix, columns_.begin(), first)) return kAnswered;
+    if (wrap(c, prefix, columns_.begin())) return kAnswered;
     c.branchPrefix = prefix;
     return getNextCompletion(c);
 }
@@ -205,15 +218,15 @@ Answer ColumnarBranch::set(Context& c) {
     const auto column = columns_.find(c.setSuffix.front());
     if (column == columns_.end()) return kNotMine;
     const OID index = indexOf(c.setSuffix);
-    const std::unique_ptr<VData> list = rowAt(index);
+    const std::unique_ptr<VData> list = fetchRow(index, {});
     if (list == nullptr) return kNotMine;
     Data* row = list->rows.front().get();
     // Both may fail, and the Set succeeds all the same (compat: 27, 28). pack() then writes the value in `row`.
-    column->second->take(row, c);
+    column->second.packer->take(row, c);
     table_->set(index, row);
     c.out.startSeq(tag::Sequence);
     c.out.addOID(c.setPrefix + c.setSuffix, tag::ObjectIdentifier);
-    column->second->pack(c, row);
+    column->second.packer->pack(c, row);
     c.out.endSeq();
     return kAnswered;
 }

@@ -2,6 +2,8 @@
 
 #include <map>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "agent/mib/branch.h"
 #include "agent/mib/table.h"
@@ -19,7 +21,12 @@ class ColumnarBranch : public Branch {
     /// Adds or replaces a column.
     /// @param column  last sub-identifier of its object, from 1
     /// @param packer  for records of the table's class; must outlive the branch
-    void addLeaf(unsigned int column, const Packer* packer) { columns_[column] = packer; }
+    /// @param wanted  the fields that its values are made of; nothing when they may be made of all
+    void addLeaf(unsigned int column, const Packer* packer, std::optional<WantedFields> wanted = {}) {
+        columns_[column] = {packer, std::move(wanted)};
+    }
+    /// Replaces the packer of a column.
+    void setPacker(unsigned int column, const Packer* packer) { columns_.at(column).packer = packer; }
 
     /// A missing column or row gives noSuchInstance. In v1 it gives kNotMine, and c.bindingIndex is the position of
     /// that varbind.
@@ -34,27 +41,40 @@ class ColumnarBranch : public Branch {
     Answer set(Context& c) override;
 
   private:
-    using Columns = std::map<unsigned int, const Packer*>;
-    struct FirstRows;
+    struct Leaf {
+        const Packer* packer;
+        std::optional<WantedFields> wanted;
+    };
+    using Columns = std::map<unsigned int, Leaf>;
 
     // `prefix` is the prefix of this branch. `item` is the rest of a varbind's name: column and index.
 
+    /// The fields that the columns of these names are made of.
+    [[nodiscard]] std::optional<WantedFields> wantedBy(const std::vector<RequestItem>& items) const;
     /// Serves one varbind of a Get.
-    Answer getItem(Context& c, const OID& prefix, const OID& item) const;
+    /// @param wanted  fields needed for this varbind and those served together with it
+    Answer getItem(Context& c, const OID& prefix, const OID& item, const std::optional<WantedFields>& wanted) const;
     /// Serves one varbind of a GetNext or GetBulk, with all its repetitions: the rows after it in its column, then the
     /// following columns, then the following branches.
     Answer getNextItem(Context& c, const OID& prefix, const OID& item, unsigned int repetitions,
-                       FirstRows& first) const;
+                       const std::optional<WantedFields>& wanted) const;
     /// Writes all rows of this column and of those after it. True once no repetition remains or fits, false if the
     /// table ends before that.
-    bool wrap(Context& c, const OID& prefix, Columns::const_iterator column, FirstRows& first) const;
+    bool wrap(Context& c, const OID& prefix, Columns::const_iterator column) const;
     /// Continues in the following branches. Repetitions that remain at the end of the tree become endOfMibView.
     Answer complete(Context& c, const OID& prefix, const OID& item) const;
     /// Continues a walk that began in an earlier branch with the first rows of this table.
     Answer continueHere(Context& c) const;
-    /// The row with exactly this index, as a list; null if there is none. If the index is that of several rows, the
-    /// first one counts.
-    [[nodiscard]] std::unique_ptr<VData> rowAt(const OID& index) const;
+    /// Fetches the row with exactly this index, as a list; null if there is none. If the index is that of several rows,
+    /// the first one counts.
+    [[nodiscard]] std::unique_ptr<VData> fetchRow(const OID& index, const std::optional<WantedFields>& wanted) const;
+    /// The same, fetched once for a request unless other fields are wanted later.
+    [[nodiscard]] const Data* rowAt(Context& c, const OID& index, const std::optional<WantedFields>& wanted) const;
+    /// At least `count` rows after an index, or all there are; null if the owner doesn't know the index. An empty index
+    /// is the position before the first row. Fetched once for a request unless more rows or other fields are wanted
+    /// later.
+    [[nodiscard]] const Rows* rowsAfter(Context& c, const OID& index, unsigned int count,
+                                        const std::optional<WantedFields>& wanted) const;
     /// Writes one cell and decrements c.pendingEndOfView. False if no repetition remains or no other cell fits.
     bool writeRow(Context& c, const OID& prefix, Columns::const_iterator column, const Data* row) const;
 

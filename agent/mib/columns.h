@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -66,12 +67,37 @@ struct Element {
     size_t index;
 };
 
-/// The source of a column's value: a member of the record, or a constant. If the syntax is IpAddress, a number is an
+/// The place of a column's value: a member of the record, or a constant. If the syntax is IpAddress, a number is an
 /// IPv4 address, first octet in the most significant byte.
 template <class Record>
-using ColumnValue = std::variant<unsigned int Record::*, unsigned long long Record::*, std::string Record::*,
+using ColumnPlace = std::variant<unsigned int Record::*, unsigned long long Record::*, std::string Record::*,
                                  std::vector<unsigned char> Record::*, OID Record::*, IPAddr6 Record::*,
                                  FixedOctets<Record>, Element<Record>, Constant, ConstantOID, ConstantText>;
+
+/// The source of a column's value: its place in the record, which may be followed by the message fields that the build
+/// function makes it of, at most three. A request for that column then fetches no other fields, which pays in tables
+/// that are large or wide.
+template <class Record>
+struct ColumnValue {
+    ColumnPlace<Record> place;
+    std::array<uint32_t, 3> fields{};  ///< full ids
+    size_t fieldCount = 0;
+    bool areFieldsKnown = false;  ///< false: the value may be made of any field
+
+    template <class Place>
+    constexpr ColumnValue(Place at) : place(at) {}  // NOLINT: implicit, so that a row of a table is one list
+    template <class Place, tn::Kind... K, int... View>
+    requires(sizeof...(K) > 0) constexpr ColumnValue(Place at, tn::field_id<K, View>... ids)
+        : place(at), fields{ids.full()...}, fieldCount(sizeof...(K)), areFieldsKnown(true) {}
+
+    /// The fields that a request for this column needs; nothing if it may need all.
+    [[nodiscard]] std::optional<WantedFields> wanted() const {
+        const bool isConstant = std::holds_alternative<Constant>(place) || std::holds_alternative<ConstantOID>(place) ||
+                                std::holds_alternative<ConstantText>(place);
+        if (!areFieldsKnown && !isConstant) return {};
+        return WantedFields(fields.begin(), fields.begin() + static_cast<std::ptrdiff_t>(fieldCount));
+    }
+};
 
 /// One object: a scalar, or a column of a table.
 /// @tparam Record  the class of the records that the provider of this object returns; nothing checks that
@@ -138,15 +164,17 @@ struct PackerMaker {
 /// A new packer for a column. It lives as long as the process; never null.
 template <class Record>
 const Packer* packerFor(const Column<Record>& column) {
-    return std::visit(PackerMaker<Record>{column.syntax}, column.value);
+    return std::visit(PackerMaker<Record>{column.syntax}, column.value.place);
 }
 
 /// Object::source of a column: its constant, or else the source of the records.
 template <class Record>
 std::string sourceOf(const Column<Record>& column, const std::string& records) {
-    if (const auto* number = std::get_if<Constant>(&column.value)) return "constant " + std::to_string(number->value);
-    if (const auto* oid = std::get_if<ConstantOID>(&column.value)) return "constant " + OID(oid->value).str().substr(1);
-    if (const auto* text = std::get_if<ConstantText>(&column.value))
+    if (const auto* number = std::get_if<Constant>(&column.value.place))
+        return "constant " + std::to_string(number->value);
+    if (const auto* oid = std::get_if<ConstantOID>(&column.value.place))
+        return "constant " + OID(oid->value).str().substr(1);
+    if (const auto* text = std::get_if<ConstantText>(&column.value.place))
         return text->value.empty() ? "constant, empty" : "constant, set at startup";
     return records;
 }
@@ -185,7 +213,7 @@ ColumnarBranch* addTable(const OID& entry, std::string_view name, MapTable* tabl
     ColumnarBranch* branch = addColumnarBranch(entry, table);
     for (const Column<Record>& column : columns) {
         describe(entry, column, table->source());
-        branch->addLeaf(column.number, packerFor(column));
+        branch->addLeaf(column.number, packerFor(column), column.value.wanted());
     }
     return branch;
 }

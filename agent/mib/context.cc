@@ -28,6 +28,7 @@ void Context::begin(std::span<const uint8_t> datagram) {
 }
 
 void Context::end() {
+    fetched.drop();
     size_t held = in.capacity() + out.capacity();
     for (const OID* name : {&requestedName, &oid, &branchPrefix, &setPrefix, &setSuffix})
         held += name->capacity() * sizeof name->front();

@@ -11,6 +11,7 @@
 #include "agent/ber/usm_reader.h"
 #include "agent/ber/usm_writer.h"
 #include "agent/mib/error_status.h"
+#include "agent/mib/fetched.h"
 
 namespace snmp {
 
@@ -31,8 +32,8 @@ struct Context {
     /// Starts over with another request. Reuses the memory of the last one.
     /// @param datagram  is copied
     void begin(std::span<const uint8_t> datagram);
-    /// Ends a request after its reply was sent. If more than 256 KiB are allocated, all of it is freed, the reply
-    /// included, so that one large datagram doesn't keep that much memory.
+    /// Ends a request after its reply was sent: drops what was fetched for it. If more than 256 KiB are allocated, all
+    /// of it is freed, the reply included, so that one large datagram doesn't keep that much memory.
     void end();
 
     // The request as read, and the reply.
@@ -43,6 +44,7 @@ struct Context {
     uint8_t pduType = kNoTag;          ///< tag of the request PDU
     V3Error v3Error = V3Error::None;   ///< if not None, the reply is a Report of it
     InStream::StreamPos firstBinding;  ///< position of the first varbind in the request
+    Fetched fetched;                   ///< from owners, for this request
 
     /// Number of messages with each V3Error since the process started: usmStats (RFC 3414, 5).
     static std::array<uint32_t, kV3Errors> v3counters;

@@ -2,9 +2,9 @@
 
 namespace snmp {
 
-bool ScalarLeaf::fetch(std::unique_ptr<Data>& record) const {
+bool ScalarLeaf::fetch(Context& c, const Data*& record) const {
     if (provider_ == nullptr) return true;
-    record = provider_->get();
+    record = c.fetched.record(*provider_);
     return record != nullptr;
 }
 
@@ -28,9 +28,9 @@ Answer ScalarLeaf::passOn(Context& c) {
 }
 
 Answer ScalarLeaf::get(Context& c) {
-    std::unique_ptr<Data> record;
-    if (c.oid != ZERO_OID || !fetch(record)) return kNotMine;
-    writeInstance(c, record.get());
+    const Data* record = nullptr;
+    if (c.oid != ZERO_OID || !fetch(c, record)) return kNotMine;
+    writeInstance(c, record);
     return kAnswered;
 }
 
@@ -38,8 +38,8 @@ Answer ScalarLeaf::getNext(Context& c) {
     if (!c.oid.empty()) return kNotMine;
 
     const bool continuing = c.pendingEndOfView > 0;
-    std::unique_ptr<Data> record;
-    const bool isThere = fetch(record);
+    const Data* record = nullptr;
+    const bool isThere = fetch(c, record);
     // v1 has no endOfMibView: let the caller search the following branches for the next object.
     if (!isThere && !continuing && c.isV1()) return kNotMine;
     if (!continuing) {
@@ -48,7 +48,7 @@ Answer ScalarLeaf::getNext(Context& c) {
         if (c.nonRepeaters > 0) --c.nonRepeaters;
     }
     if (!isThere) return passOn(c);
-    writeInstance(c, record.get());
+    writeInstance(c, record);
     --c.pendingEndOfView;
     // Only the scalar in which the walk began turns the remaining repetitions into endOfMibView, under its own name.
     return continuing ? getNextCompletion(c) : passOn(c);

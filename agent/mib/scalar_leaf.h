@@ -24,7 +24,7 @@ class ScalarLeaf : public Branch {
 
   private:
     /// Fetches the record; a constant has none. False if the provider has no record.
-    bool fetch(std::unique_ptr<Data>& record) const;
+    bool fetch(Context& c, const Data*& record) const;
     /// Writes the varbind of the instance. c.branchPrefix is unchanged afterwards.
     void writeInstance(Context& c, const Data* record) const;
     /// Continues in the following branches. Repetitions that remain at the end of the tree become endOfMibView.

@@ -107,13 +107,25 @@ constexpr KindRow kindRow(uint32_t kind) {
 }
 static_assert(kindRow(interfaces::kind::Vlan).type == 135 && kindRow(3).type == 1 && kindRow(36).type == 1);
 
-/// Bits per second of the interface with this id; 0 if its owner doesn't report it.
-unsigned int lookUpSpeed(uint32_t id) {
-    static tn::message request =
-        tn::request(interfaces::kPath, interfaces::kGetSpeed);  // built once, because it is sent for each row
-    request.insert_u32(tn::field::ObjectId, id);
-    const tn::message reply = tn::getLooper()->exchangeMessage(request);
-    switch (tn::isError(reply) ? 0 : reply.get_u32(interfaces::SpeedSelector)) {
+/// Looks up the speeds that rows lack: owners may send them only when they are queried. An error reply counts as None.
+void addSpeeds(std::vector<tn::message>& rows) {
+    std::vector<tn::message*> lacking;
+    std::vector<tn::message> requests;
+    for (tn::message& row : rows) {
+        const SpeedOf speedOf = kindRow(row.get_u32(interfaces::Kind)).speedOf;
+        if (speedOf == SpeedOf::Kind || row.has(interfaces::SpeedSelector)) continue;
+        lacking.push_back(&row);
+        tn::message& request = requests.emplace_back(tn::request(interfaces::kPath, interfaces::kGetSpeed));
+        request.insert_u32(tn::field::ObjectId, speedOf == SpeedOf::Parent ? row.get_u32(interfaces::Parent)
+                                                                           : row.get_u32(tn::field::ObjectId));
+    }
+    const std::vector<tn::message> replies = tn::getLooper()->exchangeMessages(std::move(requests));
+    for (size_t i = 0; i < lacking.size(); ++i)
+        lacking[i]->insert_u32(interfaces::SpeedSelector, replies[i].get_u32(interfaces::SpeedSelector));
+}
+
+unsigned int bitsPerSecond(uint32_t speedSelector) {
+    switch (speedSelector) {
         case interfaces::speed_selector::Mbit10:
             return 10'000'000;
         case interfaces::speed_selector::Mbit100:
@@ -152,9 +164,7 @@ std::unique_ptr<Data> Iface::build(const tn::message& m) {
 
     const KindRow row = kindRow(m.get_u32(interfaces::Kind));
     record->type = row.type;
-    record->speed = row.speed;
-    if (row.speedOf == SpeedOf::Interface) record->speed = lookUpSpeed(record->index);
-    if (row.speedOf == SpeedOf::Parent) record->speed = lookUpSpeed(m.get_u32(interfaces::Parent));
+    record->speed = row.speedOf == SpeedOf::Kind ? row.speed : bitsPerSecond(m.get_u32(interfaces::SpeedSelector));
     return record;
 }
 
@@ -196,27 +206,30 @@ constexpr Column<CountProvider::CountData> kIfNumber[] = {
 constexpr auto kIfEntry = under(kInterfacesGroup, 2, 1);
 constexpr unsigned int kAdminStatusColumn = 7;
 constexpr Column<Iface> kIfColumns[] = {
-    {1, "ifIndex", tag::Integer, &Iface::index},
-    {2, "ifDescr", tag::OctetString, &Iface::name},
-    {3, "ifType", tag::Integer, &Iface::type},
-    {4, "ifMtu", tag::Integer, &Iface::mtu},
-    {5, "ifSpeed", tag::Gauge32, &Iface::speed},
-    {6, "ifPhysAddress", tag::OctetString, &Iface::physAddress},
-    {kAdminStatusColumn, "ifAdminStatus", tag::Integer, &Iface::adminStatus,
+    {1, "ifIndex", tag::Integer, {&Iface::index, tn::field::ObjectId}},
+    {2, "ifDescr", tag::OctetString, {&Iface::name, interfaces::Name}},
+    {3, "ifType", tag::Integer, {&Iface::type, interfaces::Kind}},
+    {4, "ifMtu", tag::Integer, {&Iface::mtu, interfaces::Mtu}},
+    {5, "ifSpeed", tag::Gauge32, {&Iface::speed, interfaces::Kind, interfaces::Parent, interfaces::SpeedSelector}},
+    {6, "ifPhysAddress", tag::OctetString, {&Iface::physAddress, interfaces::Mac}},
+    {kAdminStatusColumn,
+     "ifAdminStatus",
+     tag::Integer,
+     {&Iface::adminStatus, tn::field::Disabled},
      Access::ReadWrite},  // see AdminStatusPacker
-    {8, "ifOperStatus", tag::Integer, &Iface::operStatus},
+    {8, "ifOperStatus", tag::Integer, {&Iface::operStatus, interfaces::Running}},
     {9, "ifLastChange", tag::TimeTicks, Constant{0}},  // compat: 65, the owner doesn't record it
-    {10, "ifInOctets", tag::Counter32, &Iface::inOctets32},
-    {11, "ifInUcastPkts", tag::Counter32, &Iface::inUcast32},
+    {10, "ifInOctets", tag::Counter32, {&Iface::inOctets32, interfaces::InOctets}},
+    {11, "ifInUcastPkts", tag::Counter32, {&Iface::inUcast32, interfaces::InUnicast}},
     {12, "ifInNUcastPkts", tag::Counter32, Constant{0}},  // compat: 64, counted as unicast
-    {13, "ifInDiscards", tag::Counter32, &Iface::inDiscards},
-    {14, "ifInErrors", tag::Counter32, &Iface::inErrors},
+    {13, "ifInDiscards", tag::Counter32, {&Iface::inDiscards, interfaces::InDiscards}},
+    {14, "ifInErrors", tag::Counter32, {&Iface::inErrors, interfaces::InErrors}},
     {15, "ifInUnknownProtos", tag::Counter32, Constant{0}},  // not counted
-    {16, "ifOutOctets", tag::Counter32, &Iface::outOctets32},
-    {17, "ifOutUcastPkts", tag::Counter32, &Iface::outUcast32},
+    {16, "ifOutOctets", tag::Counter32, {&Iface::outOctets32, interfaces::OutOctets}},
+    {17, "ifOutUcastPkts", tag::Counter32, {&Iface::outUcast32, interfaces::OutUnicast}},
     {18, "ifOutNUcastPkts", tag::Counter32, Constant{0}},  // counted as unicast
-    {19, "ifOutDiscards", tag::Counter32, &Iface::outDiscards},
-    {20, "ifOutErrors", tag::Counter32, &Iface::outErrors},
+    {19, "ifOutDiscards", tag::Counter32, {&Iface::outDiscards, interfaces::OutDiscards}},
+    {20, "ifOutErrors", tag::Counter32, {&Iface::outErrors, interfaces::OutErrors}},
     {21, "ifOutQLen", tag::Gauge32, Constant{0}},                          // deprecated
     {22, "ifSpecific", tag::ObjectIdentifier, ConstantOID{kZeroDotZero}},  // deprecated
 };
@@ -225,33 +238,35 @@ static_assert(ascending(kIfColumns));
 // ifXEntry. Columns 14, 16, 17 and 19 aren't served (compat: 66).
 constexpr auto kIfXEntry = under(kMib2, 31, 1, 1, 1);
 constexpr Column<Iface> kIfXColumns[] = {
-    {1, "ifName", tag::OctetString, &Iface::name},
+    {1, "ifName", tag::OctetString, {&Iface::name, interfaces::Name}},
     // All packets are counted as unicast.
     {2, "ifInMulticastPkts", tag::Counter32, Constant{0}},
     {3, "ifInBroadcastPkts", tag::Counter32, Constant{0}},
     {4, "ifOutMulticastPkts", tag::Counter32, Constant{0}},
     {5, "ifOutBroadcastPkts", tag::Counter32, Constant{0}},
-    {6, "ifHCInOctets", tag::Counter64, &Iface::inOctets64},
-    {7, "ifHCInUcastPkts", tag::Counter64, &Iface::inUcast64},
+    {6, "ifHCInOctets", tag::Counter64, {&Iface::inOctets64, interfaces::InOctets}},
+    {7, "ifHCInUcastPkts", tag::Counter64, {&Iface::inUcast64, interfaces::InUnicast}},
     {8, "ifHCInMulticastPkts", tag::Counter64, Constant{0}},
     {9, "ifHCInBroadcastPkts", tag::Counter64, Constant{0}},
-    {10, "ifHCOutOctets", tag::Counter64, &Iface::outOctets64},
-    {11, "ifHCOutUcastPkts", tag::Counter64, &Iface::outUcast64},
+    {10, "ifHCOutOctets", tag::Counter64, {&Iface::outOctets64, interfaces::OutOctets}},
+    {11, "ifHCOutUcastPkts", tag::Counter64, {&Iface::outUcast64, interfaces::OutUnicast}},
     {12, "ifHCOutMulticastPkts", tag::Counter64, Constant{0}},
     {13, "ifHCOutBroadcastPkts", tag::Counter64, Constant{0}},
     {15, "ifHighSpeed", tag::Gauge32, Constant{0}},  // compat: 62, ifSpeed has it
-    {18, "ifAlias", tag::OctetString, &Iface::alias},
+    {18, "ifAlias", tag::OctetString, {&Iface::alias, tn::field::Comment}},
 };
 static_assert(ascending(kIfXColumns));
 
 /// The counter that the owner reports in this field.
-constexpr Element<IfStats> counter(uint32_t field) { return {&IfStats::counters, field - counters::kFirst.number}; }
+constexpr ColumnValue<IfStats> counter(uint32_t field) {
+    return {Element<IfStats>{&IfStats::counters, field - counters::kFirst.number}, tn::u64_id(field)};
+}
 
 // interfaceStatsEntry: docs/interface-counters.md says what each counts. Columns 3-10, 22-30 and 56-60 aren't served.
 constexpr auto kStatsEntry = under(kVendorObjects, 14, 1, 1);
 constexpr Column<IfStats> kStatsColumns[] = {
-    {1, "interfaceStatsIndex", tag::Integer, &IfStats::id},
-    {2, "interfaceStatsName", tag::OctetString, &IfStats::name},
+    {1, "interfaceStatsIndex", tag::Integer, {&IfStats::id, tn::field::ObjectId}},
+    {2, "interfaceStatsName", tag::OctetString, {&IfStats::name, interfaces::Name}},
     {11, "interfaceStatsHostRxOctets", tag::Counter64, counter(1162)},
     {12, "interfaceStatsHostRxPackets", tag::Counter64, counter(1161)},
     {13, "interfaceStatsHostTxOctets", tag::Counter64, counter(1164)},
@@ -324,17 +339,19 @@ static_assert(std::size(kStatsColumns) == 2 + counters::kCount && counters::kCou
 // Start.
 
 template <std::unique_ptr<Data> (*Build)(const tn::message&), class Record>
-MapTable* interfaceTable(const Column<Record>& index) {
-    auto* rows = keep<GetAllProvider>(interfaces::kPath, oneRow<Build>, object_class::kWithInterfaceCounters);
+MapTable* interfaceTable(const Column<Record>& index, GetAllProvider::Supplement supplement = {}) {
+    auto* rows =
+        keep<GetAllProvider>(interfaces::kPath, oneRow<Build>, object_class::kWithInterfaceCounters, supplement);
     return keepTable(rows, {{index, tn::field::ObjectId.number}});
 }
 
 }  // namespace
 
 void start_interface_module() {
-    MapTable* interfaces = interfaceTable<Iface::build>(kIfColumns[0]);
+    MapTable* interfaces = interfaceTable<Iface::build>(kIfColumns[0], {interfaces::SpeedSelector.full(), addSpeeds});
     addScalars(kInterfacesGroup, kIfNumber, keep<CountProvider>(interfaces));
-    addTable(OID(kIfEntry), "ifEntry", interfaces, kIfColumns)->addLeaf(kAdminStatusColumn, keep<AdminStatusPacker>());
+    addTable(OID(kIfEntry), "ifEntry", interfaces, kIfColumns)
+        ->setPacker(kAdminStatusColumn, keep<AdminStatusPacker>());
     addTable(OID(kIfXEntry), "ifXEntry", interfaces, kIfXColumns);
 
     MapTable* stats = interfaceTable<IfStats::build>(kStatsColumns[0]);

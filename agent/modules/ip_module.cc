@@ -125,7 +125,8 @@ std::unique_ptr<IpRoute> routeBy(uint32_t nextHop, uint32_t ifIndex, const tn::m
 void addRoutes(const tn::message& m, Rows& rows) {
     const std::vector<uint32_t> gateways = m.get_be32_array(routes::Gateways);
     const std::vector<uint32_t>& interfaces = m.get_u32_array(routes::Interfaces);
-    if (gateways.empty() && m.get_u32(routes::Kind) == routes::kind::Connected) {
+    const bool isConnected = gateways.empty() && m.get_u32(routes::Kind) == routes::kind::Connected;
+    if (isConnected || m.get_bool(routes::Single)) {
         rows.push_back(routeBy(m.get_be32(routes::Gateway), element(interfaces, 0), m));
         return;
     }
@@ -183,17 +184,17 @@ constexpr Column<CountProvider::CountData> kCidrNumber[] = {
     {3, "ipCidrRouteNumber", tag::Gauge32, &CountProvider::CountData::count},
 };
 constexpr Column<IpRoute> kCidrColumns[] = {
-    {1, "ipCidrRouteDest", tag::IpAddress, &IpRoute::dest},
-    {2, "ipCidrRouteMask", tag::IpAddress, &IpRoute::mask},
+    {1, "ipCidrRouteDest", tag::IpAddress, {&IpRoute::dest, routes::Destination}},
+    {2, "ipCidrRouteMask", tag::IpAddress, {&IpRoute::mask, routes::Mask}},
     {3, "ipCidrRouteTos", tag::Integer, Constant{0}},  // routes aren't selected by type of service
-    {4, "ipCidrRouteNextHop", tag::IpAddress, &IpRoute::nextHop},
-    {5, "ipCidrRouteIfIndex", tag::Integer, &IpRoute::ifIndex},
-    {6, "ipCidrRouteType", tag::Integer, &IpRoute::cidrType},
-    {7, "ipCidrRouteProto", tag::Integer, &IpRoute::cidrProto},
+    {4, "ipCidrRouteNextHop", tag::IpAddress, {&IpRoute::nextHop, routes::Gateway}},
+    {5, "ipCidrRouteIfIndex", tag::Integer, {&IpRoute::ifIndex, routes::Interfaces}},
+    {6, "ipCidrRouteType", tag::Integer, {&IpRoute::cidrType, routes::Kind}},
+    {7, "ipCidrRouteProto", tag::Integer, {&IpRoute::cidrProto, routes::Kind}},
     {8, "ipCidrRouteAge", tag::Integer, Constant{0}},  // the owner doesn't record it
     {9, "ipCidrRouteInfo", tag::ObjectIdentifier, ConstantOID{kZeroDotZero}},
     {10, "ipCidrRouteNextHopAS", tag::Integer, Constant{0}},  // not known
-    {11, "ipCidrRouteMetric1", tag::Integer, &IpRoute::distance},
+    {11, "ipCidrRouteMetric1", tag::Integer, {&IpRoute::distance, routes::Distance}},
     {12, "ipCidrRouteMetric2", tag::Integer, kNoMetric},
     {13, "ipCidrRouteMetric3", tag::Integer, kNoMetric},
     {14, "ipCidrRouteMetric4", tag::Integer, kNoMetric},
@@ -204,17 +205,17 @@ static_assert(ascending(kCidrColumns));
 
 // ipRouteEntry
 constexpr Column<IpRoute> kRouteColumns[] = {
-    {1, "ipRouteDest", tag::IpAddress, &IpRoute::dest},
-    {2, "ipRouteIfIndex", tag::Integer, &IpRoute::ifIndex},
-    {3, "ipRouteMetric1", tag::Integer, &IpRoute::distance},
+    {1, "ipRouteDest", tag::IpAddress, {&IpRoute::dest, routes::Destination}},
+    {2, "ipRouteIfIndex", tag::Integer, {&IpRoute::ifIndex, routes::Interfaces}},
+    {3, "ipRouteMetric1", tag::Integer, {&IpRoute::distance, routes::Distance}},
     {4, "ipRouteMetric2", tag::Integer, kNoMetric},
     {5, "ipRouteMetric3", tag::Integer, kNoMetric},
     {6, "ipRouteMetric4", tag::Integer, kNoMetric},
-    {7, "ipRouteNextHop", tag::IpAddress, &IpRoute::nextHop},
-    {8, "ipRouteType", tag::Integer, &IpRoute::routeType},
-    {9, "ipRouteProto", tag::Integer, &IpRoute::routeProto},
+    {7, "ipRouteNextHop", tag::IpAddress, {&IpRoute::nextHop, routes::Gateway}},
+    {8, "ipRouteType", tag::Integer, {&IpRoute::routeType, routes::Kind}},
+    {9, "ipRouteProto", tag::Integer, {&IpRoute::routeProto, routes::Kind}},
     {10, "ipRouteAge", tag::Integer, Constant{0}},  // as ipCidrRouteAge
-    {11, "ipRouteMask", tag::IpAddress, &IpRoute::mask},
+    {11, "ipRouteMask", tag::IpAddress, {&IpRoute::mask, routes::Mask}},
     {12, "ipRouteMetric5", tag::Integer, kNoMetric},
     {13, "ipRouteInfo", tag::ObjectIdentifier, ConstantOID{kZeroDotZero}},
 };

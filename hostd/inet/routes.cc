@@ -127,6 +127,7 @@ RowKey Routes::keyOf(const RouteEntry* row) const {
 
 void Routes::writeRow(const RouteEntry* row, tn::message& item) const {
     const RouteEntry& entry = *row;
+    if (!wanted().areAll()) return writeWanted(entry, item);
     const uint32_t kind = kindOf(entry);
     // In ascending order, which a message appends without searching: by kind, then by number.
     item.reserve(7);
@@ -137,6 +138,17 @@ void Routes::writeRow(const RouteEntry* row, tn::message& item) const {
     item.insert_u32(routes::Distance, entry.metric);
     if (kind != routes::kind::Connected) item.insert_be32_array(routes::Gateways, {{entry.gateway}});
     item.insert_u32_array(routes::Interfaces, {entry.link});
+}
+
+void Routes::writeWanted(const RouteEntry& entry, tn::message& item) const {
+    item.reserve(7);
+    item.insert_bool(routes::Single, true);
+    item.insert_be32(routes::Destination, entry.destination);
+    item.insert_be32(routes::Mask, maskOf(entry.length));
+    item.insert_be32(routes::Gateway, entry.gateway);
+    if (wanted().has(routes::Kind)) item.insert_u32(routes::Kind, kindOf(entry));
+    if (wanted().has(routes::Distance)) item.insert_u32(routes::Distance, entry.metric);
+    if (wanted().has(routes::Interfaces)) item.insert_u32_array(routes::Interfaces, {entry.link});
 }
 
 }  // namespace hostd

@@ -44,6 +44,8 @@ class Routes : public OwnerTable<const RouteEntry*> {
     void writeRow(const RouteEntry* row, tn::message& item) const override;
 
   private:
+    /// Writes the key and the wanted fields of a Single row.
+    void writeWanted(const RouteEntry& entry, tn::message& item) const;
     /// Applies queued notifications, at most `packets` packets.
     void drain(size_t packets);
     /// Does a slice of the monitor's work.

@@ -135,9 +135,11 @@ uint32_t sizeClass(uint32_t lowerBound) {
     return static_cast<uint32_t>(std::ranges::upper_bound(kLowest, lowerBound) - kLowest.begin() - 1);
 }
 
-void insertCounters(tn::message& row, const rtnl_link_stats64& kernel, const DriverCounters* driver) {
+void insertCounters(tn::message& row, const WantedFields& wanted, const rtnl_link_stats64& kernel,
+                    const DriverCounters* driver) {
     for (size_t i = 0; i < kCounters.size(); ++i) {
         const InterfaceCounter& counter = kCounters[i];
+        if (!wanted.has(counter.field)) continue;
         const bool isKernels = counter.group == DriverGroup::None;
         if (!isKernels && driver == nullptr) continue;
         if (!isKernels && driver->has(i))

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "contracts/interface_counters.h"
+#include "hostd/table/wanted_fields.h"
 #include "tn/message.h"
 
 namespace hostd {
@@ -43,11 +44,12 @@ class DriverCounters {
 /// @param lowerBound  of the range, in octets
 [[nodiscard]] uint32_t sizeClass(uint32_t lowerBound);
 
-/// Inserts the counters of an interface into a row. A counter that the driver has comes from the driver, any other from
-/// the kernel. Counters of the kernel that are 0 are left out.
+/// Inserts the wanted counters of an interface into a row. A counter that the driver has comes from the driver, any
+/// other from the kernel. Counters of the kernel that are 0 are left out.
 /// @param kernel  as rtnetlink(7) reports them (IFLA_STATS64)
 /// @param driver  nullptr if it hasn't answered yet. All counters that drivers can have are then absent: a later change
 ///                from the kernel's value to the driver's would look like a jump
-void insertCounters(tn::message& row, const rtnl_link_stats64& kernel, const DriverCounters* driver);
+void insertCounters(tn::message& row, const WantedFields& wanted, const rtnl_link_stats64& kernel,
+                    const DriverCounters* driver);
 
 }  // namespace hostd

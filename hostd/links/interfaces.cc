@@ -21,7 +21,7 @@ bool isRadio(const std::string& sysfs, const std::string& name) {
 
 constexpr std::chrono::milliseconds kInterval{10};  // minimum delay before transitional statuses are checked
 
-/// The value of SpeedSelector for a speed in Mbit/s; 0 for a speed without a value.
+/// The value of SpeedSelector for a speed in Mbit/s.
 uint32_t speedSelector(uint32_t speed) {
     switch (speed) {
         case 10:
@@ -31,7 +31,7 @@ uint32_t speedSelector(uint32_t speed) {
         case 1000:
             return interfaces::speed_selector::Mbit1000;
         default:
-            return 0;
+            return interfaces::speed_selector::None;
     }
 }
 
@@ -73,8 +73,16 @@ void Interfaces::watchDrivers() {
 void Interfaces::apply(const nlmsghdr& message) { links_.apply(message, tn::sinceBoot()); }
 
 void Interfaces::refreshRows(std::span<const uint32_t> ids) {
-    monitor_.refreshCounters(ids, tn::sinceBoot(), kMaxAge);
-    drivers_.refresh();
+    // The kernel doesn't notify of a new alias while the link is down.
+    if (areCountersWanted() || wanted().has(tn::field::Comment))
+        monitor_.refreshCounters(ids, tn::sinceBoot(), kMaxAge);
+    if (wanted().hasAnyOf(tn::Kind::U64) || wanted().has(interfaces::SpeedSelector)) drivers_.refresh();
+}
+
+bool Interfaces::areCountersWanted() const {
+    constexpr tn::u32_id kNarrow[] = {interfaces::InDiscards, interfaces::OutDiscards, interfaces::InErrors,
+                                      interfaces::OutErrors};
+    return wanted().hasAnyOf(tn::Kind::U64) || std::ranges::any_of(kNarrow, [&](auto id) { return wanted().has(id); });
 }
 
 std::optional<uint32_t> Interfaces::firstFrom(uint32_t id) const {
@@ -84,31 +92,42 @@ std::optional<uint32_t> Interfaces::firstFrom(uint32_t id) const {
 
 void Interfaces::writeRow(uint32_t id, tn::message& row) const {
     const Link& link = *links_.find(id);
-    const rtnl_link_stats64& counters = link.counters;
+    const WantedFields& w = wanted();
     // In ascending order, which a message appends without searching: by kind, then by number.
-    if (link.isRunning()) row.insert_bool(interfaces::Running, true);
-    if (!link.isEnabled()) row.insert_bool(tn::field::Disabled, true);
-    if (link.bridgePriority) row.insert_u32(interfaces::Priority, *link.bridgePriority);
-    if (link.kind == interfaces::kind::Vlan && link.lower != 0) row.insert_u32(interfaces::Parent, link.lower);
-    row.insert_u32(interfaces::Kind, link.kind);
-    row.insert_u32(interfaces::Flags, 0);
-    row.insert_u32(interfaces::Status, link.status());
-    row.insert_u32(interfaces::Mtu, link.mtu);
-    if (link.countersAt) {
-        row.insert_u32(interfaces::InDiscards, low(counters.rx_dropped + counters.rx_missed_errors));
-        row.insert_u32(interfaces::OutDiscards, low(counters.tx_dropped));
-        row.insert_u32(interfaces::InErrors, low(counters.rx_errors));
-        row.insert_u32(interfaces::OutErrors, low(counters.tx_errors));
-        static const DriverCounters kNone;
-        insertCounters(row, counters, link.hasDriver ? drivers_.counters(id) : &kNone);
-        row.insert_u64(interfaces::InOctets, counters.rx_bytes);
-        row.insert_u64(interfaces::OutOctets, counters.tx_bytes);
-        row.insert_u64(interfaces::InUnicast, counters.rx_packets);
-        row.insert_u64(interfaces::OutUnicast, counters.tx_packets);
+    if (link.isRunning() && w.has(interfaces::Running)) row.insert_bool(interfaces::Running, true);
+    if (!link.isEnabled() && w.has(tn::field::Disabled)) row.insert_bool(tn::field::Disabled, true);
+    if (link.bridgePriority && w.has(interfaces::Priority)) row.insert_u32(interfaces::Priority, *link.bridgePriority);
+    const bool isVlan = link.kind == interfaces::kind::Vlan;
+    if ((isVlan || link.kind == interfaces::kind::Ethernet) && w.has(interfaces::SpeedSelector)) {
+        const Link* of = isVlan ? links_.find(link.lower) : &link;
+        row.insert_u32(interfaces::SpeedSelector, of == nullptr ? interfaces::speed_selector::None : speedOf(*of));
     }
-    row.insert_string(interfaces::Name, link.name);
-    if (!link.alias.empty()) row.insert_string(tn::field::Comment, link.alias);
-    if (!link.address.empty()) row.insert_raw(interfaces::Mac, link.address);
+    if (isVlan && link.lower != 0 && w.has(interfaces::Parent)) row.insert_u32(interfaces::Parent, link.lower);
+    if (w.has(interfaces::Kind)) row.insert_u32(interfaces::Kind, link.kind);
+    if (w.has(interfaces::Flags)) row.insert_u32(interfaces::Flags, 0);
+    if (w.has(interfaces::Status)) row.insert_u32(interfaces::Status, link.status());
+    if (w.has(interfaces::Mtu)) row.insert_u32(interfaces::Mtu, link.mtu);
+    if (link.countersAt && areCountersWanted()) writeCounters(link, row);
+    if (w.has(interfaces::Name)) row.insert_string(interfaces::Name, link.name);
+    if (!link.alias.empty() && w.has(tn::field::Comment)) row.insert_string(tn::field::Comment, link.alias);
+    if (!link.address.empty() && w.has(interfaces::Mac)) row.insert_raw(interfaces::Mac, link.address);
+}
+
+void Interfaces::writeCounters(const Link& link, tn::message& row) const {
+    const rtnl_link_stats64& counters = link.counters;
+    const WantedFields& w = wanted();
+    const uint64_t inDiscards = counters.rx_dropped + counters.rx_missed_errors;
+    if (w.has(interfaces::InDiscards)) row.insert_u32(interfaces::InDiscards, low(inDiscards));
+    if (w.has(interfaces::OutDiscards)) row.insert_u32(interfaces::OutDiscards, low(counters.tx_dropped));
+    if (w.has(interfaces::InErrors)) row.insert_u32(interfaces::InErrors, low(counters.rx_errors));
+    if (w.has(interfaces::OutErrors)) row.insert_u32(interfaces::OutErrors, low(counters.tx_errors));
+    if (!w.hasAnyOf(tn::Kind::U64)) return;
+    static const DriverCounters kNone;
+    insertCounters(row, w, counters, link.hasDriver ? drivers_.counters(link.index) : &kNone);
+    if (w.has(interfaces::InOctets)) row.insert_u64(interfaces::InOctets, counters.rx_bytes);
+    if (w.has(interfaces::OutOctets)) row.insert_u64(interfaces::OutOctets, counters.tx_bytes);
+    if (w.has(interfaces::InUnicast)) row.insert_u64(interfaces::InUnicast, counters.rx_packets);
+    if (w.has(interfaces::OutUnicast)) row.insert_u64(interfaces::OutUnicast, counters.tx_packets);
 }
 
 void Interfaces::writeBrief(uint32_t id, tn::message& row) const {
@@ -141,23 +160,26 @@ tn::message Interfaces::cmdUnknown(const tn::message& request, uint32_t command)
         case interfaces::kList:
             return page(request, Detail::Brief);
         case interfaces::kGetSpeed:
-            return speedOf(request);
+            return replySpeed(request);
         default:
             return IdTable::cmdUnknown(request, command);
     }
 }
 
-tn::message Interfaces::speedOf(const tn::message& request) {
+tn::message Interfaces::replySpeed(const tn::message& request) {
     const uint32_t id = request.get_u32(tn::field::ObjectId);
     const Link* link = std::as_const(links_).find(id);
     if (link == nullptr) return tn::errorMsg(tn::error::NotFound, "no such interface");
-    tn::message reply;
-    const Link* driven = links_.drivenUnder(*link);
-    if (driven == nullptr) return reply;
     drivers_.refresh();
-    if (const uint32_t found = speedSelector(drivers_.speed(driven->index).value_or(0)); found != 0)
-        reply.insert_u32(interfaces::SpeedSelector, found);
+    tn::message reply;
+    if (const uint32_t speed = speedOf(*link); speed != interfaces::speed_selector::None)
+        reply.insert_u32(interfaces::SpeedSelector, speed);
     return reply;
+}
+
+uint32_t Interfaces::speedOf(const Link& link) const {
+    const Link* driven = links_.drivenUnder(link);
+    return speedSelector(driven == nullptr ? 0 : drivers_.speed(driven->index).value_or(0));
 }
 
 void Interfaces::report(uint32_t id, const std::string& name, uint32_t status) {

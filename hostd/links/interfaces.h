@@ -55,7 +55,11 @@ class Interfaces : public IdTable {
     /// Starts the timer for the next transitional status that may have to be reported.
     void reportLastingLater();
     /// The reply to kGetSpeed.
-    tn::message speedOf(const tn::message& request);
+    tn::message replySpeed(const tn::message& request);
+    [[nodiscard]] uint32_t speedOf(const Link& link) const;  ///< one of speed_selector
+    [[nodiscard]] bool areCountersWanted() const;
+    /// Writes the wanted counters.
+    void writeCounters(const Link& link, tn::message& row) const;
     /// Has the drivers of the current links read.
     void watchDrivers();
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "hostd/table/table_key.h"
+#include "hostd/table/wanted_fields.h"
 #include "tn/handler.h"
 
 namespace hostd {
@@ -80,6 +81,9 @@ class OwnerTable : public tn::Handler {
     /// The key of an existing row. All keys of a table have the same size.
     [[nodiscard]] virtual RowKey keyOf(Row row) const = 0;
 
+    /// The fields that the get-all being answered wants. Others may be left out of its rows.
+    [[nodiscard]] const WantedFields& wanted() const { return wanted_; }
+
     /// Writes the fields that get-all lists, at most kMaxRowOctets when flattened. The caller adds the id.
     virtual void writeRow(Row row, tn::message& item) const = 0;
     /// Writes the fields of a brief listing; overridden by tables that have one.
@@ -121,6 +125,7 @@ class OwnerTable : public tn::Handler {
 
     TableKey key_;
     bool isKnownById_ = false;  ///< a table with ids
+    WantedFields wanted_;       ///< all outside of a get-all
 };
 
 // ---- Commands
@@ -139,6 +144,7 @@ tn::message OwnerTable<Row>::page(const tn::message& request, Detail detail) {
     const size_t maxRows = maxItems - (from.isGone ? 1 : 0);
     // One row more than is written, since an item has the id of the row that follows.
     const std::vector<Row> rows = collect(request, from, maxRows + 1);
+    wanted_ = WantedFields(request);
     if (detail == Detail::Listed) refreshRows(std::span(rows).first(std::min(rows.size(), maxRows)));
 
     tn::message reply;
@@ -147,6 +153,7 @@ tn::message OwnerTable<Row>::page(const tn::message& request, Detail detail) {
     items.reserve(std::min(rows.size() + 1, maxItems));
     if (from.isGone) items.push_back(placeholder(from));
     const size_t written = writeItems(rows, maxItems, detail, items);
+    wanted_ = {};
     if (written < rows.size()) reply.insert_u32(Continue, isKnownById_ ? idOf(rows[written]) : tn::kNoId);
     return reply;
 }

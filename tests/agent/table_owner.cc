@@ -25,6 +25,24 @@ std::string octetsOf(const tn::message& m, const TableOwner::KeyField& field) {
     return {octets.begin(), octets.end()};
 }
 
+/// The item without the fields that the request doesn't want.
+tn::message wantedOf(const tn::message& item, const tn::message& request) {
+    tn::message left = item;
+    const std::vector<uint32_t>& wanted = request.get_u32_array(tn::field::Fields);
+    for (const tn::message::Field& field : item.fields()) {
+        if (field.id == tn::field::ObjectId.full() || std::ranges::count(wanted, field.id) > 0) continue;
+        const auto drop = [&](auto id) {
+            if (id.full() == field.id) left.remove(id);
+        };
+        drop(tn::bool_id(field.number()));
+        drop(tn::u32_id(field.number()));
+        drop(tn::u64_id(field.number()));
+        drop(tn::string_id(field.number()));
+        drop(tn::raw_id(field.number()));
+    }
+    return left;
+}
+
 }  // namespace
 
 TableOwner::RowKey TableOwner::keyOf(const tn::message& m) const {
@@ -75,6 +93,7 @@ tn::message TableOwner::getAll(const tn::message& request) const {
     auto at = std::find_if(ordered.begin(), ordered.end(), [&](const auto& r) { return start(r.first) >= from; });
 
     const uint32_t wanted = request.get_u32(tn::field::MaxObjects);
+    const bool leavesOut = leavesOutUnwanted && request.has(tn::field::Fields);
     tn::message reply;
     std::vector<tn::message>& items = reply.get_message_array_ref(tn::field::Objects);
     const bool exact = asked && !keyMessage.get_bool(tn::field::KeyIncomplete);
@@ -90,7 +109,7 @@ tn::message TableOwner::getAll(const tn::message& request) const {
     };
     for (; at != ordered.end() && items.size() < std::min<size_t>(wanted, pageSize); ++at) {
         if (!counts(at)) continue;
-        tn::message& item = items.emplace_back(*at->second);
+        tn::message& item = items.emplace_back(leavesOut ? wantedOf(*at->second, request) : *at->second);
         if (std::next(at) != ordered.end())
             item.insert_u32(tn::field::NextId, std::next(at)->second->get_u32(tn::field::ObjectId));
     }

@@ -26,6 +26,7 @@ class TableOwner : public tn::Handler {
     using KeyField = std::variant<tn::u32_id, tn::be32_id, tn::raw_id>;
     std::vector<KeyField> keyFields = {tn::field::ObjectId};
     size_t pageSize = 1000;             ///< maximum number of items in a reply
+    bool leavesOutUnwanted = false;     ///< sends only the fields in tn::field::Fields
     std::vector<tn::message> requests;  ///< all requests, if `remembers`
     bool remembers = true;              ///< false for fuzzers, whose requests would fill the memory
     unsigned fetches = 0;               ///< number of get-all requests

@@ -23,11 +23,19 @@ class GetAllProvider : public TableProvider {
     /// Whether an item comes after the last row of this table. All items after it then do, too.
     using IsBehind = bool (*)(const tn::message&);
 
+    /// Adds a field to the items of a page that lack it, before rows are built of them: one burst of exchanges instead
+    /// of one for each row.
+    struct Supplement {
+        uint32_t field = 0;  ///< full id: nothing is added when it isn't wanted
+        void (*add)(std::vector<tn::message>& items) = nullptr;
+    };
+
     struct Source {
         std::vector<uint32_t> path;
         BuildRows build;
         uint32_t objectClass;         ///< one of contracts::object_class: sent as tn::field::GetFlags
         IsBehind isBehind = nullptr;  ///< null if the table ends with the last row of the owner
+        Supplement supplement{};      ///< without a function if the owner's items have all fields
     };
 
     /// @param path         path of the owner on the bus
@@ -35,6 +43,8 @@ class GetAllProvider : public TableProvider {
     /// @param isBehind     null if the table ends with the last row of the owner
     GetAllProvider(std::span<const uint32_t> path, BuildRows build, uint32_t objectClass, IsBehind isBehind = nullptr)
         : source_{{path.begin(), path.end()}, build, objectClass, isBehind} {}
+    GetAllProvider(std::span<const uint32_t> path, BuildRows build, uint32_t objectClass, Supplement supplement)
+        : source_{{path.begin(), path.end()}, build, objectClass, nullptr, supplement} {}
 
     /// Sends the row's key and its reverseBuild to the owner. False if the owner refuses or fails, which is logged.
     bool setData(Data* row, const MapTable* table) override { return setData(row, table, source_); }

@@ -44,10 +44,12 @@ bool RowFetch::run() {
 }
 
 RowFetch::Step RowFetch::fetchPage() {
-    const tn::message reply = requestPage();
+    tn::message reply = requestPage();
     uint32_t code = 0;
     if (tn::isError(reply, &code)) return failed(reply, code);
-    const std::vector<tn::message>& items = reply.get_message_array(tn::field::Objects);
+    std::vector<tn::message>& items = reply.get_message_array_ref(tn::field::Objects);
+    const auto& [field, add] = source_.supplement;
+    if (add != nullptr && (!key_.wanted || std::ranges::count(*key_.wanted, field) > 0)) add(items);
     return count_ == 0 ? buildExactly(items) : buildPage(items, reply.has(tn::field::Continue));
 }
 
@@ -60,6 +62,7 @@ tn::message RowFetch::requestPage() {
     request.insert_u32(tn::field::GetFlags, source_.objectClass);
     const uint32_t id = cursor_.nextId != tn::kNoId ? cursor_.nextId : cursor_.objectId;
     if (stdKey_ && id != tn::kNoId) request.insert_u32(tn::field::Continue, id);
+    if (key_.wanted) request.insert_u32_array(tn::field::Fields, *key_.wanted);
     if (!stdKey_ && !cursor_.message.empty()) request.insert_message(tn::field::Key, cursor_.message);
     return tn::getLooper()->exchangeMessage(request);
 }

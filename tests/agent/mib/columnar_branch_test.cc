@@ -37,12 +37,17 @@ TEST_F(ColumnarTest, OneFetchServesAllRepetitionsOfAColumn) {
     for (uint32_t id = 1; id <= 100; ++id) hasPorts({id});
     ports.fetches = 0;
     EXPECT_THAT(bulk({"1.3.5.1.10", "1.3.5.2.10", "1.3.5.4.10"}, 0, 20).bindings, SizeIs(60));
-    EXPECT_EQ(ports.fetches, 3U);
+    EXPECT_EQ(ports.fetches, 1U);
     EXPECT_EQ(ports.requests.back().get_u32(tn::field::MaxObjects), 21U);
     ports.fetches = 0;
-    (void)get({"1.3.5.2.10"});
+    EXPECT_EQ(values({"1.3.5.2.10", "1.3.5.4.10", "1.3.6.0", "1.3.5.1.10"}), "p10 100 6 10");
     EXPECT_EQ(ports.fetches, 1U);
     EXPECT_EQ(ports.requests.back().get_u32(tn::field::Continue), 10U);
+    // More rows than were fetched for the first name; fewer ones.
+    EXPECT_THAT(bulk({"1.3.5.4.97", "1.3.5.4.97", "1.3.5.1.97"}, 1, 2).bindings,
+                ElementsAre(number("1.3.5.4.98", 980), number("1.3.5.4.98", 980), number("1.3.5.4.99", 990),
+                            number("1.3.5.1.98", 98), number("1.3.5.1.99", 99)));
+    EXPECT_EQ(ports.fetches, 3U);
 }
 
 TEST_F(ColumnarTest, AWrapUsesTheFirstRowsOnceForEveryColumn) {

@@ -18,7 +18,7 @@ class InterfaceOwner : public TableOwner {
   public:
     tn::message handle(const tn::message& request, uint32_t rights) override {
         if (request.get_u32(tn::field::Command) == interfaces::kGetSpeed)
-            return messageOf({{interfaces::SpeedSelector, speeds[request.get_u32(tn::field::ObjectId)]}});
+            return ++lookups, messageOf({{interfaces::SpeedSelector, speeds[request.get_u32(tn::field::ObjectId)]}});
         if (request.get_u32(tn::field::Command) != interfaces::kList) return TableOwner::handle(request, rights);
         // The listing, one interface in each reply.
         const auto at = rows.lower_bound(request.get_u32(tn::field::Continue));
@@ -28,6 +28,7 @@ class InterfaceOwner : public TableOwner {
         return reply;
     }
     std::map<uint32_t, uint32_t> speeds;
+    unsigned lookups = 0;
 };
 
 class InterfaceModuleTest : public AgentTest {
@@ -36,6 +37,7 @@ class InterfaceModuleTest : public AgentTest {
         opensCommon(true);
         ifStateMap.clear();
         agent->addHandler(interfaces::kPath, &interfaces);
+        interfaces.leavesOutUnwanted = true;
     }
     tn::message& hasInterface(uint32_t id, uint32_t kind) {
         return put(interfaces.row(id), {{interfaces::Kind, kind}, {interfaces::Name, "if" + std::to_string(id)}});
@@ -72,7 +74,16 @@ TEST_F(InterfaceModuleTest, SpeedAndTypeFollowTheKind) {
     for (const auto& [kind, expected] : cases)
         EXPECT_EQ(row(ifEntry, {5, 3}, std::to_string(id++)), expected) << "kind " << kind;
     EXPECT_EQ(row(ifEntry, {5, 3}, "50") + ", " + row(ifEntry, {5, 3}, "51"),
-              "1000000000 135, 0 6");  // no such selector
+              "1000000000 135, 0 6");   // no such selector
+    EXPECT_EQ(interfaces.lookups, 3U);  // none for kinds that have a speed
+    interfaces.row(51).insert_u32(interfaces::SpeedSelector, interfaces::speed_selector::Mbit100);
+    EXPECT_EQ(row(ifEntry, {5}, "51"), "100000000");
+    (void)walk(ifEntry + "2");
+    EXPECT_EQ(interfaces.lookups, 5U) << "for the first row of this column and of the next one alone";
+    EXPECT_THAT(bulk({ifEntry + "5.9"}, 0, 10).bindings, SizeIs(10));
+    EXPECT_EQ(interfaces.lookups, 9U) << "two rows of the column, and the same for those after it";
+    interfaces.leavesOutUnwanted = false;
+    EXPECT_EQ(row(ifEntry, {1, 2, 5}, "51"), "51 if51 100000000") << "an owner may send all fields";
 }
 
 TEST_F(InterfaceModuleTest, VendorCountersLieWhereTheMapSays) {

@@ -32,6 +32,19 @@ TEST_F(SystemModuleTest, TheSystemGroupHasDefaultsWithoutItsOwners) {
     EXPECT_EQ(shown(walk("1.3.6.1.2.1.1")), "Tarnix  1.3.6.1.4.1.49999.1 0 '' '' '' 78");
 }
 
+TEST_F(SystemModuleTest, ARecordIsFetchedOnceForARequest) {
+    start_system_module();
+    ScriptedOwner& info = owner(system_info::kPath);
+    for (const uint32_t seconds : {7U, 8U}) {
+        info.reply = messageOf({{system_info::Uptime, seconds}});
+        info.requests.clear();
+        const std::string hundredths = std::to_string(seconds * 100);
+        EXPECT_EQ(values({kSystem + "3.0", kSystem + "7.0", kSystem + "3.0"}), hundredths + " 78 " + hundredths);
+        EXPECT_EQ(shown(next({kSystem + "2.0", kSystem + "3"}).bindings), hundredths + " " + hundredths);
+        EXPECT_THAT(info.requests, SizeIs(2));
+    }
+}
+
 TEST_F(SystemModuleTest, AMarkerFileAtStartHidesTheVendorsOid) {
     std::filesystem::create_directories(tn::rooted("/etc"));
     std::ofstream{tn::rooted("/etc/snmp_no_sysObjectID")};

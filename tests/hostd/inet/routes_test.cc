@@ -65,6 +65,13 @@ TEST(Routes, KindTellsWhereARouteLeadsAndWhoMadeIt) {
         EXPECT_EQ(items[0].get_be32(routes::Gateway), c.hop.gateway);
         EXPECT_EQ(items[0].get_be32_array(routes::Gateways), std::vector<uint32_t>(c.kind == 2 ? 0 : 1, c.hop.gateway));
         EXPECT_THAT(items[0].get_u32_array(routes::Interfaces), ElementsAre(c.hop.link));
+        const tn::message reply =
+            ask(table, tn::cmd::GetAll, with({}, tn::field::Fields, {routes::Kind.full(), routes::Interfaces.full()}));
+        const tn::message item = reply.get_message_array(tn::field::Objects).at(0);
+        EXPECT_TRUE(item.get_bool(routes::Single));
+        EXPECT_EQ(item.get_u32(routes::Kind), c.kind);
+        EXPECT_EQ(item.get_u32_array(routes::Interfaces), items[0].get_u32_array(routes::Interfaces));
+        EXPECT_FALSE(item.has(routes::Distance) || item.has(routes::Gateways));
     }
 }
 

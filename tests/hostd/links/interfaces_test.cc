@@ -202,6 +202,12 @@ TEST_F(InterfacesTest, SpeedAndCountersComeFromTheDriver) {
     ASSERT_TRUE(eventually([&] { return speed(1) == 3; }));
     EXPECT_EQ(speed(2), 3U);
     EXPECT_EQ(speed(3), 0U);
+    const tn::message some = with({}, field::Fields, {interfaces::Name.full(), interfaces::SpeedSelector.full()});
+    const tn::message reply = ask(driven, tn::cmd::GetAll, some);
+    EXPECT_EQ(PrintToString(reply.get_message_array(field::Objects)),
+              "{ {0x44e:u32=3, 0x10006:string=\"x\", 0xfe0001:u32=1, 0xfe0005:u32=2}, "
+              "{0x44e:u32=3, 0x10006:string=\"x\", 0xfe0001:u32=2, 0xfe0005:u32=3}, "
+              "{0x44e:u32=0, 0x10006:string=\"x\", 0xfe0001:u32=3} }");
     const auto rows = rowsOf(driven);
     EXPECT_EQ(rows[0].get_u64(counters::RxOctets), 7U);
     EXPECT_EQ(rows[1].get_u64(counters::RxOctets), 8U);
@@ -253,7 +259,7 @@ TEST(DriverAnswer, GivesSpeedAndTheCountersThatAreKept) {
     readDriverAnswer(statistics.message(), reading);
 
     tn::message row;
-    insertCounters(row, {}, &reading.counters);
+    insertCounters(row, {}, {}, &reading.counters);
     // Jabbers, octets, and frames of 64 and of 1519 and more; no FCS errors is a count too.
     EXPECT_EQ(PrintToString(row), "{0x44f:u64=0, 0x45b:u64=6, 0x45c:u64=5, 0x461:u64=1, 0x467:u64=30}");
 
@@ -261,9 +267,9 @@ TEST(DriverAnswer, GivesSpeedAndTheCountersThatAreKept) {
     kernel.rx_bytes = 7;
     kernel.tx_bytes = 8;
     tn::message silent, mixed;
-    insertCounters(silent, kernel, nullptr);
+    insertCounters(silent, {}, kernel, nullptr);
     EXPECT_FALSE(silent.has(counters::RxOctets));  // until the driver has told
-    insertCounters(mixed, kernel, &reading.counters);
+    insertCounters(mixed, {}, kernel, &reading.counters);
     EXPECT_EQ(mixed.get_u64(counters::RxOctets), 5U);
     EXPECT_EQ(mixed.get_u64(counters::TxOctets), 8U);  // which the driver doesn't keep
 
@@ -306,7 +312,7 @@ TEST(DriverNames, MeanTheSameCounterHoweverTheyAreSpelled) {
         DriverCounters counters;
         readNamedCounters(octets, values, counters);
         tn::message row;
-        insertCounters(row, {}, &counters);
+        insertCounters(row, {}, {}, &counters);
         return row;
     };
     for (const auto& [field, names] : cases)

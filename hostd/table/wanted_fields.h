@@ -1,0 +1,38 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <span>
+
+#include "tn/message.h"
+
+namespace hostd {
+
+/// The fields of a row that a request wants (tn::field::Fields). All of them unless it names some; the key fields of a
+/// row aren't counted. Looks at the request, which must outlive it.
+class WantedFields {
+  public:
+    WantedFields() = default;  ///< all
+    explicit WantedFields(const tn::message& request)
+        : isAll_(!request.has(tn::field::Fields)), ids_(request.get_u32_array(tn::field::Fields)) {}
+
+    [[nodiscard]] bool areAll() const { return isAll_; }
+    template <tn::Kind K, int View>
+    [[nodiscard]] bool has(tn::field_id<K, View> id) const {
+        return isAll_ || std::ranges::find(ids_, id.full()) != ids_.end();
+    }
+
+    /// Whether a field of this kind is wanted.
+    [[nodiscard]] bool hasAnyOf(tn::Kind kind) const {
+        const auto isOfKind = [kind](uint32_t id) {
+            return (id & ~tn::kFieldNumberMask) == static_cast<uint32_t>(kind);
+        };
+        return isAll_ || std::ranges::any_of(ids_, isOfKind);
+    }
+
+  private:
+    bool isAll_ = true;
+    std::span<const uint32_t> ids_;
+};
+
+}  // namespace hostd
