@@ -91,6 +91,7 @@ message Bus::send(message m) {
 std::vector<message> Bus::exchange(std::vector<message> requests, std::chrono::milliseconds timeout) {
     idleExit_.touch();
     for (message& m : requests) prepare(m);
+    looper_.beforeWait();
     return exchange_.run(std::move(requests), timeout);
 }
 

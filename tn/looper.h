@@ -59,6 +59,8 @@ class Looper : public Handler, public ThinRunner {
 
     /// Called by run() after the process listens and loadPermData() has run.
     virtual void onInit() {}
+    /// Called before the process waits: for another process, for a reading, or for the disk.
+    virtual void beforeWait() {}
     /// Whether a message may be dispatched. Otherwise its reply is error::NotPermitted.
     virtual bool filterMessage(const message& m);
     /// Dispatches a message to the handler of its destination, or to handleBrkpath of the nearest handler above that

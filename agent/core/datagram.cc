@@ -1,35 +1,62 @@
 #include "agent/core/datagram.h"
 
+#include <algorithm>
+
 #include "agent/ber/tags.h"
 
 namespace snmp {
 
 namespace {
-// One buffer for the process: each request is copied before the next one is received.
-std::array<uint8_t, kMaxDatagram> c_buf;
+// One set of buffers for the process. Each request is copied before its reply takes the buffer. The kernel provides a
+// page when it is first used, so those of the later buffers cost nothing until that many datagrams wait.
+std::array<std::array<uint8_t, kMaxDatagram>, Datagrams::kMax> c_bufs;
 }  // namespace
 
-bool Datagram::receive(int fd) {
-    iovec content{c_buf.data(), c_buf.size()};
-    header_.msg_name = &peer_;
-    header_.msg_namelen = sizeof peer_;
-    header_.msg_iov = &content;
-    header_.msg_iovlen = 1;
-    header_.msg_control = ancillary_.data();
-    header_.msg_controllen = ancillary_.size();
-    const ssize_t received = recvmsg(fd, &header_, MSG_DONTWAIT);
-    if (received < 0) return false;
-    size_ = static_cast<size_t>(received);
+Datagrams::Datagrams() {
+    for (size_t i = 0; i < kMax; ++i) {
+        msghdr& header = requests_[i].msg_hdr;
+        header.msg_name = &slots_[i].peer;
+        header.msg_iov = &slots_[i].content;
+        header.msg_iovlen = 1;
+        header.msg_control = slots_[i].ancillary.data();
+    }
+}
+
+void Datagrams::receive(int fd) {
+    for (size_t i = 0; i < kMax; ++i) {
+        slots_[i].content = {c_bufs[i].data(), c_bufs[i].size()};
+        requests_[i].msg_hdr.msg_namelen = sizeof slots_[i].peer;
+        requests_[i].msg_hdr.msg_controllen = slots_[i].ancillary.size();
+    }
+    const int received = recvmmsg(fd, requests_.data(), kMax, MSG_DONTWAIT, nullptr);
+    received_ = received > 0 ? static_cast<size_t>(received) : 0;
+    next_ = 0;
+}
+
+bool Datagrams::next() {
+    if (!hasNext()) return false;
+    ++next_;
     return true;
 }
 
-void Datagram::answer(int fd, std::span<const uint8_t> reply) {
-    iovec content{const_cast<uint8_t*>(reply.data()), reply.size()};
-    header_.msg_iov = &content;
-    header_.msg_flags = 0;
-    (void)sendmsg(fd, &header_, MSG_DONTWAIT);
+std::span<const uint8_t> Datagrams::bytes() const {
+    return std::span(c_bufs[next_ - 1]).first(requests_[next_ - 1].msg_len);
 }
 
-std::span<const uint8_t> Datagram::bytes() const { return {c_buf.data(), size_}; }
+void Datagrams::answer(std::span<const uint8_t> reply) {
+    if (reply.size() > kMaxDatagram) return;
+    std::ranges::copy(reply, c_bufs[next_ - 1].begin());
+    slots_[next_ - 1].content.iov_len = reply.size();
+    replies_[answered_++].msg_hdr = requests_[next_ - 1].msg_hdr;
+}
+
+void Datagrams::send(int fd) {
+    for (size_t done = 0; done < answered_;) {
+        // Stops at the first reply that can't be sent. If that is the first of the call, it fails.
+        const int sent = sendmmsg(fd, &replies_[done], static_cast<unsigned>(answered_ - done), MSG_DONTWAIT);
+        done += sent > 0 ? static_cast<size_t>(sent) : 1;
+    }
+    answered_ = 0;
+}
 
 }  // namespace snmp

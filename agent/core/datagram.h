@@ -12,29 +12,51 @@
 
 namespace snmp {
 
-/// One received datagram, with the sender's address. The datagram's packet information (IP_PKTINFO, IPV6_PKTINFO) makes
-/// the answer leave from the address to which the request was sent.
-class Datagram {
+/// Datagrams received with one system call, and their replies, which are sent with another. Each keeps its sender's
+/// address. Its packet information (IP_PKTINFO, IPV6_PKTINFO) makes the reply leave from the address to which the
+/// request was sent.
+class Datagrams {
   public:
-    /// Receives the next datagram. Doesn't block: a datagram with a bad checksum wakes the loop, and the kernel then
-    /// drops it.
-    /// @return false if there is none
-    bool receive(int fd);
-    /// Sends the answer to the sender of the last datagram. Errors are ignored: managers repeat unanswered requests.
-    void answer(int fd, std::span<const uint8_t> reply);
+    static constexpr size_t kMax = 16;  ///< received at a time
 
-    /// The datagram's payload. Valid until the next datagram is received, by this or any other object.
+    Datagrams();
+    Datagrams(const Datagrams&) = delete;
+    Datagrams& operator=(const Datagrams&) = delete;
+
+    /// Receives the waiting datagrams, kMax at most. Doesn't block: a datagram with a bad checksum wakes the loop, and
+    /// the kernel then drops it. All earlier ones must have been served, and their replies sent.
+    void receive(int fd);
+    [[nodiscard]] bool hasNext() const { return next_ < received_; }
+    /// Makes the next datagram the current one. @return false if there is none
+    bool next();
+    void dropRest() { received_ = next_; }  ///< drops the datagrams after the current one
+
+    /// Payload of the current datagram. Valid until it is answered.
     [[nodiscard]] std::span<const uint8_t> bytes() const;
     [[nodiscard]] tn::IPAddr6 source() const {
-        return tn::IPAddr6::ofSockaddr(reinterpret_cast<const sockaddr&>(peer_));
+        return tn::IPAddr6::ofSockaddr(reinterpret_cast<const sockaddr&>(slots_[next_ - 1].peer));
     }
+    /// Copies the reply to the current datagram, for send(). To be called at most once for each datagram. A reply that
+    /// is too large for any datagram is ignored.
+    void answer(std::span<const uint8_t> reply);
+
+    /// Sends the replies, in order. One that can't be sent is dropped: managers repeat unanswered requests.
+    void send(int fd);
 
   private:
-    msghdr header_{};
-    sockaddr_in6 peer_{};
-    size_t size_ = 0;
-    // Room for both records of a dual-stack socket. If recvmsg cut them off, sendmsg would fail.
-    alignas(cmsghdr) std::array<std::byte, 128> ancillary_{};
+    struct Slot {
+        sockaddr_in6 peer{};
+        iovec content{};
+        // Room for both records of a dual-stack socket. If recvmmsg cut them off, sendmmsg would fail.
+        alignas(cmsghdr) std::array<std::byte, 128> ancillary{};
+    };
+
+    std::array<Slot, kMax> slots_;
+    std::array<mmsghdr, kMax> requests_{};  ///< each refers to the slot with its index
+    std::array<mmsghdr, kMax> replies_{};   ///< each refers to the slot of its request
+    size_t received_ = 0;
+    size_t next_ = 0;
+    size_t answered_ = 0;  ///< replies to send
 };
 
 }  // namespace snmp

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "agent/core/snmp_looper.h"
 #include "agent/log.h"
 #include "agent/mib/branch.h"
 #include "agent/mib/objects.h"
@@ -83,6 +84,8 @@ ErrorStatus snmpSet(Context& c) {
     if (!dlog.isMuted()) dlog << "set " << c.oid << nameNote(c.oid);
     const auto at = longestPrefixOf(c.oid);
     if (at == branches.end()) return ErrorStatus::NoSuchName;  // compat: 29
+    // Most Sets write to the disk.
+    loop->beforeWait();
     c.setPrefix = at->first;
     c.setSuffix.assign(c.oid.begin() + static_cast<std::ptrdiff_t>(c.setPrefix.size()), c.oid.end());
     return at->second->set(c) != kNotMine ? ErrorStatus::NoError : ErrorStatus::NoSuchName;

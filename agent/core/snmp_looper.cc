@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "agent/core/create_reply.h"
-#include "agent/core/datagram.h"
 #include "agent/core/service_socket.h"
 #include "agent/log.h"
 #include "agent/mib/request_writes.h"
@@ -26,8 +25,7 @@ namespace {
 constexpr uint32_t kRecord = 0;       // id of the settings in their store
 constexpr uint32_t kJustBooted = 40;  // seconds since the machine started
 constexpr std::chrono::milliseconds kLeaveAfter{1000};
-// One call serves this many datagrams, or for this long; then bus and timers get their turn.
-constexpr unsigned kDatagramsPerCall = 32;
+// One turn of the loop serves one batch of datagrams, for this long at most; then bus and timers get their turn.
 constexpr std::chrono::milliseconds kReceiveTime{20};
 constexpr uint32_t kDefaultGetFlags = 5;
 
@@ -96,7 +94,7 @@ void SnmpLooper::enable() {
         return;
     }
     if (!addSocket(
-            fd, [this](int ready, unsigned) { receive(ready); }, EPOLLIN)) {
+            fd, [this](int, unsigned) { receive(); }, EPOLLIN)) {
         close(fd);
         return;
     }
@@ -105,26 +103,40 @@ void SnmpLooper::enable() {
 
 void SnmpLooper::disable() {
     if (!isEnabled()) return;
+    datagrams_.send(socket_);
+    datagrams_.dropRest();
     removeSocket(socket_);
     close(std::exchange(socket_, -1));
     setupLeave(kLeaveAfter);
 }
 
-void SnmpLooper::receive(int fd) {
-    const std::chrono::milliseconds end = tn::sinceBoot() + kReceiveTime;
-    for (unsigned i = 0; i < kDatagramsPerCall && tn::sinceBoot() < end; ++i) {
-        Datagram datagram;
-        if (!datagram.receive(fd)) return;
-        context_.begin(datagram.bytes());
+void SnmpLooper::receive() {
+    if (datagrams_.hasNext()) return;  // a deferred call serves the rest
+    datagrams_.receive(socket_);
+    serveReceived();
+}
+
+void SnmpLooper::serveReceived() {
+    const std::chrono::milliseconds begun = tn::sinceBoot();
+    std::chrono::milliseconds lastSent = begun;
+    while (datagrams_.next()) {
+        context_.begin(datagrams_.bytes());
         bool isAnswered = false;
         {
             const tn::ExchangeBudget budget(*this);
             const RequestWrites writes;  // writes when the block ends, before the reply is sent
-            isAnswered = createReply(context_, datagram.source());
+            isAnswered = createReply(context_, datagrams_.source());
         }
-        if (isAnswered) datagram.answer(fd, context_.out.bytes());
+        if (isAnswered) datagrams_.answer(context_.out.bytes());
         context_.end();
+
+        const std::chrono::milliseconds now = tn::sinceBoot();
+        if (now - begun >= kReceiveTime) break;
+        // Replies are sent together only with those made in the same millisecond.
+        if (std::exchange(lastSent, now) != now) datagrams_.send(socket_);
     }
+    datagrams_.send(socket_);
+    if (datagrams_.hasNext()) defer([this] { serveReceived(); });
 }
 
 tn::message SnmpLooper::getObject(uint32_t) { return settings_.getConfig(); }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "agent/core/datagram.h"
 #include "agent/mib/context.h"
 #include "agent/security/community_keep.h"
 #include "agent/system/settings.h"
@@ -40,6 +41,9 @@ class SnmpLooper : public tn::Looper {
     /// Sends traps for the changes that were missed while the owner was away.
     void resubscribed(std::span<const uint32_t> path, uint32_t command) override;
 
+    /// Sends the replies that are ready, so that they don't wait as well.
+    void beforeWait() override { datagrams_.send(socket_); }
+
     void startup();  ///< sends the start-up trap, if the settings select it
 
     [[nodiscard]] const Settings& settings() const { return settings_; }
@@ -48,7 +52,8 @@ class SnmpLooper : public tn::Looper {
     [[nodiscard]] const TrapSender& traps() const { return traps_; }
 
   private:
-    void receive(int fd);
+    void receive();                 ///< called when the socket is readable
+    void serveReceived();           ///< serves for kReceiveTime, and the rest in the loop's next turn
     void adopt(Settings settings);  ///< makes them the current settings, for all parts of the agent
     void warnOfUsers() const;       ///< logs if SNMPv3 is insecure or can't be used
 
@@ -58,6 +63,7 @@ class SnmpLooper : public tn::Looper {
     V3ServerInfo v3Server_;
     uint16_t port_;
     int socket_ = -1;
+    Datagrams datagrams_;  ///< received from socket_, and the replies to send
     Context context_{{}};  ///< of the current request
     TrapSender traps_;
     TrapHandler trapHandler_;

@@ -15,6 +15,7 @@
 #include "hostd/log.h"
 #include "hostd/source/reading.h"
 #include "hostd/source/timer.h"
+#include "tn/looper.h"
 
 namespace hostd {
 
@@ -158,6 +159,7 @@ class Watch {
     /// at once if a request has already waited for this reading, so that a source that hangs delays only one.
     bool hasEndedBy(std::chrono::steady_clock::time_point deadline) {
         if (std::exchange(isWaitedFor_, true)) return false;
+        if (tn::Looper* looper = tn::getLooper()) looper->beforeWait();
         std::unique_lock lock(state_->mutex);
         return state_->ended.wait_until(lock, deadline, [this] { return !state_->isBusy; });
     }

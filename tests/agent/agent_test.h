@@ -28,11 +28,12 @@ using testing::SizeIs;
 /// A clock set by hand, and random numbers that repeat.
 class TestSources : public tn::Sources {
   public:
-    uint64_t bootNanoseconds() override { return uptime * 1'000'000'000ULL; }
+    uint64_t bootNanoseconds() override { return uptime * 1'000'000'000ULL + nanoseconds; }
     int64_t wallSeconds() override { return 1'700'000'000; }
     uint32_t random32() override { return random = random * 1664525U + 1013904223U; }
-    uint64_t uptime = 1000;  ///< seconds since the machine started
-    uint32_t random = 1;     ///< the last random number
+    uint64_t uptime = 1000;    ///< seconds since the machine started,
+    uint64_t nanoseconds = 0;  ///< and these
+    uint32_t random = 1;       ///< the last random number
 };
 
 /// An owner that gives one reply to all requests and records them.

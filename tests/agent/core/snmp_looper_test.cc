@@ -5,38 +5,29 @@
 #include <unistd.h>
 
 #include "agent/mib/packer.h"
-#include "agent/mib/providers/data_provider.h"
 #include "tests/agent/agent_test.h"
 #include "tests/agent/said.h"
+#include "tests/tn/peers.h"
 
 namespace snmp {
 namespace {
 
 using SnmpLooperTest = AgentTest;
 
-TestSources* slowClock = nullptr;
-std::unique_ptr<Data> recordThatTakesASecond() {
-    ++slowClock->uptime;
-    return std::make_unique<Data>();
-}
-
-/// A socket of the loopback: bound to a free port, or connected to the port of `address`.
-template <class Call>
-int loopbackSocket(Call bindOrConnect, sockaddr_in& address) {
+/// A socket bound to a free port of the loopback.
+int boundSocket(sockaddr_in& address) {
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    EXPECT_EQ(bindOrConnect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     socklen_t length = sizeof address;
-    if (bindOrConnect == bind) {
-        EXPECT_EQ(getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length), 0);
-    }
+    EXPECT_EQ(getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length), 0);
     return fd;
 }
 
 TEST_F(SnmpLooperTest, ATakenPortIsLoggedAndOneFreedCanBeBound) {
     sockaddr_in address{};
-    const int other = loopbackSocket(bind, address);
+    const int other = boundSocket(address);
     agent.reset();
     agent = std::make_unique<SnmpLooper>(ntohs(address.sin_port));
     const auto logged = [this] { return said([this] { agent->enable(); }); };
@@ -47,35 +38,140 @@ TEST_F(SnmpLooperTest, ATakenPortIsLoggedAndOneFreedCanBeBound) {
     EXPECT_EQ(logged(), "");
     EXPECT_TRUE(agent->isEnabled());
     agent->disable();
-    close(loopbackSocket(bind, address));  // the port is free again
+    close(boundSocket(address));  // the port is free again
 }
 
-TEST_F(SnmpLooperTest, TheLoopGetsItsTurnAfter32DatagramsOr20Milliseconds) {
-    sockaddr_in address{};
-    close(loopbackSocket(bind, address));  // for a port that is free
-    agent.reset();
-    agent = std::make_unique<SnmpLooper>(ntohs(address.sin_port));
-    opensCommon();
-    agent->enable();
-    const int client = loopbackSocket(connect, address);
+/// Calls its hook for each Get and Set, and answers with an error.
+class Hooked : public Branch {
+  public:
+    Answer get(Context&) override { return hook(), kNotMine; }
+    Answer getNext(Context&) override { return kNotMine; }
+    Answer set(Context&) override { return hook(), kNotMine; }
+    std::function<void()> hook;
+};
 
-    static const ConstNumPacker packer(1U, tag::Integer);
-    slowClock = &sources;
-    ProxyDataProvider slow(recordThatTakesASecond);
-    addScalarLeaf(OID{1, 3, 1}, &packer, nullptr);
-    addScalarLeaf(OID{1, 3, 2}, &packer, &slow);
-    for (const auto& [name, atOnce] : {std::pair("1.3.1.0", 32), std::pair("1.3.2.0", 1)}) {
-        const wire::Bytes request = wire::encode({.pdu = pdu::GetRequest, .bindings = {null(name)}});
-        for (int i = 0; i < 33; ++i) EXPECT_GT(send(client, request.data(), request.size(), 0), 0);
-        ASSERT_TRUE(agent->runOnce(std::chrono::seconds(1)));
-        int answers = 0;
-        char octet = 0;
-        while (recv(client, &octet, 1, MSG_DONTWAIT) > 0) ++answers;
-        EXPECT_EQ(answers, atOnce);
-        while (agent->runOnce({})) continue;
-        while (recv(client, &octet, 1, MSG_DONTWAIT) > 0) continue;
+/// A manager's socket, connected: it receives only what comes from the address that it queries.
+class Client {
+  public:
+    explicit Client(sockaddr_in agent, uint32_t address = INADDR_LOOPBACK) {
+        agent.sin_addr.s_addr = htonl(address);
+        fd_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(connect(fd_, reinterpret_cast<sockaddr*>(&agent), sizeof agent), 0);
     }
-    close(client);
+    ~Client() { close(fd_); }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    void query(uint32_t id, const std::string& name = "1.3.1.0", uint8_t pdu = pdu::GetRequest) const {
+        const wire::Bytes request =
+            wire::encode({.pdu = pdu, .requestId = id, .bindings = {{name, tag::Integer, "1"}}});
+        EXPECT_GT(send(fd_, request.data(), request.size(), 0), 0);
+    }
+    /// The request ids of the replies that have arrived.
+    [[nodiscard]] std::vector<uint32_t> answers() const {
+        std::vector<uint32_t> ids;
+        std::string why;
+        uint8_t reply[2000];
+        for (ssize_t size = 0; (size = recv(fd_, reply, sizeof reply, MSG_DONTWAIT)) > 0;)
+            ids.push_back(wire::decode(std::span(reply).first(static_cast<size_t>(size)), why).value().requestId);
+        return ids;
+    }
+
+  private:
+    int fd_;
+};
+
+/// The agent on a free port, with a constant at 1.3.1 and a hook at 1.3.9.
+class ServiceTest : public AgentTest {
+  protected:
+    ServiceTest() {
+        close(boundSocket(address));
+        agent.reset();
+        agent = std::make_unique<SnmpLooper>(ntohs(address.sin_port));
+        opensCommon(true);
+        agent->enable();
+        addScalarLeaf(OID{1, 3, 1}, &packer, nullptr);
+        addBranch(OID{1, 3, 9}) = &hooked;
+    }
+    sockaddr_in address{};
+    ConstNumPacker packer{1U, tag::Integer};
+    Hooked hooked;
+};
+
+TEST_F(ServiceTest, TheLoopGetsItsTurnAfterEachBatchOr20Milliseconds) {
+    const Client client(address);
+    hooked.hook = [this] { sources.nanoseconds += 10'000'000; };
+    for (const auto& [name, atOnce] : {std::pair("1.3.1.0", Datagrams::kMax), std::pair("1.3.9.0", size_t{2})}) {
+        for (uint32_t id = 0; id < 2 * Datagrams::kMax + 1; ++id) client.query(id, name);
+        ASSERT_TRUE(agent->runOnce(std::chrono::seconds(1)));
+        EXPECT_EQ(client.answers().size(), atOnce);
+        while (agent->runOnce({})) continue;
+        EXPECT_EQ(client.answers().size(), 2 * Datagrams::kMax + 1 - atOnce);
+    }
+}
+
+TEST_F(ServiceTest, RepliesLeaveInOrderFromTheAddressQueriedToTheirSender) {
+    const Client first(address), second(address, INADDR_LOOPBACK + 1), third(address);
+    for (const uint32_t id : {1U, 4U, 7U}) {
+        first.query(id);
+        second.query(id + 1);
+        third.query(id + 2);
+    }
+    EXPECT_TRUE(agent->runOnce(std::chrono::seconds(1)));
+    EXPECT_THAT(first.answers(), ElementsAre(1, 4, 7));
+    EXPECT_THAT(second.answers(), ElementsAre(2, 5, 8));
+    EXPECT_THAT(third.answers(), ElementsAre(3, 6, 9));
+}
+
+TEST_F(ServiceTest, AReplyThatIsReadyWaitsForNoExchangeNoSetAndNoSlowRequest) {
+    const Client client(address);
+    std::vector<uint32_t> early;
+    const auto answersDuring = [&](uint8_t pdu) {
+        client.query(1);
+        client.query(2, "1.3.9.0", pdu);
+        client.query(3, "1.3.9.0");
+        while (agent->runOnce({})) continue;
+        return client.answers();
+    };
+    const std::vector<uint32_t> path{77};
+    tn::RawPeer peer(77, {[&](int connection) {
+                         const tn::message request = tn::RawPeer::read(connection);
+                         early = client.answers();
+                         tn::RawPeer::answer(connection, request);
+                         tn::RawPeer::answerNext(connection);
+                     }});
+    hooked.hook = [&] { EXPECT_FALSE(tn::isError(agent->exchangeMessage(tn::request(path, tn::cmd::Get)))); };
+    EXPECT_THAT(answersDuring(pdu::GetRequest), ElementsAre(2, 3));
+    EXPECT_THAT(early, ElementsAre(1));
+
+    early.clear();
+    hooked.hook = [&, calls = 0]() mutable {
+        if (++calls == 1) early = client.answers();
+    };
+    EXPECT_THAT(answersDuring(pdu::SetRequest), ElementsAre(2, 3));
+    EXPECT_THAT(early, ElementsAre(1));
+
+    hooked.hook = [&] {
+        early = client.answers();
+        sources.nanoseconds += 1'000'000;
+    };
+    EXPECT_THAT(answersDuring(pdu::GetRequest), ElementsAre(3));
+    EXPECT_THAT(early, ElementsAre(1, 2));
+}
+
+TEST_F(ServiceTest, SwitchingTheServiceOffSendsWhatIsReadyAndServesNothingMore) {
+    const Client client(address);
+    int calls = 0;
+    hooked.hook = [&] {
+        ++calls;
+        agent->disable();
+    };
+    client.query(1);
+    client.query(2, "1.3.9.0");
+    client.query(3, "1.3.9.0");
+    while (agent->runOnce({})) continue;
+    EXPECT_THAT(client.answers(), ElementsAre(1));
+    EXPECT_EQ(calls, 1);
 }
 
 }  // namespace

@@ -119,6 +119,18 @@ TEST_F(WatchTest, ASlowSourceIsNotWaitedFor) {
     EXPECT_LT(std::chrono::steady_clock::now() - before, Watch<int>::kMaxWait);
 }
 
+TEST_F(WatchTest, TheLoopIsNotifiedBeforeAReadingIsWaitedFor) {
+    struct NotifiedLooper : tn::Looper {
+        NotifiedLooper() : Looper({}) {}
+        void beforeWait() override { onWait(); }
+        std::function<void()> onWait;
+    } looper;
+    auto hold = source.hangs();
+    looper.onWait = [&hold] { hold.unlock(); };
+    EXPECT_EQ(shown(), 1);
+    EXPECT_EQ(shown(), 1);  // without a wait
+}
+
 TEST(Watch, IsReadAtShortIntervalsAfterARequestAndAtLongOnesWithoutOne) {
     ManualClock clock;
     tn::Looper looper({});
