@@ -1,7 +1,5 @@
 #include "agent/security/community_keep.h"
 
-#include "tn/looper.h"
-
 namespace snmp {
 
 CommunityKeep::CommunityKeep() : Map("/tern/store/snmp-communities", "snmp community") {
@@ -27,25 +25,6 @@ const Item* CommunityKeep::findId(uint32_t id) const {
     return findIf([&](const Item& item) { return item.id == id; });
 }
 
-void CommunityKeep::setEngineId(const std::string& engineId) {
-    engineId_ = engineId;
-    regenerateKeys();
-}
-
-void CommunityKeep::regenerateKeys() {
-    if (makingKeys_ || engineId_.empty()) return;
-    makingKeys_ = true;
-    tn::getLooper()->defer([this] { makeNextKeys(); });
-}
-
-void CommunityKeep::makeNextKeys() {
-    makingKeys_ = false;
-    const Item* next = findIf([&](const Item& item) { return !item.hasKeys(engineId_); });
-    if (next == nullptr) return;
-    (void)keysOf(*next);
-    regenerateKeys();
-}
-
 bool CommunityKeep::hasUsers() const {
     return findIf([](const Item& item) { return item.security != security_level::None; }) != nullptr;
 }
@@ -55,10 +34,7 @@ tn::message CommunityKeep::doAdd(Item* added) { return doSet(nullptr, added); }
 tn::message CommunityKeep::doSet(Item* current, Item* changed) {
     const Item* other = findIf(
         [&](const Item& item) { return item.name == changed->name && (current == nullptr || item.id != current->id); });
-    if (other == nullptr) {
-        regenerateKeys();  // runs in the loop's next turn, after the change
-        return {};
-    }
+    if (other == nullptr) return {};
     return tn::errorMsg(tn::error::Refused, "community with the same name already exists!");  // compat: 113
 }
 

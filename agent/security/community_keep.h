@@ -26,12 +26,10 @@ class CommunityKeep : public tn::Map<Item> {
     /// The entry with exactly this name, or nullptr.
     [[nodiscard]] const Item* find(std::string_view name) const;
 
-    /// Sets the engine id to which all keys are localised, and calls regenerateKeys().
-    void setEngineId(const std::string& engineId);
-    /// Computes missing keys in the background: those of one entry in each turn of the loop, so that requests are
-    /// served in between. Does nothing while the engine id is empty.
-    void regenerateKeys();
-    /// The keys of an entry, computed now if they are missing. Valid until the entry or the engine id changes.
+    /// Sets the engine id to which all keys are localised.
+    void setEngineId(const std::string& engineId) { engineId_ = engineId; }
+    /// The keys of an entry, derived now if they are missing. They aren't derived in advance: for 200 users that takes
+    /// half a second. Valid until the entry or the engine id changes.
     [[nodiscard]] const UserKeys& keysOf(const Item& item) const { return item.keys(engineId_); }
     /// Whether any entry requires authentication.
     [[nodiscard]] bool hasUsers() const;
@@ -44,10 +42,7 @@ class CommunityKeep : public tn::Map<Item> {
     tn::message doRemove(Item* removed) override;
 
   private:
-    void makeNextKeys();
-
     std::string engineId_;
-    bool makingKeys_ = false;  ///< makeNextKeys is scheduled
 };
 
 /// Last element of the list's path. (This name is fixed.)
