@@ -47,6 +47,8 @@ TEST(UsmCrypto, NothingPassesForEncryptedWithoutAKeyAndASalt) {
     EXPECT_TRUE(canEncrypt(Octets(16, 1), "8 octets"));
     EXPECT_FALSE(canEncrypt(Octets(15, 1), "8 octets") || canEncrypt({}, "8 octets"));
     EXPECT_FALSE(canEncrypt(Octets(16, 1), "short"));
+    Octets noWholeBlock(9);
+    EXPECT_FALSE(cryptMessageDES("8 octets", Octets(16, 1), noWholeBlock, false));
 }
 
 TEST(UsmCrypto, AnEntryOfAnUnknownProtocolOrWithoutAnEngineHasNoKeys) {
