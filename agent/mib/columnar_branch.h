@@ -11,9 +11,8 @@
 namespace snmp {
 
 /// A conceptual table: the name of each instance is prefix.column.index. One call serves all neighbouring varbinds of
-/// the request that are in this table, each with a fetch of its own. Only the table's first rows, with which a walk
-/// continues in the next column, are fetched once for all. The repetitions of one varbind come before those of the next
-/// (compat: 7). Nothing is cached between requests.
+/// the request that are in this table. The repetitions of one varbind come before those of the next (compat: 7). Rows
+/// fetched for one varbind serve the others, too (Fetched). Nothing is cached between requests.
 class ColumnarBranch : public Branch {
   public:
     /// @param table  must outlive the branch
@@ -21,11 +20,11 @@ class ColumnarBranch : public Branch {
     /// Adds or replaces a column.
     /// @param column  last sub-identifier of its object, from 1
     /// @param packer  for records of the table's class; must outlive the branch
-    /// @param wanted  the fields that its values are made of; nothing when they may be made of all
+    /// @param wanted  the message fields that its values are made of; nothing if any field may be needed
     void addLeaf(unsigned int column, const Packer* packer, std::optional<WantedFields> wanted = {}) {
         columns_[column] = {packer, std::move(wanted)};
     }
-    /// Replaces the packer of a column.
+    /// Replaces the packer of a column. The new one must not need further message fields.
     void setPacker(unsigned int column, const Packer* packer) { columns_.at(column).packer = packer; }
 
     /// A missing column or row gives noSuchInstance. In v1 it gives kNotMine, and c.bindingIndex is the position of

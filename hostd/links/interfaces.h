@@ -13,9 +13,9 @@ namespace hostd {
 
 /// {20, 0}: the network interfaces. A row's id is its ifindex. contracts/interfaces.h has the fields and commands.
 ///
-/// The rows follow the kernel's notifications (rtnetlink(7)). Queued notifications are applied before each reply. The
-/// counters of a row are read when the row is written, unless they were read less than kMaxAge ago. So the cost of one
-/// row doesn't depend on the number of interfaces, and a walk reads the counters of each once.
+/// The rows follow the kernel's notifications (rtnetlink(7)). Queued notifications are applied before each reply. A
+/// request that wants counters or the alias reads the counters of the rows that it returns, unless they were read less
+/// than kMaxAge ago. So the cost of one row doesn't depend on the number of interfaces.
 class Interfaces : public IdTable {
   public:
     static constexpr std::chrono::milliseconds kMaxAge{250};  ///< of the kernel's counters

@@ -49,13 +49,12 @@ class Identity : public tn::Handler {
 };
 
 /// {24, 2}: uptime, memory, disks, model and version of the machine. Its rows are the processors. contracts/system.h
-/// has the fields. A set succeeds and changes nothing: when a manager requests a reboot by a Set, the agent also sends
-/// the record with that object here.
+/// has the fields. A set succeeds and changes nothing. The agent sends one when a manager writes a control (reboot, USB
+/// reset): it then also writes the control's record back to this owner.
 ///
-/// A reply has all values, and the agent requests it for each of them. So files are read at most every kMaxAge; only
-/// the uptime is always current. A reply waits only for the disks, when their last reading is too old (see Watch). The
-/// processors' counters are also read every loadInterval, so that infrequent pollers get the mean of the last minute,
-/// too.
+/// A reply has all values, even if the agent needs only one. So files are read at most every kMaxAge; only the uptime
+/// is always current. A reply waits only for the disks, when their last reading is too old (see Watch). The processors'
+/// counters are also read every loadInterval, so that infrequent pollers get the mean of the last minute, too.
 class SystemInfo : public IdTable {
   public:
     static constexpr std::chrono::milliseconds kMaxAge{250};  ///< of memory and processors

@@ -14,19 +14,19 @@
 namespace hostd {
 
 /// An owner of ordered rows. It implements get-all, get, get-object, get-count and set. A derived class supplies the
-/// rows in ascending order of their keys. A row is identified either by an id, its only key field, or by several key
+/// rows in ascending order of their keys. A row is identified either by an id, its only key field, or by other key
 /// fields.
 ///
 /// get-all returns up to field::MaxObjects items, kPage by default. It starts at the row whose id is in
-/// field::Continue, at the row whose key fields are in the message field::Key, or at the first row. If more rows follow
-/// than the reply has, since MaxObjects was reached or the packet is full, the reply has field::Continue. Its value is
-/// the next row's id, or tn::kNoId in a table without ids. In a table with ids, an item has its row's id as
-/// field::ObjectId, and as field::NextId the id of the row that follows.
+/// field::Continue, at the row whose key fields are in the message field::Key, or at the first row. If MaxObjects or
+/// the size of a packet ends the reply before the last row, the reply has field::Continue. Its value is the next row's
+/// id, or tn::kNoId in a table without ids. In a table with ids, an item has its row's id as field::ObjectId, and as
+/// field::NextId the id of the row that follows.
 ///
 /// - A Key with field::KeyIncomplete starts at the first row that isn't below it.
 /// - A Key without it names one row. It may contain only some of the table's key fields: rows that agree in all key
-///   fields up to the last one given then count as one row. A field that is missing before a given one has its value
-///   in the first row.
+///   fields up to the last one given then count as one row. A field that is missing before that one gets its value
+///   from the table's first row.
 /// - If the named row doesn't exist, a request for one item gets error::NotFound. A request for more gets a placeholder
 ///   first: that row's key fields and field::Gone. So a walk continues after a row that was removed.
 /// - A request with Continue but no Key gets error::Refused from a table without ids.

@@ -8,8 +8,8 @@
 
 namespace hostd {
 
-/// The fields of a row that a request wants (tn::field::Fields). All of them unless it names some; the key fields of a
-/// row aren't counted. Looks at the request, which must outlive it.
+/// The fields of its rows that a get-all wants: those in tn::field::Fields, or all without it. Key fields are always
+/// written and needn't be among them. Refers to the request, which must outlive this object.
 class WantedFields {
   public:
     WantedFields() = default;  ///< all
