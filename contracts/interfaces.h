@@ -13,9 +13,10 @@
 /// if empty), and tn::field::Disabled (true without IFF_UP, else absent). Counters wrap as the kernel's do; a u32
 /// counter is the low half of the kernel's 64 bits. contracts/interface_counters.h has the detailed counters.
 ///
-/// A get-all with Kind lists only the interfaces of that kind. One with tn::field::Fields may leave out all others. A
-/// set with tn::field::Disabled disables a link (true) or enables it (false). tn::error::Refused if the command line
-/// doesn't allow that or the kernel refuses. Any other set is accepted and changes nothing.
+/// A get-all with Kind lists only the interfaces of that kind. The rows of a get-all with tn::field::Fields may lack
+/// all fields but these. A set with tn::field::Disabled disables a link (true) or enables it (false).
+/// tn::error::Refused if the command line doesn't allow that or the kernel refuses. Any other set is accepted and
+/// changes nothing.
 namespace contracts::interfaces {
 
 inline constexpr std::array<uint32_t, 2> kPath = {20, 0};
@@ -52,8 +53,8 @@ inline constexpr tn::u64_id OutOctets{0x100fd};    ///< octets; tx_bytes
 inline constexpr tn::u64_id InUnicast{0x100fe};    ///< packets, multicast and broadcast included; rx_packets
 inline constexpr tn::u64_id OutUnicast{0x100ff};   ///< packets, multicast and broadcast included; tx_packets
 
-/// One of speed_selector: in the reply to kGetSpeed, where None is left out, and in the rows of Ethernet links and of
-/// VLANs, which have that of their parent. Owners elsewhere have it in the reply alone.
+/// One of speed_selector. It is in the rows of Ethernet links and VLANs, and in the reply to kGetSpeed unless it is
+/// None. A VLAN has that of its parent. Owners elsewhere send it only in the reply.
 inline constexpr tn::u32_id SpeedSelector{1102};
 
 inline constexpr uint32_t kInternal = 0x80;  ///< bit of Flags: an interface that causes no traps

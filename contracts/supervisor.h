@@ -32,8 +32,8 @@ inline constexpr tn::u32_id Age{7};            ///< s since it first announced i
 ///
 /// The client performs an undo. It reads the record with get-object, adds tn::field::NoUndo to Old, so that the undo
 /// isn't recorded, and sends Old to its destination. If that succeeds, the client removes the record with
-/// remove-object. The journal doesn't send Old, since that destination may be waiting for this process at the time, and
-/// each would wait for the other.
+/// remove-object. The journal doesn't send Old itself: its destination may be waiting for this process, and each would
+/// then wait for the other.
 namespace contracts::undo_journal {
 
 inline constexpr std::array<uint32_t, 2> kPath = {tn::number::Supervisor, 1};

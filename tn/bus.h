@@ -81,8 +81,8 @@ class Bus final : private Connections::Events {
     void deliver(const ConnectionPtr& connection, message& packet);
     void handleRequest(const ConnectionPtr& connection, message& request);
     void handleReply(const message& reply);
-    /// Whether a message on a connection that we dialled to a number comes from that number: subscribers trust the
-    /// source.
+    /// Whether the source of a message is genuine: subscribers trust it. On a connection that we dialled to a number,
+    /// it must begin with that number. True for accepted connections.
     [[nodiscard]] static bool hasTrueSource(const Connection& connection, const message& request);
     /// The peer's rights; right::All for a notification that we subscribed to.
     [[nodiscard]] uint32_t rightsOf(const Connection& connection, const message& request) const;

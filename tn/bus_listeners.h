@@ -10,8 +10,8 @@
 
 namespace tn {
 
-/// The sockets on which a process waits for connections, one for each number that it serves. While the process has no
-/// free descriptor, it accepts nothing for a second at a time.
+/// The sockets on which a process waits for connections, one for each number that it serves. If the process has no
+/// free descriptor, it stops accepting and tries again after a second.
 class BusListeners {
   public:
     /// @param connection  owned by the callee

@@ -71,7 +71,8 @@ class Connection {
     void dropQueue(std::vector<Handler*>& dropped);
 
     // State of the connection's users.
-    bool stuck = false;  ///< Exchange: a request found no room in time; the next ones don't wait until one gets through
+    /// Exchange: a request found no room in time. None waits for room until one has been sent.
+    bool stuck = false;
     bool doomed = false;         ///< Connections: the loop closes it soon
     unsigned watchedEvents = 0;  ///< Connections: epoll events that the loop watches the descriptor for
 

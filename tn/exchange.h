@@ -25,9 +25,10 @@ class Exchange {
     Exchange(const Exchange&) = delete;
     Exchange& operator=(const Exchange&) = delete;
 
-    /// Sends requests to one number, as many as the socket has room for before it waits for the first reply, and
-    /// returns their replies. If the peer closes the connection and certainly hasn't read a request, that is sent again
-    /// on a new connection, perhaps to the process that has replaced the peer. A run opens at most two connections.
+    /// Sends requests to one number and returns their replies. As many requests as the socket has room for are sent
+    /// before the first reply is awaited. When the peer closes the connection, the requests that it certainly hasn't
+    /// read are sent again on a new connection, perhaps to the process that has replaced the peer. A run opens at most
+    /// two connections.
     /// @param requests  at least one, with destination and source; run adds the request ids
     /// @param timeout   for all of them together
     /// @return for each request, in their order, its reply, which may be empty; or error::Unreachable, TimedOut or
@@ -39,8 +40,8 @@ class Exchange {
     /// timeouts remain in force. 0 removes the shared one.
     void setBudget(std::chrono::milliseconds timeout);
 
-    /// To be called with each reply that isn't the one awaited. A late reply settles its debt, and its destination
-    /// becomes the handler whose exchange timed out. Without such a debt the destination is removed.
+    /// To be called with each reply that isn't awaited. If it settles a debt, its destination becomes the handler whose
+    /// exchange timed out. Otherwise its destination is removed.
     void settle(const ConnectionPtr& from, message& reply);
 
     [[nodiscard]] uint32_t newRequestId();  ///< never 0
@@ -59,13 +60,13 @@ class Exchange {
         uint32_t number;  ///< first element of their destinations
         std::vector<Call> calls;
         Time deadline;
-        size_t outstanding = 0;  ///< requests sent whose reply is missing
+        size_t outstanding = 0;  ///< sent requests without a reply
 
         [[nodiscard]] Call* nextToSend();  ///< null when all are sent
         /// The call that a packet is the reply to; null for any other packet.
         [[nodiscard]] Call* answeredBy(const message& packet);
         void answer(Call& call, message reply);
-        void takeBackSent();  ///< what has no reply is to be sent again
+        void takeBackSent();  ///< marks the sent requests without a reply as not sent
         /// Answers every call that has no reply with an error, or only those that are sent.
         void failAll(const message& error);
         void failSent(const message& error);
@@ -87,10 +88,10 @@ class Exchange {
     /// Sends requests until all are sent or there is no room, and waits for room only while no reply is outstanding.
     /// False if the peer is gone and no reply is outstanding.
     bool sendMore(const ConnectionPtr& connection, Burst& burst);
-    /// Sends the request in out_, and waits for room until the deadline. If there is none, the connection becomes
-    /// stuck: later requests don't wait for room until one gets through.
+    /// Sends the request in out_, and waits for room until the deadline. If there is none by then, the connection is
+    /// stuck: from then on, a request that finds no room fails at once. The first one that is sent ends this.
     Sent sendWaiting(const ConnectionPtr& connection, Time deadline);
-    /// Waits for one reply. False if no further one can come; no reply is outstanding then.
+    /// Waits for one reply. False if the exchange on this connection is over; no reply is outstanding then.
     bool awaitReply(const ConnectionPtr& connection, Burst& burst);
     /// Receives packets up to and including a reply.
     /// @return Packet after a reply; Nothing or Interrupted after the deadline; Ended also if the backlog is full

@@ -25,7 +25,7 @@ constexpr message_array_id Objects{0xfe0002};  // items of a get-all reply
 constexpr u32_id Continue{0xfe0003};           // request: start at this id; reply: more rows follow, from this id
 constexpr u32_id MaxObjects{0xfe0004};         // get-all request: maximum number of items
 constexpr u32_id NextId{0xfe0005};             // item: id of the row after it
-constexpr bool_id KeyIncomplete{0xfe0007};     // in Key: no such row is needed; start at the first one at or after it
+constexpr bool_id KeyIncomplete{0xfe0007};     // in Key: start at the first row whose key isn't below this one
 constexpr bool_id Invalid{0xfe0008};           // item: listed but not in force
 constexpr string_id Comment{0xfe0009};         // item: the administrator's remark
 constexpr bool_id Disabled{0xfe000a};          // item: disabled by the administrator

@@ -62,7 +62,7 @@ class Handler {
 
     // The hooks of the commands in cmd::*. Unless overridden they reply error::NoSuchCommand, except as noted.
 
-    virtual message cmdGetPolicies(const message& request);  ///< for each policy, the mask in u32 field COMMAND
+    virtual message cmdGetPolicies(const message& request);  ///< each policy's mask, in the u32 field COMMAND
     virtual message cmdGet(const message& request);          ///< getObject(kNoId)
     virtual message cmdSet(const message& request);
     virtual message cmdReset(const message& request);

@@ -10,8 +10,8 @@
 
 namespace tn {
 
-/// Where lines for the log go. Lines for standard output and standard error (sout, serr) go there for every target but
-/// None, which drops all lines.
+/// Where lines for the log go. Lines of sout and serr always go to standard output and standard error, unless the
+/// target is None, which drops all lines.
 ///
 /// Writing doesn't block: when a pipe, a terminal or the system log is full, lines are lost, and a line with their
 /// number follows once there is room. One exception remains: a pipe or terminal of another user, which this process

@@ -10,7 +10,7 @@ namespace tn {
 class lstream;
 
 /// Reports suppressed lines.
-/// @param which  which lines these are, to follow their number: "that begin with: bus"
+/// @param which  describes them, to be printed after their number: "that begin with: bus"
 using LogSummary = std::function<void(const lstream& origin, const std::string& which, uint64_t lines)>;
 
 /// Whether the limits of lstream permit a line now. May be called by any thread.

@@ -46,7 +46,7 @@ class Looper : public Handler, public ThinRunner {
     void shutdown() override;
 
     /// Sends to the path in field::Destination and doesn't wait for a reply.
-    /// @return empty; or an error if the message wasn't sent, queued or, in this process, dispatched
+    /// @return empty if the message was sent, queued or, in this process, dispatched to a handler; else an error
     virtual message sendMessage(message m);
     /// Sends to the path in field::Destination and waits for the reply. A handler of this process is called directly,
     /// without the timeout. @return the reply, or an error as Handler::exchangeCmd

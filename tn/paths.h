@@ -19,8 +19,8 @@ void setRoot(std::string_view root);
 /// errno set, on failure; folders created before it remain.
 bool makeFolder(const std::string& path, unsigned mode);
 
-/// A part of a path that users other than root and this process's can change or replace, and why. Empty if there is
-/// none.
+/// A part of a path that can be changed or replaced by a user other than root and the process's own, and the reason.
+/// Empty if there is none.
 struct Exposure {
     std::string part;
     std::string reason;  ///< "belongs to user 7", "writable by users other than its owner", or why it can't be examined
@@ -37,9 +37,9 @@ inline constexpr size_t kToTheTop = static_cast<size_t>(-1);
 [[nodiscard]] Exposure exposedPart(const std::string& path, size_t foldersAbove);
 
 /// Whether no other user can replace files in the root and the platform's folders below it. Each that exists must
-/// belong to root or to us and be writable only by its owner. Two exceptions for the root: it may be sticky, and one of
-/// ours may be writable by our primary group, as with private groups and a umask of 002. Folders above the root aren't
-/// checked.
+/// belong to root or to us and be writable only by its owner. Two exceptions for the root itself: if it is sticky,
+/// anyone may write to it; if it belongs to us and to our primary group, that group may, as with private groups and a
+/// umask of 002. Folders above the root aren't checked.
 /// @param why  one line if the result is false
 [[nodiscard]] bool isRootSafe(std::string& why);
 

@@ -14,7 +14,7 @@ namespace tn {
 ///
 /// A file that is corrupt, unreadable or another program's, when it is opened or later, disables the store: that is
 /// reported in one line on standard error, the store is empty, every change fails, and the file is never written again.
-/// So a caller that would overwrite a missing file with defaults doesn't do so with an unreadable one.
+/// A caller that fills a missing file with defaults therefore can't overwrite an unreadable one.
 ///
 /// For one thread at a time. If another process is writing to the file, operations wait, at most 1 s. A read that has
 /// waited in vain disables the store; a change fails.

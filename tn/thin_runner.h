@@ -41,7 +41,7 @@ class ThinRunner {
     void defer(TimerCallback callback);
 
     /// Calls back once on the loop's thread. May be called by any thread while this object exists. Only helper threads
-    /// of plug-ins use it: a helper thread of hostd that hangs may outlive the loop.
+    /// of plug-ins use it. Those of hostd don't, since one that hangs may outlive this object.
     void post(TimerCallback callback);
 
     /// Time until the next timer fires; milliseconds::max() if there is none.

@@ -16,7 +16,8 @@ struct Access {
     bool read = true;
     bool write = false;
     uint32_t security = 0;  ///< one of contracts::snmp::security
-    /// Accepted sources. Empty in a new default entry until it is edited or the agent restarts: refuses everyone.
+    /// Accepted sources. A new default entry has none, and refuses every source, until it is edited or the agent
+    /// restarts.
     std::vector<tn::IPPrefix6> from;
 
     /// Whether it permits anything to any source.

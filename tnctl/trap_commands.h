@@ -11,8 +11,8 @@ namespace tnctl {
 void listGenerators(const Session& session);
 
 /// Requests a trap from the agent. The KEY=VALUE arguments (trapWords()) describe its varbind; without arguments it
-/// has none. Throws Failure, since the agent reports neither: kUsage for a varbind that the agent would omit, kFailed
-/// for settings with which the agent sends no traps.
+/// has none. Throws Failure for two mistakes that the agent doesn't report: kUsage for a varbind that the agent would
+/// omit, kFailed for settings with which the agent sends no traps.
 void sendTrap(const Session& session, const std::vector<std::string>& words);
 
 }  // namespace tnctl

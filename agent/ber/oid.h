@@ -78,8 +78,8 @@ class OID : public std::vector<unsigned int> {
     /// A length and as many characters; the rest is ignored. False, *text untouched, if characters are missing or above
     /// 255.
     bool asString(std::string* text) const;
-    /// Exactly n characters. False, *text untouched, if one of the first n is above 255. If the number isn't n, false
-    /// and *text has the first n or, if there are fewer, all.
+    /// Exactly n characters. False, *text untouched, if one of the first n is above 255. If there are more or fewer,
+    /// false as well, but *text has the first n or all of them.
     bool asString(unsigned int n, std::string* text) const;
     /// A copy. False, *oid untouched, unless there are exactly n sub-identifiers.
     bool asOID(unsigned int n, OID* oid) const;

@@ -12,9 +12,9 @@
 
 namespace snmp {
 
-/// Datagrams received with one system call, and their replies, which are sent with another. Each keeps its sender's
-/// address. Its packet information (IP_PKTINFO, IPV6_PKTINFO) makes the reply leave from the address to which the
-/// request was sent.
+/// Datagrams received with one system call, and the replies that wait to be sent with one. A reply goes to the sender
+/// of its request. The packet information of the request (IP_PKTINFO, IPV6_PKTINFO) makes the reply leave from the
+/// address to which the request was sent.
 class Datagrams {
   public:
     static constexpr size_t kMax = 16;  ///< received at a time
@@ -23,8 +23,9 @@ class Datagrams {
     Datagrams(const Datagrams&) = delete;
     Datagrams& operator=(const Datagrams&) = delete;
 
-    /// Receives the waiting datagrams, kMax at most. Doesn't block: a datagram with a bad checksum wakes the loop, and
-    /// the kernel then drops it. All earlier ones must have been served, and their replies sent.
+    /// Receives the waiting datagrams, kMax at most. Doesn't block, even if there are none: a datagram with a bad
+    /// checksum wakes the loop before the kernel drops it. All earlier datagrams must have been served, and their
+    /// replies sent.
     void receive(int fd);
     [[nodiscard]] bool hasNext() const { return next_ < received_; }
     /// Makes the next datagram the current one. @return false if there is none

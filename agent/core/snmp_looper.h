@@ -41,7 +41,7 @@ class SnmpLooper : public tn::Looper {
     /// Sends traps for the changes that were missed while the owner was away.
     void resubscribed(std::span<const uint32_t> path, uint32_t command) override;
 
-    /// Sends the replies that are ready, so that they don't wait as well.
+    /// Sends the replies that are ready, so that they aren't delayed by the wait.
     void beforeWait() override { datagrams_.send(socket_); }
 
     void startup();  ///< sends the start-up trap, if the settings select it
@@ -53,7 +53,7 @@ class SnmpLooper : public tn::Looper {
 
   private:
     void receive();                 ///< called when the socket is readable
-    void serveReceived();           ///< serves for kReceiveTime, and the rest in the loop's next turn
+    void serveReceived();           ///< serves for kReceiveTime at most; the loop's next round serves the rest
     void adopt(Settings settings);  ///< makes them the current settings, for all parts of the agent
     void warnOfUsers() const;       ///< logs if SNMPv3 is insecure or can't be used
 

@@ -47,8 +47,8 @@ extern std::map<OID, Branch*> branches;
 extern const OID ZERO_OID;
 
 /// Registers a prefix. A prefix that is registered already is logged on standard output.
-/// @return the entry in `branches`, into which the caller stores its branch: null, or the branch to be replaced
-///         (compat: 19). The caller must not leave it null
+/// @return the entry in `branches`, where the caller must store its branch. Until then it is null, or the branch to be
+///         replaced (compat: 19)
 Branch*& addBranch(const OID& oid);
 
 /// Registers a scalar under its OID, without the instance. Replaces a branch with the same prefix. Packer and provider

@@ -74,9 +74,9 @@ using ColumnPlace = std::variant<unsigned int Record::*, unsigned long long Reco
                                  std::vector<unsigned char> Record::*, OID Record::*, IPAddr6 Record::*,
                                  FixedOctets<Record>, Element<Record>, Constant, ConstantOID, ConstantText>;
 
-/// The source of a column's value: its place in the record, which may be followed by the message fields that the build
-/// function makes it of, at most three. A request for that column then fetches no other fields, which pays in tables
-/// that are large or wide.
+/// The source of a column's value: its place in the record and, optionally, the message fields that the build function
+/// makes it of, at most three. If they are given, a request for the column fetches no other fields, which pays in
+/// tables that are large or wide.
 template <class Record>
 struct ColumnValue {
     ColumnPlace<Record> place;

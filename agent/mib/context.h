@@ -55,7 +55,8 @@ struct Context {
     OID oid;                    ///< its name after the branch's prefix; in a Set the whole name
     OID branchPrefix;           ///< the prefix under which the serving branch is registered; not in a Set
     OID setPrefix, setSuffix;   ///< in a Set: the branch's prefix and the rest of the name
-    /// Set by a getNext() that returns kNotMine and must not be followed by the next branch: the error of the request.
+    /// The error that ends the request. Set by a getNext() that returns kNotMine and ends the walk; without it, the
+    /// walk continues in the next branch.
     ErrorStatus branchStatus = ErrorStatus::NoError;
 
     uint32_t nonRepeaters = 0;    ///< GetBulk: non-repeating varbinds that aren't served yet. 0 for other PDUs

@@ -9,7 +9,7 @@
 
 namespace snmp {
 
-/// Full ids of the message fields that are wanted of rows, in ascending order, without those of the index.
+/// The message fields that a request for rows needs besides those of the index: full ids, in ascending order.
 using WantedFields = std::vector<uint32_t>;
 
 /// The position of a row, as its owner knows it. A table with the standard key (MapTable::hasStdKey) identifies rows by

@@ -26,8 +26,8 @@ class Item : public tn::Object {
     uint32_t encryptionProtocol = 0;                       ///< DES, the only one
     std::string authenticationPassword;
     std::string encryptionPassword;
-    /// Accepted sources. Only a default entry that was just created has none, and accepts no source. The next
-    /// setConfig, also that of a restart, opens it to every IPv4 source unless it names addresses (compat: 90).
+    /// Accepted sources. Only a default entry that was just created has none: it accepts no source. Its next setConfig,
+    /// including that of a restart, opens it to every IPv4 source unless the message has addresses (compat: 90).
     std::vector<IPPrefix6> addresses;
 
     /// Writes all fields.

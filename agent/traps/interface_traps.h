@@ -11,7 +11,7 @@
 
 namespace snmp {
 
-/// Limit of ifStateMap. Above it, each new entry removes that of an interface that is down or gone, the one with the
+/// Limit of ifStateMap. A new entry beyond it removes an entry of an interface that is down or gone: the one with the
 /// lowest id. If all are up, the map grows.
 constexpr size_t kMaxStates = 1024;
 /// Interface id to the last known bits of contracts::interfaces::Status.

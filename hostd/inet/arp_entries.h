@@ -41,7 +41,7 @@ struct ArpEntry {
 /// multicast and broadcast addresses. Proxy entries have none, either.
 ///
 /// A new neighbour appears once it has answered, or after about three seconds without an answer. The kernel doesn't
-/// notify it earlier.
+/// report it earlier.
 class ArpEntries : public KernelTable<ArpKey, ArpEntry> {
   public:
     ArpEntries();

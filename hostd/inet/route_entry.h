@@ -28,8 +28,8 @@ struct RouteEntry {
     bool hasGateway : 1;
     bool isUsable : 1;
     int32_t place;  ///< orders the routes with the same RouteId; the kernel uses the lowest one
-    /// Number of the latest listing at the time when the entry was last listed or notified. Mutable, since it doesn't
-    /// affect the order of entries.
+    /// Number of the listing that was the latest one when the entry was last listed or notified. Mutable, since it
+    /// doesn't affect the order of entries.
     mutable uint8_t listing;
 
     /// @param hop     one of the route's next hops

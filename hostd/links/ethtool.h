@@ -21,8 +21,8 @@ struct DriverReading {
 using DriverReadings = std::map<uint32_t, DriverReading>;  ///< by ifindex
 
 /// Queries the drivers of these interfaces for their speed and their standard counters, over generic netlink (ethtool
-/// netlink, Linux 5.6 and later). A driver without standard counters is queried for those with names of its own
-/// (SIOCETHTOOL). Waits for each driver, so it can block. Failures aren't logged.
+/// netlink, Linux 5.6 and later). A driver without standard counters is queried for counters that have its own
+/// names (SIOCETHTOOL). Waits for each driver, so it can block. Failures aren't logged.
 /// @param indexes  ifindexes
 /// @return an entry for each interface; what its driver doesn't report is absent
 [[nodiscard]] DriverReadings readDrivers(std::span<const uint32_t> indexes);

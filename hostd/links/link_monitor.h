@@ -9,8 +9,8 @@
 
 namespace hostd {
 
-/// Keeps a LinkTable current. Links follow the kernel's notifications (rtnetlink(7)). The kernel doesn't notify changed
-/// counters, so those are read on request.
+/// Keeps a LinkTable current. Links follow the kernel's notifications (rtnetlink(7)). The kernel sends no
+/// notification when counters change, so those are read on request.
 class LinkMonitor {
   public:
     /// @param table  must outlive this

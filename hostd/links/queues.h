@@ -19,8 +19,9 @@ using QueueSource = std::function<std::optional<QueueRows>()>;
 /// A source that reads the kernel's queues (rtnetlink(7)). Its copies share one socket: for one thread at a time.
 [[nodiscard]] QueueSource kernelQueues();
 
-/// The queues, one reading for all tables that show them. The kernel doesn't notify changed counters, so everything is
-/// read again: when it is older than kQueuesMaxAge while it is requested, otherwise every kQueuesIdleInterval.
+/// The queues, one reading for all tables that show them. The kernel sends no notification when counters change, so
+/// everything is read again: while there are requests, when it is older than kQueuesMaxAge; otherwise every
+/// kQueuesIdleInterval.
 using Queues = Watch<QueueRows>;
 constexpr std::chrono::milliseconds kQueuesMaxAge{250};
 constexpr std::chrono::seconds kQueuesIdleInterval{5};

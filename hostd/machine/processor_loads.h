@@ -8,7 +8,7 @@
 namespace hostd {
 
 /// The load of each processor: percent busy over the last minute (RFC 2790, hrProcessorLoad). Past readings of
-/// /proc/stat are retained, so that the load depends neither on how often nor on how many clients query it.
+/// /proc/stat are retained, so that the load doesn't depend on how many clients query it, or how often.
 ///
 /// The load is measured from a past reading to the current one. The past reading is the first of these that exists:
 /// - the latest one that is kWindow to kOldest old,

@@ -35,8 +35,8 @@ struct UsbNames {
 };
 using UsbNamer = std::function<UsbNames(uint32_t vendor, uint32_t product)>;
 
-/// Looks the names up in udev's hardware database (hwdb(7)), which has those of the list of USB ids. They are empty
-/// when there is no database or no entry. Opens the database for each call.
+/// Looks the names up in udev's hardware database (hwdb(7)), which contains the list of USB ids. They are empty when
+/// there is no database or no entry. Opens the database for each call.
 [[nodiscard]] UsbNames lookUpUsb(uint32_t vendor, uint32_t product);
 
 /// Reads the USB devices in SYSFS/bus/usb/devices. The names of a kind of device are looked up once; if there is no

@@ -16,17 +16,17 @@ namespace snmp {
 class GetAllProvider : public TableProvider {
   public:
     /// Appends the rows of one item to the list: none, one or several.
-    /// @return null. For an item without a row, optionally a record that isn't served: its key fields mark the position
-    ///         from which the fetch continues (a route that isn't in force)
+    /// @return normally null. For an item without a row (a route that isn't in force), it may be a record that isn't
+    ///         served: the fetch continues from the position of its key fields
     using BuildRows = std::unique_ptr<Data> (*)(const tn::message&, Rows&);
 
     /// Whether an item comes after the last row of this table. All items after it then do, too.
     using IsBehind = bool (*)(const tn::message&);
 
-    /// Adds a field to the items of a page that lack it, before rows are built of them: one burst of exchanges instead
-    /// of one for each row.
+    /// Completes the items of a page before rows are built of them: adds a field to those that lack it. One burst of
+    /// exchanges serves the whole page, instead of one exchange for each row.
     struct Supplement {
-        uint32_t field = 0;  ///< full id: nothing is added when it isn't wanted
+        uint32_t field = 0;  ///< full id; `add` is called only if this field is wanted
         void (*add)(std::vector<tn::message>& items) = nullptr;
     };
 
