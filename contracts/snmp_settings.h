@@ -53,7 +53,7 @@ inline constexpr Setting kSettings[] = {
     {setting::TrapGenerators.full(), "trap-generators", Form::Generators,
      "enabled trap generators, see tnctl snmp trap list", 0, /*settable=*/true, /*alwaysUndone=*/false},
     {setting::Interfaces.full(), "interfaces", Form::Interfaces,
-     "interfaces whose links cause traps (none: no filter)"},
+     "interfaces whose links cause traps; none, like all, means every interface"},
 };
 
 constexpr tn::Kind kindOf(Form form) {
