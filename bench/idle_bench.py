@@ -18,7 +18,7 @@ FEW_LINKS = 20
 def add_options(parser):
     parser.add_argument("--links", type=int, default=2000, metavar="N", help="number of links, even")
     parser.add_argument("--seconds", type=int, default=20, help="duration of the measurement")
-    parser.add_argument("--requests", type=int, default=20000, help="requests of the storm, of 50 names each")
+    parser.add_argument("--requests", type=int, default=20000, help="number of requests in the storm, each of 50 names")
 
 
 def run(options, report):

@@ -87,9 +87,8 @@ int main(int argc, char** argv) {
     bench::Request request;
     std::string name;
     CLI::App app{
-        "Query a value from 127.0.0.1 until it is available, then repeatedly until SIGTERM. Prints the time of the "
-        "first reply "
-        "(monotonic clock, seconds) and the longest wait for a later one as one line of JSON"};
+        "Query a value from 127.0.0.1 until it is available, then repeatedly until SIGTERM. Prints one line of JSON: "
+        "the time of the first reply (monotonic clock, seconds), and the longest wait for a later one"};
     app.add_option("--port", port, "UDP port of the server")->required();
     app.add_flag("--v3", v3, bench::kV3Help);
     app.add_flag("--once", once, "exit after the first reply");

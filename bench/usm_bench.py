@@ -1,4 +1,4 @@
-"""Cost of SNMPv3, authenticated and encrypted, relative to snmpd, and of the keys of many users at the start."""
+"""Cost of SNMPv3, authenticated and encrypted, relative to snmpd, and the delays that many users' keys cause."""
 import statistics
 import time
 

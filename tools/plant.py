@@ -1,15 +1,15 @@
 #!/usr/bin/env python3
 """Plants faults, one at a time, and reports which the tests catch. Not part of CI: a hundred faults take an hour.
 
-LIST has a block for each fault, blocks separated by blank lines; lines match without their indentation:
+LIST has a block for each fault. Blank lines separate the blocks; indentation is ignored when lines are compared:
 
     @ hostd/inet/route_monitor.cc: a listing that failed isn't repeated
     -if (!list()) retry();
     +list();
 
 Works on copies of the tracked files below build/plant, never on the checkout. For each fault: the lines are replaced,
-the tests of that part and the programs are built and run, unit tests first, end-to-end tests only while none has
-failed; then the lines are restored. Exit status 1 if a fault wasn't caught or couldn't be planted.
+that part's tests and the programs are built, and the unit tests run; if none fails, the end-to-end tests run, too. Then
+the lines are restored. The exit status is 1 if a fault wasn't caught or couldn't be planted.
 """
 import argparse
 import concurrent.futures

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs clang-tidy on a compile database, one file per processor at a time.
 
-In a unity build a file is a batch of sources: parsing system headers is most of the work, and is done once a batch. A
+In a unity build a file is a batch of sources: parsing system headers is most of the work, and is done once per batch. A
 clean file is skipped until it, one of our files that it includes, its command or a .clang-tidy changes. The stamps are
 in BUILD/tidy.
 """
