@@ -137,6 +137,9 @@ TEST_F(LinkTableTest, AListingAddsChangesAndRemovesLinks) {
     links.endListing(true);
     EXPECT_THAT(indexes(), ElementsAre(2, 4, 5));
     EXPECT_THAT(told, ElementsAre("x=0", "new=1280", "x=0", "x=0"));
+    links.beginListing();
+    links.endListing(false);  // interrupted
+    EXPECT_THAT(indexes(), ElementsAre(2, 4, 5));
 }
 
 class InterfacesTest : public ::testing::Test {
