@@ -90,7 +90,9 @@ TEST(QueueTree, ContinuesAcrossQdiscsUpToTheInterface) {
 
 TEST(QueueTree, IdsDependOnNothingButTheNameAndAreUnique) {
     std::vector<Qdisc> classes;
-    for (uint32_t minor = 1; minor <= 0xffff; ++minor) classes.push_back(one(3, handle(1, minor), TC_H_ROOT, "htb"));
+    for (const uint32_t major : {1U, 2U, 3U})
+        for (uint32_t minor = 1; minor <= 0xffff; ++minor)
+            classes.push_back(one(3, handle(major, minor), TC_H_ROOT, "htb"));
     const QueueRows rows = makeQueueRows({}, classes, nameOf);
     EXPECT_EQ(rows.classes.size(), classes.size());  // some of their names give the same
     EXPECT_GE(rows.classes.begin()->first, 1U);

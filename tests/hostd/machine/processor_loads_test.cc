@@ -43,7 +43,9 @@ TEST(ProcessorLoads, BeginAtTheBootAndGoWithTheirProcessors) {
     EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 25)));
     loads.update(86'405'000, "cpu0 140 0 5 130 0 1 0 0\n");
     EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 0)));
-    loads.update(86'405'000, "");
+    loads.update(86'410'000, "cpu0 139 0 5 190 0 1 0 0\n");  // busy time went back
+    EXPECT_THAT(loads.percent(), ElementsAre(Pair(1, 0)));
+    loads.update(86'410'000, "");
     EXPECT_THAT(loads.percent(), IsEmpty());
 }
 

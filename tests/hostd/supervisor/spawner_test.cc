@@ -114,6 +114,18 @@ TEST_F(SpawnerTest, AProgramThatIsNotThereIsSaidAtOnce) {
     EXPECT_EQ(findProgram("./as/is"), "./as/is");
 }
 
+TEST_F(SpawnerTest, AProgramThatIsMissingForAWhileIsStartedWhenItIsBack) {
+    const std::string program = tree.path("program");
+    std::filesystem::create_symlink("/bin/sh", program);
+    Spawner spawner(runner, {{program, "-c", "cd " + tree.path() + "; echo x >> starts; exit 1"}, listener, "34"});
+    ASSERT_TRUE(spawner.start());
+    ASSERT_TRUE(within(5000, [this] { return exists("starts"); }));
+    std::filesystem::remove(program);
+    runFor(Spawner::kPause + 300);
+    std::filesystem::create_symlink("/bin/sh", program);
+    EXPECT_TRUE(within(10'000, [this] { return lines("starts").size() >= 2; }));
+}
+
 TEST_F(SpawnerTest, StopEndsTheChildAndWaitsForIt) {
     Spawner spawner(runner,
                     script("echo x >> starts; trap 'echo ended > end; exit 0' TERM; while :; do sleep 0.05; done"));
