@@ -7,9 +7,9 @@
 namespace snmp {
 
 bool Fetched::Run::isEnough(unsigned count, const std::optional<WantedFields>& fields) const {
-    if (asked == 0) return false;
+    if (requested == 0) return false;
     if (list == nullptr) return true;
-    const bool hasRows = list->rows.size() >= count || list->rows.size() < asked;
+    const bool hasRows = list->rows.size() >= count || list->rows.size() < requested;
     return hasRows && (!wanted || (fields && std::ranges::includes(*wanted, *fields)));
 }
 

@@ -22,7 +22,7 @@ class Fetched {
     /// Rows from one position on.
     struct Run {
         std::unique_ptr<VData> list;         ///< null if the owner doesn't know the position
-        unsigned asked = 0;                  ///< rows requested from the owner; 0 before the first fetch
+        unsigned requested = 0;              ///< rows requested from the owner; 0 before the first fetch
         std::optional<WantedFields> wanted;  ///< fields requested; all if absent
         /// Whether this serves a request for `count` rows with these fields. The list must have these fields, and
         /// either that many rows or all that there are. True for a position that the owner doesn't know.
