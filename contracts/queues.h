@@ -10,7 +10,7 @@
 ///
 /// {20, 9} has a row for each interface with queues, whose id is the ifindex. {20, 12} has a row for each class, whose
 /// id is computed from the name and survives restarts (hostd::classId). Counters of a queue that doesn't exist are
-/// absent. Packets and drops are the low half of the kernel's 64 bits.
+/// absent. Packets are the low half of the kernel's 64 bits; the kernel counts drops in 32.
 namespace contracts::queues {
 
 inline constexpr std::array<uint32_t, 2> kInterfacesPath = {20, 9};

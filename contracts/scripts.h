@@ -6,7 +6,8 @@
 #include "tn/ids.h"
 
 /// {48, 101}: the scripts that a manager can run, which are the executable regular files in ROOT/tern/scripts.
-/// hostd/services/scripts.h owns them. A script keeps its id while the owner's process runs, even if it is renamed.
+/// hostd/services/scripts.h owns them. A script keeps its id while the owner's process runs, even if a set renames
+/// it. One that is renamed in the folder gets a new id.
 ///
 /// A set with Name renames a script. tn::error::Refused for a name that is empty, begins with a dot, contains a slash
 /// or zero octet, or is in use.
