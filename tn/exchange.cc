@@ -45,56 +45,10 @@ Exchange::Time Exchange::deadlineOf(std::chrono::milliseconds timeout) {
     return std::min(now + timeout, budgetEnd_);
 }
 
-Exchange::Call* Exchange::Burst::nextToSend() {
-    const auto next = std::ranges::find_if(calls, [](const Call& call) { return !call.isSent && !call.reply; });
-    return next == calls.end() ? nullptr : &*next;
-}
-
-Exchange::Call* Exchange::Burst::answeredBy(const message& packet) {
-    const uint32_t id = packet.get_u32(field::ReplyTo);
-    if (id == 0) return nullptr;
-    const auto call = std::ranges::find_if(calls, [id](const Call& one) {
-        return one.isSent && !one.reply && one.request.get_u32(field::RequestId) == id;
-    });
-    return call == calls.end() ? nullptr : &*call;
-}
-
-void Exchange::Burst::answer(Call& call, message reply) {
-    reply.remove(field::ReplyTo);
-    call.reply = std::move(reply);
-    if (std::exchange(call.isSent, true)) --outstanding;
-}
-
-void Exchange::Burst::takeBackSent() {
-    for (Call& call : calls) call.isSent = call.reply.has_value();
-    outstanding = 0;
-}
-
-void Exchange::Burst::failAll(const message& error) {
-    for (Call& call : calls)
-        if (!call.reply) answer(call, error);
-}
-
-void Exchange::Burst::failSent(const message& error) {
-    for (Call& call : calls)
-        if (call.isSent && !call.reply) answer(call, error);
-}
-
-std::vector<message> Exchange::Burst::replies() {
-    std::vector<message> all;
-    all.reserve(calls.size());
-    for (Call& call : calls) all.push_back(std::move(*call.reply));
-    return all;
-}
-
 std::vector<message> Exchange::run(std::vector<message> requests, std::chrono::milliseconds timeout) {
     const uint32_t number = requests.front().get_u32_array(field::Destination).front();
-    Burst burst{.number = number, .calls = {}, .deadline = deadlineOf(timeout)};
-    burst.calls.reserve(requests.size());
-    for (message& request : requests) {
-        request.insert_u32(field::RequestId, newRequestId());
-        burst.calls.push_back({.request = std::move(request), .reply = {}});
-    }
+    for (message& request : requests) request.insert_u32(field::RequestId, newRequestId());
+    Burst burst(number, std::move(requests), deadlineOf(timeout));
     if (budget_ != 0ms && remaining(budgetEnd_) == 0ms)
         burst.failAll(errorMsg(error::TimedOut, about(number, "not queried, the request's time is used up")));
 
@@ -103,7 +57,7 @@ std::vector<message> Exchange::run(std::vector<message> requests, std::chrono::m
         ConnectionPtr connection = connections_.find(number);
         if (!connection) {
             ++dials;
-            connection = connections_.dial(number, std::max(remaining(burst.deadline), 1ms));
+            connection = connections_.dial(number, std::max(remaining(burst.deadline()), 1ms));
         }
         if (!connection) {
             burst.failAll(connections_.dialError(number));
@@ -119,30 +73,30 @@ std::vector<message> Exchange::run(std::vector<message> requests, std::chrono::m
 void Exchange::attempt(const ConnectionPtr& connection, Burst& burst) {
     collectDebts();
     if (isIndebted(*connection))
-        return burst.failAll(errorMsg(error::TimedOut, about(burst.number, "an earlier reply is outstanding")));
+        return burst.failAll(errorMsg(error::TimedOut, about(burst.number(), "an earlier reply is outstanding")));
     do {
         if (!sendMore(connection, burst)) return;
-    } while (burst.outstanding > 0 && awaitReply(connection, burst));
+    } while (burst.outstanding() > 0 && awaitReply(connection, burst));
 }
 
 bool Exchange::sendMore(const ConnectionPtr& connection, Burst& burst) {
-    while (Call* call = burst.nextToSend()) {
+    while (Burst::Call* call = burst.nextToSend()) {
         out_.clear();
         call->request.flattenTo(out_);
-        const bool mayWait = burst.outstanding == 0;
-        switch (mayWait ? sendWaiting(connection, burst.deadline) : connection->sendInTurn(out_)) {
+        const bool mayWait = burst.outstanding() == 0;
+        switch (mayWait ? sendWaiting(connection, burst.deadline()) : connection->sendInTurn(out_)) {
             case Sent::Yes:
-                call->isSent = true;
-                ++burst.outstanding;
+                burst.markSent(*call);
                 break;
             case Sent::TooLarge:
-                burst.answer(*call, errorMsg(error::TooLarge, about(burst.number, "the request doesn't fit")));
+                burst.answer(*call, errorMsg(error::TooLarge, about(burst.number(), "the request doesn't fit")));
                 break;
             case Sent::Blocked:
-                if (mayWait) burst.failAll(errorMsg(error::TimedOut, about(burst.number, "doesn't read its requests")));
+                if (mayWait)
+                    burst.failAll(errorMsg(error::TimedOut, about(burst.number(), "doesn't read its requests")));
                 return true;
             case Sent::Gone:
-                return burst.outstanding > 0;  // what it replied before it went is still received
+                return burst.outstanding() > 0;  // what it replied before it went is still received
         }
     }
     return true;
@@ -172,41 +126,40 @@ bool Exchange::awaitReply(const ConnectionPtr& connection, Burst& burst) {
             return true;
         case Received::Nothing:
         case Received::Interrupted: {
-            const auto last = std::ranges::find_if(burst.calls.rbegin(), burst.calls.rend(),
-                                                   [](const Call& call) { return call.isSent && !call.reply; });
+            const Burst::Call& last = burst.lastOutstanding();
             debts_.push_back({.debtor = connection,
-                              .id = last->request.get_u32(field::RequestId),
-                              .source = last->request.get_u32_array(field::Source),
+                              .id = last.request.get_u32(field::RequestId),
+                              .source = last.request.get_u32_array(field::Source),
                               .until = sinceBoot() + kDebtTerm});
-            burst.failAll(errorMsg(error::TimedOut, about(burst.number, "no answer")));
+            burst.failAll(errorMsg(error::TimedOut, about(burst.number(), "no answer")));
             return false;
         }
         case Received::Unread:
-            if (burst.outstanding > 1) return true;  // it may have read the first ones: their replies follow
+            if (burst.outstanding() > 1) return true;  // it may have read the first ones: their replies follow
             loseAfterReading(connection);
             burst.takeBackSent();
             return false;
         case Received::Bad:
-            serr << about(burst.number, "sends bad packets, connection closed");
+            serr << about(burst.number(), "sends bad packets, connection closed");
             break;
         case Received::Ended:
             break;
     }
     connections_.lose(connection);
-    burst.failSent(errorMsg(error::Unreachable, about(burst.number, "disconnected before it replied")));
+    burst.failSent(errorMsg(error::Unreachable, about(burst.number(), "disconnected before it replied")));
     return false;
 }
 
 Received Exchange::receiveReply(const ConnectionPtr& connection, Burst& burst) {
     ++running_;
     Received received = Received::Nothing;
-    for (Time wait = remaining(burst.deadline); wait > 0ms; wait = remaining(burst.deadline)) {
+    for (Time wait = remaining(burst.deadline()); wait > 0ms; wait = remaining(burst.deadline())) {
         connection->setReceiveTimeout(wait);
         message packet;
         received = connection->receive(connections_.buffer(), /*wait=*/true, packet);
         if (received == Received::Interrupted) continue;
         if (received != Received::Packet) break;
-        if (Call* call = burst.answeredBy(packet)) {
+        if (Burst::Call* call = burst.answeredBy(packet)) {
             burst.answer(*call, std::move(packet));
             break;
         }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tn/backlog.h"
+#include "tn/burst.h"
 #include "tn/connections.h"
 
 namespace tn {
@@ -47,31 +48,8 @@ class Exchange {
     [[nodiscard]] uint32_t newRequestId();  ///< never 0
 
   private:
-    using Time = std::chrono::milliseconds;  ///< as sinceBoot
+    using Time = Burst::Time;
 
-    /// One request and its reply, if there is one yet.
-    struct Call {
-        message request;
-        std::optional<message> reply;
-        bool isSent = false;
-    };
-    /// The requests of one run.
-    struct Burst {
-        uint32_t number;  ///< first element of their destinations
-        std::vector<Call> calls;
-        Time deadline;
-        size_t outstanding = 0;  ///< sent requests without a reply
-
-        [[nodiscard]] Call* nextToSend();  ///< null when all are sent
-        /// The call that a packet is the reply to; null for any other packet.
-        [[nodiscard]] Call* answeredBy(const message& packet);
-        void answer(Call& call, message reply);
-        void takeBackSent();  ///< marks the sent requests without a reply as not sent
-        /// Answers every call that has no reply with an error, or only those that are sent.
-        void failAll(const message& error);
-        void failSent(const message& error);
-        [[nodiscard]] std::vector<message> replies();
-    };
     /// A reply that is outstanding after its exchange timed out.
     struct Debt {
         ConnectionPtr debtor;

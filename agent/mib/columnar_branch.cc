@@ -112,11 +112,10 @@ std::optional<WantedFields> ColumnarBranch::wantedBy(const std::vector<RequestIt
         if (column == columns_.end()) continue;
         const std::optional<WantedFields>& wanted = column->second.wanted;
         if (!wanted) return {};
-        all.insert(all.end(), wanted->begin(), wanted->end());
+        for (const uint32_t field : *wanted)
+            if (std::ranges::find(all, field) == all.end()) all.push_back(field);
     }
     std::ranges::sort(all);
-    const auto repeated = std::ranges::unique(all);
-    all.erase(repeated.begin(), repeated.end());
     return all;
 }
 
