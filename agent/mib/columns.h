@@ -86,9 +86,9 @@ struct ColumnValue {
 
     template <class Place>
     constexpr ColumnValue(Place at) : place(at) {}  // NOLINT: implicit, so that a row of a table is one list
-    template <class Place, tn::Kind... K, int... View>
-    requires(sizeof...(K) > 0) constexpr ColumnValue(Place at, tn::field_id<K, View>... ids)
-        : place(at), fields{ids.full()...}, fieldCount(sizeof...(K)), areFieldsKnown(true) {}
+    template <class Place, class FieldId, class... FieldIds>
+    constexpr ColumnValue(Place at, FieldId id, FieldIds... more)
+        : place(at), fields{id.full(), more.full()...}, fieldCount(1 + sizeof...(more)), areFieldsKnown(true) {}
 
     /// The fields that a request for this column needs; nothing if it may need all.
     [[nodiscard]] std::optional<WantedFields> wanted() const {
