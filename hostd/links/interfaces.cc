@@ -98,10 +98,8 @@ void Interfaces::writeRow(uint32_t id, tn::message& row) const {
     if (!link.isEnabled() && w.has(tn::field::Disabled)) row.insert_bool(tn::field::Disabled, true);
     if (link.bridgePriority && w.has(interfaces::Priority)) row.insert_u32(interfaces::Priority, *link.bridgePriority);
     const bool isVlan = link.kind == interfaces::kind::Vlan;
-    if ((isVlan || link.kind == interfaces::kind::Ethernet) && w.has(interfaces::SpeedSelector)) {
-        const Link* of = isVlan ? links_.find(link.lower) : &link;
-        row.insert_u32(interfaces::SpeedSelector, of == nullptr ? interfaces::speed_selector::None : speedOf(*of));
-    }
+    if ((isVlan || link.kind == interfaces::kind::Ethernet) && w.has(interfaces::SpeedSelector))
+        row.insert_u32(interfaces::SpeedSelector, speedOf(link));
     if (isVlan && link.lower != 0 && w.has(interfaces::Parent)) row.insert_u32(interfaces::Parent, link.lower);
     if (w.has(interfaces::Kind)) row.insert_u32(interfaces::Kind, link.kind);
     if (w.has(interfaces::Flags)) row.insert_u32(interfaces::Flags, 0);

@@ -183,8 +183,9 @@ TEST_F(BusTest, ABurstEndsWithItsPeer) {
         };
     };
     {
-        const RawPeer peer(24, {answersOneOf(3, 1), answersOneOf(1, 0)});
+        const RawPeer peer(24, {answersOneOf(3, 1), answersOneOf(1, -1), answersOneOf(1, 0)});
         EXPECT_THAT(burst(looper_, 3), ElementsAre(error::Unreachable, 0, error::Unreachable)) << "all were read";
+        EXPECT_THAT(burst(looper_, 2), ElementsAre(error::Unreachable, error::Unreachable)) << "the first was read";
         EXPECT_THAT(burst(looper_, 1), ElementsAre(0));
     }
     EXPECT_THAT(burst(looper_, 2), ElementsAre(error::Unreachable, error::Unreachable)) << "no peer";
