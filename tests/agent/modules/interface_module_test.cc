@@ -59,6 +59,8 @@ TEST_F(InterfaceModuleTest, ARowShowsWhatTheOwnerSays) {
     EXPECT_EQ(row(ifEntry, {1, 2, 4, 6, 7, 8, 9, 10, 14, 16, 22}, "7"), "7 if7 1400 00 01 02 03 04 FF 2 1 0 5 3 6 0.0");
     EXPECT_EQ(row(ifEntry, {6, 8}, "8"), "'' 2");
     EXPECT_EQ(row(ifXEntry, {6, 14, 15, 16, 17, 18, 19}, "7"), "4294967301 - 0 - - uplink -");
+    // Other objects between them: what the second column needs wasn't fetched for the first.
+    EXPECT_EQ(values({ifEntry + "2.7", "1.3.6.1.2.1.2.1.0", ifEntry + "4.7"}), "if7 2 1400");
 }
 
 TEST_F(InterfaceModuleTest, SpeedAndTypeFollowTheKind) {
