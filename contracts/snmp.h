@@ -68,14 +68,21 @@ inline constexpr uint32_t Private = 2;     ///< authPriv
 
 /// Values of community::AuthenticationProtocol.
 namespace authentication {
-inline constexpr uint32_t Md5 = 0;   ///< HMAC-MD5-96 (RFC 3414, 6)
-inline constexpr uint32_t Sha1 = 1;  ///< HMAC-SHA-96 (RFC 3414, 7)
+inline constexpr uint32_t Md5 = 0;     ///< HMAC-MD5-96 (RFC 3414, 6)
+inline constexpr uint32_t Sha1 = 1;    ///< HMAC-SHA-96 (RFC 3414, 7)
+inline constexpr uint32_t Sha224 = 2;  ///< HMAC-128-SHA-224 (RFC 7860, 4)
+inline constexpr uint32_t Sha256 = 3;  ///< HMAC-192-SHA-256
+inline constexpr uint32_t Sha384 = 4;  ///< HMAC-256-SHA-384
+inline constexpr uint32_t Sha512 = 5;  ///< HMAC-384-SHA-512
 }  // namespace authentication
 
 /// Values of community::EncryptionProtocol.
 namespace encryption {
-inline constexpr uint32_t Des = 0;  ///< CBC-DES (RFC 3414, 8)
-}
+inline constexpr uint32_t Des = 0;     ///< CBC-DES (RFC 3414, 8)
+inline constexpr uint32_t Aes128 = 1;  ///< CFB128-AES-128 (RFC 3826)
+inline constexpr uint32_t Aes192 = 2;  ///< the same with 192 bits, key extended by draft-blumenthal-aes-usm-04
+inline constexpr uint32_t Aes256 = 3;  ///< the same with 256 bits
+}  // namespace encryption
 
 /// Values of setting::TrapVersion: the version number in SNMP messages.
 namespace trap_version {

@@ -1,7 +1,8 @@
 // SNMPv3 from a manager that knows the keys: the input is the content of a valid envelope, or alters a valid message. A
 // reply, if any, is well-formed, and authenticated and encrypted as its flags claim.
 //
-// The first octet selects: bits 0 and 1 the level, bit 2 the user, bit 3 the meaning of the rest, bit 4 a strict agent.
+// The first octet selects: bits 0 and 1 the level, bits 2 and 5 to 7 one of 16 users with different pairs of protocols,
+// bit 3 the meaning of the rest, bit 4 a strict agent.
 #include <algorithm>
 #include <cstdlib>
 
@@ -11,31 +12,43 @@
 
 namespace {
 
-constexpr unsigned kLevels = 3, kSha = 4, kAltered = 8, kStrict = 16;
+constexpr unsigned kLevels = 3, kAltered = 8, kStrict = 16, kUsers = 16;
 
-/// A world whose agent has an engine id and two users.
+unsigned userOf(unsigned octet) { return (octet >> 2 & 1) | (octet >> 5 << 1); }
+
+/// A world whose agent has an engine id and the users "a" to "p".
 struct Users {
     World world;
     Users() {
         tn::message engine = tn::request({snmp::loop->path()}, tn::cmd::Set);
         engine.insert_string(snmp::setting::EngineId, "fuzz");
         (void)snmp::loop->exchangeMessage(engine);
-        for (const bool sha : {false, true}) {
-            const wire::Manager manager = managerOf(sha);
+        for (unsigned number = 0; number < kUsers; ++number) {
+            const wire::Manager manager = managerOf(number);
             tn::message user = tn::request(snmp::loop->communities().path(), tn::cmd::AddObj);
             user.insert_string(contracts::snmp::community::Name, manager.user);
-            user.insert_u32(contracts::snmp::community::AuthenticationProtocol, sha ? 1 : 0);
+            user.insert_u32(contracts::snmp::community::AuthenticationProtocol, manager.auth);
+            user.insert_u32(contracts::snmp::community::EncryptionProtocol, manager.priv);
             user.insert_string(contracts::snmp::community::AuthenticationPassword, manager.authPassword);
             user.insert_string(contracts::snmp::community::EncryptionPassword, manager.privPassword);
             (void)snmp::loop->exchangeMessage(user);
         }
     }
-    static wire::Manager managerOf(bool sha) {
-        return {.user = sha ? "s" : "m",
-                .sha = sha,
+    static wire::Manager managerOf(unsigned number) {
+        return {.user = std::string(1, static_cast<char>('a' + number)),
+                .auth = number % 6,
+                .priv = number / 2 % 4,
                 .authPassword = "authentication",
                 .privPassword = "encryption",
                 .engineId = std::string("\x80\x00\xC3\x4F\x04", 5) + "fuzz"};
+    }
+    /// An altered message may name any user. The world's own users have no passwords.
+    static wire::Manager managerOf(const std::string& name) {
+        const bool isOurs = name.size() == 1 && name[0] >= 'a' && name[0] < static_cast<char>('a' + kUsers);
+        if (isOurs) return managerOf(static_cast<unsigned>(name[0] - 'a'));
+        wire::Manager other = managerOf(0U);
+        other.authPassword = other.privPassword = "";
+        return other;
     }
 };
 
@@ -54,7 +67,7 @@ wire::Bytes message(const wire::Manager& manager, std::span<const uint8_t> rest,
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static Users users;
     if (size == 0) return 0;
-    wire::Manager manager = Users::managerOf((data[0] & kSha) != 0);
+    wire::Manager manager = Users::managerOf(userOf(data[0]));
     manager.level = std::min(data[0] & kLevels, 2U);
     snmp::loop->v3Server().strictDigest = (data[0] & kStrict) != 0;
     static snmp::Context c({});  // one for all requests, as in the agent
@@ -62,10 +75,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!snmp::createReply(c, tn::IPAddr6::ofIPv4(0x7f000001))) return 0;
 
     std::string why;
-    manager = Users::managerOf(c.community == "s");
-    // An altered message may name another user; the world's own users have no passwords.
-    if (c.community != "s" && c.community != "m") manager.authPassword = manager.privPassword = "";
-    const auto reply = manager.open(c.out.bytes(), why);
+    const auto reply = Users::managerOf(c.community).open(c.out.bytes(), why);
     if (!reply || c.out.size() > snmp::kMaxMessage) std::abort();
     const uint8_t pdu = reply->scoped.body.pdu;
     if (pdu != (c.v3Error == snmp::V3Error::None ? snmp::pdu::Response : snmp::pdu::Report)) std::abort();

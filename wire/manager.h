@@ -4,18 +4,19 @@
 
 namespace wire {
 
-/// An SNMPv3 manager with one user (RFC 3414). It calls libcrypto's HMAC and ciphers independently of the agent, so
-/// that an error of the agent's isn't repeated here.
+/// An SNMPv3 manager with one user (RFC 3414, RFC 3826, RFC 7860). It calls libcrypto's HMAC and ciphers independently
+/// of the agent, so that an error of the agent's isn't repeated here.
 struct Manager {
     std::string user;
     uint32_t level = 0;  ///< 0 noAuthNoPriv, 1 authNoPriv, 2 authPriv
-    bool sha = false;    ///< HMAC-SHA-96 instead of HMAC-MD5-96
+    uint32_t auth = 0;   ///< 0 MD5, 1 SHA-1 (RFC 3414), 2 SHA-224, 3 SHA-256, 4 SHA-384, 5 SHA-512 (RFC 7860)
+    uint32_t priv = 0;   ///< 0 DES (RFC 3414), 1 AES-128 (RFC 3826), 2 AES-192, 3 AES-256
     std::string authPassword;
     std::string privPassword;
     std::string engineId;  ///< snmpEngineID of the agent
     uint32_t boots = 0;
     uint32_t time = 0;
-    size_t authSize = 12;  ///< octets of the digest sent
+    std::optional<size_t> authSize = {};  ///< octets of the digest sent, if not those of the protocol
 
     /// The header of a request: the flags of `level`, the engine and the user; digest of zeros, no data.
     [[nodiscard]] V3Message header() const;

@@ -13,6 +13,11 @@ void report(V3Error& error, V3Error what) {
     if (error == V3Error::None) error = what;
 }
 
+bool takesAnyDigestSize(const UserKeys& keys) {
+    const AuthenticationProtocol* const protocol = authenticationProtocol(keys.method);
+    return protocol != nullptr && protocol->takesAnySize;
+}
+
 }  // namespace
 
 bool UsmReader::readV3Info(V3Error& error) {
@@ -64,6 +69,9 @@ bool UsmReader::decryptAndCheckSignature(V3Error& error, const UserKeys& keys, V
     }
     checkEngine(error, server);
     if (level_ != security_level::None) checkTimeAndDigest(error, keys, server);
+    if (level_ != security_level::None && !takesAnyDigestSize(keys)) {
+        v3_.msgAuthenticationParameters.assign(sentDigestSize(keys.method), '\0');
+    }
     if (level_ == security_level::Private) v3_.msgPrivacyParameters = server.nextSalt();
     v3_.msgAuthoritativeEngineBoots = server.engineBoots;
     v3_.msgAuthoritativeEngineTime = server.engineTime();
@@ -86,7 +94,7 @@ bool UsmReader::decrypt(const UserKeys& keys) {
     if (length < 0) return false;
     received_.assign(data_.begin(), data_.begin() + static_cast<std::ptrdiff_t>(size_));
     const auto text = std::span(data_).subspan(pos_, static_cast<size_t>(length));
-    if (!cryptMessageDES(v3_.msgPrivacyParameters, keys.crypt, text, false)) return false;
+    if (!cryptMessage(keys, v3_.cryptParameters(), text, false)) return false;
     size_ = pos_ + text.size();
     for (size_t& end : seqEnds_) end = std::min(end, size_);
     return true;
@@ -115,11 +123,13 @@ void UsmReader::checkTimeAndDigest(V3Error& error, const UserKeys& keys, const V
     if (!isTimely) report(error, V3Error::NotInTimeWindow);
 }
 
-// compat: 48. A field that doesn't have the 12 octets of HMAC-96 is compared over its own length, at most that of the
-// digest: clients that send short digests continue to be answered. Only `wholeDigest` rejects forged ones.
+// compat: 48. With MD5 and SHA-1, a field that doesn't have the 12 octets of HMAC-96 is compared over its own length,
+// at most that of the digest: clients that send short digests continue to be answered. Only `wholeDigest` rejects
+// forged ones. No such clients are known of the other protocols.
 bool UsmReader::isSigned(const UserKeys& keys, bool wholeDigest) const {
     const std::string& field = v3_.msgAuthenticationParameters;
-    if (keys.digest.empty() || (wholeDigest && field.size() != kAuthParamsSize)) return false;
+    const bool isSizeChecked = wholeDigest || !takesAnyDigestSize(keys);
+    if (keys.digest.empty() || (isSizeChecked && field.size() != sentDigestSize(keys.method))) return false;
     const Octets digest = digestMessage(bytes(), keys.digest, v3_.authParamsPosition, field.size(), keys.method);
     return !digest.empty() && CRYPTO_memcmp(digest.data(), field.data(), std::min(field.size(), digest.size())) == 0;
 }

@@ -26,7 +26,8 @@ class UsmReader : public InStream {
     /// Decrypts the scoped PDU if msgFlags says that it is encrypted, reads its context, and checks engine id, time and
     /// digest (RFC 3414, 3.2). A strict server (V3ServerInfo::strictDigest) doesn't decrypt an unauthenticated message:
     /// that stays sealed, and the cursor stays before its PDU. Afterwards v3Info() is the header of the reply: with the
-    /// agent's engine id, boots and time, and with a new salt if the request is encrypted.
+    /// agent's engine id, boots and time, with a new salt if the request is encrypted, and with digest octets of the
+    /// size that the user's protocol has. With MD5 and SHA-1 these are as many as in the request.
     /// @param keys  of the user; empty for an unknown user
     /// @return false if the message can't be decrypted or has no scoped PDU; bytes() is then the message as received
     bool decryptAndCheckSignature(V3Error& error, const UserKeys& keys, V3ServerInfo& server);

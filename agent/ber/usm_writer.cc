@@ -8,9 +8,8 @@ namespace snmp {
 
 namespace {
 
-constexpr size_t kBlock = 8;                  // octets of a block of DES
-constexpr size_t kMaxAdded = 4 + kBlock - 1;  // octets that encryption adds: tag, length and padding
-constexpr uint8_t kPadding = 0x05;            // compat: 47, fills the last block; receivers ignore it
+constexpr size_t kMaxAdded = 4 + 7;  // octets that encryption adds at most: tag, length and padding
+constexpr uint8_t kPadding = 0x05;   // compat: 47, fills the last block; receivers ignore it
 constexpr uint8_t kOneFlagOctet = 1;
 
 }  // namespace
@@ -46,13 +45,15 @@ void UsmWriter::writeV3Info(const V3Info& info, uint32_t level) {
 bool UsmWriter::cryptPacket(const V3Info& info, const UserKeys& keys) {
     endSeq();
     if (level_ < security_level::Private) return true;
-    const size_t length = size_ - scopedPduPos_;
-    const size_t padding = (kBlock - length % kBlock) % kBlock;
+    const PrivacyProtocol* const protocol = privacyProtocol(keys.cipher);
+    if (protocol == nullptr) return false;
+    const size_t over = (size_ - scopedPduPos_) % protocol->blockSize;
+    const size_t padding = over == 0 ? 0 : protocol->blockSize - over;
     std::fill_n(grow(padding), padding, kPadding);
     Octets text(data_.begin() + static_cast<std::ptrdiff_t>(scopedPduPos_),
                 data_.begin() + static_cast<std::ptrdiff_t>(size_));
     size_ = scopedPduPos_;
-    if (!cryptMessageDES(info.msgPrivacyParameters, keys.crypt, text, true)) return false;
+    if (!cryptMessage(keys, info.cryptParameters(), text, true)) return false;
     add(text.data(), static_cast<unsigned>(text.size()), tag::OctetString);
     return true;
 }

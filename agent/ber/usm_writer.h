@@ -14,8 +14,8 @@ class UsmWriter : public OutStream {
     /// Writes header and security parameters, with zeros in place of the digest, and opens the scoped PDU.
     /// @param level  one of security_level: decides what cryptPacket() and signPacket() do
     void writeV3Info(const V3Info& info, uint32_t level);
-    /// Closes the scoped PDU. At the level Private, encrypts it with the salt in info.msgPrivacyParameters.
-    /// @return false if the key or the salt is missing; the scoped PDU is then cut off
+    /// Closes the scoped PDU. At the level Private, encrypts it with boots, time and salt of `info`.
+    /// @return false if the key or the salt is missing; the message is then incomplete
     [[nodiscard]] bool cryptPacket(const V3Info& info, const UserKeys& keys);
     /// At the levels Authorized and Private, writes the digest, cut to the size of info.msgAuthenticationParameters.
     /// @return false if the key is missing

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "agent/crypto/usm_crypto.h"
+
 namespace snmp {
 
 /// Security levels of a message and of a user (RFC 3414, 1.4).
@@ -17,8 +19,7 @@ constexpr uint32_t kUserSecurityModel = 3;  ///< msgSecurityModel of RFC 3414
 constexpr char kAuthFlag = 1;               ///< bits of msgFlags (RFC 3412, 6.4)
 constexpr char kPrivFlag = 2;
 constexpr char kReportableFlag = 4;
-constexpr size_t kAuthParamsSize = 12;  ///< octets of an HMAC-96 digest (RFC 3414, 6.3.1)
-constexpr uint32_t kTimeWindow = 15;    ///< maximum age of a message in seconds; RFC 3414 has 150 (compat: 52)
+constexpr uint32_t kTimeWindow = 15;  ///< maximum age of a message in seconds; RFC 3414 has 150 (compat: 52)
 
 /// The faults of v3 messages that a Report names. agent/security/v3_errors.h has the text and the counter of each.
 enum class V3Error : int {
@@ -48,6 +49,10 @@ struct V3Info {
     size_t authParamsPosition = 0;  ///< position of msgAuthenticationParameters in the message that was read
     std::string contextEngineID;
     std::string contextName;
+
+    [[nodiscard]] CryptParameters cryptParameters() const {
+        return {msgAuthoritativeEngineBoots, msgAuthoritativeEngineTime, msgPrivacyParameters};
+    }
 };
 
 /// The agent as authoritative engine (RFC 3414, 2).
@@ -57,11 +62,13 @@ struct V3ServerInfo {
     uint32_t engineBoots = 0;
     uint32_t startUptime;  ///< uptime of the machine in seconds when this object was created
     std::string engineId;  ///< empty until it is set
-    /// --strict-usm: rejects digests that aren't 12 octets, and checks the digest before anything else.
+    /// --strict-usm: rejects digests that don't have their protocol's length, and checks the digest before anything
+    /// else.
     bool strictDigest = false;
 
     [[nodiscard]] uint32_t engineTime() const;  ///< seconds since startUptime
-    /// msgPrivacyParameters of the next message to send, 8 octets: boots, then a counter (RFC 3414, 8.1.1.1).
+    /// msgPrivacyParameters of the next message to send, 8 octets: boots, then a counter (RFC 3414, 8.1.1.1; RFC 3826,
+    /// 3.1.2.1).
     [[nodiscard]] std::string nextSalt();
 
   private:

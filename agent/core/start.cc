@@ -40,9 +40,10 @@ void addOptions(CLI::App& app, Options& options) {
     app.add_option("--trap-port", options.trapPort, "UDP port that traps are sent to")
         ->check(CLI::Range(1, 65535))
         ->option_text("N [162]");
-    app.add_flag("--strict-usm", options.strictUsm,
-                 "Reject SNMPv3 messages whose digest isn't exactly 12 octets long, and never sign a Report to an "
-                 "unauthenticated message. Without it, users can be impersonated and passwords guessed offline");
+    app.add_flag(
+        "--strict-usm", options.strictUsm,
+        "Reject SNMPv3 messages whose digest is shorter or longer than its protocol requires, and never sign a "
+        "Report to an unauthenticated message. Without it, users can be impersonated and passwords guessed offline");
     app.add_flag("--log-requests", options.logRequests,
                  "Log two lines for each request: its source, and its community or user");
     app.add_flag("--debug", options.debug, "Log the steps of each request");

@@ -13,13 +13,17 @@ namespace {
 
 constexpr size_t kHashed = 1 << 20;  // octets to which a password is repeated
 constexpr size_t kPiece = 4096;      // minimum octets hashed at a time
-constexpr size_t kBlock = 64;        // octets of a block, in both hashes
 
 /// Null for an unknown method. The methods are fetched once: a look-up by name costs more than hashing a message.
 const EVP_MD* methodOf(uint32_t method) {
-    static const EVP_MD* const methods[] = {EVP_MD_fetch(nullptr, "MD5", nullptr),
-                                            EVP_MD_fetch(nullptr, "SHA1", nullptr)};
-    return method < std::size(methods) ? methods[method] : nullptr;
+    static const auto methods = [] {
+        std::array<const EVP_MD*, std::size(kAuthenticationProtocols)> fetched{};
+        std::ranges::transform(kAuthenticationProtocols, fetched.begin(), [](const AuthenticationProtocol& protocol) {
+            return EVP_MD_fetch(nullptr, protocol.digest, nullptr);
+        });
+        return fetched;
+    }();
+    return method < methods.size() ? methods[method] : nullptr;
 }
 
 /// A digest being computed. After a failure, and without a method, end() returns no octets.
@@ -69,29 +73,51 @@ Octets aKeyToBKey(std::span<const uint8_t> key, std::string_view engineId, uint3
     return Hash(methodOf(method)).add(key).add(engineId).add(key).end();
 }
 
-Octets bKeyToDKey(std::span<const uint8_t> key) {
-    Octets pads(kPadsSize);
-    for (size_t i = 0; i < kBlock; ++i) {
+Octets bKeyToDKey(std::span<const uint8_t> key, uint32_t method) {
+    const AuthenticationProtocol* const protocol = authenticationProtocol(method);
+    if (protocol == nullptr) return {};
+    const size_t block = protocol->blockSize;
+    Octets pads(2 * block);
+    for (size_t i = 0; i < block; ++i) {
         const uint8_t octet = i < key.size() ? key[i] : uint8_t{0};
         pads[i] = octet ^ 0x36;
-        pads[kBlock + i] = octet ^ 0x5C;
+        pads[block + i] = octet ^ 0x5C;
     }
     return pads;
 }
 
+Octets bKeyToCKey(Octets key, uint32_t cipher, uint32_t method) {
+    const PrivacyProtocol* const protocol = privacyProtocol(cipher);
+    if (protocol == nullptr) return {};
+    while (key.size() < protocol->keySize) {
+        const Octets more = Hash(methodOf(method)).add(key).end();
+        if (more.empty()) return {};
+        key.insert(key.end(), more.begin(), more.end());
+    }
+    return key;
+}
+
 Octets digestMessage(std::span<const uint8_t> message, std::span<const uint8_t> pads, size_t position, size_t length,
                      uint32_t method) {
-    if (pads.size() != kPadsSize || position > message.size() || length > message.size() - position) return {};
+    const AuthenticationProtocol* const protocol = authenticationProtocol(method);
+    if (protocol == nullptr || pads.size() != 2 * protocol->blockSize) return {};
+    if (position > message.size() || length > message.size() - position) return {};
+    const size_t block = protocol->blockSize;
     const EVP_MD* const md = methodOf(method);
     const Octets zeros(length);
     const Octets inner = Hash(md)
-                             .add(pads.first(kBlock))
+                             .add(pads.first(block))
                              .add(message.first(position))
                              .add(zeros)
                              .add(message.subspan(position + length))
                              .end();
     if (inner.empty()) return {};
-    return Hash(md).add(pads.last(kBlock)).add(inner).end();
+    return Hash(md).add(pads.last(block)).add(inner).end();
+}
+
+bool cryptMessage(const UserKeys& keys, const CryptParameters& parameters, std::span<uint8_t> text, bool encrypt) {
+    return keys.cipher == crypt_method::Des ? cryptMessageDES(parameters.salt, keys.crypt, text, encrypt)
+                                            : cryptMessageAES(keys.cipher, parameters, keys.crypt, text, encrypt);
 }
 
 }  // namespace snmp

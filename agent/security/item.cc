@@ -11,10 +11,15 @@ namespace community = contracts::snmp::community;
 
 namespace {
 
+namespace authentication = contracts::snmp::authentication;
+namespace encryption = contracts::snmp::encryption;
 static_assert(contracts::snmp::security::Authorized == security_level::Authorized &&
-              contracts::snmp::security::Private == security_level::Private &&
-              contracts::snmp::authentication::Md5 == digest_method::Md5 &&
-              contracts::snmp::authentication::Sha1 == digest_method::Sha1);
+              contracts::snmp::security::Private == security_level::Private);
+static_assert(authentication::Md5 == digest_method::Md5 && authentication::Sha1 == digest_method::Sha1 &&
+              authentication::Sha224 == digest_method::Sha224 && authentication::Sha256 == digest_method::Sha256 &&
+              authentication::Sha384 == digest_method::Sha384 && authentication::Sha512 == digest_method::Sha512);
+static_assert(encryption::Des == crypt_method::Des && encryption::Aes128 == crypt_method::Aes128 &&
+              encryption::Aes192 == crypt_method::Aes192 && encryption::Aes256 == crypt_method::Aes256);
 
 constexpr uint32_t kDefaultEntry = 0;
 
@@ -106,7 +111,8 @@ void Item::PasswordKey::make(const std::string& from, uint32_t with) {
 }
 
 bool Item::hasKeys(const std::string& engineId) const {
-    return keysEngine_ == engineId && authenticationKey_.isOf(authenticationPassword, authenticationProtocol) &&
+    return keysEngine_ == engineId && keys_.cipher == encryptionProtocol &&
+           authenticationKey_.isOf(authenticationPassword, authenticationProtocol) &&
            encryptionKey_.isOf(encryptionPassword, authenticationProtocol);
 }
 
@@ -117,10 +123,11 @@ const UserKeys& Item::keys(const std::string& engineId) const {
     keysEngine_ = engineId;
     keys_ = {};
     keys_.method = authenticationProtocol;
+    keys_.cipher = encryptionProtocol;
     const Octets digestKey = aKeyToBKey(authenticationKey_.key, engineId, keys_.method);
     if (engineId.empty() || digestKey.empty()) return keys_;
-    keys_.digest = bKeyToDKey(digestKey);
-    keys_.crypt = aKeyToBKey(encryptionKey_.key, engineId, keys_.method);
+    keys_.digest = bKeyToDKey(digestKey, keys_.method);
+    keys_.crypt = bKeyToCKey(aKeyToBKey(encryptionKey_.key, engineId, keys_.method), encryptionProtocol, keys_.method);
     return keys_;
 }
 

@@ -23,7 +23,7 @@ class Item : public tn::Object {
     bool writeAccess = false;
     uint32_t security = security_level::None;              ///< minimum level of a request
     uint32_t authenticationProtocol = digest_method::Md5;  ///< hash of both keys
-    uint32_t encryptionProtocol = 0;                       ///< DES, the only one
+    uint32_t encryptionProtocol = crypt_method::Des;
     std::string authenticationPassword;
     std::string encryptionPassword;
     /// Accepted sources. Only a default entry that was just created has none: it accepts no source. Its next setConfig,
@@ -41,9 +41,9 @@ class Item : public tn::Object {
     [[nodiscard]] bool accepts(const IPAddr6& source) const;
 
     /// The user's keys, localised to this engine id; empty if the id is empty. The privacy key is made with the hash of
-    /// the authentication protocol as well. The first call takes milliseconds for each password after a change of
-    /// passwords or protocol, and microseconds after a change of the engine id. The entry owns the keys: they are valid
-    /// until it changes or another engine id is passed.
+    /// the authentication protocol as well. A protocol with an unknown number has no key. The first call takes
+    /// milliseconds for each password after a change of passwords or protocol, and microseconds after a change of the
+    /// engine id. The entry owns the keys: they are valid until it changes or another engine id is passed.
     [[nodiscard]] const UserKeys& keys(const std::string& engineId) const;
     [[nodiscard]] bool hasKeys(const std::string& engineId) const;  ///< whether keys() returns cached keys
 

@@ -111,7 +111,7 @@ V3Info TrapSender::headerFor(const Item& user) const {
     header.msgFlags.assign(1, '\0');
     if (user.security >= security_level::Authorized) {
         header.msgFlags.front() |= kAuthFlag;
-        header.msgAuthenticationParameters.assign(kAuthParamsSize, '\0');
+        header.msgAuthenticationParameters.assign(sentDigestSize(user.authenticationProtocol), '\0');
     }
     if (user.security >= security_level::Private) {
         header.msgFlags.front() |= kPrivFlag;

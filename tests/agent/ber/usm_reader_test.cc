@@ -24,7 +24,7 @@ struct Peers {
 
     Peers() {
         server.engineId = manager.engineId;
-        keys.digest = bKeyToDKey(manager.key(manager.authPassword));
+        keys.digest = bKeyToDKey(manager.key(manager.authPassword), keys.method);
         keys.crypt = manager.key(manager.privPassword);
     }
     [[nodiscard]] wire::Bytes sealed(const wire::Bytes& scoped) const { return manager.seal(manager.header(), scoped); }
@@ -44,7 +44,7 @@ TEST(UsmReader, PlaintextEndsTheMessageWhateverFollowsTheCiphertext) {
     followed->data.insert(followed->data.end(), {5, 0});
     wire::Manager signer = peers.manager;  // signs what it doesn't encrypt again
     signer.level = 1;
-    followed->auth.assign(signer.authSize, '\0');
+    followed->auth = signer.header().auth;
     UsmReader in(signer.seal(*followed, followed->data));
     ASSERT_TRUE(peers.opens(in));
     EXPECT_EQ(in.getType(), pdu::GetRequest);

@@ -31,7 +31,7 @@ class V3ReplyTest : public AgentTest {
     static wire::Manager manager(uint32_t level, const std::string& user = "md5") {
         return {.user = user,
                 .level = level,
-                .sha = user == "sha",
+                .auth = user == "sha" ? 1U : 0U,
                 .authPassword = "authentication",
                 .privPassword = "encryption",
                 .engineId = engineId("core1"),
@@ -160,6 +160,62 @@ TEST_F(V3ReplyTest, ShortDigestsAreComparedOverTheirOwnLengthUnlessStrict) {
     }
 }
 
+// One user that changes its protocols while the agent runs. The manager's cryptography is libcrypto's own HMAC and CFB.
+TEST_F(V3ReplyTest, EachPairOfProtocolsIsAnsweredAndNoOther) {
+    addUser("ops", 2);
+    for (uint32_t auth = 0; auth <= 5; ++auth) {
+        for (uint32_t priv = 0; priv <= 3; ++priv) {
+            SCOPED_TRACE(testing::Message() << auth << " " << priv);
+            changeEntry("ops", {{20, auth}, {21, priv}});
+            for (const bool strict : {false, true}) {
+                agent->v3Server().strictDigest = strict;
+                wire::Manager m = manager(2, "ops");
+                m.auth = auth;
+                m.priv = priv;
+                EXPECT_EQ(errorOf(m), -1);
+                wire::Manager other = m;
+                other.priv = (priv + 1) % 4;
+                EXPECT_FALSE(send(m, other.request(getOne()))) << "decrypted with another protocol";
+                other = m;
+                other.privPassword = "mistaken";
+                EXPECT_FALSE(send(m, other.request(getOne())));
+                m.level = 1;
+                EXPECT_EQ(errorOf(m), 0);
+                changeEntry("ops", {{15, 1U}});
+                EXPECT_EQ(errorOf(m), -1);
+                other = m;
+                other.auth = (auth + 1) % 6;
+                EXPECT_EQ(errorOf(send(m, other.request(getOne()))), 4);
+                other = m;
+                other.authPassword = "mistaken";
+                EXPECT_EQ(errorOf(send(m, other.request(getOne()))), 4);
+                changeEntry("ops", {{15, 2U}});
+            }
+        }
+    }
+    changeEntry("ops", {{21, 4U}});  // unknown: nothing is decrypted with another protocol's key
+    wire::Manager m = manager(2, "ops");
+    m.auth = 5;
+    for (m.priv = 0; m.priv <= 3; ++m.priv) EXPECT_FALSE(ask(m)) << m.priv;
+}
+
+TEST_F(V3ReplyTest, DigestsOfSha2HaveTheirLengthAlsoWithoutStrictUsm) {
+    addUser("ops");
+    for (uint32_t auth = 2; auth <= 5; ++auth) {
+        changeEntry("ops", {{20, auth}});
+        wire::Manager right = manager(1, "ops");
+        right.auth = auth;
+        const size_t whole = right.header().auth.size();
+        for (const size_t size : {size_t{0}, size_t{1}, size_t{12}, whole - 1, whole + 1}) {
+            wire::Manager m = right;
+            m.authSize = size;
+            const auto reply = send(right, m.request(getOne()));
+            EXPECT_EQ(errorOf(reply), 4) << auth << " " << size;
+            EXPECT_EQ(reply->header.auth.size(), whole);
+        }
+    }
+}
+
 // Anything signed for a stranger lets him try passwords on it.
 TEST_F(V3ReplyTest, NothingIsSignedForOtherAddressesNorByAStrictAgentForForgers) {
     addUser("ops", 2, "192.0.2.0/24");
@@ -235,7 +291,7 @@ TEST_F(V3ReplyTest, WhatNeedsNoAnswerGetsNoneNeitherResponseNorReport) {
     }
 }
 
-TEST_F(V3ReplyTest, EncryptedRepliesArePaddedWith5AndNeverShareASalt) {
+TEST_F(V3ReplyTest, RepliesEncryptedWithDesArePaddedWith5AndNeverShareASalt) {
     std::set<std::string> salts;
     for (size_t length = 0; length < 8; ++length) {
         addScalarConstStringLeaf(OID{1, 3, 5}, std::string(length, 'x'), tag::OctetString);

@@ -112,7 +112,8 @@ TEST_F(CommunityKeepTest, KeysFollowPasswordsProtocolAndEngineId) {
         ops.getConfig(config, 0);
         fresh.setConfig(config);
         const UserKeys& made = fresh.keys(ops.hasKeys("engine") ? "engine" : "other");
-        EXPECT_EQ(std::tie(cached.method, cached.digest, cached.crypt), std::tie(made.method, made.digest, made.crypt));
+        EXPECT_EQ(std::tie(cached.method, cached.cipher, cached.digest, cached.crypt),
+                  std::tie(made.method, made.cipher, made.digest, made.crypt));
         return cached;
     };
     const UserKeys first = keysOfOps();
@@ -124,6 +125,9 @@ TEST_F(CommunityKeepTest, KeysFollowPasswordsProtocolAndEngineId) {
     EXPECT_NE(keysOfOps().digest, first.digest);
     changeEntry("ops", {{community::AuthenticationProtocol, contracts::snmp::authentication::Sha1}});
     EXPECT_EQ(keysOfOps().crypt.size(), 20U);
+    changeEntry("ops", {{community::EncryptionProtocol, contracts::snmp::encryption::Aes256}});
+    EXPECT_FALSE(keep().find("ops")->hasKeys("engine"));
+    EXPECT_EQ(keysOfOps().crypt.size(), 40U);
     keep().setEngineId("other");
     EXPECT_FALSE(keep().find("ops")->hasKeys("other"));
     (void)keysOfOps();

@@ -113,13 +113,16 @@ TEST_F(TrapSenderTest, Version3CarriesTheAgentsTimeAndNoSaltTwiceAndEndsWithItsU
     set(kVersion3, {"192.0.2.9"}, agent->communities().find("trapper")->id);
     sources.uptime += 60;
     const std::string engineId = std::string("\x80\x00\xC3\x4F\x04", 5) + "trapper";
-    const wire::Manager manager{"trapper", 2, false, "authentication", "encryption", engineId};
-    std::string why;
-    const auto trap = manager.open(*created(ask()), why);
-    ASSERT_TRUE(trap) << why;
-    EXPECT_EQ(std::pair(trap->header.boots, trap->header.time),
-              std::pair(agent->v3Server().engineBoots, agent->v3Server().engineTime()));
-    EXPECT_EQ(trap->scoped.contextEngineId, engineId);
+    for (const auto& [auth, priv] : {std::pair{0U, 0U}, std::pair{2U, 1U}, std::pair{4U, 2U}, std::pair{5U, 3U}}) {
+        changeEntry("trapper", {{20, auth}, {21, priv}});
+        const wire::Manager manager{"trapper", 2, auth, priv, "authentication", "encryption", engineId};
+        std::string why;
+        const auto trap = manager.open(*created(ask()), why);
+        ASSERT_TRUE(trap) << auth << " " << priv << ": " << why;
+        EXPECT_EQ(std::pair(trap->header.boots, trap->header.time),
+                  std::pair(agent->v3Server().engineBoots, agent->v3Server().engineTime()));
+        EXPECT_EQ(trap->scoped.contextEngineId, engineId);
+    }
     EXPECT_NE(created(ask()), created(ask()));
     removeEntry("trapper");
     EXPECT_FALSE(created(ask())) << "sent for a user that has gone";
