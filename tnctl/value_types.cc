@@ -37,14 +37,39 @@ Json showText(const tn::message& in, uint32_t number) { return in.get_string(tn:
 
 struct Choice {
     uint32_t value;
-    std::string_view text;
+    std::string_view text;  ///< in lower case
 };
 
-constexpr std::array<Choice, 3> kSecurityChoices{
-    {{snmp::security::None, "none"}, {snmp::security::Authorized, "authorized"}, {snmp::security::Private, "private"}}};
-constexpr std::array<Choice, 2> kAuthenticationChoices{
-    {{snmp::authentication::Md5, "md5"}, {snmp::authentication::Sha1, "sha1"}}};
-constexpr std::array<Choice, 1> kEncryptionChoices{{{snmp::encryption::Des, "des"}}};
+// The first text of a value is shown. The others are the words of RFCs and of other tools.
+
+constexpr std::array<Choice, 8> kSecurityChoices{{{snmp::security::None, "none"},
+                                                  {snmp::security::None, "noauthnopriv"},
+                                                  {snmp::security::Authorized, "authorized"},
+                                                  {snmp::security::Authorized, "authnopriv"},
+                                                  {snmp::security::Authorized, "auth"},
+                                                  {snmp::security::Private, "private"},
+                                                  {snmp::security::Private, "authpriv"},
+                                                  {snmp::security::Private, "priv"}}};
+constexpr std::array<Choice, 12> kAuthenticationChoices{{{snmp::authentication::Md5, "md5"},
+                                                         {snmp::authentication::Sha1, "sha1"},
+                                                         {snmp::authentication::Sha1, "sha"},
+                                                         {snmp::authentication::Sha1, "sha-1"},
+                                                         {snmp::authentication::Sha224, "sha224"},
+                                                         {snmp::authentication::Sha224, "sha-224"},
+                                                         {snmp::authentication::Sha256, "sha256"},
+                                                         {snmp::authentication::Sha256, "sha-256"},
+                                                         {snmp::authentication::Sha384, "sha384"},
+                                                         {snmp::authentication::Sha384, "sha-384"},
+                                                         {snmp::authentication::Sha512, "sha512"},
+                                                         {snmp::authentication::Sha512, "sha-512"}}};
+constexpr std::array<Choice, 8> kEncryptionChoices{{{snmp::encryption::Des, "des"},
+                                                    {snmp::encryption::Aes128, "aes128"},
+                                                    {snmp::encryption::Aes128, "aes-128"},
+                                                    {snmp::encryption::Aes128, "aes"},
+                                                    {snmp::encryption::Aes192, "aes192"},
+                                                    {snmp::encryption::Aes192, "aes-192"},
+                                                    {snmp::encryption::Aes256, "aes256"},
+                                                    {snmp::encryption::Aes256, "aes-256"}}};
 constexpr std::array<Choice, 7> kTrapTypeChoices{{{trap_type::OctetString, "string"},
                                                   {trap_type::Integer, "integer"},
                                                   {trap_type::ObjectIdentifier, "oid"},
@@ -55,10 +80,18 @@ constexpr std::array<Choice, 7> kTrapTypeChoices{{{trap_type::OctetString, "stri
 constexpr std::array<Choice, 3> kVersionChoices{
     {{snmp::trap_version::V1, "1"}, {snmp::trap_version::V2c, "2c"}, {snmp::trap_version::V3, "3"}}};
 
+std::string lowerCase(std::string_view text) {
+    std::string lower(text);
+    for (char& c : lower)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    return lower;
+}
+
 template <const auto& Choices>
 bool parseChoice(std::string_view text, uint32_t number, tn::message& out) {
+    const std::string lower = lowerCase(text);
     for (const Choice& choice : Choices) {
-        if (choice.text != text) continue;
+        if (choice.text != lower) continue;
         out.insert_u32(tn::u32_id(number), choice.value);
         return true;
     }
@@ -208,9 +241,10 @@ const ValueType kPassword{"a password, - to read it from standard input, or @FIL
                           /*secret=*/true};
 const ValueType kNumber{"a number from 0 to 4294967295", parseU32, showNumber};
 const ValueType kSecurity{"none, authorized or private", parseChoice<kSecurityChoices>, showChoice<kSecurityChoices>};
-const ValueType kAuthenticationProtocol{"md5 or sha1", parseChoice<kAuthenticationChoices>,
-                                        showChoice<kAuthenticationChoices>};
-const ValueType kEncryptionProtocol{"des", parseChoice<kEncryptionChoices>, showChoice<kEncryptionChoices>};
+const ValueType kAuthenticationProtocol{"md5, sha1, sha224, sha256, sha384 or sha512",
+                                        parseChoice<kAuthenticationChoices>, showChoice<kAuthenticationChoices>};
+const ValueType kEncryptionProtocol{"des, aes128, aes192 or aes256", parseChoice<kEncryptionChoices>,
+                                    showChoice<kEncryptionChoices>};
 const ValueType kTrapVersion{"1, 2c or 3", parseChoice<kVersionChoices>, showChoice<kVersionChoices>};
 const ValueType kPrefixes{"prefixes or addresses such as 192.0.2.0/24,2001:db8::1", parsePrefixes, showPrefixes};
 const ValueType kTargets{"addresses such as 192.0.2.1,2001:db8::1, or none", parseTargets, showTargets};

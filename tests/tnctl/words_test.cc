@@ -28,8 +28,15 @@ TEST(Words, ValuesComeBackAsTheyWereGiven) {
         EXPECT_EQ(shown(settingWords(), yes), yes == std::string("enabled=yes"));
     EXPECT_EQ(shown(settingWords(), "trap-targets=192.0.2.1,2001:db8::1"), (Json{"192.0.2.1", "2001:db8::1"}));
     EXPECT_EQ(shown(settingWords(), "interfaces=0x10,4294967295"), (Json{16, 4294967295}));
-    for (const std::string text : {"security=private", "authentication-protocol=sha1"})
+    for (const std::string text : {"security=private", "authentication-protocol=sha1", "encryption-protocol=aes256"})
         EXPECT_EQ(shown(communityWords(), text), text.substr(text.find('=') + 1));
+    const std::pair<const char*, const char*> synonyms[] = {
+        {"security=noAuthNoPriv", "none"},      {"security=authNoPriv", "authorized"},
+        {"security=authPriv", "private"},       {"authentication-protocol=SHA", "sha1"},
+        {"authentication-protocol=Md5", "md5"}, {"authentication-protocol=SHA-512", "sha512"},
+        {"encryption-protocol=AES", "aes128"},  {"encryption-protocol=AES-192", "aes192"},
+    };
+    for (const auto& [typed, word] : synonyms) EXPECT_EQ(shown(communityWords(), typed), word) << typed;
     EXPECT_EQ(shown(communityWords(), "addresses=192.0.2.7,192.0.2.0/255.255.255.0,10.0.0.1/255.0.0.255,::/0"),
               (Json{"192.0.2.7/32", "192.0.2.0/24", "10.0.0.1/255.0.0.255", "::/0"}));
 }
@@ -59,6 +66,8 @@ TEST(Words, WhatIsWrongIsReportedWithWhatWasExpected) {
         EXPECT_THAT(refusal(communityWords(), {argument}), HasSubstr("expected prefixes"));
     EXPECT_THAT(refusal(communityWords(), {"name="}), HasSubstr("1 to 255"));
     EXPECT_THAT(refusal(communityWords(), {"security=3"}), HasSubstr("none, authorized or private"));
+    // The other key extension, with which no message would be understood.
+    EXPECT_THAT(refusal(communityWords(), {"encryption-protocol=AES-256-C"}), HasSubstr("aes192 or aes256"));
 }
 
 TEST(Words, SecretsAreReadLastAndNeverRepeated) {
