@@ -18,9 +18,11 @@ authCommunity log monitor
 createUser -e 0x{ENGINE} open
 createUser -e 0x{ENGINE} signed MD5 authentication
 createUser -e 0x{ENGINE} secret SHA authentication DES encryption
+createUser -e 0x{ENGINE} modern SHA-512 authentication AES-256 encryption
 authUser log open noauth
 authUser log signed auth
 authUser log secret priv
+authUser log modern priv
 format1 v1|%b|%N %w %q|%v\\n
 format2 v2|%b||%v\\n
 """
@@ -33,11 +35,12 @@ class Traps:
         cls.namespace = Namespace(cls, "traps", LINKS)
         cls.agent = Deployment(cls.kind, cls.namespace.prefix).ends_with(cls).start().open()
         cls.agent.configure("community", "add", "name=monitor", "addresses=127.0.0.0/8")
-        users = ("open", "none", "md5"), ("signed", "authorized", "md5"), ("secret", "private", "sha1")
-        for name, security, protocol in users:
+        users = (("open", "none", "md5", "des"), ("signed", "authorized", "md5", "des"),
+                 ("secret", "private", "sha1", "des"), ("modern", "private", "sha512", "aes256"))
+        for name, security, protocol, cipher in users:
             cls.agent.configure("community", "add", "name=" + name, "addresses=127.0.0.1/32", "security=" + security,
-                                "authentication-protocol=" + protocol, "authentication-password=authentication",
-                                "encryption-password=encryption")
+                                "authentication-protocol=" + protocol, "encryption-protocol=" + cipher,
+                                "authentication-password=authentication", "encryption-password=encryption")
         cls.agent.configure("set", f"trap-targets={UNREACHABLE},{IPV4},{IPV6}", "trap-community=monitor",
                             "trap-version=2c")
         cls.indexes = {link["ifname"]: str(link["ifindex"]) for link in cls.namespace.ip("link")}
@@ -98,7 +101,7 @@ class Traps:
 
     def test_traps_reach_every_target_in_every_version(self):
         """One of the targets can't be reached; the others get the trap in each version and at each level."""
-        senders = ("1", "monitor"), ("2c", "monitor"), ("3", "open"), ("3", "signed"), ("3", "secret")
+        senders = ("1", "monitor"), ("2c", "monitor"), ("3", "open"), ("3", "signed"), ("3", "secret"), ("3", "modern")
         for done, (version, community) in enumerate(senders, 1):
             with self.subTest(version=version, community=community):
                 self.agent.configure("set", "trap-version=" + version, "trap-community=" + community)
