@@ -13,7 +13,11 @@ import time
 SERVER_CPU, LOAD_CPU = 0, 1
 SNMPD = "/usr/sbin/snmpd"
 IN_MEMORY = "/dev/shm"  # the disk isn't measured, but a start that syncs files would wait for it
-PASSWORD = "benchbench"  # both passwords of the SNMPv3 user bench, built into the load generators
+PASSWORD = "benchbench"  # both passwords of the SNMPv3 users, built into the load generators
+# Protocols of SNMPv3, which are also the names of users. Each pair is followed by snmpd's words for it.
+PAIRS = {"md5-des": "MD5 DES", "sha1-des": "SHA DES", "sha224-aes128": "SHA-224 AES", "sha256-aes128": "SHA-256 AES",
+         "sha384-aes128": "SHA-384 AES", "sha512-aes128": "SHA-512 AES", "sha256-aes192": "SHA-256 AES-192",
+         "sha256-aes256": "SHA-256 AES-256"}
 REAL_TIME = os.SCHED_FIFO | os.SCHED_RESET_ON_FORK  # helper threads give way to the one that replies
 SYS_OBJECT_ID = "1.3.6.1.2.1.1.2.0"  # a constant of every server
 
@@ -186,10 +190,13 @@ class DebianSnmpd(Arm):
 
     def launch(self):
         conf = f"{self.folder}/snmpd.conf"
+        users = ""
+        for name, words in PAIRS.items():
+            digest, cipher = words.split()
+            users += f'createUser {name} {digest} "{PASSWORD}" {cipher} "{PASSWORD}"\nrouser {name} priv\n'
         pathlib.Path(conf).write_text(
             f"agentaddress udp:127.0.0.1:{self.port}\n"
-            "rocommunity common 127.0.0.1\n"
-            f'createUser bench MD5 "{PASSWORD}" DES "{PASSWORD}"\nrouser bench priv\n'
+            f"rocommunity common 127.0.0.1\n{users}"
             "sysContact noc\nsysLocation bench\nsysServices 72\n")
         self.spawn(SNMPD, "-f", "-Lo", "-C", "-c", conf, SNMP_PERSISTENT_DIR=self.folder)
 
@@ -203,13 +210,15 @@ class Agent(Arm):
 
     def configure(self):
         self.tnctl("community", "set", "common", "addresses=127.0.0.0/8")
-        self.add_user("bench", PASSWORD)
+        for name in PAIRS:
+            self.add_user(name, PASSWORD, name)
         self.tnctl("set", "enabled=yes", "engine-id=bench")
 
-    def add_user(self, name, password):
+    def add_user(self, name, password, protocols="md5-des"):
+        digest, cipher = protocols.split("-")
         self.tnctl("community", "add", f"name={name}", "addresses=127.0.0.0/8", "security=private",
-                   "authentication-protocol=md5", f"authentication-password={password}",
-                   f"encryption-password={password}")
+                   f"authentication-protocol={digest}", f"authentication-password={password}",
+                   f"encryption-protocol={cipher}", f"encryption-password={password}")
 
     def tnctl(self, *words):
         command = [f"{self.build}/tnctl", f"--root={self.folder}", "snmp", *words]

@@ -1,6 +1,8 @@
 #include "bench/session.h"
 
+#include <algorithm>
 #include <stdexcept>
+#include <string_view>
 
 #include "bench/snmp_request.h"
 
@@ -12,21 +14,34 @@ using Clock = std::chrono::steady_clock;
 
 constexpr uint32_t kBehind = 5;  // seconds: a time slightly behind the server's is accepted, one ahead of it isn't
 
+// In the order of wire::Manager's numbers.
+constexpr std::string_view kDigests[] = {"md5", "sha1", "sha224", "sha256", "sha384", "sha512"};
+constexpr std::string_view kCiphers[] = {"des", "aes128", "aes192", "aes256"};
+
+uint32_t indexOf(std::span<const std::string_view> names, const std::string& name) {
+    const auto found = std::ranges::find(names, name);
+    if (found == names.end()) throw std::runtime_error("no such SNMPv3 protocol: " + name);
+    return static_cast<uint32_t>(found - names.begin());
+}
+
 void append(wire::Bytes& out, std::span<const uint8_t> more) { out.insert(out.end(), more.begin(), more.end()); }
 
 }  // namespace
 
-wire::Manager benchUser() {
+wire::Manager benchUser(const std::string& protocols) {
     wire::Manager user;
-    user.user = "bench";
+    user.user = protocols;
+    const size_t dash = protocols.find('-');
+    user.auth = indexOf(kDigests, protocols.substr(0, dash));
+    user.priv = indexOf(kCiphers, dash == std::string::npos ? "" : protocols.substr(dash + 1));
     user.level = 2;
     user.authPassword = user.privPassword = "benchbench";
     return user;
 }
 
-Session::Session(uint16_t port, std::chrono::milliseconds timeout, bool v3) : socket_(port, timeout) {
-    if (!v3) return;
-    manager_ = benchUser();
+Session::Session(uint16_t port, std::chrono::milliseconds timeout, const std::string& v3) : socket_(port, timeout) {
+    if (v3.empty()) return;
+    manager_ = benchUser(v3);
     manager_->level = 0;  // until the engine is known
     discover();
 }
@@ -46,7 +61,7 @@ void Session::discover() {
         manager_->level = 2;
         if (reply.scoped.body.pdu != kReport) return;
     }
-    throw std::runtime_error("no reply to SNMPv3 user bench");
+    throw std::runtime_error("no reply to SNMPv3 user " + manager_->user);
 }
 
 uint32_t Session::serverTime() const {

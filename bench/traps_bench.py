@@ -10,7 +10,7 @@ QUICK = {"rounds": 1, "traps": 2000}
 TARGETS = "127.0.0.1,127.0.0.2,127.0.0.3"  # where udp-traps receives them
 VERSIONS = {  # the community, or user, that traps are sent as; arguments of udp-traps
     "2c": ("common", []),
-    "3": ("bench", ["--v3"]),
+    "3": ("md5-des", ["--v3=md5-des"]),
 }
 
 

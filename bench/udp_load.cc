@@ -25,7 +25,7 @@ struct Options {
     unsigned requests = 10'000;
     unsigned warmup = 500;
     bool echo = false;
-    bool v3 = false;
+    std::string v3;
     std::vector<int> pids;
     std::vector<std::string> names;
 };
@@ -139,7 +139,7 @@ int main(int argc, char** argv) {
     app.add_option("--warmup", options.warmup, "number of requests before the measurement")
         ->check(CLI::Range(1U, 1'000'000U));
     app.add_option("--pid", options.pids, "process whose CPU time is counted (repeatable)")->allow_extra_args(false);
-    app.add_flag("--v3", options.v3, bench::kV3Help);
+    app.add_flag(bench::kV3Flag, options.v3, bench::kV3Help);
     app.add_flag("--echo", options.echo, "expect the server to return the request");
     app.add_option("OID", options.names, "names in each request")->required();
     CLI11_PARSE(app, argc, argv);

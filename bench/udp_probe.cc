@@ -28,7 +28,7 @@ uint32_t nextId() {
     return id++;
 }
 
-bool answersWithValues(uint16_t port, bench::Datagram& request, bool v3) {
+bool answersWithValues(uint16_t port, bench::Datagram& request, const std::string& v3) {
     try {
         bench::Session session(port, kResendAfter, v3);
         session.send(request.withId(nextId()));
@@ -40,8 +40,8 @@ bool answersWithValues(uint16_t port, bench::Datagram& request, bool v3) {
 }
 
 /// The time of the first reply with a value.
-Clock::time_point waitForFirst(uint16_t port, bench::Datagram& request, bool v3) {
-    if (v3) (void)bench::benchUser().key(bench::benchUser().authPassword);  // takes milliseconds, and is cached
+Clock::time_point waitForFirst(uint16_t port, bench::Datagram& request, const std::string& v3) {
+    if (!v3.empty()) (void)bench::benchUser(v3).key(bench::benchUser(v3).authPassword);  // milliseconds, then cached
     const auto end = Clock::now() + kFirstTimeout;
     while (!answersWithValues(port, request, v3)) {
         if (Clock::now() > end) throw std::runtime_error("timeout: no reply with a value");
@@ -51,7 +51,7 @@ Clock::time_point waitForFirst(uint16_t port, bench::Datagram& request, bool v3)
 }
 
 /// The longest wait until SIGTERM.
-Clock::duration waitRepeatedly(uint16_t port, bench::Datagram& request, bool v3) {
+Clock::duration waitRepeatedly(uint16_t port, bench::Datagram& request, const std::string& v3) {
     bench::Session session(port, kTimeout, v3);
     Clock::duration longest{};
     while (isEnded == 0) {
@@ -69,7 +69,7 @@ Clock::duration waitRepeatedly(uint16_t port, bench::Datagram& request, bool v3)
     return longest;
 }
 
-void probe(uint16_t port, bench::Datagram request, bool v3, bool once) {
+void probe(uint16_t port, bench::Datagram request, const std::string& v3, bool once) {
     const auto first = waitForFirst(port, request, v3);
     const auto longest = once ? Clock::duration() : waitRepeatedly(port, request, v3);
     std::printf(R"({"first": %.6f, "longest_ms": %.3f})"
@@ -83,14 +83,14 @@ void probe(uint16_t port, bench::Datagram request, bool v3, bool once) {
 int main(int argc, char** argv) {
     uint16_t port = 0;
     bool once = false;
-    bool v3 = false;
+    std::string v3;
     bench::Request request;
     std::string name;
     CLI::App app{
         "Query a value from 127.0.0.1 until it is available, then repeatedly until SIGTERM. Prints one line of JSON: "
         "the time of the first reply (monotonic clock, seconds), and the longest wait for a later one"};
     app.add_option("--port", port, "UDP port of the server")->required();
-    app.add_flag("--v3", v3, bench::kV3Help);
+    app.add_flag(bench::kV3Flag, v3, bench::kV3Help);
     app.add_flag("--once", once, "exit after the first reply");
     app.add_option("OID", name, "name to query")->required();
     CLI11_PARSE(app, argc, argv);

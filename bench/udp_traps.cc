@@ -36,7 +36,7 @@ struct Options {
     std::string root;
     uint16_t port = 0;
     unsigned count = 10'000;
-    bool v3 = false;
+    std::string v3;
     std::vector<int> pids;
 };
 
@@ -44,7 +44,8 @@ struct Options {
 class Receiver {
   public:
     Receiver(const char* address, const Options& options)
-        : fd_(socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0)), isV3_(options.v3), user_(bench::benchUser()) {
+        : fd_(socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0)), isV3_(!options.v3.empty()) {
+        if (isV3_) user_ = bench::benchUser(options.v3);
         sockaddr_in to{};
         to.sin_family = AF_INET;
         to.sin_port = htons(options.port);
@@ -139,7 +140,7 @@ int main(int argc, char** argv) {
     app.add_option("--port", options.port, "the agent's trap port")->required();
     app.add_option("--count", options.count, "number of traps")->check(CLI::Range(1U, 1'000'000U));
     app.add_option("--pid", options.pids, "process whose CPU time is counted (repeatable)")->allow_extra_args(false);
-    app.add_flag("--v3", options.v3, bench::kV3Help);
+    app.add_flag(bench::kV3Flag, options.v3, bench::kV3Help);
     CLI11_PARSE(app, argc, argv);
     try {
         measure(options);

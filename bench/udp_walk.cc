@@ -23,7 +23,7 @@ struct Options {
     unsigned interval = 300;  // milliseconds
     unsigned timeout = 10;    // seconds; nothing is lost on the loopback, so a slower server has failed
     bool getNext = false;
-    bool v3 = false;
+    std::string v3;
     std::vector<int> pids;
     std::vector<std::string> prefixes;
 };
@@ -164,7 +164,7 @@ int main(int argc, char** argv) {
     app.add_option("--interval", options.interval, "milliseconds between two walks");
     app.add_option("--timeout", options.timeout, "seconds to wait for a reply");
     app.add_option("--pid", options.pids, "process whose CPU time is counted (repeatable)")->allow_extra_args(false);
-    app.add_flag("--v3", options.v3, bench::kV3Help);
+    app.add_flag(bench::kV3Flag, options.v3, bench::kV3Help);
     app.add_option("PREFIX", options.prefixes, "subtrees to walk, in this order")->required();
     CLI11_PARSE(app, argc, argv);
     try {

@@ -1,9 +1,11 @@
-"""Cost of SNMPv3, authenticated and encrypted, relative to snmpd, and the delays that many users' keys cause."""
+"""Cost of SNMPv3, authenticated and encrypted, relative to snmpd, and of its protocols relative to v2c; and the delays
+that many users' keys cause."""
 import statistics
 import time
 
-from arms import SYS_OBJECT_ID, running, shuffled
+from arms import PAIRS, SYS_OBJECT_ID, running, shuffled
 from namespace import namespace_with_links
+from report import number as digits
 from report import progress
 from walk_bench import TABLES
 
@@ -15,6 +17,8 @@ SYS_UPTIME = "1.3.6.1.2.1.1.3.0"
 LINKS = 200
 WALK = f"v3 authPriv (MD5, DES), ifTable + ifXTable, {LINKS} links, GetBulk 25"
 GET = "Get of one fetched value, v3 authPriv"
+PAIR_GET = "Get of one fetched value, v3 authPriv, cost relative to v2c"
+PAIR_WALK = "GetBulk 25 of ifTable + ifXTable, v3 authPriv, cost relative to v2c"
 PROBED = 3  # seconds after the first answer
 
 
@@ -38,11 +42,30 @@ def run(options, report):
     report.add(GET, cost, "us", base="snmpd")
     report.request(GET, cost)
     report.add(WALK, medians(walks), "us", base="snmpd", wanted="node 0.3, bus 0.5")
+    measure_pairs(options, report)
     measure_keys(options, report)
 
 
 def medians(figures):
     return {name: statistics.median(rounds) for name, rounds in figures.items()}
+
+
+def measure_pairs(options, report):
+    gets, walks = {}, {}  # {(server, pair): [microseconds]}
+    with namespace_with_links(LINKS) as namespace, running(options.arms, options.build, namespace) as arms:
+        for number in range(1, options.rounds + 1):
+            progress(f"usm: protocols, round {number} of {options.rounds}")
+            for arm in shuffled(arms, number):
+                for pair in shuffled(["", *PAIRS], number):
+                    words = [f"--v3={pair}"] if pair else []
+                    get = arm.load([SYS_UPTIME], options.requests, *words)
+                    gets.setdefault((arm.name, pair), []).append(get)
+                    walked = arm.walk("--max-repetitions=25", *words, *TABLES)
+                    walks.setdefault((arm.name, pair), []).append(walked["cpu_seconds"])
+    for title, figures in (PAIR_GET, medians(gets)), (PAIR_WALK, medians(walks)):
+        for pair in PAIRS:
+            ratios = {name: figures[name, pair] / figures[name, ""] for name in options.arms}
+            report.add(f"{title}: {pair}", {name: digits(ratio) for name, ratio in ratios.items()}, "")
 
 
 def measure_keys(options, report):
