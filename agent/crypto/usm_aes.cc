@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <memory>
 
 #include "agent/crypto/usm_crypto.h"
 
@@ -13,20 +12,20 @@ namespace {
 constexpr size_t kBlock = 16;
 constexpr size_t kSaltSize = 8;
 
-struct Free {
-    void operator()(EVP_CIPHER_CTX* context) const { EVP_CIPHER_CTX_free(context); }
-};
-
-/// Null for anything but AES. Fetched once: a look-up by name costs more than encrypting a message.
-const EVP_CIPHER* cipherOf(uint32_t cipher) {
-    static const auto ciphers = [] {
-        std::array<const EVP_CIPHER*, std::size(kPrivacyProtocols)> fetched{};
-        std::ranges::transform(kPrivacyProtocols, fetched.begin(), [](const PrivacyProtocol& protocol) {
-            return protocol.cipher != nullptr ? EVP_CIPHER_fetch(nullptr, protocol.cipher, nullptr) : nullptr;
+/// One context for each cipher, which every message gives its key; null for anything but AES. A new context for each
+/// message would take half as long again. Only the loop's thread uses them.
+EVP_CIPHER_CTX* contextOf(uint32_t cipher) {
+    static const auto contexts = [] {
+        std::array<EVP_CIPHER_CTX*, std::size(kPrivacyProtocols)> made{};
+        std::ranges::transform(kPrivacyProtocols, made.begin(), [](const PrivacyProtocol& protocol) -> EVP_CIPHER_CTX* {
+            if (protocol.cipher == nullptr) return nullptr;
+            EVP_CIPHER_CTX* const context = EVP_CIPHER_CTX_new();
+            const EVP_CIPHER* const aes = EVP_CIPHER_fetch(nullptr, protocol.cipher, nullptr);
+            return EVP_CipherInit_ex2(context, aes, nullptr, nullptr, 1, nullptr) == 1 ? context : nullptr;
         });
-        return fetched;
+        return made;
     }();
-    return cipher < ciphers.size() ? ciphers[cipher] : nullptr;
+    return cipher < contexts.size() ? contexts[cipher] : nullptr;
 }
 
 /// The IV (RFC 3826, 3.1.2.1): boots, time, salt.
@@ -45,15 +44,14 @@ std::array<uint8_t, kBlock> vectorOf(const CryptParameters& parameters) {
 
 bool cryptMessageAES(uint32_t cipher, const CryptParameters& parameters, std::span<const uint8_t> key,
                      std::span<uint8_t> text, bool encrypt) {
-    const EVP_CIPHER* const aes = cipherOf(cipher);
-    if (aes == nullptr || parameters.salt.size() != kSaltSize || key.size() < privacyProtocol(cipher)->keySize) {
+    EVP_CIPHER_CTX* const context = contextOf(cipher);
+    if (context == nullptr || parameters.salt.size() != kSaltSize || key.size() < privacyProtocol(cipher)->keySize) {
         return false;
     }
-    const std::unique_ptr<EVP_CIPHER_CTX, Free> context(EVP_CIPHER_CTX_new());
     const auto vector = vectorOf(parameters);
     int size = 0;
-    return EVP_CipherInit_ex2(context.get(), aes, key.data(), vector.data(), encrypt ? 1 : 0, nullptr) == 1 &&
-           EVP_CipherUpdate(context.get(), text.data(), &size, text.data(), static_cast<int>(text.size())) == 1;
+    return EVP_CipherInit_ex2(context, nullptr, key.data(), vector.data(), encrypt ? 1 : 0, nullptr) == 1 &&
+           EVP_CipherUpdate(context, text.data(), &size, text.data(), static_cast<int>(text.size())) == 1;
 }
 
 }  // namespace snmp
