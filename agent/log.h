@@ -12,5 +12,6 @@ extern tn::lstream dlog;
 
 using tn::serr;
 using tn::sout;
+using tn::swarn;
 
 }  // namespace snmp

@@ -139,7 +139,7 @@ void Bus::route(const ConnectionPtr& connection, message& packet) {
     idleExit_.touch();
     if (packet.has(field::ReplyTo)) {
         if (!connection->dialled()) {  // requests are sent only on dialled ones
-            serr << "bus: unsolicited reply from process " << connection->peer().pid << ", connection closed";
+            swarn << "bus: unsolicited reply from process " << connection->peer().pid << ", connection closed";
             return connections_.lose(connection);
         }
         exchange_.settle(connection, packet);
@@ -172,7 +172,7 @@ uint32_t Bus::rightsOf(const Connection& connection, const message& request) con
 
 void Bus::handleRequest(const ConnectionPtr& connection, message& request) {
     if (!hasTrueSource(*connection, request)) {
-        serr << "bus: " << *connection->dialled() << ": message with a wrong source path, connection closed";
+        swarn << "bus: " << *connection->dialled() << ": message with a wrong source path, connection closed";
         return connections_.lose(connection);
     }
     request.insert_u32(field::CallerPid, static_cast<uint32_t>(connection->peer().pid));

@@ -40,7 +40,7 @@ bool BusListeners::open(std::span<const uint32_t> numbers) {
         std::string why;
         BusListener listener = openBusListener(number, why);
         if (!listener.socket) {
-            serr << why;
+            swarn << why;
             open_ = false;
             return false;
         }
@@ -55,7 +55,7 @@ void BusListeners::takeOver() {
         const auto [end, bad] = std::from_chars(name.data(), name.data() + name.size(), number);
         if (bad != std::errc() || end != name.data() + name.size() || listeners_.contains(number)) continue;
         if (sd_is_socket_unix(fd, SOCK_SEQPACKET, /*listening=*/1, nullptr, 0) <= 0) {
-            serr << "bus: " << number << ": the inherited descriptor isn't a listening bus socket";
+            swarn << "bus: " << number << ": the inherited descriptor isn't a listening bus socket";
             continue;
         }
         fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
@@ -78,7 +78,7 @@ void BusListeners::accept(const BusListener& listener) {
     if (connection) {
         accepted_(std::move(connection), listener.group);
     } else if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
-        serr << "bus: can't accept connections: " << strerror(errno);
+        swarn << "bus: can't accept connections: " << strerror(errno);
         pause(listener);
     }
 }

@@ -61,7 +61,7 @@ message Connections::dialError(uint32_t number) {
     if (errno == EAGAIN) return errorMsg(error::TimedOut, about + "no answer");
     const bool isAbsent = errno == ENOENT || errno == ECONNREFUSED || errno == ECONNRESET || errno == EPIPE;
     const std::string text = about + (isAbsent ? "no owner" : strerror(errno));
-    if (listeners_.isOpen() && absent_.insert(number).second) serr << text;
+    if (listeners_.isOpen() && absent_.insert(number).second) swarn << text;
     return errorMsg(error::Unreachable, text);
 }
 
@@ -83,7 +83,7 @@ bool Connections::isFull(const BusPeer& peer) const {
 
 void Connections::refuse(const BusPeer& peer) {
     if (std::exchange(isCrowdReported_, true)) return;
-    serr << "bus: too many connections, refused process " << peer.pid;
+    swarn << "bus: too many connections, refused process " << peer.pid;
 }
 
 void Connections::watch(const ConnectionPtr& connection) {
@@ -115,7 +115,7 @@ bool Connections::receive(const ConnectionPtr& connection, message& packet) {
         case Received::Unread:  // reported once; packets may follow, then the end
             return false;
         case Received::Bad:
-            serr << "bus: bad packet from process " << connection->peer().pid << ", connection closed";
+            swarn << "bus: bad packet from process " << connection->peer().pid << ", connection closed";
             break;
         case Received::Ended:
             break;
@@ -169,12 +169,12 @@ bool Connections::sendNotification(const ConnectionPtr& connection, NoteKey key,
     if (connection->isClosed() || connection->doomed) return false;
     flat_message packet = notification.flatten();
     const Sent sent = connection->sendInTurn(packet);
-    if (sent == Sent::TooLarge) serr << "bus: a notification is too large: " << packet.size() << " octets";
+    if (sent == Sent::TooLarge) swarn << "bus: a notification is too large: " << packet.size() << " octets";
     if (sent == Sent::Gone) loseSoon(connection);
     if (sent != Sent::Blocked) return false;
     bool merged = false;
     if (!connection->queue(std::move(key), std::move(packet), merged)) {
-        serr << "bus: process " << connection->peer().pid << " doesn't read its notifications, connection closed";
+        swarn << "bus: process " << connection->peer().pid << " doesn't read its notifications, connection closed";
         loseSoon(connection);
         return false;
     }

@@ -18,7 +18,7 @@ bool startDaemon(std::span<const uint32_t> numbers) {
 #endif
     std::string why;
     if (isRootSafe(why) && claimBusNumbers(numbers, why)) return true;
-    serr << why;
+    swarn << why;
     return false;
 }
 

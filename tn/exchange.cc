@@ -140,7 +140,7 @@ bool Exchange::awaitReply(const ConnectionPtr& connection, Burst& burst) {
             burst.takeBackSent();
             return false;
         case Received::Bad:
-            serr << about(burst.number(), "sends bad packets, connection closed");
+            swarn << about(burst.number(), "sends bad packets, connection closed");
             break;
         case Received::Ended:
             break;
@@ -200,7 +200,7 @@ void Exchange::settle(const ConnectionPtr& from, message& reply) {
 bool Exchange::setAside(const ConnectionPtr& connection, message packet) {
     if (packet.has(field::ReplyTo)) settle(connection, packet);
     if (backlog_.add(connection, std::move(packet), connection->lastPacket())) return true;
-    serr << about(*connection->dialled(), "sends more than can be queued, connection closed");
+    swarn << about(*connection->dialled(), "sends more than can be queued, connection closed");
     return false;
 }
 

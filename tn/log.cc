@@ -1,7 +1,5 @@
 #include "tn/log.h"
 
-#include <syslog.h>
-
 #include <atomic>
 
 #include "tn/log_limiter.h"
@@ -11,6 +9,7 @@ namespace tn {
 
 constinit lstream sout(lstream::Sink::Stdout);
 constinit lstream serr(lstream::Sink::Stderr);
+constinit lstream swarn(lstream::Sink::Stderr, lstream::About::Ourselves, LOG_WARNING);
 constinit lstream strangersOut(lstream::Sink::Stdout, lstream::About::Strangers);
 constinit lstream strangersErr(lstream::Sink::Stderr, lstream::About::Strangers);
 
@@ -28,11 +27,11 @@ void setLogTarget(LogTarget target, const std::string& systemLogPath) {
 void lstream::emit(std::string_view text) const {
     const LogTarget to = currentTarget;
     if (to == LogTarget::None) return;
-    if (sink_ == Sink::Stdout) return standardOutput().writeLine(escaped(text));
-    if (sink_ == Sink::Stderr) return standardError().writeLine(escaped(text));
+    if (sink_ == Sink::Stdout) return standardOutput().writeLine(escaped(text), severity_);
+    if (sink_ == Sink::Stderr) return standardError().writeLine(escaped(text), severity_);
     const std::string line = "[" + std::to_string(topic_) + "] " + escaped(text);
-    if (to == LogTarget::Stderr) return standardError().writeLine(line);
-    systemLog().writeLine(line, level_ >= kDebugLevel ? LOG_DEBUG : LOG_INFO);
+    if (to == LogTarget::Stderr) return standardError().writeLine(line, severity_);
+    systemLog().writeLine(line, severity_);
 }
 
 void lstream::write(std::string_view cause, std::string_view text) const {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <syslog.h>
+
 #include <cstdint>
 #include <memory>
 #include <sstream>
@@ -16,6 +18,9 @@ namespace tn {
 /// Writing doesn't block: when a pipe, a terminal or the system log is full, lines are lost, and a line with their
 /// number follows once there is room. One exception remains: a pipe or terminal of another user, which this process
 /// can't reopen, blocks if it fills up during the write.
+///
+/// Each line has a severity of syslog(3). It reaches the system log, and the journal if that reads standard output or
+/// standard error ($JOURNAL_STREAM). Elsewhere these show only the text.
 enum class LogTarget { Stderr, Syslog, None };
 /// Sets the target of all streams; Syslog until then. May be called at any time, by any thread.
 /// @param systemLogPath  the datagram socket that the system log's daemon reads
@@ -44,8 +49,9 @@ class lstream {
     /// @param topic  number at the beginning of each line
     /// @param level  0 for what operators should see, 5 for debugging; streams of level 5 start muted
     explicit constexpr lstream(unsigned topic, unsigned level = 0)
-        : topic_(topic), level_(level), muted_(level >= kDebugLevel) {}
-    explicit constexpr lstream(Sink sink, About about = About::Ourselves) : sink_(sink), about_(about) {}
+        : severity_(level >= kDebugLevel ? LOG_DEBUG : LOG_INFO), topic_(topic), muted_(level >= kDebugLevel) {}
+    explicit constexpr lstream(Sink sink, About about = About::Ourselves, int severity = LOG_INFO)
+        : sink_(sink), about_(about), severity_(severity) {}
 
     /// Whether its lines are caused by strangers.
     [[nodiscard]] bool isAboutStrangers() const { return about_ == About::Strangers; }
@@ -94,15 +100,17 @@ class lstream {
 
     Sink sink_ = Sink::Log;
     About about_ = About::Ourselves;
+    int severity_ = LOG_INFO;
     unsigned topic_ = 0;
-    unsigned level_ = 0;
     bool muted_ = false;
 };
 
 /// Lines of the process itself on standard output and standard error, without a topic.
 extern lstream sout;
 extern lstream serr;
-/// The same, for lines caused by strangers.
+/// Standard error, for faults that an operator should look at: warnings in the journal.
+extern lstream swarn;
+/// Standard output and standard error, for lines caused by strangers.
 extern lstream strangersOut;
 extern lstream strangersErr;
 

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <ctime>
 #include <string_view>
 
@@ -39,6 +40,14 @@ ssize_t writeWithoutWaiting(int fd, std::string_view octets) {
     return write(fd, octets.data(), std::min<size_t>(octets.size(), PIPE_BUF));
 }
 
+/// Whether the journal reads this descriptor (systemd.exec(5), JOURNAL_STREAM).
+bool isJournal(int fd) {
+    const char* const journal = std::getenv("JOURNAL_STREAM");
+    struct stat status = {};
+    return journal != nullptr && fstat(fd, &status) == 0 &&
+           std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) == journal;
+}
+
 /// Standard output or standard error.
 class StandardOutput final : public LogOutput {
   public:
@@ -46,10 +55,11 @@ class StandardOutput final : public LogOutput {
 
   private:
     /// Writes the whole line with one system call if there is room, so that lines of several processes don't mix.
-    bool put(const std::string& text, int /*severity*/) override {
+    bool put(const std::string& text, int severity) override {
         if (!writeRest()) return false;
-        rest_ = text + "\n";
-        const bool begun = writeRest() || rest_.size() <= text.size();
+        rest_ = (isJournal(fd_) ? "<" + std::to_string(severity) + ">" : "") + text + "\n";  // sd-daemon(3)
+        const size_t whole = rest_.size();
+        const bool begun = writeRest() || rest_.size() < whole;
         if (!begun) rest_.clear();
         return begun;
     }

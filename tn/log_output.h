@@ -16,7 +16,7 @@ class LogOutput {
     LogOutput& operator=(const LogOutput&) = delete;
 
     /// @param text      one line, already escaped, without a line feed
-    /// @param severity  of syslog(3); only the system log uses it
+    /// @param severity  of syslog(3); for the system log and the journal
     void writeLine(const std::string& text, int severity = LOG_INFO);
 
   protected:

@@ -94,7 +94,7 @@ void Store::Impl::giveUp(const std::string& reason) {
     usable = false;
     if (db) mayMergeOnClose(db.get(), false);
     lastError = "store: " + file + ": " + reason;
-    serr << "store: " << file << ": " << reason << "; file left unchanged";
+    swarn << "store: " << file << ": " << reason << "; file left unchanged";
 }
 
 /// Saves SQLite's reason as lastError. @return false

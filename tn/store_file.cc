@@ -129,7 +129,7 @@ void makePrivate(const std::string& file) {
     for (const char* side : {"", "-wal", "-shm"}) {
         const std::string part = file + side;
         if (fchmodat(AT_FDCWD, part.c_str(), 0600, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT)
-            serr << "store: " << part << ": can't set file mode: " << errnoText();
+            swarn << "store: " << part << ": can't set file mode: " << errnoText();
     }
 }
 

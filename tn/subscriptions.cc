@@ -114,7 +114,7 @@ bool Subscriptions::applyReply(uint32_t requestId, const message& reply) {
         lookLater(number);
     } else {
         found->state = State::Refused;  // until the owner is started again
-        serr << "bus: " << number << ": subscription refused: " << getError(reply);
+        swarn << "bus: " << number << ": subscription refused: " << getError(reply);
     }
     return true;
 }

@@ -83,7 +83,7 @@ ThinRunner::Impl::Impl(ThinRunner* runner) : self(runner) {
     wakeUp = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     int result = sd_event_new(&event);
     if (result >= 0) result = sd_event_add_io(event, &wakeSource, wakeUp, EPOLLIN, wokenUp, this);
-    if (result < 0) serr << "loop: not created: " << strerror(-result);
+    if (result < 0) swarn << "loop: not created: " << strerror(-result);
 }
 
 ThinRunner::Impl::~Impl() {
@@ -130,7 +130,7 @@ bool ThinRunner::Impl::round(std::chrono::milliseconds timeout) {
     inRound = false;
     retired.clear();
     if (result < 0 && result != -EINTR) {
-        serr << "loop: failed: " << strerror(-result);
+        swarn << "loop: failed: " << strerror(-result);
         stopping = true;
     }
     return ran || result > 0;
@@ -166,7 +166,7 @@ bool ThinRunner::addSocket(int fd, SocketCallback callback, unsigned events) {
     entry->onSocket = std::move(callback);
     const int result = sd_event_add_io(impl_->event, &entry->source, fd, events, Impl::socketReady, entry.get());
     if (result < 0) {
-        serr << "loop: socket " << fd << ": " << strerror(-result);
+        swarn << "loop: socket " << fd << ": " << strerror(-result);
         return false;
     }
     impl_->sockets.emplace(fd, std::move(entry));
@@ -187,7 +187,7 @@ ThinRunner::TimerId ThinRunner::addTimer(TimerCallback callback, std::chrono::mi
     entry->onTimer = std::move(callback);
     const int result = sd_event_add_time_relative(impl_->event, &entry->source, CLOCK_MONOTONIC, microsecondsOf(delay),
                                                   kTimerAccuracy.count(), Impl::timerFired, entry.get());
-    if (result < 0) serr << "loop: timer: " << strerror(-result);
+    if (result < 0) swarn << "loop: timer: " << strerror(-result);
     const TimerId id = entry->id;
     impl_->timers.emplace(id, std::move(entry));
     return id;

@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <pty.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <termios.h>
 #include <unistd.h>
@@ -76,6 +77,27 @@ TEST_F(LogTest, MutedStreamFormatsNothingAndWithoutATargetNothingIsWritten) {
     EXPECT_EQ(written([&] { debug << Counted{&formatted}; }), "[20] counted\n");
     setLogTarget(LogTarget::None);
     EXPECT_EQ(written([&] { log << "none one", serr << "none two"; }), "");
+}
+
+TEST_F(LogTest, TheJournalGetsTheSeverityOfEachLine) {
+    const auto write = [this] {
+        lstream debug{20, 5};
+        debug.mute(false);
+        serr << "step";
+        swarn << "fault";
+        log << "log";
+        debug << "detail";
+    };
+    const std::string text = written([&] {
+        struct stat output = {};
+        ASSERT_EQ(fstat(STDERR_FILENO, &output), 0);
+        setenv("JOURNAL_STREAM", (std::to_string(output.st_dev) + ":" + std::to_string(output.st_ino)).c_str(), 1);
+        write();
+        setenv("JOURNAL_STREAM", "1:1", 1);  // the journal reads another output
+        write();
+    });
+    unsetenv("JOURNAL_STREAM");
+    EXPECT_EQ(text, "<6>step\n<4>fault\n<6>[20] log\n<7>[20] detail\nstep\nfault\n[20] log\n[20] detail\n");
 }
 
 TEST_F(LogTest, UnprintableTextCannotForgeALine) {
