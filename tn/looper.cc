@@ -89,14 +89,20 @@ message Looper::sendMessage(message m) {
 message Looper::exchangeMessage(const message& m, std::chrono::milliseconds timeout) {
     const std::vector<uint32_t>& path = m.get_u32_array(field::Destination);
     if (path.empty()) return errorMsg(error::NoSuchHandler, "no destination");
-    if (isServedHere(path.front())) return bus_->dispatchLocal(m);
-    return std::move(bus_->exchange({m}, timeout).front());
+    message reply =
+        isServedHere(path.front()) ? bus_->dispatchLocal(m) : std::move(bus_->exchange({m}, timeout).front());
+    exchanged(path, reply);
+    return reply;
 }
 
 std::vector<message> Looper::exchangeMessages(std::vector<message> requests, std::chrono::milliseconds timeout) {
     if (requests.empty()) return requests;
-    const std::vector<uint32_t>& path = requests.front().get_u32_array(field::Destination);
-    if (!path.empty() && !isServedHere(path.front())) return bus_->exchange(std::move(requests), timeout);
+    const std::vector<uint32_t> path = requests.front().get_u32_array(field::Destination);
+    if (!path.empty() && !isServedHere(path.front())) {
+        std::vector<message> replies = bus_->exchange(std::move(requests), timeout);
+        for (const message& reply : replies) exchanged(path, reply);
+        return replies;
+    }
     for (message& m : requests) m = exchangeMessage(m, timeout);
     return requests;
 }

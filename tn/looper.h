@@ -59,6 +59,8 @@ class Looper : public Handler, public ThinRunner {
 
     /// Called by run() after the process listens and loadPermData() has run.
     virtual void onInit() {}
+    /// Called with each reply that an exchange returns. @param path  destination of the request, not empty
+    virtual void exchanged(const std::vector<uint32_t>& /*path*/, const message& /*reply*/) {}
     /// Called before the process waits: for another process, for a reading, or for the disk.
     virtual void beforeWait() {}
     /// Whether a message may be dispatched. Otherwise its reply is error::NotPermitted.

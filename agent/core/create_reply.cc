@@ -6,6 +6,7 @@
 #include "agent/core/snmp_looper.h"
 #include "agent/core/v3_reply.h"
 #include "agent/log.h"
+#include "agent/status/statistics.h"
 
 namespace snmp {
 
@@ -18,14 +19,18 @@ struct Operation {
     ErrorStatus (*answer)(Context&);  ///< answers the current varbind
     bool Item::*access;               ///< the access right that the community or user needs
     ErrorStatus denied;               ///< the error without that right (compat: 17)
+    Counter counter;                  ///< counts these requests,
+    Counter refusal;                  ///< and those denied
 };
 
 constexpr Operation kOperations[] = {
-    {pdu::GetRequest, snmpGet, &Item::readAccess, ErrorStatus::NoSuchName},
-    {pdu::GetNextRequest, snmpGetNextGetBulk, &Item::readAccess, ErrorStatus::NoSuchName},
+    {pdu::GetRequest, snmpGet, &Item::readAccess, ErrorStatus::NoSuchName, Counter::Get, Counter::NoReadAccess},
+    {pdu::GetNextRequest, snmpGetNextGetBulk, &Item::readAccess, ErrorStatus::NoSuchName, Counter::GetNext,
+     Counter::NoReadAccess},
     // compat: 10
-    {pdu::GetBulkRequest, snmpGetNextGetBulk, &Item::readAccess, ErrorStatus::NoSuchName},
-    {pdu::SetRequest, snmpSet, &Item::writeAccess, ErrorStatus::ReadOnly},
+    {pdu::GetBulkRequest, snmpGetNextGetBulk, &Item::readAccess, ErrorStatus::NoSuchName, Counter::GetBulk,
+     Counter::NoReadAccess},
+    {pdu::SetRequest, snmpSet, &Item::writeAccess, ErrorStatus::ReadOnly, Counter::Set, Counter::NoWriteAccess},
 };
 
 /// State of the request that only this file needs.
@@ -36,30 +41,47 @@ struct Request {
     size_t replyBindings = 0;  ///< position of the first varbind in the reply
 };
 
-bool drop(const tn::lstream& log, std::string_view why) {
+const Operation* operationOf(uint8_t pduType) {
+    const auto* operation = std::ranges::find(std::begin(kOperations), std::end(kOperations), pduType, &Operation::pdu);
+    return operation != std::end(kOperations) ? operation : nullptr;
+}
+
+bool drop(Context& c, Counter cause, const tn::lstream& log, std::string_view why) {
+    c.refuse(cause);
     log << why;
     return false;
+}
+
+Counter versionCounter(uint32_t version) {
+    constexpr Counter kOfVersion[] = {Counter::V1, Counter::V2c, Counter::V2c, Counter::V3};
+    return version <= kVersion3 ? kOfVersion[version] : Counter::None;
 }
 
 bool copyVersion(Context& c, const IPAddr6& source) {
     const int version = c.in.getVersion();
     if (!slog.isMuted()) slog << "packet from: " << source.str() << " version: " << version;
-    if (version == -1) return drop(dlog, "bad version");
+    if (version == -1) return drop(c, Counter::Malformed, dlog, "bad version");
     c.version = static_cast<uint32_t>(version);
+    statistics.counters.add(versionCounter(c.version));
     c.out.startSeq(tag::Sequence);
     c.out.add(c.version, tag::Integer);
     return true;
 }
 
 bool admitCommunity(Context& c, const IPAddr6& source, Request& request) {
-    if (!c.in.getString(&c.community)) return false;
+    if (!c.in.getString(&c.community)) {
+        c.refuse(Counter::Malformed);
+        return false;
+    }
     if (!slog.isMuted()) slog << "community: " << c.community;
     request.entry = loop->communities().find(c.community);
     // An entry with a security level is a v3 user, whose name must not give access as a community. Every other entry is
     // a community, too (compat: 58).
-    if (request.entry == nullptr || request.entry->security != 0 || !request.entry->accepts(source)) {
-        return drop(slog, " authentification failed");  // compat: 99
-    }
+    const Counter cause = request.entry == nullptr          ? Counter::NoCommunity
+                          : request.entry->security != 0    ? Counter::NeedsV3
+                          : !request.entry->accepts(source) ? Counter::WrongSource
+                                                            : Counter::None;
+    if (cause != Counter::None) return drop(c, cause, slog, " authentification failed");  // compat: 99
     c.out.add(c.community, tag::OctetString);
     return true;
 }
@@ -79,7 +101,11 @@ bool readPduHeader(Context& c, Request& request) {
 bool copyPduHeader(Context& c, Request& request) {
     // A Report about a message that wasn't decrypted has the request id 0 (RFC 3412, 7.1).
     const bool isSealed = c.version == kVersion3 && c.in.isSealed();
-    if (!isSealed && !readPduHeader(c, request)) return drop(dlog, "bad packet");
+    if (!isSealed && !readPduHeader(c, request)) {
+        if (!isReportable(c.pduType)) c.refusal = Counter::NoRequest;  // whatever its header is like
+        return drop(c, Counter::Malformed, dlog, "bad packet");
+    }
+    if (const Operation* operation = operationOf(c.pduType)) statistics.counters.add(operation->counter);
     c.out.startSeq(c.v3Error != V3Error::None ? pdu::Report : pdu::Response);
     c.out.add(request.id, tag::Integer);
     c.out.addErrorStatus(0);
@@ -102,6 +128,7 @@ ErrorStatus setBulkCounters(Context& c, Request& request) {
         return ErrorStatus::BadValue;
     }
     if (request.repetitions > kMaxRepetitions) {
+        c.refuse(Counter::Repetitions);
         dlog << "error: max repetitions exceeded";
         return ErrorStatus::TooBig;
     }
@@ -113,7 +140,10 @@ ErrorStatus answerBinding(Context& c, const Operation& operation, Request& reque
         c.maxRepetitions = request.repetitions;
         request.repetitions = 0;
     }
-    if (!(request.entry->*operation.access)) return operation.denied;
+    if (!(request.entry->*operation.access)) {
+        c.refuse(operation.refusal);
+        return operation.denied;
+    }
     const ErrorStatus status = operation.answer(c);
     if (status == ErrorStatus::NoError && c.isBulk() && c.pendingEndOfView != 0 && !c.out.hasOverflowed()) {
         serr << "incomplete request " << c.pendingEndOfView;
@@ -122,19 +152,18 @@ ErrorStatus answerBinding(Context& c, const Operation& operation, Request& reque
     return status;
 }
 
-const Operation* operationOf(uint8_t pduType) {
-    const auto* operation = std::ranges::find(std::begin(kOperations), std::end(kOperations), pduType, &Operation::pdu);
-    return operation != std::end(kOperations) ? operation : nullptr;
-}
-
 ErrorStatus answerBindings(Context& c, Request& request) {
     const Operation* operation = operationOf(c.pduType);
     if (operation == nullptr) {
+        c.refuse(Counter::NoRequest);
         dlog << "unknown request command: " << unsigned{c.pduType};
         return ErrorStatus::Critical;
     }
     while (!c.in.isSeqEnd()) {
-        if (!c.processSeqStart()) return ErrorStatus::Critical;
+        if (!c.processSeqStart()) {
+            c.refuse(Counter::Malformed);
+            return ErrorStatus::Critical;
+        }
         // With max-repetitions 0, the repeating varbinds are left out.
         if (c.isBulk() && c.nonRepeaters == 0 && request.repetitions == 0 && c.maxRepetitions == 0) break;
         const ErrorStatus status = answerBinding(c, *operation, request);
@@ -185,21 +214,49 @@ bool closeMessage(Context& c, const Request& request) {
     return true;
 }
 
-}  // namespace
-
-bool createReply(Context& c, const IPAddr6& source) {
+/// @return what became of the request
+Counter makeReply(Context& c, const IPAddr6& source) {
     Request request;
-    if (!copyVersion(c, source)) return false;
-    if (c.version > kVersion3) return drop(dlog, "peer version not supported");  // compat: 1
+    if (!copyVersion(c, source)) return Counter::Dropped;
+    if (c.version > kVersion3) {  // compat: 1
+        drop(c, Counter::UnknownVersion, dlog, "peer version not supported");
+        return Counter::Dropped;
+    }
     const bool admitted =
         c.version == kVersion3 ? admitUser(c, source, request.entry) : admitCommunity(c, source, request);
-    if (!admitted || !copyPduHeader(c, request)) return false;
+    if (!admitted || !copyPduHeader(c, request)) return Counter::Dropped;
 
     ErrorStatus status = setBulkCounters(c, request);
     if (status == ErrorStatus::NoError) status = c.v3Error != V3Error::None ? snmpV3(c) : answerBindings(c, request);
-    if (status == ErrorStatus::Critical) return drop(dlog, "critical error");
+    if (status == ErrorStatus::Critical) {
+        dlog << "critical error";
+        return Counter::Dropped;
+    }
     if (status != ErrorStatus::NoError) rewriteAsError(c, status, request);
-    return closeMessage(c, request);
+    if (!closeMessage(c, request)) {
+        c.refuse(Counter::NotSendable);
+        return Counter::Dropped;
+    }
+    if (c.v3Error != V3Error::None) return Counter::Reports;
+    return status == ErrorStatus::NoError ? Counter::Answered : Counter::Errors;
+}
+
+/// The user's name, for the log. Empty for an entry that is also a community, because communities are secrets.
+std::string_view loggedUser(const Context& c) {
+    if (c.version != kVersion3) return {};
+    const Item* entry = loop->communities().find(c.community);
+    const bool isCommunity = entry != nullptr && entry->security == security_level::None;
+    return isCommunity ? std::string_view() : std::string_view(c.community);
+}
+
+}  // namespace
+
+bool createReply(Context& c, const IPAddr6& source) {
+    const Counter result = makeReply(c, source);
+    statistics.counters.add(result);
+    statistics.counters.add(Counter::Varbinds, c.bindingIndex);
+    statistics.countDatagram(source, c.refusal, c.refusal != Counter::None ? loggedUser(c) : std::string_view());
+    return result != Counter::Dropped;
 }
 
 }  // namespace snmp

@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "agent/log.h"
+#include "agent/status/statistics.h"
 #include "tn/paths.h"
 
 namespace snmp {
@@ -26,11 +27,13 @@ constexpr std::chrono::seconds kTrialTime{10};
 constexpr std::string_view kSuffix = ".so";
 
 /// Whether only root and the agent's own user can write `path` and the `foldersAbove` folders above its real location.
-/// Logs the reason if not.
+/// Logs and records the reason if not.
 bool isOurs(const std::string& path, size_t foldersAbove) {
     const tn::Exposure exposed = tn::exposedPart(path, foldersAbove);
-    if (exposed) serr << "plugin refused: " << exposed.part << ": " << exposed.reason;
-    return !exposed;
+    if (!exposed) return true;
+    swarn << "plugin refused: " << exposed.part << ": " << exposed.reason;
+    statistics.setPlugin(path, "refused: " + exposed.part + ": " + exposed.reason);
+    return false;
 }
 
 /// Whether a process survives loading the object. A child process tries, because a crash in a static constructor can't
@@ -56,42 +59,51 @@ bool canBeLoaded(const std::string& path) {
     return WIFEXITED(status) && WEXITSTATUS(status) == kSurvived;
 }
 
-/// Whether the object was built for this version, or has no tarnixPluginVersion. Logs both versions if not.
+/// Whether the object was built for this version, or has no tarnixPluginVersion. Logs and records both versions
+/// if not.
 bool isForThisVersion(void* object, const std::string& path) {
     const auto built = reinterpret_cast<const char* (*)()>(dlsym(object, "tarnixPluginVersion"));
     if (built == nullptr || std::string_view(built()) == TARNIX_VERSION) return true;
-    serr << "plugin built for another version: " << path << ": " << built() << ", this is " << TARNIX_VERSION;
+    swarn << "plugin built for another version: " << path << ": " << built() << ", this is " << TARNIX_VERSION;
+    statistics.setPlugin(path, std::string("built for version ") + built());
     return false;
 }
 
 void start(void* object, const std::string& path) {
     const auto autorun = reinterpret_cast<void (*)()>(dlsym(object, "autorun"));
     if (autorun == nullptr) {
-        serr << "plugin " << path << " has no symbol autorun";
+        swarn << "plugin " << path << " has no symbol autorun";
+        statistics.setPlugin(path, "no symbol autorun");
         return;
     }
     try {
         autorun();
     } catch (const std::exception& fault) {
-        serr << "plugin failed in autorun: " << path << ": " << fault.what();
+        swarn << "plugin failed in autorun: " << path << ": " << fault.what();
+        statistics.setPlugin(path, std::string("failed in autorun: ") + fault.what());
     } catch (...) {
-        serr << "plugin failed in autorun: " << path;
+        swarn << "plugin failed in autorun: " << path;
+        statistics.setPlugin(path, "failed in autorun");
     }
 }
 
 void load(const std::string& path) {
     if (!isOurs(path, 1)) return;
     if (!canBeLoaded(path)) {
-        serr << "plugin refused: " << path << ": the process ends when it is loaded";
+        swarn << "plugin refused: " << path << ": the process ends when it is loaded";
+        statistics.setPlugin(path, "refused: the process ends when it is loaded");
         return;
     }
     void* object = dlopen(path.c_str(), RTLD_NOW);
     if (object == nullptr) {
-        serr << "failed dlopen: " << path << ":";
-        serr << dlerror();
+        const std::string reason = dlerror();
+        swarn << "failed dlopen: " << path << ":";
+        swarn << reason;
+        statistics.setPlugin(path, reason);
         return;
     }
     serr << "plugin loaded: " << path;
+    statistics.setPlugin(path, "");
     if (isForThisVersion(object, path)) start(object, path);  // compat: 91
 }
 

@@ -11,6 +11,7 @@
 #include "agent/core/service_socket.h"
 #include "agent/log.h"
 #include "agent/mib/request_writes.h"
+#include "agent/status/statistics.h"
 #include "agent/traps/interface_traps.h"
 #include "agent/traps/trap_generators.h"
 #include "contracts/interfaces.h"
@@ -35,7 +36,8 @@ SnmpLooper::SnmpLooper(uint16_t port, uint16_t trapPort)
     : Looper({tn::number::Snmp}),
       store_("/tern/store/snmpd", 5),
       port_(port),
-      traps_(settings_, communities_, v3Server_, trapPort) {
+      traps_(settings_, communities_, v3Server_, trapPort),
+      statusHandler_(*this, port) {
     loop = this;
     serr << "communityKeep = new CommunityKeep;";  // compat: 102
     serr << "communityKeep->init();";
@@ -44,6 +46,7 @@ SnmpLooper::SnmpLooper(uint16_t port, uint16_t trapPort)
     addHandler(ID_COMMUNITIES, &communities_);
     trapHandler_.init();
     addHandler(ID_TRAPS, &trapHandler_);
+    addHandler(snmp_status::kPath.back(), &statusHandler_);
 }
 
 SnmpLooper::~SnmpLooper() {
@@ -58,7 +61,7 @@ void SnmpLooper::init() {
         stored.setEngineBoots(tn::getUptime() < kJustBooted ? 0 : stored.get(setting::EngineBoots) + 1);  // compat: 60
         serr << "engineBoots = " << stored.get(setting::EngineBoots);
         adopt(std::move(stored));
-        if (!store_.set(kRecord, settings_.getConfig())) serr << "settings not written: " << store_.lastError();
+        if (!store_.set(kRecord, settings_.getConfig())) swarn << "settings not written: " << store_.lastError();
     }
     if (communities_.hasUsers()) warnOfUsers();
     if (settings_.get(setting::Enabled)) {
@@ -70,9 +73,9 @@ void SnmpLooper::init() {
 
 void SnmpLooper::warnOfUsers() const {
     if (!v3Server_.strictDigest)
-        serr << "SNMPv3 users can be impersonated without a password: start the agent with --strict-usm";
+        swarn << "SNMPv3 users can be impersonated without a password: start the agent with --strict-usm";
     if (settings_.get(setting::EngineId).empty())
-        serr << "SNMPv3 users, but engine-id isn't set: tnctl snmp set engine-id=TEXT";
+        swarn << "SNMPv3 users, but engine-id isn't set: tnctl snmp set engine-id=TEXT";
 }
 
 void SnmpLooper::adopt(Settings settings) {
@@ -89,8 +92,8 @@ void SnmpLooper::enable() {
     const int fd = openServiceSocket(port_);
     if (fd < 0) {
         const int reason = errno;
-        serr << "cannot create service connection";
-        serr << "UDP port " << port_ << ": " << std::strerror(reason);
+        swarn << "cannot create service connection";
+        swarn << "UDP port " << port_ << ": " << std::strerror(reason);
         return;
     }
     if (!addSocket(
@@ -136,7 +139,24 @@ void SnmpLooper::serveReceived() {
         if (std::exchange(lastSent, now) != now) datagrams_.send(socket_);
     }
     datagrams_.send(socket_);
+    flushRefusalsLater();
     if (datagrams_.hasNext()) defer([this] { serveReceived(); });
+}
+
+void SnmpLooper::flushRefusalsLater() {
+    if (willFlush_ || !statistics.refusals.isPending()) return;
+    willFlush_ = true;
+    addTimer(
+        [this] {
+            willFlush_ = false;
+            statistics.refusals.flush(tn::sinceBoot());
+            flushRefusalsLater();
+        },
+        RefusalLog::kInterval);
+}
+
+void SnmpLooper::exchanged(const std::vector<uint32_t>& path, const tn::message& reply) {
+    if (path.front() != tn::number::Snmp) statistics.countReply(path, reply);
 }
 
 tn::message SnmpLooper::getObject(uint32_t) { return settings_.getConfig(); }

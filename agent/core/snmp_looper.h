@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "agent/core/datagram.h"
+#include "agent/core/status_handler.h"
 #include "agent/mib/context.h"
 #include "agent/security/community_keep.h"
 #include "agent/system/settings.h"
@@ -44,6 +45,9 @@ class SnmpLooper : public tn::Looper {
     /// Sends the replies that are ready, so that they aren't delayed by the wait.
     void beforeWait() override { datagrams_.send(socket_); }
 
+    /// Counts the replies of owners in `statistics`.
+    void exchanged(const std::vector<uint32_t>& path, const tn::message& reply) override;
+
     void startup();  ///< sends the start-up trap, if the settings select it
 
     [[nodiscard]] const Settings& settings() const { return settings_; }
@@ -55,6 +59,7 @@ class SnmpLooper : public tn::Looper {
     void receive();                 ///< called when the socket is readable
     void serveReceived();           ///< serves for kReceiveTime at most; the loop's next round serves the rest
     void adopt(Settings settings);  ///< makes them the current settings, for all parts of the agent
+    void flushRefusalsLater();      ///< logs repeated refusals when their minute is over
     void warnOfUsers() const;       ///< logs if SNMPv3 is insecure or can't be used
 
     tn::Store store_;
@@ -67,6 +72,8 @@ class SnmpLooper : public tn::Looper {
     Context context_{{}};  ///< of the current request
     TrapSender traps_;
     TrapHandler trapHandler_;
+    StatusHandler statusHandler_;
+    bool willFlush_ = false;  ///< of flushRefusalsLater
 };
 
 /// The agent of this process; null before it is constructed.

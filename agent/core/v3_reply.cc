@@ -18,7 +18,8 @@ const UserKeys& keysOf(const Item* entry) {
     return entry != nullptr ? loop->communities().keysOf(*entry) : none;
 }
 
-bool drop(const Context& c, std::string_view why) {
+bool drop(Context& c, Counter cause, std::string_view why) {
+    c.refuse(cause);
     dlog << why;
     std::stringstream octets;
     UberStream(c.in.bytes().first(std::min(c.in.size(), kDumped))).dump(octets);
@@ -47,6 +48,20 @@ const Item* findUser(Context& c, const IPAddr6& source) {
     return isHidden ? nullptr : entry;
 }
 
+/// Why a message of this user can't be admitted.
+/// @param otherwise  the cause if the user is known, may send from this source and has keys
+Counter causeOf(const Context& c, const IPAddr6& source, Counter otherwise) {
+    const Item* entry = loop->communities().find(c.community);  // also one that is hidden
+    if (entry == nullptr) return Counter::UnknownUser;
+    if (!entry->accepts(source)) return Counter::WrongSource;
+    return keysOf(entry).digest.empty() ? Counter::NoKeys : otherwise;
+}
+
+Counter causeOfUnreadable(const Context& c, const IPAddr6& source) {
+    if (c.in.securityLevel() != security_level::Private) return Counter::Malformed;
+    return causeOf(c, source, c.in.isAuthenticated() ? Counter::Decryption : Counter::WrongDigest);
+}
+
 /// The security level of the reply: that of the request, but None for an unknown user, for one without keys, and, if
 /// the agent is strict, for an unauthenticated message.
 uint32_t replyLevel(const Context& c, const Item* entry) {
@@ -58,20 +73,25 @@ uint32_t replyLevel(const Context& c, const Item* entry) {
 }  // namespace
 
 bool admitUser(Context& c, const IPAddr6& source, const Item*& entry) {
-    if (!c.in.readV3Info(c.v3Error)) return drop(c, "bad v3 packet");
+    if (!c.in.readV3Info(c.v3Error)) return drop(c, Counter::Malformed, "bad v3 packet");
     entry = findUser(c, source);
     const bool isBelow = entry != nullptr && c.in.securityLevel() < entry->security;
     // A strict agent checks the digest first.
     if (isBelow && !loop->v3Server().strictDigest) report(c, V3Error::UnsupportedLevel);
     if (!c.in.decryptAndCheckSignature(c.v3Error, keysOf(entry), loop->v3Server()))
-        return drop(c, "bad v3 packet signature");
+        return drop(c, causeOfUnreadable(c, source), "bad v3 packet signature");
     // The PDU type decides whether a Report may be sent. If the PDU can't be read, msgFlags does (RFC 3412, 7.1).
-    if (c.in.isSealed() && (c.in.v3Info().msgFlags[0] & kReportableFlag) == 0) return drop(c, "bad v3 packet digest");
+    if (c.in.isSealed() && (c.in.v3Info().msgFlags[0] & kReportableFlag) == 0)
+        return drop(c, causeOf(c, source, Counter::WrongDigest), "bad v3 packet digest");
     if (isBelow) report(c, V3Error::UnsupportedLevel);
     if (entry == nullptr || !entry->accepts(source)) report(c, V3Error::UnknownUserName);  // compat: 57
     const uint32_t level = replyLevel(c, entry);
     if (level == security_level::None) c.in.clearAuthPrivInfo();
-    if (c.v3Error != V3Error::None) countError(c);
+    if (c.v3Error != V3Error::None) {
+        countError(c);
+        const Counter cause = kindOf(c.v3Error).cause;
+        c.refuse(c.v3Error == V3Error::UnknownUserName ? causeOf(c, source, cause) : cause);
+    }
     c.out.writeV3Info(c.in.v3Info(), level);
     return true;
 }

@@ -15,6 +15,7 @@ void Context::begin(std::span<const uint8_t> datagram) {
     community.clear();
     pduType = kNoTag;
     v3Error = V3Error::None;
+    refusal = Counter::None;
     requestedName.clear();
     bindingIndex = 0;
     oid.clear();

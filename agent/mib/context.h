@@ -12,6 +12,7 @@
 #include "agent/ber/usm_writer.h"
 #include "agent/mib/error_status.h"
 #include "agent/mib/fetched.h"
+#include "agent/status/counters.h"
 
 namespace snmp {
 
@@ -43,6 +44,7 @@ struct Context {
     std::string community;             ///< community string or user name
     uint8_t pduType = kNoTag;          ///< tag of the request PDU
     V3Error v3Error = V3Error::None;   ///< if not None, the reply is a Report of it
+    Counter refusal = Counter::None;   ///< why the request is refused; see refuse
     InStream::StreamPos firstBinding;  ///< position of the first varbind in the request
     Fetched fetched;                   ///< from owners, for this request
 
@@ -64,6 +66,11 @@ struct Context {
     /// GetNext and GetBulk: repetitions of the current varbind that aren't written yet. A branch that ends before them
     /// passes them on to the next one. Those that remain at the end of the tree become endOfMibView.
     uint32_t pendingEndOfView = 0;
+
+    /// Records why the request is refused. The first cause holds.
+    void refuse(Counter cause) {
+        if (refusal == Counter::None) refusal = cause;
+    }
 
     [[nodiscard]] bool isV1() const { return version == kVersion1; }
     [[nodiscard]] bool isBulk() const { return pduType == pdu::GetBulkRequest; }

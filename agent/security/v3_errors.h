@@ -3,27 +3,29 @@
 #include <string_view>
 
 #include "agent/ber/v3_info.h"
+#include "agent/status/counters.h"
 
 namespace snmp {
 
 /// usmStats of SNMP-USER-BASED-SM-MIB (RFC 3414, 5).
 constexpr unsigned int kUsmStats[] = {1, 3, 6, 1, 6, 3, 15, 1, 1};
 
-/// How a V3Error is logged and reported.
+/// How a V3Error is logged, reported and counted.
 struct V3ErrorKind {
     V3Error error;
     std::string_view text;  ///< in the log
+    Counter cause;          ///< of the refusal
     unsigned int counter;   ///< last arc of its counter below kUsmStats; a Report contains that counter
 };
 
 /// In the order of V3Error.
 constexpr V3ErrorKind kV3ErrorKinds[] = {
-    {V3Error::UnsupportedLevel, "unsupported security level", 1},
-    {V3Error::NotInTimeWindow, "not in time window or incorrect engine boots", 2},
-    {V3Error::UnknownUserName, "unknown user name", 3},
-    {V3Error::UnknownEngineId, "unknown engine id", 4},
-    {V3Error::WrongDigest, "wrong digest", 5},
-    {V3Error::DecryptionError, "decryption error", 6},
+    {V3Error::UnsupportedLevel, "unsupported security level", Counter::LowLevel, 1},
+    {V3Error::NotInTimeWindow, "not in time window or incorrect engine boots", Counter::TimeWindow, 2},
+    {V3Error::UnknownUserName, "unknown user name", Counter::UnknownUser, 3},
+    {V3Error::UnknownEngineId, "unknown engine id", Counter::UnknownEngine, 4},
+    {V3Error::WrongDigest, "wrong digest", Counter::WrongDigest, 5},
+    {V3Error::DecryptionError, "decryption error", Counter::Decryption, 6},
 };
 
 /// @param error  not None

@@ -6,6 +6,7 @@
 #include "agent/ber/tags.h"
 #include "agent/log.h"
 #include "agent/mib/context.h"
+#include "agent/status/statistics.h"
 
 namespace snmp {
 
@@ -39,6 +40,7 @@ void TrapSender::send_trap(const tn::message& message) {
     }
     if (!socket_.open()) {
         serr << "send_trap: failed to open UDP socket: " << std::strerror(errno);
+        statistics.counters.add(Counter::TrapsFailed, settings_.trapTargets().size());
         return;
     }
     if (sendToTargets(message)) socket_.close();  // compat: 85
@@ -49,19 +51,24 @@ bool TrapSender::sendToTargets(const tn::message& message) {
     for (const IPAddr6& target : settings_.trapTargets()) {
         if (!socket_.connect(target, port_)) {
             serr << "send_trap: failed to connect: " << std::strerror(errno);
+            statistics.counters.add(Counter::TrapsFailed);
             continue;
         }
         const std::optional<IPAddr6> local = socket_.local();
         if (!local) {
             serr << "send_trap: failed to getsockname: " << std::strerror(errno);
+            statistics.counters.add(Counter::TrapsFailed);
             return false;
         }
         UsmWriter out;
         if (!createTrap(out, message, *local, trap)) {
             serr << "send_trap: createTrap failed";
+            if (trap) statistics.counters.add(Counter::TrapsFailed);  // otherwise there is nothing to send
             return false;
         }
-        if (!socket_.send(out.bytes())) serr << "send_trap: failed to send trap packet: " << std::strerror(errno);
+        const bool isSent = socket_.send(out.bytes());
+        if (!isSent) serr << "send_trap: failed to send trap packet: " << std::strerror(errno);
+        statistics.counters.add(isSent ? Counter::TrapsSent : Counter::TrapsFailed);
     }
     return true;
 }
@@ -71,6 +78,7 @@ bool TrapSender::createTrap(UsmWriter& out, const tn::message& message, const IP
     const Item* community = communities_.findId(settings_.get(setting::TrapCommunity));
     if (community == nullptr) {
         serr << "createTrap: bad community";
+        statistics.counters.add(Counter::TrapsFailed);
         return false;
     }
     if (!trap) trap = makeTrap(message);

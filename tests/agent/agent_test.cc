@@ -1,5 +1,6 @@
 #include "tests/agent/agent_test.h"
 
+#include "agent/status/statistics.h"
 #include "agent/traps/interface_traps.h"
 #include "agent/traps/trap_generators.h"
 #include "agent/traps/trap_makers.h"
@@ -9,6 +10,7 @@ namespace snmp {
 
 AgentTest::AgentTest() {
     tn::setSources(&sources);
+    statistics = {};
     agent = std::make_unique<SnmpLooper>(uint16_t{0});
 }
 

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "agent/status/statistics.h"
 #include "tests/agent/said.h"
 #include "tests/tn/temp_root.h"
 
@@ -16,6 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Pair;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
@@ -79,6 +81,7 @@ TEST_F(PluginsTest, WhatIsWrongWithOneCostsThatOneAlone) {
     put("throws", "throws.so");
     put("bursts", "bursts.so");
     put("speaks", "good.so");
+    statistics = {};
     EXPECT_THAT(
         linesOfLoading(),
         UnorderedElementsAre(
@@ -86,6 +89,11 @@ TEST_F(PluginsTest, WhatIsWrongWithOneCostsThatOneAlone) {
             "plugin built for another version: ./old.so: 0.0.1, this is " TARNIX_VERSION, "plugin loaded: ./throws.so",
             "plugin failed in autorun: ./throws.so: no such sensor",
             "plugin refused: ./bursts.so: the process ends when it is loaded", "plugin loaded: ./good.so", "autorun"));
+    std::map<std::string, std::string> faults;
+    for (const PluginState& plugin : statistics.plugins) faults[fs::path(plugin.file).stem()] = plugin.fault;
+    EXPECT_THAT(faults, UnorderedElementsAre(Pair("mute", "no symbol autorun"), Pair("old", "built for version 0.0.1"),
+                                             Pair("throws", "failed in autorun: no such sensor"), Pair("good", ""),
+                                             Pair("bursts", "refused: the process ends when it is loaded")));
 }
 
 const std::string kWritable = ": writable by users other than its owner";

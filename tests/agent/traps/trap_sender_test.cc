@@ -6,6 +6,7 @@
 
 #include <filesystem>
 
+#include "agent/status/statistics.h"
 #include "agent/traps/interface_traps.h"
 #include "contracts/interfaces.h"
 #include "tests/agent/agent_test.h"
@@ -150,6 +151,12 @@ TEST_F(TrapSenderTest, NothingIsSentWithoutServiceTargetsOrCommunity) {
         sends();
         EXPECT_EQ(received().size(), 0U) << without.number;
     }
+    EXPECT_EQ(statistics.counters[Counter::TrapsFailed], 1U) << "that without its community";
+    set(kVersion2c, {"255.255.255.255", "::1"});  // no process may send to the first one
+    sends();
+    EXPECT_EQ(received().size(), 1U);
+    EXPECT_EQ(std::pair(statistics.counters[Counter::TrapsSent], statistics.counters[Counter::TrapsFailed]),
+              std::pair(uint64_t{5}, uint64_t{2}));
 }
 
 TEST_F(TrapSenderTest, AnyNumberOfStoppedTrapsHoldsOneDescriptor) {
