@@ -52,6 +52,14 @@ std::string cellText(const Json& value) {
     return text.empty() ? "-" : text;
 }
 
+std::string ageText(uint64_t seconds) {
+    constexpr uint64_t kMinute = 60, kHour = 60 * kMinute, kDay = 24 * kHour;
+    if (seconds < kMinute) return std::to_string(seconds) + "s";
+    if (seconds < kHour) return std::to_string(seconds / kMinute) + "m" + std::to_string(seconds % kMinute) + "s";
+    if (seconds < kDay) return std::to_string(seconds / kHour) + "h" + std::to_string(seconds % kHour / kMinute) + "m";
+    return std::to_string(seconds / kDay) + "d" + std::to_string(seconds % kDay / kHour) + "h";
+}
+
 std::string jsonText(const Json& value, int indent) {
     return value.dump(indent, ' ', false, Json::error_handler_t::replace);
 }

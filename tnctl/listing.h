@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <iosfwd>
 #include <string>
 #include <string_view>
@@ -18,6 +19,9 @@ struct Column {
 /// A value as text: booleans as yes and no, strings escaped (tn::escaped), arrays with commas, "-" for an empty value
 /// or null.
 [[nodiscard]] std::string cellText(const Json& value);
+
+/// A duration in its two largest units: "3h12m".
+[[nodiscard]] std::string ageText(uint64_t seconds);
 
 /// The JSON text of a value. Octets that aren't UTF-8 are replaced by U+FFFD. A negative indent gives one line.
 [[nodiscard]] std::string jsonText(const Json& value, int indent = 2);

@@ -14,6 +14,7 @@
 #include "tnctl/nearest.h"
 #include "tnctl/settings_commands.h"
 #include "tnctl/snmp_words.h"
+#include "tnctl/status_command.h"
 #include "tnctl/supervisor_commands.h"
 #include "tnctl/trap_commands.h"
 
@@ -48,6 +49,7 @@ class CommandLine {
     void addSnmp();
     void addCommunity(CLI::App* snmp);
     void addTraps(CLI::App* snmp);
+    void addStatus();
     void addSupervisor();
     void addMessages();
     void addYes(CLI::App* command) {
@@ -70,6 +72,7 @@ class CommandLine {
     double timeout_ = std::chrono::duration<double>(tn::kExchangeTimeout).count();  // seconds
     std::string name_, path_, command_;
     std::optional<std::string> id_, notification_;
+    std::optional<double> interval_;  // seconds
     std::vector<std::string> words_;
     std::vector<std::pair<CLI::App*, Action>> actions_;  ///< inner commands before those that hold them
 };
@@ -89,9 +92,11 @@ CommandLine::CommandLine() {
         ->capture_default_str();
     app_.set_version_flag("--version", "tnctl " TARNIX_VERSION);
     app_.footer(
-        "Examples:\n  tnctl snmp\n  tnctl snmp set enabled=yes contact=noc\n  tnctl snmp community list\n"
+        "Examples:\n  tnctl snmp\n  tnctl snmp set enabled=yes contact=noc\n  tnctl snmp community list\n  tnctl "
+        "status\n"
         "Each command has its own --help. Exit status: 0 success, 1 refused or failed, 2 usage error");
     addSnmp();
+    addStatus();
     addSupervisor();
     addMessages();
 }
@@ -163,6 +168,17 @@ void CommandLine::addTraps(CLI::App* snmp) {
                          "  tnctl snmp trap send oid=1.3.6.1.4.1.49999.1 type=string value=hello");
     addWords(send, trapWords(), /*required=*/false);
     perform(send, [this](const Session& session) { sendTrap(session, words_); });
+}
+
+void CommandLine::addStatus() {
+    CLI::App* status = add(&app_, "status", "Show what the agent answers and refuses, to whom, and why",
+                           "  tnctl status\n  tnctl --json status\n  tnctl status --watch 5");
+    status->add_option("--watch", interval_, "Repeat every SECONDS, with rates, until Ctrl-C (default: 1)")
+        ->expected(0, 1)
+        ->default_str("1")
+        ->check(CLI::Range(0.01, 86400.0))
+        ->option_text("[SECONDS]");
+    perform(status, [this](const Session& session) { showStatus(session, interval_); });
 }
 
 void CommandLine::addSupervisor() {

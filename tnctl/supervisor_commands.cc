@@ -34,14 +34,6 @@ std::string timeText(uint32_t seconds) {
     return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local)};
 }
 
-std::string ageText(uint32_t seconds) {
-    constexpr uint32_t kMinute = 60, kHour = 60 * kMinute, kDay = 24 * kHour;
-    if (seconds < kMinute) return std::to_string(seconds) + "s";
-    if (seconds < kHour) return std::to_string(seconds / kMinute) + "m" + std::to_string(seconds % kMinute) + "s";
-    if (seconds < kDay) return std::to_string(seconds / kHour) + "h" + std::to_string(seconds % kHour / kMinute) + "m";
-    return std::to_string(seconds / kDay) + "d" + std::to_string(seconds % kDay / kHour) + "h";
-}
-
 uint32_t newestRecord(const Client& client) {
     uint32_t newest = 0;
     const std::vector<tn::message> records = client.list(kJournal);

@@ -57,7 +57,7 @@ class Examples(unittest.TestCase):
 
     def run_example(self, line):
         words = [re.sub("@(FILE|/root/key)", f"@{self.key}", word) for word in shlex.split(line)[1:]]
-        if "watch" in words:  # it never ends by itself
+        if {"watch", "--watch"} & set(words):  # it never ends by itself
             watcher = Daemon([program("tnctl"), "--root", self.agent.root, *words], self.agent.root / "watched")
             self.addCleanup(watcher.end, signal.SIGKILL)
             self.agent.configure()

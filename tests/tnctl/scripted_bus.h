@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "contracts/snmp.h"
+#include "contracts/snmp_status.h"
 #include "tn/looper.h"
 #include "tnctl/client.h"
 #include "tnctl/failure.h"
@@ -100,6 +101,7 @@ class CommandTest : public testing::Test {
         looper.addHandler(Path{34}, &settings);
         looper.addHandler(Path{34, 1}, &communities);
         looper.addHandler(Path{34, 2}, &generators);
+        looper.addHandler(Path{34, 3}, &status);
         looper.addHandler(Path{20, 0}, &interfaces);
         looper.addHandler(Path{1}, &supervisor);
         looper.addHandler(Path{1, 1}, &journal);
@@ -134,7 +136,7 @@ class CommandTest : public testing::Test {
         return row;
     }
 
-    ScriptedOwner settings, communities, generators, interfaces, supervisor,
+    ScriptedOwner settings, communities, generators, status, interfaces, supervisor,
         journal;  // outlive the looper
     tn::Looper looper{std::vector<uint32_t>{}};
     std::string out, err;

@@ -1,0 +1,97 @@
+#include "tnctl/owner_probes.h"
+
+#include <cmath>
+#include <map>
+#include <span>
+#include <string_view>
+
+#include "contracts/addresses.h"
+#include "contracts/bridge.h"
+#include "contracts/devices.h"
+#include "contracts/disks.h"
+#include "contracts/guests.h"
+#include "contracts/health.h"
+#include "contracts/interfaces.h"
+#include "contracts/neighbors.h"
+#include "contracts/proxy.h"
+#include "contracts/queues.h"
+#include "contracts/routes.h"
+#include "contracts/scripts.h"
+#include "contracts/snmp_status.h"
+#include "contracts/system.h"
+#include "tn/looper.h"
+#include "tnctl/client.h"
+
+namespace tnctl {
+
+namespace snmp_status = contracts::snmp_status;
+
+namespace {
+
+struct Owner {
+    std::span<const uint32_t> path;
+    std::string_view name;
+};
+
+const Owner kOwners[] = {
+    {contracts::neighbors::kPath, "neighbours"},
+    {contracts::health::kPath, "sensors"},
+    {contracts::bridge::kForwardingPath, "forwarding"},
+    {contracts::interfaces::kPath, "interfaces"},
+    {contracts::addresses::kPath, "addresses"},
+    {contracts::arp::kPath, "ARP"},
+    {contracts::queues::kInterfacesPath, "queues of interfaces"},
+    {contracts::queues::kTreePath, "queue tree"},
+    {contracts::system::kPath, "restart"},
+    {contracts::system_time::kPath, "time"},
+    {contracts::identity::kPath, "name"},
+    {contracts::system_info::kPath, "system"},
+    {contracts::pci_devices::kPath, "PCI devices"},
+    {contracts::usb_devices::kPath, "USB devices"},
+    {contracts::routes::kPath, "routes"},
+    {contracts::scripts::kPath, "scripts"},
+    {contracts::disks::kPath, "disks"},
+    {contracts::proxy::kPath, "web proxy"},
+    {contracts::usb_reset::kPath, "USB reset"},
+    {contracts::podhost_guests::kPath, "containers"},
+    {contracts::virtual_machines::kPath, "virtual machines"},
+};
+
+void probe(const Path& path, std::chrono::milliseconds timeout, Json& row) {
+    const auto begun = std::chrono::steady_clock::now();
+    const tn::message reply = tn::getLooper()->exchangeMessage(tn::request(path, tn::cmd::GetPolicies), timeout);
+    const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - begun;
+    const bool isError = tn::isError(reply);
+    row["reply-ms"] = isError ? Json() : Json(std::round(time.count() * 100) / 100);
+    row["reply-error"] = isError ? Json(tn::getError(reply)) : Json();
+}
+
+}  // namespace
+
+std::vector<Json> probeOwners(const std::vector<tn::message>& queried, std::chrono::milliseconds timeout) {
+    std::map<Path, Json> rows;
+    const auto add = [&rows](const Path& path, const Json& name, const tn::message& counts) {
+        rows[path] = {
+            {"path", path},
+            {"name", name},
+            {"answers", counts.get_u64(snmp_status::Answers)},
+            {"errors", counts.get_u64(snmp_status::Errors)},
+            {"timed-out", counts.get_u64(snmp_status::TimedOut)},
+            {"absent", counts.get_u64(snmp_status::Absent)},
+            {"last-error", counts.has(snmp_status::Text) ? Json(counts.get_string(snmp_status::Text)) : Json()}};
+    };
+    for (const Owner& owner : kOwners) add(Path(owner.path.begin(), owner.path.end()), owner.name, {});
+    for (const tn::message& owner : queried) {
+        const Path& path = owner.get_u32_array(snmp_status::Path);
+        const auto known = rows.find(path);
+        add(path, known != rows.end() ? Json(known->second["name"]) : Json(), owner);
+    }
+    std::vector<Json> all;
+    for (auto& [path, row] : rows) {
+        probe(path, timeout, row);
+        all.push_back(std::move(row));
+    }
+    return all;
+}
+
+}  // namespace tnctl
