@@ -76,7 +76,7 @@ TEST_F(InterfaceModuleTest, SpeedAndTypeFollowTheKind) {
     for (const auto& [kind, expected] : cases)
         EXPECT_EQ(row(ifEntry, {5, 3}, std::to_string(id++)), expected) << "kind " << kind;
     EXPECT_EQ(row(ifEntry, {5, 3}, "50") + ", " + row(ifEntry, {5, 3}, "51"),
-              "1000000000 135, 0 6");   // no such selector
+              "1000000000 135, 0 6");  // no such selector
     EXPECT_EQ(value(ifEntry + "3.50"), "135");
     EXPECT_EQ(interfaces.lookups, 3U);  // none for kinds that have a speed, nor for the type alone
     interfaces.row(51).insert_u32(interfaces::SpeedSelector, interfaces::speed_selector::Mbit100);
