@@ -111,10 +111,6 @@ class message {
     /// memory to 16 times the number of octets. False, with `out` empty, if the octets aren't exactly one message.
     [[nodiscard]] static bool unflatten(std::span<const uint8_t> bytes, message& out);
 
-    /// Prints every field as number:kind=value, one per line, for people.
-    /// @param indent  number of spaces before each line
-    void print(std::ostream& out, unsigned indent = 0) const;
-
     /// True for the same fields with the same values, in any order.
     friend bool operator==(const message& a, const message& b);
 
