@@ -37,7 +37,7 @@ Json showText(const tn::message& in, uint32_t number) { return in.get_string(tn:
 
 struct Choice {
     uint32_t value;
-    std::string_view text;  ///< in lower case
+    std::string_view text;  ///< in lower case, without hyphens
 };
 
 // The first text of a value is shown. The others are the words of RFCs and of other tools.
@@ -50,26 +50,18 @@ constexpr std::array<Choice, 8> kSecurityChoices{{{snmp::security::None, "none"}
                                                   {snmp::security::Private, "private"},
                                                   {snmp::security::Private, "authpriv"},
                                                   {snmp::security::Private, "priv"}}};
-constexpr std::array<Choice, 12> kAuthenticationChoices{{{snmp::authentication::Md5, "md5"},
-                                                         {snmp::authentication::Sha1, "sha1"},
-                                                         {snmp::authentication::Sha1, "sha"},
-                                                         {snmp::authentication::Sha1, "sha-1"},
-                                                         {snmp::authentication::Sha224, "sha224"},
-                                                         {snmp::authentication::Sha224, "sha-224"},
-                                                         {snmp::authentication::Sha256, "sha256"},
-                                                         {snmp::authentication::Sha256, "sha-256"},
-                                                         {snmp::authentication::Sha384, "sha384"},
-                                                         {snmp::authentication::Sha384, "sha-384"},
-                                                         {snmp::authentication::Sha512, "sha512"},
-                                                         {snmp::authentication::Sha512, "sha-512"}}};
-constexpr std::array<Choice, 8> kEncryptionChoices{{{snmp::encryption::Des, "des"},
+constexpr std::array<Choice, 7> kAuthenticationChoices{{{snmp::authentication::Md5, "md5"},
+                                                        {snmp::authentication::Sha1, "sha1"},
+                                                        {snmp::authentication::Sha1, "sha"},
+                                                        {snmp::authentication::Sha224, "sha224"},
+                                                        {snmp::authentication::Sha256, "sha256"},
+                                                        {snmp::authentication::Sha384, "sha384"},
+                                                        {snmp::authentication::Sha512, "sha512"}}};
+constexpr std::array<Choice, 5> kEncryptionChoices{{{snmp::encryption::Des, "des"},
                                                     {snmp::encryption::Aes128, "aes128"},
-                                                    {snmp::encryption::Aes128, "aes-128"},
                                                     {snmp::encryption::Aes128, "aes"},
                                                     {snmp::encryption::Aes192, "aes192"},
-                                                    {snmp::encryption::Aes192, "aes-192"},
-                                                    {snmp::encryption::Aes256, "aes256"},
-                                                    {snmp::encryption::Aes256, "aes-256"}}};
+                                                    {snmp::encryption::Aes256, "aes256"}}};
 constexpr std::array<Choice, 7> kTrapTypeChoices{{{trap_type::OctetString, "string"},
                                                   {trap_type::Integer, "integer"},
                                                   {trap_type::ObjectIdentifier, "oid"},
@@ -80,18 +72,19 @@ constexpr std::array<Choice, 7> kTrapTypeChoices{{{trap_type::OctetString, "stri
 constexpr std::array<Choice, 3> kVersionChoices{
     {{snmp::trap_version::V1, "1"}, {snmp::trap_version::V2c, "2c"}, {snmp::trap_version::V3, "3"}}};
 
-std::string lowerCase(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return lower;
+/// A word as choices are written: SHA-256 is sha256.
+std::string plainWord(std::string_view text) {
+    std::string word;
+    for (const char c : text)
+        if (c != '-') word += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    return word;
 }
 
 template <const auto& Choices>
 bool parseChoice(std::string_view text, uint32_t number, tn::message& out) {
-    const std::string lower = lowerCase(text);
+    const std::string word = plainWord(text);
     for (const Choice& choice : Choices) {
-        if (choice.text != lower) continue;
+        if (choice.text != word) continue;
         out.insert_u32(tn::u32_id(number), choice.value);
         return true;
     }
