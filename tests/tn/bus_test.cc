@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <grp.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -183,7 +185,13 @@ TEST_F(BusTest, ABurstEndsWithItsPeer) {
         };
     };
     {
-        const RawPeer peer(24, {answersOneOf(3, 1), answersOneOf(1, -1), answersOneOf(1, 0)});
+        const auto leavesTheSecondUnread = [](int connection) {
+            const ssize_t first = recv(connection, nullptr, 0, MSG_PEEK | MSG_TRUNC);
+            int queued = 0;
+            EXPECT_TRUE(eventually([&] { return ioctl(connection, FIONREAD, &queued) == 0 && queued > first; }));
+            RawPeer::read(connection);
+        };
+        const RawPeer peer(24, {answersOneOf(3, 1), leavesTheSecondUnread, answersOneOf(1, 0)});
         EXPECT_THAT(burst(looper_, 3), ElementsAre(error::Unreachable, 0, error::Unreachable)) << "all were read";
         EXPECT_THAT(burst(looper_, 2), ElementsAre(error::Unreachable, error::Unreachable)) << "the first was read";
         EXPECT_THAT(burst(looper_, 1), ElementsAre(0));
