@@ -114,9 +114,11 @@ void UsmReader::checkEngine(V3Error& error, const V3ServerInfo& server) {
 // Checks the time before the digest (compat: 49). A strict server checks the time last, so that only authenticated
 // messages get a Report about it.
 void UsmReader::checkTimeAndDigest(V3Error& error, const UserKeys& keys, const V3ServerInfo& server) const {
-    // The difference is unsigned: a time ahead of the agent's is outside the window, too.
-    const bool isTimely = server.engineTime() - v3_.msgAuthoritativeEngineTime <= kTimeWindow &&
-                          server.engineBoots == v3_.msgAuthoritativeEngineBoots;
+    // The differences are unsigned: each is huge if the other time is ahead.
+    const uint32_t age = server.engineTime() - v3_.msgAuthoritativeEngineTime;
+    const Rules& rules = *server.rules;
+    const bool isInWindow = age <= rules.timeWindow || (rules.isWindowInBothDirections && -age <= rules.timeWindow);
+    const bool isTimely = isInWindow && server.engineBoots == v3_.msgAuthoritativeEngineBoots;
     if (!isTimely && !server.strictDigest) report(error, V3Error::NotInTimeWindow);
     if (keys.digest.empty()) report(error, V3Error::UnknownUserName);
     if (!isAuthenticated_) report(error, V3Error::WrongDigest);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "agent/ber/rules.h"
 #include "agent/crypto/usm_crypto.h"
 
 namespace snmp {
@@ -19,7 +20,6 @@ constexpr uint32_t kUserSecurityModel = 3;  ///< msgSecurityModel of RFC 3414
 constexpr char kAuthFlag = 1;               ///< bits of msgFlags (RFC 3412, 6.4)
 constexpr char kPrivFlag = 2;
 constexpr char kReportableFlag = 4;
-constexpr uint32_t kTimeWindow = 15;  ///< maximum age of a message in seconds; RFC 3414 has 150 (compat: 52)
 
 /// The faults of v3 messages that a Report names. agent/security/v3_errors.h has the text and the counter of each.
 enum class V3Error : int {
@@ -65,6 +65,7 @@ struct V3ServerInfo {
     /// --strict-usm: rejects digests that don't have their protocol's length, and checks the digest before anything
     /// else.
     bool strictDigest = false;
+    const Rules* rules = &kFixedRules;
 
     [[nodiscard]] uint32_t engineTime() const;  ///< seconds since startUptime
     /// msgPrivacyParameters of the next message to send, 8 octets: boots, then a counter (RFC 3414, 8.1.1.1; RFC 3826,

@@ -78,6 +78,11 @@ void SnmpLooper::warnOfUsers() const {
         swarn << "SNMPv3 users, but engine-id isn't set: tnctl snmp set engine-id=TEXT";
 }
 
+void SnmpLooper::setRules(const Rules& rules) {
+    context_.rules = &rules;
+    v3Server_.rules = &rules;
+}
+
 void SnmpLooper::adopt(Settings settings) {
     settings_ = std::move(settings);
     interfaceFilter = settings_.interfaceFilter();

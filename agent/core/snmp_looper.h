@@ -48,6 +48,8 @@ class SnmpLooper : public tn::Looper {
     /// Counts the replies of owners in `statistics`.
     void exchanged(const std::vector<uint32_t>& path, const tn::message& reply) override;
 
+    void setRules(const Rules& rules);  ///< for requests and traps; the rules must live as long as the agent
+
     void startup();  ///< sends the start-up trap, if the settings select it
 
     [[nodiscard]] const Settings& settings() const { return settings_; }

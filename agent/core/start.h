@@ -13,6 +13,7 @@ struct Options {
     uint16_t port = 161;
     uint16_t trapPort = kTrapPort;
     bool strictUsm = false;
+    bool standard = false;
     bool logRequests = false;
     bool debug = false;
 };

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "agent/ber/oid.h"
+#include "agent/ber/rules.h"
 #include "agent/ber/tags.h"
 #include "agent/ber/usm_reader.h"
 #include "agent/ber/usm_writer.h"
@@ -36,6 +37,8 @@ struct Context {
     /// Ends a request after its reply was sent: drops what was fetched for it. If more than 256 KiB are allocated, all
     /// of it is freed, the reply included, so that one large datagram doesn't keep that much memory.
     void end();
+
+    const Rules* rules = &kFixedRules;  ///< of all requests
 
     // The request as read, and the reply.
     UsmReader in;

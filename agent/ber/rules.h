@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+
+namespace snmp {
+
+/// Where the agent's answers differ from the RFCs, and --standard makes them agree. One value for the process, chosen
+/// at start. The operations consult its fields; none asks for the option itself.
+struct Rules {
+    uint32_t timeWindow;            ///< seconds by which the time of a v3 message may differ (RFC 3414, 2.2.3)
+    bool isWindowInBothDirections;  ///< also for a time ahead of the agent's
+};
+
+/// How Tarnix routers have always answered: see docs/compatibility.md.
+constexpr Rules kFixedRules = {
+    .timeWindow = 15,  // compat: 52
+    .isWindowInBothDirections = false,
+};
+
+/// --standard: RFC 3416, RFC 3412 and RFC 3414; v1 as RFC 1157 and RFC 3584 require.
+constexpr Rules kStandardRules = {
+    .timeWindow = 150,
+    .isWindowInBothDirections = true,
+};
+
+}  // namespace snmp
