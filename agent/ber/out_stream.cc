@@ -37,6 +37,7 @@ void OutStream::clear() {
     errorIndexPos_ = 0;
     digestPos_ = 0;
     reserved_ = 0;
+    limit_ = kMaxMessage;
 }
 
 uint8_t* OutStream::grow(size_t n) {
@@ -186,8 +187,8 @@ void OutStream::addVarBind(const VariableBinding& binding) {
 }
 
 bool OutStream::hasOverflowed() const {
-    // In a message this large, closing an open value adds two length octets.
-    return size_ + 2 * seqStarts_.size() + reserved_ > kMaxMessage;
+    // Closing an open value adds two length octets, at most.
+    return size_ + 2 * seqStarts_.size() + reserved_ > limit_;
 }
 
 void OutStream::truncate(size_t position) {

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "agent/ber/oid.h"
+#include "agent/ber/tags.h"
 #include "agent/ber/uber_stream.h"
 
 namespace snmp {
@@ -54,7 +56,10 @@ class OutStream : public UberStream {
     /// A whole varbind, its value by addByType.
     void addVarBind(const VariableBinding& binding);
 
-    /// Whether the message, once closed, will be larger than a UDP datagram can carry.
+    /// Limits the message to what its receiver accepts. Without it, the limit is kMaxMessage; it can't be higher.
+    void setLimit(size_t octets) { limit_ = std::min(octets, kMaxMessage); }
+    [[nodiscard]] size_t limit() const { return limit_; }
+    /// Whether the message will be larger than its limit, once its open values are closed and it is encrypted.
     [[nodiscard]] bool hasOverflowed() const;
     /// Cuts the output back to `position` octets, but not into or before the header of the innermost open value. An
     /// error-status or error-index that is cut off is appended anew by the next call.
@@ -73,6 +78,7 @@ class OutStream : public UberStream {
     void addUnsigned(uint64_t value, uint8_t tag);
     void insert(size_t at, size_t n);
 
+    size_t limit_ = kMaxMessage;
     size_t errorStatusPos_ = 0;  ///< position of its content octet; 0 until it is written
     size_t errorIndexPos_ = 0;   ///< position of its first content octet; 0 until it is written
 };

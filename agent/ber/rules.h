@@ -9,18 +9,21 @@ namespace snmp {
 struct Rules {
     uint32_t timeWindow;            ///< seconds by which the time of a v3 message may differ (RFC 3414, 2.2.3)
     bool isWindowInBothDirections;  ///< also for a time ahead of the agent's
+    bool isMaxSizeRespected;        ///< a v3 reply is at most msgMaxSize octets long (RFC 3412, 7.1)
 };
 
 /// How Tarnix routers have always answered: see docs/compatibility.md.
 constexpr Rules kFixedRules = {
     .timeWindow = 15,  // compat: 52
     .isWindowInBothDirections = false,
+    .isMaxSizeRespected = false,  // compat: 13
 };
 
 /// --standard: RFC 3416, RFC 3412 and RFC 3414; v1 as RFC 1157 and RFC 3584 require.
 constexpr Rules kStandardRules = {
     .timeWindow = 150,
     .isWindowInBothDirections = true,
+    .isMaxSizeRespected = true,
 };
 
 }  // namespace snmp

@@ -33,7 +33,6 @@ bool UsmReader::readV3Info(V3Error& error) {
 }
 
 bool UsmReader::readHeader() {
-    // compat: 13
     if (enterSeq() < 0 || !getInt(&v3_.msgID) || !getInt(&v3_.msgMaxSize) || !getString(&v3_.msgFlags) ||
         !getInt(&v3_.msgSecurityModel)) {  // compat: 55
         return false;

@@ -74,6 +74,7 @@ uint32_t replyLevel(const Context& c, const Item* entry) {
 
 bool admitUser(Context& c, const IPAddr6& source, const Item*& entry) {
     if (!c.in.readV3Info(c.v3Error)) return drop(c, Counter::Malformed, "bad v3 packet");
+    if (loop->v3Server().rules->isMaxSizeRespected) c.out.setLimit(c.in.v3Info().msgMaxSize);
     entry = findUser(c, source);
     const bool isBelow = entry != nullptr && c.in.securityLevel() < entry->security;
     // A strict agent checks the digest first.
@@ -114,7 +115,7 @@ bool closeV3(Context& c, const Item* entry) {
     if (!c.out.cryptPacket(info, keysOf(entry))) return false;
     c.out.endSeq();  // message
     // The reply repeats the request's user name and context, which can be long.
-    return c.out.size() <= kMaxMessage && c.out.signPacket(info, keysOf(entry));
+    return c.out.size() <= c.out.limit() && c.out.signPacket(info, keysOf(entry));
 }
 
 }  // namespace snmp

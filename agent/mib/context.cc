@@ -33,7 +33,10 @@ void Context::end() {
     size_t held = in.capacity() + out.capacity();
     for (const OID* name : {&requestedName, &oid, &branchPrefix, &setPrefix, &setSuffix})
         held += name->capacity() * sizeof name->front();
-    if (held > kMaxRetained) *this = Context({});
+    if (held <= kMaxRetained) return;
+    const Rules* const kept = rules;
+    *this = Context({});
+    rules = kept;
 }
 
 bool Context::processSeqStart() {

@@ -173,8 +173,10 @@ TEST_F(OperationsTest, LongNamesAreReadInEveryPassAndTheirMemoryIsGivenBack) {
     Context c(wire::encode({.pdu = pdu::GetRequest, .bindings = {null("1.3.9" + tail)}}));
     EXPECT_TRUE(createReply(c, IPAddr6::ofIPv4(0x7f000001)));
     EXPECT_GT(c.requestedName.capacity(), 50000U);
+    c.rules = &kStandardRules;
     c.end();
     EXPECT_EQ(c.requestedName.capacity(), 0U);
+    EXPECT_EQ(c.rules, &kStandardRules) << "they aren't the request's";
 }
 
 }  // namespace

@@ -324,6 +324,39 @@ TEST_F(V3ReplyTest, TheLargestReplyThatFitsIsSentAtEveryLevel) {
     EXPECT_FALSE(send(longest, longest.request(getOne()))) << "its Report doesn't fit a datagram";
 }
 
+// The limit counts header, digest, padding and the length octets that closing adds.
+TEST_F(V3ReplyTest, AStandardReplyFitsTheSendersMaxSize) {
+    const auto repliesWith = [this](uint32_t level, uint32_t maxSize, size_t& largest) {
+        std::set<uint32_t> statuses;
+        for (size_t length = maxSize - 250; length <= maxSize; ++length) {
+            addScalarConstStringLeaf(OID{1, 3, 5}, std::string(length, 'x'), tag::OctetString);
+            const wire::Manager m = manager(level);
+            wire::V3Message header = m.header();
+            header.maxSize = maxSize;
+            Context c(m.seal(header, wire::encode(wire::ScopedPdu{m.engineId, "", getOne("1.3.5.0")})));
+            EXPECT_TRUE(createReply(c, IPAddr6::ofIPv4(0x7f000001)));
+            std::string why;
+            const auto reply = m.open(c.out.bytes(), why);
+            largest = std::max(largest, c.out.size());
+            statuses.insert(reply.value().scoped.body.errorStatus);
+        }
+        return statuses;
+    };
+    for (const uint32_t maxSize : {484U, 1472U}) {
+        for (uint32_t level = 0; level <= 2; ++level) {
+            size_t largest = 0;
+            agent->setRules(kFixedRules);
+            EXPECT_THAT(repliesWith(level, maxSize, largest), ElementsAre(0));
+            EXPECT_GT(largest, maxSize);
+            largest = 0;
+            agent->setRules(kStandardRules);
+            EXPECT_THAT(repliesWith(level, maxSize, largest), ElementsAre(0, 1)) << "tooBig";
+            EXPECT_LE(largest, maxSize);
+            EXPECT_GT(largest, maxSize - 24);
+        }
+    }
+}
+
 TEST_F(V3ReplyTest, AnAlteredMessageGetsNoValueIntoASignedAnswer) {
     for (uint32_t level = 1; level <= 2; ++level) {
         const wire::Manager m = manager(level);
