@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <iterator>
+#include <sstream>
 #include <system_error>
 
 namespace tn {
@@ -26,12 +27,39 @@ std::string normalised(std::string_view folder) {
     return path.empty() ? "/" : path;
 }
 
-std::string& current() {
-    static std::string root = [] {
+struct Root {
+    std::string folder = "/";
+    bool isGiven = false;  ///< by --root or TERN_ROOT
+};
+
+Root& current() {
+    static Root root = [] {
         const char* fromEnvironment = std::getenv("TERN_ROOT");
-        return normalised(fromEnvironment == nullptr ? "" : fromEnvironment);
+        if (fromEnvironment == nullptr || *fromEnvironment == '\0') return Root{};
+        return Root{normalised(fromEnvironment), true};
     }();
     return root;
+}
+
+/// A folder of platform paths, and where it is if no root is given. CMakeLists.txt sets the latter.
+struct Place {
+    std::string_view folder;
+    std::string_view installed;
+};
+
+constexpr Place kPlaces[] = {
+    {"/tern/store", TARNIX_STORE_DIR},
+    {"/tern/run/bus", TARNIX_BUS_DIR},
+    {"/tern/scripts", TARNIX_SCRIPTS_DIR},
+};
+
+std::string installed(std::string_view path) {
+    for (const Place& place : kPlaces) {
+        if (!path.starts_with(place.folder)) continue;
+        const std::string_view rest = path.substr(place.folder.size());
+        if (rest.empty() || rest.front() == '/') return std::string(place.installed) + std::string(rest);
+    }
+    return std::string(path);
 }
 
 bool makeOne(const std::string& folder, unsigned mode) {
@@ -71,13 +99,24 @@ Exposure exposedRoot() {
 
 }  // namespace
 
-void setRoot(std::string_view root) { current() = normalised(root); }
+void setRoot(std::string_view root) { current() = {normalised(root), true}; }
 
-const std::string& root() { return current(); }
+const std::string& root() { return current().folder; }
 
-std::string rooted(std::string_view path) { return root() == "/" ? std::string(path) : root() + std::string(path); }
+std::string rooted(std::string_view path) {
+    if (!current().isGiven) return installed(path);
+    return root() == "/" ? std::string(path) : root() + std::string(path);
+}
 
 std::string busFolder() { return rooted("/tern/run/bus"); }
+
+std::vector<std::string> pluginFolders() {
+    if (current().isGiven) return {rooted("/tern/lib/snmp")};
+    std::vector<std::string> folders;
+    std::istringstream listed(TARNIX_PLUGIN_PATH);
+    for (std::string folder; std::getline(listed, folder, ':');) folders.push_back(folder);
+    return folders;
+}
 
 bool makeFolder(const std::string& path, unsigned mode) {
     const std::filesystem::path below = std::filesystem::path(normalised(path)).lexically_relative(root());
@@ -114,8 +153,10 @@ Exposure exposedPart(const std::string& path, size_t foldersAbove) {
 
 bool isRootSafe(std::string& why) {
     Exposure exposed = exposedRoot();
-    for (const char* each : {"/tern", "/tern/store", "/tern/run", "/tern/run/bus"}) {
-        if (!exposed) exposed = exposedPart(rooted(each), 0);
+    for (const std::filesystem::path folder : {rooted("/tern/store"), busFolder()}) {
+        for (const std::string& part : {folder.parent_path().string(), folder.string()}) {
+            if (!exposed) exposed = exposedPart(part, current().isGiven ? 0 : kToTheTop);
+        }
     }
     if (exposed) why = "root refused: " + exposed.part + ": " + exposed.reason;
     return !exposed;

@@ -80,7 +80,7 @@ int runAgent(SnmpLooper& agent) {
     serr << "loop->init();";
     agent.init();
     startModules();
-    loadPlugins(tn::rooted("/tern/lib/snmp"));
+    for (const std::string& folder : tn::pluginFolders()) loadPlugins(folder);
     trapMakers.push_back(alderTrapMaker);
     startSubscribers(agent.settings().get(setting::TrapGenerators));
     agent.addTimer([&agent] { agent.startup(); }, kStartupTrapAfter);
