@@ -2,9 +2,13 @@
 
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <systemd/sd-daemon.h>
 #include <unistd.h>
 
 #include <cerrno>
+
+#include "agent/log.h"
+#include "tn/bus_socket.h"
 
 namespace snmp {
 
@@ -12,6 +16,10 @@ namespace {
 
 bool setOption(int fd, int level, int name, int value = 1) {
     return setsockopt(fd, level, name, &value, sizeof value) == 0;
+}
+
+bool deliversDestinations(int fd, bool isDualStack) {
+    return (!isDualStack || setOption(fd, IPPROTO_IPV6, IPV6_RECVPKTINFO)) && setOption(fd, IPPROTO_IP, IP_PKTINFO);
 }
 
 bool bindTo(int fd, uint16_t port, bool isDualStack) {
@@ -26,8 +34,8 @@ bool bindTo(int fd, uint16_t port, bool isDualStack) {
 }
 
 bool setUp(int fd, uint16_t port, bool isDualStack) {
-    return (!isDualStack || setOption(fd, IPPROTO_IPV6, IPV6_RECVPKTINFO)) && setOption(fd, IPPROTO_IP, IP_PKTINFO) &&
-           setOption(fd, SOL_SOCKET, SO_REUSEADDR) && bindTo(fd, port, isDualStack) &&
+    return deliversDestinations(fd, isDualStack) && setOption(fd, SOL_SOCKET, SO_REUSEADDR) &&
+           bindTo(fd, port, isDualStack) &&
            // If the option stayed set, any user could bind the same port, if it is 1024 or above, and receive requests.
            setOption(fd, SOL_SOCKET, SO_REUSEADDR, 0);
 }
@@ -43,6 +51,30 @@ int openServiceSocket(uint16_t port) {
     close(fd);
     errno = reason;
     return -1;
+}
+
+int inheritedServiceSocket() {
+    const auto received = tn::receivedSockets();
+    const auto found = received.find(kServiceSocketName);
+    if (found == received.end()) return -1;
+    const int fd = found->second;
+    const bool isDualStack = sd_is_socket(fd, AF_INET6, SOCK_DGRAM, -1) > 0;
+    if ((isDualStack || sd_is_socket(fd, AF_INET, SOCK_DGRAM, -1) > 0) && deliversDestinations(fd, isDualStack))
+        return fd;
+    swarn << "service: the inherited descriptor isn't a UDP socket";
+    return -1;
+}
+
+uint16_t portOf(int fd) {
+    sockaddr_in6 address{};
+    socklen_t length = sizeof address;
+    if (getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) return 0;
+    return ntohs(address.sin6_port);  // where sockaddr_in has it, too
+}
+
+void discardDatagrams(int fd) {
+    constexpr int kMostQueued = 100'000;  // bounds the loop while senders are faster
+    for (int i = 0; i < kMostQueued && recv(fd, nullptr, 0, MSG_DONTWAIT) >= 0; ++i) continue;
 }
 
 }  // namespace snmp

@@ -10,4 +10,17 @@ namespace snmp {
 /// @return the descriptor, which the caller closes; -1 with errno set on failure
 [[nodiscard]] int openServiceSocket(uint16_t port);
 
+/// Name of the service's socket among inherited descriptors (FileDescriptorName= of systemd.socket(5)).
+inline constexpr const char* kServiceSocketName = "snmp";
+
+/// The bound UDP socket that the service manager opened for the service, for IPv4 or for both versions. While the agent
+/// restarts, datagrams wait in its buffer.
+/// @return the descriptor, which stays open as long as the process; -1 if there is none, or, with one line on standard
+///         error, if it isn't a UDP socket
+[[nodiscard]] int inheritedServiceSocket();
+/// The port that a UDP socket is bound to; 0 if it isn't one.
+[[nodiscard]] uint16_t portOf(int fd);
+/// Drops the datagrams that wait to be received.
+void discardDatagrams(int fd);
+
 }  // namespace snmp

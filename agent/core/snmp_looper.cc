@@ -35,9 +35,10 @@ constexpr uint32_t kDefaultGetFlags = 5;
 SnmpLooper::SnmpLooper(uint16_t port, uint16_t trapPort)
     : Looper({tn::number::Snmp}),
       store_("/tern/store/snmpd", 5),
-      port_(port),
+      inherited_(inheritedServiceSocket()),
+      port_(inherited_ < 0 ? port : portOf(inherited_)),
       traps_(settings_, communities_, v3Server_, trapPort),
-      statusHandler_(*this, port) {
+      statusHandler_(*this, port_) {
     loop = this;
     serr << "communityKeep = new CommunityKeep;";  // compat: 102
     serr << "communityKeep->init();";
@@ -67,7 +68,7 @@ void SnmpLooper::init() {
     if (settings_.get(setting::Enabled)) {
         enable();
     } else {
-        setupLeave(kLeaveAfter);
+        leaveWhenIdle();
     }
 }
 
@@ -94,7 +95,7 @@ void SnmpLooper::adopt(Settings settings) {
 void SnmpLooper::enable() {
     if (isEnabled()) return;
     setupLeave({});
-    const int fd = openServiceSocket(port_);
+    const int fd = inherited_ < 0 ? openServiceSocket(port_) : inherited_;
     if (fd < 0) {
         const int reason = errno;
         swarn << "cannot create service connection";
@@ -103,7 +104,7 @@ void SnmpLooper::enable() {
     }
     if (!addSocket(
             fd, [this](int, unsigned) { receive(); }, EPOLLIN)) {
-        close(fd);
+        if (fd != inherited_) close(fd);
         return;
     }
     socket_ = fd;
@@ -114,8 +115,14 @@ void SnmpLooper::disable() {
     datagrams_.send(socket_);
     datagrams_.dropRest();
     removeSocket(socket_);
-    close(std::exchange(socket_, -1));
-    setupLeave(kLeaveAfter);
+    if (socket_ != inherited_) close(socket_);
+    socket_ = -1;
+    leaveWhenIdle();
+}
+
+// With an inherited socket it stays: the service manager would start it again for each datagram, from whomever.
+void SnmpLooper::leaveWhenIdle() {
+    if (inherited_ < 0) setupLeave(kLeaveAfter);
 }
 
 void SnmpLooper::receive() {
@@ -187,7 +194,11 @@ tn::message SnmpLooper::cmdSet(const tn::message& request) {
     undo.insert_u32(tn::field::Command, tn::cmd::Set);
     adopt(std::move(next));
     if (request.has(setting::TrapGenerators)) restartSubscribers(settings_.get(setting::TrapGenerators));
-    if (request.has(setting::Enabled)) settings_.get(setting::Enabled) ? enable() : disable();
+    if (request.has(setting::Enabled)) {
+        // What arrived while the service was off must not be answered now.
+        if (inherited_ >= 0 && !isEnabled()) discardDatagrams(inherited_);
+        settings_.get(setting::Enabled) ? enable() : disable();
+    }
 
     undo.insert_u32_array(tn::field::Destination, path());
     if (isChanged) sendUndo(request, std::move(undo), "changed snmp settings");

@@ -18,13 +18,14 @@ namespace snmp {
 /// other, on the loop's thread.
 class SnmpLooper : public tn::Looper {
   public:
-    /// @param port      UDP port of the service
+    /// @param port      UDP port of the service, unless its socket is inherited
     /// @param trapPort  UDP port that traps are sent to
     explicit SnmpLooper(uint16_t port, uint16_t trapPort = kTrapPort);
     ~SnmpLooper() override;
 
     /// Loads the settings and stores them with this start's engine boots (compat: 60). Opens the socket if the service
-    /// is enabled. While it is disabled, the process may exit when idle. Failures are logged.
+    /// is enabled. While it is disabled, the process may exit when idle, unless it inherited the socket. Failures are
+    /// logged.
     void init();
 
     /// Opens the socket, if it is closed. A failure is logged on standard error and leaves it closed.
@@ -61,6 +62,7 @@ class SnmpLooper : public tn::Looper {
     void receive();                 ///< called when the socket is readable
     void serveReceived();           ///< serves for kReceiveTime at most; the loop's next round serves the rest
     void adopt(Settings settings);  ///< makes them the current settings, for all parts of the agent
+    void leaveWhenIdle();           ///< lets the idle process exit, unless the service's socket is inherited
     void flushRefusalsLater();      ///< logs repeated refusals when their minute is over
     void warnOfUsers() const;       ///< logs if SNMPv3 is insecure or can't be used
 
@@ -68,8 +70,9 @@ class SnmpLooper : public tn::Looper {
     CommunityKeep communities_;
     Settings settings_;
     V3ServerInfo v3Server_;
+    int inherited_;  ///< the service's socket, opened by the service manager; -1: the agent opens it itself
     uint16_t port_;
-    int socket_ = -1;
+    int socket_ = -1;      ///< of the service; -1 while it is off
     Datagrams datagrams_;  ///< received from socket_, and the replies to send
     Context context_{{}};  ///< of the current request
     TrapSender traps_;

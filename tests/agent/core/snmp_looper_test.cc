@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "agent/core/service_socket.h"
 #include "agent/mib/packer.h"
 #include "tests/agent/agent_test.h"
 #include "tests/agent/said.h"
@@ -97,6 +98,34 @@ class ServiceTest : public AgentTest {
     ConstNumPacker packer{1U, tag::Integer};
     Hooked hooked;
 };
+
+TEST_F(ServiceTest, AnInheritedSocketKeepsWhatArrivesDuringARestartAndDropsWhatArrivedWhileTheServiceWasOff) {
+    agent.reset();
+    address = {};
+    const int inherited = boundSocket(address);
+    tn::Child child([&] {
+        tn::receiveSocket(inherited, kServiceSocketName);
+        const Client client(address);
+        client.query(1);
+        agent = std::make_unique<SnmpLooper>(uint16_t{161});
+        opensCommon(true);
+        addScalarLeaf(OID{1, 3, 1}, &packer, nullptr);
+        agent->enable();
+        while (agent->runOnce({})) continue;
+        EXPECT_THAT(client.answers(), ElementsAre(1));
+        agent->disable();
+        client.query(2);
+        change({{setting::Enabled, true}});
+        client.query(3);
+        while (agent->runOnce({})) continue;
+        EXPECT_THAT(client.answers(), ElementsAre(3));
+        const tn::message status = agent->exchangeMessage(tn::request(snmp_status::kPath, tn::cmd::Get));
+        EXPECT_EQ(status.get_u32(snmp_status::Port), ntohs(address.sin_port));
+        return testing::Test::HasFailure() ? 1 : 0;
+    });
+    EXPECT_EQ(child.exitStatus(), 0);
+    close(inherited);
+}
 
 TEST_F(ServiceTest, TheLoopGetsItsTurnAfterEachBatchOr20Milliseconds) {
     const Client client(address);
