@@ -39,6 +39,10 @@ IdNames generatorNames(const Client& client) {
     return namesIn(reply.get_message_array(tn::field::Objects), tn::field::Name);
 }
 
+IdNames communityNames(const Client& client) {
+    return namesIn(client.list(snmp::kCommunitiesPath), snmp::community::Name);
+}
+
 IdNames interfaceNames(const Client& client) {
     return namesIn(client.list(contracts::interfaces::kPath), contracts::interfaces::Name);
 }
@@ -51,14 +55,14 @@ std::vector<uint32_t> idsCalled(const IdNames& names, std::string_view what,
 }
 
 void nameIds(Json& ids, IdNames (*ask)(const Client&), const Client& client) {
-    if (!ids.is_array() || ids.empty()) return;
+    if (ids.empty() || (!ids.is_array() && !ids.is_number())) return;
     IdNames names;
     try {
         names = ask(client);
     } catch (const Failure&) {
         return;
     }
-    for (Json& id : ids)
+    for (Json& id : ids)  // a number is its own only element
         if (const auto found = names.find(id.get<uint32_t>()); found != names.end()) id = found->second;
 }
 

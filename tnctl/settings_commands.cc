@@ -23,13 +23,6 @@ constexpr tn::string_id kCommunityReference{setting::TrapCommunity.number};
 constexpr tn::string_array_id kGeneratorReferences{setting::TrapGenerators.number};
 constexpr tn::string_array_id kInterfaceReferences{setting::Interfaces.number};
 
-// The name of the community that traps are sent as, in place of its id. The id stays when no community has it.
-Json communityName(const Client& client, const Json& id) {
-    for (const tn::message& entry : client.list(snmp::kCommunitiesPath))
-        if (entry.get_u32(tn::field::ObjectId, tn::kNoId) == id) return entry.get_string(snmp::community::Name);
-    return id;
-}
-
 // Generators and interfaces by their ids.
 void resolveReferences(const Client& client, tn::message& change) {
     if (change.has(kGeneratorReferences)) {
@@ -50,8 +43,7 @@ void resolveReferences(const Client& client, tn::message& change) {
 void showSettings(const Session& session) {
     const Client client(session.options.timeout);
     Json settings = showWords(settingWords(), client.ask(snmp::kSettingsPath, tn::cmd::Get), session.options.secrets);
-    Json& trapCommunity = settings["trap-community"];
-    if (trapCommunity.is_number()) trapCommunity = communityName(client, trapCommunity);
+    nameIds(settings["trap-community"], communityNames, client);
     nameIds(settings["trap-generators"], generatorNames, client);
     nameIds(settings["interfaces"], interfaceNames, client);
     printObject(session, settings);

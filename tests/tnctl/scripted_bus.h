@@ -66,7 +66,8 @@ class ScriptedOwner : public tn::Handler {
         if (command == tn::cmd::Subscribe || command == tn::cmd::Unsubscribe || command == tn::cmd::GetPolicies)
             return handleCmd(request, command);
         asked.push_back(request);
-        return command == tn::cmd::GetAll ? page(request.get_u32(tn::field::Continue)) : answers[command];
+        if (command == tn::cmd::GetAll && !answers.contains(command)) return page(request.get_u32(tn::field::Continue));
+        return answers[command];
     }
 
     /// The recorded requests, except reading ones.
@@ -81,7 +82,7 @@ class ScriptedOwner : public tn::Handler {
 
     std::vector<tn::message> rows;            ///< items for get-all
     size_t rowsPerPage = 100;                 ///< of a get-all reply
-    std::map<uint32_t, tn::message> answers;  ///< replies to other commands
+    std::map<uint32_t, tn::message> answers;  ///< replies to other commands, or to get-all instead of the rows
     std::vector<tn::message> asked;           ///< all requests except those that the platform answers
 
   private:

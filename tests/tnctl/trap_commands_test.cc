@@ -47,7 +47,9 @@ TEST_F(Traps, SettingsAreShownWithTheNamesOfWhatTheyReferTo) {
 
     generators.answers[100] = tn::errorMsg(tn::error::NoSuchHandler, "no such handler");
     interfaces.rows.clear();
+    communities.answers[tn::cmd::GetAll] = tn::errorMsg(tn::error::NotPermitted, "not permitted");
     ASSERT_EQ(type("snmp"), kDone) << err;
+    EXPECT_THAT(out, HasSubstr("trap-community   3\n"));
     EXPECT_THAT(out, HasSubstr("trap-generators  180092929,5,0\n"));
     EXPECT_THAT(out, HasSubstr("interfaces       9,4\n"));
 
