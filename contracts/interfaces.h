@@ -23,13 +23,14 @@ inline constexpr std::array<uint32_t, 2> kPath = {20, 0};
 
 // Commands
 
-/// Lists ObjectId, Flags and Status of each interface, in pages as a get-all does.
+/// Lists ObjectId, Flags, Status and Disabled of each interface, in pages as a get-all does.
 inline constexpr uint32_t kList = 1;
 /// Replies with the SpeedSelector of the interface tn::field::ObjectId; tn::error::NotFound if it doesn't exist.
 inline constexpr uint32_t kGetSpeed = 0x10001;
-/// Notification: ObjectId, Flags, Status and Name of an interface, once for each change of Status. An interface that
-/// has been removed has Status 0. The filter of a subscription may have Flags, which excludes interfaces with any of
-/// these flags, and Status, which must have the bit kStatusChanges. An absent field excludes nothing.
+/// Notification: ObjectId, Flags, Status, Name and Disabled of an interface, once for each change of Status. An
+/// interface that has been removed has Status 0 and is Disabled. The filter of a subscription may have Flags, which
+/// excludes interfaces with any of these flags, and Status, which must have the bit kStatusChanges. An absent field
+/// excludes nothing.
 inline constexpr uint32_t kStatusChanged = 0x10004;
 inline constexpr uint32_t kStatusChanges = 0x80;  ///< bit of Status in a filter: send this notification
 

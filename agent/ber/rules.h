@@ -10,13 +10,22 @@ struct Rules {
     uint32_t timeWindow;            ///< seconds by which the time of a v3 message may differ (RFC 3414, 2.2.3)
     bool isWindowInBothDirections;  ///< also for a time ahead of the agent's
     bool isMaxSizeRespected;        ///< a v3 reply is at most msgMaxSize octets long (RFC 3412, 7.1)
+
+    bool trapTimeIsSysUpTime;         ///< of traps: the value that a Get returns, else time since the agent's start
+    bool linkTrapsNameInstances;      ///< ifIndex.N and so on (RFC 2863), else without N
+    bool linkTrapsHaveIfAdminStatus;  ///< the value that a Get returns, else whether there is carrier
+    bool v1TrapsAreTranslated;        ///< enterprise, generic and specific by RFC 3584, 3.2, else as their makers say
 };
 
 /// How Tarnix routers have always answered: see docs/compatibility.md.
 constexpr Rules kFixedRules = {
     .timeWindow = 15,  // compat: 52
     .isWindowInBothDirections = false,
-    .isMaxSizeRespected = false,  // compat: 13
+    .isMaxSizeRespected = false,          // compat: 13
+    .trapTimeIsSysUpTime = false,         // compat: 82
+    .linkTrapsNameInstances = false,      // compat: 79
+    .linkTrapsHaveIfAdminStatus = false,  // compat: 80
+    .v1TrapsAreTranslated = false,        // compat: 83
 };
 
 /// --standard: RFC 3416, RFC 3412 and RFC 3414; v1 as RFC 1157 and RFC 3584 require.
@@ -24,6 +33,10 @@ constexpr Rules kStandardRules = {
     .timeWindow = 150,
     .isWindowInBothDirections = true,
     .isMaxSizeRespected = true,
+    .trapTimeIsSysUpTime = true,
+    .linkTrapsNameInstances = true,
+    .linkTrapsHaveIfAdminStatus = true,
+    .v1TrapsAreTranslated = true,
 };
 
 }  // namespace snmp

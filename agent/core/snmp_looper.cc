@@ -82,6 +82,7 @@ void SnmpLooper::warnOfUsers() const {
 void SnmpLooper::setRules(const Rules& rules) {
     context_.rules = &rules;
     v3Server_.rules = &rules;
+    trapRules = &rules;
 }
 
 void SnmpLooper::adopt(Settings settings) {

@@ -22,7 +22,7 @@ namespace interfaces = contracts::interfaces;
 
 constexpr uint32_t kSeededStatus = 0x10103;  // bits of Status that seeding records (compat: 81)
 
-const OID kIfIndex = {1, 3, 6, 1, 2, 1, 2, 2, 1, 1};  // compat: 79
+const OID kIfIndex = {1, 3, 6, 1, 2, 1, 2, 2, 1, 1};
 const OID kIfAdminStatus = {1, 3, 6, 1, 2, 1, 2, 2, 1, 7};
 const OID kIfOperStatus = {1, 3, 6, 1, 2, 1, 2, 2, 1, 8};
 
@@ -32,9 +32,9 @@ bool isWanted(uint32_t interface) {
 
 bool isSeeded = false;
 
-/// Calls `take` with the id and status of each interface that can send traps. False if the owner failed before it had
-/// listed all.
-bool forEachInterface(const std::function<void(uint32_t, uint32_t)>& take) {
+/// Calls `take` with the item of each interface that can send traps: ObjectId, Status and Disabled. False if the owner
+/// failed before it had listed all.
+bool forEachInterface(const std::function<void(const tn::message&)>& take) {
     tn::message request = tn::request(interfaces::kPath, interfaces::kList);
     for (uint32_t next = 0;; request.insert_u32(tn::field::Continue, next)) {
         const tn::message reply = tn::getLooper()->exchangeMessage(request);
@@ -43,18 +43,19 @@ bool forEachInterface(const std::function<void(uint32_t, uint32_t)>& take) {
             if (!item.has(tn::field::ObjectId) || !item.has(interfaces::Flags) || !item.has(interfaces::Status))
                 continue;
             if ((item.get_u32(interfaces::Flags) & interfaces::kInternal) != 0) continue;
-            take(item.get_u32(tn::field::ObjectId), item.get_u32(interfaces::Status));
+            take(item);
         }
         if (!reply.has(tn::field::Continue) || reply.get_u32(tn::field::Continue) <= next) return true;
         next = reply.get_u32(tn::field::Continue);
     }
 }
 
-tn::message statusChange(uint32_t interface, uint32_t status) {
+tn::message statusChange(const tn::message& item) {
     tn::message change = tn::request({}, interfaces::kStatusChanged);
     change.insert_vector(tn::field::Source, interfaces::kPath);
-    change.insert_u32(tn::field::ObjectId, interface);
-    change.insert_u32(interfaces::Status, status);
+    change.insert_u32(tn::field::ObjectId, item.get_u32(tn::field::ObjectId));
+    change.insert_u32(interfaces::Status, item.get_u32(interfaces::Status));
+    if (item.get_bool(tn::field::Disabled)) change.insert_bool(tn::field::Disabled, true);
     return change;
 }
 
@@ -84,8 +85,9 @@ std::string upOrDown(bool isUp) { return isUp ? "1" : "2"; }
 }  // namespace
 
 void seedLinkStates() {
-    isSeeded = forEachInterface(
-        [](uint32_t interface, uint32_t status) { ifStateMap.try_emplace(interface, status & kSeededStatus); });
+    isSeeded = forEachInterface([](const tn::message& item) {
+        ifStateMap.try_emplace(item.get_u32(tn::field::ObjectId), item.get_u32(interfaces::Status) & kSeededStatus);
+    });
 }
 
 std::vector<tn::message> missedStatusChanges() {
@@ -94,13 +96,14 @@ std::vector<tn::message> missedStatusChanges() {
         seedLinkStates();
         return changes;
     }
-    forEachInterface([&](uint32_t interface, uint32_t status) {
+    forEachInterface([&](const tn::message& item) {
+        const uint32_t status = item.get_u32(interfaces::Status);
         const bool isUp = (status & interfaces::status::Up) != 0;
         if (isUp != ((status & interfaces::status::Operational) != 0)) return;
-        const auto known = ifStateMap.find(interface);
+        const auto known = ifStateMap.find(item.get_u32(tn::field::ObjectId));
         // Only Up is compared: a seeded state doesn't have the bit Operational.
         const bool wasUp = known != ifStateMap.end() && (known->second & interfaces::status::Up) != 0;
-        if (isUp != wasUp) changes.push_back(statusChange(interface, status));
+        if (isUp != wasUp) changes.push_back(statusChange(item));
     });
     return changes;
 }
@@ -135,9 +138,15 @@ bool interfaceTrapMaker(std::vector<VariableBinding>& bindings, const tn::messag
     trapOid = isUp ? OID{1, 3, 6, 1, 6, 3, 1, 1, 5, 4} : OID{1, 3, 6, 1, 6, 3, 1, 1, 5, 3};
     generic = isUp ? generic_trap::LinkUp : generic_trap::LinkDown;
     specific = 0;
-    bindings.push_back({kIfIndex, tag::Integer, std::to_string(interface)});
-    bindings.push_back({kIfAdminStatus, tag::Integer, upOrDown(isUp)});  // compat: 80
-    bindings.push_back({kIfOperStatus, tag::Integer, upOrDown((state & interfaces::status::Operational) != 0)});
+    const bool isEnabled =
+        trapRules->linkTrapsHaveIfAdminStatus ? !message.get_bool(tn::field::Disabled) : isUp;  // compat: 80
+    const auto bind = [&](const OID& column, const std::string& value) {
+        const OID name = trapRules->linkTrapsNameInstances ? column + interface : column;  // compat: 79
+        bindings.push_back({name, tag::Integer, value});
+    };
+    bind(kIfIndex, std::to_string(interface));
+    bind(kIfAdminStatus, upOrDown(isEnabled));
+    bind(kIfOperStatus, upOrDown((state & interfaces::status::Operational) != 0));
     return true;
 }
 

@@ -36,7 +36,7 @@ void interfaceUnSubscribe();
 
 /// A TrapMaker for status notifications of the interface owner: linkUp and linkDown (RFC 2863). False for other
 /// messages, for interfaces that the filter excludes, and for a status that was reported before. The names of the
-/// varbinds have no instance: the value of ifIndex identifies the interface (compat: 79).
+/// varbinds have no instance, unless trapRules say so: the value of ifIndex identifies the interface (compat: 79).
 bool interfaceTrapMaker(std::vector<VariableBinding>& bindings, const tn::message& message, OID& trapOid,
                         unsigned int& generic, unsigned int& specific);
 

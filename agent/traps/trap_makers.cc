@@ -17,6 +17,7 @@ static_assert(type::Integer == tag::Integer && type::OctetString == tag::OctetSt
 }  // namespace
 
 std::vector<TrapMaker> trapMakers;
+const Rules* trapRules = &kFixedRules;
 
 std::optional<Trap> makeTrap(const tn::message& message) {
     for (const TrapMaker maker : trapMakers) {

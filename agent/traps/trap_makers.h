@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "agent/ber/oid.h"
+#include "agent/ber/rules.h"
 #include "agent/ber/variable_binding.h"
 #include "tn/message.h"
 
@@ -33,6 +34,9 @@ using TrapMaker = bool (*)(std::vector<VariableBinding>& bindings, const tn::mes
 /// All makers, called in this order until one returns true: those that plug-ins append at start, alderTrapMaker, then
 /// those of the subscribed trap generators. Each subscription appends its maker, each unsubscription removes it.
 extern std::vector<TrapMaker> trapMakers;
+
+/// What makers follow, as the agent's requests do.
+extern const Rules* trapRules;
 
 /// The trap of the first maker that recognises the message; nothing if none does.
 [[nodiscard]] std::optional<Trap> makeTrap(const tn::message& message);

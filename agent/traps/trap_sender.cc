@@ -20,6 +20,29 @@ OID nameOf(const Trap& trap) {
     return trap.generic == generic_trap::EnterpriseSpecific ? trap.oid + OID{0, trap.specific} : trap.oid;
 }
 
+/// How v1 names a trap.
+struct V1Name {
+    OID enterprise;
+    unsigned int generic = 0;
+    unsigned int specific = 0;
+};
+
+/// Translates snmpTrapOID (RFC 3584, 3.2). Standard traps get the enterprise snmpTraps.
+V1Name translated(OID name) {
+    const OID snmpTraps = {1, 3, 6, 1, 6, 3, 1, 1, 5};
+    const unsigned int last = name.back();
+    name.pop_back();
+    if (name == snmpTraps && last >= 1 && last <= generic_trap::EnterpriseSpecific) return {name, last - 1, 0};
+    if (!name.empty() && name.back() == 0) name.pop_back();
+    return {name, generic_trap::EnterpriseSpecific, last};
+}
+
+V1Name v1NameOf(const Trap& trap) {
+    const OID name = nameOf(trap);
+    if (trapRules->v1TrapsAreTranslated && !name.empty()) return translated(name);
+    return {trap.oid, trap.generic, trap.specific};  // compat: 83
+}
+
 /// For request-id and msgID: 31 bits (RFC 3412, 6).
 uint32_t randomNumber() { return tn::sources().random32() >> 1; }
 
@@ -134,12 +157,13 @@ V3Info TrapSender::headerFor(const Item& user) const {
 }
 
 void TrapSender::addPduV1(OutStream& out, const Trap& trap, const IPAddr6& local) const {
+    const V1Name name = v1NameOf(trap);
     out.startSeq(pdu::TrapV1);
-    out.addOID(trap.oid, tag::ObjectIdentifier);  // compat: 83
+    out.addOID(name.enterprise, tag::ObjectIdentifier);
     // agent-addr can't hold an IPv6 address: 0.0.0.0 instead (RFC 3584, 3.2).
     out.addByType(local.isIPv4() ? local.str() : "0.0.0.0", tag::IpAddress);
-    out.add(trap.generic, tag::Integer);
-    out.add(trap.specific, tag::Integer);
+    out.add(name.generic, tag::Integer);
+    out.add(name.specific, tag::Integer);
     out.add(upTime(), tag::TimeTicks);
     out.startSeq(tag::Sequence);
     addBindings(out, trap.bindings);

@@ -45,8 +45,11 @@ class TrapSender {
     [[nodiscard]] V3Info headerFor(const Item& user) const;
     void addPduV1(OutStream& out, const Trap& trap, const IPAddr6& local) const;
     void addPduV2(OutStream& out, const Trap& trap) const;
-    /// Hundredths of a second since the agent started (RFC 2578, TimeTicks).
-    [[nodiscard]] uint32_t upTime() const { return tn::getJiffies() - started_; }  // compat: 82
+    /// sysUpTime and time-stamp: hundredths of a second (RFC 2578, TimeTicks) since the agent started, or since the
+    /// machine started, in whole seconds as the object sysUpTime (compat: 82).
+    [[nodiscard]] uint32_t upTime() const {
+        return trapRules->trapTimeIsSysUpTime ? tn::getUptime() * 100 : tn::getJiffies() - started_;
+    }
 
     const Settings& settings_;
     const CommunityKeep& communities_;

@@ -129,8 +129,10 @@ void Interfaces::writeCounters(const Link& link, tn::message& row) const {
 }
 
 void Interfaces::writeBrief(uint32_t id, tn::message& row) const {
+    const Link& link = *links_.find(id);
+    if (!link.isEnabled()) row.insert_bool(tn::field::Disabled, true);
     row.insert_u32(interfaces::Flags, 0);
-    row.insert_u32(interfaces::Status, links_.find(id)->status());
+    row.insert_u32(interfaces::Status, link.status());
 }
 
 bool Interfaces::isWanted(uint32_t id, const tn::message& request) const {
@@ -181,7 +183,9 @@ uint32_t Interfaces::speedOf(const Link& link) const {
 }
 
 void Interfaces::report(uint32_t id, const std::string& name, uint32_t status) {
+    const Link* link = std::as_const(links_).find(id);
     tn::message changed;
+    if (link == nullptr || !link->isEnabled()) changed.insert_bool(tn::field::Disabled, true);
     changed.insert_u32(interfaces::Flags, 0);
     changed.insert_u32(interfaces::Status, status);
     changed.insert_u32(tn::field::ObjectId, id);

@@ -19,6 +19,7 @@ AgentTest::~AgentTest() {
     branches.clear();
     scribers.clear();
     trapMakers.clear();
+    trapRules = &kFixedRules;
     ifStateMap.clear();
     interfaceFilter.clear();
     tn::setSources(nullptr);

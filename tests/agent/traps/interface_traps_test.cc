@@ -57,6 +57,19 @@ TEST_F(InterfaceTrapsTest, EachNewStateMakesATrap) {
     for (const auto& [id, status, trap] : steps) EXPECT_EQ(made(notification(id, status)), trap) << status;
 }
 
+TEST_F(InterfaceTrapsTest, StandardLinkTrapsNameTheInstanceAndTellWhetherItIsEnabled) {
+    agent->setRules(kStandardRules);
+    const std::string head = ".1.3.6.1.6.3.1.1.5.", column = ".1.3.6.1.2.1.2.2.1.";
+    const auto bindings = [&](const std::string& admin, const std::string& oper) {
+        return ": " + column + "1.5=5 " + column + "7.5=" + admin + " " + column + "8.5=" + oper;
+    };
+    tn::message cut = notification(5, 0), disabled = notification(5, 0);
+    EXPECT_EQ(made(notification(5, 0x500)), head + "4 3" + bindings("1", "1"));
+    EXPECT_EQ(made(put(cut, {{tn::field::Disabled, false}})), head + "3 2" + bindings("1", "2"));
+    EXPECT_EQ(made(notification(5, 0x500)), head + "4 3" + bindings("1", "1"));
+    EXPECT_EQ(made(put(disabled, {{tn::field::Disabled, true}})), head + "3 2" + bindings("2", "2"));
+}
+
 TEST_F(InterfaceTrapsTest, InterfacesThatHaveGoneAreForgotten) {
     constexpr uint32_t kLast = 3 * kMaxStates;
     EXPECT_EQ(made(notification(1, 0x500)), linkUp(1));

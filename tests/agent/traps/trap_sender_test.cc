@@ -94,6 +94,30 @@ TEST_F(TrapSenderTest, Version1) {
               "40 04 C0 00 02 01 02 01 01 02 01 00 43 02 01 2C 30 00");
 }
 
+TEST_F(TrapSenderTest, StandardTrapsHaveTheUptimeOfAGetAndVersion1NamesThemByRfc3584) {
+    agent->setRules(kStandardRules);
+    set(kVersion1, {"192.0.2.9"});
+    sources.uptime = 0x1234;
+    sources.nanoseconds = 990'000'000;  // sysUpTime has whole seconds
+    const std::string time = "43 03 07 1C 50 ";
+    EXPECT_THAT(hex(*created(ask())),
+                HasSubstr("06 0B 2B 06 01 04 01 83 86 4F 01 01 09 40 04 C0 00 02 01 02 01 06 02 01 01 " + time));
+    trapMakers.push_back([](auto&, const tn::message& message, OID& oid, unsigned& generic, unsigned&) {
+        oid = OID(message.get_string(contracts::snmp::trap::Oid));
+        generic = oid.size() > 10 ? 0U : 2U;
+        return true;
+    });
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {"1.3.6.1.6.3.1.1.5.3", "06 08 2B 06 01 06 03 01 01 05 ", "02 01 02 02 01 00 "},  // snmpTraps
+        {"1.3.6.1.6.3.1.1.5.7", "06 08 2B 06 01 06 03 01 01 05 ", "02 01 06 02 01 07 "},
+        {"1.3.6.1.4.1.8.7", "06 06 2B 06 01 04 01 08 ", "02 01 06 02 01 07 "},
+        {"1.3.6.1.4.1.8.0.7", "06 06 2B 06 01 04 01 08 ", "02 01 06 02 01 07 "}};
+    for (const auto& [oid, enterprise, numbers] : cases)
+        EXPECT_THAT(hex(*created(messageOf({{contracts::snmp::trap::Oid, oid}}))),
+                    HasSubstr(enterprise + std::string("40 04 C0 00 02 01 ") + numbers + time))
+            << oid;
+}
+
 TEST_F(TrapSenderTest, Version2cTrapsHaveRequestIdsOf31BitsThatDiffer) {
     set(kVersion2c, {"192.0.2.9"});
     sources.uptime += 3;

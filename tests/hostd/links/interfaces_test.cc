@@ -175,8 +175,10 @@ TEST_F(InterfacesTest, ARowHasOnlyFieldsWithKnownValues) {
 
 TEST_F(InterfacesTest, ReadersMayListAndQuerySpeedsOnly) {
     for (int index = 1; index <= 2000; ++index) takes(LinkMessage(index, "x", kUp).kind("veth"));
+    takes(LinkMessage(2001, "down"));
     const auto listed = rowsOf(interfaces, interfaces::kList);
-    EXPECT_EQ(listed.size(), 2000U);
+    ASSERT_EQ(listed.size(), 2001U);
+    EXPECT_TRUE(listed[2000].get_bool(field::Disabled) && !listed[0].has(field::Disabled));
     EXPECT_EQ(listed[0].get_u32(interfaces::Status), 0x500U);
     EXPECT_FALSE(listed[0].has(interfaces::Name));
     EXPECT_FALSE(tn::isError(asks(interfaces::kGetSpeed, 5)));
