@@ -10,6 +10,12 @@ struct Rules {
     uint32_t timeWindow;            ///< seconds by which the time of a v3 message may differ (RFC 3414, 2.2.3)
     bool isWindowInBothDirections;  ///< also for a time ahead of the agent's
     bool isMaxSizeRespected;        ///< a v3 reply is at most msgMaxSize octets long (RFC 3412, 7.1)
+    /// The flags, the security model and msgMaxSize of a v3 message are checked, and a reply has the agent's own
+    /// msgMaxSize and no reportable flag (RFC 3412, 7).
+    bool isHeaderStandard;
+    /// Checks are made, and Reports are sent, as RFC 3414, 3.2 requires. Includes --strict-usm.
+    bool isUsmStandard;
+    bool isContextChecked;  ///< the agent has one context, "" (RFC 3412, 4.2.2.1; RFC 3413, 3.2)
 
     bool trapTimeIsSysUpTime;         ///< of traps: the value that a Get returns, else time since the agent's start
     bool linkTrapsNameInstances;      ///< ifIndex.N and so on (RFC 2863), else without N
@@ -22,6 +28,9 @@ constexpr Rules kFixedRules = {
     .timeWindow = 15,  // compat: 52
     .isWindowInBothDirections = false,
     .isMaxSizeRespected = false,          // compat: 13
+    .isHeaderStandard = false,            // compat: 54, 55
+    .isUsmStandard = false,               // compat: 48, 49, 50, 51, 53
+    .isContextChecked = false,            // compat: 56
     .trapTimeIsSysUpTime = false,         // compat: 82
     .linkTrapsNameInstances = false,      // compat: 79
     .linkTrapsHaveIfAdminStatus = false,  // compat: 80
@@ -33,6 +42,9 @@ constexpr Rules kStandardRules = {
     .timeWindow = 150,
     .isWindowInBothDirections = true,
     .isMaxSizeRespected = true,
+    .isHeaderStandard = true,
+    .isUsmStandard = true,
+    .isContextChecked = true,
     .trapTimeIsSysUpTime = true,
     .linkTrapsNameInstances = true,
     .linkTrapsHaveIfAdminStatus = true,

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "agent/ber/tags.h"
+
 namespace snmp {
 
 namespace {
@@ -20,10 +22,14 @@ bool takesAnyDigestSize(const UserKeys& keys) {
 
 }  // namespace
 
-bool UsmReader::readV3Info(V3Error& error) {
+bool UsmReader::readV3Info(V3Error& error, const Rules& rules) {
     level_ = security_level::None;
     isAuthenticated_ = isSealed_ = false;
-    if (!readHeader() || v3_.msgFlags.empty() || !readSecurityParameters()) return false;
+    if (!readHeader() || v3_.msgFlags.empty()) return false;
+    if (rules.isHeaderStandard && !isHeaderValid(error)) return false;
+    if (!readSecurityParameters()) return false;
+
+    isReportable_ = (v3_.msgFlags[0] & kReportableFlag) != 0;
 
     const bool authenticated = (v3_.msgFlags[0] & kAuthFlag) != 0;
     const bool encrypted = (v3_.msgFlags[0] & kPrivFlag) != 0;
@@ -39,6 +45,16 @@ bool UsmReader::readHeader() {
     }
     exitSeq();
     return true;
+}
+
+bool UsmReader::isHeaderValid(V3Error& error) const {
+    const bool isPrivateOnly = (v3_.msgFlags[0] & (kAuthFlag | kPrivFlag)) == kPrivFlag;
+    if (v3_.msgSecurityModel != kUserSecurityModel) {
+        report(error, V3Error::UnknownSecurityModel);
+    } else if (isPrivateOnly || v3_.msgMaxSize < kLeastMaxSize || v3_.msgMaxSize > INT32_MAX) {
+        report(error, V3Error::InvalidMessage);
+    }
+    return error == V3Error::None;
 }
 
 bool UsmReader::readSecurityParameters() {
@@ -57,29 +73,59 @@ bool UsmReader::readSecurityParameters() {
 
 bool UsmReader::decryptAndCheckSignature(V3Error& error, const UserKeys& keys, V3ServerInfo& server) {
     received_.clear();
-    isAuthenticated_ = level_ != security_level::None && isSigned(keys, server.strictDigest);
-    // compat: 50
-    isSealed_ = level_ == security_level::Private && server.strictDigest && !isAuthenticated_;
-    if (isSealed_) {
-        v3_.contextEngineID = server.engineId;
-        v3_.contextName.clear();
-    } else if (!openScopedPdu(keys)) {
-        return false;
-    }
-    checkEngine(error, server);
-    if (level_ != security_level::None) checkTimeAndDigest(error, keys, server);
+    isAuthenticated_ = level_ != security_level::None && isSigned(keys, server.isStrict());
+    const bool isRead =
+        server.rules->isUsmStandard ? checkThenOpen(error, keys, server) : openThenCheck(error, keys, server);
+    if (!isRead) return false;
     if (level_ != security_level::None && !takesAnyDigestSize(keys)) {
         v3_.msgAuthenticationParameters.assign(sentDigestSize(keys.method), '\0');
     }
     if (level_ == security_level::Private) v3_.msgPrivacyParameters = server.nextSalt();
     v3_.msgAuthoritativeEngineBoots = server.engineBoots;
     v3_.msgAuthoritativeEngineTime = server.engineTime();
+    if (server.rules->isHeaderStandard) {
+        v3_.msgMaxSize = kMaxMessage;
+        v3_.msgFlags[0] = static_cast<char>(v3_.msgFlags[0] & ~kReportableFlag);
+    }
     return true;
 }
 
-bool UsmReader::openScopedPdu(const UserKeys& keys) {
+// compat: 50
+bool UsmReader::openThenCheck(V3Error& error, const UserKeys& keys, const V3ServerInfo& server) {
+    if (level_ == security_level::Private && server.strictDigest && !isAuthenticated_) {
+        seal(server);
+    } else if (!openScopedPdu(keys, false)) {
+        return false;
+    }
+    checkEngine(error, server);
+    if (level_ != security_level::None) checkTimeAndDigest(error, keys, server);
+    return true;
+}
+
+bool UsmReader::checkThenOpen(V3Error& error, const UserKeys& keys, const V3ServerInfo& server) {
+    checkEngine(error, server);
+    if (level_ != security_level::None) checkTimeAndDigest(error, keys, server);
+    const bool isEncrypted = level_ == security_level::Private;
+    const bool isRefused = isEncrypted && error != V3Error::None;
+    if (!isRefused && openScopedPdu(keys, isEncrypted)) return true;
+    if (!isEncrypted) return false;
+    report(error, V3Error::DecryptionError);
+    seal(server);
+    return true;
+}
+
+/// Leaves the PDU encrypted. The context of a Report about it is the agent's (RFC 3412, 7.1).
+void UsmReader::seal(const V3ServerInfo& server) {
+    isSealed_ = true;
+    v3_.contextEngineID = server.engineId;
+    v3_.contextName.clear();
+}
+
+/// @param isSequenceRequired  tells what was decrypted with another password or protocol, which is random, from a
+///                            scoped PDU
+bool UsmReader::openScopedPdu(const UserKeys& keys, bool isSequenceRequired) {
     if (level_ == security_level::Private && !decrypt(keys)) return false;
-    if (readContext()) return true;
+    if ((!isSequenceRequired || getType() == tag::Sequence) && readContext()) return true;
     if (!received_.empty()) {
         data_.swap(received_);
         size_ = data_.size();
@@ -99,7 +145,7 @@ bool UsmReader::decrypt(const UserKeys& keys) {
     return true;
 }
 
-bool UsmReader::readContext() {  // compat: 56
+bool UsmReader::readContext() {
     return enterSeq() >= 0 && getString(&v3_.contextEngineID) && getString(&v3_.contextName);
 }
 
@@ -118,7 +164,7 @@ void UsmReader::checkTimeAndDigest(V3Error& error, const UserKeys& keys, const V
     const Rules& rules = *server.rules;
     const bool isInWindow = age <= rules.timeWindow || (rules.isWindowInBothDirections && -age <= rules.timeWindow);
     const bool isTimely = isInWindow && server.engineBoots == v3_.msgAuthoritativeEngineBoots;
-    if (!isTimely && !server.strictDigest) report(error, V3Error::NotInTimeWindow);
+    if (!isTimely && !server.isStrict()) report(error, V3Error::NotInTimeWindow);
     if (keys.digest.empty()) report(error, V3Error::UnknownUserName);
     if (!isAuthenticated_) report(error, V3Error::WrongDigest);
     if (!isTimely) report(error, V3Error::NotInTimeWindow);
@@ -135,10 +181,15 @@ bool UsmReader::isSigned(const UserKeys& keys, bool wholeDigest) const {
     return !digest.empty() && CRYPTO_memcmp(digest.data(), field.data(), std::min(field.size(), digest.size())) == 0;
 }
 
-void UsmReader::clearAuthPrivInfo() {
-    v3_.msgAuthenticationParameters.clear();
+void UsmReader::lowerTo(uint32_t level) {
+    if (level >= security_level::Private) return;
     v3_.msgPrivacyParameters.clear();
-    v3_.msgFlags[0] = static_cast<char>(v3_.msgFlags[0] & ~(kAuthFlag | kPrivFlag));
+    v3_.msgFlags[0] = static_cast<char>(v3_.msgFlags[0] & ~kPrivFlag);
+    if (level >= security_level::Authorized) return;
+    v3_.msgAuthenticationParameters.clear();
+    v3_.msgFlags[0] = static_cast<char>(v3_.msgFlags[0] & ~kAuthFlag);
 }
+
+void UsmReader::clearAuthPrivInfo() { lowerTo(security_level::None); }
 
 }  // namespace snmp

@@ -20,8 +20,10 @@ constexpr uint32_t kUserSecurityModel = 3;  ///< msgSecurityModel of RFC 3414
 constexpr char kAuthFlag = 1;               ///< bits of msgFlags (RFC 3412, 6.4)
 constexpr char kPrivFlag = 2;
 constexpr char kReportableFlag = 4;
+constexpr uint32_t kLeastMaxSize = 484;  ///< octets; the lowest valid msgMaxSize (RFC 3412, 6)
 
-/// The faults of v3 messages that a Report names. agent/security/v3_errors.h has the text and the counter of each.
+/// The faults of v3 messages that are counted; most are reported to the sender. agent/security/v3_errors.h has the text
+/// and the counter of each. Those from DecryptionError on are only found with --standard.
 enum class V3Error : int {
     None = -1,
     UnsupportedLevel = 0,
@@ -29,9 +31,13 @@ enum class V3Error : int {
     UnknownUserName = 2,
     UnknownEngineId = 3,
     WrongDigest = 4,
-    DecryptionError = 5,  ///< never set: a message that can't be decrypted is dropped (compat: 53)
+    DecryptionError = 5,       // compat: 53
+    UnknownSecurityModel = 6,  ///< dropped
+    InvalidMessage = 7,        ///< dropped
+    UnknownPduHandler = 8,     ///< no object of the engine contextEngineID is served here
+    UnknownContext = 9,
 };
-constexpr size_t kV3Errors = 6;  ///< values of V3Error, None excluded
+constexpr size_t kV3Errors = 10;  ///< values of V3Error, None excluded
 
 /// Header, security parameters and context of one v3 message (RFC 3412, 6; RFC 3414, 2.4), in the order of the message.
 /// The agent changes a request's record into that of its reply.
@@ -60,13 +66,14 @@ struct V3ServerInfo {
     V3ServerInfo();
 
     uint32_t engineBoots = 0;
-    uint32_t startUptime;  ///< uptime of the machine in seconds when this object was created
-    std::string engineId;  ///< empty until it is set
-    /// --strict-usm: rejects digests that don't have their protocol's length, and checks the digest before anything
-    /// else.
-    bool strictDigest = false;
+    uint32_t startUptime;       ///< uptime of the machine in seconds when this object was created
+    std::string engineId;       ///< empty until it is set
+    bool strictDigest = false;  ///< --strict-usm
     const Rules* rules = &kFixedRules;
 
+    /// Whether digests that don't have their protocol's length are rejected, and what isn't authenticated is neither
+    /// decrypted nor answered with a signed Report.
+    [[nodiscard]] bool isStrict() const { return strictDigest || rules->isUsmStandard; }
     [[nodiscard]] uint32_t engineTime() const;  ///< seconds since startUptime
     /// msgPrivacyParameters of the next message to send, 8 octets: boots, then a counter (RFC 3414, 8.1.1.1; RFC 3826,
     /// 3.1.2.1).

@@ -73,7 +73,7 @@ void SnmpLooper::init() {
 }
 
 void SnmpLooper::warnOfUsers() const {
-    if (!v3Server_.strictDigest)
+    if (!v3Server_.isStrict())
         swarn << "SNMPv3 users can be impersonated without a password: start the agent with --strict-usm";
     if (settings_.get(setting::EngineId).empty())
         swarn << "SNMPv3 users, but engine-id isn't set: tnctl snmp set engine-id=TEXT";

@@ -44,9 +44,10 @@ void addOptions(CLI::App& app, Options& options) {
         "--strict-usm", options.strictUsm,
         "Reject SNMPv3 messages whose digest is shorter or longer than its protocol requires, and never sign a "
         "Report to an unauthenticated message. Without it, users can be impersonated and passwords guessed offline");
-    app.add_flag("--standard", options.standard,
-                 "Answer as RFC 3416, RFC 3412 and RFC 3414 require, and v1 as RFC 1157 requires. Without it, answers "
-                 "differ where managers and scripts for Tarnix routers depend on it");
+    app.add_flag(
+        "--standard", options.standard,
+        "Answer as RFC 3416, RFC 3412 and RFC 3414 require, and v1 as RFC 1157 requires; includes --strict-usm. "
+        "Without it, answers differ where managers and scripts for Tarnix routers depend on it");
     app.add_flag("--log-requests", options.logRequests,
                  "Log two lines for each request: its source, and its community or user");
     app.add_flag("--debug", options.debug, "Log the steps of each request");

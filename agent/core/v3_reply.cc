@@ -27,12 +27,6 @@ bool drop(Context& c, Counter cause, std::string_view why) {
     return false;
 }
 
-void countError(const Context& c) {
-    if (!dlog.isMuted())
-        dlog << "v3 err: " << std::hex << static_cast<unsigned>(c.v3Error) << " " << kindOf(c.v3Error).text;
-    ++Context::v3counters[static_cast<size_t>(c.v3Error)];
-}
-
 /// Stores the first fault found, which is the one reported.
 void report(Context& c, V3Error error) {
     if (c.v3Error == V3Error::None) c.v3Error = error;
@@ -44,7 +38,7 @@ const Item* findUser(Context& c, const IPAddr6& source) {
     c.community = c.in.v3Info().msgUserName;
     if (!slog.isMuted()) slog << "user: " << c.community;
     const Item* entry = loop->communities().find(c.community);
-    const bool isHidden = loop->v3Server().strictDigest && entry != nullptr && !entry->accepts(source);
+    const bool isHidden = loop->v3Server().isStrict() && entry != nullptr && !entry->accepts(source);
     return isHidden ? nullptr : entry;
 }
 
@@ -57,42 +51,63 @@ Counter causeOf(const Context& c, const IPAddr6& source, Counter otherwise) {
     return keysOf(entry).digest.empty() ? Counter::NoKeys : otherwise;
 }
 
+void countError(Context& c, const IPAddr6& source) {
+    const V3ErrorKind& kind = kindOf(c.v3Error);
+    if (!dlog.isMuted()) dlog << "v3 err: " << std::hex << static_cast<unsigned>(c.v3Error) << " " << kind.text;
+    ++Context::v3counters[static_cast<size_t>(c.v3Error)];
+    c.refuse(c.v3Error == V3Error::UnknownUserName ? causeOf(c, source, kind.cause) : kind.cause);
+}
+
 Counter causeOfUnreadable(const Context& c, const IPAddr6& source) {
     if (c.in.securityLevel() != security_level::Private) return Counter::Malformed;
     return causeOf(c, source, c.in.isAuthenticated() ? Counter::Decryption : Counter::WrongDigest);
 }
 
 /// The security level of the reply: that of the request, but None for an unknown user, for one without keys, and, if
-/// the agent is strict, for an unauthenticated message.
+/// the agent is strict, for an unauthenticated message. With Rules::isUsmStandard, most Reports have None.
 uint32_t replyLevel(const Context& c, const Item* entry) {
-    const bool isForged = loop->v3Server().strictDigest && !c.in.isAuthenticated();  // compat: 51
+    const V3ServerInfo& server = loop->v3Server();
+    const bool isForged = server.isStrict() && !c.in.isAuthenticated();  // compat: 51
     const bool hasKey = c.v3Error != V3Error::UnknownUserName && !keysOf(entry).digest.empty();
-    return hasKey && !isForged ? c.in.securityLevel() : security_level::None;
+    if (!hasKey || isForged) return security_level::None;
+    const bool isLimited = server.rules->isUsmStandard && c.v3Error != V3Error::None;
+    return isLimited ? std::min(c.in.securityLevel(), kindOf(c.v3Error).reportLevel) : c.in.securityLevel();
+}
+
+void checkContext(Context& c) {
+    const V3Info& info = c.in.v3Info();
+    if (info.contextEngineID != loop->v3Server().engineId) report(c, V3Error::UnknownPduHandler);
+    if (!info.contextName.empty()) report(c, V3Error::UnknownContext);
 }
 
 }  // namespace
 
 bool admitUser(Context& c, const IPAddr6& source, const Item*& entry) {
-    if (!c.in.readV3Info(c.v3Error)) return drop(c, Counter::Malformed, "bad v3 packet");
-    if (loop->v3Server().rules->isMaxSizeRespected) c.out.setLimit(c.in.v3Info().msgMaxSize);
+    V3ServerInfo& server = loop->v3Server();
+    const Rules& rules = *server.rules;
+    if (!c.in.readV3Info(c.v3Error, rules)) {
+        if (c.v3Error != V3Error::None) countError(c, source);
+        return drop(c, Counter::Malformed, "bad v3 packet");
+    }
+    if (rules.isMaxSizeRespected) c.out.setLimit(c.in.v3Info().msgMaxSize);
     entry = findUser(c, source);
     const bool isBelow = entry != nullptr && c.in.securityLevel() < entry->security;
-    // A strict agent checks the digest first.
-    if (isBelow && !loop->v3Server().strictDigest) report(c, V3Error::UnsupportedLevel);
-    if (!c.in.decryptAndCheckSignature(c.v3Error, keysOf(entry), loop->v3Server()))
+    if (rules.isUsmStandard) {
+        c.in.checkEngine(c.v3Error, server);
+        if (entry == nullptr) report(c, V3Error::UnknownUserName);
+    }
+    // --strict-usm alone checks the digest first.
+    if (isBelow && (rules.isUsmStandard || !server.isStrict())) report(c, V3Error::UnsupportedLevel);
+    if (!c.in.decryptAndCheckSignature(c.v3Error, keysOf(entry), server))
         return drop(c, causeOfUnreadable(c, source), "bad v3 packet signature");
-    // The PDU type decides whether a Report may be sent. If the PDU can't be read, msgFlags does (RFC 3412, 7.1).
-    if (c.in.isSealed() && (c.in.v3Info().msgFlags[0] & kReportableFlag) == 0)
-        return drop(c, causeOf(c, source, Counter::WrongDigest), "bad v3 packet digest");
     if (isBelow) report(c, V3Error::UnsupportedLevel);
     if (entry == nullptr || !entry->accepts(source)) report(c, V3Error::UnknownUserName);  // compat: 57
+    if (rules.isContextChecked) checkContext(c);
+    if (c.v3Error != V3Error::None) countError(c, source);
+    // The PDU type decides whether a Report may be sent. If the PDU can't be read, msgFlags does (RFC 3412, 7.1).
+    if (c.in.isSealed() && !c.in.isReportable()) return drop(c, Counter::WrongDigest, "bad v3 packet digest");
     const uint32_t level = replyLevel(c, entry);
-    if (level == security_level::None) c.in.clearAuthPrivInfo();
-    if (c.v3Error != V3Error::None) {
-        countError(c);
-        const Counter cause = kindOf(c.v3Error).cause;
-        c.refuse(c.v3Error == V3Error::UnknownUserName ? causeOf(c, source, cause) : cause);
-    }
+    c.in.lowerTo(level);
     c.out.writeV3Info(c.in.v3Info(), level);
     return true;
 }
@@ -103,8 +118,9 @@ bool isReportable(uint8_t pduType) {
 }
 
 ErrorStatus snmpV3(Context& c) {
+    const V3ErrorKind& kind = kindOf(c.v3Error);
     c.out.startSeq(tag::Sequence);
-    c.out.addOID(OID(kUsmStats) + kindOf(c.v3Error).counter + 0, tag::ObjectIdentifier);
+    c.out.addOID(OID(kind.group) + kind.counter + 0, tag::ObjectIdentifier);
     c.out.add(Context::v3counters[static_cast<size_t>(c.v3Error)], tag::Counter32);
     c.out.endSeq();
     return ErrorStatus::NoError;

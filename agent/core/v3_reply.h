@@ -7,8 +7,8 @@
 namespace snmp {
 
 /// Reads a v3 request up to its PDU, checks it (RFC 3414, 3.2), and writes the reply up to its PDU. A fault is stored
-/// in c.v3Error and counted, and the reply will be a Report. A strict agent (V3ServerInfo::strictDigest) checks the
-/// digest first, and doesn't sign a Report to an unauthenticated request.
+/// in c.v3Error and counted, and the reply will be a Report. A strict agent (V3ServerInfo::isStrict) checks the digest
+/// before the time and before it decrypts, and doesn't sign a Report to an unauthenticated request.
 /// @param entry  receives the user's access entry; nullptr if the user isn't known
 /// @return false if the request is dropped
 bool admitUser(Context& c, const tn::IPAddr6& source, const Item*& entry);

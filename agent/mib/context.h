@@ -51,7 +51,8 @@ struct Context {
     InStream::StreamPos firstBinding;  ///< position of the first varbind in the request
     Fetched fetched;                   ///< from owners, for this request
 
-    /// Number of messages with each V3Error since the process started: usmStats (RFC 3414, 5).
+    /// Number of messages with each V3Error since the process started: usmStats (RFC 3414, 5), and with --standard also
+    /// snmpMPDStats (RFC 3412, 5) and snmpUnknownContexts (RFC 3413, 4.1).
     static std::array<uint32_t, kV3Errors> v3counters;
 
     // The current varbind.

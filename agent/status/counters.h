@@ -41,6 +41,10 @@ enum class Counter : uint8_t {
     TimeWindow,
     WrongDigest,
     Decryption,
+    SecurityModel,
+    InvalidHeader,
+    ContextEngine,
+    UnknownContext,
     TrapsSent,
     TrapsFailed,
     None,  ///< not counted: a request that isn't refused. Must be the last one
@@ -95,6 +99,10 @@ constexpr CounterRow kCounters[] = {
     {Counter::TimeWindow, snmp_status::group::Refusals, "time-window", "outside the time window", 2},
     {Counter::WrongDigest, snmp_status::group::Refusals, "digest", "authentication password or protocol differs"},
     {Counter::Decryption, snmp_status::group::Refusals, "decryption", "privacy password or protocol differs"},
+    {Counter::SecurityModel, snmp_status::group::Refusals, "security-model", "unknown SNMPv3 security model"},
+    {Counter::InvalidHeader, snmp_status::group::Refusals, "v3-header", "invalid SNMPv3 flags or msgMaxSize"},
+    {Counter::ContextEngine, snmp_status::group::Refusals, "context-engine", "contextEngineID isn't the agent's"},
+    {Counter::UnknownContext, snmp_status::group::Refusals, "context", "no such context"},
     {Counter::TrapsSent, snmp_status::group::Traps, "traps-sent", "sent"},
     {Counter::TrapsFailed, snmp_status::group::Traps, "traps-failed", "not sent"},
 };

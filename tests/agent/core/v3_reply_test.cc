@@ -1,6 +1,7 @@
 #include "agent/core/v3_reply.h"
 
 #include "agent/modules/usm_module.h"
+#include "agent/security/v3_errors.h"
 #include "tests/agent/agent_test.h"
 #include "wire/manager.h"
 
@@ -78,7 +79,6 @@ class V3ReplyTest : public AgentTest {
     }
     std::optional<int> errorOf(const wire::Manager& m) { return errorOf(ask(m)); }
 
-  private:
     Context context_{{}};  // one for all requests, as the agent has it
 };
 
@@ -130,6 +130,111 @@ TEST_F(V3ReplyTest, OfSeveralFaultsTheFirstIsReported) {
     EXPECT_EQ(error(), 2);
     EXPECT_EQ(error("192.0.2.1"), -1);
     EXPECT_EQ(Context::v3counters, (std::array<uint32_t, kV3Errors>{1, 1, 1, 1, 1, 0}));
+}
+
+/// A query of user "ops", who must encrypt.
+struct Query {
+    wire::Manager m;
+    wire::ScopedPdu scoped;
+    std::string source = "192.0.2.1";
+};
+
+// Each row's fault comes with those of the rows below it.
+TEST_F(V3ReplyTest, TheStandardOrderOfChecksAndTheLevelOfReports) {
+    struct Row {
+        void (*commit)(Query&);
+        const char* report;  // counter below snmpModules and level, or "response" and level
+        Counter cause;
+    };
+    constexpr Row kRows[] = {
+        {[](Query& q) { q.m.engineId = "other"; }, "15.1.1.4.0 0", Counter::UnknownEngine},
+        {[](Query& q) { q.m.user = "nobody"; }, "15.1.1.3.0 0", Counter::UnknownUser},
+        {[](Query& q) { q.source = "127.0.0.1"; }, "15.1.1.3.0 0", Counter::WrongSource},
+        {[](Query&) {}, "15.1.1.1.0 0", Counter::LowLevel},  // at level 1 only
+        {[](Query& q) { q.m.authPassword = "mistaken"; }, "15.1.1.5.0 0", Counter::WrongDigest},
+        {[](Query& q) { q.m.time = 500; }, "15.1.1.2.0 1", Counter::TimeWindow},
+        {[](Query& q) { q.m.privPassword = "mistaken"; }, "15.1.1.6.0 0", Counter::Decryption},
+        {[](Query& q) { q.scoped.contextEngineId = "other"; }, "11.2.1.3.0 2", Counter::ContextEngine},
+        {[](Query& q) { q.scoped.contextName = "vlan-10"; }, "12.1.5.0 2", Counter::UnknownContext},
+        {[](Query&) {}, "response 2", Counter::None},
+    };
+    constexpr size_t kLevelRow = 3, kDecryptionRow = 6;
+    addUser("ops", 2, "192.0.2.0/24");
+    agent->setRules(kStandardRules);
+    const auto outcome = [this](const Query& query, char flags) -> std::string {
+        Context::v3counters = {};
+        wire::V3Message header = query.m.header();
+        header.flags[0] = static_cast<char>(header.flags[0] & flags);
+        const wire::Bytes octets = query.m.seal(header, wire::encode(query.scoped));
+        const auto reply = send(manager(2, "ops"), octets, query.source);
+        if (!reply) return "";
+        const auto& [name, tag, value] = reply->scoped.body.bindings.at(0);
+        EXPECT_EQ(std::pair(reply->header.maxSize, reply->header.flags[0] & kReportableFlag), std::pair(65507U, 0));
+        const std::string level = " " + std::to_string(std::popcount(static_cast<uint8_t>(reply->header.flags[0])));
+        if (reply->scoped.body.pdu == pdu::Response) return "response" + level;
+        EXPECT_EQ(value, "1");
+        return name.substr(std::string("1.3.6.1.6.3.").size()) + level;
+    };
+    for (const uint32_t level : {1U, 2U}) {
+        for (size_t first = 0; first < std::size(kRows); ++first) {
+            if (level == 1 ? first > kLevelRow : first == kLevelRow) continue;
+            Query query{manager(level, "ops"), {engineId("core1"), "", getOne()}};
+            for (size_t row = first; row < std::size(kRows); ++row) kRows[row].commit(query);
+            const auto& [commit, report, cause] = kRows[first];
+            EXPECT_EQ(outcome(query, 7), report) << level << " " << first;
+            EXPECT_EQ(context_.refusal, cause);
+            // Without the reportable flag, only a PDU that can be read shows that a Report may be sent.
+            EXPECT_EQ(outcome(query, 3), level == 2 && first <= kDecryptionRow ? "" : report) << level << " " << first;
+            const auto& counts = Context::v3counters;
+            EXPECT_EQ(std::count(counts.begin(), counts.end(), 1U), cause == Counter::None ? 0 : 1);
+        }
+    }
+}
+
+TEST_F(V3ReplyTest, AStandardAgentDropsAndCountsInvalidHeaders) {
+    const auto index = [](V3Error error) { return static_cast<size_t>(error); };
+    const std::tuple<uint32_t, uint32_t, char, V3Error, std::optional<int>> cases[] = {
+        {3, 484, 4, V3Error::None, -1},
+        {3, 0x7fffffff, 4, V3Error::None, -1},
+        {3, 483, 4, V3Error::InvalidMessage, -1},
+        {3, 0x80000000, 4, V3Error::InvalidMessage, -1},
+        {3, 484, 6, V3Error::InvalidMessage, 0},
+        {2, 483, 6, V3Error::UnknownSecurityModel, 0},
+        {0, 484, 4, V3Error::UnknownSecurityModel, -1},
+    };
+    for (const auto& [model, maxSize, flags, error, fixedResult] : cases) {
+        const wire::Manager m = manager(0);
+        wire::V3Message header = m.header();
+        header.model = model;
+        header.maxSize = maxSize;
+        header.flags[0] = flags;
+        const wire::Bytes octets = m.seal(header, wire::encode(wire::ScopedPdu{m.engineId, "", getOne()}));
+        agent->setRules(kFixedRules);
+        EXPECT_EQ(errorOf(send(m, octets)), fixedResult);
+        agent->setRules(kStandardRules);
+        Context::v3counters = {};
+        EXPECT_EQ(send(m, octets).has_value(), error == V3Error::None) << model << " " << maxSize;
+        if (error == V3Error::None) continue;
+        EXPECT_EQ(Context::v3counters.at(index(error)), 1U);
+        EXPECT_EQ(context_.refusal, kindOf(error).cause);
+    }
+}
+
+TEST_F(V3ReplyTest, TheStandardTimeWindowIs150SecondsBothWays) {
+    agent->setRules(kStandardRules);
+    sources.uptime += 400;
+    const uint32_t now = agent->v3Server().engineTime();
+    const std::tuple<uint32_t, uint32_t, uint8_t> cases[] = {
+        {kBoots, now - 150, pdu::Response}, {kBoots, now + 150, pdu::Response}, {kBoots, now - 151, pdu::Report},
+        {kBoots, now + 151, pdu::Report},   {kBoots - 1, now, pdu::Report},     {kBoots + 1, now, pdu::Report},
+        {kBoots, 0xffffffff, pdu::Report},
+    };
+    for (const auto& [boots, time, expected] : cases) {
+        wire::Manager m = manager(1);
+        m.boots = boots;
+        m.time = time;
+        EXPECT_EQ(ask(m).value().scoped.body.pdu, expected) << boots << " " << time;
+    }
 }
 
 TEST_F(V3ReplyTest, PrivacyWithoutAuthenticationIsNoLevel) {
@@ -254,15 +359,25 @@ TEST_F(V3ReplyTest, NothingIsSignedForOtherAddressesNorByAStrictAgentForForgers)
     EXPECT_TRUE(createReply(c, IPAddr6::ofIPv4(0x7f000001)));
 }
 
+// With --standard, it is reported. Nothing of it is read in either case.
 TEST_F(V3ReplyTest, WhatCanNotBeDecryptedIsDroppedAndNotCounted) {
     const wire::Manager m = manager(2);
     const wire::Bytes scoped = wire::encode(wire::ScopedPdu{m.engineId, "", getOne()});
     wire::V3Message header = m.header();
+    const auto isRefused = [this, &m](const wire::Bytes& octets) {
+        agent->setRules(kStandardRules);
+        Context::v3counters = {};
+        EXPECT_EQ(errorOf(send(m, octets)), 5);
+        agent->setRules(kFixedRules);
+        const bool isDropped = !send(m, octets);
+        EXPECT_EQ(Context::v3counters, (std::array<uint32_t, kV3Errors>{0, 0, 0, 0, 0, 1})) << "by the standard one";
+        return isDropped;
+    };
     // A manager that signs what it doesn't encrypt, so that only the ciphertext is at fault.
     wire::Manager signer = manager(1);
     for (const size_t size : {0U, 1U, 7U, 9U, 15U})
-        EXPECT_FALSE(send(m, signer.seal(header, wire::tlv(tag::OctetString, wire::Bytes(size, 0xAA))))) << size;
-    EXPECT_FALSE(send(m, signer.seal(header, scoped)));  // in clear, although the flags say otherwise
+        EXPECT_TRUE(isRefused(signer.seal(header, wire::tlv(tag::OctetString, wire::Bytes(size, 0xAA))))) << size;
+    EXPECT_TRUE(isRefused(signer.seal(header, scoped)));  // in clear, although the flags say otherwise
     // In clear behind a ciphertext: an empty one, and the first block of one that was recorded.
     std::string why;
     const auto recorded = wire::decodeV3(m.request(getOne()), why);
@@ -271,14 +386,13 @@ TEST_F(V3ReplyTest, WhatCanNotBeDecryptedIsDroppedAndNotCounted) {
         wire::Bytes behind =
             wire::tlv(tag::OctetString, std::span(recorded->data).subspan(2, static_cast<size_t>(size)));
         behind.insert(behind.end(), scoped.begin() + size, scoped.end());
-        EXPECT_FALSE(send(m, signer.seal(header, behind))) << size;
+        EXPECT_TRUE(isRefused(signer.seal(header, behind))) << size;
     }
     header.priv = "8octets";
-    EXPECT_FALSE(send(m, signer.seal(header, wire::tlv(tag::OctetString, wire::Bytes(64, 0xAA)))));
+    EXPECT_TRUE(isRefused(signer.seal(header, wire::tlv(tag::OctetString, wire::Bytes(64, 0xAA)))));
     wire::Manager wrong = manager(2);
     wrong.privPassword = "mistaken";
-    EXPECT_FALSE(ask(wrong));
-    EXPECT_EQ(Context::v3counters, (std::array<uint32_t, kV3Errors>{}));
+    EXPECT_TRUE(isRefused(wrong.request(getOne())));
 }
 
 TEST_F(V3ReplyTest, WhatNeedsNoAnswerGetsNoneNeitherResponseNorReport) {
