@@ -33,7 +33,7 @@ inline constexpr tn::u64_id Refused{13};   ///< number of these that were refuse
 inline constexpr tn::u64_id Age{14};       ///< s since the last one
 
 /// Owners that the agent has queried, at most 64, in the order of their paths. Elements {Path, Answers, Errors,
-/// TimedOut, Absent} and, after an error, Text.
+/// TimedOut, Absent}; after a reply, Answered; and after an error, Text.
 inline constexpr tn::message_array_id Owners{15};
 inline constexpr tn::u32_array_id Path{16};
 inline constexpr tn::u64_id Answers{17};   ///< replies, tn::error::NotFound included
@@ -43,6 +43,9 @@ inline constexpr tn::u64_id Absent{20};    ///< queries while no process served 
 
 /// Plug-ins found at startup, at most 256, elements {tn::field::Name} with the file and, if it isn't in use, Text.
 inline constexpr tn::message_array_id Plugins{21};
+
+inline constexpr tn::bool_id Standard{22};  ///< runs with --standard
+inline constexpr tn::u64_id Answered{23};   ///< in an owner: s since its last reply; absent before the first one
 
 /// Values of Group.
 namespace group {

@@ -78,6 +78,7 @@ std::vector<Json> probeOwners(const std::vector<tn::message>& queried, std::chro
             {"errors", counts.get_u64(snmp_status::Errors)},
             {"timed-out", counts.get_u64(snmp_status::TimedOut)},
             {"absent", counts.get_u64(snmp_status::Absent)},
+            {"answered", counts.has(snmp_status::Answered) ? Json(counts.get_u64(snmp_status::Answered)) : Json()},
             {"last-error", counts.has(snmp_status::Text) ? Json(counts.get_string(snmp_status::Text)) : Json()}};
     };
     for (const Owner& owner : kOwners) add(Path(owner.path.begin(), owner.path.end()), owner.name, {});

@@ -13,8 +13,8 @@ namespace tnctl {
 /// fast.
 /// @param queried  elements of contracts::snmp_status::Owners
 /// @param timeout  of each exchange
-/// @return for each owner {path, name, answers, errors, timed-out, absent, last-error, reply-ms, reply-error}; only one
-///         of the last two isn't null
+/// @return for each owner {path, name, answers, errors, timed-out, absent, answered, last-error, reply-ms,
+///         reply-error}; only one of the last two isn't null. `answered` is null before the first reply
 [[nodiscard]] std::vector<Json> probeOwners(const std::vector<tn::message>& queried, std::chrono::milliseconds timeout);
 
 }  // namespace tnctl

@@ -82,6 +82,7 @@ Json statusJson(const Snapshot& now) {
               {{"enabled", agent.get_bool(snmp_status::Enabled)},
                {"open", agent.get_bool(snmp_status::Open)},
                {"port", agent.get_u32(snmp_status::Port)},
+               {"standard", agent.get_bool(snmp_status::Standard)},
                {"uptime", agent.get_u64(snmp_status::Uptime)}}}};
     for (const GroupTitle& group : kGroups) {
         Json& counts = all[std::string(group.name)] = Json::object();
@@ -98,7 +99,8 @@ Json statusJson(const Snapshot& now) {
 
 std::string serviceText(const tn::message& agent) {
     const std::string port = "UDP port " + std::to_string(agent.get_u32(snmp_status::Port));
-    const std::string uptime = ", agent up " + ageText(agent.get_u64(snmp_status::Uptime));
+    const std::string uptime = std::string(agent.get_bool(snmp_status::Standard) ? ", --standard" : "") +
+                               ", agent up " + ageText(agent.get_u64(snmp_status::Uptime));
     if (agent.get_bool(snmp_status::Open)) return "SNMP service: on, " + port + uptime;
     if (agent.get_bool(snmp_status::Enabled))
         return "SNMP service: enabled, but " + port + " isn't open (see the agent's log)" + uptime;
@@ -163,8 +165,10 @@ void printSources(const Session& session, const tn::message& agent) {
 }
 
 void printOwners(const Session& session, std::vector<Json> rows) {
-    for (Json& row : rows)
+    for (Json& row : rows) {
         row["reply"] = row["reply-ms"].is_null() ? row["reply-error"] : Json(row["reply-ms"].dump() + " ms");
+        if (row["answered"].is_number()) row["answered"] = ageText(row["answered"].get<uint64_t>()) + " ago";
+    }
     printTable(session,
                {{"OWNER", "name"},
                 {"PATH", "path"},
@@ -172,6 +176,7 @@ void printOwners(const Session& session, std::vector<Json> rows) {
                 {"ERRORS", "errors"},
                 {"TIMED OUT", "timed-out"},
                 {"ABSENT", "absent"},
+                {"LAST REPLY", "answered"},
                 {"REPLIES NOW", "reply"}},
                rows);
 }

@@ -50,6 +50,7 @@ class SnmpLooper : public tn::Looper {
     void exchanged(const std::vector<uint32_t>& path, const tn::message& reply) override;
 
     void setRules(const Rules& rules);  ///< for requests and traps; the rules must live as long as the agent
+    [[nodiscard]] bool isStandard() const { return context_.rules == &kStandardRules; }  ///< --standard
 
     void startup();  ///< sends the start-up trap, if the settings select it
 

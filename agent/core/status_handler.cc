@@ -49,6 +49,7 @@ std::vector<tn::message> allOwners() {
         one.insert_u64(snmp_status::Errors, counts.errors);
         one.insert_u64(snmp_status::TimedOut, counts.timedOut);
         one.insert_u64(snmp_status::Absent, counts.absent);
+        if (counts.lastReply) one.insert_u64(snmp_status::Answered, secondsSince(*counts.lastReply));
         if (!counts.lastError.empty()) one.insert_string(snmp_status::Text, counts.lastError);
     }
     return all;
@@ -72,6 +73,7 @@ tn::message StatusHandler::getObject(uint32_t) {
     reply.insert_bool(snmp_status::Enabled, agent_.settings().get(setting::Enabled));
     reply.insert_bool(snmp_status::Open, agent_.isEnabled());
     reply.insert_u32(snmp_status::Port, port_);
+    reply.insert_bool(snmp_status::Standard, agent_.isStandard());
     reply.insert_message_array(snmp_status::Counters, allCounters());
     reply.insert_message_array(snmp_status::LastSources, listOf(statistics.lastSources));
     reply.insert_message_array(snmp_status::BusiestSources, listOf(statistics.busiestSources));

@@ -29,6 +29,7 @@ void Statistics::countReply(const std::vector<uint32_t>& path, const tn::message
     uint32_t code = 0;
     if (!tn::isError(reply, &code) || code == tn::error::NotFound) {
         ++counts.answers;
+        counts.lastReply = tn::sinceBoot();
         return;
     }
     if (code == tn::error::TimedOut) {
@@ -37,6 +38,7 @@ void Statistics::countReply(const std::vector<uint32_t>& path, const tn::message
         ++counts.absent;
     } else {
         ++counts.errors;
+        counts.lastReply = tn::sinceBoot();
     }
     counts.lastError = tn::getError(reply);
 }

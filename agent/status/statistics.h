@@ -1,8 +1,10 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,8 +21,9 @@ struct OwnerCounts {
     uint64_t answers = 0;  ///< error::NotFound included: an owner says so about a row that doesn't exist
     uint64_t errors = 0;
     uint64_t timedOut = 0;
-    uint64_t absent = 0;    ///< no process served the path
-    std::string lastError;  ///< empty if there was none
+    uint64_t absent = 0;                                 ///< no process served the path
+    std::optional<std::chrono::milliseconds> lastReply;  ///< of any kind, as of tn::sinceBoot
+    std::string lastError;                               ///< empty if there was none
 };
 
 /// A plug-in found at startup. @see loadPlugins

@@ -45,6 +45,7 @@ class Status : public CommandTest {
         tn::message owner;
         owner.insert_u32_array(snmp_status::Path, {20, 0});
         owner.insert_u64(snmp_status::Answers, 7);
+        owner.insert_u64(snmp_status::Answered, 62);
         tn::message other;
         other.insert_u32_array(snmp_status::Path, {77});
         other.insert_u64(snmp_status::Absent, 2);
@@ -76,8 +77,8 @@ TEST_F(Status, IsShownInTablesWithoutZerosAndSorted) {
                                          "192.0.2.2  3         3        3s ago  no such community\n"
                                          "\n"
                                          "OWNER "));
-    EXPECT_THAT(out, testing::ContainsRegex("\ninterfaces +20,0 +7 +0 +0 +0 +[0-9.]+ ms\n"));
-    EXPECT_THAT(out, testing::ContainsRegex("\n- +77 +0 +0 +0 +2 +bus: 77: Not a directory\n"));
+    EXPECT_THAT(out, testing::ContainsRegex("\ninterfaces +20,0 +7 +0 +0 +0 +1m2s ago +[0-9.]+ ms\n"));
+    EXPECT_THAT(out, testing::ContainsRegex("\n- +77 +0 +0 +0 +2 +- +bus: 77: Not a directory\n"));
     EXPECT_THAT(out, testing::EndsWith("\n\nPLUG-IN     STATE\n/p/good.so  loaded\n/p/bad.so   no symbol autorun\n"));
 
     const std::pair<bool, const char*> closed[] = {{true, "SNMP service: enabled, but UDP port 161 isn't open"},
@@ -93,7 +94,8 @@ TEST_F(Status, IsShownInTablesWithoutZerosAndSorted) {
 TEST_F(Status, JsonHasEverythingUnderFixedNames) {
     ASSERT_EQ(type("--json status"), kDone) << err;
     const Json all = Json::parse(out);
-    EXPECT_EQ(all["service"], (Json{{"enabled", true}, {"open", true}, {"port", 161}, {"uptime", 3700}}));
+    EXPECT_EQ(all["service"],
+              (Json{{"enabled", true}, {"open", true}, {"port", 161}, {"standard", false}, {"uptime", 3700}}));
     EXPECT_EQ(all["requests"], (Json{{"v1", 0}, {"v2c", 12}}));
     EXPECT_EQ(all["refusals"]["community"], 9);
     EXPECT_THAT(all["sources"]["last"], SizeIs(2));
