@@ -17,6 +17,7 @@
 #include "tnctl/status_command.h"
 #include "tnctl/supervisor_commands.h"
 #include "tnctl/trap_commands.h"
+#include "tnctl/user_commands.h"
 
 namespace tnctl {
 
@@ -48,6 +49,9 @@ class CommandLine {
 
     void addSnmp();
     void addCommunity(CLI::App* snmp);
+    void addUser(CLI::App* snmp);
+    /// `show NAME`, the same for communities and users.
+    void addShow(CLI::App* group, const std::string& examples);
     void addTraps(CLI::App* snmp);
     void addStatus();
     void addSupervisor();
@@ -71,7 +75,7 @@ class CommandLine {
     Options options_;
     double timeout_ = std::chrono::duration<double>(tn::kExchangeTimeout).count();  // seconds
     std::string name_, path_, command_;
-    std::optional<std::string> id_, notification_;
+    std::optional<std::string> id_, notification_, passwordsFrom_;
     std::optional<double> interval_;  // seconds
     std::vector<std::string> words_;
     std::vector<std::pair<CLI::App*, Action>> actions_;  ///< inner commands before those that hold them
@@ -117,6 +121,7 @@ void CommandLine::addSnmp() {
     addWords(set, settingWords());
     addYes(set);
     addCommunity(snmp);
+    addUser(snmp);
     addTraps(snmp);
     perform(set, [this](const Session& session) { setSettings(session, words_); });
     perform(snmp, showSettings);
@@ -130,6 +135,7 @@ void CommandLine::addCommunity(CLI::App* snmp) {
                          "  tnctl snmp community list\n  tnctl --json snmp community list");
     addSecrets(list);
     perform(list, listCommunities);
+    addShow(community, "  tnctl snmp community show monitor\n  tnctl snmp community show 3 --secrets");
 
     CLI::App* added = add(community, "add", "Add a community or SNMPv3 user",
                           "  tnctl snmp community add name=monitor addresses=127.0.0.0/8,::1/128 security=private \\\n"
@@ -152,6 +158,39 @@ void CommandLine::addCommunity(CLI::App* snmp) {
         add(community, "remove", "Remove a community or SNMPv3 user", "  tnctl snmp community remove monitor");
     removed->add_option("NAME", name_, "Name or id of the entry")->required();
     perform(removed, [this](const Session& session) { removeCommunity(session, name_); });
+}
+
+void CommandLine::addUser(CLI::App* snmp) {
+    CLI::App* user = add(snmp, "user", "Add an SNMPv3 user, or show how managers query the agent as this user",
+                         "  tnctl snmp user add ops addresses=192.0.2.7/32\n"
+                         "To list, change and remove users, use tnctl snmp community: users are entries of its list.");
+    user->require_subcommand(1);
+
+    CLI::App* added =
+        add(user, "add", "Add an SNMPv3 user with the level private, SHA-256 and AES-128, unless others are given",
+            "  tnctl snmp user add ops addresses=192.0.2.7/32\n"
+            "  tnctl snmp user add ops addresses=192.0.2.7/32 --passwords-from FILE");
+    added->add_option("NAME", name_, "Name of the new user")->required();
+    addWords(added, userWords(), /*required=*/false);
+    added
+        ->add_option("--passwords-from", passwordsFrom_,
+                     "Read the authentication password and the encryption password from two lines of FILE (- for "
+                     "standard input) instead of prompting for them")
+        ->type_name("FILE");
+    addYes(added);
+    addForce(added);
+    addSecrets(added);
+    perform(added, [this](const Session& session) { tnctl::addUser(session, name_, words_, passwordsFrom_); });
+    addShow(user, "  tnctl snmp user show ops\n  tnctl snmp user show ops --secrets");
+}
+
+void CommandLine::addShow(CLI::App* group, const std::string& examples) {
+    CLI::App* show =
+        add(group, "show", "Show one entry, and the settings for snmpwalk, Prometheus, Zabbix, Telegraf and LibreNMS",
+            examples);
+    show->add_option("NAME", name_, "Name or id of the entry")->required();
+    addSecrets(show);
+    perform(show, [this](const Session& session) { showEntry(session, name_); });
 }
 
 void CommandLine::addTraps(CLI::App* snmp) {

@@ -70,6 +70,8 @@ std::span<const Word> communityWords() {
     return words;
 }
 
+std::span<const Word> userWords() { return communityWords().subspan(1); }
+
 std::span<const Word> trapWords() {
     static const std::array<Word, 3> words{{
         {"oid", "OID", kOid, trap::Oid.number, "name of the varbind"},

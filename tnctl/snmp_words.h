@@ -12,6 +12,8 @@ namespace tnctl {
 /// One word for each row of contracts::snmp::kSettings that has a name.
 [[nodiscard]] std::span<const Word> settingWords();
 [[nodiscard]] std::span<const Word> communityWords();
+/// Those of `snmp user add`: communityWords() without the name.
+[[nodiscard]] std::span<const Word> userWords();
 [[nodiscard]] std::span<const Word> trapWords();
 
 }  // namespace tnctl

@@ -1,9 +1,10 @@
 """SNMPv3 with Debian's client: levels and protocols, restarts, and changes of users at run time."""
 
 import itertools
+import shlex
 import unittest
 
-from harness import SYS_CONTACT, SYS_SERVICES, SYSTEM, Deployment, run
+from harness import SYS_CONTACT, SYS_DESCR, SYS_SERVICES, SYSTEM, Deployment, run, temp_folder
 
 # tnctl's words, and those of the client. Its AES-192 and AES-256 have the key extension that it uses by default.
 PROTOCOLS = {"md5": "MD5", "sha1": "SHA", "sha224": "SHA-224", "sha256": "SHA-256", "sha384": "SHA-384",
@@ -59,6 +60,17 @@ class Usm(unittest.TestCase):
                 self.assert_answers(agent, "ops", "private", protocol=protocol, cipher=cipher)
         wrong = agent.v3("get", "ops", "private", SYS_SERVICES, protocol="sha256", cipher="aes256")
         self.assertIn("Authentication fail", wrong.err)
+
+    def test_the_line_printed_for_a_new_user_works(self):
+        agent = self.deploy()
+        passwords = temp_folder(self) / "passwords"
+        passwords.write_text(f"{AUTH}\nsugar 'cane' \\$1\n")
+        added = agent.configure("user", "add", "ops", "addresses=127.0.0.0/8", "--passwords-from", passwords, "--secrets")
+        client, *words = shlex.split(added.out.splitlines()[-1].replace("HOST", "127.0.0.1"))
+        self.assertIn(SYS_DESCR, run(client, "-On", *words).values())
+        shown = agent.configure("user", "show", "ops").out
+        self.assertNotIn(AUTH, shown)
+        self.assertIn("  max_repetitions = 50\n", shown)
 
     def test_users_survive_a_restart_and_change_at_run_time(self):
         agent = self.deploy()
