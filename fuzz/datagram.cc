@@ -1,4 +1,5 @@
-// Passes any datagram to createReply with a populated tree: a reply, if any, is well-formed and fits in a datagram.
+// Passes any datagram to createReply with a populated tree: a reply, if any, is well-formed and fits in a datagram. The
+// datagram follows one octet, whose bit 0 selects the rules of --standard.
 #include <cstdlib>
 
 #include "agent/core/create_reply.h"
@@ -7,7 +8,10 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static World world;
-    snmp::Context c({data, size});
+    if (size == 0) return 0;
+    snmp::loop->setRules((data[0] & 1) != 0 ? snmp::kStandardRules : snmp::kFixedRules);
+    snmp::Context c({data + 1, size - 1});
+    c.rules = snmp::loop->v3Server().rules;
     if (!snmp::createReply(c, tn::IPAddr6::ofIPv4(0x7f000001))) return 0;
     if (c.version == snmp::kVersion3) return 0;  // see fuzz/usm.cc
     std::string why;

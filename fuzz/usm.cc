@@ -1,8 +1,8 @@
 // SNMPv3 from a manager that knows the keys: the input is the content of a valid envelope, or alters a valid message. A
 // reply, if any, is well-formed, and authenticated and encrypted as its flags claim.
 //
-// The first octet selects: bits 0 and 1 the level, bits 2 and 5 to 7 one of 16 users with different pairs of protocols,
-// bit 3 the meaning of the rest, bit 4 a strict agent.
+// The first octet selects: bits 0 and 1 the level, bits 2, 5 and 6 one of 8 users with different pairs of protocols,
+// bit 3 the meaning of the rest, bit 4 a strict agent, bit 7 the rules of --standard.
 #include <algorithm>
 #include <cstdlib>
 
@@ -12,11 +12,11 @@
 
 namespace {
 
-constexpr unsigned kLevels = 3, kAltered = 8, kStrict = 16, kUsers = 16;
+constexpr unsigned kLevels = 3, kAltered = 8, kStrict = 16, kStandard = 128, kUsers = 8;
 
-unsigned userOf(unsigned octet) { return (octet >> 2 & 1) | (octet >> 5 << 1); }
+unsigned userOf(unsigned octet) { return (octet >> 2 & 1) | (octet >> 5 & 3) << 1; }
 
-/// A world whose agent has an engine id and the users "a" to "p".
+/// A world whose agent has an engine id and the users "a" to "h".
 struct Users {
     World world;
     Users() {
@@ -70,13 +70,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     wire::Manager manager = Users::managerOf(userOf(data[0]));
     manager.level = std::min(data[0] & kLevels, 2U);
     snmp::loop->v3Server().strictDigest = (data[0] & kStrict) != 0;
+    snmp::loop->setRules((data[0] & kStandard) != 0 ? snmp::kStandardRules : snmp::kFixedRules);
     static snmp::Context c({});  // one for all requests, as in the agent
+    c.rules = snmp::loop->v3Server().rules;
     c.begin(message(manager, {data + 1, size - 1}, (data[0] & kAltered) != 0));
     if (!snmp::createReply(c, tn::IPAddr6::ofIPv4(0x7f000001))) return 0;
 
     std::string why;
     const auto reply = Users::managerOf(c.community).open(c.out.bytes(), why);
-    if (!reply || c.out.size() > snmp::kMaxMessage) std::abort();
+    if (!reply || c.out.size() > c.out.limit()) std::abort();
     const uint8_t pdu = reply->scoped.body.pdu;
     if (pdu != (c.v3Error == snmp::V3Error::None ? snmp::pdu::Response : snmp::pdu::Report)) std::abort();
     return 0;
