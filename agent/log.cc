@@ -14,5 +14,6 @@ tn::lstream mutedLog() {
 
 tn::lstream slog = mutedLog();
 tn::lstream dlog(kTopic, 5);
+tn::lstream soutWarn(tn::lstream::Sink::Stdout, tn::lstream::About::Ourselves, LOG_WARNING);
 
 }  // namespace snmp

@@ -9,6 +9,8 @@ namespace snmp {
 extern tn::lstream slog;
 /// Debug log (system log, topic 20, level 5): the steps of each request. Muted without --debug.
 extern tn::lstream dlog;
+/// Faults that are logged on standard output, in the journal as warnings. Other faults go to swarn.
+extern tn::lstream soutWarn;
 
 using tn::serr;
 using tn::sout;

@@ -31,7 +31,7 @@ OID Table::getKey(const Data* row) const {
 }
 
 bool MapTable::hasStdKey() const {
-    if (indexes_.empty()) serr << "map table without index";
+    if (indexes_.empty()) swarn << "map table without index";
     return indexes_.size() == 1 && indexes_.front().second == tn::field::ObjectId.number && !noStdKey_;
 }
 

@@ -63,7 +63,7 @@ void writeKept(const tn::message& kept) {
     const auto isSame = [&](tn::string_id text) { return before.get_string(text) == kept.get_string(text); };
     if (isSame(kAssetId) && isSame(kAlias)) return;
     if (!entityStore().set(kChassisRecord, kept))
-        serr << "alias and asset id not written: " << entityStore().lastError();
+        swarn << "alias and asset id not written: " << entityStore().lastError();
 }
 
 WriteOnce chassisChanges(writeKept);
@@ -87,7 +87,7 @@ void Resource::chassis(Rows& rows) {
     record->containedIn = 0;
 
     const tn::message system = tn::getLooper()->exchangeMessage(tn::request(system_info::kPath, tn::cmd::Get));
-    if (tn::isError(system)) sout << "exchangeCmd ID_SYSTEM ID_SYSINFO: " << tn::getError(system);  // compat: 106
+    if (tn::isError(system)) soutWarn << "exchangeCmd ID_SYSTEM ID_SYSINFO: " << tn::getError(system);  // compat: 106
     record->descr =
         "Tarnix " + system.get_string(system_info::Release) + " on " + system.get_string(system_info::Version);
     record->name = system.get_string(system_info::Model);

@@ -78,7 +78,7 @@ class SnmpdatProvider : public DataProvider {
   private:
     static void write(const tn::message& request) {
         const tn::message reply = tn::getLooper()->exchangeMessage(request);
-        if (tn::isError(reply)) serr << "settings not written: " << tn::getError(reply);
+        if (tn::isError(reply)) swarn << "settings not written: " << tn::getError(reply);
     }
 
     WriteOnce changes_{write};
@@ -101,7 +101,7 @@ constexpr Column<Data> kServicesObject[] = {
 
 std::string systemDescription() {  // compat: 78
     const tn::message reply = tn::getLooper()->exchangeMessage(tn::request(system_info::kPath, tn::cmd::Get));
-    if (tn::isError(reply)) sout << "exchangeCmd ID_SYSTEM ID_SYSINFO: " << tn::getError(reply);
+    if (tn::isError(reply)) soutWarn << "exchangeCmd ID_SYSTEM ID_SYSINFO: " << tn::getError(reply);
     return "Tarnix " + reply.get_string(system_info::Version);
 }
 

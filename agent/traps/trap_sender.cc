@@ -62,7 +62,7 @@ void TrapSender::send_trap(const tn::message& message) {
         return;
     }
     if (!socket_.open()) {
-        serr << "send_trap: failed to open UDP socket: " << std::strerror(errno);
+        swarn << "send_trap: failed to open UDP socket: " << std::strerror(errno);
         statistics.counters.add(Counter::TrapsFailed, settings_.trapTargets().size());
         return;
     }
@@ -73,24 +73,24 @@ bool TrapSender::sendToTargets(const tn::message& message) {
     std::optional<Trap> trap;
     for (const IPAddr6& target : settings_.trapTargets()) {
         if (!socket_.connect(target, port_)) {
-            serr << "send_trap: failed to connect: " << std::strerror(errno);
+            swarn << "send_trap: failed to connect: " << std::strerror(errno);
             statistics.counters.add(Counter::TrapsFailed);
             continue;
         }
         const std::optional<IPAddr6> local = socket_.local();
         if (!local) {
-            serr << "send_trap: failed to getsockname: " << std::strerror(errno);
+            swarn << "send_trap: failed to getsockname: " << std::strerror(errno);
             statistics.counters.add(Counter::TrapsFailed);
             return false;
         }
         UsmWriter out;
         if (!createTrap(out, message, *local, trap)) {
-            serr << "send_trap: createTrap failed";
+            swarn << "send_trap: createTrap failed";
             if (trap) statistics.counters.add(Counter::TrapsFailed);  // otherwise there is nothing to send
             return false;
         }
         const bool isSent = socket_.send(out.bytes());
-        if (!isSent) serr << "send_trap: failed to send trap packet: " << std::strerror(errno);
+        if (!isSent) swarn << "send_trap: failed to send trap packet: " << std::strerror(errno);
         statistics.counters.add(isSent ? Counter::TrapsSent : Counter::TrapsFailed);
     }
     return true;
@@ -100,7 +100,7 @@ bool TrapSender::createTrap(UsmWriter& out, const tn::message& message, const IP
                             std::optional<Trap>& trap) const {
     const Item* community = communities_.findId(settings_.get(setting::TrapCommunity));
     if (community == nullptr) {
-        serr << "createTrap: bad community";
+        swarn << "createTrap: bad community";
         statistics.counters.add(Counter::TrapsFailed);
         return false;
     }

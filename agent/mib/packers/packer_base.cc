@@ -38,7 +38,7 @@ bool Packer::take(Data* record, Context& c) const {
     return false;
 }
 
-void Packer::addKeyToName(const Data*, OID&) const { serr << "BUG: Packer::getAsKey called"; }
+void Packer::addKeyToName(const Data*, OID&) const { swarn << "BUG: Packer::getAsKey called"; }
 
 OID Packer::getAsKey(const Data* record) const {
     OID key;
@@ -47,12 +47,12 @@ OID Packer::getAsKey(const Data* record) const {
 }
 
 bool Packer::addKeyToMessage(OID&, tn::message&, uint32_t) const {
-    serr << "BUG: Packer::addKeyToMessage called";
+    swarn << "BUG: Packer::addKeyToMessage called";
     return false;
 }
 
 void Packer::addKeyToMessage(const Data*, tn::message&, uint32_t) const {
-    serr << "BUG: Packer::addKeyToMessage called";
+    swarn << "BUG: Packer::addKeyToMessage called";
 }
 
 }  // namespace snmp

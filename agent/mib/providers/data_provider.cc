@@ -14,7 +14,7 @@ GetProvider::GetProvider(BuildFunction build, std::span<const uint32_t> path, ui
 std::unique_ptr<Data> GetProvider::getData() {
     const tn::message reply = tn::getLooper()->exchangeMessage(get_);
     if (!tn::isError(reply)) return build_(reply);
-    serr << "GetProvider::getData error: " << tn::getError(reply);  // compat: 109
+    swarn << "GetProvider::getData error: " << tn::getError(reply);  // compat: 109
     return build_({});                                              // compat: 20
 }
 
@@ -23,7 +23,7 @@ bool GetProvider::setData(Data* record) {
     record->reverseBuild(request);
     const tn::message reply = tn::getLooper()->exchangeMessage(request);
     if (!tn::isError(reply)) return true;
-    serr << "GetProvider::setData error: " << tn::getError(reply);
+    swarn << "GetProvider::setData error: " << tn::getError(reply);
     return false;
 }
 

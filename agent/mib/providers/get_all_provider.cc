@@ -31,7 +31,7 @@ bool GetAllProvider::setData(Data* row, const MapTable* table, const Source& sou
     row->reverseBuild(request);
     const tn::message reply = tn::getLooper()->exchangeMessage(request);
     if (!tn::isError(reply)) return true;
-    serr << "setData err: " << tn::getError(reply);
+    swarn << "setData err: " << tn::getError(reply);
     return false;
 }
 
@@ -42,7 +42,7 @@ bool GetAllProvider::getCount(const Source& source, unsigned int& n) {
         n = reply.get_u32(tn::field::Count);
         return true;
     }
-    serr << "getCount err: " << tn::getError(reply);
+    swarn << "getCount err: " << tn::getError(reply);
     return false;
 }
 

@@ -23,7 +23,7 @@ std::unique_ptr<Data> GetFirstProvider::getData() {
     for (uint32_t looked = 0; looked < kMaxRows; ++looked) {
         const tn::message reply = tn::getLooper()->exchangeMessage(request);
         if (tn::isError(reply)) {
-            serr << "GetFirstProvider::getData error: " << tn::getError(reply);
+            swarn << "GetFirstProvider::getData error: " << tn::getError(reply);
             return nullptr;
         }
         if (std::unique_ptr<Data> record = firstOf(reply)) return record;

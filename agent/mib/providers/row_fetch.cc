@@ -69,7 +69,7 @@ tn::message RowFetch::requestPage() {
 
 RowFetch::Step RowFetch::failed(const tn::message& reply, uint32_t code) const {
     if (code != tn::error::NotFound) {
-        serr << "get-all error: " << tn::getError(reply);  // compat: 21
+        swarn << "get-all error: " << tn::getError(reply);  // compat: 21
         return Step::End;
     }
     if (key_.empty()) return Step::End;
