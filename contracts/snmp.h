@@ -35,9 +35,10 @@ inline constexpr tn::u32_array_id TrapGenerators{19};
 /// Filter of link traps, elements {Interface}. Absent without a filter.
 inline constexpr tn::message_array_id Interfaces{24};
 inline constexpr tn::u32_id Interface{25};  ///< in an element of Interfaces: an id of {20, 0}, or 0 for all
-/// Trap receivers, elements {Target6} or {Target4}. In a Set without it, Target6 or Target4 at top level adds one
+/// Trap receivers, elements {Target6 or Target4, TargetPort}. In a Set without it, such fields at top level add one
 /// receiver.
 inline constexpr tn::message_array_id TrapTargets{26};
+inline constexpr tn::u32_id TargetPort{28};  ///< UDP port, 1 to 65535. Absent: the agent's option --trap-port
 }  // namespace setting
 
 /// Fields of an access entry, which is a community of SNMPv1 and v2c and also a user of SNMPv3. Entry 0, the default

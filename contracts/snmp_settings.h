@@ -20,7 +20,7 @@ enum class Form {
     TrapVersion,  ///< u32, one of trap_version
     Community,    ///< u32, id of an access entry or tn::kNoId
     Generators,   ///< u32 array of distinct ids
-    Targets,      ///< message array of addresses: {Target6} or {Target4}
+    Targets,      ///< message array of addresses: {Target6 or Target4, TargetPort}
     Interfaces,   ///< message array of ids: {Interface}, in ascending order. Reported only if it isn't empty
 };
 

@@ -125,22 +125,44 @@ Json showPrefixes(const tn::message& in, uint32_t number) {
     return texts;
 }
 
-tn::message targetMessage(const tn::IPAddr6& address) {
+// ADDRESS[:PORT], [ADDRESS] or [ADDRESS]:PORT. The colons of an IPv6 address would hide a port.
+std::optional<tn::message> parseTarget(std::string_view text) {
+    std::optional<tn::IPAddr6> address = tn::IPAddr6::parse(text);
+    std::optional<uint64_t> port;
+    if (!address) {
+        const size_t colon = text.rfind(':');
+        std::string_view host = text.substr(0, colon);
+        const bool inBrackets = host.starts_with('[') && host.ends_with(']');
+        if (inBrackets) host = host.substr(1, host.size() - 2);
+        if (inBrackets == (host.find(':') == host.npos)) return std::nullopt;
+        address = tn::IPAddr6::parse(host);
+        port = colon == text.npos ? std::nullopt : parseNumber(text.substr(colon + 1), UINT16_MAX);
+        if (!address || port.value_or(0) == 0) return std::nullopt;
+    }
     tn::message target;
-    if (address.isIPv4())
-        target.insert_be32(setting::Target4, address.getIPv4());
+    if (address->isIPv4())
+        target.insert_be32(setting::Target4, address->getIPv4());
     else
-        target.insert_addr6(setting::Target6, address);
+        target.insert_addr6(setting::Target6, *address);
+    if (port) target.insert_u32(setting::TargetPort, static_cast<uint32_t>(*port));
     return target;
+}
+
+std::string targetText(const tn::message& target) {
+    const tn::IPAddr6 address = target.has(setting::Target6) ? target.get_addr6(setting::Target6)
+                                                             : tn::IPAddr6::ofIPv4(target.get_be32(setting::Target4));
+    if (!target.has(setting::TargetPort)) return address.str();
+    const std::string host = address.isIPv4() ? address.str() : "[" + address.str() + "]";
+    return host + ":" + std::to_string(target.get_u32(setting::TargetPort));
 }
 
 bool parseTargets(std::string_view text, uint32_t number, tn::message& out) {
     std::vector<tn::message> targets;
     if (text != "none") {
         for (const std::string_view piece : splitAtCommas(text)) {
-            const auto address = tn::IPAddr6::parse(piece);
-            if (!address) return false;
-            targets.push_back(targetMessage(*address));
+            auto target = parseTarget(piece);
+            if (!target) return false;
+            targets.push_back(std::move(*target));
         }
     }
     out.insert_message_array(tn::message_array_id(number), std::move(targets));
@@ -150,10 +172,7 @@ bool parseTargets(std::string_view text, uint32_t number, tn::message& out) {
 Json showTargets(const tn::message& in, uint32_t number) {
     Json texts = Json::array();
     for (const tn::message& target : in.get_message_array(tn::message_array_id(number))) {
-        if (target.has(setting::Target6))
-            texts.push_back(target.get_addr6(setting::Target6).str());
-        else if (target.has(setting::Target4))
-            texts.push_back(tn::IPAddr6::ofIPv4(target.get_be32(setting::Target4)).str());
+        if (target.has(setting::Target6) || target.has(setting::Target4)) texts.push_back(targetText(target));
     }
     return texts;
 }
@@ -240,7 +259,8 @@ const ValueType kEncryptionProtocol{"des, aes128, aes192 or aes256", parseChoice
                                     showChoice<kEncryptionChoices>};
 const ValueType kTrapVersion{"1, 2c or 3", parseChoice<kVersionChoices>, showChoice<kVersionChoices>};
 const ValueType kPrefixes{"prefixes or addresses such as 192.0.2.0/24,2001:db8::1", parsePrefixes, showPrefixes};
-const ValueType kTargets{"addresses such as 192.0.2.1,2001:db8::1, or none", parseTargets, showTargets};
+const ValueType kTargets{"addresses such as 192.0.2.1,192.0.2.2:1162,2001:db8::1,[2001:db8::2]:1162, or none",
+                         parseTargets, showTargets};
 const ValueType kOid{"an OID such as 1.3.6.1.4.1.32473.1", parseOid, showText};
 const ValueType kTrapType{"string, integer, oid, ipaddress, counter32, timeticks or null",
                           parseChoice<kTrapTypeChoices>, showChoice<kTrapTypeChoices>};

@@ -37,7 +37,7 @@ void addOptions(CLI::App& app, Options& options) {
     app.add_option("--port", options.port, "UDP port of the SNMP service")
         ->check(CLI::Range(1, 65535))
         ->option_text("N [161]");
-    app.add_option("--trap-port", options.trapPort, "UDP port that traps are sent to")
+    app.add_option("--trap-port", options.trapPort, "UDP port of trap targets without a port")
         ->check(CLI::Range(1, 65535))
         ->option_text("N [162]");
     app.add_flag(

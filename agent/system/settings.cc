@@ -16,19 +16,27 @@ using contracts::snmp::Setting;
 /// RFC 3411, SnmpEngineID: enterprise 49999 with the top bit set, then format 4 (text assigned by the administrator).
 constexpr std::string_view kEngineIdPrefix("\x80\x00\xC3\x4F\x04", 5);
 
-std::optional<IPAddr6> targetOf(const tn::message& m) {
-    if (m.has(setting::Target6)) return m.get_addr6(setting::Target6);
-    if (m.has(setting::Target4)) return IPAddr6::ofIPv4(m.get_be32(setting::Target4));
-    return std::nullopt;
+std::optional<TrapTarget> targetOf(const tn::message& m) {
+    const uint32_t port = m.get_u32(setting::TargetPort);
+    TrapTarget target{.address = {}, .port = static_cast<uint16_t>(port <= UINT16_MAX ? port : 0)};
+    if (m.has(setting::Target6)) {
+        target.address = m.get_addr6(setting::Target6);
+    } else if (m.has(setting::Target4)) {
+        target.address = IPAddr6::ofIPv4(m.get_be32(setting::Target4));
+    } else {
+        return std::nullopt;
+    }
+    return target;
 }
 
-tn::message elementOf(const IPAddr6& target) {
+tn::message elementOf(const TrapTarget& target) {
     tn::message element;
-    if (target.isIPv4()) {
-        element.insert_be32(setting::Target4, target.getIPv4());
+    if (target.address.isIPv4()) {
+        element.insert_be32(setting::Target4, target.address.getIPv4());
     } else {
-        element.insert_addr6(setting::Target6, target);
+        element.insert_addr6(setting::Target6, target.address);
     }
+    if (target.port != 0) element.insert_u32(setting::TargetPort, target.port);
     return element;
 }
 
@@ -165,8 +173,8 @@ tn::message Settings::defaults() {
     return m;
 }
 
-std::vector<IPAddr6> Settings::trapTargets() const {
-    std::vector<IPAddr6> targets;
+std::vector<TrapTarget> Settings::trapTargets() const {
+    std::vector<TrapTarget> targets;
     for (const tn::message& element : values_.get_message_array(setting::TrapTargets)) {
         if (const auto target = targetOf(element)) targets.push_back(*target);
     }

@@ -15,6 +15,14 @@ using tn::IPAddr6;
 
 namespace setting = contracts::snmp::setting;
 
+/// A receiver of traps.
+struct TrapTarget {
+    IPAddr6 address;
+    uint16_t port = 0;  ///< UDP; 0 for the agent's default
+
+    friend auto operator<=>(const TrapTarget&, const TrapTarget&) = default;
+};
+
 /// The agent's settings: the handler {34} gets and sets them, and /tern/store/snmpd contains them under id 0. The table
 /// in contracts/snmp_settings.h lists them with their forms; this class handles them by that table.
 class Settings {
@@ -50,8 +58,8 @@ class Settings {
     /// The whole engine id (RFC 3411, SnmpEngineID), binary: enterprise, format, then the administrator's part. Empty
     /// until the settings are read from a record or an engine id is set.
     [[nodiscard]] const std::string& engineId() const { return engineId_; }
-    [[nodiscard]] std::vector<IPAddr6> trapTargets() const;    ///< in the order in which they were set
-    [[nodiscard]] std::set<uint32_t> interfaceFilter() const;  ///< ids of {20, 0}; all if it is empty or contains 0
+    [[nodiscard]] std::vector<TrapTarget> trapTargets() const;  ///< in the order in which they were set
+    [[nodiscard]] std::set<uint32_t> interfaceFilter() const;   ///< ids of {20, 0}; all if it is empty or contains 0
 
     bool operator==(const Settings&) const = default;
 

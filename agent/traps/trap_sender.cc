@@ -71,8 +71,8 @@ void TrapSender::send_trap(const tn::message& message) {
 
 bool TrapSender::sendToTargets(const tn::message& message) {
     std::optional<Trap> trap;
-    for (const IPAddr6& target : settings_.trapTargets()) {
-        if (!socket_.connect(target, port_)) {
+    for (const TrapTarget& target : settings_.trapTargets()) {
+        if (!socket_.connect(target.address, portOf(target))) {
             swarn << "send_trap: failed to connect: " << std::strerror(errno);
             statistics.counters.add(Counter::TrapsFailed);
             continue;

@@ -20,7 +20,7 @@ constexpr uint16_t kTrapPort = 162;  ///< UDP, snmptrap
 class TrapSender {
   public:
     /// @param engine  the agent's engine; each encrypted trap advances its salt
-    /// @param port    UDP port of the targets
+    /// @param port    UDP port of the targets that have none of their own
     TrapSender(const Settings& settings, const CommunityKeep& communities, V3ServerInfo& engine, uint16_t port)
         : settings_(settings), communities_(communities), engine_(engine), port_(port) {}
 
@@ -40,6 +40,7 @@ class TrapSender {
                                   std::optional<Trap>& trap) const;
 
   private:
+    [[nodiscard]] uint16_t portOf(const TrapTarget& target) const { return target.port != 0 ? target.port : port_; }
     bool sendToTargets(const tn::message& message);  ///< false if it ended before the last target
     [[nodiscard]] bool addSecured(UsmWriter& out, const Item& user, const Trap& trap) const;
     [[nodiscard]] V3Info headerFor(const Item& user) const;

@@ -14,9 +14,9 @@ class Traps : public CommandTest {
         communities.rows = {parseFields({"0xfe0001:u32=3", "5:string=monitor"})};
         interfaces.rows = {parseFields({"0xfe0001:u32=2", "0x10006:string=eth0"}),
                            parseFields({"0xfe0001:u32=9", "0x10006:string=wan"})};
-        settings.answers[tn::cmd::Get] =
-            parseFields({"1:bool=yes", "26:message[]={16:be32=127.0.0.1}", "17:u32=3", "18:u32=1", "13:u32=9",
-                         "19:u32[]=0xabc0001,5,0", "24:message[]={25:u32=9},{25:u32=4}"});
+        settings.answers[tn::cmd::Get] = parseFields(
+            {"1:bool=yes", "26:message[]={16:be32=127.0.0.1 28:u32=1162},{14:addr6=::1 28:u32=7},{14:addr6=::2}",
+             "17:u32=3", "18:u32=1", "13:u32=9", "19:u32[]=0xabc0001,5,0", "24:message[]={25:u32=9},{25:u32=4}"});
     }
 
     /// What a line sends to the agent.
@@ -37,12 +37,12 @@ TEST_F(Traps, SettingsAreShownWithTheNamesOfWhatTheyReferTo) {
     ASSERT_EQ(type("snmp"), kDone) << err;
     EXPECT_EQ(out,
               "enabled          yes\ncontact          -\nlocation         -\nengine-id        -\nengine-boots     9\n"
-              "trap-version     2c\ntrap-community   monitor\ntrap-targets     127.0.0.1\n"
+              "trap-version     2c\ntrap-community   monitor\ntrap-targets     127.0.0.1:1162,[::1]:7,::2\n"
               "trap-generators  start-trap,5,interfaces\ninterfaces       wan,4\n");
     ASSERT_EQ(type("--json snmp"), kDone) << err;
     const Json shown = Json::parse(out);
     EXPECT_EQ(shown["enabled"], true);
-    EXPECT_EQ(shown["trap-targets"], (Json{"127.0.0.1"}));
+    EXPECT_EQ(shown["trap-targets"], (Json{"127.0.0.1:1162", "[::1]:7", "::2"}));
     EXPECT_EQ(shown["trap-generators"], (Json{"start-trap", 5, "interfaces"}));
 
     generators.answers[100] = tn::errorMsg(tn::error::NoSuchHandler, "no such handler");
@@ -80,6 +80,18 @@ TEST_F(Traps, GeneratorsAndInterfacesAreSetByNameOrId) {
     for (const char* word : {"trap-generators=", "trap-generators=interfaces,", "interfaces=wan,0", "interfaces="})
         EXPECT_EQ(type(std::string("snmp set ") + word), kUsage) << word;
     EXPECT_THAT(settings.changes(), IsEmpty());
+}
+
+TEST_F(Traps, TargetsMayHavePorts) {
+    EXPECT_EQ(changeOf("snmp set trap-targets=192.0.2.1:65535,[2001:db8::1]:1,::2,::ffff:192.0.2.1"),
+              parseFields({"26:message[]={16:be32=192.0.2.1 28:u32=65535},{14:addr6=2001:db8::1 28:u32=1},"
+                           "{14:addr6=::2},{16:be32=192.0.2.1}"}));
+    for (const char* target :
+         {"192.0.2.1:0", "192.0.2.1:65536", "192.0.2.1:", ":162", "[::1]", "[::1]162", "[::1]:", "[192.0.2.1]:162",
+          "2001:db8::1:2:3:4:5:6:162", "host:162", "[]:1", "[:1", "192.0.2.1,"}) {
+        EXPECT_EQ(type(std::string("snmp set trap-targets=") + target), kUsage) << target;
+        EXPECT_THAT(err, HasSubstr("192.0.2.2:1162")) << target;
+    }
 }
 
 TEST_F(Traps, SendAsksForATrapWithTheVarbind) {

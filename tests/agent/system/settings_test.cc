@@ -32,7 +32,8 @@ class SettingsTest : public AgentTest {
     }
     /// Any value of a setting but its default.
     static Field another(const Setting& row) {
-        const tn::message target = messageOf({{setting::Target6, *IPAddr6::parse("2001:db8::1")}});
+        const tn::message target =
+            messageOf({{setting::Target6, *IPAddr6::parse("2001:db8::1")}, {setting::TargetPort, 1162U}});
         const std::map<Form, Field::Value> values = {
             {Form::YesNo, true},
             {Form::Text, "x"},
@@ -106,7 +107,7 @@ TEST_F(SettingsTest, EverySettingIsReportedStoredAndUndone) {
         EXPECT_THAT(supervisor.requests, IsEmpty()) << "a change of nothing was recorded";
     }
     EXPECT_EQ(agent->v3Server().engineId, std::string("\x80\x00\xC3\x4F\x04x", 6));
-    EXPECT_THAT(agent->settings().trapTargets(), ElementsAre(*IPAddr6::parse("2001:db8::1")));
+    EXPECT_THAT(agent->settings().trapTargets(), ElementsAre(TrapTarget{*IPAddr6::parse("2001:db8::1"), 1162}));
     EXPECT_THAT(interfaceFilter, ElementsAre(5));
 
     tn::message before = get();
@@ -146,13 +147,16 @@ TEST_F(SettingsTest, SubscribersAreNotifiedOfEachSet) {
 }
 
 TEST_F(SettingsTest, TrapTargetsAreAListOrOneMoreAtTopLevel) {
-    const IPAddr6 one = IPAddr6::ofIPv4(0xc0000201), two = *IPAddr6::parse("2001:db8::1");
+    const TrapTarget one{IPAddr6::ofIPv4(0xc0000201)}, two{*IPAddr6::parse("2001:db8::1"), 65535};
     change({{setting::Target4, Ip4{0xc0000201}}});
-    change({{setting::Target6, two}});
+    change({{setting::Target6, two.address}, {setting::TargetPort, 65535U}});
     change({{setting::Enabled, false}});
     EXPECT_THAT(agent->settings().trapTargets(), ElementsAre(one, two));
     const tn::message element = messageOf({{setting::Target4, Ip4{0xc0000201}}});
-    change({{setting::TrapTargets, Messages{element, {}}}, {setting::Target6, two}});
+    change({{setting::TrapTargets, Messages{element, {}}}, {setting::Target6, two.address}});
+    EXPECT_THAT(agent->settings().trapTargets(), ElementsAre(one));
+    const tn::message tooHigh = messageOf({{setting::Target4, Ip4{0xc0000201}}, {setting::TargetPort, 65536U}});
+    change({{setting::TrapTargets, Messages{tooHigh}}});
     EXPECT_THAT(agent->settings().trapTargets(), ElementsAre(one));
 }
 
