@@ -30,6 +30,7 @@ inline constexpr tn::addr6_id Target6{14};      ///< IPv6 address in an element 
 inline constexpr tn::be32_id Target4{16};       ///< IPv4 address in an element of TrapTargets
 inline constexpr tn::u32_id TrapCommunity{17};  ///< id of the access entry that traps are sent as; kNoId: none
 inline constexpr tn::u32_id TrapVersion{18};    ///< one of trap_version
+inline constexpr tn::u32_id TrapKind{29};       ///< one of trap_kind. Inform is refused with trap_version::V1
 /// Ids of the trap generators that are on, see trap::kListGenerators.
 inline constexpr tn::u32_array_id TrapGenerators{19};
 /// Filter of link traps, elements {Interface}. Absent without a filter.
@@ -91,6 +92,12 @@ inline constexpr uint32_t V1 = 0;
 inline constexpr uint32_t V2c = 1;
 inline constexpr uint32_t V3 = 3;
 }  // namespace trap_version
+
+/// Values of setting::TrapKind.
+namespace trap_kind {
+inline constexpr uint32_t Trap = 0;
+inline constexpr uint32_t Inform = 1;  ///< repeated until the target acknowledges it (RFC 3416, 4.2.7)
+}  // namespace trap_kind
 
 /// Commands and fields about traps.
 namespace trap {

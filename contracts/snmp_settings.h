@@ -18,6 +18,7 @@ enum class Form {
     EngineId,     ///< string, at most 27 octets: with a prefix of 5 they make an SnmpEngineID of 32 (RFC 3411)
     Number,       ///< u32
     TrapVersion,  ///< u32, one of trap_version
+    TrapKind,     ///< u32, one of trap_kind
     Community,    ///< u32, id of an access entry or tn::kNoId
     Generators,   ///< u32 array of distinct ids
     Targets,      ///< message array of addresses: {Target6 or Target4, TargetPort}
@@ -49,6 +50,8 @@ inline constexpr Setting kSettings[] = {
     {setting::TrapVersion.full(), "trap-version", Form::TrapVersion, "SNMP version of traps"},
     {setting::TrapCommunity.full(), "trap-community", Form::Community,
      "community or SNMPv3 user that traps are sent as", tn::kNoId},
+    {setting::TrapKind.full(), "trap-kind", Form::TrapKind,
+     "informs are repeated until their target acknowledges them; not with trap-version=1"},
     {setting::TrapTargets.full(), "trap-targets", Form::Targets, "trap receivers"},
     {setting::TrapGenerators.full(), "trap-generators", Form::Generators,
      "enabled trap generators, see tnctl snmp trap list", 0, /*settable=*/true, /*alwaysUndone=*/false},
@@ -65,6 +68,7 @@ constexpr tn::Kind kindOf(Form form) {
             return tn::Kind::String;
         case Form::Number:
         case Form::TrapVersion:
+        case Form::TrapKind:
         case Form::Community:
             return tn::Kind::U32;
         case Form::Generators:

@@ -26,6 +26,8 @@ const ValueType& typeOf(snmp::Form form) {
             return kNumber;
         case Form::TrapVersion:
             return kTrapVersion;
+        case Form::TrapKind:
+            return kTrapKind;
         case Form::Community:
             return kCommunity;
         case Form::Generators:

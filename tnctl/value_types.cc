@@ -72,6 +72,8 @@ constexpr std::array<Choice, 7> kTrapTypeChoices{{{trap_type::OctetString, "stri
 constexpr std::array<Choice, 3> kVersionChoices{
     {{snmp::trap_version::V1, "1"}, {snmp::trap_version::V2c, "2c"}, {snmp::trap_version::V3, "3"}}};
 
+constexpr std::array<Choice, 2> kKindChoices{{{snmp::trap_kind::Trap, "trap"}, {snmp::trap_kind::Inform, "inform"}}};
+
 /// A word as choices are written: SHA-256 is sha256.
 std::string plainWord(std::string_view text) {
     std::string word;
@@ -258,6 +260,7 @@ const ValueType kAuthenticationProtocol{"md5, sha1, sha224, sha256, sha384 or sh
 const ValueType kEncryptionProtocol{"des, aes128, aes192 or aes256", parseChoice<kEncryptionChoices>,
                                     showChoice<kEncryptionChoices>};
 const ValueType kTrapVersion{"1, 2c or 3", parseChoice<kVersionChoices>, showChoice<kVersionChoices>};
+const ValueType kTrapKind{"trap or inform", parseChoice<kKindChoices>, showChoice<kKindChoices>};
 const ValueType kPrefixes{"prefixes or addresses such as 192.0.2.0/24,2001:db8::1", parsePrefixes, showPrefixes};
 const ValueType kTargets{"addresses such as 192.0.2.1,192.0.2.2:1162,2001:db8::1,[2001:db8::2]:1162, or none",
                          parseTargets, showTargets};

@@ -18,6 +18,7 @@ extern const ValueType kSecurity;
 extern const ValueType kAuthenticationProtocol;
 extern const ValueType kEncryptionProtocol;
 extern const ValueType kTrapVersion;
+extern const ValueType kTrapKind;
 extern const ValueType kPrefixes;   ///< a message array of addresses with masks
 extern const ValueType kTargets;    ///< a message array of addresses
 extern const ValueType kOid;        ///< an OID as dotted text

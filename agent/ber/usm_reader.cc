@@ -121,6 +121,13 @@ void UsmReader::seal(const V3ServerInfo& server) {
     v3_.contextName.clear();
 }
 
+bool UsmReader::openReply(const UserKeys& keys) {
+    received_.clear();
+    isAuthenticated_ = level_ != security_level::None && isSigned(keys, true);
+    return (isAuthenticated_ || level_ == security_level::None) &&
+           openScopedPdu(keys, level_ == security_level::Private);
+}
+
 /// @param isSequenceRequired  tells what was decrypted with another password or protocol, which is random, from a
 ///                            scoped PDU
 bool UsmReader::openScopedPdu(const UserKeys& keys, bool isSequenceRequired) {

@@ -35,6 +35,11 @@ class UsmReader : public InStream {
     /// @param keys  of the user; empty for an unknown user
     /// @return false if the message can't be decrypted or has no scoped PDU; bytes() is then the message as received
     bool decryptAndCheckSignature(V3Error& error, const UserKeys& keys, V3ServerInfo& server);
+    /// Checks the digest of a message whose sender is the authoritative engine, decrypts it, and reads its context. The
+    /// caller checks engine id and time.
+    /// @param keys  of the user, localised to that engine; not used if the message isn't authenticated
+    /// @return false if the message isn't what msgFlags says
+    bool openReply(const UserKeys& keys);
     /// Clears the parameters of v3Info() that a message of this level doesn't have, and their bits in msgFlags.
     void lowerTo(uint32_t level);
     /// lowerTo(None).

@@ -37,7 +37,8 @@ SnmpLooper::SnmpLooper(uint16_t port, uint16_t trapPort)
       store_("/tern/store/snmpd", 5),
       inherited_(inheritedServiceSocket()),
       port_(inherited_ < 0 ? port : portOf(inherited_)),
-      traps_(settings_, communities_, v3Server_, trapPort),
+      informs_(*this, communities_, v3Server_),
+      traps_(settings_, communities_, v3Server_, informs_, trapPort),
       statusHandler_(*this, port_) {
     loop = this;
     serr << "communityKeep = new CommunityKeep;";  // compat: 102
@@ -91,6 +92,7 @@ void SnmpLooper::adopt(Settings settings) {
     v3Server_.engineBoots = settings_.get(setting::EngineBoots);
     v3Server_.engineId = settings_.engineId();
     communities_.setEngineId(settings_.engineId());
+    traps_.settingsChanged();
 }
 
 void SnmpLooper::enable() {
@@ -187,6 +189,8 @@ tn::message SnmpLooper::cmdSet(const tn::message& request) {
     if (!source.empty()) serr << "cmd_set from " << source.front();
     Settings next = settings_;
     next.apply(request);
+    if (next.get(setting::TrapKind) == contracts::snmp::trap_kind::Inform && !next.sendsInforms())
+        return tn::errorMsg(tn::error::Refused, "trap-kind=inform needs trap-version=2c or 3");
     const bool isChanged = next != settings_ || !store_.find(kRecord);
     if (isChanged && !store_.set(kRecord, next.getConfig()))
         return tn::errorMsg(tn::error::StoreFailed, store_.lastError());

@@ -35,7 +35,8 @@ class SnmpLooper : public tn::Looper {
     [[nodiscard]] bool isEnabled() const { return socket_ >= 0; }
 
     tn::message cmdGet(const tn::message& request) override;
-    /// Stores and applies settings. On error::StoreFailed nothing has changed.
+    /// Stores and applies settings. On error::StoreFailed, and on error::Refused for informs in version 1, nothing has
+    /// changed.
     tn::message cmdSet(const tn::message& request) override;
     tn::message getObject(uint32_t id) override;  ///< the settings, whatever the id
     /// Sends a trap for contracts::snmp::trap::kSend and for notifications. The reply is always empty.
@@ -58,6 +59,7 @@ class SnmpLooper : public tn::Looper {
     [[nodiscard]] CommunityKeep& communities() { return communities_; }
     [[nodiscard]] V3ServerInfo& v3Server() { return v3Server_; }
     [[nodiscard]] const TrapSender& traps() const { return traps_; }
+    [[nodiscard]] Informs& informs() { return informs_; }
 
   private:
     void receive();                 ///< called when the socket is readable
@@ -76,6 +78,7 @@ class SnmpLooper : public tn::Looper {
     int socket_ = -1;      ///< of the service; -1 while it is off
     Datagrams datagrams_;  ///< received from socket_, and the replies to send
     Context context_{{}};  ///< of the current request
+    Informs informs_;
     TrapSender traps_;
     TrapHandler trapHandler_;
     StatusHandler statusHandler_;

@@ -118,17 +118,22 @@ bool Item::hasKeys(const std::string& engineId) const {
 
 const UserKeys& Item::keys(const std::string& engineId) const {
     if (hasKeys(engineId)) return keys_;
+    keys_ = keysFor(engineId);
+    keysEngine_ = engineId;
+    return keys_;
+}
+
+UserKeys Item::keysFor(const std::string& engineId) const {
     authenticationKey_.make(authenticationPassword, authenticationProtocol);
     encryptionKey_.make(encryptionPassword, authenticationProtocol);
-    keysEngine_ = engineId;
-    keys_ = {};
-    keys_.method = authenticationProtocol;
-    keys_.cipher = encryptionProtocol;
-    const Octets digestKey = aKeyToBKey(authenticationKey_.key, engineId, keys_.method);
-    if (engineId.empty() || digestKey.empty()) return keys_;
-    keys_.digest = bKeyToDKey(digestKey, keys_.method);
-    keys_.crypt = bKeyToCKey(aKeyToBKey(encryptionKey_.key, engineId, keys_.method), encryptionProtocol, keys_.method);
-    return keys_;
+    UserKeys keys;
+    keys.method = authenticationProtocol;
+    keys.cipher = encryptionProtocol;
+    const Octets digestKey = aKeyToBKey(authenticationKey_.key, engineId, keys.method);
+    if (engineId.empty() || digestKey.empty()) return keys;
+    keys.digest = bKeyToDKey(digestKey, keys.method);
+    keys.crypt = bKeyToCKey(aKeyToBKey(encryptionKey_.key, engineId, keys.method), encryptionProtocol, keys.method);
+    return keys;
 }
 
 bool Item::accepts(const IPAddr6& source) const {

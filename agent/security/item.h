@@ -45,6 +45,8 @@ class Item : public tn::Object {
     /// milliseconds for each password after a change of passwords or protocol, and microseconds after a change of the
     /// engine id. The entry owns the keys: they are valid until it changes or another engine id is passed.
     [[nodiscard]] const UserKeys& keys(const std::string& engineId) const;
+    /// The same keys, localised to any engine id and not cached.
+    [[nodiscard]] UserKeys keysFor(const std::string& engineId) const;
     [[nodiscard]] bool hasKeys(const std::string& engineId) const;  ///< whether keys() returns cached keys
 
   private:

@@ -47,6 +47,9 @@ enum class Counter : uint8_t {
     UnknownContext,
     TrapsSent,
     TrapsFailed,
+    InformsSent,
+    InformsAcknowledged,
+    InformsLost,
     None,  ///< not counted: a request that isn't refused. Must be the last one
 };
 
@@ -105,6 +108,9 @@ constexpr CounterRow kCounters[] = {
     {Counter::UnknownContext, snmp_status::group::Refusals, "context", "no such context"},
     {Counter::TrapsSent, snmp_status::group::Traps, "traps-sent", "sent"},
     {Counter::TrapsFailed, snmp_status::group::Traps, "traps-failed", "not sent"},
+    {Counter::InformsSent, snmp_status::group::Traps, "informs-sent", "informs"},
+    {Counter::InformsAcknowledged, snmp_status::group::Traps, "informs-acknowledged", "informs acknowledged"},
+    {Counter::InformsLost, snmp_status::group::Traps, "informs-lost", "informs not acknowledged"},
 };
 
 static_assert([] {

@@ -93,6 +93,7 @@ void applyField(const Setting& row, const tn::message& from, tn::message& values
             break;
         case Form::Number:
         case Form::TrapVersion:
+        case Form::TrapKind:
         case Form::Community:
             if (const tn::u32_id id(field); from.has(id)) values.insert_u32(id, from.get_u32(id));
             break;
@@ -130,6 +131,11 @@ bool carries(const tn::message& m, const Setting& row) {
 }
 
 }  // namespace
+
+std::string TrapTarget::str() const {
+    if (port == 0) return address.str();
+    return (address.isIPv4() ? address.str() : "[" + address.str() + "]") + ":" + std::to_string(port);
+}
 
 Settings::Settings() {
     for (const Setting& row : kSettings) insertDefault(row, values_);
@@ -171,6 +177,11 @@ tn::message Settings::defaults() {
         if (row.settable && !row.name.empty()) insertDefault(row, m);
     }
     return m;
+}
+
+bool Settings::sendsInforms() const {
+    return get(setting::TrapKind) == contracts::snmp::trap_kind::Inform &&
+           get(setting::TrapVersion) != contracts::snmp::trap_version::V1;
 }
 
 std::vector<TrapTarget> Settings::trapTargets() const {

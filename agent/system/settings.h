@@ -20,6 +20,9 @@ struct TrapTarget {
     IPAddr6 address;
     uint16_t port = 0;  ///< UDP; 0 for the agent's default
 
+    /// ADDRESS, ADDRESS:PORT or [ADDRESS]:PORT.
+    [[nodiscard]] std::string str() const;
+
     friend auto operator<=>(const TrapTarget&, const TrapTarget&) = default;
 };
 
@@ -58,6 +61,8 @@ class Settings {
     /// The whole engine id (RFC 3411, SnmpEngineID), binary: enterprise, format, then the administrator's part. Empty
     /// until the settings are read from a record or an engine id is set.
     [[nodiscard]] const std::string& engineId() const { return engineId_; }
+    /// Whether notifications are informs. Version 1 has none.
+    [[nodiscard]] bool sendsInforms() const;
     [[nodiscard]] std::vector<TrapTarget> trapTargets() const;  ///< in the order in which they were set
     [[nodiscard]] std::set<uint32_t> interfaceFilter() const;   ///< ids of {20, 0}; all if it is empty or contains 0
 

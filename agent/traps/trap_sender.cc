@@ -7,6 +7,7 @@
 #include "agent/log.h"
 #include "agent/mib/context.h"
 #include "agent/status/statistics.h"
+#include "agent/traps/v3_header.h"
 
 namespace snmp {
 
@@ -46,6 +47,12 @@ V1Name v1NameOf(const Trap& trap) {
 /// For request-id and msgID: 31 bits (RFC 3412, 6).
 uint32_t randomNumber() { return tn::sources().random32() >> 1; }
 
+std::optional<Trap> makeOrLog(const tn::message& message) {
+    std::optional<Trap> trap = makeTrap(message);
+    if (!trap) serr << "Could not handle trap, msg dump: " << message;  // compat: 114
+    return trap;
+}
+
 void addBindings(OutStream& out, const std::vector<VariableBinding>& bindings) {
     for (const VariableBinding& binding : bindings) out.addVarBind(binding);
 }
@@ -61,6 +68,7 @@ void TrapSender::send_trap(const tn::message& message) {
         serr << "send_trap: no trap sink specified";
         return;
     }
+    if (settings_.sendsInforms()) return sendInforms(message);
     if (!socket_.open()) {
         swarn << "send_trap: failed to open UDP socket: " << std::strerror(errno);
         statistics.counters.add(Counter::TrapsFailed, settings_.trapTargets().size());
@@ -69,10 +77,40 @@ void TrapSender::send_trap(const tn::message& message) {
     if (sendToTargets(message)) socket_.close();  // compat: 85
 }
 
+std::vector<TrapTarget> TrapSender::targets() const {
+    std::vector<TrapTarget> all = settings_.trapTargets();
+    for (TrapTarget& target : all)
+        if (target.port == 0) target.port = port_;
+    return all;
+}
+
+void TrapSender::settingsChanged() {
+    const bool sendsInforms = settings_.get(setting::Enabled) && settings_.sendsInforms();
+    informs_.keepOnly(sendsInforms ? targets() : std::vector<TrapTarget>());
+}
+
+void TrapSender::sendInforms(const tn::message& message) {
+    const Item* sender = findSender();
+    const std::optional<Trap> trap = sender != nullptr ? makeOrLog(message) : std::nullopt;
+    if (!trap) {
+        swarn << "send_trap: createTrap failed";
+        return;
+    }
+    for (const TrapTarget& target : targets()) {
+        const uint32_t id = randomNumber();
+        OutStream pdu;
+        addNotification(pdu, id, *trap);
+        informs_.send(target, {.version = settings_.get(setting::TrapVersion),
+                               .sender = sender->id,
+                               .id = id,
+                               .pdu = {pdu.bytes().begin(), pdu.bytes().end()}});
+    }
+}
+
 bool TrapSender::sendToTargets(const tn::message& message) {
     std::optional<Trap> trap;
-    for (const TrapTarget& target : settings_.trapTargets()) {
-        if (!socket_.connect(target.address, portOf(target))) {
+    for (const TrapTarget& target : targets()) {
+        if (!socket_.connect(target.address, target.port)) {
             swarn << "send_trap: failed to connect: " << std::strerror(errno);
             statistics.counters.add(Counter::TrapsFailed);
             continue;
@@ -96,19 +134,20 @@ bool TrapSender::sendToTargets(const tn::message& message) {
     return true;
 }
 
+const Item* TrapSender::findSender() const {
+    const Item* sender = communities_.findId(settings_.get(setting::TrapCommunity));
+    if (sender != nullptr) return sender;
+    swarn << "createTrap: bad community";
+    statistics.counters.add(Counter::TrapsFailed);
+    return nullptr;
+}
+
 bool TrapSender::createTrap(UsmWriter& out, const tn::message& message, const IPAddr6& local,
                             std::optional<Trap>& trap) const {
-    const Item* community = communities_.findId(settings_.get(setting::TrapCommunity));
-    if (community == nullptr) {
-        swarn << "createTrap: bad community";
-        statistics.counters.add(Counter::TrapsFailed);
-        return false;
-    }
-    if (!trap) trap = makeTrap(message);
-    if (!trap) {
-        serr << "Could not handle trap, msg dump: " << message;  // compat: 114
-        return false;
-    }
+    const Item* community = findSender();
+    if (community == nullptr) return false;
+    if (!trap) trap = makeOrLog(message);
+    if (!trap) return false;
     out.startSeq(tag::Sequence);
     const uint32_t version = settings_.get(setting::TrapVersion);
     out.add(version, tag::Integer);
@@ -136,23 +175,11 @@ bool TrapSender::addSecured(UsmWriter& out, const Item& user, const Trap& trap) 
 }
 
 V3Info TrapSender::headerFor(const Item& user) const {
-    V3Info header;
+    V3Info header = notificationHeader(user, user.security, engine_);
     header.msgID = randomNumber();
-    header.msgMaxSize = kMaxMessage;
-    header.msgFlags.assign(1, '\0');
-    if (user.security >= security_level::Authorized) {
-        header.msgFlags.front() |= kAuthFlag;
-        header.msgAuthenticationParameters.assign(sentDigestSize(user.authenticationProtocol), '\0');
-    }
-    if (user.security >= security_level::Private) {
-        header.msgFlags.front() |= kPrivFlag;
-        header.msgPrivacyParameters = engine_.nextSalt();
-    }
     header.msgAuthoritativeEngineID = engine_.engineId;
     header.msgAuthoritativeEngineBoots = engine_.engineBoots;
     header.msgAuthoritativeEngineTime = engine_.engineTime();
-    header.msgUserName = user.name;
-    header.contextEngineID = engine_.engineId;
     return header;
 }
 
@@ -173,7 +200,12 @@ void TrapSender::addPduV1(OutStream& out, const Trap& trap, const IPAddr6& local
 
 void TrapSender::addPduV2(OutStream& out, const Trap& trap) const {
     out.startSeq(pdu::TrapV2);
-    out.add(randomNumber(), tag::Integer);  // request-id
+    addNotification(out, randomNumber(), trap);
+    out.endSeq();
+}
+
+void TrapSender::addNotification(OutStream& out, uint32_t requestId, const Trap& trap) const {
+    out.add(requestId, tag::Integer);
     out.addErrorStatus(0);
     out.addErrorIndex(0);
     out.startSeq(tag::Sequence);
@@ -186,7 +218,6 @@ void TrapSender::addPduV2(OutStream& out, const Trap& trap) const {
     out.addOID(nameOf(trap), tag::ObjectIdentifier);
     out.endSeq();
     addBindings(out, trap.bindings);
-    out.endSeq();
     out.endSeq();
 }
 

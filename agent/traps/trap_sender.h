@@ -7,6 +7,7 @@
 #include "agent/ber/v3_info.h"
 #include "agent/security/community_keep.h"
 #include "agent/system/settings.h"
+#include "agent/traps/informs.h"
 #include "agent/traps/trap_makers.h"
 #include "agent/traps/trap_socket.h"
 #include "tn/sources.h"
@@ -15,14 +16,19 @@ namespace snmp {
 
 constexpr uint16_t kTrapPort = 162;  ///< UDP, snmptrap
 
-/// Makes traps from bus messages and sends them. The settings have the targets, the SNMP version, and the community or
-/// user. Failures are logged on standard error. The objects passed to the constructor must outlive this one.
+/// Makes traps from bus messages and sends them, or has `Informs` send them. The settings have the targets, the SNMP
+/// version, and the community or user. Failures are logged on standard error. The objects passed to the constructor
+/// must outlive this one.
 class TrapSender {
   public:
     /// @param engine  the agent's engine; each encrypted trap advances its salt
     /// @param port    UDP port of the targets that have none of their own
-    TrapSender(const Settings& settings, const CommunityKeep& communities, V3ServerInfo& engine, uint16_t port)
-        : settings_(settings), communities_(communities), engine_(engine), port_(port) {}
+    TrapSender(const Settings& settings, const CommunityKeep& communities, V3ServerInfo& engine, Informs& informs,
+               uint16_t port)
+        : settings_(settings), communities_(communities), engine_(engine), informs_(informs), port_(port) {}
+
+    /// To be called when the settings have changed: gives up the informs to targets that aren't targets any more.
+    void settingsChanged();
 
     /// Sends one trap to every target. If the service is disabled, or the targets or the community are missing, only
     /// logs that. An unreachable target is skipped. If createTrap() fails or the local address can't be read, no
@@ -40,12 +46,17 @@ class TrapSender {
                                   std::optional<Trap>& trap) const;
 
   private:
-    [[nodiscard]] uint16_t portOf(const TrapTarget& target) const { return target.port != 0 ? target.port : port_; }
+    [[nodiscard]] std::vector<TrapTarget> targets() const;  ///< with their ports
+    /// Logs and counts if it is missing.
+    [[nodiscard]] const Item* findSender() const;
+    void sendInforms(const tn::message& message);
     bool sendToTargets(const tn::message& message);  ///< false if it ended before the last target
     [[nodiscard]] bool addSecured(UsmWriter& out, const Item& user, const Trap& trap) const;
     [[nodiscard]] V3Info headerFor(const Item& user) const;
     void addPduV1(OutStream& out, const Trap& trap, const IPAddr6& local) const;
     void addPduV2(OutStream& out, const Trap& trap) const;
+    /// The content of the PDU of a trap or inform.
+    void addNotification(OutStream& out, uint32_t requestId, const Trap& trap) const;
     /// sysUpTime and time-stamp: hundredths of a second (RFC 2578, TimeTicks) since the agent started, or since the
     /// machine started, in whole seconds as the object sysUpTime (compat: 82).
     [[nodiscard]] uint32_t upTime() const {
@@ -55,6 +66,7 @@ class TrapSender {
     const Settings& settings_;
     const CommunityKeep& communities_;
     V3ServerInfo& engine_;
+    Informs& informs_;
     uint16_t port_;
     uint32_t started_ = tn::getJiffies();
     TrapSocket socket_;

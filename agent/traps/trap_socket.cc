@@ -8,6 +8,37 @@
 
 namespace snmp {
 
+/// A destination in the socket's family.
+struct TrapSocket::Address {
+    sockaddr_storage octets{};
+    socklen_t size = 0;
+
+    [[nodiscard]] const sockaddr* get() const { return reinterpret_cast<const sockaddr*>(&octets); }
+};
+
+// Nothing, with errno set, for an IPv6 target of an IPv4 socket.
+std::optional<TrapSocket::Address> TrapSocket::addressOf(const tn::IPAddr6& target, uint16_t port) const {
+    Address address;
+    if (!isIPv4_) {
+        auto& to = reinterpret_cast<sockaddr_in6&>(address.octets);
+        to.sin6_family = AF_INET6;
+        to.sin6_port = htons(port);
+        std::ranges::copy(target.octets(), to.sin6_addr.s6_addr);
+        address.size = sizeof to;
+        return address;
+    }
+    if (!target.isIPv4()) {
+        errno = EAFNOSUPPORT;
+        return {};
+    }
+    auto& to = reinterpret_cast<sockaddr_in&>(address.octets);
+    to.sin_family = AF_INET;
+    to.sin_port = htons(port);
+    to.sin_addr.s_addr = htonl(target.getIPv4());
+    address.size = sizeof to;
+    return address;
+}
+
 bool TrapSocket::open() {
     if (socket_) return true;
     constexpr int kType = SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC;
@@ -26,22 +57,24 @@ bool TrapSocket::connect(const tn::IPAddr6& target, uint16_t port) {
     // Disconnect first: the socket would otherwise keep its source address, which may not reach the next target.
     const sockaddr unspecified{.sa_family = AF_UNSPEC, .sa_data = {}};
     (void)::connect(socket_.get(), &unspecified, sizeof unspecified);
-    if (!isIPv4_) {
-        sockaddr_in6 to{};
-        to.sin6_family = AF_INET6;
-        to.sin6_port = htons(port);
-        std::ranges::copy(target.octets(), to.sin6_addr.s6_addr);
-        return ::connect(socket_.get(), reinterpret_cast<sockaddr*>(&to), sizeof to) == 0;
-    }
-    if (!target.isIPv4()) {
-        errno = EAFNOSUPPORT;
-        return false;
-    }
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(port);
-    to.sin_addr.s_addr = htonl(target.getIPv4());
-    return ::connect(socket_.get(), reinterpret_cast<sockaddr*>(&to), sizeof to) == 0;
+    const auto to = addressOf(target, port);
+    return to && ::connect(socket_.get(), to->get(), to->size) == 0;
+}
+
+bool TrapSocket::sendTo(const tn::IPAddr6& target, uint16_t port, std::span<const uint8_t> datagram) {
+    const auto to = addressOf(target, port);
+    return to && ::sendto(socket_.get(), datagram.data(), datagram.size(), MSG_NOSIGNAL, to->get(), to->size) >= 0;
+}
+
+std::optional<TrapSocket::Received> TrapSocket::receive(std::span<uint8_t> buffer) {
+    sockaddr_storage from{};
+    socklen_t length = sizeof from;
+    auto* const address = reinterpret_cast<sockaddr*>(&from);
+    const ssize_t size = ::recvfrom(socket_.get(), buffer.data(), buffer.size(), 0, address, &length);
+    if (size < 0) return {};
+    const in_port_t port = isIPv4_ ? reinterpret_cast<const sockaddr_in&>(from).sin_port
+                                   : reinterpret_cast<const sockaddr_in6&>(from).sin6_port;
+    return Received{tn::IPAddr6::ofSockaddr(*address), ntohs(port), static_cast<size_t>(size)};
 }
 
 std::optional<tn::IPAddr6> TrapSocket::local() const {

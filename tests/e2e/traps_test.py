@@ -1,6 +1,7 @@
 """Traps as Debian's snmptrapd receives them, in a network namespace of the test: test traps, and traps of links that
 lose and regain their peers. Each test runs in one process and over the bus."""
 
+import json
 import os
 import re
 import shutil
@@ -9,6 +10,7 @@ from harness import Daemon, Deployment, Namespace, eventually, for_a_while, for_
 
 LINKS = ["link set lo up", "link add left type veth peer name right", "link set left up", "link set right up"]
 UNREACHABLE, IPV4, IPV6 = "203.0.113.1", "127.0.0.1", "::1"
+TRAPS = f"trap-targets={UNREACHABLE},{IPV4},{IPV6}", "trap-community=monitor", "trap-version=2c", "trap-kind=trap"
 ASKED = ".1.3.6.1.4.1.49999.1.1.9"
 UP, DOWN = "linkUp", "linkDown"
 ENGINE = "8000c34f04" + b"e2e".hex()
@@ -19,10 +21,12 @@ createUser -e 0x{ENGINE} open
 createUser -e 0x{ENGINE} signed MD5 authentication
 createUser -e 0x{ENGINE} secret SHA authentication DES encryption
 createUser -e 0x{ENGINE} modern SHA-512 authentication AES-256 encryption
+createUser informer SHA-256 authentication AES encryption
 authUser log open noauth
 authUser log signed auth
 authUser log secret priv
 authUser log modern priv
+authUser log informer priv
 format1 v1|%b|%N %w %q|%v\\n
 format2 v2|%b||%v\\n
 """
@@ -36,17 +40,20 @@ class Traps:
         cls.agent = Deployment(cls.kind, cls.namespace.prefix).ends_with(cls).start().open()
         cls.agent.configure("community", "add", "name=monitor", "addresses=127.0.0.0/8")
         users = (("open", "none", "md5", "des"), ("signed", "authorized", "md5", "des"),
-                 ("secret", "private", "sha1", "des"), ("modern", "private", "sha512", "aes256"))
+                 ("secret", "private", "sha1", "des"), ("modern", "private", "sha512", "aes256"),
+                 ("informer", "private", "sha256", "aes128"))
         for name, security, protocol, cipher in users:
             cls.agent.configure("community", "add", "name=" + name, "addresses=127.0.0.1/32", "security=" + security,
                                 "authentication-protocol=" + protocol, "encryption-protocol=" + cipher,
                                 "authentication-password=authentication", "encryption-password=encryption")
-        cls.agent.configure("set", f"trap-targets={UNREACHABLE},{IPV4},{IPV6}", "trap-community=monitor",
-                            "trap-version=2c")
+        cls.agent.configure("set", *TRAPS)
         cls.indexes = {link["ifname"]: str(link["ifindex"]) for link in cls.namespace.ip("link")}
 
     def setUp(self):
         self.settle()
+        self.start_receiver()
+
+    def start_receiver(self):
         folder = temp_folder(self, "receiver")
         (folder / "conf").write_text(RECEIVER)
         receiver = shutil.which("snmptrapd", path=os.environ["PATH"] + ":/usr/sbin")
@@ -112,6 +119,26 @@ class Traps:
                 self.assertTrue(version == "1" or f"OID: {ASKED}.0.1\t" in body, body)
         self.agent.configure("set", "trap-version=2c", "trap-community=monitor")
         self.assertIn("send_trap: failed to connect: Network is unreachable", self.agent.said())
+
+    def test_informs_are_repeated_until_each_target_acknowledges_them(self):
+        """Two targets come up late, a third one never answers. In version 3 the receiver's engine is found out."""
+        counts = lambda: [json.loads(self.agent.tnctl("--json", "status").out)["traps"]["informs-" + name]
+                          for name in ("sent", "acknowledged", "lost")]
+        self.received.end()
+        self.addCleanup(self.agent.configure, "set", *TRAPS)
+        self.agent.configure("set", "trap-kind=inform", f"trap-targets={IPV4},[{IPV6}]:162,{IPV4}:9")
+        self.agent.configure("trap", "send", "oid=1.3.6.1.4.1.49999.1", "value=late")
+        self.assertEqual(counts(), [3, 0, 0])
+        self.start_receiver()
+        self.assertIn('STRING: "late"', self.both(1)[0][3])
+        self.agent.configure("set", "trap-version=3", "trap-community=informer")
+        self.agent.configure("trap", "send", "oid=1.3.6.1.4.1.49999.1", "value=secured")
+        self.assertIn('STRING: "secured"', self.both(2)[1][3])
+        eventually(lambda: counts() == [6, 4, 0], lambda: f"{counts()}\n{self.agent.said()}")
+        self.agent.configure("set", f"trap-targets={IPV4}")
+        self.assertEqual(counts(), [6, 4, 2])
+        self.assertIn(f"not acknowledged: {IPV4}:9: 2 informs", self.agent.said())
+        self.assertIn("2c or 3", self.agent.tnctl("snmp", "set", "trap-version=1").err)
 
     def test_each_change_of_a_selected_link_causes_one_trap(self):
         self.generators("interfaces")
