@@ -1,5 +1,7 @@
 #include "agent/ber/in_stream.h"
 
+#include <algorithm>
+
 #include "agent/ber/tags.h"
 #include "tn/log.h"
 
@@ -201,6 +203,11 @@ void InStream::exitSeq() {
 }
 
 bool InStream::isSeqEnd() const { return pos_ >= (seqEnds_.empty() ? size_ : seqEnds_.back()) || !has(1); }
+
+std::span<const uint8_t> InStream::restOfSeq() const {
+    const size_t end = seqEnds_.empty() ? size_ : seqEnds_.back();
+    return bytes().subspan(pos_, end - std::min(end, pos_));
+}
 
 void InStream::saveSeq(StreamPos& saved) const {
     saved.pos = pos_;

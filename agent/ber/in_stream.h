@@ -60,6 +60,8 @@ class InStream : public UberStream {
     void exitSeq();
     /// Whether the cursor is at or past the end of the innermost entered value, or at the end of the data.
     [[nodiscard]] bool isSeqEnd() const;
+    /// The octets from the cursor to the end of the innermost entered value. Valid until the next read().
+    [[nodiscard]] std::span<const uint8_t> restOfSeq() const;
     void saveSeq(StreamPos& saved) const;
     /// @param saved  from saveSeq on the same message
     void restoreSeq(const StreamPos& saved);

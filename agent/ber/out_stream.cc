@@ -186,10 +186,10 @@ void OutStream::addVarBind(const VariableBinding& binding) {
     endSeq();
 }
 
-bool OutStream::hasOverflowed() const {
-    // Closing an open value adds two length octets, at most.
-    return size_ + 2 * seqStarts_.size() + reserved_ > limit_;
-}
+void OutStream::append(std::span<const uint8_t> values) { std::ranges::copy(values, grow(values.size())); }
+
+// Closing an open value adds two length octets, at most.
+size_t OutStream::closedSize() const { return size_ + 2 * seqStarts_.size() + reserved_; }
 
 void OutStream::truncate(size_t position) {
     position = std::max(position, seqStarts_.empty() ? 0 : seqStarts_.back());

@@ -56,11 +56,16 @@ class OutStream : public UberStream {
     /// A whole varbind, its value by addByType.
     void addVarBind(const VariableBinding& binding);
 
+    /// Appends whole values that are encoded already.
+    void append(std::span<const uint8_t> values);
+
     /// Limits the message to what its receiver accepts. Without it, the limit is kMaxMessage; it can't be higher.
     void setLimit(size_t octets) { limit_ = std::min(octets, kMaxMessage); }
     [[nodiscard]] size_t limit() const { return limit_; }
+    /// Octets that can be added before the message exceeds its limit.
+    [[nodiscard]] size_t room() const { return limit_ - std::min(limit_, closedSize()); }
     /// Whether the message will be larger than its limit, once its open values are closed and it is encrypted.
-    [[nodiscard]] bool hasOverflowed() const;
+    [[nodiscard]] bool hasOverflowed() const { return closedSize() > limit_; }
     /// Cuts the output back to `position` octets, but not into or before the header of the innermost open value. An
     /// error-status or error-index that is cut off is appended anew by the next call.
     void truncate(size_t position);
@@ -77,6 +82,7 @@ class OutStream : public UberStream {
     uint8_t* startValue(size_t contentLen, uint8_t tag);
     void addUnsigned(uint64_t value, uint8_t tag);
     void insert(size_t at, size_t n);
+    [[nodiscard]] size_t closedSize() const;
 
     size_t limit_ = kMaxMessage;
     size_t errorStatusPos_ = 0;  ///< position of its content octet; 0 until it is written

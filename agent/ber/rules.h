@@ -7,6 +7,13 @@ namespace snmp {
 /// Where the agent's answers differ from the RFCs, and --standard makes them agree. One value for the process, chosen
 /// at start. The operations consult its fields; none asks for the option itself.
 struct Rules {
+    bool hasExceptions;             ///< Get: a missing object is an exception, under the name as sent (RFC 3416, 4.2.1)
+    bool isListAnsweredAtOnce;      ///< GetNext, GetBulk and Set: an operation sees all names, not one after the other
+    bool doWalksContinue;           ///< after a column or row that a table doesn't have, with the next object
+    bool doErrorsRepeatList;        ///< an error response has the varbinds of the request, and the index
+    bool isEmptyBulkRefused;        ///< a GetBulk that requests nothing gives badValue
+    bool isBulkServedInV1;          ///< otherwise it is dropped: v1 has no such PDU
+    uint32_t maxRepetitions;        ///< a GetBulk with more gives tooBig
     uint32_t timeWindow;            ///< seconds by which the time of a v3 message may differ (RFC 3414, 2.2.3)
     bool isWindowInBothDirections;  ///< also for a time ahead of the agent's
     bool isMaxSizeRespected;        ///< a v3 reply is at most msgMaxSize octets long (RFC 3412, 7.1)
@@ -25,7 +32,14 @@ struct Rules {
 
 /// How Tarnix routers have always answered: see docs/compatibility.md.
 constexpr Rules kFixedRules = {
-    .timeWindow = 15,  // compat: 52
+    .hasExceptions = false,         // compat: 2, 22, 23, 24
+    .isListAnsweredAtOnce = false,  // compat: 3, 4, 7, 11, 12, 32
+    .doWalksContinue = false,       // compat: 5, 6
+    .doErrorsRepeatList = false,    // compat: 14, 15, 16
+    .isEmptyBulkRefused = true,     // compat: 9
+    .isBulkServedInV1 = true,       // compat: 10
+    .maxRepetitions = 50,           // compat: 8
+    .timeWindow = 15,               // compat: 52
     .isWindowInBothDirections = false,
     .isMaxSizeRespected = false,          // compat: 13
     .isHeaderStandard = false,            // compat: 54, 55
@@ -39,6 +53,13 @@ constexpr Rules kFixedRules = {
 
 /// --standard: RFC 3416, RFC 3412 and RFC 3414; v1 as RFC 1157 and RFC 3584 require.
 constexpr Rules kStandardRules = {
+    .hasExceptions = true,
+    .isListAnsweredAtOnce = true,
+    .doWalksContinue = true,
+    .doErrorsRepeatList = true,
+    .isEmptyBulkRefused = false,
+    .isBulkServedInV1 = false,
+    .maxRepetitions = UINT32_MAX,
     .timeWindow = 150,
     .isWindowInBothDirections = true,
     .isMaxSizeRespected = true,

@@ -5,6 +5,7 @@
 #include "agent/core/operations.h"
 #include "agent/core/snmp_looper.h"
 #include "agent/core/v3_reply.h"
+#include "agent/core/walks.h"
 #include "agent/log.h"
 #include "agent/status/statistics.h"
 
@@ -12,25 +13,28 @@ namespace snmp {
 
 namespace {
 
-constexpr uint32_t kMaxRepetitions = 50;  // compat: 8
+using AnswerFunction = ErrorStatus (*)(Context&);
 
 struct Operation {
     uint8_t pdu;
-    ErrorStatus (*answer)(Context&);  ///< answers the current varbind
-    bool Item::*access;               ///< the access right that the community or user needs
-    ErrorStatus denied;               ///< the error without that right (compat: 17)
-    Counter counter;                  ///< counts these requests,
-    Counter refusal;                  ///< and those denied
+    AnswerFunction answer;       ///< answers the current varbind
+    AnswerFunction answerAll;    ///< answers all of them (Rules::isListAnsweredAtOnce); null if `answer` always does
+    bool Item::*access;          ///< the access right that the community or user needs
+    ErrorStatus denied;          ///< the error without that right (compat: 17)
+    ErrorStatus standardDenied;  ///< the same with Rules::isListAnsweredAtOnce
+    Counter counter;             ///< counts these requests,
+    Counter refusal;             ///< and those denied
 };
 
 constexpr Operation kOperations[] = {
-    {pdu::GetRequest, snmpGet, &Item::readAccess, ErrorStatus::NoSuchName, Counter::Get, Counter::NoReadAccess},
-    {pdu::GetNextRequest, snmpGetNextGetBulk, &Item::readAccess, ErrorStatus::NoSuchName, Counter::GetNext,
+    {pdu::GetRequest, snmpGet, nullptr, &Item::readAccess, ErrorStatus::NoSuchName, ErrorStatus::AuthErr, Counter::Get,
      Counter::NoReadAccess},
-    // compat: 10
-    {pdu::GetBulkRequest, snmpGetNextGetBulk, &Item::readAccess, ErrorStatus::NoSuchName, Counter::GetBulk,
-     Counter::NoReadAccess},
-    {pdu::SetRequest, snmpSet, &Item::writeAccess, ErrorStatus::ReadOnly, Counter::Set, Counter::NoWriteAccess},
+    {pdu::GetNextRequest, snmpGetNextGetBulk, answerNext, &Item::readAccess, ErrorStatus::NoSuchName,
+     ErrorStatus::AuthErr, Counter::GetNext, Counter::NoReadAccess},
+    {pdu::GetBulkRequest, snmpGetNextGetBulk, answerBulk, &Item::readAccess, ErrorStatus::NoSuchName,
+     ErrorStatus::AuthErr, Counter::GetBulk, Counter::NoReadAccess},
+    {pdu::SetRequest, snmpSet, nullptr, &Item::writeAccess, ErrorStatus::ReadOnly, ErrorStatus::NoAccess, Counter::Set,
+     Counter::NoWriteAccess},
 };
 
 /// State of the request that only this file needs.
@@ -123,11 +127,16 @@ ErrorStatus setBulkCounters(Context& c, Request& request) {
         request.repetitions = 0;
         return ErrorStatus::NoError;
     }
-    if (request.repetitions == 0 && c.nonRepeaters == 0) {  // compat: 9
+    // A negative number requests nothing (RFC 3416, 4.2.3).
+    if (c.rules->isListAnsweredAtOnce) {
+        if (c.nonRepeaters > INT32_MAX) c.nonRepeaters = 0;
+        if (request.repetitions > INT32_MAX) request.repetitions = 0;
+    }
+    if (c.rules->isEmptyBulkRefused && request.repetitions == 0 && c.nonRepeaters == 0) {
         dlog << "error: no data requested";
         return ErrorStatus::BadValue;
     }
-    if (request.repetitions > kMaxRepetitions) {
+    if (request.repetitions > c.rules->maxRepetitions) {
         c.refuse(Counter::Repetitions);
         dlog << "error: max repetitions exceeded";
         return ErrorStatus::TooBig;
@@ -142,7 +151,7 @@ ErrorStatus answerBinding(Context& c, const Operation& operation, Request& reque
     }
     if (!(request.entry->*operation.access)) {
         c.refuse(operation.refusal);
-        return operation.denied;
+        return c.rules->isListAnsweredAtOnce ? operation.standardDenied : operation.denied;
     }
     const ErrorStatus status = operation.answer(c);
     if (status == ErrorStatus::NoError && c.isBulk() && c.pendingEndOfView != 0 && !c.out.hasOverflowed()) {
@@ -154,10 +163,18 @@ ErrorStatus answerBinding(Context& c, const Operation& operation, Request& reque
 
 ErrorStatus answerBindings(Context& c, Request& request) {
     const Operation* operation = operationOf(c.pduType);
-    if (operation == nullptr) {
+    const bool isForV2 = c.isV1() && c.isBulk() && !c.rules->isBulkServedInV1;
+    if (operation == nullptr || isForV2) {
         c.refuse(Counter::NoRequest);
         dlog << "unknown request command: " << unsigned{c.pduType};
         return ErrorStatus::Critical;
+    }
+    const bool isAllowed = request.entry->*operation->access;
+    if (c.rules->isListAnsweredAtOnce && operation->answerAll != nullptr && isAllowed) {
+        c.maxRepetitions = request.repetitions;
+        const ErrorStatus status = operation->answerAll(c);
+        if (status == ErrorStatus::Critical) c.refuse(Counter::Malformed);
+        return status;
     }
     while (!c.in.isSeqEnd()) {
         if (!c.processSeqStart()) {
@@ -191,10 +208,53 @@ void addUnserved(Context& c, uint32_t failed) {
     }
 }
 
+/// The error-status of a v1 response (RFC 3584, 4.4).
+ErrorStatus v1Status(ErrorStatus status) {
+    switch (status) {
+        case ErrorStatus::WrongValue:
+        case ErrorStatus::WrongEncoding:
+        case ErrorStatus::WrongType:
+        case ErrorStatus::WrongLength:
+        case ErrorStatus::InconsistentValue:
+            return ErrorStatus::BadValue;
+        case ErrorStatus::NoAccess:
+        case ErrorStatus::NotWritable:
+        case ErrorStatus::NoCreation:
+        case ErrorStatus::InconsistentName:
+        case ErrorStatus::AuthErr:
+            return ErrorStatus::NoSuchName;
+        case ErrorStatus::ResourceUnavailable:
+        case ErrorStatus::CommitFailed:
+        case ErrorStatus::UndoFailed:
+            return ErrorStatus::GenErr;
+        default:
+            return status;
+    }
+}
+
+/// Turns the reply into an error response with the varbinds of the request as received. After tooBig, the list is empty
+/// (RFC 3416, 4.2.1), in v1 only if it doesn't fit (RFC 1157, 4.1.2).
+void rewriteWithRequest(Context& c, ErrorStatus status, const Request& request) {
+    if (c.isV1()) status = v1Status(status);
+    c.out.truncate(request.replyBindings);
+    if (status != ErrorStatus::TooBig || c.isV1()) {
+        c.in.restoreSeq(c.firstBinding);
+        c.out.append(c.in.restOfSeq());
+    }
+    if (status != ErrorStatus::TooBig) c.out.addErrorIndex(c.bindingIndex);
+    if (c.out.hasOverflowed()) {
+        status = ErrorStatus::TooBig;
+        c.out.addErrorIndex(0);
+        c.out.truncate(request.replyBindings);
+    }
+    c.out.addErrorStatus(static_cast<uint8_t>(status));
+}
+
 /// Turns the reply into an error response: the varbinds that were answered, then those that weren't, with NULL. After
 /// tooBig, and after an error that no varbind caused, the list is empty.
 void rewriteAsError(Context& c, ErrorStatus status, const Request& request) {
     if (!dlog.isMuted()) dlog << "error: " << errorStatusText(status);
+    if (c.rules->doErrorsRepeatList) return rewriteWithRequest(c, status, request);
     const uint32_t failed = c.bindingIndex;
     if (failed > 0 && status != ErrorStatus::TooBig) addUnserved(c, failed);
     if (status == ErrorStatus::NoSuchName && !c.out.hasOverflowed()) c.out.addErrorIndex(failed);  // compat: 14

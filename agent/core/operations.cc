@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "agent/core/snmp_looper.h"
+#include "agent/core/written_bindings.h"
 #include "agent/log.h"
 #include "agent/mib/branch.h"
 #include "agent/mib/objects.h"
@@ -31,6 +32,29 @@ std::map<OID, Branch*>::const_iterator longestPrefixOf(OID name) {
     return branches.end();
 }
 
+/// The answer to a Get of a name without an object.
+ErrorStatus missing(Context& c, uint8_t exception) {
+    if (c.isV1() || !c.rules->hasExceptions) return ErrorStatus::NoSuchName;  // compat: 2
+    c.out.startSeq(tag::Sequence);
+    c.processAddError(exception);
+    c.out.endSeq();
+    return ErrorStatus::NoError;
+}
+
+/// v1 has no Counter64: for its managers such an object doesn't exist (RFC 3584, 4.2.2.1).
+/// @param begin    position of the answers in the reply
+/// @param binding  position of the first one in the request
+ErrorStatus hideCounter64(Context& c, size_t begin, uint32_t binding) {
+    for (const WrittenBinding& answer : writtenBindings(c.out, begin)) {
+        if (answer.tag == tag::Counter64) {
+            c.bindingIndex = binding;
+            return ErrorStatus::NoSuchName;
+        }
+        ++binding;
+    }
+    return ErrorStatus::NoError;
+}
+
 }  // namespace
 
 ErrorStatus snmpGet(Context& c) {
@@ -40,14 +64,22 @@ ErrorStatus snmpGet(Context& c) {
         sout << line;
     }
     auto next = branches.upper_bound(c.oid);
-    if (next == branches.begin()) return ErrorStatus::NoSuchName;
+    if (next == branches.begin()) return missing(c, tag::NoSuchObject);
     const auto& [prefix, branch] = *--next;
-    if (!c.oid.hasPrefix(prefix)) return ErrorStatus::NoSuchName;  // compat: 18
+    if (!c.oid.hasPrefix(prefix)) return missing(c, tag::NoSuchObject);  // compat: 18
 
     c.branchPrefix = prefix;
     c.oid.erase(c.oid.begin(), c.oid.begin() + static_cast<std::ptrdiff_t>(prefix.size()));
-    // compat: 2
-    return branch->get(c) != kNotMine ? ErrorStatus::NoError : ErrorStatus::NoSuchName;
+    const size_t begin = c.out.size();
+    const uint32_t binding = c.bindingIndex;
+    if (branch->get(c) == kNotMine) {
+        // Of the varbinds that a branch consumes together, only the first one's name is known here. It writes
+        // exceptions for the others itself.
+        if (c.bindingIndex != binding && c.rules->hasExceptions && !c.isV1()) return ErrorStatus::GenErr;
+        return missing(c, tag::NoSuchInstance);
+    }
+    const bool isCounter64Hidden = c.isV1() && c.rules->hasExceptions;
+    return isCounter64Hidden ? hideCounter64(c, begin, binding) : ErrorStatus::NoError;
 }
 
 ErrorStatus snmpGetNextGetBulk(Context& c) {

@@ -6,7 +6,8 @@ namespace snmp {
 
 // Each function answers the current varbind of the request, whose name is c.oid. It finds the branch that serves the
 // name, splits the name into prefix and rest, and calls the branch, which appends the answer to c.out. The branch may
-// consume the varbinds after it as well (Context::peek). A name that no branch serves gives NoSuchName in all versions.
+// consume the varbinds after it as well (Context::peek). A name that no branch serves gives NoSuchName in all versions;
+// a Get with Rules::hasExceptions gives noSuchObject instead.
 
 ErrorStatus snmpGet(Context& c);
 ErrorStatus snmpGetNextGetBulk(Context& c);

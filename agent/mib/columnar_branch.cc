@@ -12,12 +12,12 @@ namespace {
 
 OID indexOf(const OID& item) { return {item.data() + std::min<size_t>(1, item.size()), item.data() + item.size()}; }
 
-/// Writes the varbind { name, noSuchInstance }. In v1, which has no exceptions, returns kNotMine.
-Answer noSuchInstance(Context& c, const OID& name) {
+/// Writes the varbind { name, exception }. In v1, which has no exceptions, returns kNotMine.
+Answer missing(Context& c, const OID& name, uint8_t exception) {
     if (c.isV1()) return kNotMine;
     c.out.startSeq(tag::Sequence);
     c.out.addOID(name, tag::ObjectIdentifier);
-    c.out.addNull(tag::NoSuchInstance);
+    c.out.addNull(exception);
     c.out.endSeq();
     return kAnswered;
 }
@@ -74,8 +74,20 @@ const Rows* ColumnarBranch::rowsAfter(Context& c, const OID& index, unsigned int
         key.skipFirst = !key.empty() && !key.relaxed;
         key.wanted = wanted;
         run = {key.index.empty() ? table_->getFirst(count) : table_->getNext(key, count), count, wanted};
+        if (run.list == nullptr && c.rules->doWalksContinue) run = {searchAfter(index, count), count, {}};
     }
     return run.list != nullptr ? &run.list->rows : nullptr;
+}
+
+std::unique_ptr<VData> ColumnarBranch::searchAfter(const OID& index, unsigned int count) const {
+    constexpr unsigned kFirstPart = 64;
+    constexpr unsigned kMaxSearched = 65'536;  // rows
+    for (unsigned part = kFirstPart;; part *= 4) {
+        std::unique_ptr<VData> list = table_->getFirst(part);
+        const bool isAll = list->rows.size() < part || part >= kMaxSearched;
+        std::erase_if(list->rows, [&](const auto& row) { return !(index < table_->getKey(row.get())); });
+        if (isAll || list->rows.size() >= count) return list;
+    }
 }
 
 bool ColumnarBranch::writeRow(Context& c, const OID& prefix, Columns::const_iterator column, const Data* row) const {
@@ -121,24 +133,22 @@ std::optional<WantedFields> ColumnarBranch::wantedBy(const std::vector<RequestIt
 
 Answer ColumnarBranch::getItem(Context& c, const OID& prefix, const OID& item,
                                const std::optional<WantedFields>& wanted) const {
-    if (item.size() < 2) {
-        serr << (item.empty() ? "bad oid key" : "bad key");
-        return noSuchInstance(c, prefix);  // compat: 22
-    }
+    const bool isStandard = c.rules->hasExceptions;
+    const unsigned int number = item.empty() ? 0 : item.front();
+    const auto column = number == 0 && !isStandard ? columns_.begin() : columns_.find(number);  // compat: 23
+    const uint8_t exception = isStandard && column == columns_.end() ? tag::NoSuchObject : tag::NoSuchInstance;
     const OID index = indexOf(item);
     const Key key = table_->createKey(index, /*strict=*/true);
-    if (key.bad) {
-        serr << "bad key";
-        return noSuchInstance(c, prefix);  // compat: 22
+    if (item.size() < 2 || key.bad) {
+        serr << (item.empty() ? "bad oid key" : "bad key");
+        return missing(c, isStandard ? prefix + item : prefix, exception);  // compat: 22
     }
     if (key.empty()) serr << "empty key";
-    // compat: 23
-    const auto column = item.front() == 0 ? columns_.begin() : columns_.find(item.front());
     if (!dlog.isMuted()) dlog << "col " << item.front() << " key " << key.objectId << nameNote(prefix + item);
     const Data* row = column != columns_.end() ? rowAt(c, index, wanted) : nullptr;
     if (row == nullptr) {
         serr << "bad oid or column does not exist " << std::hex << item.front() << ' ' << row;  // compat: 111
-        return noSuchInstance(c, prefix + item);                                                // compat: 24
+        return missing(c, prefix + item, exception);                                            // compat: 24
     }
     c.out.startSeq(tag::Sequence);
     c.out.addOID(prefix + item, tag::ObjectIdentifier);
@@ -168,7 +178,8 @@ Answer ColumnarBranch::getNextItem(Context& c, const OID& prefix, const OID& ite
     c.pendingEndOfView = repetitions;
     const unsigned int asked = item.empty() ? 0 : item.front();
     auto column = columns_.lower_bound(asked);
-    if (column == columns_.end()) return endOfView(c, prefix + item);  // compat: 5
+    if (column == columns_.end())
+        return c.rules->doWalksContinue ? complete(c, prefix, item) : endOfView(c, prefix + item);  // compat: 5
     // The index belongs to the requested column. In a later one, the first row is next.
     if (const OID index = column->first == asked ? indexOf(item) : OID(); !index.empty()) {
         const Rows* rows = rowsAfter(c, index, repetitions, wanted);

@@ -27,12 +27,12 @@ class ColumnarBranch : public Branch {
     /// Replaces the packer of a column. The new one must not need further message fields.
     void setPacker(unsigned int column, const Packer* packer) { columns_.at(column).packer = packer; }
 
-    /// A missing column or row gives noSuchInstance. In v1 it gives kNotMine, and c.bindingIndex is the position of
-    /// that varbind.
+    /// A missing column or row gives noSuchInstance; a missing column noSuchObject if Rules::hasExceptions is set. In
+    /// v1 it gives kNotMine, and c.bindingIndex is the position of that varbind.
     Answer get(Context& c) override;
     /// The last row of a column is followed by the first row of the next column, the last column by the next branch.
     /// The answer is endOfMibView, or in v1 noSuchName, for a column above the last one (compat: 5) and for a row that
-    /// the owner doesn't know (compat: 6).
+    /// the owner doesn't know (compat: 6). With Rules::doWalksContinue, it is the next object.
     Answer getNext(Context& c) override;
     /// Reads the row, changes it, and writes it back to its owner. kNotMine if the row or column is missing. A value of
     /// the wrong type or length and a refusal by the owner aren't errors (compat: 27): the answer is then the old value
@@ -69,11 +69,13 @@ class ColumnarBranch : public Branch {
     [[nodiscard]] std::unique_ptr<VData> fetchRow(const OID& index, const std::optional<WantedFields>& wanted) const;
     /// The same, fetched once for a request unless other fields are wanted later.
     [[nodiscard]] const Data* rowAt(Context& c, const OID& index, const std::optional<WantedFields>& wanted) const;
-    /// At least `count` rows after an index, or all there are; null if the owner doesn't know the index. An empty index
-    /// is the position before the first row. Fetched once for a request unless more rows or other fields are wanted
-    /// later.
+    /// At least `count` rows after an index, or all there are; null if the owner doesn't know the index and the walk
+    /// ends there. An empty index is the position before the first row. Fetched once for a request unless more rows or
+    /// other fields are wanted later.
     [[nodiscard]] const Rows* rowsAfter(Context& c, const OID& index, unsigned int count,
                                         const std::optional<WantedFields>& wanted) const;
+    /// The first rows after an index that the owner doesn't know: searches its rows from the first one on.
+    [[nodiscard]] std::unique_ptr<VData> searchAfter(const OID& index, unsigned int count) const;
     /// Writes one cell and decrements c.pendingEndOfView. False if no repetition remains or no other cell fits.
     bool writeRow(Context& c, const OID& prefix, Columns::const_iterator column, const Data* row) const;
 

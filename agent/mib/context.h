@@ -31,6 +31,14 @@ struct RequestItem {
 /// reply are one pass.
 struct Context {
     explicit Context(std::span<const uint8_t> datagram) : in(datagram) {}
+    /// For a request that the agent makes itself in order to answer another one. Its varbinds, without a list around
+    /// them, are still to be read by `in`. Branches may answer it with exceptions, whatever the version of the other.
+    Context(const Context& other, uint8_t type)
+        : rules(other.rules),
+          in(std::span<const uint8_t>()),
+          version(kVersion2c),
+          community(other.community),
+          pduType(type) {}
     /// Starts over with another request. Reuses the memory of the last one.
     /// @param datagram  is copied
     void begin(std::span<const uint8_t> datagram);
@@ -62,7 +70,7 @@ struct Context {
     OID branchPrefix;           ///< the prefix under which the serving branch is registered; not in a Set
     OID setPrefix, setSuffix;   ///< in a Set: the branch's prefix and the rest of the name
     /// The error that ends the request. Set by a getNext() that returns kNotMine and ends the walk; without it, the
-    /// walk continues in the next branch.
+    /// walk continues in the next branch. Set by a set() that returns kNotMine.
     ErrorStatus branchStatus = ErrorStatus::NoError;
 
     uint32_t nonRepeaters = 0;    ///< GetBulk: non-repeating varbinds that aren't served yet. 0 for other PDUs

@@ -74,6 +74,7 @@ void AgentTest::removeEntry(const std::string& name) {
 
 std::optional<wire::Message> AgentTest::askBytes(const wire::Bytes& request, const std::string& source) {
     Context context(request);
+    context.rules = agent->v3Server().rules;
     if (!createReply(context, *tn::IPAddr6::parse(source))) return std::nullopt;
     std::string why;
     auto reply = wire::decode(context.out.bytes(), why);
