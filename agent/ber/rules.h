@@ -11,6 +11,7 @@ struct Rules {
     bool isListAnsweredAtOnce;      ///< GetNext, GetBulk and Set: an operation sees all names, not one after the other
     bool doWalksContinue;           ///< after a column or row that a table doesn't have, with the next object
     bool doErrorsRepeatList;        ///< an error response has the varbinds of the request, and the index
+    bool areRefusalsReported;       ///< a Set that an owner refuses gives commitFailed
     bool isEmptyBulkRefused;        ///< a GetBulk that requests nothing gives badValue
     bool isBulkServedInV1;          ///< otherwise it is dropped: v1 has no such PDU
     uint32_t maxRepetitions;        ///< a GetBulk with more gives tooBig
@@ -36,6 +37,7 @@ constexpr Rules kFixedRules = {
     .isListAnsweredAtOnce = false,  // compat: 3, 4, 7, 11, 12, 32
     .doWalksContinue = false,       // compat: 5, 6
     .doErrorsRepeatList = false,    // compat: 14, 15, 16
+    .areRefusalsReported = false,   // compat: 27
     .isEmptyBulkRefused = true,     // compat: 9
     .isBulkServedInV1 = true,       // compat: 10
     .maxRepetitions = 50,           // compat: 8
@@ -57,6 +59,7 @@ constexpr Rules kStandardRules = {
     .isListAnsweredAtOnce = true,
     .doWalksContinue = true,
     .doErrorsRepeatList = true,
+    .areRefusalsReported = true,
     .isEmptyBulkRefused = false,
     .isBulkServedInV1 = false,
     .maxRepetitions = UINT32_MAX,

@@ -4,6 +4,7 @@
 
 #include "agent/core/operations.h"
 #include "agent/core/snmp_looper.h"
+#include "agent/core/two_phase_set.h"
 #include "agent/core/v3_reply.h"
 #include "agent/core/walks.h"
 #include "agent/log.h"
@@ -33,8 +34,8 @@ constexpr Operation kOperations[] = {
      ErrorStatus::AuthErr, Counter::GetNext, Counter::NoReadAccess},
     {pdu::GetBulkRequest, snmpGetNextGetBulk, answerBulk, &Item::readAccess, ErrorStatus::NoSuchName,
      ErrorStatus::AuthErr, Counter::GetBulk, Counter::NoReadAccess},
-    {pdu::SetRequest, snmpSet, nullptr, &Item::writeAccess, ErrorStatus::ReadOnly, ErrorStatus::NoAccess, Counter::Set,
-     Counter::NoWriteAccess},
+    {pdu::SetRequest, snmpSet, answerSet, &Item::writeAccess, ErrorStatus::ReadOnly, ErrorStatus::NoAccess,
+     Counter::Set, Counter::NoWriteAccess},
 };
 
 /// State of the request that only this file needs.

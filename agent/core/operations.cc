@@ -32,6 +32,15 @@ std::map<OID, Branch*>::const_iterator longestPrefixOf(OID name) {
     return branches.end();
 }
 
+/// The branch that serves a Set of c.oid; null if there is none. Splits the name.
+Branch* branchToSet(Context& c) {
+    const auto at = longestPrefixOf(c.oid);
+    if (at == branches.end()) return nullptr;
+    c.setPrefix = at->first;
+    c.setSuffix.assign(c.oid.begin() + static_cast<std::ptrdiff_t>(c.setPrefix.size()), c.oid.end());
+    return at->second;
+}
+
 /// The answer to a Get of a name without an object.
 ErrorStatus missing(Context& c, uint8_t exception) {
     if (c.isV1() || !c.rules->hasExceptions) return ErrorStatus::NoSuchName;  // compat: 2
@@ -114,13 +123,18 @@ ErrorStatus snmpGetNextGetBulk(Context& c) {
 
 ErrorStatus snmpSet(Context& c) {
     if (!dlog.isMuted()) dlog << "set " << c.oid << nameNote(c.oid);
-    const auto at = longestPrefixOf(c.oid);
-    if (at == branches.end()) return ErrorStatus::NoSuchName;  // compat: 29
+    Branch* const branch = branchToSet(c);
+    if (branch == nullptr) return ErrorStatus::NoSuchName;  // compat: 29
     // Most Sets write to the disk.
     loop->beforeWait();
-    c.setPrefix = at->first;
-    c.setSuffix.assign(c.oid.begin() + static_cast<std::ptrdiff_t>(c.setPrefix.size()), c.oid.end());
-    return at->second->set(c) != kNotMine ? ErrorStatus::NoError : ErrorStatus::NoSuchName;
+    c.branchStatus = ErrorStatus::NoError;
+    if (branch->set(c) != kNotMine) return ErrorStatus::NoError;
+    return c.branchStatus != ErrorStatus::NoError ? c.branchStatus : ErrorStatus::NoSuchName;
+}
+
+ErrorStatus snmpCheckSet(Context& c) {
+    Branch* const branch = branchToSet(c);
+    return branch != nullptr ? branch->check(c) : ErrorStatus::NoCreation;
 }
 
 }  // namespace snmp

@@ -12,5 +12,7 @@ namespace snmp {
 ErrorStatus snmpGet(Context& c);
 ErrorStatus snmpGetNextGetBulk(Context& c);
 ErrorStatus snmpSet(Context& c);
+/// Whether snmpSet can be expected to succeed. Changes nothing. A name that no branch serves gives NoCreation.
+ErrorStatus snmpCheckSet(Context& c);
 
 }  // namespace snmp

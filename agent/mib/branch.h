@@ -15,8 +15,8 @@ constexpr Answer kNotMine = 0;   ///< the branch doesn't have the object
 constexpr Answer kAnswered = 1;  ///< the branch has written one varbind or several
 
 /// Serves the names under one prefix: a scalar or a whole table. When get() or getNext() is called, c.branchPrefix is
-/// the prefix and c.oid the rest of the name. When set() is called, c.oid is the whole name, and c.setPrefix and
-/// c.setSuffix are its two parts.
+/// the prefix and c.oid the rest of the name. When check() or set() is called, c.oid is the whole name, and c.setPrefix
+/// and c.setSuffix are its two parts.
 class Branch {
   public:
     Branch() = default;
@@ -30,8 +30,13 @@ class Branch {
     /// After kNotMine the walk continues in the next branch. A branch that sets c.branchStatus ends the request with
     /// that error instead.
     virtual Answer getNext(Context& c) = 0;
-    /// Performs and answers a varbind of a Set. The value is at the cursor of c.in. kNotMine gives noSuchName; the
-    /// branch must not have changed anything then.
+    /// With --standard, called for every varbind of a Set before the first one is set. The value is at the cursor of
+    /// c.in. Must not change anything. By default, set() decides.
+    /// @return the reason why set() would fail: NotWritable, WrongType, WrongLength, WrongValue, NoCreation
+    virtual ErrorStatus check(Context&) { return ErrorStatus::NoError; }
+    /// Performs and answers a varbind of a Set. The value is at the cursor of c.in. kNotMine gives c.branchStatus or,
+    /// if that isn't set, noSuchName; the branch must not have changed anything then. A Set of several varbinds that
+    /// fails may be taken back by a Set of the values that get() returned before.
     virtual Answer set(Context& c) = 0;
     virtual ~Branch() = default;
 };

@@ -223,6 +223,17 @@ Answer ColumnarBranch::continueHere(Context& c) const {
     return getNextCompletion(c);
 }
 
+ErrorStatus ColumnarBranch::check(Context& c) {
+    const auto column = c.setSuffix.empty() ? columns_.end() : columns_.find(c.setSuffix.front());
+    if (column == columns_.end()) return ErrorStatus::NoCreation;
+    const Packer& packer = *column->second.packer;
+    const ErrorStatus status = packer.checkObject(c.setPrefix + column->first, c);
+    if (status != ErrorStatus::NoError) return status;
+    const OID index = indexOf(c.setSuffix);
+    const std::unique_ptr<VData> list = index.empty() ? nullptr : fetchRow(index, {});
+    return list != nullptr ? packer.checkValue(list->rows.front().get(), c) : ErrorStatus::NoCreation;
+}
+
 Answer ColumnarBranch::set(Context& c) {
     if (c.setSuffix.size() < 2) return kNotMine;
     const auto column = columns_.find(c.setSuffix.front());
@@ -233,7 +244,10 @@ Answer ColumnarBranch::set(Context& c) {
     Data* row = list->rows.front().get();
     // Both may fail, and the Set succeeds all the same (compat: 27, 28). pack() then writes the value in `row`.
     column->second.packer->take(row, c);
-    table_->set(index, row);
+    if (!table_->set(index, row) && c.rules->areRefusalsReported) {
+        c.branchStatus = ErrorStatus::CommitFailed;
+        return kNotMine;
+    }
     c.out.startSeq(tag::Sequence);
     c.out.addOID(c.setPrefix + c.setSuffix, tag::ObjectIdentifier);
     column->second.packer->pack(c, row);

@@ -34,9 +34,11 @@ class ColumnarBranch : public Branch {
     /// The answer is endOfMibView, or in v1 noSuchName, for a column above the last one (compat: 5) and for a row that
     /// the owner doesn't know (compat: 6). With Rules::doWalksContinue, it is the next object.
     Answer getNext(Context& c) override;
+    /// NoCreation for a missing row or column, NotWritable for a read-only column.
+    ErrorStatus check(Context& c) override;
     /// Reads the row, changes it, and writes it back to its owner. kNotMine if the row or column is missing. A value of
     /// the wrong type or length and a refusal by the owner aren't errors (compat: 27): the answer is then the old value
-    /// or, after a refusal, the value that was sent.
+    /// or, after a refusal, the value that was sent. With Rules::areRefusalsReported, a refusal is an error.
     Answer set(Context& c) override;
 
   private:

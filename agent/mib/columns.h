@@ -108,6 +108,7 @@ struct Column {
     uint8_t syntax;         ///< BER tag of the value
     ColumnValue<Record> value;
     Access access = Access::ReadOnly;  ///< ReadWrite: the record's reverseBuild sends the value to the owner
+    unsigned int maxLength = 255;      ///< of an OCTET STRING in a Set, in octets (RFC 3411, SnmpAdminString)
 };
 
 // The codec for the type of a member. A number whose syntax is IpAddress has IPPacker instead.
@@ -183,7 +184,8 @@ std::string sourceOf(const Column<Record>& column, const std::string& records) {
 /// @param records  Object::source, unless the column is a constant
 template <class Record>
 void describe(const OID& group, const Column<Record>& object, const std::string& records) {
-    objects[group + object.number] = {object.name, object.syntax, object.access, sourceOf(object, records), {}};
+    objects[group + object.number] = {object.name, object.syntax,   object.access, sourceOf(object, records),
+                                      {},          object.maxLength};
 }
 
 /// Registers a scalar as { group number }, and describes it.
@@ -209,7 +211,7 @@ void addScalars(std::span<const unsigned int> group, const Column<Record> (&rows
 /// @return its branch, with which the caller can replace the packers of single columns
 template <class Record, size_t N>
 ColumnarBranch* addTable(const OID& entry, std::string_view name, MapTable* table, const Column<Record> (&columns)[N]) {
-    objects[entry] = {name, kNoTag, Access::ReadOnly, table->source(), table->indexNames()};
+    objects[entry] = {name, kNoTag, Access::ReadOnly, table->source(), table->indexNames(), 0};
     ColumnarBranch* branch = addColumnarBranch(entry, table);
     for (const Column<Record>& column : columns) {
         describe(entry, column, table->source());

@@ -11,16 +11,19 @@
 
 namespace snmp {
 
-/// Whether a Set can change an object. A Set of a read-only column succeeds and changes nothing (compat: 28).
+/// Whether a Set can change an object. A Set of a read-only column succeeds and changes nothing (compat: 28); with
+/// --standard it gives notWritable.
 enum class Access : uint8_t { ReadOnly, ReadWrite };
 
-/// The description of an object. It has no effect on requests: debug lines show the name, docs/objects.md shows all.
+/// The description of an object. Debug lines show the name, docs/objects.md shows all. Access and length decide which
+/// Sets are accepted (Packer::checkObject); otherwise it has no effect on requests.
 struct Object {
     std::string_view name;             ///< descriptor in its MIB, in static storage
     uint8_t syntax = kNoTag;           ///< BER tag of the value; kNoTag for the entry of a table
     Access access = Access::ReadOnly;  ///< of a scalar or column
     std::string source;                ///< path of the owner, "the agent", or the constant
     std::string index;                 ///< of an entry: the names of its index objects, separated by ", "
+    unsigned int maxLength = 255;      ///< of an OCTET STRING in a Set, in octets
 };
 
 /// All scalars, entries and columns that the agent can serve, by their OID without an instance. Filled at start from

@@ -7,7 +7,7 @@ namespace snmp {
 
 namespace {
 bool isAnswering = false;
-std::vector<std::function<void()>> waiting;
+std::vector<std::function<bool()>> waiting;
 }  // namespace
 
 RequestWrites::RequestWrites() { isAnswering = true; }
@@ -17,13 +17,18 @@ RequestWrites::~RequestWrites() {
     writeNow();
 }
 
-void RequestWrites::atEnd(std::function<void()> write) {
-    if (!isAnswering) return write();
+void RequestWrites::atEnd(std::function<bool()> write) {
+    if (!isAnswering) {
+        write();
+        return;
+    }
     waiting.push_back(std::move(write));
 }
 
-void RequestWrites::writeNow() {
-    for (const auto& write : std::exchange(waiting, {})) write();
+bool RequestWrites::writeNow() {
+    bool isWritten = true;
+    for (const auto& write : std::exchange(waiting, {})) isWritten = write() && isWritten;
+    return isWritten;
 }
 
 void WriteOnce::set(tn::message change) {
@@ -31,8 +36,9 @@ void WriteOnce::set(tn::message change) {
     change_ = std::move(change);
     if (!isFirst) return;
     RequestWrites::atEnd([this] {
-        write_(*change_);
+        const bool isWritten = write_(*change_);
         change_.reset();
+        return isWritten;
     });
 }
 

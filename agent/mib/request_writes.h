@@ -12,22 +12,22 @@ namespace snmp {
 class RequestWrites {
   public:
     RequestWrites();
-    ~RequestWrites();  ///< performs the pending writes
+    ~RequestWrites();  ///< performs the pending writes; the reply is built already and can't report a failure
     RequestWrites(const RequestWrites&) = delete;
     RequestWrites& operator=(const RequestWrites&) = delete;
 
     /// Calls `write` at the end of the request, or at once if no request is being answered.
-    /// @param write  logs its own failure: the reply, which is built already, can't report it
-    static void atEnd(std::function<void()> write);
-    /// Performs the pending writes now, in the order of their atEnd() calls.
-    static void writeNow();
+    /// @param write  returns false if it fails, after logging the reason
+    static void atEnd(std::function<bool()> write);
+    /// Performs the pending writes now, in the order of their atEnd() calls. False if one of them fails.
+    static bool writeNow();
 };
 
 /// A record that Sets change. It is written once per request, in its final state. It must outlive the request.
 class WriteOnce {
   public:
-    /// @param write  writes the record; logs its own failure
-    explicit WriteOnce(void (*write)(const tn::message&)) : write_(write) {}
+    /// @param write  writes the record. If that fails, logs the reason and returns false
+    explicit WriteOnce(bool (*write)(const tn::message&)) : write_(write) {}
 
     /// The change that isn't written yet, on which the next Set of the request is based; null if there is none. Valid
     /// until the next set() or the end of the request.
@@ -36,7 +36,7 @@ class WriteOnce {
     void set(tn::message change);
 
   private:
-    void (*write_)(const tn::message&);
+    bool (*write_)(const tn::message&);
     std::optional<tn::message> change_;  ///< the change that isn't written yet
 };
 

@@ -54,13 +54,25 @@ Answer ScalarLeaf::getNext(Context& c) {
     return continuing ? getNextCompletion(c) : passOn(c);
 }
 
+ErrorStatus ScalarLeaf::check(Context& c) {
+    if (c.setSuffix != ZERO_OID) return ErrorStatus::NoCreation;  // compat: 31
+    if (provider_ == nullptr) return ErrorStatus::NotWritable;
+    const ErrorStatus status = packer_->checkObject(c.setPrefix, c);
+    if (status != ErrorStatus::NoError) return status;
+    const std::unique_ptr<Data> record = provider_->get();
+    return record != nullptr ? packer_->checkValue(record.get(), c) : ErrorStatus::NoCreation;
+}
+
 Answer ScalarLeaf::set(Context& c) {
     if (provider_ == nullptr) return kNotMine;  // compat: 29
     const std::unique_ptr<Data> record = provider_->get();
     if (record == nullptr) return kNotMine;
     // Both may fail, and the Set succeeds all the same (compat: 27). pack() then writes the value in `record`.
     packer_->take(record.get(), c);
-    provider_->set(record.get());
+    if (!provider_->set(record.get()) && c.rules->areRefusalsReported) {
+        c.branchStatus = ErrorStatus::CommitFailed;
+        return kNotMine;
+    }
     c.out.startSeq(tag::Sequence);
     {
         c.out.addOID(c.oid, tag::ObjectIdentifier);

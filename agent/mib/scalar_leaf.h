@@ -18,8 +18,11 @@ class ScalarLeaf : public Branch {
     Answer get(Context& c) override;
     /// Skips the object if it has no record. The repetitions of a GetBulk continue in the following branches.
     Answer getNext(Context& c) override;
+    /// NoCreation for another instance, NotWritable for a constant or a read-only object.
+    ErrorStatus check(Context& c) override;
     /// Reads the record, changes it, and writes it back. kNotMine for a constant, and if the provider has no record. A
-    /// value of the wrong type or length and a refusal by the owner aren't errors (compat: 27).
+    /// value of the wrong type or length and a refusal by the owner aren't errors (compat: 27); with
+    /// Rules::areRefusalsReported, a refusal is.
     Answer set(Context& c) override;
 
   private:

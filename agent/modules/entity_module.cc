@@ -50,6 +50,7 @@ struct Resource : Data {
 constexpr uint32_t kChassisRecord = 0xfffffffe;
 constexpr tn::string_id kAssetId{1};
 constexpr tn::string_id kAlias{2};
+constexpr unsigned int kMaxKept = 32;  // octets of each
 
 std::unique_ptr<tn::Store> openedStore;
 
@@ -58,12 +59,13 @@ tn::Store& entityStore() {
     return *openedStore;
 }
 
-void writeKept(const tn::message& kept) {
+bool writeKept(const tn::message& kept) {
     const tn::message before = entityStore().get(kChassisRecord);
     const auto isSame = [&](tn::string_id text) { return before.get_string(text) == kept.get_string(text); };
-    if (isSame(kAssetId) && isSame(kAlias)) return;
-    if (!entityStore().set(kChassisRecord, kept))
-        swarn << "alias and asset id not written: " << entityStore().lastError();
+    if (isSame(kAssetId) && isSame(kAlias)) return true;
+    if (entityStore().set(kChassisRecord, kept)) return true;
+    swarn << "alias and asset id not written: " << entityStore().lastError();
+    return false;
 }
 
 WriteOnce chassisChanges(writeKept);
@@ -142,8 +144,8 @@ constexpr Column<Resource> kPhysicalColumns[] = {
     {11, "entPhysicalSerialNum", tag::OctetString, &Resource::serial},
     {12, "entPhysicalMfgName", tag::OctetString, &Resource::mfgName},
     {13, "entPhysicalModelName", tag::OctetString, &Resource::modelName},
-    {14, "entPhysicalAlias", tag::OctetString, &Resource::alias, Access::ReadWrite},
-    {15, "entPhysicalAssetID", tag::OctetString, &Resource::assetId, Access::ReadWrite},
+    {14, "entPhysicalAlias", tag::OctetString, &Resource::alias, Access::ReadWrite, kMaxKept},
+    {15, "entPhysicalAssetID", tag::OctetString, &Resource::assetId, Access::ReadWrite, kMaxKept},
     {16, "entPhysicalIsFRU", tag::Integer, Constant{2}},  // false
 };
 static_assert(ascending(kPhysicalColumns));

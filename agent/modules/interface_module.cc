@@ -193,6 +193,7 @@ class AdminStatusPacker : public NumPacker {
         interface.adminStatus = value;
         interface.isAdminStatusWritten = true;
     }
+    bool accepts(const Data* record) const override { return get(record) == kUp || get(record) == kDown; }
 };
 
 // Objects.

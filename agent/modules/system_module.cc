@@ -76,9 +76,10 @@ class SnmpdatProvider : public DataProvider {
     std::string source() const override { return pathText(tn::getLooper()->path()) + ", its settings"; }
 
   private:
-    static void write(const tn::message& request) {
+    static bool write(const tn::message& request) {
         const tn::message reply = tn::getLooper()->exchangeMessage(request);
         if (tn::isError(reply)) swarn << "settings not written: " << tn::getError(reply);
+        return !tn::isError(reply);
     }
 
     WriteOnce changes_{write};

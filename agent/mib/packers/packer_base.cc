@@ -1,6 +1,7 @@
 #include "agent/mib/packers/packer_base.h"
 
 #include "agent/log.h"
+#include "agent/mib/objects.h"
 
 namespace snmp {
 
@@ -36,6 +37,20 @@ bool Packer::take(Data* record, Context& c) const {
     if (kindOf(given) == kindOf(type_)) return unpack(record, c);
     serr << "bad value type " << unsigned{given};
     return false;
+}
+
+ErrorStatus Packer::checkObject(const OID& object, Context& c) const {
+    const auto described = objects.find(object);
+    const bool isDescribed = described != objects.end();
+    if (isDescribed && described->second.access == Access::ReadOnly) return ErrorStatus::NotWritable;
+    if (c.in.getType() != type_) return ErrorStatus::WrongType;
+    if (!isDescribed || type_ != tag::OctetString) return ErrorStatus::NoError;
+    InStream::StreamPos value;
+    c.in.saveSeq(value);
+    std::string text;
+    const bool isShort = c.in.getString(&text) && text.size() <= described->second.maxLength;
+    c.in.restoreSeq(value);
+    return isShort ? ErrorStatus::NoError : ErrorStatus::WrongLength;
 }
 
 void Packer::addKeyToName(const Data*, OID&) const { swarn << "BUG: Packer::getAsKey called"; }

@@ -32,6 +32,19 @@ class Packer {
     /// @return false, with the record unchanged, if it can't be read or is an address of the wrong length
     virtual bool unpack(Data* record, Context& c) const = 0;
 
+    // The checks of a Set before it is performed (Branch::check). They return NoError or the reason against it.
+
+    /// Checks access, type and length, as far as the object is described.
+    /// @param object  OID of the scalar or column
+    [[nodiscard]] ErrorStatus checkObject(const OID& object, Context& c) const;
+    /// Reads the value into a record, which is then discarded.
+    [[nodiscard]] ErrorStatus checkValue(Data* record, Context& c) const {
+        if (!unpack(record, c)) return ErrorStatus::WrongLength;
+        return accepts(record) ? ErrorStatus::NoError : ErrorStatus::WrongValue;
+    }
+    /// Whether the owner can make use of a record's value.
+    [[nodiscard]] virtual bool accepts(const Data*) const { return true; }
+
     // For indexes. A packer of a type that can't be an index logs a line with BUG, adds nothing, and returns false.
 
     /// Appends the record's value as index sub-identifiers.
