@@ -32,8 +32,8 @@ it from the agent's column tables. `./dev lint` checks that it is current, and t
 
 - A scalar has one instance, OID.0; the instances of a column are OID.INDEX. An object in bold type is the row of a
   table, with the table's index.
-- "read-only": a Set succeeds but changes nothing; for a constant scalar, it fails. "read-write": the agent passes a Set
-  on to the owner, which may refuse it; see [operating.md](operating.md).
+- "read-only": a Set succeeds but changes nothing; for a constant scalar, and with `--standard`, it fails. "read-write":
+  the agent passes a Set on to the owner, which may refuse it; see [operating.md](operating.md).
 - "value" is the owner that provides the value, with its path on the bus (see [architecture.md](architecture.md)). If no
   owner provides it, it is a constant. "counted" means the number of the owner's rows. While an owner isn't running, its
   tables have no rows, and its scalars are 0 or empty.
