@@ -40,6 +40,8 @@ inline constexpr tn::u32_id Interface{25};  ///< in an element of Interfaces: an
 /// receiver.
 inline constexpr tn::message_array_id TrapTargets{26};
 inline constexpr tn::u32_id TargetPort{28};  ///< UDP port, 1 to 65535. Absent: the agent's option --trap-port
+/// Plug-ins that the agent doesn't load when it starts, by the names of their files without ".so". Absent without any.
+inline constexpr tn::string_array_id DisabledPlugins{40};
 }  // namespace setting
 
 /// Fields of an access entry, which is a community of SNMPv1 and v2c and also a user of SNMPv3. Entry 0, the default

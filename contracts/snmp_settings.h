@@ -23,6 +23,7 @@ enum class Form {
     Generators,   ///< u32 array of distinct ids
     Targets,      ///< message array of addresses: {Target6 or Target4, TargetPort}
     Interfaces,   ///< message array of ids: {Interface}, in ascending order. Reported only if it isn't empty
+    Plugins,      ///< string array of distinct names, in ascending order. Reported only if it isn't empty
 };
 
 struct Setting {
@@ -35,9 +36,9 @@ struct Setting {
     bool alwaysUndone = true;  ///< false: the undo of a change restores it only if the change contained it
 };
 
-/// In the order in which they are shown. Two settings aren't restored by the undo of another one: trap generators,
-/// since each change that contains them restarts their subscriptions, and engine boots, which must not decrease by
-/// accident (RFC 3414, 2.3).
+/// In the order in which they are shown. Three settings aren't restored by the undo of another one: trap generators,
+/// since each change that contains them restarts their subscriptions; engine boots, which must not decrease by accident
+/// (RFC 3414, 2.3); and plug-ins, whose change takes effect only later.
 inline constexpr Setting kSettings[] = {
     {setting::Enabled.full(), "enabled", Form::YesNo, "answer requests and send traps"},
     {setting::Contact.full(), "contact", Form::Text, "sysContact"},
@@ -57,6 +58,9 @@ inline constexpr Setting kSettings[] = {
      "enabled trap generators, see tnctl snmp trap list", 0, /*settable=*/true, /*alwaysUndone=*/false},
     {setting::Interfaces.full(), "interfaces", Form::Interfaces,
      "interfaces whose links cause traps; none, like all, means every interface"},
+    {setting::DisabledPlugins.full(), "plugins-off", Form::Plugins,
+     "plug-ins that the agent doesn't load when it starts, see tnctl plugin", 0, /*settable=*/true,
+     /*alwaysUndone=*/false},
 };
 
 constexpr tn::Kind kindOf(Form form) {
@@ -73,6 +77,8 @@ constexpr tn::Kind kindOf(Form form) {
             return tn::Kind::U32;
         case Form::Generators:
             return tn::Kind::U32Array;
+        case Form::Plugins:
+            return tn::Kind::StringArray;
         case Form::Targets:
         case Form::Interfaces:
             break;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <string_view>
 
 #include "tn/fields.h"
 
@@ -41,8 +42,12 @@ inline constexpr tn::u64_id Errors{18};    ///< other error replies
 inline constexpr tn::u64_id TimedOut{19};  ///< queries without a reply in time
 inline constexpr tn::u64_id Absent{20};    ///< queries while no process served the path
 
-/// Plug-ins found at startup, at most 256, elements {tn::field::Name} with the file and, if it isn't in use, Text.
+/// Plug-ins found at startup, at most 256, in the order of loading. Elements {tn::field::Name} with the file, Serves
+/// and, if it isn't in use, Text: kDisabled if the settings excluded it. tn::field::Disabled: the settings exclude it
+/// from the next start on.
 inline constexpr tn::message_array_id Plugins{21};
+inline constexpr tn::string_array_id Serves{22};  ///< prefixes of its objects, as dotted text
+inline constexpr std::string_view kDisabled = "disabled";
 
 inline constexpr tn::bool_id Standard{22};  ///< runs with --standard
 inline constexpr tn::u64_id Answered{23};   ///< in an owner: s since its last reply; absent before the first one

@@ -23,7 +23,7 @@ int serve(int argc, char** argv) {
 
     const auto agent = snmp::makeAgent(agentOptions);
     owners.addTo(*agent);  // before the agent runs, because it queries the version text at startup
-    return snmp::runAgent(*agent);
+    return snmp::runAgent(*agent, agentOptions);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "tnctl/failure.h"
 #include "tnctl/message_commands.h"
 #include "tnctl/nearest.h"
+#include "tnctl/plugin_commands.h"
 #include "tnctl/settings_commands.h"
 #include "tnctl/snmp_words.h"
 #include "tnctl/status_command.h"
@@ -53,6 +54,7 @@ class CommandLine {
     /// `show NAME`, the same for communities and users.
     void addShow(CLI::App* group, const std::string& examples);
     void addTraps(CLI::App* snmp);
+    void addPlugins();
     void addStatus();
     void addSupervisor();
     void addMessages();
@@ -100,6 +102,7 @@ CommandLine::CommandLine() {
         "status\n"
         "Each command has its own --help. Exit status: 0 success, 1 refused or failed, 2 usage error");
     addSnmp();
+    addPlugins();
     addStatus();
     addSupervisor();
     addMessages();
@@ -207,6 +210,24 @@ void CommandLine::addTraps(CLI::App* snmp) {
                          "  tnctl snmp trap send oid=1.3.6.1.4.1.49999.1 type=string value=hello");
     addWords(send, trapWords(), /*required=*/false);
     perform(send, [this](const Session& session) { sendTrap(session, words_); });
+}
+
+void CommandLine::addPlugins() {
+    CLI::App* plugin = add(&app_, "plugin", "Show, enable or disable the agent's plug-ins", "  tnctl plugin list");
+    plugin->require_subcommand(1);
+
+    CLI::App* list = add(plugin, "list", "List the plug-ins: what they serve, or why they were refused",
+                         "  tnctl plugin list\n  tnctl --json plugin list");
+    perform(list, listPlugins);
+
+    for (const bool isEnabled : {true, false}) {
+        const std::string word = isEnabled ? "enable" : "disable";
+        CLI::App* switched =
+            add(plugin, word, std::string(isEnabled ? "Load" : "Don't load") + " a plug-in when the agent starts",
+                "  tnctl plugin " + word + " ifx");
+        switched->add_option("NAME", name_, "Name of the plug-in's file, without .so")->required();
+        perform(switched, [this, isEnabled](const Session& session) { switchPlugin(session, name_, isEnabled); });
+    }
 }
 
 void CommandLine::addStatus() {

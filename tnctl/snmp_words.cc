@@ -34,6 +34,8 @@ const ValueType& typeOf(snmp::Form form) {
             return kGenerators;
         case Form::Targets:
             return kTargets;
+        case Form::Plugins:
+            return kPlugins;
         case Form::Interfaces:
             break;
     }

@@ -223,6 +223,17 @@ Json showInterfaces(const tn::message& in, uint32_t number) {
     return ids.empty() ? Json("none") : ids;
 }
 
+bool parsePlugins(std::string_view text, uint32_t number, tn::message& out) {
+    if (text != "none") return parseReferences(text, number, out);
+    out.insert_string_array(tn::string_array_id(number), {});
+    return true;
+}
+
+Json showPlugins(const tn::message& in, uint32_t number) {
+    const auto& names = in.get_string_array(tn::string_array_id(number));
+    return names.empty() ? Json("none") : Json(names);
+}
+
 bool parseCommunity(std::string_view text, uint32_t number, tn::message& out) {
     if (text == "none")
         out.insert_u32(tn::u32_id(number), tn::kNoId);
@@ -270,6 +281,7 @@ const ValueType kTrapType{"string, integer, oid, ipaddress, counter32, timeticks
 const ValueType kValueText{"text of at most 60000 octets", parseText<0, 60'000>, showText};
 const ValueType kGenerators{"generators such as start-trap,interfaces, or none", parseGenerators, showGenerators};
 const ValueType kInterfaces{"all, none or interfaces such as eth0,eth1", parseInterfaces, showInterfaces};
+const ValueType kPlugins{"plug-ins such as ifx,ucd, or none", parsePlugins, showPlugins};
 const ValueType kCommunity{"a community's name or id, or none", parseCommunity, showCommunity};
 
 }  // namespace tnctl

@@ -21,6 +21,7 @@ extern const ValueType kTrapVersion;
 extern const ValueType kTrapKind;
 extern const ValueType kPrefixes;   ///< a message array of addresses with masks
 extern const ValueType kTargets;    ///< a message array of addresses
+extern const ValueType kPlugins;    ///< a string array of names of plug-ins
 extern const ValueType kOid;        ///< an OID as dotted text
 extern const ValueType kTrapType;   ///< the BER tag of a trap's value
 extern const ValueType kValueText;  ///< a trap's value as text; sendTrap checks it against the type

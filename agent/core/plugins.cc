@@ -5,15 +5,21 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <map>
+#include <set>
 #include <string_view>
+#include <utility>
 
 #include "agent/log.h"
+#include "agent/mib/branch.h"
 #include "agent/status/statistics.h"
+#include "contracts/snmp_status.h"
 #include "tn/paths.h"
 
 namespace snmp {
@@ -69,6 +75,23 @@ bool isForThisVersion(void* object, const std::string& path) {
     return false;
 }
 
+using Branches = std::map<OID, Branch*>;
+
+/// The prefixes of the branches that were added or replaced: the groups of scalars and the tables, each once.
+std::vector<std::string> prefixesSince(const Branches& before) {
+    std::set<OID> prefixes;
+    for (const auto& [oid, branch] : branches) {
+        const auto old = before.find(oid);
+        if (old != before.end() && old->second == branch) continue;
+        OID parent = oid;  // { group number } or { table 1 }
+        parent.pop_back();
+        prefixes.insert(std::move(parent));
+    }
+    std::vector<std::string> texts;
+    for (const OID& prefix : prefixes) texts.push_back(prefix.str().substr(1));
+    return texts;
+}
+
 void start(void* object, const std::string& path) {
     const auto autorun = reinterpret_cast<void (*)()>(dlsym(object, "autorun"));
     if (autorun == nullptr) {
@@ -76,18 +99,26 @@ void start(void* object, const std::string& path) {
         statistics.setPlugin(path, "no symbol autorun");
         return;
     }
+    const Branches before = branches;
+    std::string failure;
     try {
         autorun();
     } catch (const std::exception& fault) {
         swarn << "plugin failed in autorun: " << path << ": " << fault.what();
-        statistics.setPlugin(path, std::string("failed in autorun: ") + fault.what());
+        failure = std::string("failed in autorun: ") + fault.what();
     } catch (...) {
         swarn << "plugin failed in autorun: " << path;
-        statistics.setPlugin(path, "failed in autorun");
+        failure = "failed in autorun";
     }
+    statistics.setPlugin(path, failure, prefixesSince(before));
 }
 
-void load(const std::string& path) {
+void load(const std::string& path, const std::vector<std::string>& disabled) {
+    if (isDisabled(path, disabled)) {
+        serr << "plugin disabled: " << path;
+        statistics.setPlugin(path, std::string(contracts::snmp_status::kDisabled));
+        return;
+    }
     if (!isOurs(path, 1)) return;
     if (!canBeLoaded(path)) {
         swarn << "plugin refused: " << path << ": the process ends when it is loaded";
@@ -107,7 +138,7 @@ void load(const std::string& path) {
     if (isForThisVersion(object, path)) start(object, path);  // compat: 91
 }
 
-void search(const std::string& directory, unsigned& folders) {
+void search(const std::string& directory, const std::vector<std::string>& disabled, unsigned& folders) {
     if (directory.size() > kLongestPath) {
         serr << "Refusing to search for snmp plugins in following directory, because it's path is longer than 128 "
                 "characters (recursive symlink?):";  // compat: 101
@@ -119,27 +150,33 @@ void search(const std::string& directory, unsigned& folders) {
         return;
     }
     if (!isOurs(directory, 0)) return;
+    std::set<std::string> names;  // sorted: which of two plug-ins replaces an object of the other mustn't vary
     std::error_code fault;
     std::filesystem::directory_iterator entry(directory, fault);
-    for (; !fault && entry != std::filesystem::directory_iterator(); entry.increment(fault)) {
-        const std::string name = entry->path().filename();
+    for (; !fault && entry != std::filesystem::directory_iterator(); entry.increment(fault))
+        names.insert(entry->path().filename());
+    for (const std::string& name : names) {
         if (name.starts_with('.')) continue;
         const std::string path = directory + "/" + name;
         struct stat file {};
         if (stat(path.c_str(), &file) != 0) return;  // compat: 92
         if (S_ISDIR(file.st_mode)) {
-            search(path, folders);
+            search(path, disabled, folders);
         } else if (S_ISREG(file.st_mode) && name.size() > kSuffix.size() && name.ends_with(kSuffix)) {
-            load(path);
+            load(path, disabled);
         }
     }
 }
 
 }  // namespace
 
-void loadPlugins(const std::string& directory) {
+void loadPlugins(const std::string& directory, const std::vector<std::string>& disabled) {
     unsigned folders = 0;
-    search(directory, folders);
+    search(directory, disabled, folders);
+}
+
+bool isDisabled(const std::string& file, const std::vector<std::string>& disabled) {
+    return std::ranges::find(disabled, std::filesystem::path(file).stem().string()) != disabled.end();
 }
 
 }  // namespace snmp

@@ -48,6 +48,9 @@ void addOptions(CLI::App& app, Options& options) {
         "--standard", options.standard,
         "Answer as RFC 3416, RFC 3412 and RFC 3414 require, and v1 as RFC 1157 requires; includes --strict-usm. "
         "Without it, answers differ where managers and scripts for Tarnix routers depend on it");
+    app.add_option("--plugins", options.plugins, "Load the plug-ins of this folder, too, before the installed ones")
+        ->check(CLI::ExistingDirectory)
+        ->option_text("DIR");
     app.add_flag("--log-requests", options.logRequests,
                  "Log two lines for each request: its source, and its community or user");
     app.add_flag("--debug", options.debug, "Log the steps of each request");
@@ -76,12 +79,14 @@ void startModules() {
     start_usm_module();
 }
 
-int runAgent(SnmpLooper& agent) {
+int runAgent(SnmpLooper& agent, const Options& options) {
     if (!agent.listen()) return 1;
     serr << "loop->init();";
     agent.init();
     startModules();
-    for (const std::string& folder : tn::pluginFolders()) loadPlugins(folder);
+    const auto& disabled = agent.settings().get(setting::DisabledPlugins);
+    if (!options.plugins.empty()) loadPlugins(options.plugins, disabled);
+    for (const std::string& folder : tn::pluginFolders()) loadPlugins(folder, disabled);
     trapMakers.push_back(alderTrapMaker);
     startSubscribers(agent.settings().get(setting::TrapGenerators));
     agent.addTimer([&agent] { agent.startup(); }, kStartupTrapAfter);

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include "agent/core/snmp_looper.h"
 
@@ -12,6 +13,7 @@ namespace snmp {
 struct Options {
     uint16_t port = 161;
     uint16_t trapPort = kTrapPort;
+    std::string plugins;  ///< folder to search before tn::pluginFolders(); empty: none
     bool strictUsm = false;
     bool standard = false;
     bool logRequests = false;
@@ -28,6 +30,6 @@ void startModules();
 
 /// Listens on the bus, loads the settings, registers all objects, starts the trap generators, and runs the loop.
 /// @return exit status of the process; 1 if the agent's bus socket can't be opened
-int runAgent(SnmpLooper& agent);
+int runAgent(SnmpLooper& agent, const Options& options);
 
 }  // namespace snmp

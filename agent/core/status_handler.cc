@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "agent/core/plugins.h"
 #include "agent/core/snmp_looper.h"
 #include "agent/status/statistics.h"
 
@@ -55,12 +56,15 @@ std::vector<tn::message> allOwners() {
     return all;
 }
 
-std::vector<tn::message> allPlugins() {
+/// @param disabled  setting::DisabledPlugins
+std::vector<tn::message> allPlugins(const std::vector<std::string>& disabled) {
     std::vector<tn::message> all;
     for (const PluginState& plugin : statistics.plugins) {
         tn::message& one = all.emplace_back();
         one.insert_string(tn::field::Name, plugin.file);
         if (!plugin.fault.empty()) one.insert_string(snmp_status::Text, plugin.fault);
+        if (!plugin.serves.empty()) one.insert_string_array(snmp_status::Serves, plugin.serves);
+        if (isDisabled(plugin.file, disabled)) one.insert_bool(tn::field::Disabled, true);
     }
     return all;
 }
@@ -78,7 +82,7 @@ tn::message StatusHandler::getObject(uint32_t) {
     reply.insert_message_array(snmp_status::LastSources, listOf(statistics.lastSources));
     reply.insert_message_array(snmp_status::BusiestSources, listOf(statistics.busiestSources));
     reply.insert_message_array(snmp_status::Owners, allOwners());
-    reply.insert_message_array(snmp_status::Plugins, allPlugins());
+    reply.insert_message_array(snmp_status::Plugins, allPlugins(agent_.settings().get(setting::DisabledPlugins)));
     return reply;
 }
 

@@ -1,6 +1,7 @@
 #include "agent/status/statistics.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "tn/sources.h"
 
@@ -43,12 +44,12 @@ void Statistics::countReply(const std::vector<uint32_t>& path, const tn::message
     counts.lastError = tn::getError(reply);
 }
 
-void Statistics::setPlugin(const std::string& file, const std::string& fault) {
+void Statistics::setPlugin(const std::string& file, const std::string& fault, std::vector<std::string> serves) {
     const auto known = std::ranges::find(plugins, file, &PluginState::file);
     if (known != plugins.end()) {
-        known->fault = fault;
+        *known = {file, fault, std::move(serves)};
     } else if (plugins.size() < kMaxPlugins) {
-        plugins.push_back({file, fault});
+        plugins.push_back({file, fault, std::move(serves)});
     }
 }
 

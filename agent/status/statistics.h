@@ -29,7 +29,8 @@ struct OwnerCounts {
 /// A plug-in found at startup. @see loadPlugins
 struct PluginState {
     std::string file;
-    std::string fault;  ///< why it isn't in use; empty if it is
+    std::string fault;                ///< why it isn't in use; empty if it is
+    std::vector<std::string> serves;  ///< prefixes of the objects that it has registered, as dotted text
 };
 
 /// What this process has done since it started, for operators: `tnctl status`.
@@ -44,7 +45,7 @@ struct Statistics {
     /// Counts a reply of an owner. The owners beyond kMaxOwners aren't counted.
     void countReply(const std::vector<uint32_t>& path, const tn::message& reply);
     /// Records the state of a plug-in, in place of that recorded before. Those beyond kMaxPlugins aren't recorded.
-    void setPlugin(const std::string& file, const std::string& fault);
+    void setPlugin(const std::string& file, const std::string& fault, std::vector<std::string> serves = {});
 
     Tally counters;
     SourceList lastSources{SourceList::Keep::Last};

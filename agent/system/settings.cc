@@ -72,6 +72,17 @@ void applyInterfaces(const tn::message& from, tn::message& values, tn::message_a
     }
 }
 
+void applyPlugins(const tn::message& from, tn::message& values, tn::string_array_id field) {
+    if (!from.has(field)) return;
+    const auto& names = from.get_string_array(field);
+    const std::set<std::string> sorted(names.begin(), names.end());
+    if (sorted.empty()) {
+        values.remove(field);
+    } else {
+        values.insert_string_array(field, {sorted.begin(), sorted.end()});
+    }
+}
+
 std::vector<uint32_t> withoutRepetitions(const std::vector<uint32_t>& values) {
     std::vector<uint32_t> unique;
     for (const uint32_t value : values) {
@@ -107,6 +118,9 @@ void applyField(const Setting& row, const tn::message& from, tn::message& values
         case Form::Interfaces:
             applyInterfaces(from, values, tn::message_array_id(field));
             break;
+        case Form::Plugins:
+            applyPlugins(from, values, tn::string_array_id(field));
+            break;
     }
 }
 
@@ -121,7 +135,7 @@ void insertDefault(const Setting& row, tn::message& values) {
         case tn::Kind::U32Array:
             return values.insert_u32_array(tn::u32_array_id(row.field), {});
         default:
-            // An empty filter of interfaces is an absent one.
+            // An empty filter of interfaces and an empty list of plug-ins are absent ones.
             if (row.form == Form::Targets) values.insert_message_array(tn::message_array_id(row.field), {});
     }
 }
@@ -166,8 +180,10 @@ tn::message Settings::undoOf(const tn::message& change) const {
     for (const Setting& row : kSettings) {
         if (row.alwaysUndone || carries(change, row)) applyField(row, values_, old);
     }
-    // Without this field, the set message would leave the new filter in place.
+    // Without these fields, the set message would leave the new filter and the new list in place.
     if (!old.has(setting::Interfaces)) old.insert_message_array(setting::Interfaces, {});
+    if (change.has(setting::DisabledPlugins) && !old.has(setting::DisabledPlugins))
+        old.insert_string_array(setting::DisabledPlugins, {});
     return old;
 }
 

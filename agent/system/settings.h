@@ -57,6 +57,9 @@ class Settings {
     [[nodiscard]] const std::vector<uint32_t>& get(tn::u32_array_id field) const {
         return values_.get_u32_array(field);
     }
+    [[nodiscard]] const std::vector<std::string>& get(tn::string_array_id field) const {
+        return values_.get_string_array(field);
+    }
 
     /// The whole engine id (RFC 3411, SnmpEngineID), binary: enterprise, format, then the administrator's part. Empty
     /// until the settings are read from a record or an engine id is set.

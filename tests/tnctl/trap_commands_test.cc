@@ -39,7 +39,7 @@ TEST_F(Traps, SettingsAreShownWithTheNamesOfWhatTheyReferTo) {
               "enabled          yes\ncontact          -\nlocation         -\nengine-id        -\nengine-boots     9\n"
               "trap-version     2c\ntrap-community   monitor\ntrap-kind        trap\ntrap-targets     "
               "127.0.0.1:1162,[::1]:7,::2\n"
-              "trap-generators  start-trap,5,interfaces\ninterfaces       wan,4\n");
+              "trap-generators  start-trap,5,interfaces\ninterfaces       wan,4\nplugins-off      none\n");
     ASSERT_EQ(type("--json snmp"), kDone) << err;
     const Json shown = Json::parse(out);
     EXPECT_EQ(shown["enabled"], true);

@@ -40,7 +40,8 @@ class SettingsTest : public AgentTest {
             {Form::EngineId, "x"},
             {Form::Generators, std::vector<uint32_t>{7, 0}},
             {Form::Targets, Messages{target}},
-            {Form::Interfaces, Messages{messageOf({{setting::Interface, 5U}})}}};
+            {Form::Interfaces, Messages{messageOf({{setting::Interface, 5U}})}},
+            {Form::Plugins, std::vector<std::string>{"ifx", "ucd"}}};
         const auto found = values.find(row.form);
         return {row.field, found != values.end() ? found->second : Field::Value(3U)};
     }
