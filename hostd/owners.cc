@@ -10,6 +10,7 @@
 #include "contracts/disks.h"
 #include "contracts/guests.h"
 #include "contracts/health.h"
+#include "contracts/interface_stack.h"
 #include "contracts/interfaces.h"
 #include "contracts/neighbors.h"
 #include "contracts/proxy.h"
@@ -23,6 +24,7 @@
 #include "hostd/inet/forwarding.h"
 #include "hostd/inet/routes.h"
 #include "hostd/links/interfaces.h"
+#include "hostd/links/link_stack.h"
 #include "hostd/links/neighbors.h"
 #include "hostd/links/queues.h"
 #include "hostd/machine/disk_table.h"
@@ -48,6 +50,47 @@ void addSensor(CLI::App& app, const std::string& option, std::string& choice, co
         ->check(checkChoice)
         ->option_text("CHIP/FEATURE");
 }
+
+/// What owners of plug-ins' data may share with the agent's own.
+struct Shared {
+    const Options& options;
+    Interfaces& interfaces;
+    std::shared_ptr<Disks> disks;
+};
+
+struct PluginOwner {
+    std::span<const uint32_t> path;
+    std::unique_ptr<tn::Handler> (*make)(const Shared&);
+};
+
+/// The owners of data that only plug-ins show, by the plug-in that needs them. They exist whether or not it is loaded,
+/// so they must read nothing before the first request, and hold nothing that costs memory.
+constexpr PluginOwner kPluginOwners[] = {
+    // bridge: {24, 1080} to {24, 1089}
+
+    // etherlike: {24, 1090} to {24, 1099}
+
+    // extend: {24, 1100} to {24, 1109}
+
+    // host: {24, 1020} to {24, 1029}
+
+    // ifx: {24, 1000} to {24, 1009}
+    {contracts::interface_stack::kPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
+         return std::make_unique<LinkStack>(
+             [&from = shared.interfaces]() -> const LinkTable& { return from.currentLinks(); });
+     }},
+
+    // ip-mib: {24, 1040} to {24, 1059}
+
+    // lldp: {24, 1060} to {24, 1069}
+
+    // mib2: {24, 1030} to {24, 1039}
+
+    // sensors: {24, 1070} to {24, 1079}
+
+    // ucd: {24, 1010} to {24, 1019}
+};
 
 }  // namespace
 
@@ -97,8 +140,9 @@ Owners::Owners(const Options& options) {
     own(contracts::health::kPath,
         std::make_unique<Health>([options] { return readHealth(options.sysfs, options.sensors); }));
     own(contracts::bridge::kForwardingPath, std::make_unique<Forwarding>());
-    own(contracts::interfaces::kPath,
-        std::make_unique<Interfaces>(options.sysfs, options.allowLinkChanges ? switchLink : LinkSwitch()));
+    auto links = std::make_unique<Interfaces>(options.sysfs, options.allowLinkChanges ? switchLink : LinkSwitch());
+    const Shared shared{options, *links, disks};
+    own(contracts::interfaces::kPath, std::move(links));
     own(contracts::addresses::kPath, std::make_unique<Addresses>());
     own(contracts::arp::kPath, std::make_unique<ArpEntries>());
     const auto queues = watchQueues();
@@ -115,6 +159,7 @@ Owners::Owners(const Options& options) {
         }));
     own(contracts::virtual_machines::kPath,
         std::make_unique<VirtualMachines>([uri = options.guestsUri] { return readGuests(uri); }));
+    for (const PluginOwner& owner : kPluginOwners) own(owner.path, owner.make(shared));
 }
 
 Owners::~Owners() = default;

@@ -1,6 +1,8 @@
 #include "tnctl/owner_probes.h"
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <map>
 #include <span>
 #include <string_view>
@@ -11,6 +13,7 @@
 #include "contracts/disks.h"
 #include "contracts/guests.h"
 #include "contracts/health.h"
+#include "contracts/interface_stack.h"
 #include "contracts/interfaces.h"
 #include "contracts/neighbors.h"
 #include "contracts/proxy.h"
@@ -57,6 +60,17 @@ const Owner kOwners[] = {
     {contracts::virtual_machines::kPath, "virtual machines"},
 };
 
+/// Owners of data that only plug-ins show. They are listed once the agent has queried them.
+const Owner kPluginOwners[] = {
+    {contracts::interface_stack::kPath, "interface stack"},
+};
+
+Json nameOfPlugins(const Path& path) {
+    const auto found =
+        std::ranges::find_if(kPluginOwners, [&](const Owner& owner) { return std::ranges::equal(owner.path, path); });
+    return found == std::end(kPluginOwners) ? Json() : Json(found->name);
+}
+
 void probe(const Path& path, std::chrono::milliseconds timeout, Json& row) {
     const auto begun = std::chrono::steady_clock::now();
     const tn::message reply = tn::getLooper()->exchangeMessage(tn::request(path, tn::cmd::GetPolicies), timeout);
@@ -85,7 +99,7 @@ std::vector<Json> probeOwners(const std::vector<tn::message>& queried, std::chro
     for (const tn::message& owner : queried) {
         const Path& path = owner.get_u32_array(snmp_status::Path);
         const auto known = rows.find(path);
-        add(path, known != rows.end() ? Json(known->second["name"]) : Json(), owner);
+        add(path, known != rows.end() ? Json(known->second["name"]) : nameOfPlugins(path), owner);
     }
     std::vector<Json> all;
     for (auto& [path, row] : rows) {

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks that bus fields are accessed by name. contracts/ and tn/ define the names."""
+"""Checks that bus fields are accessed by name, as contracts/ and tn/ define them, and that each path is defined once."""
 import pathlib
 import re
 import sys
@@ -34,6 +34,15 @@ def faults():
                 yield f"{file}:{line}: {what}: name it in contracts/"
 
 
-found = list(faults())
+def shared_paths():
+    seen = {}
+    for file in sorted(pathlib.Path("contracts").glob("*.h")):
+        for path in re.findall(r"k\w*Path = (\{[\d, ]+\});", file.read_text()):
+            if path in seen:
+                yield f"{file}: the path {path} is that of {seen[path]}"
+            seen[path] = file
+
+
+found = [*faults(), *shared_paths()]
 print(*found, sep="\n", end="\n" if found else "", file=sys.stderr)
 sys.exit(bool(found))

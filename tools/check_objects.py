@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
-"""Checks that the agent serves the objects of its MIBs, and that docs/objects.md lists them.
+"""Checks that the agent and its plug-ins serve the objects of their MIBs, and that docs/objects.md lists them.
 
 usage: tools/check_objects.py [--write] LIST-OBJECTS
 
-LIST-OBJECTS is the program of tools/list_objects.cc. Names, numbers, syntaxes, access and indexes are compared with
-mibs/standard-objects.tsv and mibs/TARNIX-MIB.txt, in both directions. --write generates docs/objects.md.
+LIST-OBJECTS is the program of tools/list_objects.cc, with the folder shipped-plugins beside it. Names, numbers,
+syntaxes, access and indexes are compared with mibs/standard-objects.tsv and mibs/TARNIX-MIB.txt, and those of the
+plug-in NAME with plugins/NAME/objects.tsv, in both directions. --write generates docs/objects.md.
 """
 import collections
 import os
@@ -13,6 +14,7 @@ import re
 import subprocess
 import sys
 
+PLUGINS = pathlib.Path("plugins")
 STANDARD, VENDOR, PAGE = (pathlib.Path(p) for p in
                           ("mibs/standard-objects.tsv", "mibs/TARNIX-MIB.txt", "docs/objects.md"))
 COMPATIBILITY = pathlib.Path("docs/compatibility.md")
@@ -39,19 +41,20 @@ it from the agent's column tables. `./dev lint` checks that it is current, and t
   tables have no rows, and its scalars are 0 or empty.
 - "differs" has the numbers of the entries in [compatibility.md](compatibility.md#objects) that say how the object
   differs from its MIB.
-- Objects of plug-ins aren't listed."""
+- The objects of the plug-ins that ship with the agent are in the last sections. While such a plug-in is loaded, they
+  replace those of the agent with the same OID. [plugins.md](plugins.md#plug-ins-that-ship) describes the plug-ins."""
 
 
-def served(program):
+def served(program, *plugin):
     environment = {**os.environ, "TERN_ROOT": NO_ROOT}
-    done = subprocess.run([program], capture_output=True, text=True, check=True, env=environment)
+    done = subprocess.run([program, *plugin], capture_output=True, text=True, check=True, env=environment)
     rows = (line.split("\t") for line in done.stdout.splitlines() if "\t" in line)  # a log line has no tab
     return [Object(*row, module=None) for row in rows]
 
 
-def standard():
+def standard(file):
     module = None
-    for line in STANDARD.read_text().splitlines():
+    for line in file.read_text().splitlines():
         if line.startswith("# "):
             module = line[2:]
         elif line:
@@ -88,13 +91,14 @@ def differences(ours, mib, rows):
         yield "index"
 
 
-def faults(objects, mibs):
+def faults(objects, mibs, file, known_differences):
+    """Yields how objects differ from `mibs`, which come from `file`."""
     for ours in objects:
         mib = mibs.get(ours.name)
         if mib is None:
-            yield f"{ours.name}, {ours.oid}: no MIB has it: its name is wrong, or {STANDARD} lacks its line"
+            yield f"{ours.name}, {ours.oid}: no MIB has it: its name is wrong, or {file} lacks its line"
             continue
-        found, known = set(differences(ours, mib, mibs)), DIFFERENCES.get(ours.name, set())
+        found, known = set(differences(ours, mib, mibs)), known_differences.get(ours.name, set())
         for field in sorted(found - known):
             yield f"{ours.name}: {field} is {getattr(ours, field)!r}; its MIB says {getattr(mib, field)!r}"
         for field in sorted(known - found):
@@ -104,7 +108,7 @@ def faults(objects, mibs):
     names = {ours.name for ours in objects}
     for mib in mibs.values():
         if mib.name not in names and not (mib.module == "TARNIX-MIB" and mib.access == "not-accessible"):
-            yield f"{mib.name}: a MIB defines it, but the agent doesn't serve it"
+            yield f"{mib.name}: {file} has it, but it isn't served"
 
 
 def entries(name):
@@ -124,32 +128,41 @@ def owners():
     return names
 
 
-def page(objects, mibs):
-    names = owners()
-    lines, module = [HEAD], None
+def tables(objects, mibs, plugin=None):
+    """The lines of docs/objects.md for the agent's objects, or for those of a plug-in."""
+    names, lines, module = owners(), [], None
     for ours in objects:
         mib = mibs.get(ours.name)
         if mib and mib.module != module:
             module = mib.module
-            lines.append(f"\n## {module}\n\n| OID | object | syntax | access | value | differs |\n|---|---|---|---|---|---|")
+            title = f"Plug-in {plugin}: {module}" if plugin else module
+            lines.append(f"\n## {title}\n\n| OID | object | syntax | access | value | differs |\n|---|---|---|---|---|---|")
         value = re.sub(r"\{.*?\}", lambda path: " ".join(filter(None, (names.get(path[0]), path[0]))), ours.source)
-        number = ", ".join(entries(ours.name))
+        number = "" if plugin else ", ".join(entries(ours.name))
         if ours.syntax == "-":
             cells = f"**{ours.name}**", f"INDEX {{ {ours.index} }}", "", value, number
         else:
             cells = ours.name, ours.syntax, ours.access, value, number
         lines.append(" | ".join((f"| {ours.oid}", *cells)).rstrip() + " |")
-    return "\n".join(lines) + "\n"
+    return lines
 
 
 def main(words):
     write = words[:1] == ["--write"]
     if len(words) != 1 + write or words[-1].startswith("-"):
         sys.exit(__doc__)
-    objects = served(words[-1])
-    mibs = {mib.name: mib for mib in [*standard(), *vendor()]}
-    found = list(faults(objects, mibs))
-    made = page(objects, mibs)
+    program = words[-1]
+    objects = served(program)
+    mibs = {mib.name: mib for mib in [*standard(STANDARD), *vendor()]}
+    found = list(faults(objects, mibs, STANDARD, DIFFERENCES))
+    lines = [HEAD, *tables(objects, mibs)]
+    for file in sorted(PLUGINS.glob("*/objects.tsv")):
+        plugin = file.parent.name
+        objects = served(program, pathlib.Path(program).parent / f"shipped-plugins/{plugin}.so")
+        mibs = {mib.name: mib for mib in standard(file)}
+        found += [f"plug-in {plugin}: {fault}" for fault in faults(objects, mibs, file, {})]
+        lines += tables(objects, mibs, plugin)
+    made = "\n".join(lines) + "\n"
     if write:
         PAGE.write_text(made)
     elif not PAGE.exists() or PAGE.read_text() != made:

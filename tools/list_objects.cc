@@ -1,5 +1,8 @@
-// Lists every object that the agent can serve, for tools/check_objects.py: one line each, tab-separated: OID, name,
-// syntax ("-" for the row of a table), access, source, index. It needs no owners: TERN_ROOT should name no folder.
+// Lists every object that the agent can serve or, with the file of a plug-in as argument, those that the plug-in adds
+// or replaces, for tools/check_objects.py: one line each, tab-separated: OID, name, syntax ("-" for the row of a
+// table), access, source, index. It needs no owners: TERN_ROOT should name no folder.
+
+#include <dlfcn.h>
 
 #include <iostream>
 #include <map>
@@ -27,9 +30,18 @@ const char* syntaxName(uint8_t syntax) {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
     const auto agent = snmp::makeAgent({});
     snmp::startModules();
+    if (argc > 1) {
+        snmp::objects.clear();
+        void* plugin = dlopen(argv[1], RTLD_NOW);
+        if (plugin == nullptr) {
+            std::cerr << dlerror() << '\n';
+            return 1;
+        }
+        reinterpret_cast<void (*)()>(dlsym(plugin, "autorun"))();
+    }
     for (const auto& [oid, object] : snmp::objects) {
         std::cout << oid << '\t' << object.name << '\t' << syntaxName(object.syntax) << '\t'
                   << (object.access == snmp::Access::ReadWrite ? "read-write" : "read-only") << '\t' << object.source

@@ -70,6 +70,11 @@ void Interfaces::watchDrivers() {
     drivers_.setInterfaces(std::move(made));
 }
 
+const LinkTable& Interfaces::currentLinks() {
+    refresh();
+    return links_;
+}
+
 void Interfaces::apply(const nlmsghdr& message) { links_.apply(message, tn::sinceBoot()); }
 
 void Interfaces::refreshRows(std::span<const uint32_t> ids) {

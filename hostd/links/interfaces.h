@@ -33,6 +33,8 @@ class Interfaces : public IdTable {
     /// True if the subscriber's filter includes changes of status and excludes none of the interface's Flags.
     bool shouldNotify(const tn::message& filter, const tn::message& notification) override;
 
+    /// The links as the kernel has reported them so far, for the owners that show more of them. Valid as long as this.
+    [[nodiscard]] const LinkTable& currentLinks();
     /// Applies a kernel message as if it were a notification.
     void apply(const nlmsghdr& message);
 

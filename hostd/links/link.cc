@@ -128,6 +128,7 @@ bool readLink(const nlmsghdr& message, std::chrono::milliseconds now, Link& link
     link.mtu = attributes.number<uint32_t>(IFLA_MTU).value_or(link.mtu);
     link.lower =
         attributes[IFLA_LINK_NETNSID] != nullptr ? 0 : attributes.number<uint32_t>(IFLA_LINK).value_or(link.lower);
+    link.master = attributes.number<uint32_t>(IFLA_MASTER).value_or(0);
     readInfo(attributes[IFLA_LINKINFO], header->ifi_type, link);
     readAddress(attributes.octets(IFLA_ADDRESS), link);
     copyCounters(attributes.octets(IFLA_STATS64), now, link);

@@ -17,9 +17,10 @@ namespace hostd {
 struct Link {
     uint32_t index = 0;
     uint32_t kind = contracts::interfaces::kind::Other;
-    uint32_t flags = 0;  ///< IFF_* (net_device_flags of <linux/if.h>)
-    uint32_t mtu = 0;    ///< octets
-    uint32_t lower = 0;  ///< ifindex of the link below it; 0 if there is none, or it is in another network namespace
+    uint32_t flags = 0;   ///< IFF_* (net_device_flags of <linux/if.h>)
+    uint32_t mtu = 0;     ///< octets
+    uint32_t lower = 0;   ///< ifindex of the link below it; 0 if there is none, or it is in another network namespace
+    uint32_t master = 0;  ///< ifindex of the bridge, aggregate or VRF that it belongs to; 0 if there is none
     std::optional<uint32_t> bridgePriority;  ///< IFLA_BR_PRIORITY; only bridges have one
     /// True if ethtool has meaningful data about it: for links that a driver created, including switch ports, and for
     /// aggregates (bond, team).

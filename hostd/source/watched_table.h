@@ -15,8 +15,14 @@
 
 namespace hostd {
 
-/// A table whose rows are the latest reading of a Watch. The first reading starts with construction. The table is empty
-/// before that reading has ended, and while the latest one is older than kMaxReadingAge.
+/// When the first reading of a source starts.
+enum class FirstReading {
+    AtStart,    ///< with the owner's construction, so that the first request finds it
+    OnRequest,  ///< by the first request, which waits for it: for data that may never be requested
+};
+
+/// A table whose rows are the latest reading of a Watch. The table is empty before the first reading has ended, and
+/// while the latest one is older than kMaxReadingAge.
 ///
 /// A row keeps its id as long as every reading contains it. Readings without any rows don't count, so that a service
 /// that restarts doesn't renumber its rows. A derived class writes the fields of a row.
@@ -31,15 +37,18 @@ class WatchedTable : public IdTable {
     /// @param maxAge  age at which a reading is renewed, as for Watch
     /// @param range   limits of the rows' ids
     WatchedTable(const std::string& what, std::function<Reading<Entry>()> read, std::chrono::milliseconds maxAge,
-                 IdRange range)
-        : WatchedTable(what, std::make_shared<Source>(what, std::move(read), maxAge), range) {}
+                 IdRange range, FirstReading first = FirstReading::AtStart)
+        : WatchedTable(what, std::make_shared<Source>(what, std::move(read), maxAge), range, first) {}
     /// @param source  may be shared with other tables
-    WatchedTable(std::string what, std::shared_ptr<Source> source, IdRange range)
-        : problems_(std::move(what)), source_(std::move(source)), range_(range) {
-        source_->keepReading();
+    WatchedTable(std::string what, std::shared_ptr<Source> source, IdRange range,
+                 FirstReading first = FirstReading::AtStart)
+        : problems_(std::move(what)), source_(std::move(source)), range_(range), first_(first) {
+        if (first_ == FirstReading::AtStart) source_->keepReading();
     }
     /// Continues to read ahead, which needs the looper's timers.
-    void loadPermData() override { source_->keepReading(); }
+    void loadPermData() override {
+        if (first_ == FirstReading::AtStart) source_->keepReading();
+    }
 
   protected:
     /// Writes the fields of a row into a reply. The caller adds the id.
@@ -68,6 +77,7 @@ class WatchedTable : public IdTable {
     ProblemLog problems_;
     std::shared_ptr<Source> source_;
     IdRange range_;
+    FirstReading first_;
     std::shared_ptr<const Reading<Entry>> reading_;  ///< the one that rows_ was made from
     std::map<uint32_t, Entry> rows_;                 ///< by id; shown entries only
     std::map<uint32_t, Entry> lastRows_;             ///< by id; all entries of the last reading that had any

@@ -6,7 +6,7 @@ import signal
 import tempfile
 import unittest
 
-from harness import NO_ROOT, TREE, Daemon, Deployment, program, run, temp_folder
+from harness import BUILD, NO_ROOT, TREE, Daemon, Deployment, program, run, temp_folder
 
 DAEMON_MISTAKES = ["--nonsense", "word", "--log nowhere", "--log", "--root"]
 AGENT_MISTAKES = ["--port 0", "--port 65536", "--port snmp", "--port 161x", "--port"]
@@ -51,7 +51,7 @@ class Examples(unittest.TestCase):
     """Every example in tnctl's help texts and manual page works."""
 
     def setUp(self):
-        self.agent = Deployment("node").ends_with(self).start().open()
+        self.agent = Deployment("node", agent_words=["--plugins", BUILD / "shipped-plugins"]).ends_with(self).start().open()
         self.key = self.agent.root / "key"
         self.key.write_text("long enough a key\n")
 

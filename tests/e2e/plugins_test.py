@@ -97,7 +97,7 @@ class ExamplePlugin(unittest.TestCase):
 
 class PluginFolder(unittest.TestCase):
     def test_agent_serves_whatever_the_folder_contains(self):
-        agent = Agent(BUILD / "plugins/crashes.so", BUILD / "plugins/throws.so").ends_with(self)
+        agent = Agent(BUILD / "shared_objects/crashes.so", BUILD / "shared_objects/throws.so").ends_with(self)
         (agent.folder / "loop").symlink_to(".")
         agent.start().open()
         self.assertEqual(agent.get(f"{EXAMPLE}.9.0"), "INTEGER: 7")

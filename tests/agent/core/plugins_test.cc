@@ -23,11 +23,11 @@ using testing::UnorderedElementsAre;
 
 class PluginsTest : public testing::Test {
   protected:
-    /// Puts a plug-in of tests/plugins into the folder under a name.
+    /// Puts a plug-in of tests/shared_objects into the folder under a name.
     fs::path put(const std::string& plugin, const fs::path& name, mode_t mode = 0644) {
         const fs::path file = folder / name;
         fs::create_directories(file.parent_path());
-        fs::copy_file(TEST_PLUGINS + plugin + ".so", file);
+        fs::copy_file(SHARED_OBJECTS + plugin + ".so", file);
         EXPECT_EQ(chmod(file.c_str(), mode), 0);
         return file;
     }

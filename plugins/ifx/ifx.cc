@@ -1,0 +1,5 @@
+#include "ifx.h"
+
+#include "agent/core/autorun.h"
+
+void autorun() { ifx::startStack(); }
