@@ -61,6 +61,11 @@ inline constexpr tn::addr6_id Address6{22};                 ///< in an element o
 inline constexpr tn::u32_id PrefixLength6{23};              ///< prefix length of Address6
 /// Accepted sources, elements {Address6, PrefixLength6} or {Address4, Netmask4}.
 inline constexpr tn::message_array_id Addresses{27};
+/// Visible part of the tree, elements {Subtree} and {Subtree, Excluded} (RFC 3415, 4): the longest subtree that a name
+/// is in decides. Absent or empty: everything.
+inline constexpr tn::message_array_id Views{28};
+inline constexpr tn::u32_array_id Subtree{29};  ///< OID of its root; absent: the whole tree
+inline constexpr tn::bool_id Excluded{30};      ///< left out of the view
 }  // namespace community
 
 /// Values of community::Security, the security levels of RFC 3411, 3.4.3. Each includes those before it.

@@ -37,11 +37,8 @@ std::string_view withWhat(uint32_t security) {
 Json toJson(const Access& access) {
     Json from = Json::array();
     for (const tn::IPPrefix6& prefix : access.from) from.push_back(prefix.str());
-    return {{"name", access.name},
-            {"read-access", access.read},
-            {"write-access", access.write},
-            {"addresses", from},
-            {"everyone", access.toEveryone()}};
+    return {{"name", access.name},       {"read-access", access.read}, {"write-access", access.write},
+            {"limited", access.limited}, {"addresses", from},          {"everyone", access.toEveryone()}};
 }
 
 }  // namespace
@@ -55,7 +52,10 @@ std::string Access::text() const {
         return who +
                " has no access yet: it has no addresses. An edit without addresses or a restart of the agent opens it "
                "to every IPv4 source";
-    const std::string what = read && write ? "read and write" : read ? "read" : "write";
+    const std::string what = std::string(read && write ? "read and write"
+                                         : read        ? "read"
+                                                       : "write") +
+                             (limited ? " what its views include" : "");
     const std::string where = toEveryone() ? "everywhere (" + prefixTexts(from) + ")" : prefixTexts(from);
     return who + " may " + what + " from " + where + " with " + std::string(withWhat(security));
 }
@@ -66,6 +66,7 @@ Access accessOf(const tn::message& entry) {
     access.read = entry.get_bool(community::ReadAccess, access.read);
     access.write = entry.get_bool(community::WriteAccess, access.write);
     access.security = entry.get_u32(community::Security);
+    access.limited = entry.size(community::Views) > 0;
     access.from = prefixesOf(entry.get_message_array(community::Addresses));
     return access;
 }
@@ -76,6 +77,7 @@ Access accessAfter(const tn::message& entry, const tn::message& change) {
     access.read = change.get_bool(community::ReadAccess, access.read);
     access.write = change.get_bool(community::WriteAccess, access.write);
     access.security = change.get_u32(community::Security, access.security);
+    if (change.has(community::Views)) access.limited = change.size(community::Views) > 0;
     if (change.has(community::Addresses)) access.from = prefixesOf(change.get_message_array(community::Addresses));
     if (access.from.empty()) access.from.push_back(tn::IPPrefix6::ofIPv4(0, 0));
     return access;

@@ -16,6 +16,7 @@ struct Access {
     bool read = true;
     bool write = false;
     uint32_t security = 0;  ///< one of contracts::snmp::security
+    bool limited = false;   ///< to a part of the tree (contracts::snmp::community::Views)
     /// Accepted sources. A new default entry has none, and refuses every source, until it is edited or the agent
     /// restarts.
     std::vector<tn::IPPrefix6> from;

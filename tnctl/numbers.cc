@@ -16,22 +16,26 @@ std::optional<uint64_t> parseNumber(std::string_view text, uint64_t maximum) {
     return number;
 }
 
-bool isOid(std::string_view text) {
+std::optional<std::vector<uint32_t>> parseOid(std::string_view text) {
     constexpr size_t kMinimum = 2, kMaximum = 128;  // RFC 2578, 3.5
     constexpr uint32_t kGreatest[] = {2, 39};
     if (text.starts_with('.')) text.remove_prefix(1);
     const char* const end = text.data() + text.size();
-    size_t count = 0;
+    std::vector<uint32_t> numbers;
     for (const char* at = text.data();; ++at) {
         uint32_t number = 0;
         const auto [next, fault] = std::from_chars(at, end, number);
-        if (fault != std::errc() || (count < kMinimum && number > kGreatest[count])) return false;
-        ++count;
-        if (next == end) return count >= kMinimum && count <= kMaximum;
-        if (*next != '.') return false;
+        const size_t count = numbers.size();
+        if (fault != std::errc() || (count < kMinimum && number > kGreatest[count])) return std::nullopt;
+        numbers.push_back(number);
+        if (numbers.size() > kMaximum) return std::nullopt;
+        if (next == end) return numbers.size() >= kMinimum ? std::optional(numbers) : std::nullopt;
+        if (*next != '.') return std::nullopt;
         at = next;
     }
 }
+
+bool isOid(std::string_view text) { return parseOid(text).has_value(); }
 
 std::vector<std::string_view> splitAtCommas(std::string_view text) {
     std::vector<std::string_view> pieces;

@@ -15,6 +15,9 @@ namespace tnctl {
 /// separated by dots, the first at most 2, the second at most 39. A leading dot is allowed.
 [[nodiscard]] bool isOid(std::string_view text);
 
+/// The numbers of an OID; nullopt unless isOid().
+[[nodiscard]] std::optional<std::vector<uint32_t>> parseOid(std::string_view text);
+
 /// The pieces between commas, which refer to the text. An empty text is one empty piece.
 [[nodiscard]] std::vector<std::string_view> splitAtCommas(std::string_view text);
 

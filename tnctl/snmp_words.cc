@@ -59,7 +59,7 @@ std::span<const Word> settingWords() {
 std::span<const Word> communityWords() {
     namespace c = snmp::community;
     // clang-format off
-    static const std::array<Word, 9> words{{
+    static const std::array<Word, 10> words{{
         {"name",                    "NAME",          kName,                   c::Name.number,                   "community string of SNMPv1 and v2c, and user name of SNMPv3"},
         {"read-access",             "READ",          kYesNo,                  c::ReadAccess.number,             "may read (default: yes)"},
         {"write-access",            "WRITE",         kYesNo,                  c::WriteAccess.number,            "may write (default: no)"},
@@ -68,6 +68,7 @@ std::span<const Word> communityWords() {
         {"encryption-protocol",     "PRIV",          kEncryptionProtocol,     c::EncryptionProtocol.number,     "SNMPv3 cipher"},
         {"authentication-password", "AUTH-PASSWORD", kPassword,               c::AuthenticationPassword.number, "at least 8 characters"},
         {"encryption-password",     "PRIV-PASSWORD", kPassword,               c::EncryptionPassword.number,     "at least 8 characters"},
+        {"views",                   "VIEWS",         kViews,                  c::Views.number,                  "visible subtrees and, after a minus, those left out of them (default: all)"},
         {"addresses",               "ADDRESSES",     kPrefixes,               c::Addresses.number,              "accepted source addresses (default: every IPv4 address)"},
     }};
     // clang-format on

@@ -127,6 +127,38 @@ Json showPrefixes(const tn::message& in, uint32_t number) {
     return texts;
 }
 
+// A minus, not an exclamation mark, which interactive shells expand.
+bool parseViews(std::string_view text, uint32_t number, tn::message& out) {
+    std::vector<tn::message> views;
+    bool isAnyIncluded = text == "all";
+    if (text != "all") {
+        for (std::string_view piece : splitAtCommas(text)) {
+            const bool isExcluded = piece.starts_with('-');
+            if (isExcluded) piece.remove_prefix(1);
+            auto root = parseOid(piece);
+            if (!root) return false;
+            isAnyIncluded = isAnyIncluded || !isExcluded;
+            tn::message& view = views.emplace_back();
+            view.insert_u32_array(snmp::community::Subtree, std::move(*root));
+            if (isExcluded) view.insert_bool(snmp::community::Excluded, true);
+        }
+    }
+    // What isn't included isn't visible: without an included subtree, nothing would be.
+    if (isAnyIncluded) out.insert_message_array(tn::message_array_id(number), std::move(views));
+    return isAnyIncluded;
+}
+
+Json showViews(const tn::message& in, uint32_t number) {
+    Json texts = Json::array();
+    for (const tn::message& view : in.get_message_array(tn::message_array_id(number))) {
+        std::string text;
+        for (const uint32_t id : view.get_u32_array(snmp::community::Subtree))
+            text += (text.empty() ? "" : ".") + std::to_string(id);
+        texts.push_back((view.get_bool(snmp::community::Excluded) ? "-" : "") + text);
+    }
+    return texts.empty() ? Json("all") : texts;
+}
+
 // ADDRESS[:PORT], [ADDRESS] or [ADDRESS]:PORT. The colons of an IPv6 address would hide a port.
 std::optional<tn::message> parseTarget(std::string_view text) {
     std::optional<tn::IPAddr6> address = tn::IPAddr6::parse(text);
@@ -273,6 +305,8 @@ const ValueType kEncryptionProtocol{"des, aes128, aes192 or aes256", parseChoice
 const ValueType kTrapVersion{"1, 2c or 3", parseChoice<kVersionChoices>, showChoice<kVersionChoices>};
 const ValueType kTrapKind{"trap or inform", parseChoice<kKindChoices>, showChoice<kKindChoices>};
 const ValueType kPrefixes{"prefixes or addresses such as 192.0.2.0/24,2001:db8::1", parsePrefixes, showPrefixes};
+const ValueType kViews{"subtrees such as 1.3.6.1.2.1,-1.3.6.1.2.1.25, at least one without a minus, or all", parseViews,
+                       showViews};
 const ValueType kTargets{"addresses such as 192.0.2.1,192.0.2.2:1162,2001:db8::1,[2001:db8::2]:1162, or none",
                          parseTargets, showTargets};
 const ValueType kOid{"an OID such as 1.3.6.1.4.1.32473.1", parseOid, showText};

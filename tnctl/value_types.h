@@ -20,6 +20,7 @@ extern const ValueType kEncryptionProtocol;
 extern const ValueType kTrapVersion;
 extern const ValueType kTrapKind;
 extern const ValueType kPrefixes;   ///< a message array of addresses with masks
+extern const ValueType kViews;      ///< a message array of subtrees
 extern const ValueType kTargets;    ///< a message array of addresses
 extern const ValueType kPlugins;    ///< a string array of names of plug-ins
 extern const ValueType kOid;        ///< an OID as dotted text

@@ -171,9 +171,12 @@ ErrorStatus answerBindings(Context& c, Request& request) {
         return ErrorStatus::Critical;
     }
     const bool isAllowed = request.entry->*operation->access;
-    if (c.rules->isListAnsweredAtOnce && operation->answerAll != nullptr && isAllowed) {
+    if (!request.entry->view.isEverything()) c.view = &request.entry->view;
+    AnswerFunction answerAll = c.rules->isListAnsweredAtOnce ? operation->answerAll : nullptr;
+    if (answerAll == nullptr && c.view != nullptr && operation->answer == snmpGetNextGetBulk) answerAll = answerInView;
+    if (answerAll != nullptr && isAllowed) {
         c.maxRepetitions = request.repetitions;
-        const ErrorStatus status = operation->answerAll(c);
+        const ErrorStatus status = answerAll(c);
         if (status == ErrorStatus::Critical) c.refuse(Counter::Malformed);
         return status;
     }

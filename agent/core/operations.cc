@@ -73,7 +73,7 @@ ErrorStatus snmpGet(Context& c) {
         sout << line;
     }
     auto next = branches.upper_bound(c.oid);
-    if (next == branches.begin()) return missing(c, tag::NoSuchObject);
+    if (next == branches.begin() || !c.isInView(c.oid)) return missing(c, tag::NoSuchObject);
     const auto& [prefix, branch] = *--next;
     if (!c.oid.hasPrefix(prefix)) return missing(c, tag::NoSuchObject);  // compat: 18
 
@@ -123,7 +123,7 @@ ErrorStatus snmpGetNextGetBulk(Context& c) {
 
 ErrorStatus snmpSet(Context& c) {
     if (!dlog.isMuted()) dlog << "set " << c.oid << nameNote(c.oid);
-    Branch* const branch = branchToSet(c);
+    Branch* const branch = c.isInView(c.oid) ? branchToSet(c) : nullptr;
     if (branch == nullptr) return ErrorStatus::NoSuchName;  // compat: 29
     // Most Sets write to the disk.
     loop->beforeWait();
@@ -133,6 +133,7 @@ ErrorStatus snmpSet(Context& c) {
 }
 
 ErrorStatus snmpCheckSet(Context& c) {
+    if (!c.isInView(c.oid)) return ErrorStatus::NoAccess;
     Branch* const branch = branchToSet(c);
     return branch != nullptr ? branch->check(c) : ErrorStatus::NoCreation;
 }

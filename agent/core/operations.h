@@ -9,10 +9,13 @@ namespace snmp {
 // consume the varbinds after it as well (Context::peek). A name that no branch serves gives NoSuchName in all versions;
 // a Get with Rules::hasExceptions gives noSuchObject instead.
 
+// To snmpGet and snmpSet, a name outside the view is one that no branch serves. snmpGetNextGetBulk doesn't know views.
+
 ErrorStatus snmpGet(Context& c);
 ErrorStatus snmpGetNextGetBulk(Context& c);
 ErrorStatus snmpSet(Context& c);
-/// Whether snmpSet can be expected to succeed. Changes nothing. A name that no branch serves gives NoCreation.
+/// Whether snmpSet can be expected to succeed. Changes nothing. A name that no branch serves gives NoCreation,
+/// one outside the view NoAccess (RFC 3416, 4.2.5).
 ErrorStatus snmpCheckSet(Context& c);
 
 }  // namespace snmp

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
 #include <span>
 
 #include "agent/core/operations.h"
@@ -25,6 +26,7 @@ struct Walk {
     [[nodiscard]] bool hasCell() const { return used < cells.size(); }
 
     OID position;             ///< the walk continues after this name
+    OID fetched;              ///< name of the last object that a branch wrote in this pass
     OID last;                 ///< name of the last cell; the requested one if there is none
     std::vector<Cell> cells;  ///< fetched so far
     size_t used = 0;          ///< cells that are in the reply
@@ -36,13 +38,17 @@ struct Walk {
 /// the varbinds in turn.
 class Walks {
   public:
-    explicit Walks(Context& c) : c_(c), tree_(c, pdu::GetBulkRequest) {}
+    explicit Walks(Context& c) : c_(c), tree_(c, pdu::GetBulkRequest) {
+        // A walk leaves what isn't in the view after a name that needn't exist.
+        if (c.view != nullptr) tree_.rules = &kStandardRules;
+    }
     /// Reads the names of the request, up to a maximum. False if one can't be read.
     bool readNames(size_t maximum);
     /// Appends the next objects of the walks from `first` up to `end`, `repetitions` times. Ends early if the reply is
     /// full, and after a repetition in which every walk had ended.
+    /// @param isFilledUp  continue nevertheless, with endOfMibView
     /// @return an error that a branch gives, with c.bindingIndex; v1: NoSuchName at the end of a walk
-    ErrorStatus answer(size_t first, size_t end, uint32_t repetitions);
+    ErrorStatus answer(size_t first, size_t end, uint32_t repetitions, bool isFilledUp = false);
 
     [[nodiscard]] size_t count() const { return walks_.size(); }
     [[nodiscard]] bool isFull() const { return isFull_; }
@@ -59,8 +65,11 @@ class Walks {
     void take(std::span<Walk* const> walks, size_t begin, uint32_t count);
     /// Whether the sender may see an object. Others are left out, as if they weren't there.
     [[nodiscard]] bool isVisible(const WrittenBinding& object) const {
-        return !c_.isV1() || object.tag != tag::Counter64;
+        const bool isForV2 = c_.isV1() && c_.rules->hasExceptions && object.tag == tag::Counter64;
+        return !isForV2 && c_.isInView(object.name);
     }
+    /// Moves a walk that has come to a name outside the view to the next visible part of the tree, or ends it.
+    void leaveHidden(Walk& walk) const;
     /// Appends the next varbind of a walk. False, with the reply unchanged, if it doesn't fit.
     bool write(Walk& walk);
     /// How many objects of each walk fill the reply.
@@ -81,13 +90,21 @@ class Walks {
 bool Walks::readNames(size_t maximum) {
     while (!c_.in.isSeqEnd() && walks_.size() < maximum) {
         if (!c_.processSeqStart()) return false;
-        walks_.push_back({.position = c_.requestedName, .last = c_.requestedName, .cells = {}});
+        walks_.push_back({.position = c_.requestedName, .fetched = {}, .last = c_.requestedName, .cells = {}});
+        leaveHidden(walks_.back());
         c_.processSeqEnd();
     }
     return true;
 }
 
-ErrorStatus Walks::answer(size_t first, size_t end, uint32_t repetitions) {
+void Walks::leaveHidden(Walk& walk) const {
+    if (c_.isInView(walk.position)) return;
+    std::optional<OID> next = c_.view->skip(walk.position);
+    walk.isEnded = !next;
+    if (next) walk.position = std::move(*next);
+}
+
+ErrorStatus Walks::answer(size_t first, size_t end, uint32_t repetitions, bool isFilledUp) {
     const Group group = Group(walks_).subspan(first, end - first);
     bool isAtEnd = group.empty();
     for (uint32_t left = repetitions; left > 0 && !isAtEnd; --left) {
@@ -96,7 +113,7 @@ ErrorStatus Walks::answer(size_t first, size_t end, uint32_t repetitions) {
             const ErrorStatus status = fetch(group, walk, left);
             if (status != ErrorStatus::NoError) return status;
             if (!walk.hasCell() && c_.isV1()) return failAt(walk, ErrorStatus::NoSuchName);
-            isAtEnd = isAtEnd && !walk.hasCell();
+            isAtEnd = isAtEnd && !walk.hasCell() && !isFilledUp;
             if (isFull_ || !write(walk)) {
                 isFull_ = true;
                 return ErrorStatus::NoError;
@@ -135,7 +152,8 @@ ErrorStatus Walks::fetch(Group group, Walk& needed, uint32_t repetitions) {
 ErrorStatus Walks::pass(const std::vector<Walk*>& asked, uint32_t count) {
     OutStream names;
     std::vector<size_t> ends;  // of the varbinds
-    for (const Walk* walk : asked) {
+    for (Walk* walk : asked) {
+        walk->fetched = walk->position;
         names.startSeq(tag::Sequence);
         names.addOID(walk->position, tag::ObjectIdentifier);
         names.addNull(tag::Null);
@@ -175,9 +193,13 @@ void Walks::take(std::span<Walk* const> walks, size_t begin, uint32_t count) {
     for (const WrittenBinding& object : writtenBindings(tree_.out, begin)) {
         Walk& walk = *walks[std::min(taken++ / count, walks.size() - 1)];
         // A plug-in's branch that goes back would be walked forever.
-        if (object.tag == tag::EndOfMibView || !(walk.position < object.name)) walk.isEnded = true;
-        if (walk.isEnded) continue;
+        const bool goesBack = !(walk.fetched < object.name);
+        if (object.tag == tag::EndOfMibView || goesBack) walk.isEnded = true;
+        // The rest of what was fetched may be hidden, too.
+        walk.fetched = object.name;
+        if (walk.isEnded || object.name <= walk.position) continue;
         walk.position = object.name;
+        leaveHidden(walk);
         if (!isVisible(object)) continue;
         walk.last = object.name;
         walk.cells.push_back({octets_.size(), object.octets.size()});
@@ -229,6 +251,17 @@ ErrorStatus answerBulk(Context& c) {
     ErrorStatus status = walks.answer(0, once, 1);
     if (status == ErrorStatus::NoError && !walks.isFull()) status = walks.answer(once, walks.count(), c.maxRepetitions);
     return status == ErrorStatus::NoError && walks.isFull() && walks.written() == 0 ? ErrorStatus::TooBig : status;
+}
+
+ErrorStatus answerInView(Context& c) {
+    Walks walks(c);
+    if (!walks.readNames(SIZE_MAX)) return ErrorStatus::Critical;
+    for (size_t i = 0; i < walks.count() && !walks.isFull(); ++i) {
+        const bool isOnce = !c.isBulk() || i < c.nonRepeaters;
+        const ErrorStatus status = walks.answer(i, i + 1, isOnce ? 1 : c.maxRepetitions, /*isFilledUp=*/true);
+        if (status != ErrorStatus::NoError) return status;
+    }
+    return walks.isFull() ? ErrorStatus::TooBig : ErrorStatus::NoError;
 }
 
 }  // namespace snmp

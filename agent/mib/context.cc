@@ -11,6 +11,7 @@ std::array<uint32_t, kV3Errors> Context::v3counters{};
 void Context::begin(std::span<const uint8_t> datagram) {
     in.read(datagram);
     out.clear();
+    view = nullptr;
     version = kVersion1;
     community.clear();
     pduType = kNoTag;
@@ -79,7 +80,7 @@ std::vector<RequestItem> Context::peek(const OID& prefix) {
     in.saveSeq(last);
     in.exitSeq();
     OID name;
-    while (!in.isSeqEnd() && in.enterSeq() >= 0 && in.getOID(&name) && name.hasPrefix(prefix)) {
+    while (!in.isSeqEnd() && in.enterSeq() >= 0 && in.getOID(&name) && name.hasPrefix(prefix) && isInView(name)) {
         items.push_back({OID(name.data() + prefix.size(), name.data() + name.size())});
         in.saveSeq(last);
         in.exitSeq();

@@ -11,6 +11,7 @@
 #include "agent/ber/tags.h"
 #include "agent/ber/usm_reader.h"
 #include "agent/ber/usm_writer.h"
+#include "agent/ber/view.h"
 #include "agent/mib/error_status.h"
 #include "agent/mib/fetched.h"
 #include "agent/status/counters.h"
@@ -47,6 +48,7 @@ struct Context {
     void end();
 
     const Rules* rules = &kFixedRules;  ///< of all requests
+    const View* view = nullptr;         ///< what the sender may see; null: everything
 
     // The request as read, and the reply.
     UsmReader in;
@@ -84,6 +86,7 @@ struct Context {
         if (refusal == Counter::None) refusal = cause;
     }
 
+    [[nodiscard]] bool isInView(const OID& name) const { return view == nullptr || view->has(name); }
     [[nodiscard]] bool isV1() const { return version == kVersion1; }
     [[nodiscard]] bool isBulk() const { return pduType == pdu::GetBulkRequest; }
 
@@ -100,10 +103,10 @@ struct Context {
     /// reply, and decrements pendingEndOfView.
     void addEndOfMibView(const OID& name);
 
-    /// Consumes the current varbind and those directly after it whose names begin with `prefix`, so that one call of a
-    /// branch serves them all. In a GetBulk, non-repeating and repeating varbinds aren't mixed, and nonRepeaters is
-    /// decremented for each non-repeating one. Afterwards `in` is inside the last varbind consumed, after its name.
-    /// bindingIndex remains that of the first one: the caller advances it.
+    /// Consumes the current varbind and those directly after it whose names begin with `prefix` and are in the
+    /// view, so that one call of a branch serves them all. In a GetBulk, non-repeating and repeating varbinds aren't
+    /// mixed, and nonRepeaters is decremented for each non-repeating one. Afterwards `in` is inside the last varbind
+    /// consumed, after its name. bindingIndex remains that of the first one: the caller advances it.
     /// @return their names; the first one is that of the current varbind
     [[nodiscard]] std::vector<RequestItem> peek(const OID& prefix);
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "contracts/snmp.h"
 
@@ -43,6 +44,23 @@ std::optional<IPPrefix6> prefixIn(const tn::message& in) {
     return std::nullopt;
 }
 
+std::vector<tn::message> messagesOf(const View& view) {
+    std::vector<tn::message> list;
+    for (const View::Subtree& subtree : view.subtrees()) {
+        tn::message& element = list.emplace_back();
+        element.insert_u32_array(community::Subtree, {subtree.root.begin(), subtree.root.end()});
+        if (subtree.isExcluded) element.insert_bool(community::Excluded, true);
+    }
+    return list;
+}
+
+View viewOf(const std::vector<tn::message>& list) {
+    std::vector<View::Subtree> subtrees;
+    for (const tn::message& element : list)
+        subtrees.push_back({OID(element.get_u32_array(community::Subtree)), element.get_bool(community::Excluded)});
+    return View(std::move(subtrees));
+}
+
 tn::message defaults() {
     tn::message prefix;
     putPrefix(prefix, IPPrefix6::ofIPv4(0, 0), true);
@@ -67,6 +85,7 @@ void Item::getConfig(tn::message& out, uint32_t flags) const {
     std::vector<tn::message>& list = out.get_message_array_ref(community::Addresses);
     list.clear();
     for (const IPPrefix6& prefix : addresses) putPrefix(list.emplace_back(), prefix, prefix.isIPv4());
+    out.insert_message_array(community::Views, messagesOf(view));  // also an empty one: a change's undo restores it
 
     if ((flags & tn::kTopLevelFirst) != 0 && !addresses.empty()) {
         const IPPrefix6& first = addresses.front();
@@ -97,6 +116,7 @@ void Item::setConfig(const tn::message& in) {
     }
     if (addresses.empty()) addresses = {IPPrefix6::ofIPv4(0, 0)};  // compat: 90
     security = in.get_u32(community::Security, security);
+    if (in.has(community::Views)) view = viewOf(in.get_message_array(community::Views));
 }
 
 bool Item::PasswordKey::isOf(const std::string& from, uint32_t with) const {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "agent/ber/v3_info.h"
+#include "agent/ber/view.h"
 #include "agent/crypto/usm_crypto.h"
 #include "tn/address.h"
 #include "tn/amap.h"
@@ -29,6 +30,7 @@ class Item : public tn::Object {
     /// Accepted sources. Only a default entry that was just created has none: it accepts no source. Its next setConfig,
     /// including that of a restart, opens it to every IPv4 source unless the message has addresses (compat: 90).
     std::vector<IPPrefix6> addresses;
+    View view;  ///< of all requests of this entry
 
     /// Writes all fields.
     /// @param flags  tn::kTopLevelFirst: repeat the first address at top level. tn::kWantDefaults: add field::Defaults,

@@ -113,6 +113,22 @@ TEST_F(Communities, AreFoundByNameBeforeId) {
     EXPECT_THAT(communities.changes(), SizeIs(2));
 }
 
+TEST_F(Communities, ViewsAreSubtreesWithAtLeastOneIncluded) {
+    ASSERT_EQ(type("snmp community set 7 views=1.3.6.1.2.1,-.1.3.6.1.2.1.25"), kDone) << err;
+    EXPECT_EQ(
+        fieldsOf(communities.changes().back()),
+        parseFields({"0xfe0001:u32=3", "28:message[]={29:u32[]=1,3,6,1,2,1},{29:u32[]=1,3,6,1,2,1,25 30:bool=yes}"}));
+    EXPECT_THAT(out, HasSubstr("7 may read what its views include from 192.0.2.0/24"));
+    communities.rows[1].insert_message_array(community::Views,
+                                             communities.changes().back().get_message_array(community::Views));
+    ASSERT_EQ(type("--json snmp community list"), kDone);
+    EXPECT_EQ(Json::parse(out)[1]["views"], Json({"1.3.6.1.2.1", "-1.3.6.1.2.1.25"}));
+    ASSERT_EQ(type("snmp community set 7 views=all"), kDone) << err;
+    EXPECT_THAT(communities.changes().back().get_message_array(community::Views), IsEmpty());
+    for (const char* bad : {"", "-1.3.6", "1.3.6,", "1.3.6,--1.3", "1", "ifTable", "!1.3.6"})
+        EXPECT_EQ(type(std::string("snmp community set 7 views=") + bad), kUsage) << bad;
+}
+
 TEST_F(Communities, WeakPasswordsNeedForce) {
     for (const char* weak : {"authentication-password=sesame", "encryption-password=", "security=authorized",
                              "security=private authentication-password=long-enough"}) {
@@ -149,11 +165,12 @@ TEST_F(Communities, ListHidesPasswordsAndShowsWhoIsRefused) {
     communities.rows[1].insert_string(community::EncryptionPassword, "geheim");
     communities.rowsPerPage = 1;
     ASSERT_EQ(type("snmp community list"), kDone) << err;
-    EXPECT_EQ(out,
-              "ID  NAME    READ  WRITE  SECURITY  AUTH  PRIV  AUTH-PASSWORD  PRIV-PASSWORD  ADDRESSES\n"
-              "0   common  yes   no     none      md5   des   -              -              none: refuses everyone "
-              "until edited, or until the agent restarts\n"
-              "3   7       yes   no     none      md5   des   ***            ***            192.0.2.0/24\n");
+    EXPECT_EQ(
+        out,
+        "ID  NAME    READ  WRITE  SECURITY  AUTH  PRIV  AUTH-PASSWORD  PRIV-PASSWORD  VIEWS  ADDRESSES\n"
+        "0   common  yes   no     none      md5   des   -              -              all    none: refuses everyone "
+        "until edited, or until the agent restarts\n"
+        "3   7       yes   no     none      md5   des   ***            ***            all    192.0.2.0/24\n");
     ASSERT_EQ(type("--json snmp community list"), kDone) << err;
     EXPECT_THAT(out, Not(HasSubstr("geheim")));
     EXPECT_EQ(Json::parse(out)[0]["addresses"], Json::array());

@@ -149,5 +149,52 @@ TEST_F(WalksTest, WithoutAccessTheRequestComesBack) {
     }
 }
 
+TEST_F(WalksTest, WhatIsOutsideTheViewIsNotThere) {
+    namespace community = contracts::snmp::community;
+    const auto subtree = [](std::vector<uint32_t> root, bool isExcluded) {
+        tn::message element;
+        element.insert_u32_array(community::Subtree, std::move(root));
+        element.insert_bool(community::Excluded, isExcluded);
+        return element;
+    };
+    changeEntry("common", {{community::WriteAccess, true},
+                           {community::Views, Messages{subtree({1, 3, 5}, false), subtree({1, 3, 5, 1, 2}, true),
+                                                       subtree({1, 3, 5, 2}, true), subtree({1, 3, 5, 2, 3}, false),
+                                                       subtree({1, 3, 8}, false)}}});
+    const std::vector<std::string> visible{"1.3.5.1.1", "1.3.5.1.3", "1.3.5.2.3", "1.3.5.4.1",
+                                           "1.3.5.4.2", "1.3.5.4.3", "1.3.8.0"};
+    for (const Rules* rules : {&kFixedRules, &kStandardRules}) {
+        agent->setRules(*rules);
+        const bool isStandard = rules == &kStandardRules;
+        for (const uint32_t repetitions : {0U, 1U, 4U, 50U})
+            for (const uint32_t version : {kVersion1, kVersion2c}) {
+                if (version == kVersion1 && repetitions > 0) continue;
+                std::vector<std::string> seen;
+                for (const wire::Binding& binding : walk("1.3", repetitions, version)) seen.push_back(binding.name);
+                EXPECT_EQ(seen, visible) << isStandard << " repetitions " << repetitions << " version " << version;
+            }
+        EXPECT_THAT(next({"1.3.8.0"}).bindings, ElementsAre(endOfView("1.3.8.0")));
+        EXPECT_EQ(errorOf(next({"1.3.5.1", "1.3.8.0"}, kVersion1)), std::tuple(2U, 2U));
+
+        const wire::Message got = get({"1.3.5.1.1", "1.3.5.1.2", "1.3.5.1.3"});
+        EXPECT_EQ(errorOf(got), isStandard ? std::tuple(0U, 0U) : std::tuple(2U, 2U));
+        EXPECT_EQ(got.bindings.at(1).tag, isStandard ? tag::NoSuchObject : tag::Null);
+        EXPECT_EQ(errorOf(get({"1.3.5.1.1", "1.3.4.0"}, kVersion1)), std::tuple(2U, 2U));
+        EXPECT_EQ(errorOf(set({text("1.3.5.2.1", "x")})), isStandard ? std::tuple(6U, 1U) : std::tuple(2U, 1U));
+    }
+    EXPECT_THAT(namesOf(bulk({"1.3.5.4", "1.3"}, 0, 2)),
+                ElementsAre("1.3.5.4.1", "1.3.5.1.1", "1.3.5.4.2", "1.3.5.1.3"));
+    agent->setRules(kFixedRules);
+    EXPECT_THAT(namesOf(bulk({"1.3", "1.3.5.4", "1.3.5.4.3"}, 1, 2)),
+                ElementsAre("1.3.5.1.1", "1.3.5.4.1", "1.3.5.4.2", "1.3.8.0", "end 1.3.8.0"));
+
+    changeEntry("common", {{community::Views, Messages{subtree({1, 3}, false), subtree({1, 3, 5}, true)}}});
+    ports.fetches = 0;
+    EXPECT_THAT(next({"1.3.5.1", "1.3.5.2.1"}).bindings, ElementsAre(number("1.3.6.0", 6), number("1.3.6.0", 6)));
+    EXPECT_EQ(ports.fetches, 0U);
+    EXPECT_THAT(namesOf(bulk({"1.3.4"}, 0, 3)), ElementsAre("1.3.4.0", "1.3.6.0", "1.3.7.0"));
+    EXPECT_LE(ports.fetches, 1U);
+}
+
 }  // namespace
 }  // namespace snmp
