@@ -68,6 +68,28 @@ inline constexpr tn::u32_array_id Subtree{29};  ///< OID of its root; absent: th
 inline constexpr tn::bool_id Excluded{30};      ///< left out of the view
 }  // namespace community
 
+/// Settings and access entries that change together.
+namespace change {
+/// Command to {34}: applies the settings in the request as a Set does, and Entries and Removed. All of it or nothing
+/// takes effect, also if the agent is killed meanwhile, and it is one undo record.
+inline constexpr uint32_t kApply = 2;
+/// Access entries with all their fields and field::ObjectId. Each replaces the entry with that id, or is added. An
+/// entry with an empty list of addresses accepts no source until it is edited or the agent restarts.
+inline constexpr tn::message_array_id Entries{1011};
+inline constexpr tn::u32_array_id Removed{1012};  ///< ids of access entries
+}  // namespace change
+
+/// Records in the agent's store of settings, /tern/store/snmpd. The access entries are in /tern/store/snmp-communities,
+/// each under its id.
+namespace store {
+inline constexpr char kSettings[] = "/tern/store/snmpd";
+inline constexpr char kEntries[] = "/tern/store/snmp-communities";
+inline constexpr uint32_t kCurrent = 0;  ///< the settings
+/// A request of change::kApply that isn't complete. The agent completes it when it starts. `tnctl import` writes it
+/// while no agent runs.
+inline constexpr uint32_t kPending = 1;
+}  // namespace store
+
 /// Values of community::Security, the security levels of RFC 3411, 3.4.3. Each includes those before it.
 namespace security {
 inline constexpr uint32_t None = 0;
@@ -112,6 +134,7 @@ namespace trap {
 /// setting::TrapGenerators, and field::Name. Needs only the right to read.
 inline constexpr uint32_t kListGenerators = 100;
 inline constexpr uint32_t kStartTrap = 0xabc0001;  ///< id of the generator "start-trap", for the trap at agent start
+inline constexpr uint32_t kInterfaces = 0;         ///< id of the generator "interfaces", for traps of links
 /// Command to {34}: sends a trap to all targets. The trap has one varbind if the request has Oid, Type and Value (Value
 /// isn't needed for trap_type::Null), else none. The reply is empty, whether or not the trap could be sent.
 inline constexpr uint32_t kSend = 1;

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "contracts/snmp.h"
+#include "tn/message.h"
 
 /// The agent's settings, one row each. The agent uses this table to read, apply, store, report and undo settings;
 /// `tnctl snmp` uses it to show and set them. To add a setting, add its id to contracts/snmp.h, a row here and a
@@ -84,6 +85,22 @@ constexpr tn::Kind kindOf(Form form) {
             break;
     }
     return tn::Kind::MessageArray;
+}
+
+/// Sets a setting to its default. An empty filter of interfaces and an empty list of plug-ins are absent ones.
+inline void insertDefault(const Setting& row, tn::message& values) {
+    switch (kindOf(row.form)) {
+        case tn::Kind::Bool:
+            return values.insert_bool(tn::bool_id(row.field), false);
+        case tn::Kind::String:
+            return values.insert_string(tn::string_id(row.field), {});
+        case tn::Kind::U32:
+            return values.insert_u32(tn::u32_id(row.field), row.initial);
+        case tn::Kind::U32Array:
+            return values.insert_u32_array(tn::u32_array_id(row.field), {});
+        default:
+            if (row.form == Form::Targets) values.insert_message_array(tn::message_array_id(row.field), {});
+    }
 }
 
 constexpr bool hasKindOfItsForm(const Setting& row) {

@@ -149,6 +149,23 @@ message AMap::cmdRemoveObj(const message& request) {
     return {};
 }
 
+message AMap::replace(std::vector<std::unique_ptr<Object>> put, const std::vector<uint32_t>& removed) {
+    std::map<uint32_t, message> written;
+    for (const auto& object : put) written[object->id] = stored(*object);
+    if (store_ && !store_->change(written, removed)) return errorMsg(error::StoreFailed, store_->lastError());
+    for (const uint32_t id : removed) {
+        objects_.erase(id);
+        allocator_.free(id);
+    }
+    for (auto& object : put) {
+        allocator_.allocate(object->id);
+        objects_[object->id] = std::move(object);
+    }
+    for (const uint32_t id : removed) notifyOf(id);
+    for (const auto& entry : written) notifyOf(entry.first);
+    return {};
+}
+
 message AMap::write(const Object& object) {
     if (!store_ || store_->set(object.id, stored(object))) return {};
     return errorMsg(error::StoreFailed, store_->lastError());
@@ -167,6 +184,10 @@ message AMap::undoRequest(uint32_t command, uint32_t id) const {
 
 void AMap::changed(const message& newRequest, message oldRequest, uint32_t id, const std::string& done) {
     sendUndo(newRequest, std::move(oldRequest), what_ + " " + std::to_string(id) + " " + done);
+    notifyOf(id);
+}
+
+void AMap::notifyOf(uint32_t id) {
     const auto found = objects_.find(id);
     message now;
     if (found != objects_.end()) {

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tn/allocator.h"
 #include "tn/handler.h"
@@ -65,6 +66,11 @@ class AMap : public Handler {
     /// lowest free one. False, with nothing changed, if the store fails.
     bool insert(std::unique_ptr<Object> object);
 
+    /// Puts objects in place of those with their ids and removes others, without a check. All have ids. It notifies
+    /// subscribers and doesn't record an undo.
+    /// @return empty; error::StoreFailed, with nothing changed
+    [[nodiscard]] message replace(std::vector<std::unique_ptr<Object>> put, const std::vector<uint32_t>& removed);
+
     using Objects = std::map<uint32_t, std::unique_ptr<Object>>;
     [[nodiscard]] const Objects& objects() const { return objects_; }
     Allocator allocator_;  ///< ids of objects(), and those that a derived class has reserved
@@ -75,6 +81,7 @@ class AMap : public Handler {
     [[nodiscard]] message notFound(uint32_t id) const;
     /// The request that undoes a change, without the object's fields.
     [[nodiscard]] message undoRequest(uint32_t command, uint32_t id) const;
+    void notifyOf(uint32_t id);  ///< notifies subscribers of the object's new configuration, or that it is gone
     /// Notifies subscribers of a change that has been made, and sends its undo record.
     /// @param done  the verb of the record's text: "added", "changed" or "removed"
     void changed(const message& newRequest, message oldRequest, uint32_t id, const std::string& done);

@@ -107,6 +107,16 @@ void message::removeField(uint32_t fullId) {
     std::erase_if(fields_, [=](const Field& field) { return field.id == fullId; });
 }
 
+void message::insert_all(const message& from) {
+    for (const Field& field : from.fields_) insert_field(field);
+}
+
+void message::insert_field(const Field& field) {
+    removeField(field.id);
+    fields_.push_back(Field{field.id, copied(field.value)});
+    greatest_ = std::max(greatest_, field.id);
+}
+
 void message::clear() {
     fields_.clear();
     greatest_ = 0;

@@ -36,6 +36,8 @@ class message {
     message& operator=(message&&) noexcept;
     ~message();
 
+    struct Field;
+
     // Each inserts a field, in place of the one with this id if there is one.
     void insert_bool(bool_id id, bool value);
     void insert_u32(u32_id id, uint32_t value);
@@ -49,6 +51,9 @@ class message {
     void insert_be32_array(be32_array_id id, std::span<const uint32_t> value);
     void insert_string_array(string_array_id id, std::vector<std::string> value);
     void insert_message_array(message_array_id id, std::vector<message> value);
+    void insert_field(const Field& field);  ///< a copy, whatever its kind
+    /// Inserts copies of all fields of another message.
+    void insert_all(const message& from);
     /// Appends numbers to a u32 array, creating it if there is none.
     void insert_vector(u32_array_id id, std::span<const uint32_t> values);
     void insert_vector(u32_array_id id, uint32_t value) { insert_vector(id, std::span(&value, 1)); }
@@ -114,7 +119,6 @@ class message {
     /// True for the same fields with the same values, in any order.
     friend bool operator==(const message& a, const message& b);
 
-    struct Field;
     /// All fields, in the order of insertion.
     [[nodiscard]] const std::vector<Field>& fields() const { return fields_; }
 

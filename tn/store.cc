@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
+
 #include "tn/log.h"
 #include "tn/paths.h"
 #include "tn/store_file.h"
@@ -161,6 +163,17 @@ bool Store::set(uint32_t id, const message& m) {
 bool Store::remove(uint32_t id) {
     if (!impl_->usable) return false;
     return impl_->change(Use(impl_->erase, id), "not removed");
+}
+
+bool Store::change(const std::map<uint32_t, message>& stored, const std::vector<uint32_t>& removed) {
+    if (!impl_->usable) return false;
+    if (!execute(impl_->db.get(), "BEGIN IMMEDIATE")) return impl_->failed("not written");
+    bool isDone = std::ranges::all_of(stored, [this](const auto& entry) { return set(entry.first, entry.second); }) &&
+                  std::ranges::all_of(removed, [this](uint32_t id) { return remove(id); });
+    if (isDone) isDone = execute(impl_->db.get(), "COMMIT") || impl_->failed("not written");
+    // A full disk has ended the transaction already.
+    if (!isDone && sqlite3_get_autocommit(impl_->db.get()) == 0) execute(impl_->db.get(), "ROLLBACK");
+    return isDone;
 }
 
 const std::string& Store::lastError() const { return impl_->lastError; }

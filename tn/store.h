@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -40,6 +41,9 @@ class Store {
     [[nodiscard]] bool set(uint32_t id, const message& m);
     /// Removes the message with this id; succeeds if there is none. False on failure, as for set.
     [[nodiscard]] bool remove(uint32_t id);
+    /// Stores and removes several messages in one transaction: all or none, also if the process dies meanwhile. False
+    /// on failure, as for set.
+    [[nodiscard]] bool change(const std::map<uint32_t, message>& stored, const std::vector<uint32_t>& removed);
     /// The reason of the last failure, one line for an error reply. Empty until the first failure.
     [[nodiscard]] const std::string& lastError() const;
 

@@ -23,18 +23,27 @@ SnmpLooper* loop = nullptr;
 
 namespace {
 
-constexpr uint32_t kRecord = 0;       // id of the settings in their store
+namespace change = contracts::snmp::change;
+namespace stored = contracts::snmp::store;
+
 constexpr uint32_t kJustBooted = 40;  // seconds since the machine started
 constexpr std::chrono::milliseconds kLeaveAfter{1000};
 // One turn of the loop serves one batch of datagrams, for this long at most; then bus and timers get their turn.
 constexpr std::chrono::milliseconds kReceiveTime{20};
 constexpr uint32_t kDefaultGetFlags = 5;
 
+/// Refuses settings that contradict each other. @return empty if they don't
+tn::message check(const Settings& settings) {
+    if (settings.get(setting::TrapKind) == contracts::snmp::trap_kind::Inform && !settings.sendsInforms())
+        return tn::errorMsg(tn::error::Refused, "trap-kind=inform needs trap-version=2c or 3");
+    return {};
+}
+
 }  // namespace
 
 SnmpLooper::SnmpLooper(uint16_t port, uint16_t trapPort)
     : Looper({tn::number::Snmp}),
-      store_("/tern/store/snmpd", 5),
+      store_(stored::kSettings, 5),
       inherited_(inheritedServiceSocket()),
       port_(inherited_ < 0 ? port : portOf(inherited_)),
       informs_(*this, communities_, v3Server_),
@@ -58,13 +67,15 @@ SnmpLooper::~SnmpLooper() {
 
 void SnmpLooper::init() {
     policySet().add_policy(contracts::snmp::trap::kSend, tn::right::Write);
-    if (store_.find(kRecord)) {
-        Settings stored = Settings::read(store_.get(kRecord));
-        stored.setEngineBoots(tn::getUptime() < kJustBooted ? 0 : stored.get(setting::EngineBoots) + 1);  // compat: 60
-        serr << "engineBoots = " << stored.get(setting::EngineBoots);
-        adopt(std::move(stored));
-        if (!store_.set(kRecord, settings_.getConfig())) swarn << "settings not written: " << store_.lastError();
+    if (store_.find(stored::kCurrent)) {
+        Settings read = Settings::read(store_.get(stored::kCurrent));
+        read.setEngineBoots(tn::getUptime() < kJustBooted ? 0 : read.get(setting::EngineBoots) + 1);  // compat: 60
+        serr << "engineBoots = " << read.get(setting::EngineBoots);
+        adopt(std::move(read));
+        if (!store_.set(stored::kCurrent, settings_.getConfig()))
+            swarn << "settings not written: " << store_.lastError();
     }
+    if (store_.find(stored::kPending)) completePending();
     if (communities_.hasUsers()) warnOfUsers();
     if (settings_.get(setting::Enabled)) {
         enable();
@@ -189,29 +200,68 @@ tn::message SnmpLooper::cmdSet(const tn::message& request) {
     if (!source.empty()) serr << "cmd_set from " << source.front();
     Settings next = settings_;
     next.apply(request);
-    if (next.get(setting::TrapKind) == contracts::snmp::trap_kind::Inform && !next.sendsInforms())
-        return tn::errorMsg(tn::error::Refused, "trap-kind=inform needs trap-version=2c or 3");
-    const bool isChanged = next != settings_ || !store_.find(kRecord);
-    if (isChanged && !store_.set(kRecord, next.getConfig()))
+    if (tn::message refusal = check(next); tn::isError(refusal)) return refusal;
+    const bool isChanged = next != settings_ || !store_.find(stored::kCurrent);
+    if (isChanged && !store_.set(stored::kCurrent, next.getConfig()))
         return tn::errorMsg(tn::error::StoreFailed, store_.lastError());
 
     tn::message undo = settings_.undoOf(request);
     undo.insert_u32(tn::field::Command, tn::cmd::Set);
-    adopt(std::move(next));
-    if (request.has(setting::TrapGenerators)) restartSubscribers(settings_.get(setting::TrapGenerators));
-    if (request.has(setting::Enabled)) {
-        // What arrived while the service was off must not be answered now.
-        if (inherited_ >= 0 && !isEnabled()) discardDatagrams(inherited_);
-        settings_.get(setting::Enabled) ? enable() : disable();
-    }
-
     undo.insert_u32_array(tn::field::Destination, path());
+    putInForce(std::move(next), request);
     if (isChanged) sendUndo(request, std::move(undo), "changed snmp settings");
     notifyChange(tn::kNoId, request);
     return {};
 }
 
+void SnmpLooper::putInForce(Settings next, const tn::message& request) {
+    adopt(std::move(next));
+    if (request.has(setting::TrapGenerators)) restartSubscribers(settings_.get(setting::TrapGenerators));
+    if (!request.has(setting::Enabled)) return;
+    // What arrived while the service was off must not be answered now.
+    if (inherited_ >= 0 && !isEnabled()) discardDatagrams(inherited_);
+    settings_.get(setting::Enabled) ? enable() : disable();
+}
+
+tn::message SnmpLooper::changeTogether(tn::message request) {
+    if (tn::message refusal = communities_.check(request); tn::isError(refusal)) return refusal;
+    Settings next = settings_;
+    next.apply(request);
+    if (tn::message refusal = check(next); tn::isError(refusal)) return refusal;
+    tn::message undo = settings_.undoOf(request);
+    const tn::message oldEntries = communities_.undoOf(request);
+    undo.insert_all(oldEntries);
+    undo.insert_u32(tn::field::Command, change::kApply);
+    undo.insert_u32_array(tn::field::Destination, path());
+
+    // From here on, a start completes the change. The two stores can't share a transaction.
+    if (!store_.set(stored::kPending, request)) return tn::errorMsg(tn::error::StoreFailed, store_.lastError());
+    tn::message failure = communities_.apply(request);
+    if (!tn::isError(failure) && !store_.change({{stored::kCurrent, next.getConfig()}}, {stored::kPending})) {
+        failure = tn::errorMsg(tn::error::StoreFailed, store_.lastError());
+        (void)communities_.apply(oldEntries);
+    }
+    if (tn::isError(failure)) {
+        (void)store_.remove(stored::kPending);
+        return failure;
+    }
+    putInForce(std::move(next), request);
+    sendUndo(request, std::move(undo), "changed snmp settings and communities");
+    request.remove(change::Entries);  // these contain passwords
+    notifyChange(tn::kNoId, request);
+    return {};
+}
+
+void SnmpLooper::completePending() {
+    uint32_t code = 0;
+    const tn::message failure = changeTogether(store_.get(stored::kPending));
+    if (!tn::isError(failure, &code)) return;
+    swarn << "pending change of settings not made: " << tn::getError(failure);
+    if (code == tn::error::Refused) (void)store_.remove(stored::kPending);
+}
+
 tn::message SnmpLooper::cmdUnknown(const tn::message& request, uint32_t command) {
+    if (command == change::kApply) return changeTogether(request);
     if (command == contracts::snmp::trap::kSend || command == tn::cmd::Changed ||
         command == contracts::interfaces::kStatusChanged)
         traps_.send_trap(request);

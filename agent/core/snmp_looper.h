@@ -62,6 +62,12 @@ class SnmpLooper : public tn::Looper {
     [[nodiscard]] Informs& informs() { return informs_; }
 
   private:
+    /// Applies a request of contracts::snmp::change::kApply. It is written to the store first, so that a start can
+    /// complete it. On an error nothing has changed.
+    tn::message changeTogether(tn::message request);
+    void completePending();  ///< the change that the last run, or `tnctl import`, left in the store
+    /// Makes stored settings the current ones, with their effects, and notifies subscribers.
+    void putInForce(Settings next, const tn::message& request);
     void receive();                 ///< called when the socket is readable
     void serveReceived();           ///< serves for kReceiveTime at most; the loop's next round serves the rest
     void adopt(Settings settings);  ///< makes them the current settings, for all parts of the agent

@@ -119,6 +119,11 @@ void Item::setConfig(const tn::message& in) {
     if (in.has(community::Views)) view = viewOf(in.get_message_array(community::Views));
 }
 
+void Item::restore(const tn::message& in) {
+    setConfig(in);
+    if (in.has(community::Addresses) && in.get_message_array(community::Addresses).empty()) addresses.clear();
+}
+
 bool Item::PasswordKey::isOf(const std::string& from, uint32_t with) const {
     return password == from && method == with;
 }

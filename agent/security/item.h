@@ -39,6 +39,9 @@ class Item : public tn::Object {
     /// Applies the fields that are in the message and leaves the others as they are. Elements without an address are
     /// skipped. If the entry then has no addresses, it gets 0.0.0.0/0, even if the message changes another field only.
     void setConfig(const tn::message& in) override;
+    /// Applies all fields of an entry, as getConfig writes them. In contrast to setConfig, an empty list of addresses
+    /// stays empty.
+    void restore(const tn::message& in);
     /// Whether one of the prefixes contains the source.
     [[nodiscard]] bool accepts(const IPAddr6& source) const;
 

@@ -10,6 +10,7 @@ namespace snmp {
 namespace {
 
 using contracts::snmp::Form;
+using contracts::snmp::insertDefault;
 using contracts::snmp::kSettings;
 using contracts::snmp::Setting;
 
@@ -121,22 +122,6 @@ void applyField(const Setting& row, const tn::message& from, tn::message& values
         case Form::Plugins:
             applyPlugins(from, values, tn::string_array_id(field));
             break;
-    }
-}
-
-void insertDefault(const Setting& row, tn::message& values) {
-    switch (kindOf(row.form)) {
-        case tn::Kind::Bool:
-            return values.insert_bool(tn::bool_id(row.field), false);
-        case tn::Kind::String:
-            return values.insert_string(tn::string_id(row.field), {});
-        case tn::Kind::U32:
-            return values.insert_u32(tn::u32_id(row.field), row.initial);
-        case tn::Kind::U32Array:
-            return values.insert_u32_array(tn::u32_array_id(row.field), {});
-        default:
-            // An empty filter of interfaces and an empty list of plug-ins are absent ones.
-            if (row.form == Form::Targets) values.insert_message_array(tn::message_array_id(row.field), {});
     }
 }
 

@@ -168,5 +168,25 @@ TEST_F(StoreTest, FullDiskFailsTheSetAndKeepsTheOldValue) {
     EXPECT_EQ(status, 0);
 }
 
+TEST_F(StoreTest, AChangeOfSeveralMessagesIsMadeWholeOrNotAtAll) {
+    fill();
+    message nested;
+    for (size_t depth = 0; depth <= kMaxNesting; ++depth) {
+        message outer;
+        outer.insert_message(message_id(1), std::move(nested));
+        nested = std::move(outer);
+    }
+    Store store(kStore);
+    EXPECT_FALSE(store.change({{1, sized(1)}, {30, sized(1)}, {31, nested}}, {2}));
+    EXPECT_THAT(store.lastError(), testing::HasSubstr("nested too deeply"));
+    EXPECT_EQ(store.get(1), sized(1500));
+    EXPECT_FALSE(store.find(30));
+    EXPECT_TRUE(store.change({{1, sized(1)}, {30, sized(1)}}, {2, 99})) << store.lastError();
+    const Store again(kStore);
+    EXPECT_EQ(again.get(1), sized(1));
+    EXPECT_TRUE(again.find(30));
+    EXPECT_FALSE(again.find(2));
+}
+
 }  // namespace
 }  // namespace tn

@@ -6,12 +6,16 @@
 
 #include "agent/core/service_socket.h"
 #include "agent/mib/packer.h"
+#include "contracts/supervisor.h"
 #include "tests/agent/agent_test.h"
 #include "tests/agent/said.h"
 #include "tests/tn/peers.h"
+#include "tn/store.h"
 
 namespace snmp {
 namespace {
+
+namespace change = contracts::snmp::change;
 
 using SnmpLooperTest = AgentTest;
 
@@ -40,6 +44,77 @@ TEST_F(SnmpLooperTest, ATakenPortIsLoggedAndOneFreedCanBeBound) {
     EXPECT_TRUE(agent->isEnabled());
     agent->disable();
     close(boundSocket(address));  // the port is free again
+}
+
+/// Changes of settings and access entries together.
+class ChangeTogether : public AgentTest {
+  protected:
+    ChangeTogether() {
+        agent->init();
+        addEntry("gone", "10.0.0.0/8");
+        entries = {entry(0, "gone"), entry(9, "added")};
+        wanted = {{change::Entries, entries}, {change::Removed, ids("gone")}, {setting::Contact, "new"}};
+    }
+    static tn::message entry(uint32_t id, const std::string& name) {
+        return messageOf({{tn::field::ObjectId, id}, {contracts::snmp::community::Name, name}});
+    }
+    std::vector<uint32_t> ids(const std::string& name) { return {agent->communities().find(name)->id}; }
+    std::string apply(const Fields& fields) { return errorOf(agent->path(), change::kApply, fields); }
+    /// Ids and names of the entries, and the contact.
+    std::string state() {
+        std::string text = agent->settings().get(setting::Contact);
+        for (uint32_t id = 0; id < 20; ++id)
+            if (const Item* item = agent->communities().findId(id)) text += " " + std::to_string(id) + item->name;
+        return text;
+    }
+    Messages entries;
+    Fields wanted;
+};
+
+TEST_F(ChangeTogether, IsOneUndoRecordAndRefusedWhole) {
+    ScriptedOwner& supervisor = owner(contracts::supervisor::kPath);
+    const std::string before = state();
+    const Field contact{setting::Contact, "x"};
+    const auto refused = [&](const Fields& fields) {
+        EXPECT_NE(apply(fields), "");
+        EXPECT_EQ(state(), before);
+    };
+    refused({contact, {change::Removed, std::vector<uint32_t>{0}}});
+    refused({contact, {change::Entries, Messages{entry(3, "common")}}});
+    refused({contact, {change::Entries, Messages{entry(3, "a"), entry(3, "b")}}});
+    refused({contact, {change::Entries, Messages{entry(tn::kNoId, "a")}}});
+    EXPECT_THAT(supervisor.requests, IsEmpty());
+
+    EXPECT_EQ(apply(wanted), "");
+    EXPECT_EQ(state(), "new 0gone 9added");
+    restart();
+    EXPECT_EQ(state(), "new 0gone 9added");
+    ASSERT_THAT(supervisor.requests, SizeIs(1));
+    tn::message undo = supervisor.requests[0].get_message(tn::undo::Old);
+    undo.insert_bool(tn::field::NoUndo, true);
+    EXPECT_EQ(tn::getError(agent->exchangeMessage(undo)), "");
+    EXPECT_EQ(state(), before);
+    EXPECT_TRUE(agent->communities().find("common")->addresses.empty()) << "the undo opened it";
+    EXPECT_THAT(supervisor.requests, SizeIs(1));
+}
+
+TEST_F(ChangeTogether, IsCompletedByTheNextStartWhateverHadBeenWritten) {
+    const tn::message request = messageOf(wanted);
+    for (const bool isHalfMade : {false, true}) {
+        if (isHalfMade) (void)agent->communities().apply(messageOf({{change::Entries, entries}}));
+        agent.reset();
+        EXPECT_TRUE(tn::Store("/tern/store/snmpd").set(contracts::snmp::store::kPending, request));
+        restart();
+        EXPECT_EQ(state(), "new 0gone 9added");
+        EXPECT_FALSE(tn::Store("/tern/store/snmpd").find(contracts::snmp::store::kPending));
+        AgentTest::change({{setting::Contact, "old"}});
+    }
+    agent.reset();
+    const tn::message bad = messageOf({{setting::Contact, "x"}, {change::Removed, std::vector<uint32_t>{0}}});
+    EXPECT_TRUE(tn::Store("/tern/store/snmpd").set(contracts::snmp::store::kPending, bad));
+    EXPECT_THAT(said([this] { restart(); }), HasSubstr("pending change of settings not made: can not remove"));
+    EXPECT_EQ(state(), "old 0gone 9added");
+    EXPECT_FALSE(tn::Store("/tern/store/snmpd").find(contracts::snmp::store::kPending));
 }
 
 /// Calls its hook for each Get and Set, and answers with an error.
