@@ -41,6 +41,16 @@ Json toJson(const Access& access) {
             {"limited", access.limited}, {"addresses", from},          {"everyone", access.toEveryone()}};
 }
 
+/// @param what  the consequence, in lower case
+void confirm(Console& console, std::string what) {
+    if (!console.interactive) throw Failure(kUsage, what + ": nothing changed; use --yes to confirm");
+    what.front() = 'T';
+    console.err << what << ". Continue? [y/N] " << std::flush;
+    std::string answer;
+    std::getline(console.in, answer);
+    if (answer != "y" && answer != "Y" && answer != "yes") throw Failure(kFailed, "nothing changed");
+}
+
 }  // namespace
 
 bool Access::toEveryone() const { return grants() && std::any_of(from.begin(), from.end(), isEverywhere); }
@@ -86,15 +96,22 @@ Access accessAfter(const tn::message& entry, const tn::message& change) {
 bool confirmAccess(const Session& session, const std::vector<Access>& accesses) {
     const bool open = std::any_of(accesses.begin(), accesses.end(), [](const Access& a) { return a.toEveryone(); });
     if (!open || session.options.yes) return false;
-    Console& console = session.console;
-    for (const Access& access : accesses) console.err << access.text() << '\n';
-    if (!console.interactive)
-        throw Failure(kUsage, "this grants access to all addresses: nothing changed; use --yes to confirm");
-    console.err << "This grants access to all addresses. Continue? [y/N] " << std::flush;
-    std::string answer;
-    std::getline(console.in, answer);
-    if (answer != "y" && answer != "Y" && answer != "yes") throw Failure(kFailed, "nothing changed");
+    for (const Access& access : accesses) session.console.err << access.text() << '\n';
+    confirm(session.console, "this grants access to all addresses");
     return true;
+}
+
+void confirmEngineId(const Session& session, const std::vector<tn::message>& entries) {
+    std::string users;
+    for (const tn::message& entry : entries)
+        if (entry.get_u32(community::Security) != snmp::security::None)
+            users += (users.empty() ? "" : ", ") + tn::escaped(entry.get_string(community::Name));
+    if (users.empty() || session.options.yes) return;
+    session.console.err << "The keys of SNMPv3 users are made from their passwords and the engine id: those of "
+                        << users
+                        << " change.\nStations discover the new engine id; those that store localised keys, and trap "
+                           "receivers, must be configured again.\n";
+    confirm(session.console, "this changes the keys of all SNMPv3 users");
 }
 
 void printAccess(const Session& session, const std::vector<Access>& accesses) {

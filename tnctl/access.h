@@ -43,6 +43,10 @@ struct Access {
 /// @return true if the access was printed with the prompt
 bool confirmAccess(const Session& session, const std::vector<Access>& accesses);
 
+/// Prompts for confirmation before the engine id changes if one of these entries needs authentication, as confirmAccess
+/// does.
+void confirmEngineId(const Session& session, const std::vector<tn::message>& entries);
+
 /// Prints the access, one line each or as a JSON array.
 void printAccess(const Session& session, const std::vector<Access>& accesses);
 

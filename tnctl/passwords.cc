@@ -107,6 +107,7 @@ void checkOne(tn::string_id number, std::string_view name, bool needed, const tn
 }  // namespace
 
 std::string readPassword(const Console& console, const Word& word, std::string_view value) {
+    if (value.starts_with("@@")) return std::string(value.substr(1));
     if (value.starts_with('@')) return fromFile(word, std::string(value.substr(1)));
     if (value != "-") return std::string(value);
     if (console.interactive) return fromTerminal(console, word.name);

@@ -9,8 +9,8 @@
 namespace tnctl {
 
 /// The password for the value of a word: for "-" a line of standard input (at a terminal with a prompt and without
-/// echo), for "@FILE" the first line of a file, else the value itself. Throws Failure (kUsage) if there is no line to
-/// read; at a terminal the password is then empty.
+/// echo), for "@FILE" the first line of a file, for "@@TEXT" the text "@TEXT", else the value itself. Throws Failure
+/// (kUsage) if there is no line to read; at a terminal the password is then empty.
 [[nodiscard]] std::string readPassword(const Console& console, const Word& word, std::string_view value);
 
 /// Adds the passwords that a user's security level needs and that it doesn't have yet: for `file`, one on each line,

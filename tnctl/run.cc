@@ -3,13 +3,18 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <functional>
+#include <map>
+#include <memory>
 #include <optional>
 #include <ostream>
+#include <utility>
 
 #include "tn/log.h"
 #include "tn/paths.h"
 #include "tnctl/community_commands.h"
+#include "tnctl/completion.h"
 #include "tnctl/failure.h"
+#include "tnctl/import_command.h"
 #include "tnctl/message_commands.h"
 #include "tnctl/nearest.h"
 #include "tnctl/plugin_commands.h"
@@ -24,6 +29,18 @@ namespace tnctl {
 
 namespace {
 
+/// Help without the types and ranges of the parser.
+class HelpText : public CLI::Formatter {
+  public:
+    HelpText() {
+        label("SUBCOMMAND", "COMMAND");
+        label("Positionals", "Arguments");
+    }
+    std::string make_option_opts(const CLI::Option* option) const override {
+        return option->get_option_text().empty() ? "" : " " + option->get_option_text();
+    }
+};
+
 /// One command line: its words, and the tree of commands that parses them.
 class CommandLine {
   public:
@@ -36,15 +53,21 @@ class CommandLine {
         app_.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     }
     void perform(Console& console);
+    /// Prints what can stand in place of the last word, one line each: for completion by shells.
+    void complete(const std::vector<std::string>& words, Console& console);
     /// Prints the text of --help or --version, or the usage error. @return exit code
     int explain(const CLI::ParseError& error, Console& console);
 
   private:
     using Action = std::function<void(const Session&)>;
+    void addHelp(CLI::App* parent);  ///< "help" as a command
+    /// "show" as a command, for what `parent` shows without a command or with "list".
+    void addShowing(CLI::App* parent, Action action);
     CLI::App* add(CLI::App* parent, const std::string& name, const std::string& help, const std::string& examples);
     void perform(CLI::App* command, Action action) { actions_.emplace_back(command, std::move(action)); }
 
     [[nodiscard]] static std::vector<std::string> commandNames(CLI::App& level);
+    [[nodiscard]] static CLI::App* commandIn(CLI::App& level, const std::string& name);  ///< nullptr if there is none
     /// Options of this command and of the whole program, with "--".
     [[nodiscard]] std::vector<std::string> optionNames(CLI::App& level);
 
@@ -55,11 +78,14 @@ class CommandLine {
     void addShow(CLI::App* group, const std::string& examples);
     void addTraps(CLI::App* snmp);
     void addPlugins();
+    void addBackup();
     void addStatus();
     void addSupervisor();
     void addMessages();
     void addYes(CLI::App* command) {
-        command->add_flag("--yes", options_.yes, "Don't ask for confirmation before granting access to all addresses");
+        command->add_flag(
+            "--yes", options_.yes,
+            "Don't ask for confirmation before granting access to all addresses, or changing users' keys");
     }
     void addForce(CLI::App* command) {
         command->add_flag("--force", options_.force,
@@ -70,39 +96,45 @@ class CommandLine {
     }
     void addWords(CLI::App* command, std::span<const Word> words, bool required = true) {
         command->add_option("ASSIGNMENTS", words_, "KEY=VALUE ..., see below")->required(required);
+        completed_[command] = words;
         command->footer("Keys:\n" + helpOnWords(words) + "\n" + command->get_footer());
     }
 
     CLI::App app_{"Configure, monitor and debug the SNMP agent and the daemons it queries", "tnctl"};
     Options options_;
+    ImportOptions import_;
     double timeout_ = std::chrono::duration<double>(tn::kExchangeTimeout).count();  // seconds
     std::string name_, path_, command_;
     std::optional<std::string> id_, notification_, passwordsFrom_;
     std::optional<double> interval_;  // seconds
     std::vector<std::string> words_;
-    std::vector<std::pair<CLI::App*, Action>> actions_;  ///< inner commands before those that hold them
+    std::map<const CLI::App*, std::span<const Word>> completed_;  ///< commands with assignments
+    std::vector<std::pair<CLI::App*, Action>> actions_;           ///< inner commands before those that hold them
 };
 
 CommandLine::CommandLine() {
+    app_.formatter(std::make_shared<HelpText>());
+    app_.set_help_flag("-h,--help", "Print this text");
     app_.fallthrough();
     app_.require_subcommand(1);
     app_.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     app_.add_option_function<std::string>(
             "--root", [](const std::string& folder) { tn::setRoot(folder); },
             "Root folder of the daemons' sockets (default: $TERN_ROOT, or /)")
-        ->type_name("DIR");
+        ->option_text("DIR");
     app_.add_flag("--json", options_.json, "Print JSON instead of columns");
     app_.add_option("--timeout", timeout_, "Seconds to wait for a reply")
-        ->type_name("S")
-        ->check(CLI::Range(0.001, 3600.0))
-        ->capture_default_str();
-    app_.set_version_flag("--version", "tnctl " TARNIX_VERSION);
+        ->option_text("S [6]")
+        ->check(CLI::Range(0.001, 3600.0));
+    app_.set_version_flag("--version", "tnctl " TARNIX_VERSION, "Print the version");
     app_.footer(
         "Examples:\n  tnctl snmp\n  tnctl snmp set enabled=yes contact=noc\n  tnctl snmp community list\n  tnctl "
         "status\n"
         "Each command has its own --help. Exit status: 0 success, 1 refused or failed, 2 usage error");
+    addHelp(&app_);
     addSnmp();
     addPlugins();
+    addBackup();
     addStatus();
     addSupervisor();
     addMessages();
@@ -112,17 +144,45 @@ CLI::App* CommandLine::add(CLI::App* parent, const std::string& name, const std:
                            const std::string& examples) {
     CLI::App* command = parent->add_subcommand(name, help);
     command->require_subcommand(0, 1);
+    command->group("Commands");
     command->footer("Examples:\n" + examples);
     return command;
 }
 
+void CommandLine::addHelp(CLI::App* parent) {
+    CLI::App* help = parent->add_subcommand("help", "")->group("");
+    help->add_option("COMMAND", words_, "Print help on this command");
+    actions_.emplace_back(help, [this, parent](const Session& session) {
+        CLI::App* command = parent;
+        for (const std::string& word : words_) {
+            command = commandIn(*command, word);
+            if (command == nullptr) throw Failure(kUsage, tn::escaped(word) + ": no such command");
+        }
+        // Not App::help, which prints the help on the command that was given: this one.
+        std::string name = command->get_name();
+        for (const CLI::App* outer = command->get_parent(); outer != nullptr; outer = outer->get_parent())
+            name.insert(0, outer->get_name() + " ");
+        session.console.out << command->get_formatter()->make_help(command, name, CLI::AppFormatMode::Normal);
+    });
+}
+
+void CommandLine::addShowing(CLI::App* parent, Action action) {
+    perform(parent->add_subcommand("show", "")->group(""), std::move(action));
+}
+
 void CommandLine::addSnmp() {
     CLI::App* snmp = add(&app_, "snmp", "Show or change the agent's settings", "  tnctl snmp\n  tnctl --json snmp");
+    addHelp(snmp);
+    addShowing(snmp, showSettings);
+    addShowing(&app_, showSettings);
     CLI::App* set = add(snmp, "set", "Change the named settings and leave the others unchanged",
                         "  tnctl snmp set enabled=yes contact=\"noc\" location=\"rack 4\" engine-id=core1\n"
                         "  tnctl snmp set trap-version=2c trap-community=monitor trap-targets=192.0.2.1,2001:db8::1");
     addWords(set, settingWords());
     addYes(set);
+    CLI::App* reset = add(snmp, "reset", "Return to the settings of a new agent, without access for anyone",
+                          "  tnctl snmp reset\n  tnctl undo");
+    perform(reset, resetSettings);
     addCommunity(snmp);
     addUser(snmp);
     addTraps(snmp);
@@ -133,6 +193,7 @@ void CommandLine::addSnmp() {
 void CommandLine::addCommunity(CLI::App* snmp) {
     CLI::App* community = add(snmp, "community", "Manage communities and SNMPv3 users", "  tnctl snmp community list");
     community->require_subcommand(1);
+    addHelp(community);
 
     CLI::App* list = add(community, "list", "List communities and SNMPv3 users",
                          "  tnctl snmp community list\n  tnctl --json snmp community list");
@@ -168,6 +229,7 @@ void CommandLine::addUser(CLI::App* snmp) {
                          "  tnctl snmp user add ops addresses=192.0.2.7/32\n"
                          "To list, change and remove users, use tnctl snmp community: users are entries of its list.");
     user->require_subcommand(1);
+    addHelp(user);
 
     CLI::App* added =
         add(user, "add", "Add an SNMPv3 user with the level private, SHA-256 and AES-128, unless others are given",
@@ -179,7 +241,7 @@ void CommandLine::addUser(CLI::App* snmp) {
         ->add_option("--passwords-from", passwordsFrom_,
                      "Read the authentication password and the encryption password from two lines of FILE (- for "
                      "standard input) instead of prompting for them")
-        ->type_name("FILE");
+        ->option_text("FILE");
     addYes(added);
     addForce(added);
     addSecrets(added);
@@ -201,6 +263,8 @@ void CommandLine::addTraps(CLI::App* snmp) {
                          "  tnctl snmp trap list\n"
                          "  tnctl snmp set trap-generators=start-trap,interfaces interfaces=all");
     trap->require_subcommand(1);
+    addHelp(trap);
+    addShowing(trap, listGenerators);
 
     CLI::App* list = add(trap, "list", "List the trap generators", "  tnctl snmp trap list");
     perform(list, listGenerators);
@@ -215,6 +279,8 @@ void CommandLine::addTraps(CLI::App* snmp) {
 void CommandLine::addPlugins() {
     CLI::App* plugin = add(&app_, "plugin", "Show, enable or disable the agent's plug-ins", "  tnctl plugin list");
     plugin->require_subcommand(1);
+    addHelp(plugin);
+    addShowing(plugin, listPlugins);
 
     CLI::App* list = add(plugin, "list", "List the plug-ins: what they serve, or why they were refused",
                          "  tnctl plugin list\n  tnctl --json plugin list");
@@ -228,6 +294,24 @@ void CommandLine::addPlugins() {
         switched->add_option("NAME", name_, "Name of the plug-in's file, without .so")->required();
         perform(switched, [this, isEnabled](const Session& session) { switchPlugin(session, name_, isEnabled); });
     }
+}
+
+void CommandLine::addBackup() {
+    CLI::App* exported = add(&app_, "export", "Print settings, communities and users as commands for import",
+                             "  tnctl export --secrets > settings\n"
+                             "  tnctl export --secrets | ssh OTHER tnctl import -");
+    addSecrets(exported);
+    perform(exported, exportSettings);
+
+    CLI::App* imported = add(&app_, "import", "Apply a file of commands, as one change that can be undone",
+                             "  tnctl import --dry-run settings\n  tnctl import settings\n"
+                             "  tnctl import --snmpd-conf /etc/snmp/snmpd.conf");
+    imported->add_option("FILE", import_.file, "As written by tnctl export; - for standard input")->required();
+    imported->add_flag("--dry-run", import_.isDryRun, "Show the differences and change nothing");
+    imported->add_flag("--snmpd-conf", import_.isSnmpdConf,
+                       "Translate a configuration of Net-SNMP's agent, and name the lines that can't be translated");
+    addYes(imported);
+    perform(imported, [this](const Session& session) { importSettings(session, import_); });
 }
 
 void CommandLine::addStatus() {
@@ -248,6 +332,8 @@ void CommandLine::addSupervisor() {
 
     CLI::App* undo = add(&app_, "undo", "Undo the newest change, or list the changes that can be undone",
                          "  tnctl undo list\n  tnctl undo\n  tnctl undo 17");
+    addHelp(undo);
+    addShowing(undo, listUndo);
     undo->add_option("ID", id_, "Undo this change instead of the newest");
     CLI::App* list = add(undo, "list", "List the changes that can be undone, newest last", "  tnctl undo list");
     perform(list, listUndo);
@@ -286,8 +372,15 @@ void CommandLine::perform(Console& console) {
 
 std::vector<std::string> CommandLine::commandNames(CLI::App& level) {
     std::vector<std::string> names;
-    for (const CLI::App* command : level.get_subcommands({})) names.push_back(command->get_name());
+    for (const CLI::App* command : level.get_subcommands({}))
+        if (!command->get_group().empty()) names.push_back(command->get_name());
     return names;
+}
+
+CLI::App* CommandLine::commandIn(CLI::App& level, const std::string& name) {
+    for (CLI::App* command : level.get_subcommands({}))
+        if (command->get_name() == name) return command;
+    return nullptr;
 }
 
 std::vector<std::string> CommandLine::optionNames(CLI::App& level) {
@@ -297,6 +390,41 @@ std::vector<std::string> CommandLine::optionNames(CLI::App& level) {
             if (option->nonpositional() && (from == &app_ || option != from->get_help_ptr()))
                 names.push_back("--" + option->get_lnames().front());
     return names;
+}
+
+void CommandLine::complete(const std::vector<std::string>& words, Console& console) {
+    CLI::App* level = &app_;
+    bool isValue = false;  // the word is an option's
+    for (size_t i = 0; i + 1 < words.size(); ++i) {
+        if (isValue && words[i - 1] == "--root") tn::setRoot(words[i]);
+        const bool wasValue = std::exchange(isValue, false);
+        if (wasValue) continue;
+        if (words[i].starts_with("--")) {
+            const CLI::Option* option = level->get_option_no_throw(words[i]);
+            if (option == nullptr) option = app_.get_option_no_throw(words[i]);
+            isValue = option != nullptr && option->get_expected_min() > 0;
+        } else if (CLI::App* inner = commandIn(*level, words[i])) {
+            level = inner;
+        }
+    }
+    const std::string typed = words.empty() ? "" : words.back();
+    std::vector<std::string> candidates;
+    if (isValue) return;
+    if (typed.starts_with("-")) {
+        candidates = optionNames(*level);
+    } else {
+        candidates = commandNames(*level);
+        const bool isNamed = level->get_option_no_throw("NAME") != nullptr && words.size() >= 2 &&
+                             words[words.size() - 2] == level->get_name() && level->get_name() != "add" &&
+                             level->get_parent()->get_name() != "plugin";
+        const auto assigned = completed_.find(level);
+        if (isNamed)
+            candidates = completeEntry();
+        else if (assigned != completed_.end())
+            candidates = completeWord(assigned->second, typed);
+    }
+    for (const std::string& candidate : candidates)
+        if (candidate.starts_with(typed)) console.out << candidate << '\n';
 }
 
 int CommandLine::explain(const CLI::ParseError& error, Console& console) {
@@ -327,6 +455,10 @@ int CommandLine::explain(const CLI::ParseError& error, Console& console) {
 int run(const std::vector<std::string>& arguments, Console console) {
     CommandLine line;
     int code = kDone;
+    if (!arguments.empty() && arguments.front() == "complete") {
+        line.complete({arguments.begin() + 1, arguments.end()}, console);
+        return kDone;
+    }
     try {
         line.parse(arguments);
         line.perform(console);

@@ -5,7 +5,7 @@
 #include "contracts/snmp.h"
 #include "tnctl/access.h"
 #include "tnctl/client.h"
-#include "tnctl/community_commands.h"
+#include "tnctl/configuration.h"
 #include "tnctl/id_names.h"
 #include "tnctl/listing.h"
 #include "tnctl/snmp_words.h"
@@ -18,24 +18,10 @@ namespace setting = snmp::setting;
 
 namespace {
 
-// References as typed, see value_types.h.
-constexpr tn::string_id kCommunityReference{setting::TrapCommunity.number};
-constexpr tn::string_array_id kGeneratorReferences{setting::TrapGenerators.number};
-constexpr tn::string_array_id kInterfaceReferences{setting::Interfaces.number};
-
-// Generators and interfaces by their ids.
-void resolveReferences(const Client& client, tn::message& change) {
-    if (change.has(kGeneratorReferences)) {
-        const auto& typed = change.get_string_array(kGeneratorReferences);
-        change.insert_u32_array(setting::TrapGenerators, idsCalled(generatorNames(client), "trap generator", typed));
-        change.remove(kGeneratorReferences);
-    }
-    if (change.has(kInterfaceReferences)) {
-        const auto& typed = change.get_string_array(kInterfaceReferences);
-        change.insert_message_array(setting::Interfaces,
-                                    interfaceFilter(idsCalled(interfaceNames(client), "interface", typed)));
-        change.remove(kInterfaceReferences);
-    }
+bool changesEngineId(const Client& client, const tn::message& change) {
+    if (!change.has(setting::EngineId)) return false;
+    const std::string current = client.ask(snmp::kSettingsPath, tn::cmd::Get).get_string(setting::EngineId);
+    return !current.empty() && current != change.get_string(setting::EngineId);
 }
 
 }  // namespace
@@ -54,14 +40,14 @@ void setSettings(const Session& session, const std::vector<std::string>& words) 
         parseWords(settingWords(), words, [](const Word&, std::string_view value) { return std::string(value); });
     const bool enables = change.get_bool(setting::Enabled);
     const Client client(session.options.timeout);
+    const bool newEngine = changesEngineId(client, change);
     std::vector<tn::message> communities;
-    if (enables || change.has(kCommunityReference)) communities = client.list(snmp::kCommunitiesPath);
-    if (change.has(kCommunityReference)) {
-        const tn::message& sender = communityCalled(communities, change.get_string(kCommunityReference));
-        change.insert_u32(setting::TrapCommunity, sender.get_u32(tn::field::ObjectId));
-        change.remove(kCommunityReference);
-    }
-    resolveReferences(client, change);
+    if (enables || newEngine || change.has(kCommunityReference)) communities = client.list(snmp::kCommunitiesPath);
+    ReferenceNames names;
+    if (change.has(kGeneratorReferences)) names.generators = generatorNames(client);
+    if (change.has(kInterfaceReferences)) names.interfaces = interfaceNames(client);
+    resolveReferences(communities, names, change);
+    if (newEngine) confirmEngineId(session, communities);
     std::vector<Access> access;
     if (enables)
         for (const tn::message& entry : communities) access.push_back(accessOf(entry));

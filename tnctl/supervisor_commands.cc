@@ -8,6 +8,8 @@
 #include "contracts/supervisor.h"
 #include "tn/log.h"
 #include "tnctl/client.h"
+#include "tnctl/configuration.h"
+#include "tnctl/differences.h"
 #include "tnctl/failure.h"
 #include "tnctl/listing.h"
 #include "tnctl/numbers.h"
@@ -48,6 +50,31 @@ uint32_t recordId(const std::string& text) {
     return static_cast<uint32_t>(*id);
 }
 
+/// Reads what changed from whole records, which contain passwords: members of the group may not read them.
+class ChangeReader {
+  public:
+    explicit ChangeReader(const Client& client) : client_(client) {}
+
+    std::vector<std::string> changesOf(uint32_t id) {
+        if (!mayRead_) return {};
+        tn::message which;
+        which.insert_u32(field::ObjectId, id);
+        try {
+            const tn::message record = client_.ask(kJournal, tn::cmd::GetObj, std::move(which));
+            if (!names_) names_ = referenceNames(client_, {});
+            return differencesOf(record, *names_);
+        } catch (const Failure&) {
+            mayRead_ = false;
+            return {};
+        }
+    }
+
+  private:
+    const Client& client_;
+    bool mayRead_ = true;
+    std::optional<ReferenceNames> names_;
+};
+
 }  // namespace
 
 void listProcesses(const Session& session) {
@@ -63,12 +90,22 @@ void listProcesses(const Session& session) {
 }
 
 void listUndo(const Session& session) {
+    const Client client(session.options.timeout);
+    ChangeReader reader(client);
     std::vector<Json> rows;
-    for (const tn::message& record : Client(session.options.timeout).list(kJournal)) {
+    for (const tn::message& record : client.list(kJournal)) {
         const uint32_t when = record.get_u32(undo::When);
-        rows.push_back({{"id", record.get_u32(field::ObjectId)},
-                        {"when", session.options.json ? Json(when) : Json(timeText(when))},
-                        {"text", record.get_string(undo::Text)}});
+        Json& row = rows.emplace_back(Json{{"id", record.get_u32(field::ObjectId)},
+                                           {"when", session.options.json ? Json(when) : Json(timeText(when))},
+                                           {"text", record.get_string(undo::Text)}});
+        const std::vector<std::string> changes = reader.changesOf(record.get_u32(field::ObjectId));
+        if (session.options.json) {
+            row["changes"] = changes;
+            continue;
+        }
+        std::string what;
+        for (const std::string& change : changes) what += (what.empty() ? "" : "; ") + change;
+        if (!what.empty()) row["text"] = what;
     }
     printList(session, {{"ID", "id"}, {"WHEN", "when"}, {"WHAT", "text"}}, rows);
 }

@@ -13,7 +13,7 @@ MAY_INCLUDE = {
     "plugins": ["tn", "contracts", "agent"],
     "wire": [],
     "tests": ["tn", "contracts", "agent", "hostd", "tnctl", "wire"],
-    "fuzz": ["tn", "contracts", "agent", "hostd", "tests", "wire"],
+    "fuzz": ["tn", "contracts", "agent", "hostd", "tnctl", "tests", "wire"],
     "bench": ["tn", "contracts", "wire"],
     "tools": ["agent"],
     # Lowest first: each folder may include the earlier ones that it lists.

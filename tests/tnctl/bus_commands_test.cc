@@ -12,6 +12,8 @@ class Undo : public CommandTest {
         old.insert_u32(tn::field::ObjectId, 2);
         tn::message record = journal.rows[1];
         record.insert_message(tn::undo::Old, old);
+        record.insert_message(tn::undo::New, parseFields({"0xfe0001:u32=2", "5:string=ops", "11:string=geheim",
+                                                          "27:message[]={8:be32=10.0.0.0 9:be32=255.0.0.0}"}));
         journal.answers[tn::cmd::GetObj] = record;
     }
 };
@@ -33,7 +35,21 @@ TEST_F(Undo, KeepsTheRecordWhenItsOwnerRefuses) {
 
 TEST_F(Undo, ListsItsRecordsWithoutSecretsAndReportsWhenThereAreNone) {
     ASSERT_EQ(type("--json undo list"), kDone) << err;
-    EXPECT_EQ(Json::parse(out)[1], (Json{{"id", 9}, {"when", 1700000000}, {"text", "added snmp community"}}));
+    const std::string changes{"community ops: added: ops may read from 10.0.0.0/8 with SNMPv1, v2c or v3"};
+    EXPECT_EQ(
+        Json::parse(out)[1],
+        (Json{{"id", 9}, {"when", 1700000000}, {"text", "added snmp community"}, {"changes", Json::array({changes})}}));
+    tn::message change = tn::request(std::vector<uint32_t>{34}, tn::cmd::Set);
+    tn::message setting;
+    setting.insert_message(tn::undo::New, parseFields({"2:string=hello"}));
+    change.insert_string(contracts::snmp::setting::Contact, "noc");
+    setting.insert_message(tn::undo::Old, change);
+    std::swap(journal.answers[tn::cmd::GetObj], setting);
+    ASSERT_EQ(type("undo list"), kDone) << err;
+    EXPECT_THAT(out, HasSubstr("contact: noc -> hello\n"));
+    std::swap(journal.answers[tn::cmd::GetObj], setting);
+    ASSERT_EQ(type("undo show"), kDone) << err;
+    EXPECT_THAT(out, Not(HasSubstr("geheim")));
     EXPECT_EQ(type("undo lst"), kUsage);
     tn::message secret;
     secret.insert_message(tn::undo::Old, parseFields({"12:string=geheim"}));
