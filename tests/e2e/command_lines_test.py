@@ -53,7 +53,7 @@ class Examples(unittest.TestCase):
     def setUp(self):
         self.agent = Deployment("node", agent_words=["--plugins", BUILD / "shipped-plugins"]).ends_with(self).start().open()
         self.key = self.agent.root / "key"
-        self.key.write_text("long enough a key\n")
+        self.key.write_text("long enough a key\nanother of this length\n")
         self.files = {"settings": self.agent.tnctl("export", "--secrets").out,
                       "/etc/snmp/snmpd.conf": "rocommunity old 192.0.2.0/24\n"}
         for name, text in self.files.items():
@@ -61,7 +61,11 @@ class Examples(unittest.TestCase):
 
     def run_example(self, line):
         line = re.split(r" [|>] ", line)[0]
+        if "user add" in line:
+            self.agent.tnctl("snmp", "community", "remove", "ops")
+            line = line.replace(" --passwords-from FILE", "") + " --passwords-from @FILE"
         words = [re.sub("@(FILE|/root/key)", f"@{self.key}", word) for word in shlex.split(line)[1:]]
+        words = [str(self.key) if words[i - 1] == "--passwords-from" else word for i, word in enumerate(words)]
         words = [str(self.agent.root / word.rpartition("/")[2]) if word in self.files else word for word in words]
         if {"watch", "--watch"} & set(words):  # it never ends by itself
             watcher = Daemon([program("tnctl"), "--root", self.agent.root, *words], self.agent.root / "watched")
