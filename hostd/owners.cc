@@ -17,6 +17,7 @@
 #include "contracts/queues.h"
 #include "contracts/routes.h"
 #include "contracts/scripts.h"
+#include "contracts/sensors.h"
 #include "contracts/supervisor.h"
 #include "contracts/system.h"
 #include "hostd/inet/addresses.h"
@@ -33,6 +34,7 @@
 #include "hostd/machine/usb.h"
 #include "hostd/machine/usb_reset.h"
 #include "hostd/sensors/health.h"
+#include "hostd/sensors/sensor_table.h"
 #include "hostd/services/guests.h"
 #include "hostd/services/machined.h"
 #include "hostd/services/proxy.h"
@@ -88,6 +90,10 @@ constexpr PluginOwner kPluginOwners[] = {
     // mib2: {24, 1030} to {24, 1039}
 
     // sensors: {24, 1070} to {24, 1079}
+    {contracts::sensors::kPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
+         return std::make_unique<SensorTable>([sysfs = shared.options.sysfs] { return readAllSensors(sysfs); });
+     }},
 
     // ucd: {24, 1010} to {24, 1019}
 };

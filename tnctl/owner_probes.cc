@@ -20,6 +20,7 @@
 #include "contracts/queues.h"
 #include "contracts/routes.h"
 #include "contracts/scripts.h"
+#include "contracts/sensors.h"
 #include "contracts/snmp_status.h"
 #include "contracts/system.h"
 #include "tn/looper.h"
@@ -63,6 +64,7 @@ const Owner kOwners[] = {
 /// Owners of data that only plug-ins show. They are listed once the agent has queried them.
 const Owner kPluginOwners[] = {
     {contracts::interface_stack::kPath, "interface stack"},
+    {contracts::sensors::kPath, "sensors"},
 };
 
 Json nameOfPlugins(const Path& path) {

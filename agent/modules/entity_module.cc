@@ -26,19 +26,11 @@ namespace pci_devices = contracts::pci_devices;
 namespace system_info = contracts::system_info;
 namespace usb_devices = contracts::usb_devices;
 
-// entPhysicalIndex of the chassis. That of a device is its id at its owner, with these bits set.
-constexpr uint32_t kChassisIndex = 0x10000;
+// entPhysicalIndex of a device is its id at its owner, with these bits set.
 constexpr uint32_t kPciIndexes = 0x20000;
 constexpr uint32_t kUsbIndexes = 0x40000;
 
-enum PhysicalClass : unsigned int { Unknown = 2, Chassis = 3 };  // entPhysicalClass
-
-struct Resource : Data {
-    unsigned int index = 0;
-    std::string mfgName, modelName, serial, name, descr;
-    unsigned int physicalClass = Unknown;
-    unsigned int containedIn = kChassisIndex;
-    std::string assetId, alias;
+struct Resource : Entity {
     void readKept(const tn::message& kept);
     static void chassis(Rows& rows);
     static bool writeChassis(const Data& row);
@@ -53,6 +45,8 @@ constexpr tn::string_id kAlias{2};
 constexpr unsigned int kMaxKept = 32;  // octets of each
 
 std::unique_ptr<tn::Store> openedStore;
+
+GetAllMultiProvider* entities = nullptr;  ///< the rows of entPhysicalTable
 
 tn::Store& entityStore() {
     if (openedStore == nullptr) openedStore = std::make_unique<tn::Store>("/tern/store/snmp_entity", 5);
@@ -85,7 +79,7 @@ void Resource::chassis(Rows& rows) {
         record->readKept(entityStore().get(kChassisRecord));
     }
     record->index = kChassisIndex;
-    record->physicalClass = Chassis;
+    record->physicalClass = static_cast<unsigned int>(PhysicalClass::Chassis);
     record->containedIn = 0;
 
     const tn::message system = tn::getLooper()->exchangeMessage(tn::request(system_info::kPath, tn::cmd::Get));
@@ -130,22 +124,22 @@ std::unique_ptr<Data> Resource::buildUSB(const tn::message& m) {
 
 // entPhysicalEntry
 constexpr auto kPhysicalEntry = under(kMib2, 47, 1, 1, 1, 1);
-constexpr Column<Resource> kPhysicalColumns[] = {
-    {1, "entPhysicalIndex", tag::Integer, &Resource::index},  // compat: 72
-    {2, "entPhysicalDescr", tag::OctetString, &Resource::descr},
+constexpr Column<Entity> kPhysicalColumns[] = {
+    {1, "entPhysicalIndex", tag::Integer, &Entity::index},  // compat: 72
+    {2, "entPhysicalDescr", tag::OctetString, &Entity::descr},
     {3, "entPhysicalVendorType", tag::ObjectIdentifier, ConstantOID{kZeroDotZero}},
-    {4, "entPhysicalContainedIn", tag::Integer, &Resource::containedIn},
-    {5, "entPhysicalClass", tag::Integer, &Resource::physicalClass},
+    {4, "entPhysicalContainedIn", tag::Integer, &Entity::containedIn},
+    {5, "entPhysicalClass", tag::Integer, &Entity::physicalClass},
     {6, "entPhysicalParentRelPos", tag::Integer, Constant{-1}},
-    {7, "entPhysicalName", tag::OctetString, &Resource::name},
+    {7, "entPhysicalName", tag::OctetString, &Entity::name},
     {8, "entPhysicalHardwareRev", tag::OctetString, ConstantText{""}},
     {9, "entPhysicalFirmwareRev", tag::OctetString, ConstantText{""}},
     {10, "entPhysicalSoftwareRev", tag::OctetString, ConstantText{""}},
-    {11, "entPhysicalSerialNum", tag::OctetString, &Resource::serial},
-    {12, "entPhysicalMfgName", tag::OctetString, &Resource::mfgName},
-    {13, "entPhysicalModelName", tag::OctetString, &Resource::modelName},
-    {14, "entPhysicalAlias", tag::OctetString, &Resource::alias, Access::ReadWrite, kMaxKept},
-    {15, "entPhysicalAssetID", tag::OctetString, &Resource::assetId, Access::ReadWrite, kMaxKept},
+    {11, "entPhysicalSerialNum", tag::OctetString, &Entity::serial},
+    {12, "entPhysicalMfgName", tag::OctetString, &Entity::mfgName},
+    {13, "entPhysicalModelName", tag::OctetString, &Entity::modelName},
+    {14, "entPhysicalAlias", tag::OctetString, &Entity::alias, Access::ReadWrite, kMaxKept},
+    {15, "entPhysicalAssetID", tag::OctetString, &Entity::assetId, Access::ReadWrite, kMaxKept},
     {16, "entPhysicalIsFRU", tag::Integer, Constant{2}},  // false
 };
 static_assert(ascending(kPhysicalColumns));
@@ -154,12 +148,16 @@ static_assert(ascending(kPhysicalColumns));
 
 void start_entity_module() {
     openedStore = nullptr;
-    auto* entities = keep<GetAllMultiProvider>();
+    entities = keep<GetAllMultiProvider>();
     entities->addSource(Resource::chassis, kChassisIndex, Resource::writeChassis);
     entities->addSource(oneRow<Resource::buildPCI>, pci_devices::kPath, object_class::kWhole, kPciIndexes);
     entities->addSource(oneRow<Resource::buildUSB>, usb_devices::kPath, object_class::kWhole, kUsbIndexes);
     MapTable* table = keepTable(entities, {{kPhysicalColumns[0], tn::field::ObjectId.number}});
     addTable(OID(kPhysicalEntry), "entPhysicalEntry", table, kPhysicalColumns);
+}
+
+void addEntities(GetAllProvider::BuildRows build, std::span<const uint32_t> path, uint32_t objectClass, uint32_t base) {
+    entities->addSource(build, path, objectClass, base);
 }
 
 }  // namespace snmp

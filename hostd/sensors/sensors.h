@@ -19,7 +19,7 @@ struct SensorReading {
 /// Finds the sensors, chooses one for each measure (chooseSensor) and reads it. It finds those of libsensors, named and
 /// labelled as sensors.conf(5) says, then those of findClassSensors(). libsensors always reads /sys, so it is left out
 /// for other trees. Only the chosen sensors and the inputs of power supplies are read: others may be slow, or wake a
-/// sleeping disk. Queries drivers, so it can block. For one thread at a time, since libsensors has global state.
+/// sleeping disk. Queries drivers, so it can block.
 /// @param sysfs  path of the kernel's device tree ("/sys")
 [[nodiscard]] SensorReading readSensors(const std::string& sysfs, const SensorChoice& choice);
 
