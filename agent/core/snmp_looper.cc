@@ -134,9 +134,18 @@ void SnmpLooper::disable() {
     leaveWhenIdle();
 }
 
-// With an inherited socket it stays: the service manager would start it again for each datagram, from whomever.
 void SnmpLooper::leaveWhenIdle() {
-    if (inherited_ < 0) setupLeave(kLeaveAfter);
+    setupLeave(kLeaveAfter);
+    // Datagrams in an inherited socket would make the service manager start the agent again.
+    if (inherited_ >= 0) {
+        addSocket(
+            inherited_,
+            [this](int, unsigned) {
+                discardDatagrams(inherited_);
+                setupLeave(kLeaveAfter);
+            },
+            EPOLLIN);
+    }
 }
 
 void SnmpLooper::receive() {

@@ -24,8 +24,7 @@ class SnmpLooper : public tn::Looper {
     ~SnmpLooper() override;
 
     /// Loads the settings and stores them with this start's engine boots (compat: 60). Opens the socket if the service
-    /// is enabled. While it is disabled, the process may exit when idle, unless it inherited the socket. Failures are
-    /// logged.
+    /// is enabled. While it is disabled, the process may exit when idle. Failures are logged.
     void init();
 
     /// Opens the socket, if it is closed. A failure is logged on standard error and leaves it closed.
@@ -71,7 +70,7 @@ class SnmpLooper : public tn::Looper {
     void receive();                 ///< called when the socket is readable
     void serveReceived();           ///< serves for kReceiveTime at most; the loop's next round serves the rest
     void adopt(Settings settings);  ///< makes them the current settings, for all parts of the agent
-    void leaveWhenIdle();           ///< lets the idle process exit, unless the service's socket is inherited
+    void leaveWhenIdle();           ///< lets the idle process exit; drops datagrams until then
     void flushRefusalsLater();      ///< logs repeated refusals when their minute is over
     void warnOfUsers() const;       ///< logs if SNMPv3 is insecure or can't be used
 
