@@ -22,7 +22,7 @@ const std::map<std::string, LogTarget> kLogTargets = {
 void addCommonOptions(CLI::App& app) {
     app.add_option_function<std::string>(
            "--root", [](const std::string& folder) { setRoot(folder); },
-           "Root folder of all files and sockets (default: $TERN_ROOT, or /)")
+           "Root folder of all files and sockets (default: $TERN_ROOT, or the installation's folders)")
         ->type_name("DIR")
         ->trigger_on_parse();
     app.add_option_function<std::string>(

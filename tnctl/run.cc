@@ -120,7 +120,7 @@ CommandLine::CommandLine() {
     app_.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     app_.add_option_function<std::string>(
             "--root", [](const std::string& folder) { tn::setRoot(folder); },
-            "Root folder of the daemons' sockets (default: $TERN_ROOT, or /)")
+            "Root folder of the daemons' sockets (default: $TERN_ROOT, or the installation's folders)")
         ->option_text("DIR");
     app_.add_flag("--json", options_.json, "Print JSON instead of columns");
     app_.add_option("--timeout", timeout_, "Seconds to wait for a reply")

@@ -6,7 +6,7 @@ import re
 import time
 import unittest
 
-from harness import BUILD, SYS_CONTACT, TREE, Daemon, eventually, not_tested, program, usable
+from harness import BUILD, SYS_CONTACT, Daemon, eventually, not_tested, program, usable
 from usm_test import Agent
 
 NOBODY = 65534
@@ -125,5 +125,5 @@ class Memory(unittest.TestCase):
             # Files of a process that can't be dumped belong to root: proc(5).
             self.assertEqual(pathlib.Path(f"/proc/{pid}/environ").stat().st_uid, 0)
         for unit in ("hostd", "node", "snmpd"):
-            text = (TREE / f"packaging/systemd/tarnix-{unit}.service.in").read_text()
+            text = (BUILD / f"packaging/systemd/tarnix-{unit}.service").read_text()
             self.assertIn("\nLimitCORE=0\nUMask=0077\n", text)
