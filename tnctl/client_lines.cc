@@ -188,13 +188,13 @@ Lines librenms(const Facts& f) {
     return lines;
 }
 
-struct Client {
+struct ManagerClient {
     std::string_view name;
     std::string_view title;
     Lines (*lines)(const Facts&);
 };
 
-constexpr Client kClients[] = {
+constexpr ManagerClient kClients[] = {
     {"snmpwalk", "snmpwalk (and snmpget, snmpset ...)", snmpwalk},
     {"prometheus", "Prometheus: snmp.yml of snmp_exporter 0.23 or later", prometheus},
     {"zabbix", "Zabbix: SNMP interface of the host", zabbix},
@@ -207,7 +207,7 @@ constexpr Client kClients[] = {
 std::vector<ClientLines> clientLines(const tn::message& entry, const Service& service, bool secrets) {
     const Facts facts = factsOf(entry, service, secrets);
     std::vector<ClientLines> all;
-    for (const Client& client : kClients) all.push_back({client.name, client.title, client.lines(facts)});
+    for (const ManagerClient& client : kClients) all.push_back({client.name, client.title, client.lines(facts)});
     return all;
 }
 
