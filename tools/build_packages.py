@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """build_packages.py: builds the Debian packages of the tree, with its uncommitted changes, and checks them with lintian.
-They are in build/package; everything else happens in a copy of the tree, build/package/source."""
+They are in build/packages; everything else happens in a copy of the tree, build/package/source."""
 import os
 import pathlib
 import re
@@ -37,7 +37,8 @@ def set_version(changelog):
 def main():
     source = copied_tree()
     set_version(source / "debian/changelog")
-    for old in [*trees.WORK.glob("*.deb"), *trees.WORK.glob("*.changes"), *trees.WORK.glob("*.buildinfo")]:
+    built_before = [file for kind in ("deb", "changes", "buildinfo") for file in trees.WORK.glob("*." + kind)]
+    for old in [*built_before, *trees.PACKAGES.glob("*.deb")]:
         old.unlink()
     environment = {**os.environ, "DEB_BUILD_OPTIONS": "noautodbgsym"}
     if shutil.which("ccache"):  # debhelper changes HOME
@@ -51,10 +52,12 @@ def main():
         sys.exit(f"build_packages: dpkg-buildpackage failed: see {log}")
     changes, = trees.WORK.glob("*.changes")
     run("lintian", "--allow-root", "--fail-on", "error,warning", str(changes))
+    trees.PACKAGES.mkdir(exist_ok=True)
     for package in sorted(trees.WORK.glob("*.deb")):
+        package = package.rename(trees.PACKAGES / package.name)
         installed = output("dpkg-deb", "--field", str(package), "Installed-Size").strip()
         print(f"{package.stat().st_size / 1024:7.0f} KiB, installed {int(installed):6d} KiB  "
-              f"{pathlib.Path(package).relative_to(trees.TREE)}")
+              f"{package.relative_to(trees.TREE)}")
 
 
 main()

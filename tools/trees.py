@@ -4,6 +4,7 @@ import shutil
 
 TREE = pathlib.Path(__file__).resolve().parents[1]
 WORK = TREE / "build/package"
+PACKAGES = TREE / "build/packages"
 
 
 def emptied(name):

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Boots a minimal Debian 12 in a container, build/package/root, and runs `installed` in it with the packages of
-build/package. The container has no network. Needs root."""
+build/packages. The container has no network. Needs root."""
 import hashlib
 import os
 import pathlib
@@ -156,7 +156,7 @@ def main():
         return
     if sys.argv[1:] != ["--inside"]:  # mounts made here stay in a namespace
         os.execvp("unshare", ["unshare", "--mount", "--propagation", "private", sys.executable, __file__, "--inside"])
-    packages = sorted(trees.WORK.glob("*.deb"))
+    packages = sorted(trees.PACKAGES.glob("*.deb"))
     root = made_root(packages)
     status = booted(root)
     trees.remove(root)
