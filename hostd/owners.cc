@@ -4,14 +4,17 @@
 
 #include <set>
 
+#include "contracts/activity.h"
 #include "contracts/addresses.h"
 #include "contracts/bridge.h"
 #include "contracts/devices.h"
 #include "contracts/disks.h"
+#include "contracts/file_systems.h"
 #include "contracts/guests.h"
 #include "contracts/health.h"
 #include "contracts/interface_stack.h"
 #include "contracts/interfaces.h"
+#include "contracts/memory.h"
 #include "contracts/neighbors.h"
 #include "contracts/proxy.h"
 #include "contracts/queues.h"
@@ -28,7 +31,11 @@
 #include "hostd/links/link_stack.h"
 #include "hostd/links/neighbors.h"
 #include "hostd/links/queues.h"
+#include "hostd/machine/activity.h"
+#include "hostd/machine/disk_activity.h"
 #include "hostd/machine/disk_table.h"
+#include "hostd/machine/file_systems.h"
+#include "hostd/machine/memory_sizes.h"
 #include "hostd/machine/pci.h"
 #include "hostd/machine/system.h"
 #include "hostd/machine/usb.h"
@@ -65,6 +72,12 @@ struct PluginOwner {
     std::unique_ptr<tn::Handler> (*make)(const Shared&);
 };
 
+/// Makes an owner that needs only the path of the kernel's process tree.
+template <class Owner>
+std::unique_ptr<tn::Handler> makeFrom(const Shared& shared) {
+    return std::make_unique<Owner>(shared.options.proc);
+}
+
 /// The owners of data that only plug-ins show, by the plug-in that needs them. They exist whether or not it is loaded,
 /// so they must read nothing before the first request, and hold nothing that costs memory.
 constexpr PluginOwner kPluginOwners[] = {
@@ -96,6 +109,11 @@ constexpr PluginOwner kPluginOwners[] = {
      }},
 
     // ucd: {24, 1010} to {24, 1019}
+    {contracts::file_systems::kPath, makeFrom<FileSystems>},
+    {contracts::memory::kPath, makeFrom<MemorySizes>},
+    {contracts::activity::kPath, makeFrom<Activity>},
+    {contracts::load_averages::kPath, makeFrom<LoadAverages>},
+    {contracts::disk_activity::kPath, makeFrom<DiskActivity>},
 };
 
 }  // namespace

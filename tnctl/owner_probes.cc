@@ -7,14 +7,17 @@
 #include <span>
 #include <string_view>
 
+#include "contracts/activity.h"
 #include "contracts/addresses.h"
 #include "contracts/bridge.h"
 #include "contracts/devices.h"
 #include "contracts/disks.h"
+#include "contracts/file_systems.h"
 #include "contracts/guests.h"
 #include "contracts/health.h"
 #include "contracts/interface_stack.h"
 #include "contracts/interfaces.h"
+#include "contracts/memory.h"
 #include "contracts/neighbors.h"
 #include "contracts/proxy.h"
 #include "contracts/queues.h"
@@ -64,6 +67,11 @@ const Owner kOwners[] = {
 /// Owners of data that only plug-ins show. They are listed once the agent has queried them.
 const Owner kPluginOwners[] = {
     {contracts::interface_stack::kPath, "interface stack"},
+    {contracts::file_systems::kPath, "file systems"},
+    {contracts::memory::kPath, "memory"},
+    {contracts::activity::kPath, "activity"},
+    {contracts::load_averages::kPath, "load averages"},
+    {contracts::disk_activity::kPath, "disk activity"},
     {contracts::sensors::kPath, "sensors"},
 };
 

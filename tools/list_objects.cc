@@ -23,6 +23,7 @@ const char* syntaxName(uint8_t syntax) {
         {tag::Counter32, "Counter32"},
         {tag::Gauge32, "Gauge32"},
         {tag::TimeTicks, "TimeTicks"},
+        {tag::Opaque, "Opaque"},
         {tag::Counter64, "Counter64"},
     };
     return names.at(syntax);

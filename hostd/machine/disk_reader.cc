@@ -32,8 +32,8 @@ struct DiskReader::Work {
     size_t answered = 0;                            ///< number of queries that have ended; never reset
 };
 
-DiskReader::DiskReader(std::string proc, DiskSizer sizeOf, std::chrono::milliseconds maxAge)
-    : proc_(std::move(proc)), maxAge_(maxAge), work_(std::make_shared<Work>()) {
+DiskReader::DiskReader(std::string proc, DiskSizer sizeOf, std::chrono::milliseconds maxAge, MountChoice choice)
+    : proc_(std::move(proc)), maxAge_(maxAge), choice_(choice), work_(std::make_shared<Work>()) {
     work_->sizeOf = std::move(sizeOf);
 }
 
@@ -83,7 +83,7 @@ void DiskReader::queue(const std::vector<Mount>& mounts) {
 }
 
 Reading<Disk> DiskReader::read() {
-    std::vector<Mount> mounts = parseMountinfo(readFile(proc_ + "/self/mountinfo"));
+    std::vector<Mount> mounts = parseMountinfo(readFile(proc_ + "/self/mountinfo"), choice_);
     std::unique_lock lock(work_->mutex);
     queue(mounts);
     const auto end = Clock::now() + kTimeout;

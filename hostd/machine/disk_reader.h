@@ -26,7 +26,8 @@ class DiskReader {
     /// @param proc    path of the kernel's process tree ("/proc"), for the mount list
     /// @param sizeOf  runs on helper threads, several at once, which may outlive this object
     /// @param maxAge  of a size
-    DiskReader(std::string proc, DiskSizer sizeOf, std::chrono::milliseconds maxAge = kMaxReadingAge);
+    DiskReader(std::string proc, DiskSizer sizeOf, std::chrono::milliseconds maxAge = kMaxReadingAge,
+               MountChoice choice = MountChoice::Disks);
 
     /// Blocks for kTimeout at most, plus the time to read the mount list (proc(5), self/mountinfo). Returns all disks
     /// but those that removeCopies() removes. A disk has no size if its query failed, or hangs and there is no valid
@@ -47,6 +48,7 @@ class DiskReader {
 
     std::string proc_;
     std::chrono::milliseconds maxAge_;
+    MountChoice choice_;
     std::shared_ptr<Work> work_;  ///< shared with threads that may outlive this object
 };
 

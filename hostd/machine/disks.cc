@@ -43,6 +43,7 @@ std::optional<Mount::Kind> kindOf(std::string_view type, std::string_view source
     if (type == "zfs" && source.find('@') == std::string_view::npos)
         return Mount::Kind::Dataset;  // a snapshot has an @
     if (std::ranges::find(kOverlays, type) != std::end(kOverlays) && point == "/") return Mount::Kind::Overlay;
+    if (type == "tmpfs") return Mount::Kind::Memory;
     // The source of raw flash isn't a path: "ubi0_3", "ubi0:rootfs", "mtd:data".
     if (type == "ubifs" || type == "jffs2") return Mount::Kind::Local;
     if (source.starts_with("/dev/") && !type.starts_with("fuse.") && type != "fuse") return Mount::Kind::Local;
@@ -54,6 +55,16 @@ struct Line {
     Mount mount;
     bool isShown = false;  // the file system stores data; if not, the mount can still hide others
 };
+
+/// Whether mount options include this one. The kernel separates them by commas.
+bool hasOption(std::string_view options, std::string_view wanted) {
+    while (!options.empty()) {
+        const size_t end = std::min(options.find(','), options.size());
+        if (options.substr(0, end) == wanted) return true;
+        options.remove_prefix(std::min(end + 1, options.size()));
+    }
+    return false;
+}
 
 /// Parses a line such as "36 35 98:0 /root /mount/point rw,noatime master:1 - ext3 /dev/root rw,errors=continue".
 std::optional<Line> parseLine(std::string_view line) {
@@ -67,9 +78,10 @@ std::optional<Line> parseLine(std::string_view line) {
     const size_t separator = line.find(" - ");
     if (mount.point.empty() || separator == std::string_view::npos) return {};
     line.remove_prefix(separator + 3);
-    const std::string_view type = nextWord(line);
+    mount.type = nextWord(line);
     mount.source = unescaped(nextWord(line));
-    const auto kind = kindOf(type, mount.source, mount.point);
+    mount.isReadOnly = hasOption(nextWord(line), "ro");
+    const auto kind = kindOf(mount.type, mount.source, mount.point);
     parsed.isShown = kind.has_value();
     mount.kind = kind.value_or(Mount::Kind::Local);
     return parsed;
@@ -77,7 +89,7 @@ std::optional<Line> parseLine(std::string_view line) {
 
 }  // namespace
 
-std::vector<Mount> parseMountinfo(std::string_view text) {
+std::vector<Mount> parseMountinfo(std::string_view text, MountChoice choice) {
     std::vector<Line> lines;
     std::map<std::string, size_t> uppermost;  // by mount point: a later mount hides the earlier ones
     while (!text.empty()) {
@@ -92,6 +104,7 @@ std::vector<Mount> parseMountinfo(std::string_view text) {
     std::set<std::string> seen;
     for (size_t i = 0; i < lines.size(); ++i) {
         const Mount& mount = lines[i].mount;
+        if (mount.kind == Mount::Kind::Memory && choice == MountChoice::Disks) continue;
         if (lines[i].isShown && uppermost[mount.point] == i && seen.insert(mount.device).second)
             mounts.push_back(mount);
     }
@@ -105,7 +118,12 @@ std::optional<DiskSize> sizeOfDisk(const std::string& mountPoint) {
         const uint64_t unit = fs.f_frsize;
         return unit >= 1024 ? blocks * (unit / 1024) : blocks * unit / 1024;
     };
-    return DiskSize{kib(fs.f_blocks), kib(std::min(fs.f_bfree, fs.f_blocks))};
+    return DiskSize{.total = kib(fs.f_blocks),
+                    .free = kib(std::min(fs.f_bfree, fs.f_blocks)),
+                    .available = kib(std::min(fs.f_bavail, fs.f_blocks)),
+                    .files = fs.f_files,
+                    .freeFiles = std::min(fs.f_ffree, fs.f_files),
+                    .unit = static_cast<uint32_t>(fs.f_frsize)};
 }
 
 namespace {

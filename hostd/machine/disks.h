@@ -17,24 +17,37 @@ struct Mount {
         Dataset,  ///< of ZFS; its free space is that of its pool
         Overlay,  ///< overlay root of a container or live system; its space is that of its upper layer's file system
         Remote,   ///< on another machine, or, in a virtual machine, on its host
+        Memory,   ///< tmpfs
     };
     std::string device;  ///< major:minor, the same for all mounts of a file system
     std::string point;   ///< path where it is mounted
     std::string source;  ///< a device, a dataset, "server:/path"
     Kind kind = Kind::Local;
-    bool isWhole = true;  ///< false if only a folder or file of the file system is mounted
+    bool isWhole = true;      ///< false if only a folder or file of the file system is mounted
+    std::string type{};       ///< "ext4"
+    bool isReadOnly = false;  ///< the file system, not this mount alone: a sandbox has such mounts
 
     friend auto operator<=>(const Mount&, const Mount&) = default;  // NOLINT(modernize-use-nullptr): a false alarm
 };
 
+/// Which mounts are listed.
+enum class MountChoice {
+    Disks,       ///< without those in memory
+    WithMemory,  ///< with those in memory
+};
+
 /// Parses the text of /proc/self/mountinfo (proc(5)). Returns the mounts of file systems that store data. Each device
 /// occurs once, with the first of its mount points that no later mount hides. Lines that can't be parsed are skipped.
-[[nodiscard]] std::vector<Mount> parseMountinfo(std::string_view text);
+[[nodiscard]] std::vector<Mount> parseMountinfo(std::string_view text, MountChoice choice = MountChoice::Disks);
 
-/// Sizes of a file system in KiB.
+/// Sizes of a file system, in KiB unless noted.
 struct DiskSize {
     uint64_t total = 0;
-    uint64_t free = 0;  ///< includes the blocks reserved for root, so that total - free is what files occupy
+    uint64_t free = 0;       ///< includes the blocks reserved for root, so that total - free is what files occupy
+    uint64_t available = 0;  ///< without those blocks
+    uint64_t files = 0;      ///< number of inodes; 0 if it isn't limited
+    uint64_t freeFiles = 0;  ///< number of inodes
+    uint32_t unit = 0;       ///< octets of an allocation unit
 
     friend bool operator==(const DiskSize&, const DiskSize&) = default;
 };

@@ -5,9 +5,7 @@
 
 namespace hostd {
 
-namespace {
-
-std::optional<uint64_t> valueOf(std::string_view text, std::string_view name) {
+std::optional<uint64_t> meminfoValue(std::string_view text, std::string_view name) {
     while (!text.empty()) {
         const size_t end = text.find('\n');
         std::string_view line = text.substr(0, end);
@@ -23,10 +21,8 @@ std::optional<uint64_t> valueOf(std::string_view text, std::string_view name) {
     return {};
 }
 
-}  // namespace
-
 Memory parseMeminfo(std::string_view text) {
-    Memory memory{valueOf(text, "MemTotal:"), valueOf(text, "MemAvailable:")};
+    Memory memory{meminfoValue(text, "MemTotal:"), meminfoValue(text, "MemAvailable:")};
     if (memory.total && memory.available && *memory.available > *memory.total) memory.available.reset();
     return memory;
 }

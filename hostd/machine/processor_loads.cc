@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <optional>
 #include <string>
+
+#include "hostd/source/text_lines.h"
 
 namespace hostd {
 
@@ -12,23 +13,13 @@ namespace {
 
 constexpr std::string_view kPrefix = "cpu";
 
-std::optional<uint64_t> takeNumber(std::string_view& line) {
-    line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
-    uint64_t value = 0;
-    const auto [rest, failed] = std::from_chars(line.data(), line.data() + line.size(), value);
-    if (failed != std::errc()) return {};
-    line.remove_prefix(static_cast<size_t>(rest - line.data()));
-    return value;
-}
-
 }  // namespace
 
 // A line is "cpu3 user nice system idle iowait irq softirq steal guest guest_nice", in clock ticks.
 std::vector<ProcessorLoads::Times> ProcessorLoads::parse(std::string_view stat) {
     std::vector<Times> all;
     while (!stat.empty()) {
-        std::string_view line = stat.substr(0, stat.find('\n'));
-        stat.remove_prefix(std::min(line.size() + 1, stat.size()));
+        std::string_view line = takeLine(stat);
         if (!line.starts_with(kPrefix)) continue;
         line.remove_prefix(kPrefix.size());
         if (line.starts_with(' ')) continue;  // the sum of all processors

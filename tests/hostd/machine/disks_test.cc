@@ -18,7 +18,7 @@ using ::testing::ElementsAre;
 using tn::eventually;
 
 TEST(Mountinfo, GivesEachFileSystemOnceUnderAPathThatLeadsToIt) {
-    const auto mounts = parseMountinfo(
+    const std::string_view text =
         "22 27 0:21 / /proc rw,relatime - proc proc rw\n"
         "27 1 254:0 / / rw,relatime shared:1 master:2 - ext4 /dev/vda rw\n"
         "30 27 254:16 / /mnt rw - xfs /dev/vdb rw\n"  // hidden by the next line
@@ -26,6 +26,7 @@ TEST(Mountinfo, GivesEachFileSystemOnceUnderAPathThatLeadsToIt) {
         "32 27 254:16 / /with\\040space rw - xfs /dev/vdb rw\n"
         "33 27 254:0 /etc/hosts /bound rw - ext4 /dev/vda rw\n"  // bind mount of the first
         "34 27 0:40 /a /sub rw - btrfs /dev/sdb rw\n"            // subvolumes of one file system
+        "49 27 0:60 / /run rw,nosuid - tmpfs tmpfs rw\n"
         "35 27 0:40 /b /sub2 rw - btrfs /dev/sdb rw\n"
         "36 27 0:50 / /net rw - nfs4 server:/x rw\n"
         "37 27 0:50 /sub /net2 rw - nfs4 server:/x rw\n"  // bind mount of a remote one
@@ -33,26 +34,28 @@ TEST(Mountinfo, GivesEachFileSystemOnceUnderAPathThatLeadsToIt) {
         "39 27 0:52 / /fetched rw - autofs /etc/auto.misc rw\n"  // querying it would mount it
         "40 27 0:53 / /tank rw - zfs tank rw\n"
         "42 27 0:55 / /tank/.zfs/snapshot/s ro - zfs tank@s ro\n"
-        "43 27 0:56 / /flash rw - ubifs ubi0:rootfs rw\n"
+        "43 27 0:56 / /flash ro - ubifs ubi0:rootfs rw\n"
         "44 27 0:57 / /pods/1/merged rw - overlay overlay rw,upperdir=/u\n"
         "45 27 0:58 / /run/portal rw - fuse /dev/fuse rw\n"
         "47 27 7:0 / /cut\n"
         "rubbish\n"
         "\n"
-        "48 27 7:1 / /last ro - squashfs /dev/loop1");
+        "48 27 7:1 / /last ro - squashfs /dev/loop1 x,ro";
     using enum Mount::Kind;
-    const std::vector<Mount> expected = {{"254:0", "/", "/dev/vda", Local},
-                                         {"8:1", "/mnt", "/dev/sda1", Local},
-                                         {"254:16", "/with space", "/dev/vdb", Local},
-                                         {"0:40", "/sub", "/dev/sdb", Local, false},
-                                         {"0:50", "/net", "server:/x", Remote},
-                                         {"0:51", "/keys", "me@host: x", Remote},
-                                         {"0:53", "/tank", "tank", Dataset},
-                                         {"0:56", "/flash", "ubi0:rootfs", Local},
-                                         {"7:1", "/last", "/dev/loop1", Local}};
-    EXPECT_EQ(mounts, expected);
+    std::vector<Mount> expected = {{"254:0", "/", "/dev/vda", Local, true, "ext4"},
+                                   {"8:1", "/mnt", "/dev/sda1", Local, true, "ext4"},
+                                   {"254:16", "/with space", "/dev/vdb", Local, true, "xfs"},
+                                   {"0:40", "/sub", "/dev/sdb", Local, false, "btrfs"},
+                                   {"0:50", "/net", "server:/x", Remote, true, "nfs4"},
+                                   {"0:51", "/keys", "me@host: x", Remote, true, "fuse.sshfs"},
+                                   {"0:53", "/tank", "tank", Dataset, true, "zfs"},
+                                   {"0:56", "/flash", "ubi0:rootfs", Local, true, "ubifs"},
+                                   {"7:1", "/last", "/dev/loop1", Local, true, "squashfs", true}};
+    EXPECT_EQ(parseMountinfo(text), expected);
+    expected.insert(expected.begin() + 4, {"0:60", "/run", "tmpfs", Memory, true, "tmpfs"});
+    EXPECT_EQ(parseMountinfo(text, MountChoice::WithMemory), expected);
     EXPECT_THAT(parseMountinfo("1 0 0:30 / / rw - overlay overlay rw,lowerdir=/l,upperdir=/u"),
-                ElementsAre(Mount{"0:30", "/", "overlay", Overlay}));
+                ElementsAre(Mount{"0:30", "/", "overlay", Overlay, true, "overlay"}));
 }
 
 TEST(Disks, AreSummedWithEachSpaceOnce) {
