@@ -8,18 +8,18 @@ namespace tnctl {
 
 namespace {
 
-constexpr char kDigits[] = "0123456789abcdef";
+constexpr char kHexDigits[] = "0123456789abcdef";
 
 bool isPlain(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
            std::string_view("-_.,:/=@%+").find(c) != std::string_view::npos;
 }
 
-bool isPrintable(char c) { return static_cast<unsigned char>(c) >= ' ' && c != '\x7f'; }
+bool isPrintableOctet(char c) { return static_cast<unsigned char>(c) >= ' ' && c != '\x7f'; }
 
 std::optional<unsigned> hexDigit(char c) {
     if (c >= 'A' && c <= 'F') c = static_cast<char>(c - 'A' + 'a');
-    const size_t value = std::string_view(kDigits, 16).find(c);
+    const size_t value = std::string_view(kHexDigits, 16).find(c);
     return value == std::string_view::npos ? std::nullopt : std::optional(static_cast<unsigned>(value));
 }
 
@@ -139,17 +139,17 @@ std::vector<FileCommand> splitCommands(std::string_view text) { return Splitter(
 
 std::string shellQuoted(std::string_view text) {
     if (!text.empty() && std::ranges::all_of(text, isPlain)) return std::string(text);
-    const bool isPrinted = std::ranges::all_of(text, isPrintable);
+    const bool isPrinted = std::ranges::all_of(text, isPrintableOctet);
     if (isPrinted && text.find('\'') == std::string_view::npos) return "'" + std::string(text) + "'";
     std::string word = "$'";
     for (const char c : text) {
-        if (isPrintable(c)) {
+        if (isPrintableOctet(c)) {
             if (c == '\'' || c == '\\') word += '\\';
             word += c;
         } else {
             word += "\\x";
-            word += kDigits[static_cast<unsigned char>(c) >> 4];
-            word += kDigits[c & 15];
+            word += kHexDigits[static_cast<unsigned char>(c) >> 4];
+            word += kHexDigits[c & 15];
         }
     }
     return word + "'";

@@ -46,12 +46,12 @@ void copySetting(const Word& word, const tn::message& from, tn::message& to) {
         to.insert_string_array(setting::DisabledPlugins, {});
 }
 
-std::string joined(const Json& value) {
+std::string plainText(const Json& value) {
     if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
     if (value.is_string()) return value.get<std::string>();
     if (!value.is_array()) return value.dump();
     std::string text;
-    for (const Json& element : value) text += (text.empty() ? "" : ",") + joined(element);
+    for (const Json& element : value) text += (text.empty() ? "" : ",") + plainText(element);
     return text.empty() ? "none" : text;
 }
 
@@ -196,10 +196,10 @@ std::string settingText(const Word& word, const tn::message& settings, const Ref
     if (word.number == setting::TrapCommunity.number) nameAll(value, names.communities);
     if (word.number == setting::TrapGenerators.number) nameAll(value, names.generators);
     if (word.number == setting::Interfaces.number) nameAll(value, names.interfaces);
-    return joined(value);
+    return plainText(value);
 }
 
-std::string valueText(const Word& word, const tn::message& in) { return joined(word.type.show(in, word.number)); }
+std::string valueText(const Word& word, const tn::message& in) { return plainText(word.type.show(in, word.number)); }
 
 ReferenceNames referenceNames(const Client& client, const std::vector<tn::message>& entries) {
     ReferenceNames names;

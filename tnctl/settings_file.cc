@@ -24,26 +24,26 @@ namespace {
 using Kind = SettingsStep::Kind;
 using Words = std::vector<std::string>;
 
-struct Form {
+struct LineForm {
     std::string_view command;
     Kind kind;
     bool isNamed;  ///< the name of an entry follows
 };
 
-constexpr Form kForms[] = {{"snmp reset", Kind::Reset, false},
-                           {"snmp set", Kind::Set, false},
-                           {"snmp community add", Kind::Add, false},
-                           {"snmp community set", Kind::Change, true},
-                           {"snmp community remove", Kind::Remove, true}};
+constexpr LineForm kLineForms[] = {{"snmp reset", Kind::Reset, false},
+                                   {"snmp set", Kind::Set, false},
+                                   {"snmp community add", Kind::Add, false},
+                                   {"snmp community set", Kind::Change, true},
+                                   {"snmp community remove", Kind::Remove, true}};
 
 /// The form that these words begin with, and removes its words.
-const Form& takeForm(Words& words) {
+const LineForm& takeForm(Words& words) {
     if (!words.empty() && words.front() == "tnctl") words.erase(words.begin());
     std::string begun;
     for (size_t count = 1; count <= words.size() && count <= 3; ++count) {
         begun += (count == 1 ? "" : " ") + words[count - 1];
-        const Form* form = std::ranges::find(kForms, begun, &Form::command);
-        if (form == std::end(kForms)) continue;
+        const LineForm* form = std::ranges::find(kLineForms, begun, &LineForm::command);
+        if (form == std::end(kLineForms)) continue;
         words.erase(words.begin(), words.begin() + static_cast<std::ptrdiff_t>(count));
         return *form;
     }
@@ -54,7 +54,7 @@ const Form& takeForm(Words& words) {
 
 SettingsStep parseStep(FileCommand command, const ReadSecret& readSecret) {
     Words& words = command.words;
-    const Form& form = takeForm(words);
+    const LineForm& form = takeForm(words);
     SettingsStep step;
     step.line = command.line;
     step.kind = form.kind;
