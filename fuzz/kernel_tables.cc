@@ -1,8 +1,10 @@
-// A packet of netlink messages about addresses, neighbours, forwarding entries and queues: whatever it contains, the
-// tables stay in order and their counts correct.
+// A packet of netlink messages about addresses, neighbours, forwarding entries, queues and bridges: whatever it
+// contains, the tables stay in order and their counts correct.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "contracts/addresses.h"
@@ -10,6 +12,7 @@
 #include "hostd/inet/addresses.h"
 #include "hostd/inet/arp_entries.h"
 #include "hostd/inet/forwarding.h"
+#include "hostd/links/bridge_reader.h"
 #include "hostd/links/qdisc.h"
 
 namespace {
@@ -60,6 +63,14 @@ void checkQueues(const std::vector<hostd::Qdisc>& qdiscs) {
         require(ifindex != 0 && !queue.interface.empty() && (queue.sent || queue.received));
 }
 
+void checkBridge(const hostd::Bridge& bridge) {
+    const auto vlanAndMac = [](const hostd::BridgeHost& host) { return std::pair(host.vlan, host.mac); };
+    require(std::ranges::is_sorted(bridge.byMac, {}, &hostd::BridgeHost::mac));
+    require(std::ranges::is_sorted(bridge.byVlan, {}, vlanAndMac));
+    for (const auto& [id, vlan] : bridge.vlans)
+        require(id >= 1 && id <= 4094 && vlan.egress.size() == vlan.untagged.size() && vlan.egress.size() <= 128);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -69,6 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     hostd::ArpEntries arpEntries;
     hostd::Forwarding forwarding;
     std::vector<hostd::Qdisc> qdiscs;
+    hostd::BridgeParser bridge;
     hostd::forEachMessage({reinterpret_cast<const uint8_t*>(packet.data()), size}, [&](const nlmsghdr& message) {
         for (hostd::FollowedTable* table :
              std::initializer_list<hostd::FollowedTable*>{&addresses, &arpEntries, &forwarding}) {
@@ -77,10 +89,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             table->apply(message, std::chrono::milliseconds(1));
         }
         if (const auto qdisc = hostd::readQdisc(message)) qdiscs.push_back(*qdisc);
+        bridge.addBridge(message);
+        bridge.addPort(message);
+        bridge.addVlans(message);
+        bridge.addHost(message);
     });
     walk(addresses, {contracts::addresses::Address});
     walk(arpEntries, {contracts::arp::Interface, contracts::arp::Address});
     walk(forwarding, {contracts::bridge::Bridge, {contracts::bridge::Mac, 6}});
     checkQueues(qdiscs);
+    checkBridge(bridge.finish());
     return 0;
 }

@@ -10,6 +10,7 @@
 #include "contracts/devices.h"
 #include "contracts/disks.h"
 #include "contracts/file_systems.h"
+#include "contracts/first_bridge.h"
 #include "contracts/guests.h"
 #include "contracts/health.h"
 #include "contracts/interface_stack.h"
@@ -27,6 +28,7 @@
 #include "hostd/inet/arp_entries.h"
 #include "hostd/inet/forwarding.h"
 #include "hostd/inet/routes.h"
+#include "hostd/links/bridge_tables.h"
 #include "hostd/links/interfaces.h"
 #include "hostd/links/link_stack.h"
 #include "hostd/links/neighbors.h"
@@ -65,6 +67,7 @@ struct Shared {
     const Options& options;
     Interfaces& interfaces;
     std::shared_ptr<Disks> disks;
+    std::shared_ptr<FirstBridge> bridge = watchFirstBridge();
 };
 
 struct PluginOwner {
@@ -82,6 +85,20 @@ std::unique_ptr<tn::Handler> makeFrom(const Shared& shared) {
 /// so they must read nothing before the first request, and hold nothing that costs memory.
 constexpr PluginOwner kPluginOwners[] = {
     // bridge: {24, 1080} to {24, 1089}
+    {contracts::first_bridge::kPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> { return std::make_unique<BridgeState>(shared.bridge); }},
+    {contracts::bridge_ports::kPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> { return std::make_unique<BridgePorts>(shared.bridge); }},
+    {contracts::bridge_vlans::kPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> { return std::make_unique<BridgeVlans>(shared.bridge); }},
+    {contracts::bridge_hosts::kByMacPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
+         return std::make_unique<BridgeHosts>(shared.bridge, BridgeHosts::Order::ByMac);
+     }},
+    {contracts::bridge_hosts::kByVlanPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
+         return std::make_unique<BridgeHosts>(shared.bridge, BridgeHosts::Order::ByVlan);
+     }},
 
     // etherlike: {24, 1090} to {24, 1099}
 

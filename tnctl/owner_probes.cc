@@ -13,6 +13,7 @@
 #include "contracts/devices.h"
 #include "contracts/disks.h"
 #include "contracts/file_systems.h"
+#include "contracts/first_bridge.h"
 #include "contracts/guests.h"
 #include "contracts/health.h"
 #include "contracts/interface_stack.h"
@@ -66,6 +67,11 @@ const Owner kOwners[] = {
 
 /// Owners of data that only plug-ins show. They are listed once the agent has queried them.
 const Owner kPluginOwners[] = {
+    {contracts::bridge_hosts::kByMacPath, "bridge addresses"},
+    {contracts::bridge_hosts::kByVlanPath, "bridge addresses by VLAN"},
+    {contracts::bridge_ports::kPath, "bridge ports"},
+    {contracts::bridge_vlans::kPath, "bridge VLANs"},
+    {contracts::first_bridge::kPath, "first bridge"},
     {contracts::interface_stack::kPath, "interface stack"},
     {contracts::file_systems::kPath, "file systems"},
     {contracts::memory::kPath, "memory"},
