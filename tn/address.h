@@ -34,7 +34,7 @@ class IPAddr6 {
     /// Text that parse() reads: dotted for a mapped IPv4 address, else as RFC 5952.
     [[nodiscard]] std::string str() const;
 
-    friend auto operator<=>(const IPAddr6&, const IPAddr6&) = default;
+    friend auto operator<=>(const IPAddr6&, const IPAddr6&) = default;  // NOLINT(modernize-use-nullptr): a false alarm
 
   private:
     std::array<uint8_t, 16> octets_{};

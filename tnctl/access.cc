@@ -76,7 +76,7 @@ Access accessOf(const tn::message& entry) {
     access.read = entry.get_bool(community::ReadAccess, access.read);
     access.write = entry.get_bool(community::WriteAccess, access.write);
     access.security = entry.get_u32(community::Security);
-    access.limited = entry.size(community::Views) > 0;
+    access.limited = !entry.get_message_array(community::Views).empty();
     access.from = prefixesOf(entry.get_message_array(community::Addresses));
     return access;
 }

@@ -23,7 +23,8 @@ struct TrapTarget {
     /// ADDRESS, ADDRESS:PORT or [ADDRESS]:PORT.
     [[nodiscard]] std::string str() const;
 
-    friend auto operator<=>(const TrapTarget&, const TrapTarget&) = default;
+    friend auto operator<=>(const TrapTarget&,
+                            const TrapTarget&) = default;  // NOLINT(modernize-use-nullptr): a false alarm
 };
 
 /// The agent's settings: the handler {34} gets and sets them, and /tern/store/snmpd contains them under id 0. The table

@@ -167,7 +167,7 @@ void Informs::acceptV3(const TrapTarget& at, Target& target, UsmReader& in) {
         acceptResponse(target, waiting, reply->errorStatus);
 }
 
-void Informs::acceptReport(const TrapTarget& at, Target& target, Position waiting, UsmReader& in) {
+void Informs::acceptReport(const TrapTarget& at, Target& target, const Position& waiting, UsmReader& in) {
     const V3Error error = errorOf(firstName(in));
     const bool isDiscovery = error == V3Error::UnknownEngineId;
     if (isDiscovery && !target.engine.discover(in.v3Info().msgAuthoritativeEngineID)) return;
@@ -181,7 +181,7 @@ void Informs::acceptReport(const TrapTarget& at, Target& target, Position waitin
     remove(target, waiting);
 }
 
-void Informs::acceptResponse(Target& target, Position waiting, uint32_t errorStatus) {
+void Informs::acceptResponse(Target& target, const Position& waiting, uint32_t errorStatus) {
     if (errorStatus == 0) {
         statistics.counters.add(Counter::InformsAcknowledged);
     } else {
@@ -251,7 +251,7 @@ void Informs::lose(Target& target, std::string_view fault) {
     target.fault = fault;
 }
 
-Informs::Position Informs::remove(Target& target, Position waiting) {
+Informs::Position Informs::remove(Target& target, const Position& waiting) {
     target.octets -= waiting->inform.pdu.size();
     return target.queue.erase(waiting);
 }

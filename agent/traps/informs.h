@@ -56,8 +56,8 @@ class Informs {
     Informs& operator=(const Informs&) = delete;
 
     /// Sends an inform for the first time. It stays in the target's queue until it is acknowledged or lost.
-    /// @param target  with its port
-    void send(const TrapTarget& target, Inform inform);
+    /// @param at  with its port
+    void send(const TrapTarget& at, Inform inform);
     /// Forgets all targets but these. What waits for the others is lost.
     void keepOnly(const std::vector<TrapTarget>& targets);
     /// Accepts a datagram that came to the socket of informs. Whatever isn't a reply to an inform is ignored.
@@ -90,14 +90,14 @@ class Informs {
     void receive();
     void acceptV2c(Target& target, UsmReader& in);
     void acceptV3(const TrapTarget& at, Target& target, UsmReader& in);
-    void acceptReport(const TrapTarget& at, Target& target, Position waiting, UsmReader& in);
-    static void acceptResponse(Target& target, Position waiting, uint32_t errorStatus);
+    void acceptReport(const TrapTarget& at, Target& target, const Position& waiting, UsmReader& in);
+    static void acceptResponse(Target& target, const Position& waiting, uint32_t errorStatus);
     [[nodiscard]] static Position find(Target& target, uint32_t id);
     void transmit(const TrapTarget& at, const Target& target, Waiting& waiting);
     [[nodiscard]] bool write(UsmWriter& out, const Target& target, const Inform& inform) const;
     [[nodiscard]] bool writeSecured(UsmWriter& out, const Target& target, const Inform& inform, const Item& user) const;
     static void lose(Target& target, std::string_view fault);
-    static Position remove(Target& target, Position waiting);
+    static Position remove(Target& target, const Position& waiting);
     static void log(const TrapTarget& at, Target& target, Time now);
     [[nodiscard]] bool open();
     void close();

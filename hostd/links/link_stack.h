@@ -33,7 +33,7 @@ class LinkStack : public OwnerTable<size_t> {
     struct Pair {
         uint32_t higher;
         uint32_t lower;
-        friend auto operator<=>(const Pair&, const Pair&) = default;
+        friend auto operator<=>(const Pair&, const Pair&) = default;  // NOLINT(modernize-use-nullptr): a false alarm
     };
     static std::vector<Pair> pairsOf(const LinkTable& links);
 

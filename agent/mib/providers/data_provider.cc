@@ -15,7 +15,7 @@ std::unique_ptr<Data> GetProvider::getData() {
     const tn::message reply = tn::getLooper()->exchangeMessage(get_);
     if (!tn::isError(reply)) return build_(reply);
     swarn << "GetProvider::getData error: " << tn::getError(reply);  // compat: 109
-    return build_({});                                              // compat: 20
+    return build_({});                                               // compat: 20
 }
 
 bool GetProvider::setData(Data* record) {
