@@ -87,7 +87,7 @@ Access accessAfter(const tn::message& entry, const tn::message& change) {
     access.read = change.get_bool(community::ReadAccess, access.read);
     access.write = change.get_bool(community::WriteAccess, access.write);
     access.security = change.get_u32(community::Security, access.security);
-    if (change.has(community::Views)) access.limited = change.size(community::Views) > 0;
+    if (change.has(community::Views)) access.limited = !change.get_message_array(community::Views).empty();
     if (change.has(community::Addresses)) access.from = prefixesOf(change.get_message_array(community::Addresses));
     if (access.from.empty()) access.from.push_back(tn::IPPrefix6::ofIPv4(0, 0));
     return access;

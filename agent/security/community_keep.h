@@ -36,11 +36,11 @@ class CommunityKeep : public tn::Map<Item> {
 
     /// Checks the entries of a contracts::snmp::change request.
     /// @return empty; error::Refused for entries without an id and for what single changes refuse
-    [[nodiscard]] tn::message check(const tn::message& change) const;
+    [[nodiscard]] tn::message check(const tn::message& request) const;
     /// The entries that undo such a change, as a change request without settings.
-    [[nodiscard]] tn::message undoOf(const tn::message& change) const;
+    [[nodiscard]] tn::message undoOf(const tn::message& request) const;
     /// Applies the entries of a checked request. @return empty; error::StoreFailed, with nothing changed
-    [[nodiscard]] tn::message apply(const tn::message& change);
+    [[nodiscard]] tn::message apply(const tn::message& request);
 
   protected:
     // Adding and changing refuse a name that another entry has; removing refuses the default entry. The reply is then
