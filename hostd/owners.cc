@@ -15,6 +15,7 @@
 #include "contracts/health.h"
 #include "contracts/interface_stack.h"
 #include "contracts/interfaces.h"
+#include "contracts/ip_counters.h"
 #include "contracts/memory.h"
 #include "contracts/neighbors.h"
 #include "contracts/proxy.h"
@@ -22,12 +23,15 @@
 #include "contracts/routes.h"
 #include "contracts/scripts.h"
 #include "contracts/sensors.h"
+#include "contracts/sockets.h"
 #include "contracts/supervisor.h"
 #include "contracts/system.h"
 #include "hostd/inet/addresses.h"
 #include "hostd/inet/arp_entries.h"
 #include "hostd/inet/forwarding.h"
+#include "hostd/inet/ip_counters.h"
 #include "hostd/inet/routes.h"
+#include "hostd/inet/sockets.h"
 #include "hostd/links/bridge_tables.h"
 #include "hostd/links/interfaces.h"
 #include "hostd/links/link_stack.h"
@@ -68,6 +72,7 @@ struct Shared {
     Interfaces& interfaces;
     std::shared_ptr<Disks> disks;
     std::shared_ptr<FirstBridge> bridge = watchFirstBridge();
+    std::shared_ptr<SocketWatch> sockets = watchSockets(options.proc);
 };
 
 struct PluginOwner {
@@ -114,10 +119,19 @@ constexpr PluginOwner kPluginOwners[] = {
      }},
 
     // ip-mib: {24, 1040} to {24, 1059}
+    {contracts::sockets::kConnectionsPath, [](const Shared& shared) { return makeConnections(shared.sockets); }},
+    {contracts::sockets::kListenersPath, [](const Shared& shared) { return makeListeners(shared.sockets); }},
+    {contracts::sockets::kEndpointsPath, [](const Shared& shared) { return makeEndpoints(shared.sockets); }},
 
     // lldp: {24, 1060} to {24, 1069}
 
     // mib2: {24, 1030} to {24, 1039}
+    {contracts::ip_counters::kPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
+         return std::make_unique<IpCounters>(shared.options.proc);
+     }},
+    {contracts::sockets::kTcpIPv4Path, [](const Shared& shared) { return makeTcpIPv4(shared.sockets); }},
+    {contracts::sockets::kUdpIPv4Path, [](const Shared& shared) { return makeUdpIPv4(shared.sockets); }},
 
     // sensors: {24, 1070} to {24, 1079}
     {contracts::sensors::kPath,

@@ -18,6 +18,7 @@
 #include "contracts/health.h"
 #include "contracts/interface_stack.h"
 #include "contracts/interfaces.h"
+#include "contracts/ip_counters.h"
 #include "contracts/memory.h"
 #include "contracts/neighbors.h"
 #include "contracts/proxy.h"
@@ -26,6 +27,7 @@
 #include "contracts/scripts.h"
 #include "contracts/sensors.h"
 #include "contracts/snmp_status.h"
+#include "contracts/sockets.h"
 #include "contracts/system.h"
 #include "tn/looper.h"
 #include "tnctl/client.h"
@@ -79,6 +81,12 @@ const Owner kPluginOwners[] = {
     {contracts::load_averages::kPath, "load averages"},
     {contracts::disk_activity::kPath, "disk activity"},
     {contracts::sensors::kPath, "sensors"},
+    {contracts::ip_counters::kPath, "IP counters"},
+    {contracts::sockets::kTcpIPv4Path, "TCP over IPv4"},
+    {contracts::sockets::kUdpIPv4Path, "UDP over IPv4"},
+    {contracts::sockets::kConnectionsPath, "TCP connections"},
+    {contracts::sockets::kListenersPath, "TCP listeners"},
+    {contracts::sockets::kEndpointsPath, "UDP endpoints"},
 };
 
 Json nameOfPlugins(const Path& path) {

@@ -45,6 +45,8 @@ class OutStream : public UberStream {
 
     /// The PDU's error-status. The first call appends the field, later calls change it in place.
     void addErrorStatus(uint8_t status);
+    /// The error-status that was added last; 0 before that.
+    [[nodiscard]] uint8_t errorStatus() const { return errorStatusPos_ == 0 ? 0 : data_[errorStatusPos_]; }
     /// The PDU's error-index. The first call appends the field, later calls change it in place. An index above 127
     /// widens the field and moves the octets after it.
     void addErrorIndex(unsigned int index);

@@ -296,7 +296,12 @@ Counter makeReply(Context& c, const IPAddr6& source) {
         dlog << "critical error";
         return Counter::Dropped;
     }
-    if (status != ErrorStatus::NoError) rewriteAsError(c, status, request);
+    if (status != ErrorStatus::NoError) {
+        rewriteAsError(c, status, request);
+        statistics.countError(c.out.errorStatus());
+    } else if (c.v3Error == V3Error::None) {
+        statistics.countVarbinds(c.pduType == pdu::SetRequest, c.bindingIndex);
+    }
     if (!closeMessage(c, request)) {
         c.refuse(Counter::NotSendable);
         return Counter::Dropped;
@@ -319,6 +324,8 @@ bool createReply(Context& c, const IPAddr6& source) {
     const Counter result = makeReply(c, source);
     statistics.counters.add(result);
     statistics.counters.add(Counter::Varbinds, c.bindingIndex);
+    const bool isForbidden = c.refusal == Counter::NoReadAccess || c.refusal == Counter::NoWriteAccess;
+    if (isForbidden && c.version != kVersion3) ++statistics.forbiddenUses;
     statistics.countDatagram(source, c.refusal, c.refusal != Counter::None ? loggedUser(c) : std::string_view());
     return result != Counter::Dropped;
 }

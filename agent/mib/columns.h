@@ -60,7 +60,7 @@ struct FixedOctets {
     unsigned int length;  ///< in octets
 };
 
-/// One element of a record's array of counters.
+/// One element of a record's array of counters. If the syntax isn't Counter64, the value is the counter's low 32 bits.
 template <class Record>
 struct Element {
     Counters Record::*array;
@@ -68,7 +68,8 @@ struct Element {
 };
 
 /// The place of a column's value: a member of the record, or a constant. If the syntax is IpAddress, a number is an
-/// IPv4 address, first octet in the most significant byte.
+/// IPv4 address, first octet in the most significant byte. Octets and texts as an index are their length and as many
+/// sub-identifiers.
 template <class Record>
 using ColumnPlace = std::variant<unsigned int Record::*, unsigned long long Record::*, std::string Record::*,
                                  std::vector<unsigned char> Record::*, OID Record::*, IPAddr6 Record::*,
@@ -149,6 +150,7 @@ struct PackerMaker {
     }
     const Packer* operator()(Element<Record> element) const {
         const CounterElement place{static_cast<Counters Data::*>(element.array), element.index};
+        if (syntax != tag::Counter64) return keep<LowElementPacker>(place, syntax);
         return keep<DataElementPacker>(place, syntax);
     }
     const Packer* operator()(ConstantOID constant) const { return keep<ConstOIDPacker>(OID(constant.value), syntax); }

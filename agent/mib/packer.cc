@@ -13,4 +13,11 @@ void ConstNumPacker::addKeyToMessage(const Data* record, tn::message& m, uint32_
     if (fieldId != kNoField) NumPacker::addKeyToMessage(record, m, fieldId);
 }
 
+bool ConstOIDPacker::addKeyToMessage(OID& key, tn::message&, uint32_t) const {
+    const OID expected = getAsKey(nullptr);
+    if (!key.hasPrefix(expected)) return false;
+    key.erase(key.begin(), key.begin() + static_cast<std::ptrdiff_t>(expected.size()));
+    return true;
+}
+
 }  // namespace snmp

@@ -94,9 +94,27 @@ class ConstNumPacker : public ConstantPacker<NumPacker> {
     void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const override;
 };
 
+/// The low 32 bits of a counter in a record's array: its value as a Counter32, which wraps, or as an INTEGER.
+class LowElementPacker : public NumPacker {
+  public:
+    LowElementPacker(CounterElement place, unsigned int type) : NumPacker(type), place_(place) {}
+    unsigned int get(const Data* record) const override { return static_cast<unsigned int>(fieldAt(record, place_)); }
+    void set(Data* record, unsigned int value) const override { fieldAt(record, place_) = value; }
+
+  private:
+    const CounterElement place_;
+};
+
+/// An OID that is the same in every row. As an index, it matches only that OID. It isn't inserted into messages.
+class ConstOIDPacker : public ConstantPacker<OIDPacker> {
+  public:
+    using ConstantPacker::ConstantPacker;
+    bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const override;
+    void addKeyToMessage(const Data*, tn::message&, uint32_t) const override {}
+};
+
 using ConstBignumPacker = ConstantPacker<BignumPacker>;
 using ConstStringPacker = ConstantPacker<StringPacker>;
-using ConstOIDPacker = ConstantPacker<OIDPacker>;
 using ConstIPPacker = ConstantPacker<IPPacker>;
 
 using DataNumPacker = MemberPacker<NumPacker>;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -47,7 +49,15 @@ struct Statistics {
     /// Records the state of a plug-in, in place of that recorded before. Those beyond kMaxPlugins aren't recorded.
     void setPlugin(const std::string& file, const std::string& fault, std::vector<std::string> serves = {});
 
+    /// Counts the varbinds of a request that was answered without an error.
+    void countVarbinds(bool isSet, uint64_t varbinds) { (isSet ? written : retrieved) += varbinds; }
+    /// Counts a response with this error-status.
+    void countError(uint8_t status) { errors[std::min<size_t>(status, errors.size() - 1)] += 1; }
+
     Tally counters;
+    uint64_t retrieved = 0, written = 0;  ///< varbinds; snmpInTotalReqVars and snmpInTotalSetVars (RFC 3418)
+    uint64_t forbiddenUses = 0;           ///< requests that their community didn't allow; snmpInBadCommunityUses
+    std::array<uint64_t, 20> errors{};    ///< responses by error-status; the last one counts those that aren't defined
     SourceList lastSources{SourceList::Keep::Last};
     SourceList busiestSources{SourceList::Keep::Busiest};
     RefusalLog refusals;

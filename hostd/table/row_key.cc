@@ -26,6 +26,7 @@ bool KeyField::isIn(const tn::message& m) const {
         case Form::Addr6:
             return m.has(tn::addr6_id(number_));
         case Form::Raw:
+        case Form::Variable:
             break;
     }
     return m.has(tn::raw_id(number_));
@@ -45,9 +46,18 @@ bool KeyField::read(const tn::message& m, std::span<uint8_t> place) const {
             return true;
         }
         case Form::Raw:
+        case Form::Variable:
             break;
     }
     std::vector<uint8_t> octets = m.get_raw(tn::raw_id(number_));
+    if (form_ == Form::Variable) {
+        const size_t most = place.size() - 1;
+        const bool isShort = octets.size() <= most;
+        place[0] = static_cast<uint8_t>(std::min(octets.size(), most));
+        octets.resize(most);
+        std::ranges::copy(octets, place.begin() + 1);
+        return isShort;
+    }
     const bool fits = octets.size() == place.size();
     octets.resize(place.size());
     std::ranges::copy(octets, place.begin());
@@ -67,6 +77,8 @@ void KeyField::write(std::span<const uint8_t> place, tn::message& m) const {
         }
         case Form::Raw:
             return m.insert_raw(tn::raw_id(number_), place);
+        case Form::Variable:
+            return m.insert_raw(tn::raw_id(number_), place.subspan(1, std::min<size_t>(place[0], place.size() - 1)));
     }
 }
 
@@ -84,6 +96,14 @@ std::optional<RowKey> RowKey::pastFirst(size_t octets) const {
     for (size_t i = octets; i-- > 0;)
         if (++next.octets_[i] != 0) return next;
     return {};
+}
+
+void writeKey(std::span<const KeyField> fields, const RowKey& key, tn::message& m) {
+    size_t at = 0;
+    for (const KeyField& field : fields) {
+        field.write(key.part(at, field.width()), m);
+        at += field.width();
+    }
 }
 
 }  // namespace hostd

@@ -20,12 +20,20 @@ class KeyField {
     constexpr KeyField(tn::addr6_id id) : form_(Form::Addr6), number_(id.number), width_(16) {}  // NOLINT
     /// @param width  octets of every value of the field, such as 6 for a MAC address
     constexpr KeyField(tn::raw_id id, size_t width) : form_(Form::Raw), number_(id.number), width_(width) {}
+    /// A field whose values have different lengths. Its part of a key is the length, then the octets and zeros, so that
+    /// a shorter value sorts before a longer one, as in an SNMP index.
+    /// @param most  octets of the longest value, at most 255
+    static constexpr KeyField variable(tn::raw_id id, size_t most) {
+        KeyField field(id, 1 + most);
+        field.form_ = Form::Variable;
+        return field;
+    }
 
     [[nodiscard]] constexpr size_t width() const { return width_; }  ///< octets
     /// True if the message contains this field.
     [[nodiscard]] bool isIn(const tn::message& m) const;
     /// Copies the field's value from a message into its part of a key; zeros if the message lacks it. False when a raw
-    /// value has another width: it is then cut, or padded with zeros.
+    /// value has another width, or is too long: it is then cut, or padded with zeros.
     /// @param place  the part of the key, width() octets
     bool read(const tn::message& m, std::span<uint8_t> place) const;
     /// Inserts the value from its part of a key, width() octets, into a message.
@@ -33,7 +41,7 @@ class KeyField {
 
   private:
     /// Kind of the field.
-    enum class Form { U32, Be32, Addr6, Raw };
+    enum class Form { U32, Be32, Addr6, Raw, Variable };
     Form form_;
     uint32_t number_;
     size_t width_;
@@ -43,7 +51,7 @@ class KeyField {
 /// first, so that keys sort as the SNMP indexes of their rows do.
 class RowKey {
   public:
-    static constexpr size_t kMaxOctets = 40;  ///< two IPv6 addresses and two numbers
+    static constexpr size_t kMaxOctets = 64;  ///< two addresses with types and lengths, and three numbers
 
     /// A key of zeros.
     /// @param size  octets, at most kMaxOctets
@@ -56,6 +64,8 @@ class RowKey {
     }
 
     [[nodiscard]] size_t size() const { return size_; }  ///< octets
+    /// Appends octets, which are 0.
+    void grow(size_t octets) { size_ += octets; }
     /// A part of the key, valid as long as this object.
     /// @param at     octets before the part
     /// @param width  octets; the part must be inside the key, which isn't checked
@@ -64,6 +74,9 @@ class RowKey {
     /// The number in the four octets that begin at `at`.
     [[nodiscard]] uint32_t u32(size_t at) const;
     void putU32(size_t at, uint32_t value);
+
+    /// The order of the octets, for keys of one size.
+    friend bool operator<(const RowKey& a, const RowKey& b) { return a.octets_ < b.octets_; }
 
     /// True if both keys have the same leading octets.
     /// @param octets  number of octets to compare
@@ -77,5 +90,8 @@ class RowKey {
     std::array<uint8_t, kMaxOctets> octets_{};
     size_t size_;
 };
+
+/// Inserts all fields of a row's key into a message.
+void writeKey(std::span<const KeyField> fields, const RowKey& key, tn::message& m);
 
 }  // namespace hostd

@@ -68,7 +68,7 @@ void StringPacker::insertKey(tn::message& m, uint32_t fieldId, const std::string
 
 void RawPacker::insertKey(tn::message& m, uint32_t fieldId, const std::string& value) const {
     std::string octets = value;
-    octets.resize(keyLength_, '\0');
+    if (keyLength_ != 0) octets.resize(keyLength_, '\0');
     m.insert_raw(tn::raw_id(fieldId), bytesOf(octets));
 }
 

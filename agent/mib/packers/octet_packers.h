@@ -34,8 +34,8 @@ class StringPacker : public Packer {
     const unsigned int keyLength_;  ///< octets; 0 if the length varies
 };
 
-/// Octets that aren't text, such as a MAC address. In messages an index is a raw field of exactly the fixed length. An
-/// index must therefore have one.
+/// Octets that aren't text, such as a MAC address or an InetAddress (RFC 4001). In messages an index is a raw field, of
+/// exactly the fixed length if there is one.
 class RawPacker : public StringPacker {
   public:
     using StringPacker::StringPacker;
