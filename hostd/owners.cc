@@ -9,6 +9,7 @@
 #include "contracts/bridge.h"
 #include "contracts/devices.h"
 #include "contracts/disks.h"
+#include "contracts/extend.h"
 #include "contracts/file_systems.h"
 #include "contracts/first_bridge.h"
 #include "contracts/guests.h"
@@ -48,6 +49,7 @@
 #include "hostd/machine/usb_reset.h"
 #include "hostd/sensors/health.h"
 #include "hostd/sensors/sensor_table.h"
+#include "hostd/services/extend.h"
 #include "hostd/services/guests.h"
 #include "hostd/services/machined.h"
 #include "hostd/services/proxy.h"
@@ -73,6 +75,7 @@ struct Shared {
     std::shared_ptr<Disks> disks;
     std::shared_ptr<FirstBridge> bridge = watchFirstBridge();
     std::shared_ptr<SocketWatch> sockets = watchSockets(options.proc);
+    std::shared_ptr<ExtendRuns> commands = std::make_shared<ExtendRuns>(tn::rooted("/etc/tarnix-snmp/extend.conf"));
 };
 
 struct PluginOwner {
@@ -108,6 +111,14 @@ constexpr PluginOwner kPluginOwners[] = {
     // etherlike: {24, 1090} to {24, 1099}
 
     // extend: {24, 1100} to {24, 1109}
+    {contracts::extend::kPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
+         return std::make_unique<ExtendCommands>(shared.commands);
+     }},
+    {contracts::extend_lines::kPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
+         return std::make_unique<ExtendLines>(shared.commands);
+     }},
 
     // host: {24, 1020} to {24, 1029}
 

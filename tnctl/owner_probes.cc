@@ -12,6 +12,7 @@
 #include "contracts/bridge.h"
 #include "contracts/devices.h"
 #include "contracts/disks.h"
+#include "contracts/extend.h"
 #include "contracts/file_systems.h"
 #include "contracts/first_bridge.h"
 #include "contracts/guests.h"
@@ -73,6 +74,8 @@ const Owner kPluginOwners[] = {
     {contracts::bridge_hosts::kByVlanPath, "bridge addresses by VLAN"},
     {contracts::bridge_ports::kPath, "bridge ports"},
     {contracts::bridge_vlans::kPath, "bridge VLANs"},
+    {contracts::extend::kPath, "extend commands"},
+    {contracts::extend_lines::kPath, "extend lines"},
     {contracts::first_bridge::kPath, "first bridge"},
     {contracts::interface_stack::kPath, "interface stack"},
     {contracts::file_systems::kPath, "file systems"},

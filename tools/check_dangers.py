@@ -14,7 +14,8 @@ RULES = [  # what, pattern, files where it is allowed
       "debian/tarnix-node.postrm", "packaging/Containerfile"}),
     ("signals a process by its pid",  # Popen.kill() first checks that the child still runs
      re.compile(r"(?<![\w.])kill\s*\(|\bos\.kill(?:pg)?\b|\b(?:killpg|tgkill|sigqueue|pidfd_send_signal|pkill|killall)\b"),
-     {"tests/tn/child.h", "tests/e2e/harness.py", "hostd/supervisor/spawner.cc"}),
+     {"tests/tn/child.h", "tests/e2e/harness.py", "hostd/supervisor/spawner.cc",
+      "hostd/services/program.cc"}),
 ]
 SHELL = re.compile(r"#!.*\b(?:ba|da)?sh\b")
 SHELL_RULES = [  # a negative pid means many processes; a variable without quotes may be several words or none

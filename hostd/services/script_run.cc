@@ -1,7 +1,6 @@
 #include "hostd/services/script_run.h"
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/epoll.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -9,11 +8,10 @@
 
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
-#include <vector>
 
 #include "hostd/log.h"
+#include "hostd/services/program.h"
 #include "tn/looper.h"
 
 namespace hostd {
@@ -21,53 +19,6 @@ namespace hostd {
 namespace {
 
 constexpr size_t kPiecesAtOnce = 16;  // reads of output before the loop continues with other work
-
-/// Our environment without the variables of the service manager, which are meant for this process only.
-std::vector<char*> childEnvironment() {
-    constexpr std::array kOurs = {
-        "LISTEN_PID=", "LISTEN_FDS=", "LISTEN_FDNAMES=", "NOTIFY_SOCKET=", "WATCHDOG_PID=", "WATCHDOG_USEC="};
-    std::vector<char*> variables;
-    for (char** variable = environ; *variable != nullptr; ++variable) {
-        bool isOurs = false;
-        for (const char* name : kOurs) isOurs = isOurs || std::string_view(*variable).starts_with(name);
-        if (!isOurs) variables.push_back(*variable);
-    }
-    variables.push_back(nullptr);
-    return variables;
-}
-
-/// The file actions and attributes for posix_spawn(3). Standard input is /dev/null, both outputs go to a pipe, and no
-/// other descriptor is inherited. The signal mask is empty, and SIGPIPE has its default action.
-class SpawnSettings {
-  public:
-    explicit SpawnSettings(int output) {
-        ::posix_spawn_file_actions_init(&actions_);
-        ::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        ::posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
-        ::posix_spawn_file_actions_adddup2(&actions_, output, STDERR_FILENO);
-        ::posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
-        ::posix_spawnattr_init(&attributes_);
-        ::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-        sigset_t signals;
-        ::sigemptyset(&signals);
-        ::posix_spawnattr_setsigmask(&attributes_, &signals);
-        ::sigaddset(&signals, SIGPIPE);
-        ::posix_spawnattr_setsigdefault(&attributes_, &signals);
-    }
-    ~SpawnSettings() {
-        ::posix_spawn_file_actions_destroy(&actions_);
-        ::posix_spawnattr_destroy(&attributes_);
-    }
-    SpawnSettings(const SpawnSettings&) = delete;
-    SpawnSettings& operator=(const SpawnSettings&) = delete;
-
-    [[nodiscard]] const posix_spawn_file_actions_t* actions() const { return &actions_; }
-    [[nodiscard]] const posix_spawnattr_t* attributes() const { return &attributes_; }
-
-  private:
-    posix_spawn_file_actions_t actions_{};
-    posix_spawnattr_t attributes_{};
-};
 
 }  // namespace
 
@@ -78,13 +29,10 @@ bool ScriptRun::start(const std::string& path) {
     if (::pipe2(pipe.data(), O_CLOEXEC) != 0) return false;
     output_ = pipe[0];
     ::fcntl(output_, F_SETFL, O_NONBLOCK);
-    const SpawnSettings settings(pipe[1]);
-    std::string word = path;
-    std::array<char*, 2> words = {word.data(), nullptr};
-    const int failed = ::posix_spawn(&child_, path.c_str(), settings.actions(), settings.attributes(), words.data(),
-                                     childEnvironment().data());
+    child_ = startProgram({path}, pipe[1]);
+    const int failed = errno;
     ::close(pipe[1]);
-    if (failed == 0) {
+    if (child_ > 0) {
         hostLog << "script started: " << name_ << ", process " << child_;
         return watch();
     }

@@ -25,6 +25,8 @@ bool KeyField::isIn(const tn::message& m) const {
             return m.has(tn::u32_id(number_));
         case Form::Addr6:
             return m.has(tn::addr6_id(number_));
+        case Form::Text:
+            return m.has(tn::string_id(number_));
         case Form::Raw:
         case Form::Variable:
             break;
@@ -44,6 +46,14 @@ bool KeyField::read(const tn::message& m, std::span<uint8_t> place) const {
             const tn::IPAddr6 address = m.get_addr6(tn::addr6_id(number_));
             std::ranges::copy(address.octets(), place.begin());
             return true;
+        }
+        case Form::Text: {
+            const std::string text = m.get_string(tn::string_id(number_));
+            const bool fits = text.size() < place.size();
+            std::ranges::fill(place, uint8_t{0});
+            place[0] = fits ? static_cast<uint8_t>(text.size()) : UINT8_MAX;
+            std::ranges::copy(text.substr(0, place.size() - 1), place.begin() + 1);
+            return fits;
         }
         case Form::Raw:
         case Form::Variable:
@@ -74,6 +84,10 @@ void KeyField::write(std::span<const uint8_t> place, tn::message& m) const {
             tn::IPAddr6 address;
             std::ranges::copy(place, address.octets().begin());
             return m.insert_addr6(tn::addr6_id(number_), address);
+        }
+        case Form::Text: {
+            const auto text = place.subspan(1, std::min<size_t>(place[0], place.size() - 1));
+            return m.insert_string(tn::string_id(number_), {text.begin(), text.end()});
         }
         case Form::Raw:
             return m.insert_raw(tn::raw_id(number_), place);

@@ -8,6 +8,7 @@ from harness import BUILD, Deployment, Namespace, eventually, not_tested, run, t
 
 SENSOR_ENTRY, ENTITY_ENTRY, LM_SENSORS = "1.3.6.1.2.1.99.1.1.1", "1.3.6.1.2.1.47.1.1.1.1", "1.3.6.1.4.1.2021.13.16"
 BRIDGE, Q_BRIDGE = "1.3.6.1.2.1.17", "1.3.6.1.2.1.17.7.1"
+EXTEND = "1.3.6.1.4.1.8072.1.3.2"
 
 HWMON = {"name": "board", "in1_input": "24060", "in1_label": "vin", "temp1_input": "-4400", "temp1_label": "Board",
          "fan1_input": "1500", "curr1_input": "250", "temp2_input": "127000", "temp2_fault": "1"}
@@ -52,6 +53,17 @@ class PluginTables(unittest.TestCase):
         lm = [{row[2]: row[3] for row in self.agent.rows(f"{LM_SENSORS}.{table}.1").values()} for table in (2, 3, 4, 5)]
         self.assertEqual(lm, [{"board-virtual-0/Board": str(2**32 - 4400)}, {"board-virtual-0/fan1": "1500"},
                               {"board-virtual-0/vin": "24060"}, {"board-virtual-0/curr1": "250"}])
+
+    def test_commands_of_the_administrator_are_run(self):
+        file = self.agent.root / "etc/tarnix-snmp/extend.conf"
+        file.parent.mkdir(parents=True)
+        file.write_text('kernel /bin/uname -sr\nlist "/bin/sh" -c "echo one; echo two; exit 4"\n')
+        kernel, two = (".".join(map(str, [len(name), *name.encode()])) for name in ("kernel", "list"))
+        shown = self.agent.rows(f"{EXTEND}.3.1")
+        self.assertEqual(shown[kernel], {1: run("uname", "-sr").out.strip(), 2: run("uname", "-sr").out.strip(),
+                                         3: "1", 4: "0"})
+        self.assertEqual([shown[two][i] for i in (1, 3, 4)], ["one", "2", "4"])
+        self.assertEqual(self.agent.walk(f"{EXTEND}.4.1")[2, f"{two}.2"], "two")
 
     def bridge(self):
         """The interfaces by name, with the bridge's numbers of those that are its ports."""
