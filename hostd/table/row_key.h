@@ -36,9 +36,8 @@ class KeyField {
     /// True if the message contains this field.
     [[nodiscard]] bool isIn(const tn::message& m) const;
     /// Copies the field's value from a message into its part of a key; zeros if the message lacks it. False when a raw
-    /// value has another width, or is too long: it is then cut, or padded with zeros.
-    /// value has another width: it is then cut, or padded with zeros. False, too, when a text is too long: it then
-    /// sorts after all others.
+    /// value has another width, or is too long: it is then cut, or padded with zeros. False, too, when a text is too
+    /// long: it then sorts after all others.
     /// @param place  the part of the key, width() octets
     bool read(const tn::message& m, std::span<uint8_t> place) const;
     /// Inserts the value from its part of a key, width() octets, into a message.
@@ -46,8 +45,7 @@ class KeyField {
 
   private:
     /// Kind of the field.
-    enum class Form { U32, Be32, Addr6, Raw, Variable };
-    enum class Form { U32, Be32, Addr6, Raw, Text };
+    enum class Form { U32, Be32, Addr6, Raw, Variable, Text };
     Form form_;
     uint32_t number_;
     size_t width_;
