@@ -90,5 +90,5 @@ class Usm(unittest.TestCase):
         self.assert_answers(agent, "ops", "private", **new)
         agent.configure("community", "set", "ops", "authentication-protocol=md5")
         self.assert_answers(agent, "ops", "private", protocol="md5", **new)
-        agent.configure("set", "engine-id=another")
+        agent.configure("set", "engine-id=another", "--yes")
         self.assert_answers(agent, "ops", "private", protocol="md5", **new)
