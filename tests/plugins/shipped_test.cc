@@ -1,6 +1,7 @@
 #include <filesystem>
 
 #include "agent/core/plugins.h"
+#include "agent/core/start.h"
 #include "agent/status/statistics.h"
 #include "tests/agent/agent_test.h"
 
@@ -11,6 +12,7 @@ namespace fs = std::filesystem;
 
 class ShippedPlugins : public AgentTest {
   protected:
+    ShippedPlugins() { startModules(); }  // plug-ins add to the tables of the modules
     const std::string folder = fs::path(SHIPPED_PLUGINS).parent_path();
     [[nodiscard]] static const PluginState& state(const std::string& name) {
         const auto found = std::ranges::find_if(
