@@ -9,9 +9,14 @@
 
 #include "contracts/addresses.h"
 #include "contracts/bridge.h"
+#include "contracts/inet.h"
 #include "hostd/inet/addresses.h"
 #include "hostd/inet/arp_entries.h"
 #include "hostd/inet/forwarding.h"
+#include "hostd/inet/inet_addresses.h"
+#include "hostd/inet/inet_neighbors.h"
+#include "hostd/inet/inet_routes.h"
+#include "hostd/inet/sockets.h"
 #include "hostd/links/bridge_reader.h"
 #include "hostd/links/qdisc.h"
 
@@ -79,15 +84,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     hostd::Addresses addresses;
     hostd::ArpEntries arpEntries;
     hostd::Forwarding forwarding;
+    hostd::InetAddresses inetAddresses(hostd::FirstReading::AtStart);
+    hostd::InetPrefixes prefixes(hostd::FirstReading::AtStart);
+    hostd::InetNeighbors neighbors(hostd::FirstReading::AtStart);
+    const auto ipv6Routes = std::make_shared<hostd::Ipv6Routes>(hostd::FirstReading::AtStart);
+    std::vector<hostd::Socket> sockets;
     std::vector<hostd::Qdisc> qdiscs;
     hostd::BridgeParser bridge;
     hostd::forEachMessage({reinterpret_cast<const uint8_t*>(packet.data()), size}, [&](const nlmsghdr& message) {
-        for (hostd::FollowedTable* table :
-             std::initializer_list<hostd::FollowedTable*>{&addresses, &arpEntries, &forwarding}) {
+        for (hostd::FollowedTable* table : std::initializer_list<hostd::FollowedTable*>{
+                 &addresses, &arpEntries, &forwarding, &inetAddresses, &prefixes, &neighbors, ipv6Routes.get()}) {
             if (message.nlmsg_type == NLMSG_NOOP) table->beginListing();
             if (message.nlmsg_type == NLMSG_DONE) table->endListing(message.nlmsg_flags % 2 == 0);
             table->apply(message, std::chrono::milliseconds(1));
         }
+        if (const auto socket = hostd::readSocket(message)) sockets.push_back(*socket);
         if (const auto qdisc = hostd::readQdisc(message)) qdiscs.push_back(*qdisc);
         bridge.addBridge(message);
         bridge.addPort(message);
@@ -97,6 +108,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     walk(addresses, {contracts::addresses::Address});
     walk(arpEntries, {contracts::arp::Interface, contracts::arp::Address});
     walk(forwarding, {contracts::bridge::Bridge, {contracts::bridge::Mac, 6}});
+    const auto octets = [](tn::raw_id id) { return hostd::KeyField::variable(id, hostd::InetAddress::kMaxOctets); };
+    walk(inetAddresses, {contracts::inet_addresses::Type, octets(contracts::inet_addresses::Address)});
+    walk(prefixes, {contracts::inet_prefixes::Interface, contracts::inet_prefixes::Type,
+                    octets(contracts::inet_prefixes::Network), contracts::inet_prefixes::Length});
+    walk(neighbors, {contracts::inet_neighbors::Interface, contracts::inet_neighbors::Type,
+                     octets(contracts::inet_neighbors::Address)});
+    hostd::Routes ipv4Routes;
+    hostd::InetRoutes routes(ipv4Routes, ipv6Routes);
+    walk(routes,
+         {contracts::inet_routes::Type, octets(contracts::inet_routes::Destination), contracts::inet_routes::Length,
+          contracts::inet_routes::GatewayType, octets(contracts::inet_routes::Gateway)});
+    const hostd::SocketRows rows = hostd::makeSocketRows(sockets, sockets, [](uint32_t inode) { return inode; });
+    require(rows.connections.size() + rows.listeners.size() <= sockets.size() && rows.udpIPv4.size() <= sockets.size());
     checkQueues(qdiscs);
     checkBridge(bridge.finish());
     return 0;

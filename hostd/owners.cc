@@ -14,6 +14,7 @@
 #include "contracts/first_bridge.h"
 #include "contracts/guests.h"
 #include "contracts/health.h"
+#include "contracts/inet.h"
 #include "contracts/interface_stack.h"
 #include "contracts/interfaces.h"
 #include "contracts/ip_counters.h"
@@ -30,7 +31,12 @@
 #include "hostd/inet/addresses.h"
 #include "hostd/inet/arp_entries.h"
 #include "hostd/inet/forwarding.h"
+#include "hostd/inet/inet_addresses.h"
+#include "hostd/inet/inet_neighbors.h"
+#include "hostd/inet/inet_routes.h"
 #include "hostd/inet/ip_counters.h"
+#include "hostd/inet/ip_interfaces.h"
+#include "hostd/inet/ip_statistics.h"
 #include "hostd/inet/routes.h"
 #include "hostd/inet/sockets.h"
 #include "hostd/links/bridge_tables.h"
@@ -72,10 +78,17 @@ void addSensor(CLI::App& app, const std::string& option, std::string& choice, co
 struct Shared {
     const Options& options;
     Interfaces& interfaces;
+    Routes& routes;
     std::shared_ptr<Disks> disks;
     std::shared_ptr<FirstBridge> bridge = watchFirstBridge();
     std::shared_ptr<SocketWatch> sockets = watchSockets(options.proc);
     std::shared_ptr<ExtendRuns> commands = std::make_shared<ExtendRuns>(tn::rooted("/etc/tarnix-snmp/extend.conf"));
+    std::shared_ptr<Ipv6Routes> ipv6Routes = std::make_shared<Ipv6Routes>();
+
+    /// Returns the current links, once it is called.
+    [[nodiscard]] std::function<const LinkTable&()> links() const {
+        return [&from = interfaces]() -> const LinkTable& { return from.currentLinks(); };
+    }
 };
 
 struct PluginOwner {
@@ -87,6 +100,11 @@ struct PluginOwner {
 template <class Owner>
 std::unique_ptr<tn::Handler> makeFrom(const Shared& shared) {
     return std::make_unique<Owner>(shared.options.proc);
+}
+
+template <class Owner>
+std::unique_ptr<tn::Handler> makeAlone(const Shared&) {
+    return std::make_unique<Owner>();
 }
 
 /// The owners of data that only plug-ins show, by the plug-in that needs them. They exist whether or not it is loaded,
@@ -124,12 +142,33 @@ constexpr PluginOwner kPluginOwners[] = {
 
     // ifx: {24, 1000} to {24, 1009}
     {contracts::interface_stack::kPath,
-     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
-         return std::make_unique<LinkStack>(
-             [&from = shared.interfaces]() -> const LinkTable& { return from.currentLinks(); });
-     }},
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> { return std::make_unique<LinkStack>(shared.links()); }},
 
     // ip-mib: {24, 1040} to {24, 1059}
+    {contracts::inet_addresses::kPath, makeAlone<InetAddresses>},
+    {contracts::inet_prefixes::kPath, makeAlone<InetPrefixes>},
+    {contracts::inet_neighbors::kPath, makeAlone<InetNeighbors>},
+    {contracts::ip_statistics::kSystemPath, makeFrom<IpStatistics>},
+    {contracts::ip_statistics::kInterfacesPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
+         return std::make_unique<IpInterfaceStatistics>(shared.options.proc, shared.links());
+     }},
+    {contracts::ip_interfaces::kIPv4Path,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
+         return std::make_unique<IpInterfaces>(shared.options.proc, /*isIPv6=*/false, shared.links());
+     }},
+    {contracts::ip_interfaces::kIPv6Path,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
+         return std::make_unique<IpInterfaces>(shared.options.proc, /*isIPv6=*/true, shared.links());
+     }},
+    {contracts::inet_routes::kPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
+         return std::make_unique<InetRoutes>(shared.routes, shared.ipv6Routes);
+     }},
+    {contracts::default_routers::kPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
+         return std::make_unique<DefaultRouters>(shared.routes, shared.ipv6Routes);
+     }},
     {contracts::sockets::kConnectionsPath, [](const Shared& shared) { return makeConnections(shared.sockets); }},
     {contracts::sockets::kListenersPath, [](const Shared& shared) { return makeListeners(shared.sockets); }},
     {contracts::sockets::kEndpointsPath, [](const Shared& shared) { return makeEndpoints(shared.sockets); }},
@@ -207,14 +246,15 @@ Owners::Owners(const Options& options) {
         std::make_unique<Health>([options] { return readHealth(options.sysfs, options.sensors); }));
     own(contracts::bridge::kForwardingPath, std::make_unique<Forwarding>());
     auto links = std::make_unique<Interfaces>(options.sysfs, options.allowLinkChanges ? switchLink : LinkSwitch());
-    const Shared shared{options, *links, disks};
+    auto routes = std::make_unique<Routes>();
+    const Shared shared{options, *links, *routes, disks};
     own(contracts::interfaces::kPath, std::move(links));
     own(contracts::addresses::kPath, std::make_unique<Addresses>());
     own(contracts::arp::kPath, std::make_unique<ArpEntries>());
     const auto queues = watchQueues();
     own(contracts::queues::kInterfacesPath, std::make_unique<InterfaceQueues>(queues));
     own(contracts::queues::kTreePath, std::make_unique<QueueTree>(queues));
-    own(contracts::routes::kPath, std::make_unique<Routes>());
+    own(contracts::routes::kPath, std::move(routes));
     own(contracts::scripts::kPath, std::make_unique<Scripts>(tn::rooted("/tern/scripts")));
     own(contracts::disks::kPath, std::make_unique<DiskTable>(disks));
     own(contracts::proxy::kPath, std::make_unique<Proxy>([url = options.proxyUrl] { return readSquid(url); }));

@@ -17,6 +17,7 @@
 #include "contracts/first_bridge.h"
 #include "contracts/guests.h"
 #include "contracts/health.h"
+#include "contracts/inet.h"
 #include "contracts/interface_stack.h"
 #include "contracts/interfaces.h"
 #include "contracts/ip_counters.h"
@@ -87,6 +88,15 @@ const Owner kPluginOwners[] = {
     {contracts::ip_counters::kPath, "IP counters"},
     {contracts::sockets::kTcpIPv4Path, "TCP over IPv4"},
     {contracts::sockets::kUdpIPv4Path, "UDP over IPv4"},
+    {contracts::inet_addresses::kPath, "IP addresses"},
+    {contracts::inet_prefixes::kPath, "IP networks"},
+    {contracts::inet_neighbors::kPath, "IP neighbours"},
+    {contracts::ip_statistics::kSystemPath, "IP statistics"},
+    {contracts::ip_statistics::kInterfacesPath, "IP statistics of interfaces"},
+    {contracts::ip_interfaces::kIPv4Path, "IPv4 interfaces"},
+    {contracts::ip_interfaces::kIPv6Path, "IPv6 interfaces"},
+    {contracts::inet_routes::kPath, "IP routes"},
+    {contracts::default_routers::kPath, "default routers"},
     {contracts::sockets::kConnectionsPath, "TCP connections"},
     {contracts::sockets::kListenersPath, "TCP listeners"},
     {contracts::sockets::kEndpointsPath, "UDP endpoints"},

@@ -39,6 +39,18 @@ struct InetAddress {
     friend auto operator<=>(const InetAddress&, const InetAddress&) = default;
 };
 
+constexpr size_t kAddressOctets = 4 + 1 + InetAddress::kMaxOctets;  ///< that type and octets have in a key
+
+/// The address in the part of a key that begins at `at`. It needn't be a valid one, but is in the same order.
+inline InetAddress addressAt(const RowKey& key, size_t at) {
+    InetAddress address;
+    address.type = static_cast<InetAddress::Type>(std::min<uint32_t>(key.u32(at), UINT8_MAX));
+    const auto place = key.part(at + 4, 1 + InetAddress::kMaxOctets);
+    address.size = static_cast<uint8_t>(std::min<size_t>(place[0], InetAddress::kMaxOctets));
+    std::ranges::copy(place.subspan(1), address.all.begin());
+    return address;
+}
+
 /// Composes the key of a row, field by field in their order.
 class KeyComposer {
   public:

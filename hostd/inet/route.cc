@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <linux/rtnetlink.h>
 
+#include "hostd/inet/multipath.h"
 #include "hostd/netlink/attributes.h"
 #include "hostd/netlink/ipv4_mask.h"
 
@@ -18,19 +19,14 @@ void readGateway(const All& attributes, Route::NextHop& hop) {
     hop.hasGateway = hop.gateway != 0 || attributes[RTA_VIA] != nullptr;
 }
 
-/// Appends the next hops in an RTA_MULTIPATH: rtnexthop headers, each followed by attributes. A malformed header ends
-/// the list.
+/// Appends the next hops in an RTA_MULTIPATH.
 void readMultipath(std::span<const uint8_t> octets, std::vector<Route::NextHop>& hops) {
-    rtnexthop header{};
-    while (octets.size() >= sizeof header) {
-        std::memcpy(&header, octets.data(), sizeof header);
-        if (header.rtnh_len < sizeof header || header.rtnh_len > octets.size()) return;
+    forEachHop(octets, [&hops](const rtnexthop& header, const Attributes<RTA_VIA>& attributes) {
         Route::NextHop& hop = hops.emplace_back();
         hop.link = static_cast<uint32_t>(header.rtnh_ifindex);
         hop.isUsable = isUsable(header.rtnh_flags);
-        readGateway(Attributes<RTA_VIA>(octets.first(header.rtnh_len).subspan(sizeof header)), hop);
-        octets = octets.subspan(std::min<size_t>(RTNH_ALIGN(header.rtnh_len), octets.size()));
-    }
+        readGateway(attributes, hop);
+    });
 }
 
 }  // namespace

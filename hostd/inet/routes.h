@@ -35,8 +35,11 @@ class Routes : public OwnerTable<const RouteEntry*> {
     /// Applies a kernel message as if it were a notification.
     void apply(const nlmsghdr& message) { monitor_.apply(message, tn::sinceBoot()); }
 
-  protected:
+    /// Applies queued notifications, as each request does.
     void refresh() override;
+    [[nodiscard]] const RouteTable& table() const { return table_; }
+
+  protected:
     [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(table_.size()); }
     [[nodiscard]] std::optional<const RouteEntry*> lowerBound(const RowKey& key) const override;
     [[nodiscard]] std::optional<const RouteEntry*> after(const RouteEntry* row) const override;

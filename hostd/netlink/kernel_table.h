@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "hostd/netlink/netlink_follower.h"
+#include "hostd/source/reading.h"
 #include "hostd/table/owner_table.h"
 
 namespace hostd {
@@ -28,7 +29,9 @@ template <class Key, class Value>
 class KernelTable : public OwnerTable<const std::pair<const Key, Value>*>, public FollowedTable {
   public:
     /// Lists the kernel's entries, and follows its notifications from now on.
-    void loadPermData() override { follower_.start(); }
+    void loadPermData() override {
+        if (first_ == FirstReading::AtStart) start();
+    }
     /// Until the listing ends, put() and remove() change a second set of entries, not the one that requests see.
     void beginListing() final { written_ = &listed_; }
     /// Replaces the entries with those listed. After an interrupted listing, they stay as they were.
@@ -44,8 +47,9 @@ class KernelTable : public OwnerTable<const std::pair<const Key, Value>*>, publi
 
     /// @param key      the key fields of a row
     /// @param subject  the kernel's table: how it is listed and notified
-    KernelTable(std::vector<KeyField> key, NetlinkFollower::Subject subject)
-        : OwnerTable<Row>(std::move(key)), follower_(std::move(subject), *this) {}
+    /// @param first    when it is listed, and followed from then on
+    KernelTable(std::vector<KeyField> key, NetlinkFollower::Subject subject, FirstReading first = FirstReading::AtStart)
+        : OwnerTable<Row>(std::move(key)), first_(first), follower_(std::move(subject), *this) {}
 
     /// Adds an entry, or replaces the value of the one with this key.
     void put(const Key& key, const Value& value) {
@@ -60,10 +64,22 @@ class KernelTable : public OwnerTable<const std::pair<const Key, Value>*>, publi
         written_->byKey.erase(at);
     }
 
+    /// Removes those entries that `isGone` accepts, of the entries from `first` on for which `isNear` is true.
+    template <class IsNear, class IsGone>
+    void removeFrom(const Key& first, const IsNear& isNear, const IsGone& isGone) {
+        std::vector<Key> gone;
+        for (auto at = written_->byKey.lower_bound(first); at != written_->byKey.end() && isNear(at->first); ++at)
+            if (isGone(at->first)) gone.push_back(at->first);
+        for (const Key& key : gone) remove(key);
+    }
+
     /// Writes the fields of a row from its lowest entry.
     virtual void writeEntry(const Key& key, const Value& value, tn::message& item) const = 0;
 
-    void refresh() final { follower_.catchUp(); }
+    void refresh() final {
+        if (first_ == FirstReading::OnRequest) start();
+        follower_.catchUp();
+    }
     [[nodiscard]] uint32_t rowCount() const final { return entries_.rows; }
     [[nodiscard]] std::optional<Row> lowerBound(const RowKey& key) const final {
         return rowAt(entries_.byKey.lower_bound(Key::least(key)));
@@ -77,6 +93,10 @@ class KernelTable : public OwnerTable<const std::pair<const Key, Value>*>, publi
     void writeRow(Row row, tn::message& item) const final { writeEntry(row->first, row->second, item); }
 
   private:
+    void start() {
+        if (!std::exchange(isStarted_, true)) follower_.start();
+    }
+
     using Map = std::map<Key, Value>;
     struct Entries {
         Map byKey;
@@ -94,6 +114,8 @@ class KernelTable : public OwnerTable<const std::pair<const Key, Value>*>, publi
     Entries entries_;               ///< the ones that requests see
     Entries listed_;                ///< those that the listing in progress has reported so far
     Entries* written_ = &entries_;  ///< the ones that put() and remove() change
+    FirstReading first_;
+    bool isStarted_ = false;
     NetlinkFollower follower_;
 };
 

@@ -10,6 +10,12 @@ namespace hostd {
 /// absent, since managers couldn't distinguish them from current ones.
 constexpr std::chrono::seconds kMaxReadingAge{90};
 
+/// When the first reading of a source starts.
+enum class FirstReading {
+    AtStart,    ///< with the owner's construction, so that the first request finds it
+    OnRequest,  ///< by the first request, which waits for it: for data that may never be requested
+};
+
 /// One reading of a source that reports entries. A problem and rows may both be present: the source then reported only
 /// a part of its entries.
 template <class Entry>

@@ -15,12 +15,6 @@
 
 namespace hostd {
 
-/// When the first reading of a source starts.
-enum class FirstReading {
-    AtStart,    ///< with the owner's construction, so that the first request finds it
-    OnRequest,  ///< by the first request, which waits for it: for data that may never be requested
-};
-
 /// A table whose rows are the latest reading of a Watch. The table is empty before the first reading has ended, and
 /// while the latest one is older than kMaxReadingAge.
 ///
