@@ -85,7 +85,8 @@ TEST_F(Mib2Test, SocketsOfIPv4AreShownWithTheirStates) {
     EXPECT_THAT(indexes(state),
                 ElementsAre("0.0.0.0.80.0.0.0.0.0", "10.0.0.1.22.10.0.0.2.1025", "127.0.0.1.22.0.0.0.0.0"));
     EXPECT_EQ(values({state + ".0.0.0.0.80.0.0.0.0.0", state + ".10.0.0.1.22.10.0.0.2.1025"}), "2 5");
-    EXPECT_THAT(indexes(mib2 + "7.5.1.2"), ElementsAre("10.0.0.1.53")) << "two sockets, one row";
+    EXPECT_THAT(indexes(mib2 + "7.5.1.2"), ElementsAre("10.0.0.1.53"));
+    EXPECT_EQ(udpOwner->getObjectCount(), 1U) << "two sockets, one row";
 }
 
 TEST_F(Mib2Test, TheSnmpGroupCountsWhatTheAgentDid) {
