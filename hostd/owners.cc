@@ -14,6 +14,7 @@
 #include "contracts/first_bridge.h"
 #include "contracts/guests.h"
 #include "contracts/health.h"
+#include "contracts/host.h"
 #include "contracts/inet.h"
 #include "contracts/interface_stack.h"
 #include "contracts/interfaces.h"
@@ -48,8 +49,12 @@
 #include "hostd/machine/disk_activity.h"
 #include "hostd/machine/disk_table.h"
 #include "hostd/machine/file_systems.h"
+#include "hostd/machine/hardware.h"
+#include "hostd/machine/host_facts.h"
 #include "hostd/machine/memory_sizes.h"
+#include "hostd/machine/packages.h"
 #include "hostd/machine/pci.h"
+#include "hostd/machine/processes.h"
 #include "hostd/machine/system.h"
 #include "hostd/machine/usb.h"
 #include "hostd/machine/usb_reset.h"
@@ -84,6 +89,7 @@ struct Shared {
     std::shared_ptr<SocketWatch> sockets = watchSockets(options.proc);
     std::shared_ptr<ExtendRuns> commands = std::make_shared<ExtendRuns>(tn::rooted("/etc/tarnix-snmp/extend.conf"));
     std::shared_ptr<Ipv6Routes> ipv6Routes = std::make_shared<Ipv6Routes>();
+    std::shared_ptr<Hardware> hardware = std::make_shared<Hardware>(options.proc, options.sysfs);
 
     /// Returns the current links, once it is called.
     [[nodiscard]] std::function<const LinkTable&()> links() const {
@@ -139,6 +145,21 @@ constexpr PluginOwner kPluginOwners[] = {
      }},
 
     // host: {24, 1020} to {24, 1029}
+    {contracts::host_facts::kPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
+         return std::make_unique<HostFacts>(shared.options.proc, "/run/utmp");
+     }},
+    {contracts::hardware::kPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
+         return std::make_unique<Devices>(shared.hardware, shared.links());
+     }},
+    {contracts::partitions::kPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
+         return std::make_unique<Partitions>(shared.hardware);
+     }},
+    {contracts::processes::kPath, makeFrom<Processes>},
+    {contracts::packages::kPath,
+     [](const Shared&) -> std::unique_ptr<tn::Handler> { return std::make_unique<Packages>("/var/lib/dpkg"); }},
 
     // ifx: {24, 1000} to {24, 1009}
     {contracts::interface_stack::kPath,

@@ -17,6 +17,7 @@
 #include "contracts/first_bridge.h"
 #include "contracts/guests.h"
 #include "contracts/health.h"
+#include "contracts/host.h"
 #include "contracts/inet.h"
 #include "contracts/interface_stack.h"
 #include "contracts/interfaces.h"
@@ -84,6 +85,11 @@ const Owner kPluginOwners[] = {
     {contracts::activity::kPath, "activity"},
     {contracts::load_averages::kPath, "load averages"},
     {contracts::disk_activity::kPath, "disk activity"},
+    {contracts::host_facts::kPath, "users"},
+    {contracts::hardware::kPath, "devices"},
+    {contracts::partitions::kPath, "partitions"},
+    {contracts::processes::kPath, "processes"},
+    {contracts::packages::kPath, "packages"},
     {contracts::sensors::kPath, "sensors"},
     {contracts::ip_counters::kPath, "IP counters"},
     {contracts::sockets::kTcpIPv4Path, "TCP over IPv4"},

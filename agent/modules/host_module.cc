@@ -6,10 +6,10 @@
 
 #include "agent/modules/host_module.h"
 
-#include <cstdlib>
 #include <ctime>
 
 #include "agent/mib/columns.h"
+#include "agent/mib/date_and_time.h"
 #include "agent/mib/keep.h"
 #include "agent/mib/providers/data_provider.h"
 #include "agent/mib/providers/get_all_multi_provider.h"
@@ -85,21 +85,8 @@ std::unique_ptr<Data> Systime::build(const tn::message& m) {
     tm local{};
     tzset();  // localtime_r alone doesn't notice a change of the time zone
     localtime_r(&seconds, &local);
-    const auto year = static_cast<unsigned>(local.tm_year + 1900);
-    const auto distance = static_cast<unsigned>(std::abs(offset));
-    const unsigned octets[] = {year >> 8,
-                               year & 0xff,
-                               static_cast<unsigned>(local.tm_mon + 1),
-                               static_cast<unsigned>(local.tm_mday),
-                               static_cast<unsigned>(local.tm_hour),
-                               static_cast<unsigned>(local.tm_min),
-                               static_cast<unsigned>(local.tm_sec),
-                               0,  // deci-seconds
-                               static_cast<unsigned>(offset < 0 ? '-' : '+'),
-                               distance / 3600,
-                               distance / 60 % 60};
     auto record = std::make_unique<Systime>();
-    for (const unsigned octet : octets) record->dateAndTime.push_back(static_cast<unsigned char>(octet));
+    record->dateAndTime = snmp::dateAndTime(local, offset);
     return record;
 }
 

@@ -3,9 +3,10 @@
 import os
 import pathlib
 import re
+import socket
 import unittest
 
-from harness import BUILD, Deployment, run
+from harness import BUILD, Daemon, Deployment, eventually, run
 
 UCD = "1.3.6.1.4.1.2021"
 
@@ -51,8 +52,6 @@ class Ucd(Machine):
         before = df()
         rows = {row[2]: row for row in self.agent.rows(f"{UCD}.9.1").values()}
         after = df()
-        self.assertLessEqual({point for point in before if before[point][0] > 0 and
-                              os.stat(point).st_dev == os.stat("/").st_dev}, set(rows))
         self.assertIn("/", rows)
         for point in rows.keys() & before.keys() & after.keys():
             self.assertEqual(rows[point][6], str(before[point][0]))
@@ -92,3 +91,61 @@ class Ucd(Machine):
         self.assertLessEqual(set(before), set(rows))
         for name in before:
             self.assert_between([rows[name][column] for column in (12, 13, 14)], before[name], after[name])
+
+
+class Host(Machine):
+    HOST = "1.3.6.1.2.1.25"
+
+    def test_system_is_that_of_proc_and_who(self):
+        def count():
+            return [sum(name.isdigit() for name in os.listdir("/proc"))]
+
+        before = count()
+        group = self.scalars(f"{self.HOST}.1")
+        self.assert_between([group[6]], before, count(), slack=20)
+        self.assertEqual(group[4], pathlib.Path("/proc/cmdline").read_text().rstrip("\n")[:128])
+        self.assertEqual(int(group[5]), len(run("who").out.splitlines()))
+
+    def test_storage_and_file_systems_are_those_of_df(self):
+        before, memory = df(), free()[0]
+        rows = self.agent.rows(f"{self.HOST}.2.3.1")
+        mounted = self.agent.rows(f"{self.HOST}.3.8.1")
+        after = df()
+        self.assertEqual(int(rows["1"][5]) * int(rows["1"][4]), memory[0] * 1024)
+        self.assertIn("/", {row[2] for row in mounted.values()})
+        for row in mounted.values():
+            storage = rows[row[7]]
+            self.assertEqual(storage[3][:128], row[2])
+            if row[2] in before and row[2] in after:
+                sizes = [int(storage[column]) * int(storage[4]) // 1024 for column in (5, 6)]
+                self.assert_between(sizes, before[row[2]][:2], after[row[2]][:2], slack=50_000)
+
+    def test_devices_are_those_of_the_kernel(self):
+        devices = self.agent.rows(f"{self.HOST}.3.2.1")
+        networks = self.agent.rows(f"{self.HOST}.3.4.1")
+        links = {str(socket.if_nametoindex(name)): name for _, name in socket.if_nameindex()}
+        self.assertEqual({row[1]: devices[index][3] for index, row in networks.items()},
+                         {index: f"network interface {name}" for index, name in links.items()})
+        capacities = {devices[index][3].partition(":")[0]: int(row[4])
+                      for index, row in self.agent.rows(f"{self.HOST}.3.6.1").items()}
+        blocks = [block for block in pathlib.Path("/sys/block").iterdir() if (block / "device").exists()]
+        self.assertEqual(capacities, {block.name: min(int((block / "size").read_text()) // 2, 2**31 - 1)
+                                      for block in blocks})
+        processors = self.agent.rows(f"{self.HOST}.3.3.1")
+        self.assertEqual((len(processors), len(devices)), (os.cpu_count(), len(processors) + len(links) + len(blocks)))
+
+    def test_processes_are_those_of_ps(self):
+        sleeper = Daemon(["sleep", "1000"], self.agent.root / "sleeper")
+        self.addCleanup(sleeper.end)
+        entry, index = f"{self.HOST}.4.2.1", str(sleeper.pid)
+        rows = eventually(lambda: (found := self.agent.rows(entry)) and index in found and found, "it is listed")
+        self.assertEqual([rows[index][column] for column in (2, 4, 5, 6, 7)], ["sleep", "sleep", "1000", "4", "2"])
+        memory = int(self.agent.rows(f"{self.HOST}.5.1.1")[index][2])
+        self.assertAlmostEqual(memory, int(run("ps", "-o", "rss=", "-p", index).out), delta=2000)
+        self.assertEqual(rows["1"][2], run("ps", "-o", "comm=", "-p", "1").out.strip())
+
+    def test_packages_are_those_of_dpkg(self):
+        listed = run("dpkg-query", "-Wf", "${db:Status-Status} ${Package}_${Version}_${Architecture}\n").out
+        expected = [line.split()[1][:64] for line in listed.splitlines() if line.startswith("installed ")]
+        rows = self.agent.rows(f"{self.HOST}.6.3.1")
+        self.assertEqual(sorted(row[2] for row in rows.values()), sorted(expected))
