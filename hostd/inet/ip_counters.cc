@@ -6,6 +6,7 @@
 #include <span>
 
 #include "contracts/ip_counters.h"
+#include "hostd/source/text_lines.h"
 
 namespace hostd {
 
@@ -20,15 +21,6 @@ std::string_view takeUpTo(char separator, std::string_view& text) {
     const std::string_view taken = text.substr(0, text.find(separator));
     text.remove_prefix(std::min(taken.size() + 1, text.size()));
     return taken;
-}
-
-/// Removes the first word, and the blanks around it.
-std::string_view takeWord(std::string_view& line) {
-    constexpr std::string_view kBlanks = " \t";
-    line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
-    const std::string_view word = line.substr(0, line.find_first_of(kBlanks));
-    line.remove_prefix(word.size());
-    return word;
 }
 
 std::optional<uint64_t> numberOf(std::string_view word) {
@@ -87,10 +79,10 @@ constexpr std::string_view kTcpNames[] = {"TcpRtoAlgorithm",
                                           "TcpInErrs",
                                           "TcpOutRsts"};
 constexpr std::string_view kUdpNames[] = {"UdpInDatagrams", "UdpNoPorts", "UdpInErrors", "UdpOutDatagrams"};
-constexpr Group kGroups[] = {{ip_counters::kIp, kIpNames},
-                             {ip_counters::kIcmp, kIcmpNames},
-                             {ip_counters::kTcp, kTcpNames},
-                             {ip_counters::kUdp, kUdpNames}};
+constexpr Group kCounterGroups[] = {{ip_counters::kIp, kIpNames},
+                                    {ip_counters::kIcmp, kIcmpNames},
+                                    {ip_counters::kTcp, kTcpNames},
+                                    {ip_counters::kUdp, kUdpNames}};
 
 }  // namespace
 
@@ -132,7 +124,7 @@ tn::message IpCounters::getObject(uint32_t) {
     addPairedCounters(snmp_.read(), all);
     addListedCounters(snmp6_.read(), all);
     tn::message reply;
-    for (const Group& group : kGroups) {
+    for (const Group& group : kCounterGroups) {
         for (uint32_t i = 0; i < group.names.size(); ++i) {
             const auto found = all.find(group.names[i]);
             if (found == all.end()) continue;

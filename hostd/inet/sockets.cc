@@ -22,7 +22,7 @@ namespace {
 
 using Type = InetAddress::Type;
 
-constexpr std::chrono::milliseconds kMaxAge{2000};
+constexpr std::chrono::milliseconds kListingAge{2000};
 constexpr uint8_t kListen = 2;  // tcpConnState
 /// All that the kernel reports by default; it also has bound sockets, which aren't in the tables.
 constexpr uint32_t kStates = (1U << (TCP_CLOSING + 2)) - 2;
@@ -138,7 +138,7 @@ std::shared_ptr<SocketWatch> watchSockets(const std::string& proc) {
         processes->find(inodes);
         return makeSocketRows(tcp, udp, [&](uint32_t inode) { return processes->of(inode); });
     };
-    return std::make_shared<SocketWatch>("sockets", read, kMaxAge);
+    return std::make_shared<SocketWatch>("sockets", read, kListingAge);
 }
 
 SocketTable::SocketTable(std::shared_ptr<SocketWatch> source, std::vector<KeyField> key, Rows rows)

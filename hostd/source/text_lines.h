@@ -8,7 +8,7 @@
 
 namespace hostd {
 
-// The texts of /proc are lines of words, which blanks separate.
+// The texts of /proc are lines of words, which spaces and tabs separate.
 
 /// Removes the first line from a text. @return the line, without its end
 inline std::string_view takeLine(std::string_view& text) {
@@ -19,8 +19,9 @@ inline std::string_view takeLine(std::string_view& text) {
 
 /// Removes the first word from a line. @return the word; empty if there is none
 inline std::string_view takeWord(std::string_view& line) {
-    line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
-    const std::string_view word = line.substr(0, line.find(' '));
+    constexpr std::string_view kBlanks = " \t";
+    line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
+    const std::string_view word = line.substr(0, line.find_first_of(kBlanks));
     line.remove_prefix(word.size());
     return word;
 }
