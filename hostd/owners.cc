@@ -19,6 +19,7 @@
 #include "contracts/interface_stack.h"
 #include "contracts/interfaces.h"
 #include "contracts/ip_counters.h"
+#include "contracts/lldp_systems.h"
 #include "contracts/memory.h"
 #include "contracts/neighbors.h"
 #include "contracts/proxy.h"
@@ -43,6 +44,7 @@
 #include "hostd/links/bridge_tables.h"
 #include "hostd/links/interfaces.h"
 #include "hostd/links/link_stack.h"
+#include "hostd/links/lldp_tables.h"
 #include "hostd/links/neighbors.h"
 #include "hostd/links/queues.h"
 #include "hostd/machine/activity.h"
@@ -86,6 +88,7 @@ struct Shared {
     Routes& routes;
     std::shared_ptr<Disks> disks;
     std::shared_ptr<FirstBridge> bridge = watchFirstBridge();
+    std::shared_ptr<LldpSource> lldp = std::make_shared<LldpSource>();
     std::shared_ptr<SocketWatch> sockets = watchSockets(options.proc);
     std::shared_ptr<ExtendRuns> commands = std::make_shared<ExtendRuns>(tn::rooted("/etc/tarnix-snmp/extend.conf"));
     std::shared_ptr<Ipv6Routes> ipv6Routes = std::make_shared<Ipv6Routes>();
@@ -195,6 +198,20 @@ constexpr PluginOwner kPluginOwners[] = {
     {contracts::sockets::kEndpointsPath, [](const Shared& shared) { return makeEndpoints(shared.sockets); }},
 
     // lldp: {24, 1060} to {24, 1069}
+    {contracts::lldp_systems::kLocalPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> { return std::make_unique<LldpLocal>(shared.lldp); }},
+    {contracts::lldp_ports::kPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> { return std::make_unique<LldpPorts>(shared.lldp); }},
+    {contracts::lldp_addresses::kLocalPath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
+         return std::make_unique<LldpLocalAddresses>(shared.lldp);
+     }},
+    {contracts::lldp_systems::kRemotePath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> { return std::make_unique<LldpRemotes>(shared.lldp); }},
+    {contracts::lldp_addresses::kRemotePath,
+     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
+         return std::make_unique<LldpRemoteAddresses>(shared.lldp);
+     }},
 
     // mib2: {24, 1030} to {24, 1039}
     {contracts::ip_counters::kPath,

@@ -22,6 +22,7 @@
 #include "contracts/interface_stack.h"
 #include "contracts/interfaces.h"
 #include "contracts/ip_counters.h"
+#include "contracts/lldp_systems.h"
 #include "contracts/memory.h"
 #include "contracts/neighbors.h"
 #include "contracts/proxy.h"
@@ -90,6 +91,11 @@ const Owner kPluginOwners[] = {
     {contracts::partitions::kPath, "partitions"},
     {contracts::processes::kPath, "processes"},
     {contracts::packages::kPath, "packages"},
+    {contracts::lldp_addresses::kLocalPath, "LLDP addresses"},
+    {contracts::lldp_addresses::kRemotePath, "LLDP addresses of neighbours"},
+    {contracts::lldp_ports::kPath, "LLDP ports"},
+    {contracts::lldp_systems::kLocalPath, "LLDP system"},
+    {contracts::lldp_systems::kRemotePath, "LLDP neighbours"},
     {contracts::sensors::kPath, "sensors"},
     {contracts::ip_counters::kPath, "IP counters"},
     {contracts::sockets::kTcpIPv4Path, "TCP over IPv4"},
