@@ -68,8 +68,9 @@ struct Element {
 };
 
 /// The place of a column's value: a member of the record, or a constant. If the syntax is IpAddress, a number is an
-/// IPv4 address, first octet in the most significant byte. Octets and texts as an index are their length and as many
-/// sub-identifiers.
+/// IPv4 address, first octet in the most significant byte. If it is Counter32, a 64-bit number is a counter whose low
+/// half is shown, which wraps: one member can be the place of a Counter32 and of its Counter64. Octets and texts as an
+/// index are their length and as many sub-identifiers.
 template <class Record>
 using ColumnPlace = std::variant<unsigned int Record::*, unsigned long long Record::*, std::string Record::*,
                                  std::vector<unsigned char> Record::*, OID Record::*, IPAddr6 Record::*,
@@ -112,13 +113,9 @@ struct Column {
     unsigned int maxLength = 255;      ///< of an OCTET STRING in a Set, in octets (RFC 3411, SnmpAdminString)
 };
 
-// The codec for the type of a member. A number whose syntax is IpAddress has IPPacker instead.
+// The codec for the type of a member. The syntax determines that of numbers.
 template <class Member>
 struct CodecOf;
-template <>
-struct CodecOf<unsigned int> : std::type_identity<NumPacker> {};
-template <>
-struct CodecOf<unsigned long long> : std::type_identity<BignumPacker> {};
 template <>
 struct CodecOf<std::string> : std::type_identity<StringPacker> {};
 template <>
@@ -144,6 +141,9 @@ struct PackerMaker {
     }
     const Packer* operator()(unsigned int Record::*member) const {
         return syntax == tag::IpAddress ? ofMember<IPPacker>(member) : ofMember<NumPacker>(member);
+    }
+    const Packer* operator()(unsigned long long Record::*member) const {
+        return syntax == tag::Counter32 ? ofMember<NumPacker>(member) : ofMember<BignumPacker>(member);
     }
     const Packer* operator()(FixedOctets<Record> octets) const {
         return ofMember<RawPacker>(octets.member, octets.length);

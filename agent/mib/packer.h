@@ -54,8 +54,9 @@ class ConstantPacker : public Codec {
     const typename Codec::Value value_;
 };
 
-/// A packer whose value is a field of the record. The field has the codec's type or, for octets, is a container of
-/// them. The packer must be used only with records of the class that has this field; nothing checks that.
+/// A packer whose value is a field of the record. The field has the codec's type, is a wider number, whose low half is
+/// the value, or, for octets, is a container of them. The packer must be used only with records of the class that has
+/// this field; nothing checks that.
 template <class Codec, class Place = typename Codec::Value Data::*>
 class MemberPacker : public Codec {
   public:
@@ -67,12 +68,14 @@ class MemberPacker : public Codec {
         const auto& field = fieldAt(record, place_);
         if constexpr (isSameType<decltype(field)>)
             return field;
+        else if constexpr (isNumber<decltype(field)>)
+            return static_cast<typename Codec::Value>(field);
         else
             return {field.begin(), field.end()};
     }
     void set(Data* record, Argument<Codec> value) const override {
         auto& field = fieldAt(record, place_);
-        if constexpr (isSameType<decltype(field)>)
+        if constexpr (isSameType<decltype(field)> || isNumber<decltype(field)>)
             field = value;
         else
             field.assign(value.begin(), value.end());
@@ -81,6 +84,8 @@ class MemberPacker : public Codec {
   private:
     template <class Field>
     static constexpr bool isSameType = std::is_same_v<std::decay_t<Field>, typename Codec::Value>;
+    template <class Field>
+    static constexpr bool isNumber = std::is_integral_v<std::decay_t<Field>>;
 
     const Place place_;
 };
@@ -92,17 +97,6 @@ class ConstNumPacker : public ConstantPacker<NumPacker> {
     using ConstantPacker::ConstantPacker;
     bool addKeyToMessage(OID& key, tn::message& m, uint32_t fieldId) const override;
     void addKeyToMessage(const Data* record, tn::message& m, uint32_t fieldId) const override;
-};
-
-/// The low 32 bits of a counter in a record's array: its value as a Counter32, which wraps, or as an INTEGER.
-class LowElementPacker : public NumPacker {
-  public:
-    LowElementPacker(CounterElement place, unsigned int type) : NumPacker(type), place_(place) {}
-    unsigned int get(const Data* record) const override { return static_cast<unsigned int>(fieldAt(record, place_)); }
-    void set(Data* record, unsigned int value) const override { fieldAt(record, place_) = value; }
-
-  private:
-    const CounterElement place_;
 };
 
 /// An OID that is the same in every row. As an index, it matches only that OID. It isn't inserted into messages.
@@ -119,6 +113,8 @@ using ConstIPPacker = ConstantPacker<IPPacker>;
 
 using DataNumPacker = MemberPacker<NumPacker>;
 using DataBignumPacker = MemberPacker<BignumPacker>;
+/// The low 32 bits of a counter in a record's array: its value as a Counter32, which wraps, or as an INTEGER.
+using LowElementPacker = MemberPacker<NumPacker, CounterElement>;
 using DataElementPacker = MemberPacker<BignumPacker, CounterElement>;
 using DataStringPacker = MemberPacker<StringPacker>;
 using DataRawPacker = MemberPacker<RawPacker, std::vector<unsigned char> Data::*>;

@@ -34,8 +34,7 @@ constexpr unsigned int kDown = 2;
 // Records.
 
 struct Iface : Data {
-    unsigned int inOctets32 = 0, outOctets32 = 0, inUcast32 = 0, outUcast32 = 0;  // the low 32 bits
-    unsigned long long inOctets64 = 0, outOctets64 = 0, inUcast64 = 0, outUcast64 = 0;
+    unsigned long long inOctets = 0, outOctets = 0, inUcast = 0, outUcast = 0;
     unsigned int inErrors = 0, outErrors = 0, inDiscards = 0, outDiscards = 0;
     unsigned int index = 0;
     unsigned int mtu = 0;
@@ -153,14 +152,10 @@ std::unique_ptr<Data> Iface::build(const tn::message& m) {
     record->outDiscards = m.get_u32(interfaces::OutDiscards);
     record->inErrors = m.get_u32(interfaces::InErrors);
     record->outErrors = m.get_u32(interfaces::OutErrors);
-    record->inOctets64 = m.get_u64(interfaces::InOctets);
-    record->outOctets64 = m.get_u64(interfaces::OutOctets);
-    record->inUcast64 = m.get_u64(interfaces::InUnicast);
-    record->outUcast64 = m.get_u64(interfaces::OutUnicast);
-    record->inOctets32 = static_cast<unsigned int>(record->inOctets64);
-    record->outOctets32 = static_cast<unsigned int>(record->outOctets64);
-    record->inUcast32 = static_cast<unsigned int>(record->inUcast64);
-    record->outUcast32 = static_cast<unsigned int>(record->outUcast64);
+    record->inOctets = m.get_u64(interfaces::InOctets);
+    record->outOctets = m.get_u64(interfaces::OutOctets);
+    record->inUcast = m.get_u64(interfaces::InUnicast);
+    record->outUcast = m.get_u64(interfaces::OutUnicast);
 
     const KindRow row = kindRow(m.get_u32(interfaces::Kind));
     record->type = row.type;
@@ -220,14 +215,14 @@ constexpr Column<Iface> kIfColumns[] = {
      Access::ReadWrite},  // see AdminStatusPacker
     {8, "ifOperStatus", tag::Integer, {&Iface::operStatus, interfaces::Running}},
     {9, "ifLastChange", tag::TimeTicks, Constant{0}},  // compat: 65, the owner doesn't record it
-    {10, "ifInOctets", tag::Counter32, {&Iface::inOctets32, interfaces::InOctets}},
-    {11, "ifInUcastPkts", tag::Counter32, {&Iface::inUcast32, interfaces::InUnicast}},
+    {10, "ifInOctets", tag::Counter32, {&Iface::inOctets, interfaces::InOctets}},
+    {11, "ifInUcastPkts", tag::Counter32, {&Iface::inUcast, interfaces::InUnicast}},
     {12, "ifInNUcastPkts", tag::Counter32, Constant{0}},  // compat: 64, counted as unicast
     {13, "ifInDiscards", tag::Counter32, {&Iface::inDiscards, interfaces::InDiscards}},
     {14, "ifInErrors", tag::Counter32, {&Iface::inErrors, interfaces::InErrors}},
     {15, "ifInUnknownProtos", tag::Counter32, Constant{0}},  // not counted
-    {16, "ifOutOctets", tag::Counter32, {&Iface::outOctets32, interfaces::OutOctets}},
-    {17, "ifOutUcastPkts", tag::Counter32, {&Iface::outUcast32, interfaces::OutUnicast}},
+    {16, "ifOutOctets", tag::Counter32, {&Iface::outOctets, interfaces::OutOctets}},
+    {17, "ifOutUcastPkts", tag::Counter32, {&Iface::outUcast, interfaces::OutUnicast}},
     {18, "ifOutNUcastPkts", tag::Counter32, Constant{0}},  // counted as unicast
     {19, "ifOutDiscards", tag::Counter32, {&Iface::outDiscards, interfaces::OutDiscards}},
     {20, "ifOutErrors", tag::Counter32, {&Iface::outErrors, interfaces::OutErrors}},
@@ -245,12 +240,12 @@ constexpr Column<Iface> kIfXColumns[] = {
     {3, "ifInBroadcastPkts", tag::Counter32, Constant{0}},
     {4, "ifOutMulticastPkts", tag::Counter32, Constant{0}},
     {5, "ifOutBroadcastPkts", tag::Counter32, Constant{0}},
-    {6, "ifHCInOctets", tag::Counter64, {&Iface::inOctets64, interfaces::InOctets}},
-    {7, "ifHCInUcastPkts", tag::Counter64, {&Iface::inUcast64, interfaces::InUnicast}},
+    {6, "ifHCInOctets", tag::Counter64, {&Iface::inOctets, interfaces::InOctets}},
+    {7, "ifHCInUcastPkts", tag::Counter64, {&Iface::inUcast, interfaces::InUnicast}},
     {8, "ifHCInMulticastPkts", tag::Counter64, Constant{0}},
     {9, "ifHCInBroadcastPkts", tag::Counter64, Constant{0}},
-    {10, "ifHCOutOctets", tag::Counter64, {&Iface::outOctets64, interfaces::OutOctets}},
-    {11, "ifHCOutUcastPkts", tag::Counter64, {&Iface::outUcast64, interfaces::OutUnicast}},
+    {10, "ifHCOutOctets", tag::Counter64, {&Iface::outOctets, interfaces::OutOctets}},
+    {11, "ifHCOutUcastPkts", tag::Counter64, {&Iface::outUcast, interfaces::OutUnicast}},
     {12, "ifHCOutMulticastPkts", tag::Counter64, Constant{0}},
     {13, "ifHCOutBroadcastPkts", tag::Counter64, Constant{0}},
     {15, "ifHighSpeed", tag::Gauge32, Constant{0}},  // compat: 62, ifSpeed has it

@@ -36,7 +36,6 @@ struct TreeQueue : Data {
     unsigned int id = 0;
     std::string name, parent;
     unsigned int parentId = 0;  // 0 for a queue without a parent
-    unsigned int bytes32 = 0;   // the low 32 bits
     unsigned long long bytes = 0;
     unsigned int packets = 0, dropped = 0;
     static std::unique_ptr<Data> build(const tn::message& m);
@@ -71,7 +70,6 @@ std::unique_ptr<Data> TreeQueue::build(const tn::message& m) {
     if (!parents.empty()) record->parent = parents.front();
     record->parentId = m.get_u32(queues::ParentId);
     record->bytes = m.get_u64(queues::SentOctets);
-    record->bytes32 = static_cast<unsigned int>(record->bytes);
     record->packets = m.get_u32(queues::SentPackets);
     record->dropped = m.get_u32(queues::SentDrops);
     return record;
@@ -101,7 +99,7 @@ constexpr Column<TreeQueue> kTreeQueueColumns[] = {
     {2, "treeQueueName", tag::OctetString, &TreeQueue::name},
     {3, "treeQueueParent", tag::OctetString, &TreeQueue::parent},
     {4, "treeQueueParentId", tag::Integer, &TreeQueue::parentId},
-    {5, "treeQueueBytes", tag::Counter32, &TreeQueue::bytes32},
+    {5, "treeQueueBytes", tag::Counter32, &TreeQueue::bytes},
     {6, "treeQueuePackets", tag::Counter32, &TreeQueue::packets},
     {7, "treeQueueHCBytes", tag::Counter64, &TreeQueue::bytes},
     {8, "treeQueueDropped", tag::Counter32, &TreeQueue::dropped},
