@@ -73,7 +73,7 @@ const Rows* ColumnarBranch::rowsAfter(Context& c, const OID& index, unsigned int
         Key key = table_->createKey(index, /*strict=*/false);
         key.skipFirst = !key.empty() && !key.relaxed;
         key.wanted = wanted;
-        run = {key.index.empty() ? table_->getFirst(count) : table_->getNext(key, count), count, wanted};
+        run = {table_->getNext(key, count), count, wanted};
         if (run.list == nullptr && c.rules->doWalksContinue) run = {searchAfter(index, count), count, {}};
     }
     return run.list != nullptr ? &run.list->rows : nullptr;
@@ -196,7 +196,7 @@ Answer ColumnarBranch::getNextItem(Context& c, const OID& prefix, const OID& ite
 
 bool ColumnarBranch::wrap(Context& c, const OID& prefix, Columns::const_iterator column) const {
     if (column == columns_.end()) return false;
-    const Rows* rows = rowsAfter(c, OID(), c.pendingEndOfView, {});  // all fields: further columns may follow
+    const Rows* rows = rowsAfter(c, OID(), c.pendingEndOfView, table_->wanted());  // further columns may follow
     if (rows == nullptr || rows->empty()) return false;
     for (; column != columns_.end(); ++column) {
         for (const std::unique_ptr<Data>& row : *rows) {

@@ -22,6 +22,7 @@ class ColumnarBranch : public Branch {
     /// @param packer  for records of the table's class; must outlive the branch
     /// @param wanted  the message fields that its values are made of; nothing if any field may be needed
     void addLeaf(unsigned int column, const Packer* packer, std::optional<WantedFields> wanted = {}) {
+        table_->addWanted(wanted);
         columns_[column] = {packer, std::move(wanted)};
     }
     /// Replaces the packer of a column. The new one must not need further message fields.

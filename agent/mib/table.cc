@@ -35,6 +35,16 @@ bool MapTable::hasStdKey() const {
     return indexes_.size() == 1 && indexes_.front().second == tn::field::ObjectId.number && !noStdKey_;
 }
 
+void Table::addWanted(const std::optional<WantedFields>& fields) {
+    if (!wanted_ || !fields) {
+        wanted_.reset();
+        return;
+    }
+    wanted_->insert(wanted_->end(), fields->begin(), fields->end());
+    std::ranges::sort(*wanted_);
+    wanted_->erase(std::unique(wanted_->begin(), wanted_->end()), wanted_->end());
+}
+
 std::unique_ptr<VData> MapTable::getNext(const Key& key, unsigned int count) {
     // The greatest possible id means "no id" (tn::kNoId), so its key is empty. No row follows it.
     if (key.empty() && !key.index.empty()) return std::make_unique<VData>();

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -44,6 +45,14 @@ class Table {
     /// first row.
     /// @param strict  true: an index that doesn't decode gives a bad key. False: it gives a relaxed key
     [[nodiscard]] virtual Key createKey(const OID& index, bool strict) const = 0;
+
+    /// Adds the fields that a column is made of; nothing if it may need any.
+    void addWanted(const std::optional<WantedFields>& fields);
+    /// The fields of all columns in all branches that serve this table, ascending; nothing if any may be needed.
+    [[nodiscard]] const std::optional<WantedFields>& wanted() const { return wanted_; }
+
+  private:
+    std::optional<WantedFields> wanted_ = WantedFields();
 };
 
 class MapTable;
