@@ -54,6 +54,22 @@ inline constexpr tn::u64_id OutOctets{0x100fd};    ///< octets; tx_bytes
 inline constexpr tn::u64_id InUnicast{0x100fe};    ///< packets, multicast and broadcast included; rx_packets
 inline constexpr tn::u64_id OutUnicast{0x100ff};   ///< packets, multicast and broadcast included; tx_packets
 
+// For the plug-ins ifx and etherlike. The owner reads the link modes of ethtool netlink only if a request wants them.
+
+inline constexpr tn::bool_id Promiscuous{1200};    ///< IFLA_PROMISCUITY, absent if 0
+inline constexpr tn::bool_id Connector{1201};      ///< an Ethernet device with a driver, no radio; absent if not
+inline constexpr tn::u32_id Speed{1202};           ///< Mbit/s; link modes, absent if the kernel doesn't know it
+inline constexpr tn::u32_id Duplex{1203};          ///< one of duplex; link modes, absent if the kernel doesn't know it
+inline constexpr tn::u32_id Type{1204};            ///< IANAifType; IFLA_INFO_KIND, ifi_type
+inline constexpr tn::u32_id LastChange{1205};      ///< s from boot to the last change of Running, see below
+inline constexpr tn::u32_id Discontinuity{1206};   ///< s from boot to when counters were last seen to fall
+inline constexpr tn::u64_id InUnicastOnly{1207};   ///< packets; InUnicast - HostRxMulticast - RxBroadcast
+inline constexpr tn::u64_id OutUnicastOnly{1208};  ///< packets; OutUnicast - TxMulticast - TxBroadcast
+inline constexpr uint32_t kFirstDetail = Promiscuous.number, kLastDetail = OutUnicastOnly.number;
+// LastChange and Discontinuity are when an interface was added, and 0 if the owner found it when it started.
+// InUnicastOnly and OutUnicastOnly never fall while the counters that they are made of don't: those aren't read at the
+// same moment, so the difference is the largest so far.
+
 /// One of speed_selector. It is in the rows of Ethernet links and VLANs, and in the reply to kGetSpeed unless it is
 /// None. A VLAN has that of its parent. Owners elsewhere send it only in the reply.
 inline constexpr tn::u32_id SpeedSelector{1102};
@@ -84,5 +100,11 @@ inline constexpr uint32_t Mbit10 = 1;
 inline constexpr uint32_t Mbit100 = 2;
 inline constexpr uint32_t Mbit1000 = 3;
 }  // namespace speed_selector
+
+/// Values of Duplex: those of dot3StatsDuplexStatus (RFC 3635).
+namespace duplex {
+inline constexpr uint32_t Half = 2;
+inline constexpr uint32_t Full = 3;
+}  // namespace duplex
 
 }  // namespace contracts::interfaces

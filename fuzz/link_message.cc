@@ -25,10 +25,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                                if (link.name.empty() || before == status || (status & ~kStatusBits) != 0) std::abort();
                            });
     hostd::DriverReading driver;
+    hostd::LinkModes modes;
     const std::span bytes(reinterpret_cast<const uint8_t*>(packet.data()), size);
     hostd::forEachMessage(bytes, [&](const nlmsghdr& message) {
         links.apply(message, std::chrono::milliseconds(1));
         hostd::readDriverAnswer(message, driver);
+        hostd::readLinkMode(message, modes);
     });
     // The same octets as counter names.
     const std::vector<uint64_t> values(size / ETH_GSTRING_LEN, 1);

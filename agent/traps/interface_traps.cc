@@ -108,6 +108,10 @@ std::vector<tn::message> missedStatusChanges() {
     return changes;
 }
 
+bool areLinkTrapsSent(uint32_t interface) {
+    return isWanted(interface) && std::ranges::find(trapMakers, &interfaceTrapMaker) != trapMakers.end();
+}
+
 void interfaceSubscribe() {
     trapMakers.push_back(interfaceTrapMaker);
     tn::getLooper()->subscribe(interfaces::kPath, interfaces::kStatusChanged, notifyFilterMsg());

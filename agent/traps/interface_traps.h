@@ -30,6 +30,10 @@ void seedLinkStates();
 /// them and returns nothing.
 [[nodiscard]] std::vector<tn::message> missedStatusChanges();
 
+/// True if linkUp and linkDown are sent for this interface: the generator "interfaces" is on, and the filter includes
+/// the interface.
+[[nodiscard]] bool areLinkTrapsSent(uint32_t interface);
+
 // The trap generator "interfaces": subscribes to status notifications of the interface owner, and unsubscribes.
 void interfaceSubscribe();
 void interfaceUnSubscribe();

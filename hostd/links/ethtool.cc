@@ -8,8 +8,10 @@
 #include <sys/ioctl.h>
 
 #include <cerrno>
+#include <memory>
 #include <vector>
 
+#include "contracts/interfaces.h"
 #include "hostd/links/driver_names.h"
 #include "hostd/netlink/netlink.h"
 
@@ -20,6 +22,8 @@ namespace {
 constexpr uint32_t kSpeedUnknown = UINT32_MAX;  // SPEED_UNKNOWN
 constexpr uint32_t kGroups =
     1U << ETHTOOL_STATS_ETH_PHY | 1U << ETHTOOL_STATS_ETH_MAC | 1U << ETHTOOL_STATS_ETH_CTRL | 1U << ETHTOOL_STATS_RMON;
+
+constexpr size_t kModesAtOnce = 32;  // requests in one packet: all replies must fit into a socket's default buffer
 
 constexpr size_t kMaxNamed = 8192;  // counters that one driver may have under its own names
 
@@ -154,7 +158,56 @@ bool queryNamed(int fd, uint32_t index, DriverCounters& counters) {
     return true;
 }
 
+void requestMode(NetlinkRequests& requests, uint16_t family, uint32_t index) {
+    auto& header = requests.add<genlmsghdr>(family, 0);
+    header.cmd = ETHTOOL_MSG_LINKMODES_GET;
+    header.version = ETHTOOL_GENL_VERSION;
+    nlattr* device = mnl_attr_nest_start(requests.current(), ETHTOOL_A_LINKMODES_HEADER);
+    mnl_attr_put_u32(requests.current(), ETHTOOL_A_HEADER_DEV_INDEX, index);
+    mnl_attr_put_u32(requests.current(), ETHTOOL_A_HEADER_FLAGS, ETHTOOL_FLAG_COMPACT_BITSETS);  // a shorter reply
+    mnl_attr_nest_end(requests.current(), device);
+    requests.finish();
+}
+
 }  // namespace
+
+std::optional<LinkModes> readLinkModes() {
+    NetlinkSocket socket;
+    if (!socket.open(NETLINK_GENERIC, 0)) return {};
+    const std::optional<uint16_t> family = findFamily(socket);
+    if (!family) return {};
+    LinkModes modes;
+    const std::unique_ptr<struct if_nameindex, void (*)(struct if_nameindex*)> links(::if_nameindex(),
+                                                                                     ::if_freenameindex);
+    if (!links) return {};
+    // Not a dump: a driver that fails, as some do while the link is down, would end it.
+    const struct if_nameindex* link = *family == 0 ? nullptr : links.get();
+    while (link != nullptr && link->if_index != 0) {
+        NetlinkRequests requests;
+        for (size_t i = 0; i < kModesAtOnce && link->if_index != 0; ++i, ++link)
+            requestMode(requests, *family, link->if_index);
+        // The kernel answers or refuses each request within send(): all replies are queued now.
+        if (!socket.send(requests)) return {};
+        (void)socket.receive(SIZE_MAX, [&](const nlmsghdr& message) { readLinkMode(message, modes); });
+    }
+    return modes;
+}
+
+void readLinkMode(const nlmsghdr& message, LinkModes& modes) {
+    const auto* header = payload<genlmsghdr>(message);
+    if (message.nlmsg_type < NLMSG_MIN_TYPE || header == nullptr || header->cmd != ETHTOOL_MSG_LINKMODES_GET_REPLY)
+        return;
+    const Attributes<ETHTOOL_A_LINKMODES_MAX> attributes(message, sizeof *header);
+    const Attributes<ETHTOOL_A_HEADER_MAX> device(attributes[ETHTOOL_A_LINKMODES_HEADER]);
+    const auto index = device.number<uint32_t>(ETHTOOL_A_HEADER_DEV_INDEX);
+    if (!index) return;
+    const uint32_t speed = attributes.number<uint32_t>(ETHTOOL_A_LINKMODES_SPEED).value_or(kSpeedUnknown);
+    LinkMode& mode = modes[*index];
+    mode.speed = speed == kSpeedUnknown ? 0 : speed;
+    const auto duplex = attributes.number<uint8_t>(ETHTOOL_A_LINKMODES_DUPLEX);
+    if (duplex == DUPLEX_HALF) mode.duplex = contracts::interfaces::duplex::Half;
+    if (duplex == DUPLEX_FULL) mode.duplex = contracts::interfaces::duplex::Full;
+}
 
 DriverReadings readDrivers(std::span<const uint32_t> indexes) {
     DriverReadings readings;

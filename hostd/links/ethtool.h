@@ -20,6 +20,22 @@ struct DriverReading {
 
 using DriverReadings = std::map<uint32_t, DriverReading>;  ///< by ifindex
 
+/// What ethtool calls the mode of a link, including those that no driver created: a veth has a speed, and the speed of
+/// a VLAN or an aggregate follows from that of the links below.
+struct LinkMode {
+    uint32_t speed = 0;   ///< Mbit/s; 0 when not known, as without carrier
+    uint32_t duplex = 0;  ///< one of contracts::interfaces::duplex; 0 when not known
+};
+
+using LinkModes = std::map<uint32_t, LinkMode>;  ///< by ifindex
+
+/// Queries the modes of all links over generic netlink. Waits for each driver, so it can block.
+/// @return without those links that have no mode; nothing if the kernel doesn't reply
+[[nodiscard]] std::optional<LinkModes> readLinkModes();
+
+/// Adds the mode of an ETHTOOL_MSG_LINKMODES_GET_REPLY. Ignores other and malformed messages.
+void readLinkMode(const nlmsghdr& message, LinkModes& modes);
+
 /// Queries the drivers of these interfaces for their speed and their standard counters, over generic netlink (ethtool
 /// netlink, Linux 5.6 and later). A driver without standard counters is queried for counters that have its own
 /// names (SIOCETHTOOL). Waits for each driver, so it can block. Failures aren't logged.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "contracts/interface_counters.h"
 #include "contracts/interfaces.h"
 #include "hostd/log.h"
 #include "hostd/table/sizes.h"
@@ -12,6 +13,7 @@
 namespace hostd {
 
 namespace interfaces = contracts::interfaces;
+namespace counters = contracts::interface_counters;
 
 namespace {
 
@@ -19,7 +21,17 @@ bool isRadio(const std::string& sysfs, const std::string& name) {
     return ::access((sysfs + "/class/net/" + name + "/phy80211").c_str(), F_OK) == 0;
 }
 
+constexpr std::chrono::seconds kModesMaxAge{5};
+// Modes are read ahead for as long as a client's walk takes, and hardly ever without requests: the last ones are kept.
+constexpr std::chrono::seconds kModesGracePeriod{5};
+constexpr std::chrono::hours kModesIdleInterval{1};
 constexpr std::chrono::milliseconds kInterval{10};  // minimum delay before transitional statuses are checked
+
+uint32_t wholeSeconds(std::chrono::milliseconds time) {
+    return static_cast<uint32_t>(std::chrono::floor<std::chrono::seconds>(time).count());
+}
+
+uint32_t typeOf(const Link& link) { return link.kind == interfaces::kind::Wireless ? link_type::kRadio : link.type; }
 
 /// The value of SpeedSelector for a speed in Mbit/s.
 uint32_t speedSelector(uint32_t speed) {
@@ -37,7 +49,7 @@ uint32_t speedSelector(uint32_t speed) {
 
 }  // namespace
 
-Interfaces::Interfaces(const std::string& sysfs, LinkSwitch switcher, DriverSource drivers)
+Interfaces::Interfaces(const std::string& sysfs, LinkSwitch switcher, DriverSource drivers, ModeSource modes)
     : switch_(std::move(switcher)),
       debouncer_([this](uint32_t id, const std::string& name, uint32_t status) { report(id, name, status); }),
       links_([sysfs](const std::string& name) { return isRadio(sysfs, name); },
@@ -46,7 +58,8 @@ Interfaces::Interfaces(const std::string& sysfs, LinkSwitch switcher, DriverSour
                  reportLastingLater();
              }),
       monitor_(links_),
-      drivers_(std::move(drivers)) {
+      drivers_(std::move(drivers)),
+      modeWatch_("link modes", std::move(modes), kModesMaxAge, kModesIdleInterval, kModesGracePeriod) {
     policySet().add_policy(interfaces::kList, tn::right::Reading);
     policySet().add_policy(interfaces::kGetSpeed, tn::right::Reading);
 }
@@ -82,11 +95,29 @@ void Interfaces::refreshRows(std::span<const uint32_t> ids) {
     if (areCountersWanted() || wanted().has(tn::field::Comment))
         monitor_.refreshCounters(ids, tn::sinceBoot(), kMaxAge);
     if (wanted().hasAnyOf(tn::Kind::U64) || wanted().has(interfaces::SpeedSelector)) drivers_.refresh();
+    areDetailsWanted_ = wanted().hasAnyOf(interfaces::kFirstDetail, interfaces::kLastDetail);
+    if (!areDetailsWanted_) return;
+    if (wanted().has(interfaces::Speed) || wanted().has(interfaces::Duplex))
+        if (auto latest = modeWatch_.latest()) modes_ = std::move(latest);
+    if (wanted().has(interfaces::InUnicastOnly) || wanted().has(interfaces::OutUnicastOnly))
+        for (const uint32_t id : ids) countUnicast(*links_.find(id));
+}
+
+void Interfaces::countUnicast(Link& link) const {
+    const DriverCounters* driver = link.hasDriver ? drivers_.counters(link.index) : nullptr;
+    const auto counted = [driver](tn::u64_id counter) {
+        return driver == nullptr ? 0 : driver->value(counters::indexOf(counter));
+    };
+    const auto raise = [](uint64_t& unicast, uint64_t all, uint64_t others) {
+        unicast = std::max(unicast, all - std::min(all, others));
+    };
+    raise(link.inUnicast, link.counters.rx_packets, link.counters.multicast + counted(counters::RxBroadcast));
+    raise(link.outUnicast, link.counters.tx_packets, counted(counters::TxMulticast) + counted(counters::TxBroadcast));
 }
 
 bool Interfaces::areCountersWanted() const {
     constexpr tn::u32_id kNarrow[] = {interfaces::InDiscards, interfaces::OutDiscards, interfaces::InErrors,
-                                      interfaces::OutErrors};
+                                      interfaces::OutErrors, interfaces::Discontinuity};
     return wanted().hasAnyOf(tn::Kind::U64) || std::ranges::any_of(kNarrow, [&](auto id) { return wanted().has(id); });
 }
 
@@ -99,12 +130,14 @@ void Interfaces::writeRow(uint32_t id, tn::message& row) const {
     const Link& link = *links_.find(id);
     const WantedFields& w = wanted();
     // In ascending order, which a message appends without searching: by kind, then by number.
+    if (areDetailsWanted_) writeDetailBools(link, row);
     if (link.isRunning() && w.has(interfaces::Running)) row.insert_bool(interfaces::Running, true);
     if (!link.isEnabled() && w.has(tn::field::Disabled)) row.insert_bool(tn::field::Disabled, true);
     if (link.bridgePriority && w.has(interfaces::Priority)) row.insert_u32(interfaces::Priority, *link.bridgePriority);
     const bool isVlan = link.kind == interfaces::kind::Vlan;
     if ((isVlan || link.kind == interfaces::kind::Ethernet) && w.has(interfaces::SpeedSelector))
         row.insert_u32(interfaces::SpeedSelector, speedOf(link));
+    if (areDetailsWanted_) writeDetailNumbers(link, row);
     if (isVlan && link.lower != 0 && w.has(interfaces::Parent)) row.insert_u32(interfaces::Parent, link.lower);
     if (w.has(interfaces::Kind)) row.insert_u32(interfaces::Kind, link.kind);
     if (w.has(interfaces::Flags)) row.insert_u32(interfaces::Flags, 0);
@@ -127,10 +160,31 @@ void Interfaces::writeCounters(const Link& link, tn::message& row) const {
     if (!w.hasAnyOf(tn::Kind::U64)) return;
     static const DriverCounters kNone;
     insertCounters(row, w, counters, link.hasDriver ? drivers_.counters(link.index) : &kNone);
+    if (w.has(interfaces::InUnicastOnly)) row.insert_u64(interfaces::InUnicastOnly, link.inUnicast);
+    if (w.has(interfaces::OutUnicastOnly)) row.insert_u64(interfaces::OutUnicastOnly, link.outUnicast);
     if (w.has(interfaces::InOctets)) row.insert_u64(interfaces::InOctets, counters.rx_bytes);
     if (w.has(interfaces::OutOctets)) row.insert_u64(interfaces::OutOctets, counters.tx_bytes);
     if (w.has(interfaces::InUnicast)) row.insert_u64(interfaces::InUnicast, counters.rx_packets);
     if (w.has(interfaces::OutUnicast)) row.insert_u64(interfaces::OutUnicast, counters.tx_packets);
+}
+
+void Interfaces::writeDetailBools(const Link& link, tn::message& row) const {
+    const WantedFields& w = wanted();
+    if (link.isPromiscuous && w.has(interfaces::Promiscuous)) row.insert_bool(interfaces::Promiscuous, true);
+    const bool hasConnector = link.hasDriver && typeOf(link) == link_type::kEthernet;
+    if (hasConnector && w.has(interfaces::Connector)) row.insert_bool(interfaces::Connector, true);
+}
+
+void Interfaces::writeDetailNumbers(const Link& link, tn::message& row) const {
+    const WantedFields& w = wanted();
+    LinkMode mode;
+    if (modes_)
+        if (const auto read = modes_->find(link.index); read != modes_->end()) mode = read->second;
+    if (mode.speed != 0 && w.has(interfaces::Speed)) row.insert_u32(interfaces::Speed, mode.speed);
+    if (mode.duplex != 0 && w.has(interfaces::Duplex)) row.insert_u32(interfaces::Duplex, mode.duplex);
+    if (w.has(interfaces::Type)) row.insert_u32(interfaces::Type, typeOf(link));
+    if (w.has(interfaces::LastChange)) row.insert_u32(interfaces::LastChange, wholeSeconds(link.changedAt));
+    if (w.has(interfaces::Discontinuity)) row.insert_u32(interfaces::Discontinuity, wholeSeconds(link.discontinuityAt));
 }
 
 void Interfaces::writeBrief(uint32_t id, tn::message& row) const {

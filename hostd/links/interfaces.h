@@ -20,11 +20,15 @@ class Interfaces : public IdTable {
   public:
     static constexpr std::chrono::milliseconds kMaxAge{250};  ///< of the kernel's counters
 
+    using ModeSource = std::function<std::optional<LinkModes>()>;
+
     /// Opens and reads nothing: that is loadPermData()'s work.
     /// @param sysfs     path of the kernel's device tree ("/sys"), which shows the links that are radios
     /// @param switcher  brings a link up or down; empty to refuse that
     /// @param drivers   runs on a helper thread; replaced by tests
-    explicit Interfaces(const std::string& sysfs, LinkSwitch switcher = {}, DriverSource drivers = readDrivers);
+    /// @param modes     the same; not called before a request wants Speed or Duplex
+    explicit Interfaces(const std::string& sysfs, LinkSwitch switcher = {}, DriverSource drivers = readDrivers,
+                        ModeSource modes = readLinkModes);
 
     /// Lists the interfaces, follows the kernel's notifications and starts to read drivers.
     void loadPermData() override;
@@ -62,6 +66,11 @@ class Interfaces : public IdTable {
     [[nodiscard]] bool areCountersWanted() const;
     /// Writes the wanted counters.
     void writeCounters(const Link& link, tn::message& row) const;
+    /// Updates the numbers of unicast packets of a link from its counters.
+    void countUnicast(Link& link) const;
+    // Write those of the wanted fields from kFirstDetail to kLastDetail that have this kind.
+    void writeDetailBools(const Link& link, tn::message& row) const;
+    void writeDetailNumbers(const Link& link, tn::message& row) const;
     /// Has the drivers of the current links read.
     void watchDrivers();
 
@@ -72,6 +81,9 @@ class Interfaces : public IdTable {
     LinkMonitor monitor_;
     DriverWatch drivers_;
     uint64_t driversVersion_ = 0;  ///< links_.version() at the last watchDrivers()
+    Watch<LinkModes> modeWatch_;
+    std::shared_ptr<const LinkModes> modes_;  ///< the last ones that were read; nullptr before that
+    bool areDetailsWanted_ = false;           ///< fields from kFirstDetail to kLastDetail, by the current request
 };
 
 }  // namespace hostd

@@ -13,6 +13,7 @@
 #include <array>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "contracts/interfaces.h"
 #include "hostd/netlink/attributes.h"
@@ -44,6 +45,7 @@ constexpr std::array kKinds = {
 
 // Kinds whose IFLA_LINK is the link below. That of a veth is its peer, that of a switch port is the CPU's link.
 constexpr std::array<std::string_view, 5> kStacked = {"vlan", "macvlan", "macvtap", "ipvlan", "ipvtap"};
+constexpr std::array<std::string_view, 2> kAggregates = {"bond", "team"};
 // Links with an IFLA_INFO_KIND normally have no driver; these have. DSA switch ports report it since Linux 6.1.
 constexpr std::array<std::string_view, 3> kDriven = {"bond", "team", "dsa"};
 
@@ -72,10 +74,44 @@ uint32_t kindOf(std::string_view infoKind, unsigned hardware) {
     }
 }
 
+/// IANAifType of a link (ifType, RFC 2863).
+/// @param kind      one of contracts::interfaces::kind
+/// @param hardware  ARPHRD_*
+uint32_t typeOf(std::string_view infoKind, uint32_t kind, unsigned hardware) {
+    if (isIn(kAggregates, infoKind)) return 161;  // ieee8023adLag
+    switch (kind) {
+        case interfaces::kind::Ethernet:
+            return link_type::kEthernet;
+        case interfaces::kind::Ppp:
+            return 23;
+        case interfaces::kind::Bridge:
+            return 209;
+        case interfaces::kind::Tunnel:
+            return 131;
+        case interfaces::kind::Vlan:
+            return 135;  // l2vlan
+        default:
+            break;
+    }
+    switch (hardware) {
+        case ARPHRD_LOOPBACK:
+            return 24;
+        case ARPHRD_SLIP:
+            return 28;
+        case ARPHRD_IEEE1394:
+            return 144;
+        case ARPHRD_INFINIBAND:
+            return 199;
+        default:
+            return 1;  // other
+    }
+}
+
 void readInfo(const nlattr* info, unsigned hardware, Link& link) {
     const Attributes<IFLA_INFO_MAX> attributes(info);
     const std::string_view kind = attributes.text(IFLA_INFO_KIND);
     link.kind = kindOf(kind, hardware);
+    link.type = typeOf(kind, link.kind, hardware);
     link.hasDriver = hardware == ARPHRD_ETHER && (kind.empty() || isIn(kDriven, kind));
     if (!isIn(kStacked, kind)) link.lower = 0;
     if (link.kind != interfaces::kind::Bridge) return;
@@ -91,13 +127,22 @@ void readAddress(std::span<const uint8_t> address, Link& link) {
     link.address.assign(address.begin(), isNone ? address.begin() : address.end());
 }
 
+bool areLower(const rtnl_link_stats64& now, const rtnl_link_stats64& before) {
+    return now.rx_packets < before.rx_packets || now.tx_packets < before.tx_packets || now.rx_bytes < before.rx_bytes ||
+           now.tx_bytes < before.tx_bytes;
+}
+
 /// Copies a block of counters, which is shorter or longer than ours if the kernel has fewer or more of them. False for
 /// an empty block.
 bool copyCounters(std::span<const uint8_t> block, std::chrono::milliseconds now, Link& link) {
     if (block.empty()) return false;
-    link.counters = {};
+    const rtnl_link_stats64 before = std::exchange(link.counters, {});
     std::memcpy(&link.counters, block.data(), std::min(block.size(), sizeof link.counters));
     link.countersAt = now;
+    if (areLower(link.counters, before)) {
+        link.discontinuityAt = now;
+        link.inUnicast = link.outUnicast = 0;
+    }
     return true;
 }
 
@@ -129,6 +174,7 @@ bool readLink(const nlmsghdr& message, std::chrono::milliseconds now, Link& link
     link.lower =
         attributes[IFLA_LINK_NETNSID] != nullptr ? 0 : attributes.number<uint32_t>(IFLA_LINK).value_or(link.lower);
     link.master = attributes.number<uint32_t>(IFLA_MASTER).value_or(0);
+    link.isPromiscuous = attributes.number<uint32_t>(IFLA_PROMISCUITY).value_or(0) > 0;
     readInfo(attributes[IFLA_LINKINFO], header->ifi_type, link);
     readAddress(attributes.octets(IFLA_ADDRESS), link);
     copyCounters(attributes.octets(IFLA_STATS64), now, link);

@@ -48,6 +48,7 @@ tn::message LinkStack::getObject(uint32_t) {
     refresh();
     tn::message reply;
     reply.insert_u64(stack::LastChange, static_cast<uint64_t>(changed_.count()));
+    reply.insert_u64(stack::InterfacesLastChange, static_cast<uint64_t>(links_().membersChangedAt().count()));
     return reply;
 }
 

@@ -16,7 +16,7 @@ class LinkStack : public OwnerTable<size_t> {
     /// @param links  called once for each request; returns the current links, which outlive this
     explicit LinkStack(std::function<const LinkTable&()> links);
 
-    /// LastChange, whatever the id.
+    /// LastChange and InterfacesLastChange, whatever the id.
     tn::message getObject(uint32_t id) override;
 
   protected:

@@ -19,7 +19,7 @@ void LinkTable::apply(const nlmsghdr& message, std::chrono::milliseconds now) {
         applyNew(message, now);
     } else if (message.nlmsg_type == RTM_DELLINK) {
         const auto gone = readGoneLink(message);
-        if (gone && find(*gone) != nullptr) remove(place(*gone));
+        if (gone && find(*gone) != nullptr) remove(place(*gone), now);
     } else if (message.nlmsg_type == RTM_NEWSTATS) {
         if (Link* link = find(countedLink(message))) (void)readCounters(message, now, *link);
     }
@@ -30,22 +30,25 @@ void LinkTable::applyNew(const nlmsghdr& message, std::chrono::milliseconds now)
     if (!readLink(message, now, read)) return;
     const size_t at = place(read.index);
     if (!isAt(at, read.index)) {
-        insert(at, std::move(read));
+        insert(at, std::move(read), now);
         return;
     }
     Link& link = *links_[at].link;
     const uint32_t before = link.status();
+    const bool wasRunning = link.isRunning();
     const bool isRadio = link.kind == interfaces::kind::Wireless;
     (void)readLink(message, now, link);
     if (isRadio && link.kind == interfaces::kind::Ethernet) link.kind = interfaces::kind::Wireless;
     links_[at].isListed = true;
     ++version_;
+    if (link.isRunning() != wasRunning) link.changedAt = timeOfChange(now);
     if (link.status() != before) statusChanged_(link, before, link.status());
 }
 
-void LinkTable::insert(size_t at, Link link) {
+void LinkTable::insert(size_t at, Link link, std::chrono::milliseconds now) {
     if (link.kind == interfaces::kind::Ethernet && link.hasDriver && isWireless_(link.name))
         link.kind = interfaces::kind::Wireless;
+    membersChangedAt_ = link.changedAt = link.discontinuityAt = timeOfChange(now);
     const uint32_t index = link.index;
     const auto entry = links_.insert(links_.begin() + static_cast<std::ptrdiff_t>(at),
                                      {index, true, std::make_unique<Link>(std::move(link))});
@@ -53,10 +56,11 @@ void LinkTable::insert(size_t at, Link link) {
     if (entry->link->status() != 0) statusChanged_(*entry->link, 0, entry->link->status());
 }
 
-void LinkTable::remove(size_t at) {
+void LinkTable::remove(size_t at, std::chrono::milliseconds now) {
     const Entry gone = std::move(links_[at]);
     links_.erase(links_.begin() + static_cast<std::ptrdiff_t>(at));
     ++version_;
+    membersChangedAt_ = timeOfChange(now);
     if (gone.link->status() != 0) statusChanged_(*gone.link, gone.link->status(), 0);
 }
 
@@ -67,7 +71,8 @@ void LinkTable::beginListing() {
 void LinkTable::endListing(bool isWhole) {
     if (!isWhole) return;
     for (size_t at = links_.size(); at-- > 0;)
-        if (!links_[at].isListed) remove(at);
+        if (!links_[at].isListed) remove(at, tn::sinceBoot());
+    isListed_ = true;
 }
 
 const Link* LinkTable::find(uint32_t index) const {

@@ -37,6 +37,8 @@ class LinkTable : public FollowedTable {
     /// The link whose driver transmits the frames of this one: the link itself if it has a driver, else the next one
     /// below it that has. nullptr when there is none.
     [[nodiscard]] const Link* drivenUnder(const Link& link) const;
+    /// When a link was last added or removed, as of tn::sinceBoot; 0 if none was since the first listing.
+    [[nodiscard]] std::chrono::milliseconds membersChangedAt() const { return membersChangedAt_; }
     /// A number that increases whenever a link is added, removed or reported by an RTM_NEWLINK.
     [[nodiscard]] uint64_t version() const { return version_; }
 
@@ -48,8 +50,12 @@ class LinkTable : public FollowedTable {
     };
     /// Applies an RTM_NEWLINK: adds the link or updates it.
     void applyNew(const nlmsghdr& message, std::chrono::milliseconds now);
-    void insert(size_t at, Link link);
-    void remove(size_t at);
+    void insert(size_t at, Link link, std::chrono::milliseconds now);
+    void remove(size_t at, std::chrono::milliseconds now);
+    /// The time of a change that is seen now: 0 until the first listing has ended, since it reports what was there.
+    [[nodiscard]] std::chrono::milliseconds timeOfChange(std::chrono::milliseconds now) const {
+        return isListed_ ? now : std::chrono::milliseconds(0);
+    }
     /// Position of the first link whose ifindex isn't below this one.
     [[nodiscard]] size_t place(uint32_t index) const;
     [[nodiscard]] bool isAt(size_t at, uint32_t index) const;
@@ -59,6 +65,8 @@ class LinkTable : public FollowedTable {
     std::vector<Entry> links_;  ///< by ifindex, ascending
     mutable size_t last_ = 0;   ///< result of the last place()
     uint64_t version_ = 0;
+    bool isListed_ = false;  ///< a listing was whole
+    std::chrono::milliseconds membersChangedAt_{0};
 };
 
 }  // namespace hostd

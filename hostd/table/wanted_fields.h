@@ -30,6 +30,15 @@ class WantedFields {
         return isAll_ || std::ranges::any_of(ids_, isOfKind);
     }
 
+    /// Whether a field with a number in this range is wanted, of any kind.
+    [[nodiscard]] bool hasAnyOf(uint32_t firstNumber, uint32_t lastNumber) const {
+        const auto isInRange = [&](uint32_t id) {
+            const uint32_t number = id & tn::kFieldNumberMask;
+            return number >= firstNumber && number <= lastNumber;
+        };
+        return isAll_ || std::ranges::any_of(ids_, isInRange);
+    }
+
   private:
     bool isAll_ = true;
     std::span<const uint32_t> ids_;

@@ -2,4 +2,7 @@
 
 #include "agent/core/autorun.h"
 
-void autorun() { ifx::startStack(); }
+void autorun() {
+    ifx::startInterfaces();
+    ifx::startStack();
+}

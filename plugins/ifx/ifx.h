@@ -8,6 +8,7 @@ namespace ifx {
 constexpr auto kIfMibObjects = snmp::under(snmp::kMib2, 31, 1);
 
 // Called once, from autorun().
-void startStack();  ///< ifStackTable, ifStackLastChange
+void startInterfaces();  ///< ifTable, ifXTable
+void startStack();       ///< ifStackTable, ifStackLastChange, ifTableLastChange
 
 }  // namespace ifx

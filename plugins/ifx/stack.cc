@@ -29,10 +29,11 @@ struct Layer : snmp::Data {
 };
 
 struct Change : snmp::Data {
-    unsigned int ticks = 0;
+    unsigned int stack = 0, interfaces = 0;  // TimeTicks from boot
     static std::unique_ptr<snmp::Data> build(const tn::message& m) {
         auto record = std::make_unique<Change>();
-        record->ticks = snmp::timeTicks(std::chrono::milliseconds(m.get_u64(stack::LastChange)));
+        record->stack = snmp::sysUpTimeAt(std::chrono::milliseconds(m.get_u64(stack::LastChange)));
+        record->interfaces = snmp::sysUpTimeAt(std::chrono::milliseconds(m.get_u64(stack::InterfacesLastChange)));
         return record;
     }
 };
@@ -50,7 +51,8 @@ constexpr snmp::Column<Layer> kStackColumns[] = {
 };
 
 constexpr snmp::Column<Change> kLastChange[] = {
-    {6, "ifStackLastChange", tag::TimeTicks, &Change::ticks},
+    {5, "ifTableLastChange", tag::TimeTicks, &Change::interfaces},
+    {6, "ifStackLastChange", tag::TimeTicks, &Change::stack},
 };
 
 }  // namespace

@@ -68,7 +68,7 @@ struct Value : snmp::Data {
         record->scale = kind.scale;
         record->units = kind.units;
         record->status = m.get_u32(all_sensors::State);  // the values are those of EntitySensorStatus
-        record->readAt = snmp::timeTicks(std::chrono::milliseconds(m.get_u64(all_sensors::ReadAt)));
+        record->readAt = snmp::sysUpTimeAt(std::chrono::milliseconds(m.get_u64(all_sensors::ReadAt)));
         if (m.has(all_sensors::Value))
             record->value = static_cast<unsigned int>(scaled(kind, static_cast<int>(m.get_u32(all_sensors::Value))));
         return record;

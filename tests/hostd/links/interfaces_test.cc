@@ -142,6 +142,23 @@ TEST_F(LinkTableTest, AListingAddsChangesAndRemovesLinks) {
     EXPECT_THAT(indexes(), ElementsAre(2, 4, 5));
 }
 
+TEST_F(LinkTableTest, TimesOfChangesAreThoseSinceTheFirstListing) {
+    const auto changeOf1 = [&](std::chrono::milliseconds now, unsigned flags) {
+        links.apply(LinkMessage(1, "x", flags).message(), now);
+        return link(1).changedAt;
+    };
+    links.beginListing();
+    EXPECT_EQ(changeOf1(10ms, kUp), 0ms);
+    links.endListing(true);
+    EXPECT_EQ(changeOf1(20ms, kUp | IFF_PROMISC), 0ms);
+    EXPECT_EQ(changeOf1(30ms, IFF_UP), 30ms);
+    EXPECT_EQ(links.membersChangedAt(), 0ms);
+    takes(LinkMessage(2, "new"));
+    EXPECT_EQ(link(2).changedAt, 1000ms);
+    EXPECT_EQ(link(2).discontinuityAt, 1000ms);
+    EXPECT_EQ(links.membersChangedAt(), 1000ms);
+}
+
 class InterfacesTest : public ::testing::Test {
   protected:
     void takes(const NetlinkMessage<ifinfomsg>& message) { interfaces.apply(message.message()); }
@@ -149,7 +166,7 @@ class InterfacesTest : public ::testing::Test {
         return ask(interfaces, command, of(id), rights);
     }
     ManualClock clock;
-    Interfaces interfaces{"/nowhere"};
+    Interfaces interfaces{"/nowhere", {}, readDrivers, [] { return LinkModes(); }};
 };
 
 TEST_F(InterfacesTest, ARowHasOnlyFieldsWithKnownValues) {
@@ -285,6 +302,28 @@ TEST(DriverAnswer, GivesSpeedAndTheCountersThatAreKept) {
     };
     EXPECT_EQ(speed(UINT32_MAX), std::nullopt);
     EXPECT_EQ(speed(1000), 1000);
+}
+
+TEST(LinkModes, AreReadUnlessTheyAreUnknown) {
+    using ModeMessage = NetlinkMessage<genlmsghdr>;
+    LinkModes modes;
+    const auto takes = [&](uint16_t type, uint32_t index, uint32_t speed, uint8_t duplex) {
+        ModeMessage message(type, {.cmd = ETHTOOL_MSG_LINKMODES_GET_REPLY, .version = 1, .reserved = 0});
+        if (index != 0)
+            message.nest(ETHTOOL_A_LINKMODES_HEADER,
+                         [&](ModeMessage& header) { header.value(ETHTOOL_A_HEADER_DEV_INDEX, index); });
+        message.value(ETHTOOL_A_LINKMODES_SPEED, speed).value(ETHTOOL_A_LINKMODES_DUPLEX, duplex);
+        readLinkMode(message.message(), modes);
+    };
+    takes(0x20, 1, 40'000, DUPLEX_FULL);
+    takes(0x20, 2, 10, DUPLEX_HALF);
+    takes(0x20, 3, UINT32_MAX, DUPLEX_UNKNOWN);
+    takes(0x20, 0, 100, DUPLEX_FULL);  // of no link
+    takes(NLMSG_ERROR, 4, 100, DUPLEX_FULL);
+    std::string all;
+    for (const auto& [index, mode] : modes)
+        all += std::to_string(index) + ":" + std::to_string(mode.speed) + "/" + std::to_string(mode.duplex) + " ";
+    EXPECT_EQ(all, "1:40000/3 2:10/2 3:0/0 ");
 }
 
 TEST(DriverNames, MeanTheSameCounterHoweverTheyAreSpelled) {
