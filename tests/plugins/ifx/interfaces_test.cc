@@ -1,5 +1,6 @@
 #include <linux/ethtool_netlink.h>
 
+#include "agent/modules/interface_module.h"
 #include "agent/traps/interface_traps.h"
 #include "contracts/interfaces.h"
 #include "hostd/links/interfaces.h"
@@ -71,6 +72,7 @@ TEST_F(IfTableTest, EachKindOfLinkHasItsTypeAndSpeed) {
         message.value(IFLA_PROMISCUITY, one.promiscuity);
         link(message.kind(one.made));
     }
+    start_interface_module();
     for (const uint32_t repetitions : {0U, 5U})
         for (const char* entry : {"1.3.6.1.2.1.2.2.1", "1.3.6.1.2.1.31.1.1.1"})
             EXPECT_GT(walk(entry, repetitions).size(), 100U);
