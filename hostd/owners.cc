@@ -209,23 +209,23 @@ constexpr PluginOwner kPluginOwners[] = {
     {contracts::lldp_systems::kRemotePath,
      [](const Shared& shared) -> std::unique_ptr<tn::Handler> { return std::make_unique<LldpRemotes>(shared.lldp); }},
     {contracts::lldp_addresses::kRemotePath,
-     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
-         return std::make_unique<LldpRemoteAddresses>(shared.lldp);
-     }},
+     [](const Shared& shared)
+         -> std::unique_ptr<tn::Handler> { return std::make_unique<LldpRemoteAddresses>(shared.lldp); }},
 
     // mib2: {24, 1030} to {24, 1039}
     {contracts::ip_counters::kPath,
-     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
-         return std::make_unique<IpCounters>(shared.options.proc);
-     }},
+     [](const Shared& shared)
+         -> std::unique_ptr<tn::Handler> { return std::make_unique<IpCounters>(shared.options.proc); }},
     {contracts::sockets::kTcpIPv4Path, [](const Shared& shared) { return makeTcpIPv4(shared.sockets); }},
     {contracts::sockets::kUdpIPv4Path, [](const Shared& shared) { return makeUdpIPv4(shared.sockets); }},
 
     // sensors: {24, 1070} to {24, 1079}
     {contracts::sensors::kPath,
-     [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
-         return std::make_unique<SensorTable>([sysfs = shared.options.sysfs] { return readAllSensors(sysfs); });
-     }},
+     [](const Shared& shared) -> std::
+                                  unique_ptr<tn::Handler> {
+                                      return std::make_unique<SensorTable>(
+                                          [sysfs = shared.options.sysfs] { return readAllSensors(sysfs); });
+                                  }},
 
     // ucd: {24, 1010} to {24, 1019}
     {contracts::file_systems::kPath, makeFrom<FileSystems>},
