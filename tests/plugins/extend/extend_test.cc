@@ -1,6 +1,7 @@
 #include <sys/stat.h>
 
 #include <chrono>
+#include <fstream>
 
 #include "contracts/extend.h"
 #include "hostd/services/extend.h"
@@ -24,9 +25,9 @@ class ExtendTest : public PluginTest {
         load();
     }
     void allow(const std::string& name, mode_t mode) { ASSERT_EQ(::chmod(tree.path(name).c_str(), mode), 0); }
-    /// Writes the file. @param content  with $ for the program
+    /// Writes the file. @param content  with @ for the program
     void names(std::string content) {
-        for (size_t at = 0; (at = content.find('$', at)) != std::string::npos;)
+        for (size_t at = 0; (at = content.find('@', at)) != std::string::npos;)
             content.replace(at, 1, tree.path("program"));
         tree.write("extend.conf", content);
         allow("extend.conf", 0644);
@@ -42,8 +43,8 @@ class ExtendTest : public PluginTest {
 TEST_F(ExtendTest, OutputIsServedWholeByLinesAndWithItsResult) {
     EXPECT_EQ(shows("1"), "0") << "no file";
     names(
-        "# what fails\nlonger $ \"printf 'one\\ntwo\\n\\nfour' >&2; exit 3\"\n"
-        "a cache=60 $ \"echo x\" y\nended $ \"kill -9 0\"\nnone /no/such/program\n");
+        "# what fails\nlonger @ \"printf 'one\\ntwo\\n\\nfour' >&2; exit 3\"\n"
+        "a cache=60 @ \"echo x\" y\nended @ \"kill -9 0\"\nnone /no/such/program\n");
     EXPECT_EQ(shows("1"), "4");
     EXPECT_EQ(row(column("2.1."), {3, 4, 5, 6, 7, 20, 21}, "1.97"), "echo x y '' 60 1 1 5 1");
     EXPECT_EQ(shows("2.1.5"), "60 5 5 5") << "shorter names first";
@@ -60,31 +61,35 @@ TEST_F(ExtendTest, OutputIsServedWholeByLinesAndWithItsResult) {
 }
 
 TEST_F(ExtendTest, ResultsAreKeptAsLongAsTheFileSaysAndOnlyReadsOfThemRunACommand) {
-    names("a cache=7 $ \"echo >>" + tree.path("ran") + "; wc -l <" + tree.path("ran") + "\"\n");
+    names("a cache=7 @ \"echo >>" + tree.path("ran") + "; wc -l <" + tree.path("ran") + "\"\n");
     EXPECT_EQ(shows("2.1.2"), tree.path("program"));
     EXPECT_EQ(value(column("3.1.1.1.97")), "1") << "the walk of its configuration didn't run it";
     sources.uptime += 6;
     EXPECT_EQ(shows("4"), "1");
     sources.uptime += 1;
     EXPECT_EQ(shows("4"), "2");
-    names("a cache=0 $ \"echo changed\"\n");
+    names("a cache=0 @ \"echo changed\"\n");
     EXPECT_EQ(shows("3.1.1"), "changed");
     (void)set({text(column("2.1.2.1.97"), "/bin/true"), number(column("2.1.7.1.97"), 3)});
     EXPECT_EQ(shows("3.1.1"), "changed");
 }
 
 TEST_F(ExtendTest, AProgramThatHangsIsKilledWithItsChildrenAndDelaysOneRequest) {
-    names("a timeout=1 $ \"echo begun; sleep 9 & echo $! >" + tree.path("child") + "; wait\"\nbb $ \"echo quick\"\n");
+    names("a timeout=1 @ \"echo begun; sleep 100 & echo $! >" + tree.path("child") + "; wait\"\nbb @ \"echo quick\"\n");
     const auto begun = Clock::now();
     EXPECT_EQ(shows("3.1.1"), "quick");
     EXPECT_EQ(shows("4"), "quick");
     EXPECT_LT(Clock::now() - begun, 900ms);
     EXPECT_TRUE(tn::eventually([&] { return shows("3.1.4") == "-1 0"; })) << shows("3.1.4");
+    std::string child, running;
+    std::ifstream(tree.path("child")) >> child;
+    std::ifstream("/proc/" + child + "/cmdline") >> running;  // empty for one that nobody has reaped yet
+    EXPECT_TRUE(!child.empty() && running.empty()) << running;
     EXPECT_EQ(shows("3.1.1"), "begun quick") << "what it wrote until then";
 }
 
 TEST_F(ExtendTest, FilesAndProgramsThatOthersCanWriteToAreRefused) {
-    names("a cache=0 $ \"echo x\"\n");
+    names("a cache=0 @ \"echo x\"\n");
     allow("program", 0775);
     EXPECT_EQ(shows("3.1.4"), "-1");
     allow("program", 0755);
