@@ -36,7 +36,8 @@ struct InetAddress {
     [[nodiscard]] std::span<const uint8_t> octets() const { return std::span(all).first(size); }
     /// Whether it is in fe80::/10 (RFC 4291).
     [[nodiscard]] bool isLinkLocal() const { return size >= 16 && all[0] == 0xfe && (all[1] & 0xc0) == 0x80; }
-    friend auto operator<=>(const InetAddress&, const InetAddress&) = default;
+    friend auto operator<=>(const InetAddress&,
+                            const InetAddress&) = default;  // NOLINT(modernize-use-nullptr): a false alarm
 };
 
 constexpr size_t kAddressOctets = 4 + 1 + InetAddress::kMaxOctets;  ///< that type and octets have in a key

@@ -7,7 +7,7 @@
 
 namespace hostd {
 
-namespace addresses = contracts::inet_addresses;
+namespace inet_addresses = contracts::inet_addresses;
 namespace prefixes = contracts::inet_prefixes;
 
 namespace {
@@ -26,9 +26,9 @@ NetlinkFollower::Subject subjectOf(const char* what) {
 }
 
 uint32_t originOf(uint32_t flags, uint8_t protocol) {
-    if ((flags & (IFA_F_TEMPORARY | IFA_F_STABLE_PRIVACY)) != 0) return addresses::origin::Random;
-    if (protocol == kOfAdvertisement || protocol == kLinkLocal) return addresses::origin::LinkLayer;
-    return (flags & IFA_F_PERMANENT) != 0 ? addresses::origin::Manual : addresses::origin::Dhcp;
+    if ((flags & (IFA_F_TEMPORARY | IFA_F_STABLE_PRIVACY)) != 0) return inet_addresses::origin::Random;
+    if (protocol == kOfAdvertisement || protocol == kLinkLocal) return inet_addresses::origin::LinkLayer;
+    return (flags & IFA_F_PERMANENT) != 0 ? inet_addresses::origin::Manual : inet_addresses::origin::Dhcp;
 }
 
 /// The address with all bits after its prefix cleared.
@@ -72,7 +72,7 @@ std::optional<InterfaceAddress> InterfaceAddress::read(const nlmsghdr& message) 
 }
 
 InetAddresses::InetAddresses(FirstReading first)
-    : KernelTable({addresses::Type, KeyField::variable(addresses::Address, InetAddress::kMaxOctets)},
+    : KernelTable({inet_addresses::Type, KeyField::variable(inet_addresses::Address, InetAddress::kMaxOctets)},
                   subjectOf("IP addresses"), first) {}
 
 void InetAddresses::apply(const nlmsghdr& message, std::chrono::milliseconds) {
@@ -86,15 +86,15 @@ void InetAddresses::apply(const nlmsghdr& message, std::chrono::milliseconds) {
 }
 
 void InetAddresses::writeEntry(const InetAddressKey&, const InterfaceAddress& entry, tn::message& item) const {
-    item.insert_u32(addresses::Type, static_cast<uint32_t>(entry.address.type));
-    item.insert_raw(addresses::Address, entry.address.octets());
-    item.insert_u32(addresses::Interface, entry.ifindex);
-    item.insert_u32(addresses::Length, entry.length);
-    item.insert_raw(addresses::Network, entry.network.octets());
-    item.insert_u32(addresses::Flags, entry.flags);
-    item.insert_u32(addresses::Origin, entry.origin);
-    item.insert_u32(addresses::Created, entry.created);
-    item.insert_u32(addresses::Changed, entry.changed);
+    item.insert_u32(inet_addresses::Type, static_cast<uint32_t>(entry.address.type));
+    item.insert_raw(inet_addresses::Address, entry.address.octets());
+    item.insert_u32(inet_addresses::Interface, entry.ifindex);
+    item.insert_u32(inet_addresses::Length, entry.length);
+    item.insert_raw(inet_addresses::Network, entry.network.octets());
+    item.insert_u32(inet_addresses::Flags, entry.flags);
+    item.insert_u32(inet_addresses::Origin, entry.origin);
+    item.insert_u32(inet_addresses::Created, entry.created);
+    item.insert_u32(inet_addresses::Changed, entry.changed);
 }
 
 InetPrefixes::InetPrefixes(FirstReading first)

@@ -28,7 +28,8 @@ struct InetAddressKey {
     InetAddress address;
     uint32_t ifindex = 0;
     uint32_t length = 0;
-    friend auto operator<=>(const InetAddressKey&, const InetAddressKey&) = default;
+    friend auto operator<=>(const InetAddressKey&,
+                            const InetAddressKey&) = default;  // NOLINT(modernize-use-nullptr): a false alarm
     [[nodiscard]] RowKey row() const { return KeyComposer().address(address).key(); }
     static InetAddressKey least(const RowKey& row) { return {.address = addressAt(row, 0)}; }
     [[nodiscard]] bool sharesRow(const InetAddressKey& other) const { return address == other.address; }
@@ -50,7 +51,8 @@ struct InetPrefixKey {
     InetAddress network;
     uint32_t length = 0;
     InetAddress address;
-    friend auto operator<=>(const InetPrefixKey&, const InetPrefixKey&) = default;
+    friend auto operator<=>(const InetPrefixKey&,
+                            const InetPrefixKey&) = default;  // NOLINT(modernize-use-nullptr): a false alarm
     [[nodiscard]] RowKey row() const { return KeyComposer().u32(ifindex).address(network).u32(length).key(); }
     static InetPrefixKey least(const RowKey& row) {
         return {row.u32(0), addressAt(row, 4), row.u32(4 + kAddressOctets), {}};

@@ -11,7 +11,8 @@ namespace hostd {
 struct InetNeighborKey {
     uint32_t ifindex = 0;
     InetAddress address;  ///< without a zone: the interface is part of the key
-    friend auto operator<=>(const InetNeighborKey&, const InetNeighborKey&) = default;
+    friend auto operator<=>(const InetNeighborKey&,
+                            const InetNeighborKey&) = default;  // NOLINT(modernize-use-nullptr): a false alarm
     [[nodiscard]] RowKey row() const { return KeyComposer().u32(ifindex).address(address).key(); }
     static InetNeighborKey least(const RowKey& row) { return {row.u32(0), addressAt(row, 4)}; }
     [[nodiscard]] bool sharesRow(const InetNeighborKey& other) const { return *this == other; }

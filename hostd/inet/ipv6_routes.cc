@@ -14,7 +14,7 @@ namespace inet_routes = contracts::inet_routes;
 
 namespace {
 
-constexpr uint8_t kBits = 128;
+constexpr uint8_t kAddressBits = 128;
 
 void requestIpv6Routes(NetlinkRequests& requests) {
     auto& about = requests.add<rtmsg>(RTM_GETROUTE, NLM_F_DUMP);
@@ -26,7 +26,7 @@ void requestIpv6Routes(NetlinkRequests& requests) {
 /// Reads the keys of a route's next hops. False for a message that is malformed or about another table.
 bool readHops(const nlmsghdr& message, std::vector<Ipv6RouteKey>& hops) {
     const auto* about = payload<rtmsg>(message);
-    if (about == nullptr || about->rtm_family != AF_INET6 || about->rtm_dst_len > kBits) return false;
+    if (about == nullptr || about->rtm_family != AF_INET6 || about->rtm_dst_len > kAddressBits) return false;
     if ((about->rtm_flags & RTM_F_CLONED) != 0) return false;
     const Attributes<RTA_NH_ID> attributes(message, sizeof *about);
     if (attributes.number<uint32_t>(RTA_TABLE).value_or(about->rtm_table) != RT_TABLE_MAIN) return false;

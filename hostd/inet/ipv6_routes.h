@@ -18,7 +18,8 @@ struct Ipv6RouteKey {
     InetAddress gateway;      ///< unknown for none; with its zone as the destination
     uint32_t metric = 0;
     uint32_t link = 0;  ///< ifindex; 0 for none
-    friend auto operator<=>(const Ipv6RouteKey&, const Ipv6RouteKey&) = default;
+    friend auto operator<=>(const Ipv6RouteKey&,
+                            const Ipv6RouteKey&) = default;  // NOLINT(modernize-use-nullptr): a false alarm
     [[nodiscard]] RowKey row() const { return KeyComposer().address(destination).u32(length).address(gateway).key(); }
     static Ipv6RouteKey least(const RowKey& row) {
         return {addressAt(row, 0), row.u32(kAddressOctets), addressAt(row, kAddressOctets + 4)};

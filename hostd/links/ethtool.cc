@@ -20,7 +20,7 @@ namespace hostd {
 namespace {
 
 constexpr uint32_t kSpeedUnknown = UINT32_MAX;  // SPEED_UNKNOWN
-constexpr uint32_t kGroups =
+constexpr uint32_t kCounterGroups =
     1U << ETHTOOL_STATS_ETH_PHY | 1U << ETHTOOL_STATS_ETH_MAC | 1U << ETHTOOL_STATS_ETH_CTRL | 1U << ETHTOOL_STATS_RMON;
 
 constexpr size_t kModesAtOnce = 32;  // requests in one packet: all replies must fit into a socket's default buffer
@@ -113,7 +113,7 @@ bool query(NetlinkSocket& socket, uint16_t family, uint8_t command, uint32_t ind
         nlattr* groups = mnl_attr_nest_start(request, ETHTOOL_A_STATS_GROUPS);
         mnl_attr_put(request, ETHTOOL_A_BITSET_NOMASK, 0, "");
         mnl_attr_put_u32(request, ETHTOOL_A_BITSET_SIZE, __ETHTOOL_STATS_CNT);
-        mnl_attr_put_u32(request, ETHTOOL_A_BITSET_VALUE, kGroups);
+        mnl_attr_put_u32(request, ETHTOOL_A_BITSET_VALUE, kCounterGroups);
         mnl_attr_nest_end(request, groups);
     }
     requests.finish();

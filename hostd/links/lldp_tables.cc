@@ -12,14 +12,14 @@
 
 namespace hostd {
 
-namespace addresses = contracts::lldp_addresses;
+namespace lldp_addresses = contracts::lldp_addresses;
 namespace systems = contracts::lldp_systems;
 
 namespace {
 
 constexpr size_t kMostRemotes = 4096;
 constexpr size_t kMostId = 255;  // octets of a chassis or port id
-constexpr KeyField kAddress = KeyField::variable(addresses::Address, addresses::kMostOctets);
+constexpr KeyField kAddress = KeyField::variable(lldp_addresses::Address, lldp_addresses::kMostOctets);
 
 LldpSystem systemOf(const LldpAtom& chassis) {
     LldpSystem system;
@@ -99,7 +99,7 @@ RowKey LldpAddress::key() const {
     key.putU32(4, index);
     key.putU32(8, family);
     tn::message m;
-    m.insert_raw(addresses::Address, octets);
+    m.insert_raw(lldp_addresses::Address, octets);
     (void)kAddress.read(m, key.part(12, kAddress.width()));
     return key;
 }
@@ -176,7 +176,7 @@ void LldpPorts::writeRow(uint32_t id, tn::message& row) const { writePort(readin
 std::vector<KeyField> lldpKey(std::vector<LldpRemote> LldpReading::*) { return {systems::Port, systems::Index}; }
 
 std::vector<KeyField> lldpKey(std::vector<LldpAddress> LldpReading::*) {
-    return {addresses::Port, addresses::Index, addresses::Family, kAddress};
+    return {lldp_addresses::Port, lldp_addresses::Index, lldp_addresses::Family, kAddress};
 }
 
 void writeLldpRow(const LldpRemote& remote, tn::message& item) {
@@ -187,11 +187,11 @@ void writeLldpRow(const LldpRemote& remote, tn::message& item) {
 }
 
 void writeLldpRow(const LldpAddress& address, tn::message& item) {
-    item.insert_u32(addresses::Port, address.port);
-    item.insert_u32(addresses::Index, address.index);
-    item.insert_u32(addresses::Family, address.family);
-    item.insert_raw(addresses::Address, address.octets);
-    item.insert_u32(addresses::Interface, address.interface);
+    item.insert_u32(lldp_addresses::Port, address.port);
+    item.insert_u32(lldp_addresses::Index, address.index);
+    item.insert_u32(lldp_addresses::Family, address.family);
+    item.insert_raw(lldp_addresses::Address, address.octets);
+    item.insert_u32(lldp_addresses::Interface, address.interface);
 }
 
 }  // namespace hostd

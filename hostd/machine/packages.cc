@@ -98,7 +98,7 @@ std::shared_ptr<PackageReader> Packages::makeReader(const std::string& folder) {
     return std::make_shared<PackageReader>(folder);
 }
 
-Packages::Packages(std::shared_ptr<PackageReader> reader)
+Packages::Packages(const std::shared_ptr<PackageReader>& reader)
     : WatchedTable(
           "packages", [reader] { return reader->read(); }, kMaxAge, kIds, FirstReading::OnRequest),
       reader_(reader) {}

@@ -45,7 +45,7 @@ class Packages : public WatchedTable<Package> {
 
   private:
     static std::shared_ptr<PackageReader> makeReader(const std::string& folder);
-    explicit Packages(std::shared_ptr<PackageReader> reader);
+    explicit Packages(const std::shared_ptr<PackageReader>& reader);
 
     std::shared_ptr<PackageReader> reader_;
 };
