@@ -113,7 +113,7 @@ std::unique_ptr<snmp::Data> Partition::build(const tn::message& m) {
 void addFileSystems(std::vector<tn::message>& items) {
     tn::message request = tn::request(file_systems::kPath, tn::cmd::GetAll);
     request.insert_u32(tn::field::MaxObjects, 1024);
-    const tn::message reply = tn::getLooper()->exchangeMessage(std::move(request));
+    const tn::message reply = tn::getLooper()->exchangeMessage(request);
     for (const tn::message& mounted : reply.get_message_array(tn::field::Objects)) {
         const std::string device = mounted.get_string(file_systems::Device);
         const std::string source = mounted.get_string(file_systems::Source);

@@ -73,11 +73,11 @@ bool isServed(const snmp::OID& root) {
 }
 
 void Module::list(snmp::Rows& rows) {
-    const auto add = [&rows](const snmp::OID& id, std::string text) {
+    const auto add = [&rows](const snmp::OID& identity, std::string description) {
         auto row = std::make_unique<Module>();
         row->index = static_cast<unsigned int>(rows.size()) + 1;
-        row->id = id;
-        row->text = std::move(text);
+        row->id = identity;
+        row->text = std::move(description);
         row->ticks = startTicks;
         rows.push_back(std::move(row));
     };

@@ -26,12 +26,12 @@ std::unique_ptr<snmp::Data> Messages::read() {
     auto record = std::make_unique<Messages>();
     snmp::Counters& counts = record->counts;
     const snmp::Statistics& all = snmp::statistics;
-    const auto sum = [&all](std::initializer_list<Counter> counters) {
+    const auto sum = [](std::initializer_list<Counter> counters) {
         unsigned long long total = 0;
-        for (const Counter counter : counters) total += all.counters[counter];
+        for (const Counter counter : counters) total += snmp::statistics.counters[counter];
         return total;
     };
-    const auto errors = [&all](ErrorStatus status) { return all.errors[static_cast<size_t>(status)]; };
+    const auto errors = [](ErrorStatus status) { return snmp::statistics.errors[static_cast<size_t>(status)]; };
     // The request that is being answered hasn't a result yet.
     counts[1] = 1 + sum({Counter::Answered, Counter::Errors, Counter::Reports, Counter::Dropped});
     counts[2] = sum({Counter::Answered, Counter::Errors, Counter::Reports, Counter::TrapsSent, Counter::InformsSent});
