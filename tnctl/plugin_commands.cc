@@ -46,7 +46,7 @@ void listPlugins(const Session& session) {
                         {"state", stateOf(plugin)},
                         {"serves", plugin.get_string_array(snmp_status::Serves)},
                         {"file", plugin.get_string(tn::field::Name)}});
-    printList(session, {{"PLUG-IN", "name"}, {"STATE", "state"}, {"SERVES", "serves"}, {"FILE", "file"}}, rows);
+    printList(session, {{"PLUG-IN", "name"}, {"STATE", "state"}, {"FILE", "file"}, {"SERVES", "serves"}}, rows);
 }
 
 void switchPlugin(const Session& session, const std::string& name, bool isEnabled) {

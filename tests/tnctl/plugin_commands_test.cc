@@ -26,9 +26,9 @@ class Plugins : public CommandTest {
 TEST_F(Plugins, AreListedWithTheirStateNowAndAtTheNextStart) {
     ASSERT_EQ(type("plugin list"), kDone) << err;
     for (const char* line :
-         {"PLUG-IN +STATE +SERVES +FILE\n", "\nifx +loaded +1.3.6.1.2.1.2,1.3.6.1.2.1.31 +/p/ifx.so\n",
-          "\nucd +disabled +- +/p/ucd.so\n", "\nshelf +not loaded: built for version 0.0.1 +-",
-          "\nhost +loaded .disabled from the agent's next start on. +-"})
+         {"PLUG-IN +STATE +FILE +SERVES\n", "\nifx +loaded +/p/ifx.so +1.3.6.1.2.1.2,1.3.6.1.2.1.31\n",
+          "\nucd +disabled +/p/ucd.so +-\n", "\nshelf +not loaded: built for version 0.0.1 +/",
+          "\nhost +loaded .disabled from the agent's next start on. +/"})
         EXPECT_THAT(out, testing::ContainsRegex(line));
 }
 
