@@ -64,8 +64,11 @@ def base(packages):
     tar = trees.WORK / f"base-{hashlib.sha256(include.encode()).hexdigest()[:12]}.tar"
     if not tar.exists():
         part = tar.with_suffix(".part.tar")
-        run("mmdebstrap", "--quiet", "--variant=minbase", f"--include={include}", "bookworm", part,
-            env={**os.environ, "TMPDIR": str(trees.WORK)})
+        try:
+            run("mmdebstrap", "--quiet", "--variant=minbase", f"--include={include}", "bookworm", part,
+                env={**os.environ, "TMPDIR": str(trees.WORK)})
+        except subprocess.CalledProcessError:
+            not_tested("mmdebstrap made no system; see its output above")
         part.rename(tar)
     return tar
 
@@ -139,12 +142,20 @@ def boot(root, console, end, shown):
     return container.returncode, show_new(root / OUTPUT, shown)
 
 
+def not_tested(why):
+    print(f"*** NOT TESTED: the packages in a booted system: {why} ***", file=sys.stderr)
+    sys.exit(0)
+
+
 def booted(root):
-    """The exit status of `installed` in the booted container."""
+    """The exit status of `installed` in the booted container. Ends the program if the machine boots no container."""
     end, status, shown = time.monotonic() + TIMEOUT, REBOOTS, 0
     with open(trees.WORK / "console.log", "w") as console:
         while status == REBOOTS and time.monotonic() < end:
             status, shown = boot(root, console, end, shown)
+    if not (root / OUTPUT).exists():
+        print((trees.WORK / "console.log").read_text(errors="replace")[-2000:], file=sys.stderr)
+        not_tested("the container doesn't boot here")
     result = root / "root/test/status"
     return int(result.read_text()) if result.exists() else f"container: no result: see {trees.WORK / 'console.log'}"
 
@@ -152,8 +163,7 @@ def booted(root):
 def main():
     can_isolate = ["unshare", "--mount", "--pid", "--net", "--fork", "true"]
     if os.geteuid() != 0 or subprocess.run(can_isolate).returncode != 0:
-        print("*** NOT TESTED: the packages in a booted system: needs root and namespaces ***", file=sys.stderr)
-        return
+        not_tested("needs root and namespaces")
     if sys.argv[1:] != ["--inside"]:  # mounts made here stay in a namespace
         os.execvp("unshare", ["unshare", "--mount", "--propagation", "private", sys.executable, __file__, "--inside"])
     packages = sorted(trees.PACKAGES.glob("*.deb"))
