@@ -53,9 +53,13 @@ void BusListeners::takeOver() {
     for (const auto& [name, fd] : receivedSockets()) {
         uint32_t number = 0;
         const auto [end, bad] = std::from_chars(name.data(), name.data() + name.size(), number);
-        if (bad != std::errc() || end != name.data() + name.size() || listeners_.contains(number)) continue;
+        if (bad != std::errc() || end != name.data() + name.size()) continue;
         if (sd_is_socket_unix(fd, SOCK_SEQPACKET, /*listening=*/1, nullptr, 0) <= 0) {
             swarn << "bus: " << number << ": the inherited descriptor isn't a listening bus socket";
+            continue;
+        }
+        if (listeners_.contains(number)) {
+            swarn << "bus: " << number << ": several inherited sockets; only the first is served";
             continue;
         }
         fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);

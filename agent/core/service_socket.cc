@@ -40,6 +40,12 @@ bool setUp(int fd, uint16_t port, bool isDualStack) {
            setOption(fd, SOL_SOCKET, SO_REUSEADDR, 0);
 }
 
+bool isUsable(int inherited) {
+    const bool isDualStack = sd_is_socket(inherited, AF_INET6, SOCK_DGRAM, -1) > 0;
+    return (isDualStack || sd_is_socket(inherited, AF_INET, SOCK_DGRAM, -1) > 0) &&
+           deliversDestinations(inherited, isDualStack);
+}
+
 }  // namespace
 
 int openServiceSocket(uint16_t port) {
@@ -54,15 +60,18 @@ int openServiceSocket(uint16_t port) {
 }
 
 int inheritedServiceSocket() {
-    const auto received = tn::receivedSockets();
-    const auto found = received.find(kServiceSocketName);
-    if (found == received.end()) return -1;
-    const int fd = found->second;
-    const bool isDualStack = sd_is_socket(fd, AF_INET6, SOCK_DGRAM, -1) > 0;
-    if ((isDualStack || sd_is_socket(fd, AF_INET, SOCK_DGRAM, -1) > 0) && deliversDestinations(fd, isDualStack))
-        return fd;
-    swarn << "service: the inherited descriptor isn't a UDP socket";
-    return -1;
+    int found = -1;
+    for (const auto& [name, fd] : tn::receivedSockets()) {
+        if (name != kServiceSocketName) continue;
+        if (!isUsable(fd)) {
+            swarn << "service: the inherited descriptor isn't a UDP socket";
+        } else if (found < 0) {
+            found = fd;
+        } else {
+            swarn << "service: several inherited sockets; only the first is served";
+        }
+    }
+    return found;
 }
 
 uint16_t portOf(int fd) {

@@ -15,8 +15,8 @@ inline constexpr const char* kServiceSocketName = "snmp";
 
 /// The bound UDP socket that the service manager opened for the service, for IPv4 or for both versions. While the agent
 /// restarts, datagrams wait in its buffer.
-/// @return the descriptor, which stays open as long as the process; -1 if there is none, or, with one line on standard
-///         error, if it isn't a UDP socket
+/// @return the descriptor, which stays open as long as the process; -1 if there is none. Descriptors that aren't UDP
+///         sockets, and all sockets but the first, are left alone, with one line each on standard error
 [[nodiscard]] int inheritedServiceSocket();
 /// The port that a UDP socket is bound to; 0 if it isn't one.
 [[nodiscard]] uint16_t portOf(int fd);

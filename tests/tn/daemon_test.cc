@@ -1,7 +1,9 @@
 #include "tn/daemon.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <ios>
@@ -60,6 +62,50 @@ TEST_F(DaemonTest, LockOfAHandedOverNumberIsOnlyLeftToWhoStartedTheProcess) {
             return getenv(kLockedNumber) != nullptr ? 2 : status;
         });
         EXPECT_EQ(child.exitStatus(), &given == handedOverAndLocked ? 0 : 1) << given.first << " " << given.second;
+    }
+}
+
+TEST_F(DaemonTest, InheritedSocketsOfTheWrongKindAreReportedAndReplaced) {
+    const std::string isWrong = "bus: 7: the inherited descriptor isn't a listening bus socket\n";
+    const auto unixSocket = [](int kind, bool listens) {
+        const int fd = socket(AF_UNIX, kind | SOCK_CLOEXEC, 0);
+        const sockaddr_un unnamed{.sun_family = AF_UNIX, .sun_path = {}};
+        EXPECT_EQ(bind(fd, reinterpret_cast<const sockaddr*>(&unnamed), sizeof unnamed.sun_family), 0);
+        EXPECT_TRUE(!listens || ::listen(fd, 1) == 0);
+        return fd;
+    };
+    const int good = unixSocket(SOCK_SEQPACKET, true);
+    const struct {
+        std::vector<int> sockets;
+        bool opensItsOwn;
+        std::string said;
+        int closed = -1;
+    } cases[] = {
+        {{good}, false, ""},
+        {{unixSocket(SOCK_STREAM, true)}, true, isWrong},
+        {{unixSocket(SOCK_DGRAM, false)}, true, isWrong},
+        {{unixSocket(SOCK_SEQPACKET, false)}, true, isWrong},
+        {{socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), good}, false, isWrong},
+        {{good, unixSocket(SOCK_SEQPACKET, true)},
+         false,
+         "bus: 7: several inherited sockets; only the first is served\n"},
+        {{good, good}, true, "inherited descriptors can't be used: Bad file descriptor\n", 4},
+    };
+    for (const auto& given : cases) {
+        Child child([&] {
+            receiveSockets(given.sockets, "7");
+            testing::internal::CaptureStderr();
+            close(given.closed);  // now: the capture would reuse it
+            const bool started = startDaemon({&kNumber, 1});
+            Looper looper({kNumber});
+            const bool isServed = started && looper.listen();
+            EXPECT_EQ(testing::internal::GetCapturedStderr(), given.said);
+            EXPECT_TRUE(isServed);
+            EXPECT_EQ(std::filesystem::exists(busFolder() + "/7"), given.opensItsOwn);
+            return testing::Test::HasFailure() ? 1 : 0;
+        });
+        EXPECT_EQ(child.exitStatus(), 0) << given.said;
+        std::filesystem::remove(busFolder() + "/7");
     }
 }
 

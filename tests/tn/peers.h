@@ -1,5 +1,6 @@
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -30,13 +31,23 @@ inline bool isReadable(int fd, int milliseconds) {
     return poll(&socket, 1, milliseconds) == 1;
 }
 
-/// Makes `socket` the first inherited descriptor (sd_listen_fds) under this name. To be called in a child process.
-inline void receiveSocket(int socket, const char* name) {
-    dup2(dup(socket), 3);  // which clears the close-on-exec flag, even if it is 3 itself
+/// Makes these sockets the inherited descriptors (sd_listen_fds), all under one name. To be called in a child process.
+inline void receiveSockets(const std::vector<int>& sockets, const std::string& name) {
+    constexpr int kFirst = 3;  // SD_LISTEN_FDS_START
+    std::vector<int> copies;   // out of the way of what they replace
+    for (const int socket : sockets)
+        copies.push_back(fcntl(socket, F_DUPFD, kFirst + static_cast<int>(sockets.size())));
+    std::string names;
+    for (size_t i = 0; i < copies.size(); ++i) {
+        const int fd = kFirst + static_cast<int>(i);
+        dup2(copies[i], fd);
+        names += (i > 0 ? ":" : "") + name;
+    }
     setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
-    setenv("LISTEN_FDS", "1", 1);
-    setenv("LISTEN_FDNAMES", name, 1);
+    setenv("LISTEN_FDS", std::to_string(sockets.size()).c_str(), 1);
+    setenv("LISTEN_FDNAMES", names.c_str(), 1);
 }
+inline void receiveSocket(int socket, const char* name) { receiveSockets({socket}, name); }
 
 /// A process that serves numbers with its own handlers. The destructor ends it.
 class Peer {

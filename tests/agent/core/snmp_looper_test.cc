@@ -1,6 +1,7 @@
 #include "agent/core/snmp_looper.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -200,6 +201,46 @@ TEST_F(ServiceTest, AnInheritedSocketKeepsWhatArrivesDuringARestartAndDropsWhatA
     });
     EXPECT_EQ(child.exitStatus(), 0);
     close(inherited);
+}
+
+TEST(InheritedServiceSocket, IsTheFirstUdpSocketOfThisProcess) {
+    const std::string isWrong = "service: the inherited descriptor isn't a UDP socket\n";
+    const auto opened = [](int family, int kind) { return socket(family, kind | SOCK_CLOEXEC, 0); };
+    const int udp4 = opened(AF_INET, SOCK_DGRAM);
+    const int udp6 = opened(AF_INET6, SOCK_DGRAM);
+    const int tcp = opened(AF_INET6, SOCK_STREAM);
+    const struct {
+        std::vector<int> sockets;
+        int expected;
+        std::string said;
+        const char* listenPid = nullptr;
+        int closed = -1;
+    } cases[] = {
+        {{udp4}, 3, ""},
+        {{udp6}, 3, ""},
+        {{udp6}, -1, "", "1"},
+        {{tcp}, -1, isWrong},
+        {{opened(AF_UNIX, SOCK_DGRAM)}, -1, isWrong},
+        {{open("/dev/null", O_RDWR | O_CLOEXEC)}, -1, isWrong},
+        {{udp6, udp4}, -1, "", nullptr, 4},  // reported by tn::startDaemon
+        {{tcp, udp4}, 4, isWrong},
+        {{udp6, udp4}, 3, "service: several inherited sockets; only the first is served\n"},
+    };
+    for (const auto& given : cases) {
+        tn::Child child([&] {
+            tn::receiveSockets(given.sockets, kServiceSocketName);
+            if (given.listenPid != nullptr) setenv("LISTEN_PID", given.listenPid, 1);
+            int found = -2;
+            const auto take = [&] {
+                close(given.closed);  // now: the capture would reuse it
+                found = inheritedServiceSocket();
+            };
+            EXPECT_EQ(said(take), given.said);
+            EXPECT_EQ(found, given.expected);
+            return testing::Test::HasFailure() ? 1 : 0;
+        });
+        EXPECT_EQ(child.exitStatus(), 0) << &given - cases;
+    }
 }
 
 TEST_F(ServiceTest, TheLoopGetsItsTurnAfterEachBatchOr20Milliseconds) {
