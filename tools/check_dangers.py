@@ -5,7 +5,7 @@ import re
 import subprocess
 import sys
 
-FOLDERS = ("agent", "bench", "debian", "fuzz", "hostd", "node", "packaging", "plugins", "tests", "tn", "tnctl", "tools",
+FOLDERS = ("agent", "bench", "debian", "fuzz", "hostd", "node", "packaging", "plugins", "soak", "tests", "tn", "tnctl", "tools",
            "wire", "dev", ".ci")
 RULES = [  # what, pattern, files where it is allowed
     ("removes a folder recursively",

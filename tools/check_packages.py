@@ -5,7 +5,7 @@ import re
 import subprocess
 import sys
 
-FOLDERS = ("tn", "agent", "hostd", "tnctl", "node", "plugins", "wire", "bench")
+FOLDERS = ("tn", "agent", "hostd", "tnctl", "node", "plugins", "wire", "bench", "soak")
 INCLUDE = re.compile(r"^\s*#\s*(?:include|if.*__has_include\()\s*<([\w/.+-]+\.(?:h|hpp))>", re.M)
 COMPILER = re.compile(r"libc6-dev|linux-libc-dev|libstdc\+\+-\d+-dev|libgcc-\d+-dev")
 

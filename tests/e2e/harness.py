@@ -2,6 +2,7 @@
 reaped and every root removed however the test ends, by the kernel if it is killed. Tests remove folders and signal
 processes only through the functions here: a test once emptied the machine it ran on. Tests wait for conditions."""
 
+import collections
 import contextlib
 import ctypes
 import json
@@ -9,6 +10,7 @@ import os
 import pathlib
 import random
 import re
+import shlex
 import shutil
 import signal
 import socket
@@ -21,11 +23,20 @@ import unittest
 TREE = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ["TARNIX_BUILD"]).resolve()
 TIMEOUT = 60.0  # seconds; long enough for a sanitizer build on a busy machine
+# What a daemon may gain after its start: connections to each bus number and to clients, and stores opened on first use.
+# Any other file, pipe or timer may be opened once more. In 60 classes of tests, memory grows by 1.2 MiB at most.
+MORE_DESCRIPTORS = {"socket": 16}
+MORE_MEMORY = 4096  # KiB of private dirty memory; the sanitizers' own isn't bounded
+GRACE_PERIOD = 5.0  # seconds until descriptors are closed and memory is returned
 NO_ROOT = "/dev/null/no-root"  # where not even root can create anything
 
 SYSTEM = "1.3.6.1.2.1.1"
 SYS_DESCR, SYS_OBJECT_ID, SYS_UPTIME, SYS_CONTACT, SYS_NAME, SYS_LOCATION, SYS_SERVICES = (
     f"{SYSTEM}.{i}.0" for i in range(1, 8))
+
+# Starts each daemon through a command such as soak/confine; a path in it is relative to the tree.
+WRAP = [str(TREE / word) if "/" in word else word for word in shlex.split(os.environ.get("TARNIX_WRAP", ""))]
+DAEMONS = {"tarnix-node", "tarnix-hostd", "tarnix-snmpd"}
 
 os.environ["TERN_ROOT"] = NO_ROOT  # for programs started without a root
 os.umask(0o022)  # group-writable folders are refused
@@ -98,6 +109,32 @@ def free_port():
     raise AssertionError("no free UDP port")
 
 
+def is_sanitized(file):
+    """Whether a program has AddressSanitizer in it, which has a quarantine of freed memory."""
+    return b"__asan_init" in pathlib.Path(file).read_bytes()
+
+
+def descriptors(pid):
+    """What each descriptor of a process refers to: {number: text}; empty if the process has ended."""
+    found = {}
+    with contextlib.suppress(OSError):
+        for entry in os.scandir(f"/proc/{pid}/fd"):
+            with contextlib.suppress(OSError):  # closed meanwhile
+                found[int(entry.name)] = os.readlink(entry.path)
+    return found
+
+
+def kinds_of_descriptors(pid):
+    """The number of descriptors that refer to each file, and of sockets, pipes and so on."""
+    return collections.Counter(re.sub(r":\[\d+\]$", "", text) for text in descriptors(pid).values())
+
+
+def private_dirty(pid):
+    """KiB of memory that only this process has and has written to."""
+    pages = pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text()
+    return int(pages.split("Private_Dirty:")[1].split()[0])
+
+
 def text_of(file):
     return file.read_text(errors="replace") if file.exists() else ""
 
@@ -108,8 +145,10 @@ class Daemon:
     def __init__(self, words, output, prefix=()):
         self.words = [str(word) for word in words]
         self.output = pathlib.Path(output)
+        self.warm = None  # descriptors and memory after the start
         with open(self.output, "ab") as sink:
-            self.process = subprocess.Popen([*prefix, *self.words], stdin=subprocess.DEVNULL, stdout=sink, stderr=sink,
+            wrap = WRAP if pathlib.Path(self.words[0]).name in DAEMONS else []
+            self.process = subprocess.Popen([*prefix, *wrap, *self.words], stdin=subprocess.DEVNULL, stdout=sink, stderr=sink,
                                             preexec_fn=lambda: _libc.prctl(_PR_SET_PDEATHSIG, signal.SIGKILL))
 
     @property
@@ -130,6 +169,31 @@ class Daemon:
                 self.process.wait()
                 raise AssertionError(f"{self.words[0]} didn't end:\n{self.said()}") from None
         return self.process.returncode
+
+    def note_warm(self):
+        """The process has started: growth() counts from the first call."""
+        if self.warm is None and self.alive():
+            self.warm = kinds_of_descriptors(self.pid), private_dirty(self.pid)
+
+    def growth(self):
+        """What the process has more of than it may have, since it was warm; one line each."""
+        if self.warm is None or not self.alive():
+            return []
+        end = time.monotonic() + GRACE_PERIOD
+        while (lines := self._growth_now()) and time.monotonic() < end:
+            time.sleep(0.1)
+        return lines
+
+    def _growth_now(self):
+        kinds, memory = self.warm
+        lines = []
+        for kind, count in kinds_of_descriptors(self.pid).items():
+            if count > kinds[kind] + MORE_DESCRIPTORS.get(kind, 1):
+                lines.append(f"{self.words[0]}: {count} descriptors of {kind}, after the start {kinds[kind]}")
+        grown = private_dirty(self.pid) - memory
+        if grown > MORE_MEMORY and not is_sanitized(self.words[0]):
+            lines.append(f"{self.words[0]}: {grown} KiB more private memory than after the start")
+        return lines
 
     def said(self):
         return text_of(self.output)
@@ -207,12 +271,13 @@ def plain(value):
 
 
 class Namespace:
-    """A network namespace of a class of tests, which is skipped if it, or one of these links, can't be created."""
+    """A network namespace of a test or a class of tests, which is skipped if it, or one of these links, can't be
+    created."""
 
-    def __init__(self, test_class, name, links=()):
+    def __init__(self, test, name, links=()):
         self.name = f"tarnix-e2e-{os.getpid()}-{name}"
         self.prefix = ("ip", "netns", "exec", self.name)  # of a command line that runs in it
-        test_class.addClassCleanup(run, "ip", "netns", "del", self.name)
+        _cleanup_of(test)(run, "ip", "netns", "del", self.name)
         for words in (["netns", "add", self.name], *(["-n", self.name, *line.split()] for line in links)):
             made = run("ip", *words)
             if made.status != 0:
@@ -273,19 +338,23 @@ class Deployment:
             return self.tnctl("message", path, "get").status == 0
 
         eventually(answers, f"{{{path}}} answers")
+        for daemon in self.daemons.values():
+            daemon.note_warm()
 
     def stop(self, how=signal.SIGTERM):
         """Ends all daemons, the agent first. Returns their exit statuses."""
         return [self.daemons.pop(part).end(how) for part in ("snmpd", "node", "hostd") if part in self.daemons]
 
     def close(self):
-        """The last clean-up: nothing stays."""
+        """The last clean-up: nothing stays. Fails if a daemon has more descriptors or memory than it should."""
+        grown = [text for daemon in self.daemons.values() for text in daemon.growth()]
         try:
             self.stop()
         finally:
             for daemon in self.daemons.values():
                 daemon.end(signal.SIGKILL)
             remove_tree(self.root)
+        assert not grown, "\n".join(grown)
 
     def agent_pids(self):
         """The process that serves {34}; none while a spawned agent has left."""
