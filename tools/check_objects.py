@@ -171,4 +171,5 @@ def main(words):
     return bool(found)
 
 
-sys.exit(main(sys.argv[1:]))
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
