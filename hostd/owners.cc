@@ -24,6 +24,7 @@
 #include "contracts/neighbors.h"
 #include "contracts/proxy.h"
 #include "contracts/queues.h"
+#include "contracts/readings.h"
 #include "contracts/routes.h"
 #include "contracts/scripts.h"
 #include "contracts/sensors.h"
@@ -67,6 +68,7 @@
 #include "hostd/services/machined.h"
 #include "hostd/services/proxy.h"
 #include "hostd/services/scripts.h"
+#include "hostd/source/readings.h"
 #include "hostd/supervisor/supervisor.h"
 #include "hostd/supervisor/undo_journal.h"
 #include "tn/paths.h"
@@ -272,6 +274,7 @@ Owners::Owners(const Options& options) {
 
     own(contracts::supervisor::kPath, std::move(supervisor));
     own(contracts::undo_journal::kPath, std::move(journal));
+    own(contracts::readings::kPath, std::make_unique<Readings>());
     own(contracts::system::kPath, std::make_unique<System>(options.allowReboot ? rebootMachine : Reboot()));
     own(contracts::system_time::kPath, std::make_unique<SystemTime>());
     own(contracts::identity::kPath, std::make_unique<Identity>());

@@ -10,7 +10,9 @@
 #include <utility>
 #include <vector>
 
+#include "contracts/readings.h"
 #include "contracts/snmp_status.h"
+#include "tn/log.h"
 #include "tnctl/client.h"
 #include "tnctl/failure.h"
 #include "tnctl/listing.h"
@@ -18,6 +20,7 @@
 
 namespace tnctl {
 
+namespace readings = contracts::readings;
 namespace snmp_status = contracts::snmp_status;
 
 namespace {
@@ -26,6 +29,8 @@ namespace {
 struct Snapshot {
     tn::message agent;  ///< fields of contracts::snmp_status
     std::vector<Json> owners;
+    std::optional<std::vector<tn::message>> readings;  ///< fields of contracts::readings; nothing after an error
+    std::string readingsError;
     std::chrono::steady_clock::time_point when;
 };
 
@@ -51,6 +56,11 @@ Snapshot takeSnapshot(const Session& session) {
     }
     now.when = std::chrono::steady_clock::now();
     now.owners = probeOwners(now.agent.get_message_array(snmp_status::Owners), session.options.timeout);
+    try {
+        now.readings = Client(session.options.timeout).list(readings::kPath);
+    } catch (const Failure& failure) {
+        now.readingsError = failure.what();
+    }
     return now;
 }
 
@@ -76,6 +86,17 @@ std::vector<Json> pluginRows(const tn::message& agent) {
     return rows;
 }
 
+/// For each source {name, age-ms, problem}: age-ms is null before the first reading, and problem if it isn't failing.
+Json readingRows(const std::vector<tn::message>& sources) {
+    Json rows = Json::array();
+    for (const tn::message& source : sources)
+        rows.push_back(
+            {{"name", source.get_string(tn::field::Name)},
+             {"age-ms", source.has(readings::Age) ? Json(source.get_u64(readings::Age)) : Json()},
+             {"problem", source.get_bool(readings::Failing) ? Json(source.get_string(readings::Text)) : Json()}});
+    return rows;
+}
+
 Json statusJson(const Snapshot& now) {
     const tn::message& agent = now.agent;
     Json all{{"service",
@@ -93,6 +114,8 @@ Json statusJson(const Snapshot& now) {
     all["sources"] = {{"last", sourceRows(agent.get_message_array(snmp_status::LastSources))},
                       {"busiest", sourceRows(agent.get_message_array(snmp_status::BusiestSources))}};
     all["owners"] = now.owners;
+    all["readings"] = now.readings ? readingRows(*now.readings) : Json();
+    all["readings-error"] = now.readings ? Json() : Json(now.readingsError);
     all["plugins"] = pluginRows(agent);
     return all;
 }
@@ -181,6 +204,20 @@ void printOwners(const Session& session, std::vector<Json> rows) {
                rows);
 }
 
+void printReadings(const Session& session, const Snapshot& now) {
+    if (!now.readings) {
+        session.console.out << "\ntarnix-hostd doesn't report the age of its data: " << tn::escaped(now.readingsError)
+                            << '\n';
+        return;
+    }
+    std::vector<Json> rows = readingRows(*now.readings);
+    for (Json& row : rows) {
+        if (row["problem"].is_null()) row["problem"] = row["age-ms"].is_null() ? "not read yet" : "ok";
+        if (row["age-ms"].is_number()) row["age"] = ageText(row["age-ms"].get<uint64_t>() / 1000);
+    }
+    printTable(session, {{"DATA", "name"}, {"AGE", "age"}, {"STATE", "problem"}}, rows);
+}
+
 void printPlugins(const Session& session, std::vector<Json> rows) {
     for (Json& row : rows)
         if (row["fault"].is_null()) row["fault"] = "loaded";
@@ -200,6 +237,7 @@ void showStatus(const Session& session, std::optional<double> interval) {
             for (const GroupTitle& group : kGroups) printCounters(session, group, now, before ? &*before : nullptr);
             printSources(session, now.agent);
             printOwners(session, now.owners);
+            printReadings(session, now);
             printPlugins(session, pluginRows(now.agent));
         }
         if (!interval || !out.flush()) return;

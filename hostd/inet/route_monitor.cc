@@ -71,8 +71,20 @@ void RouteMonitor::drain(Time now, size_t packets) {
 void RouteMonitor::recordLoss(Time now) {
     if (!std::exchange(wereLost_, true)) hostLog << "routes: notifications lost: listing again";
     isBehind_ = true;
+    doubt(now, "notifications lost");
     want(now);
     earliest_ = std::max(earliest_, begun_ + kInterval);
+}
+
+void RouteMonitor::doubt(Time now, std::string problem) {
+    if (current_ && problem_.empty()) current_ = now;
+    problem_ = std::move(problem);
+}
+
+ReadingState RouteMonitor::readingState(Time now) const {
+    ReadingState state{.name = "routes", .age = {}, .problem = isOpenLogged_ ? "no netlink socket" : problem_};
+    if (current_) state.age = state.problem.empty() ? Time(0) : now - *current_;
+    return state;
 }
 
 void RouteMonitor::apply(const nlmsghdr& message, Time now) {
@@ -203,6 +215,7 @@ void RouteMonitor::list(Time now) {
 
 void RouteMonitor::fail(Time now, int reason) {
     hostLog << "routes: listing incomplete: " << std::strerror(reason);
+    doubt(now, std::string("listing incomplete: ") + std::strerror(reason));
     listing_->close();
     state_ = State::Idle;
     isWanted_ = true;
@@ -215,6 +228,10 @@ void RouteMonitor::endListing(Time now) {
     // If routes were swept, more may have gone without a notification since. If notifications were lost, later ones
     // may have been misinterpreted.
     const bool wereLost = std::exchange(wereLost_, false);
+    if (!wereLost) {
+        problem_.clear();
+        current_ = now;
+    }
     if (wereLost) earliest_ = std::max(earliest_, begun_ + kInterval);
     if (wereLost || sync_.swept() > 0) want(now);
 }

@@ -3,10 +3,13 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <string>
 #include <unordered_map>
 
 #include "hostd/inet/route_sync.h"
 #include "hostd/netlink/netlink.h"
+#include "hostd/source/reading_state.h"
 
 namespace hostd {
 
@@ -23,7 +26,7 @@ namespace hostd {
 /// a tenth of the time at most.
 ///
 /// Points in time are as of tn::sinceBoot. For one thread at a time.
-class RouteMonitor {
+class RouteMonitor : public ReportedSource {
   public:
     using Time = std::chrono::milliseconds;
     static constexpr Time kNever = Time::max();
@@ -51,6 +54,7 @@ class RouteMonitor {
     void work(Time now);
     /// Applies a notification. Ignores other and malformed messages.
     void apply(const nlmsghdr& message, Time now);
+    [[nodiscard]] ReadingState readingState(std::chrono::milliseconds now) const override;
 
   private:
     /// The phases of a listing. Settling: everything has been listed, but notifications from before the listing's end
@@ -71,6 +75,8 @@ class RouteMonitor {
     void want(Time now);
     /// Schedules a listing after lost notifications; logs the loss, once until that listing has ended.
     void recordLoss(Time now);
+    /// Records that the table isn't known to be current any more.
+    void doubt(Time now, std::string problem);
     void beginListing(Time now);
     /// Send the dump requests. False, errno set, when the kernel refuses.
     [[nodiscard]] bool requestNexthops();
@@ -87,14 +93,16 @@ class RouteMonitor {
     const std::unique_ptr<NetlinkSocket> listing_;      ///< open while the kernel lists
     std::unordered_map<uint32_t, unsigned> linkFlags_;  ///< state of each link, IFF_*, by ifindex
     State state_ = State::Idle;
-    bool isWanted_ = false;      ///< another listing is scheduled
-    bool isBehind_ = false;      ///< notifications were lost, and older ones are still queued
-    bool wereLost_ = false;      ///< notifications were lost since the last listing ended
-    bool isOpenLogged_ = false;  ///< the kernel's refusal of the socket has been logged
-    Time wantedAt_{0};           ///< the scheduled listing begins no earlier than this
-    Time earliest_{0};           ///< nor earlier than this, so that listings don't exceed their share of the time
-    Time begun_{0};              ///< when the last listing began
-    Time tried_{0};              ///< when opening was last tried
+    bool isWanted_ = false;        ///< another listing is scheduled
+    bool isBehind_ = false;        ///< notifications were lost, and older ones are still queued
+    bool wereLost_ = false;        ///< notifications were lost since the last listing ended
+    bool isOpenLogged_ = false;    ///< the kernel's refusal of the socket has been logged
+    std::string problem_;          ///< why the table may not be current; empty if it is
+    std::optional<Time> current_;  ///< when it was current, if it isn't now; nothing before the first listing
+    Time wantedAt_{0};             ///< the scheduled listing begins no earlier than this
+    Time earliest_{0};             ///< nor earlier than this, so that listings don't exceed their share of the time
+    Time begun_{0};                ///< when the last listing began
+    Time tried_{0};                ///< when opening was last tried
 };
 
 }  // namespace hostd

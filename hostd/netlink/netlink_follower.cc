@@ -8,6 +8,7 @@
 
 #include "hostd/log.h"
 #include "tn/looper.h"
+#include "tn/sources.h"
 
 namespace hostd {
 
@@ -34,7 +35,10 @@ bool NetlinkFollower::catchUp(size_t packets) {
     if (!isOpen()) return true;
     auto outcome = readNotices(packets);
     if (outcome == Outcome::Overrun || outcome == Outcome::Failed) {
-        if (!std::exchange(isStale_, true)) hostLog << subject_.what << ": notifications lost: listing again";
+        if (!std::exchange(isStale_, true)) {
+            hostLog << subject_.what << ": notifications lost: listing again";
+            current_ = tn::sinceBoot();
+        }
         outcome = readNotices(packets);  // drains the queue: applied later, these would undo the listing
     }
     if (!isStale_) return outcome == Outcome::Empty;
@@ -69,10 +73,21 @@ void NetlinkFollower::list(int attempts) {
     isStale_ = true;
     while (isStale_ && attempts-- > 0) isStale_ = !listOnce(requests);
     listed_ = tn::sinceBoot();
-    if (!isStale_) return;
+    if (!isStale_) {
+        current_ = listed_;
+        return;
+    }
     hostLog << subject_.what << ": listing incomplete: they change too fast, or the kernel doesn't answer";
     (void)listing_->open(NETLINK_ROUTE, 0);  // the rest of a reply is dropped with the old socket
     retryAfter(kInterval);
+}
+
+ReadingState NetlinkFollower::readingState(std::chrono::milliseconds now) const {
+    ReadingState state{.name = subject_.what, .age = {}, .problem = {}};
+    if (isOpenLogged_) state.problem = "no netlink socket";
+    if (isStale_) state.problem = "listing incomplete";
+    if (current_) state.age = state.problem.empty() ? std::chrono::milliseconds(0) : now - *current_;
+    return state;
 }
 
 bool NetlinkFollower::listOnce(NetlinkRequests& requests) {

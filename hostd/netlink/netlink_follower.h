@@ -2,9 +2,11 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "hostd/netlink/netlink.h"
+#include "hostd/source/reading_state.h"
 #include "hostd/source/timer.h"
 
 namespace hostd {
@@ -31,7 +33,7 @@ class FollowedTable {
 ///
 /// A listing runs to its end on the caller's thread. If the kernel doesn't reply, it blocks for
 /// NetlinkSocket::kTimeout.
-class NetlinkFollower {
+class NetlinkFollower : public ReportedSource {
   public:
     static constexpr std::chrono::milliseconds kInterval{1000};  ///< between listings, and between attempts to open
     static constexpr size_t kPacketsAtOnce = 64;          ///< maximum to read before the loop continues with other work
@@ -48,7 +50,7 @@ class NetlinkFollower {
     /// @param sockets  called twice: for the socket for notifications, then for the one for listings
     NetlinkFollower(Subject subject, FollowedTable& table, const NetlinkSocketMaker& sockets = makeNetlinkSocket)
         : subject_(std::move(subject)), table_(table), notices_(sockets()), listing_(sockets()) {}
-    ~NetlinkFollower();  ///< removes the socket from the loop
+    ~NetlinkFollower() override;  ///< removes the socket from the loop
     NetlinkFollower(const NetlinkFollower&) = delete;
     NetlinkFollower& operator=(const NetlinkFollower&) = delete;
 
@@ -62,6 +64,7 @@ class NetlinkFollower {
     /// isn't open. False if more notifications may be queued, or some were lost and the table hasn't been listed since.
     /// @param packets  maximum number to read
     bool catchUp(size_t packets = kPacketsPerRequest);
+    [[nodiscard]] ReadingState readingState(std::chrono::milliseconds now) const override;
 
   private:
     /// Opens both sockets, lists the table and adds the notifications to the loop. Schedules a retry if the kernel
@@ -81,11 +84,12 @@ class NetlinkFollower {
     FollowedTable& table_;
     const std::unique_ptr<NetlinkSocket> notices_;
     const std::unique_ptr<NetlinkSocket> listing_;
-    Timer timer_;                          ///< for the next attempt
-    int watchedFd_ = -1;                   ///< the descriptor that was added to the loop
-    bool isOpenLogged_ = false;            ///< the kernel's refusal of a socket has been logged
-    bool isStale_ = false;                 ///< the table must be listed anew
-    std::chrono::milliseconds listed_{0};  ///< end of the last attempt to list, as of tn::sinceBoot
+    Timer timer_;                                       ///< for the next attempt
+    int watchedFd_ = -1;                                ///< the descriptor that was added to the loop
+    bool isOpenLogged_ = false;                         ///< the kernel's refusal of a socket has been logged
+    bool isStale_ = false;                              ///< the table must be listed anew
+    std::optional<std::chrono::milliseconds> current_;  ///< when the table was current, if it is stale now
+    std::chrono::milliseconds listed_{0};               ///< end of the last attempt to list, as of tn::sinceBoot
 };
 
 }  // namespace hostd

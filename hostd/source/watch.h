@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <concepts>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -14,6 +15,7 @@
 
 #include "hostd/log.h"
 #include "hostd/source/reading.h"
+#include "hostd/source/reading_state.h"
 #include "hostd/source/timer.h"
 #include "tn/looper.h"
 
@@ -37,7 +39,7 @@ namespace hostd {
 ///
 /// @tparam T  the result of one reading
 template <class T>
-class Watch {
+class Watch : public ReportedSource {
   public:
     using Duration = std::chrono::milliseconds;
     static constexpr Duration kGracePeriod{120'000};  ///< default: longer than the interval of one-minute pollers
@@ -88,6 +90,21 @@ class Watch {
         }
         isFailureLogged_ = false;
         return {last, &last->value};
+    }
+
+    [[nodiscard]] ReadingState readingState(Duration now) const override {
+        const std::lock_guard lock(state_->mutex);
+        ReadingState state{.name = what_, .age = {}, .problem = {}};
+        if (const Finished* last = state_->finished.get(); last != nullptr) {
+            state.age = now - last->started;
+            if constexpr (requires {
+                              { last->value.problem } -> std::convertible_to<std::string>;
+                          })
+                state.problem = last->value.problem;
+        }
+        if (state_->hasFailed) state.problem = "no data";
+        if (state_->isBusy && now - *started_ >= kMaxReadingAge) state.problem = "no answer";
+        return state;
     }
 
   private:

@@ -3,7 +3,7 @@
 import json
 import re
 
-from harness import SYS_SERVICES, Deployment, for_each_kind, program, run, temp_folder
+from harness import SYS_SERVICES, Deployment, eventually, for_each_kind, program, run, temp_folder
 
 
 @for_each_kind("node", "apart")
@@ -28,6 +28,19 @@ class Status:
         lines = re.findall(r"(?m)^refused: .*", agent.said())
         self.assertEqual(lines, ["refused: 127.0.0.1: no such community",
                                  "refused: 127.0.0.1: more than 50 repetitions"])
+
+    def test_the_age_of_the_owners_data_is_shown_until_hostd_stops(self):
+        agent = Deployment(self.kind).ends_with(self).start().open()
+        readings = lambda: json.loads(agent.tnctl("--json", "status").out)["readings"]
+        disks = lambda: next(row for row in readings() if row["name"] == "disks")
+        eventually(lambda: disks()["age-ms"] is not None, "disks are read")
+        self.assertLess(disks()["age-ms"], 90_000)
+        self.assertRegex(agent.tnctl("status").out, r"(?m)^routes +0s +ok$")
+        if self.kind == "apart":
+            agent.daemons.pop("hostd").end()
+            self.assertRegex(agent.tnctl("status").out,
+                             r"(?m)^tarnix-hostd doesn't report the age of its data: bus: 1: no owner ")
+            self.assertIsNone(readings())
 
     def test_an_absent_agent_is_a_clear_error(self):
         answer = run(program("tnctl"), "--root", temp_folder(self), "status")

@@ -1,3 +1,4 @@
+#include "contracts/readings.h"
 #include "tests/tnctl/scripted_bus.h"
 
 namespace tnctl {
@@ -79,6 +80,7 @@ TEST_F(Status, IsShownInTablesWithoutZerosAndSorted) {
                                          "OWNER "));
     EXPECT_THAT(out, testing::ContainsRegex("\ninterfaces +20,0 +7 +0 +0 +0 +1m2s ago +[0-9.]+ ms\n"));
     EXPECT_THAT(out, testing::ContainsRegex("\n- +77 +0 +0 +0 +2 +- +bus: 77: Not a directory\n"));
+    EXPECT_THAT(out, HasSubstr("\n\ntarnix-hostd doesn't report the age of its data: no such handler\n"));
     EXPECT_THAT(out, testing::EndsWith("\n\nPLUG-IN     STATE\n/p/good.so  loaded\n/p/bad.so   no symbol autorun\n"));
 
     const std::pair<bool, const char*> closed[] = {{true, "SNMP service: enabled, but UDP port 161 isn't open"},
@@ -107,6 +109,32 @@ TEST_F(Status, JsonHasEverythingUnderFixedNames) {
     EXPECT_EQ((*owner)["path"], Json({20, 0}));
     EXPECT_TRUE((*owner)["reply-ms"].is_number() && (*owner)["reply-error"].is_null());
     EXPECT_EQ(all["plugins"][1], (Json{{"file", "/p/bad.so"}, {"fault", "no symbol autorun"}}));
+}
+
+TEST_F(Status, ShowsTheAgeAndTheStateOfTheOwnersData) {
+    namespace readings = contracts::readings;
+    const auto source = [](const std::string& name, std::optional<uint64_t> age, const std::string& problem) {
+        tn::message m;
+        m.insert_string(tn::field::Name, name);
+        if (age) m.insert_u64(readings::Age, *age);
+        m.insert_bool(readings::Failing, !problem.empty());
+        if (!problem.empty()) m.insert_string(readings::Text, problem);
+        return m;
+    };
+    ASSERT_EQ(type("--json status"), kDone) << err;
+    EXPECT_TRUE(Json::parse(out)["readings"].is_null() && Json::parse(out)["readings-error"].is_string()) << out;
+    ScriptedOwner held;
+    held.rows = {source("disks", 62'999, ""), source("proxy", {}, ""), source("sensors", 0, "no\nchip")};
+    looper.addHandler(Path{1, 2}, &held);
+    ASSERT_EQ(type("status"), kDone) << err;
+    EXPECT_THAT(out, HasSubstr("\n\nDATA     AGE   STATE\n"
+                               "disks    1m2s  ok\n"
+                               "proxy    -     not read yet\n"
+                               "sensors  0s    no\\nchip\n\n"));
+    ASSERT_EQ(type("--json status"), kDone) << err;
+    EXPECT_EQ(Json::parse(out)["readings"], Json({{{"name", "disks"}, {"age-ms", 62'999}, {"problem", nullptr}},
+                                                  {{"name", "proxy"}, {"age-ms", nullptr}, {"problem", nullptr}},
+                                                  {{"name", "sensors"}, {"age-ms", 0}, {"problem", "no\nchip"}}}));
 }
 
 TEST_F(Status, WatchShowsRatesUntilTheAgentIsGone) {

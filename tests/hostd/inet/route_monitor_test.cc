@@ -22,6 +22,7 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::StartsWith;
 using NextHop = Route::NextHop;
 using Time = RouteMonitor::Time;
 
@@ -103,6 +104,11 @@ class RouteMonitorTest : public ::testing::Test {
     }
     void notifyGoneAddress(uint32_t link) { notify(NetlinkMessage<ifaddrmsg>(RTM_DELADDR, {AF_INET, 24, 0, 0, link})); }
     std::vector<std::string> rows() { return rowsOf(table); }
+    /// Its age in ms, - before the first listing; then its problem.
+    [[nodiscard]] std::string state() const {
+        const ReadingState current = monitor.readingState(now);
+        return (current.age ? std::to_string(current.age->count()) : "-") + " " + current.problem;
+    }
 
     const Route one = routeTo("10.1.0.0/16", {via("10.0.0.1", 3)});
     const Route two = routeTo("10.2.0.0/16", {via("10.0.0.1", 4)});
@@ -149,6 +155,7 @@ TEST_F(RouteMonitorTest, AFailedListingLeavesTheTableAndIsRepeatedAfterASecond) 
             EXPECT_THAT(logged([&] { work(); }), HasSubstr("routes: listing incomplete: "));
             EXPECT_EQ(monitor.due(), now + RouteMonitor::kInterval);
             EXPECT_EQ(rows(), before);
+            EXPECT_THAT(state(), StartsWith(std::to_string(20'000 + tries * 1000) + " listing incomplete: "));
             now += RouteMonitor::kInterval;
         }
         fail(false);
@@ -158,6 +165,7 @@ TEST_F(RouteMonitorTest, AFailedListingLeavesTheTableAndIsRepeatedAfterASecond) 
         EXPECT_NE(rows(), before);
         wait(20'000ms);
         EXPECT_EQ(monitor.due(), RouteMonitor::kNever);
+        EXPECT_EQ(state(), "0 ");
     }
 }
 
@@ -226,6 +234,7 @@ TEST_F(RouteMonitorTest, AChangeDuringAListingOfWhatNoKnownRouteUsesCausesAnothe
 }
 
 TEST_F(RouteMonitorTest, LostNotificationsCauseTwoListingsAtMostOneASecond) {
+    EXPECT_EQ(state(), "- ");
     open();
     kernel.routes = {one, two};
     kernel.isOverrun = true;
@@ -237,6 +246,7 @@ TEST_F(RouteMonitorTest, LostNotificationsCauseTwoListingsAtMostOneASecond) {
     wait(RouteMonitor::kInterval);
     EXPECT_EQ(listings(), 1);
     EXPECT_EQ(rows().size(), 2U);
+    EXPECT_EQ(state(), "1000 notifications lost");
     EXPECT_EQ(monitor.due(), now + RouteMonitor::kInterval);
     wait(RouteMonitor::kInterval);
     EXPECT_EQ(listings(), 2);

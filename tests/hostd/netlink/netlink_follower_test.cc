@@ -40,6 +40,13 @@ class NetlinkFollowerTest : public ::testing::Test {
   protected:
     void notify() { kernel.notify(NetlinkMessage<rtmsg>(RTM_NEWLINK, {}).message()); }
 
+    /// Its age in ms, - before the first listing; then its problem.
+    [[nodiscard]] std::string state() const {
+        const ReadingState now = follower.readingState(clock.time);
+        EXPECT_EQ(now.name, "things");
+        return (now.age ? std::to_string(now.age->count()) : "-") + " " + now.problem;
+    }
+
     ManualClock clock;
     ListingKernel kernel;
     CountingTable table;
@@ -66,6 +73,7 @@ TEST_F(NetlinkFollowerTest, ARefusedSocketIsRetriedEverySecondAndLoggedOnce) {
         EXPECT_THAT(text, HasSubstr("things: no netlink socket: Too many open files"));
         EXPECT_EQ(text.find("no netlink"), text.rfind("no netlink"));
         EXPECT_FALSE(follower.isOpen());
+        EXPECT_THAT(state(), HasSubstr("no netlink socket"));
         *refused = 0;
         ASSERT_TRUE(eventually([&] { return follower.isOpen(); }, &looper));
         EXPECT_EQ(table.applied, 2);
@@ -100,6 +108,7 @@ TEST_F(NetlinkFollowerTest, AListingThatIsNeverWholeIsRepeatedEverySecondAndLeav
         clock.time += NetlinkFollower::kInterval;
         for (int requests = 0; requests < 2; ++requests) EXPECT_TRUE(follower.catchUp());
         EXPECT_EQ(table.whole, 1);
+        EXPECT_EQ(state(), "0 ");
     }
 }
 
@@ -107,6 +116,7 @@ TEST_F(NetlinkFollowerTest, ListsAtTheStartAndAfterLostNotificationsAtMostEveryS
     tn::Looper looper({});
     EXPECT_TRUE(follower.catchUp());  // nothing is read before
     EXPECT_EQ(kernel.opened, 0);
+    EXPECT_EQ(state(), "- ");
     follower.start();
     for (int i = 0; i < 3; ++i) notify();
     EXPECT_FALSE(follower.catchUp(3));  // more may be queued
@@ -119,6 +129,7 @@ TEST_F(NetlinkFollowerTest, ListsAtTheStartAndAfterLostNotificationsAtMostEveryS
     }
     EXPECT_EQ(kernel.listings, 1);
     clock.time += NetlinkFollower::kInterval;
+    EXPECT_EQ(state(), "1000 listing incomplete");
     for (int i = 0; i < 10; ++i) notify();
     EXPECT_FALSE(follower.catchUp(10));  // first what is queued: it is older than the listing
     EXPECT_EQ(kernel.listings, 1);
