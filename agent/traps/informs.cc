@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -98,8 +99,7 @@ void Informs::retryDue() {
                 waiting = remove(target, waiting);
             } else {
                 waiting->due = now + kFirstTimeout * (1U << waiting->tries++);
-                transmit(at, target, *waiting);
-                ++waiting;
+                waiting = transmitOrDrop(at, target, waiting);
             }
         }
         log(at, target, now);
@@ -170,11 +170,11 @@ void Informs::acceptV3(const TrapTarget& at, Target& target, UsmReader& in) {
 void Informs::acceptReport(const TrapTarget& at, Target& target, const Position& waiting, UsmReader& in) {
     const V3Error error = errorOf(firstName(in));
     const bool isDiscovery = error == V3Error::UnknownEngineId;
-    if (isDiscovery && !target.engine.discover(in.v3Info().msgAuthoritativeEngineID)) return;
+    if (isDiscovery && !target.engine.discover(in.v3Info().msgAuthoritativeEngineID, in.v3Info().msgMaxSize)) return;
     // Its boots and time are accepted by now. Those of an unauthenticated Report aren't believed.
     if (error == V3Error::NotInTimeWindow && !in.isAuthenticated()) return;
     if (isDiscovery || error == V3Error::NotInTimeWindow) {
-        if (waiting->repeats++ < kMaxRepeats) transmit(at, target, *waiting);
+        if (waiting->repeats++ < kMaxRepeats) transmitOrDrop(at, target, waiting);
         return;
     }
     lose(target, error == V3Error::None ? "a Report that isn't known" : rowOf(kindOf(error).cause).text);
@@ -194,14 +194,23 @@ Informs::Position Informs::find(Target& target, uint32_t id) {
     return std::ranges::find_if(target.queue, [&](const Waiting& waiting) { return waiting.inform.id == id; });
 }
 
-void Informs::transmit(const TrapTarget& at, const Target& target, Waiting& waiting) {
+bool Informs::transmit(const TrapTarget& at, const Target& target, Waiting& waiting) {
     UsmWriter out;
     waiting.fault.clear();
     if (!write(out, target, waiting.inform)) {
         waiting.fault = "its community, or its user's keys, are missing";
+    } else if (out.size() > target.engine.maxSize()) {
+        return false;
     } else if (!open() || !socket_.sendTo(at.address, at.port, out.bytes())) {
         waiting.fault = std::strerror(errno);
     }
+    return true;
+}
+
+Informs::Position Informs::transmitOrDrop(const TrapTarget& at, Target& target, const Position& waiting) {
+    if (transmit(at, target, *waiting)) return std::next(waiting);
+    lose(target, "longer than the target accepts");
+    return remove(target, waiting);
 }
 
 bool Informs::write(UsmWriter& out, const Target& target, const Inform& inform) const {

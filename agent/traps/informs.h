@@ -35,8 +35,8 @@ struct Inform {
 /// doesn't answer, or answers nonsense, costs nothing else. Nothing here blocks.
 ///
 /// In version 3, an inform to an engine that isn't known yet makes each try a discovery (RFC 3414, 4): an empty Get, to
-/// which the target replies with its engine id. Its boots and time follow from its Report to the first authenticated
-/// inform.
+/// which the target replies with its engine id and the longest message that it accepts. A longer inform is lost. Its
+/// boots and time follow from its Report to the first authenticated inform.
 ///
 /// Informs that are lost are counted, and logged once a minute for each target.
 class Informs {
@@ -93,7 +93,11 @@ class Informs {
     void acceptReport(const TrapTarget& at, Target& target, const Position& waiting, UsmReader& in);
     static void acceptResponse(Target& target, const Position& waiting, uint32_t errorStatus);
     [[nodiscard]] static Position find(Target& target, uint32_t id);
-    void transmit(const TrapTarget& at, const Target& target, Waiting& waiting);
+    /// Sends an inform, or the discovery before it. If that fails, the next try may succeed.
+    /// @return false if the inform is too long for the target, and so for every try
+    [[nodiscard]] bool transmit(const TrapTarget& at, const Target& target, Waiting& waiting);
+    /// The same; drops an inform that is too long. @return the one after it in the queue
+    Position transmitOrDrop(const TrapTarget& at, Target& target, const Position& waiting);
     [[nodiscard]] bool write(UsmWriter& out, const Target& target, const Inform& inform) const;
     [[nodiscard]] bool writeSecured(UsmWriter& out, const Target& target, const Inform& inform, const Item& user) const;
     static void lose(Target& target, std::string_view fault);

@@ -15,11 +15,11 @@ uint32_t RemoteEngine::time(std::chrono::milliseconds now) const {
     return latestTime_ + static_cast<uint32_t>(std::chrono::floor<std::chrono::seconds>(now - synchronized_).count());
 }
 
-bool RemoteEngine::discover(const std::string& id) {
+bool RemoteEngine::discover(const std::string& id, size_t maxSize) {
     if (id.size() < kMinId || id.size() > kMaxId) return false;
-    if (id == id_) return true;
-    *this = {};
+    if (id != id_) *this = {};
     id_ = id;
+    maxSize_ = maxSize;
     return true;
 }
 

@@ -192,17 +192,19 @@ class SecuredInformsTest : public InformsTest {
         EXPECT_EQ(message->scoped.body.pdu, pdu::InformRequest);
         return *message;
     }
-    wire::Bytes sealed(const wire::Manager& as, uint32_t id, const wire::Message& body) const {
+    wire::Bytes sealed(const wire::Manager& as, uint32_t id, const wire::Message& body,
+                       uint32_t maxSize = 65507) const {
         wire::V3Message header = as.header();
+        header.maxSize = maxSize;
         header.id = id;
         return as.seal(header, wire::encode(wire::ScopedPdu{as.engineId, "", body}));
     }
-    wire::Bytes report(uint32_t id, uint32_t error, uint32_t level) const {
+    wire::Bytes report(uint32_t id, uint32_t error, uint32_t level, uint32_t maxSize = 65507) const {
         wire::Manager as = engine;
         as.level = level;
         if (error == 4) as.user.clear();
         const std::string counter = "1.3.6.1.6.3.15.1.1." + std::to_string(error) + ".0";
-        return sealed(as, id, {.pdu = pdu::Report, .bindings = {{counter, tag::Counter32, "1"}}});
+        return sealed(as, id, {.pdu = pdu::Report, .bindings = {{counter, tag::Counter32, "1"}}}, maxSize);
     }
     wire::Bytes response(const wire::Manager& as, const wire::Manager::Reply& to, uint32_t status = 0) const {
         wire::Message body = to.scoped.body;
@@ -255,6 +257,21 @@ TEST_F(SecuredInformsTest, TheTargetsEngineIsDiscoveredAndItsTimeFollowed) {
     sent = opened(answer(report(sent.header.id, 2, 1)));
     answer(response(engine, sent));
     EXPECT_EQ(counts(), (std::array<uint64_t, 3>{3, 2, 1}));
+}
+
+TEST_F(SecuredInformsTest, AnInformLongerThanTheTargetAcceptsIsDroppedAndLogged) {
+    const std::string longer(600, 'x');
+    const wire::V3Message first = probe(inform(1, longer));
+    EXPECT_EQ(logged([&] { EXPECT_THAT(answer(report(first.id, 4, 0, 600)), IsEmpty()); }),
+              "not acknowledged: " + name + ": 1 inform: longer than the target accepts\n");
+    EXPECT_THAT(inform(1, longer), IsEmpty());  // known now
+    EXPECT_EQ(counts(), (std::array<uint64_t, 3>{2, 0, 2}));
+    answer(response(engine, opened(inform(1, std::string(300, 'x')))));
+    EXPECT_EQ(counts(), (std::array<uint64_t, 3>{3, 1, 2}));
+    const auto sent = opened(inform());
+    EXPECT_THAT(answer(report(sent.header.id, 4, 0, 483)), IsEmpty()) << "no engine may accept less than 484";
+    answer(response(engine, sent));
+    EXPECT_EQ(counts(), (std::array<uint64_t, 3>{4, 2, 2}));
 }
 
 TEST_F(SecuredInformsTest, ErrorsOfTheTargetAreLoggedAndNoTargetCanDemandMoreForever) {
