@@ -41,14 +41,15 @@ tn::message check(const Settings& settings) {
 
 }  // namespace
 
-SnmpLooper::SnmpLooper(uint16_t port, uint16_t trapPort)
+SnmpLooper::SnmpLooper(uint16_t port, uint16_t trapPort, std::chrono::milliseconds flushInterval)
     : Looper({tn::number::Snmp}),
       store_(stored::kSettings, 5),
       inherited_(inheritedServiceSocket()),
       port_(inherited_ < 0 ? port : portOf(inherited_)),
       informs_(*this, communities_, v3Server_),
       traps_(settings_, communities_, v3Server_, informs_, trapPort),
-      statusHandler_(*this, port_) {
+      statusHandler_(*this, port_),
+      flushInterval_(flushInterval) {
     loop = this;
     serr << "communityKeep = new CommunityKeep;";  // compat: 102
     serr << "communityKeep->init();";
@@ -187,7 +188,7 @@ void SnmpLooper::flushRefusalsLater() {
             statistics.refusals.flush(tn::sinceBoot());
             flushRefusalsLater();
         },
-        RefusalLog::kInterval);
+        flushInterval_);
 }
 
 void SnmpLooper::exchanged(const std::vector<uint32_t>& path, const tn::message& reply) {

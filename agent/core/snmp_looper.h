@@ -1,11 +1,13 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 
 #include "agent/core/datagram.h"
 #include "agent/core/status_handler.h"
 #include "agent/mib/context.h"
 #include "agent/security/community_keep.h"
+#include "agent/status/refusal_log.h"
 #include "agent/system/settings.h"
 #include "agent/traps/trap_handler.h"
 #include "agent/traps/trap_sender.h"
@@ -20,7 +22,9 @@ class SnmpLooper : public tn::Looper {
   public:
     /// @param port      UDP port of the service, unless its socket is inherited
     /// @param trapPort  UDP port that traps are sent to
-    explicit SnmpLooper(uint16_t port, uint16_t trapPort = kTrapPort);
+    /// @param flushInterval  after which repeated refusals are logged, if their minute is over
+    explicit SnmpLooper(uint16_t port, uint16_t trapPort = kTrapPort,
+                        std::chrono::milliseconds flushInterval = RefusalLog::kInterval);
     ~SnmpLooper() override;
 
     /// Loads the settings and stores them with this start's engine boots (compat: 60). Opens the socket if the service
@@ -87,6 +91,7 @@ class SnmpLooper : public tn::Looper {
     TrapSender traps_;
     TrapHandler trapHandler_;
     StatusHandler statusHandler_;
+    std::chrono::milliseconds flushInterval_;
     bool willFlush_ = false;  ///< of flushRefusalsLater
 };
 

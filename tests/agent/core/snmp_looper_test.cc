@@ -7,6 +7,7 @@
 
 #include "agent/core/service_socket.h"
 #include "agent/mib/packer.h"
+#include "agent/status/statistics.h"
 #include "contracts/supervisor.h"
 #include "tests/agent/agent_test.h"
 #include "tests/agent/said.h"
@@ -302,6 +303,31 @@ TEST_F(ServiceTest, AReplyThatIsReadyWaitsForNoExchangeNoSetAndNoSlowRequest) {
     };
     EXPECT_THAT(answersDuring(pdu::GetRequest), ElementsAre(3));
     EXPECT_THAT(early, ElementsAre(1, 2));
+}
+
+TEST_F(ServiceTest, RepeatedRefusalsAreLoggedWhenTheirMinuteIsOverAlsoWithoutFurtherRequests) {
+    agent.reset();
+    agent = std::make_unique<SnmpLooper>(ntohs(address.sin_port), kTrapPort, std::chrono::milliseconds(1));
+    changeEntry("common", {{6, false}});
+    agent->enable();
+    const Client client(address);
+    const std::string line = "refused: 127.0.0.1: no read access";
+    const auto next = [this] {
+        testing::internal::CaptureStderr();
+        agent->runOnce(std::chrono::seconds(1));
+        return testing::internal::GetCapturedStderr();
+    };
+    for (int minute = 0; minute < 2; ++minute) {
+        for (uint32_t id = 0; id < 3; ++id) client.query(id);
+        EXPECT_EQ(next(), line + "\n");
+        sources.uptime += 59;
+        EXPECT_EQ(next(), "");
+        sources.uptime += 1;
+        EXPECT_EQ(next(), line + " (2 times)\n");
+        sources.uptime += 60;
+        EXPECT_EQ(next(), "");
+        EXPECT_FALSE(statistics.refusals.isPending());
+    }
 }
 
 TEST_F(ServiceTest, SwitchingTheServiceOffSendsWhatIsReadyAndServesNothingMore) {
