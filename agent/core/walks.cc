@@ -14,7 +14,7 @@ namespace snmp {
 namespace {
 
 constexpr size_t kMaxVarbinds = 2000;               // of a reply to GetBulk
-constexpr std::chrono::milliseconds kMaxTime{500};  // that a GetBulk goes on to fetch varbinds
+constexpr std::chrono::milliseconds kMaxTime{500};  // that a GetBulk, or a search, goes on to fetch varbinds
 constexpr size_t kUsualSize = 32;                   // octets of a varbind
 constexpr uint32_t kMaxFetched = 512;               // varbinds of one name in a pass that searches visible ones
 
@@ -39,7 +39,7 @@ struct Walk {
 class Walks {
   public:
     explicit Walks(Context& c) : c_(c), tree_(c, pdu::GetBulkRequest) {
-        // A walk leaves what isn't in the view after a name that needn't exist.
+        // A walk leaves what isn't in the view after a name that needn't exist (compat: 117).
         if (c.view != nullptr) tree_.rules = &kStandardRules;
     }
     /// Reads the names of the request, up to a maximum. False if one can't be read.
@@ -125,8 +125,11 @@ ErrorStatus Walks::answer(size_t first, size_t end, uint32_t repetitions, bool i
 
 ErrorStatus Walks::fetch(Group group, Walk& needed, uint32_t repetitions) {
     uint32_t count = std::min(repetitions, objectsThatFit(group.size()));
+    bool isSearch = false;  // the passes so far found only objects that the sender may not see
     while (!needed.hasCell() && !needed.isEnded && !isFull_) {
-        if (c_.isBulk() && written_ > 0 && tn::sinceBoot() - begun_ >= kMaxTime) {
+        const bool canBeCut = c_.isBulk() && written_ > 0;
+        if ((canBeCut || isSearch) && tn::sinceBoot() - begun_ >= kMaxTime) {
+            if (!canBeCut) return failAt(needed, ErrorStatus::GenErr);
             isFull_ = true;
             break;
         }
@@ -143,7 +146,8 @@ ErrorStatus Walks::fetch(Group group, Walk& needed, uint32_t repetitions) {
             isFull_ = tree_.out.hasOverflowed();  // with a single varbind
             needed.isEnded = true;
         }
-        // Only objects that the sender may not see: the next pass looks further.
+        // The next pass looks further.
+        isSearch = true;
         count = std::min(std::max(count, kMaxFetched), 4 * count);
     }
     return ErrorStatus::NoError;

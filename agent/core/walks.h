@@ -6,8 +6,9 @@ namespace snmp {
 
 // GetNext and GetBulk as RFC 3416 has them: each function answers all names of the request. A name without a successor
 // gets endOfMibView, under the name asked for or, in the repetitions of a GetBulk, under the last name. In v1 it fails
-// with noSuchName, and objects of type Counter64 are left out. What is
-// outside the sender's view is left out, too: a walk that comes to it continues after it.
+// with noSuchName, and objects of type Counter64 are left out. What is outside the sender's view is left out, too: a
+// walk that comes to it continues after it. A request that still searches the next visible object after half a second
+// fails with GenErr.
 
 /// A reply that doesn't fit fails with TooBig.
 ErrorStatus answerNext(Context& c);

@@ -140,6 +140,38 @@ TEST_F(WalksTest, ABranchThatGoesBackOrFailsEndsTheWalk) {
     EXPECT_THAT(reply.bindings, ElementsAre(null("1.3.4"), null("1.3.9")));
 }
 
+/// A table without an end, of a type that v1 doesn't have. Each call takes 0.1 s.
+class Endless : public Branch {
+  public:
+    explicit Endless(TestSources& clock) : clock_(clock) {}
+    Answer get(Context&) override { return kNotMine; }
+    Answer getNext(Context& c) override {
+        ++calls;
+        clock_.nanoseconds += 100'000'000;
+        for (uint32_t i = 0; i < std::max(c.maxRepetitions, 1U); ++i) {
+            c.out.startSeq(tag::Sequence);
+            c.out.addOID(c.branchPrefix + ++last_, tag::ObjectIdentifier);
+            c.out.add(1ULL, tag::Counter64);
+            c.out.endSeq();
+        }
+        return kAnswered;
+    }
+    Answer set(Context&) override { return kNotMine; }
+    int calls = 0;
+
+  private:
+    TestSources& clock_;
+    unsigned last_ = 0;
+};
+
+TEST_F(WalksTest, ASearchForAVisibleObjectEndsAfterHalfASecond) {
+    Endless branch(sources);
+    addBranch(OID{1, 3, 9}) = &branch;
+    EXPECT_EQ(errorOf(next({"1.3.4", "1.3.9"}, kVersion1)), std::tuple(5U, 2U));
+    EXPECT_EQ(branch.calls, 5);
+    EXPECT_THAT(namesOf(next(std::vector<std::string>(9, "1.3.9"))), SizeIs(9)) << "slow, but nothing is searched";
+}
+
 TEST_F(WalksTest, WithoutAccessTheRequestComesBack) {
     EXPECT_EQ(errorOf(set({number("1.3.4.0", 5), number("1.3.6.0", 5)})), std::tuple(6U, 1U));
     changeEntry("common", {{6, false}});
