@@ -290,7 +290,7 @@ Counter makeReply(Context& c, const IPAddr6& source) {
         c.version == kVersion3 ? admitUser(c, source, request.entry) : admitCommunity(c, source, request);
     if (!admitted || !copyPduHeader(c, request)) return Counter::Dropped;
 
-    ErrorStatus status = setBulkCounters(c, request);
+    ErrorStatus status = setBulkCounters(c, request);  // compat: 116
     if (status == ErrorStatus::NoError) status = c.v3Error != V3Error::None ? snmpV3(c) : answerBindings(c, request);
     if (status == ErrorStatus::Critical) {
         dlog << "critical error";

@@ -204,6 +204,27 @@ TEST_F(V3ReplyTest, TheStandardOrderOfChecksAndTheLevelOfReports) {
     EXPECT_EQ(outcome(q, rows[1]), "") << "encrypted without authentication";
 }
 
+TEST_F(V3ReplyTest, TheReportOfAGetBulkWithUnusableCountersHasAnErrorStatusUnlessStandard) {
+    const std::tuple<uint32_t, uint32_t, uint32_t> cases[] = {{0, 0, 3}, {0, 51, 1}, {0, 50, 0}, {1, 0, 0}};
+    for (const auto& [nonRepeaters, repetitions, status] : cases) {
+        const wire::Message bulk{.pdu = pdu::GetBulkRequest,
+                                 .errorStatus = nonRepeaters,
+                                 .errorIndex = repetitions,
+                                 .bindings = {null("1.3.1.0")}};
+        for (const bool isStandard : {false, true}) {
+            context_.rules = isStandard ? &kStandardRules : &kFixedRules;
+            agent->setRules(*context_.rules);
+            const auto reply = ask(manager(0, "nobody"), bulk);
+            ASSERT_TRUE(reply);
+            const wire::Message& body = reply->scoped.body;
+            EXPECT_EQ(body.pdu, pdu::Report);
+            const bool isError = status != 0 && !isStandard;
+            EXPECT_EQ(body.errorStatus, isError ? status : 0) << nonRepeaters << " " << repetitions;
+            EXPECT_THAT(body.bindings, SizeIs(isError ? 0 : 1));
+        }
+    }
+}
+
 TEST_F(V3ReplyTest, PrivacyWithoutAuthenticationIsNoLevel) {
     const wire::Manager m = manager(0);
     wire::V3Message header = m.header();
