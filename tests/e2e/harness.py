@@ -5,6 +5,8 @@ processes only through the functions here: a test once emptied the machine it ra
 import collections
 import contextlib
 import ctypes
+import hashlib
+import hmac
 import json
 import os
 import pathlib
@@ -419,14 +421,37 @@ class Deployment:
 _FIRST_ID = 0x10000000  # so that BER writes each request id with four octets
 
 
-def _tlv(tag, content):
-    return bytes([tag, len(content)]) + content
+def _tlv(tag, *content):
+    """BER, with lengths below 64 KiB."""
+    content = b"".join(content)
+    size = len(content)
+    return bytes([tag, *([size] if size < 128 else [0x82, size >> 8, size & 255])]) + content
+
+
+def _number(value):
+    return _tlv(0x02, value.to_bytes(value.bit_length() // 8 + 1, "big"))
+
+
+def _elements(octets):
+    """The elements of BER: sequences as lists of theirs, PDUs as (tag, list), others as octets."""
+    found = []
+    while octets:
+        tag, size, at = octets[0], octets[1], 2
+        if size > 127:
+            at += size - 128
+            size = int.from_bytes(octets[2:at], "big")
+        content, octets = octets[at:at + size], octets[at + size:]
+        found.append((tag, _elements(content)) if tag > 0x9F else _elements(content) if tag == 0x30 else content)
+    return found
+
+
+def _oid(name):
+    return bytes([0x2B, *map(int, name.split(".")[2:])])  # 1.3 is one octet
 
 
 def request(request_id, name, community="common"):
     """A v2c Get of one object, shorter than 128 octets, with all numbers of the name below 128."""
-    octets = bytes([0x2B, *map(int, name.split(".")[2:])])  # 1.3 is one octet
-    bindings = _tlv(0x30, _tlv(0x30, _tlv(0x06, octets) + b"\x05\x00"))
+    bindings = _tlv(0x30, _tlv(0x30, _tlv(0x06, _oid(name)) + b"\x05\x00"))
     numbers = _tlv(0x02, (_FIRST_ID + request_id).to_bytes(4, "big")) + b"\x02\x01\x00\x02\x01\x00"
     return _tlv(0x30, b"\x02\x01\x01" + _tlv(0x04, community.encode()) + _tlv(0xA0, numbers + bindings))
 
@@ -435,3 +460,48 @@ def request_id_of(reply):
     """The number of the request() that this responds to; None if it isn't a response."""
     found = re.search(rb"\xa2(?:[\x00-\x7f]|\x81.|\x82..)\x02\x04(....)", reply, re.S)
     return int.from_bytes(found.group(1), "big") - _FIRST_ID if found else None
+
+
+class V3:
+    """A v3 manager with SHA-1 and without encryption, which can send faulty messages: the arguments of message()."""
+
+    def __init__(self, agent, password):
+        self.at, self.password, self.engine, self.boots, self.time = ("127.0.0.1", agent.port), password, b"", 0, 0
+        self.engine, boots, time, *_ = _elements(_elements(self.exchange(self.message(user="")))[0][2])[0]
+        self.boots, self.time = int.from_bytes(boots, "big"), int.from_bytes(time, "big")
+
+    def message(self, user, flags=4, model=3, max_size=65507, ahead=0, context="", context_engine=None, password=None,
+                pdu=0xA0, counters=(0, 0), names=(SYS_SERVICES,)):
+        bindings = b"".join(_tlv(0x30, _tlv(0x06, _oid(name)), b"\5\0") for name in names)
+        body = _tlv(0x30, _tlv(0x04, self.engine if context_engine is None else context_engine),
+                    _tlv(0x04, context.encode()),
+                    _tlv(pdu, _number(7), *map(_number, counters), _tlv(0x30, bindings)))
+        head = _tlv(0x30, _number(7), _number(max_size), _tlv(0x04, bytes([flags])), _number(model))
+        sealed = lambda digest: _tlv(0x30, _number(3), head, _tlv(0x04, _tlv(
+            0x30, _tlv(0x04, self.engine), _number(self.boots), _number(self.time + ahead), _tlv(0x04, user.encode()),
+            _tlv(0x04, digest), _tlv(0x04))), body)
+        if not flags & 1:
+            return sealed(b"")
+        key = (password or self.password).encode()  # RFC 3414, A.2.2
+        key = hashlib.sha1((key * (1048576 // len(key) + 1))[:1048576]).digest()
+        key = hashlib.sha1(key + self.engine + key).digest()
+        return sealed(hmac.new(key, sealed(bytes(12)), "sha1").digest()[:12])
+
+    def exchange(self, message):
+        """The reply; None if the request after it is answered first."""
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as client:
+            client.settimeout(TIMEOUT)
+            for datagram in (message, request(1, SYS_SERVICES)):
+                client.sendto(datagram, self.at)
+            reply = client.recv(65536)
+            return reply if request_id_of(reply) != 1 else None
+
+    def ask(self, user, **how):
+        """(PDU, flags, msgMaxSize, error-status, names, size) of the reply; None for silence. Names are the octets of
+        OIDs."""
+        reply = self.exchange(self.message(user, **how))
+        if reply is None:
+            return None
+        _, (_, size, flags, _), _, (_, _, (pdu, (_, status, _, bindings))) = _elements(reply)[0]
+        names = [name for name, _ in bindings]
+        return pdu, flags[0], int.from_bytes(size, "big"), status[0], names, len(reply)

@@ -5,8 +5,9 @@ import json
 import os
 import re
 import shutil
+import time
 
-from harness import Daemon, Deployment, Namespace, eventually, for_a_while, for_each_kind, temp_folder
+from harness import SYS_UPTIME, Daemon, Deployment, Namespace, eventually, for_a_while, for_each_kind, temp_folder
 
 LINKS = ["link set lo up", "link add left type veth peer name right", "link set left up", "link set right up"]
 UNREACHABLE, IPV4, IPV6 = "203.0.113.1", "127.0.0.1", "::1"
@@ -32,12 +33,14 @@ format2 v2|%b||%v\\n
 """
 
 
-@for_each_kind("node", "apart")
-class Traps:
+class Receiving:
+    """An agent of one kind, or a node with --standard, and a receiver."""
+
     @classmethod
     def setUpClass(cls):
-        cls.namespace = Namespace(cls, "traps", LINKS)
-        cls.agent = Deployment(cls.kind, cls.namespace.prefix).ends_with(cls).start().open()
+        cls.namespace, cls.begun = Namespace(cls, "traps", LINKS), time.monotonic()
+        kind, words = ("node", ["--standard"]) if cls.kind == "standard" else (cls.kind, [])
+        cls.agent = Deployment(kind, cls.namespace.prefix, agent_words=words).ends_with(cls).start().open()
         cls.agent.configure("community", "add", "name=monitor", "addresses=127.0.0.0/8")
         users = (("open", "none", "md5", "des"), ("signed", "authorized", "md5", "des"),
                  ("secret", "private", "sha1", "des"), ("modern", "private", "sha512", "aes256"),
@@ -104,8 +107,36 @@ class Traps:
         self.namespace.run("ip", "link", "set", "left", "up")
         self.settle()
 
-    # --- the tests
 
+@for_each_kind("node", "standard")
+class LinkTraps(Receiving):
+    def test_names_values_and_times_in_both_modes(self):
+        """The peer of a link that is enabled loses its carrier."""
+        chosen = lambda fixed, standard: standard if self.kind == "standard" else fixed
+        index = self.indexes["left"]
+        self.generators("interfaces")
+        self.addCleanup(self.agent.configure, "set", "interfaces=none", "trap-version=2c")
+        for done, version in ((0, "2c"), (2, "1")):
+            self.agent.configure("set", "interfaces=" + index, "trap-version=" + version)
+            self.namespace.run("ip", "link", "set", "right", "down")
+            _, _, head, body = self.both(done + 1)[-1]
+            for column, value in ((1, index), (7, chosen("2", "1")), (8, "2")):
+                name = f"1.3.6.1.2.1.2.2.1.{column}" + chosen("", "." + index)
+                self.assertIn(f".{name} = INTEGER: {value}\t", body + "\t")
+            if version == "1":
+                self.assertEqual(head, ".1.3.6.1.6.3.1.1.5" + chosen(".3", "") + " 2 0")
+            else:
+                ticks = lambda text: int(re.search(r"Timeticks: \((\d+)\)", text)[1])
+                ago = ticks(self.agent.get(SYS_UPTIME)) - ticks(body)
+                running = 100 * (time.monotonic() - self.begun)
+                self.assertLess(chosen(ticks(body), ago), running)
+                self.assertGreaterEqual(ago, 0)
+            self.namespace.run("ip", "link", "set", "right", "up")
+            self.both(done + 2)
+
+
+@for_each_kind("node", "apart")
+class Traps(Receiving):
     def test_traps_reach_every_target_in_every_version(self):
         """One of the targets can't be reached; the others get the trap in each version and at each level."""
         senders = ("1", "monitor"), ("2c", "monitor"), ("3", "open"), ("3", "signed"), ("3", "secret"), ("3", "modern")
