@@ -17,6 +17,7 @@ using Lines = std::vector<std::string>;
 
 constexpr uint32_t kStandardPort = 161;
 constexpr std::string_view kMaxRepetitions = "50";
+constexpr std::string_view kExporterLimit = "max_repetitions: 50";
 
 /// A protocol in the words of each client.
 struct ProtocolNames {
@@ -102,31 +103,36 @@ Lines snmpwalk(const Facts& f) {
     return {line + " " + f.host() + " 1.3.6.1.2.1.1"};
 }
 
+std::string exporterVersion(const Facts& f) { return f.isUser() ? "version: 3" : "version: 2"; }
+
+Lines exporterAuthentication(const Facts& f) {
+    if (!f.isUser()) return {"community: " + quoted(f.name)};
+    Lines lines{"username: " + quoted(f.name), "security_level: " + std::string(f.levelName()),
+                "auth_protocol: " + std::string(f.digest.goSnmp), "password: " + quoted(f.authenticationPassword)};
+    if (f.isPrivate())
+        lines.insert(lines.end(), {"priv_protocol: " + std::string(f.cipher.goSnmp),
+                                   "priv_password: " + quoted(f.encryptionPassword)});
+    return lines;
+}
+
 Lines prometheus(const Facts& f) {
     Lines lines{"auths:", "  tarnix:"};
-    const auto add = [&lines](std::string_view key, const std::string& value) {
-        lines.push_back("    " + std::string(key) + ": " + value);
-    };
-    if (f.isUser()) {
-        add("version", "3");
-        add("username", quoted(f.name));
-        add("security_level", std::string(f.levelName()));
-        add("auth_protocol", std::string(f.digest.goSnmp));
-        add("password", quoted(f.authenticationPassword));
-        if (f.isPrivate()) {
-            add("priv_protocol", std::string(f.cipher.goSnmp));
-            add("priv_password", quoted(f.encryptionPassword));
-        }
-    } else {
-        add("version", "2");
-        add("community", quoted(f.name));
-    }
-    lines.insert(lines.end(), {"modules:", "  if_mib:"});
-    if (f.service.standard)
-        lines.back() += "  # unchanged";
-    else
-        add("max_repetitions", std::string(kMaxRepetitions));
+    lines.push_back("    " + exporterVersion(f));
+    for (const std::string& line : exporterAuthentication(f)) lines.push_back("    " + line);
+    lines.insert(lines.end(), {"modules:", f.service.standard ? "  if_mib:  # unchanged" : "  if_mib:"});
+    if (!f.service.standard) lines.push_back("    " + std::string(kExporterLimit));
     lines.push_back("# query: /snmp?target=" + f.host() + "&auth=tarnix&module=if_mib");
+    return lines;
+}
+
+/// Each module has its own authentication.
+Lines oldPrometheus(const Facts& f) {
+    Lines lines{"if_mib:"};
+    lines.push_back("  " + exporterVersion(f));
+    if (!f.service.standard) lines.push_back("  " + std::string(kExporterLimit));
+    lines.emplace_back("  auth:");
+    for (const std::string& line : exporterAuthentication(f)) lines.push_back("    " + line);
+    lines.push_back("# query: /snmp?target=" + f.host() + "&module=if_mib");
     return lines;
 }
 
@@ -143,7 +149,8 @@ Lines zabbix(const Facts& f) {
     } else {
         lines.insert(lines.end(), {"SNMP version: SNMPv2", "SNMP community: " + printable(f.name)});
     }
-    if (!f.service.standard) lines.push_back("Max repetition count: " + std::string(kMaxRepetitions));
+    if (!f.service.standard)
+        lines.push_back("Max repetition count (Zabbix 6.4 or later): " + std::string(kMaxRepetitions));
     return lines;
 }
 
@@ -197,6 +204,7 @@ struct ManagerClient {
 constexpr ManagerClient kClients[] = {
     {"snmpwalk", "snmpwalk (and snmpget, snmpset ...)", snmpwalk},
     {"prometheus", "Prometheus: snmp.yml of snmp_exporter 0.23 or later", prometheus},
+    {"prometheus-0.22", "Prometheus: snmp.yml of snmp_exporter up to 0.22, for example of Debian 12", oldPrometheus},
     {"zabbix", "Zabbix: SNMP interface of the host", zabbix},
     {"telegraf", "Telegraf: telegraf.conf", telegraf},
     {"librenms", "LibreNMS", librenms},

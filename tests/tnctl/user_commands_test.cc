@@ -87,6 +87,8 @@ TEST_F(Users, ShowHasTheLinesOfEachManagerWithSecretsOnRequestOnly) {
               "1.3.6.1.2.1.1");
     EXPECT_THAT(clients["prometheus"], HasSubstr("\n    auth_protocol: SHA\n    password: \"it's \\\"a\\\\b\\\"\"\n"
                                                  "    priv_protocol: AES256\n    priv_password: \"two\\nlines\"\n"));
+    EXPECT_THAT(clients["prometheus-0.22"], HasSubstr("if_mib:\n  version: 3\n  max_repetitions: 50\n  auth:\n"
+                                                      "    username: \"ops\"\n    security_level: authPriv\n"));
     EXPECT_THAT(clients["zabbix"],
                 HasSubstr("Authentication protocol: SHA1\nAuthentication passphrase: it's \"a\\b\""));
     EXPECT_THAT(clients["telegraf"], HasSubstr("agents = [\"udp://HOST:1161\"]\n  version = 3\n"));
