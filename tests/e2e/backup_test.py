@@ -2,12 +2,13 @@
 
 import random
 import re
+import shutil
 import signal
 import threading
 import time
 import unittest
 
-from harness import BUILD, TREE, Deployment, SYSTEM, eventually, run
+from harness import BUILD, TREE, Deployment, SYSTEM, eventually, not_tested, run
 
 FIRST = """snmp community add name=first addresses=127.0.0.0/8
 snmp community set common addresses=127.0.0.0/8
@@ -76,9 +77,29 @@ class Backup(unittest.TestCase):
             self.assertEqual(re.findall("add name=(.*?) ", exported), [contact], f"{exported}\n{agent.said()}")
 
 
+# What zsh offers for the last word of each argument, one line each. Completion needs a terminal and an interactive shell.
+ZSH = r"""zmodload zsh/zpty
+zpty shell zsh -fi
+zpty -w shell "PS1= fpath=($1 \$fpath); autoload -Uz compinit; compinit -D; stty -echo
+compadd() { local -a hits; builtin compadd -A hits \"\$@\"; print -n \$'\x02'\${(j: :)hits}\$'\x02'; }
+offer() { _main_complete; print -n \$'\x03'; }; zle -C offer list-choices offer; bindkey '^I' offer; print -n \$'\x03'"
+zpty -r shell out $'*\x03'
+for line in $@[2,-1]; do
+    zpty -w -n shell $'\x15'$line$'\t'
+    zpty -r shell out $'*\x03'
+    print -r -- ${(j: :)${(ps:\x02:)out}[2,-2]}
+done"""
+
+
 class Completion(unittest.TestCase):
-    def completed(self, agent, line):
-        """What bash offers for the last word."""
+    LINES = [("tnctl sn", {"snmp"}), ("tnctl snmp community ", {"list", "show", "add", "set", "remove"}),
+             ("tnctl snmp set loc", {"location="}), ("tnctl snmp set enabled=", {"yes", "no"}),
+             ("tnctl snmp set trap-community=p", {"private"}), ("tnctl --json snmp set interfaces=l", {"lo"}),
+             ("tnctl snmp community remove ", {"common", "private"}),
+             ("tnctl snmp community set common sec", {"security="}), ("tnctl import --d", {"--dry-run"}),
+             ("tnctl --root /x s", {"snmp", "status"})]
+
+    def completed_by_bash(self, agent, line):
         words = line.replace("=", " = ").split(" ") if not line.endswith(" ") else [*line.split(), ""]
         quoted = " ".join(f"'{word}'" for word in words if word or word is words[-1])
         script = f"""source {TREE}/packaging/completion/tnctl.bash
@@ -88,13 +109,20 @@ class Completion(unittest.TestCase):
         self.assertEqual((answer.status, answer.err), (0, ""), line)
         return answer.out.split()
 
-    def test_bash_completes_commands_keys_values_and_names(self):
+    def completed_by_zsh(self, agent, lines):
+        answer = run("timeout", 60, "zsh", "-fc", ZSH, "zsh", TREE / "packaging/completion", *lines,
+                     env={"PATH": f"{BUILD}:/usr/bin:/bin", "TERN_ROOT": str(agent.root)})
+        self.assertEqual((answer.status, answer.err), (0, ""))
+        # A word is offered whole; bash offers what follows the =.
+        return [[word[line.split(" ")[-1].rfind("=") + 1:] for word in words.split()]
+                for line, words in zip(lines, answer.out.splitlines(), strict=True)]
+
+    def test_bash_and_zsh_complete_commands_keys_values_and_names(self):
         agent = Deployment("node").ends_with(self).start().open()
-        for line, expected in [("tnctl sn", {"snmp"}), ("tnctl snmp community ", {"list", "show", "add", "set", "remove"}),
-                               ("tnctl snmp set loc", {"location="}), ("tnctl snmp set enabled=", {"yes", "no"}),
-                               ("tnctl snmp set trap-community=p", {"private"}),
-                               ("tnctl --json snmp set interfaces=l", {"lo"}),
-                               ("tnctl snmp community remove ", {"common", "private"}),
-                               ("tnctl snmp community set common sec", {"security="}),
-                               ("tnctl import --d", {"--dry-run"}), ("tnctl --root /x s", {"snmp", "status"})]:
-            self.assertEqual(set(self.completed(agent, line)), expected, line)
+        for line, expected in self.LINES:
+            self.assertEqual(set(self.completed_by_bash(agent, line)), expected, line)
+        if not shutil.which("zsh"):
+            not_tested("completion in zsh: it isn't installed")
+        lines = [line for line, _ in self.LINES]
+        for (line, expected), offered in zip(self.LINES, self.completed_by_zsh(agent, lines), strict=True):
+            self.assertEqual(set(offered), expected, line)
