@@ -57,7 +57,7 @@ def faults(mibs):
 
 
 def unknown_metrics():
-    modules = yaml.safe_load((PROMETHEUS / "snmp.yml").read_text()).values()
+    modules = yaml.safe_load((PROMETHEUS / "snmp.yml").read_text())["modules"].values()
     metrics = [metric for module in modules for metric in module["metrics"]]
     known = {metric["name"] for metric in metrics} | PROMQL
     known |= {label["labelname"] for metric in metrics 

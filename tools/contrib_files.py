@@ -9,6 +9,8 @@ REPETITIONS = 25  # rows in a GetBulk: below the agent's limit without --standar
 
 # --- Prometheus
 
+# A module has rows of tables, each with the columns that become labels, whole groups of scalars, named by one of them,
+# and single scalars.
 PROMETHEUS = {
     "tarnix": {
         "rows": {"ifEntry": ["ifName", "ifAlias"], "ifXEntry": ["ifName", "ifAlias"],
@@ -48,8 +50,9 @@ def columns_of(row, mibs):
 
 
 def metric(item, mibs, row=None, labels=()):
-    made = {"name": item.name, "oid": item.oid, "type": METRIC_TYPES[item.syntax],
-            "help": f"{item.module}: {item.name}"}
+    # UCD-SNMP-MIB's sizes of memory are CounterBasedGauge64.
+    kind = "gauge" if item.name.startswith("mem") else METRIC_TYPES[item.syntax]
+    made = {"name": item.name, "oid": item.oid, "type": kind, "help": f"{item.module}: {item.name}"}
     if row:
         made["indexes"] = [{"labelname": name, "type": "gauge"} for name in indexes_of(row, mibs)]
     if labels:
@@ -59,16 +62,26 @@ def metric(item, mibs, row=None, labels=()):
 
 
 def prometheus(mibs):
-    """snmp.yml in the format before release 0.23, with authentication in each module."""
-    modules = {}
+    """In the format of snmp_exporter from release 0.23 on."""
+    auths = {"tarnix": {"version": 2, "community": "common"}}
+    return f"# {NOTE}\n" + dump({"auths": auths, "modules": modules(mibs, {})})
+
+
+def old_prometheus(mibs):
+    """In the format of earlier releases: authentication is part of the modules."""
+    return f"# {NOTE}\n" + dump(modules(mibs, {"version": 2, "auth": {"community": "common"}}))
+
+
+def modules(mibs, more):
+    made = {}
     for module, words in PROMETHEUS.items():
         walk, metrics = [mibs[name].oid for name in words["scalars"]], []
         metrics += [metric(mibs[name], mibs) for name in words["scalars"]]
         for name in words["groups"]:
             group = parent(mibs[name].oid)
             walk.append(group)
-            metrics += [metric(item, mibs) for item in mibs.values()
-                        if parent(item.oid) == group and item.syntax in METRIC_TYPES]
+            items = [item for item in mibs.values() if parent(item.oid) == group and not item.name.endswith("Index")]
+            metrics += [metric(item, mibs) for item in items if item.syntax in METRIC_TYPES]
         for name, labels in words["rows"].items():
             row = mibs[name]
             walk += [row.oid, *(mibs[label].oid for label in labels if parent(mibs[label].oid) != row.oid)]
@@ -76,13 +89,17 @@ def prometheus(mibs):
                         if column.syntax in METRIC_TYPES and column.name not in indexes_of(row, mibs)]
         walk = [oid for oid in sorted(set(walk), key=numbers)
                 if not any(oid.startswith(other + ".") for other in walk)]
-        modules[module] = {"walk": walk, "version": 2, "max_repetitions": REPETITIONS, "timeout": "5s",
-                           "auth": {"community": "common"}, "metrics": metrics}
-    return f"# {NOTE}\n" + dump(modules)
+        made[module] = {"walk": walk, "max_repetitions": REPETITIONS, "timeout": "5s", **more,
+                        "metrics": [OneLine(metric) for metric in metrics]}
+    return made
 
 
 def numbers(oid):
     return [int(part) for part in oid.split(".")]
+
+
+class OneLine(dict):
+    """Written in braces, on as few lines as possible."""
 
 
 class Plain(yaml.SafeDumper):
@@ -93,6 +110,10 @@ class Plain(yaml.SafeDumper):
 
     def ignore_aliases(self, data):
         return True
+
+
+Plain.add_representer(OneLine, lambda dumper, made: dumper.represent_mapping("tag:yaml.org,2002:map", made.items(),
+                                                                             flow_style=True))
 
 
 def dump(value):
@@ -409,5 +430,6 @@ def without_empty(made):
     return {key: value for key, value in made.items() if value != []}
 
 
-FILES = {"prometheus/snmp.yml": prometheus, "telegraf/tarnix.conf": telegraf, "collectd/tarnix.conf": collectd,
+FILES = {"prometheus/snmp.yml": prometheus, "prometheus/snmp-0.22.yml": old_prometheus,
+         "telegraf/tarnix.conf": telegraf, "collectd/tarnix.conf": collectd,
          "zabbix/tarnix.yaml": zabbix}

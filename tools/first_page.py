@@ -23,9 +23,9 @@ Group = collections.namedtuple("Group", "mib name objects pollers")
 
 HEAD = """# The first page of a poller
 
-{number} groups of objects that pollers read when they show a host for the first time, and what the agent answers without
-and with the [plug-ins that ship](plugins.md#plug-ins-that-ship). `tools/first_page.py --write` generates this page from
-first-page.tsv and the agent's column tables; `./dev lint` checks that it is current.
+{number} groups of objects that pollers read when they show a host for the first time, and what the agent answers
+without and with the [plug-ins that ship](plugins.md#plug-ins-that-ship). `tools/first_page.py --write` generates this
+page from first-page.tsv and the agent's column tables; `./dev lint` checks that it is current.
 
 | | without plug-ins | with plug-ins |
 |---|---|---|
@@ -40,8 +40,8 @@ a machine without what it describes, for example a bridge or sensors.
 |---|---|---|---|---|---|
 """
 READERS = ("The readers are {}. Zabbix means its templates \"Linux by SNMP\" and \"Network Generic Device by SNMP\", "
-           "snmp_exporter modules generated from the MIB, Icinga the monitoring plug-ins, MRTG cfgmaker. This is what is "
-           "known of them, not what was run; [clients.md](clients.md) has that.")
+           "snmp_exporter modules generated from the MIB, Icinga the monitoring plug-ins, MRTG cfgmaker. This is what "
+           "is known of them, not what was run; [clients.md](clients.md) has that.")
 STATES = ("answered", "partly", "constant", "absent")
 
 
