@@ -300,8 +300,12 @@ def host_template(mibs):
     memory = i("tarnix.memory.util", "Memory utilization",
                "100*(1-last(//tarnix.memory.available)/last(//tarnix.memory.total))", "memory", units="%", **count)
     memory["triggers"] = [t.trigger("High memory utilization", "min(//tarnix.memory.util,5m)>{$MEMORY.MAX}", "AVERAGE")]
+    loads = [i(f"tarnix.load[{minutes}]", f"Load average of {minutes} min", f"laLoad.{row}", "cpu", **count)
+             for row, minutes in enumerate((1, 5, 15), 1)]
+    loads[-1]["triggers"] = [t.trigger(
+        "High load average", "min(//tarnix.load[15],5m)/last(//tarnix.cpu.number)>{$LOAD.MAX}", "WARNING")]
     t.made["items"] = [
-        available, uptime, cpu, memory,
+        available, uptime, cpu, memory, *loads,
         *(i(f"tarnix.{key}", title, f"{name}.0", "system", **text)
           for key, title, name in (("name", "Name", "sysName"), ("descr", "Description", "sysDescr"),
                                    ("location", "Location", "sysLocation"), ("contact", "Contact", "sysContact"))),
@@ -315,13 +319,9 @@ def host_template(mibs):
                                    ("swap.total", "Total swap", "memTotalSwap"),
                                    ("swap.free", "Free swap", "memAvailSwap"))),
         i("tarnix.cpu.number", "Processors", "ssCpuNumCpus.0", "cpu"),
-        *(i(f"tarnix.load[{minutes}]", f"Load average of {minutes} min", f"laLoad.{row}", "cpu", **count)
-          for minutes, row in ((1, 1), (5, 2), (15, 3))),
         *(i(f"tarnix.{key}", title, f"{name}.0", "cpu", RATE, **count)
           for key, title, name in (("interrupts", "Interrupts per second", "ssRawInterrupts"),
                                    ("contexts", "Context switches per second", "ssRawContexts")))]
-    t.made["items"][-3]["triggers"] = [t.trigger(
-        "High load average", "min(//tarnix.load[15],5m)/last(//tarnix.cpu.number)>{$LOAD.MAX}", "WARNING")]
 
     at = "{#SNMPINDEX}"
     interface = "Interface {#IFNAME} ({#IFALIAS}): "
