@@ -1,18 +1,14 @@
 // Sends a poller's mix of requests at a constant rate and reports the latency of each interval.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
 #include <cstdio>
-#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <thread>
 
 #include "bench/session.h"
 #include "bench/snmp_request.h"
+#include "soak/waited_for_cpu.h"
 
 namespace {
 
@@ -32,30 +28,6 @@ struct Options {
     std::vector<int> pids;
     uint16_t comparedPort = 0;
     std::vector<int> comparedPids;
-};
-
-/// The time that a process's main thread has waited for a processor.
-class WaitedForCpu {
-  public:
-    explicit WaitedForCpu(int pid) {
-        const std::string file = "/proc/" + std::to_string(pid) + "/task/" + std::to_string(pid) + "/schedstat";
-        fd_ = open(file.c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd_ < 0) throw std::runtime_error(file + " can't be opened");
-    }
-    ~WaitedForCpu() { close(fd_); }
-    WaitedForCpu(const WaitedForCpu&) = delete;
-    WaitedForCpu& operator=(const WaitedForCpu&) = delete;
-
-    [[nodiscard]] nanoseconds read() const {
-        std::array<char, 64> text{};
-        unsigned long long waited = 0;
-        if (pread(fd_, text.data(), text.size() - 1, 0) <= 0 || std::sscanf(text.data(), "%*u %llu", &waited) != 1)
-            throw std::runtime_error("the server has ended");
-        return nanoseconds(waited);
-    }
-
-  private:
-    int fd_;
 };
 
 bench::Request request(uint8_t pdu, const std::vector<std::string>& names, unsigned repetitions = 0) {
@@ -105,16 +77,14 @@ class Latencies {
 class Server {
   public:
     Server(uint16_t port, const std::string& v3, const std::vector<int>& pids)
-        : plain_(port, kTimeout, ""), signed_(port, kTimeout, v3) {
-        for (const int pid : pids) threads_.push_back(std::make_unique<WaitedForCpu>(pid));
-    }
+        : plain_(port, kTimeout, ""), signed_(port, kTimeout, v3), waited_(pids) {}
 
     enum class Outcome { Answered, Wrong, Lost };
     /// Sends a request and waits for the reply.
     /// @param latency  receives the time without waits for a processor
     Outcome exchange(std::span<const uint8_t> request, uint32_t id, bool isSigned, nanoseconds& latency) {
         bench::Session& session = isSigned ? signed_ : plain_;
-        const nanoseconds waited = waitedForCpu();
+        const nanoseconds waited = waited_.read();
         const auto start = Clock::now();
         session.send(request);
         for (;;) {
@@ -122,22 +92,14 @@ class Server {
             if (answer.empty()) return Outcome::Lost;
             const auto response = bench::readResponse(answer);
             if (response && response->id != id) continue;  // late
-            latency = std::max(0ns, Clock::now() - start - (waitedForCpu() - waited));
+            latency = std::max(0ns, Clock::now() - start - (waited_.read() - waited));
             return response && !response->bindings.empty() ? Outcome::Answered : Outcome::Wrong;
         }
     }
 
   private:
-    /// By the server and by this process. They take turns, so the sum is what other processes added to a latency.
-    [[nodiscard]] nanoseconds waitedForCpu() const {
-        nanoseconds sum = self_.read();
-        for (const auto& thread : threads_) sum += thread->read();
-        return sum;
-    }
-
     bench::Session plain_, signed_;
-    std::vector<std::unique_ptr<WaitedForCpu>> threads_;
-    WaitedForCpu self_{getpid()};
+    soak::WaitedForCpu waited_;
 };
 
 class Poller {

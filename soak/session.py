@@ -19,6 +19,7 @@ import harness  # noqa: E402, after its path and its environment are set
 BUILD = harness.BUILD
 IS_SANITIZED = harness.is_sanitized(BUILD / "tarnix-node")
 TERMINAL_INTERVAL, FILE_INTERVAL = 1.0, 30.0  # seconds between progress lines
+IN_MEMORY = "/dev/shm" if os.path.isdir("/dev/shm") else None  # place of a root whose writes aren't to be measured
 HELPERS = {"session"}  # modules that aren't scenarios
 
 
@@ -85,8 +86,10 @@ class Session(contextlib.ExitStack):
         self.callback(function, *words)
 
     def deployment(self, kind="node", **how):
-        """A started harness.Deployment that answers requests from this machine."""
-        return harness.Deployment(kind, **how).ends_with(self).start().open()
+        """A started harness.Deployment that answers requests from this machine. Its memory is the scenario's concern."""
+        deployment = harness.Deployment(kind, **how).ends_with(self)
+        deployment.more_memory = float("inf")
+        return deployment.start().open()
 
     def namespace(self, name, links=()):
         return harness.Namespace(self, name, links)

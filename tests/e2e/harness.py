@@ -59,8 +59,8 @@ def _cleanup_of(test):
     return test.addClassCleanup if isinstance(test, type) else test.addCleanup
 
 
-def _make_folder(name):
-    folder = pathlib.Path(tempfile.mkdtemp(prefix=f"tarnix-e2e-{name}")).resolve()
+def _make_folder(name, place=None):
+    folder = pathlib.Path(tempfile.mkdtemp(prefix=f"tarnix-e2e-{name}", dir=place)).resolve()
     _folders.add(folder)
     return folder
 
@@ -177,23 +177,23 @@ class Daemon:
         if self.warm is None and self.alive():
             self.warm = kinds_of_descriptors(self.pid), private_dirty(self.pid)
 
-    def growth(self):
-        """What the process has more of than it may have, since it was warm; one line each."""
+    def growth(self, more_memory):
+        """What the process has more of than it may have, since it was warm; one line each. more_memory: KiB."""
         if self.warm is None or not self.alive():
             return []
         end = time.monotonic() + GRACE_PERIOD
-        while (lines := self._growth_now()) and time.monotonic() < end:
+        while (lines := self._growth_now(more_memory)) and time.monotonic() < end:
             time.sleep(0.1)
         return lines
 
-    def _growth_now(self):
+    def _growth_now(self, more_memory):
         kinds, memory = self.warm
         lines = []
         for kind, count in kinds_of_descriptors(self.pid).items():
             if count > kinds[kind] + MORE_DESCRIPTORS.get(kind, 1):
                 lines.append(f"{self.words[0]}: {count} descriptors of {kind}, after the start {kinds[kind]}")
         grown = private_dirty(self.pid) - memory
-        if grown > MORE_MEMORY and not is_sanitized(self.words[0]):
+        if grown > more_memory and not is_sanitized(self.words[0]):
             lines.append(f"{self.words[0]}: {grown} KiB more private memory than after the start")
         return lines
 
@@ -300,12 +300,13 @@ class Deployment:
     """The agent and its owners on a root: kind "node" is tarnix-node, "spawn" tarnix-hostd --spawn tarnix-snmpd,
     "apart" each started by itself."""
 
-    def __init__(self, kind, prefix=(), owner_words=(), agent_words=()):
+    def __init__(self, kind, prefix=(), owner_words=(), agent_words=(), place=None):
         self.kind = kind
         self.prefix = tuple(prefix)  # of every command line: a network namespace
         self.owner_words, self.agent_words = owner_words, agent_words  # options of the programs that have these in them
-        self.root, self.port, self.daemons = _make_folder(kind), free_port(), {}
+        self.root, self.port, self.daemons = _make_folder(kind, place), free_port(), {}  # place: of the root
         self.output = self.root / "output"
+        self.more_memory = MORE_MEMORY  # a test with an unusual load sets its own bound
 
     def ends_with(self, test):
         """Everything is cleaned up after the test, or after the class of tests."""
@@ -349,7 +350,7 @@ class Deployment:
 
     def close(self):
         """The last clean-up: nothing stays. Fails if a daemon has more descriptors or memory than it should."""
-        grown = [text for daemon in self.daemons.values() for text in daemon.growth()]
+        grown = [text for daemon in self.daemons.values() for text in daemon.growth(self.more_memory)]
         try:
             self.stop()
         finally:
