@@ -4,6 +4,7 @@ import json
 import os
 import pathlib
 import random
+import shutil
 import signal
 import socket
 import subprocess
@@ -202,10 +203,18 @@ class DebianSnmpd(Arm):
 
 
 class Agent(Arm):
+    plugins = []  # names of shipped plug-ins to load
+
     def launch(self):
+        plugins = [f"--plugins={self.folder}/plugins"] if self.plugins else []
+        for plugin in self.plugins:
+            link = pathlib.Path(f"{self.folder}/plugins/{plugin}.so")
+            link.parent.mkdir(exist_ok=True)
+            if not link.exists():
+                shutil.copy(f"{self.build}/shipped-plugins/{plugin}.so", link)
         for program in self.programs:
             agent = [] if program == "tarnix-hostd" else [f"--port={self.port}", f"--trap-port={self.trap_port}",
-                                                             "--strict-usm"]
+                                                             "--strict-usm", *plugins]
             self.spawn(f"{self.build}/{program}", f"--root={self.folder}", "--log=stderr", *agent)
 
     def configure(self):
@@ -244,12 +253,13 @@ ARMS = {arm.name: arm for arm in [Echo, DebianSnmpd, Node, OverTheBus]}
 
 
 @contextlib.contextmanager
-def running(names, build, namespace=None):
-    """The named servers, started; they are removed afterwards."""
+def running(names, build, namespace=None, plugins=()):
+    """The named servers, started; they are removed afterwards. Ours load these of the shipped plug-ins."""
     arms = []
     try:
         for name in names:
             arms.append(ARMS[name](build, namespace))
+            arms[-1].plugins = plugins
             arms[-1].start()
         yield arms
     finally:

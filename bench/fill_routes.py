@@ -2,10 +2,11 @@
 """Adds routes to the current network namespace, or changes them at a given rate. Each system call sends hundreds of
 messages; `ip -batch` would need a minute and gigabytes for a million routes.
 
-usage: fill_routes.py add COUNT | fill_routes.py change COUNT CHANGES RATE
+usage: fill_routes.py add COUNT | fill_routes.py change COUNT CHANGES RATE | ... --ipv6
 
-Route number N leads to the Nth /24 network from 20.0.0.0, via one of 200 gateways on the link `uplink`, 10.0.0.1/24. A
-change removes one of COUNT routes or adds it again; afterwards all routes are as before. Prints the seconds it took.
+Route number N leads to the Nth /24 network from 20.0.0.0, via one of 200 gateways on the link `uplink`, 10.0.0.1/24, or
+with --ipv6 to the Nth /48 network from 2000::, via one of 200 gateways in 2001:db8::/64. A change removes one of COUNT
+routes or adds it again; afterwards all routes are as before. Prints the seconds it took.
 """
 import socket
 import struct
@@ -20,6 +21,8 @@ FIRST, GATEWAYS = 20 << 24, 10 << 24
 AT_ONCE = 200  # messages in one call
 # nlmsghdr, rtmsg, three attributes of four octets
 MESSAGE = struct.Struct("=IHHII BBBBBBBBI HHI HHI HHI")
+MESSAGE6 = struct.Struct("=IHHII BBBBBBBBI HH16s HH16s HHI")
+GATEWAY6 = socket.inet_pton(socket.AF_INET6, "2001:db8::")
 SPREAD = 7919  # a prime, to spread the changes over the table
 
 
@@ -28,6 +31,14 @@ def message(number, kind, link):
     return MESSAGE.pack(MESSAGE.size, kind, flags, number, 0, socket.AF_INET, 24, 0, 0, RT_TABLE_MAIN, RTPROT_BGP, 0,
                         RTN_UNICAST, 0, 8, RTA_DST, socket.htonl(FIRST + (number << 8)), 8, RTA_GATEWAY,
                         socket.htonl(GATEWAYS + 2 + number % 200), 8, RTA_OIF, link)
+
+
+def message6(number, kind, link):
+    flags = NLM_F_REQUEST | (NLM_F_CREATE | NLM_F_EXCL if kind == RTM_NEWROUTE else 0)
+    network = ((0x2000 << 32) + number).to_bytes(6, "big") + bytes(10)
+    return MESSAGE6.pack(MESSAGE6.size, kind, flags, number, 0, socket.AF_INET6, 48, 0, 0, RT_TABLE_MAIN, RTPROT_BGP, 0,
+                         RTN_UNICAST, 0, 20, RTA_DST, network, 20, RTA_GATEWAY,
+                         GATEWAY6[:-1] + bytes([2 + number % 200]), 8, RTA_OIF, link)
 
 
 def send(kernel, messages):
@@ -40,7 +51,7 @@ def send(kernel, messages):
         pass
 
 
-def change(kernel, link, count, changes, rate):
+def change(kernel, message, link, count, changes, rate):
     """Removes routes and adds them again, some of them every 10 ms."""
     started, done = time.monotonic(), 0
     while done < changes:
@@ -52,7 +63,8 @@ def change(kernel, link, count, changes, rate):
 
 
 def main():
-    words = sys.argv[1:]
+    words = [word for word in sys.argv[1:] if word != "--ipv6"]
+    build = message6 if "--ipv6" in sys.argv else message
     counts = [int(word) for word in words[1:] if word.isdecimal()]
     if words[:1] not in (["add"], ["change"]) or len(counts) != len(words) - 1 or len(words) != (
             2 if words[0] == "add" else 4):
@@ -63,9 +75,9 @@ def main():
     if words[0] == "add":
         for first in range(0, counts[0], AT_ONCE):
             numbers = range(first, min(first + AT_ONCE, counts[0]))
-            send(kernel, [message(number, RTM_NEWROUTE, link) for number in numbers])
+            send(kernel, [build(number, RTM_NEWROUTE, link) for number in numbers])
     else:
-        change(kernel, link, *counts)
+        change(kernel, build, link, *counts)
     print(time.monotonic() - started)
 
 

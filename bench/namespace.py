@@ -45,14 +45,17 @@ def namespace_with_links(links):
 
 
 @contextlib.contextmanager
-def namespace_with_routes(count):
-    """The namespace's name."""
+def namespace_with_routes(count, ipv6=0):
+    """The namespace's name, with `count` routes of IPv4 and `ipv6` of IPv6."""
     with empty_namespace("routes") as name:
         for words in [["link", "add", "uplink", "type", "veth", "peer", "name", "there"],
                       ["link", "set", "uplink", "up"], ["link", "set", "there", "up"],
                       ["address", "add", "10.0.0.1/24", "dev", "uplink"]]:
             ip("-n", name, *words)
         fill_routes(name, "add", count)
+        if ipv6:
+            ip("-n", name, "address", "add", "2001:db8::1/64", "dev", "uplink", "nodad")
+            fill_routes(name, "add", ipv6, "--ipv6")
         yield name
 
 

@@ -1,16 +1,19 @@
 """Cost of a walk of the routes, with few routes and with a full Internet table, and of changes of routes."""
 import math
+import time
 
 from arms import SYS_OBJECT_ID, Failure, running, shuffled
 from namespace import fill_routes, namespace_with_routes
 from report import number, progress
 
 ARMS = ["snmpd", "node", "bus"]
-QUICK = {"routes": [1000, 10000], "snmpd_max": 10000, "rounds": 1, "seconds": 1}
+QUICK = {"routes": [1000, 10000], "ipv6": [10000], "snmpd_max": 10000, "rounds": 1, "seconds": 1}
 NEEDS_ROOT = True
 
 CIDR_ENTRY = "1.3.6.1.2.1.4.24.4.1"  # ipCidrRouteEntry, RFC 2096
 COLUMNS = 16
+INET_NUMBER, INET_ENTRY = "1.3.6.1.2.1.4.24.6.0", "1.3.6.1.2.1.4.24.7.1"  # inetCidrRouteNumber, RFC 4292
+INET_COLUMNS = 11
 RATE = 10000  # changes a second
 TIMEOUT = 100  # seconds
 LEAST_ROUTES_WALKED = 5000  # per measurement: small tables are walked several times
@@ -23,12 +26,21 @@ FIELDS = {  # of the figures: (work, unit, wanted with the most routes)
     "memory": ("{} routes: memory of one more", "octets", None),
     "change": ("{} routes: CPU of a change", "us", None),
 }
+IPV6_FIELDS = {
+    "first": ("{} IPv6 routes: first answer", "ms"),
+    "listed": ("{} IPv6 routes: from then to the last route", "s"),
+    "wait": ("{} IPv6 routes: longest wait of a second client meanwhile", "ms"),
+    "row": ("{} IPv6 routes: CPU of a row of a walk of %d columns" % INET_COLUMNS, "us"),
+}
 
 
 def add_options(parser):
     parser.add_argument("--routes", default="1000,10000,100000,1000000", metavar="N,N,...",
-                        type=lambda text: sorted({int(word) for word in text.split(",")}),
+                        type=lambda text: sorted({int(word) for word in text.split(",") if word}),
                         help="numbers of routes, one namespace each (default: 1000,10000,100000,1000000)")
+    parser.add_argument("--ipv6", default="100000,1000000", metavar="N,N,...",
+                        type=lambda text: sorted({int(word) for word in text.split(",") if word}),
+                        help="numbers of IPv6 routes, with the plug-in ip-mib (default: 100000,1000000)")
     parser.add_argument("--snmpd-max", type=int, default=100000, metavar="N",
                         help="largest number of routes with which snmpd is measured (default: 100000, which takes two "
                              "minutes)")
@@ -44,7 +56,51 @@ def run(options, report):
         with namespace_with_routes(routes) as namespace, running(names, options.build, namespace) as arms:
             tables[routes] = measure(arms, namespace, routes, options)
         report.size("routes", routes, {name: figures["row"] for name, figures in tables[routes].items()})
-    add_rows(report, tables)
+    if tables:
+        add_rows(report, tables)
+    for routes in options.ipv6:
+        progress(f"routes: {routes:,} IPv6 routes")
+        names = [name for name in options.arms if name != "snmpd"]
+        with namespace_with_routes(0, ipv6=routes) as namespace, \
+                running(names, options.build, namespace, plugins=["ip-mib"]) as arms:
+            figures = {arm.name: measure_ipv6(arm, routes) for arm in arms}
+        for field, (work, unit) in IPV6_FIELDS.items():
+            report.add(work.format(f"{routes:,}"), {name: one[field] for name, one in figures.items()}, unit)
+
+
+def measure_ipv6(arm, routes):
+    """The owner lists the IPv6 routes when the first is requested: during that, a second client queries a constant."""
+    arm.end()
+    arm.launch()
+    arm.wait_until_it_answers()
+    # At normal priority: the owner, which lists without a pause, would keep the agent off their processor otherwise.
+    with arm.probing(SYS_OBJECT_ID) as second:
+        begun = time.monotonic()
+        arm.load([INET_NUMBER], 1, "--warmup=1", window=1)
+        answered = time.monotonic()
+        while not has(arm, last_ipv6_row(routes)):
+            time.sleep(0.05)
+        listed = time.monotonic()
+    figures = walk(arm, INET_ENTRY)
+    return {"first": (answered - begun) * 1000, "listed": listed - answered, "wait": second["longest_ms"],
+            "row": figures["cpu_seconds"] * 1e6 / (figures["varbinds"] / INET_COLUMNS)}
+
+
+def has(arm, name):
+    try:
+        arm.load([name], 1, "--warmup=1", window=1)
+    except Failure:
+        return False
+    return True
+
+
+def last_ipv6_row(count):
+    """Name of the inetCidrRouteIfIndex of the last route added."""
+    number = count - 1
+    octets = lambda text: ".".join(map(str, text))
+    network = octets(((0x2000 << 32) + number).to_bytes(6, "big") + bytes(10))
+    gateway = octets([0x20, 1, 0x0d, 0xb8, *bytes(11), 2 + number % 200])
+    return f"{INET_ENTRY}.7.2.16.{network}.48.2.0.0.2.16.{gateway}"
 
 
 def measure(arms, namespace, routes, options):

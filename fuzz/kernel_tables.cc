@@ -93,11 +93,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     hostd::BridgeParser bridge;
     hostd::forEachMessage({reinterpret_cast<const uint8_t*>(packet.data()), size}, [&](const nlmsghdr& message) {
         for (hostd::FollowedTable* table : std::initializer_list<hostd::FollowedTable*>{
-                 &addresses, &arpEntries, &forwarding, &inetAddresses, &prefixes, &neighbors, ipv6Routes.get()}) {
+                 &addresses, &arpEntries, &forwarding, &inetAddresses, &prefixes, &neighbors}) {
             if (message.nlmsg_type == NLMSG_NOOP) table->beginListing();
             if (message.nlmsg_type == NLMSG_DONE) table->endListing(message.nlmsg_flags % 2 == 0);
             table->apply(message, std::chrono::milliseconds(1));
         }
+        ipv6Routes->apply(message);
         if (const auto socket = hostd::readSocket(message)) sockets.push_back(*socket);
         if (const auto qdisc = hostd::readQdisc(message)) qdiscs.push_back(*qdisc);
         bridge.addBridge(message);

@@ -11,14 +11,25 @@
 
 namespace {
 
+using hostd::Ipv4;
+using hostd::Ipv6;
+
+bool isMasked(uint32_t network, unsigned length) { return length == 32 || network << length == 0; }
+bool isMasked(const hostd::InetAddress& network, unsigned length) {
+    for (unsigned bit = length; bit < 128; ++bit)
+        if ((network.all[bit / 8] >> (7 - bit % 8) & 1) != 0) return false;
+    return true;
+}
+
 /// The rows are counted, in order, and found by their keys.
-void check(const hostd::RouteTable& routes) {
+template <class Family>
+void check(const hostd::RouteTable<Family>& routes) {
     size_t rows = 0;
-    const hostd::RouteEntry* last = nullptr;
+    const hostd::RouteEntry<Family>* last = nullptr;
     for (const auto* row = routes.firstFrom({}); row != nullptr; row = routes.after(*row)) {
         if (last != nullptr && !(last->key() < row->key())) std::abort();
-        if (row->length > 32 || !row->isUsable) std::abort();
-        if (row->length < 32 && row->destination << row->length != 0) std::abort();
+        if (row->length > Family::kMaxLength || !row->isUsable) std::abort();
+        if (!isMasked(row->destination, row->length)) std::abort();
         if (row->link != 0 && !routes.usesLink(row->link)) std::abort();
         last = row;
         ++rows;
@@ -26,16 +37,12 @@ void check(const hostd::RouteTable& routes) {
     if (rows != routes.size() || (last != nullptr && routes.firstFrom(last->key()) != last)) std::abort();
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    std::vector<uint32_t> packet(size / 4 + 1);  // aligned like the kernel's
-    if (size > 0) std::memcpy(packet.data(), data, size);
-    hostd::RouteTable routes;
-    hostd::RouteSync sync(routes);
-    const std::span bytes(reinterpret_cast<const uint8_t*>(packet.data()), size);
+template <class Family>
+void apply(std::span<const uint8_t> packet) {
+    hostd::RouteTable<Family> routes;
+    hostd::RouteSync<Family> sync(routes);
     bool isListing = false;
-    hostd::forEachMessage(bytes, [&](const nlmsghdr& message) {
+    hostd::forEachMessage(packet, [&](const nlmsghdr& message) {
         if (message.nlmsg_type == NLMSG_NOOP) {
             sync.beginListing();
             isListing = true;
@@ -55,5 +62,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     sync.beginListing();
     while (!sync.sweep(1)) continue;
     if (routes.size() != 0 || routes.firstFrom({}) != nullptr) std::abort();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    std::vector<uint32_t> packet(size / 4 + 1);  // aligned like the kernel's
+    if (size > 0) std::memcpy(packet.data(), data, size);
+    const std::span bytes(reinterpret_cast<const uint8_t*>(packet.data()), size);
+    apply<Ipv4>(bytes);
+    apply<Ipv6>(bytes);
     return 0;
 }

@@ -93,7 +93,7 @@ struct Shared {
     std::shared_ptr<LldpSource> lldp = std::make_shared<LldpSource>();
     std::shared_ptr<SocketWatch> sockets = watchSockets(options.proc);
     std::shared_ptr<ExtendRuns> commands = std::make_shared<ExtendRuns>(tn::rooted("/etc/tarnix-snmp/extend.conf"));
-    std::shared_ptr<Ipv6Routes> ipv6Routes = std::make_shared<Ipv6Routes>();
+    std::shared_ptr<Ipv6Routes> ipv6Routes = std::make_shared<Ipv6Routes>(FirstReading::OnRequest);
     std::shared_ptr<Hardware> hardware = std::make_shared<Hardware>(options.proc, options.sysfs);
 
     /// Returns the current links, once it is called.

@@ -3,19 +3,20 @@
 #include <memory>
 #include <vector>
 
-#include "hostd/inet/ipv6_routes.h"
 #include "hostd/inet/routes.h"
 
 namespace hostd {
 
+using Ipv6Routes = RouteFollower<Ipv6>;
+
 /// A row: an IPv4 route, or else an IPv6 route.
 struct InetRouteRow {
-    const RouteEntry* ipv4 = nullptr;
-    Ipv6Routes::Next ipv6 = nullptr;
+    const RouteEntry<Ipv4>* ipv4 = nullptr;
+    const RouteEntry<Ipv6>* ipv6 = nullptr;
 };
 
 /// {24, 1048}: the routes of IPv4, then those of IPv6. contracts/inet.h has the fields. The rows of IPv4 are those of
-/// {44, 1}.
+/// {44, 1}. Those of IPv6 are listed by the first request, and followed from then on.
 class InetRoutes : public OwnerTable<InetRouteRow> {
   public:
     /// @param ipv4  must outlive this

@@ -1,6 +1,5 @@
 #include "hostd/inet/nexthop_table.h"
 
-#include <arpa/inet.h>
 #include <linux/nexthop.h>
 #include <linux/rtnetlink.h>
 
@@ -8,12 +7,14 @@
 
 namespace hostd {
 
-std::pair<uint32_t, NexthopTable::Object> NexthopTable::read(const nlmsghdr& message) {
+template <class Family>
+auto NexthopTable<Family>::read(const nlmsghdr& message) -> std::pair<uint32_t, Object> {
     const auto* about = payload<nhmsg>(message);
     if (about == nullptr) return {};
     const Attributes<NHA_GATEWAY> attributes(message, sizeof *about);
-    Object object{.hop = {.gateway = ntohl(attributes.number<uint32_t>(NHA_GATEWAY).value_or(0)),
-                          .link = attributes.number<uint32_t>(NHA_OIF).value_or(0),
+    const uint32_t link = attributes.number<uint32_t>(NHA_OIF).value_or(0);
+    Object object{.hop = {.gateway = Family::address(attributes.octets(NHA_GATEWAY), link),
+                          .link = link,
                           .hasGateway = attributes[NHA_GATEWAY] != nullptr,
                           .isUsable = isUsable(about->nh_flags)},
                   .group = {}};
@@ -26,7 +27,8 @@ std::pair<uint32_t, NexthopTable::Object> NexthopTable::read(const nlmsghdr& mes
     return {attributes.number<uint32_t>(NHA_ID).value_or(0), std::move(object)};
 }
 
-uint32_t NexthopTable::apply(const nlmsghdr& message) {
+template <class Family>
+uint32_t NexthopTable<Family>::apply(const nlmsghdr& message) {
     if (message.nlmsg_type != RTM_NEWNEXTHOP && message.nlmsg_type != RTM_DELNEXTHOP) return 0;
     auto [id, object] = read(message);
     if (id == 0) return 0;
@@ -38,30 +40,35 @@ uint32_t NexthopTable::apply(const nlmsghdr& message) {
     return id;
 }
 
-void NexthopTable::enter(uint32_t id, const Object& object) {
+template <class Family>
+void NexthopTable<Family>::enter(uint32_t id, const Object& object) {
     for (const uint32_t member : object.group) members_.emplace(member, id);
 }
 
-void NexthopTable::remove(uint32_t id) {
+template <class Family>
+void NexthopTable<Family>::remove(uint32_t id) {
     const auto gone = objects_.find(id);
     if (gone == objects_.end()) return;
     for (const uint32_t member : gone->second.group) members_.erase({member, id});
     objects_.erase(gone);
 }
 
-void NexthopTable::beginListing() {
+template <class Family>
+void NexthopTable<Family>::beginListing() {
     isListing_ = true;
     listed_.clear();
     notified_.clear();
 }
 
-void NexthopTable::list(const nlmsghdr& message) {
+template <class Family>
+void NexthopTable<Family>::list(const nlmsghdr& message) {
     if (message.nlmsg_type != RTM_NEWNEXTHOP) return;
     auto [id, object] = read(message);
     if (id != 0 && !notified_.contains(id)) listed_[id] = std::move(object);
 }
 
-void NexthopTable::endListing() {
+template <class Family>
+void NexthopTable<Family>::endListing() {
     for (const uint32_t id : notified_) {
         listed_.erase(id);
         if (auto known = objects_.extract(id)) listed_.insert(std::move(known));
@@ -73,7 +80,8 @@ void NexthopTable::endListing() {
     notified_.clear();
 }
 
-void NexthopTable::resolve(Route& route) const {
+template <class Family>
+void NexthopTable<Family>::resolve(Route<Family>& route) const {
     if (route.nexthop == 0 || route.type != RTN_UNICAST) return;
     const bool isReported = route.hops.size() > 1 || route.hops[0].link != 0 || route.hops[0].hasGateway;
     if (isReported) return;
@@ -87,5 +95,8 @@ void NexthopTable::resolve(Route& route) const {
         for (const uint32_t member : group->second.group) add(member);
     if (route.hops.empty()) route.hops.push_back({.isUsable = false});
 }
+
+template class NexthopTable<Ipv4>;
+template class NexthopTable<Ipv6>;
 
 }  // namespace hostd

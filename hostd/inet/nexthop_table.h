@@ -15,6 +15,8 @@ namespace hostd {
 /// The kernel's nexthop objects (ip-nexthop(8)). The kernel's messages, applied in their order, keep it current. Routes
 /// refer to the objects by id. With net.ipv4.nexthop_compat_mode=0, the kernel reports nothing but that id about the
 /// next hops of such a route.
+/// @tparam Family  of those routes
+template <class Family>
 class NexthopTable {
   public:
     /// Applies a notification, RTM_NEWNEXTHOP or RTM_DELNEXTHOP.
@@ -31,7 +33,7 @@ class NexthopTable {
 
     /// If the route refers to an object and the kernel's message didn't contain its next hops, sets them to the
     /// object's. If the object isn't known, the route gets one unusable next hop.
-    void resolve(Route& route) const;
+    void resolve(Route<Family>& route) const;
     /// True if the condition holds for any group that contains this object.
     /// @param holds  the condition, called with the id of a group
     template <class Condition>
@@ -44,7 +46,7 @@ class NexthopTable {
   private:
     /// A single next hop, or a group of them.
     struct Object {
-        Route::NextHop hop;
+        typename Route<Family>::NextHop hop;
         std::vector<uint32_t> group;  ///< ids of its members; empty for a single next hop
     };
     using Objects = std::unordered_map<uint32_t, Object>;

@@ -5,13 +5,18 @@
 #include <cstdint>
 #include <vector>
 
+#include "hostd/inet/ip_family.h"
+
 namespace hostd {
 
-/// An IPv4 route of the kernel's main table, as rtnetlink(7) reports it. Addresses are in host byte order.
+/// A route of the kernel's main table, as rtnetlink(7) reports it.
+/// @tparam Family  Ipv4 or Ipv6
+template <class Family>
 struct Route {
+    using Address = typename Family::Address;
     /// A next hop of the route: a gateway, a link or both.
     struct NextHop {
-        uint32_t gateway = 0;     ///< 0 when there is none, or it isn't an IPv4 address
+        Address gateway{};        ///< none when there is none, or it is of another family
         uint32_t link = 0;        ///< ifindex; 0 when there is none
         bool hasGateway = false;  ///< there is a gateway, of whatever address family
         bool isUsable = true;     ///< false: its link is down or without carrier
@@ -19,8 +24,9 @@ struct Route {
         bool operator==(const NextHop& other) const { return gateway == other.gateway && link == other.link; }
     };
 
-    uint32_t destination = 0;
-    uint8_t length = 0;  ///< of the prefix, 0 to 32
+    Address destination{};  ///< if it is local to a link: with the zone of the first next hop
+    uint8_t length = 0;     ///< of the prefix, 0 to Family::kMaxLength
+    /// The packets it is for, 0 for all. IPv4: their type of service. IPv6: length of the prefix that they come from.
     uint8_t tos = 0;
     uint8_t type = 0;           ///< RTN_UNICAST, RTN_BLACKHOLE, ...
     uint8_t protocol = 0;       ///< origin of the route: RTPROT_KERNEL, RTPROT_STATIC, ...
@@ -33,9 +39,10 @@ struct Route {
 /// @param flags  RTNH_F_*
 [[nodiscard]] bool isUsable(unsigned flags);
 
-/// Reads an RTM_NEWROUTE or RTM_DELROUTE. False for a message that is malformed or isn't about an IPv4 route of the
-/// main table. `route` is then unspecified.
+/// Reads an RTM_NEWROUTE or RTM_DELROUTE. False for a message that is malformed or isn't about a route of this family
+/// in the main table. `route` is then unspecified.
 /// @param route  overwritten; the memory of its vector is reused
-[[nodiscard]] bool readRoute(const nlmsghdr& message, Route& route);
+template <class Family>
+[[nodiscard]] bool readRoute(const nlmsghdr& message, Route<Family>& route);
 
 }  // namespace hostd

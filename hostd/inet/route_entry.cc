@@ -2,7 +2,9 @@
 
 namespace hostd {
 
-RouteEntry::RouteEntry(const Route& route, const Route::NextHop& hop, int32_t placed, uint8_t listed)
+template <class Family>
+RouteEntry<Family>::RouteEntry(const Route<Family>& route, const typename Route<Family>::NextHop& hop, int32_t placed,
+                               uint8_t listed)
     : destination(route.destination),
       gateway(hop.gateway),
       metric(route.metric),
@@ -17,7 +19,8 @@ RouteEntry::RouteEntry(const Route& route, const Route::NextHop& hop, int32_t pl
       place(placed),
       listing(listed) {}
 
-bool RouteEntry::isBetterThan(const RouteEntry& other) const {
+template <class Family>
+bool RouteEntry<Family>::isBetterThan(const RouteEntry& other) const {
     // A route for one TOS carries few packets, so it comes last, whatever its metric.
     const auto rank = [](const RouteEntry& entry) {
         return std::tuple(entry.tos != 0, entry.metric, entry.place, entry.link);
@@ -25,11 +28,15 @@ bool RouteEntry::isBetterThan(const RouteEntry& other) const {
     return rank(*this) < rank(other);
 }
 
-bool RouteEntry::isLike(const RouteEntry& other) const {
+template <class Family>
+bool RouteEntry<Family>::isLike(const RouteEntry& other) const {
     const auto all = [](const RouteEntry& entry) {
         return std::tuple(entry.metric, entry.link, entry.nexthop, entry.tos, entry.protocol, entry.type);
     };
     return key() == other.key() && all(*this) == all(other);
 }
+
+template struct RouteEntry<Ipv4>;
+template struct RouteEntry<Ipv6>;
 
 }  // namespace hostd

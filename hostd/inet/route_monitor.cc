@@ -22,16 +22,17 @@ constexpr int kReceiveBuffer = 16 * 1024 * 1024;  // octets; the kernel doubles 
 constexpr size_t kPacketsListed = 1;              // in a slice: up to 32 KiB, some hundred routes
 constexpr size_t kPacketsSettled = 256;           // in a slice
 constexpr size_t kEntriesSwept = 20'000;          // in a slice
-constexpr int kShare = 10;                        // listings use 1/kShare of the time at most
 constexpr unsigned kLinkState = IFF_UP | IFF_RUNNING | IFF_LOWER_UP;
-constexpr unsigned kGroups = RTMGRP_IPV4_ROUTE | RTMGRP_LINK | RTMGRP_IPV4_IFADDR | 1U << (RTNLGRP_NEXTHOP - 1);
+constexpr unsigned kGroups = RTMGRP_LINK | 1U << (RTNLGRP_NEXTHOP - 1);  // beside Family::kGroups
 
 }  // namespace
 
-bool RouteMonitor::open(Time now) {
+template <class Family>
+bool RouteMonitor<Family>::open(Time now) {
     tried_ = now;
-    if (!notices_->open(NETLINK_ROUTE, kGroups, kReceiveBuffer)) {
-        if (!std::exchange(isOpenLogged_, true)) hostLog << "routes: no netlink socket: " << std::strerror(errno);
+    if (!notices_->open(NETLINK_ROUTE, Family::kGroups | kGroups, kReceiveBuffer)) {
+        if (!std::exchange(isOpenLogged_, true))
+            hostLog << Family::kRoutes << ": no netlink socket: " << std::strerror(errno);
         return false;
     }
     isOpenLogged_ = false;
@@ -39,7 +40,8 @@ bool RouteMonitor::open(Time now) {
     return true;
 }
 
-RouteMonitor::Time RouteMonitor::due() const {
+template <class Family>
+auto RouteMonitor<Family>::due() const -> Time {
     // After a loss, the kernel drops further notifications without another report until the queue has been emptied.
     if (state_ != State::Idle || isBehind_) return Time{0};
     return isWanted_ ? std::max(wantedAt_, earliest_) : kNever;
@@ -47,7 +49,8 @@ RouteMonitor::Time RouteMonitor::due() const {
 
 // ---- Notifications
 
-void RouteMonitor::drain(Time now, size_t packets) {
+template <class Family>
+void RouteMonitor<Family>::drain(Time now, size_t packets) {
     if (!isOpen()) {
         if (now - tried_ >= kInterval) open(now);
         return;
@@ -68,26 +71,30 @@ void RouteMonitor::drain(Time now, size_t packets) {
     if (sync_.takeDoubt()) want(now);
 }
 
-void RouteMonitor::recordLoss(Time now) {
-    if (!std::exchange(wereLost_, true)) hostLog << "routes: notifications lost: listing again";
+template <class Family>
+void RouteMonitor<Family>::recordLoss(Time now) {
+    if (!std::exchange(wereLost_, true)) hostLog << Family::kRoutes << ": notifications lost: listing again";
     isBehind_ = true;
     doubt(now, "notifications lost");
     want(now);
     earliest_ = std::max(earliest_, begun_ + kInterval);
 }
 
-void RouteMonitor::doubt(Time now, std::string problem) {
+template <class Family>
+void RouteMonitor<Family>::doubt(Time now, std::string problem) {
     if (current_ && problem_.empty()) current_ = now;
     problem_ = std::move(problem);
 }
 
-ReadingState RouteMonitor::readingState(Time now) const {
-    ReadingState state{.name = "routes", .age = {}, .problem = isOpenLogged_ ? "no netlink socket" : problem_};
+template <class Family>
+ReadingState RouteMonitor<Family>::readingState(Time now) const {
+    ReadingState state{.name = Family::kRoutes, .age = {}, .problem = isOpenLogged_ ? "no netlink socket" : problem_};
     if (current_) state.age = state.problem.empty() ? Time(0) : now - *current_;
     return state;
 }
 
-void RouteMonitor::apply(const nlmsghdr& message, Time now) {
+template <class Family>
+void RouteMonitor<Family>::apply(const nlmsghdr& message, Time now) {
     switch (message.nlmsg_type) {
         case RTM_NEWLINK:
         case RTM_DELLINK:
@@ -102,7 +109,8 @@ void RouteMonitor::apply(const nlmsghdr& message, Time now) {
     }
 }
 
-void RouteMonitor::applyLink(const nlmsghdr& message, Time now) {
+template <class Family>
+void RouteMonitor<Family>::applyLink(const nlmsghdr& message, Time now) {
     const auto* about = payload<ifinfomsg>(message);
     if (about == nullptr || about->ifi_family != AF_UNSPEC) return;
     const auto link = static_cast<uint32_t>(about->ifi_index);
@@ -117,29 +125,34 @@ void RouteMonitor::applyLink(const nlmsghdr& message, Time now) {
     if (isGone || !isUnchanged) wantIfAffected(sync_.usesLink(link), now);
 }
 
-void RouteMonitor::applyGoneAddress(const nlmsghdr& message, Time now) {
+template <class Family>
+void RouteMonitor<Family>::applyGoneAddress(const nlmsghdr& message, Time now) {
     const auto* about = payload<ifaddrmsg>(message);
     if (about != nullptr) wantIfAffected(sync_.usesLink(about->ifa_index), now);
 }
 
-void RouteMonitor::applyNexthop(const nlmsghdr& message, Time now) {
+template <class Family>
+void RouteMonitor<Family>::applyNexthop(const nlmsghdr& message, Time now) {
     const uint32_t id = sync_.applyNexthop(message);
     if (id != 0) wantIfAffected(sync_.usesNexthop(id), now);
 }
 
 // During a listing, routes that depend on the change may not have been listed yet.
-void RouteMonitor::wantIfAffected(bool isUsed, Time now) {
+template <class Family>
+void RouteMonitor<Family>::wantIfAffected(bool isUsed, Time now) {
     if (isUsed || state_ == State::ListingNexthops || state_ == State::ListingRoutes) want(now);
 }
 
-void RouteMonitor::want(Time now) {
+template <class Family>
+void RouteMonitor<Family>::want(Time now) {
     if (std::exchange(isWanted_, true)) return;
     wantedAt_ = now + kDelay;
 }
 
 // ---- Listings
 
-void RouteMonitor::work(Time now) {
+template <class Family>
+void RouteMonitor<Family>::work(Time now) {
     if (state_ == State::ListingNexthops || state_ == State::ListingRoutes) {
         list(now);
     } else if (state_ == State::Settling || isBehind_) {
@@ -151,7 +164,8 @@ void RouteMonitor::work(Time now) {
     }
 }
 
-void RouteMonitor::beginListing(Time now) {
+template <class Family>
+void RouteMonitor<Family>::beginListing(Time now) {
     begun_ = now;
     isWanted_ = false;
     if (!listing_->open(NETLINK_ROUTE, 0)) return fail(now, errno);
@@ -163,17 +177,19 @@ void RouteMonitor::beginListing(Time now) {
     state_ = State::ListingNexthops;
 }
 
-bool RouteMonitor::requestNexthops() {
+template <class Family>
+bool RouteMonitor<Family>::requestNexthops() {
     NetlinkRequests requests;
     requests.add<nhmsg>(RTM_GETNEXTHOP, NLM_F_DUMP);
     requests.finish();
     return listing_->send(requests);
 }
 
-bool RouteMonitor::requestRoutes() {
+template <class Family>
+bool RouteMonitor<Family>::requestRoutes() {
     NetlinkRequests requests;
     auto& about = requests.add<rtmsg>(RTM_GETROUTE, NLM_F_DUMP);
-    about.rtm_family = AF_INET;
+    about.rtm_family = Family::kFamily;
     about.rtm_table = RT_TABLE_MAIN;
     requests.finish();
     return listing_->send(requests);
@@ -181,7 +197,8 @@ bool RouteMonitor::requestRoutes() {
 
 // The kernel queues a listing's next packet when the previous one is received, so an empty queue is an error. Changes
 // during the listing (NLM_F_DUMP_INTR) don't make it invalid, since they are notified as well.
-RouteMonitor::Listed RouteMonitor::receiveListed() {
+template <class Family>
+auto RouteMonitor<Family>::receiveListed() -> Listed {
     Listed listed;
     const auto outcome = listing_->receive(kPacketsListed, [&](const nlmsghdr& message) {
         if (message.nlmsg_type == NLMSG_DONE || message.nlmsg_type == NLMSG_ERROR) {
@@ -196,7 +213,8 @@ RouteMonitor::Listed RouteMonitor::receiveListed() {
     return listed;
 }
 
-void RouteMonitor::list(Time now) {
+template <class Family>
+void RouteMonitor<Family>::list(Time now) {
     const Listed listed = receiveListed();
     const bool isForRoutes = state_ == State::ListingRoutes;
     // ENOENT: the table doesn't exist before its first route. EOPNOTSUPP: no nexthop objects before Linux 5.3.
@@ -213,8 +231,9 @@ void RouteMonitor::list(Time now) {
     if (!requestRoutes()) fail(now, errno);
 }
 
-void RouteMonitor::fail(Time now, int reason) {
-    hostLog << "routes: listing incomplete: " << std::strerror(reason);
+template <class Family>
+void RouteMonitor<Family>::fail(Time now, int reason) {
+    hostLog << Family::kRoutes << ": listing incomplete: " << std::strerror(reason);
     doubt(now, std::string("listing incomplete: ") + std::strerror(reason));
     listing_->close();
     state_ = State::Idle;
@@ -222,9 +241,11 @@ void RouteMonitor::fail(Time now, int reason) {
     wantedAt_ = now + kInterval;
 }
 
-void RouteMonitor::endListing(Time now) {
+template <class Family>
+void RouteMonitor<Family>::endListing(Time now) {
     state_ = State::Idle;
-    earliest_ = now + (now - begun_) * kShare;
+    share_ = sync_.hasGaps() ? std::min(share_ * 2, kMaxShare) : kShare;
+    earliest_ = now + (now - begun_) * share_;
     // If routes were swept, more may have gone without a notification since. If notifications were lost, later ones
     // may have been misinterpreted.
     const bool wereLost = std::exchange(wereLost_, false);
@@ -233,7 +254,10 @@ void RouteMonitor::endListing(Time now) {
         current_ = now;
     }
     if (wereLost) earliest_ = std::max(earliest_, begun_ + kInterval);
-    if (wereLost || sync_.swept() > 0) want(now);
+    if (wereLost || sync_.hasGaps() || sync_.swept() > 0) want(now);
 }
+
+template class RouteMonitor<Ipv4>;
+template class RouteMonitor<Ipv6>;
 
 }  // namespace hostd

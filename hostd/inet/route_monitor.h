@@ -22,10 +22,15 @@ namespace hostd {
 /// - when a link that routes use changes its state, loses an address or is removed,
 /// - when a nexthop object that routes use changes or is removed.
 ///
-/// In the last two cases the kernel removes, disables and revives routes without a notification for each. Listings use
-/// a tenth of the time at most.
+/// In the last two cases the kernel removes, disables and revives routes without a notification for each. And it is
+/// listed again
+/// - after a listing that may have missed routes (RouteSync::hasGaps).
+///
+/// Listings use a tenth of the time at most; of several in a row that may have missed routes, each waits twice as long
+/// as the one before.
 ///
 /// Points in time are as of tn::sinceBoot. For one thread at a time.
+template <class Family>
 class RouteMonitor : public ReportedSource {
   public:
     using Time = std::chrono::milliseconds;
@@ -36,7 +41,7 @@ class RouteMonitor : public ReportedSource {
     /// Opens nothing: that is open()'s work.
     /// @param table    must outlive this; nothing else may change it
     /// @param sockets  called twice: for the socket for notifications, then for the one for listings
-    explicit RouteMonitor(RouteTable& table, const NetlinkSocketMaker& sockets = makeNetlinkSocket)
+    explicit RouteMonitor(RouteTable<Family>& table, const NetlinkSocketMaker& sockets = makeNetlinkSocket)
         : sync_(table), notices_(sockets()), listing_(sockets()) {}
 
     /// Subscribes to notifications and begins the first listing. False, with one line in the log, when the kernel
@@ -57,6 +62,8 @@ class RouteMonitor : public ReportedSource {
     [[nodiscard]] ReadingState readingState(std::chrono::milliseconds now) const override;
 
   private:
+    static constexpr int kShare = 10;
+    static constexpr int kMaxShare = 1280;
     /// The phases of a listing. Settling: everything has been listed, but notifications from before the listing's end
     /// may still be queued. Sweeping: routes that no longer exist are being removed.
     enum class State { Idle, ListingNexthops, ListingRoutes, Settling, Sweeping };
@@ -88,7 +95,7 @@ class RouteMonitor : public ReportedSource {
     void fail(Time now, int reason);
     void endListing(Time now);
 
-    RouteSync sync_;
+    RouteSync<Family> sync_;
     const std::unique_ptr<NetlinkSocket> notices_;
     const std::unique_ptr<NetlinkSocket> listing_;      ///< open while the kernel lists
     std::unordered_map<uint32_t, unsigned> linkFlags_;  ///< state of each link, IFF_*, by ifindex
@@ -102,6 +109,7 @@ class RouteMonitor : public ReportedSource {
     Time wantedAt_{0};             ///< the scheduled listing begins no earlier than this
     Time earliest_{0};             ///< nor earlier than this, so that listings don't exceed their share of the time
     Time begun_{0};                ///< when the last listing began
+    int share_ = kShare;           ///< listings use 1/share_ of the time at most
     Time tried_{0};                ///< when opening was last tried
 };
 

@@ -195,6 +195,24 @@ class Internet(unittest.TestCase):
             self.net.run("ip", "-6", "route", change, "2001:db8:aa::/48", "via", "2001:db8:98::3", "dev", "near")
             self.becomes(shown, routes)
 
+    def test_thousands_of_ipv6_routes_are_listed_and_followed(self):
+        prefixes = [f"2001:db8:{n:x}::/48" for n in range(0x1000, 0x1000 + 3000)]
+        batch = lambda verb, some: self.net.run("ip", "-6", "-batch", "-", stdin="\n".join(
+            f"route {verb} {prefix} via 2001:db8:98::2 dev near" for prefix in some))
+        number = lambda: int(plain(self.agent.get(f"{MIB2}.4.24.6.0")))
+        before = number()
+        batch("add", prefixes)
+        eventually(lambda: number() == before + 3000, number)
+        self.agent.stop()
+        self.agent.start()
+        number()  # the first request begins the listing
+        eventually(lambda: number() == before + 3000, number)
+        shown = {f"{first}.{rest}" for first, rest in self.agent.walk(f"{MIB2}.4.24.7.1.12", "bulkwalk", "-Cr50")}
+        gateway = octets("2001:db8:98::2")
+        self.assertLessEqual({f"{octets(prefix[:-3])}.48.2.0.0.{gateway}" for prefix in prefixes}, shown)
+        batch("del", prefixes)
+        eventually(lambda: number() == before, number)
+
     def test_statistics_and_interfaces_match_proc(self):
         near = self.links()["near"]["ifindex"]
         counters = lambda file: dict(line.split() for line in self.net.run("cat", f"/proc/net/{file}").splitlines())

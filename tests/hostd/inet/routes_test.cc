@@ -15,7 +15,7 @@ namespace routes = contracts::routes;
 namespace {
 
 using ::testing::ElementsAre;
-using NextHop = Route::NextHop;
+using NextHop = NextHop4;
 
 /// "destination/mask gateway" of the item at this key, and of the one that follows.
 std::vector<std::string> walk(Routes& table, const char* destination, const char* mask, const char* gateway) {
@@ -53,7 +53,7 @@ TEST(Routes, KindTellsWhereARouteLeadsAndWhoMadeIt) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << int{c.type} << " " << int{c.protocol});
-        Route route = with(routeTo("10.1.0.0/16", {c.hop}), 20);
+        Route4 route = with(routeTo("10.1.0.0/16", {c.hop}), 20);
         route.type = c.type;
         route.protocol = c.protocol;
         Routes table;
@@ -77,8 +77,8 @@ TEST(Routes, KindTellsWhereARouteLeadsAndWhoMadeIt) {
 
 TEST(Routes, AWalkContinuesFromAnyKeyEvenOneWhoseMaskHasHoles) {
     Routes table;
-    for (const Route& route : {routeTo("10.0.0.0/8", {via("10.0.0.1", 3), via("200.0.0.1", 3)}),
-                               routeTo("10.0.0.0/9", {via("10.0.0.1", 3)}), routeTo("200.0.0.0/8", {through(3)})})
+    for (const Route4& route : {routeTo("10.0.0.0/8", {via("10.0.0.1", 3), via("200.0.0.1", 3)}),
+                                routeTo("10.0.0.0/9", {via("10.0.0.1", 3)}), routeTo("200.0.0.0/8", {through(3)})})
         table.apply(messageOf(route).message());
     EXPECT_EQ(table.getObjectCount(), 4U);
     EXPECT_THAT(walk(table, "10.0.0.0", "255.0.0.0", "200.0.0.1"),

@@ -100,7 +100,7 @@ class IpMibTest : public PluginTest {
             }
             message.octets(RTA_MULTIPATH, all);
         }
-        ipv6->apply(message.message(), 0ms);
+        ipv6->apply(message.message());
     }
     std::vector<std::string> indexes(const std::string& column) {
         std::vector<std::string> all;
@@ -160,7 +160,7 @@ TEST_F(IpMibTest, NeighboursHaveTheirStates) {
 }
 
 TEST_F(IpMibTest, RoutesOfIPv4ComeBeforeThoseOfIPv6) {
-    hostd::Route ten = hostd::routeTo("10.0.0.0/8", {hostd::via("10.9.9.9", 2)});
+    hostd::Route4 ten = hostd::routeTo("10.0.0.0/8", {hostd::via("10.9.9.9", 2)});
     ten.metric = 7;
     ipv4.apply(hostd::messageOf(ten).message());
     ipv4.apply(hostd::messageOf(hostd::routeTo("0.0.0.0/0", {hostd::via("10.9.9.1", 2)})).message());
