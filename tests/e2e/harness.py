@@ -472,11 +472,11 @@ class V3:
         self.boots, self.time = int.from_bytes(boots, "big"), int.from_bytes(time, "big")
 
     def message(self, user, flags=4, model=3, max_size=65507, ahead=0, context="", context_engine=None, password=None,
-                pdu=0xA0, counters=(0, 0), names=(SYS_SERVICES,)):
+                names=(SYS_SERVICES,)):
         bindings = b"".join(_tlv(0x30, _tlv(0x06, _oid(name)), b"\5\0") for name in names)
         body = _tlv(0x30, _tlv(0x04, self.engine if context_engine is None else context_engine),
                     _tlv(0x04, context.encode()),
-                    _tlv(pdu, _number(7), *map(_number, counters), _tlv(0x30, bindings)))
+                    _tlv(0xA0, _number(7), _number(0), _number(0), _tlv(0x30, bindings)))
         head = _tlv(0x30, _number(7), _number(max_size), _tlv(0x04, bytes([flags])), _number(model))
         sealed = lambda digest: _tlv(0x30, _number(3), head, _tlv(0x04, _tlv(
             0x30, _tlv(0x04, self.engine), _number(self.boots), _number(self.time + ahead), _tlv(0x04, user.encode()),

@@ -122,6 +122,7 @@ TEST_F(NetlinkFollowerTest, ListsAtTheStartAndAfterLostNotificationsAtMostEveryS
     EXPECT_FALSE(follower.catchUp(3));  // more may be queued
     EXPECT_TRUE(follower.catchUp());
     EXPECT_EQ(table.applied, 5);
+    clock.time += 300ms;
     for (const bool isLogged : {true, false}) {
         kernel.isOverrun = true;
         const std::string text = logged([&] { EXPECT_FALSE(follower.catchUp()); });
