@@ -77,7 +77,8 @@ inline constexpr tn::u32_id Changed{6};      ///< 1/100 s since boot; NDA_CACHEI
 /// hostd/inet/ip_statistics.h owns them, from PROC/net/snmp, netstat, snmp6 and dev_snmp6.
 ///
 /// The column n of ipSystemStatsTable and ipIfStatsTable (RFC 4293), if it isn't the high-capacity form of another one,
-/// is the u64 field kColumns + n. A counter that the kernel doesn't have is absent.
+/// is the u64 field kColumns + n; the column n of icmpStatsTable is kIcmp + n of {24, 1044}. A counter that the kernel
+/// doesn't have is absent.
 namespace contracts::ip_statistics {
 
 inline constexpr std::array<uint32_t, 2> kSystemPath = {24, 1044};
@@ -87,8 +88,23 @@ inline constexpr tn::u32_id Version{1};    ///< key; 1 or 2 for IPv4 and IPv6: I
 inline constexpr tn::u32_id Interface{2};  ///< key; ifindex
 inline constexpr uint32_t kColumns = 100;
 inline constexpr uint32_t kMost = 44;  ///< the highest column that is a counter
+inline constexpr uint32_t kIcmp = 200;
+inline constexpr uint32_t kMostIcmp = 5;  ///< the highest column of icmpStatsTable
 
 }  // namespace contracts::ip_statistics
+
+/// {24, 1053}: messages of ICMP and ICMPv6 by their type, keyed and ordered by Version and Type; those that were never
+/// received or sent may be absent. hostd/inet/ip_statistics.h owns them, from PROC/net/snmp and snmp6.
+namespace contracts::icmp_messages {
+
+inline constexpr std::array<uint32_t, 2> kPath = {24, 1053};
+
+inline constexpr tn::u32_id Version{1};   ///< key; 1 or 2 for ICMP and ICMPv6: InetVersion
+inline constexpr tn::u32_id Type{2};      ///< key; RFC 792, RFC 4443
+inline constexpr tn::u64_id Received{3};  ///< messages
+inline constexpr tn::u64_id Sent{4};      ///< messages
+
+}  // namespace contracts::icmp_messages
 
 /// {24, 1046}, {24, 1047}: how the interfaces use IPv4, and IPv6. An id is an ifindex. hostd/inet/ip_interfaces.h owns
 /// them, from PROC/sys/net. A get without a row returns Forwarding and HopLimit of the host.

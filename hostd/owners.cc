@@ -179,6 +179,7 @@ constexpr PluginOwner kPluginOwners[] = {
      [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
          return std::make_unique<IpInterfaceStatistics>(shared.options.proc, shared.links());
      }},
+    {contracts::icmp_messages::kPath, makeFrom<IcmpMessages>},
     {contracts::ip_interfaces::kIPv4Path,
      [](const Shared& shared) -> std::unique_ptr<tn::Handler> {
          return std::make_unique<IpInterfaces>(shared.options.proc, /*isIPv6=*/false, shared.links());

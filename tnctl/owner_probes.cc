@@ -105,6 +105,7 @@ const Owner kPluginOwners[] = {
     {contracts::inet_neighbors::kPath, "IP neighbours"},
     {contracts::ip_statistics::kSystemPath, "IP statistics"},
     {contracts::ip_statistics::kInterfacesPath, "IP statistics of interfaces"},
+    {contracts::icmp_messages::kPath, "ICMP messages"},
     {contracts::ip_interfaces::kIPv4Path, "IPv4 interfaces"},
     {contracts::ip_interfaces::kIPv6Path, "IPv6 interfaces"},
     {contracts::inet_routes::kPath, "IP routes"},

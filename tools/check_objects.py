@@ -122,7 +122,7 @@ def owners():
     """{path: name of the owner's contract}"""
     names = {}
     for file in sorted(pathlib.Path("contracts").glob("*.h")):
-        for name, path in re.findall(r"^namespace contracts::(\w+) \{.*?\bkPath = (\{.*?\})", file.read_text(),
+        for name, path in re.findall(r"^namespace contracts::(\w+) \{(?:(?!^\}).)*?\bkPath = (\{.*?\})", file.read_text(),
                                      re.M | re.S):
             names[path] = name.replace("_", " ")
     return names

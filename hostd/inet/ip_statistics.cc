@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
+#include <map>
 #include <utility>
 
 #include "contracts/inet.h"
@@ -10,6 +12,7 @@
 namespace hostd {
 
 namespace ip_statistics = contracts::ip_statistics;
+namespace icmp_messages = contracts::icmp_messages;
 
 namespace {
 
@@ -52,12 +55,33 @@ constexpr Source kSources[] = {
     {44, "IpExtOutBcastPkts", ""},
 };
 
+/// The columns of icmpStatsTable.
+constexpr Source kIcmpSources[] = {
+    {2, "IcmpInMsgs", "Icmp6InMsgs"},
+    {3, "IcmpInErrors", "Icmp6InErrors"},
+    {4, "IcmpOutMsgs", "Icmp6OutMsgs"},
+    {5, "IcmpOutErrors", "Icmp6OutErrors"},
+};
+
 void writeCounters(const KernelCounters& all, bool isIPv4, tn::message& item) {
-    for (const Source& source : kSources) {
+    const auto write = [&](const Source& source, uint32_t first) {
         const auto found = all.find(isIPv4 ? source.ipv4 : source.ipv6);
-        if (found != all.end()) item.insert_u64(tn::u64_id(ip_statistics::kColumns + source.column), found->second);
-    }
+        if (found != all.end()) item.insert_u64(tn::u64_id(first + source.column), found->second);
+    };
+    for (const Source& source : kSources) write(source, ip_statistics::kColumns);
+    for (const Source& source : kIcmpSources) write(source, ip_statistics::kIcmp);
 }
+
+/// The kernel's counters of messages by type are named PREFIX and the number of the type.
+struct MessageCounter {
+    std::string_view prefix;
+    uint32_t version;
+    bool isSent;
+};
+constexpr MessageCounter kMessageCounters[] = {{"IcmpMsgInType", kIPv4, false},
+                                               {"IcmpMsgOutType", kIPv4, true},
+                                               {"Icmp6InType", kIPv6, false},
+                                               {"Icmp6OutType", kIPv6, true}};
 
 }  // namespace
 
@@ -123,6 +147,53 @@ void IpInterfaceStatistics::writeRow(size_t row, tn::message& item) const {
     KernelCounters all;
     addListedCounters(readFile(rows_[row].file), all);
     writeCounters(all, false, item);
+}
+
+IcmpMessages::IcmpMessages(const std::string& proc)
+    : OwnerTable({icmp_messages::Version, icmp_messages::Type}),
+      snmp_(proc + "/net/snmp"),
+      snmp6_(proc + "/net/snmp6") {}
+
+void IcmpMessages::refresh() {
+    KernelCounters all;
+    addPairedCounters(snmp_.read(), all);
+    addListedCounters(snmp6_.read(), all);
+    std::map<std::pair<uint32_t, uint32_t>, Row> rows;  // by version and type
+    for (const MessageCounter& counter : kMessageCounters) {
+        for (const auto& [name, value] : all) {
+            uint8_t type = 0;
+            if (!name.starts_with(counter.prefix)) continue;
+            const char* end = name.data() + name.size();
+            const auto [rest, failed] = std::from_chars(name.data() + counter.prefix.size(), end, type);
+            if (failed != std::errc() || rest != end) continue;
+            Row& row = rows.try_emplace({counter.version, type}, Row{counter.version, type, 0, 0}).first->second;
+            (counter.isSent ? row.sent : row.received) = value;
+        }
+    }
+    rows_.clear();
+    for (const auto& [key, row] : rows) rows_.push_back(row);
+}
+
+std::optional<size_t> IcmpMessages::lowerBound(const RowKey& key) const {
+    const auto isBelow = [&key](const Row& row) {
+        return std::pair(row.version, row.type) < std::pair(key.u32(0), key.u32(4));
+    };
+    const auto found = std::ranges::partition_point(rows_, isBelow);
+    return found == rows_.end() ? std::nullopt : std::optional(static_cast<size_t>(found - rows_.begin()));
+}
+
+RowKey IcmpMessages::keyOf(size_t row) const {
+    RowKey key(8);
+    key.putU32(0, rows_[row].version);
+    key.putU32(4, rows_[row].type);
+    return key;
+}
+
+void IcmpMessages::writeRow(size_t row, tn::message& item) const {
+    item.insert_u32(icmp_messages::Version, rows_[row].version);
+    item.insert_u32(icmp_messages::Type, rows_[row].type);
+    item.insert_u64(icmp_messages::Received, rows_[row].received);
+    item.insert_u64(icmp_messages::Sent, rows_[row].sent);
 }
 
 }  // namespace hostd

@@ -57,4 +57,29 @@ class IpInterfaceStatistics : public OwnerTable<size_t> {
     std::optional<uint64_t> version_;  ///< of the links that rows_ was made from
 };
 
+/// {24, 1053}: messages of ICMP and ICMPv6 by their type. contracts/inet.h has the fields.
+class IcmpMessages : public OwnerTable<size_t> {
+  public:
+    /// @param proc  the kernel's process tree
+    explicit IcmpMessages(const std::string& proc);
+
+  protected:
+    void refresh() override;
+    [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(rows_.size()); }
+    [[nodiscard]] std::optional<size_t> lowerBound(const RowKey& key) const override;
+    [[nodiscard]] std::optional<size_t> after(size_t row) const override {
+        return row + 1 < rows_.size() ? std::optional(row + 1) : std::nullopt;
+    }
+    [[nodiscard]] RowKey keyOf(size_t row) const override;
+    void writeRow(size_t row, tn::message& item) const override;
+
+  private:
+    struct Row {
+        uint32_t version, type;
+        uint64_t received, sent;
+    };
+    PseudoFile snmp_, snmp6_;
+    std::vector<Row> rows_;  ///< in the order of their keys
+};
+
 }  // namespace hostd

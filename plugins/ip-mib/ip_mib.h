@@ -7,6 +7,7 @@
 namespace ip_mib {
 
 constexpr auto kIp = snmp::under(snmp::kMib2, 4);
+constexpr auto kIcmp = snmp::under(snmp::kMib2, 5);
 constexpr auto kTcp = snmp::under(snmp::kMib2, 6);
 constexpr auto kUdp = snmp::under(snmp::kMib2, 7);
 
@@ -15,7 +16,7 @@ using Octets = std::vector<unsigned char>;
 // Called once, from autorun().
 void startAddresses();   ///< ipAddressTable, ipAddressPrefixTable, ipNetToPhysicalTable
 void startInterfaces();  ///< ipv4InterfaceTable, ipv6InterfaceTable, ipv6IpForwarding, ipv6IpDefaultHopLimit
-void startStatistics();  ///< ipSystemStatsTable, ipIfStatsTable, 64-bit scalars of tcp and udp
+void startStatistics();  ///< counters of ip and icmp, 64-bit scalars of tcp and udp
 void startRoutes();      ///< inetCidrRouteTable, inetCidrRouteNumber, ipDefaultRouterTable
 void startSockets();     ///< tcpConnectionTable, tcpListenerTable, udpEndpointTable
 

@@ -1,7 +1,9 @@
-// Counters of IP (RFC 4293), and those of TCP (RFC 4022) and UDP (RFC 4113) that RFC 1213 doesn't have.
+// Counters of IP and ICMP (RFC 4293), and those of TCP (RFC 4022) and UDP (RFC 4113) that RFC 1213 doesn't have.
 //
 //     ipSystemStatsTable    INDEX { ipSystemStatsIPVersion }
 //     ipIfStatsTable        INDEX { ipIfStatsIPVersion, ipIfStatsIfIndex }    rows of IPv6 only
+//     icmpStatsTable        INDEX { icmpStatsIPVersion }
+//     icmpMsgStatsTable     INDEX { icmpMsgStatsIPVersion, icmpMsgStatsType }
 //
 // The kernel doesn't count datagrams that are to be forwarded or fragmented, nor broadcasts of IPv6: they aren't
 // served.
@@ -17,6 +19,7 @@ namespace ip_mib {
 
 namespace {
 
+namespace icmp_messages = contracts::icmp_messages;
 namespace ip_counters = contracts::ip_counters;
 namespace ip_statistics = contracts::ip_statistics;
 namespace tag = snmp::tag;
@@ -133,6 +136,53 @@ constexpr snmp::Column<Statistics> kInterfaceColumns[] = {
 };
 static_assert(ascending(kInterfaceColumns));
 
+struct Icmp : snmp::Data {
+    unsigned int version = 0;  // 1 or 2 for ICMP and ICMPv6
+    snmp::Counters counts{};   // by column
+    static std::unique_ptr<snmp::Data> build(const tn::message& m) {
+        auto record = std::make_unique<Icmp>();
+        record->version = m.get_u32(ip_statistics::Version);
+        for (uint32_t n = 2; n <= ip_statistics::kMostIcmp; ++n)
+            record->counts[n] = m.get_u64(tn::u64_id(ip_statistics::kIcmp + n));
+        return record;
+    }
+};
+
+constexpr snmp::Column<Icmp> kIcmpVersion{1, "icmpStatsIPVersion", tag::Integer, &Icmp::version};  // not accessible
+constexpr auto kIcmpEntry = snmp::under(kIcmp, 29, 1);
+constexpr snmp::Column<Icmp> kIcmpColumns[] = {
+    {2, "icmpStatsInMsgs", tag::Counter32, snmp::Element<Icmp>{&Icmp::counts, 2}},
+    {3, "icmpStatsInErrors", tag::Counter32, snmp::Element<Icmp>{&Icmp::counts, 3}},
+    {4, "icmpStatsOutMsgs", tag::Counter32, snmp::Element<Icmp>{&Icmp::counts, 4}},
+    {5, "icmpStatsOutErrors", tag::Counter32, snmp::Element<Icmp>{&Icmp::counts, 5}},
+};
+static_assert(ascending(kIcmpColumns));
+
+struct IcmpMessage : snmp::Data {
+    unsigned int version = 0, type = 0;
+    unsigned long long received = 0, sent = 0;
+    static std::unique_ptr<snmp::Data> build(const tn::message& m) {
+        auto record = std::make_unique<IcmpMessage>();
+        record->version = m.get_u32(icmp_messages::Version);
+        record->type = m.get_u32(icmp_messages::Type);
+        record->received = m.get_u64(icmp_messages::Received);
+        record->sent = m.get_u64(icmp_messages::Sent);
+        return record;
+    }
+};
+
+constexpr snmp::Column<IcmpMessage> kMessageIndexes[] = {
+    // not accessible
+    {1, "icmpMsgStatsIPVersion", tag::Integer, &IcmpMessage::version},
+    {2, "icmpMsgStatsType", tag::Integer, &IcmpMessage::type},
+};
+constexpr auto kMessageEntry = snmp::under(kIcmp, 30, 1);
+constexpr snmp::Column<IcmpMessage> kMessageColumns[] = {
+    {3, "icmpMsgStatsInPkts", tag::Counter32, &IcmpMessage::received},
+    {4, "icmpMsgStatsOutPkts", tag::Counter32, &IcmpMessage::sent},
+};
+static_assert(ascending(kMessageColumns));
+
 struct Transports : snmp::Data {
     unsigned long long inSegments = 0, outSegments = 0, inDatagrams = 0, outDatagrams = 0;
     static std::unique_ptr<snmp::Data> build(const tn::message& m) {
@@ -167,6 +217,15 @@ void startStatistics() {
     snmp::MapTable* interfaces = snmp::keepTable(
         ofInterfaces, {{kIndexes[1], ip_statistics::Version.number}, {kIndexes[2], ip_statistics::Interface.number}});
     snmp::addTable(snmp::OID(kInterfaceEntry), "ipIfStatsEntry", interfaces, kInterfaceColumns);
+
+    auto* ofIcmp = snmp::keep<snmp::GetAllProvider>(ip_statistics::kSystemPath, snmp::oneRow<Icmp::build>, kWhole);
+    snmp::MapTable* icmp = snmp::keepTable(ofIcmp, {{kIcmpVersion, ip_statistics::Version.number}});
+    snmp::addTable(snmp::OID(kIcmpEntry), "icmpStatsEntry", icmp, kIcmpColumns);
+
+    auto* ofMessages = snmp::keep<snmp::GetAllProvider>(icmp_messages::kPath, snmp::oneRow<IcmpMessage::build>, kWhole);
+    snmp::MapTable* messages = snmp::keepTable(ofMessages, {{kMessageIndexes[0], icmp_messages::Version.number},
+                                                            {kMessageIndexes[1], icmp_messages::Type.number}});
+    snmp::addTable(snmp::OID(kMessageEntry), "icmpMsgStatsEntry", messages, kMessageColumns);
 
     auto* transports =
         snmp::keep<snmp::GetProvider>(Transports::build, ip_counters::kPath, tn::cmd::Get, tn::cmd::Set, kWhole);

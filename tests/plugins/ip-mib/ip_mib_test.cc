@@ -15,6 +15,7 @@
 #include "tests/hostd/inet/route_messages.h"
 #include "tests/hostd/netlink/netlink_message.h"
 #include "tests/plugins/plugin_test.h"
+#include "tests/tn/temp_root.h"
 
 namespace snmp {
 namespace {
@@ -193,6 +194,28 @@ TEST_F(IpMibTest, RoutesOfIPv4ComeBeforeThoseOfIPv6) {
     EXPECT_EQ(value(entry + "7." + all[4]), "-") << "replaced";
     EXPECT_EQ(value(entry + "7." + net + indexOf("2001:db8::a")), "3");
     EXPECT_EQ(value(ip + "24.6.0"), "6");
+}
+
+TEST_F(IpMibTest, MessagesOfIcmpAreCountedByVersionAndType) {
+    tn::TempTree proc;
+    proc.write("net/snmp",
+               "Icmp: InMsgs InErrors OutMsgs OutErrors\nIcmp: 4294967301 2 3 1\n"
+               "IcmpMsg: InType3 InType11 OutType3 OutType0\nIcmpMsg: 6 7 8 9\n");
+    proc.write("net/snmp6",
+               "Icmp6InMsgs \t21\nIcmp6OutMsgs \t22\nIcmp6OutType133 \t30\nIcmp6InType136 \t31\n"
+               "Icmp6InType256 \t1\nIcmp6InTypes \t1\nIcmp6InType1x \t1\n");
+    hostd::IpStatistics counters(proc.path());
+    hostd::IcmpMessages messages(proc.path());
+    agent->addHandler(contracts::ip_statistics::kSystemPath, &counters);
+    agent->addHandler(contracts::icmp_messages::kPath, &messages);
+    const std::string icmp = "1.3.6.1.2.1.5.";
+    EXPECT_EQ(row(icmp + "29.1.", {2, 3, 4, 5}, "1"), "5 2 3 1") << "Counter32";
+    EXPECT_EQ(row(icmp + "29.1.", {2, 3, 4, 5}, "2"), "21 0 22 0");
+    EXPECT_THAT(indexes(icmp + "30.1.3"), ElementsAre("1.0", "1.3", "1.11", "2.133", "2.136"));
+    EXPECT_EQ(row(icmp + "30.1.", {3, 4}, "1.3"), "6 8");
+    EXPECT_EQ(row(icmp + "30.1.", {3, 4}, "2.133"), "0 30");
+    EXPECT_EQ(value(icmp + "30.1.3.2.134"), "-");
+    EXPECT_EQ(next({icmp + "30.1.3.1.200"}).bindings[0].name, icmp + "30.1.3.2.133");
 }
 
 }  // namespace
