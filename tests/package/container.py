@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Boots a minimal Debian 12 in a container, build/package/root, and runs `installed` in it with the packages of
-build/packages. The container has no network. Needs root."""
+build/packages. The container has no network. Needs root. With --autopkgtest, Debian's autopkgtest installs the packages
+and runs the test there, as debian/tests says, without rebooting."""
 import hashlib
 import os
 import pathlib
@@ -15,7 +16,7 @@ HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parents[1] / "tools"))
 import trees  # noqa: E402
 
-TIMEOUT = 300  # seconds, for all of `installed`
+TIMEOUT = 600  # seconds, for all of `installed`
 REBOOTS = 133  # exit status of systemd-nspawn
 OUTPUT = "root/test/output"
 UNIT = """[Unit]
@@ -31,14 +32,19 @@ WantedBy=default.target
 RUN = """#!/bin/sh
 cd /root/test
 export DEBS=/root/debs REBOOT=/root/test/reboot AUTOPKGTEST_REBOOT_MARK="$(cat mark)"
-./installed && status=0 || status=$?
+./test && status=0 || status=$?
 echo "$status" > status
 systemctl poweroff
 """
+AUTOPKGTEST = """#!/bin/sh
+unset AUTOPKGTEST_REBOOT_MARK DEBS REBOOT
+exec autopkgtest --no-built-binaries --ignore-restrictions=breaks-testbed /root/debs/*.deb /root/source -- null
+"""
 REBOOT = """#!/bin/sh
 echo "$1" > /root/test/mark
-systemctl reboot
-sleep 60
+shift
+"$@"
+sleep 20
 """
 
 
@@ -50,17 +56,22 @@ def field(package, name):
     return run("dpkg-deb", "--field", package, name, capture_output=True).stdout.strip()
 
 
-def needed(packages):
-    """What the packages depend on, without themselves and without what only developers need."""
+def needed(packages, autopkgtest):
+    """What the packages and the test depend on, without the packages, and without what only developers need unless
+    autopkgtest runs."""
     ours = {field(package, "Package") for package in packages}
-    listed = {re.split(r"[ :(|]", word.strip())[0] for package in packages if "-dev_" not in package.name
+    extra = {"systemd-sysv", "dbus", "procps", "snmp"}
+    if autopkgtest:
+        extra |= {"autopkgtest", "dpkg-dev", "apparmor"}
+    listed = {re.split(r"[ :(|]", word.strip())[0]
+              for package in packages if autopkgtest or "-dev_" not in package.name
               for word in field(package, "Depends").split(",") if word.strip()}
-    return sorted(listed - ours | {"systemd-sysv", "dbus", "procps", "snmp"})
+    return sorted(listed - ours | extra)
 
 
-def base(packages):
+def base(packages, autopkgtest):
     """A tar file with a minimal Debian 12 and what the packages need. Made once for each list of packages."""
-    include = ",".join(needed(packages))
+    include = ",".join(needed(packages, autopkgtest))
     tar = trees.WORK / f"base-{hashlib.sha256(include.encode()).hexdigest()[:12]}.tar"
     if not tar.exists():
         part = tar.with_suffix(".part.tar")
@@ -94,9 +105,9 @@ def example(package, folder):
     shutil.copy(build / "example.so", folder)
 
 
-def made_root(packages):
+def made_root(packages, autopkgtest):
     root = trees.emptied("root")
-    run("tar", "-C", root, "--numeric-owner", "-xpf", base(packages))
+    run("tar", "-C", root, "--numeric-owner", "-xpf", base(packages, autopkgtest))
     test, debs = root / "root/test", root / "root/debs"
     (debs / "older").mkdir(parents=True)
     test.mkdir()
@@ -110,8 +121,10 @@ def made_root(packages):
         else:
             older(package, debs / "older")
     (root / "etc/hosts").write_text("127.0.0.1 localhost\n::1 localhost\n")
-    shutil.copy(HERE / "installed", test)
-    for name, text in (("run", RUN), ("reboot", REBOOT), ("mark", "")):
+    for folder in ("debian", "tests/package"):
+        shutil.copytree(trees.TREE / folder, root / "root/source" / folder, symlinks=True)
+    words = AUTOPKGTEST if autopkgtest else (HERE / "installed").read_text()
+    for name, text in (("run", RUN), ("test", words), ("reboot", REBOOT), ("mark", "")):
         (test / name).write_text(text)
         (test / name).chmod(0o755)
     (root / "etc/systemd/system/package-test.service").write_text(UNIT)
@@ -164,10 +177,10 @@ def main():
     can_isolate = ["unshare", "--mount", "--pid", "--net", "--fork", "true"]
     if os.geteuid() != 0 or subprocess.run(can_isolate).returncode != 0:
         not_tested("needs root and namespaces")
-    if sys.argv[1:] != ["--inside"]:  # mounts made here stay in a namespace
-        os.execvp("unshare", ["unshare", "--mount", "--propagation", "private", sys.executable, __file__, "--inside"])
+    if sys.argv[-1] != "--inside":  # mounts made here stay in a namespace
+        os.execvp("unshare", ["unshare", "--mount", "--propagation", "private", sys.executable, *sys.argv, "--inside"])
     packages = sorted(trees.PACKAGES.glob("*.deb"))
-    root = made_root(packages)
+    root = made_root(packages, autopkgtest="--autopkgtest" in sys.argv)
     status = booted(root)
     trees.remove(root)
     sys.exit(status)
