@@ -122,8 +122,8 @@ def owners():
     """{path: name of the owner's contract}"""
     names = {}
     for file in sorted(pathlib.Path("contracts").glob("*.h")):
-        for name, path in re.findall(r"^namespace contracts::(\w+) \{(?:(?!^\}).)*?\bkPath = (\{.*?\})", file.read_text(),
-                                     re.M | re.S):
+        contract = r"^namespace contracts::(\w+) \{(?:(?!^\}).)*?\bkPath = (\{.*?\})"
+        for name, path in re.findall(contract, file.read_text(), re.M | re.S):
             names[path] = name.replace("_", " ")
     return names
 

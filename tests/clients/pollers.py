@@ -1,6 +1,7 @@
 """Pollers that are daemons or plug-ins of one: each operation runs one on a configuration made for it, and returns
 {way: {name: value}} as the scripts of the other clients print it. Folders are the caller's to remove."""
 
+import contextlib
 import gzip
 import os
 import re
@@ -51,57 +52,71 @@ def exporter(plan, folder):
   auth: {{community: common}}
   metrics:{metrics}
 """ for module, repetitions in (("usual", 25), ("large", 60))))
+    shown = {}
+    for way, module in (("scrape", "usual"), ("scrape, 60 rows", "large")):
+        good, text = scrape(folder, f"target=127.0.0.1:{plan['port']}&module={module}")
+        shown[way] = {} if good else {"error": text.strip().splitlines()[-1]}
+        for number, labels, value in re.findall(r"^cell(\d+)\{(.*)\} (\S+)$", text, re.M):
+            labels = dict(re.findall(r'(\w+)="(.*?)"', labels))
+            name = f"{plan['columns'][int(number)]}.{labels['index']}"
+            shown[way][name] = labels.get(f"cell{number}") if f"cell{number}" in labels else f"{float(value):.0f}"
+    return shown
+
+
+def scrape(folder, query):
+    """Whether the exporter, configured by snmp.yml in the folder, answered with success, and what it said."""
     daemon = Daemon(["prometheus-snmp-exporter", f"--config.file={folder}/snmp.yml",
                      "--web.listen-address=127.0.0.1:9116"], folder / "output")
     try:
-        scrape = lambda module: fetch(f"http://127.0.0.1:9116/snmp?target=127.0.0.1:{plan['port']}&module={module}")
-        eventually(lambda: fetch("http://127.0.0.1:9116/")[0], daemon.said)
-        shown = {}
-        for way, module in (("scrape", "usual"), ("scrape, 60 rows", "large")):
-            good, text = scrape(module)
-            shown[way] = {} if good else {"error": text.strip().splitlines()[-1]}
-            for number, labels, value in re.findall(r"^cell(\d+)\{(.*)\} (\S+)$", text, re.M):
-                labels = dict(re.findall(r'(\w+)="(.*?)"', labels))
-                name = f"{plan['columns'][int(number)]}.{labels['index']}"
-                shown[way][name] = labels.get(f"cell{number}") if f"cell{number}" in labels else f"{float(value):.0f}"
-        return shown
+        eventually(lambda: fetch("http://127.0.0.1:9116/")[0] or not daemon.alive(), daemon.said)
+        assert daemon.alive(), daemon.said()
+        return fetch(f"http://127.0.0.1:9116/snmp?{query}")
     finally:
         daemon.end()
 
 
 def zabbix(plan, folder):
     """Two interfaces of a host in one proxy: over IPv4 with known items only, over IPv6 with an unknown one as well."""
-    database = sqlite3.connect(folder / "zabbix.db")
-    with gzip.open("/usr/share/zabbix-proxy-sqlite3/schema.sql.gz", "rt") as schema:
-        database.executescript(schema.read())
-    hosts = {1: ("127.0.0.1", plan["items"]), 2: ("::1", [*plan["items"], plan["unknown"]])}
-    for number, (address, names) in hosts.items():
-        database.execute("INSERT INTO hosts (hostid, host, name) VALUES (?, ?, ?)", (number, address, address))
-        database.execute("INSERT INTO interface (interfaceid, hostid, main, type, ip, port) VALUES (?, ?, 1, 2, ?, ?)",
-                         (number, number, address, plan["port"]))
-        database.execute("INSERT INTO interface_snmp (interfaceid, community) VALUES (?, 'common')", (number,))
-        for item, name in enumerate(names, 1000 * number):
-            database.execute("INSERT INTO items (itemid, hostid, interfaceid, type, value_type, delay, key_, snmp_oid)"
-                             " VALUES (?, ?, ?, 20, 1, '1s', ?, ?)", (item, number, number, f"item{item}", name))
-            database.execute("INSERT INTO item_rtdata (itemid) VALUES (?)", (item,))
-    database.commit()
-    database.close()
+    hosts = {1: ("127.0.0.1", plan["port"], plan["items"]), 2: ("::1", plan["port"], [*plan["items"], plan["unknown"]])}
+    values = zabbix_proxy(folder, hosts, lambda daemon, _: plan["settle"](daemon))
+    return {"get of " + way: {name: value for name, (value, state) in values[number].items() if state == 0}
+            for way, number in (("known items", 1), ("known and unknown items", 2))}
+
+
+def zabbix_proxy(folder, hosts, settle):
+    """Runs a proxy that has these hosts, {number: (address, port, names)}, until settle(daemon, known) returns. `known`
+    tells how many items have been polled. Returns {number: {name: (last value, state)}}; state 0 is supported."""
+    file = folder / "zabbix.db"
+    with contextlib.closing(sqlite3.connect(file)) as database, database:
+        with gzip.open("/usr/share/zabbix-proxy-sqlite3/schema.sql.gz", "rt") as schema:
+            database.executescript(schema.read())
+        for number, (address, port, names) in hosts.items():
+            database.execute("INSERT INTO hosts (hostid, host, name) VALUES (?, ?, ?)", (number, address, address))
+            database.execute("INSERT INTO interface (interfaceid, hostid, main, type, ip, port)"
+                             " VALUES (?, ?, 1, 2, ?, ?)", (number, number, address, port))
+            database.execute("INSERT INTO interface_snmp (interfaceid, community) VALUES (?, 'common')", (number,))
+            for item, name in enumerate(names, 1000 * number):
+                database.execute("INSERT INTO items (itemid, hostid, interfaceid, type, value_type, delay, key_,"
+                                 " snmp_oid) VALUES (?, ?, ?, 20, 1, '1s', ?, ?)",
+                                 (item, number, number, f"item{item}", name))
+                database.execute("INSERT INTO item_rtdata (itemid) VALUES (?)", (item,))
+
+    def history(columns):
+        with contextlib.closing(sqlite3.connect(file)) as database:
+            return database.execute(f"SELECT {columns} FROM proxy_history ORDER BY id").fetchall()
+
     (folder / "zabbix.conf").write_text(
         f"ProxyMode=1\nServer=127.0.0.1\nHostname=proxy\nListenIP=127.0.0.1\nAllowRoot=1\n"
-        f"LogType=console\nPidFile={folder}/pid\nSocketDir={folder}\nDBName={folder}/zabbix.db\nTimeout=3\n"
+        f"LogType=console\nPidFile={folder}/pid\nSocketDir={folder}\nDBName={file}\nTimeout=3\n"
         "StartPollers=2\nStartPingers=0\nStartDiscoverers=0\nStartHTTPPollers=0\nStartPreprocessors=1\n")
     daemon = Daemon(["zabbix_proxy", "-f", "-c", folder / "zabbix.conf"], folder / "output")
     try:
-        plan["settle"](daemon)
+        settle(daemon, lambda: len(set(history("itemid"))))
     finally:
         daemon.end()
-    database = sqlite3.connect(folder / "zabbix.db")
-    shown = {}
-    for way, (number, (_, names)) in zip(("known items", "known and unknown items"), hosts.items()):
-        rows = database.execute("SELECT itemid, value, state FROM proxy_history ORDER BY id")
-        shown["get of " + way] = {names[item % 1000]: value for item, value, state in rows
-                                  if item // 1000 == number and state == 0}
-    database.close()
+    shown = {number: {} for number in hosts}
+    for item, value, state in history("itemid, value, state"):
+        shown[item // 1000][hosts[item // 1000][2][item % 1000]] = value, state
     return shown
 
 
