@@ -3,10 +3,12 @@
 import os
 import pathlib
 import shutil
+import signal
+import sys
 import tempfile
 import unittest
 
-from harness import BUILD, TREE, not_tested, remove_tree, run, temp_folder
+from harness import BUILD, MORE_MEMORY, TREE, Daemon, eventually, not_tested, remove_tree, run, temp_folder
 
 PROGRAMS = {
     "cmake": """[ "$1" = --install ] || exit 0
@@ -35,6 +37,33 @@ class Installation(unittest.TestCase):
 
 
 class Confinement(unittest.TestCase):
+    def test_daemon_in_the_filter_of_its_unit_ends_at_a_call_that_the_unit_denies(self):
+        folder = temp_folder(self)
+        for name, target in (("tarnix-node", "/usr/sbin/chroot"), ("tarnix-snmpd", "/bin/true")):
+            (folder / name).symlink_to(target)
+        confine = TREE / "soak/confine"
+        if run(confine, "--filter", folder / "tarnix-snmpd").status == 1:
+            not_tested("the groups of system calls aren't known: systemd-analyze is missing")
+        for words, status in ((["--filter", folder / "tarnix-snmpd"], 0),
+                              (["--filter", folder / "tarnix-node", "/", "true"], -signal.SIGSYS),
+                              (["--files", 64, "/bin/sh", "-c", "exit $(ulimit -n)"], 64),
+                              (["--filter", "/bin/true"], 1)):
+            self.assertEqual(run(confine, *words).status, status, words)
+
+    def test_growth_of_a_daemon_is_noticed(self):
+        go = temp_folder(self) / "go"
+        script = ("import os, socket, sys, time; print(flush=True)\n"
+                  "while not os.path.exists(sys.argv[1]): time.sleep(0.01)\n"
+                  "sockets = [socket.socket() for _ in range(40)]; files = [os.open(sys.executable, 0) for _ in 'ab']\n"
+                  "memory = bytearray(os.urandom(9 << 20)); time.sleep(600)")
+        daemon = Daemon([sys.executable, "-c", script, go], go.with_name("output"))
+        self.addCleanup(daemon.end)
+        eventually(daemon.said, "it has started")
+        daemon.note_warm()
+        self.assertEqual(daemon.growth_now(MORE_MEMORY), [])
+        go.touch()
+        eventually(lambda: len(daemon.growth_now(MORE_MEMORY)) == 3, lambda: daemon.growth_now(MORE_MEMORY))
+
     def test_tests_write_and_remove_only_in_their_own_folders(self):
         mine, other = temp_folder(self), pathlib.Path(tempfile.mkdtemp())  # which harness.py doesn't know
         self.addCleanup(lambda: other.exists() and other.rmdir())

@@ -182,11 +182,12 @@ class Daemon:
         if self.warm is None or not self.alive():
             return []
         end = time.monotonic() + GRACE_PERIOD
-        while (lines := self._growth_now(more_memory)) and time.monotonic() < end:
+        while (lines := self.growth_now(more_memory)) and time.monotonic() < end:
             time.sleep(0.1)
         return lines
 
-    def _growth_now(self, more_memory):
+    def growth_now(self, more_memory):
+        """The same without the grace period."""
         kinds, memory = self.warm
         lines = []
         for kind, count in kinds_of_descriptors(self.pid).items():
