@@ -21,7 +21,7 @@ using namespace std::chrono_literals;
 using std::chrono::nanoseconds;
 
 constexpr auto kTimeout = 1000ms;  // of a reply
-constexpr unsigned kAttempts = 5;  // of the Get that follows
+constexpr unsigned kAttempts = 5;  // of the Get that follows, and of a slow datagram
 constexpr uint64_t kGroup = 8;     // datagrams followed by one Get; few enough for the socket's buffer
 constexpr size_t kSeedSize = 160;  // octets of a fuzzer's seed, at most
 constexpr uint32_t kFirstId = 0x01000000;
@@ -105,10 +105,13 @@ class Sender {
                                  std::to_string(end - 1) + ":" + all);
     }
 
-    /// Sends each datagram of a slow group by itself, since the group alone isn't limited.
+    /// Sends each datagram of a slow group by itself, since the limit is that of one. The fastest of several attempts
+    /// counts: a fault makes every one slow, unlike a source of the owners that was read meanwhile.
     void findSlow(uint64_t number, uint64_t end) {
         for (uint64_t i = number; i < end; ++i) {
-            const nanoseconds taken = exchange(i, i + 1);
+            nanoseconds taken = exchange(i, i + 1);
+            for (unsigned more = 1; more < kAttempts && taken > limit(); ++more)
+                taken = std::min(taken, exchange(i, i + 1));
             if (taken > limit()) {
                 ++slow_;
                 std::fprintf(stderr, "forge: datagram %llu took %.1f ms: %s\n", static_cast<unsigned long long>(i),

@@ -14,7 +14,7 @@ import sys
 import threading
 
 import harness
-from session import BUILD, IS_SANITIZED, TREE, Failure, descriptors, maps, private_dirty
+from session import BUILD, IS_SANITIZED, TREE, USER, Failure, add_user, descriptors, maps, private_dirty
 
 GOAL = "1,000 requests/s with rows coming and going: constant memory, descriptors and latency"
 MINUTES = 120
@@ -25,7 +25,6 @@ RATE = 1000
 LINKS = 10  # pairs that stay; as many more come and go
 ROUTES, ROUTE_CHANGES = 1000, 50  # all, and changes a second
 CHANGE_INTERVAL = 0.5  # seconds between changes of links, each of which starts three processes
-USER, PASSWORD = "sha256-aes128", "benchbench"  # of the poller
 REAL_TIME = os.SCHED_FIFO | os.SCHED_RESET_ON_FORK  # helper threads give way to the one that replies
 MIN_SLOPE_SECONDS = 1200  # shorter runs have a limit of the growth instead: one page would be a steep slope
 FILLER = TREE / "bench/fill_routes.py"
@@ -87,10 +86,7 @@ def set_up(session):
 
 def with_user(agent):
     """The deployment, whose poller may use SNMPv3."""
-    digest, cipher = USER.split("-")
-    agent.configure("community", "add", f"name={USER}", "addresses=127.0.0.0/8", "security=private",
-                    f"authentication-protocol={digest}", f"authentication-password={PASSWORD}",
-                    f"encryption-protocol={cipher}", f"encryption-password={PASSWORD}")
+    add_user(agent)
     for daemon in agent.daemons.values():
         give_priority(daemon.pid)
     return agent

@@ -23,6 +23,9 @@ IN_MEMORY = "/dev/shm" if os.path.isdir("/dev/shm") else None  # place of a root
 HELPERS = {"session"}  # modules that aren't scenarios
 
 
+USER, PASSWORD = "sha256-aes128", "benchbench"  # of the load generators: protocols, which are the name, and passwords
+
+
 class Failure(Exception):
     """Ends a scenario, with one line for the user."""
 
@@ -152,6 +155,14 @@ class Session(contextlib.ExitStack):
         rows += [(name, *goal.texts()) for name, goal in self.goals.items()]
         widths = [max(map(len, column)) for column in zip(*rows)]
         return "\n".join("  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip() for row in rows)
+
+
+def add_user(agent, *words):
+    """The SNMPv3 user of the load generators. words: more of its entry, such as write-access=yes."""
+    digest, cipher = USER.split("-")
+    agent.configure("community", "add", f"name={USER}", "addresses=127.0.0.0/8", "security=private",
+                    f"authentication-protocol={digest}", f"authentication-password={PASSWORD}",
+                    f"encryption-protocol={cipher}", f"encryption-password={PASSWORD}", *words)
 
 
 def private_dirty(pid):

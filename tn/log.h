@@ -38,8 +38,8 @@ void setLogTarget(LogTarget target, const std::string& systemLogPath = "/dev/log
 /// statement therefore begins with constant text, and the output of a program (tnctl's tables) isn't written to a
 /// stream.
 ///
-/// Lines caused by strangers (peers that haven't proved any access rights) are limited to 10 a second in total,
-/// whatever their causes. The number of suppressed lines is reported in the same way.
+/// Lines caused by strangers (anyone who sends datagrams, with access rights or without) are limited to 10 in 2 seconds
+/// in total, whatever their causes. The number of suppressed lines is reported in the same way.
 class lstream {
   public:
     enum class Sink { Log, Stdout, Stderr };

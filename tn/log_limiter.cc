@@ -17,7 +17,7 @@ namespace {
 constexpr int kBurst = 256;                         // lines of one cause at once
 constexpr std::chrono::milliseconds kRefill{1000};  // until a cause may write one line more
 constexpr size_t kStrangersLines = 10;              // in any kStrangersTime
-constexpr std::chrono::milliseconds kStrangersTime{1000};
+constexpr std::chrono::milliseconds kStrangersTime{2000};
 constexpr size_t kMaxCauses = 256;  // with separate buckets; any others share one for each stream
 constexpr std::string_view kOtherCauses;
 
@@ -63,11 +63,17 @@ class Limiter {
         }
         if (strangers_.leftOut > 0 && now - strangers_.reported >= kStrangersTime && strangers_.take(now)) {
             strangers_.reported = now;
-            summary(serr, "about datagrams from unverified senders", std::exchange(strangers_.leftOut, 0));
+            summary(serr, "about received datagrams", std::exchange(strangers_.leftOut, 0));
         }
         if (stream.isAboutStrangers()) return strangers_.take(now) || (++strangers_.leftOut, false);
         Bucket& bucket = bucketOf(stream, cause, now);
         return bucket.take(now) || (++bucket.leftOut, false);
+    }
+
+    void forget() {
+        const std::lock_guard lock(mutex_);
+        buckets_.clear();
+        strangers_ = {};
     }
 
   private:
@@ -89,11 +95,17 @@ class Limiter {
     Window strangers_;
 };
 
+Limiter& limiter() {
+    static Limiter& only = *new Limiter;  // never destroyed: objects that log in their destructors may outlive it
+    return only;
+}
+
 }  // namespace
 
 bool admitLine(const lstream& stream, std::string_view cause, const LogSummary& summary) {
-    static Limiter& limiter = *new Limiter;  // never destroyed: objects that log in their destructors may outlive it
-    return limiter.admit(stream, cause, summary);
+    return limiter().admit(stream, cause, summary);
 }
+
+void forgetLines() { limiter().forget(); }
 
 }  // namespace tn

@@ -20,4 +20,7 @@ using LogSummary = std::function<void(const lstream& origin, const std::string& 
 ///                 under the limiter's lock, so it must not call admitLine.
 [[nodiscard]] bool admitLine(const lstream& stream, std::string_view cause, const LogSummary& summary);
 
+/// Forgets all lines so far: for tests, whose clocks start again.
+void forgetLines();
+
 }  // namespace tn

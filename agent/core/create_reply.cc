@@ -156,7 +156,7 @@ ErrorStatus answerBinding(Context& c, const Operation& operation, Request& reque
     }
     const ErrorStatus status = operation.answer(c);
     if (status == ErrorStatus::NoError && c.isBulk() && c.pendingEndOfView != 0 && !c.out.hasOverflowed()) {
-        serr << "incomplete request " << c.pendingEndOfView;
+        tn::strangersErr << "incomplete request " << c.pendingEndOfView;
         c.addEndOfMibView(c.requestedName);
     }
     return status;

@@ -40,7 +40,7 @@ Answer getNextCompletion(Context& c) {
     if (c.pendingEndOfView == 0 || c.out.hasOverflowed()) return kAnswered;
     const auto next = branches.upper_bound(c.branchPrefix);
     if (next == branches.end()) {
-        serr << "EOMV";  // compat: 107
+        tn::strangersErr << "EOMV";  // compat: 107
         return kAnswered;
     }
     c.oid.clear();

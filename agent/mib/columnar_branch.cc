@@ -140,15 +140,16 @@ Answer ColumnarBranch::getItem(Context& c, const OID& prefix, const OID& item,
     const OID index = indexOf(item);
     const Key key = table_->createKey(index, /*strict=*/true);
     if (item.size() < 2 || key.bad) {
-        serr << (item.empty() ? "bad oid key" : "bad key");
+        tn::strangersErr << (item.empty() ? "bad oid key" : "bad key");
         return missing(c, isStandard ? prefix + item : prefix, exception);  // compat: 22
     }
-    if (key.empty()) serr << "empty key";
+    if (key.empty()) tn::strangersErr << "empty key";
     if (!dlog.isMuted()) dlog << "col " << item.front() << " key " << key.objectId << nameNote(prefix + item);
     const Data* row = column != columns_.end() ? rowAt(c, index, wanted) : nullptr;
     if (row == nullptr) {
-        serr << "bad oid or column does not exist " << std::hex << item.front() << ' ' << row;  // compat: 111
-        return missing(c, prefix + item, exception);                                            // compat: 24
+        tn::strangersErr << "bad oid or column does not exist " << std::hex << item.front() << ' '
+                         << row;                      // compat: 111
+        return missing(c, prefix + item, exception);  // compat: 24
     }
     c.out.startSeq(tag::Sequence);
     c.out.addOID(prefix + item, tag::ObjectIdentifier);
@@ -211,7 +212,7 @@ Answer ColumnarBranch::complete(Context& c, const OID& prefix, const OID& item) 
     c.branchPrefix = prefix;
     if (getNextCompletion(c) == kNotMine) return kNotMine;
     if (c.pendingEndOfView == 0 || c.out.hasOverflowed()) return kAnswered;
-    serr << "end of mib";
+    tn::strangersErr << "end of mib";
     return endOfView(c, prefix + item);
 }
 

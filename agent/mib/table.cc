@@ -65,7 +65,7 @@ bool MapTable::addKeyToMessage(const OID& index, tn::message& m) const {  // com
     for (const auto& [packer, fieldId] : indexes_) {
         const size_t left = rest.size();
         if (packer->addKeyToMessage(rest, m, fieldId)) continue;
-        sout << "incomplete key";
+        tn::strangersOut << "incomplete key";
         OID nearest = lastBefore(std::span(index).last(left));
         if (!nearest.empty()) (void)packer->addKeyToMessage(nearest, m, fieldId);
         return false;
@@ -91,7 +91,7 @@ Key MapTable::createKey(const OID& index, bool strict) const {
         key.bad = true;
         return key;
     }
-    sout << "relaxed key";
+    tn::strangersOut << "relaxed key";
     key.relaxed = true;
     key.message.insert_bool(tn::field::KeyIncomplete, true);
     return key;

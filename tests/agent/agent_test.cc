@@ -5,11 +5,13 @@
 #include "agent/traps/trap_generators.h"
 #include "agent/traps/trap_makers.h"
 #include "tests/agent/ber/octets.h"
+#include "tn/log_limiter.h"
 
 namespace snmp {
 
 AgentTest::AgentTest() {
     tn::setSources(&sources);
+    tn::forgetLines();
     statistics = {};
     agent = std::make_unique<SnmpLooper>(uint16_t{0});
 }

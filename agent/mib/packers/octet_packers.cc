@@ -27,7 +27,7 @@ void StringPacker::pack(Context& c, const Data* record) const { c.out.add(get(re
 bool StringPacker::unpack(Data* record, Context& c) const {
     std::string value;
     if (!c.in.getString(&value)) return false;
-    serr << "unpacked s = " << value;  // compat: 110
+    tn::strangersErr << "unpacked s = " << value;  // compat: 110
     set(record, value);
     return true;
 }
@@ -35,7 +35,7 @@ bool StringPacker::unpack(Data* record, Context& c) const {
 void StringPacker::addKeyToName(const Data* record, OID& name) const {
     const std::string value = get(record);
     if (keyLength_ != 0 && value.size() != keyLength_) {
-        serr << "inconsistent key length";
+        tn::strangersErr << "inconsistent key length";
         return;
     }
     if (keyLength_ == 0) name += static_cast<unsigned int>(value.size());
@@ -78,7 +78,7 @@ bool IPPacker::unpack(Data* record, Context& c) const {
     std::string octets;
     if (!c.in.getString(&octets)) return false;
     if (octets.size() != 4) {
-        serr << "bad ipv4 address";
+        tn::strangersErr << "bad ipv4 address";
         return false;
     }
     unsigned int value = 0;
@@ -116,7 +116,7 @@ bool IP6Packer::unpack(Data* record, Context& c) const {
     if (!c.in.getString(&octets)) return false;
     IPAddr6 value;
     if (octets.size() != value.octets().size()) {
-        serr << "bad ipv6 address";
+        tn::strangersErr << "bad ipv6 address";
         return false;
     }
     std::copy(octets.begin(), octets.end(), value.octets().begin());

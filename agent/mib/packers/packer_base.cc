@@ -35,7 +35,7 @@ Kind kindOf(uint8_t type) {
 bool Packer::take(Data* record, Context& c) const {
     const uint8_t given = c.in.getType();
     if (kindOf(given) == kindOf(type_)) return unpack(record, c);
-    serr << "bad value type " << unsigned{given};
+    tn::strangersErr << "bad value type " << unsigned{given};
     return false;
 }
 

@@ -73,7 +73,7 @@ RowFetch::Step RowFetch::failed(const tn::message& reply, uint32_t code) const {
         return Step::End;
     }
     if (key_.empty()) return Step::End;
-    serr << "bad key";
+    tn::strangersErr << "bad key";
     return Step::UnknownKey;
 }
 
@@ -146,7 +146,7 @@ void RowFetch::moveCursor() {
         trace("update key");
         table_->addKeyToMessage(last, cursor_.message);
     } else if (std::exchange(unbuilt_, false)) {
-        serr << "unable to update key";
+        tn::strangersErr << "unable to update key";
     }
 }
 

@@ -1,0 +1,114 @@
+"""Junk from one address at 80 % of the rate at which the kernel drops datagrams of the agent's socket, while another
+address polls. The rate is measured first: the highest without drops for a moment."""
+import contextlib
+import json
+import os
+import pathlib
+import subprocess
+
+from load import give_priority, with_user
+from session import BUILD, IN_MEMORY, IS_SANITIZED, USER, Failure, private_dirty
+
+GOAL = "a flood of junk at 80 % of what the kernel drops disturbs no other client"
+MINUTES = 5
+QUICK = 3
+
+POLLS = 100  # requests a second of the other client
+FIRST_RATE, LAST_RATE = 4_000, 400_000
+PROBE_SECONDS = {True: 0.25, False: 3}  # for each rate, in the quick form or not
+RESOLUTION = {True: 1.25, False: 1.05}  # ratio of the rates between which the limit is
+
+
+def drops(agent):
+    """Datagrams that the kernel dropped because the agent's socket buffer was full."""
+    total = 0
+    for table in ("udp", "udp6"):
+        lines = pathlib.Path(f"/proc/{agent.daemons['node'].pid}/net/{table}").read_text().splitlines()[1:]
+        for fields in map(str.split, lines):
+            if int(fields[1].rpartition(":")[2], 16) == agent.port:
+                total += int(fields[-1])
+    return total
+
+
+def start_flood(session, agent, rate, seconds):
+    words = [*agent.prefix, BUILD / "flood", "--port", agent.port, "--rate", int(rate), "--seconds", seconds, "--seed",
+             session.seed]
+    return subprocess.Popen(list(map(str, words)), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+
+
+def finish(process):
+    """Datagrams sent."""
+    out, error = process.communicate()
+    if process.returncode:
+        raise Failure(error.strip())
+    return int(out)
+
+
+def drops_at(session, agent, rate):
+    """Whether the kernel drops datagrams at this rate."""
+    seconds = PROBE_SECONDS[session.quick]
+    before = drops(agent)
+    sent = finish(start_flood(session, agent, rate, seconds))
+    if sent < 0.8 * rate * seconds:
+        return True  # this machine can't send more
+    return drops(agent) > before
+
+
+def highest_rate(session, agent):
+    """Datagrams a second at which nothing is dropped yet."""
+    low, high = FIRST_RATE, FIRST_RATE * 2
+    while high < LAST_RATE and not drops_at(session, agent, high):
+        low, high = high, high * 2
+    while high / low > RESOLUTION[session.quick]:
+        middle = (low * high) ** 0.5
+        low, high = (low, middle) if drops_at(session, agent, middle) else (middle, high)
+    return low
+
+
+@contextlib.contextmanager
+def apart(pid):
+    """The agent has a processor of its own, and what is started meanwhile the others, if there are two."""
+    before = os.sched_getaffinity(0)
+    first = min(before)
+    if len(before) > 1:
+        os.sched_setaffinity(pid, {first})
+        os.sched_setaffinity(0, before - {first})
+    try:
+        yield
+    finally:
+        os.sched_setaffinity(0, before)
+
+
+def run(session):
+    namespace = session.namespace("flood", ["link set lo up"])
+    agent = with_user(session.deployment("node", prefix=namespace.prefix, place=IN_MEMORY))
+    pid = agent.daemons["node"].pid
+    with apart(pid):
+        measure(session, agent, pid)
+
+
+def measure(session, agent, pid):
+    rate = 0.8 * highest_rate(session, agent)
+    session.note(f"flood of {rate:,.0f} datagrams a second")
+    memory, lines = private_dirty(pid), len(agent.said().splitlines())
+    session.start_clock()
+    flood = start_flood(session, agent, rate, session.seconds + 1)
+    words = [*agent.prefix, BUILD / "poller", "--port", agent.port, "--rate", POLLS, "--interval", 1, "--seconds",
+             int(session.seconds), "--v3", USER, f"--pid={pid}"]
+    sent = lost = 0
+    with subprocess.Popen(list(map(str, words)), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True) as poller:
+        give_priority(poller.pid)
+        for line in poller.stdout:
+            numbers = json.loads(line)
+            sent, lost = sent + numbers["sent"], lost + numbers["lost"] + numbers["wrong"]
+            session.goal("other client: requests answered", 100 * (1 - lost / sent), 99.9, "%", at_least=True)
+            session.goal("log lines", (len(agent.said().splitlines()) - lines) / session.elapsed(), 10, "a second")
+            session.progress(f"{sent} requests, {lost} lost, p99 {numbers['p99_us']} us")
+        error = poller.stderr.read()
+    junk = finish(flood)
+    if poller.returncode or not sent:
+        raise Failure(f"{error.strip()}{agent.said()[-3000:]}")
+    session.goal("other client: requests sent", sent, 0.98 * POLLS * int(session.seconds), at_least=True)
+    session.goal("junk sent, of the intended rate", 100 * junk / (rate * (session.seconds + 1)), 90, "%", at_least=True)
+    if not IS_SANITIZED:
+        session.goal("memory growth", private_dirty(pid) - memory, 1024, "KiB")
