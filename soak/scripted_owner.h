@@ -23,6 +23,8 @@ class ScriptedOwner : public tn::Handler {
     explicit ScriptedOwner(std::string_view script);
 
     tn::message handle(const tn::message& request, uint32_t rights) override;
+    /// The script answers for all paths below its own, too.
+    tn::message handleBrkpath(const tn::message& request) override { return handle(request, tn::right::All); }
 
     std::vector<tn::message> requests;  ///< all that the script answered, if `remembers`
     bool remembers = false;

@@ -47,7 +47,9 @@ int main(int argc, char** argv) {
     std::string file = "-";
     tn::addCommonOptions(app);
     app.add_option("--script", file, "file with the script; - for standard input")->capture_default_str();
-    app.add_option("PATH", paths, "bus path to serve, such as 24,2. Each performs the script by itself")->required();
+    app.add_option("PATH", paths,
+                   "bus path to serve with all paths below it, such as 24,2. Each performs the script by itself")
+        ->required();
     if (const auto leave = tn::parseOptions(app, argc, argv)) return *leave;
     try {
         return serve(paths, contentOf(file));

@@ -3,12 +3,11 @@
 import os
 import random
 import signal
-import sys
 import threading
 import time
 import unittest
 
-from harness import SYS_NAME, SYS_SERVICES, SYSTEM, Daemon, Deployment, eventually, for_a_while, signal_process
+from harness import SYS_NAME, SYS_SERVICES, SYSTEM, Daemon, Deployment, eventually, for_a_while, program, signal_process
 
 LEAVES_AFTER = 1.0  # seconds without a message, when its service is off
 
@@ -54,13 +53,12 @@ class Lifecycle(unittest.TestCase):
         agent.wait_for("34")
         agent.open()
         names = {24: SYSTEM + ".4", 20: "1.3.6.1.2.1.2.2", 44: "1.3.6.1.2.1.4.21"}
-        for number in names:  # accepts nothing, answers nothing
-            path = agent.root / "tern/run/bus" / str(number)
-            hung = Daemon([sys.executable, "-c", "import os, signal, socket, sys; path = sys.argv[1]; "
-                           "s = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET); s.bind(path + '~'); s.listen(); "
-                           "os.rename(path + '~', path); signal.pause()", path], agent.output)
+        script = agent.root / "script"
+        script.write_text("hang")
+        for number in names:
+            hung = Daemon([program("scripted-owner"), "--root", agent.root, "--script", script, number], agent.output)
             self.addCleanup(hung.end, signal.SIGKILL)
-            eventually(path.exists, "it listens")
+            eventually((agent.root / "tern/run/bus" / str(number)).exists, "it listens")
         seconds = self.seconds_of_getnext(agent, names.values())
         self.assertTrue(5 < seconds < 9, f"not one time-out of 6 s: {seconds}")
         later = min(self.seconds_of_getnext(agent, names.values()) for _ in range(5))
