@@ -154,10 +154,11 @@ Received Exchange::receiveReply(const ConnectionPtr& connection, Burst& burst) {
     ++running_;
     Received received = Received::Nothing;
     for (Time wait = remaining(burst.deadline()); wait > 0ms; wait = remaining(burst.deadline())) {
-        connection->setReceiveTimeout(wait);
+        // The kernel's timer for it (timer_list) may be late by an eighth; the rest is waited for in the next rounds.
+        connection->setReceiveTimeout(wait - wait / 4);
         message packet;
         received = connection->receive(connections_.buffer(), /*wait=*/true, packet);
-        if (received == Received::Interrupted) continue;
+        if (received == Received::Interrupted || received == Received::Nothing) continue;
         if (received != Received::Packet) break;
         if (Burst::Call* call = burst.answeredBy(packet)) {
             burst.answer(*call, std::move(packet));
