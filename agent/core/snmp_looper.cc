@@ -179,6 +179,11 @@ void SnmpLooper::serveReceived() {
     if (datagrams_.hasNext()) defer([this] { serveReceived(); });
 }
 
+void SnmpLooper::shutdown() {
+    if (!datagrams_.hasNext()) return Looper::shutdown();
+    defer([this] { shutdown(); });  // after the deferred call that serves them
+}
+
 void SnmpLooper::flushRefusalsLater() {
     if (willFlush_ || !statistics.refusals.isPending()) return;
     willFlush_ = true;

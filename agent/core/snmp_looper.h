@@ -47,6 +47,9 @@ class SnmpLooper : public tn::Looper {
     /// Sends traps for the changes that were missed while the owner was away.
     void resubscribed(std::span<const uint32_t> path, uint32_t command) override;
 
+    /// Ends the loop once the datagrams already received are answered: a restarted agent can't receive them again.
+    void shutdown() override;
+
     /// Sends the replies that are ready, so that they aren't delayed by the wait.
     void beforeWait() override { datagrams_.send(socket_); }
 

@@ -5,6 +5,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <thread>
+
 #include "agent/core/service_socket.h"
 #include "agent/mib/packer.h"
 #include "agent/status/statistics.h"
@@ -328,6 +330,17 @@ TEST_F(ServiceTest, RepeatedRefusalsAreLoggedWhenTheirMinuteIsOverAlsoWithoutFur
         EXPECT_EQ(next(), "");
         EXPECT_FALSE(statistics.refusals.isPending());
     }
+}
+
+TEST_F(ServiceTest, WhatHasBeenReceivedIsAnsweredBeforeTheProcessEnds) {
+    const Client client(address);
+    hooked.hook = [&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(25));
+        agent->shutdown();
+    };
+    for (uint32_t id = 1; id <= 3; ++id) client.query(id, "1.3.9.0");
+    agent->ThinRunner::run();
+    EXPECT_THAT(client.answers(), ElementsAre(1, 2, 3));
 }
 
 TEST_F(ServiceTest, SwitchingTheServiceOffSendsWhatIsReadyAndServesNothingMore) {
