@@ -45,6 +45,7 @@ os.umask(0o022)  # group-writable folders are refused
 
 _libc = ctypes.CDLL(None, use_errno=True)
 _PR_SET_PDEATHSIG = 1
+_CLONE_NEWNET = 0x40000000
 
 
 def program(name):
@@ -144,13 +145,14 @@ def text_of(file):
 class Daemon:
     """One process with its output in a file."""
 
-    def __init__(self, words, output, prefix=()):
+    def __init__(self, words, output, prefix=(), pass_fds=()):
         self.words = [str(word) for word in words]
         self.output = pathlib.Path(output)
         self.warm = None  # descriptors and memory after the start
         with open(self.output, "ab") as sink:
             wrap = WRAP if pathlib.Path(self.words[0]).name in DAEMONS else []
-            self.process = subprocess.Popen([*prefix, *wrap, *self.words], stdin=subprocess.DEVNULL, stdout=sink, stderr=sink,
+            self.process = subprocess.Popen([*prefix, *wrap, *self.words], stdin=subprocess.DEVNULL, stdout=sink,
+                                            stderr=sink, pass_fds=pass_fds,
                                             preexec_fn=lambda: _libc.prctl(_PR_SET_PDEATHSIG, signal.SIGKILL))
 
     @property
@@ -291,6 +293,16 @@ class Namespace:
         answer = run(*self.prefix, *words, stdin=stdin)
         assert answer.status == 0, f"{words}: {answer}"
         return answer.out
+
+    @contextlib.contextmanager
+    def entered(self):
+        """Sockets that this thread creates in the block are the namespace's."""
+        with open("/proc/thread-self/ns/net") as own, open(f"/run/netns/{self.name}") as other:
+            assert _libc.setns(other.fileno(), _CLONE_NEWNET) == 0, os.strerror(ctypes.get_errno())
+            try:
+                yield
+            finally:
+                assert _libc.setns(own.fileno(), _CLONE_NEWNET) == 0, os.strerror(ctypes.get_errno())
 
     def ip(self, *words):
         """What ip(8) says, from its JSON."""
@@ -451,17 +463,24 @@ def _oid(name):
     return bytes([0x2B, *map(int, name.split(".")[2:])])  # 1.3 is one octet
 
 
-def request(request_id, name, community="common"):
-    """A v2c Get of one object, shorter than 128 octets, with all numbers of the name below 128."""
-    bindings = _tlv(0x30, _tlv(0x30, _tlv(0x06, _oid(name)) + b"\x05\x00"))
+def request(request_id, name, community="common", text=None):
+    """A v2c Get of one object, or a Set to a text. All numbers of the name are below 128."""
+    pdu, value = (0xA0, b"\x05\x00") if text is None else (0xA3, _tlv(0x04, text.encode()))
+    bindings = _tlv(0x30, _tlv(0x30, _tlv(0x06, _oid(name)) + value))
     numbers = _tlv(0x02, (_FIRST_ID + request_id).to_bytes(4, "big")) + b"\x02\x01\x00\x02\x01\x00"
-    return _tlv(0x30, b"\x02\x01\x01" + _tlv(0x04, community.encode()) + _tlv(0xA0, numbers + bindings))
+    return _tlv(0x30, b"\x02\x01\x01" + _tlv(0x04, community.encode()) + _tlv(pdu, numbers + bindings))
 
 
 def request_id_of(reply):
     """The number of the request() that this responds to; None if it isn't a response."""
     found = re.search(rb"\xa2(?:[\x00-\x7f]|\x81.|\x82..)\x02\x04(....)", reply, re.S)
     return int.from_bytes(found.group(1), "big") - _FIRST_ID if found else None
+
+
+def bindings_of(message):
+    """(error-status, {name octets: value octets}) of a v2c message. An exception has no octets."""
+    _, _, (_, (_, status, _, bindings)) = _elements(message)[0]
+    return status[0], dict(bindings)
 
 
 class V3:
