@@ -44,6 +44,7 @@ def pinned(cpu):
 
 class Arm:
     """One server, or several that work together. With a namespace, they and their clients run in it."""
+    plugins = []  # names of shipped plug-ins that ours load
 
     def __init__(self, build, namespace=None):
         self.build = build
@@ -203,8 +204,6 @@ class DebianSnmpd(Arm):
 
 
 class Agent(Arm):
-    plugins = []  # names of shipped plug-ins to load
-
     def launch(self):
         plugins = [f"--plugins={self.folder}/plugins"] if self.plugins else []
         for plugin in self.plugins:
@@ -249,7 +248,17 @@ class OverTheBus(Agent):
     programs = ["tarnix-hostd", "tarnix-snmpd"]
 
 
-ARMS = {arm.name: arm for arm in [Echo, DebianSnmpd, Node, OverTheBus]}
+class NodeWithIfx(Node):
+    name = "node+ifx"
+    plugins = ["ifx"]
+
+
+class OverTheBusWithIfx(OverTheBus):
+    name = "bus+ifx"
+    plugins = ["ifx"]
+
+
+ARMS = {arm.name: arm for arm in [Echo, DebianSnmpd, Node, OverTheBus, NodeWithIfx, OverTheBusWithIfx]}
 
 
 @contextlib.contextmanager
@@ -259,7 +268,7 @@ def running(names, build, namespace=None, plugins=()):
     try:
         for name in names:
             arms.append(ARMS[name](build, namespace))
-            arms[-1].plugins = plugins
+            arms[-1].plugins = [*arms[-1].plugins, *plugins]
             arms[-1].start()
         yield arms
     finally:

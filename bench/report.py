@@ -5,7 +5,7 @@ import subprocess
 import sys
 import time
 
-COLUMNS = ["echo", "snmpd", "node", "bus"]
+COLUMNS = ["echo", "snmpd", "node", "bus", "node+ifx", "bus+ifx"]
 TREE = pathlib.Path(__file__).resolve().parents[1]
 PLOTTER = pathlib.Path(__file__).with_name("draw_plots.py")
 PYTHON = "/usr/bin/python3"  # Debian's, which python3-matplotlib is for
@@ -55,9 +55,10 @@ class Report:
 
     def table(self, all_rows):
         """In Markdown."""
-        lines = [["work", *COLUMNS, "wanted"]]
-        lines += [[work, *(cells.get(name, "") for name in COLUMNS), wanted or ""]
-                  for work, cells, wanted in self.rows if all_rows or wanted is not None]
+        shown = [(work, cells, wanted) for work, cells, wanted in self.rows if all_rows or wanted is not None]
+        columns = [name for name in COLUMNS if any(name in cells for _, cells, _ in shown)]
+        lines = [["work", *columns, "wanted"]]
+        lines += [[work, *(cells.get(name, "") for name in columns), wanted or ""] for work, cells, wanted in shown]
         widths = [max(map(len, column)) for column in zip(*lines)]
         lines.insert(1, ["-" * width for width in widths])
         return "".join("| " + " | ".join(map(str.ljust, line, widths)) + " |\n" for line in lines)

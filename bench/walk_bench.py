@@ -7,9 +7,10 @@ from arms import running, shuffled
 from namespace import middle_link, namespace_with_links
 from report import progress
 
-ARMS = ["snmpd", "node", "bus"]
+ARMS = ["snmpd", "node", "bus", "node+ifx", "bus+ifx"]
 QUICK = {"links": [20, 200], "rounds": 1, "requests": 4000}
 NEEDS_ROOT = True
+PLOTTED = ["snmpd", "node", "bus"]
 
 IF_TABLE, IF_X_TABLE = "1.3.6.1.2.1.2.2", "1.3.6.1.2.1.31.1.1"  # RFC 2863
 TABLES = [IF_TABLE, IF_X_TABLE]
@@ -21,6 +22,7 @@ POLLED = [f"{IF_TABLE}.1.{column}" for column in (2, 7, 8, 13, 14, 20)] + [
 WAYS = {  # name: (arguments of udp-walk, work, kind of request, wanted with the most links)
     "bulk25": (["--max-repetitions=25", *TABLES], "ifTable + ifXTable, {} links, GetBulk 25", "GetBulk 25 of ifTable",
                "node 0.15, bus 0.4"),
+    "table": (["--max-repetitions=25", IF_TABLE], "ifTable, {} links, GetBulk 25", None, ""),
     "next": (["--getnext", IF_TABLE], "ifTable, {} links, GetNext", "GetNext in ifTable",
              "node 0.35, bus 0.8"),
     "poller": (["--at-once=10", "--max-repetitions=10", *POLLED], "10 columns, {} links, one GetBulk 10",
@@ -63,12 +65,12 @@ def run(options, report):
             cpu = {arm: min(w["cpu_seconds"] for w in rounds) * 1e6 for arm, rounds in walks[way, links].items()}
             largest = links == options.links[-1]
             report.add(work.format(f"{links:,}"), cpu, "us", base="snmpd", wanted=wanted if largest else None)
+            plotted = {arm: us for arm, us in cpu.items() if arm in PLOTTED}
             if way == "bulk25":
                 # A row has the columns of both tables; the loopback has one, too.
-                report.size("links", links, {arm: total / (links + 1) for arm, total in cpu.items()})
-            if largest:
-                report.request(kind, {arm: cpu[arm] / rounds[-1]["requests"]
-                                      for arm, rounds in walks[way, links].items()})
+                report.size("links", links, {arm: total / (links + 1) for arm, total in plotted.items()})
+            if largest and kind:
+                report.request(kind, {arm: us / walks[way, links][arm][-1]["requests"] for arm, us in plotted.items()})
     for work, unit, figures in [("Get of ifInOctets, {} links", "us", gets), ("start, {} links", "ms", starts)]:
         for links, rounds in figures.items():
             report.add(work.format(f"{links:,}"), {arm: min(values) for arm, values in rounds.items()}, unit)
