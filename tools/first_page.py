@@ -41,7 +41,7 @@ a machine without what it describes, for example a bridge or sensors.
 """
 READERS = ("The readers are {}. Zabbix means its templates \"Linux by SNMP\" and \"Network Generic Device by SNMP\", "
            "snmp_exporter modules generated from the MIB, Icinga the monitoring plug-ins, MRTG cfgmaker. This is what "
-           "is known of them, not what was run; [clients.md](clients.md) has that.")
+           "is known of them, not what was run; [pollers.md](pollers.md) has that.")
 STATES = ("answered", "partly", "constant", "absent")
 
 
