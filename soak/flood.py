@@ -33,7 +33,9 @@ def drops(agent):
 def start_flood(session, agent, rate, seconds):
     words = [*agent.prefix, BUILD / "flood", "--port", agent.port, "--rate", int(rate), "--seconds", seconds, "--seed",
              session.seed]
-    return subprocess.Popen(list(map(str, words)), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+    process = subprocess.Popen(list(map(str, words)), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+    give_priority(process.pid)  # a busy machine doesn't thin the flood
+    return process
 
 
 def finish(process):
