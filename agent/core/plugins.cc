@@ -1,6 +1,8 @@
 #include "agent/core/plugins.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -8,19 +10,24 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <map>
 #include <set>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include "agent/log.h"
 #include "agent/mib/branch.h"
 #include "agent/status/statistics.h"
+#include "agent/traps/trap_generators.h"
 #include "contracts/snmp_status.h"
+#include "tn/log.h"
 #include "tn/paths.h"
+#include "tn/sources.h"
 
 namespace snmp {
 
@@ -30,6 +37,7 @@ constexpr size_t kLongestPath = 128;    // octets
 constexpr unsigned kMostFolders = 200;  // a folder with two symlinks to itself would have 2^60 paths
 constexpr int kSurvived = 77;           // exit status
 constexpr std::chrono::seconds kTrialTime{10};
+constexpr std::chrono::milliseconds kPollInterval{1};
 constexpr std::string_view kSuffix = ".so";
 
 /// Whether only root and the agent's own user can write `path` and the `foldersAbove` folders above its real location.
@@ -40,29 +48,6 @@ bool isOurs(const std::string& path, size_t foldersAbove) {
     swarn << "plugin refused: " << exposed.part << ": " << exposed.reason;
     statistics.setPlugin(path, "refused: " + exposed.part + ": " + exposed.reason);
     return false;
-}
-
-/// Whether a process survives loading the object. A child process tries, because a crash in a static constructor can't
-/// be caught. True if no child can be created.
-bool canBeLoaded(const std::string& path) {
-    const pid_t child = fork();
-    if (child < 0) return true;
-    if (child == 0) {
-        alarm(static_cast<unsigned>(kTrialTime.count()));
-        // dlopen is declared noexcept, but passes on the exception of a static constructor. The volatile pointer keeps
-        // the compiler from using that declaration and removing the handler.
-        void* (*volatile const open)(const char*, int) = dlopen;
-        try {
-            (void)open(path.c_str(), RTLD_NOW);
-        } catch (...) {
-            _exit(EXIT_FAILURE);
-        }
-        _exit(kSurvived);
-    }
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-    return WIFEXITED(status) && WEXITSTATUS(status) == kSurvived;
 }
 
 /// Whether the object was built for this version, or has no tarnixPluginVersion. Logs and records both versions
@@ -113,18 +98,7 @@ void start(void* object, const std::string& path) {
     statistics.setPlugin(path, failure, prefixesSince(before));
 }
 
-void load(const std::string& path, const std::vector<std::string>& disabled) {
-    if (isDisabled(path, disabled)) {
-        serr << "plugin disabled: " << path;
-        statistics.setPlugin(path, std::string(contracts::snmp_status::kDisabled));
-        return;
-    }
-    if (!isOurs(path, 1)) return;
-    if (!canBeLoaded(path)) {
-        swarn << "plugin refused: " << path << ": the process ends when it is loaded";
-        statistics.setPlugin(path, "refused: the process ends when it is loaded");
-        return;
-    }
+void load(const std::string& path) {
     void* object = dlopen(path.c_str(), RTLD_NOW);
     if (object == nullptr) {
         const std::string reason = dlerror();
@@ -136,6 +110,62 @@ void load(const std::string& path, const std::vector<std::string>& disabled) {
     serr << "plugin loaded: " << path;
     statistics.setPlugin(path, "");
     if (isForThisVersion(object, path)) start(object, path);  // compat: 91
+}
+
+/// The child process of a trial: loads the plug-in without the agent's files, sockets and output. These descriptors
+/// refer to /dev/null then, so that the plug-in's own don't get their numbers.
+[[noreturn]] void tryToLoad(const std::string& path) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    alarm(static_cast<unsigned>(kTrialTime.count()));
+    tn::setLogTarget(tn::LogTarget::None);
+    std::vector<int> descriptors;
+    std::error_code fault;
+    for (std::filesystem::directory_iterator entry("/proc/self/fd", fault), end; !fault && entry != end;
+         entry.increment(fault))
+        descriptors.push_back(std::atoi(entry->path().filename().c_str()));
+    const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
+    for (const int descriptor : descriptors) dup2(nothing, descriptor);
+    load(path);
+    _exit(kSurvived);
+}
+
+/// A plug-in that a child process loads first, because a crash or an endless loop can't be caught.
+struct Trial {
+    std::string path;
+    pid_t child;            ///< -1: none could be created; the plug-in is loaded without a trial
+    size_t generators = 0;  ///< in `scribers` when the plug-in was late
+};
+
+std::vector<Trial> trials;  // that aren't over, in the order of loading
+
+/// Loads the plug-in, or refuses it, if its trial is over. @return false if it isn't
+bool finish(const Trial& trial) {
+    int status = 0;
+    const pid_t ended = trial.child < 0 ? 0 : waitpid(trial.child, &status, WNOHANG);
+    if (trial.child >= 0 && (ended == 0 || (ended < 0 && errno == EINTR))) return false;
+    if (trial.child < 0 || (WIFEXITED(status) && WEXITSTATUS(status) == kSurvived)) {
+        load(trial.path);
+        return true;
+    }
+    const bool isHung = WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM;
+    const std::string reason = isHung ? "it isn't loaded within 10 s" : "the process ends when it is loaded";
+    swarn << "plugin refused: " << trial.path << ": " << reason;
+    statistics.setPlugin(trial.path, "refused: " + reason);
+    return true;
+}
+
+/// Begins the trial of a plug-in that may be loaded.
+void consider(const std::string& path, const std::vector<std::string>& disabled) {
+    if (isDisabled(path, disabled)) {
+        serr << "plugin disabled: " << path;
+        statistics.setPlugin(path, std::string(contracts::snmp_status::kDisabled));
+        return;
+    }
+    if (!isOurs(path, 1)) return;
+    statistics.setPlugin(path, "being tested");  // keeps its place in the list
+    const pid_t child = fork();
+    if (child == 0) tryToLoad(path);
+    trials.push_back({path, child});
 }
 
 void search(const std::string& directory, const std::vector<std::string>& disabled, unsigned& folders) {
@@ -163,16 +193,47 @@ void search(const std::string& directory, const std::vector<std::string>& disabl
         if (S_ISDIR(file.st_mode)) {
             search(path, disabled, folders);
         } else if (S_ISREG(file.st_mode) && name.size() > kSuffix.size() && name.ends_with(kSuffix)) {
-            load(path, disabled);
+            consider(path, disabled);
         }
     }
 }
 
 }  // namespace
 
-void loadPlugins(const std::string& directory, const std::vector<std::string>& disabled) {
+void loadPlugins(const std::string& directory, const std::vector<std::string>& disabled,
+                 std::chrono::milliseconds until) {
     unsigned folders = 0;
+    const size_t late = trials.size();
     search(directory, disabled, folders);
+    const auto isOver = [until](Trial& trial) {
+        while (!finish(trial)) {
+            if (tn::sinceBoot() >= until) {
+                swarn << "plugin late: " << trial.path << ": the agent starts without it";
+                trial.generators = scribers.size();
+                return false;
+            }
+            std::this_thread::sleep_for(kPollInterval);
+        }
+        return true;
+    };
+    trials.erase(std::remove_if(trials.begin() + static_cast<std::ptrdiff_t>(late), trials.end(), isOver),
+                 trials.end());
+}
+
+bool loadLatePlugins() {
+    for (size_t i = 0; i < trials.size();) {
+        const size_t known = scribers.size();
+        if (!finish(trials[i])) {
+            ++i;
+            continue;
+        }
+        // Settings refer to generators by their numbers, which mustn't depend on who is late.
+        const auto at = [](size_t number) { return scribers.begin() + static_cast<std::ptrdiff_t>(number); };
+        std::rotate(at(trials[i].generators), at(known), scribers.end());
+        trials.erase(trials.begin() + static_cast<std::ptrdiff_t>(i));
+        for (size_t later = i; later < trials.size(); ++later) trials[later].generators += scribers.size() - known;
+    }
+    return !trials.empty();
 }
 
 bool isDisabled(const std::string& file, const std::vector<std::string>& disabled) {

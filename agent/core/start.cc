@@ -15,6 +15,7 @@
 #include "agent/traps/trap_generators.h"
 #include "contracts/supervisor.h"
 #include "tn/paths.h"
+#include "tn/sources.h"
 
 namespace snmp {
 
@@ -23,12 +24,21 @@ namespace {
 namespace supervisor = contracts::supervisor;
 
 constexpr std::chrono::milliseconds kStartupTrapAfter{100};
+constexpr std::chrono::milliseconds kLatePluginInterval{100};
 
 void announce(SnmpLooper& agent) {
     tn::message m;
     m.insert_vector(tn::field::Destination, supervisor::kPath);
     m.insert_u32(supervisor::Number, tn::number::Snmp);
     agent.sendCmd(std::move(m), supervisor::kAnnounce);
+}
+
+/// Loads the late plug-ins when their trials are over, and subscribes to their trap generators.
+void followLatePlugins(SnmpLooper& agent) {
+    const size_t known = scribers.size();
+    const bool isLeft = loadLatePlugins();
+    if (scribers.size() > known) restartSubscribers(agent.settings().get(setting::TrapGenerators));
+    if (isLeft) agent.addTimer([&agent] { followLatePlugins(agent); }, kLatePluginInterval);
 }
 
 }  // namespace
@@ -85,10 +95,12 @@ int runAgent(SnmpLooper& agent, const Options& options) {
     agent.init();
     startModules();
     const auto& disabled = agent.settings().get(setting::DisabledPlugins);
-    if (!options.plugins.empty()) loadPlugins(options.plugins, disabled);
-    for (const std::string& folder : tn::pluginFolders()) loadPlugins(folder, disabled);
+    const std::chrono::milliseconds until = tn::sinceBoot() + kPluginTime;
+    if (!options.plugins.empty()) loadPlugins(options.plugins, disabled, until);
+    for (const std::string& folder : tn::pluginFolders()) loadPlugins(folder, disabled, until);
     trapMakers.push_back(alderTrapMaker);
     startSubscribers(agent.settings().get(setting::TrapGenerators));
+    followLatePlugins(agent);
     agent.addTimer([&agent] { agent.startup(); }, kStartupTrapAfter);
     announce(agent);
     return agent.run();

@@ -334,6 +334,8 @@ class Deployment:
         if self.kind == "apart":  # the agent asks for the system's description once, when it starts
             self.start_part("snmpd")
         self.wait_for("34")
+        if "--plugins" in self.agent_words or (self.root / "tern/lib/snmp").exists():
+            eventually(lambda: "being tested" not in self.tnctl("plugin", "list").out, "no plug-in is late")
         return self
 
     def start_part(self, part):

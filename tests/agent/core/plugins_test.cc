@@ -6,8 +6,10 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 #include "agent/status/statistics.h"
+#include "agent/traps/trap_generators.h"
 #include "tests/agent/said.h"
 #include "tests/tn/temp_root.h"
 
@@ -33,11 +35,13 @@ class PluginsTest : public testing::Test {
     }
 
     /// The lines that loading the folder writes, the folder itself as ".".
-    std::vector<std::string> linesOfLoading() {
-        std::istringstream text(said([this] { loadPlugins(folder); }));
+    std::vector<std::string> linesOfLoading(std::chrono::milliseconds time = std::chrono::seconds(30)) {
+        return linesOf([this, time] { loadPlugins(folder, {}, tn::sinceBoot() + time); });
+    }
+    std::vector<std::string> linesOf(const std::function<void()>& call) {
+        std::istringstream text(said(call));
         std::vector<std::string> lines;
         for (std::string line; std::getline(text, line);) {
-            if (line.starts_with("terminate called") || line.starts_with("  what():")) continue;  // the C++ runtime's
             for (size_t at = 0; (at = line.find(folder, at)) != std::string::npos;)
                 line.replace(at, folder.size(), ".");
             lines.push_back(line);
@@ -80,6 +84,7 @@ TEST_F(PluginsTest, WhatIsWrongWithOneCostsThatOneAlone) {
     put("old", "old.so");
     put("throws", "throws.so");
     put("bursts", "bursts.so");
+    put("aborts", "aborts.so");
     put("speaks", "good.so");
     statistics = {};
     EXPECT_THAT(
@@ -88,12 +93,34 @@ TEST_F(PluginsTest, WhatIsWrongWithOneCostsThatOneAlone) {
             "plugin loaded: ./mute.so", "plugin ./mute.so has no symbol autorun", "plugin loaded: ./old.so",
             "plugin built for another version: ./old.so: 0.0.1, this is " TARNIX_VERSION, "plugin loaded: ./throws.so",
             "plugin failed in autorun: ./throws.so: no such sensor",
+            "plugin refused: ./aborts.so: the process ends when it is loaded",
             "plugin refused: ./bursts.so: the process ends when it is loaded", "plugin loaded: ./good.so", "autorun"));
     std::map<std::string, std::string> faults;
     for (const PluginState& plugin : statistics.plugins) faults[fs::path(plugin.file).stem()] = plugin.fault;
     EXPECT_THAT(faults, UnorderedElementsAre(Pair("mute", "no symbol autorun"), Pair("old", "built for version 0.0.1"),
                                              Pair("throws", "failed in autorun: no such sensor"), Pair("good", ""),
+                                             Pair("aborts", "refused: the process ends when it is loaded"),
                                              Pair("bursts", "refused: the process ends when it is loaded")));
+}
+
+TEST_F(PluginsTest, AgentStartsWithoutLatePluginsAndLoadsThemWhenTheirTrialIsOver) {
+    put("stalls", "a.so");
+    put("slow", "b.so");
+    EXPECT_THAT(linesOfLoading(std::chrono::milliseconds(0)),
+                ElementsAre("plugin late: ./a.so: the agent starts without it",
+                            "plugin late: ./b.so: the agent starts without it"));
+    scribers.push_back({"of the next plug-in", nullptr, nullptr});
+    std::vector<std::string> later;
+    while (later.empty()) later = linesOf([] { EXPECT_TRUE(loadLatePlugins()) << "a.so hangs"; });
+    EXPECT_THAT(later, ElementsAre("plugin loaded: ./b.so", "autorun"));
+    EXPECT_THAT(scribers.end()[-2].name, "slow");
+    while (true) {
+        later = linesOf([] { (void)loadLatePlugins(); });
+        if (!later.empty()) break;
+        usleep(100'000);
+    }
+    EXPECT_THAT(later, ElementsAre("plugin refused: ./a.so: it isn't loaded within 10 s"));
+    EXPECT_FALSE(loadLatePlugins());
 }
 
 const std::string kWritable = ": writable by users other than its owner";
