@@ -3,18 +3,24 @@
 import os
 import pathlib
 import re
+import resource
+import signal
 import time
 import unittest
 
-from harness import BUILD, SYS_CONTACT, Daemon, eventually, not_tested, program, usable
+from harness import (BUILD, SYS_CONTACT, Daemon, eventually, not_tested, program, run, signal_process, temp_folder,
+                     text_of, usable)
 from usm_test import Agent
 
 NOBODY = 65534
 
 # One for each way to enter a secret. A wrong guess is a secret, too: it may be a password elsewhere.
-COMMUNITIES = {place: f"canary-{place}" for place in ("own", "renamed", "trap", "guessed")}
-PASSWORDS = {place: f"canary-{place}" for place in ("word", "priv-word", "input", "file", "message", "last", "guess")}
+CANARY = f"canary-{os.urandom(4).hex()}"  # differs from those of other runs on the machine
+COMMUNITIES = {place: f"{CANARY}-{place}" for place in ("own", "renamed", "trap", "guessed")}
+PASSWORDS = {place: f"{CANARY}-{place}" for place in ("word", "priv-word", "input", "file", "message", "last", "guess")}
 PASSWORDS["too-short"] = "can-ary"
+READINGS = (["snmp"], ["processes"], ["status"], ["undo", "list"], ["--json", "snmp", "community", "list"], ["export"],
+            ["message", "34", "get"], ["message", "34,1", "get-all"], ["message", "1,1", "get-all"])
 
 
 def as_nobody(*groups):
@@ -79,9 +85,9 @@ class Canaries(unittest.TestCase):
         self.assert_user_has("message", "file")
         self.tnctl("snmp", "community", "set", COMMUNITIES["own"], f"name={COMMUNITIES['renamed']}")
         self.tnctl("snmp", "community", "remove", COMMUNITIES["renamed"])
-        for words in (["snmp"], ["processes"], ["undo", "list"], ["--json", "snmp", "community", "list"],
-                      ["message", "34", "get"], ["message", "34,1", "get-all"], ["message", "1,1", "get-all"]):
+        for words in READINGS:
             self.tnctl(*words)
+        self.assertIn(PASSWORDS["message"], self.agent.tnctl("export", "--secrets").out)
 
     def assert_none(self, secrets, text, where):
         self.assertEqual([place for place, secret in secrets.items() if secret in text], [], where)
@@ -96,6 +102,9 @@ class Canaries(unittest.TestCase):
 
         eventually(told, "watchers report settings")
         self.use_every_place()
+        for words in (*READINGS, ["export", "--secrets"]):
+            answer = run(*reader, program("tnctl"), "--root", agent.root, *words)
+            self.assert_none(every, str(answer), f"{words} without the right to write")
         for pid in [agent.daemons["hostd"].pid, *agent.agent_pids()]:
             for file in ("cmdline", "environ", "status"):
                 self.assert_none(every, pathlib.Path(f"/proc/{pid}/{file}").read_text(errors="replace"), file)
@@ -127,3 +136,24 @@ class Memory(unittest.TestCase):
         for unit in ("hostd", "node", "snmpd"):
             text = (BUILD / f"packaging/systemd/tarnix-{unit}.service").read_text()
             self.assertIn("\nLimitCORE=0\nUMask=0077\n", text)
+
+    def test_a_crash_leaves_no_core(self):
+        if "CMAKE_BUILD_TYPE:STRING=Debug\n" in (BUILD / "CMakeCache.txt").read_text():
+            not_tested("debug builds can be dumped and traced")
+        limits = resource.getrlimit(resource.RLIMIT_CORE)
+        resource.setrlimit(resource.RLIMIT_CORE, (limits[1], limits[1]))
+        self.addCleanup(resource.setrlimit, resource.RLIMIT_CORE, limits)
+        folder = ("env", f"--chdir={temp_folder(self, 'cores')}")
+
+        def leaves_core(daemon):
+            signal_process(daemon.pid, signal.SIGABRT)
+            return os.waitid(os.P_PID, daemon.pid, os.WEXITED | os.WNOWAIT).si_code == os.CLD_DUMPED
+
+        agent = Agent("apart", prefix=folder).ends_with(self).start()
+        other = Daemon(["sleep", "60"], agent.output, folder)
+        self.addCleanup(other.end)
+        eventually(lambda: text_of(pathlib.Path(f"/proc/{other.pid}/comm")) == "sleep\n", "it runs in its folder")
+        if not re.match(r"[\w.%]+$", text_of(pathlib.Path("/proc/sys/kernel/core_pattern"))) or not leaves_core(other):
+            not_tested("cores are off, or aren't written to the working folder")
+        for daemon in agent.daemons.values():
+            self.assertFalse(leaves_core(daemon), daemon.words)
