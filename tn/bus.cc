@@ -91,8 +91,15 @@ message Bus::send(message m) {
 std::vector<message> Bus::exchange(std::vector<message> requests, std::chrono::milliseconds timeout) {
     idleExit_.touch();
     for (message& m : requests) prepare(m);
-    looper_.beforeWait();
+    const bool isSingle = requests.size() == 1;
+    if (!isSingle || !exchange_.isAnsweredAhead(requests.front())) looper_.beforeWait();
     return exchange_.run(std::move(requests), timeout);
+}
+
+void Bus::sendAhead(std::vector<message> requests) {
+    idleExit_.touch();
+    for (message& m : requests) prepare(m);
+    exchange_.sendAhead(std::move(requests));
 }
 
 message Bus::dispatchLocal(const message& m) {

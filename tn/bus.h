@@ -46,6 +46,9 @@ class Bus final : private Connections::Events {
     message send(message m);
     /// Sends to handlers of one other process and waits for the replies: see Exchange::run. No destination is empty.
     std::vector<message> exchange(std::vector<message> requests, std::chrono::milliseconds timeout);
+    /// See Exchange::sendAhead. Requests to this process aren't sent.
+    void sendAhead(std::vector<message> requests);
+    void dropAhead() { exchange_.dropAhead(); }
     void setBudget(std::chrono::milliseconds timeout) { exchange_.setBudget(timeout); }  ///< see Exchange::setBudget
     /// Dispatches to a handler of this process, with all rights. @return the reply
     message dispatchLocal(const message& m);

@@ -19,6 +19,7 @@ namespace {
 
 constexpr std::chrono::seconds kDebtTerm{30};
 constexpr int kMaxDials = 2;
+constexpr const char* kDisconnected = "disconnected before it replied";
 
 std::string about(uint32_t number, const char* what) { return "bus: " + std::to_string(number) + ": " + what; }
 
@@ -47,10 +48,12 @@ Exchange::Time Exchange::deadlineOf(std::chrono::milliseconds timeout) {
 
 std::vector<message> Exchange::run(std::vector<message> requests, std::chrono::milliseconds timeout) {
     const uint32_t number = requests.front().get_u32_array(field::Destination).front();
-    for (message& request : requests) request.insert_u32(field::RequestId, newRequestId());
+    std::optional<Ahead> ahead = takeAhead(requests);
+    for (message& request : requests) request.insert_u32(field::RequestId, ahead ? ahead->id : newRequestId());
     Burst burst(number, std::move(requests), deadlineOf(timeout));
     if (budget_ != 0ms && remaining(budgetEnd_) == 0ms)
         burst.failAll(errorMsg(error::TimedOut, about(number, "not queried, the request's time is used up")));
+    if (ahead) finish(std::move(*ahead), burst);
 
     // A connection that was open already and died while it was idle doesn't count.
     for (int dials = 0; burst.nextToSend() != nullptr && dials < kMaxDials;) {
@@ -126,6 +129,7 @@ bool Exchange::awaitReply(const ConnectionPtr& connection, Burst& burst) {
             return true;
         case Received::Nothing:
         case Received::Interrupted: {
+            forgetUnanswered(connection);
             const Burst::Call& last = burst.lastOutstanding();
             debts_.push_back({.debtor = connection,
                               .id = last.request.get_u32(field::RequestId),
@@ -135,7 +139,8 @@ bool Exchange::awaitReply(const ConnectionPtr& connection, Burst& burst) {
             return false;
         }
         case Received::Unread:
-            if (burst.outstanding() > 1) return true;  // it may have read the first ones: their replies follow
+            // It may have read the first ones: their replies follow.
+            if (burst.outstanding() > 1 || forgetLast(connection)) return true;
             loseAfterReading(connection);
             burst.takeBackSent();
             return false;
@@ -145,8 +150,9 @@ bool Exchange::awaitReply(const ConnectionPtr& connection, Burst& burst) {
         case Received::Ended:
             break;
     }
+    forgetUnanswered(connection);
     connections_.lose(connection);
-    burst.failSent(errorMsg(error::Unreachable, about(burst.number(), "disconnected before it replied")));
+    burst.failSent(errorMsg(error::Unreachable, about(burst.number(), kDisconnected)));
     return false;
 }
 
@@ -169,6 +175,77 @@ Received Exchange::receiveReply(const ConnectionPtr& connection, Burst& burst) {
     }
     --running_;
     return received;
+}
+
+// --- requests sent ahead ---------------------------------------------------------------------------------------------
+
+void Exchange::sendAhead(std::vector<message> requests) {
+    collectDebts();
+    for (message& request : requests) {
+        const ConnectionPtr connection = connections_.find(request.get_u32_array(field::Destination).front());
+        if (!connection || isIndebted(*connection)) continue;
+        const uint32_t id = newRequestId();
+        request.insert_u32(field::RequestId, id);
+        out_.clear();
+        request.flattenTo(out_);
+        if (connection->sendInTurn(out_) != Sent::Yes) continue;
+        request.remove(field::RequestId);
+        ahead_.push_back({.connection = connection, .request = std::move(request), .id = id, .reply = {}});
+    }
+}
+
+std::vector<Exchange::Ahead>::iterator Exchange::findAhead(const message& request) {
+    return std::ranges::find_if(ahead_, [&](const Ahead& ahead) {
+        return ahead.request == request && (ahead.reply || !isIndebted(*ahead.connection));
+    });
+}
+
+bool Exchange::isAnsweredAhead(const message& request) {
+    const auto found = findAhead(request);
+    if (found == ahead_.end()) return false;
+    if (found->reply) return true;
+    const ConnectionPtr connection = found->connection;
+    setAsideAll(connection);
+    const auto now = findAhead(request);
+    return now != ahead_.end() && now->reply;
+}
+
+std::optional<Exchange::Ahead> Exchange::takeAhead(const std::vector<message>& requests) {
+    if (ahead_.empty() || requests.size() != 1) return {};
+    const auto found = findAhead(requests.front());
+    if (found == ahead_.end()) return {};
+    std::optional<Ahead> taken = std::move(*found);
+    ahead_.erase(found);
+    return taken;
+}
+
+void Exchange::finish(Ahead ahead, Burst& burst) {
+    Burst::Call* call = burst.nextToSend();
+    if (call == nullptr) return;  // the budget is used up
+    if (ahead.reply) return burst.answer(*call, std::move(*ahead.reply));
+    burst.markSent(*call);
+    while (burst.outstanding() > 0 && awaitReply(ahead.connection, burst)) continue;
+}
+
+bool Exchange::storeAhead(const ConnectionPtr& connection, message& packet) {
+    const uint32_t id = packet.get_u32(field::ReplyTo);
+    const auto found = std::ranges::find_if(
+        ahead_, [&](const Ahead& ahead) { return ahead.id == id && ahead.connection == connection && !ahead.reply; });
+    if (found == ahead_.end()) return false;
+    found->reply = std::move(packet);
+    return true;
+}
+
+void Exchange::forgetUnanswered(const ConnectionPtr& connection) {
+    std::erase_if(ahead_, [&](const Ahead& ahead) { return ahead.connection == connection && !ahead.reply; });
+}
+
+bool Exchange::forgetLast(const ConnectionPtr& connection) {
+    const auto last = std::find_if(ahead_.rbegin(), ahead_.rend(),
+                                   [&](const Ahead& ahead) { return ahead.connection == connection && !ahead.reply; });
+    if (last == ahead_.rend()) return false;
+    ahead_.erase(std::prev(last.base()));
+    return true;
 }
 
 // --- late replies ----------------------------------------------------------------------------------------------------
@@ -199,6 +276,7 @@ void Exchange::settle(const ConnectionPtr& from, message& reply) {
 // --- what arrives meanwhile ------------------------------------------------------------------------------------------
 
 bool Exchange::setAside(const ConnectionPtr& connection, message packet) {
+    if (storeAhead(connection, packet)) return true;
     if (packet.has(field::ReplyTo)) settle(connection, packet);
     if (backlog_.add(connection, std::move(packet), connection->lastPacket())) return true;
     swarn << about(*connection->dialled(), "sends more than can be queued, connection closed");
@@ -210,8 +288,8 @@ void Exchange::setAsideAll(const ConnectionPtr& connection) {
         message packet;
         const Received received = connection->receive(connections_.buffer(), /*wait=*/false, packet);
         if (received == Received::Nothing) return;
-        if (received == Received::Interrupted || received == Received::Unread)
-            continue;  // reported once, packets follow
+        if (received == Received::Unread) forgetLast(connection);  // reported once, packets may follow
+        if (received == Received::Interrupted || received == Received::Unread) continue;
         if (received != Received::Packet || !setAside(connection, std::move(packet))) connections_.lose(connection);
     }
 }

@@ -37,6 +37,16 @@ class Exchange {
     std::vector<message> run(std::vector<message> requests, std::chrono::milliseconds timeout);
     [[nodiscard]] bool isRunning() const { return running_ > 0; }
 
+    /// Sends requests before their exchanges, so that one round trip serves several. A later run of an equal request
+    /// returns the reply; each reply is returned once. Only for requests that change nothing. One that can't be sent
+    /// at once is left to its exchange: if there is no connection or no room, or an earlier reply is outstanding.
+    /// @param requests  as for run, to any numbers
+    void sendAhead(std::vector<message> requests);
+    /// Forgets the requests sent ahead. Replies that are still to come are ignored.
+    void dropAhead() { ahead_.clear(); }
+    /// Whether the reply to a request sent ahead has arrived, so that its run doesn't wait.
+    [[nodiscard]] bool isAnsweredAhead(const message& request);
+
     /// Sets one timeout that all exchanges from now on share, counted from the start of the first. Their separate
     /// timeouts remain in force. 0 removes the shared one.
     void setBudget(std::chrono::milliseconds timeout);
@@ -57,6 +67,26 @@ class Exchange {
         std::vector<uint32_t> source;  ///< path of the handler that sent the request
         Time until{};                  ///< when the debt expires
     };
+
+    /// A request that was sent before its exchange.
+    struct Ahead {
+        ConnectionPtr connection;
+        message request;  ///< without the request id
+        uint32_t id = 0;
+        std::optional<message> reply;
+    };
+
+    /// The first request sent ahead that equals this one, unless its peer has a debt.
+    [[nodiscard]] std::vector<Ahead>::iterator findAhead(const message& request);
+    /// The same, removed from those sent ahead. Nothing for several requests.
+    [[nodiscard]] std::optional<Ahead> takeAhead(const std::vector<message>& requests);
+    /// Exchanges the only request of a burst, which was sent ahead.
+    void finish(Ahead ahead, Burst& burst);
+    /// Stores a packet that is the reply to a request sent ahead. False for any other packet.
+    [[nodiscard]] bool storeAhead(const ConnectionPtr& connection, message& packet);
+    // Of the requests on this connection without a reply, these leave the last one or all to their exchanges.
+    bool forgetLast(const ConnectionPtr& connection);  ///< false if there is none
+    void forgetUnanswered(const ConnectionPtr& connection);
 
     /// Deadline of an exchange that begins now: the end of its timeout or of the budget, whichever is earlier.
     [[nodiscard]] Time deadlineOf(std::chrono::milliseconds timeout);
@@ -80,7 +110,8 @@ class Exchange {
     /// Whether the peer has a debt, on this or another connection. If its pid is unknown (0, in another pid namespace),
     /// only this connection counts.
     [[nodiscard]] bool isIndebted(const Connection& connection) const;
-    /// Adds a packet to the backlog. False, with a line in the log, if the backlog is full.
+    /// Adds a packet to the backlog, unless it is the reply to a request sent ahead. False, with a line in the log, if
+    /// the backlog is full.
     bool setAside(const ConnectionPtr& connection, message packet);
     /// Moves the packets that have arrived to the backlog, without waiting. The end of the connection, a bad packet or
     /// a full backlog closes it.
@@ -96,6 +127,7 @@ class Exchange {
     std::chrono::milliseconds budget_{};  ///< 0: none
     Time budgetEnd_{};                    ///< 0 until the first exchange within the budget
     std::vector<Debt> debts_;             ///< at most one for each connection
+    std::vector<Ahead> ahead_;            ///< in the order of sending
 };
 
 }  // namespace tn

@@ -107,6 +107,10 @@ std::vector<message> Looper::exchangeMessages(std::vector<message> requests, std
     return requests;
 }
 
+void Looper::sendAhead(std::vector<message> requests) { bus_->sendAhead(std::move(requests)); }
+
+void Looper::dropAhead() { bus_->dropAhead(); }
+
 bool Looper::filterMessage(const message&) { return true; }
 
 message Looper::dispatchMessage(const message& m, uint32_t rights) {

@@ -57,6 +57,11 @@ class Looper : public Handler, public ThinRunner {
     std::vector<message> exchangeMessages(std::vector<message> requests,
                                           std::chrono::milliseconds timeout = kExchangeTimeout);
 
+    /// Sends requests to other processes before their exchanges begin: exchangeMessage of an equal request then returns
+    /// the reply to this one, until dropAhead(). Only for requests that change nothing.
+    void sendAhead(std::vector<message> requests);
+    void dropAhead();
+
     /// Called by run() after the process listens and loadPermData() has run.
     virtual void onInit() {}
     /// Called with each reply that an exchange returns. @param path  destination of the request, not empty

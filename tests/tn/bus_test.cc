@@ -216,6 +216,94 @@ TEST_F(BusTest, ABurstThatHangsCostsOneTimeoutAndOwesItsLastReply) {
     EXPECT_TRUE(eventually([&] { return errorOf(exchange(ask(kEcho))) == 0; }));
 }
 
+std::vector<message> reads(int connection, int count) {
+    std::vector<message> all;
+    for (; count > 0; --count) all.push_back(RawPeer::read(connection));
+    return all;
+}
+
+TEST_F(BusTest, RequestsSentAheadArriveTogetherAndEachReplyIsReturnedOnce) {
+    const RawPeer peer(24, {[](int connection) {
+                           RawPeer::answerNext(connection);
+                           const std::vector<message> ahead = reads(connection, 3);
+                           for (const size_t i : {2, 0, 1}) RawPeer::answer(connection, ahead[i]);
+                           RawPeer::answerNext(connection);
+                           reads(connection, 1);  // is dropped: its reply comes before that of the next one
+                           const message next = RawPeer::read(connection);
+                           RawPeer::write(connection,
+                                          with(numbered(0), field::ReplyTo, next.get_u32(field::RequestId) - 1));
+                           RawPeer::answer(connection, next);
+                       }});
+    looper_.sendAhead({ask(kEcho, 1)});  // isn't sent: there is no connection
+    const auto id = [&](uint32_t parameter) { return exchange(ask(kEcho, parameter)).get_u32(u32_id(1)); };
+    const uint32_t first = id(1);
+    looper_.sendAhead({ask(kEcho, 1), ask(kEcho, 2), ask(kEcho, 1)});
+    EXPECT_THAT((std::vector{id(2), id(1), id(1), id(1)}), ElementsAre(first + 2, first + 1, first + 3, first + 4));
+    looper_.sendAhead({ask(kEcho, 1)});
+    looper_.dropAhead();
+    EXPECT_EQ(id(1), first + 6);
+    EXPECT_TRUE(client_.late.empty());
+}
+
+TEST_F(BusTest, APeerThatHangsFailsOneRequestSentAheadAfterItsTimeoutAndTheOthersAtOnce) {
+    std::promise<void> go;
+    const RawPeer peer(24, {[&](int connection) {
+                           RawPeer::answerNext(connection);
+                           const std::vector<message> ahead = reads(connection, 3);
+                           RawPeer::answer(connection, ahead[0]);
+                           go.get_future().wait();
+                           RawPeer::answer(connection, ahead[1]);
+                           RawPeer::answer(connection, ahead[2]);
+                           RawPeer::answerNext(connection);
+                       }});
+    const uint32_t first = exchange(ask(kEcho)).get_u32(u32_id(1));
+    const message hanging = with(ask(kEcho, 2), field::Source, client_.path());
+    looper_.sendAhead({ask(kEcho, 1), hanging, ask(kEcho, 3)});
+    EXPECT_EQ(errorOf(exchange(ask(kEcho, 1))), 0U);
+    EXPECT_GE(timeOf([&] { EXPECT_THAT(getError(exchange(hanging, 50ms)), HasSubstr("no answer")); }), 45ms);
+    EXPECT_LT(timeOf([&] { EXPECT_THAT(getError(exchange(ask(kEcho, 3))), HasSubstr("outstanding")); }), 500ms);
+    go.set_value();
+    EXPECT_TRUE(eventually([&] { return errorOf(exchange(ask(kEcho, 3))) == 0; }, &looper_));
+    EXPECT_TRUE(eventually([&] { return !client_.late.empty(); }, &looper_));
+    EXPECT_THAT(client_.late, ElementsAre(first + 2)) << "of the one whose exchange timed out";
+}
+
+TEST_F(BusTest, APeerThatDiesFailsOnlyTheRequestSentAheadThatItWasHandling) {
+    struct Round {
+        uint32_t sent;
+        int read;  // the first one is answered
+    };
+    constexpr Round kRounds[] = {{3, 3}, {3, 1}, {2, 1}};  // in the second one, it may have read two
+    std::vector<RawPeer::Conversation> conversations;
+    for (const Round& round : kRounds) {
+        for (int twice = 0; twice < 2; ++twice) {
+            conversations.emplace_back([&round](int connection) {
+                RawPeer::answerNext(connection);
+                RawPeer::answer(connection, reads(connection, round.read).front());
+                EXPECT_TRUE(round.read == 3 || isReadable(connection, 2000));
+            });
+        }
+    }
+    conversations.emplace_back(RawPeer::answerNext);
+    const RawPeer peer(24, conversations);
+    uint32_t last = 1;
+    for (const Round& round : kRounds) {
+        for (const bool isNoticedLate : {false, true}) {
+            EXPECT_EQ(errorOf(exchange(ask(kEcho, last))), 0U) << "the last one of a round is sent again";
+            std::vector<message> ahead;
+            for (uint32_t i = 1; i <= round.sent; ++i) ahead.push_back(ask(kEcho, i));
+            looper_.sendAhead(ahead);
+            EXPECT_EQ(errorOf(exchange(ask(kEcho, 1))), 0U);
+            if (isNoticedLate) usleep(20'000);
+            last = round.sent;
+            if (last > 2) {
+                EXPECT_EQ(getError(exchange(ask(kEcho, 2))), "bus: 24: disconnected before it replied");
+            }
+        }
+    }
+    EXPECT_EQ(errorOf(exchange(ask(kEcho, last))), 0U);
+}
+
 /// The machine's clock, some time ahead.
 struct ClockAhead : Sources {
     uint64_t bootNanoseconds() override { return Sources::bootNanoseconds() + seconds * 1'000'000'000; }
