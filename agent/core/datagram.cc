@@ -39,8 +39,9 @@ bool Datagrams::next() {
     return true;
 }
 
-std::span<const uint8_t> Datagrams::bytes() const {
-    return std::span(c_bufs[next_ - 1]).first(requests_[next_ - 1].msg_len);
+std::span<const uint8_t> Datagrams::bytes(size_t ahead) const {
+    const size_t at = next_ - 1 + ahead;
+    return std::span(c_bufs[at]).first(requests_[at].msg_len);
 }
 
 void Datagrams::answer(std::span<const uint8_t> reply) {

@@ -30,12 +30,13 @@ class Datagrams {
     [[nodiscard]] bool hasNext() const { return next_ < received_; }
     /// Makes the next datagram the current one. @return false if there is none
     bool next();
-    void dropRest() { received_ = next_; }  ///< drops the datagrams after the current one
+    [[nodiscard]] size_t waiting() const { return received_ - next_; }  ///< datagrams after the current one
+    void dropRest() { received_ = next_; }                              ///< drops the datagrams after the current one
 
-    /// Payload of the current datagram. Valid until it is answered.
-    [[nodiscard]] std::span<const uint8_t> bytes() const;
-    [[nodiscard]] tn::IPAddr6 source() const {
-        return tn::IPAddr6::ofSockaddr(reinterpret_cast<const sockaddr&>(slots_[next_ - 1].peer));
+    /// Payload of the current datagram, or of the one `ahead` places after it. Valid until that one is answered.
+    [[nodiscard]] std::span<const uint8_t> bytes(size_t ahead = 0) const;
+    [[nodiscard]] tn::IPAddr6 source(size_t ahead = 0) const {
+        return tn::IPAddr6::ofSockaddr(reinterpret_cast<const sockaddr&>(slots_[next_ - 1 + ahead].peer));
     }
     /// Copies the reply to the current datagram, for send(). To be called at most once for each datagram. A reply that
     /// is too large for any datagram is ignored.

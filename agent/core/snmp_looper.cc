@@ -155,17 +155,37 @@ void SnmpLooper::receive() {
     serveReceived();
 }
 
+void SnmpLooper::beforeWait() {
+    datagrams_.send(socket_);
+    if (isServing_ && covered_ == 0) sendAhead();
+}
+
+void SnmpLooper::sendAhead() {
+    if (!lookAhead_.add(context_)) return;
+    covered_ = 1;
+    while (covered_ <= datagrams_.waiting() &&
+           lookAhead_.add(datagrams_.bytes(covered_), datagrams_.source(covered_))) {
+        ++covered_;
+    }
+    std::vector<tn::message> fetches = lookAhead_.take();
+    if (fetches.size() > 1) Looper::sendAhead(std::move(fetches));
+}
+
 void SnmpLooper::serveReceived() {
     const std::chrono::milliseconds begun = tn::sinceBoot();
     std::chrono::milliseconds lastSent = begun;
     while (datagrams_.next()) {
         context_.begin(datagrams_.bytes());
+        // What is left over was fetched before this request, which may follow a change.
+        if (covered_ > 0 && --covered_ == 0) dropAhead();
         bool isAnswered = false;
         {
+            isServing_ = true;
             const tn::ExchangeBudget budget(*this);
             const RequestWrites writes;  // writes when the block ends, before the reply is sent
             isAnswered = createReply(context_, datagrams_.source());
         }
+        isServing_ = false;
         if (isAnswered) datagrams_.answer(context_.out.bytes());
         context_.end();
 
@@ -175,6 +195,8 @@ void SnmpLooper::serveReceived() {
         if (std::exchange(lastSent, now) != now) datagrams_.send(socket_);
     }
     datagrams_.send(socket_);
+    covered_ = 0;
+    dropAhead();  // the loop receives replies that nobody waits for
     flushRefusalsLater();
     if (datagrams_.hasNext()) defer([this] { serveReceived(); });
 }

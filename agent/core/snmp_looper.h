@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "agent/core/datagram.h"
+#include "agent/core/look_ahead.h"
 #include "agent/core/status_handler.h"
 #include "agent/mib/context.h"
 #include "agent/security/community_keep.h"
@@ -50,8 +51,9 @@ class SnmpLooper : public tn::Looper {
     /// Ends the loop once the datagrams already received are answered: a restarted agent can't receive them again.
     void shutdown() override;
 
-    /// Sends the replies that are ready, so that they aren't delayed by the wait.
-    void beforeWait() override { datagrams_.send(socket_); }
+    /// Sends the replies that are ready, so that they aren't delayed by the wait, and what the requests that wait will
+    /// fetch from owners: one wait then serves all of them.
+    void beforeWait() override;
 
     /// Counts the replies of owners in `statistics`.
     void exchanged(const std::vector<uint32_t>& path, const tn::message& reply) override;
@@ -76,6 +78,7 @@ class SnmpLooper : public tn::Looper {
     void putInForce(Settings next, const tn::message& request);
     void receive();                 ///< called when the socket is readable
     void serveReceived();           ///< serves for kReceiveTime at most; the loop's next round serves the rest
+    void sendAhead();               ///< requests what the current request and those that wait will fetch
     void adopt(Settings settings);  ///< makes them the current settings, for all parts of the agent
     void leaveWhenIdle();           ///< lets the idle process exit; drops datagrams until then
     void flushRefusalsLater();      ///< logs repeated refusals when their minute is over
@@ -90,6 +93,9 @@ class SnmpLooper : public tn::Looper {
     int socket_ = -1;      ///< of the service; -1 while it is off
     Datagrams datagrams_;  ///< received from socket_, and the replies to send
     Context context_{{}};  ///< of the current request
+    LookAhead lookAhead_;
+    bool isServing_ = false;  ///< a request
+    size_t covered_ = 0;      ///< requests, the current one first, whose fetches were sent ahead
     Informs informs_;
     TrapSender traps_;
     TrapHandler trapHandler_;

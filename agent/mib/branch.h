@@ -6,6 +6,7 @@
 
 #include "agent/ber/oid.h"
 #include "agent/mib/context.h"
+#include "agent/mib/fetches.h"
 
 namespace snmp {
 
@@ -38,6 +39,10 @@ class Branch {
     /// if that isn't set, noSuchName; the branch must not have changed anything then. A Set of several varbinds that
     /// fails may be taken back by a Set of the values that get() returned before.
     virtual Answer set(Context& c) = 0;
+    /// Adds the requests to owners that get() will make, as far as they are known beforehand. Neither logs nor changes
+    /// anything. By default none are added: get() then waits for each reply in turn.
+    /// @param items  names of neighbouring varbinds, without the prefix
+    virtual void addFetches(const std::vector<RequestItem>& /*items*/, Fetches&) const {}
     virtual ~Branch() = default;
 };
 

@@ -256,4 +256,17 @@ Answer ColumnarBranch::set(Context& c) {
     return kAnswered;
 }
 
+void ColumnarBranch::addFetches(const std::vector<RequestItem>& items, Fetches& fetches) const {
+    const std::optional<WantedFields> wanted = wantedBy(items);
+    for (const RequestItem& item : items) {
+        if (item.name.size() != 2 || !columns_.contains(item.name.front())) continue;
+        Key key;
+        key.index = indexOf(item.name);
+        key.objectId = key.index.front();
+        key.wanted = wanted;
+        const tn::message request = table_->request(key);
+        if (!request.empty()) fetches.add(table_, request);
+    }
+}
+
 }  // namespace snmp

@@ -41,6 +41,8 @@ class ColumnarBranch : public Branch {
     /// the wrong type or length and a refusal by the owner aren't errors (compat: 27): the answer is then the old value
     /// or, after a refusal, the value that was sent. With Rules::areRefusalsReported, a refusal is an error.
     Answer set(Context& c) override;
+    /// Those for the rows of these names, in a table whose rows are known by their ids.
+    void addFetches(const std::vector<RequestItem>& items, Fetches& fetches) const override;
 
   private:
     struct Leaf {

@@ -1,5 +1,7 @@
 #include "agent/mib/scalar_leaf.h"
 
+#include <algorithm>
+
 namespace snmp {
 
 bool ScalarLeaf::fetch(Context& c, const Data*& record) const {
@@ -80,6 +82,12 @@ Answer ScalarLeaf::set(Context& c) {
     }
     c.out.endSeq();
     return kAnswered;
+}
+
+void ScalarLeaf::addFetches(const std::vector<RequestItem>& items, Fetches& fetches) const {
+    const tn::message* request = provider_ != nullptr ? provider_->request() : nullptr;
+    if (request != nullptr && std::ranges::find(items, ZERO_OID, &RequestItem::name) != items.end())
+        fetches.add(provider_, *request);
 }
 
 }  // namespace snmp

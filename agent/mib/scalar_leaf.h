@@ -24,6 +24,7 @@ class ScalarLeaf : public Branch {
     /// value of the wrong type or length and a refusal by the owner aren't errors (compat: 27); with
     /// Rules::areRefusalsReported, a refusal is.
     Answer set(Context& c) override;
+    void addFetches(const std::vector<RequestItem>& items, Fetches& fetches) const override;
 
   private:
     /// Fetches the record; a constant has none. False if the provider has no record.

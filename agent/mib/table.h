@@ -22,6 +22,8 @@ class Table {
     /// caller must compare the index.
     /// @return null if the owner doesn't know the key; empty if the item has no rows
     [[nodiscard]] virtual std::unique_ptr<VData> get(const Key& key) = 0;
+    /// The request to the owner with which get() of this key begins. Empty if it isn't known beforehand.
+    [[nodiscard]] virtual tn::message request(const Key&) const { return {}; }
     /// Up to `count` rows from the key on, in ascending order of their index; without the row at the key if
     /// key.skipFirst is set.
     /// @return null if the owner doesn't know the key; empty if it has no such rows
@@ -69,6 +71,9 @@ class TableProvider {
     /// @param count  0: the rows of the item at the key. Otherwise the maximum number of rows from the key on
     /// @return null if the owner doesn't know the key
     [[nodiscard]] virtual std::unique_ptr<VData> getData(const Key& key, const MapTable* table, unsigned int count) = 0;
+    /// The request to the owner with which getData() of this key and count 0 begins. Empty if it isn't known
+    /// beforehand.
+    [[nodiscard]] virtual tn::message request(const Key&, const MapTable*) const { return {}; }
     /// Up to `count` rows from the first one on; never null.
     [[nodiscard]] virtual std::unique_ptr<VData> getFirst(unsigned int count, const MapTable* table) = 0;
     /// @param n  receives the number of rows; 0 if the result is false
@@ -98,6 +103,9 @@ class MapTable : public Table {
     [[nodiscard]] bool hasStdKey() const;
 
     std::unique_ptr<VData> get(const Key& key) override { return provider_->getData(key, this, 0); }
+    tn::message request(const Key& key) const override {
+        return hasStdKey() ? provider_->request(key, this) : tn::message();
+    }
     std::unique_ptr<VData> getNext(const Key& key, unsigned int count) override;
     std::unique_ptr<VData> getFirst(unsigned int count) override { return provider_->getFirst(count, this); }
     bool set(const OID&, Data* row) override { return provider_->setData(row, this); }

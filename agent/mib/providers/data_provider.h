@@ -19,6 +19,8 @@ class DataProvider {
     /// @param record  from get(), with the new value; remains the caller's
     /// @return false if it isn't written. After a timeout, the owner may still make the change
     virtual bool set(Data* record) = 0;
+    /// The request to an owner that get() makes. Null if there is none or if it isn't always the same.
+    [[nodiscard]] virtual const tn::message* request() const { return nullptr; }
     /// Where the record comes from, as text for docs/objects.md: see Object::source.
     [[nodiscard]] virtual std::string source() const { return "the agent"; }
 };
@@ -44,6 +46,7 @@ class GetProvider : public SingleProvider {
     /// @param objectClass  one of contracts::object_class: sent with the get command as tn::field::GetFlags
     GetProvider(BuildFunction build, std::span<const uint32_t> path, uint32_t getCommand, uint32_t setCommand,
                 uint32_t objectClass);
+    const tn::message* request() const override { return &get_; }
     std::string source() const override { return pathText(path_); }
 
   protected:

@@ -17,6 +17,11 @@ std::unique_ptr<VData> GetAllProvider::getFirst(unsigned int count, const MapTab
     return getData(Key(), table, count);
 }
 
+tn::message GetAllProvider::request(const Key& key, const MapTable* table) const {
+    VData none;
+    return RowFetch(key, table, source_, 0, none).nextRequest();
+}
+
 bool GetAllProvider::getData(const Key& key, const MapTable* table, const Source& source, unsigned int count,
                              VData& out) {
     return RowFetch(key, table, source, count, out).run();

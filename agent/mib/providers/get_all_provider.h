@@ -52,6 +52,7 @@ class GetAllProvider : public TableProvider {
     std::unique_ptr<VData> getData(const Key& key, const MapTable* table, unsigned int count) override;
     std::unique_ptr<VData> getFirst(unsigned int count, const MapTable* table) override;
     bool getCountCMD(unsigned int& n) override { return getCount(source_, n); }
+    tn::message request(const Key& key, const MapTable* table) const override;
     std::string source() const override { return pathText(source_.path); }
 
     // The same operations for one of several sources (GetAllMultiProvider). Failures are logged.

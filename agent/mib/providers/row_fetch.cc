@@ -44,7 +44,7 @@ bool RowFetch::run() {
 }
 
 RowFetch::Step RowFetch::fetchPage() {
-    tn::message reply = requestPage();
+    tn::message reply = tn::getLooper()->exchangeMessage(nextRequest());
     uint32_t code = 0;
     if (tn::isError(reply, &code)) return failed(reply, code);
     std::vector<tn::message>& items = reply.get_message_array_ref(tn::field::Objects);
@@ -53,7 +53,7 @@ RowFetch::Step RowFetch::fetchPage() {
     return count_ == 0 ? buildExactly(items) : buildPage(items, reply.has(tn::field::Continue));
 }
 
-tn::message RowFetch::requestPage() {
+tn::message RowFetch::nextRequest() {
     // Request one item more than needed: the first one may be the row at the key, which isn't wanted.
     const unsigned wanted = count_ + 1 - static_cast<unsigned>(added());
     requested_ = std::min(wanted << std::min(fruitless_, 16U), std::max(wanted, kMaxRequested));
@@ -64,7 +64,7 @@ tn::message RowFetch::requestPage() {
     if (stdKey_ && id != tn::kNoId) request.insert_u32(tn::field::Continue, id);
     if (key_.wanted) request.insert_u32_array(tn::field::Fields, *key_.wanted);
     if (!stdKey_ && !cursor_.message.empty()) request.insert_message(tn::field::Key, cursor_.message);
-    return tn::getLooper()->exchangeMessage(request);
+    return request;
 }
 
 RowFetch::Step RowFetch::failed(const tn::message& reply, uint32_t code) const {

@@ -23,14 +23,14 @@ class RowFetch {
     /// Fetches the rows. Called once. If the owner fails, that is logged, and the rows fetched so far remain.
     /// @return false if the owner doesn't know the key; always true for an empty key
     bool run();
+    /// The request for the next page: a get-all from the cursor on.
+    [[nodiscard]] tn::message nextRequest();
 
   private:
     enum class Step { Next, End, UnknownKey };  ///< after a page: fetch the next one, or end with this result
 
     /// Requests a page and builds its rows.
     Step fetchPage();
-    /// The reply to a get-all from the cursor on.
-    tn::message requestPage();
     /// Handles an error reply. error::NotFound gives UnknownKey, or End for an empty key. Others are logged and give
     /// End.
     [[nodiscard]] Step failed(const tn::message& reply, uint32_t code) const;
