@@ -38,6 +38,7 @@ void AMap::load() {
         object->setConfig(store_->get(id));
         objects_[id] = std::move(object);
     }
+    store_->recoversFromReads();
 }
 
 bool AMap::insert(std::unique_ptr<Object> object) {

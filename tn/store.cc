@@ -3,9 +3,11 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <optional>
 
 #include "tn/log.h"
 #include "tn/paths.h"
+#include "tn/sources.h"
 #include "tn/store_file.h"
 
 namespace tn {
@@ -48,9 +50,18 @@ struct Store::Impl {
     Database db;
     Statement select, list, upsert, erase;  // after db: finalized before it closes
     std::string lastError;
-    bool usable = false;
+    unsigned flags = 0;
+    bool usable = false;                                   ///< for reading
+    bool isWritable = true;                                ///< while it is usable
+    bool recoversFromReads = false;                        ///< from failed ones
+    std::optional<std::chrono::milliseconds> readAgainAt;  ///< while a failed read disables it
 
-    std::string open(unsigned flags);
+    std::string open();
+    std::string openForReading();
+    std::string start();
+    bool reopen();
+    bool mayRead();
+    bool mayWrite();
     std::string verify();
     void giveUp(const std::string& reason);
     bool failed(std::string_view what);
@@ -59,7 +70,7 @@ struct Store::Impl {
 };
 
 /// Opens and checks the file. @return why it can't be used, or empty
-std::string Store::Impl::open(unsigned flags) {
+std::string Store::Impl::open() {
     if (std::string reason = openStoreFile(file, (flags & kCreate) != 0, db); !reason.empty()) return reason;
     if (std::string reason = verify(); !reason.empty()) return reason;
     makePrivate(file);
@@ -70,6 +81,47 @@ std::string Store::Impl::open(unsigned flags) {
     erase = prepare(db.get(), "DELETE FROM messages WHERE id = ?");
     return upsert && erase ? "" : sqlite3_errmsg(db.get());
 }
+
+/// Opens and checks a file that open() can't use, in case it only can't be written. @return why it can't be used, or
+/// empty
+std::string Store::Impl::openForReading() {
+    select.reset();
+    list.reset();
+    std::string reason = openUnwritable(file, db);
+    return reason.empty() ? verify() : reason;
+}
+
+/// Opens the file, if it can't be written, for reading. @return why it can't be written, or empty
+std::string Store::Impl::start() {
+    for (Statement* statement : {&select, &list, &upsert, &erase}) statement->reset();
+    db.reset();  // the files of an open database stay read-only, even if another connection is opened
+    std::string reason = open();
+    isWritable = reason.empty();
+    usable = isWritable || openForReading().empty();
+    if (!usable) giveUp(reason);
+    return reason;
+}
+
+/// Opens the file once more. @return whether it can be written
+bool Store::Impl::reopen() {
+    const std::string reason = start();
+    if (!usable && recoversFromReads) readAgainAt = sinceBoot() + kReadAgain;
+    if (isWritable) {
+        swarn << "store: " << file << ": usable again";
+    } else {
+        lastError = "store: " + file + ": " + reason;
+    }
+    return isWritable;
+}
+
+bool Store::Impl::mayRead() {
+    if (usable || !readAgainAt || sinceBoot() < *readAgainAt) return usable;
+    readAgainAt.reset();
+    reopen();
+    return usable;
+}
+
+bool Store::Impl::mayWrite() { return mayRead() && (isWritable || reopen()); }
 
 /// Reads the whole store, and writes nothing if that fails: a caller that read half of a damaged store would consider
 /// the rest missing and overwrite it with defaults.
@@ -111,27 +163,30 @@ bool Store::Impl::change(const Use& use, std::string_view what) { return use.ste
 /// store.
 bool Store::Impl::next(const Use& use) {
     const int result = use.step();
-    if (result != SQLITE_ROW && result != SQLITE_DONE) giveUp(sqlite3_errmsg(db.get()));
+    if (result != SQLITE_ROW && result != SQLITE_DONE) {
+        giveUp(sqlite3_errmsg(db.get()));
+        if (recoversFromReads) readAgainAt = sinceBoot() + kReadAgain;
+    }
     return result == SQLITE_ROW;
 }
 
 Store::Store(const std::string& path, unsigned flags) : impl_(std::make_unique<Impl>()) {
     impl_->file = rooted(path);
-    const std::string reason = impl_->open(flags);
-    impl_->usable = reason.empty();
-    if (!impl_->usable) impl_->giveUp(reason);
+    impl_->flags = flags;
+    const std::string reason = impl_->start();
+    if (impl_->usable && !impl_->isWritable) swarn << "store: " << impl_->file << ": can only be read: " << reason;
 }
 
 Store::~Store() = default;
 
 bool Store::find(uint32_t id) const {
-    if (!impl_->usable) return false;
+    if (!impl_->mayRead()) return false;
     return impl_->next(Use(impl_->select, id));
 }
 
 message Store::get(uint32_t id) const {
     message m;
-    if (!impl_->usable) return m;
+    if (!impl_->mayRead()) return m;
     const Use use(impl_->select, id);
     if (impl_->next(use) && !message::unflatten(use.bytes(1), m)) {
         impl_->giveUp("is damaged: message " + std::to_string(id) + " can't be read");
@@ -141,7 +196,7 @@ message Store::get(uint32_t id) const {
 
 std::vector<uint32_t> Store::ids() const {
     std::vector<uint32_t> found;
-    if (!impl_->usable) return found;
+    if (!impl_->mayRead()) return found;
     const Use use(impl_->list);
     while (impl_->next(use)) found.push_back(static_cast<uint32_t>(use.number(0)));
     if (!impl_->usable) found.clear();
@@ -149,7 +204,7 @@ std::vector<uint32_t> Store::ids() const {
 }
 
 bool Store::set(uint32_t id, const message& m) {
-    if (!impl_->usable) return false;
+    if (!impl_->mayWrite()) return false;
     const flat_message bytes = m.flatten();
     if (bytes.empty()) {
         impl_->lastError = "store: " + impl_->file + ": message nested too deeply";
@@ -161,12 +216,12 @@ bool Store::set(uint32_t id, const message& m) {
 }
 
 bool Store::remove(uint32_t id) {
-    if (!impl_->usable) return false;
+    if (!impl_->mayWrite()) return false;
     return impl_->change(Use(impl_->erase, id), "not removed");
 }
 
 bool Store::change(const std::map<uint32_t, message>& stored, const std::vector<uint32_t>& removed) {
-    if (!impl_->usable) return false;
+    if (!impl_->mayWrite()) return false;
     if (!execute(impl_->db.get(), "BEGIN IMMEDIATE")) return impl_->failed("not written");
     bool isDone = std::ranges::all_of(stored, [this](const auto& entry) { return set(entry.first, entry.second); }) &&
                   std::ranges::all_of(removed, [this](uint32_t id) { return remove(id); });
@@ -175,6 +230,8 @@ bool Store::change(const std::map<uint32_t, message>& stored, const std::vector<
     if (!isDone && sqlite3_get_autocommit(impl_->db.get()) == 0) execute(impl_->db.get(), "ROLLBACK");
     return isDone;
 }
+
+void Store::recoversFromReads() { impl_->recoversFromReads = true; }
 
 const std::string& Store::lastError() const { return impl_->lastError; }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -16,6 +17,9 @@ namespace tn {
 /// A file that is corrupt, unreadable or another program's, when it is opened or later, disables the store: that is
 /// reported in one line on standard error, the store is empty, every change fails, and the file is never written again.
 /// A caller that fills a missing file with defaults therefore can't overwrite an unreadable one.
+///
+/// A file that is complete, but can't be written when it is opened (full disk, read-only file system), is read; every
+/// change tries to open it again, and fails if that fails. A failure to write affects only the change.
 ///
 /// For one thread at a time. If another process is writing to the file, operations wait, at most 1 s. A read that has
 /// waited in vain disables the store; a change fails.
@@ -44,6 +48,10 @@ class Store {
     /// Stores and removes several messages in one transaction: all or none, also if the process dies meanwhile. False
     /// on failure, as for set.
     [[nodiscard]] bool change(const std::map<uint32_t, message>& stored, const std::vector<uint32_t>& removed);
+    /// From now on, a failed read disables the store for kReadAgain only. For callers that don't take what they can't
+    /// read for missing later than that.
+    void recoversFromReads();
+    static constexpr std::chrono::seconds kReadAgain{10};  ///< longer than a request takes that reads before it writes
     /// The reason of the last failure, one line for an error reply. Empty until the first failure.
     [[nodiscard]] const std::string& lastError() const;
 

@@ -104,6 +104,19 @@ std::string openStoreFile(const std::string& file, bool create, Database& db) {
     return openDatabase(file, db);
 }
 
+std::string openUnwritable(const std::string& file, Database& db) {
+    if (std::string reason = whyNotAStore(file); !reason.empty()) return reason;
+    std::string uri = "file:";
+    for (const char c : file) uri += c == '%' ? "%25" : c == '?' ? "%3f" : c == '#' ? "%23" : std::string(1, c);
+    if (isMissingOrEmpty(file + "-wal")) uri += "?immutable=1";  // no side files, no locks
+    sqlite3* opened = nullptr;
+    const int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
+    const int result = sqlite3_open_v2(uri.c_str(), &opened, flags, nullptr);
+    db.reset(opened);
+    if (opened == nullptr) return "out of memory";
+    return result == SQLITE_OK ? "" : sqlite3_errmsg(opened);
+}
+
 std::string checkStoreFile(sqlite3* db) {
     mayMergeOnClose(db, false);
     const Statement check = prepare(db, "PRAGMA quick_check(1)");

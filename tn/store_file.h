@@ -28,6 +28,10 @@ using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 /// @param db      the open database; unspecified after a failure
 [[nodiscard]] std::string openStoreFile(const std::string& file, bool create, Database& db);
 
+/// Opens the SQLite file of a store for reading only, on a disk that can't be written. SQLite then needs the side files
+/// of a killed process to read its -wal file, and none after a proper end.
+[[nodiscard]] std::string openUnwritable(const std::string& file, Database& db);
+
 /// Reads the whole file, and checks that it is undamaged and has the layout that this program knows. Writes nothing,
 /// and calls mayMergeOnClose(db, false), so that closing the database doesn't write either.
 [[nodiscard]] std::string checkStoreFile(sqlite3* db);

@@ -68,7 +68,8 @@ SnmpLooper::~SnmpLooper() {
 
 void SnmpLooper::init() {
     policySet().add_policy(contracts::snmp::trap::kSend, tn::right::Write);
-    if (store_.find(stored::kCurrent)) {
+    isStored_ = store_.find(stored::kCurrent);
+    if (isStored_) {
         Settings read = Settings::read(store_.get(stored::kCurrent));
         read.setEngineBoots(tn::getUptime() < kJustBooted ? 0 : read.get(setting::EngineBoots) + 1);  // compat: 60
         serr << "engineBoots = " << read.get(setting::EngineBoots);
@@ -77,6 +78,7 @@ void SnmpLooper::init() {
             swarn << "settings not written: " << store_.lastError();
     }
     if (store_.find(stored::kPending)) completePending();
+    store_.recoversFromReads();
     if (communities_.hasUsers()) warnOfUsers();
     if (settings_.get(setting::Enabled)) {
         enable();
@@ -238,7 +240,7 @@ tn::message SnmpLooper::cmdSet(const tn::message& request) {
     Settings next = settings_;
     next.apply(request);
     if (tn::message refusal = check(next); tn::isError(refusal)) return refusal;
-    const bool isChanged = next != settings_ || !store_.find(stored::kCurrent);
+    const bool isChanged = next != settings_ || !isStored_;
     if (isChanged && !store_.set(stored::kCurrent, next.getConfig()))
         return tn::errorMsg(tn::error::StoreFailed, store_.lastError());
 
@@ -252,6 +254,7 @@ tn::message SnmpLooper::cmdSet(const tn::message& request) {
 }
 
 void SnmpLooper::putInForce(Settings next, const tn::message& request) {
+    isStored_ = true;
     adopt(std::move(next));
     if (request.has(setting::TrapGenerators)) restartSubscribers(settings_.get(setting::TrapGenerators));
     if (!request.has(setting::Enabled)) return;

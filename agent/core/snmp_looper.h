@@ -85,6 +85,7 @@ class SnmpLooper : public tn::Looper {
     void warnOfUsers() const;       ///< logs if SNMPv3 is insecure or can't be used
 
     tn::Store store_;
+    bool isStored_ = false;  ///< store_ has the settings
     CommunityKeep communities_;
     Settings settings_;
     V3ServerInfo v3Server_;

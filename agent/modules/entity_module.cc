@@ -49,7 +49,10 @@ std::unique_ptr<tn::Store> openedStore;
 GetAllMultiProvider* entities = nullptr;  ///< the rows of entPhysicalTable
 
 tn::Store& entityStore() {
-    if (openedStore == nullptr) openedStore = std::make_unique<tn::Store>("/tern/store/snmp_entity", 5);
+    if (openedStore == nullptr) {
+        openedStore = std::make_unique<tn::Store>("/tern/store/snmp_entity", 5);
+        openedStore->recoversFromReads();
+    }
     return *openedStore;
 }
 

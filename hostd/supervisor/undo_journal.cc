@@ -28,6 +28,7 @@ void UndoJournal::loadPermData() {
     store_ = std::make_unique<tn::Store>("/tern/store/undo");
     const auto ids = store_->ids();
     ids_ = std::set<uint32_t>(ids.begin(), ids.end());
+    store_->recoversFromReads();
 }
 
 tn::message UndoJournal::record(const tn::message& request) {

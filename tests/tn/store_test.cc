@@ -16,6 +16,7 @@
 #include "tests/tn/child.h"
 #include "tests/tn/listener.h"
 #include "tests/tn/temp_root.h"
+#include "tn/sources.h"
 
 namespace tn {
 namespace {
@@ -31,6 +32,17 @@ std::string contents(const std::string& file) {
     std::ifstream in(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};
 }
+
+/// The machine's clock, ahead of its time.
+class LaterClock : public Sources {
+  public:
+    explicit LaterClock(std::chrono::nanoseconds by) : by_(by) { setSources(this); }
+    ~LaterClock() override { setSources(nullptr); }
+    uint64_t bootNanoseconds() override { return Sources::bootNanoseconds() + static_cast<uint64_t>(by_.count()); }
+
+  private:
+    std::chrono::nanoseconds by_;
+};
 
 class StoreTest : public testing::Test {
   protected:
@@ -138,6 +150,21 @@ TEST_F(StoreTest, MessageThatCannotBeReadForAMomentIsNotTakenForMissing) {
     }
 }
 
+TEST_F(StoreTest, FailedReadIsTriedAgainOnlyWhenARequestThatReliedOnItIsOver) {
+    Store store(kStore);
+    ASSERT_TRUE(store.set(0, numbered(42)));
+    store.recoversFromReads();
+    execute("UPDATE messages SET id = 1", /*merge=*/false);
+    const std::string wal = contents(file() + "-wal");
+    std::filesystem::resize_file(file() + "-wal", 0);
+    EXPECT_FALSE(store.find(1));
+    std::ofstream(file() + "-wal", std::ios::binary) << wal;
+    EXPECT_FALSE(store.set(1, numbered(0)) || store.find(1));
+    const LaterClock later(Store::kReadAgain);
+    EXPECT_EQ(store.get(1).get_u32(u32_id(1)), 42U) << store.lastError();
+    EXPECT_TRUE(store.set(1, numbered(43))) << store.lastError();
+}
+
 TEST_F(StoreTest, FullDiskFailsTheSetAndKeepsTheOldValue) {
     constexpr int kNoRights = 77;
     const auto fillsUp = [] {
@@ -155,12 +182,25 @@ TEST_F(StoreTest, FullDiskFailsTheSetAndKeepsTheOldValue) {
         EXPECT_EQ(store.get(0).get_u32(u32_id(1)), 42U);
         EXPECT_EQ(store.ids().size(), written + 1) << "and everything that was answered";
     };
+    const auto isFullAtTheStart = [this] {
+        temporary.remove("tern");
+        ASSERT_TRUE(Store(kStore).set(0, numbered(42)));
+        temporary.write("tern/filler", std::string(512 << 10, 'x'));  // without room for SQLite's side files
+        Store store(kStore);
+        EXPECT_EQ(store.get(0).get_u32(u32_id(1)), 42U);
+        EXPECT_FALSE(store.set(0, numbered(43)));
+        EXPECT_THAT(store.lastError(), HasSubstr(file()));
+        temporary.remove("tern/filler");
+        EXPECT_TRUE(store.set(0, numbered(43))) << store.lastError();
+        EXPECT_EQ(store.get(0).get_u32(u32_id(1)), 43U);
+    };
     Child child([&] {  // sees a file system of 512 KiB under the root
         if (unshare(geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER) != 0 ||
             mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
             mount("tmpfs", root().c_str(), "tmpfs", 0, "size=512k") != 0)
             return kNoRights;
         fillsUp();
+        isFullAtTheStart();
         return HasFailure() ? 1 : 0;
     });
     const int status = child.exitStatus();
