@@ -198,7 +198,8 @@ class Forge::Maker {
     }
 
     [[nodiscard]] Bytes digested(Bytes message, const Bytes& mark, const wire::Manager& user) const {
-        const auto at = mark.empty() ? message.end() : std::ranges::search(message, mark).begin();
+        const auto at =
+            mark.empty() ? message.end() : std::search(message.begin(), message.end(), mark.begin(), mark.end());
         if (at == message.end()) return message;
         const auto position = static_cast<size_t>(at - message.begin());
         const auto digest = snmp::digestMessage(message, forge_.keys_.digest, position, mark.size(), user.auth);

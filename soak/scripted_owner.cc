@@ -128,10 +128,10 @@ class ScriptedOwner::Parser {
     }
 
     static Lie lieOf(std::string_view name) {
-        constexpr std::string_view kNames[] = {"empty", "kinds", "order", "endless", "large"};
-        const auto found = std::ranges::find(kNames, name);
-        if (found == std::end(kNames)) throw std::runtime_error("unknown lie '" + std::string(name) + "'");
-        return static_cast<Lie>(found - std::begin(kNames));
+        constexpr std::string_view kLies[] = {"empty", "kinds", "order", "endless", "large"};
+        const auto found = std::ranges::find(kLies, name);
+        if (found == std::end(kLies)) throw std::runtime_error("unknown lie '" + std::string(name) + "'");
+        return static_cast<Lie>(found - std::begin(kLies));
     }
 
     static int statusOf(const std::string& text) {
