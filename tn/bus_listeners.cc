@@ -16,12 +16,14 @@
 
 #include "tn/log.h"
 #include "tn/paths.h"
+#include "tn/sources.h"
 
 namespace tn {
 
 namespace {
 
-constexpr std::chrono::seconds kAcceptPause{1};  // without accepting, when no descriptors are left
+constexpr std::chrono::milliseconds kAcceptPause{500};  // without accepting, when no descriptors are left
+constexpr std::chrono::milliseconds kReportInterval{1000};
 
 /// The group whose members may connect: that of the socket's file.
 gid_t groupOf(uint32_t number) {
@@ -82,19 +84,23 @@ void BusListeners::accept(const BusListener& listener) {
     if (connection) {
         accepted_(std::move(connection), listener.group);
     } else if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
-        swarn << "bus: can't accept connections: " << strerror(errno);
-        pause(listener);
+        pause(strerror(errno));
     }
 }
 
-// Without a free descriptor the socket stays readable and the loop would spin on it.
-void BusListeners::pause(const BusListener& listener) {
-    runner_.removeSocket(listener.socket.get());
-    if (resume_ != 0) return;
+// Without a free descriptor the sockets stay readable and the loop would spin on them.
+void BusListeners::pause(const char* why) {
+    const std::chrono::milliseconds now = sinceBoot();
+    if (!reported_ || now - *reported_ >= kReportInterval) {
+        reported_ = now;
+        swarn << "bus: can't accept connections: " << why;
+    }
+    for (const auto& [number, listener] : listeners_) runner_.removeSocket(listener.socket.get());
+    runner_.removeTimer(resume_);
     resume_ = runner_.addTimer(
         [this] {
             resume_ = 0;
-            for (const auto& [number, paused] : listeners_) watch(paused);
+            for (const auto& [number, listener] : listeners_) watch(listener);
         },
         kAcceptPause);
 }

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <span>
 
 #include "tn/bus_socket.h"
@@ -11,7 +13,7 @@
 namespace tn {
 
 /// The sockets on which a process waits for connections, one for each number that it serves. If the process has no
-/// free descriptor, it stops accepting and tries again after a second.
+/// free descriptor, it stops accepting and tries again half a second later.
 class BusListeners {
   public:
     /// @param connection  owned by the callee
@@ -43,13 +45,14 @@ class BusListeners {
     void takeOver();
     void watch(const BusListener& listener);
     void accept(const BusListener& listener);
-    void pause(const BusListener& listener);
+    void pause(const char* why);  ///< accepts nothing for a while
 
     ThinRunner& runner_;
     Accepted accepted_;
     std::map<uint32_t, BusListener> listeners_;  ///< by number
     bool open_ = false;
-    ThinRunner::TimerId resume_ = 0;  ///< ends a pause; 0: none
+    ThinRunner::TimerId resume_ = 0;                     ///< ends a pause; 0: none
+    std::optional<std::chrono::milliseconds> reported_;  ///< when a pause was last logged, as of sinceBoot
 };
 
 }  // namespace tn
