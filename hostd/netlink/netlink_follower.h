@@ -36,8 +36,8 @@ class FollowedTable {
 class NetlinkFollower : public ReportedSource {
   public:
     static constexpr std::chrono::milliseconds kInterval{1000};  ///< between listings, and between attempts to open
-    static constexpr size_t kPacketsAtOnce = 64;          ///< maximum to read before the loop continues with other work
-    static constexpr size_t kPacketsPerRequest = 16'384;  ///< maximum to read before a request is answered
+    static constexpr size_t kPacketsAtOnce = 16;       ///< maximum to read before the loop continues with other work
+    static constexpr size_t kPacketsPerRequest = 256;  ///< maximum to read before a request is answered
 
     /// The kernel's table that is followed.
     struct Subject {

@@ -26,8 +26,8 @@ namespace hostd {
 ///
 /// If the last reading is older than `maxAge`, a request starts a new one and waits for it, kMaxWait at most. If that
 /// isn't enough, the request gets the last one, or nothing if that is older than kMaxReadingAge. Only one request waits
-/// for each reading, so a source that hangs delays one request. A source whose last reading took longer than kMaxWait
-/// isn't waited for. A reading that fails leaves the last one in place.
+/// for each reading, so a source that hangs delays one request. A source whose last reading took longer than kMaxWait,
+/// or whose present one already has, isn't waited for. A reading that fails leaves the last one in place.
 ///
 /// The source is also read ahead, so that requests rarely wait and slow sources have values to serve. Until
 /// `gracePeriod` after the last request, a reading starts when three quarters of `maxAge` have passed since the
@@ -166,10 +166,10 @@ class Watch : public ReportedSource {
         return state_->finished;
     }
 
-    /// True if there is no reading yet, or the last one is too old and wasn't slow. A slow source is likely to exceed
+    /// True if there is no reading yet, or the last one is too old and the source isn't slow: it would probably exceed
     /// kMaxWait again.
     [[nodiscard]] bool isWorthWaiting(const std::shared_ptr<const Finished>& last, Duration now) const {
-        return !last || (last->started + maxAge_ <= now && !last->isSlow);
+        return !last || (last->started + maxAge_ <= now && !last->isSlow && now - *started_ < kMaxWait);
     }
 
     /// Waits for the reading in progress. True if it has ended, with or without success, by the deadline. Returns false

@@ -119,6 +119,17 @@ TEST_F(WatchTest, ASlowSourceIsNotWaitedFor) {
     EXPECT_LT(std::chrono::steady_clock::now() - before, Watch<int>::kMaxWait);
 }
 
+TEST_F(WatchTest, AReadingThatAlreadyTakesLongIsNotWaitedFor) {
+    ASSERT_EQ(shown(), 1);
+    const auto hold = source.hangs();
+    for (const auto pause : {kMaxAge * 3 / 4, kMaxAge / 4}) {  // the first one starts the reading
+        clock.time += pause;
+        const auto before = std::chrono::steady_clock::now();
+        EXPECT_EQ(shown(), 1);
+        EXPECT_LT(std::chrono::steady_clock::now() - before, Watch<int>::kMaxWait);
+    }
+}
+
 TEST_F(WatchTest, TheLoopIsNotifiedBeforeAReadingIsWaitedFor) {
     struct NotifiedLooper : tn::Looper {
         NotifiedLooper() : Looper({}) {}
