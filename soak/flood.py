@@ -1,13 +1,12 @@
 """Junk from one address at 80 % of the rate at which the kernel drops datagrams of the agent's socket, while another
 address polls. The rate is measured first: the highest without drops for a moment."""
 import contextlib
-import json
 import os
 import pathlib
 import subprocess
 
-from load import give_priority, with_user
-from session import BUILD, IN_MEMORY, IS_SANITIZED, USER, Failure, private_dirty
+from polling import Poller, give_priority, with_user
+from session import BUILD, IN_MEMORY, IS_SANITIZED, Failure, private_dirty
 
 GOAL = "a flood of junk at 80 % of what the kernel drops disturbs no other client"
 MINUTES = 5
@@ -95,21 +94,14 @@ def measure(session, agent, pid):
     memory, lines = private_dirty(pid), len(agent.said().splitlines())
     session.start_clock()
     flood = start_flood(session, agent, rate, session.seconds + 1)
-    words = [*agent.prefix, BUILD / "poller", "--port", agent.port, "--rate", POLLS, "--interval", 1, "--seconds",
-             int(session.seconds), "--v3", USER, f"--pid={pid}"]
     sent = lost = 0
-    with subprocess.Popen(list(map(str, words)), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True) as poller:
-        give_priority(poller.pid)
-        for line in poller.stdout:
-            numbers = json.loads(line)
+    with Poller(agent, POLLS, int(session.seconds)) as poller:
+        for numbers in poller.rows():
             sent, lost = sent + numbers["sent"], lost + numbers["lost"] + numbers["wrong"]
             session.goal("other client: requests answered", 100 * (1 - lost / sent), 99.9, "%", at_least=True)
             session.goal("log lines", (len(agent.said().splitlines()) - lines) / session.elapsed(), 10, "a second")
             session.progress(f"{sent} requests, {lost} lost, p99 {numbers['p99_us']} us")
-        error = poller.stderr.read()
     junk = finish(flood)
-    if poller.returncode or not sent:
-        raise Failure(f"{error.strip()}{agent.said()[-3000:]}")
     session.goal("other client: requests sent", sent, 0.98 * POLLS * int(session.seconds), at_least=True)
     session.goal("junk sent, of the intended rate", 100 * junk / (rate * (session.seconds + 1)), 90, "%", at_least=True)
     if not IS_SANITIZED:

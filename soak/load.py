@@ -6,7 +6,6 @@ the same requests at the same time: what else the machine does slows both. For t
 real-time priority, if that is permitted, and the time that they wait for a processor doesn't count."""
 import contextlib
 import csv
-import json
 import os
 import statistics
 import subprocess
@@ -14,7 +13,8 @@ import sys
 import threading
 
 import harness
-from session import BUILD, IS_SANITIZED, TREE, USER, Failure, add_user, descriptors, maps, private_dirty
+from polling import Poller, with_user
+from session import IS_SANITIZED, TREE, Failure, descriptors, maps, private_dirty
 
 GOAL = "1,000 requests/s with rows coming and going: constant memory, descriptors and latency"
 MINUTES = 120
@@ -25,7 +25,6 @@ RATE = 1000
 LINKS = 10  # pairs that stay; as many more come and go
 ROUTES, ROUTE_CHANGES = 1000, 50  # all, and changes a second
 CHANGE_INTERVAL = 0.5  # seconds between changes of links, each of which starts three processes
-REAL_TIME = os.SCHED_FIFO | os.SCHED_RESET_ON_FORK  # helper threads give way to the one that replies
 MIN_SLOPE_SECONDS = 1200  # shorter runs have a limit of the growth instead: one page would be a steep slope
 FILLER = TREE / "bench/fill_routes.py"
 
@@ -84,40 +83,13 @@ def set_up(session):
     return namespace, churn
 
 
-def with_user(agent):
-    """The deployment, whose poller may use SNMPv3."""
-    add_user(agent)
-    for daemon in agent.daemons.values():
-        give_priority(daemon.pid)
-    return agent
-
-
-def give_priority(pid):
-    with contextlib.suppress(PermissionError):
-        os.sched_setscheduler(pid, REAL_TIME, os.sched_param(1))
-
-
-def pids_of(agent):
-    return [daemon.pid for daemon in agent.daemons.values()]
-
-
-def poll(session, agent, seconds, interval):
+def poll(agent, seconds, interval):
     """Polls the agent and a young one for this time. Yields the poller's numbers for each interval."""
     with contextlib.ExitStack() as stack:
         young = harness.Deployment(KIND, prefix=agent.prefix)
         stack.callback(young.close)
         with_user(young.start().open())
-        words = [*agent.prefix, BUILD / "poller", "--port", agent.port, "--compare", young.port, "--rate", RATE,
-                 "--interval", interval, "--seconds", seconds, "--v3", USER]
-        words += [f"--pid={pid}" for pid in pids_of(agent)] + [f"--compared-pid={pid}" for pid in pids_of(young)]
-        poller = stack.enter_context(subprocess.Popen(list(map(str, words)), stdout=subprocess.PIPE,
-                                                      stderr=subprocess.PIPE, text=True))
-        stack.callback(poller.terminate)
-        give_priority(poller.pid)
-        for line in poller.stdout:
-            yield json.loads(line)
-        if poller.wait():
-            raise Failure(poller.stderr.read().strip())
+        yield from stack.enter_context(Poller(agent, RATE, seconds, interval, young)).rows()
 
 
 def samples(session, agent, churn):
@@ -126,7 +98,7 @@ def samples(session, agent, churn):
     round_seconds = int(max(session.seconds / 12, 3 * interval)) // interval * interval
     session.start_clock()
     while not session.is_over():
-        for numbers in poll(session, agent, round_seconds, interval):
+        for numbers in poll(agent, round_seconds, interval):
             sample = {"seconds": round(session.elapsed(), 1), **numbers}
             for part, daemon in agent.daemons.items():
                 sample |= {f"{part}_kib": private_dirty(daemon.pid), f"{part}_descriptors": descriptors(daemon.pid),

@@ -238,6 +238,13 @@ def descriptors(pid):
     return len(harness.descriptors(pid))
 
 
+def cpu_seconds(pid):
+    """Of all threads, in user and kernel mode."""
+    with open(f"/proc/{pid}/stat", encoding="ascii", errors="replace") as file:
+        fields = file.read().rpartition(")")[2].split()
+    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+
 def maps(pid):
     """Memory mappings. The count is nearly constant, unlike the addresses."""
     with open(f"/proc/{pid}/maps", encoding="ascii", errors="replace") as file:

@@ -1,0 +1,65 @@
+"""soak/poller: a poller's mix of requests at a constant rate, and their latencies."""
+import contextlib
+import json
+import os
+import statistics
+import subprocess
+
+from session import BUILD, IS_SANITIZED, USER, Failure, add_user
+
+REAL_TIME = os.SCHED_FIFO | os.SCHED_RESET_ON_FORK  # helper threads give way to the one that replies
+
+
+def with_user(agent):
+    """The deployment, whose poller may use SNMPv3. Its daemons get real-time priority, if that is permitted."""
+    add_user(agent)
+    for pid in _pids_of(agent):
+        give_priority(pid)
+    return agent
+
+
+def give_priority(pid):
+    with contextlib.suppress(PermissionError):
+        os.sched_setscheduler(pid, REAL_TIME, os.sched_param(1))
+
+
+def _pids_of(agent):
+    return [daemon.pid for daemon in agent.daemons.values()]
+
+
+def record(session, rows, name=""):
+    """Records the goals for the requests of a Poller. A single long one on a busy machine is noted only: the kernel's
+    locks may be held by processes that wait for a processor."""
+    longest = [row["longest_ms"] for row in rows]
+    if not IS_SANITIZED:
+        session.goal(f"{name}longest request in a second, median", statistics.median(longest), 10, "ms")
+    session.goal(f"{name}requests not answered", sum(row["lost"] + row["wrong"] for row in rows), 0)
+    session.note(f"{name}longest request of all: {max(longest):.1f} ms")
+
+
+class Poller(subprocess.Popen):
+    """Polls an agent that is with_user(), for so many seconds or until the end of the with-block.
+
+    @param rate      requests a second
+    @param interval  seconds covered by one of the rows
+    @param young     another such agent, which gets some of the same requests
+    """
+
+    def __init__(self, agent, rate, seconds, interval=1, young=None):
+        words = [*agent.prefix, BUILD / "poller", "--port", agent.port, "--rate", rate, "--interval", interval,
+                 "--seconds", seconds, "--v3", USER, *(f"--pid={pid}" for pid in _pids_of(agent))]
+        if young:
+            words += ["--compare", young.port, *(f"--compared-pid={pid}" for pid in _pids_of(young))]
+        super().__init__(list(map(str, words)), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        give_priority(self.pid)
+
+    def rows(self):
+        """Yields a dictionary for each interval, as soak/poller_main.cc prints it, until the time is over."""
+        for line in self.stdout:
+            yield json.loads(line)
+        if self.wait():
+            raise Failure(self.stderr.read().strip())
+
+    def __exit__(self, *failure):
+        self.terminate()
+        super().__exit__(*failure)
