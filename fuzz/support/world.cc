@@ -1,10 +1,9 @@
 #include "fuzz/support/world.h"
 
+#include <utility>
+
+#include "agent/core/start.h"
 #include "agent/mib/branch.h"
-#include "agent/modules/host_module.h"
-#include "agent/modules/interface_module.h"
-#include "agent/modules/system_module.h"
-#include "agent/modules/vendor_module.h"
 #include "contracts/disks.h"
 #include "contracts/interfaces.h"
 #include "contracts/snmp.h"
@@ -28,19 +27,27 @@ World::World() {
         interfaces_.row(id).insert_u64(contracts::interfaces::InOctets, uint64_t{id} << 40);
         disks_.row(id).insert_u32(contracts::disks::Size, id);
     }
-    snmp::start_system_module();
-    snmp::start_host_module();
-    snmp::start_vendor_module();
-    snmp::start_interface_module();
+    snmp::startModules();
     // Stored settings would affect the next input.
     for (const unsigned setting : {4U, 6U}) snmp::branches.erase(snmp::OID{1, 3, 6, 1, 2, 1, 1, setting});
     add("r", false);
     add("w", true);
+    add("v", true, {{1, 3, 6, 1, 2, 1, 1}, {1, 3, 6, 1, 2, 1, 2}, {1, 3, 6, 1, 4}}, {{1, 3, 6, 1, 2, 1, 2, 2, 1, 5}});
 }
 
-void World::add(const std::string& community, bool write) {
+void World::add(const std::string& community, bool write, const std::vector<Name>& seen,
+                const std::vector<Name>& hidden) {
+    namespace entry = contracts::snmp::community;
+    std::vector<tn::message> views;
+    for (const auto* names : {&seen, &hidden}) {
+        for (const Name& name : *names) {
+            views.emplace_back().insert_u32_array(entry::Subtree, name);
+            if (names == &hidden) views.back().insert_bool(entry::Excluded, true);
+        }
+    }
     tn::message m = tn::request(agent_->communities().path(), tn::cmd::AddObj);
-    m.insert_string(contracts::snmp::community::Name, community);
-    m.insert_bool(contracts::snmp::community::WriteAccess, write);
+    m.insert_string(entry::Name, community);
+    m.insert_bool(entry::WriteAccess, write);
+    m.insert_message_array(entry::Views, std::move(views));
     (void)agent_->exchangeMessage(m);
 }
