@@ -31,7 +31,7 @@ class Port(unittest.TestCase):
 
 
 class Log(unittest.TestCase):
-    def test_unauthenticated_datagrams_cause_at_most_ten_log_lines_a_second(self):
+    def test_unauthenticated_datagrams_cause_at_most_ten_log_lines_in_two_seconds(self):
         agent = Deployment("node").ends_with(self).start().open()
         began, before = time.monotonic(), len(agent.said())
         for _ in range(5):
@@ -40,8 +40,8 @@ class Log(unittest.TestCase):
         seconds = int(time.monotonic() - began) + 1
         lines = re.findall(r"(?m)^(SNMP InStream: .*|v3 packet: .*|\d+ lines suppressed.*)$", agent.said()[before:])
         self.assertGreaterEqual(len(lines), 10)
-        self.assertLessEqual(len(lines), 10 * seconds, lines)
-        eventually(lambda: send(agent.port, *GARBAGE) or "lines suppressed about datagrams" in agent.said(),
+        self.assertLessEqual(len(lines), 10 * (seconds // 2 + 1), lines)
+        eventually(lambda: send(agent.port, *GARBAGE) or "lines suppressed about received datagrams" in agent.said(),
                    "a count of the suppressed lines")
 
     def test_daemons_run_on_when_the_log_reader_stops_or_exits(self):
@@ -59,7 +59,7 @@ class Log(unittest.TestCase):
             for ends, state in ((), "full"), ((filler, reader), "gone"):
                 for end in ends:
                     os.close(end)
-                time.sleep(1)  # until lines about strangers are admitted again
+                time.sleep(2)  # until lines about strangers are admitted again
                 send(agent.port, *GARBAGE)
                 self.assertEqual(agent.get(SYS_SERVICES), "INTEGER: 78", f"the reader of its log is {state}")
             self.assertEqual((agent.agent_pids(), agent.stop()), (pids, [0]))
