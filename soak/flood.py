@@ -13,6 +13,7 @@ MINUTES = 5
 QUICK = 3
 
 POLLS = 100  # requests a second of the other client
+ANSWERED = {True: 99, False: 99.9}  # percent; the short form has 300 requests, on a busy machine
 FIRST_RATE, LAST_RATE = 4_000, 400_000
 PROBE_SECONDS = {True: 0.25, False: 3}  # for each rate, in the quick form or not
 RESOLUTION = {True: 1.25, False: 1.05}  # ratio of the rates between which the limit is
@@ -98,7 +99,8 @@ def measure(session, agent, pid):
     with Poller(agent, POLLS, int(session.seconds)) as poller:
         for numbers in poller.rows():
             sent, lost = sent + numbers["sent"], lost + numbers["lost"] + numbers["wrong"]
-            session.goal("other client: requests answered", 100 * (1 - lost / sent), 99.9, "%", at_least=True)
+            session.goal("other client: requests answered", 100 * (1 - lost / sent), ANSWERED[session.quick], "%",
+                         at_least=True)
             session.goal("log lines", (len(agent.said().splitlines()) - lines) / session.elapsed(), 10, "a second")
             session.progress(f"{sent} requests, {lost} lost, p99 {numbers['p99_us']} us")
     junk = finish(flood)

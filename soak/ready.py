@@ -17,7 +17,8 @@ STARTS, DATAGRAMS = 10, 10_000  # of the quick form; the long one has as many da
 RATE = 4000  # datagrams a second
 BUFFER = 2 << 20  # octets, as in the socket units
 SLOW = 16  # consecutive requests of 256, which take 3 ms each
-WAIT = 2  # seconds for the last replies
+MAX_OUTSTANDING = 1000  # requests, which fit the buffer however long a restart takes on a busy machine
+WAIT = 5  # seconds for a reply
 # A service manager's part. The socket is descriptor 3, SD_LISTEN_FDS_START.
 INHERITS = ("bash", "-c", 'exec 3<&"$0"; LISTEN_PID=$$ LISTEN_FDS=1 LISTEN_FDNAMES=snmp exec "$@"')
 
@@ -37,7 +38,7 @@ def starts(session, agent):
 
 
 class Sender(threading.Thread):
-    """Sends requests at a constant rate and collects the numbers of those answered."""
+    """Sends requests at a constant rate, or slower while many wait, and collects the numbers of those answered."""
 
     def __init__(self, client, count):
         super().__init__()
@@ -48,6 +49,9 @@ class Sender(threading.Thread):
         for number in range(self.count):
             while (early := begin + number / RATE - time.monotonic()) > 0:
                 self.receive(early)
+            while number - len(self.answered) >= MAX_OUTSTANDING:
+                if not self.receive(WAIT):
+                    return
             self.client.send(harness.SYS_NAME if number % 256 < SLOW else harness.SYS_SERVICES)
         while len(self.answered) < self.count and self.receive(WAIT):
             pass

