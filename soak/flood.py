@@ -13,7 +13,9 @@ MINUTES = 5
 QUICK = 3
 
 POLLS = 100  # requests a second of the other client
-ANSWERED = {True: 99, False: 99.9}  # percent; the short form has 300 requests, on a busy machine
+# The short form has 300 requests on a busy machine: one is 0.3 %, and the flood may keep the client from sending.
+ANSWERED = {True: 99, False: 99.9}  # percent
+SENT = {True: 0.5, False: 0.98}
 FIRST_RATE, LAST_RATE = 4_000, 400_000
 PROBE_SECONDS = {True: 0.25, False: 3}  # for each rate, in the quick form or not
 RESOLUTION = {True: 1.25, False: 1.05}  # ratio of the rates between which the limit is
@@ -104,7 +106,7 @@ def measure(session, agent, pid):
             session.goal("log lines", (len(agent.said().splitlines()) - lines) / session.elapsed(), 10, "a second")
             session.progress(f"{sent} requests, {lost} lost, p99 {numbers['p99_us']} us")
     junk = finish(flood)
-    session.goal("other client: requests sent", sent, 0.98 * POLLS * int(session.seconds), at_least=True)
+    session.goal("other client: requests sent", sent, SENT[session.quick] * POLLS * int(session.seconds), at_least=True)
     session.goal("junk sent, of the intended rate", 100 * junk / (rate * (session.seconds + 1)), 90, "%", at_least=True)
     if not IS_SANITIZED:
         session.goal("memory growth", private_dirty(pid) - memory, 1024, "KiB")
