@@ -26,7 +26,7 @@ constexpr size_t kMostCaptured = 262'144;  // octets of output: room for all lin
 constexpr size_t kMostOutput = 2000;       // octets of it in a row, which must fit into a datagram
 constexpr size_t kMostLines = 1024;        // nsExtendLineIndex
 constexpr size_t kMostLine = 255;          // octets, as DisplayString
-constexpr KeyField kName{extend::Name, extend::kMostName};
+constexpr KeyField kName = KeyField::variable(extend::Name, extend::kMostName);
 constexpr size_t kNameOctets = kName.width();
 
 /// What changes when the file is replaced or edited, as text; empty if it doesn't exist.

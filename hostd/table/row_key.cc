@@ -19,80 +19,68 @@ void putNumber(std::span<uint8_t> place, uint32_t value) {
 }  // namespace
 
 bool KeyField::isIn(const tn::message& m) const {
-    switch (form_) {
-        case Form::U32:
-        case Form::Be32:
+    switch (kind_) {
+        case Kind::U32:
+        case Kind::Be32:
             return m.has(tn::u32_id(number_));
-        case Form::Addr6:
+        case Kind::Addr6:
             return m.has(tn::addr6_id(number_));
-        case Form::Text:
+        case Kind::Text:
             return m.has(tn::string_id(number_));
-        case Form::Raw:
-        case Form::Variable:
+        case Kind::Raw:
             break;
     }
     return m.has(tn::raw_id(number_));
 }
 
+std::vector<uint8_t> KeyField::octetsIn(const tn::message& m) const {
+    if (kind_ == Kind::Raw) return m.get_raw(tn::raw_id(number_));
+    const std::string text = m.get_string(tn::string_id(number_));
+    return {text.begin(), text.end()};
+}
+
 bool KeyField::read(const tn::message& m, std::span<uint8_t> place) const {
-    switch (form_) {
-        case Form::U32:
+    switch (kind_) {
+        case Kind::U32:
             putNumber(place, m.get_u32(tn::u32_id(number_)));
             return true;
-        case Form::Be32:
+        case Kind::Be32:
             putNumber(place, m.get_be32(tn::be32_id(number_)));
             return true;
-        case Form::Addr6: {
+        case Kind::Addr6: {
             const tn::IPAddr6 address = m.get_addr6(tn::addr6_id(number_));
             std::ranges::copy(address.octets(), place.begin());
             return true;
         }
-        case Form::Text: {
-            const std::string text = m.get_string(tn::string_id(number_));
-            const bool fits = text.size() < place.size();
-            std::ranges::fill(place, uint8_t{0});
-            place[0] = fits ? static_cast<uint8_t>(text.size()) : UINT8_MAX;
-            std::ranges::copy(text.substr(0, place.size() - 1), place.begin() + 1);
-            return fits;
-        }
-        case Form::Raw:
-        case Form::Variable:
+        case Kind::Raw:
+        case Kind::Text:
             break;
     }
-    std::vector<uint8_t> octets = m.get_raw(tn::raw_id(number_));
-    if (form_ == Form::Variable) {
-        const size_t most = place.size() - 1;
-        const bool isShort = octets.size() <= most;
-        place[0] = static_cast<uint8_t>(std::min(octets.size(), most));
-        octets.resize(most);
-        std::ranges::copy(octets, place.begin() + 1);
-        return isShort;
-    }
-    const bool fits = octets.size() == place.size();
-    octets.resize(place.size());
-    std::ranges::copy(octets, place.begin());
+    std::vector<uint8_t> octets = octetsIn(m);
+    const auto value = place.subspan(isVariable_ ? 1 : 0);
+    const bool fits = isVariable_ ? octets.size() <= value.size() : octets.size() == value.size();
+    if (isVariable_) place[0] = fits ? static_cast<uint8_t>(octets.size()) : UINT8_MAX;
+    octets.resize(value.size());
+    std::ranges::copy(octets, value.begin());
     return fits;
 }
 
 void KeyField::write(std::span<const uint8_t> place, tn::message& m) const {
-    switch (form_) {
-        case Form::U32:
-            return m.insert_u32(tn::u32_id(number_), numberOf(place));
-        case Form::Be32:
-            return m.insert_be32(tn::be32_id(number_), numberOf(place));
-        case Form::Addr6: {
+    const auto value = isVariable_ ? place.subspan(1, std::min<size_t>(place[0], place.size() - 1)) : place;
+    switch (kind_) {
+        case Kind::U32:
+            return m.insert_u32(tn::u32_id(number_), numberOf(value));
+        case Kind::Be32:
+            return m.insert_be32(tn::be32_id(number_), numberOf(value));
+        case Kind::Addr6: {
             tn::IPAddr6 address;
-            std::ranges::copy(place, address.octets().begin());
+            std::ranges::copy(value, address.octets().begin());
             return m.insert_addr6(tn::addr6_id(number_), address);
         }
-        case Form::Text: {
-            const auto text = place.subspan(1, std::min<size_t>(place[0], place.size() - 1));
-            return m.insert_string(tn::string_id(number_), {text.begin(), text.end()});
-        }
-        case Form::Raw:
-            return m.insert_raw(tn::raw_id(number_), place);
-        case Form::Variable:
-            return m.insert_raw(tn::raw_id(number_), place.subspan(1, std::min<size_t>(place[0], place.size() - 1)));
+        case Kind::Text:
+            return m.insert_string(tn::string_id(number_), {value.begin(), value.end()});
+        case Kind::Raw:
+            return m.insert_raw(tn::raw_id(number_), value);
     }
 }
 

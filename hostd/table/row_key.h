@@ -15,38 +15,42 @@ namespace hostd {
 class KeyField {
   public:
     // Implicit, so that a table's key can be written as a list of field ids.
-    constexpr KeyField(tn::u32_id id) : form_(Form::U32), number_(id.number), width_(4) {}       // NOLINT
-    constexpr KeyField(tn::be32_id id) : form_(Form::Be32), number_(id.number), width_(4) {}     // NOLINT
-    constexpr KeyField(tn::addr6_id id) : form_(Form::Addr6), number_(id.number), width_(16) {}  // NOLINT
+    constexpr KeyField(tn::u32_id id) : KeyField(Kind::U32, id.number, 4) {}       // NOLINT
+    constexpr KeyField(tn::be32_id id) : KeyField(Kind::Be32, id.number, 4) {}     // NOLINT
+    constexpr KeyField(tn::addr6_id id) : KeyField(Kind::Addr6, id.number, 16) {}  // NOLINT
     /// @param width  octets of every value of the field, such as 6 for a MAC address
-    constexpr KeyField(tn::raw_id id, size_t width) : form_(Form::Raw), number_(id.number), width_(width) {}
-    /// A field whose values have different lengths. Its part of a key is the length, then the octets and zeros, so that
-    /// a shorter value sorts before a longer one, as in an SNMP index.
-    /// @param most  octets of the longest value, at most 255
+    constexpr KeyField(tn::raw_id id, size_t width) : KeyField(Kind::Raw, id.number, width) {}
+    /// A field whose values have different lengths: octets or a text. Its part of a key is the length, then the octets
+    /// and zeros, so that a shorter value sorts before a longer one, as in an SNMP index.
+    /// @param most  octets of the longest value, at most 254
     static constexpr KeyField variable(tn::raw_id id, size_t most) {
-        KeyField field(id, 1 + most);
-        field.form_ = Form::Variable;
-        return field;
+        return {Kind::Raw, id.number, 1 + most, /*isVariable=*/true};
     }
-
-    /// @param most  octets of the longest value. A shorter text sorts before a longer one, as in SNMP indexes
-    constexpr KeyField(tn::string_id id, size_t most) : form_(Form::Text), number_(id.number), width_(1 + most) {}
+    static constexpr KeyField variable(tn::string_id id, size_t most) {
+        return {Kind::Text, id.number, 1 + most, /*isVariable=*/true};
+    }
 
     [[nodiscard]] constexpr size_t width() const { return width_; }  ///< octets
     /// True if the message contains this field.
     [[nodiscard]] bool isIn(const tn::message& m) const;
     /// Copies the field's value from a message into its part of a key; zeros if the message lacks it. False when a raw
-    /// value has another width, or is too long: it is then cut, or padded with zeros. False, too, when a text is too
-    /// long: it then sorts after all others.
+    /// value has another width: it is then cut, or padded with zeros. False, too, when a value of variable length is
+    /// too long: it then sorts after all others.
     /// @param place  the part of the key, width() octets
     bool read(const tn::message& m, std::span<uint8_t> place) const;
     /// Inserts the value from its part of a key, width() octets, into a message.
     void write(std::span<const uint8_t> place, tn::message& m) const;
 
   private:
-    /// Kind of the field.
-    enum class Form { U32, Be32, Addr6, Raw, Variable, Text };
-    Form form_;
+    /// The field's kind in messages.
+    enum class Kind { U32, Be32, Addr6, Raw, Text };
+    constexpr KeyField(Kind kind, uint32_t number, size_t width, bool isVariable = false)
+        : kind_(kind), isVariable_(isVariable), number_(number), width_(width) {}
+    /// The value of a raw field or a text.
+    [[nodiscard]] std::vector<uint8_t> octetsIn(const tn::message& m) const;
+
+    Kind kind_;
+    bool isVariable_;  ///< its part of a key begins with the value's length
     uint32_t number_;
     size_t width_;
 };
