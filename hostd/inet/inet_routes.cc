@@ -135,7 +135,7 @@ void InetRoutes::writeRow(InetRouteRow row, tn::message& item) const {
 }
 
 DefaultRouters::DefaultRouters(Routes& ipv4, std::shared_ptr<Ipv6Routes> ipv6)
-    : OwnerTable(routerKeyFields()), ipv4_(ipv4), ipv6_(std::move(ipv6)), fields_(routerKeyFields()) {}
+    : PositionTable(routerKeyFields()), ipv4_(ipv4), ipv6_(std::move(ipv6)), fields_(routerKeyFields()) {}
 
 void DefaultRouters::refresh() {
     ipv4_.refresh();
@@ -149,11 +149,6 @@ void DefaultRouters::refresh() {
     forEachDefault(ipv6_->table(), add);
     const auto isBelow = [](const RowKey& a, const RowKey& b) { return a < b; };
     std::ranges::sort(rows_, isBelow);
-}
-
-std::optional<size_t> DefaultRouters::lowerBound(const RowKey& key) const {
-    const auto found = std::ranges::lower_bound(rows_, key, [](const RowKey& a, const RowKey& b) { return a < b; });
-    return found == rows_.end() ? std::nullopt : std::optional(static_cast<size_t>(found - rows_.begin()));
 }
 
 }  // namespace hostd

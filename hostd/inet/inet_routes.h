@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "hostd/inet/routes.h"
+#include "hostd/table/position_table.h"
 
 namespace hostd {
 
@@ -38,7 +39,7 @@ class InetRoutes : public OwnerTable<InetRouteRow> {
 };
 
 /// {24, 1049}: the gateways of default routes. contracts/inet.h has the fields.
-class DefaultRouters : public OwnerTable<size_t> {
+class DefaultRouters : public PositionTable {
   public:
     /// @param ipv4  must outlive this
     DefaultRouters(Routes& ipv4, std::shared_ptr<Ipv6Routes> ipv6);
@@ -46,10 +47,6 @@ class DefaultRouters : public OwnerTable<size_t> {
   protected:
     void refresh() override;
     [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(rows_.size()); }
-    [[nodiscard]] std::optional<size_t> lowerBound(const RowKey& key) const override;
-    [[nodiscard]] std::optional<size_t> after(size_t row) const override {
-        return row + 1 < rows_.size() ? std::optional(row + 1) : std::nullopt;
-    }
     [[nodiscard]] RowKey keyOf(size_t row) const override { return rows_[row]; }
     void writeRow(size_t row, tn::message& item) const override { writeKey(fields_, rows_[row], item); }
 

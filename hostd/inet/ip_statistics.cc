@@ -112,7 +112,7 @@ void IpStatistics::writeRow(uint32_t version, tn::message& item) const {
 }
 
 IpInterfaceStatistics::IpInterfaceStatistics(std::string proc, std::function<const LinkTable&()> links)
-    : OwnerTable({ip_statistics::Version, ip_statistics::Interface}),
+    : PositionTable({ip_statistics::Version, ip_statistics::Interface}),
       proc_(std::move(proc)),
       links_(std::move(links)) {}
 
@@ -125,13 +125,6 @@ void IpInterfaceStatistics::refresh() {
         std::string file = proc_ + "/net/dev_snmp6/" + link->name;
         if (::access(file.c_str(), R_OK) == 0) rows_.push_back({link->index, std::move(file)});
     }
-}
-
-std::optional<size_t> IpInterfaceStatistics::lowerBound(const RowKey& key) const {
-    if (key.u32(0) > kIPv6) return {};
-    const uint32_t ifindex = key.u32(0) == kIPv6 ? key.u32(4) : 0;
-    const auto found = std::ranges::lower_bound(rows_, ifindex, {}, &Row::ifindex);
-    return found == rows_.end() ? std::nullopt : std::optional(static_cast<size_t>(found - rows_.begin()));
 }
 
 RowKey IpInterfaceStatistics::keyOf(size_t row) const {

@@ -7,6 +7,7 @@
 #include "hostd/inet/ip_counters.h"
 #include "hostd/links/link_table.h"
 #include "hostd/table/owner_table.h"
+#include "hostd/table/position_table.h"
 
 namespace hostd {
 
@@ -31,7 +32,7 @@ class IpStatistics : public OwnerTable<uint32_t> {
 
 /// {24, 1045}: the counters of IPv6 by interface. contracts/inet.h has the fields. A file is read only for a row that
 /// is requested.
-class IpInterfaceStatistics : public OwnerTable<size_t> {
+class IpInterfaceStatistics : public PositionTable {
   public:
     /// @param links  called once for each request; returns the current links, which outlive this
     IpInterfaceStatistics(std::string proc, std::function<const LinkTable&()> links);
@@ -39,10 +40,6 @@ class IpInterfaceStatistics : public OwnerTable<size_t> {
   protected:
     void refresh() override;
     [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(rows_.size()); }
-    [[nodiscard]] std::optional<size_t> lowerBound(const RowKey& key) const override;
-    [[nodiscard]] std::optional<size_t> after(size_t row) const override {
-        return row + 1 < rows_.size() ? std::optional(row + 1) : std::nullopt;
-    }
     [[nodiscard]] RowKey keyOf(size_t row) const override;
     void writeRow(size_t row, tn::message& item) const override;
 

@@ -142,19 +142,13 @@ std::shared_ptr<SocketWatch> watchSockets(const std::string& proc) {
 }
 
 SocketTable::SocketTable(std::shared_ptr<SocketWatch> source, std::vector<KeyField> key, Rows rows)
-    : OwnerTable(key), source_(std::move(source)), key_(std::move(key)), rows_(rows) {}
+    : PositionTable(key), source_(std::move(source)), key_(std::move(key)), rows_(rows) {}
 
 void SocketTable::refresh() { reading_ = source_->latest(); }
 
 const std::vector<SocketRow>& SocketTable::rows() const {
     static const SocketRows none;
     return (reading_ ? *reading_ : none).*rows_;
-}
-
-std::optional<size_t> SocketTable::lowerBound(const RowKey& key) const {
-    const auto found = std::ranges::lower_bound(
-        rows(), key, [](const RowKey& a, const RowKey& b) { return a < b; }, &SocketRow::key);
-    return found == rows().end() ? std::nullopt : std::optional(static_cast<size_t>(found - rows().begin()));
 }
 
 void SocketTable::writeRow(size_t row, tn::message& item) const {

@@ -10,7 +10,7 @@
 
 #include "hostd/inet/inet_address.h"
 #include "hostd/source/watch.h"
-#include "hostd/table/owner_table.h"
+#include "hostd/table/position_table.h"
 
 namespace hostd {
 
@@ -46,7 +46,7 @@ using SocketWatch = Watch<SocketRows>;
 [[nodiscard]] std::shared_ptr<SocketWatch> watchSockets(const std::string& proc);
 
 /// One of the tables of contracts/sockets.h.
-class SocketTable : public OwnerTable<size_t> {
+class SocketTable : public PositionTable {
   public:
     using Rows = std::vector<SocketRow> SocketRows::*;
     /// @param key   the fields that the keys of these rows consist of
@@ -55,10 +55,6 @@ class SocketTable : public OwnerTable<size_t> {
   protected:
     void refresh() override;
     [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(rows().size()); }
-    [[nodiscard]] std::optional<size_t> lowerBound(const RowKey& key) const override;
-    [[nodiscard]] std::optional<size_t> after(size_t row) const override {
-        return row + 1 < rows().size() ? std::optional(row + 1) : std::nullopt;
-    }
     [[nodiscard]] RowKey keyOf(size_t row) const override { return rows()[row].key; }
     void writeRow(size_t row, tn::message& item) const override;
 

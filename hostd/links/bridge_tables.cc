@@ -79,25 +79,12 @@ void BridgeVlans::writeRow(uint32_t id, tn::message& row) const {
 }
 
 BridgeHosts::BridgeHosts(std::shared_ptr<FirstBridge> source, Order order)
-    : OwnerTable(keyFields(order)), source_(std::move(source)), order_(order) {}
+    : PositionTable(keyFields(order)), source_(std::move(source)), order_(order) {}
 
 const std::vector<BridgeHost>& BridgeHosts::hosts() const {
     static const std::vector<BridgeHost> kNone;
     if (!bridge_) return kNone;
     return order_ == Order::ByMac ? bridge_->byMac : bridge_->byVlan;
-}
-
-std::optional<size_t> BridgeHosts::lowerBound(const RowKey& key) const {
-    const auto isBelow = [&](const BridgeHost& host) {
-        const RowKey own = keyOfHost(host, order_);
-        return std::ranges::lexicographical_compare(own.part(0, own.size()), key.part(0, key.size()));
-    };
-    const auto found = std::ranges::partition_point(hosts(), isBelow);
-    return found == hosts().end() ? std::nullopt : std::optional(static_cast<size_t>(found - hosts().begin()));
-}
-
-std::optional<size_t> BridgeHosts::after(size_t row) const {
-    return row + 1 < hosts().size() ? std::optional(row + 1) : std::nullopt;
 }
 
 RowKey BridgeHosts::keyOf(size_t row) const { return keyOfHost(hosts()[row], order_); }

@@ -11,6 +11,7 @@
 #include "hostd/links/bridge_reader.h"
 #include "hostd/source/watch.h"
 #include "hostd/table/id_table.h"
+#include "hostd/table/position_table.h"
 
 namespace hostd {
 
@@ -73,7 +74,7 @@ class BridgeVlans : public BridgeTable<&Bridge::vlans> {
 };
 
 /// {24, 1083} and {24, 1084}: its forwarding entries. contracts::bridge_hosts has the fields.
-class BridgeHosts : public OwnerTable<size_t> {
+class BridgeHosts : public PositionTable {
   public:
     enum class Order { ByMac, ByVlan };
     BridgeHosts(std::shared_ptr<FirstBridge> source, Order order);
@@ -81,8 +82,6 @@ class BridgeHosts : public OwnerTable<size_t> {
   protected:
     void refresh() override { bridge_ = source_->latest(); }
     [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(hosts().size()); }
-    [[nodiscard]] std::optional<size_t> lowerBound(const RowKey& key) const override;
-    [[nodiscard]] std::optional<size_t> after(size_t row) const override;
     [[nodiscard]] RowKey keyOf(size_t row) const override;
     void writeRow(size_t row, tn::message& item) const override;
 

@@ -11,7 +11,7 @@ namespace hostd {
 namespace stack = contracts::interface_stack;
 
 LinkStack::LinkStack(std::function<const LinkTable&()> links)
-    : OwnerTable({stack::Higher, stack::Lower}), links_(std::move(links)) {}
+    : PositionTable({stack::Higher, stack::Lower}), links_(std::move(links)) {}
 
 std::vector<LinkStack::Pair> LinkStack::pairsOf(const LinkTable& links) {
     std::vector<Pair> pairs;
@@ -50,11 +50,6 @@ tn::message LinkStack::getObject(uint32_t) {
     reply.insert_u64(stack::LastChange, static_cast<uint64_t>(changed_.count()));
     reply.insert_u64(stack::InterfacesLastChange, static_cast<uint64_t>(links_().membersChangedAt().count()));
     return reply;
-}
-
-std::optional<size_t> LinkStack::lowerBound(const RowKey& key) const {
-    const auto found = std::ranges::lower_bound(rows_, Pair{key.u32(0), key.u32(4)});
-    return found == rows_.end() ? std::nullopt : std::optional(static_cast<size_t>(found - rows_.begin()));
 }
 
 RowKey LinkStack::keyOf(size_t row) const {

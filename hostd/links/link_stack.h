@@ -6,12 +6,12 @@
 #include <vector>
 
 #include "hostd/links/link_table.h"
-#include "hostd/table/owner_table.h"
+#include "hostd/table/position_table.h"
 
 namespace hostd {
 
 /// {24, 1000}: which links run on top of which. contracts/interface_stack.h has the fields.
-class LinkStack : public OwnerTable<size_t> {
+class LinkStack : public PositionTable {
   public:
     /// @param links  called once for each request; returns the current links, which outlive this
     explicit LinkStack(std::function<const LinkTable&()> links);
@@ -22,10 +22,6 @@ class LinkStack : public OwnerTable<size_t> {
   protected:
     void refresh() override;
     [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(rows_.size()); }
-    [[nodiscard]] std::optional<size_t> lowerBound(const RowKey& key) const override;
-    [[nodiscard]] std::optional<size_t> after(size_t row) const override {
-        return row + 1 < rows_.size() ? std::optional(row + 1) : std::nullopt;
-    }
     [[nodiscard]] RowKey keyOf(size_t row) const override;
     void writeRow(size_t row, tn::message& item) const override;
 

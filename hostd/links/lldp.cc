@@ -3,8 +3,6 @@
 #include <arpa/inet.h>
 #include <lldp-const.h>
 
-#include <memory>
-
 #include "hostd/links/lldpctl.h"
 
 namespace hostd {
@@ -69,19 +67,10 @@ void addNeighborsOf(const LldpLibrary& library, const LldpAtom& interface, std::
 
 Reading<Neighbor> readNeighbors() {
     Reading<Neighbor> reading;
-    const LldpLibrary library;
-    if (!library.isWhole()) {
-        reading.problem = std::string(kLldpLibrary) + " isn't installed";
-        return reading;
-    }
-    const std::unique_ptr<lldpctl_conn_t, decltype(&::lldpctl_release)> connection(
-        library.open(nullptr, nullptr, nullptr), library.release);
-    const LldpAtom interfaces(library, connection ? library.interfaces(connection.get()) : nullptr);
-    if (!interfaces.isThere()) {
-        reading.problem = "lldpd doesn't answer";
-        return reading;
-    }
-    interfaces.forEach([&](const LldpAtom& interface) { addNeighborsOf(library, interface, reading.rows); });
+    reading.problem = queryLldpd([&reading](const LldpLibrary& library, const LldpAtom& interfaces, auto*) {
+        interfaces.forEach([&](const LldpAtom& interface) { addNeighborsOf(library, interface, reading.rows); });
+        return true;
+    });
     return reading;
 }
 

@@ -123,12 +123,7 @@ void LldpReading::add(LldpRemote remote, std::vector<LldpAddress> its) {
 
 void LldpReading::sort() {
     const auto sortRows = [](auto& rows) {
-        const auto isLess = [](const auto& a, const auto& b) {
-            const RowKey left = a.key();
-            const RowKey right = b.key();
-            return std::ranges::lexicographical_compare(left.part(0, left.size()), right.part(0, right.size()));
-        };
-        std::ranges::sort(rows, isLess);
+        std::ranges::sort(rows, [](const auto& a, const auto& b) { return a.key() < b.key(); });
     };
     sortRows(addresses);
     sortRows(remotes);
@@ -137,23 +132,15 @@ void LldpReading::sort() {
 
 LldpReading readLldp() {
     LldpReading reading;
-    const LldpLibrary library;
-    if (!library.isWhole()) {
-        reading.problem = std::string(kLldpLibrary) + " isn't installed";
-        return reading;
-    }
-    const std::unique_ptr<lldpctl_conn_t, decltype(&::lldpctl_release)> connection(
-        library.open(nullptr, nullptr, nullptr), library.release);
-    const LldpAtom chassis(library, connection ? library.localChassis(connection.get()) : nullptr);
-    const LldpAtom interfaces(library, chassis.isThere() ? library.interfaces(connection.get()) : nullptr);
-    if (!interfaces.isThere()) {
-        reading.problem = "lldpd doesn't answer";
-        return reading;
-    }
-    reading.local = systemOf(chassis);
-    reading.addresses = addressesOf(chassis);
-    interfaces.forEach([&](const LldpAtom& interface) { readInterface(library, interface, reading); });
-    reading.sort();
+    reading.problem = queryLldpd([&reading](const LldpLibrary& library, const LldpAtom& interfaces, auto* connection) {
+        const LldpAtom chassis(library, library.localChassis(connection));
+        if (!chassis.isThere()) return false;
+        reading.local = systemOf(chassis);
+        reading.addresses = addressesOf(chassis);
+        interfaces.forEach([&](const LldpAtom& interface) { readInterface(library, interface, reading); });
+        reading.sort();
+        return true;
+    });
     return reading;
 }
 

@@ -14,6 +14,7 @@
 #include "hostd/source/problem_log.h"
 #include "hostd/source/watch.h"
 #include "hostd/table/id_table.h"
+#include "hostd/table/position_table.h"
 
 namespace hostd {
 
@@ -118,24 +119,13 @@ void writeLldpRow(const LldpAddress& address, tn::message& item);
 /// {24, 1062} to {24, 1064}: one of the lists of a reading. contracts::lldp_systems and lldp_addresses have the fields.
 /// Our own addresses have the keys of neighbours, with 0 for port and index, which the contract leaves out.
 template <auto Rows>
-class LldpTable : public OwnerTable<size_t> {
+class LldpTable : public PositionTable {
   public:
-    explicit LldpTable(std::shared_ptr<LldpSource> source) : OwnerTable(lldpKey(Rows)), source_(std::move(source)) {}
+    explicit LldpTable(std::shared_ptr<LldpSource> source) : PositionTable(lldpKey(Rows)), source_(std::move(source)) {}
 
   protected:
     void refresh() override { reading_ = source_->latest(); }
     [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(rows().size()); }
-    [[nodiscard]] std::optional<size_t> lowerBound(const RowKey& key) const override {
-        const auto isBelow = [&](const auto& row) {
-            const RowKey own = row.key();
-            return std::ranges::lexicographical_compare(own.part(0, own.size()), key.part(0, key.size()));
-        };
-        const auto found = std::ranges::partition_point(rows(), isBelow);
-        return found == rows().end() ? std::nullopt : std::optional(static_cast<size_t>(found - rows().begin()));
-    }
-    [[nodiscard]] std::optional<size_t> after(size_t row) const override {
-        return row + 1 < rows().size() ? std::optional(row + 1) : std::nullopt;
-    }
     [[nodiscard]] RowKey keyOf(size_t row) const override { return rows()[row].key(); }
     void writeRow(size_t row, tn::message& item) const override { writeLldpRow(rows()[row], item); }
 

@@ -77,4 +77,19 @@ class LldpAtom {
     std::unique_ptr<lldpctl_atom_t, decltype(&::lldpctl_atom_dec_ref)> atom_;
 };
 
+/// Connects to lldpd and reads from it. Waits for the daemon, so it can block.
+/// @param read  called with the library, the interfaces (const LldpAtom&) and the connection (lldpctl_conn_t*); returns
+///              false when lldpd doesn't answer
+/// @return the problem, for ProblemLog; empty when there is none
+template <class Read>
+[[nodiscard]] std::string queryLldpd(const Read& read) {
+    const LldpLibrary library;
+    if (!library.isWhole()) return std::string(kLldpLibrary) + " isn't installed";
+    const std::unique_ptr<lldpctl_conn_t, decltype(&::lldpctl_release)> connection(
+        library.open(nullptr, nullptr, nullptr), library.release);
+    const LldpAtom interfaces(library, connection ? library.interfaces(connection.get()) : nullptr);
+    const bool isAnswered = interfaces.isThere() && read(library, interfaces, connection.get());
+    return isAnswered ? "" : "lldpd doesn't answer";
+}
+
 }  // namespace hostd

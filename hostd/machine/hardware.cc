@@ -140,20 +140,13 @@ void Devices::writeRow(uint32_t id, tn::message& item) const {
 // ---- {24, 1022}
 
 Partitions::Partitions(std::shared_ptr<Hardware> hardware)
-    : OwnerTable({partitions::Disk, partitions::Number}), hardware_(std::move(hardware)) {}
+    : PositionTable({partitions::Disk, partitions::Number}), hardware_(std::move(hardware)) {}
 
 void Partitions::refresh() {
     hardware_->refresh();
     rows_.clear();
     for (const auto& [id, disk] : hardware_->disks())
         for (const Partition& partition : disk.partitions) rows_.push_back({id + hardware::kFirstDisk, &partition});
-}
-
-std::optional<size_t> Partitions::lowerBound(const RowKey& key) const {
-    const auto found = std::ranges::lower_bound(rows_, std::pair(key.u32(0), key.u32(4)), {}, [](const Row& row) {
-        return std::pair(row.disk, row.partition->number);
-    });
-    return found == rows_.end() ? std::nullopt : std::optional(static_cast<size_t>(found - rows_.begin()));
 }
 
 RowKey Partitions::keyOf(size_t row) const {

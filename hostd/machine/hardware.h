@@ -11,6 +11,7 @@
 #include "hostd/machine/block_disks.h"
 #include "hostd/source/watch.h"
 #include "hostd/table/id_table.h"
+#include "hostd/table/position_table.h"
 
 namespace hostd {
 
@@ -71,17 +72,13 @@ class Devices : public IdTable {
 };
 
 /// {24, 1022}: the partitions. contracts/host.h has the fields.
-class Partitions : public OwnerTable<size_t> {
+class Partitions : public PositionTable {
   public:
     explicit Partitions(std::shared_ptr<Hardware> hardware);
 
   protected:
     void refresh() override;
     [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(rows_.size()); }
-    [[nodiscard]] std::optional<size_t> lowerBound(const RowKey& key) const override;
-    [[nodiscard]] std::optional<size_t> after(size_t row) const override {
-        return row + 1 < rows_.size() ? std::optional(row + 1) : std::nullopt;
-    }
     [[nodiscard]] RowKey keyOf(size_t row) const override;
     void writeRow(size_t row, tn::message& item) const override;
 

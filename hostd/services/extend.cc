@@ -73,25 +73,6 @@ RowKey keyOfName(const std::string& name, size_t size) {
     return key;
 }
 
-bool isLess(const RowKey& a, const RowKey& b) {
-    return std::ranges::lexicographical_compare(a.part(0, a.size()), b.part(0, b.size()));
-}
-
-/// The first of `count` rows whose key isn't below this one.
-template <class KeyOf>
-std::optional<size_t> firstNotBelow(const RowKey& key, size_t count, const KeyOf& keyOf) {
-    size_t first = 0;
-    size_t end = count;
-    while (first < end) {
-        const size_t middle = first + (end - first) / 2;
-        if (isLess(keyOf(middle), key))
-            first = middle + 1;
-        else
-            end = middle;
-    }
-    return first < count ? std::optional(first) : std::nullopt;
-}
-
 }  // namespace
 
 void ExtendRuns::refresh() {
@@ -158,21 +139,13 @@ std::shared_ptr<const ExtendResult> ExtendRuns::result(size_t at) const {
     return slots_[at]->result;
 }
 
-ExtendCommands::ExtendCommands(std::shared_ptr<ExtendRuns> runs) : OwnerTable({kName}), runs_(std::move(runs)) {}
+ExtendCommands::ExtendCommands(std::shared_ptr<ExtendRuns> runs) : PositionTable({kName}), runs_(std::move(runs)) {}
 
 void ExtendCommands::refreshRows(std::span<const size_t> rows) {
     const WantedFields& fields = wanted();
     if (fields.has(extend::Output) || fields.has(extend::FirstLine) || fields.has(extend::Lines) ||
         fields.has(extend::Result))
         runs_->run({rows.begin(), rows.end()});
-}
-
-std::optional<size_t> ExtendCommands::lowerBound(const RowKey& key) const {
-    return firstNotBelow(key, runs_->size(), [this](size_t row) { return keyOf(row); });
-}
-
-std::optional<size_t> ExtendCommands::after(size_t row) const {
-    return row + 1 < runs_->size() ? std::optional(row + 1) : std::nullopt;
 }
 
 RowKey ExtendCommands::keyOf(size_t row) const { return keyOfName(runs_->command(row).name, kNameOctets); }
@@ -194,7 +167,7 @@ void ExtendCommands::writeRow(size_t row, tn::message& item) const {
 }
 
 ExtendLines::ExtendLines(std::shared_ptr<ExtendRuns> runs)
-    : OwnerTable({kName, extend_lines::Line}), runs_(std::move(runs)) {}
+    : PositionTable({kName, extend_lines::Line}), runs_(std::move(runs)) {}
 
 void ExtendLines::refresh() {
     runs_->refresh();
@@ -208,14 +181,6 @@ void ExtendLines::refresh() {
         const size_t lines = results_[at] ? results_[at]->lines.size() : 0;
         for (uint32_t line = 1; line <= lines; ++line) rows_.push_back({at, line});
     }
-}
-
-std::optional<size_t> ExtendLines::lowerBound(const RowKey& key) const {
-    return firstNotBelow(key, rows_.size(), [this](size_t row) { return keyOf(row); });
-}
-
-std::optional<size_t> ExtendLines::after(size_t row) const {
-    return row + 1 < rows_.size() ? std::optional(row + 1) : std::nullopt;
 }
 
 RowKey ExtendLines::keyOf(size_t row) const {

@@ -13,7 +13,7 @@
 #include "hostd/services/extend_file.h"
 #include "hostd/services/program.h"
 #include "hostd/source/problem_log.h"
-#include "hostd/table/owner_table.h"
+#include "hostd/table/position_table.h"
 
 namespace hostd {
 
@@ -68,7 +68,7 @@ class ExtendRuns {
 };
 
 /// {24, 1100}: the commands. contracts::extend has the fields. Only requests that want results run them.
-class ExtendCommands : public OwnerTable<size_t> {
+class ExtendCommands : public PositionTable {
   public:
     explicit ExtendCommands(std::shared_ptr<ExtendRuns> runs);
 
@@ -76,8 +76,6 @@ class ExtendCommands : public OwnerTable<size_t> {
     void refresh() override { runs_->refresh(); }
     void refreshRows(std::span<const size_t> rows) override;
     [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(runs_->size()); }
-    [[nodiscard]] std::optional<size_t> lowerBound(const RowKey& key) const override;
-    [[nodiscard]] std::optional<size_t> after(size_t row) const override;
     [[nodiscard]] RowKey keyOf(size_t row) const override;
     void writeRow(size_t row, tn::message& item) const override;
 
@@ -87,15 +85,13 @@ class ExtendCommands : public OwnerTable<size_t> {
 
 /// {24, 1101}: the lines of their output. contracts::extend_lines has the fields. Each request runs all commands that
 /// are due.
-class ExtendLines : public OwnerTable<size_t> {
+class ExtendLines : public PositionTable {
   public:
     explicit ExtendLines(std::shared_ptr<ExtendRuns> runs);
 
   protected:
     void refresh() override;
     [[nodiscard]] uint32_t rowCount() const override { return static_cast<uint32_t>(rows_.size()); }
-    [[nodiscard]] std::optional<size_t> lowerBound(const RowKey& key) const override;
-    [[nodiscard]] std::optional<size_t> after(size_t row) const override;
     [[nodiscard]] RowKey keyOf(size_t row) const override;
     void writeRow(size_t row, tn::message& item) const override;
 
