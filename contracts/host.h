@@ -81,7 +81,7 @@ inline constexpr tn::u32_id FileSystem{6};
 }  // namespace contracts::partitions
 
 /// {24, 1023}: the processes. hostd/machine/processes.h owns them. A row's id is the pid; which there are may be
-/// known up to 2 s late. A process that has ended meanwhile has a row without fields.
+/// known up to 2 s late, after a pause up to 30 s. A process that has ended meanwhile has a row without fields.
 ///
 /// A get without a row returns Count and Limit.
 namespace contracts::processes {
@@ -98,7 +98,7 @@ inline constexpr tn::u32_id State{5};          ///< the letter's code, such as '
 inline constexpr tn::u64_id Time{6};           ///< hundredths of a second on processors; PROC/PID/stat
 inline constexpr tn::u64_id Memory{7};         ///< KiB in main memory; PROC/PID/stat, rss
 
-inline constexpr tn::u32_id Count{8};  ///< number of processes
+inline constexpr tn::u32_id Count{8};  ///< number of processes; absent until they were listed
 inline constexpr tn::u32_id Limit{9};  ///< of their number; PROC/sys/kernel/pid_max, threads-max
 
 }  // namespace contracts::processes

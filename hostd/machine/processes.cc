@@ -21,11 +21,11 @@ namespace {
 
 constexpr uint64_t kKernelThread = 0x00200000;  // PF_KTHREAD, <linux/sched.h>
 
-/// The pids in a process tree, ascending.
-std::vector<uint32_t> readPids(const std::string& proc) {
-    std::vector<uint32_t> pids;
+/// The pids in a process tree, ascending; nothing if it can't be read.
+std::optional<std::vector<uint32_t>> readPids(const std::string& proc) {
     const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(proc.c_str()), ::closedir);
-    if (!folder) return pids;
+    if (!folder) return {};
+    std::vector<uint32_t> pids;
     while (const dirent* entry = ::readdir(folder.get())) {
         const std::string_view name = entry->d_name;
         uint32_t pid = 0;
@@ -67,13 +67,16 @@ std::optional<Process> parseProcess(std::string_view stat) {
 Processes::Processes(const std::string& proc)
     : proc_(proc),
       watch_(
-          "processes", [proc] { return std::optional(readPids(proc)); }, kMaxAge) {}
+          "processes", [proc] { return readPids(proc); }, kMaxAge, Watch<Pids>::kIdleInterval,
+          Watch<Pids>::kGracePeriod, kMaxReadingAge) {
+    watch_.keepReading();
+}
 
 tn::message Processes::cmdGet(const tn::message& request) {
     if (request.has(tn::field::ObjectId) || request.has(tn::field::Key)) return cmdGetObj(request);
     refresh();
     tn::message reply;
-    reply.insert_u32(processes::Count, rowCount());
+    if (pids_) reply.insert_u32(processes::Count, rowCount());
     const auto pids = readNumber(proc_ + "/sys/kernel/pid_max", 10);
     const auto threads = readNumber(proc_ + "/sys/kernel/threads-max", 10);
     if (pids && threads) reply.insert_u32(processes::Limit, std::min(*pids, *threads));

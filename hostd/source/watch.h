@@ -50,11 +50,14 @@ class Watch : public ReportedSource {
     /// @param what  what is read, for the log: "disks"
     /// @param read  runs on the helper thread, one call at a time; returns nothing when it fails. It must own all it
     ///              uses, since a reading that never ends outlives this object.
+    /// @param waitAge  requests wait only if the last reading is older than this; by default `maxAge`
     Watch(std::string what, std::function<std::optional<T>()> read, Duration maxAge,
-          Duration idleInterval = kIdleInterval, Duration gracePeriod = kGracePeriod)
+          Duration idleInterval = kIdleInterval, Duration gracePeriod = kGracePeriod,
+          std::optional<Duration> waitAge = {})
         : what_(std::move(what)),
           read_(std::move(read)),
           maxAge_(maxAge),
+          waitAge_(waitAge.value_or(maxAge)),
           idleInterval_(idleInterval),
           gracePeriod_(gracePeriod) {}
 
@@ -169,7 +172,7 @@ class Watch : public ReportedSource {
     /// True if there is no reading yet, or the last one is too old and the source isn't slow: it would probably exceed
     /// kMaxWait again.
     [[nodiscard]] bool isWorthWaiting(const std::shared_ptr<const Finished>& last, Duration now) const {
-        return !last || (last->started + maxAge_ <= now && !last->isSlow && now - *started_ < kMaxWait);
+        return !last || (last->started + waitAge_ <= now && !last->isSlow && now - *started_ < kMaxWait);
     }
 
     /// Waits for the reading in progress. True if it has ended, with or without success, by the deadline. Returns false
@@ -196,6 +199,7 @@ class Watch : public ReportedSource {
     std::string what_;
     std::function<std::optional<T>()> read_;
     Duration maxAge_;
+    Duration waitAge_;
     Duration idleInterval_;
     Duration gracePeriod_;
     std::optional<Duration> started_;    ///< when the last reading began, as of tn::sinceBoot

@@ -27,9 +27,11 @@ struct Facts : snmp::Data {
 };
 
 struct Processes : snmp::Data {
+    bool isKnown = false;  // the owner has counted them
     unsigned int count = 0, limit = 0;
     static std::unique_ptr<snmp::Data> build(const tn::message& m) {
         auto record = std::make_unique<Processes>();
+        record->isKnown = m.has(processes::Count);
         record->count = m.get_u32(processes::Count);
         record->limit = m.get_u32(processes::Limit);
         return record;
@@ -37,23 +39,26 @@ struct Processes : snmp::Data {
 };
 
 struct LoadDevice : snmp::Data {
-    unsigned int index = 0;  // hrDeviceIndex; 0: none
+    bool isKnown = false;    // there is one, unlike in a container or a diskless machine
+    unsigned int index = 0;  // hrDeviceIndex
     static std::unique_ptr<snmp::Data> build(const tn::message& m) {
         auto record = std::make_unique<LoadDevice>();
+        record->isKnown = m.has(hardware::LoadDevice);
         record->index = m.get_u32(hardware::LoadDevice);
         return record;
     }
 };
 
-/// Has no record if there is no such device, as in a container or a diskless machine.
-class LoadDeviceProvider : public snmp::GetProvider {
+/// Has no record that isn't known.
+template <class Record>
+class KnownProvider : public snmp::GetProvider {
   public:
     using GetProvider::GetProvider;
 
   protected:
     std::unique_ptr<snmp::Data> getData() override {
         auto record = GetProvider::getData();
-        return static_cast<const LoadDevice&>(*record).index == 0 ? nullptr : std::move(record);
+        return static_cast<const Record&>(*record).isKnown ? std::move(record) : nullptr;
     }
 };
 
@@ -77,9 +82,9 @@ void add(const snmp::Column<Record> (&objects)[N], std::span<const unsigned int>
 }  // namespace
 
 void startSystem() {
-    add<LoadDeviceProvider>(kLoadDevice, hardware::kPath);
+    add<KnownProvider<LoadDevice>>(kLoadDevice, hardware::kPath);
     add<snmp::GetProvider>(kFacts, facts::kPath);
-    add<snmp::GetProvider>(kProcesses, processes::kPath);
+    add<KnownProvider<Processes>>(kProcesses, processes::kPath);
 }
 
 }  // namespace host

@@ -51,6 +51,8 @@ TEST(Processes, AreReadForTheReplyAndHaveNoFieldsAfterTheirEnd) {
     const tn::message whole = ask(owner, tn::cmd::Get);
     EXPECT_EQ(whole.get_u32(processes::Count), 2U);
     EXPECT_EQ(whole.get_u32(processes::Limit), 400U);
+    Processes unread(tree.path() + "/none");
+    EXPECT_FALSE(ask(unread, tn::cmd::Get).has(processes::Count)) << "not 0";
 
     tn::message request;
     request.insert_u32_array(tn::field::Fields, {processes::Time.full()});

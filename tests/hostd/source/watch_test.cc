@@ -102,6 +102,24 @@ TEST_F(WatchTest, AFailedReadingLeavesTheLastOneUntilItIsTooOldAndIsReportedOnce
     EXPECT_EQ(broken.readings(), 1);
 }
 
+TEST_F(WatchTest, OnlyAReadingOlderThanTheWaitAgeIsWaitedFor) {
+    constexpr auto kWaitAge = 5 * kMaxAge;
+    Watch<int> patient("test", source.reader(), kMaxAge, Watch<int>::kIdleInterval, Watch<int>::kGracePeriod, kWaitAge);
+    const auto value = [&] { return *patient.latest(); };
+    ASSERT_EQ(value(), 1);
+    source.gives(2);
+    auto hold = source.hangs();
+    clock.time += kWaitAge - 1ms;
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(value(), 1);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, Watch<int>::kMaxWait);
+    hold.unlock();
+    ASSERT_TRUE(eventually([&] { return value() == 2; }));  // the reading had begun
+    source.gives(3);
+    clock.time += kWaitAge;
+    EXPECT_EQ(value(), 3);
+}
+
 TEST_F(WatchTest, ASlowSourceIsNotWaitedFor) {
     ASSERT_EQ(shown(), 1);
     auto hold = source.hangs();

@@ -98,6 +98,7 @@ TEST_F(HostTest, ProcessesThatHaveEndedAreSkipped) {
     load();
     EXPECT_EQ(shown(walk(host + "4.2.1.2")), "init late");
     EXPECT_EQ(value(host + "4.2.1.2.2"), "-");
+    EXPECT_EQ(value(host + "1.6.0"), "error 2") << "not counted yet: not 0";
     EXPECT_EQ(row(host + "4.2.1.", {6, 7}, "3"), "2 4");
     EXPECT_EQ(shown(walk(host + "5.1.1.1", 5)), "0 2147483647");
 }
