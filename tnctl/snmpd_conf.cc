@@ -1,7 +1,6 @@
 #include "tnctl/snmpd_conf.h"
 
 #include <algorithm>
-#include <cctype>
 #include <map>
 #include <optional>
 #include <utility>
@@ -9,6 +8,7 @@
 #include "tn/address.h"
 #include "tnctl/numbers.h"
 #include "tnctl/snmp_words.h"
+#include "tnctl/snmpd_conf_reader.h"
 
 namespace tnctl {
 
@@ -26,41 +26,6 @@ constexpr std::string_view kEveryIPv4 = "0.0.0.0/0";
 constexpr std::string_view kEveryone = "::/0";
 // ::/0 would contain IPv4, as mapped addresses do.
 constexpr std::string_view kEveryIPv6 = "2000::/3,fc00::/7,fe80::/10,::1/128";
-
-std::string lowerCase(std::string text) {
-    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-}
-
-bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\r'; }
-
-std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && isSpace(text.front())) text.remove_prefix(1);
-    while (!text.empty() && isSpace(text.back())) text.remove_suffix(1);
-    return text;
-}
-
-/// The words of a line; quotes, single or double, hold one together, and a backslash in them stands for what follows.
-Words wordsOf(std::string_view text) {
-    Words words;
-    for (text = trimmed(text); !text.empty(); text = trimmed(text)) {
-        std::string& word = words.emplace_back();
-        const char quote = text.front();
-        if (quote != '"' && quote != '\'') {
-            const size_t end = std::min(text.find_first_of(" \t\r"), text.size());
-            word = text.substr(0, end);
-            text.remove_prefix(end);
-            continue;
-        }
-        size_t at = 1;
-        for (; at < text.size() && text[at] != quote; ++at) {
-            if (text[at] == '\\' && at + 1 < text.size()) ++at;
-            word += text[at];
-        }
-        text.remove_prefix(std::min(at + 1, text.size()));
-    }
-    return words;
-}
 
 bool isNumeric(const std::string& address) { return tn::IPAddr6::parse(address).has_value(); }
 
@@ -100,12 +65,7 @@ struct Entry {
 class Translator {
   public:
     SnmpdConf translate(std::string_view text) {
-        while (!text.empty()) {
-            ++line_;
-            const size_t end = std::min(text.find('\n'), text.size());
-            translateLine(trimmed(text.substr(0, end)));
-            text.remove_prefix(std::min(end + 1, text.size()));
-        }
+        forEachDirective(text, [this](const Directive& directive) { translateLine(directive); });
         finish();
         return std::move(result_);
     }
@@ -115,27 +75,17 @@ class Translator {
     static const std::map<std::string_view, Rule>& rules();
     static const std::map<std::string_view, std::string_view>& reasons();
 
-    void translateLine(std::string_view text) {
-        if (text.empty() || text.front() == '#') return;
-        if (text.front() == '[') {
-            const size_t end = std::min(text.find(']'), text.size() - 1);
-            isOurs_ = lowerCase(std::string(text.substr(0, end + 1))) == "[snmpd]";
-            text = trimmed(text.substr(end + 1));
-            if (text.empty()) return;
-        }
-        const size_t end = std::min(text.find_first_of(" \t"), text.size());
-        const std::string directive(text.substr(0, end));
+    void translateLine(const Directive& directive) {
+        line_ = directive.line;
         try {
-            if (!isOurs_) throw Reason{"it is in the section of another program"};
-            const std::string key = lowerCase(directive);
-            if (const auto rule = rules().find(key); rule != rules().end()) {
-                const std::string_view rest = trimmed(text.substr(end));
-                return (this->*rule->second)(wordsOf(rest), rest);
-            }
+            if (!directive.isOfSnmpd) throw Reason{"it is in the section of another program"};
+            const std::string key = lowerCase(directive.name);
+            if (const auto rule = rules().find(key); rule != rules().end())
+                return (this->*rule->second)(directive.arguments, directive.rest);
             const auto known = reasons().find(key);
             throw Reason{known == reasons().end() ? "there is no such setting" : std::string(known->second)};
         } catch (const Reason& reason) {
-            refuse(line_, directive, reason.text);
+            refuse(line_, directive.name, reason.text);
         }
     }
 
@@ -443,7 +393,6 @@ class Translator {
     SnmpdConf result_;
     std::map<std::string, View> views_;
     size_t line_ = 0;
-    bool isOurs_ = true;  ///< not in a section of another program
     std::map<std::string, Entry> entries_;
     std::vector<Grant> grants_;
     std::map<std::string, std::pair<size_t, std::string>> texts_;
