@@ -16,6 +16,8 @@ QUICK = 1
 
 PAIRS = 500
 RATE = 10_000  # changes a second
+QUICK_RATE = 7_000  # required of the short form, for which other tests leave less of the processors
+PACE = 1.02 * RATE  # at which they are requested: sleeping takes a little longer than asked for
 BATCH = 50  # changes in one system call
 RTM_NEWLINK, NLM_F_REQUEST, IFF_UP = 16, 1, 1
 SO_RCVBUFFORCE = 33  # asm-generic/socket.h
@@ -68,7 +70,7 @@ class Switches:
         links = self.namespace.ip("link")
         return {link["ifindex"]: link["operstate"] == "UP" for link in links if link["ifname"] != "lo"}
 
-    def turn(self, links, rate=RATE):
+    def turn(self, links):
         """Changes each of these links, in order. Returns the rate."""
         messages = []
         for link in links:
@@ -78,7 +80,7 @@ class Switches:
         started = time.monotonic()
         for done in range(0, len(messages), BATCH):
             self.kernel.send(b"".join(messages[done:done + BATCH]))
-            time.sleep(max(0.0, started + (done + BATCH) / rate - time.monotonic()))
+            time.sleep(max(0.0, started + (done + BATCH) / PACE - time.monotonic()))
             self.session.progress(f"{done:,} changes")
         return len(messages) / (time.monotonic() - started)
 
@@ -102,7 +104,7 @@ def storm(session, namespace, switches, receiver, kind):
         with contextlib.suppress(AssertionError):
             harness.eventually(settled, "the last states have arrived", TRAP_TIMEOUT)
         rows = list(rows)
-    session.goal(f"{kind}: changes a second", rate, 0.7 * RATE, at_least=True)
+    session.goal(f"{kind}: changes a second", rate, QUICK_RATE if session.quick else RATE, at_least=True)
     session.goal(f"{kind}: links whose last trap is wrong",
                  sum(receiver.is_up.get(link) != up for link, up in switches.running().items()), 0)
     for part, daemon in agent.daemons.items():

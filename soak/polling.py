@@ -28,13 +28,17 @@ def _pids_of(agent):
 
 
 def record(session, rows, name=""):
-    """Records the goals for the requests of a Poller. A single long one on a busy machine is noted only: the kernel's
-    locks may be held by processes that wait for a processor."""
+    """Records the goals for the requests of a Poller."""
     longest = [row["longest_ms"] for row in rows]
-    if not IS_SANITIZED:
+    if session.quick and not IS_SANITIZED:
+        # Looser: other tests run beside the short form, and the kernel's locks may be held by processes that wait for a
+        # processor meanwhile. A single long request is noted only.
         session.goal(f"{name}longest request in a second, median", statistics.median(longest), 10, "ms")
+        session.note(f"{name}longest request of all: {max(longest):.1f} ms")
+    elif not IS_SANITIZED:
+        session.goal(f"{name}longest request", max(longest), 10, "ms")
+        session.note(f"{name}longest request in a second, median: {statistics.median(longest):.1f} ms")
     session.goal(f"{name}requests not answered", sum(row["lost"] + row["wrong"] for row in rows), 0)
-    session.note(f"{name}longest request of all: {max(longest):.1f} ms")
 
 
 class Poller(subprocess.Popen):
