@@ -34,7 +34,7 @@ inline constexpr tn::u64_id SwappedOut{16};  ///< pages; PROC/vmstat, pswpout
 inline constexpr tn::u32_id Processors{17};  ///< number online
 inline constexpr tn::u32_id PageOctets{18};  ///< size of a page; sysconf(3)
 
-// Means over the last minute. At the first request they are those since boot.
+// Means over the last minute, without suspended time. At the first request they are those since boot.
 
 inline constexpr tn::u32_id UserPercent{21};    ///< User and Nice
 inline constexpr tn::u32_id SystemPercent{22};  ///< System, Interrupt and SoftIrq

@@ -18,8 +18,10 @@ SUSPENDED = 7200  # seconds, before the agent starts
 PASSWORD = "authentication"
 DATE = "1.3.6.1.2.1.25.1.2.0"  # hrSystemDate
 SYS_UPTIME, HOST_UPTIME, ENGINE_TIME = "1.3.6.1.2.1.1.3.0", "1.3.6.1.2.1.25.1.1.0", "1.3.6.1.6.3.10.2.1.3.0"
-# Processes; what the clients cause; disks; averages, which cover the time since the last reading, so also a suspend.
-OTHERS = re.compile(r"1\.3\.6\.1\.(2\.1\.(25\.2\.3|25\.[45]|6|7|11)|4\.1\.2021\.(9|1[01]))\.")
+# Processes; what the clients cause; disks; load averages; rates, which are compared by themselves.
+OTHERS = re.compile(r"1\.3\.6\.1\.(2\.1\.(25\.2\.3|25\.[45]|6|7|11)|4\.1\.2021\.(9|10|11\.[3-8]))\.")
+SWITCH_RATE = "1.3.6.1.4.1.2021.11.8.0"  # ssSysContext, a mean like ssIOSent, but never near 0
+SPACING = 5  # seconds between the readings of which it is the difference
 RESPONSE = 0xA2
 TOLERANCE = 900  # hundredths of a second, or of other numbers: between two agents that are walked one after the other
 LATENESS = 60  # seconds of the date
@@ -97,6 +99,7 @@ def run(session):
     with namespace.entered():
         manager = harness.V3(shifted, PASSWORD)
     check(session, "no shift", shifted, steady, clock)
+    read = time.monotonic()
     for agent in (shifted, steady):  # the first walk opens what stays open
         for daemon in agent.daemons.values():
             daemon.warm = None
@@ -105,7 +108,10 @@ def run(session):
         check(session, what, shifted, steady, clock, wall)
     with namespace.entered():
         session.goal("managers that lose the engine's time", int(manager.ask("manager", flags=5)[0] != RESPONSE), 0)
+    time.sleep(max(0.0, read + SPACING - time.monotonic()))
     check(session, "suspend of an hour", shifted, steady, clock, HOUR, HOUR)
+    ours, others = (int(agent.get(SWITCH_RATE).split()[-1]) for agent in (shifted, steady))
+    session.goal("suspend of an hour: rate, compared with that without", 100 * ours / max(1, others), 50, "%", True)
     with namespace.entered():  # a manager that doesn't know of the suspend learns the time from a Report
         reports = int(manager.ask("manager", flags=5)[0] != RESPONSE)
         session.goal("suspend of an hour: Reports", reports, 1, at_least=True)

@@ -40,16 +40,25 @@ class Pool {
     size_t used_ = numbers_.size();
 };
 
+uint64_t nanoseconds(clockid_t clock) {
+    timespec now{};
+    clock_gettime(clock, &now);
+    return static_cast<uint64_t>(now.tv_sec) * kNanosecondsPerSecond + static_cast<uint64_t>(now.tv_nsec);
+}
+
+std::chrono::milliseconds milliseconds(uint64_t nanoseconds) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::nanoseconds(static_cast<int64_t>(nanoseconds)));
+}
+
 Sources machine;
 Sources* inUse = &machine;
 
 }  // namespace
 
-uint64_t Sources::bootNanoseconds() {
-    timespec now{};
-    clock_gettime(CLOCK_BOOTTIME, &now);
-    return static_cast<uint64_t>(now.tv_sec) * kNanosecondsPerSecond + static_cast<uint64_t>(now.tv_nsec);
-}
+uint64_t Sources::bootNanoseconds() { return nanoseconds(CLOCK_BOOTTIME); }
+
+uint64_t Sources::awakeNanoseconds() { return nanoseconds(CLOCK_MONOTONIC); }
 
 int64_t Sources::wallSeconds() { return std::time(nullptr); }
 
@@ -66,10 +75,9 @@ uint32_t getUptime() { return static_cast<uint32_t>(sources().bootNanoseconds() 
 
 uint32_t getJiffies() { return static_cast<uint32_t>(sources().bootNanoseconds() / (kNanosecondsPerSecond / 100)); }
 
-std::chrono::milliseconds sinceBoot() {
-    const std::chrono::nanoseconds now(static_cast<int64_t>(sources().bootNanoseconds()));
-    return std::chrono::duration_cast<std::chrono::milliseconds>(now);
-}
+std::chrono::milliseconds sinceBoot() { return milliseconds(sources().bootNanoseconds()); }
+
+std::chrono::milliseconds awakeSinceBoot() { return milliseconds(sources().awakeNanoseconds()); }
 
 uint64_t getMilliseconds() { return static_cast<uint64_t>(sinceBoot().count()); }
 

@@ -16,6 +16,8 @@ class Sources {
     [[nodiscard]] virtual int64_t wallSeconds();
     /// An unpredictable number, fit for keys (getrandom(2)). If the kernel refuses, the process aborts.
     [[nodiscard]] virtual uint32_t random32();
+    /// bootNanoseconds() without suspended time (CLOCK_MONOTONIC).
+    [[nodiscard]] virtual uint64_t awakeNanoseconds();
 };
 
 [[nodiscard]] Sources& sources();
@@ -29,6 +31,8 @@ void setSources(Sources* replacement);
 [[nodiscard]] uint32_t getJiffies();
 /// Time since the machine started, suspended time included: the clock of all deadlines and intervals.
 [[nodiscard]] std::chrono::milliseconds sinceBoot();
+/// Time since the machine started, without suspended time: for rates, since nothing is counted during a suspend.
+[[nodiscard]] std::chrono::milliseconds awakeSinceBoot();
 /// sinceBoot() as a number of milliseconds.
 [[nodiscard]] uint64_t getMilliseconds();
 

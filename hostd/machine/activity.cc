@@ -77,7 +77,7 @@ ActivityCounters parseActivity(std::string_view stat, std::string_view vmstat) {
 }
 
 Activity::Sample Activity::read() {
-    Sample now{tn::sinceBoot(), parseActivity(stat_.read(), vmstat_.read())};
+    Sample now{tn::awakeSinceBoot(), parseActivity(stat_.read(), vmstat_.read())};
     if (past_.empty() || now.at - past_.back().at >= kSpacing) {
         const auto inside = std::ranges::find_if(past_, [&](const Sample& one) { return now.at - one.at < kWindow; });
         if (inside - past_.begin() > 1) past_.erase(past_.begin(), inside - 1);

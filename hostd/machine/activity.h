@@ -43,7 +43,7 @@ class Activity : public tn::Handler {
 
   private:
     struct Sample {
-        std::chrono::milliseconds at{};  ///< as of tn::sinceBoot
+        std::chrono::milliseconds at{};  ///< as of tn::awakeSinceBoot
         ActivityCounters counters;
     };
     /// The current counters. Retains them if the last ones retained are old enough, and schedules the next reading.

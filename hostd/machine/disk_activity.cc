@@ -51,12 +51,12 @@ std::vector<BlockCounters> parseDiskstats(std::string_view text) {
 }
 
 void DiskActivity::refresh() {
-    if (!at_ || tn::sinceBoot() - *at_ >= kMaxAge) read();
+    if (!at_ || tn::awakeSinceBoot() - *at_ >= kMaxAge) read();
 }
 
 void DiskActivity::read() {
     constexpr double kPeriods[] = {60'000, 300'000, 900'000};  // ms
-    at_ = tn::sinceBoot();
+    at_ = tn::awakeSinceBoot();
     rows_ = assignIds(rows_, parseDiskstats(diskstats_.read()), IdRange{});
     std::map<std::string, Means> means;
     for (const auto& [id, row] : rows_) {

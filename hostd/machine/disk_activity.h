@@ -54,7 +54,7 @@ class DiskActivity : public IdTable {
     /// How busy a device was: means that fade over 1, 5 and 15 minutes.
     struct Means {
         std::array<double, 3> busy{};    ///< 0 to 1
-        std::chrono::milliseconds at{};  ///< time of the last update, as of tn::sinceBoot; 0 before the first one
+        std::chrono::milliseconds at{};  ///< time of the last update, as of tn::awakeSinceBoot; 0 before the first one
         uint64_t last = 0;               ///< BlockCounters::busy then
     };
     /// Reads the counters, updates the means, and schedules the next time.
@@ -63,7 +63,7 @@ class DiskActivity : public IdTable {
     PseudoFile diskstats_;
     std::map<uint32_t, BlockCounters> rows_;
     std::map<std::string, Means> means_;           ///< by name, of the devices in rows_
-    std::optional<std::chrono::milliseconds> at_;  ///< time of the last read(), as of tn::sinceBoot
+    std::optional<std::chrono::milliseconds> at_;  ///< time of the last read(), as of tn::awakeSinceBoot
     Timer timer_;
 };
 

@@ -14,9 +14,13 @@ class ManualClock : public tn::Sources {
     ManualClock() { tn::setSources(this); }
     ~ManualClock() override { tn::setSources(nullptr); }
     uint64_t bootNanoseconds() override { return static_cast<uint64_t>(std::chrono::nanoseconds(time).count()); }
+    uint64_t awakeNanoseconds() override {
+        return static_cast<uint64_t>(std::chrono::nanoseconds(time - suspended).count());
+    }
     int64_t wallSeconds() override { return wall; }
 
     std::chrono::milliseconds time{1'000'000};  ///< since the machine started
+    std::chrono::milliseconds suspended{0};     ///< part of it
     int64_t wall = 1'700'000'000;               ///< seconds since the epoch
 };
 

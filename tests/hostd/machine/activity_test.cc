@@ -52,6 +52,10 @@ TEST(Activity, HasTheMeansOfTheLastMinuteAndAtFirstOfTheTimeSinceBoot) {
         << "since 130 s, though the time of waiting went back";
     EXPECT_THAT(asked(195s, "cpu 50 10 5 110 4 3 2 5\nintr 4000\n", "pgpgin 6500\npswpout 100\n"),
                 ElementsAre(0, 0, 100, 0, 92, 0));
+    clock.suspended = 3600s;
+    EXPECT_THAT(asked(3805s, "cpu 50 10 5 120 4 3 2 5\nintr 4000\n", "pgpgin 13500\npswpout 100\n"),
+                ElementsAre(0, 0, 100, 0, 173, 0))
+        << "13,000 KiB in the 75 s without the suspend";
     EXPECT_THAT(asked(4000s, "", ""), ElementsAre(0, 0, 0, 0, 0, 0));
 }
 
@@ -104,6 +108,8 @@ TEST(DiskActivity, MeansOfBusyTimeBeginWithThatSinceBootAndFade) {
     EXPECT_THAT(means(1s, 1000), ElementsAre(20, 20, 20)) << "too short to count";
     EXPECT_THAT(means(59s, 59'000), ElementsAre(71, 35, 25)) << "1 - 0.8/e";
     EXPECT_THAT(means(60s, 90'000), ElementsAre(89, 46, 30)) << "not more than the time elapsed";
+    clock.suspended = 7200s;
+    EXPECT_THAT(means(7205s, 0), ElementsAre(82, 46, 30)) << "a suspend of two hours counts as no time";
     EXPECT_THAT(means(3600s, 0), ElementsAre(0, 0, 1));
     busy = 0;
     EXPECT_THAT(means(600s, 60'000), ElementsAre(10, 9, 5)) << "another device of the same name";
