@@ -189,6 +189,11 @@ class Echo(Arm):
 
 class DebianSnmpd(Arm):
     name = "snmpd"
+    log = "-Lo"  # option: where, and from which priority
+
+    def __init__(self, build, namespace=None, more=""):
+        super().__init__(build, namespace)
+        self.more = more  # lines of the configuration
 
     def launch(self):
         conf = f"{self.folder}/snmpd.conf"
@@ -198,9 +203,9 @@ class DebianSnmpd(Arm):
             users += f'createUser {name} {digest} "{PASSWORD}" {cipher} "{PASSWORD}"\nrouser {name} priv\n'
         pathlib.Path(conf).write_text(
             f"agentaddress udp:127.0.0.1:{self.port}\n"
-            f"rocommunity common 127.0.0.1\n{users}"
+            f"rocommunity common 127.0.0.0/8\n{users}{self.more}"
             "sysContact noc\nsysLocation bench\nsysServices 72\n")
-        self.spawn(SNMPD, "-f", "-Lo", "-C", "-c", conf, SNMP_PERSISTENT_DIR=self.folder)
+        self.spawn(SNMPD, "-f", self.log, "-C", "-c", conf, SNMP_PERSISTENT_DIR=self.folder)
 
 
 class Agent(Arm):

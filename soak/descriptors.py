@@ -1,13 +1,13 @@
-"""Clients that connect until a daemon has no descriptor left, and traps that can't be sent. The long form does the same
-to Debian's snmpd, with its AgentX socket and its authentication traps."""
+"""Clients that connect until a daemon has no descriptor left, and traps that can't be sent. Debian's
+snmpd gets the former at its AgentX socket and sends authentication traps."""
 import contextlib
 import json
-import os
 import resource
 import socket
 import time
 
 import harness
+from polling import pids_of
 from session import BUILD, cpu_seconds, descriptors, private_dirty
 
 GOAL = "descriptors exhausted: under 5 % CPU, one line a second, back within 1 s; failing traps leave none open"
@@ -19,7 +19,6 @@ MEMORY = "1.3.6.1.2.1.25.2.2.0"  # hrMemorySize, which its owner reads from a fi
 TRAPS, QUICK_TRAPS = 1_000_000, 10_000
 TARGETS = ["203.0.113.1", "2001:db8::1", "198.51.100.1", "127.0.0.9"]  # no route to two; prohibited; refused
 LINKS = ["link set lo up", "route add prohibit 198.51.100.0/24"]
-SNMPD = "/usr/sbin/snmpd"
 
 
 def exhaust(seconds, pid, addresses, kind, output, use):
@@ -79,27 +78,26 @@ def failing_traps(session, namespace, agent):
     session.note(f"memory after the traps: {private_dirty(pid) - memory:+} KiB")
 
 
-def snmpd(session, namespace):
-    """The same with Debian's snmpd. Notes its figures."""
-    folder = harness.temp_folder(session, "snmpd")
-    (folder / "conf").write_text(
-        f"agentaddress udp:127.0.0.1:161\nrocommunity common\nmaster agentx\nagentXSocket unix:{folder}/agentx\n"
-        "authtrapenable 1\n" + "".join(f"trap2sink {target}\n" for target in TARGETS if ":" not in target))
-    server = session.daemon(["env", f"SNMP_PERSISTENT_DIR={folder}", SNMPD, "-f", "-Lo", "-C", "-c", folder / "conf"],
-                            folder / "output", namespace.prefix)
-    harness.eventually((folder / "agentx").exists, "snmpd listens")
-    before = descriptors(server.pid)
+def beside_snmpd(session, namespace):
+    """The same with Debian's snmpd."""
+    agentx = harness.temp_folder(session, "snmpd") / "agentx"
+    server = session.snmpd(namespace, f"master agentx\nagentXSocket unix:{agentx}\nauthtrapenable 1\n" + "".join(
+        f"trap2sink {target}\n" for target in TARGETS if ":" not in target))
+    pid, = pids_of(server)
+    before = descriptors(pid)
     with namespace.entered():
         client = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
     with client:
-        client.connect(("127.0.0.1", 161))
+        client.connect(("127.0.0.1", server.port))
         for number in range(QUICK_TRAPS):
             client.send(harness.request(number, harness.SYS_NAME, "nobody"))
             time.sleep(0.001)
-    session.note(f"snmpd: {descriptors(server.pid) - before:+} descriptors after {QUICK_TRAPS:,} authentication traps")
-    cpu, lines, _ = exhaust(session.seconds / 4, server.pid, [folder / "agentx"], socket.SOCK_STREAM, server.said,
-                            lambda: None)
-    session.note(f"snmpd without descriptors: {100 * cpu:.1f} % CPU, {lines:,.1f} log lines a second")
+    left_open = descriptors(pid) - before
+    cpu, lines, _ = exhaust(session.seconds / 4, pid, [agentx], socket.SOCK_STREAM, server.said, lambda: None)
+    ours = {name: goal.measured for name, goal in session.goals.items()}
+    session.compare("descriptors left open by traps", ours["descriptors left open"], left_open)
+    session.compare("without descriptors: CPU", ours["node: CPU"], 100 * cpu, "%")
+    session.compare("without descriptors: log lines a second", ours["node: log lines a second"], lines)
 
 
 def run(session):
@@ -110,5 +108,5 @@ def run(session):
             failing_traps(session, namespace, agent)
         for part in agent.daemons:
             clients_of(session, agent, part)
-    if not session.quick and os.path.exists(SNMPD):
-        snmpd(session, namespace)
+    if session.beside:
+        beside_snmpd(session, namespace)

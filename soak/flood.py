@@ -5,7 +5,7 @@ import os
 import pathlib
 import subprocess
 
-from polling import Poller, give_priority, with_user
+from polling import Poller, give_priority, pids_of, with_priority, with_user
 from session import BUILD, IN_MEMORY, IS_SANITIZED, Failure, private_dirty
 
 GOAL = "a flood of junk at 80 % of what the kernel drops disturbs no other client"
@@ -18,14 +18,15 @@ ANSWERED = {True: 99, False: 99.9}  # percent
 SENT = {True: 0.5, False: 0.98}
 FIRST_RATE, LAST_RATE = 4_000, 400_000
 PROBE_SECONDS = {True: 0.25, False: 3}  # for each rate, in the quick form or not
+MOST_SECONDS = 60  # of snmpd at each rate: its log is in memory
 RESOLUTION = {True: 1.25, False: 1.05}  # ratio of the rates between which the limit is
 
 
 def drops(agent):
     """Datagrams that the kernel dropped because the agent's socket buffer was full."""
-    total = 0
+    total, (pid,) = 0, pids_of(agent)
     for table in ("udp", "udp6"):
-        lines = pathlib.Path(f"/proc/{agent.daemons['node'].pid}/net/{table}").read_text().splitlines()[1:]
+        lines = pathlib.Path(f"/proc/{pid}/net/{table}").read_text().splitlines()[1:]
         for fields in map(str.split, lines):
             if int(fields[1].rpartition(":")[2], 16) == agent.port:
                 total += int(fields[-1])
@@ -86,27 +87,52 @@ def apart(pid):
 def run(session):
     namespace = session.namespace("flood", ["link set lo up"])
     agent = with_user(session.deployment("node", prefix=namespace.prefix, place=IN_MEMORY))
-    pid = agent.daemons["node"].pid
-    with apart(pid):
-        measure(session, agent, pid)
+    with apart(*pids_of(agent)):
+        rate = 0.8 * highest_rate(session, agent)
+        session.note(f"flood of {rate:,.0f} datagrams a second")
+        numbers = measure(session, agent, rate, session.seconds, lambda answered: record(session, answered))
+    session.goal("other client: requests sent", numbers["sent"], SENT[session.quick] * POLLS, "a second", at_least=True)
+    session.goal("log lines", numbers["lines"], 10, "a second")
+    session.goal("junk sent, of the intended rate", 100 * numbers["junk"] / rate, 90, "%", at_least=True)
+    if not IS_SANITIZED:
+        session.goal("memory growth", numbers["growth"], 1024, "KiB")
+    if session.beside:
+        beside_snmpd(session, namespace, rate, numbers)
 
 
-def measure(session, agent, pid):
-    rate = 0.8 * highest_rate(session, agent)
-    session.note(f"flood of {rate:,.0f} datagrams a second")
-    memory, lines = private_dirty(pid), len(agent.said().splitlines())
+def record(session, answered):
+    session.goal("other client: requests answered", answered, ANSWERED[session.quick], "%", at_least=True)
+
+
+def measure(session, server, rate, seconds, on_answered=lambda answered: None):
+    """Floods the server while another client polls, and calls on_answered() each second with the percentage so far.
+    Returns the numbers at the end: requests sent, percent answered, log lines and junk a second, KiB of growth."""
+    pid, = pids_of(server)
+    memory, lines = private_dirty(pid), server.said().count("\n")
     session.start_clock()
-    flood = start_flood(session, agent, rate, session.seconds + 1)
+    flood = start_flood(session, server, rate, seconds + 1)
     sent = lost = 0
-    with Poller(agent, POLLS, int(session.seconds)) as poller:
+    with Poller(server, POLLS, int(seconds)) as poller:
         for numbers in poller.rows():
             sent, lost = sent + numbers["sent"], lost + numbers["lost"] + numbers["wrong"]
-            session.goal("other client: requests answered", 100 * (1 - lost / sent), ANSWERED[session.quick], "%",
-                         at_least=True)
-            session.goal("log lines", (len(agent.said().splitlines()) - lines) / session.elapsed(), 10, "a second")
+            answered = 100 * (1 - lost / sent)
+            on_answered(answered)
             session.progress(f"{sent} requests, {lost} lost, p99 {numbers['p99_us']} us")
     junk = finish(flood)
-    session.goal("other client: requests sent", sent, SENT[session.quick] * POLLS * int(session.seconds), at_least=True)
-    session.goal("junk sent, of the intended rate", 100 * junk / (rate * (session.seconds + 1)), 90, "%", at_least=True)
-    if not IS_SANITIZED:
-        session.goal("memory growth", private_dirty(pid) - memory, 1024, "KiB")
+    return {"sent": sent / int(seconds), "answered": answered, "junk": junk / (seconds + 1),
+            "lines": (server.said().count("\n") - lines) / (seconds + 1), "growth": private_dirty(pid) - memory}
+
+
+def beside_snmpd(session, namespace, rate, ours):
+    """snmpd at the agent's rate, and at 80 % of what the kernel drops of its own socket."""
+    server = with_priority(session.snmpd(namespace))
+    with apart(*pids_of(server)):
+        own_rate = 0.8 * highest_rate(session, server)
+        seconds = min(session.seconds, MOST_SECONDS)
+        for name, numbers in (("own rate", measure(session, server, own_rate, seconds)),
+                              ("agent's rate", measure(session, server, rate, seconds))):
+            session.compare(f"{name}: junk", ours["junk"], numbers["junk"], "a second")
+            session.compare(f"{name}: other client's requests sent", ours["sent"], numbers["sent"], "a second")
+            session.compare(f"{name}: of these answered", ours["answered"], numbers["answered"], "%")
+            session.compare(f"{name}: log lines", ours["lines"], numbers["lines"], "a second")
+            session.compare(f"{name}: memory growth", ours["growth"], numbers["growth"], "KiB")

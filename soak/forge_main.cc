@@ -44,7 +44,12 @@ class Sender {
     void run() {
         for (uint64_t number = options_.first, end = number + options_.count; number < end; number += kGroup) {
             const uint64_t next = std::min(end, number + kGroup);
-            if (exchange(number, next) > limit()) findSlow(number, next);
+            const nanoseconds taken = exchange(number, next);
+            if (taken > limit()) {
+                findSlow(number, next);
+            } else {
+                longest_ = std::max(longest_, taken);
+            }
             if ((next - options_.first) % 10'000 < kGroup) print();
         }
         print();
@@ -91,6 +96,7 @@ class Sender {
         sent_ += end - number;
         for (unsigned attempt = 0; attempt < kAttempts; ++attempt) {
             socket_.send(get_.withId(++id_));
+            ++gets_;
             for (auto reply = socket_.receive(); !reply.empty(); reply = socket_.receive()) {
                 const auto response = bench::readResponse(reply);
                 if (!response || response->id != id_) continue;  // to a forged request
@@ -112,6 +118,7 @@ class Sender {
             nanoseconds taken = exchange(i, i + 1);
             for (unsigned more = 1; more < kAttempts && taken > limit(); ++more)
                 taken = std::min(taken, exchange(i, i + 1));
+            longest_ = std::max(longest_, taken);
             if (taken > limit()) {
                 ++slow_;
                 std::fprintf(stderr, "forge: datagram %llu took %.1f ms: %s\n", static_cast<unsigned long long>(i),
@@ -121,9 +128,10 @@ class Sender {
     }
 
     void print() const {
-        std::printf(R"({"sent": %llu, "slow": %u, "unanswered": %u})"
+        std::printf(R"({"sent": %llu, "slow": %u, "gets": %u, "unanswered": %u, "longest_ms": %.2f})"
                     "\n",
-                    static_cast<unsigned long long>(sent_), slow_, unanswered_);
+                    static_cast<unsigned long long>(sent_), slow_, gets_, unanswered_,
+                    static_cast<double>(longest_.count()) / 1e6);
         std::fflush(stdout);
     }
 
@@ -137,7 +145,8 @@ class Sender {
     uint32_t id_ = kFirstId;
     std::vector<soak::Forged> group_;
     uint64_t sent_ = 0;
-    unsigned slow_ = 0, unanswered_ = 0;
+    unsigned slow_ = 0, gets_ = 0, unanswered_ = 0;
+    nanoseconds longest_{};  ///< of a group with its Get, or of a datagram of a slow group
 };
 
 /// Writes the first `count` small datagrams with different faults, each after an octet of zero, as fuzz/datagram.cc

@@ -13,8 +13,8 @@ import sys
 import threading
 
 import harness
-from polling import Poller, with_user
-from session import IS_SANITIZED, TREE, Failure, descriptors, maps, private_dirty
+from polling import Poller, pids_of, with_priority, with_user
+from session import IS_SANITIZED, TREE, Failure, cpu_seconds, descriptors, maps, private_dirty
 
 GOAL = "1,000 requests/s with rows coming and going: constant memory, descriptors and latency"
 MINUTES = 120
@@ -25,6 +25,7 @@ RATE = 1000
 LINKS = 10  # pairs that stay; as many more come and go
 ROUTES, ROUTE_CHANGES = 1000, 50  # all, and changes a second
 CHANGE_INTERVAL = 0.5  # seconds between changes of links, each of which starts three processes
+TURN = 5  # seconds for which one server is polled, if two are compared
 MIN_SLOPE_SECONDS = 1200  # shorter runs have a limit of the growth instead: one page would be a steep slope
 FILLER = TREE / "bench/fill_routes.py"
 
@@ -153,6 +154,30 @@ def measure(session, rows):
         session.goal("drift of p99", 100 * (relative_p99(end) / relative_p99(begin) - 1), 10, "%")
 
 
+def beside_snmpd(session, namespace, agent):
+    """The agent and snmpd get the same load by turns, among the same changes, for the scenario's time once more."""
+    server, rows = with_priority(session.snmpd(namespace)), {"agent": [], "snmpd": []}
+    session.start_clock()
+    while not session.is_over():
+        for name, each in ("agent", agent), ("snmpd", server):
+            before = sum(map(cpu_seconds, pids_of(each)))
+            with Poller(each, RATE, TURN, TURN) as poller:
+                row, = poller.rows()
+            cpu = sum(map(cpu_seconds, pids_of(each))) - before
+            rows[name].append({**row, "cpu_us": cpu / row["sent"] * 1e6,
+                               "kib": sum(map(private_dirty, pids_of(each)))})
+            session.progress(f"beside snmpd: {name} {row}")
+    pairs = list(rows.values())
+    session.compare("CPU of a request", *(middle(each, "cpu_us") for each in pairs), "us")
+    session.compare("median", *(middle(each, "p50_us") for each in pairs), "us")
+    session.compare("p99", *(middle(each, "p99_us") for each in pairs), "us")
+    session.compare("requests a second", *(middle(each, "sent") / TURN for each in pairs))
+    session.compare("requests not answered", *(sum(row["lost"] + row["wrong"] for row in each) for each in pairs))
+    session.compare("memory", *(each[-1]["kib"] for each in pairs), "KiB")
+    session.compare("memory growth after a third", *(each[-1]["kib"] - each[len(each) // 3]["kib"] for each in pairs),
+                    "KiB")
+
+
 def run(session):
     namespace, churn = set_up(session)
     agent = with_user(session.deployment(KIND, prefix=namespace.prefix))
@@ -171,3 +196,5 @@ def run(session):
     if not session.quick:
         session.note(f"samples: {file}; p99 {middle(rows, 'p99_us'):.0f} us, "
                      f"{relative_p99(rows):.3f} of the young agent's; median {middle(rows, 'p50_us'):.0f} us")
+    if session.beside:
+        beside_snmpd(session, namespace, agent)

@@ -16,11 +16,11 @@ PARTS = 12  # memory is measured after each; the first quarter is the warm-up
 LIMIT = 10  # ms
 
 
-def forge(session, agent, mode, first, count):
+def forge(session, agent, mode, first, count, community="private"):
     """Sends datagrams. Returns forge's numbers."""
     pids = [f"--pid={daemon.pid}" for daemon in agent.daemons.values()]
     words = [*agent.prefix, BUILD / "forge", "--port", agent.port, "--seed", session.seed, "--first", first,
-             "--count", count, "--versions", "1,2c,3", "--community", "private", "--user", USER, "--limit", LIMIT, *pids]
+             "--count", count, "--versions", "1,2c,3", "--community", community, "--user", USER, "--limit", LIMIT, *pids]
     with subprocess.Popen(list(map(str, words)), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True) as process:
         numbers = {}
         for line in process.stdout:
@@ -39,12 +39,17 @@ def record(session, mode, parts, memory):
     session.goal(f"{mode}: datagrams over {LIMIT} ms", sum(part["slow"] for part in parts), 0)
     session.goal(f"{mode}: Gets that had to be repeated", sum(part["unanswered"] for part in parts), 0)
     if not IS_SANITIZED and len(memory) > PARTS * 5 // 8:  # it retains freed memory; LeakSanitizer's exit status is 23
-        # The allocator retains a few MiB of the largest replies, sometimes less: the maximum is what remains constant.
-        begin, end = memory[PARTS // 4:PARTS * 5 // 8], memory[PARTS * 5 // 8:]
-        session.goal(f"{mode}: memory growth", max(end) - max(begin), MORE_MEMORY[session.quick], "KiB")
+        session.goal(f"{mode}: memory growth", growth(memory), MORE_MEMORY[session.quick], "KiB")
+
+
+def growth(memory):
+    """KiB. The allocator retains a few MiB of the largest replies, sometimes less: the maximum is what remains
+    constant."""
+    return max(memory[PARTS * 5 // 8:]) - max(memory[PARTS // 4:PARTS * 5 // 8])
 
 
 def measure(session, mode, count):
+    """Records one mode's goals. Returns the numbers of its parts, and the memory after each."""
     # A forged Set may change any object, so nothing of this machine is in reach.
     namespace = session.namespace(f"malformed-{mode}", ["link set lo up"])
     # Unlike tarnix-node, tarnix-snmpd exits with LeakSanitizer's check.
@@ -57,9 +62,32 @@ def measure(session, mode, count):
         record(session, mode, parts, memory)
     session.goal(f"{mode}: datagrams", sum(part["sent"] for part in parts), PARTS * size, at_least=True)
     session.goal(f"{mode}: exit status", abs(agent.stop()[0]), 0)
+    return parts, memory
+
+
+def beside_snmpd(session, count, ours, our_memory):
+    """The same datagrams to snmpd, which gets no community with write access: it runs as root, and a Set may change the
+    machine's clock. So a forged Set is refused."""
+    server = session.snmpd(session.namespace("malformed-snmpd", ["link set lo up"]))
+    size, parts, memory = count // PARTS, [], []
+    for part in range(PARTS):
+        parts.append(forge(session, server, "snmpd", part * size, size, "common"))
+        memory.append(private_dirty(server.daemons["snmpd"].pid))
+    session.compare("good Gets answered", answered(ours), answered(parts), "%")
+    session.compare(f"datagrams over {LIMIT} ms", *(sum(part["slow"] for part in each) for each in (ours, parts)))
+    session.compare("slowest reply", *(max(part["longest_ms"] for part in each) for each in (ours, parts)), "ms")
+    session.compare("memory growth", growth(our_memory), growth(memory), "KiB")
+    session.compare("memory", our_memory[-1], memory[-1], "KiB")
+
+
+def answered(parts):
+    """Percent of the Gets that follow the datagrams."""
+    return 100 * (1 - sum(part["unanswered"] for part in parts) / sum(part["gets"] for part in parts))
 
 
 def run(session):
     count = QUICK_COUNT if session.quick else int(COUNT * session.seconds / 60 / MINUTES)
-    for mode in MODES:
-        measure(session, mode, max(PARTS, count // len(MODES)))
+    count = max(PARTS, count // len(MODES))
+    figures = {mode: measure(session, mode, count) for mode in MODES}
+    if session.beside:
+        beside_snmpd(session, count, *figures["fixed"])

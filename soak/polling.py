@@ -13,9 +13,13 @@ REAL_TIME = os.SCHED_FIFO | os.SCHED_RESET_ON_FORK  # helper threads give way to
 def with_user(agent):
     """The deployment, whose poller may use SNMPv3. Its daemons get real-time priority, if that is permitted."""
     add_user(agent)
-    for pid in _pids_of(agent):
+    return with_priority(agent)
+
+
+def with_priority(server):
+    for pid in pids_of(server):
         give_priority(pid)
-    return agent
+    return server
 
 
 def give_priority(pid):
@@ -23,8 +27,8 @@ def give_priority(pid):
         os.sched_setscheduler(pid, REAL_TIME, os.sched_param(1))
 
 
-def _pids_of(agent):
-    return [daemon.pid for daemon in agent.daemons.values()]
+def pids_of(server):
+    return [daemon.pid for daemon in server.daemons.values()]
 
 
 def record(session, rows, name=""):
@@ -42,7 +46,7 @@ def record(session, rows, name=""):
 
 
 class Poller(subprocess.Popen):
-    """Polls an agent that is with_user(), for so many seconds or until the end of the with-block.
+    """Polls an agent that is with_user(), or a session.Snmpd, for so many seconds or until the end of the with-block.
 
     @param rate      requests a second
     @param interval  seconds covered by one of the rows
@@ -51,9 +55,9 @@ class Poller(subprocess.Popen):
 
     def __init__(self, agent, rate, seconds, interval=1, young=None):
         words = [*agent.prefix, BUILD / "poller", "--port", agent.port, "--rate", rate, "--interval", interval,
-                 "--seconds", seconds, "--v3", USER, *(f"--pid={pid}" for pid in _pids_of(agent))]
+                 "--seconds", seconds, "--v3", USER, *(f"--pid={pid}" for pid in pids_of(agent))]
         if young:
-            words += ["--compare", young.port, *(f"--compared-pid={pid}" for pid in _pids_of(young))]
+            words += ["--compare", young.port, *(f"--compared-pid={pid}" for pid in pids_of(young))]
         super().__init__(list(map(str, words)), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
         give_priority(self.pid)
 

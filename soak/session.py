@@ -16,14 +16,17 @@ sys.dont_write_bytecode = True  # leaves no files in the tree
 TREE = pathlib.Path(__file__).resolve().parent.parent
 os.environ.setdefault("TARNIX_BUILD", str(TREE / "build/release"))
 sys.path[:0] = [str(TREE / "tests/e2e"), str(TREE / "soak")]
+sys.path.append(str(TREE / "bench"))
 
 import harness  # noqa: E402, after its path and its environment are set
+import arms  # noqa: E402
 
 BUILD = harness.BUILD
 IS_SANITIZED = harness.is_sanitized(BUILD / "tarnix-node")
 TERMINAL_INTERVAL, FILE_INTERVAL = 1.0, 30.0  # seconds between progress lines
 IN_MEMORY = "/dev/shm" if os.path.isdir("/dev/shm") else None  # place of a root whose writes aren't to be measured
 QUICK_TIME, SANITIZED_TIME = 5, 10  # factors of limits in ms
+FIGURES = ("figure", "agent", "snmpd", "ratio")  # of a comparison
 HELPERS = {"session"}  # modules that aren't scenarios
 
 
@@ -94,6 +97,26 @@ class Client:
             time.sleep(0.0005)
 
 
+class Snmpd(arms.DebianSnmpd):
+    """Debian's snmpd, read-only, with the attributes of a harness.Deployment that the load generators use. It runs in a
+    namespace, with the user and the community of the agents."""
+    log = "-LOw"  # warnings and worse, as in Debian's unit
+
+    def __init__(self, namespace, more=""):
+        super().__init__(BUILD, namespace.name, more)
+
+    @property
+    def daemons(self):
+        return self.processes
+
+    def said(self):
+        return harness.text_of(pathlib.Path(self.folder, "snmpd.log"))
+
+
+def number(value):
+    return f"{value:,.4g}" if isinstance(value, float) and abs(value) < 1000 else f"{value:,.0f}"
+
+
 class Goal:
     def __init__(self, measured, limit, unit, at_least):
         self.measured, self.limit, self.unit, self.at_least = measured, limit, unit, at_least
@@ -104,9 +127,6 @@ class Goal:
 
     def texts(self):
         """Measured value, limit and result."""
-        def number(value):
-            return f"{value:,.4g}" if isinstance(value, float) and value < 1000 else f"{value:,.0f}"
-
         return (f"{number(self.measured)} {self.unit}".rstrip(), f"{'≥' if self.at_least else '≤'} {number(self.limit)}",
                 "met" if self.met else "MISSED")
 
@@ -114,9 +134,11 @@ class Goal:
 class Session(contextlib.ExitStack):
     """One run of a scenario. Use it as a context manager: its end ends the daemons."""
 
-    def __init__(self, seconds, seed=None, quick=False, quiet=False):
+    def __init__(self, seconds, seed=None, quick=False, quiet=False, beside=None):
         super().__init__()
         self.seconds, self.quick, self.quiet = seconds, quick, quiet
+        self.beside = beside  # what the agent is compared with: None, or "snmpd"
+        self.figures = []  # of the comparison: rows of texts
         self.seed = random.randrange(1 << 32) if seed is None else seed
         self.random = random.Random(self.seed)
         self.goals = {}
@@ -183,6 +205,15 @@ class Session(contextlib.ExitStack):
         harness.eventually(answers, f"the scripted owner of {paths[0]} answers")
         return owner
 
+    def snmpd(self, namespace, more=""):
+        """A started Snmpd. more: lines of its configuration."""
+        server = Snmpd(namespace, more)
+        self.addCleanup(server.remove)
+        server.start()
+        for process in server.processes.values():
+            os.sched_setaffinity(process.pid, os.sched_getaffinity(0))  # those that a deployment's daemons have
+        return server
+
     # --- results
 
     def progress(self, text):
@@ -214,15 +245,23 @@ class Session(contextlib.ExitStack):
             limit *= SANITIZED_TIME if IS_SANITIZED else QUICK_TIME if self.quick else 1
         self.goals[name] = Goal(measured, limit, unit, at_least)
 
+    def compare(self, name, ours, snmpd, unit=""):
+        """Adds a row to the comparison, which has no limits. The ratio is that of snmpd to the agent."""
+        ratio = number(float(snmpd / ours)) if ours > 0 and snmpd > 0 else ""
+        self.figures.append((name, *(f"{number(value)} {unit}".rstrip() for value in (ours, snmpd)), ratio))
+
     def missed(self):
         return [name for name, goal in self.goals.items() if not goal.met]
 
     def summary(self):
-        """A table of the goals."""
-        rows = [("goal", "measured", "limit", "result")]
-        rows += [(name, *goal.texts()) for name, goal in self.goals.items()]
-        widths = [max(map(len, column)) for column in zip(*rows)]
-        return "\n".join("  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip() for row in rows)
+        """A table of the goals, and one of the comparison."""
+        goals = [("goal", "measured", "limit", "result"), *((name, *goal.texts()) for name, goal in self.goals.items())]
+        return _table(goals) + ("\n\n" + _table([FIGURES, *self.figures]) if self.figures else "")
+
+
+def _table(rows):
+    widths = [max(map(len, column)) for column in zip(*rows)]
+    return "\n".join("  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip() for row in rows)
 
 
 def add_user(agent, *words):

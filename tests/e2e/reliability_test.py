@@ -1,11 +1,13 @@
 """The quick forms of the scenarios in soak/: their goals are met. ./dev soak NAME runs the long form."""
 
+import os
 import pathlib
 import sys
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "soak"))
 
+import malformed
 import session
 
 
@@ -24,6 +26,20 @@ class Reliability(unittest.TestCase):
                 break
             print(f"seed {run.seed}\n{run.summary()}", file=sys.stderr)
             self.assertTrue(left, f"missed {ATTEMPTS} times: {run.missed()}")
+
+
+class Comparison(unittest.TestCase):
+    def test_malformed_beside_snmpd(self):
+        """Debian's snmpd gets the datagrams of ./dev soak --beside snmpd, and its figures are shown beside the agent's."""
+        if not os.path.exists(session.arms.SNMPD):
+            session.harness.not_tested("snmpd isn't installed")
+        ours, memory = [{"slow": 0, "gets": 4, "unanswered": 1, "longest_ms": 1.0}], [1] * malformed.PARTS
+        with session.Session(1, seed=1, quick=True, quiet=True, beside="snmpd") as run:
+            malformed.beside_snmpd(run, 50 * malformed.PARTS, ours, memory)
+        figures = {name: cells for name, *cells in run.figures}
+        self.assertEqual(figures["good Gets answered"], ["75 %", "100 %", "1.333"])
+        self.assertRegex(figures["slowest reply"][1], "[1-9].* ms")
+        self.assertIn("\n\nfigure ", run.summary())
 
 
 for name, scenario in session.scenarios().items():
