@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "agent/security/item.h"
+#include "agent/status/statistics.h"
 #include "agent/system/settings.h"
 #include "fuzz/support/world.h"
 
@@ -23,8 +24,10 @@ tn::message entries() {
     return snmp::loop->exchangeMessage(all);
 }
 
-/// The world, and a request that restores it.
+/// The world with two plug-ins, one of which failed, and a request that restores it.
 struct Agent {
+    Agent() { snmp::statistics.plugins = {{"ifx.so", "", {"1.3.6.1.4.1"}}, {"bad.so", "missing symbol", {}}}; }
+
     World world;
     tn::message settings = snmp::loop->settings().getConfig(), listed = entries();
 
