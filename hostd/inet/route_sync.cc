@@ -56,8 +56,12 @@ template <class Family>
 void RouteSync<Family>::applyNew(const Route& route, unsigned flags) {
     const bool replaces = (flags & NLM_F_REPLACE) != 0;
     const std::vector<StoredRoute> all = stored(route);
-    for (const StoredRoute& one : all)
-        if (one.is(route)) return update(route, one);
+    for (const StoredRoute& one : all) {
+        if (!one.is(route)) continue;
+        // The kernel may now have it twice: it has replaced the first of the routes.
+        if (Family::kMergesRoutes && replaces && all.size() > 1) isInDoubt_ = true;
+        return update(route, one);
+    }
     if (all.empty()) {
         if (replaces) isInDoubt_ = true;  // the replaced route isn't known: a listing in progress may still report it
         return put(route, 0);
@@ -94,9 +98,9 @@ void RouteSync<Family>::applyGone(const Route& route) {
 template <class Family>
 void RouteSync<Family>::mergeNew(const Route& route, const std::vector<StoredRoute>& all, bool replaces) {
     const auto hasGateways = [](const StoredRoute& one) { return one.entries.front()->hasGateway; };
+    if (all.size() > 1) isInDoubt_ = true;  // which one has changed is inferred, and so is their order
     auto former = std::ranges::find_if(all, [&](const StoredRoute& one) { return one.shares(route); });
     if (former == all.end() && replaces) {
-        if (all.size() > 1) isInDoubt_ = true;  // our order is inferred
         former = std::ranges::find(all, route.hops.front().hasGateway, hasGateways);
         if (former == all.end()) former = all.begin();
     }
@@ -112,6 +116,7 @@ template <class Family>
 void RouteSync<Family>::unmerge(const Route& route) {
     const std::vector<StoredRoute> all = stored(route);
     auto former = std::ranges::find_if(all, [&](const StoredRoute& one) { return one.shares(route); });
+    if (hasTwins_) isInDoubt_ = true;            // the kernel may still have another
     const bool isByObject = route.nexthop != 0;  // whose next hops may have changed without a notification
     if (former == all.end() && all.size() == 1 && isByObject) former = all.begin();
     if (former == all.end()) {
@@ -137,7 +142,7 @@ void RouteSync<Family>::beginListing() {
     isSweeping_ = false;
     alternatesAt_ = rowsAt_ = typename Table::Key{};
     swept_ = 0;
-    hasGaps_ = false;
+    hasGaps_ = hasTwins_ = false;
 }
 
 // The kernel writes each packet of a listing when the previous one is read. If a packet contains a route whose removal
@@ -155,6 +160,7 @@ void RouteSync<Family>::list(const nlmsghdr& message) {
     if (listed == all.end() && wasRemoved(read_)) return;
     if (Family::kMergesRoutes && listed == all.end())  // next hops were added or removed: that is notified later
         listed = std::ranges::find_if(all, [this](const StoredRoute& one) { return one.shares(read_); });
+    if (listed != all.end() && listed->place == lastPlace_) hasTwins_ = true;
     if (listed != all.end() && listed->place > lastPlace_) {
         lastPlace_ = listed->place;
         return update(read_, *listed);

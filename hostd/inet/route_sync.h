@@ -102,6 +102,7 @@ class RouteSync {
     uint8_t listing_ = 0;  ///< number of the last listing; wraps
     bool isListing_ = false;
     bool hasGaps_ = false;
+    bool hasTwins_ = false;  ///< this listing, or the last one, had a route twice; the table has it once
     absl::btree_multiset<RouteEntry, ByRoute> removed_;  ///< entries removed during this listing
     RouteId lastListed_;                                 ///< of the route that was listed last
     int32_t lastPlace_ = INT32_MIN;                      ///< its place
