@@ -98,7 +98,7 @@ void RouteSync<Family>::applyGone(const Route& route) {
 template <class Family>
 void RouteSync<Family>::mergeNew(const Route& route, const std::vector<StoredRoute>& all, bool replaces) {
     const auto hasGateways = [](const StoredRoute& one) { return one.entries.front()->hasGateway; };
-    if (all.size() > 1) isInDoubt_ = true;  // which one has changed is inferred, and so is their order
+    if (replaces && all.size() > 1) isInDoubt_ = true;  // which one was replaced is inferred, and so is their order
     auto former = std::ranges::find_if(all, [&](const StoredRoute& one) { return one.shares(route); });
     if (former == all.end() && replaces) {
         former = std::ranges::find(all, route.hops.front().hasGateway, hasGateways);

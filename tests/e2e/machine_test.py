@@ -138,7 +138,8 @@ class Host(Machine):
         sleeper = Daemon(["sleep", "1000"], self.agent.root / "sleeper")
         self.addCleanup(sleeper.end)
         entry, index = f"{self.HOST}.4.2.1", str(sleeper.pid)
-        rows = eventually(lambda: (found := self.agent.rows(entry)) and index in found and found, "it is listed")
+        # The list of processes is read ahead: a walk may get a new one between two columns.
+        rows = eventually(lambda: (found := self.agent.rows(entry)) and 2 in found.get(index, {}) and found, "it's listed")
         self.assertEqual([rows[index][column] for column in (2, 4, 5, 6, 7)], ["sleep", "sleep", "1000", "4", "2"])
         memory = int(self.agent.rows(f"{self.HOST}.5.1.1")[index][2])
         self.assertAlmostEqual(memory, int(run("ps", "-o", "rss=", "-p", index).out), delta=2000)
