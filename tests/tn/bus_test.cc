@@ -226,7 +226,8 @@ TEST_F(BusTest, RequestsSentAheadArriveTogetherAndEachReplyIsReturnedOnce) {
     const RawPeer peer(24, {[](int connection) {
                            RawPeer::answerNext(connection);
                            const std::vector<message> ahead = reads(connection, 3);
-                           for (const size_t i : {2, 0, 1}) RawPeer::answer(connection, ahead[i]);
+                           for (const size_t i : {size_t{2}, size_t{0}, size_t{1}})
+                               RawPeer::answer(connection, ahead[i]);
                            RawPeer::answerNext(connection);
                            reads(connection, 1);  // is dropped: its reply comes before that of the next one
                            const message next = RawPeer::read(connection);

@@ -230,22 +230,22 @@ TEST(RowKey, KeepsTheOrderOfOctetsAndRefusesRawOfAnotherWidth) {
 }
 
 TEST(RowKey, OctetsAndTextsOfVariableLengthSortByLengthFirst) {
-    constexpr tn::raw_id kRaw{2};
-    constexpr tn::string_id kText{3};
-    for (const KeyField& field : {KeyField::variable(kRaw, 3), KeyField::variable(kText, 3)}) {
+    constexpr tn::raw_id kOctets{2};
+    constexpr tn::string_id kWord{3};
+    for (const KeyField& field : {KeyField::variable(kOctets, 3), KeyField::variable(kWord, 3)}) {
         RowKey last(field.width());
         for (const std::string value : {"b", "aa", "aaa", "aab", "aaaa"}) {
             tn::message m;
-            m.insert_raw(kRaw, std::vector<uint8_t>(value.begin(), value.end()));
-            m.insert_string(kText, value);
+            m.insert_raw(kOctets, std::vector<uint8_t>(value.begin(), value.end()));
+            m.insert_string(kWord, value);
             RowKey key(field.width());
             EXPECT_TRUE(field.isIn(m));
             EXPECT_EQ(field.read(m, key.part(0, field.width())), value.size() <= 3) << value;
             EXPECT_TRUE(last < key) << value;
             tn::message copy;
             field.write(key.part(0, field.width()), copy);
-            const auto raw = copy.get_raw(kRaw);
-            EXPECT_EQ(copy.get_string(kText) + std::string(raw.begin(), raw.end()), value.substr(0, 3));
+            const auto raw = copy.get_raw(kOctets);
+            EXPECT_EQ(copy.get_string(kWord) + std::string(raw.begin(), raw.end()), value.substr(0, 3));
             last = key;
         }
     }
