@@ -125,7 +125,11 @@ void load(const std::string& path) {
         descriptors.push_back(std::atoi(entry->path().filename().c_str()));
     const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
     for (const int descriptor : descriptors) dup2(nothing, descriptor);
-    load(path);
+    try {
+        load(path);
+    } catch (...) {  // a constructor's exception may pass dlopen, and must not reach the agent's code in this process
+        _exit(EXIT_FAILURE);
+    }
     _exit(kSurvived);
 }
 
