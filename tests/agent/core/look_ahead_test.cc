@@ -86,7 +86,7 @@ class LookAheadTest : public AgentTest {
         tn::RawPeer::write(connection, reply);
     }
     /// A conversation in which the requests of each batch are answered after all of them were read.
-    static tn::RawPeer::Conversation answersInBatches(std::vector<size_t> batches) {
+    static tn::RawPeer::Conversation answersInBatches(const std::vector<size_t>& batches) {
         return [=](int connection) {
             for (const size_t batch : batches) {
                 uint32_t number = 0;
