@@ -31,7 +31,7 @@ struct Agent {
     World world;
     tn::message settings = snmp::loop->settings().getConfig(), listed = entries();
 
-    void restore() {
+    void restore() const {
         const tn::message now = entries();
         if (snmp::loop->settings().getConfig() == settings && now == listed) return;
         tn::message all = settings;
