@@ -56,6 +56,14 @@ bool LookAhead::add(std::span<const uint8_t> datagram, const tn::IPAddr6& source
     return true;
 }
 
+std::vector<tn::message> LookAhead::take() {
+    if (in_.capacity() > Context::kRetainedRequest) {
+        in_ = InStream({});
+        name_ = OID();
+    }
+    return fetches_.take();
+}
+
 void LookAhead::addBindings(const View* view) {
     fetches_.beginRequest();
     const auto isVisible = [&] { return view == nullptr || view->has(name_); };

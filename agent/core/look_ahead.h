@@ -22,8 +22,8 @@ class LookAhead {
     /// Adds the fetches of a datagram that waits, unless it will be refused. False if it may change something: a Set,
     /// and SNMPv3, whose PDU may be encrypted.
     [[nodiscard]] bool add(std::span<const uint8_t> datagram, const tn::IPAddr6& source);
-    /// The fetches added so far. None remain.
-    [[nodiscard]] std::vector<tn::message> take() { return fetches_.take(); }
+    /// The fetches added so far. None remain, nor does the memory of a large request.
+    [[nodiscard]] std::vector<tn::message> take();
 
   private:
     /// Adds the fetches of the varbinds from the cursor on, as far as they can be read.

@@ -15,6 +15,7 @@
 #include "agent/traps/interface_traps.h"
 #include "agent/traps/trap_generators.h"
 #include "contracts/interfaces.h"
+#include "tn/heap.h"
 #include "tn/sources.h"
 
 namespace snmp {
@@ -30,6 +31,8 @@ constexpr uint32_t kJustBooted = 40;  // seconds since the machine started
 constexpr std::chrono::milliseconds kLeaveAfter{1000};
 // One turn of the loop serves one batch of datagrams, for this long at most; then bus and timers get their turn.
 constexpr std::chrono::milliseconds kReceiveTime{20};
+// Large requests often arrive together: their memory is returned to the kernel once.
+constexpr std::chrono::milliseconds kReturnMemoryAfter{100};
 constexpr uint32_t kDefaultGetFlags = 5;
 
 /// Refuses settings that contradict each other. @return empty if they don't
@@ -189,7 +192,7 @@ void SnmpLooper::serveReceived() {
         }
         isServing_ = false;
         if (isAnswered) datagrams_.answer(context_.out.bytes());
-        context_.end();
+        if (context_.end()) returnMemoryLater();
 
         const std::chrono::milliseconds now = tn::sinceBoot();
         if (now - begun >= kReceiveTime) break;
@@ -218,6 +221,16 @@ void SnmpLooper::flushRefusalsLater() {
             flushRefusalsLater();
         },
         flushInterval_);
+}
+
+void SnmpLooper::returnMemoryLater() {
+    if (std::exchange(willReturnMemory_, true)) return;
+    addTimer(
+        [this] {
+            willReturnMemory_ = false;
+            tn::returnFreedMemory();
+        },
+        kReturnMemoryAfter);
 }
 
 void SnmpLooper::exchanged(const std::vector<uint32_t>& path, const tn::message& reply) {

@@ -82,6 +82,7 @@ class SnmpLooper : public tn::Looper {
     void adopt(Settings settings);  ///< makes them the current settings, for all parts of the agent
     void leaveWhenIdle();           ///< lets the idle process exit; drops datagrams until then
     void flushRefusalsLater();      ///< logs repeated refusals when their minute is over
+    void returnMemoryLater();       ///< to the kernel, once for many large requests
     void warnOfUsers() const;       ///< logs if SNMPv3 is insecure or can't be used
 
     tn::Store store_;
@@ -102,7 +103,8 @@ class SnmpLooper : public tn::Looper {
     TrapHandler trapHandler_;
     StatusHandler statusHandler_;
     std::chrono::milliseconds flushInterval_;
-    bool willFlush_ = false;  ///< of flushRefusalsLater
+    bool willFlush_ = false;         ///< of flushRefusalsLater
+    bool willReturnMemory_ = false;  ///< of returnMemoryLater
 };
 
 /// The agent of this process; null before it is constructed.

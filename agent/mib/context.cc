@@ -1,10 +1,8 @@
 #include "agent/mib/context.h"
 
-namespace snmp {
+#include <memory>
 
-namespace {
-constexpr size_t kMaxRetained = size_t{256} << 10;  // octets of memory retained between requests
-}
+namespace snmp {
 
 std::array<uint32_t, kV3Errors> Context::v3counters{};
 
@@ -29,15 +27,15 @@ void Context::begin(std::span<const uint8_t> datagram) {
     pendingEndOfView = 0;
 }
 
-void Context::end() {
+bool Context::end() {
     fetched.drop();
-    size_t held = in.capacity() + out.capacity();
-    for (const OID* name : {&requestedName, &oid, &branchPrefix, &setPrefix, &setSuffix})
-        held += name->capacity() * sizeof name->front();
-    if (held <= kMaxRetained) return;
+    if (in.capacity() <= kRetainedRequest && out.capacity() <= kRetainedReply) return false;
     const Rules* const kept = rules;
-    *this = Context({});
+    // An assignment would keep the memory of strings, since the new ones are empty.
+    std::destroy_at(this);
+    std::construct_at(this, std::span<const uint8_t>());
     rules = kept;
+    return true;
 }
 
 bool Context::processSeqStart() {

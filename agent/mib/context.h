@@ -31,6 +31,10 @@ struct RequestItem {
 /// The state of one request while it is answered; every MIB operation receives it. Reading the request and writing the
 /// reply are one pass.
 struct Context {
+    // Octets of memory that the next request may reuse. A request's names and texts are proportional to its size.
+    static constexpr size_t kRetainedRequest = size_t{4} << 10;
+    static constexpr size_t kRetainedReply = size_t{64} << 10;
+
     explicit Context(std::span<const uint8_t> datagram) : in(datagram) {}
     /// For a request that the agent makes itself in order to answer another one. Its varbinds, without a list around
     /// them, are still to be read by `in`. Branches may answer it with exceptions, whatever the version of the other.
@@ -43,9 +47,9 @@ struct Context {
     /// Starts over with another request. Reuses the memory of the last one.
     /// @param datagram  is copied
     void begin(std::span<const uint8_t> datagram);
-    /// Ends a request after its reply was sent: drops what was fetched for it. If more than 256 KiB are allocated, all
-    /// of it is freed, the reply included, so that one large datagram doesn't keep that much memory.
-    void end();
+    /// Ends a request after its reply was sent: drops what was fetched for it. If request or reply has more memory than
+    /// is retained, all of it is freed, so that one large datagram doesn't keep that much. @return whether it was
+    bool end();
 
     const Rules* rules = &kFixedRules;  ///< of all requests
     const View* view = nullptr;         ///< what the sender may see; null: everything

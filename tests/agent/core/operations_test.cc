@@ -174,8 +174,11 @@ TEST_F(OperationsTest, LongNamesAreReadInEveryPassAndTheirMemoryIsGivenBack) {
     EXPECT_TRUE(createReply(c, IPAddr6::ofIPv4(0x7f000001)));
     EXPECT_GT(c.requestedName.capacity(), 50000U);
     c.rules = &kStandardRules;
-    c.end();
+    c.community.assign(50000, 'x');
+    EXPECT_TRUE(c.end());
     EXPECT_EQ(c.requestedName.capacity(), 0U);
+    EXPECT_LT(c.community.capacity(), 100U);
+    EXPECT_FALSE(c.end()) << "there is nothing large any more";
     EXPECT_EQ(c.rules, &kStandardRules) << "they aren't the request's";
 }
 
