@@ -30,7 +30,7 @@ void parseLoads(std::string_view text) {
 
 void parseMemory(std::string_view text) {
     const hostd::Memory memory = hostd::parseMeminfo(text);
-    need(!memory.available || (memory.total && *memory.available <= *memory.total));
+    need(!memory.total || !memory.available || *memory.available <= *memory.total);
     for (const std::string_view name : {"SwapTotal:", "Cached:", "Buffers:"}) (void)hostd::meminfoValue(text, name);
 }
 
