@@ -25,14 +25,19 @@ void RouteFollower<Family>::start() {
 template <class Family>
 void RouteFollower<Family>::refresh() {
     if (!isStarted_ && first_ == FirstReading::OnRequest) start();
-    drain(kPacketsPerRequest);
+    const auto begun = tn::sinceBoot();
+    if (begun < refreshable_) return;
+    for (size_t read = 0; read < kPacketsPerRequest && tn::sinceBoot() < begun + kMaxRefresh; read += kPacketsAtOnce)
+        if (drain(kPacketsAtOnce)) return;
+    refreshable_ = tn::sinceBoot() + kPause;
 }
 
 template <class Family>
-void RouteFollower<Family>::drain(size_t packets) {
-    if (!isStarted_) return;
-    monitor_.drain(tn::sinceBoot(), packets);
+bool RouteFollower<Family>::drain(size_t packets) {
+    if (!isStarted_) return true;
+    const bool isEmpty = monitor_.drain(tn::sinceBoot(), packets);
     schedule();
+    return isEmpty;
 }
 
 template <class Family>

@@ -50,12 +50,13 @@ auto RouteMonitor<Family>::due() const -> Time {
 // ---- Notifications
 
 template <class Family>
-void RouteMonitor<Family>::drain(Time now, size_t packets) {
+bool RouteMonitor<Family>::drain(Time now, size_t packets) {
     if (!isOpen()) {
         if (now - tried_ >= kInterval) open(now);
-        return;
+        return true;
     }
-    switch (notices_->receive(packets, [&](const nlmsghdr& message) { apply(message, now); })) {
+    const auto outcome = notices_->receive(packets, [&](const nlmsghdr& message) { apply(message, now); });
+    switch (outcome) {
         case NetlinkSocket::Outcome::Empty:
             isBehind_ = false;
             // All changes from before the listing's end have been applied: routes neither listed nor notified are gone.
@@ -69,6 +70,7 @@ void RouteMonitor<Family>::drain(Time now, size_t packets) {
             break;
     }
     if (sync_.takeDoubt()) want(now);
+    return outcome == NetlinkSocket::Outcome::Empty;
 }
 
 template <class Family>

@@ -53,8 +53,9 @@ class RouteMonitor : public ReportedSource {
     /// When to call work() next. 0: as soon as the loop has done its other work. kNever: not before the next drain().
     [[nodiscard]] Time due() const;
 
-    /// Applies queued notifications, at most `packets` packets. If the socket isn't open, tries to open it.
-    void drain(Time now, size_t packets);
+    /// Applies queued notifications, at most `packets` packets. If the socket isn't open, tries to open it. False if
+    /// more may be queued.
+    bool drain(Time now, size_t packets);
     /// Does one slice of the listing in progress, or begins one that is due.
     void work(Time now);
     /// Applies a notification. Ignores other and malformed messages.

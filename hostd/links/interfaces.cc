@@ -71,7 +71,7 @@ void Interfaces::loadPermData() {
 }
 
 void Interfaces::refresh() {
-    monitor_.catchUp();
+    monitor_.refresh();
     if (links_.version() != driversVersion_) watchDrivers();
 }
 

@@ -19,7 +19,9 @@ class LinkMonitor {
     /// Lists the links and follows the kernel's notifications from now on (NetlinkFollower::start).
     void start() { follower_.start(); }
     /// Applies queued notifications (NetlinkFollower::catchUp). True if the table is current.
-    bool catchUp(size_t packets = NetlinkFollower::kPacketsPerRequest) { return follower_.catchUp(packets); }
+    bool catchUp(size_t packets) { return follower_.catchUp(packets); }
+    /// Applies queued notifications before a request is answered (NetlinkFollower::refresh).
+    void refresh() { follower_.refresh(); }
 
     /// Reads the counters of these links that are at least maxAge old, with few system calls. Counters that can't be
     /// read stay as they are, which isn't logged. Does nothing before start().

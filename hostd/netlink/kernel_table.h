@@ -78,7 +78,7 @@ class KernelTable : public OwnerTable<const std::pair<const Key, Value>*>, publi
 
     void refresh() final {
         if (first_ == FirstReading::OnRequest) start();
-        follower_.catchUp();
+        follower_.refresh();
     }
     [[nodiscard]] uint32_t rowCount() const final { return entries_.rows; }
     [[nodiscard]] std::optional<Row> lowerBound(const RowKey& key) const final {

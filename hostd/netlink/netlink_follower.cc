@@ -51,6 +51,10 @@ bool NetlinkFollower::catchUp(size_t packets) {
     return !isStale_;
 }
 
+void NetlinkFollower::refresh() {
+    if (tn::sinceBoot() >= refreshable_ && !catchUp(kPacketsPerRequest)) refreshable_ = tn::sinceBoot() + kPause;
+}
+
 void NetlinkFollower::open() {
     if (!notices_->open(NETLINK_ROUTE, subject_.groups, kReceiveBuffer) || !listing_->open(NETLINK_ROUTE, 0)) {
         if (!std::exchange(isOpenLogged_, true))

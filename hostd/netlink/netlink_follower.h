@@ -38,6 +38,7 @@ class NetlinkFollower : public ReportedSource {
     static constexpr std::chrono::milliseconds kInterval{1000};  ///< between listings, and between attempts to open
     static constexpr size_t kPacketsAtOnce = 16;       ///< maximum to read before the loop continues with other work
     static constexpr size_t kPacketsPerRequest = 256;  ///< maximum to read before a request is answered
+    static constexpr std::chrono::milliseconds kPause{10};  ///< between requests for which so many are read
 
     /// The kernel's table that is followed.
     struct Subject {
@@ -63,7 +64,10 @@ class NetlinkFollower : public ReportedSource {
     /// Applies queued notifications, and lists the table if that is due. True if the table is current, or the socket
     /// isn't open. False if more notifications may be queued, or some were lost and the table hasn't been listed since.
     /// @param packets  maximum number to read
-    bool catchUp(size_t packets = kPacketsPerRequest);
+    bool catchUp(size_t packets);
+    /// Catches up before a request is answered. If more remains queued than is read for a request, the next ones for
+    /// kPause read nothing: one that fetches several times would read as many times.
+    void refresh();
     [[nodiscard]] ReadingState readingState(std::chrono::milliseconds now) const override;
 
   private:
@@ -90,6 +94,7 @@ class NetlinkFollower : public ReportedSource {
     bool isStale_ = false;                              ///< the table must be listed anew
     std::optional<std::chrono::milliseconds> current_;  ///< when the table was current, if it is stale now
     std::chrono::milliseconds listed_{0};               ///< end of the last attempt to list, as of tn::sinceBoot
+    std::chrono::milliseconds refreshable_{0};          ///< refresh() reads nothing before this
 };
 
 }  // namespace hostd

@@ -1,7 +1,7 @@
 // The monitor of routes, against a kernel that the test determines: what it lists, when, and what it does when that
 // fails.
 
-#include "hostd/inet/route_monitor.h"
+#include "hostd/inet/route_follower.h"
 
 #include <gmock/gmock.h>
 
@@ -13,6 +13,7 @@
 #include "tests/hostd/inet/route_messages.h"
 #include "tests/hostd/links/link_messages.h"
 #include "tests/hostd/logged.h"
+#include "tests/hostd/manual_clock.h"
 #include "tests/hostd/netlink/scripted_kernel.h"
 
 namespace hostd {
@@ -513,6 +514,39 @@ TEST_P(RouteMonitorTest, EndsUpAsTheKernelIsWhateverIsLateOrLost) {
         ASSERT_EQ(follower->rows(), changing.rows());
         for (const uint32_t link : {1U, 2U, 3U}) ASSERT_EQ(follower->usesLink(link), changing.usesLink(link)) << link;
     }
+}
+
+TEST(RouteFollower, RequestsReadOnePortionOfManyNotificationsEvery10Ms) {
+    struct : ManualClock {
+        uint64_t bootNanoseconds() override {
+            time += step;
+            return ManualClock::bootNanoseconds();
+        }
+        Time step{0};  ///< by which it goes on whenever it is read
+    } clock;
+    RouteKernel kernel(AF_INET);
+    RouteFollower<Ipv4> follower(FirstReading::AtStart, kernel.sockets());
+    follower.start();
+    const auto add = [&](uint32_t count) {
+        const Route4 route = routeTo("10.1.0.0/16", {through(3)});
+        for (; count > 0; --count) kernel.notify(messageOf(route, RTM_NEWROUTE, 0, AF_INET).message());
+    };
+    const auto left = [&](Time later) {
+        clock.time += later;
+        for (int fetches = 0; fetches < 3; ++fetches) follower.refresh();
+        return kernel.notices.size();
+    };
+    add(600);
+    EXPECT_EQ(left(0ms), 344U);
+    EXPECT_EQ(left(5ms), 344U);
+    EXPECT_EQ(left(5ms), 88U);
+    EXPECT_EQ(left(10ms), 0U);
+    add(200);
+    EXPECT_EQ(left(0ms), 0U);
+    clock.step = 1ms;
+    add(600);
+    follower.refresh();
+    EXPECT_GT(kernel.notices.size(), 400U) << "the time is over";
 }
 
 }  // namespace hostd

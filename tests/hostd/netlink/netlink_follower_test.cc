@@ -17,6 +17,8 @@ namespace {
 
 using ::testing::HasSubstr;
 
+constexpr size_t kMany = 256;  // packets
+
 /// A kernel that lists two things, and can be interrupted by a change.
 class ListingKernel : public ScriptedKernel {
   public:
@@ -99,14 +101,14 @@ TEST_F(NetlinkFollowerTest, AListingThatIsNeverWholeIsRepeatedEverySecondAndLeav
         EXPECT_EQ(table.interrupted, 3);
         for (const auto& [wait, interrupted] : {std::pair(NetlinkFollower::kInterval - 1ms, 3), {1ms, 4}}) {
             clock.time += wait;
-            EXPECT_FALSE(follower.catchUp());
+            EXPECT_FALSE(follower.catchUp(kMany));
             EXPECT_EQ(table.interrupted, interrupted);
         }
         fail(false);
-        EXPECT_FALSE(follower.catchUp());
+        EXPECT_FALSE(follower.catchUp(kMany));
         EXPECT_EQ(table.whole, 0);
         clock.time += NetlinkFollower::kInterval;
-        for (int requests = 0; requests < 2; ++requests) EXPECT_TRUE(follower.catchUp());
+        for (int requests = 0; requests < 2; ++requests) EXPECT_TRUE(follower.catchUp(kMany));
         EXPECT_EQ(table.whole, 1);
         EXPECT_EQ(state(), "0 ");
     }
@@ -114,18 +116,18 @@ TEST_F(NetlinkFollowerTest, AListingThatIsNeverWholeIsRepeatedEverySecondAndLeav
 
 TEST_F(NetlinkFollowerTest, ListsAtTheStartAndAfterLostNotificationsAtMostEverySecond) {
     tn::Looper looper({});
-    EXPECT_TRUE(follower.catchUp());  // nothing is read before
+    EXPECT_TRUE(follower.catchUp(kMany));  // nothing is read before
     EXPECT_EQ(kernel.opened, 0);
     EXPECT_EQ(state(), "- ");
     follower.start();
     for (int i = 0; i < 3; ++i) notify();
     EXPECT_FALSE(follower.catchUp(3));  // more may be queued
-    EXPECT_TRUE(follower.catchUp());
+    EXPECT_TRUE(follower.catchUp(kMany));
     EXPECT_EQ(table.applied, 5);
     clock.time += 300ms;
     for (const bool isLogged : {true, false}) {
         kernel.isOverrun = true;
-        const std::string text = logged([&] { EXPECT_FALSE(follower.catchUp()); });
+        const std::string text = logged([&] { EXPECT_FALSE(follower.catchUp(kMany)); });
         EXPECT_EQ(text.find("things: notifications lost") != std::string::npos, isLogged);
     }
     EXPECT_EQ(kernel.listings, 1);
@@ -134,14 +136,27 @@ TEST_F(NetlinkFollowerTest, ListsAtTheStartAndAfterLostNotificationsAtMostEveryS
     for (int i = 0; i < 10; ++i) notify();
     EXPECT_FALSE(follower.catchUp(10));  // first what is queued: it is older than the listing
     EXPECT_EQ(kernel.listings, 1);
-    EXPECT_TRUE(follower.catchUp());
+    EXPECT_TRUE(follower.catchUp(kMany));
     EXPECT_EQ(kernel.listings, 2);
     EXPECT_EQ(table.applied, 2);
 
     kernel.isOverrun = true;
-    EXPECT_FALSE(follower.catchUp());
+    EXPECT_FALSE(follower.catchUp(kMany));
     clock.time += NetlinkFollower::kInterval;  // the loop then lists without a request
     EXPECT_TRUE(eventually([&] { return kernel.listings == 3; }, &looper));
+}
+
+TEST_F(NetlinkFollowerTest, RequestsReadOnePortionOfManyNotificationsEvery10Ms) {
+    follower.start();
+    for (int i = 0; i < 600; ++i) notify();
+    for (const int read : {256, 512, 600}) {
+        for (int fetches = 0; fetches < 3; ++fetches) follower.refresh();
+        EXPECT_EQ(table.applied, 2 + read);
+        clock.time += NetlinkFollower::kPause;
+    }
+    notify();
+    follower.refresh();
+    EXPECT_EQ(table.applied, 603) << "nothing was left queued";
 }
 
 }  // namespace hostd
