@@ -1,5 +1,5 @@
 // A file of /proc, or dpkg's status file, as the owners of the plug-ins ucd and host read them, and those of the
-// counters of IP: whatever it contains, the values are in range and the rows in order.
+// counters of IP and of links: whatever it contains, the values are in range and the rows in order.
 //
 // The first octet chooses the parser. A parser of two texts gets those before and after the first octet 0.
 #include <algorithm>
@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "hostd/inet/ip_counters.h"
+#include "hostd/links/net_dev.h"
 #include "hostd/machine/activity.h"
 #include "hostd/machine/disk_activity.h"
 #include "hostd/machine/disks.h"
@@ -75,8 +76,17 @@ void parseCounters(std::string_view text) {
     for (const auto& [name, value] : all) need(!name.empty() && hostd::valueOf(all, name) == value);
 }
 
-constexpr std::array kParsers = {parseLoads,      parseMemory,     parseStats,     parseDisks,   parseMounts,
-                                 parseProcessors, parseOneProcess, parseInstalled, parseCounters};
+void parseLinks(std::string_view text) {
+    for (const auto& [name, read] : hostd::parseNetDev(text)) {
+        rtnl_link_stats64 counters{};
+        counters.rx_missed_errors = read[0];
+        hostd::updateCounters(read, counters);
+        need(name.size() < text.size() && counters.rx_dropped <= read[3] && counters.tx_bytes == read[8]);
+    }
+}
+
+constexpr std::array kParsers = {parseLoads,      parseMemory,     parseStats,     parseDisks,    parseMounts,
+                                 parseProcessors, parseOneProcess, parseInstalled, parseCounters, parseLinks};
 
 }  // namespace
 

@@ -136,13 +136,9 @@ bool areLower(const rtnl_link_stats64& now, const rtnl_link_stats64& before) {
 /// an empty block.
 bool copyCounters(std::span<const uint8_t> block, std::chrono::milliseconds now, Link& link) {
     if (block.empty()) return false;
-    const rtnl_link_stats64 before = std::exchange(link.counters, {});
-    std::memcpy(&link.counters, block.data(), std::min(block.size(), sizeof link.counters));
-    link.countersAt = now;
-    if (areLower(link.counters, before)) {
-        link.discontinuityAt = now;
-        link.inUnicast = link.outUnicast = 0;
-    }
+    rtnl_link_stats64 counters{};
+    std::memcpy(&counters, block.data(), std::min(block.size(), sizeof counters));
+    setCounters(counters, now, link);
     return true;
 }
 
@@ -179,6 +175,14 @@ bool readLink(const nlmsghdr& message, std::chrono::milliseconds now, Link& link
     readAddress(attributes.octets(IFLA_ADDRESS), link);
     copyCounters(attributes.octets(IFLA_STATS64), now, link);
     return true;
+}
+
+void setCounters(const rtnl_link_stats64& counters, std::chrono::milliseconds now, Link& link) {
+    const rtnl_link_stats64 before = std::exchange(link.counters, counters);
+    link.countersAt = now;
+    if (!areLower(counters, before)) return;
+    link.discontinuityAt = now;
+    link.inUnicast = link.outUnicast = 0;
 }
 
 std::optional<uint32_t> readGoneLink(const nlmsghdr& message) {

@@ -65,6 +65,10 @@ struct Link {
 /// @param now  the new Link::countersAt
 [[nodiscard]] bool readCounters(const nlmsghdr& message, std::chrono::milliseconds now, Link& link);
 
+/// Sets the counters of a link. If they are lower than before, that is a discontinuity.
+/// @param now  the new Link::countersAt
+void setCounters(const rtnl_link_stats64& counters, std::chrono::milliseconds now, Link& link);
+
 /// The ifindex of the link that an RTM_NEWSTATS describes; 0 when the message is too short.
 [[nodiscard]] uint32_t countedLink(const nlmsghdr& message);
 

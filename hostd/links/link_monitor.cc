@@ -4,11 +4,15 @@
 
 #include <utility>
 
+#include "hostd/source/pseudo_file.h"
+
 namespace hostd {
 
 namespace {
 
 constexpr size_t kBatch = 64;  // requests in one packet: all replies must fit into a socket's default buffer
+// Links that are read together in a walk: waking the helper thread takes as long as reading a few of them.
+constexpr size_t kAhead = 8;
 
 void requestLinks(NetlinkRequests& requests) {
     requests.add<ifinfomsg>(RTM_GETLINK, NLM_F_DUMP);
@@ -17,25 +21,39 @@ void requestLinks(NetlinkRequests& requests) {
 
 }  // namespace
 
-LinkMonitor::LinkMonitor(LinkTable& table)
-    : table_(table), follower_({"interfaces", RTMGRP_LINK, requestLinks}, table) {}
+LinkMonitor::LinkMonitor(LinkTable& table, std::string netDev, const NetlinkSocketMaker& sockets)
+    : table_(table),
+      follower_({"interfaces", RTMGRP_LINK, requestLinks}, table, sockets),
+      counters_(sockets()),
+      netDev_(std::move(netDev)) {}
 
 void LinkMonitor::refreshCounters(std::span<const uint32_t> indexes, std::chrono::milliseconds now,
                                   std::chrono::milliseconds maxAge) {
-    if (!follower_.isOpen() || (!requests_.isOpen() && !requests_.open(NETLINK_ROUTE, 0))) return;
+    if (!follower_.isOpen()) return;
+    const auto isOld = [&](const Link* link) {
+        return link != nullptr && (!link->countersAt || now - *link->countersAt >= maxAge);
+    };
+    bool isRead = true;
     std::vector<uint32_t> old;
     for (const uint32_t index : indexes) {
-        const Link* link = std::as_const(table_).find(index);
-        if (link == nullptr || (link->countersAt && now - *link->countersAt < maxAge)) continue;
+        if (!isOld(std::as_const(table_).find(index))) continue;
         old.push_back(index);
         if (old.size() < kBatch) continue;
-        readCounters(old, now);
+        isRead = isRead && readCounters(old, now);
         old.clear();
     }
-    if (!old.empty()) readCounters(old, now);
+    if (!old.empty()) {
+        const bool isWalk = old.size() == 1 && old.front() == next_;
+        const Link* next = table_.firstFrom(old.back() + 1);
+        for (; isWalk && isOld(next) && old.size() < kAhead; next = table_.firstFrom(next->index + 1))
+            old.push_back(next->index);
+        next_ = next == nullptr ? 0 : next->index;
+        isRead = isRead && readCounters(old, now);
+    }
+    if (!isRead) table_.applyNetDev(readFile(netDev_), now);
 }
 
-void LinkMonitor::readCounters(std::span<const uint32_t> indexes, std::chrono::milliseconds now) {
+bool LinkMonitor::readCounters(std::span<const uint32_t> indexes, std::chrono::milliseconds now) {
     NetlinkRequests requests;
     for (const uint32_t index : indexes) {
         const Link* link = std::as_const(table_).find(index);
@@ -49,9 +67,7 @@ void LinkMonitor::readCounters(std::span<const uint32_t> indexes, std::chrono::m
         }
         requests.finish();
     }
-    // The kernel answers or refuses each request within send(): all replies are queued now.
-    if (!requests_.send(requests)) return;
-    (void)requests_.receive(SIZE_MAX, [&](const nlmsghdr& message) { table_.apply(message, now); });
+    return counters_.exchange(std::move(requests), [&](const nlmsghdr& message) { table_.apply(message, now); });
 }
 
 }  // namespace hostd

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "contracts/interfaces.h"
+#include "hostd/links/net_dev.h"
 
 namespace hostd {
 
@@ -22,6 +23,17 @@ void LinkTable::apply(const nlmsghdr& message, std::chrono::milliseconds now) {
         if (gone && find(*gone) != nullptr) remove(place(*gone), now);
     } else if (message.nlmsg_type == RTM_NEWSTATS) {
         if (Link* link = find(countedLink(message))) (void)readCounters(message, now, *link);
+    }
+}
+
+void LinkTable::applyNetDev(std::string_view text, std::chrono::milliseconds now) {
+    const auto read = parseNetDev(text);
+    for (const Entry& entry : links_) {
+        const auto found = read.find(entry.link->name);
+        if (found == read.end()) continue;
+        rtnl_link_stats64 counters = entry.link->counters;
+        updateCounters(found->second, counters);
+        setCounters(counters, now, *entry.link);
     }
 }
 

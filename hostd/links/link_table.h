@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "hostd/links/link.h"
@@ -24,6 +25,9 @@ class LinkTable : public FollowedTable {
 
     /// Applies RTM_NEWLINK, RTM_DELLINK, and RTM_NEWSTATS about existing links. Ignores other and malformed messages.
     void apply(const nlmsghdr& message, std::chrono::milliseconds now) override;
+    /// Updates the counters of the links that /proc/net/dev has, as updateCounters() does. O(n log n).
+    /// @param text  of that file
+    void applyNetDev(std::string_view text, std::chrono::milliseconds now);
     void beginListing() override;
     void endListing(bool isWhole) override;
 
