@@ -27,6 +27,10 @@ ROUTES, ROUTE_CHANGES = 1000, 50  # all, and changes a second
 CHANGE_INTERVAL = 0.5  # seconds between changes of links, each of which starts three processes
 TURN = 5  # seconds for which one server is polled, if two are compared
 MIN_SLOPE_SECONDS = 1200  # shorter runs have a limit of the growth instead: one page would be a steep slope
+# tarnix-hostd reads sources on helper threads. The allocator retains the heap of each thread for the next one: two
+# mappings, 32 MiB of addresses and hardly any memory. Whenever more threads run at once than ever before, there is one
+# more, which is rare after the warm-up.
+MORE_MAPS = {"snmpd": 0, "hostd": 2 * 2}
 FILLER = TREE / "bench/fill_routes.py"
 
 
@@ -147,9 +151,9 @@ def measure(session, rows):
             session.goal(f"{part}: memory slope", slope(memory), 10, "KiB/h")
         else:
             session.goal(f"{part}: memory growth", middle(end, f"{part}_kib") - middle(begin, f"{part}_kib"), 256, "KiB")
-        for what in ("descriptors", "maps"):
+        for what, limit in ("descriptors", 0), ("maps", MORE_MAPS[part]):
             name = f"{part}_{what}"
-            session.goal(f"{part}: growth of {what}", middle(end, name) - middle(begin, name), 0)
+            session.goal(f"{part}: growth of {what}", middle(end, name) - middle(begin, name), limit)
     if not session.quick:
         session.goal("drift of p99", 100 * (relative_p99(end) / relative_p99(begin) - 1), 10, "%")
 
