@@ -14,7 +14,7 @@ MODES = {"fixed": [], "standard": ["--standard"]}
 QUICK_COUNT, COUNT = 55_000, 1_000_000  # datagrams in both modes; COUNT in the default duration, which isn't a limit
 MORE_MEMORY = 1024  # KiB, from the warm-up to the end
 ALL_MEMORY = 3072  # KiB more than at the start; 1 MiB of it are the buffers of received datagrams
-RETURN_TIME = 0.2  # seconds until the memory of large requests is returned, at most
+RETURN_TIME = 0.3  # seconds until the memory of large requests is returned, at most
 PARTS = 12  # memory is measured after each; the first quarter is the warm-up
 LIMIT = 100 if IS_SANITIZED else 10  # ms; the sanitizers multiply the time, and other tests run beside this one
 

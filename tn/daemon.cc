@@ -9,7 +9,6 @@
 #include <string>
 
 #include "tn/bus_socket.h"
-#include "tn/heap.h"
 #include "tn/log.h"
 #include "tn/paths.h"
 
@@ -17,7 +16,6 @@ namespace tn {
 
 bool startDaemon(std::span<const uint32_t> numbers) {
     std::signal(SIGPIPE, SIG_IGN);
-    returnFreedPagesAtOnce();
 #ifndef TARNIX_DEBUGGABLE
     prctl(PR_SET_DUMPABLE, 0);
 #endif

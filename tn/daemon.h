@@ -8,7 +8,6 @@ namespace tn {
 /// Prepares a daemon before it opens anything under its root:
 ///
 /// - Ignores SIGPIPE, so that the daemon survives the reader of its output. Children must restore the default.
-/// - Makes freed memory return to the kernel (returnFreedPagesAtOnce).
 /// - Lets only root dump or trace its memory, which holds passwords (PR_SET_DUMPABLE), except in a debug build.
 /// - Refuses a root in which other users could replace files (isRootSafe).
 /// - Claims its numbers (claimBusNumbers), so no two processes open the same store.

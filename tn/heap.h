@@ -2,14 +2,9 @@
 
 namespace tn {
 
-// The allocator of the daemons is mimalloc. Tests and sanitizer builds have another one, for which these do nothing.
-
-/// Makes the allocator return each freed run of pages to the kernel at once. By default, it does so with a later free
-/// of this thread: an idle process would keep the memory of its last burst.
-void returnFreedPagesAtOnce();
-
-/// Returns all memory that this thread has freed. The allocator otherwise retains up to 512 KiB for each size of block,
-/// which after messages of many sizes is several MiB.
+/// Returns all memory that this thread has freed to the kernel, except what it freed in the last 25 ms. The daemons'
+/// allocator, mimalloc, otherwise retains up to 512 KiB for each size of block, and returns freed pages only with a
+/// later free. With another allocator (tests and sanitizer builds), it does nothing.
 void returnFreedMemory();
 
 }  // namespace tn

@@ -224,11 +224,14 @@ void SnmpLooper::flushRefusalsLater() {
 }
 
 void SnmpLooper::returnMemoryLater() {
+    willReturnAgain_ = willReturnMemory_;
     if (std::exchange(willReturnMemory_, true)) return;
     addTimer(
         [this] {
             willReturnMemory_ = false;
             tn::returnFreedMemory();
+            // What was freed just now isn't returned yet.
+            if (std::exchange(willReturnAgain_, false)) returnMemoryLater();
         },
         kReturnMemoryAfter);
 }

@@ -105,6 +105,7 @@ class SnmpLooper : public tn::Looper {
     std::chrono::milliseconds flushInterval_;
     bool willFlush_ = false;         ///< of flushRefusalsLater
     bool willReturnMemory_ = false;  ///< of returnMemoryLater
+    bool willReturnAgain_ = false;   ///< another large request was served since
 };
 
 /// The agent of this process; null before it is constructed.
