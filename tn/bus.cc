@@ -20,8 +20,13 @@ std::string about(uint32_t number, const char* what) { return "bus: " + std::to_
 Bus::Bus(Looper& looper)
     : looper_(looper),
       connections_(looper, *this),
-      backlog_(looper, [this](const ConnectionPtr& from, message& packet) { deliver(from, packet); }),
+      backlog_(looper,
+               [this](const ConnectionPtr& from, message& packet) {
+                   deliver(from, packet);
+                   sendReplies();
+               }),
       exchange_(connections_, backlog_),
+      replies_(connections_),
       subscribers_(*this),
       subscriptions_(*this),
       idleExit_(looper, {.canLeave = [this] { return looper_.canLeave() && connections_.listeners().areHandedOver(); },
@@ -46,8 +51,7 @@ void Bus::drain() {
     connections_.listeners().withdraw();
     backlog_.deliver();
     for (const ConnectionPtr& connection : connections_.endReception()) {
-        message packet;
-        while (!connection->isClosed() && connections_.receive(connection, packet)) route(connection, packet);
+        while (!connection->isClosed() && routeNext(connection)) continue;
     }
 }
 
@@ -127,8 +131,7 @@ void Bus::onDialled(uint32_t number, const ConnectionPtr& connection) { subscrip
 // One packet an event: the loop serves all connections in turn, however much one of them sends.
 void Bus::onReadable(const ConnectionPtr& connection) {
     if (!backlog_.empty()) return backlog_.deliver();  // what arrived earlier comes first
-    message packet;
-    if (connections_.receive(connection, packet)) route(connection, packet);
+    routeNext(connection);
 }
 
 void Bus::onLost(const ConnectionPtr& connection) {
@@ -141,6 +144,15 @@ void Bus::onLost(const ConnectionPtr& connection) {
 }
 
 // --- packets in ------------------------------------------------------------------------------------------------------
+
+bool Bus::routeNext(const ConnectionPtr& connection) {
+    std::vector<message> packet;
+    if (!connections_.receive(connection, packet)) return false;
+    for (message& arrived : packet)
+        if (!connection->isClosed()) route(connection, arrived);
+    sendReplies();
+    return true;
+}
 
 void Bus::route(const ConnectionPtr& connection, message& packet) {
     idleExit_.touch();
@@ -187,20 +199,8 @@ void Bus::handleRequest(const ConnectionPtr& connection, message& request) {
                          ? errorMsg(error::NotPermitted, "not permitted")
                          : dispatch(&connection, request, rightsOf(*connection, request));
     if (const uint32_t requestId = request.get_u32(field::RequestId); requestId != 0) {
-        reply(connection, requestId, std::move(answer));
+        replies_.add(connection, requestId, std::move(answer));
     }
-}
-
-void Bus::reply(const ConnectionPtr& connection, uint32_t requestId, message answer) {
-    if (connection->isClosed()) return;
-    answer.insert_u32(field::ReplyTo, requestId);
-    Sent sent = connections_.send(connection, answer.flatten());
-    if (sent == Sent::TooLarge) {
-        answer = errorMsg(error::TooLarge, "the reply doesn't fit into a packet");
-        answer.insert_u32(field::ReplyTo, requestId);
-        sent = connections_.send(connection, answer.flatten());
-    }
-    if (sent != Sent::Yes) connections_.lose(connection);
 }
 
 }  // namespace tn

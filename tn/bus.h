@@ -9,6 +9,7 @@
 #include "tn/exchange.h"
 #include "tn/handler.h"
 #include "tn/idle_exit.h"
+#include "tn/replies.h"
 #include "tn/subscribers.h"
 #include "tn/subscriptions.h"
 
@@ -16,9 +17,9 @@ namespace tn {
 
 class Looper;
 
-/// Carries messages between the handlers of different processes over Unix SOCK_SEQPACKET sockets, without a broker. One
-/// packet is one flattened message. The bus routes a request or notification to its handler, and a reply to the
-/// exchange or subscription that it answers.
+/// Carries messages between the handlers of different processes over Unix SOCK_SEQPACKET sockets, without a broker. A
+/// packet is one flattened message, or several: requests that are sent together, and the replies to them. The bus
+/// routes a request or notification to its handler, and a reply to the exchange or subscription that it answers.
 ///
 /// Requests are sent on connections that we dialled. Notifications that we subscribed to arrive on them, too.
 class Bus final : private Connections::Events {
@@ -49,6 +50,8 @@ class Bus final : private Connections::Events {
     /// See Exchange::sendAhead. Requests to this process aren't sent.
     void sendAhead(std::vector<message> requests);
     void dropAhead() { exchange_.dropAhead(); }
+    /// Sends the replies to the packet being handled that are ready.
+    void sendReplies() { replies_.send(); }
     void setBudget(std::chrono::milliseconds timeout) { exchange_.setBudget(timeout); }  ///< see Exchange::setBudget
     /// Dispatches to a handler of this process, with all rights. @return the reply
     message dispatchLocal(const message& m);
@@ -79,7 +82,9 @@ class Bus final : private Connections::Events {
     void onNotificationsGone(const std::vector<Handler*>& owners) override { subscribers_.passedOn(owners); }
     void onLost(const ConnectionPtr& connection) override;
 
-    /// Checks a packet that has arrived, and delivers it.
+    /// Receives a packet and routes its messages. False if none was received.
+    bool routeNext(const ConnectionPtr& connection);
+    /// Checks a message that has arrived, and delivers it.
     void route(const ConnectionPtr& connection, message& packet);
     void deliver(const ConnectionPtr& connection, message& packet);
     void handleRequest(const ConnectionPtr& connection, message& request);
@@ -92,8 +97,6 @@ class Bus final : private Connections::Events {
     /// @param connection  where the message arrived; nullptr if it is from this process
     /// @return the handler's reply
     message dispatch(const ConnectionPtr* connection, const message& m, uint32_t rights);
-    /// Sends a reply. One that is too large is replaced by error::TooLarge. If sending fails, the connection is closed.
-    void reply(const ConnectionPtr& connection, uint32_t requestId, message answer);
     /// Sets the source if it is missing, and removes the fields that only the bus may set.
     void prepare(message& m) const;
 
@@ -101,6 +104,7 @@ class Bus final : private Connections::Events {
     Connections connections_;
     Backlog backlog_;
     Exchange exchange_;
+    Replies replies_;
     Subscribers subscribers_;
     Subscriptions subscriptions_;
     IdleExit idleExit_;

@@ -20,7 +20,7 @@ constexpr QueueLimit kOfTrusted = {16'384, 32 * kMaxPacket};  // 8 MiB
 
 }  // namespace
 
-Received Connection::receive(std::span<uint8_t> buffer, bool wait, message& out) {
+Received Connection::receive(std::span<uint8_t> buffer, bool wait, std::vector<message>& out) {
     const ssize_t got = recv(fd(), buffer.data(), buffer.size(), MSG_TRUNC | (wait ? 0 : MSG_DONTWAIT));
     if (got > 0) {
         const auto length = static_cast<size_t>(got);  // of the whole packet, also when the buffer was too small

@@ -22,12 +22,12 @@ enum class Sent {
 
 /// Result of an attempt to receive a packet.
 enum class Received {
-    Packet,
+    Packet,       ///< with at least one message
     Nothing,      ///< no packet has arrived, or none within the receive timeout
     Interrupted,  ///< by a signal
     Ended,        ///< the peer has closed the connection
     Unread,       ///< the peer closed it without reading our last packet (ECONNRESET); packets from it may follow
-    Bad,          ///< the packet isn't a message, or too large
+    Bad,          ///< the packet doesn't consist of messages, or is too large
 };
 
 /// One connection to another process, with a bounded queue of packets that wait for room. It neither logs nor closes
@@ -47,8 +47,8 @@ class Connection {
     /// Receives one packet.
     /// @param buffer  scratch space of kMaxPacket octets
     /// @param wait    true: waits until a packet arrives or the receive timeout passes
-    /// @param out     the packet; for any result but Received::Packet it is empty or unchanged
-    Received receive(std::span<uint8_t> buffer, bool wait, message& out);
+    /// @param out     the messages of the packet; for any result but Received::Packet it is empty or unchanged
+    Received receive(std::span<uint8_t> buffer, bool wait, std::vector<message>& out);
     /// Size of the packet received last, in octets.
     [[nodiscard]] size_t lastPacket() const { return lastPacket_; }
     /// Sets how long receive waits, at least 1 ms: the kernel understands 0 as forever.

@@ -106,7 +106,7 @@ void Connections::onEvents(const ConnectionPtr& connection, unsigned events) {
     }
 }
 
-bool Connections::receive(const ConnectionPtr& connection, message& packet) {
+bool Connections::receive(const ConnectionPtr& connection, std::vector<message>& packet) {
     switch (connection->receive(buffer(), /*wait=*/false, packet)) {
         case Received::Packet:
             return true;
@@ -158,8 +158,19 @@ void Connections::loseSoon(const ConnectionPtr& connection) {
 }
 
 Sent Connections::send(const ConnectionPtr& connection, flat_message packet) {
-    const Sent sent = connection->sendInTurn(packet);
+    const Sent sent = sendOrQueue(connection, std::move(packet));
     if (sent == Sent::Gone) lose(connection);
+    return sent;
+}
+
+Sent Connections::sendReplies(const ConnectionPtr& connection, flat_message packet) {
+    const Sent sent = sendOrQueue(connection, std::move(packet));
+    if (sent == Sent::Gone || sent == Sent::Blocked) loseSoon(connection);
+    return sent;
+}
+
+Sent Connections::sendOrQueue(const ConnectionPtr& connection, flat_message packet) {
+    const Sent sent = connection->sendInTurn(packet);
     if (sent != Sent::Blocked || !connection->queue(std::move(packet))) return sent;
     watch(connection);
     return Sent::Yes;

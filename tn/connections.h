@@ -65,6 +65,9 @@ class Connections {
     /// @return Yes: sent or queued. Blocked: the queue is full. Gone: the connection is lost. TooLarge: see Sent. The
     /// packet is dropped unless the result is Yes.
     Sent send(const ConnectionPtr& connection, flat_message packet);
+    /// Sends or queues replies, as send() does. May be called inside a handler, where hooks of lost subscribers mustn't
+    /// run: unless the result is Yes or TooLarge, the loop closes the connection.
+    Sent sendReplies(const ConnectionPtr& connection, flat_message packet);
     /// Sends or queues a notification. One that doesn't fit into a packet is logged and dropped. If the queue is full,
     /// that is logged and the loop closes the connection.
     /// @return true if the queue has grown by this notification: it was neither sent, merged nor dropped
@@ -73,7 +76,7 @@ class Connections {
     void flush(const ConnectionPtr& connection);
     /// Receives one packet, without waiting. False if there is none. A bad packet is logged and closes the connection.
     /// The end of the connection closes it, too.
-    bool receive(const ConnectionPtr& connection, message& packet);
+    bool receive(const ConnectionPtr& connection, std::vector<message>& packet);
     /// Closes the connection; does nothing if it is closed.
     void lose(const ConnectionPtr& lost);
 
@@ -96,6 +99,8 @@ class Connections {
     /// read while our replies to it are queued, so a caller that doesn't read delays only itself.
     void watch(const ConnectionPtr& connection);
     void onEvents(const ConnectionPtr& connection, unsigned events);
+    /// Sends or queues a packet. Leaves it to the caller to close the connection.
+    Sent sendOrQueue(const ConnectionPtr& connection, flat_message packet);
     /// Closes the connection from the loop, for callers in which the hooks of lost subscribers mustn't run.
     void loseSoon(const ConnectionPtr& connection);
 

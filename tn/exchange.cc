@@ -23,6 +23,8 @@ constexpr const char* kDisconnected = "disconnected before it replied";
 
 std::string about(uint32_t number, const char* what) { return "bus: " + std::to_string(number) + ": " + what; }
 
+uint32_t numberOf(const message& request) { return request.get_u32_array(field::Destination).front(); }
+
 std::chrono::milliseconds remaining(std::chrono::milliseconds deadline) {
     return std::max(deadline - sinceBoot(), 0ms);
 }
@@ -47,7 +49,7 @@ Exchange::Time Exchange::deadlineOf(std::chrono::milliseconds timeout) {
 }
 
 std::vector<message> Exchange::run(std::vector<message> requests, std::chrono::milliseconds timeout) {
-    const uint32_t number = requests.front().get_u32_array(field::Destination).front();
+    const uint32_t number = numberOf(requests.front());
     std::optional<Ahead> ahead = takeAhead(requests);
     for (message& request : requests) request.insert_u32(field::RequestId, ahead ? ahead->id : newRequestId());
     Burst burst(number, std::move(requests), deadlineOf(timeout));
@@ -162,16 +164,21 @@ Received Exchange::receiveReply(const ConnectionPtr& connection, Burst& burst) {
     for (Time wait = remaining(burst.deadline()); wait > 0ms; wait = remaining(burst.deadline())) {
         // The kernel's timer for it (timer_list) may be late by an eighth; the rest is waited for in the next rounds.
         connection->setReceiveTimeout(wait - wait / 4);
-        message packet;
+        std::vector<message> packet;
         received = connection->receive(connections_.buffer(), /*wait=*/true, packet);
         if (received == Received::Interrupted || received == Received::Nothing) continue;
         if (received != Received::Packet) break;
-        if (Burst::Call* call = burst.answeredBy(packet)) {
-            burst.answer(*call, std::move(packet));
-            break;
+        received = Received::Nothing;
+        for (message& arrived : packet) {
+            if (Burst::Call* call = burst.answeredBy(arrived)) {
+                burst.answer(*call, std::move(arrived));
+                received = Received::Packet;
+            } else if (!setAside(connection, std::move(arrived))) {
+                received = Received::Ended;
+                break;
+            }
         }
-        received = setAside(connection, std::move(packet)) ? Received::Nothing : Received::Ended;
-        if (received == Received::Ended) break;
+        if (received != Received::Nothing) break;
     }
     --running_;
     return received;
@@ -181,17 +188,29 @@ Received Exchange::receiveReply(const ConnectionPtr& connection, Burst& burst) {
 
 void Exchange::sendAhead(std::vector<message> requests) {
     collectDebts();
+    std::ranges::stable_sort(requests, {}, numberOf);
+    for (std::span<message> rest = requests; !rest.empty();) {
+        const uint32_t number = numberOf(rest.front());
+        const auto other =
+            std::ranges::find_if(rest, [=](const message& request) { return numberOf(request) != number; });
+        const size_t count = std::min(static_cast<size_t>(other - rest.begin()), kMaxTogether);
+        sendTogether(connections_.find(number), rest.first(count));
+        rest = rest.subspan(count);
+    }
+}
+
+void Exchange::sendTogether(const ConnectionPtr& connection, std::span<message> requests) {
+    if (!connection || isIndebted(*connection)) return;
+    const size_t before = ahead_.size();
+    out_.clear();
     for (message& request : requests) {
-        const ConnectionPtr connection = connections_.find(request.get_u32_array(field::Destination).front());
-        if (!connection || isIndebted(*connection)) continue;
         const uint32_t id = newRequestId();
         request.insert_u32(field::RequestId, id);
-        out_.clear();
         request.flattenTo(out_);
-        if (connection->sendInTurn(out_) != Sent::Yes) continue;
         request.remove(field::RequestId);
         ahead_.push_back({.connection = connection, .request = std::move(request), .id = id, .reply = {}});
     }
+    if (connection->sendInTurn(out_) != Sent::Yes) ahead_.resize(before);
 }
 
 std::vector<Exchange::Ahead>::iterator Exchange::findAhead(const message& request) {
@@ -285,12 +304,15 @@ bool Exchange::setAside(const ConnectionPtr& connection, message packet) {
 
 void Exchange::setAsideAll(const ConnectionPtr& connection) {
     while (!connection->isClosed()) {
-        message packet;
+        std::vector<message> packet;
         const Received received = connection->receive(connections_.buffer(), /*wait=*/false, packet);
         if (received == Received::Nothing) return;
         if (received == Received::Unread) forgetLast(connection);  // reported once, packets may follow
         if (received == Received::Interrupted || received == Received::Unread) continue;
-        if (received != Received::Packet || !setAside(connection, std::move(packet))) connections_.lose(connection);
+        const bool isKept = received == Received::Packet && std::ranges::all_of(packet, [&](message& arrived) {
+                                return setAside(connection, std::move(arrived));
+                            });
+        if (!isKept) connections_.lose(connection);
     }
 }
 

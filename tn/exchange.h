@@ -37,9 +37,10 @@ class Exchange {
     std::vector<message> run(std::vector<message> requests, std::chrono::milliseconds timeout);
     [[nodiscard]] bool isRunning() const { return running_ > 0; }
 
-    /// Sends requests before their exchanges, so that one round trip serves several. A later run of an equal request
-    /// returns the reply; each reply is returned once. Only for requests that change nothing. One that can't be sent
-    /// at once is left to its exchange: if there is no connection or no room, or an earlier reply is outstanding.
+    /// Sends requests before their exchanges, those to one number in one packet: one round trip serves all. A later run
+    /// of an equal request returns the reply; each reply is returned once. Only for requests that change nothing. One
+    /// that can't be sent at once is left to its exchange: if there is no connection or no room, or an earlier reply is
+    /// outstanding.
     /// @param requests  as for run, to any numbers
     void sendAhead(std::vector<message> requests);
     /// Forgets the requests sent ahead. Replies that are still to come are ignored.
@@ -76,6 +77,8 @@ class Exchange {
         std::optional<message> reply;
     };
 
+    /// Sends requests to one number ahead, in one packet. None is sent if that isn't possible at once.
+    void sendTogether(const ConnectionPtr& connection, std::span<message> requests);
     /// The first request sent ahead that equals this one, unless its peer has a debt.
     [[nodiscard]] std::vector<Ahead>::iterator findAhead(const message& request);
     /// The same, removed from those sent ahead. Nothing for several requests.

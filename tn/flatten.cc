@@ -12,8 +12,9 @@
 //     string array   u32 number of elements, each u32 length and octets
 //     message array  u32 number of elements, each a body
 //
-// A field appears at most once in a body, and nothing follows the outermost body. A change that readers of this version
-// would misread gets a new version; a reader refuses versions it doesn't know.
+// A field appears at most once in a body. A packet is one flattened message, or several one after the other; nothing
+// follows the last one. A change that readers of this version would misread gets a new version; a reader refuses
+// versions it doesn't know.
 //
 // What is held in memory for one octet read stays below 16: the densest input, an array of empty messages, takes 4
 // octets for each element of 32.
@@ -135,10 +136,14 @@ class message::Reader {
     explicit Reader(std::span<const uint8_t> bytes) : rest_(bytes) {}
 
     [[nodiscard]] bool atEnd() const { return rest_.empty(); }
-    [[nodiscard]] bool number(std::unsigned_integral auto& n) { return copy(&n, sizeof n); }
-    [[nodiscard]] bool body(message& out, size_t depth);
+    [[nodiscard]] bool flattened(message& out) {
+        uint8_t version = 0;
+        return number(version) && version == kVersion && body(out, 1);
+    }
 
   private:
+    [[nodiscard]] bool number(std::unsigned_integral auto& n) { return copy(&n, sizeof n); }
+    [[nodiscard]] bool body(message& out, size_t depth);
     [[nodiscard]] const uint8_t* take(size_t length) {
         if (length > rest_.size()) return nullptr;
         const uint8_t* first = rest_.data();
@@ -255,8 +260,16 @@ flat_message message::flatten() const {
 bool message::unflatten(std::span<const uint8_t> bytes, message& out) {
     out.clear();
     Reader reader(bytes);
-    uint8_t version = 0;
-    if (reader.number(version) && version == kVersion && reader.body(out, 1) && reader.atEnd()) return true;
+    if (reader.flattened(out) && reader.atEnd()) return true;
+    out.clear();
+    return false;
+}
+
+bool message::unflatten(std::span<const uint8_t> bytes, std::vector<message>& out) {
+    out.clear();
+    Reader reader(bytes);
+    while (out.size() < kMaxTogether && reader.flattened(out.emplace_back()))
+        if (reader.atEnd()) return true;
     out.clear();
     return false;
 }

@@ -111,6 +111,8 @@ void Looper::sendAhead(std::vector<message> requests) { bus_->sendAhead(std::mov
 
 void Looper::dropAhead() { bus_->dropAhead(); }
 
+void Looper::beforeWait() { bus_->sendReplies(); }
+
 bool Looper::filterMessage(const message&) { return true; }
 
 message Looper::dispatchMessage(const message& m, uint32_t rights) {

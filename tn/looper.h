@@ -66,8 +66,9 @@ class Looper : public Handler, public ThinRunner {
     virtual void onInit() {}
     /// Called with each reply that an exchange returns. @param path  destination of the request, not empty
     virtual void exchanged(const std::vector<uint32_t>& /*path*/, const message& /*reply*/) {}
-    /// Called before the process waits: for another process, for a reading, or for the disk.
-    virtual void beforeWait() {}
+    /// Called before the process waits: for another process, for a reading, or for the disk. Sends the replies that are
+    /// ready, so that they aren't delayed by the wait.
+    virtual void beforeWait();
     /// Whether a message may be dispatched. Otherwise its reply is error::NotPermitted.
     virtual bool filterMessage(const message& m);
     /// Dispatches a message to the handler of its destination, or to handleBrkpath of the nearest handler above that

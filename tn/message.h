@@ -19,7 +19,8 @@ namespace tn {
 /// The octets of one message, in a packet or a store. flatten.cc has their layout.
 using flat_message = std::vector<uint8_t>;
 
-constexpr size_t kMaxPacket = 256 * 1024;  ///< octets of one flattened message on the bus
+constexpr size_t kMaxPacket = 256 * 1024;  ///< octets of one packet on the bus
+constexpr size_t kMaxTogether = 16;        ///< messages in one packet
 constexpr size_t kMaxNesting = 16;         ///< depth of nested messages, including the outermost
 
 /// A set of typed fields, whose order has no meaning.
@@ -115,6 +116,8 @@ class message {
     /// Rebuilds a message from octets of any origin. Every length is checked, nesting is limited to kMaxNesting, and
     /// memory to 16 times the number of octets. False, with `out` empty, if the octets aren't exactly one message.
     [[nodiscard]] static bool unflatten(std::span<const uint8_t> bytes, message& out);
+    /// The same for the messages of a packet: one, or up to kMaxTogether that follow one another.
+    [[nodiscard]] static bool unflatten(std::span<const uint8_t> bytes, std::vector<message>& out);
 
     /// True for the same fields with the same values, in any order.
     friend bool operator==(const message& a, const message& b);

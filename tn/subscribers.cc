@@ -97,6 +97,7 @@ void Subscribers::deliver(Handler& owner, const Subscriber& to, message notifica
     if (notification.has(field::ObjectId)) key.object = notification.get_u32(field::ObjectId);
 
     if (to.connection) {
+        bus_.sendReplies();  // those before it
         if (bus_.connections().sendNotification(to.connection, std::move(key), notification)) ++waiting_[&owner];
         return;
     }

@@ -161,6 +161,7 @@ void SnmpLooper::receive() {
 }
 
 void SnmpLooper::beforeWait() {
+    Looper::beforeWait();
     datagrams_.send(socket_);
     if (isServing_ && covered_ == 0) sendAhead();
 }

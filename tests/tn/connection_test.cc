@@ -22,8 +22,9 @@ class ConnectionTest : public testing::Test {
     /// Field 1 of all that the other end can receive.
     std::vector<uint32_t> received() {
         std::vector<uint32_t> all;
-        message m;
-        while (other->receive(buffer, /*wait=*/false, m) == Received::Packet) all.push_back(m.get_u32(u32_id(1)));
+        std::vector<message> packet;
+        while (other->receive(buffer, /*wait=*/false, packet) == Received::Packet)
+            for (const message& m : packet) all.push_back(m.get_u32(u32_id(1)));
         return all;
     }
     static flat_message packet(uint32_t n, size_t octets = 0) {

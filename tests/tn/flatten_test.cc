@@ -96,6 +96,20 @@ TEST(Flatten, EveryCutIsRefused) {
     }
 }
 
+TEST(Flatten, APacketIsUpTo16WholeMessages) {
+    const Bytes one = everyKind().flatten();
+    Bytes packet;
+    std::vector<message> back;
+    for (size_t count = 0; count <= kMaxTogether + 1; ++count) {
+        EXPECT_EQ(message::unflatten(packet, back), count > 0 && count <= kMaxTogether) << count;
+        const std::vector<message> all(count > kMaxTogether ? 0 : count, everyKind());
+        EXPECT_EQ(back, all);
+        packet.insert(packet.end(), one.begin(), one.end());
+    }
+    EXPECT_FALSE(message::unflatten(std::span(packet).first(2 * one.size() - 1), back));
+    EXPECT_TRUE(back.empty());
+}
+
 TEST(Flatten, RefusesWhatNobodyWrites) {
     const std::pair<const char*, Bytes> refused[] = {
         {"no octets", {}},

@@ -6,9 +6,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <deque>
 #include <functional>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <thread>
@@ -121,6 +124,7 @@ class RawPeer {
                 if (!isReadable(listener_.socket.get(), 30'000)) return;
                 const Descriptor connection(accept(listener_.socket.get(), nullptr, nullptr));
                 makeRoomForPackets(connection.get());
+                unread_.clear();
                 talk(connection.get());
             }
         });
@@ -132,24 +136,38 @@ class RawPeer {
     RawPeer(const RawPeer&) = delete;
     RawPeer& operator=(const RawPeer&) = delete;
 
-    /// Receives one message; empty at the end of the connection.
-    static message read(int connection) {
+    /// Receives the messages of one packet; none at the end of the connection.
+    static std::vector<message> readPacket(int connection) {
         std::vector<uint8_t> buffer(kMaxPacket);
-        message m;
+        std::vector<message> packet;
         const ssize_t got = recv(connection, buffer.data(), buffer.size(), 0);
         const size_t length = got > 0 ? static_cast<size_t>(got) : 0;
-        EXPECT_TRUE(length == 0 || message::unflatten(std::span(buffer).first(length), m));
+        EXPECT_TRUE(length == 0 || message::unflatten(std::span(buffer).first(length), packet));
+        return packet;
+    }
+    /// Whether read() returns without waiting for long.
+    static bool hasNext(int connection) { return !unread_.empty() || isReadable(connection, 1000); }
+    /// Receives one message; empty at the end of the connection.
+    static message read(int connection) {
+        if (unread_.empty()) std::ranges::move(readPacket(connection), std::back_inserter(unread_));
+        if (unread_.empty()) return {};
+        message m = std::move(unread_.front());
+        unread_.pop_front();
         return m;
     }
-    static void write(int connection, const message& m) {
-        const flat_message bytes = m.flatten();
-        send(connection, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    /// Sends messages in one packet.
+    static void write(int connection, const std::vector<message>& messages) {
+        flat_message packet;
+        for (const message& m : messages) m.flattenTo(packet);
+        send(connection, packet.data(), packet.size(), MSG_NOSIGNAL);
     }
-    /// Sends a reply to the request `asked`, with its RequestId in field 1.
-    static void answer(int connection, const message& asked) {
+    static void write(int connection, const message& m) { write(connection, std::vector{m}); }
+    /// A reply to the request `asked`, with its RequestId in field 1.
+    static message answerTo(const message& asked) {
         const uint32_t number = asked.get_u32(field::RequestId);
-        write(connection, with(numbered(number), field::ReplyTo, number));
+        return with(numbered(number), field::ReplyTo, number);
     }
+    static void answer(int connection, const message& asked) { write(connection, answerTo(asked)); }
     static void answerNext(int connection) { answer(connection, read(connection)); }
     /// Receives and drops packets until the peer closes the connection.
     static void waitForEnd(int connection) {
@@ -158,6 +176,8 @@ class RawPeer {
     }
 
   private:
+    inline static thread_local std::deque<message> unread_;  // of the last packet that this thread received
+
     uint32_t number_;
     BusListener listener_;
     std::thread thread_;

@@ -71,10 +71,10 @@ class LookAheadTest : public AgentTest {
             all.push_back(shown(wire::decode(std::span(reply).first(static_cast<size_t>(size)), why).value().bindings));
         return all;
     }
-    /// Reads requests that arrive together, without answering.
+    /// Reads requests that arrive in one packet, without answering.
     static std::vector<tn::message> reads(int connection, size_t count) {
-        std::vector<tn::message> all;
-        while (all.size() < count) all.push_back(tn::RawPeer::read(connection));
+        std::vector<tn::message> all = tn::RawPeer::readPacket(connection);
+        EXPECT_EQ(all.size(), count);
         EXPECT_FALSE(tn::isReadable(connection, 20)) << "more requests than expected";
         return all;
     }
