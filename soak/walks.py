@@ -103,7 +103,8 @@ def permanent_rows(session, agent):
     """{entry: (column, index) of the rows that stay}."""
     pids = {str(session.daemon(["sleep", "infinity"], os.devnull).pid) for _ in range(PROCESSES)}
     # The list of processes is read ahead: a request may still get the one from before they were started.
-    harness.eventually(lambda: pids <= {index for _, index in agent.walk(RUN_ENTRY)}, "new processes are listed")
+    harness.eventually(lambda: pids <= {index for _, index in agent.walk(RUN_ENTRY)},
+                       lambda: f"new processes are listed\n{agent.said()}")
     rows = {entry: set(agent.walk(entry)) for entry in ENTRIES.values()}
     rows[RUN_ENTRY] = {(column, index) for column, index in rows[RUN_ENTRY] if index in pids}
     return rows
