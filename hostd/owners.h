@@ -32,7 +32,7 @@ class Supervisor;
 /// All owners of this host's data, each with its path. Must outlive the looper that they are added to.
 class Owners {
   public:
-    /// Creates the owners. Those that read their source on a helper thread start their first reading.
+    /// Creates the owners. Starts no threads.
     explicit Owners(const Options& options);
     ~Owners();
     Owners(const Owners&) = delete;
@@ -40,7 +40,8 @@ class Owners {
 
     /// The bus numbers that the owners serve, the first elements of their paths; ascending, each once.
     [[nodiscard]] std::vector<uint32_t> numbers() const;
-    /// Adds all owners to a looper and announces their numbers to the supervisor. The owners stay this object's.
+    /// Adds all owners to a looper and announces their numbers to the supervisor. The owners stay this object's. Those
+    /// that read their source on a helper thread start their first reading.
     void addTo(tn::Looper& looper);
 
   private:

@@ -22,8 +22,9 @@ int serve(int argc, char** argv) {
     if (!tn::startDaemon(numbers)) return 1;
 
     const auto agent = snmp::makeAgent(agentOptions);
-    owners.addTo(*agent);  // before the agent runs, because it queries the version text at startup
-    return snmp::runAgent(*agent, agentOptions);
+    snmp::beginTrials(*agent, agentOptions);  // before threads are started
+    owners.addTo(*agent);                     // before the agent runs, because it queries the version text at startup
+    return snmp::runAgent(*agent);
 }
 
 }  // namespace

@@ -4,9 +4,9 @@
 extern "C" {
 
 /// Called once, on the loop's thread: after the agent's own modules have registered their objects, before the first
-/// request. Before that, a child process without the agent's files, sockets and output calls it once, to find out
-/// whether it crashes or hangs. Branches, tables and providers that it registers must live as long as the process
-/// (`snmp::keep`). If it throws, that is logged, and what it has registered so far remains.
+/// request. Before that, a child process without owners and without the agent's files, sockets and output calls it
+/// once, to find out whether it crashes or hangs. Branches, tables and providers that it registers must live as long as
+/// the process (`snmp::keep`). If it throws, that is logged, and what it has registered so far remains.
 [[gnu::visibility("default")]] void autorun();
 
 /// The version of the agent whose headers the plug-in was built with. The agent doesn't call `autorun` of a plug-in for

@@ -12,5 +12,6 @@ int main(int argc, char** argv) {
     constexpr uint32_t kNumber = tn::number::Snmp;
     if (!tn::startDaemon({&kNumber, 1})) return 1;
     const auto agent = snmp::makeAgent(options);
-    return snmp::runAgent(*agent, options);
+    snmp::beginTrials(*agent, options);
+    return snmp::runAgent(*agent);
 }

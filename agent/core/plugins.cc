@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <set>
 #include <string_view>
@@ -112,9 +113,9 @@ void load(const std::string& path) {
     if (isForThisVersion(object, path)) start(object, path);  // compat: 91
 }
 
-/// The child process of a trial: loads the plug-in without the agent's files, sockets and output. These descriptors
-/// refer to /dev/null then, so that the plug-in's own don't get their numbers.
-[[noreturn]] void tryToLoad(const std::string& path) {
+/// The child process of a trial: loads the plug-in without owners and without the agent's files, sockets and output.
+/// These descriptors refer to /dev/null then, so that the plug-in's own don't get their numbers.
+[[noreturn]] void tryToLoad(const std::string& path, const std::function<void()>& before) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     alarm(static_cast<unsigned>(kTrialTime.count()));
     tn::setLogTarget(tn::LogTarget::None);
@@ -125,7 +126,9 @@ void load(const std::string& path) {
         descriptors.push_back(std::atoi(entry->path().filename().c_str()));
     const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
     for (const int descriptor : descriptors) dup2(nothing, descriptor);
+    tn::setRoot("/dev/null");  // no owner's socket is there
     try {
+        if (before) before();
         load(path);
     } catch (...) {  // a constructor's exception may pass dlopen, and must not reach the agent's code in this process
         _exit(EXIT_FAILURE);
@@ -159,7 +162,7 @@ bool finish(const Trial& trial) {
 }
 
 /// Begins the trial of a plug-in that may be loaded.
-void consider(const std::string& path, const std::vector<std::string>& disabled) {
+void consider(const std::string& path, const std::vector<std::string>& disabled, const std::function<void()>& before) {
     if (isDisabled(path, disabled)) {
         serr << "plugin disabled: " << path;
         statistics.setPlugin(path, std::string(contracts::snmp_status::kDisabled));
@@ -168,11 +171,12 @@ void consider(const std::string& path, const std::vector<std::string>& disabled)
     if (!isOurs(path, 1)) return;
     statistics.setPlugin(path, "being tested");  // keeps its place in the list
     const pid_t child = fork();
-    if (child == 0) tryToLoad(path);
+    if (child == 0) tryToLoad(path, before);
     trials.push_back({path, child});
 }
 
-void search(const std::string& directory, const std::vector<std::string>& disabled, unsigned& folders) {
+void search(const std::string& directory, const std::vector<std::string>& disabled, const std::function<void()>& before,
+            unsigned& folders) {
     if (directory.size() > kLongestPath) {
         serr << "Refusing to search for snmp plugins in following directory, because it's path is longer than 128 "
                 "characters (recursive symlink?):";  // compat: 101
@@ -195,33 +199,35 @@ void search(const std::string& directory, const std::vector<std::string>& disabl
         struct stat file {};
         if (stat(path.c_str(), &file) != 0) return;  // compat: 92
         if (S_ISDIR(file.st_mode)) {
-            search(path, disabled, folders);
+            search(path, disabled, before, folders);
         } else if (S_ISREG(file.st_mode) && name.size() > kSuffix.size() && name.ends_with(kSuffix)) {
-            consider(path, disabled);
+            consider(path, disabled, before);
         }
     }
 }
 
 }  // namespace
 
-void loadPlugins(const std::string& directory, const std::vector<std::string>& disabled,
-                 std::chrono::milliseconds until) {
+void tryPlugins(const std::string& directory, const std::vector<std::string>& disabled,
+                const std::function<void()>& before) {
     unsigned folders = 0;
-    const size_t late = trials.size();
-    search(directory, disabled, folders);
-    const auto isOver = [until](Trial& trial) {
-        while (!finish(trial)) {
-            if (tn::sinceBoot() >= until) {
-                swarn << "plugin late: " << trial.path << ": the agent starts without it";
-                trial.generators = scribers.size();
-                return false;
-            }
+    search(directory, disabled, before, folders);
+}
+
+void loadPlugins(std::chrono::milliseconds until) {
+    std::vector<Trial> late;
+    for (Trial& trial : trials) {
+        bool isOver = finish(trial);
+        while (!isOver && tn::sinceBoot() < until) {
             std::this_thread::sleep_for(kPollInterval);
+            isOver = finish(trial);
         }
-        return true;
-    };
-    trials.erase(std::remove_if(trials.begin() + static_cast<std::ptrdiff_t>(late), trials.end(), isOver),
-                 trials.end());
+        if (isOver) continue;
+        swarn << "plugin late: " << trial.path << ": the agent starts without it";
+        trial.generators = scribers.size();
+        late.push_back(std::move(trial));
+    }
+    trials = std::move(late);
 }
 
 bool loadLatePlugins() {

@@ -69,11 +69,15 @@ SnmpLooper::~SnmpLooper() {
     loop = nullptr;
 }
 
+Settings SnmpLooper::storedSettings() const {
+    return store_.find(stored::kCurrent) ? Settings::read(store_.get(stored::kCurrent)) : Settings();
+}
+
 void SnmpLooper::init() {
     policySet().add_policy(contracts::snmp::trap::kSend, tn::right::Write);
     isStored_ = store_.find(stored::kCurrent);
     if (isStored_) {
-        Settings read = Settings::read(store_.get(stored::kCurrent));
+        Settings read = storedSettings();
         read.setEngineBoots(tn::getUptime() < kJustBooted ? 0 : read.get(setting::EngineBoots) + 1);  // compat: 60
         serr << "engineBoots = " << read.get(setting::EngineBoots);
         adopt(std::move(read));

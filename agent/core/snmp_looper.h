@@ -64,6 +64,8 @@ class SnmpLooper : public tn::Looper {
     void startup();  ///< sends the start-up trap, if the settings select it
 
     [[nodiscard]] const Settings& settings() const { return settings_; }
+    /// The settings that init() will load, with the engine boots of the last start. Defaults if none are stored.
+    [[nodiscard]] Settings storedSettings() const;
     [[nodiscard]] CommunityKeep& communities() { return communities_; }
     [[nodiscard]] V3ServerInfo& v3Server() { return v3Server_; }
     [[nodiscard]] const TrapSender& traps() const { return traps_; }

@@ -89,15 +89,19 @@ void startModules() {
     start_usm_module();
 }
 
-int runAgent(SnmpLooper& agent, const Options& options) {
+void beginTrials(const SnmpLooper& agent, const Options& options) {
+    const Settings settings = agent.storedSettings();
+    const auto& disabled = settings.get(setting::DisabledPlugins);
+    if (!options.plugins.empty()) tryPlugins(options.plugins, disabled, startModules);
+    for (const std::string& folder : tn::pluginFolders()) tryPlugins(folder, disabled, startModules);
+}
+
+int runAgent(SnmpLooper& agent) {
     if (!agent.listen()) return 1;
     serr << "loop->init();";
     agent.init();
     startModules();
-    const auto& disabled = agent.settings().get(setting::DisabledPlugins);
-    const std::chrono::milliseconds until = tn::sinceBoot() + kPluginTime;
-    if (!options.plugins.empty()) loadPlugins(options.plugins, disabled, until);
-    for (const std::string& folder : tn::pluginFolders()) loadPlugins(folder, disabled, until);
+    loadPlugins(tn::sinceBoot() + kPluginTime);
     trapMakers.push_back(alderTrapMaker);
     startSubscribers(agent.settings().get(setting::TrapGenerators));
     followLatePlugins(agent);

@@ -22,14 +22,18 @@ struct Options {
 
 void addOptions(CLI::App& app, Options& options);
 
-/// Creates the agent. Owners in the same process are added to it before runAgent().
+/// Creates the agent.
 [[nodiscard]] std::unique_ptr<SnmpLooper> makeAgent(const Options& options);
+
+/// Begins the trials of the plug-ins that runAgent() is to load: while the process has one thread (see tryPlugins).
+void beginTrials(const SnmpLooper& agent, const Options& options);
 
 /// Registers the agent's own objects; those of plug-ins follow.
 void startModules();
 
-/// Listens on the bus, loads the settings, registers all objects, starts the trap generators, and runs the loop.
+/// Listens on the bus, loads the settings, registers all objects, starts the trap generators, and runs the loop. Owners
+/// in the same process are added before.
 /// @return exit status of the process; 1 if the agent's bus socket can't be opened
-int runAgent(SnmpLooper& agent, const Options& options);
+int runAgent(SnmpLooper& agent);
 
 }  // namespace snmp

@@ -8,10 +8,8 @@ namespace hostd {
 namespace disks = contracts::disks;
 
 std::shared_ptr<Disks> watchDisks(const std::string& proc, const DiskSizer& sizeOf) {
-    auto watch = std::make_shared<Disks>(
+    return std::make_shared<Disks>(
         "disks", [reader = std::make_shared<DiskReader>(proc, sizeOf)] { return reader->read(); }, kDisksMaxAge);
-    watch->keepReading();
-    return watch;
 }
 
 void DiskTable::writeEntry(const Disk& disk, tn::message& item) const {

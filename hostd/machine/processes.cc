@@ -68,9 +68,7 @@ Processes::Processes(const std::string& proc)
     : proc_(proc),
       watch_(
           "processes", [proc] { return readPids(proc); }, kMaxAge, Watch<Pids>::kIdleInterval,
-          Watch<Pids>::kGracePeriod, kMaxReadingAge) {
-    watch_.keepReading();
-}
+          Watch<Pids>::kGracePeriod, kMaxReadingAge) {}
 
 tn::message Processes::cmdGet(const tn::message& request) {
     if (request.has(tn::field::ObjectId) || request.has(tn::field::Key)) return cmdGetObj(request);

@@ -39,7 +39,7 @@ class Processes : public IdTable {
 
     /// @param proc  path of the kernel's process tree ("/proc")
     explicit Processes(const std::string& proc);
-    /// Continues to read ahead, which needs the looper's timers.
+    /// Starts the first reading, and reads ahead from then on.
     void loadPermData() override { watch_.keepReading(); }
     /// Count and Limit, if the request has no row.
     tn::message cmdGet(const tn::message& request) override;

@@ -47,9 +47,7 @@ HealthReading readHealth(const std::string& sysfs, const SensorChoice& choice) {
     return reading;
 }
 
-Health::Health(std::function<HealthReading()> read) : watch_("sensors", std::move(read), kMaxAge) {
-    watch_.keepReading();
-}
+Health::Health(std::function<HealthReading()> read) : watch_("sensors", std::move(read), kMaxAge) {}
 
 tn::message Health::cmdGet(const tn::message&) {
     tn::message reply;

@@ -36,10 +36,9 @@ class Health : public tn::Handler {
   public:
     static constexpr std::chrono::seconds kMaxAge{5};
 
-    /// Starts the first reading.
     /// @param read  runs on the helper thread
     explicit Health(std::function<HealthReading()> read);
-    /// Continues to read ahead, which needs the looper's timers.
+    /// Starts the first reading, and reads ahead from then on.
     void loadPermData() override { watch_.keepReading(); }
     /// The reply is empty before the first reading, and while the last one is too old (see Watch).
     tn::message cmdGet(const tn::message& request) override;

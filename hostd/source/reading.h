@@ -12,7 +12,7 @@ constexpr std::chrono::seconds kMaxReadingAge{90};
 
 /// When the first reading of a source starts.
 enum class FirstReading {
-    AtStart,    ///< with the owner's construction, so that the first request finds it
+    AtStart,    ///< when the owner is added to a looper, so that the first request finds it
     OnRequest,  ///< by the first request, which waits for it: for data that may never be requested
 };
 

@@ -61,8 +61,8 @@ class Watch : public ReportedSource {
           idleInterval_(idleInterval),
           gracePeriod_(gracePeriod) {}
 
-    /// Starts a reading if one is due, returns at once, and reads ahead from now on. Call it at startup if the first
-    /// request is to find a reading, and again once the process has a loop.
+    /// Starts a reading if one is due, returns at once, and reads ahead from now on if the process has a loop. Call it
+    /// at startup if the first request is to find a reading.
     void keepReading() {
         const Duration now = tn::sinceBoot();
         startIfDue(now);

@@ -36,10 +36,8 @@ class WatchedTable : public IdTable {
     /// @param source  may be shared with other tables
     WatchedTable(std::string what, std::shared_ptr<Source> source, IdRange range,
                  FirstReading first = FirstReading::AtStart)
-        : problems_(std::move(what)), source_(std::move(source)), range_(range), first_(first) {
-        if (first_ == FirstReading::AtStart) source_->keepReading();
-    }
-    /// Continues to read ahead, which needs the looper's timers.
+        : problems_(std::move(what)), source_(std::move(source)), range_(range), first_(first) {}
+    /// Starts the first reading, and reads ahead from then on.
     void loadPermData() override {
         if (first_ == FirstReading::AtStart) source_->keepReading();
     }

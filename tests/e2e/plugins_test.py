@@ -97,11 +97,12 @@ class ExamplePlugin(unittest.TestCase):
 
 class PluginFolder(unittest.TestCase):
     def test_agent_serves_whatever_the_folder_contains(self):
-        agent = Agent(BUILD / "shared_objects/crashes.so", BUILD / "shared_objects/throws.so").ends_with(self)
+        agent = Agent(*(BUILD / f"shared_objects/{name}.so" for name in ("alone", "crashes", "throws"))).ends_with(self)
         (agent.folder / "loop").symlink_to(".")
         agent.start().open()
         self.assertEqual(agent.get(f"{EXAMPLE}.9.0"), "INTEGER: 7")
         self.assertEqual(agent.said().count("Refusing to search for snmp plugins"), 1)
+        self.assertNotIn("plugin refused", agent.said())
         self.assertEqual(agent.stop(), [0])  # no destructors run where helper threads may be in a library
         agent.start()
         eventually(lambda: agent.snmp("get", f"{EXAMPLE}.9.0").status == 0, "it serves again")

@@ -36,7 +36,10 @@ class PluginsTest : public testing::Test {
 
     /// The lines that loading the folder writes, the folder itself as ".".
     std::vector<std::string> linesOfLoading(std::chrono::milliseconds time = std::chrono::seconds(30)) {
-        return linesOf([this, time] { loadPlugins(folder, {}, tn::sinceBoot() + time); });
+        return linesOf([this, time] {
+            tryPlugins(folder);
+            loadPlugins(tn::sinceBoot() + time);
+        });
     }
     std::vector<std::string> linesOf(const std::function<void()>& call) {
         std::istringstream text(said(call));
