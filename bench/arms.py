@@ -186,6 +186,10 @@ class Echo(Arm):
     def load_options(self):
         return ["--echo"]
 
+    def exchange(self, count):
+        """Microseconds of CPU time for one datagram, with one outstanding: a sleep and a wake-up."""
+        return self.load([SYS_OBJECT_ID], count, window=1)
+
 
 class DebianSnmpd(Arm):
     name = "snmpd"

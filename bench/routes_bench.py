@@ -6,7 +6,8 @@ from arms import SYS_OBJECT_ID, Failure, running, shuffled
 from namespace import fill_routes, namespace_with_routes
 from report import number, progress
 
-ARMS = ["snmpd", "node", "bus"]
+ARMS = ["echo", "snmpd", "node", "bus"]
+OURS = ["node", "bus"]
 QUICK = {"routes": [1000, 10000], "ipv6": [10000], "snmpd_max": 10000, "rounds": 1, "seconds": 1}
 NEEDS_ROOT = True
 
@@ -16,6 +17,7 @@ INET_NUMBER, INET_ENTRY = "1.3.6.1.2.1.4.24.6.0", "1.3.6.1.2.1.4.24.7.1"  # inet
 INET_COLUMNS = 11
 RATE = 10000  # changes a second
 TIMEOUT = 100  # seconds
+EXCHANGES = 20000  # datagrams of a measurement of the echo
 LEAST_ROUTES_WALKED = 5000  # per measurement: small tables are walked several times
 FIELDS = {  # of the figures: (work, unit, wanted with the most routes)
     "walk": ("{} routes x %d columns, GetBulk 50" % COLUMNS, "s",
@@ -55,12 +57,13 @@ def run(options, report):
         names = [name for name in options.arms if name != "snmpd" or routes <= options.snmpd_max]
         with namespace_with_routes(routes) as namespace, running(names, options.build, namespace) as arms:
             tables[routes] = measure(arms, namespace, routes, options)
-        report.size("routes", routes, {name: figures["row"] for name, figures in tables[routes].items()})
+        plotted = {name: figures["row"] for name, figures in tables[routes].items() if name != "echo"}
+        report.size("routes", routes, plotted)
     if tables:
         add_rows(report, tables)
     for routes in options.ipv6:
         progress(f"routes: {routes:,} IPv6 routes")
-        names = [name for name in options.arms if name != "snmpd"]
+        names = [name for name in options.arms if name in OURS]
         with namespace_with_routes(0, ipv6=routes) as namespace, \
                 running(names, options.build, namespace, plugins=["ip-mib"]) as arms:
             figures = {arm.name: measure_ipv6(arm, routes) for arm in arms}
@@ -106,7 +109,7 @@ def last_ipv6_row(count):
 def measure(arms, namespace, routes, options):
     """{arm: {field: value}}"""
     slow = [arm for arm in arms if arm.name == "snmpd" and routes > options.routes[0]]
-    quick = [arm for arm in arms if arm not in slow]
+    quick = [arm for arm in arms if arm not in slow and arm.name != "echo"]
     starts, walks, out = {}, {}, {}
     for turn in range(1, options.rounds + 1):
         progress(f"routes: {routes:,} routes, round {turn} of {options.rounds}")
@@ -121,8 +124,12 @@ def measure(arms, namespace, routes, options):
             _, wait = walk_with_another(arm, CIDR_ENTRY)
         out[arm.name] = {**least(walks[arm]), "start": min(starts[arm]), "wait": wait,
                          "memory": sum(arm.memory().values()) * 2**20}
-        if arm.name != "snmpd":  # reads the kernel's table on each request
+        if arm.name in OURS:  # snmpd reads the kernel's table on each request
             out[arm.name]["change"] = cost_of_change(arm, namespace, routes, options.seconds)
+    for echo in arms:
+        if echo.name == "echo" and walks:
+            exchange = min(echo.exchange(EXCHANGES) for _ in range(options.rounds))
+            out["echo"] = {"row": exchange * min(w[-1]["requests"] / rows(w[-1]) for w in walks.values())}
     for arm in slow:
         progress(f"routes: {routes:,} routes, {arm.name} once, with a timeout of {TIMEOUT} s")
         try:
@@ -136,8 +143,12 @@ def measure(arms, namespace, routes, options):
 
 def least(walks):
     """The minimum of the rounds, because disturbances only add time. A row is a route with all its columns."""
-    rows = walks[-1]["varbinds"] / COLUMNS
-    return {"walk": min(w["seconds"] for w in walks), "row": min(w["cpu_seconds"] for w in walks) * 1e6 / rows}
+    return {"walk": min(w["seconds"] for w in walks),
+            "row": min(w["cpu_seconds"] for w in walks) * 1e6 / rows(walks[-1])}
+
+
+def rows(walk):
+    return walk["varbinds"] / COLUMNS
 
 
 def last_row(count):

@@ -9,7 +9,7 @@ from report import number as digits
 from report import progress
 from walk_bench import TABLES
 
-ARMS = ["snmpd", "node", "bus"]
+ARMS = ["echo", "snmpd", "node", "bus"]
 QUICK = {"rounds": 1, "requests": 2000, "users": 50}
 NEEDS_ROOT = True
 
@@ -30,18 +30,26 @@ def add_options(parser):
 
 
 def run(options, report):
-    gets, walks = {}, {}
+    gets, walks, exchanges, requests = {}, {}, [], 0
     with namespace_with_links(LINKS) as namespace, running(options.arms, options.build, namespace) as arms:
         for number in range(1, options.rounds + 1):
             progress(f"usm: round {number} of {options.rounds}")
             for arm in shuffled(arms, number):
+                if arm.name == "echo":
+                    exchanges.append(arm.exchange(options.requests))
+                    continue
                 gets.setdefault(arm.name, []).append(arm.load([SYS_UPTIME], options.requests, "--v3"))
                 walked = arm.walk(f"--walks={options.walks}", "--max-repetitions=25", "--v3", *TABLES)
                 walks.setdefault(arm.name, []).append(walked["cpu_seconds"] * 1e6)
+                requests = walked["requests"]
     cost = medians(gets)
     report.add(GET, cost, "us", base="snmpd")
     report.request(GET, cost)
-    report.add(WALK, medians(walks), "us", base="snmpd", wanted="node 0.3, bus 0.5")
+    cost = medians(walks)
+    if exchanges:
+        cost["echo"] = statistics.median(exchanges) * requests
+    report.add(WALK, cost, "us", base="snmpd", wanted="node 0.3, bus 0.5")
+    options.arms = [name for name in options.arms if name != "echo"]
     measure_pairs(options, report)
     measure_keys(options, report)
 

@@ -7,7 +7,7 @@ from arms import running, shuffled
 from namespace import middle_link, namespace_with_links
 from report import progress
 
-ARMS = ["snmpd", "node", "bus", "node+ifx", "bus+ifx"]
+ARMS = ["echo", "snmpd", "node", "bus", "node+ifx", "bus+ifx"]
 QUICK = {"links": [20, 200], "rounds": 1, "requests": 4000}
 NEEDS_ROOT = True
 PLOTTED = ["snmpd", "node", "bus"]
@@ -57,12 +57,14 @@ def run(options, report):
             counter = f"{IF_IN_OCTETS}.{middle_link(namespace)}"
             fields += [(links, arm, counter) for arm in
                        stack.enter_context(running(options.arms, options.build, namespace))]
-        walks, gets, starts = measure(fields, options)
+        walks, gets, starts, exchanges = measure(fields, options)
     # The minimum of the rounds, because disturbances of the machine only add time.
     for way in options.ways:
         _, work, kind, wanted = WAYS[way]
         for links in options.links:
             cpu = {arm: min(w["cpu_seconds"] for w in rounds) * 1e6 for arm, rounds in walks[way, links].items()}
+            if links in exchanges:
+                cpu["echo"] = min(exchanges[links]) * min(w[-1]["requests"] for w in walks[way, links].values())
             largest = links == options.links[-1]
             report.add(work.format(f"{links:,}"), cpu, "us", base="snmpd", wanted=wanted if largest else None)
             plotted = {arm: us for arm, us in cpu.items() if arm in PLOTTED}
@@ -77,8 +79,11 @@ def run(options, report):
 
 
 def measure(fields, options):
-    """({(way, links): {arm: [figures]}}, {links: {arm: [us of a Get]}}, {links: {arm: [ms of a start]}})"""
-    walks, gets, starts = {}, {}, {}
+    """({(way, links): {arm: [figures]}}, {links: {arm: [us of a Get]}}, {links: {arm: [ms of a start]}},
+    {links: [us of an echoed datagram]})"""
+    walks, gets, starts, exchanges = {}, {}, {}, {}
+    echoes = [field for field in fields if field[1].name == "echo"]
+    fields = [field for field in fields if field not in echoes]
     for number in range(1, options.rounds + 1):
         progress(f"walk: round {number} of {options.rounds}")
         for links, arm, counter in shuffled(fields, number):
@@ -88,6 +93,8 @@ def measure(fields, options):
             for links, arm, _ in shuffled(fields, number):
                 figures = arm.walk(f"--walks={math.ceil(LEAST_LINKS_WALKED / links)}", *WAYS[way][0])
                 walks.setdefault((way, links), {}).setdefault(arm.name, []).append(figures)
+        for links, echo, _ in echoes:
+            exchanges.setdefault(links, []).append(echo.exchange(options.requests))
         for links, arm, counter in shuffled(fields, number):
             gets.setdefault(links, {}).setdefault(arm.name, []).append(arm.load([counter], options.requests))
-    return walks, gets, starts
+    return walks, gets, starts, exchanges
