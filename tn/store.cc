@@ -53,6 +53,7 @@ struct Store::Impl {
     unsigned flags = 0;
     bool usable = false;                                   ///< for reading
     bool isWritable = true;                                ///< while it is usable
+    bool isMissing = false;                                ///< and read as empty, since it can't be created
     bool recoversFromReads = false;                        ///< from failed ones
     std::optional<std::chrono::milliseconds> readAgainAt;  ///< while a failed read disables it
 
@@ -82,12 +83,13 @@ std::string Store::Impl::open() {
     return upsert && erase ? "" : sqlite3_errmsg(db.get());
 }
 
-/// Opens and checks a file that open() can't use, in case it only can't be written. @return why it can't be used, or
-/// empty
+/// Opens and checks a file that open() can't use, in case it only can't be written, or created. @return why it can't be
+/// used, or empty
 std::string Store::Impl::openForReading() {
     select.reset();
     list.reset();
-    std::string reason = openUnwritable(file, db);
+    isMissing = (flags & kCreate) != 0 && isMissingOrEmpty(file);
+    std::string reason = isMissing ? openEmpty(db) : openUnwritable(file, db);
     return reason.empty() ? verify() : reason;
 }
 
@@ -95,6 +97,7 @@ std::string Store::Impl::openForReading() {
 std::string Store::Impl::start() {
     for (Statement* statement : {&select, &list, &upsert, &erase}) statement->reset();
     db.reset();  // the files of an open database stay read-only, even if another connection is opened
+    isMissing = false;
     std::string reason = open();
     isWritable = reason.empty();
     usable = isWritable || openForReading().empty();
@@ -102,8 +105,13 @@ std::string Store::Impl::start() {
     return reason;
 }
 
-/// Opens the file once more. @return whether it can be written
+/// Opens the file once more, unless that would replace what others have stored meanwhile. @return whether it can be
+/// written
 bool Store::Impl::reopen() {
+    if (isMissing && !isMissingOrEmpty(file)) {
+        lastError = "store: " + file + ": was missing at startup: restart to read it";
+        return false;
+    }
     const std::string reason = start();
     if (!usable && recoversFromReads) readAgainAt = sinceBoot() + kReadAgain;
     if (isWritable) {
@@ -174,7 +182,9 @@ Store::Store(const std::string& path, unsigned flags) : impl_(std::make_unique<I
     impl_->file = rooted(path);
     impl_->flags = flags;
     const std::string reason = impl_->start();
-    if (impl_->usable && !impl_->isWritable) swarn << "store: " << impl_->file << ": can only be read: " << reason;
+    if (impl_->usable && !impl_->isWritable)
+        swarn << "store: " << impl_->file << (impl_->isMissing ? ": can't be created: " : ": can only be read: ")
+              << reason;
 }
 
 Store::~Store() = default;

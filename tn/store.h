@@ -19,7 +19,8 @@ namespace tn {
 /// A caller that fills a missing file with defaults therefore can't overwrite an unreadable one.
 ///
 /// A file that is complete, but can't be written when it is opened (full disk, read-only file system), is read; every
-/// change tries to open it again, and fails if that fails. A failure to write affects only the change.
+/// change tries to open it again, and fails if that fails. The same holds for a missing file that can't be created; if
+/// somebody else creates it, all changes fail. A failure to write affects only the change.
 ///
 /// For one thread at a time. If another process is writing to the file, operations wait, at most 1 s. A read that has
 /// waited in vain disables the store; a change fails.

@@ -62,6 +62,16 @@ std::string openDatabase(const std::string& file, Database& db) {
     return "";
 }
 
+/// Makes an empty database an empty store. @return the reason of a failure, or empty
+std::string layOut(sqlite3* db) {
+    const std::string sql =
+        "PRAGMA journal_mode = MEMORY; PRAGMA synchronous = FULL; BEGIN;"
+        "PRAGMA application_id = " +
+        std::to_string(kApplicationId) + "; PRAGMA user_version = " + std::to_string(kLayout) +
+        "; CREATE TABLE messages (id INTEGER PRIMARY KEY, value BLOB NOT NULL); COMMIT;";
+    return execute(db, sql) ? "" : sqlite3_errmsg(db);
+}
+
 /// Creates an empty store under another name and renames it, so that the file under the final name is a complete store
 /// at any time. @return the reason of a failure, or empty
 std::string createFile(const std::string& file) {
@@ -74,27 +84,25 @@ std::string createFile(const std::string& file) {
 
     Database db;
     std::string reason = openDatabase(fresh, db);
-    const std::string sql =
-        "PRAGMA journal_mode = MEMORY; PRAGMA synchronous = FULL; BEGIN;"
-        "PRAGMA application_id = " +
-        std::to_string(kApplicationId) + "; PRAGMA user_version = " + std::to_string(kLayout) +
-        "; CREATE TABLE messages (id INTEGER PRIMARY KEY, value BLOB NOT NULL); COMMIT;";
-    if (reason.empty() && !execute(db.get(), sql)) reason = sqlite3_errmsg(db.get());
+    if (reason.empty()) reason = layOut(db.get());
     db.reset();
     if (reason.empty() && rename(fresh.c_str(), file.c_str()) != 0) reason = errnoText();
     if (!reason.empty()) unlink(fresh.c_str());
     return reason;
 }
 
-/// An empty file counts as missing, since it has no data to lose: a full disk leaves one of a copy, and touch(1)
-/// creates one.
+}  // namespace
+
 bool isMissingOrEmpty(const std::string& file) {
     struct stat status {};
     if (stat(file.c_str(), &status) != 0) return errno == ENOENT;
     return S_ISREG(status.st_mode) && status.st_size == 0;
 }
 
-}  // namespace
+std::string openEmpty(Database& db) {
+    std::string reason = openDatabase(":memory:", db);
+    return reason.empty() ? layOut(db.get()) : reason;
+}
 
 std::string openStoreFile(const std::string& file, bool create, Database& db) {
     if (create && isMissingOrEmpty(file)) {

@@ -28,6 +28,13 @@ using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 /// @param db      the open database; unspecified after a failure
 [[nodiscard]] std::string openStoreFile(const std::string& file, bool create, Database& db);
 
+/// Whether the file has no data to lose. An empty file counts as missing: a full disk leaves one of a copy, and
+/// touch(1) creates one.
+[[nodiscard]] bool isMissingOrEmpty(const std::string& file);
+
+/// Opens an empty store in memory, for a file that can't be created.
+[[nodiscard]] std::string openEmpty(Database& db);
+
 /// Opens the SQLite file of a store for reading only, on a disk that can't be written. SQLite then needs the side files
 /// of a killed process to read its -wal file, and none after a proper end.
 [[nodiscard]] std::string openUnwritable(const std::string& file, Database& db);

@@ -194,6 +194,19 @@ TEST_F(StoreTest, FullDiskFailsTheSetAndKeepsTheOldValue) {
         EXPECT_TRUE(store.set(0, numbered(43))) << store.lastError();
         EXPECT_EQ(store.get(0).get_u32(u32_id(1)), 43U);
     };
+    const auto isFullBeforeTheFirst = [this] {
+        temporary.remove("tern");
+        temporary.write("filler", std::string(512 << 10, 'x'));
+        Store store(kStore), other(kStore);
+        EXPECT_FALSE(store.find(0));
+        EXPECT_FALSE(store.set(0, numbered(42)));
+        EXPECT_THAT(store.lastError(), HasSubstr(file()));
+        temporary.remove("filler");
+        EXPECT_TRUE(store.set(0, numbered(43))) << store.lastError();
+        EXPECT_EQ(Store(kStore).get(0).get_u32(u32_id(1)), 43U);
+        EXPECT_FALSE(other.set(0, numbered(44))) << "replaces what it hasn't read";
+        EXPECT_THAT(other.lastError(), HasSubstr("restart"));
+    };
     Child child([&] {  // sees a file system of 512 KiB under the root
         if (unshare(geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER) != 0 ||
             mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
@@ -201,6 +214,7 @@ TEST_F(StoreTest, FullDiskFailsTheSetAndKeepsTheOldValue) {
             return kNoRights;
         fillsUp();
         isFullAtTheStart();
+        isFullBeforeTheFirst();
         return HasFailure() ? 1 : 0;
     });
     const int status = child.exitStatus();
