@@ -41,20 +41,14 @@ void AMap::load() {
     store_->recoversFromReads();
 }
 
-bool AMap::insert(std::unique_ptr<Object> object) {
-    const bool wasAllocated = allocator_.isAllocated(object->id);
-    if (object->id == kNoId) {
-        object->id = allocator_.allocate();
+void AMap::seed(std::unique_ptr<Object> object) {
+    const uint32_t id = allocator_.allocate();
+    object->id = id;
+    if (!store_ || store_->seed(id, stored(*object))) {
+        objects_[id] = std::move(object);
     } else {
-        allocator_.allocate(object->id);
+        allocator_.free(id);
     }
-    const uint32_t id = object->id;
-    if (isError(write(*object))) {
-        if (!wasAllocated) allocator_.free(id);
-        return false;
-    }
-    objects_[id] = std::move(object);
-    return true;
 }
 
 message AMap::cmdGetAll(const message& request) {

@@ -62,9 +62,9 @@ class AMap : public Handler {
 
     /// Loads all objects from the store. If the store is unreadable, there are none and changes get error::StoreFailed.
     void load();
-    /// Adds an object without a check and stores it, in place of the one with its id. An object without an id gets the
-    /// lowest free one. False, with nothing changed, if the store fails.
-    bool insert(std::unique_ptr<Object> object);
+    /// Adds the object that an empty store begins with, without a check. It gets the lowest free id. It is added also
+    /// if it can be stored only later, but not if the store can't be read.
+    void seed(std::unique_ptr<Object> object);
 
     /// Puts objects in place of those with their ids and removes others, without a check. All have ids. It notifies
     /// subscribers and doesn't record an undo.

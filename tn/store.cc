@@ -56,6 +56,7 @@ struct Store::Impl {
     bool isMissing = false;                                ///< and read as empty, since it can't be created
     bool recoversFromReads = false;                        ///< from failed ones
     std::optional<std::chrono::milliseconds> readAgainAt;  ///< while a failed read disables it
+    std::map<uint32_t, message> unwrittenSeeds;            ///< written before the next change
 
     std::string open();
     std::string openForReading();
@@ -66,6 +67,7 @@ struct Store::Impl {
     std::string verify();
     void giveUp(const std::string& reason);
     bool failed(std::string_view what);
+    bool set(uint32_t id, const message& m);
     bool change(const Use& use, std::string_view what);
     bool next(const Use& use);
 };
@@ -129,7 +131,11 @@ bool Store::Impl::mayRead() {
     return usable;
 }
 
-bool Store::Impl::mayWrite() { return mayRead() && (isWritable || reopen()); }
+bool Store::Impl::mayWrite() {
+    if (!mayRead() || (!isWritable && !reopen())) return false;
+    std::erase_if(unwrittenSeeds, [this](const auto& seed) { return set(seed.first, seed.second); });
+    return true;
+}
 
 /// Reads the whole store, and writes nothing if that fails: a caller that read half of a damaged store would consider
 /// the rest missing and overwrite it with defaults.
@@ -163,6 +169,17 @@ void Store::Impl::giveUp(const std::string& reason) {
 bool Store::Impl::failed(std::string_view what) {
     lastError = "store: " + file + ": " + std::string(what) + ": " + sqlite3_errmsg(db.get());
     return false;
+}
+
+bool Store::Impl::set(uint32_t id, const message& m) {
+    const flat_message bytes = m.flatten();
+    if (bytes.empty()) {
+        lastError = "store: " + file + ": message nested too deeply";
+        return false;
+    }
+    const Use use(upsert, id);
+    use.bind(bytes);
+    return change(use, "not written");
 }
 
 bool Store::Impl::change(const Use& use, std::string_view what) { return use.step() == SQLITE_DONE || failed(what); }
@@ -214,19 +231,20 @@ std::vector<uint32_t> Store::ids() const {
 }
 
 bool Store::set(uint32_t id, const message& m) {
-    if (!impl_->mayWrite()) return false;
-    const flat_message bytes = m.flatten();
-    if (bytes.empty()) {
-        impl_->lastError = "store: " + impl_->file + ": message nested too deeply";
-        return false;
-    }
-    const Use use(impl_->upsert, id);
-    use.bind(bytes);
-    return impl_->change(use, "not written");
+    if (!impl_->mayWrite() || !impl_->set(id, m)) return false;
+    impl_->unwrittenSeeds.erase(id);
+    return true;
+}
+
+bool Store::seed(uint32_t id, const message& m) {
+    if (!impl_->mayRead()) return false;
+    if (!set(id, m)) impl_->unwrittenSeeds.insert_or_assign(id, m);
+    return true;
 }
 
 bool Store::remove(uint32_t id) {
     if (!impl_->mayWrite()) return false;
+    impl_->unwrittenSeeds.erase(id);
     return impl_->change(Use(impl_->erase, id), "not removed");
 }
 

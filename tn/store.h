@@ -44,6 +44,9 @@ class Store {
     /// Stores a message, in place of the one with this id. False on failure: the old one is unchanged, and lastError()
     /// has the reason.
     [[nodiscard]] bool set(uint32_t id, const message& m);
+    /// Stores a message that an empty store begins with: if it can't be written now, before the next change. False if
+    /// the store can't be read.
+    [[nodiscard]] bool seed(uint32_t id, const message& m);
     /// Removes the message with this id; succeeds if there is none. False on failure, as for set.
     [[nodiscard]] bool remove(uint32_t id);
     /// Stores and removes several messages in one transaction: all or none, also if the process dies meanwhile. False

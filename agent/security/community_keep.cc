@@ -34,9 +34,8 @@ void CommunityKeep::init() {
     load();
     if (!objects().empty()) return;
     auto entry = std::make_unique<Item>();
-    entry->id = allocator_.allocate();
     entry->name = "common";  // compat: 90
-    insert(std::move(entry));
+    seed(std::move(entry));
 }
 
 const Item* CommunityKeep::find(std::string_view name) const {

@@ -26,7 +26,7 @@ struct Book : Object {
 class Shelf : public Map<Book> {
   public:
     explicit Shelf(const std::string& store) : Map(store, "book") { load(); }
-    using AMap::insert;
+    using AMap::seed;
 
   private:
     message doAdd(Book* added) override { return doSet(nullptr, added); }
@@ -117,9 +117,24 @@ TEST_F(MapTest, StoreThatRefusesLeavesTheOldValue) {
     const message reply = ask(cmd::AddObj, book("a"));
     EXPECT_EQ(errorOf(reply), error::StoreFailed);
     EXPECT_THAT(getError(reply), HasSubstr("is a directory"));
-    EXPECT_FALSE(shelf->insert(std::make_unique<Book>()));
+    shelf->seed(std::make_unique<Book>());
     EXPECT_THAT(names(), IsEmpty());
     EXPECT_THAT(supervisor.heard, IsEmpty());
+}
+
+TEST_F(MapTest, WhatAnEmptyStoreBeginsWithIsStoredAsSoonAsItCanBe) {
+    const std::string folder = rooted("/tern/later");
+    std::filesystem::create_symlink(folder + "-not-yet", folder);
+    testing::internal::CaptureStderr();
+    open("/tern/later/books");
+    shelf->seed(std::make_unique<Book>());
+    EXPECT_EQ(errorOf(ask(cmd::SetObj, book(0, "a"))), error::StoreFailed);
+    EXPECT_THAT(names(), ElementsAre("0 "));
+    std::filesystem::remove(folder);
+    EXPECT_FALSE(isError(ask(cmd::AddObj, book("b"))));
+    testing::internal::GetCapturedStderr();
+    open("/tern/later/books");
+    EXPECT_THAT(names(), ElementsAre("0 ", "1 b"));
 }
 
 TEST_F(MapTest, EachChangeCanBeTakenBack) {
